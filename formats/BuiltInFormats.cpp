@@ -1,0 +1,132 @@
+// The formats of this library. Registering happens while global objects are constructed, whose
+// order is certain only within one file, and callers keep the index of a format: so all the factory
+// objects stand here, in the order that fixes the index.
+
+#include <memory>
+
+#include "formats/UnbuiltFile.h"
+#include "formats/spectra/BrimroseFile.h"
+#include "formats/text/DIFFile.h"
+#include "formats/text/TextFile.h"
+#include "formats/workbook/TivonFile.h"
+#include "framework/SprFileFactory.h"
+
+namespace {
+
+// A format whose reader is not built yet. It keeps its place in the registry; one that tells its
+// files by their content claims none until it can.
+class UnbuiltFactory : public SprFileFactory {
+ public:
+  template <typename... Description>
+  explicit UnbuiltFactory(Confidence confidence, Description... description)
+      : SprFileFactory(description...), confidence_(confidence) {}
+
+  int IsCorrectFileType(const char*) override { return confidence_; }
+  SpreadsheetFile* Create() override { return std::make_unique<UnbuiltFile>().release(); }
+
+ private:
+  Confidence confidence_;
+};
+
+// Kept: three formats have a write filter though they cannot write, and some answer to more
+// extensions than their filter names.
+struct BrooksideFileFileFactory final : UnbuiltFactory {
+  BrooksideFileFileFactory()
+      : UnbuiltFactory(kNoOpinion, "Brookside File", "Brookside Files (*.trn; *.pkg)", nullptr, 2,
+                       ".trn\0.pkg", false, true, false, true, false) {}
+};
+struct BrooksideXMLFactory final : UnbuiltFactory {
+  BrooksideXMLFactory()
+      : UnbuiltFactory(kNotThis, "Brookside Ver. 2.6 XML File",
+                       "Brookside Ver. 2.6 XML Files (*.xml)", nullptr, 1, ".xml", false, true,
+                       true, true, false) {}
+};
+struct BrukerOPUSFileFactory final : UnbuiltFactory {
+  BrukerOPUSFileFactory()
+      : UnbuiltFactory(kNotThis, "Bruker OPUS File", "Bruker OPUS File (*.*)", nullptr, 1, ".*",
+                       false, true, true, true, false) {}
+};
+struct ChemStationFileFactory final : UnbuiltFactory {
+  ChemStationFileFactory()
+      : UnbuiltFactory(kNotThis, "HPLC ChemStation File", "HPLC ChemStation Files (*.ch, *.uv)",
+                       "HPLC ChemStation File (*.ch)", 2, ".ch\0.uv", false, true, true, true,
+                       false) {}
+};
+struct CsvFileFactory final : UnbuiltFactory {
+  CsvFileFactory()
+      : UnbuiltFactory(kNoOpinion, "CSV File", "CSV Files (*.csv)", nullptr, 1, ".csv", false, true,
+                       false, true, true) {}
+};
+struct Excel2007FileFactory final : UnbuiltFactory {
+  Excel2007FileFactory()
+      : UnbuiltFactory(kNoOpinion, "Excel2007 File", "Excel 2007 Files (*.xlsx; *.xlsb)",
+                       "Excel 2007 Files (*.xlsx)", 2, ".xlsx\0.xlsb", false, true, false, true,
+                       false) {}
+};
+struct ExcelFileFactory final : UnbuiltFactory {
+  ExcelFileFactory()
+      : UnbuiltFactory(kNoOpinion, "Excel File", "Excel 97-2003 Files (*.xl*)", nullptr, 2,
+                       ".xls\0.xlw", false, true, false, true, true) {}
+};
+struct GalacticSPCFileFactory final : UnbuiltFactory {
+  GalacticSPCFileFactory()
+      : UnbuiltFactory(kNoOpinion, "GalacticSPC File", "Galactic SPC Files (*.spc)", nullptr, 1,
+                       ".spc", false, true, true, true, true) {}
+};
+struct JCAMPFileFactory final : UnbuiltFactory {
+  JCAMPFileFactory()
+      : UnbuiltFactory(kNoOpinion, "JCAMP-DX File", "JCAMP-DX Files (*.jcm; *.dx; *.jdx)", nullptr,
+                       3, ".jcm\0.dx\0.jdx", false, true, true, true, false) {}
+};
+struct LotusFileFactory final : UnbuiltFactory {
+  LotusFileFactory()
+      : UnbuiltFactory(kNoOpinion, "Lotus 1-2-3 File", "Lotus 1-2-3 Files (*.wks; *.wk1)", nullptr,
+                       4, ".wks\0.wk1\0.wrk\0.wr1", false, true, false, true, false) {}
+};
+struct MatFileFactory final : UnbuiltFactory {
+  MatFileFactory()
+      : UnbuiltFactory(kNoOpinion, "Matlab File", "Matlab Files (*.mat)", "Matlab Files (*.mat)", 1,
+                       ".mat", true, true, false, false, false) {}
+};
+struct NetCDFFileFactory final : UnbuiltFactory {
+  NetCDFFileFactory()
+      : UnbuiltFactory(kNotThis, "NetCDF Files", "NetCDF Files (*.nc; *.cdf) (MVACDF, ANDI)",
+                       nullptr, 2, ".nc\0.cdf", false, true, true, true, false) {}
+};
+struct NsasFileFactory final : UnbuiltFactory {
+  NsasFileFactory()
+      : UnbuiltFactory(kNoOpinion, "NSAS File", "NSAS Files (*.da)", nullptr, 1, ".da", false, true,
+                       false, true, false) {}
+};
+struct ThermoSIEVEFileFactory final : UnbuiltFactory {
+  ThermoSIEVEFileFactory()
+      : UnbuiltFactory(kNotThis, "Thermo SIEVE File", "Thermo SIEVE Files (*.txt)",
+                       "Thermo SIEVE File (*.txt)", 1, ".txt", false, true, false, true, true) {}
+};
+struct UnscramblerFileFactory final : UnbuiltFactory {
+  UnscramblerFileFactory()
+      : UnbuiltFactory(kNotThis, "Unscrambler File", "Unscrambler Files (*.uns; *.inp)", nullptr, 2,
+                       ".uns\0.inp", false, true, false, true, false) {}
+};
+
+BrimroseFileFactory brimrose_file_factory;
+BrooksideFileFileFactory brookside_file_file_factory;
+BrooksideXMLFactory brookside_xml_factory;
+BrukerOPUSFileFactory bruker_opusfile_factory;
+ChemStationFileFactory chem_station_file_factory;
+CsvFileFactory csv_file_factory;
+DiffFileOEMFactory diff_file_oem_factory;
+Excel2007FileFactory excel2007_file_factory;
+ExcelFileFactory excel_file_factory;
+GalacticSPCFileFactory galactic_spcfile_factory;
+JCAMPFileFactory jcampfile_factory;
+LotusFileFactory lotus_file_factory;
+MatFileFactory mat_file_factory;
+TivonFileFactory tivon_file_factory;
+NetCDFFileFactory net_cdffile_factory;
+NsasFileFactory nsas_file_factory;
+TextFileFactory text_file_factory;
+ThermoSIEVEFileFactory thermo_sievefile_factory;
+UnscramblerFileFactory unscrambler_file_factory;
+
+}  // namespace

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "framework/NvImport.h"
+#include "platform/Export.h"
+
+// Choosing the format of a file among any set of formats: the registry's, or those of plug-in
+// libraries as well. A certain answer beats any number of possible ones; the extension decides only
+// among possible ones or where there is no file; a tie is the user's.
+
+// A format as detection sees it.
+struct KnownFormat {
+  const NvImportFormatInfo* info;
+  // 2 certain, 1 possible, 0 not this format. Without a test every file is possible.
+  std::function<int(const char* path)> test;
+};
+
+// What the formats say of one file. Formats are named by their position in the list, from 1.
+struct Detection {
+  bool file_exists = false;
+  std::vector<int> answers;     // each format's, in order; empty when there is no file
+  int format = -1;              // the one settled without asking, else -1
+  std::vector<int> candidates;  // those to ask the user about, empty when there is nothing to ask
+};
+
+// The registry's formats.
+NVIMPORT_API std::vector<KnownFormat> BuiltInFormats();
+
+// True when `format` lists `extension` (with its point), whatever the case.
+NVIMPORT_API bool HasExtension(const NvImportFormatInfo& format, std::string_view extension);
+
+// The extensions of `format`, each with its point.
+NVIMPORT_API std::vector<std::string> Extensions(const NvImportFormatInfo& format);
+
+NVIMPORT_API Detection DetectFormat(const std::vector<KnownFormat>& formats, const char* path);
+
+// Settles the format of the file at `path`, asking the user where DetectFormat leaves a choice.
+// -1 when there is no candidate or the user cancelled.
+NVIMPORT_API int ChooseFormat(const std::vector<KnownFormat>& formats, const char* path);

@@ -1,0 +1,185 @@
+#include "framework/MemorySheet.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+constexpr std::size_t kLinesInChunk = 1024;
+constexpr std::size_t kArenaChunk = 64 * 1024;
+// A text this long gets a chunk to itself, so that little is lost at a chunk's end.
+constexpr std::size_t kLongText = 4 * 1024;
+
+// The block's rows above, the line's columns below.
+std::uint64_t BlockKey(unsigned column, unsigned row, unsigned line_bits, unsigned block_bits) {
+  return std::uint64_t{row >> block_bits} << 32 | column >> line_bits;
+}
+
+}  // namespace
+
+MemorySheet::~MemorySheet() = default;
+
+void MemorySheet::Clear() {
+  columns_ = rows_ = 0;
+  blocks_.clear();
+  cache_.fill({});
+  line_chunks_.clear();
+  lines_used_ = 0;
+  arena_.clear();
+  arena_used_ = SIZE_MAX;
+}
+
+MemorySheet::Line& MemorySheet::LineAt(std::uint32_t index) const {
+  return line_chunks_[(index - 1) / kLinesInChunk][(index - 1) % kLinesInChunk];
+}
+
+MemorySheet::Block& MemorySheet::BlockFor(std::uint64_t key) {
+  // Neighbouring columns lie in neighbouring entries, so a row's blocks stay found while the rows
+  // of a block are filled.
+  CachedBlock& cached = cache_[key % cache_.size()];
+  if (cached.key != key) cached = {key, &blocks_[key]};
+  return *cached.block;
+}
+
+MemorySheet::Slot& MemorySheet::SlotFor(int column, int row) {
+  Grow(column, row);
+  const auto c = static_cast<unsigned>(column - 1);
+  const auto r = static_cast<unsigned>(row - 1);
+  Block& block = BlockFor(BlockKey(c, r, kLineBits, kBlockBits));
+  std::uint32_t& line = block.lines[r % block.lines.size()];
+  if (line == 0) {
+    if (lines_used_ % kLinesInChunk == 0)
+      line_chunks_.push_back(std::make_unique<Line[]>(kLinesInChunk));
+    line = ++lines_used_;
+  }
+  return LineAt(line).slots[c % (1U << kLineBits)];
+}
+
+const MemorySheet::Slot* MemorySheet::FindSlot(int column, int row) const {
+  if (column < 1 || row < 1 || column > columns_ || row > rows_) return nullptr;
+  const auto c = static_cast<unsigned>(column - 1);
+  const auto r = static_cast<unsigned>(row - 1);
+  const std::uint64_t key = BlockKey(c, r, kLineBits, kBlockBits);
+  const CachedBlock& cached = cache_[key % cache_.size()];
+  const Block* block = cached.block;
+  if (cached.key != key) {
+    const auto found = blocks_.find(key);
+    if (found == blocks_.end()) return nullptr;
+    block = &found->second;
+  }
+  const std::uint32_t line = block->lines[r % block->lines.size()];
+  return line != 0 ? &LineAt(line).slots[c % (1U << kLineBits)] : nullptr;
+}
+
+void MemorySheet::Grow(int column, int row) {
+  columns_ = std::max(columns_, column);
+  rows_ = std::max(rows_, row);
+}
+
+void MemorySheet::PutInArena(std::string_view text, Slot& slot) {
+  const std::size_t size = text.size() + 1;
+  std::uint32_t chunk = arena_chunk_;
+  std::size_t offset = arena_used_;
+  if (size > kLongText) {
+    chunk = static_cast<std::uint32_t>(arena_.size());
+    arena_.push_back(std::make_unique_for_overwrite<char[]>(size));
+    offset = 0;
+  } else {
+    if (arena_used_ > kArenaChunk - size) {
+      arena_.push_back(std::make_unique_for_overwrite<char[]>(kArenaChunk));
+      arena_chunk_ = chunk = static_cast<std::uint32_t>(arena_.size() - 1);
+      arena_used_ = offset = 0;
+    }
+    arena_used_ += size;
+  }
+  char* copy = arena_[chunk].get() + offset;
+  std::memcpy(copy, text.data(), text.size());
+  copy[text.size()] = '\0';
+  const auto short_offset = static_cast<std::uint16_t>(offset);
+  std::memcpy(slot.bytes, &chunk, sizeof chunk);
+  std::memcpy(slot.bytes + sizeof chunk, &short_offset, sizeof short_offset);
+  slot.bytes[7] = kInArena;
+}
+
+void MemorySheet::Set(int column, int row, const char* text) {
+  if (column < 1 || row < 1 || text == nullptr) return;
+  Slot& slot = SlotFor(column, row);
+  const std::size_t length = std::strlen(text);
+  if (length == 0) {
+    slot = {{0, 0, 0, 0, 0, 0, 0, kEmptyText}};
+  } else if (length < sizeof slot.bytes) {
+    slot = {};
+    std::memcpy(slot.bytes, text, length);
+  } else {
+    PutInArena({text, length}, slot);
+  }
+}
+
+void MemorySheet::Set(int column, int row, float value) {
+  if (column < 1 || row < 1) return;
+  Slot& slot = SlotFor(column, row);
+  slot = {{0, 0, 0, 0, 0, 0, 0, kFloat}};
+  std::memcpy(slot.bytes, &value, sizeof value);
+}
+
+void MemorySheet::SetDataSize(int columns, int rows) { Grow(columns, rows); }
+
+MemoryCell MemorySheet::GetCell(int column, int row) const {
+  MemoryCell cell;
+  const Slot* slot = FindSlot(column, row);
+  if (slot == nullptr) return cell;
+  switch (slot->bytes[7]) {
+    case kInline:
+      if (slot->bytes[0] == '\0') break;
+      cell = {CellKind::kText, 0, slot->bytes};
+      break;
+    case kFloat:
+      cell.kind = CellKind::kNumber;
+      std::memcpy(&cell.number, slot->bytes, sizeof cell.number);
+      break;
+    case kEmptyText:
+      cell = {CellKind::kText, 0, ""};
+      break;
+    default: {
+      std::uint32_t chunk = 0;
+      std::uint16_t offset = 0;
+      std::memcpy(&chunk, slot->bytes, sizeof chunk);
+      std::memcpy(&offset, slot->bytes + sizeof chunk, sizeof offset);
+      cell = {CellKind::kText, 0, arena_[chunk].get() + offset};
+    }
+  }
+  return cell;
+}
+
+float MemorySheet::GetNumber(int column, int row) {
+  const MemoryCell cell = GetCell(column, row);
+  return cell.kind == CellKind::kNumber ? cell.number : std::numeric_limits<float>::quiet_NaN();
+}
+
+const char* MemorySheet::GetText(int column, int row) {
+  const MemoryCell cell = GetCell(column, row);
+  if (cell.kind == CellKind::kNumber) return FormatFloat(cell.number, number_text_).data();
+  return cell.kind == CellKind::kText ? cell.text.data() : "";
+}
+
+bool MemorySheet::CellFlag(int, int) { return false; }
+
+bool MemorySheet::IsNumber(int column, int row) {
+  return GetCell(column, row).kind == CellKind::kNumber;
+}
+
+bool MemorySheet::IsMissing(int column, int row) {
+  return GetCell(column, row).kind == CellKind::kMissing;
+}
+
+bool MemorySheet::IsText(int column, int row) {
+  return GetCell(column, row).kind == CellKind::kText;
+}
+
+std::optional<double> MemorySheet::AsNumber(int column, int row, char decimal_mark) const {
+  const MemoryCell cell = GetCell(column, row);
+  if (cell.kind == CellKind::kNumber) return cell.number;
+  if (cell.kind == CellKind::kText) return ParseNumber(cell.text, decimal_mark);
+  return std::nullopt;
+}

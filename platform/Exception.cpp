@@ -1,0 +1,3 @@
+#include "platform/Exception.h"
+
+Exception::~Exception() = default;

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <stdexcept>
+
+#include "platform/Export.h"
+
+// A failure with a text for the user, where a failure can't travel as a value.
+class NVIMPORT_API Exception : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+  Exception(const Exception&) = default;
+  Exception& operator=(const Exception&) = default;
+  ~Exception() override;
+};

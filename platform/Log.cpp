@@ -1,0 +1,20 @@
+#include "platform/Log.h"
+
+#include <memory>
+#include <utility>
+
+namespace {
+// Never destroyed: entries may still come while the process ends.
+Log::Sink& Installed() {
+  static auto& sink = *std::make_unique<Log::Sink>().release();
+  return sink;
+}
+}  // namespace
+
+void Log::WriteMessage(std::string_view source, std::string_view operation, std::string_view text,
+                       int importance) {
+  if (Installed())
+    Installed()({std::string(source), std::string(operation), std::string(text), importance});
+}
+
+Log::Sink Log::Install(Sink sink) { return std::exchange(Installed(), std::move(sink)); }

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "platform/Export.h"
+
+// One line of the log.
+struct LogEntry {
+  std::string source;     // the class that speaks
+  std::string operation;  // what it was doing; "Note" for what a reader left out by rule
+  std::string text;
+  int importance = 0;
+};
+
+class NVIMPORT_API Log {
+ public:
+  using Sink = std::function<void(const LogEntry&)>;
+
+  // Importance of the driver's and the readers' entries.
+  static constexpr int kNormal = 3;
+
+  static void WriteMessage(std::string_view source, std::string_view operation,
+                           std::string_view text, int importance);
+
+  // One line about cells that a rule left out, "3 lines ...".
+  static void WriteNote(std::string_view source, std::string_view text) {
+    WriteMessage(source, "Note", text, kNormal);
+  }
+
+  // Sends the entries to `sink` (none: they are dropped) and returns the sink before it.
+  static Sink Install(Sink sink);
+};

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string_view>
+
+#include "platform/Export.h"
+
+// Numbers as texts, whatever the locale.
+
+// The number that `text` is, all of it: a decimal number with optional sign, point and exponent,
+// blanks around it allowed. With decimal mark ',' the point is no part of a number. None for
+// anything else, "inf", "nan" and hexadecimal included, and for what a double can't hold.
+NVIMPORT_API std::optional<double> ParseNumber(std::string_view text, char decimal_mark = '.');
+
+// Room for the text of any float.
+using FloatText = std::array<char, 24>;
+
+// The shortest text that reads back to the same float, NUL-terminated in `buffer`.
+NVIMPORT_API std::string_view FormatFloat(float value, FloatText& buffer);

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/Export.h"
+
+// True when the two are equal but for the case of ASCII letters.
+NVIMPORT_API bool EqualIgnoringCase(std::string_view a, std::string_view b);
+
+// The name of the file at `path`, without its folders.
+NVIMPORT_API std::string FileName(std::string_view path);
+
+// What follows the last point of the file's name, "txt"; empty for a name without one or with
+// nothing before it.
+NVIMPORT_API std::string NvGetFileExtension(std::string_view path);

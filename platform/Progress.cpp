@@ -1,0 +1,35 @@
+#include "platform/Progress.h"
+
+#include <chrono>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr auto kInterval = std::chrono::milliseconds(33);
+
+struct State {
+  Progress* installed = nullptr;
+  Clock::time_point next_report;
+  bool stopped = false;
+};
+State state;
+
+}  // namespace
+
+Progress::~Progress() = default;
+
+Progress* Progress::Install(Progress* progress) {
+  Progress* previous = state.installed;
+  state = {progress, {}, false};
+  return previous;
+}
+
+bool Progress::Report(std::uint64_t position, std::uint64_t size) {
+  if (state.installed == nullptr) return true;
+  if (state.stopped) return false;
+  const auto now = Clock::now();
+  if (now < state.next_report) return true;
+  state.next_report = now + kInterval;
+  state.stopped = !state.installed->Advance(position, size);
+  return !state.stopped;
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <iosfwd>
+
+#include "platform/Export.h"
+
+// Reads what StreamWriter stored. Throws an Exception where the stream ends early or a byte can't
+// be what was stored.
+class NVIMPORT_API StreamReader {
+ public:
+  explicit StreamReader(std::istream& stream) : stream_(stream) {}
+
+  bool ReadBool();
+  int ReadInt32();
+  void ReadUInt8Vector(unsigned char* bytes, int count);
+
+ private:
+  std::istream& stream_;
+};

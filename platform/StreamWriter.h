@@ -1,0 +1,19 @@
+#pragma once
+
+#include <iosfwd>
+
+#include "platform/Export.h"
+
+// Stores values in a binary stream: a bool as one byte 0 or 1, integers as 32 bits little-endian.
+// Failures stay in the stream's own state.
+class NVIMPORT_API StreamWriter {
+ public:
+  explicit StreamWriter(std::ostream& stream) : stream_(stream) {}
+
+  void WriteBool(bool value);
+  void WriteInt32(int value);
+  void WriteUInt8Vector(const unsigned char* bytes, int count);
+
+ private:
+  std::ostream& stream_;
+};
