@@ -1,0 +1,155 @@
+// Delimited text beside its floor, a scan of the same bytes for line feeds: each iteration times
+// both, and the counter "x_floor" is the ratio of the sums.
+//
+// The inputs (1,000,000 x 20 and 2,000 x 20,000 TAB-separated mixed cells, some 150 and 230 MB) are
+// made on first use in $NVIMPORT_BENCH_DATA, or a folder "nvimport-bench" among the temporary
+// files.
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "bench/TouchingSink.h"
+#include "formats/text/TextFile.h"
+#include "framework/MemorySheet.h"
+#include "framework/SpreadsheetOpenOptions.h"
+#include "platform/InputFile.h"
+#include "platform/NumberText.h"
+#include "platform/OutputFile.h"
+
+namespace {
+
+struct Shape {
+  const char* name;
+  int rows;
+  int columns;
+};
+constexpr Shape kLong{"long.txt", 1'000'000, 20};
+constexpr Shape kWide{"wide.txt", 2'000, 20'000};
+
+// Names, whole numbers, decimals and gaps, the same on every machine.
+void MakeTable(const Shape& shape, const std::string& path) {
+  constexpr const char* kWords[] = {"alpha", "batch B", "n/a", "north", "lot 12", "ok"};
+  std::mt19937 random(20);
+  OutputFile out(path.c_str());
+  for (int r = 0; r <= shape.rows; ++r) {
+    for (int c = 1; c <= shape.columns; ++c) {
+      const auto draw = static_cast<std::uint32_t>(random());
+      std::string cell;
+      if (r == 0)
+        cell = "Var" + std::to_string(c);
+      else if (c % 5 == 1)
+        cell = kWords[draw % std::size(kWords)];
+      else if (c % 5 == 2)
+        cell = std::to_string(draw % 1'000'000);
+      else if (c % 7 != 3 || draw % 4 != 0)
+        cell = std::to_string(draw % 100'000) + "." + std::to_string(draw / 7 % 10'000);
+      cell += c < shape.columns ? '\t' : '\n';
+      out.Write(cell);
+    }
+  }
+}
+
+std::string InputPath(const Shape& shape) {
+  namespace fs = std::filesystem;
+  const char* given = std::getenv("NVIMPORT_BENCH_DATA");
+  const fs::path folder =
+      given != nullptr ? fs::path(given) : fs::temp_directory_path() / "nvimport-bench";
+  fs::create_directories(folder);
+  const fs::path path = folder / shape.name;
+  if (!fs::exists(path)) {
+    MakeTable(shape, path.string() + ".part");
+    fs::rename(path.string() + ".part", path);
+  }
+  return path.string();
+}
+
+std::uint64_t CountLineFeeds(const std::string& path) {
+  InputFile file(path.c_str());
+  std::vector<char> block(256 * 1024);
+  std::uint64_t lines = 0;
+  for (std::ptrdiff_t got = file.Read(block); got > 0; got = file.Read(block)) {
+    const char* const end = block.data() + got;
+    for (const char* next = block.data();
+         (next = static_cast<const char*>(
+              std::memchr(next, '\n', static_cast<std::size_t>(end - next)))) != nullptr;
+         ++next)
+      ++lines;
+  }
+  return lines;
+}
+
+std::unique_ptr<TextFile> OpenTabs(const std::string& path) {
+  auto file = std::make_unique<TextFile>();
+  const std::unique_ptr<NvImportOpenOptions> tabs(TextFile::GetImportOptions("\t", false));
+  file->Open(true, path.c_str(), tabs.get());
+  SpreadsheetOpenOptions::FreeOpenOptions(tabs.get());
+  return file;
+}
+
+template <typename Work>
+double Seconds(Work work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Times `work` on an opened file in turn with the floor.
+template <typename Work>
+void BesideFloor(benchmark::State& state, const Shape& shape, Work work) {
+  const std::string path = InputPath(shape);
+  CountLineFeeds(path);  // so that the file is in the page cache
+  double floor = 0;
+  double own = 0;
+  for (auto _ : state) {
+    floor += Seconds([&] { benchmark::DoNotOptimize(CountLineFeeds(path)); });
+    const double seconds = Seconds([&] {
+      const auto file = OpenTabs(path);
+      if (!work(*file)) state.SkipWithError("the file was not read");
+    });
+    own += seconds;
+    state.SetIterationTime(seconds);
+  }
+  state.counters["x_floor"] = own / floor;
+  state.SetBytesProcessed(state.iterations() *
+                          static_cast<std::int64_t>(std::filesystem::file_size(path)));
+}
+
+void Size(benchmark::State& state, const Shape& shape) {
+  BesideFloor(state, shape, [&](TextFile& file) { return file.GetNumCols() == shape.columns; });
+}
+
+void SizeAndRead(benchmark::State& state, const Shape& shape) {
+  BesideFloor(state, shape, [&](TextFile& file) {
+    TouchingSink sink;
+    if (file.GetNumCols() != shape.columns || file.Read(&sink) != 0) return false;
+    benchmark::DoNotOptimize(sink.Total());
+    return true;
+  });
+}
+
+void Store(benchmark::State& state, const Shape& shape) {
+  BesideFloor(state, shape, [&](TextFile& file) {
+    MemorySheet sheet;
+    return file.Read(&sheet) == 0 && sheet.GetNumberOfColumns() == shape.columns;
+  });
+}
+
+BENCHMARK_CAPTURE(Size, long, kLong)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Size, wide, kWide)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SizeAndRead, long, kLong)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(SizeAndRead, wide, kWide)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Store, long, kLong)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Store, wide, kWide)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,55 @@
+# What run, test and .ci/run share: installing what is missing, and building.
+# Sourced by sh with $root set to the project's folder.
+
+run_packages="g++ cmake ninja-build libcli11-dev nlohmann-json3-dev"
+test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib"
+ci_packages="$test_packages clang clang-format clang-tidy libclang-rt-14-dev"
+
+# Installs those of the packages named that are missing; says nothing when there are none.
+need_packages() {
+  command -v dpkg-query >/dev/null || return 0 # not Debian: CMake names what it lacks
+  missing=
+  for package in "$@"; do
+    case $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) in
+      installed) ;;
+      *) missing="$missing $package" ;;
+    esac
+  done
+  [ -n "$missing" ] || return 0
+  install="apt-get install -y --no-install-recommends$missing"
+  if [ "$(id -u)" -eq 0 ]; then
+    as_root=
+  elif command -v sudo >/dev/null; then
+    as_root=sudo
+  else
+    echo "Some packages are missing. As root, run this and come back:" >&2
+    echo "  apt-get update && $install" >&2
+    exit 1
+  fi
+  echo "Installing$missing" >&2
+  # shellcheck disable=SC2086 # a list of words
+  $as_root apt-get update -qq >&2 &&
+    $as_root env DEBIAN_FRONTEND=noninteractive $install -qq -o Dpkg::Use-Pty=0 >&2 || {
+    echo "That failed. As root, run this and come back:" >&2
+    echo "  apt-get update && $install" >&2
+    exit 1
+  }
+  installed_some=yes
+}
+
+# build PRESET [TARGET...]: configures where that has not been done or new packages may change it,
+# and builds.
+build() {
+  preset=$1
+  shift
+  if [ ! -f "$root/build/$preset/build.ninja" ] || [ -n "${installed_some:-}" ]; then
+    (cd "$root" && cmake --preset "$preset" >&2) || exit 1
+  fi
+  if [ $# -gt 0 ]; then set -- --target "$@"; fi
+  # Where there is nothing to do, there is nothing to say.
+  if [ "$(cd "$root" && cmake --build --preset "$preset" "$@" -- -n 2>/dev/null | tail -n 1)" = \
+    "ninja: no work to do." ]; then
+    return 0
+  fi
+  (cd "$root" && cmake --build --preset "$preset" "$@" >&2) || exit 1
+}

@@ -1,0 +1,38 @@
+#!/bin/sh
+# Makes the sample files beside it, the same on every machine. Every value is invented.
+set -eu
+cd "$(dirname "$0")"
+
+# A table of near-infrared spectra as a host exports it: TABs, names in the first row and column, a
+# reference value, and gaps where it was not measured.
+awk 'BEGIN {
+  OFS = "\t"
+  printf "Sample\tMoisture"
+  for (w = 1100; w < 1200; w += 10) printf "\tw%d", w
+  printf "\n"
+  for (s = 1; s <= 12; s++) {
+    printf "Wheat %02d\t", s
+    if (s % 5) printf "%.1f", 11 + (s * 7 % 13) / 4
+    for (i = 0; i < 10; i++) printf "\t%.4f", 0.31 + s / 500 + i * i / 4000 + (s * i % 7) / 1000
+    printf "\n"
+  }
+}' >wheat.txt
+
+# What a European spreadsheet saves: semicolons, decimal commas, texts in quotes that stay, CR LF.
+awk 'BEGIN {
+  printf "Batch;Start;\"Yield, %%\";pH;Remark\r\n"
+  for (b = 1; b <= 8; b++)
+    printf "B-%03d;2024-03-%02d;%d,%d;%d,%02d;%s\r\n", 100 + b, b * 3, 88 + b * 5 % 9, b * 7 % 10,
+      6 + b % 2, b * 13 % 100, b == 4 ? "\"sensor; replaced\"" : ""
+}' >batches.txt
+
+# A printed report: a heading, then columns lined up with runs of blanks.
+awk 'BEGIN {
+  printf "Reactor log 7, all temperatures in C\n\n"
+  printf "%8s %8s %8s %8s\n", "minute", "jacket", "mass", "rpm"
+  for (m = 0; m <= 60; m += 5)
+    printf "%8d %8.1f %8.1f %8d\n", m, 20 + m * 0.9, 19.5 + m * 0.82, 120 + m % 15
+}' >reactor.txt
+
+# Bars, and texts in Windows-1252 (the bytes E9, F6, B0 and B5 as octal escapes).
+printf 'Site|Caf\351|T \260C|Size \265m\nK\366ln|yes|21.5|4.0\nNice|no|23.25|3.5\n' >sites.txt
