@@ -29,9 +29,9 @@ awk 'BEGIN {
 # A printed report: a heading, then columns lined up with runs of blanks.
 awk 'BEGIN {
   printf "Reactor log 7, all temperatures in C\n\n"
-  printf "%8s %8s %8s %8s\n", "minute", "jacket", "mass", "rpm"
+  printf "%-8s %8s %8s %8s\n", "minute", "jacket", "mass", "rpm"
   for (m = 0; m <= 60; m += 5)
-    printf "%8d %8.1f %8.1f %8d\n", m, 20 + m * 0.9, 19.5 + m * 0.82, 120 + m % 15
+    printf "%-8d %8.1f %8.1f %8d\n", m, 20 + m * 0.9, 19.5 + m * 0.82, 120 + m % 15
 }' >reactor.txt
 
 # Bars, and texts in Windows-1252 (the bytes E9, F6, B0 and B5 as octal escapes).

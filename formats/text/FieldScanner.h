@@ -116,9 +116,15 @@ FieldScanner::Outcome FieldScanner::Walk(Visitor& visitor) {
     std::size_t base = scanned;
     scanned = have_;
     for (const ByteMasks& found : masks_) {
+      // What a NUL cut off may be gigabytes of NULs.
+      if (cut && std::memchr(buffer_.get() + base, '\n', have_ - base < 64 ? have_ - base : 64) ==
+                     nullptr) {
+        base += 64;
+        continue;
+      }
       if constexpr (kSimple && Visitor::kCountsOnly) {
         if (found.end == 0) {
-          if (found.delimiter != 0 && !cut) {
+          if (found.delimiter != 0) {
             const auto first = static_cast<unsigned>(std::countr_zero(found.delimiter));
             if (base + first - field > kLongestField) return Outcome::kFieldTooLong;
             std::uint64_t ends = found.delimiter;
