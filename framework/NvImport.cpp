@@ -40,7 +40,7 @@ struct OpenFile {
 // The open files by handle. A handle is the object's address; where a long can't hold one it is
 // the key alone that counts.
 std::map<long, OpenFile>& OpenFiles() {
-  static auto& files = *std::make_unique<std::map<long, OpenFile>>().release();
+  static std::map<long, OpenFile> files;
   return files;
 }
 

@@ -178,6 +178,7 @@ void TextFile::IgnoreConsecutiveDelimiters(bool ignore) { ignore_consecutive_ = 
 int TextFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (status_ != kGood) return status_;
   size_established_ = false;
+  if (path == nullptr) path = "";
   path_ = path;
   if (!read) {
     mode_ = Mode::kWriting;
