@@ -103,8 +103,12 @@ class CellReader {
       sink_->Set(column_, row_, text);
   }
 
+  // Lines walked so far.
+  int lines() const { return lines_; }
+
   bool EndLine() {
     column_ = 0;
+    ++lines_;
     const bool was_wanted = row_ == wanted_;
     if (row_ >= last_row_) return false;
     ++row_;
@@ -122,6 +126,7 @@ class CellReader {
   int row_ = 1;     // the line now being walked
   int wanted_ = 0;  // the sink's last answer
   int column_ = 0;
+  int lines_ = 0;
   bool delivers_ = false;
 };
 
@@ -245,7 +250,8 @@ std::vector<std::vector<std::string>> TextFile::Preview(const TextImportChoice& 
   trial.mode_ = Mode::kReading;
   std::swap(trial.input_, input_);
   SpreadsheetListView sheet;
-  trial.ReadCells(&sheet, columns, rows, 1, 1, nullptr);
+  Walked walked;
+  trial.ReadCells(&sheet, columns, rows, 1, 1, walked);
   std::swap(trial.input_, input_);
 
   std::vector<std::vector<std::string>> cells(static_cast<std::size_t>(sheet.GetNumberOfRows()));
@@ -268,37 +274,44 @@ int TextFile::Read(ReadSpreadSheetData* sink) {
   const int columns = GetNumCols();
   const int rows = GetNumRows();
   if (columns >= 0 && rows >= 0 && mode_ == Mode::kReading) sink->SetDataSize(columns, rows);
-  return Read(sink, columns, rows, 1, 1);
+  Walked walked;
+  ReadCells(sink, columns, rows, 1, 1, walked);
+  WriteNotes(walked);
+  if (walked.to_the_end && walked.lines < rows)
+    Log::WriteNote("TextFile", "the file has become shorter while it was read: " +
+                                   std::to_string(walked.lines) + " of " + std::to_string(rows) +
+                                   " rows were delivered");
+  return status_;
 }
 
 int TextFile::Read(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
                    int first_column) {
-  std::uint64_t cut_lines = 0;
-  ReadCells(sink, last_column, last_row, first_row, first_column, &cut_lines);
-  if (cut_lines > 0)
-    Log::WriteNote("TextFile", std::to_string(cut_lines) +
-                                   (cut_lines == 1 ? " line holds" : " lines hold") +
-                                   " a NUL byte, and what follows it there was not delivered");
+  Walked walked;
+  ReadCells(sink, last_column, last_row, first_row, first_column, walked);
+  WriteNotes(walked);
   return status_;
 }
 
 int TextFile::ReadCells(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
-                        int first_column, std::uint64_t* cut_lines) {
+                        int first_column, Walked& walked) {
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
   CellReader cells(sink, last_column, last_row, first_row, first_column);
   FieldScanner scanner(input_, delimiter_, ignore_consecutive_);
   if (!input_.Seek(0)) return Fail(kNoStream);
   if (!cells.AskForRow()) return kGood;
-  switch (scanner.Walk(cells)) {
-    case FieldScanner::Outcome::kReadFailed:
-      return Fail(kNoStream);
-    case FieldScanner::Outcome::kFieldTooLong:
-      return Fail(kNoSize);
-    default:
-      if (cut_lines != nullptr) *cut_lines = scanner.cut_lines();
-      return kGood;
-  }
+  const FieldScanner::Outcome outcome = scanner.Walk(cells);
+  walked = {scanner.cut_lines(), cells.lines(), outcome == FieldScanner::Outcome::kEnd};
+  if (outcome == FieldScanner::Outcome::kReadFailed) return Fail(kNoStream);
+  if (outcome == FieldScanner::Outcome::kFieldTooLong) return Fail(kNoSize);
+  return kGood;
+}
+
+void TextFile::WriteNotes(const Walked& walked) {
+  if (walked.cut_lines == 0) return;
+  Log::WriteNote("TextFile", std::to_string(walked.cut_lines) +
+                                 (walked.cut_lines == 1 ? " line holds" : " lines hold") +
+                                 " a NUL byte, and what follows it there was not delivered");
 }
 
 int TextFile::Write(WriteSpreadSheetData* source) {

@@ -53,9 +53,17 @@ class NVIMPORT_API TextFile : public SpreadsheetFile {
  private:
   enum class Mode { kClosed, kReading, kWriting };
 
+  // What a walk through the cells met.
+  struct Walked {
+    std::uint64_t cut_lines = 0;
+    int lines = 0;
+    bool to_the_end = false;
+  };
+
   int EstablishSize() override;
   int ReadCells(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
-                int first_column, std::uint64_t* cut_lines);
+                int first_column, Walked& walked);
+  static void WriteNotes(const Walked& walked);
   std::vector<std::vector<std::string>> Preview(const TextImportChoice& choice, int rows,
                                                 int columns);
 
