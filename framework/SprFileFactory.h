@@ -20,6 +20,8 @@ struct FormatDescription : NvImportFormatInfo {
 // registry; a format is known everywhere by its position there, from 1.
 class NVIMPORT_API SprFileFactory {
  public:
+  SprFileFactory(const SprFileFactory&) = delete;
+  SprFileFactory& operator=(const SprFileFactory&) = delete;
   virtual ~SprFileFactory();
 
   // How sure the format is of the file at `path`, as a Confidence.
@@ -46,6 +48,4 @@ class NVIMPORT_API SprFileFactory {
   SprFileFactory(const char* name, const char* read_filter, const char* write_filter,
                  int extension_count, const char* extensions, bool can_write, bool can_read,
                  bool several_at_once, bool flag4, bool flag5);
-  SprFileFactory(const SprFileFactory&) = delete;
-  SprFileFactory& operator=(const SprFileFactory&) = delete;
 };
