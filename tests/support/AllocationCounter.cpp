@@ -1,0 +1,41 @@
+#include "tests/support/AllocationCounter.h"
+
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::size_t held = 0;
+std::size_t most_held = 0;
+
+void* Counted(void* memory) {
+  if (memory == nullptr) throw std::bad_alloc();
+  held += ::malloc_usable_size(memory);
+  most_held = std::max(most_held, held);
+  return memory;
+}
+
+void Release(void* memory) {
+  held -= ::malloc_usable_size(memory);
+  std::free(memory);
+}
+
+}  // namespace
+
+AllocationCounter::AllocationCounter() : before_(held) { most_held = held; }
+
+std::size_t AllocationCounter::Peak() const { return most_held - std::min(most_held, before_); }
+
+// The other forms of new and delete end in these.
+void* operator new(std::size_t size) { return Counted(std::malloc(size)); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  const auto step = static_cast<std::size_t>(alignment);
+  return Counted(std::aligned_alloc(step, (size + step - 1) / step * step));
+}
+void operator delete(void* memory) noexcept { Release(memory); }
+void operator delete(void* memory, std::size_t) noexcept { Release(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { Release(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { Release(memory); }

@@ -1,0 +1,20 @@
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <iostream>
+#include <locale>
+#include <string_view>
+
+// The tests run under the caller's locale: nothing that the library reads or writes may follow it.
+int main(int argc, char** argv) {
+  std::setlocale(LC_ALL, "");
+  if (std::getenv("NVIMPORT_TEST_DECIMAL_COMMA") != nullptr &&
+      std::localeconv()->decimal_point != std::string_view(",")) {
+    std::cerr << "The locale has no decimal comma.\n";
+    return 1;
+  }
+  std::locale::global(std::locale(""));
+  testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
