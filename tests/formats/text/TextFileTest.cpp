@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -415,19 +416,20 @@ TEST(TextFile, AFieldBeyond64MebibytesIsStatus2) {
 }
 
 TEST(TextFile, ReadsBeyondFourGibibytes) {
-  const TempFile file("first\tline\n" + std::string(30768, 'x') + "\n");
-  {
-    // A hole of NULs, which takes no space, and a line behind it.
-    std::fstream hole(file.path(), std::ios::binary | std::ios::in | std::ios::out);
-    hole.seekp((std::streamoff{4} << 30) + 5);
-    hole << "\nlast\tline\n";
-    if (!hole.flush()) GTEST_SKIP() << "this file system has no room for a file of 4 GiB";
-  }
+  // In memory a hole of NULs costs neither space nor time; a line stands behind it.
+  const int hole = ::memfd_create("hole", MFD_CLOEXEC);
+  const std::string head = "first\tline\n" + std::string(30768, 'x') + "\n";
+  const std::string tail = "\nlast\tline\n";
+  ASSERT_GT(::pwrite(hole, head.data(), head.size(), 0), 0);
+  ASSERT_GT(::pwrite(hole, tail.data(), tail.size(), (off_t{4} << 30) + 5), 0);
   TextFile reader;
-  ASSERT_EQ(reader.Open(true, file.path(), TextOptions().get()), 0);
+  const std::string path = "/proc/self/fd/" + std::to_string(hole);
+  ASSERT_EQ(reader.Open(true, path.c_str(), TextOptions().get()), 0);
+  EXPECT_EQ(reader.GetNumRows(), 4);
   MemorySheet sheet;
-  ASSERT_EQ(reader.Read(&sheet, 2, INT_MAX, 1, 1), 0);  // one pass takes long enough
+  ASSERT_EQ(reader.Read(&sheet), 0);
   EXPECT_STREQ(sheet.GetText(2, 4), "line");
+  ::close(hole);
 }
 
 TEST(TextFile, BearsAFileThatChangesMeanwhile) {
