@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/Progress.h"
+
 namespace {
 Dialogs* installed = nullptr;
 }  // namespace
@@ -11,6 +13,18 @@ Dialogs::~Dialogs() = default;
 std::optional<std::size_t> Dialogs::SelectFileType(const FileTypeQuestion&) { return {}; }
 
 std::optional<TextImportChoice> Dialogs::ImportText(const TextImportQuestion&) { return {}; }
+
+std::optional<std::vector<std::string>> Dialogs::SortFiles(const std::vector<std::string>&) {
+  return {};
+}
+
+int Dialogs::ShowMessage(const MessageBox&) { return MessageBox::kOkAnswer; }
+
+void Dialogs::ShowDetails(const DetailMessage&) {}
+
+std::unique_ptr<Progress> Dialogs::ShowProgress(const std::string&) { return nullptr; }
+
+void Dialogs::ShowWaitCursor(bool) {}
 
 Dialogs& Dialogs::Current() {
   static Dialogs nobody;

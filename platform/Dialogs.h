@@ -2,11 +2,40 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/Export.h"
+
+class Progress;
+
+// A window of the host's GUI library, handed through to its dialogs.
+class CWnd;
+
+// A message box: its buttons and, added to them, its icon.
+struct MessageBox {
+  static constexpr unsigned kOk = 0;
+  static constexpr unsigned kOkCancel = 1;
+  static constexpr unsigned kStop = 0x10;
+  static constexpr unsigned kExclamation = 0x30;
+  static constexpr unsigned kInformation = 0x40;
+  enum Answer : int { kOkAnswer = 1, kCancelAnswer = 2 };
+
+  CWnd* parent = nullptr;
+  std::string text;
+  std::string title;
+  unsigned type = kOk;
+};
+
+// A message with a detail that the user can unfold.
+struct DetailMessage {
+  CWnd* parent = nullptr;
+  std::string text;
+  std::string detail;
+  std::string title;
+};
 
 // A choice among formats that are equally likely.
 struct FileTypeQuestion {
@@ -42,6 +71,19 @@ class NVIMPORT_API Dialogs {
   // The position chosen in `names`, or none when cancelled; likewise below.
   virtual std::optional<std::size_t> SelectFileType(const FileTypeQuestion& question);
   virtual std::optional<TextImportChoice> ImportText(const TextImportQuestion& question);
+
+  // The files in the order that the user gives them.
+  virtual std::optional<std::vector<std::string>> SortFiles(const std::vector<std::string>& files);
+
+  // Shows a message and returns the MessageBox::Answer; without a host it is OK.
+  virtual int ShowMessage(const MessageBox& message);
+  virtual void ShowDetails(const DetailMessage& message);
+
+  // A progress window that is shown while the object lives, or null for none.
+  virtual std::unique_ptr<Progress> ShowProgress(const std::string& title);
+
+  // The wait cursor, on or off.
+  virtual void ShowWaitCursor(bool on);
 
   static Dialogs& Current();
 

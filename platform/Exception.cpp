@@ -1,3 +1,5 @@
 #include "platform/Exception.h"
 
 Exception::~Exception() = default;
+
+CancelException::~CancelException() = default;

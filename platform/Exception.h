@@ -12,3 +12,12 @@ class NVIMPORT_API Exception : public std::runtime_error {
   Exception& operator=(const Exception&) = default;
   ~Exception() override;
 };
+
+// The user cancelled.
+class NVIMPORT_API CancelException : public Exception {
+ public:
+  using Exception::Exception;
+  CancelException(const CancelException&) = default;
+  CancelException& operator=(const CancelException&) = default;
+  ~CancelException() override;
+};

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "framework/NvImport.h"
+#include "platform/Dialogs.h"
+#include "platform/Export.h"
+#include "platform/FileDialog.h"
+
+class SpreadsheetData;
+class SpreadsheetFile;
+
+// Why CheckFilesBeforeRead refused.
+enum class ReadErrors : int {
+  kNone = 0,
+  kNotExaminable = 1,
+  kDirectory = 2,
+  kOneAtATime = 3,
+  kNoFormatChosen = 4,
+  kNoUsableFormat = 5
+};
+
+// What a host calls to read a file into its sheet or to write its sheet to a file. It works over
+// the combined list of formats, and turns every failure into a message, a log line or an exception,
+// as the host asks for.
+class NVIMPORT_API ImportHelper {
+ public:
+  // Whether messages are shown (at first they are) and logged (at first they are not).
+  void SetVerboseMode(bool show_messages, bool log_messages);
+
+  // Whether a failure is thrown instead of shown: an Exception with the message, a CancelException
+  // when the user cancelled. Not at first.
+  void SetThrowExceptionOnError(bool throw_on_error);
+
+  // Reads `path`, which may hold several files (FileSelection). `format` is a position in the
+  // combined list when `format_known`, else the position of the open dialog's filter, as for
+  // CheckFilesBeforeRead. An empty record of options (size 0, null data) is filled with the choices
+  // made; the caller frees it with SpreadsheetOpenOptions::FreeOpenOptions. True when the sheet was
+  // filled.
+  bool ReadSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet, CWnd* parent,
+                           NvImportOpenOptions* options, bool format_known);
+
+  // Writes the sheet to `path` in `format`, a position in the combined list; below 1 the extension
+  // decides among the formats that can write. True when it was written.
+  bool WriteSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet, CWnd* parent,
+                            NvImportOpenOptions* options);
+
+  // Checks a selection and settles its format. On entry `format` is the position of the filter in
+  // the open dialog: 1 means detect, k the (k - 1)-th format that can read. On success it is a
+  // position in the combined list. `show_one_at_a_time` tells whether a refusal of several files is
+  // shown.
+  bool CheckFilesBeforeRead(const char* path, int& format, CWnd* parent, ReadErrors& error,
+                            bool show_one_at_a_time);
+
+  // The files of the last checked selection in the user's order.
+  const std::vector<std::string>& GetSelection() const { return selection_; }
+
+  // Shows, logs or throws a message; returns the MessageBox::Answer, OK when it was not shown.
+  int PutMsgMB(CWnd* parent, const char* text, const char* title, unsigned int type, int help = 0);
+  void PutMsgDD(CWnd* parent, const char* text, const char* detail, const char* title);
+
+  // Fill the filters of the open and the save dialog; the open dialog begins at the format last
+  // stored. `all_files` tells whether "All Files (*.*)" is offered.
+  static void GetFileData(OPENFILENAME& dialog, bool all_files);
+  static void GetWriteFileData(OPENFILENAME& dialog);
+
+  // Stores the format that the open dialog is to begin with.
+  static void UpdateDefaultFileType(int format);
+
+ private:
+  bool Fail(CWnd* parent, const char* text, SpreadsheetFile& file);
+  bool FillSheet(SpreadsheetFile& file, const NvImportFormatInfo& format, SpreadsheetData* sheet,
+                 CWnd* parent);
+
+  bool show_messages_ = true;
+  bool log_messages_ = false;
+  bool throw_on_error_ = false;
+  std::vector<std::string> selection_;
+};

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/Export.h"
+
+// What the library asks of the application that it runs in.
+class NVIMPORT_API NvApp {
+ public:
+  // The folders that plug-in libraries are looked for in, in order: those of the environment
+  // variable NVIMPORT_PLUGIN_PATH, separated by ':', else nvimport/plugins beside this library.
+  static std::vector<std::string> GetPluginDirectory();
+
+  // The name under which the application speaks to its user, the title of its messages; at first
+  // that of the program.
+  static std::string GetName();
+  static void SetName(const std::string& name);
+};
