@@ -1,0 +1,14 @@
+# nvimport_add_plugin(NAME SOURCE...): a plug-in library NAME.so that exports the twelve functions of
+# framework/NvImport.h. It finds libraries that lie beside it, and shows nothing else.
+function(nvimport_add_plugin name)
+  add_library(${name} MODULE ${ARGN})
+  target_include_directories(${name} PRIVATE
+    $<TARGET_PROPERTY:NvImport::nvimport,INTERFACE_INCLUDE_DIRECTORIES>)
+  set_target_properties(${name} PROPERTIES
+    PREFIX "" SUFFIX ".so"
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    C_VISIBILITY_PRESET hidden
+    BUILD_RPATH "$ORIGIN"
+    INSTALL_RPATH "$ORIGIN")
+endfunction()
