@@ -15,6 +15,8 @@ struct SpreadsheetOpenOptions::Held {
   ~Held() { FreeOpenOptions(&record); }
 };
 
+SpreadsheetOpenOptions::SpreadsheetOpenOptions() = default;
+
 SpreadsheetOpenOptions::SpreadsheetOpenOptions(const NvImportOpenOptions* options) {
   Reset(options);
 }

@@ -12,7 +12,7 @@ class StreamWriter;
 // Owns a copy of the settings of one import, or none.
 class NVIMPORT_API SpreadsheetOpenOptions {
  public:
-  SpreadsheetOpenOptions() = default;
+  SpreadsheetOpenOptions();
   SpreadsheetOpenOptions(const NvImportOpenOptions* options);  // NOLINT: a view of the same thing
   explicit SpreadsheetOpenOptions(StreamReader& reader);
   SpreadsheetOpenOptions(const SpreadsheetOpenOptions& other);
