@@ -1,0 +1,111 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <iterator>
+#include <string>
+
+#include "framework/MemorySheet.h"
+#include "tests/support/AllocationCounter.h"
+#include "tests/support/Support.h"
+
+namespace {
+
+constexpr std::size_t kMebibyte = std::size_t{1} << 20;
+
+TEST(MemorySheet, GrowsToWhateverIsSetInAnyOrder) {
+  MemorySheet sheet;
+  sheet.Set(3, 2, "c2");
+  sheet.Set(1, 1, 1.5F);
+  sheet.Set(0, 1, "dropped");
+  sheet.Set(1, -1, 7.0F);
+  sheet.Set(2, 1, static_cast<const char*>(nullptr));
+  sheet.SetDataSize(2, 1);
+  sheet.SetDataSize(-1, -1);
+  EXPECT_EQ(SheetText(sheet), "1.5 | . | .\n. | . | \"c2\"\n");
+
+  sheet.Set(3, 2, 2.0);
+  sheet.Set(1, 1, "a1");
+  sheet.SetDataSize(3, 3);
+  EXPECT_EQ(SheetText(sheet), "\"a1\" | . | .\n. | . | 2\n. | . | .\n");
+
+  sheet.Clear();
+  EXPECT_EQ(SheetText(sheet), "");
+  sheet.Set(3, 2, "again");
+  EXPECT_EQ(SheetText(sheet), ". | . | .\n. | . | \"again\"\n");
+}
+
+TEST(MemorySheet, KeepsTextsOfEveryLength) {
+  MemorySheet sheet;
+  const std::size_t kLengths[] = {0, 1, 6, 7, 8, 9, 4094, 4095, 4096, 5000, 65535, 70000};
+  const auto text = [](std::size_t length, int row) {
+    return std::string(length, static_cast<char>('a' + row % 26));
+  };
+  constexpr int kRows = 300;
+  for (int row = 1; row <= kRows; ++row)
+    sheet.Set(1, row, text(kLengths[row % std::size(kLengths)], row).c_str());
+  for (int row = 1; row <= kRows; ++row) {
+    ASSERT_TRUE(sheet.IsText(1, row)) << row;
+    ASSERT_EQ(sheet.GetText(1, row), text(kLengths[row % std::size(kLengths)], row));
+  }
+}
+
+// Every cell of a large sheet, in an order that crosses its inner blocks, against plain arithmetic.
+TEST(MemorySheet, FindsEveryCellAgain) {
+  constexpr int kColumns = 1100;  // more than its cache holds at once
+  constexpr int kRows = 70;
+  const auto has_cell = [](int c, int r) { return (c * 31 + r * 17) % 3 == 0; };
+  MemorySheet sheet;
+  for (int i = 0; i < kColumns * kRows; ++i) {
+    const int cell = static_cast<int>(std::int64_t{i} * 7919 % (kColumns * kRows));
+    const int c = cell % kColumns + 1;
+    const int r = cell / kColumns + 1;
+    if (has_cell(c, r)) sheet.Set(c, r, c * 100 + r);
+  }
+  for (int c = 1; c <= kColumns; ++c)
+    for (int r = 1; r <= kRows; ++r) {
+      ASSERT_EQ(sheet.IsMissing(c, r), !has_cell(c, r)) << c << ", " << r;
+      ASSERT_EQ(sheet.GetText(c, r), has_cell(c, r) ? std::to_string(c * 100 + r) : "");
+    }
+}
+
+TEST(MemorySheet, TakesMemoryForCellsNotForExtent) {
+  const AllocationCounter memory;
+  MemorySheet sheet;
+  sheet.SetDataSize(INT_MAX, INT_MAX);
+  sheet.Set(32768, 32768, "far");
+  sheet.Set(INT_MAX, INT_MAX, "farthest");
+  EXPECT_LT(memory.Peak(), kMebibyte);
+  EXPECT_STREQ(sheet.GetText(32768, 32768), "far");
+  EXPECT_STREQ(sheet.GetText(INT_MAX, INT_MAX), "farthest");
+  EXPECT_TRUE(sheet.IsMissing(INT_MAX, 1));
+  EXPECT_TRUE(sheet.IsMissing(INT_MIN, 0));
+  for (int i = 1; i <= 20'000; ++i) sheet.Set(i, i, 1.0F);
+  EXPECT_LT(memory.Peak(), 8 * kMebibyte);
+}
+
+TEST(MemorySheet, HoldsTwentyMillionShortCellsIn400Megabytes) {
+  const AllocationCounter memory;
+  MemorySheet sheet;
+  for (int r = 1; r <= 1'000'000; ++r)
+    for (int c = 1; c <= 20; ++c) sheet.Set(c, r, "12.3456");
+  EXPECT_LT(memory.Peak(), 400'000'000U);
+  EXPECT_STREQ(sheet.GetText(20, 1'000'000), "12.3456");
+}
+
+TEST(MemorySheet, ShowsNumbersAndTextsAsEitherKind) {
+  MemorySheet sheet;
+  sheet.Set(1, 1, 0.1F);
+  sheet.Set(1, 2, " 1,5 ");
+  sheet.Set(1, 3, "0x10");
+  EXPECT_STREQ(sheet.GetText(1, 1), "0.1");
+  EXPECT_STREQ(sheet.GetText(9, 9), "");
+  EXPECT_TRUE(std::isnan(sheet.GetNumber(1, 2)));
+  EXPECT_EQ(sheet.AsNumber(1, 1, ','), 0.1F);
+  EXPECT_EQ(sheet.AsNumber(1, 2, ','), 1.5);
+  EXPECT_EQ(sheet.AsNumber(1, 2), std::nullopt);
+  EXPECT_EQ(sheet.AsNumber(1, 3), std::nullopt);
+  EXPECT_EQ(sheet.AsNumber(9, 9), std::nullopt);
+}
+
+}  // namespace

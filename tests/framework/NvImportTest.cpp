@@ -1,0 +1,207 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "framework/NvImport.h"
+#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/Support.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+constexpr int kLotus = 12;
+constexpr int kText = 17;
+const std::string kByTab = "\1\0\0\0\t\0"s;
+
+// One handle, closed at the end.
+class Handle {
+ public:
+  Handle(int format, const std::string& path, std::string options = kByTab, bool read = true) {
+    NvImportOpenOptions record{static_cast<int>(options.size()),
+                               reinterpret_cast<unsigned char*>(options.data())};
+    opened = NvImportOpen(format, path.c_str(), read ? 1 : 0, &handle, &record);
+  }
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+  ~Handle() { NvImportClose(0, handle); }
+
+  std::string LastError() const { return NvImportGetLastError(0, handle); }
+
+  int opened = 0;
+  long handle = 0;
+};
+
+// Collects the cells as "row,column=text;".
+struct Cells : NvImportReadData {
+  std::string texts;
+  std::string failure;  // when set, the text callback throws it
+
+  Cells() : NvImportReadData{} {
+    set_number = [](NvImportReadData*, int, int, float) {};
+    set_text = [](NvImportReadData* data, int row, int column, const char* text) {
+      auto& cells = *static_cast<Cells*>(data);
+      if (!cells.failure.empty()) throw std::runtime_error(cells.failure);
+      cells.texts += std::to_string(row) + "," + std::to_string(column) + "=" + text + ";";
+    };
+  }
+};
+
+TEST(NvImport, ReadsAFile) {
+  const TempFile file("a\tb\n\tc\n");
+  const Handle text(kText, file.path());
+  EXPECT_EQ(text.opened, 1) << text.LastError();
+  int rows = 0;
+  int columns = 0;
+  EXPECT_EQ(NvImportEstablishSize(0, text.handle, &rows, nullptr), 1);
+  EXPECT_EQ(NvImportEstablishSize(0, text.handle, nullptr, &columns), 1);
+  EXPECT_EQ(rows, 2);
+  EXPECT_EQ(columns, 2);
+  Cells cells;
+  EXPECT_EQ(NvImportRead(0, text.handle, &cells), 1);
+  EXPECT_EQ(cells.texts, "1,1=a;1,2=b;2,1=;2,2=c;");
+  EXPECT_EQ(text.LastError(), "");
+  EXPECT_EQ(NvImportGetWarning(0, text.handle), nullptr);
+}
+
+TEST(NvImport, FailuresHaveATextAndAHandleToClose) {
+  const TempFolder folder;
+  const std::string good = folder.Put("good.txt", "a\n");
+  constexpr const char* kBadOptions = "The import options are not valid for this format.";
+  constexpr const char* kNotImplemented = "This function is not implemented for this file format.";
+  const struct {
+    int format;
+    std::string path;
+    std::string options;
+    bool read;
+    const char* text;
+  } kCases[] = {
+      {kText, folder.path() + "/none.txt", kByTab, true,
+       "This file appears to be a binary file and cannot be imported. Only ordinary text (ASCII) "
+       "files can be imported."},
+      {kText, folder.path() + "/no/out.txt", "", false, "Failed to open stream for reading."},
+      {kText, good, "", true, "AbortedByUser"},
+      {kText, good, kByTab.substr(0, 1), true, kBadOptions},
+      {kText, good, kByTab.substr(0, 5), true, kBadOptions},
+      {kText, good, "\1\0\0\0\t\2"s, true, kBadOptions},
+      {kText, good, "\xff\xff\xff\x7f\t\0"s, true, kBadOptions},
+      {kLotus, good, "", true, kNotImplemented},
+      {kLotus, good, "", false, kNotImplemented},
+  };
+  const ScriptedDialogs nobody_answers;
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.text);
+    const Handle failed(c.format, c.path, c.options, c.read);
+    EXPECT_EQ(failed.opened, 0);
+    EXPECT_NE(failed.handle, 0);
+    EXPECT_EQ(failed.LastError(), c.text);
+    int rows = 7;
+    int columns = 7;
+    EXPECT_EQ(NvImportEstablishSize(0, failed.handle, &rows, &columns), 0);
+    EXPECT_EQ(rows, -1);
+    EXPECT_EQ(columns, -1);
+    EXPECT_EQ(NvImportGetWarning(0, failed.handle), nullptr);
+  }
+}
+
+TEST(NvImport, WritingIsRefusedByTextWhereThereIsNoWriter) {
+  const TempFolder folder;
+  const Handle lotus(kLotus, folder.path() + "/out.wk1", "", false);
+  NvImportWriteData source{};
+  source.kind = [](NvImportWriteData*, int, int) -> char { return 3; };
+  source.number = [](NvImportWriteData*, int, int) { return 0.0F; };
+  source.text = [](NvImportWriteData*, int, int) { return ""; };
+  EXPECT_EQ(NvImportWrite(0, lotus.handle, &source), 0);
+  EXPECT_EQ(lotus.LastError(), "This function is not implemented for this file format.");
+}
+
+TEST(NvImport, WritesAFile) {
+  const TempFolder folder;
+  const std::string path = folder.path() + "/out.txt";
+  NvImportWriteData source{};
+  source.kind = [](NvImportWriteData*, int row, int column) {
+    return static_cast<char>(row * 2 + column - 3);  // empty, number, text, missing
+  };
+  source.number = [](NvImportWriteData*, int, int) { return 0.1F; };
+  source.text = [](NvImportWriteData*, int row, int) { return row == 2 ? "x y" : ""; };
+  source.rows = source.columns = 2;
+  {
+    const Handle text(kText, path, "", false);
+    EXPECT_EQ(NvImportWrite(0, text.handle, &source), 1);
+  }
+  const Handle back(kText, path);
+  Cells cells;
+  EXPECT_EQ(NvImportRead(0, back.handle, &cells), 1);
+  EXPECT_EQ(cells.texts, "1,1=;1,2=0.1;2,1=x y;");
+}
+
+TEST(NvImport, AThrowingCallbackIsAFailureOfThatCallAlone) {
+  const TempFile file("a\n");
+  const Handle text(kText, file.path());
+  Cells cells;
+  cells.failure = "The host is full.";
+  EXPECT_EQ(NvImportRead(0, text.handle, &cells), 0);
+  EXPECT_EQ(text.LastError(), "The host is full.");
+  cells.failure = std::string(300, 'x');
+  EXPECT_EQ(NvImportRead(0, text.handle, &cells), 0);
+  EXPECT_EQ(text.LastError(), std::string(254, 'x'));
+  cells.failure.clear();
+  EXPECT_EQ(NvImportRead(0, text.handle, &cells), 1);
+  EXPECT_EQ(cells.texts, "1,1=a;");
+  EXPECT_EQ(text.LastError(), "");
+
+  cells.set_text = [](NvImportReadData*, int, int, const char*) { throw 7; };
+  EXPECT_EQ(NvImportRead(0, text.handle, &cells), 0);
+  EXPECT_EQ(text.LastError(), "An unforeseen error occurred.");
+  cells.set_text = [](NvImportReadData*, int, int, const char*) { throw std::bad_alloc(); };
+  EXPECT_EQ(NvImportRead(0, text.handle, &cells), 0);
+  EXPECT_EQ(text.LastError(), "Out of memory.");
+}
+
+TEST(NvImport, BearsWhatACallerMayGetWrong) {
+  const TempFile file("a\n");
+  long handle = 7;
+  EXPECT_EQ(NvImportOpen(20, file.path(), 1, &handle, nullptr), 0);
+  EXPECT_EQ(handle, 0);
+  EXPECT_STREQ(NvImportGetLastError(0, handle), "There is no such format.");
+  EXPECT_EQ(NvImportOpen(kText, file.path(), 1, nullptr, nullptr), 0);
+  EXPECT_EQ(NvImportOpen(kText, nullptr, 1, &handle, nullptr), 0);
+  EXPECT_NE(handle, 0);
+  NvImportClose(kText, handle);
+  EXPECT_EQ(NvImportIsCorrectFileType(kText, nullptr), 0);
+  EXPECT_EQ(NvImportIsCorrectFileType(20, file.path()), 0);
+
+  Cells cells;
+  int rows = 7;
+  int columns = 7;
+  EXPECT_EQ(NvImportEstablishSize(0, handle, &rows, &columns), 0) << "a closed handle";
+  EXPECT_EQ(rows, -1);
+  EXPECT_EQ(columns, -1);
+  EXPECT_EQ(NvImportRead(0, handle, &cells), 0);
+  EXPECT_EQ(NvImportWrite(0, handle, nullptr), 0);
+  EXPECT_EQ(NvImportGetWarning(0, handle), nullptr);
+  NvImportClose(0, handle);
+
+  const Handle text(kText, file.path());
+  EXPECT_EQ(NvImportRead(0, text.handle, nullptr), 0);
+  EXPECT_EQ(text.LastError(), "The record of callbacks lacks its number or text callback.");
+  cells.set_number = nullptr;
+  EXPECT_EQ(NvImportRead(0, text.handle, &cells), 0);
+  NvImportWriteData empty{};
+  EXPECT_EQ(NvImportWrite(0, text.handle, &empty), 0);
+  EXPECT_EQ(text.LastError(), "The record of callbacks lacks its kind, number or text callback.");
+}
+
+TEST(NvImport, HandlesDoNotMixTheirTexts) {
+  const TempFile file("a\n");
+  const Handle good(kText, file.path());
+  const Handle bad(kText, file.path(), "?");
+  EXPECT_EQ(good.LastError(), "");
+  EXPECT_EQ(bad.LastError(), "The import options are not valid for this format.");
+  Cells cells;
+  EXPECT_EQ(NvImportRead(0, good.handle, &cells), 1);
+  EXPECT_EQ(cells.texts, "1,1=a;");
+}
+
+}  // namespace

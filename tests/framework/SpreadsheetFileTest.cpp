@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+
+#include "formats/UnbuiltFile.h"
+#include "framework/SpreadsheetFile.h"
+#include "tests/support/Support.h"
+
+namespace {
+
+// A format whose size is whatever the test says.
+class SizedFile : public UnbuiltFile {
+ public:
+  std::uint64_t columns = 2;
+  std::uint64_t rows = 3;
+  int establish_status = 0;
+  int established = 0;
+
+  using SpreadsheetFile::Fail;
+
+ private:
+  int EstablishSize() override {
+    ++established;
+    return establish_status != 0 ? Fail(establish_status) : SetSize(columns, rows);
+  }
+};
+
+TEST(SpreadsheetFile, GivesTheTextOfTheStatus) {
+  const struct {
+    int status;
+    const char* text;
+  } kCases[] = {
+      {0, ""},
+      {1, "This function is not implemented for this file format."},
+      {2, "An error occurred when trying to establish the size of the data in the file."},
+      {3, "Tried to write to the file when it was opened for reading or vice versa."},
+      {4, "AbortedByUser"},
+      {5, "No further information available."},
+      {-1, "No further information available."},
+      {2048, "No further information available."},
+  };
+  for (const auto& c : kCases) {
+    SizedFile file;
+    file.Fail(c.status);
+    EXPECT_EQ(ErrorText(file), c.text) << c.status;
+    EXPECT_EQ(!file, c.status);
+  }
+}
+
+TEST(SpreadsheetFile, CutsItsTextToTheBuffer) {
+  SizedFile file;
+  file.Fail(4);
+  const struct {
+    unsigned size;
+    std::string buffer;  // all 16 bytes, of which '#' are untouched
+  } kCases[] = {{0, "################"},
+                {1, std::string("\0###############", 16)},
+                {6, std::string("Abort\0##########", 16)},
+                {13, std::string("AbortedByUse\0###", 16)},
+                {14, std::string("AbortedByUser\0##", 16)},
+                {16, std::string("AbortedByUser\0##", 16)}};
+  for (const auto& c : kCases) {
+    std::string buffer(16, '#');
+    file.GetErrorMessage(buffer.data(), c.size);
+    EXPECT_EQ(buffer, c.buffer) << c.size;
+  }
+}
+
+TEST(SpreadsheetFile, EstablishesTheSizeOnce) {
+  SizedFile file;
+  EXPECT_EQ(file.GetNumCols(), 2);
+  EXPECT_EQ(file.GetNumRows(), 3);
+  file.rows = 4;
+  EXPECT_EQ(file.GetNumRows(), 3);
+  EXPECT_EQ(file.established, 1);
+
+  SizedFile failing;
+  failing.establish_status = 7;
+  EXPECT_EQ(failing.GetNumRows(), -1);
+  EXPECT_EQ(failing.GetNumCols(), -1);
+  EXPECT_EQ(failing.GetStatus(), 7);
+  failing.Fail(8);
+  EXPECT_EQ(failing.GetStatus(), 7) << "the first failure stays";
+  failing.Close();
+  EXPECT_EQ(failing.GetStatus(), 0);
+}
+
+TEST(SpreadsheetFile, RefusesASizeThatAnIntCannotHold) {
+  const struct {
+    std::uint64_t columns, rows;
+    int status;
+  } kCases[] = {{INT_MAX, INT_MAX, 0},
+                {std::uint64_t{INT_MAX} + 1, 1, 2},
+                {1, std::uint64_t{1} << 32, 2},
+                {0, ~std::uint64_t{0}, 2}};
+  for (const auto& c : kCases) {
+    SizedFile file;
+    file.columns = c.columns;
+    file.rows = c.rows;
+    EXPECT_EQ(file.GetNumCols(), c.status == 0 ? INT_MAX : -1);
+    EXPECT_EQ(file.GetNumRows(), c.status == 0 ? INT_MAX : -1);
+    EXPECT_EQ(file.GetStatus(), c.status);
+  }
+}
+
+TEST(SpreadsheetFile, DoesNotWriteUnlessAFormatDoes) {
+  SizedFile file;
+  file.Fail(7);
+  EXPECT_EQ(file.Write(nullptr), 1);
+  EXPECT_EQ(ErrorText(file), "This function is not implemented for this file format.");
+  EXPECT_EQ(file.GetWarningMessage(), nullptr);
+}
+
+}  // namespace

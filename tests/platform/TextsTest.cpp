@@ -1,0 +1,112 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <sstream>
+#include <string>
+
+#include "platform/Exception.h"
+#include "platform/NumberText.h"
+#include "platform/Paths.h"
+#include "platform/StreamReader.h"
+#include "platform/StreamWriter.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+TEST(NumberText, ParsesDecimalNumbersOnly) {
+  const struct {
+    const char* text;
+    char mark;
+    std::optional<double> number;
+  } kCases[] = {
+      {"1.5", '.', 1.5},  {" \t+1.5e-3\r\n", '.', 0.0015},
+      {"-.5", '.', -0.5}, {"5.", '.', 5.0},
+      {"1E400", '.', {}}, {"1,5", ',', 1.5},
+      {"-,5", ',', -0.5}, {"1.5", ',', {}},
+      {"1,5", '.', {}},   {"1,500,000", ',', {}},
+      {"", '.', {}},      {" ", '.', {}},
+      {"-", '.', {}},     {".", '.', {}},
+      {"+-1", '.', {}},   {"--1", '.', {}},
+      {"1 2", '.', {}},   {"1e", '.', {}},
+      {"0x10", '.', {}},  {"inf", '.', {}},
+      {"-nan", '.', {}},  {"1.5f", '.', {}},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(ParseNumber(c.text, c.mark), c.number) << c.text;
+  EXPECT_TRUE(std::signbit(ParseNumber("-0").value_or(1)));
+  EXPECT_EQ(ParseNumber(std::string_view("1.5\0", 4)), std::nullopt);
+}
+
+TEST(NumberText, FormatsTheShortestTextThatReadsBack) {
+  const struct {
+    float value;
+    const char* text;
+  } kCases[] = {
+      {16777216.0F, "16777216"},
+      {0.1F, "0.1"},
+      {-0.0F, "-0"},
+      {1e-45F, "1e-45"},
+      {std::numeric_limits<float>::max(), "3.4028235e+38"},
+      {std::numeric_limits<float>::lowest(), "-3.4028235e+38"},
+      {1234.5F, "1234.5"},
+      {1e10F, "1e+10"},
+  };
+  for (const auto& c : kCases) {
+    FloatText buffer;
+    buffer.fill('#');
+    EXPECT_EQ(FormatFloat(c.value, buffer), c.text);
+    EXPECT_STREQ(buffer.data(), c.text);
+    EXPECT_EQ(static_cast<float>(ParseNumber(c.text).value_or(7)), c.value);
+  }
+}
+
+TEST(Paths, NameAndExtension) {
+  const struct {
+    const char* path;
+    const char* name;
+    const char* extension;
+  } kCases[] = {
+      {"/a.b/c.txt", "c.txt", "txt"},
+      {"c.tar.GZ", "c.tar.GZ", "GZ"},
+      {"/a.b/c", "c", ""},
+      {"/a/.profile", ".profile", ""},
+      {"c.", "c.", ""},
+      {"/a/", "", ""},
+      {"", "", ""},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(FileName(c.path), c.name);
+    EXPECT_EQ(NvGetFileExtension(c.path), c.extension);
+  }
+}
+
+TEST(Paths, OnlyTheCaseOfAsciiLettersIsIgnored) {
+  EXPECT_TRUE(EqualIgnoringCase("File.TXT", "fILE.txt"));
+  EXPECT_FALSE(EqualIgnoringCase("ab", "abc"));
+  EXPECT_FALSE(EqualIgnoringCase("[", "{"));
+  EXPECT_FALSE(EqualIgnoringCase("\xc4", "\xe4"));
+}
+
+TEST(Streams, StoreAndReadLittleEndian) {
+  std::stringstream stream;
+  StreamWriter writer(stream);
+  writer.WriteBool(true);
+  writer.WriteBool(false);
+  writer.WriteInt32(-2);
+  writer.WriteInt32(0x01020304);
+  const unsigned char bytes[] = {'a', 0};
+  writer.WriteUInt8Vector(bytes, 2);
+  writer.WriteUInt8Vector(nullptr, 0);
+  EXPECT_EQ(stream.str(), "\1\0\xfe\xff\xff\xff\4\3\2\1a\0"s);
+
+  StreamReader reader(stream);
+  EXPECT_TRUE(reader.ReadBool());
+  EXPECT_FALSE(reader.ReadBool());
+  EXPECT_EQ(reader.ReadInt32(), -2);
+  EXPECT_EQ(reader.ReadInt32(), 0x01020304);
+  unsigned char read[3] = {};
+  EXPECT_THROW(reader.ReadUInt8Vector(read, 3), Exception);
+}
+
+}  // namespace
