@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "framework/DLLFile.h"
+#include "framework/FormatList.h"
+#include "platform/DynamicLibrary.h"
+#include "platform/NvApp.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/MemoryFile.h"
+#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/Support.h"
+
+namespace {
+
+// A path below the folder of the plug-ins that are built for the tests.
+std::string Plugin(const std::string& name) {
+  return std::string(NVIMPORT_TEST_PLUGINS) + "/" + name + "/plugin.so";
+}
+
+int PositionOf(const FormatList& list, const std::string& name) {
+  for (int position = 1; position <= list.size(); ++position)
+    if (list.GetInfo(position).name == name) return position;
+  return -1;
+}
+
+TEST(FormatList, BeginsWithTheBuiltInFormats) {
+  const FormatList list;
+  ASSERT_EQ(list.size(), 19);
+  EXPECT_STREQ(list.GetInfo(1).name, "Brimrose File");
+  EXPECT_STREQ(list.GetInfo(17).name, "Text File");
+  EXPECT_EQ(list.GetLibraryPath(17), "");
+}
+
+TEST(FormatList, APlugInFormatOfTheSameNameReplacesTheEarlierOne) {
+  FormatList list;
+  ASSERT_TRUE(list.AddLibrary(Plugin("override")));
+  ASSERT_EQ(list.size(), 19);
+  EXPECT_EQ(PositionOf(list, "Text File"), -1);
+  EXPECT_EQ(PositionOf(list, "text file"), 19);
+  EXPECT_EQ(list.GetLibraryPath(19), Plugin("override"));
+  EXPECT_STREQ(list.GetInfo(17).name, "Thermo SIEVE File");
+}
+
+TEST(FormatList, UnloadsALibraryWithItsLastFormat) {
+  FormatList list;
+  ASSERT_TRUE(list.AddLibrary(Plugin("good")));
+  const auto is_mapped = [](const std::string& path) {
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);)
+      if (line.ends_with(path)) return true;
+    return false;
+  };
+  EXPECT_TRUE(is_mapped(Plugin("good")));
+  ASSERT_TRUE(list.AddLibrary(Plugin("no-read")));  // the same name
+  EXPECT_FALSE(is_mapped(Plugin("good")));
+  EXPECT_EQ(list.size(), 20);
+}
+
+TEST(FormatList, ALibraryThatCannotServeChangesNothing) {
+  const TempFolder folder;
+  const struct {
+    const char* why;
+    std::string path;
+    const char* logged;
+  } kCases[] = {
+      {"no formats", Plugin("no-formats"), "claims 0 formats"},
+      {"too many formats", Plugin("many-formats"), "claims 4097 formats"},
+      {"a description is null", Plugin("null-info"), "its format 2 has no description"},
+      {"a name is null", Plugin("null-name"), "its format 1 has no name"},
+      {"too many extensions", Plugin("many-extensions"), "claims 65 extensions"},
+      {"extensions are null", Plugin("null-extensions"), "has an extension without end"},
+      {"no library", folder.Put("text.so", "\177ELF but no more"), ""},
+      {"a missing file", folder.path() + "/none.so", ""},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    FormatList list;
+    const LogRecorder log;
+    EXPECT_FALSE(list.AddLibrary(c.path));
+    EXPECT_EQ(list.size(), 19);
+    ASSERT_EQ(log.entries().size(), *c.logged == '\0' ? 0U : 1U);
+    if (*c.logged != '\0') {
+      EXPECT_NE(log.entries()[0].text.find(c.logged), std::string::npos);
+    }
+  }
+}
+
+TEST(FormatList, LooksIntoThePlugInFoldersInOrder) {
+  const TempFolder first;
+  const TempFolder second;
+  std::filesystem::copy(Plugin("override"), first.path() + "/b.so");
+  std::filesystem::copy(Plugin("good"), first.path() + "/a.SO");
+  std::filesystem::copy(Plugin("no-test"), second.path() + "/0.so");
+  std::filesystem::copy(Plugin("good"), second.path() + "/plugin.so.1");
+  ::setenv("NVIMPORT_PLUGIN_PATH", (first.path() + "::" + second.path() + "/").c_str(), 1);
+  const FormatList list;
+  ::unsetenv("NVIMPORT_PLUGIN_PATH");
+  ASSERT_EQ(list.size(), 20);
+  EXPECT_STREQ(list.GetInfo(19).name, "text file");
+  EXPECT_STREQ(list.GetInfo(20).name, "Test File");
+  EXPECT_EQ(list.GetLibraryPath(20), second.path() + "/0.so");
+}
+
+TEST(FormatList, AskingDetectsWithEveryLibrarysTest) {
+  FormatList list;
+  ASSERT_TRUE(list.AddLibrary(Plugin("good")));
+  const TempFile file("a\tb\n", "table.tst");
+  EXPECT_EQ(DetectFormat(list.GetKnownFormats(), file.path()).format, 20);
+  FormatList untested;
+  ASSERT_TRUE(untested.AddLibrary(Plugin("no-test")));
+  EXPECT_EQ(DetectFormat(untested.GetKnownFormats(), file.path()).answers.back(), 1);
+}
+
+TEST(DLLFile, ReadsThroughTheLibrarysFunctions) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the address sanitizer can't live with RTLD_DEEPBIND";
+#endif
+  FormatList list;
+  ASSERT_TRUE(list.AddLibrary(Plugin("good")));
+  const auto file = list.CreateFile(20);
+  MemorySheet sheet;
+  EXPECT_EQ(ImportFile(*file, "any", nullptr).sheet, "1\n")
+      << "the plug-in asked its own functions, not ours";
+  EXPECT_STREQ(file->GetWarningMessage(), "A warning.");
+  EXPECT_EQ(file->Open(false, "any", nullptr), 3) << "it can't write";
+}
+
+TEST(DLLFile, AFailedOpenLeavesOnlyItsText) {
+  FormatList list;
+  ASSERT_TRUE(list.AddLibrary(Plugin("good")));
+  const auto file = list.CreateFile(20);
+  MemorySheet sheet;
+  EXPECT_EQ(file->Read(&sheet), 2050);
+  EXPECT_EQ(ErrorText(*file), "The file was not opened properly.");
+  file->Close();
+  EXPECT_EQ(file->Open(true, "refused", nullptr), 2049);
+  EXPECT_EQ(ErrorText(*file), "The test plug-in refused.");
+  EXPECT_EQ(file->GetNumRows(), -1);
+  EXPECT_EQ(file->GetStatus(), 2050);
+  EXPECT_EQ(file->Write(&sheet), 2050);
+  file->Close();
+  EXPECT_EQ(file->Open(true, "any", nullptr), 0);
+}
+
+TEST(DLLFile, AFunctionThatOnlyADependencyHasIsMissing) {
+  FormatList list;
+  ASSERT_TRUE(list.AddLibrary(Plugin("no-read")));
+  const auto file = list.CreateFile(PositionOf(list, "Test File"));
+  const Outcome got = ImportFile(*file, "any", nullptr);
+  EXPECT_EQ(got.status, 2048);
+  EXPECT_EQ(got.text, "The import dll is missing a function.");
+}
+
+TEST(DLLFile, CarriesASinksExceptionAcrossTheLibrary) {
+  class Full : public MemorySheet {
+   public:
+    using MemorySheet::Set;
+    void Set(int, int, const char*) override { throw std::runtime_error("full"); }
+  };
+  const FormatList list;
+  const auto file = list.CreateFile(17);
+  const TempFile text("a\tb\nc\td\n");
+  ScriptedDialogs dialogs;
+  dialogs.import_text = [](const TextImportQuestion& q) { return std::optional(q.current); };
+  ASSERT_EQ(file->Open(true, text.path(), nullptr), 0);
+  Full sheet;
+  EXPECT_THROW(file->Read(&sheet), std::runtime_error);
+  EXPECT_EQ(file->GetNumCols(), 2);
+}
+
+TEST(DynamicLibrary, LooksIntoTheSymbolTableOfDamagedLibraries) {
+  std::ifstream stream(Plugin("good"), std::ios::binary);
+  const std::string whole{std::istreambuf_iterator<char>(stream), {}};
+  const MemoryFile file;
+  const auto defines = [&](const std::string& bytes) {
+    file.Put(bytes);
+    return DynamicLibrary::Defines(file.path(), {"NvImportGetFileFormatInfo"});
+  };
+  EXPECT_TRUE(defines(whole));
+  EXPECT_FALSE(DynamicLibrary::Defines(Plugin("no-read").c_str(), {"NvImportRead"}))
+      << "it only refers to it";
+  for (std::size_t size = 0; size < whole.size(); size += size < 1024 ? 1 : 97)
+    defines(whole.substr(0, size));
+  for (std::size_t at = 0; at < whole.size(); at += at < 2048 ? 1 : 7)
+    for (const char byte : {'\0', '\x7f', '\xff'}) {
+      std::string damaged = whole;
+      damaged[at] = byte;
+      const bool found = defines(damaged);
+      if (at < 6) {
+        EXPECT_EQ(found, damaged == whole) << "magic, class and byte order: byte " << at;
+      }
+    }
+}
+
+}  // namespace
