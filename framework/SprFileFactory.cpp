@@ -4,10 +4,10 @@
 
 namespace {
 
-// Made on first use, since factories are constructed before main and in any order, and never
-// destroyed, since hosts may ask until the very end. A deque: the descriptions handed out stay put.
+// Made on first use, since factories are constructed before main and in any order; it lives until
+// the library is unloaded. A deque: the descriptions handed out stay put.
 std::deque<FormatDescription>& Registry() {
-  static auto& registry = *std::make_unique<std::deque<FormatDescription>>().release();
+  static std::deque<FormatDescription> registry;
   return registry;
 }
 

@@ -1,12 +1,10 @@
 #include "platform/Log.h"
 
-#include <memory>
 #include <utility>
 
 namespace {
-// Never destroyed: entries may still come while the process ends.
 Log::Sink& Installed() {
-  static auto& sink = *std::make_unique<Log::Sink>().release();
+  static Log::Sink sink;
   return sink;
 }
 }  // namespace
