@@ -1,0 +1,208 @@
+#include "apps/nvimport/CellText.h"
+
+#include <iconv.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+// Windows-1252 from 0x80 to 0x9f. The five undefined bytes are the control characters of the same
+// value.
+constexpr std::array<char16_t, 32> kWindows1252 = {
+    0x20ac, 0x0081, 0x201a, 0x0192, 0x201e, 0x2026, 0x2020, 0x2021, 0x02c6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0x008d, 0x017d, 0x008f, 0x0090, 0x2018, 0x2019, 0x201c, 0x201d, 0x2022,
+    0x2013, 0x2014, 0x02dc, 0x2122, 0x0161, 0x203a, 0x0153, 0x009d, 0x017e, 0x0178};
+
+struct Range {
+  char32_t first;
+  char32_t last;
+};
+constexpr Range kWide[] = {{0x1100, 0x115f}, {0x2e80, 0xa4cf},   {0xac00, 0xd7a3},
+                           {0xf900, 0xfaff}, {0xfe30, 0xfe6f},   {0xff00, 0xff60},
+                           {0xffe0, 0xffe6}, {0x1f300, 0x1faff}, {0x20000, 0x3fffd}};
+constexpr Range kNoWidth[] = {{0x0300, 0x036f}, {0x200b, 0x200f}, {0xfe00, 0xfe0f}};
+
+template <std::size_t kCount>
+bool IsIn(const Range (&ranges)[kCount], char32_t c) {
+  return std::ranges::any_of(ranges, [c](Range r) { return c >= r.first && c <= r.last; });
+}
+
+unsigned char Byte(char c) { return static_cast<unsigned char>(c); }
+
+// The bytes of the character that `text` begins with, 0 when it begins with none.
+std::size_t CharacterSize(std::string_view text) {
+  const unsigned char lead = Byte(text[0]);
+  if (lead < 0x80) return 1;
+  const std::size_t size = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
+  if (lead < 0xc2 || lead > 0xf4 || text.size() < size) return 0;
+  for (std::size_t i = 1; i < size; ++i)
+    if ((Byte(text[i]) & 0xc0) != 0x80) return 0;
+  // Longer than needed, a surrogate, beyond the last character.
+  const unsigned char second = Byte(text[1]);
+  if ((lead == 0xe0 && second < 0xa0) || (lead == 0xed && second > 0x9f) ||
+      (lead == 0xf0 && second < 0x90) || (lead == 0xf4 && second > 0x8f))
+    return 0;
+  return size;
+}
+
+void AppendUtf8(std::string& out, char16_t c) {
+  if (c < 0x80) {
+    out += static_cast<char>(c);
+  } else if (c < 0x800) {
+    out += static_cast<char>(0xc0 | c >> 6);
+    out += static_cast<char>(0x80 | (c & 0x3f));
+  } else {
+    out += static_cast<char>(0xe0 | c >> 12);
+    out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
+    out += static_cast<char>(0x80 | (c & 0x3f));
+  }
+}
+
+std::size_t CharacterWidth(char32_t c) { return IsIn(kNoWidth, c) ? 0 : IsIn(kWide, c) ? 2 : 1; }
+
+}  // namespace
+
+bool IsAscii(std::string_view text) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::uint64_t all = 0;
+  std::size_t i = 0;
+  for (; i + sizeof all <= text.size(); i += sizeof all) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text.data() + i, sizeof word);
+    all |= word;
+  }
+  for (; i < text.size(); ++i) all |= Byte(text[i]);
+  return (all & kHighBits) == 0;
+}
+
+bool IsUtf8(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t size = CharacterSize(text);
+    if (size == 0) return false;
+    text.remove_prefix(size);
+  }
+  return true;
+}
+
+void Conversion::Close::operator()(void* handle) const { iconv_close(handle); }
+
+Conversion::Conversion(const std::string& to, const std::string& from)
+    : from_utf8_(from == "UTF-8") {
+  // iconv_open says failure as (iconv_t)-1.
+  const iconv_t handle = iconv_open(to.c_str(), from.c_str());
+  if (reinterpret_cast<std::intptr_t>(handle) != -1) handle_.reset(handle);
+}
+
+bool Conversion::ok() const {
+  if (handle_ == nullptr) return false;
+  std::string ascii;
+  for (char c = 1; c > 0 && c < 127; ++c) ascii += c;
+  std::string converted;
+  Convert(ascii, converted, "?");
+  return converted == ascii;
+}
+
+void Conversion::Convert(std::string_view text, std::string& out,
+                         std::string_view replacement) const {
+  out.clear();
+  std::array<char, 1024> buffer;
+  char* in = const_cast<char*>(text.data());  // NOLINT: iconv's signature; it writes nothing there
+  std::size_t left = text.size();
+  bool ended = false;
+  while (!ended) {
+    ended = left == 0;
+    char* to = buffer.data();
+    std::size_t room = buffer.size();
+    // The last call, without input, returns to the encoding's initial state.
+    const std::size_t result = ended ? iconv(handle_.get(), nullptr, nullptr, &to, &room)
+                                     : iconv(handle_.get(), &in, &left, &to, &room);
+    const int error = result == static_cast<std::size_t>(-1) ? errno : 0;
+    out.append(buffer.data(), to);
+    if (error == 0 || error == E2BIG) continue;
+    out += replacement;
+    std::size_t skipped = from_utf8_ ? std::max<std::size_t>(CharacterSize({in, left}), 1) : 1;
+    skipped = std::min(skipped, left);
+    in += skipped;
+    left -= skipped;
+  }
+}
+
+TextDecoder::TextDecoder(const std::string& encoding)
+    : conversion_(encoding.empty() ? nullptr
+                                   : std::make_shared<const Conversion>("UTF-8", encoding)) {}
+
+std::string_view TextDecoder::DecodeOther(std::string_view text, std::string& scratch) const {
+  if (conversion_ != nullptr) {
+    conversion_->Convert(text, scratch, "\xef\xbf\xbd");
+    return scratch;
+  }
+  if (IsUtf8(text)) return text;
+  scratch.clear();
+  for (const char c : text) {
+    const unsigned char byte = Byte(c);
+    AppendUtf8(scratch, byte >= 0x80 && byte < 0xa0 ? kWindows1252[byte - 0x80U] : char16_t{byte});
+  }
+  return scratch;
+}
+
+TextEncoder::TextEncoder(const std::string& encoding)
+    : conversion_(encoding.empty() ? nullptr
+                                   : std::make_shared<const Conversion>(encoding, "UTF-8")) {}
+
+char32_t TakeCharacter(std::string_view& utf8) {
+  const std::size_t size = std::max<std::size_t>(CharacterSize(utf8), 1);
+  constexpr unsigned char kLeadBits[] = {0, 0x7f, 0x1f, 0x0f, 0x07};
+  char32_t c = Byte(utf8[0]) & kLeadBits[size];
+  for (std::size_t i = 1; i < size; ++i) c = c << 6 | (Byte(utf8[i]) & 0x3f);
+  utf8.remove_prefix(size);
+  return c;
+}
+
+std::string EscapeControls(std::string_view utf8) {
+  constexpr char kHex[] = "0123456789abcdef";
+  std::string shown;
+  while (!utf8.empty()) {
+    const char* start = utf8.data();
+    const char32_t c = TakeCharacter(utf8);
+    if (c >= 0x20 && (c < 0x7f || c > 0x9f)) {
+      shown.append(start, utf8.data());
+    } else {
+      shown += "\\x";
+      shown += kHex[c >> 4];
+      shown += kHex[c & 0xf];
+    }
+  }
+  return shown;
+}
+
+std::string ToUtf8(std::string_view bytes) {
+  std::string scratch;
+  return std::string(TextDecoder().Decode(bytes, scratch));
+}
+
+std::string ShownName(std::string_view name) {
+  return name.empty() ? "\"\"" : EscapeControls(ToUtf8(name));
+}
+
+std::size_t DisplayWidth(std::string_view utf8) {
+  std::size_t width = 0;
+  while (!utf8.empty()) width += CharacterWidth(TakeCharacter(utf8));
+  return width;
+}
+
+std::string CutToWidth(std::string_view utf8, std::size_t width) {
+  if (DisplayWidth(utf8) <= width) return std::string(utf8);
+  std::string_view rest = utf8;
+  std::size_t used = 0;
+  std::size_t kept = 0;
+  while (true) {
+    used += CharacterWidth(TakeCharacter(rest));
+    if (used + 1 > width) break;
+    kept = utf8.size() - rest.size();
+  }
+  return std::string(utf8.substr(0, kept)) + "\u2026";
+}

@@ -1,0 +1,439 @@
+#include "apps/nvimport/Commands.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <utility>
+
+#include "apps/nvimport/CellText.h"
+#include "apps/nvimport/FileRun.h"
+#include "apps/nvimport/OutputTarget.h"
+#include "apps/nvimport/TableView.h"
+#include "apps/nvimport/Terminal.h"
+#include "framework/MemorySheet.h"
+#include "platform/Paths.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string Join(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const std::string& text : texts) joined += (joined.empty() ? "" : ", ") + text;
+  return joined;
+}
+
+std::string Counted(int count, const char* noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string Shape(const ImportSession& session) {
+  return Counted(session.rows(), "row") + " x " + Counted(session.columns(), "column");
+}
+
+Json FormatJson(int format) { return {{"index", format}, {"name", FormatAt(format).name}}; }
+
+Json ImportJson(const Input& input, const ImportSession& session) {
+  return {{"file", input.shown},
+          {"format", FormatJson(session.format())},
+          {"rows", session.rows()},
+          {"columns", session.columns()}};
+}
+
+// A sink that only counts on being called.
+class NoSheet final : public ReadSpreadSheetData {
+ public:
+  using ReadSpreadSheetData::Set;
+  void Set(int, int, const char*) override {}
+  void Set(int, int, float) override {}
+  void SetDataSize(int columns, int rows) override {
+    columns_ = columns;
+    rows_ = rows;
+  }
+  int GetNumberOfColumns() override { return columns_; }
+  int GetNumberOfRows() override { return rows_; }
+
+ private:
+  int columns_ = 0;
+  int rows_ = 0;
+};
+
+// Keeps the upper left corner of a sheet and wants no rows below it.
+class HeadSheet final : public ReadSpreadSheetData {
+ public:
+  HeadSheet(int columns, int rows) : columns_(columns), rows_(rows) {}
+
+  using ReadSpreadSheetData::Set;
+  void Set(int column, int row, const char* text) override {
+    if (column <= columns_ && row <= rows_) sheet_.Set(column, row, text);
+  }
+  void Set(int column, int row, float value) override {
+    if (column <= columns_ && row <= rows_) sheet_.Set(column, row, value);
+  }
+  int GetNextIndex(int previous) override { return previous < rows_ ? previous + 1 : -1; }
+  void SetDataSize(int columns, int rows) override {
+    sheet_.SetDataSize(std::min(columns, columns_), std::min(rows, rows_));
+  }
+  int GetNumberOfColumns() override { return sheet_.GetNumberOfColumns(); }
+  int GetNumberOfRows() override { return sheet_.GetNumberOfRows(); }
+
+  const MemorySheet& sheet() const { return sheet_; }
+
+ private:
+  int columns_;
+  int rows_;
+  MemorySheet sheet_;
+};
+
+// Opens the turn's file and finds its size; what goes wrong is told.
+bool OpenAndSize(FileTurn& turn, ImportSession& session) {
+  auto failure = session.Open();
+  if (!failure) failure = session.EstablishSize();
+  if (failure) turn.Fail(*failure);
+  return !failure;
+}
+
+// The same and reads it, notes included in what is told.
+bool ReadWhole(FileTurn& turn, ImportSession& session, ReadSpreadSheetData& sink) {
+  if (!OpenAndSize(turn, session)) return false;
+  const auto failure = session.Read(sink);
+  if (failure) turn.Fail(*failure);
+  return !failure;
+}
+
+ImportSession SessionOf(FileTurn& turn) {
+  return ImportSession(turn.input(), turn.plan().import, turn.dialogs(), turn.progress());
+}
+
+int RunOver(FileRun& run, const std::function<void(FileTurn&)>& command) {
+  if (const auto failure = run.Prepare()) return SayFailure(*failure);
+  return run.ForEach(command);
+}
+
+// ---- detect
+
+constexpr const char* kAnswers[] = {"no", "possible", "certain"};
+
+std::string DetectionText(const Input& input, const Detection& detection,
+                          const std::vector<std::string>& candidates) {
+  std::string text = input.shown + ": ";
+  if (detection.format > 0)
+    text += FormatAt(detection.format).name;
+  else if (candidates.empty())
+    text += "no format";
+  else
+    text += "one of " + Join(candidates) + " (--format NAME decides)";
+  text += "\n";
+  for (int answer = 2; answer >= 0; --answer) {
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < detection.answers.size(); ++i)
+      if (detection.answers[i] == answer)
+        names.emplace_back(FormatAt(static_cast<int>(i) + 1).name);
+    if (!names.empty()) text += "  " + std::string(kAnswers[answer]) + ": " + Join(names) + "\n";
+  }
+  return text;
+}
+
+std::string DetectionJson(const Input& input, const Detection& detection,
+                          const std::vector<std::string>& candidates) {
+  Json json = {{"file", input.shown},
+               {"format", nullptr},
+               {"candidates", candidates},
+               {"answers", Json::array()}};
+  if (detection.format > 0) json["format"] = FormatJson(detection.format);
+  for (std::size_t i = 0; i < detection.answers.size(); ++i) {
+    Json answer = FormatJson(static_cast<int>(i) + 1);
+    answer["answer"] = kAnswers[std::clamp(detection.answers[i], 0, 2)];
+    json["answers"].push_back(std::move(answer));
+  }
+  return json.dump();
+}
+
+void Detect(FileTurn& turn) {
+  if (const auto failure = CheckInput(turn.input())) return turn.Fail(*failure);
+  const Detection detection = DetectFormat(Formats(), turn.input().path.c_str());
+  std::vector<std::string> candidates;
+  for (const int format : detection.candidates) candidates.emplace_back(FormatAt(format).name);
+  turn.Print(
+      (turn.plan().json ? DetectionJson : DetectionText)(turn.input(), detection, candidates));
+  if (detection.format < 1) turn.EndWith(kFormatUnknown);
+}
+
+// ---- info
+
+std::string InfoText(const FileTurn& turn, const ImportSession& session,
+                     const std::vector<AnsweredQuestion>& answered) {
+  std::vector<std::pair<std::string, std::string>> lines = {
+      {"format",
+       std::string(session.format_name()) + " (" + std::to_string(session.format()) + ")"},
+      {"rows", std::to_string(session.rows())},
+      {"columns", std::to_string(session.columns())}};
+  for (const AnsweredQuestion& question : answered)
+    lines.emplace_back(question.name,
+                       question.answer + " (" + question.source + "; " + question.option + ")");
+  std::string text = turn.input().shown + "\n";
+  for (auto& [name, value] : lines) {
+    constexpr std::size_t kNameWidth = 11;
+    name.resize(std::max(name.size() + 1, kNameWidth), ' ');
+    text += "  " + name + value + "\n";
+  }
+  for (const std::string& note : session.notes()) text += "  note       " + note + "\n";
+  for (const std::string& warning : session.warnings()) text += "  warning    " + warning + "\n";
+  return text;
+}
+
+std::string InfoJson(const FileTurn& turn, const ImportSession& session,
+                     const std::vector<AnsweredQuestion>& answered, bool with_notes) {
+  Json json = ImportJson(turn.input(), session);
+  json["choices"] = Json::array();
+  for (const AnsweredQuestion& question : answered)
+    json["choices"].push_back({{"name", question.name},
+                               {"answer", question.answer},
+                               {"source", question.source},
+                               {"option", question.option}});
+  if (with_notes) {
+    json["notes"] = session.notes();
+    json["warnings"] = session.warnings();
+  }
+  return json.dump();
+}
+
+void Info(FileTurn& turn, bool with_notes) {
+  auto session = SessionOf(turn);
+  NoSheet nothing;
+  if (!(with_notes ? ReadWhole(turn, session, nothing) : OpenAndSize(turn, session))) return;
+  const auto& answered = turn.dialogs().answered();
+  turn.Print(turn.plan().json ? InfoJson(turn, session, answered, with_notes)
+                              : InfoText(turn, session, answered));
+  if (turn.plan().strict && !(session.notes().empty() && session.warnings().empty()))
+    turn.EndWith(kWarned);
+}
+
+// ---- show
+
+std::string HeadJson(const Input& input, const ImportSession& session, const MemorySheet& sheet,
+                     int columns, int rows, const TextDecoder& decoder) {
+  std::string json = ImportJson(input, session).dump();
+  json.back() = ',';
+  json += " \"head\": [";
+  for (int row = 1; row <= rows; ++row) {
+    json += row > 1 ? ", [" : "[";
+    for (int column = 1; column <= columns; ++column) {
+      if (column > 1) json += ", ";
+      json += JsonCell(sheet.GetCell(column, row), decoder);
+    }
+    json += "]";
+  }
+  return json + "]}";
+}
+
+void Show(FileTurn& turn, const Settings& settings) {
+  // A column takes three characters at least, so no more of them can fit.
+  constexpr std::size_t kNarrowest = 3;
+  const std::size_t width = settings.columns > 0 ? 0 : TerminalWidth();
+  const int most = settings.columns > 0 ? settings.columns : static_cast<int>(width / kNarrowest);
+  auto session = SessionOf(turn);
+  HeadSheet head(most, settings.rows);
+  if (!ReadWhole(turn, session, head)) return;
+
+  const TextConversion& conversion = turn.plan().conversion;
+  const int columns = head.GetNumberOfColumns();
+  const int rows = head.GetNumberOfRows();
+  if (turn.plan().json) {
+    turn.Print(HeadJson(turn.input(), session, head.sheet(), columns, rows, conversion.decoder));
+  } else {
+    std::vector<TableRow> table;
+    for (int row = 1; row <= rows; ++row) {
+      TableRow& cells = table.emplace_back();
+      for (int column = 1; column <= columns; ++column)
+        cells.push_back(ShownCell(head.sheet().GetCell(column, row), conversion.decoder));
+    }
+    std::string text = FormatTable(table, {width, DataGoesToScreen() && WantsColour()});
+    text += Shape(session) + ", " + session.format_name() + "\n";
+    std::string encoded;
+    turn.Print(std::string(conversion.encoder.Encode(text, encoded)));
+  }
+  turn.SayNotes(session);
+}
+
+// ---- validate
+
+void Validate(FileTurn& turn) {
+  auto session = SessionOf(turn);
+  NoSheet nothing;
+  const bool read = ReadWhole(turn, session, nothing);
+  if (read && turn.plan().json) {
+    Json json = ImportJson(turn.input(), session);
+    json["ok"] = true;
+    json["notes"] = session.notes();
+    json["warnings"] = session.warnings();
+    turn.Print(json.dump());
+  } else if (read) {
+    turn.Print("ok " + turn.input().shown + ": " + session.format_name() + ", " + Shape(session) +
+               "\n");
+  }
+  turn.SayNotes(session);
+}
+
+// ---- convert
+
+struct OutputFormat {
+  std::optional<SheetFormat> own;
+  int registered = 0;
+  std::string extension;  // with its point
+};
+
+constexpr std::pair<std::string_view, SheetFormat> kOwnFormats[] = {
+    {"csv", SheetFormat::kCsv}, {"tsv", SheetFormat::kTsv}, {"jsonl", SheetFormat::kJsonLines}};
+
+// The format that `name` (or an extension without its point) names, if it can be written.
+std::optional<OutputFormat> FindOutputFormat(const std::string& name) {
+  for (const auto& [own, format] : kOwnFormats)
+    if (EqualIgnoringCase(own, name) || EqualIgnoringCase("." + std::string(own), name))
+      return OutputFormat{format, 0, "." + std::string(own)};
+  const int format = FindFormat(name, /*for_writing=*/true);
+  if (format == 0 || !FormatAt(format).can_write) return std::nullopt;
+  return OutputFormat{std::nullopt, format, Extensions(FormatAt(format)).front()};
+}
+
+// Where each file goes.
+struct ConvertPlan {
+  OutputFormat format;
+  std::vector<std::string> outputs;
+  std::vector<bool> collides;  // with the output of an earlier file
+  bool force = false;
+};
+
+std::optional<Failure> SettleOutput(const Settings& settings, const RunPlan& run,
+                                    ConvertPlan& plan) {
+  const bool into_folder = !settings.out_dir.empty();
+  if (into_folder && !settings.output.empty())
+    return WrongUsage("-o and --outdir exclude each other.", "-o names one output");
+  if (!into_folder && settings.output.empty())
+    return WrongUsage("There is no output.", "give -o OUT (- for standard output), or --outdir");
+  if (!into_folder && run.inputs.size() > 1)
+    return WrongUsage("Several files can't go into one output.", "--outdir gives each its own");
+
+  std::string name = settings.to;
+  if (name.empty()) {
+    const std::string extension = NvGetFileExtension(settings.output);
+    name = into_folder || settings.output == "-" ? "csv" : extension;
+  }
+  const auto format = FindOutputFormat(name);
+  if (!format)
+    return WrongUsage(
+        name.empty() ? "The output's name does not say its format."
+                     : "\"" + ShownName(name) + "\" is no format that can be written.",
+        "--to takes csv, tsv, jsonl or a format that \"nvimport formats\" says can be "
+        "written");
+  plan.format = *format;
+  plan.force = settings.force;
+  std::set<std::string> taken;
+  for (const Input& input : run.inputs) {
+    std::string output = settings.output;
+    if (into_folder) {
+      const auto stem = std::filesystem::path(input.path).filename().replace_extension();
+      output = std::filesystem::path(settings.out_dir) / (stem.string() + plan.format.extension);
+    }
+    plan.outputs.push_back(output);
+    plan.collides.push_back(!taken.insert(output).second);
+  }
+  return std::nullopt;
+}
+
+std::optional<Failure> WriteOutput(FileTurn& turn, const ConvertPlan& plan, OutputTarget& target,
+                                   MemorySheet& sheet) {
+  const std::string shown = ShownName(plan.outputs[turn.index()]);
+  const TextConversion& conversion = turn.plan().conversion;
+  turn.progress().Begin("writing " + shown, "rows");
+  if (plan.format.own) {
+    OutputFile stream;
+    if (auto failure = target.Begin(stream)) return failure;
+    WriteSheet(*plan.format.own, sheet, conversion, stream, turn.progress());
+    stream.Close();
+  } else {
+    std::string path;
+    if (auto failure = target.BeginAtPath(plan.format.extension, path)) return failure;
+    ConvertedSheet source(sheet, conversion);
+    if (auto failure = WriteFormat(plan.format.registered, path, shown, source)) return failure;
+  }
+  return target.Commit();
+}
+
+void Convert(FileTurn& turn, const ConvertPlan& plan) {
+  const std::string& output = plan.outputs[turn.index()];
+  if (plan.collides[turn.index()])
+    return turn.Fail(
+        {kFailed, "The output could not be written.",
+         turn.input().shown + ": another file goes into " + ShownName(output) + " already"});
+  OutputTarget target(output, plan.force);
+  if (const auto failure = target.Check()) return turn.Fail(*failure);
+  auto session = SessionOf(turn);
+  MemorySheet sheet;
+  if (ReadWhole(turn, session, sheet)) {
+    if (const auto failure = WriteOutput(turn, plan, target, sheet)) turn.Fail(*failure);
+  }
+  turn.SayNotes(session);
+}
+
+}  // namespace
+
+int RunFormats(const Settings& settings) {
+  Json json = {{"version", 1}, {"formats", Json::array()}};
+  std::string text;
+  for (int format = 1; format <= static_cast<int>(Formats().size()); ++format) {
+    const NvImportFormatInfo& info = FormatAt(format);
+    const std::vector<std::string> extensions = Extensions(info);
+    if (settings.json) {
+      json["formats"].push_back({{"index", format},
+                                 {"name", info.name},
+                                 {"extensions", extensions},
+                                 {"reads", info.can_read},
+                                 {"writes", info.can_write},
+                                 {"origin", "built in"}});
+      continue;
+    }
+    constexpr std::size_t kColumns[] = {4, 32, 56, 67, 79};
+    const std::string cells[] = {
+        std::to_string(format),          info.name, Join(extensions), info.can_read ? "reads" : "-",
+        info.can_write ? "writes" : "-", "built in"};
+    std::string line;
+    for (std::size_t i = 0; i < std::size(cells); ++i) {
+      line += cells[i];
+      if (i < std::size(kColumns)) line.resize(std::max(line.size() + 2, kColumns[i]), ' ');
+    }
+    text += line + "\n";
+  }
+  const auto failure = PrintData(settings.json ? json.dump(1) + "\n" : text);
+  return failure ? SayFailure(*failure) : kDone;
+}
+
+int RunDetect(const Settings& settings) {
+  FileRun run(settings);
+  return RunOver(run, Detect);
+}
+
+int RunInfo(const Settings& settings) {
+  FileRun run(settings);
+  run.plan().asks = false;
+  return RunOver(run, [&](FileTurn& turn) { Info(turn, settings.notes); });
+}
+
+int RunShow(const Settings& settings) {
+  FileRun run(settings);
+  return RunOver(run, [&](FileTurn& turn) { Show(turn, settings); });
+}
+
+int RunValidate(const Settings& settings) {
+  FileRun run(settings);
+  return RunOver(run, Validate);
+}
+
+int RunConvert(const Settings& settings) {
+  FileRun run(settings);
+  if (const auto failure = run.Prepare()) return SayFailure(*failure);
+  ConvertPlan plan;
+  if (const auto failure = SettleOutput(settings, run.plan(), plan)) return SayFailure(*failure);
+  return run.ForEach([&](FileTurn& turn) { Convert(turn, plan); });
+}

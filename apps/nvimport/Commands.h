@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// What the command line says, unjudged.
+struct Settings {
+  std::vector<std::string> files;
+  std::string files_from;
+  std::string stdin_name = "stdin.txt";
+  std::string format;
+  std::optional<std::string> delimiter;
+  bool ignore_consecutive = false;
+  std::vector<std::string> options;  // KEY=VALUE
+  std::string encoding;
+  std::string output_encoding;
+  std::string to;
+  std::string output;
+  std::string out_dir;
+  bool force = false;
+  bool json = false;
+  bool notes = false;
+  bool strict = false;
+  bool quiet = false;
+  bool keep_going = false;
+  unsigned jobs = 1;
+  int rows = 20;
+  int columns = 0;  // as many as fit
+};
+
+// Each runs one command and returns its exit code.
+int RunFormats(const Settings& settings);
+int RunDetect(const Settings& settings);
+int RunInfo(const Settings& settings);
+int RunShow(const Settings& settings);
+int RunConvert(const Settings& settings);
+int RunValidate(const Settings& settings);

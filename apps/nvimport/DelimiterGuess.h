@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/Dialogs.h"
+
+// What most likely delimits the first lines of a text file: the candidate whose number of fields
+// varies least from line to line. TAB where there is nothing to go by.
+TextImportChoice GuessDelimiter(const std::vector<std::string>& lines);

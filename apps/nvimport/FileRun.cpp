@@ -1,0 +1,211 @@
+#include "apps/nvimport/FileRun.h"
+
+#include <cerrno>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "apps/nvimport/CellText.h"
+#include "apps/nvimport/Delimiters.h"
+#include "apps/nvimport/OutputTarget.h"
+#include "apps/nvimport/Terminal.h"
+
+namespace {
+
+constexpr const char* kStandardInput = "-";
+
+bool IsPlainName(const std::string& name) {
+  constexpr std::size_t kLongestName = 255;
+  return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
+         name.find('/') == std::string::npos;
+}
+
+// The lines of `stream`, empty ones apart.
+void TakeLines(std::istream& stream, std::vector<std::string>& lines) {
+  for (std::string line; std::getline(stream, line);)
+    if (!line.empty()) lines.push_back(line);
+}
+
+}  // namespace
+
+Failure WrongUsage(std::string text, std::string advice) {
+  return {kWrongUsage, std::move(text), std::move(advice)};
+}
+
+int SayFailure(const Failure& failure) {
+  std::cerr << FailureLines(failure) << std::flush;
+  return failure.exit_code;
+}
+
+std::string JsonText(std::string_view text) { return nlohmann::json(ToUtf8(text)).dump(); }
+
+FileTurn::FileTurn(const RunPlan& plan, std::size_t index, bool in_worker)
+    : plan_(plan),
+      index_(index),
+      in_worker_(in_worker),
+      progress_(!in_worker && !plan.quiet && ErrorsGoToScreen()),
+      dialogs_(plan.answers, plan.asks && !in_worker && CanAsk(), [this](const std::string& line) {
+        if (!plan_.quiet && plan_.asks) Say(line);
+      }) {}
+
+void FileTurn::Say(const std::string& line) {
+  progress_.Clear();
+  if (in_worker_)
+    report_.messages += line + "\n";
+  else
+    std::cerr << line << "\n" << std::flush;
+}
+
+void FileTurn::Fail(const Failure& failure) {
+  report_.exit_code = failure.exit_code;
+  std::string lines = FailureLines(failure);
+  lines.pop_back();
+  Say(lines);
+  if (plan_.json)
+    Print("{\"file\": " + JsonText(input().shown) + ", \"error\": " + JsonText(failure.text) +
+          ", \"advice\": " + JsonText(failure.advice) + "}");
+}
+
+void FileTurn::SayNotes(const ImportSession& session) {
+  const std::string whose = plan_.inputs.size() > 1 ? input().shown + ": " : "";
+  for (const std::string& warning : session.warnings()) Say("warning: " + whose + warning);
+  for (const std::string& note : session.notes()) Say("note: " + whose + note);
+  const bool warned = !session.warnings().empty() || !session.notes().empty();
+  if (plan_.strict && warned && report_.exit_code == kDone) report_.exit_code = kWarned;
+}
+
+std::optional<Failure> FileRun::Prepare() {
+  plan_.json = settings_.json;
+  plan_.quiet = settings_.quiet;
+  plan_.strict = settings_.strict;
+  if (!settings_.format.empty()) {
+    plan_.import.format = FindFormat(settings_.format, /*for_writing=*/false);
+    if (plan_.import.format == 0)
+      return WrongUsage("There is no format \"" + ShownName(settings_.format) + "\".",
+                        "\"nvimport formats\" lists them");
+  }
+  plan_.conversion = {TextDecoder(settings_.encoding), TextEncoder(settings_.output_encoding)};
+  for (const auto& [ok, name] :
+       {std::pair(plan_.conversion.decoder.ok(), &settings_.encoding),
+        std::pair(plan_.conversion.encoder.ok(), &settings_.output_encoding)})
+    if (!ok)
+      return WrongUsage("\"" + ShownName(*name) + "\" is no encoding that texts can have here.",
+                        "it must be one that iconv knows and that holds ASCII as it is");
+  if (auto failure = TakeOptions()) return failure;
+  return TakeFiles();
+}
+
+std::optional<Failure> FileRun::TakeOptions() {
+  GivenAnswers& answers = plan_.answers;
+  if (settings_.delimiter) answers.text_import = ParseDelimiter(*settings_.delimiter);
+  answers.ignore_consecutive = settings_.ignore_consecutive;
+  for (const std::string& option : settings_.options) {
+    const std::size_t equals = option.find('=');
+    const std::string key = option.substr(0, equals);
+    if (equals == std::string::npos || key.empty() || option.find(';', 0) < equals)
+      return WrongUsage("\"" + ShownName(option) + "\" is no option of an import.",
+                        "--option takes KEY=VALUE");
+    const std::string value = option.substr(equals + 1);
+    if (key == "delimiter") {
+      answers.text_import = ParseDelimiter(value);
+    } else if (key == "ignore-consecutive") {
+      if (value != "0" && value != "1")
+        return WrongUsage("\"" + ShownName(option) + "\" is no option of an import.",
+                          "ignore-consecutive is 0 or 1");
+      answers.ignore_consecutive = value == "1";
+    } else {
+      plan_.import.options += (plan_.import.options.empty() ? "" : ";") + option;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<Failure> FileRun::TakeFiles() {
+  std::vector<std::string> names = settings_.files;
+  bool takes_input = settings_.files_from == kStandardInput;
+  if (takes_input) {
+    TakeLines(std::cin, names);
+  } else if (!settings_.files_from.empty()) {
+    std::ifstream list(settings_.files_from);
+    if (list) TakeLines(list, names);
+    if (!list.eof())
+      return Failure{kFailed, "The list of files cannot be read.",
+                     ShownName(settings_.files_from) + ": " + SystemWords(errno)};
+  }
+  if (names.empty())
+    return WrongUsage("There is no file to read.", "give FILE, or - to read standard input");
+  for (const std::string& name : names) {
+    if (name != kStandardInput) {
+      plan_.inputs.push_back({name, ShownName(name)});
+      continue;
+    }
+    if (std::exchange(takes_input, true))
+      return WrongUsage("Standard input can be read only once.", "- stands for it");
+    if (!IsPlainName(settings_.stdin_name))
+      return WrongUsage("\"" + ShownName(settings_.stdin_name) + "\" is no plain file name.",
+                        "--stdin-name takes one without folders");
+    spooled_.emplace(settings_.stdin_name);
+    if (spooled_->failure()) return spooled_->failure();
+    plan_.inputs.push_back({spooled_->path(), ShownName(settings_.stdin_name)});
+  }
+  return std::nullopt;
+}
+
+int FileRun::ForEach(const std::function<void(FileTurn&)>& command) {
+  const std::size_t count = plan_.inputs.size();
+  const bool in_workers = settings_.jobs > 1 && count > 1;
+  const auto work = [&](std::size_t index) {
+    FileTurn turn(plan_, index, in_workers);
+    try {
+      command(turn);
+    } catch (const std::exception& exception) {
+      turn.Fail({kFailed, "The file could not be dealt with.",
+                 turn.input().shown + ": " + exception.what()});
+    }
+    return turn.TakeReport();
+  };
+  if (in_workers) {
+    const auto died = [&](std::size_t index, const std::string& end) {
+      FileTurn turn(plan_, index, in_workers);
+      turn.Fail({kFailed, "The file could not be dealt with.",
+                 turn.input().shown + ": the worker that read it ended by " + end});
+      return turn.TakeReport();
+    };
+    RunInWorkers(count, settings_.jobs, work, died,
+                 [&](std::size_t, const FileReport& report) { return Report(report); });
+  } else {
+    for (std::size_t i = 0; i < count && Report(work(i)); ++i) continue;
+  }
+  Finish();
+  return exit_code_;
+}
+
+bool FileRun::Report(const FileReport& report) {
+  std::cerr << report.messages << std::flush;
+  exit_code_ = Graver(exit_code_, report.exit_code);
+  ++(report.exit_code == kDone ? done_ : failed_);
+  if (plan_.json) {
+    if (!report.data.empty()) json_ += (json_.empty() ? "\n  " : ",\n  ") + report.data;
+  } else if (!report.data.empty()) {
+    if (const auto failure = PrintData(report.data)) {
+      exit_code_ = SayFailure(*failure);
+      return false;
+    }
+  }
+  return settings_.keep_going || report.exit_code == kDone;
+}
+
+void FileRun::Finish() {
+  if (plan_.json) {
+    if (const auto failure = PrintData("{\"version\": 1, \"files\": [" + json_ + "\n]}\n"))
+      exit_code_ = SayFailure(*failure);
+  }
+  const std::size_t count = plan_.inputs.size();
+  if (count < 2 || plan_.quiet) return;
+  std::cerr << count << " files: " << done_ << " done, " << failed_ << " failed";
+  if (const std::size_t left = count - done_ - failed_; left > 0)
+    std::cerr << ", " << left << " not tried";
+  std::cerr << "\n" << std::flush;
+}

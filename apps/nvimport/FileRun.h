@@ -1,0 +1,99 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/nvimport/Commands.h"
+#include "apps/nvimport/Failure.h"
+#include "apps/nvimport/ImportSession.h"
+#include "apps/nvimport/ProgressBar.h"
+#include "apps/nvimport/SheetWriters.h"
+#include "apps/nvimport/SpooledInput.h"
+#include "apps/nvimport/TerminalDialogs.h"
+#include "apps/nvimport/Workers.h"
+
+// One command over its files: judges the settings, runs the command for each file, here or in
+// workers, and reports in the order of the files.
+
+// What the settings mean for every file.
+struct RunPlan {
+  ImportSettings import;
+  GivenAnswers answers;
+  TextConversion conversion;
+  std::vector<Input> inputs;
+  bool json = false;
+  bool quiet = false;
+  bool strict = false;
+  bool asks = true;  // in a terminal; an informative command does not
+};
+
+// One file's turn.
+class FileTurn {
+ public:
+  FileTurn(const RunPlan& plan, std::size_t index, bool in_worker);
+
+  const RunPlan& plan() const { return plan_; }
+  std::size_t index() const { return index_; }
+  const Input& input() const { return plan_.inputs[index_]; }
+  TerminalDialogs& dialogs() { return dialogs_; }
+  ProgressBar& progress() { return progress_; }
+
+  // A line for standard error.
+  void Say(const std::string& line);
+  // The file's part of standard output.
+  void Print(std::string data) { report_.data += data; }
+  void Fail(const Failure& failure);
+  // Like a failure, without anything said.
+  void EndWith(int exit_code) { report_.exit_code = exit_code; }
+  // Notes and warnings of the import, which may count as failures.
+  void SayNotes(const ImportSession& session);
+
+  FileReport&& TakeReport() { return std::move(report_); }
+
+ private:
+  const RunPlan& plan_;
+  std::size_t index_;
+  bool in_worker_;
+  FileReport report_;
+  ProgressBar progress_;
+  TerminalDialogs dialogs_;
+};
+
+class FileRun {
+ public:
+  explicit FileRun(const Settings& settings) : settings_(settings) {}
+
+  RunPlan& plan() { return plan_; }
+
+  // Judges the settings and gathers the files.
+  std::optional<Failure> Prepare();
+
+  // Runs `command` for each file and returns the exit code of all.
+  int ForEach(const std::function<void(FileTurn&)>& command);
+
+ private:
+  std::optional<Failure> TakeOptions();
+  std::optional<Failure> TakeFiles();
+  // Reports one file; false when it is the last to be done.
+  bool Report(const FileReport& report);
+  void Finish();
+
+  const Settings& settings_;
+  RunPlan plan_;
+  std::optional<SpooledInput> spooled_;
+  std::string json_;
+  int exit_code_ = kDone;
+  std::size_t done_ = 0;
+  std::size_t failed_ = 0;
+};
+
+Failure WrongUsage(std::string text, std::string advice);
+
+// Says `failure` and returns its exit code.
+int SayFailure(const Failure& failure);
+
+// The JSON string of a text.
+std::string JsonText(std::string_view text);

@@ -1,0 +1,133 @@
+#include "apps/nvimport/OutputTarget.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <vector>
+
+#include "apps/nvimport/CellText.h"
+#include "platform/InputFile.h"
+
+namespace {
+
+constexpr const char* kNotWritten = "The output could not be written.";
+
+bool IsThere(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0;
+}
+
+// A device or a pipe: there, but no file that could be replaced.
+bool IsWrittenDirectly(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::string folder = std::filesystem::path(path).parent_path();
+  return folder.empty() ? "." : folder;
+}
+
+::mode_t UsualMode() {
+  const ::mode_t mask = ::umask(0);
+  ::umask(mask);
+  return 0666 & ~mask;
+}
+
+}  // namespace
+
+Failure OutputTarget::Because(const std::string& words) const {
+  return {kFailed, kNotWritten,
+          (IsStandardOutput() ? "standard output" : ShownName(path_)) + ": " + words};
+}
+
+std::optional<Failure> OutputTarget::Check() const {
+  if (IsStandardOutput()) return std::nullopt;
+  if (path_.empty()) return Because("an output needs a name");
+  struct stat status {};
+  if (::stat(path_.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+    return Because("it is a folder; --outdir writes into one");
+  if (IsWrittenDirectly(path_)) return std::nullopt;
+  if (IsThere(path_) && !force_) return Because("it exists already; --force replaces it");
+  const std::string folder = FolderOf(path_);
+  if (::access(folder.c_str(), W_OK | X_OK) != 0)
+    return Because("the folder " + ShownName(folder) + ": " + SystemWords(errno));
+  return std::nullopt;
+}
+
+std::optional<Failure> OutputTarget::Begin(OutputFile& stream) {
+  OutputFile::TakeFailure();
+  if (IsStandardOutput()) {
+    stream = OutputFile(STDOUT_FILENO, /*owned=*/false);
+    return std::nullopt;
+  }
+  if (auto failure = Check()) return failure;
+  if (IsWrittenDirectly(path_)) {
+    const int descriptor = ::open(path_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0) return Because(SystemWords(errno));
+    stream = OutputFile(descriptor, /*owned=*/true);
+    return std::nullopt;
+  }
+  if (auto failure = MakeTemporary({})) return failure;
+  stream = OutputFile(temporary_->descriptor(), /*owned=*/true);
+  return std::nullopt;
+}
+
+std::optional<Failure> OutputTarget::BeginAtPath(const std::string& extension, std::string& path) {
+  OutputFile::TakeFailure();
+  if (auto failure = Check()) return failure;
+  path = path_;
+  if (!IsStandardOutput() && IsWrittenDirectly(path_)) return std::nullopt;
+  if (auto failure = MakeTemporary(extension)) return failure;
+  ::close(temporary_->descriptor());
+  path = temporary_->path();
+  return std::nullopt;
+}
+
+std::optional<Failure> OutputTarget::MakeTemporary(const std::string& extension) {
+  // A link stays a link: what it leads to is replaced.
+  std::error_code none;
+  final_path_ = std::filesystem::canonical(path_, none);
+  if (none) final_path_ = path_;
+  const std::string folder = IsStandardOutput() ? TemporaryFolder() : FolderOf(final_path_);
+  temporary_.emplace(TemporaryPath::Kind::kFile, folder + "/.nvimport-XXXXXX", extension);
+  if (!temporary_->is_made()) return Because(SystemWords(temporary_->error()));
+  if (!IsStandardOutput()) ::fchmod(temporary_->descriptor(), UsualMode());
+  return std::nullopt;
+}
+
+std::optional<Failure> OutputTarget::Commit() {
+  if (const std::string words = OutputFile::TakeFailure(); !words.empty()) return Because(words);
+  if (!temporary_) return std::nullopt;
+  if (IsStandardOutput()) return CopyToStandardOutput();
+  const int error = temporary_->MoveTo(final_path_, force_);
+  if (error == EEXIST) return Because("it exists already; --force replaces it");
+  if (error != 0) return Because(SystemWords(error));
+  return std::nullopt;
+}
+
+std::optional<Failure> OutputTarget::CopyToStandardOutput() const {
+  InputFile written(temporary_->path().c_str());
+  OutputFile stream(STDOUT_FILENO, /*owned=*/false);
+  std::vector<char> block(256 * 1024);
+  std::ptrdiff_t got = 0;
+  while ((got = written.Read(block)) > 0)
+    stream.Write({block.data(), static_cast<std::size_t>(got)});
+  stream.Close();
+  const std::string words =
+      got < 0 ? "its temporary file can't be read" : OutputFile::TakeFailure();
+  if (!words.empty()) return Because(words);
+  return std::nullopt;
+}
+
+std::optional<Failure> PrintData(std::string_view text) {
+  OutputTarget target("-", /*force=*/false);
+  OutputFile stream;
+  target.Begin(stream);
+  stream.Write(text);
+  stream.Close();
+  return target.Commit();
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "apps/nvimport/Failure.h"
+#include "apps/nvimport/TemporaryPaths.h"
+#include "platform/OutputFile.h"
+
+// Where an output goes. A file appears under its name only when it is whole; a device, a pipe and
+// standard output ("-") are written directly.
+class OutputTarget {
+ public:
+  OutputTarget(std::string path, bool force) : path_(std::move(path)), force_(force) {}
+
+  // Whether it can be written, as far as can be told before the input is read.
+  std::optional<Failure> Check() const;
+
+  // A stream to write to.
+  std::optional<Failure> Begin(OutputFile& stream);
+
+  // The path of a file to write to, for writers that open their file themselves.
+  std::optional<Failure> BeginAtPath(const std::string& extension, std::string& path);
+
+  // Ends the output, whose streams are closed: gives the file its name, or says why it is not
+  // whole.
+  std::optional<Failure> Commit();
+
+ private:
+  bool IsStandardOutput() const { return path_ == "-"; }
+  std::optional<Failure> MakeTemporary(const std::string& extension);
+  std::optional<Failure> CopyToStandardOutput() const;
+  Failure Because(const std::string& words) const;
+
+  std::string path_;
+  bool force_;
+  std::string final_path_;  // behind symbolic links
+  std::optional<TemporaryPath> temporary_;
+};
+
+// Writes `text` to standard output at once.
+std::optional<Failure> PrintData(std::string_view text);

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+
+#include "apps/nvimport/CellText.h"
+#include "framework/MemorySheet.h"
+#include "platform/OutputFile.h"
+
+class ProgressBar;
+
+// The output formats that the command has of its own.
+enum class SheetFormat { kCsv, kTsv, kJsonLines };
+
+// How texts are taken from a sheet and how they are written.
+struct TextConversion {
+  TextDecoder decoder;
+  TextEncoder encoder;
+};
+
+// Writes all rows, each as wide as the sheet. Failures stay with the stream.
+void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& conversion,
+                OutputFile& out, ProgressBar& progress);
+
+// One cell as a JSON value in UTF-8.
+std::string JsonCell(const MemoryCell& cell, const TextDecoder& decoder);
+
+// A sheet for the writer of a registered format: texts come out converted.
+class ConvertedSheet final : public WriteSpreadSheetData {
+ public:
+  ConvertedSheet(MemorySheet& sheet, const TextConversion& conversion)
+      : sheet_(sheet), conversion_(conversion) {}
+
+  float GetNumber(int column, int row) override { return sheet_.GetNumber(column, row); }
+  // Valid until the next call.
+  const char* GetText(int column, int row) override;
+  bool CellFlag(int column, int row) override { return sheet_.CellFlag(column, row); }
+  bool IsNumber(int column, int row) override { return sheet_.IsNumber(column, row); }
+  bool IsMissing(int column, int row) override { return sheet_.IsMissing(column, row); }
+  bool IsText(int column, int row) override { return sheet_.IsText(column, row); }
+  int GetNumberOfColumns() override { return sheet_.GetNumberOfColumns(); }
+  int GetNumberOfRows() override { return sheet_.GetNumberOfRows(); }
+
+ private:
+  MemorySheet& sheet_;
+  const TextConversion& conversion_;
+  std::string decoded_;
+  std::string encoded_;
+};

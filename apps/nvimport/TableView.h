@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/nvimport/CellText.h"
+#include "framework/MemorySheet.h"
+
+// A cell as a table shows it.
+struct TableCell {
+  std::string text;  // UTF-8 without control characters
+  bool right = false;
+  bool missing = false;
+};
+
+using TableRow = std::vector<TableCell>;
+
+TableCell ShownCell(const MemoryCell& cell, const TextDecoder& decoder);
+TableCell ShownText(std::string_view utf8);
+
+struct TableLimits {
+  std::size_t width = 0;  // columns that don't fit are left out; 0 for no limit
+  bool colour = false;
+};
+
+// Aligned columns under their numbers, rows behind theirs.
+std::string FormatTable(const std::vector<TableRow>& rows, const TableLimits& limits);

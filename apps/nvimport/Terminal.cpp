@@ -1,0 +1,44 @@
+#include "apps/nvimport/Terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+
+namespace {
+
+bool IsDumb() {
+  const char* terminal = std::getenv("TERM");
+  return terminal == nullptr || std::string_view(terminal) == "dumb";
+}
+
+}  // namespace
+
+bool CanAsk() { return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1; }
+
+bool ErrorsGoToScreen() { return ::isatty(STDERR_FILENO) == 1 && !IsDumb(); }
+
+bool DataGoesToScreen() { return ::isatty(STDOUT_FILENO) == 1 && !IsDumb(); }
+
+bool WantsColour() {
+  const char* no_colour = std::getenv("NO_COLOR");
+  return no_colour == nullptr || *no_colour == '\0';
+}
+
+std::size_t TerminalWidth() {
+  constexpr std::size_t kUsual = 80;
+  for (const int descriptor : {STDOUT_FILENO, STDERR_FILENO}) {
+    struct winsize size {};
+    if (::isatty(descriptor) != 1) continue;
+    if (::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+  }
+  return kUsual;
+}
+
+std::optional<std::string> ReadAnswer() {
+  std::string line;
+  if (!std::getline(std::cin, line)) return std::nullopt;
+  return line;
+}

@@ -1,0 +1,188 @@
+#include "apps/nvimport/Workers.h"
+
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "apps/nvimport/Failure.h"
+#include "apps/nvimport/TemporaryPaths.h"
+
+namespace {
+
+bool SendBytes(int socket, const void* bytes, std::size_t count) {
+  const char* next = static_cast<const char*>(bytes);
+  while (count > 0) {
+    // A worker that died must not end the others' parent.
+    const ::ssize_t sent = ::send(socket, next, count, MSG_NOSIGNAL);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent < 0) return false;
+    next += sent;
+    count -= static_cast<std::size_t>(sent);
+  }
+  return true;
+}
+
+bool ReceiveBytes(int socket, void* bytes, std::size_t count) {
+  char* next = static_cast<char*>(bytes);
+  while (count > 0) {
+    const ::ssize_t got = ::recv(socket, next, count, 0);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    next += got;
+    count -= static_cast<std::size_t>(got);
+  }
+  return true;
+}
+
+bool SendText(int socket, const std::string& text) {
+  const std::uint64_t size = text.size();
+  return SendBytes(socket, &size, sizeof size) && SendBytes(socket, text.data(), text.size());
+}
+
+bool ReceiveText(int socket, std::string& text) {
+  std::uint64_t size = 0;
+  if (!ReceiveBytes(socket, &size, sizeof size)) return false;
+  text.resize(size);
+  return ReceiveBytes(socket, text.data(), text.size());
+}
+
+bool SendReport(int socket, const FileReport& report) {
+  return SendBytes(socket, &report.exit_code, sizeof report.exit_code) &&
+         SendText(socket, report.data) && SendText(socket, report.messages);
+}
+
+bool ReceiveReport(int socket, FileReport& report) {
+  return ReceiveBytes(socket, &report.exit_code, sizeof report.exit_code) &&
+         ReceiveText(socket, report.data) && ReceiveText(socket, report.messages);
+}
+
+struct Worker {
+  ::pid_t process = -1;
+  int socket = -1;
+  std::optional<std::uint64_t> file;  // the one it reads
+};
+
+class Pool {
+ public:
+  explicit Pool(const std::function<FileReport(std::size_t)>& work) : work_(work) {}
+  Pool(const Pool&) = delete;
+  Pool& operator=(const Pool&) = delete;
+  ~Pool() {
+    for (Worker& worker : workers_) {
+      // One without a file ends by itself when its socket closes.
+      if (worker.file) ::kill(worker.process, SIGTERM);
+      Bury(worker);
+    }
+  }
+
+  std::vector<Worker>& workers() { return workers_; }
+
+  bool Add() {
+    Worker worker;
+    if (!Start(worker)) return false;
+    workers_.push_back(worker);
+    return true;
+  }
+
+  bool Start(Worker& worker) {
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
+    const ::pid_t parent = ::getpid();
+    const ::pid_t process = ::fork();
+    if (process == 0) {
+      ::close(ends[0]);
+      for (const Worker& other : workers_)
+        if (other.socket >= 0) ::close(other.socket);
+      Serve(parent, ends[1]);
+    }
+    ::close(ends[1]);
+    if (process < 0) {
+      ::close(ends[0]);
+      return false;
+    }
+    worker = {process, ends[0], std::nullopt};
+    return true;
+  }
+
+  // Waits for the worker's end and says what it was.
+  static std::string Bury(Worker& worker) {
+    ::close(worker.socket);
+    int status = 0;
+    while (::waitpid(worker.process, &status, 0) < 0 && errno == EINTR) continue;
+    worker = {};
+    return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
+                               : "exit " + std::to_string(WEXITSTATUS(status));
+  }
+
+ private:
+  [[noreturn]] void Serve(::pid_t parent, int socket) {
+    ForgetTemporaries();
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (::getppid() != parent) ::_exit(kFailed);
+    std::uint64_t file = 0;
+    while (ReceiveBytes(socket, &file, sizeof file))
+      if (!SendReport(socket, work_(file))) break;
+    ::_exit(kDone);
+  }
+
+  const std::function<FileReport(std::size_t)>& work_;
+  std::vector<Worker> workers_;
+};
+
+}  // namespace
+
+void RunInWorkers(std::size_t count, unsigned jobs,
+                  const std::function<FileReport(std::size_t)>& work,
+                  const std::function<FileReport(std::size_t, const std::string&)>& died,
+                  const std::function<bool(std::size_t, const FileReport&)>& done) {
+  Pool pool(work);
+  while (pool.workers().size() < std::min<std::size_t>(jobs, count) && pool.Add()) continue;
+  std::size_t next = 0;      // to be handed out
+  std::size_t reported = 0;  // given to `done`
+  std::map<std::size_t, FileReport> waiting;
+  while (reported < count) {
+    std::vector<::pollfd> sockets;
+    for (Worker& worker : pool.workers()) {
+      if (worker.socket >= 0 && !worker.file && next < count) {
+        worker.file = next++;
+        SendBytes(worker.socket, &*worker.file, sizeof *worker.file);
+      }
+      sockets.push_back({worker.file ? worker.socket : -1, POLLIN, 0});
+    }
+    const bool busy = std::ranges::any_of(sockets, [](const ::pollfd& s) { return s.fd >= 0; });
+    if (!busy) {
+      // No process can be made any more: the rest is done here.
+      waiting[next] = work(next);
+      ++next;
+    } else if (::poll(sockets.data(), sockets.size(), -1) < 0) {
+      continue;
+    }
+    for (std::size_t i = 0; i < sockets.size(); ++i) {
+      if (sockets[i].fd < 0 || sockets[i].revents == 0) continue;
+      Worker& worker = pool.workers()[i];
+      const std::size_t file = *worker.file;
+      FileReport report;
+      if (ReceiveReport(worker.socket, report)) {
+        worker.file.reset();
+      } else {
+        report = died(file, Pool::Bury(worker));
+        if (next < count) pool.Start(worker);
+      }
+      waiting[file] = std::move(report);
+    }
+    for (auto first = waiting.begin(); first != waiting.end() && first->first == reported;
+         first = waiting.erase(first), ++reported)
+      if (!done(reported, first->second)) return;
+  }
+}

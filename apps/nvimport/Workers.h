@@ -1,0 +1,19 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+// What became of one file.
+struct FileReport {
+  int exit_code = 0;
+  std::string data;      // for standard output
+  std::string messages;  // for standard error
+};
+
+// Runs `work` for 0..count-1 in up to `jobs` processes of its own. `done` takes the reports in that
+// order and ends everything by returning false. A process that dies costs its file alone: `died`
+// makes the report from what ended it ("signal 11").
+void RunInWorkers(std::size_t count, unsigned jobs,
+                  const std::function<FileReport(std::size_t)>& work,
+                  const std::function<FileReport(std::size_t, const std::string&)>& died,
+                  const std::function<bool(std::size_t, const FileReport&)>& done);

@@ -1,0 +1,140 @@
+#include <CLI/CLI.hpp>
+#include <exception>
+
+#include "apps/nvimport/Commands.h"
+#include "apps/nvimport/Failure.h"
+#include "apps/nvimport/FileRun.h"
+#include "apps/nvimport/TemporaryPaths.h"
+
+namespace {
+
+void AddFormatOptions(CLI::App& command, Settings& settings) {
+  command
+      .add_option("--format", settings.format,
+                  "Format of the file, by name or index; skips detection")
+      ->type_name("NAME|INDEX");
+  command
+      .add_option("--delimiter", settings.delimiter,
+                  "Field delimiter of a text: tab, comma, semicolon, bar, blank (runs of them) or "
+                  "any characters, with \\t, \\\\ and \\xNN")
+      ->type_name("TEXT");
+  command.add_flag("--ignore-consecutive", settings.ignore_consecutive,
+                   "Delimiters in a row count as one");
+  command.add_option("--option", settings.options, "Answers a question of the format")
+      ->type_name("KEY=VALUE")
+      ->allow_extra_args(false);
+  command.add_flag("--strict", settings.strict, "Warnings and notes are failures");
+}
+
+void AddFileOptions(CLI::App& command, Settings& settings) {
+  command.add_option("FILE", settings.files, "Files to read, - for standard input")->type_name("");
+  command.add_option("--stdin-name", settings.stdin_name, "File name that standard input goes by")
+      ->type_name("NAME");
+  command.add_flag("--quiet", settings.quiet, "Only errors, warnings and notes on standard error");
+}
+
+void AddManyFilesOptions(CLI::App& command, Settings& settings) {
+  command
+      .add_option("--files-from", settings.files_from,
+                  "Also reads the files that FILE names, one a line; - for standard input")
+      ->type_name("FILE");
+  command.add_flag("--keep-going", settings.keep_going, "Goes on after a file that fails");
+  command.add_option("--jobs", settings.jobs, "Files dealt with at a time")
+      ->type_name("N")
+      ->check(CLI::Range(1, 256));
+}
+
+void AddEncodingOptions(CLI::App& command, Settings& settings) {
+  command
+      .add_option("--encoding", settings.encoding,
+                  "Encoding of the texts read; else UTF-8 where valid, Windows-1252 where not")
+      ->type_name("NAME");
+  command
+      .add_option("--output-encoding", settings.output_encoding,
+                  "Encoding of the texts written; else UTF-8")
+      ->type_name("NAME");
+}
+
+void AddJson(CLI::App& command, Settings& settings) {
+  command.add_flag("--json", settings.json, "Answers in JSON");
+}
+
+int Run(int count, char** arguments) {
+  Settings settings;
+  int (*chosen)(const Settings&) = nullptr;
+  CLI::App app("Reads files of many formats into one kind of sheet.", "nvimport");
+  app.set_version_flag("--version", "nvimport " NVIMPORT_VERSION);
+  app.require_subcommand(1);
+  const auto add = [&](const char* name, const char* does, int (*run)(const Settings&)) {
+    CLI::App* command = app.add_subcommand(name, does);
+    command->callback([&chosen, run] { chosen = run; });
+    return command;
+  };
+
+  CLI::App& formats = *add("formats", "Lists the formats", RunFormats);
+  AddJson(formats, settings);
+
+  CLI::App& detect = *add("detect", "Says which format a file has", RunDetect);
+  AddFileOptions(detect, settings);
+  AddManyFilesOptions(detect, settings);
+  AddJson(detect, settings);
+
+  CLI::App& info = *add("info", "Says a file's format, its size and what can be chosen", RunInfo);
+  AddFileOptions(info, settings);
+  AddFormatOptions(info, settings);
+  AddManyFilesOptions(info, settings);
+  AddJson(info, settings);
+  info.add_flag("--notes", settings.notes, "Reads the cells too, for the notes on them");
+
+  CLI::App& show = *add("show", "Shows the head of a sheet", RunShow);
+  AddFileOptions(show, settings);
+  AddFormatOptions(show, settings);
+  AddEncodingOptions(show, settings);
+  AddJson(show, settings);
+  show.add_option("--rows", settings.rows, "Rows shown")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1000000));
+  show.add_option("--columns", settings.columns, "Columns shown; else as many as fit")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1000000));
+
+  CLI::App& convert = *add("convert", "Writes a file in another format", RunConvert);
+  AddFileOptions(convert, settings);
+  AddFormatOptions(convert, settings);
+  AddEncodingOptions(convert, settings);
+  AddManyFilesOptions(convert, settings);
+  convert.add_option("-o,--output", settings.output, "File to write, - for standard output")
+      ->type_name("OUT");
+  convert.add_option("--outdir", settings.out_dir, "Folder for one output a file")
+      ->type_name("FOLDER");
+  convert
+      .add_option("--to", settings.to,
+                  "Format written: csv, tsv, jsonl or one of those listed by \"formats\"; else by "
+                  "the extension of OUT")
+      ->type_name("FORMAT");
+  convert.add_flag("--force", settings.force, "Replaces an output that exists");
+
+  CLI::App& validate = *add("validate", "Reads everything and says whether it could", RunValidate);
+  AddFileOptions(validate, settings);
+  AddFormatOptions(validate, settings);
+  AddManyFilesOptions(validate, settings);
+  AddJson(validate, settings);
+
+  try {
+    app.parse(count, arguments);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kDone : kWrongUsage;
+  }
+  RemoveTemporariesOnSignals();
+  return chosen(settings);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  try {
+    return Run(count, arguments);
+  } catch (const std::exception& exception) {
+    return SayFailure({kFailed, "The command could not be carried out.", exception.what()});
+  }
+}
