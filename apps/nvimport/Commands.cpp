@@ -24,6 +24,20 @@ std::string Join(const std::vector<std::string>& texts) {
   return joined;
 }
 
+// Columns of texts, each as wide as its widest.
+std::string AlignedLines(const std::vector<std::vector<std::string>>& lines) {
+  std::vector<std::size_t> widths(lines.front().size());
+  for (const auto& line : lines)
+    for (std::size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], line[i].size());
+  std::string text;
+  for (const auto& line : lines) {
+    for (std::size_t i = 0; i + 1 < line.size(); ++i)
+      text += line[i] + std::string(widths[i] + 2 - line[i].size(), ' ');
+    text += line.back() + "\n";
+  }
+  return text;
+}
+
 std::string Counted(int count, const char* noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
@@ -381,31 +395,22 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
 
 int RunFormats(const Settings& settings) {
   Json json = {{"version", 1}, {"formats", Json::array()}};
-  std::string text;
+  std::vector<std::vector<std::string>> lines = {
+      {"index", "name", "extensions", "reads", "writes", "origin"}};
   for (int format = 1; format <= static_cast<int>(Formats().size()); ++format) {
     const NvImportFormatInfo& info = FormatAt(format);
     const std::vector<std::string> extensions = Extensions(info);
-    if (settings.json) {
-      json["formats"].push_back({{"index", format},
-                                 {"name", info.name},
-                                 {"extensions", extensions},
-                                 {"reads", info.can_read},
-                                 {"writes", info.can_write},
-                                 {"origin", "built in"}});
-      continue;
-    }
-    constexpr std::size_t kColumns[] = {4, 32, 56, 67, 79};
-    const std::string cells[] = {
-        std::to_string(format),          info.name, Join(extensions), info.can_read ? "reads" : "-",
-        info.can_write ? "writes" : "-", "built in"};
-    std::string line;
-    for (std::size_t i = 0; i < std::size(cells); ++i) {
-      line += cells[i];
-      if (i < std::size(kColumns)) line.resize(std::max(line.size() + 2, kColumns[i]), ' ');
-    }
-    text += line + "\n";
+    const auto yes_or_no = [](bool yes) { return yes ? "yes" : "no"; };
+    lines.push_back({std::to_string(format), info.name, Join(extensions), yes_or_no(info.can_read),
+                     yes_or_no(info.can_write), "built in"});
+    json["formats"].push_back({{"index", format},
+                               {"name", info.name},
+                               {"extensions", extensions},
+                               {"reads", info.can_read},
+                               {"writes", info.can_write},
+                               {"origin", "built in"}});
   }
-  const auto failure = PrintData(settings.json ? json.dump(1) + "\n" : text);
+  const auto failure = PrintData(settings.json ? json.dump(1) + "\n" : AlignedLines(lines));
   return failure ? SayFailure(*failure) : kDone;
 }
 

@@ -22,6 +22,8 @@ ProgressBar::~ProgressBar() {
 
 void ProgressBar::Begin(std::string label, std::string_view unit) {
   if (!shown_) return;
+  // The wait begins here, not while the user was asked.
+  if (label_.empty()) begun_ = Clock::now();
   label_ = std::move(label);
   unit_ = unit;
   counts_bytes_ = unit == "bytes";
@@ -30,7 +32,7 @@ void ProgressBar::Begin(std::string label, std::string_view unit) {
 
 bool ProgressBar::Advance(std::uint64_t position, std::uint64_t size) {
   const auto now = Clock::now();
-  if (!shown_ || now - begun_ < kPatience || now < next_) return true;
+  if (!shown_ || label_.empty() || now - begun_ < kPatience || now < next_) return true;
   next_ = now + kInterval;
   drawn_ = true;
   std::string line = label_;

@@ -57,6 +57,7 @@ TableCell ShownCell(const MemoryCell& cell, const TextDecoder& decoder) {
 }
 
 std::string FormatTable(const std::vector<TableRow>& rows, const TableLimits& limits) {
+  if (rows.empty()) return {};
   const Painter painter{limits.colour};
   const std::size_t number_width = std::to_string(rows.size()).size();
   std::size_t columns = 0;

@@ -123,7 +123,8 @@ int Run(int count, char** arguments) {
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kDone : kWrongUsage;
+    if (error.get_exit_code() == 0) return app.exit(error);
+    return SayFailure({kWrongUsage, error.what(), "nvimport COMMAND --help tells how it is used"});
   }
   RemoveTemporariesOnSignals();
   return chosen(settings);
