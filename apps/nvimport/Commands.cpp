@@ -117,7 +117,7 @@ bool ReadWhole(FileTurn& turn, ImportSession& session, ReadSpreadSheetData& sink
 }
 
 ImportSession SessionOf(FileTurn& turn) {
-  return ImportSession(turn.input(), turn.plan().import, turn.dialogs(), turn.progress());
+  return {turn.input(), turn.plan().import, turn.dialogs(), turn.progress()};
 }
 
 int RunOver(FileRun& run, const std::function<void(FileTurn&)>& command) {
@@ -186,14 +186,14 @@ std::string InfoText(const FileTurn& turn, const ImportSession& session,
   for (const AnsweredQuestion& question : answered)
     lines.emplace_back(question.name,
                        question.answer + " (" + question.source + "; " + question.option + ")");
+  for (const std::string& note : session.notes()) lines.emplace_back("note", note);
+  for (const std::string& warning : session.warnings()) lines.emplace_back("warning", warning);
   std::string text = turn.input().shown + "\n";
   for (auto& [name, value] : lines) {
     constexpr std::size_t kNameWidth = 11;
     name.resize(std::max(name.size() + 1, kNameWidth), ' ');
-    text += "  " + name + value + "\n";
+    text.append("  ").append(name).append(value).append("\n");
   }
-  for (const std::string& note : session.notes()) text += "  note       " + note + "\n";
-  for (const std::string& warning : session.warnings()) text += "  warning    " + warning + "\n";
   return text;
 }
 

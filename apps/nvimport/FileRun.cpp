@@ -70,8 +70,11 @@ void FileTurn::Fail(const Failure& failure) {
 
 void FileTurn::SayNotes(const ImportSession& session) {
   const std::string whose = plan_.inputs.size() > 1 ? input().shown + ": " : "";
-  for (const std::string& warning : session.warnings()) Say("warning: " + whose + warning);
-  for (const std::string& note : session.notes()) Say("note: " + whose + note);
+  const auto say_all = [&](std::string_view kind, const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) Say(std::string(kind).append(whose).append(text));
+  };
+  say_all("warning: ", session.warnings());
+  say_all("note: ", session.notes());
   const bool warned = !session.warnings().empty() || !session.notes().empty();
   if (plan_.strict && warned && report_.exit_code == kDone) report_.exit_code = kWarned;
 }
@@ -199,7 +202,7 @@ bool FileRun::Report(const FileReport& report) {
 
 void FileRun::Finish() {
   if (plan_.json) {
-    if (const auto failure = PrintData("{\"version\": 1, \"files\": [" + json_ + "\n]}\n"))
+    if (const auto failure = PrintData(R"({"version": 1, "files": [)" + json_ + "\n]}\n"))
       exit_code_ = SayFailure(*failure);
   }
   const std::size_t count = plan_.inputs.size();

@@ -44,7 +44,7 @@ class FileTurn {
   // A line for standard error.
   void Say(const std::string& line);
   // The file's part of standard output.
-  void Print(std::string data) { report_.data += data; }
+  void Print(std::string_view data) { report_.data += data; }
   void Fail(const Failure& failure);
   // Like a failure, without anything said.
   void EndWith(int exit_code) { report_.exit_code = exit_code; }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -14,7 +15,9 @@
 
 namespace {
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
+// A reader that breaks on a bad file.
+constexpr int kFaults[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 // Fixed memory, since the handler may neither allocate nor wait.
 struct Slot {
@@ -63,15 +66,19 @@ int MoveNew(const char* from, const char* to) {
 }  // namespace
 
 void RemoveTemporariesOnSignals() {
-  for (const int signal : kEndingSignals) {
-    struct sigaction action {};
-    action.sa_handler = RemoveAndEnd;
+  struct sigaction action {};
+  action.sa_handler = RemoveAndEnd;
+  const auto install = [&action](int signal) {
     struct sigaction before {};
-    // What nohup or a shell's background job has made ignored stays so. A closed pipe is always
-    // the end, though.
+    // What nohup or a shell's background job has made ignored stays so, and whoever looks into
+    // faults goes on doing so. A closed pipe is always the end, though.
     ::sigaction(signal, nullptr, &before);
-    if (before.sa_handler != SIG_IGN || signal == SIGPIPE) ::sigaction(signal, &action, nullptr);
-  }
+    if (before.sa_handler == SIG_DFL || signal == SIGPIPE) ::sigaction(signal, &action, nullptr);
+  };
+  std::ranges::for_each(kEndingSignals, install);
+  std::ranges::for_each(kFaults, install);
+  // A write beyond the allowed size then fails with words of its own.
+  ::signal(SIGXFSZ, SIG_IGN);
 }
 
 void ForgetTemporaries() {

@@ -1,10 +1,14 @@
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "apps/nvimport/Commands.h"
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/TemporaryPaths.h"
+#include "platform/NvFile.h"
 
 namespace {
 
@@ -57,6 +61,17 @@ void AddEncodingOptions(CLI::App& command, Settings& settings) {
 
 void AddJson(CLI::App& command, Settings& settings) {
   command.add_flag("--json", settings.json, "Answers in JSON");
+}
+
+// The arguments, last first as the parser wants them. It would take a name in brackets for a list.
+std::vector<std::string> Arguments(int count, char** arguments) {
+  std::vector<std::string> words;
+  for (int i = count - 1; i > 0; --i) {
+    std::string& word = words.emplace_back(arguments[i]);
+    if (word.starts_with('[') && word.ends_with(']') && NvFile::Exists(word.c_str()))
+      word.insert(0, "./");
+  }
+  return words;
 }
 
 int Run(int count, char** arguments) {
@@ -120,8 +135,9 @@ int Run(int count, char** arguments) {
   AddManyFilesOptions(validate, settings);
   AddJson(validate, settings);
 
+  std::vector<std::string> words = Arguments(count, arguments);
   try {
-    app.parse(count, arguments);
+    app.parse(std::move(words));
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
     return SayFailure({kWrongUsage, error.what(), "nvimport COMMAND --help tells how it is used"});
