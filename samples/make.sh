@@ -23,7 +23,7 @@ awk 'BEGIN {
   printf "Batch;Start;\"Yield, %%\";pH;Remark\r\n"
   for (b = 1; b <= 8; b++)
     printf "B-%03d;2024-03-%02d;%d,%d;%d,%02d;%s\r\n", 100 + b, b * 3, 88 + b * 5 % 9, b * 7 % 10,
-      6 + b % 2, b * 13 % 100, b == 4 ? "\"sensor; replaced\"" : ""
+      6 + b % 2, b * 13 % 100, b == 4 ? "\"sensor replaced\"" : ""
 }' >batches.txt
 
 # A printed report: a heading, then columns lined up with runs of blanks.
