@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 
 #include "framework/FileSelection.h"
@@ -225,7 +227,7 @@ TEST(ImportHelper, WritesWhatCanBeWritten) {
       "|Save As|16";
   EXPECT_EQ(host.messages,
             (std::vector<std::string>{kNotSaved, kNotSaved,
-                                      "File could not be written.|No space left on device",
+                                      "File could not be written.|"s + std::strerror(ENOSPC),
                                       "The file could not be opened.|Failed to open stream for "
                                       "reading."}));
 }
