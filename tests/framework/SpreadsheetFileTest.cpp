@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <string>
 
@@ -15,14 +16,12 @@ class SizedFile : public UnbuiltFile {
   std::uint64_t columns = 2;
   std::uint64_t rows = 3;
   int establish_status = 0;
-  int established = 0;
 
   using SpreadsheetFile::Fail;
 
  private:
   int EstablishSize() override {
-    ++established;
-    return establish_status != 0 ? Fail(establish_status) : SetSize(columns, rows);
+    return Fail(establish_status) != 0 ? status_ : SetSize(columns, rows);
   }
 };
 
@@ -67,40 +66,28 @@ TEST(SpreadsheetFile, CutsItsTextToTheBuffer) {
   }
 }
 
-TEST(SpreadsheetFile, EstablishesTheSizeOnce) {
-  SizedFile file;
-  EXPECT_EQ(file.GetNumCols(), 2);
-  EXPECT_EQ(file.GetNumRows(), 3);
-  file.rows = 4;
-  EXPECT_EQ(file.GetNumRows(), 3);
-  EXPECT_EQ(file.established, 1);
-
-  SizedFile failing;
-  failing.establish_status = 7;
-  EXPECT_EQ(failing.GetNumRows(), -1);
-  EXPECT_EQ(failing.GetNumCols(), -1);
-  EXPECT_EQ(failing.GetStatus(), 7);
-  failing.Fail(8);
-  EXPECT_EQ(failing.GetStatus(), 7) << "the first failure stays";
-  failing.Close();
-  EXPECT_EQ(failing.GetStatus(), 0);
-}
-
-TEST(SpreadsheetFile, RefusesASizeThatAnIntCannotHold) {
+TEST(SpreadsheetFile, EstablishesTheSizeOnceAndWithinAnInt) {
+  constexpr std::uint64_t kLargest = INT_MAX;
   const struct {
     std::uint64_t columns, rows;
-    int status;
-  } kCases[] = {{INT_MAX, INT_MAX, 0},
-                {std::uint64_t{INT_MAX} + 1, 1, 2},
-                {1, std::uint64_t{1} << 32, 2},
-                {0, ~std::uint64_t{0}, 2}};
+    int status;  // that establishing the size ends with
+    int columns_given, rows_given;
+  } kCases[] = {{2, 3, 0, 2, 3},
+                {kLargest, kLargest, 0, INT_MAX, INT_MAX},
+                {kLargest + 1, 1, 2, -1, -1},
+                {1, std::uint64_t{1} << 32, 2, -1, -1},
+                {2, 3, 7, -1, -1}};
   for (const auto& c : kCases) {
     SizedFile file;
     file.columns = c.columns;
     file.rows = c.rows;
-    EXPECT_EQ(file.GetNumCols(), c.status == 0 ? INT_MAX : -1);
-    EXPECT_EQ(file.GetNumRows(), c.status == 0 ? INT_MAX : -1);
-    EXPECT_EQ(file.GetStatus(), c.status);
+    file.establish_status = c.status == 7 ? 7 : 0;
+    EXPECT_EQ(file.GetNumCols(), c.columns_given);
+    file.columns = file.rows = 1;
+    EXPECT_EQ(file.GetNumRows(), c.rows_given);
+    EXPECT_EQ(file.Fail(c.status + 1), std::max(c.status, 1)) << "the first failure stays";
+    file.Close();
+    EXPECT_EQ(file.GetStatus(), 0);
   }
 }
 
