@@ -343,6 +343,11 @@ std::optional<Failure> SettleOutput(const Settings& settings, const RunPlan& run
         "written");
   plan.format = *format;
   plan.force = settings.force;
+  std::error_code error;
+  if (into_folder) std::filesystem::create_directories(settings.out_dir, error);
+  if (error)
+    return Failure{kFailed, "The output folder could not be made.",
+                   ShownName(settings.out_dir) + ": " + SystemWords(error.value())};
   std::set<std::string> taken;
   for (const Input& input : run.inputs) {
     std::string output = settings.output;
