@@ -11,6 +11,7 @@
 #include "apps/nvimport/OutputTarget.h"
 #include "apps/nvimport/TableView.h"
 #include "apps/nvimport/Terminal.h"
+#include "framework/FormatList.h"
 #include "framework/MemorySheet.h"
 #include "platform/Paths.h"
 
@@ -406,14 +407,16 @@ int RunFormats(const Settings& settings) {
     const NvImportFormatInfo& info = FormatAt(format);
     const std::vector<std::string> extensions = Extensions(info);
     const auto yes_or_no = [](bool yes) { return yes ? "yes" : "no"; };
+    const std::string& library = FormatList::Get().GetLibraryPath(format);
+    const std::string origin = library.empty() ? "built in" : ShownName(library);
     lines.push_back({std::to_string(format), info.name, Join(extensions), yes_or_no(info.can_read),
-                     yes_or_no(info.can_write), "built in"});
+                     yes_or_no(info.can_write), origin});
     json["formats"].push_back({{"index", format},
                                {"name", info.name},
                                {"extensions", extensions},
                                {"reads", info.can_read},
                                {"writes", info.can_write},
-                               {"origin", "built in"}});
+                               {"origin", origin}});
   }
   const auto failure = PrintData(settings.json ? json.dump(1) + "\n" : AlignedLines(lines));
   return failure ? SayFailure(*failure) : kDone;

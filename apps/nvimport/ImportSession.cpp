@@ -14,13 +14,15 @@
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/ProgressBar.h"
 #include "apps/nvimport/TerminalDialogs.h"
-#include "framework/SprFileFactory.h"
+#include "framework/FormatList.h"
 #include "platform/ByteWriter.h"
 #include "platform/Dialogs.h"
 #include "platform/Paths.h"
 
 namespace {
 
+// What every library says when the user cancels one of its questions.
+constexpr const char* kCancelledText = "AbortedByUser";
 constexpr const char* kNoMemory = "There is not enough memory for this file.";
 
 std::string StatusMessage(SpreadsheetFile& file) {
@@ -46,7 +48,7 @@ std::string Quoted(const char* name) { return "\"" + std::string(name) + "\""; }
 }  // namespace
 
 const std::vector<KnownFormat>& Formats() {
-  static const std::vector<KnownFormat> formats = BuiltInFormats();
+  static const std::vector<KnownFormat> formats = FormatList::Get().GetKnownFormats();
   return formats;
 }
 
@@ -124,7 +126,7 @@ std::optional<Failure> ImportSession::Attempt(const std::string& doing, Operatio
   std::string text = FailureText(*file_, operation);
   if (text.empty()) return std::nullopt;
   Failure failure = FileFailure(doing);
-  if (file_->GetStatus() == kCancelled) failure.advice = input_.shown + ": cancelled";
+  if (text == kCancelledText) failure.advice = input_.shown + ": cancelled";
   failure.text = std::move(text);
   return failure;
 }
@@ -154,7 +156,7 @@ std::optional<Failure> ImportSession::Open() {
   Dialogs* const before = Dialogs::Install(&dialogs_);
   auto failure = SettleFormat();
   if (!failure) {
-    file_ = SprFileFactory::CreateReader(format_);
+    file_ = FormatList::Get().CreateFile(format_);
     failure = Attempt("opened as", [&] {
       if (settings_.options.empty())
         return file_->Open(/*read=*/true, input_.path.c_str(), nullptr) == kGood;
@@ -188,7 +190,7 @@ std::optional<Failure> ImportSession::Read(ReadSpreadSheetData& sink) {
 
 std::optional<Failure> WriteFormat(int format, const std::string& path, const std::string& shown,
                                    WriteSpreadSheetData& source) {
-  const auto file = SprFileFactory::CreateReader(format);
+  const auto file = FormatList::Get().CreateFile(format);
   std::string text = FailureText(*file, [&] {
     return file->Open(/*read=*/false, path.c_str(), nullptr) == kGood &&
            file->Write(&source) == kGood;

@@ -8,6 +8,7 @@
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/TemporaryPaths.h"
+#include "framework/FormatList.h"
 #include "platform/NvFile.h"
 
 namespace {
@@ -143,7 +144,9 @@ int Run(int count, char** arguments) {
     return SayFailure({kWrongUsage, error.what(), "nvimport COMMAND --help tells how it is used"});
   }
   RemoveTemporariesOnSignals();
-  return chosen(settings);
+  const int exit_code = chosen(settings);
+  FormatList::Release();
+  return exit_code;
 }
 
 }  // namespace
