@@ -152,7 +152,7 @@ int ImportHelper::PutMsgMB(CWnd* parent, const char* text, const char* title, un
                            int) {
   if (log_messages_) Log::WriteMessage("ImportHelper", "PutMsgMB", text, Log::kNormal);
   if (throw_on_error_) throw Exception(text);
-  if (!show_messages_) return MessageBox::kOkAnswer;
+  if (!show_messages_) return MessageBoxQuestion::kOkAnswer;
   return Dialogs::Current().ShowMessage({parent, text, title, type});
 }
 
@@ -188,7 +188,8 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
     }
     if (S_ISDIR(status.st_mode)) {
       error = ReadErrors::kDirectory;
-      PutMsgMB(parent, "Directories can not be imported.", title.c_str(), MessageBox::kStop);
+      PutMsgMB(parent, "Directories can not be imported.", title.c_str(),
+               MessageBoxQuestion::kStop);
       return false;
     }
   }
@@ -219,7 +220,7 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
             parent,
             Insert("%s can only be imported one at a time.\n\n Import will be aborted.", info.name)
                 .c_str(),
-            title.c_str(), MessageBox::kStop);
+            title.c_str(), MessageBoxQuestion::kStop);
       return false;
     }
     auto sorted = Dialogs::Current().SortFiles(selection_);
@@ -232,7 +233,7 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
 
   if (format < 1) {
     error = ReadErrors::kNoUsableFormat;
-    PutMsgMB(parent, kNotReadable, title.c_str(), MessageBox::kStop);
+    PutMsgMB(parent, kNotReadable, title.c_str(), MessageBoxQuestion::kStop);
     return false;
   }
   return true;
@@ -249,7 +250,7 @@ bool ImportHelper::ReadSpreadsheetFile(const char* path, int format, Spreadsheet
   }
   FormatList& formats = FormatList::Get();
   if (format > formats.size()) {
-    PutMsgMB(parent, kNotReadable, NvApp::GetName().c_str(), MessageBox::kStop);
+    PutMsgMB(parent, kNotReadable, NvApp::GetName().c_str(), MessageBoxQuestion::kStop);
     return false;
   }
 
@@ -279,7 +280,7 @@ bool ImportHelper::FillSheet(SpreadsheetFile& file, const NvImportFormatInfo& fo
     return Fail(parent, "The file size could not be established. Import will be aborted.", file);
   if (rows <= 0 || columns <= 0) {
     PutMsgMB(parent, "The selected file does not contain any data. Import will be aborted.",
-             NvApp::GetName().c_str(), MessageBox::kInformation);
+             NvApp::GetName().c_str(), MessageBoxQuestion::kInformation);
     return false;
   }
 
@@ -294,8 +295,9 @@ bool ImportHelper::FillSheet(SpreadsheetFile& file, const NvImportFormatInfo& fo
 
   const char* warning = file.GetWarningMessage();
   return warning == nullptr || *warning == '\0' ||
-         PutMsgMB(parent, warning, "Warning", MessageBox::kOkCancel | MessageBox::kExclamation) !=
-             MessageBox::kCancelAnswer;
+         PutMsgMB(parent, warning, "Warning",
+                  MessageBoxQuestion::kOkCancel | MessageBoxQuestion::kExclamation) !=
+             MessageBoxQuestion::kCancelAnswer;
 }
 
 bool ImportHelper::WriteSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet,
@@ -313,7 +315,7 @@ bool ImportHelper::WriteSpreadsheetFile(const char* path, int format, Spreadshee
     PutMsgMB(parent,
              "Save not supported for the current file format\nor the file format could not be "
              "deduced.",
-             "Save As", MessageBox::kStop);
+             "Save As", MessageBoxQuestion::kStop);
     return false;
   }
 

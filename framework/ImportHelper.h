@@ -56,7 +56,8 @@ class NVIMPORT_API ImportHelper {
   // The files of the last checked selection in the user's order.
   const std::vector<std::string>& GetSelection() const { return selection_; }
 
-  // Shows, logs or throws a message; returns the MessageBox::Answer, OK when it was not shown.
+  // Shows, logs or throws a message; returns the MessageBoxQuestion::Answer, OK when it was not
+  // shown.
   int PutMsgMB(CWnd* parent, const char* text, const char* title, unsigned int type, int help = 0);
   void PutMsgDD(CWnd* parent, const char* text, const char* detail, const char* title);
 

@@ -18,7 +18,7 @@ std::optional<std::vector<std::string>> Dialogs::SortFiles(const std::vector<std
   return {};
 }
 
-int Dialogs::ShowMessage(const MessageBox&) { return MessageBox::kOkAnswer; }
+int Dialogs::ShowMessage(const MessageBoxQuestion&) { return MessageBoxQuestion::kOkAnswer; }
 
 void Dialogs::ShowDetails(const DetailMessage&) {}
 

@@ -15,7 +15,7 @@ class Progress;
 class CWnd;
 
 // A message box: its buttons and, added to them, its icon.
-struct MessageBox {
+struct MessageBoxQuestion {
   static constexpr unsigned kOk = 0;
   static constexpr unsigned kOkCancel = 1;
   static constexpr unsigned kStop = 0x10;
@@ -75,8 +75,8 @@ class NVIMPORT_API Dialogs {
   // The files in the order that the user gives them.
   virtual std::optional<std::vector<std::string>> SortFiles(const std::vector<std::string>& files);
 
-  // Shows a message and returns the MessageBox::Answer; without a host it is OK.
-  virtual int ShowMessage(const MessageBox& message);
+  // Shows a message and returns the MessageBoxQuestion::Answer; without a host it is OK.
+  virtual int ShowMessage(const MessageBoxQuestion& message);
   virtual void ShowDetails(const DetailMessage& message);
 
   // A progress window that is shown while the object lives, or null for none.

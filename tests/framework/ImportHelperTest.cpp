@@ -35,9 +35,9 @@ class Host : public ScriptedDialogs {
   }
   ~Host() override { FormatList::Release(); }
 
-  int ShowMessage(const MessageBox& message) override {
+  int ShowMessage(const MessageBoxQuestion& message) override {
     messages.push_back(message.text + "|" + message.title + "|" + std::to_string(message.type));
-    return MessageBox::kOkAnswer;
+    return MessageBoxQuestion::kOkAnswer;
   }
   void ShowDetails(const DetailMessage& message) override {
     messages.push_back(message.text + "|" + message.detail);
