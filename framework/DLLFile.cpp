@@ -6,6 +6,7 @@
 #include <string>
 
 #include "framework/SpreadsheetData.h"
+#include "platform/Progress.h"
 
 namespace {
 
@@ -42,15 +43,15 @@ class Callback {
 struct ReadRecord : NvImportReadData {
   ReadSpreadSheetData* sink;
   Callback callback;
+  unsigned cells = 0;
+  bool cancelled = false;
 
   explicit ReadRecord(ReadSpreadSheetData* target) : NvImportReadData{}, sink(target) {
     set_number = [](NvImportReadData* data, int row, int column, float value) {
-      ReadRecord& self = Self(data);
-      self.callback.Run(0, [&] { return self.sink->Set(column, row, value), 0; });
+      Self(data).Deliver(column, row, value);
     };
     set_text = [](NvImportReadData* data, int row, int column, const char* text) {
-      ReadRecord& self = Self(data);
-      self.callback.Run(0, [&] { return self.sink->Set(column, row, text), 0; });
+      Self(data).Deliver(column, row, text);
     };
     set_size = [](NvImportReadData* data, int new_rows, int new_columns) {
       ReadRecord& self = Self(data);
@@ -62,9 +63,19 @@ struct ReadRecord : NvImportReadData {
     };
     next_index = [](NvImportReadData* data, int previous) {
       ReadRecord& self = Self(data);
+      if (self.cancelled) return -1;
       return self.callback.Run(-1, [&] { return self.sink->GetNextIndex(previous); });
     };
     TakeSize();
+  }
+
+  template <typename Value>
+  void Deliver(int column, int row, Value value) {
+    // Nobody else counts what a plug-in reads.
+    constexpr unsigned kCellsPerPoll = 4096;
+    if (++cells % kCellsPerPoll == 0) cancelled = cancelled || !Progress::Poll();
+    if (cancelled) return;
+    callback.Run(0, [&] { return sink->Set(column, row, value), 0; });
   }
 
   void TakeSize() {

@@ -14,6 +14,8 @@ struct LogEntry {
   int importance = 0;
 };
 
+// Entries go to the sink that a host installs, and to the end of the file that the environment
+// variable NVIMPORT_LOG names, a line each.
 class NVIMPORT_API Log {
  public:
   using Sink = std::function<void(const LogEntry&)>;
@@ -29,6 +31,6 @@ class NVIMPORT_API Log {
     WriteMessage(source, "Note", text, kNormal);
   }
 
-  // Sends the entries to `sink` (none: they are dropped) and returns the sink before it.
+  // Sends the entries to `sink` (none: to nobody) and returns the sink before it.
   static Sink Install(Sink sink);
 };

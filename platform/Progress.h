@@ -20,4 +20,7 @@ class NVIMPORT_API Progress {
 
   // For the file layer: reports, and tells whether to go on.
   static bool Report(std::uint64_t position, std::uint64_t size);
+
+  // The same for work whose files are read elsewhere: reports the last position once more.
+  static bool Poll();
 };
