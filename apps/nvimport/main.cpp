@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "apps/nvimport/CellText.h"
 #include "apps/nvimport/Commands.h"
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/FileRun.h"
@@ -141,7 +142,8 @@ int Run(int count, char** arguments) {
     app.parse(std::move(words));
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
-    return SayFailure({kWrongUsage, error.what(), "nvimport COMMAND --help tells how it is used"});
+    return SayFailure(
+        {kWrongUsage, ShownName(error.what()), "nvimport COMMAND --help tells how it is used"});
   }
   RemoveTemporariesOnSignals();
   const int exit_code = chosen(settings);
