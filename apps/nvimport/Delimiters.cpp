@@ -73,8 +73,15 @@ std::string DelimiterOptions(const TextImportChoice& choice) {
   const NamedDelimiter* single = FindNamed({choice.delimiter, false});
   const std::string ignore = choice.ignore_consecutive ? " --ignore-consecutive" : "";
   if (single != nullptr) return "--delimiter " + std::string(single->word) + ignore;
+  // By number: what a terminal, the shell or --delimiter itself would not take as it stands.
+  constexpr char kHex[] = "0123456789abcdef";
   std::string quoted;
-  for (const char c : EscapeControls(ToUtf8(choice.delimiter)))
-    quoted += c == '\'' ? std::string("\\x27") : std::string{c};
+  for (const char c : choice.delimiter) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte < 0x7f && c != '\'' && c != '\\')
+      quoted += c;
+    else
+      quoted.append("\\x") += {kHex[byte >> 4], kHex[byte & 0xf]};
+  }
   return "--delimiter '" + quoted + "'" + ignore;
 }
