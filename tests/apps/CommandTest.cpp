@@ -1,0 +1,510 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <thread>
+#include <vector>
+
+#include "tests/support/Support.h"
+
+namespace {
+
+// What a run came to: its exit code, or the signal that ended it below zero.
+struct Ran {
+  int exit_code = 0;
+  std::string out;
+  std::string errors;
+
+  bool operator==(const Ran&) const = default;
+};
+
+void PrintTo(const Ran& ran, std::ostream* stream) {
+  *stream << "exit " << ran.exit_code << "\n--- out\n" << ran.out << "--- errors\n" << ran.errors;
+}
+
+std::string Contents(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// How the program's streams and limits differ from files without a limit.
+struct Streams {
+  std::string input = "";
+  int in = -1;   // instead of the input
+  int out = -1;  // instead of a file
+  ::rlim_t largest_file = RLIM_INFINITY;
+};
+
+// Runs the program in a folder of its own, temporary files in another.
+class Desk {
+ public:
+  Desk() {
+    for (const char* name : {"work", "tmp"}) std::filesystem::create_directory(Path(name));
+  }
+
+  std::string Path(const std::string& name) const { return root_.path() + "/" + name; }
+  void Put(const std::string& name, std::string_view bytes) const {
+    root_.Put("work/" + name, bytes);
+  }
+  std::string Get(const std::string& name) const { return Contents(Path("work/" + name)); }
+
+  // All there is in both folders.
+  std::string Listing() const {
+    std::vector<std::string> names;
+    for (const char* folder : {"work", "tmp"})
+      for (const auto& entry : std::filesystem::recursive_directory_iterator(Path(folder)))
+        names.push_back(entry.path().lexically_relative(Path("work")));
+    std::ranges::sort(names);
+    std::string listing;
+    for (const std::string& name : names) listing += (listing.empty() ? "" : " ") + name;
+    return listing;
+  }
+
+  // The line's words are apart by one blank, so that two make an empty one.
+  ::pid_t Start(std::string line, const Streams& streams = {}) const {
+    root_.Put("in", streams.input);
+    std::vector<char*> arguments = {line.data()};
+    for (char& c : line) {
+      if (c != ' ') continue;
+      c = '\0';
+      arguments.push_back(&c + 1);
+    }
+    arguments.push_back(nullptr);
+    const ::pid_t process = ::fork();
+    if (process != 0) return process;
+    // A run that hangs ends too.
+    ::alarm(60);
+    const auto take = [](int descriptor, int as) {
+      if (descriptor < 0 || ::dup2(descriptor, as) < 0) ::_exit(126);
+    };
+    constexpr int kNew = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
+    take(streams.in >= 0 ? streams.in : ::open(Path("in").c_str(), O_RDONLY | O_CLOEXEC), 0);
+    take(streams.out >= 0 ? streams.out : ::open(Path("out").c_str(), kNew, 0600), 1);
+    take(::open(Path("errors").c_str(), kNew, 0600), 2);
+    const ::rlimit limit{streams.largest_file, streams.largest_file};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    ::setenv("TMPDIR", "../tmp", 1);
+    ::setenv("XDG_CONFIG_HOME", "/nowhere", 1);
+    ::unsetenv("NVIMPORT_PLUGIN_PATH");
+    if (::chdir(Path("work").c_str()) == 0) ::execv(NVIMPORT_TEST_COMMAND, arguments.data());
+    ::_exit(126);
+  }
+
+  Ran Finish(::pid_t process) const {
+    int status = 0;
+    ::waitpid(process, &status, 0);
+    return {WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status), Contents(Path("out")),
+            Contents(Path("errors"))};
+  }
+
+  Ran Run(const std::string& line, const Streams& streams = {}) const {
+    std::filesystem::remove(Path("out"));
+    return Finish(Start("nvimport " + line, streams));
+  }
+
+ private:
+  TempFolder root_;
+};
+
+std::string TwoLines(const std::string& text, const std::string& advice) {
+  return "nvimport: " + text + "\n  " + advice + "\n";
+}
+
+// Looks like text for as far as is tested.
+std::string TextWithNul() {
+  std::string text;
+  for (int i = 0; i < 4000; ++i) text += "plain;text\n";
+  return text + std::string("cut;he\0re\n", 10);
+}
+
+constexpr const char* kCutNote =
+    "1 line holds a NUL byte, and what follows it there was not delivered";
+constexpr const char* kNotWritten = "The output could not be written.";
+
+}  // namespace
+
+TEST(Command, ConvertsText) {
+  const struct {
+    const char* why;
+    std::string_view bytes;
+    const char* options;
+    const char* out;
+  } kCases[] = {
+      {"fields that csv quotes", "a,b;\"q\nc;d\n", "", "\"a,b\",\"\"\"q\"\nc,d\n"},
+      {"texts that read as numbers", "1.50;123456789;1,5\n", "", "1.50,123456789,\"1,5\"\n"},
+      {"the same in JSON", "1.50;123456789;01\n", " --to jsonl", "[1.50,123456789,\"01\"]\n"},
+      {"short rows", "a;b\n\nc\nd;e;f\n", "", "a,b,\n,,\nc,,\nd,e,f\n"},
+      {"the same in JSON", "a;b\n\n;;e\n", " --to jsonl",
+       "[\"a\",\"b\",null]\n[null,null,null]\n[\"\",\"\",\"e\"]\n"},
+      {"TSV", "a\\;b\n;c\n", " --to tsv", "a\\\\\tb\n\tc\n"},
+      {"a registered format", "a\\;b\n;c\n", " --to txt", "a\\\tb\n\tc\n"},
+      {"control characters", "a\x01;b\rc\n", " --to jsonl", "[\"a\\u0001\",\"b\\rc\"]\n"},
+      {"Windows-1252 beside UTF-8", "caf\xe9;\x80;é\n", "", "café,€,é\n"},
+      {"a given encoding", "caf\x82;x\n", " --encoding cp437", "café,x\n"},
+      {"for old programs", "\xe9;é;表\n", " --output-encoding cp1252", "\xe9,\xe9,?\n"},
+      {"a registered format for them", "\xe9;é;表\n", " --output-encoding cp1252 --to txt",
+       "\xe9\t\xe9\t?\n"},
+      {"a delimiter's name", "a,b;c\n", " --delimiter Comma", "a,b;c\n"},
+      {"several characters", "a::b:c\n", " --delimiter ::", "a,b:c\n"},
+      {"a byte by number", "a\xa7;b\n", " --delimiter \\xa7", "a,;b\n"},
+      {"as an option", "a,b;c\n", " --option delimiter=comma", "a,b;c\n"},
+      {"none", "a,b;c\n", " --delimiter ", "\"a,b;c\"\n"},
+      {"runs of it", "a:::b:c\n", " --delimiter : --ignore-consecutive", "a,b,c\n"},
+      {"runs of blanks", "a   b c\n", " --delimiter blank", "a,b,c\n"},
+  };
+  const Desk desk;
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    desk.Put("in.txt", c.bytes);
+    EXPECT_EQ(desk.Run(std::string("convert in.txt -o - --quiet") + c.options),
+              (Ran{0, c.out, ""}));
+  }
+  EXPECT_EQ(desk.Listing(), "in.txt");
+}
+
+TEST(Command, SaysWhichDelimiterItTook) {
+  const Desk desk;
+  const std::string said = "in.txt: the delimiter is taken to be ";
+  const std::string advice = " (--delimiter decides otherwise)\n";
+  desk.Put("in.txt", "1,5;2\n3,5;4\n");
+  EXPECT_EQ(desk.Run("convert in.txt -o -"),
+            (Ran{0, "\"1,5\",2\n\"3,5\",4\n", said + "semicolon" + advice}));
+  EXPECT_EQ(desk.Run("convert in.txt -o - --delimiter ,"), (Ran{0, "1,5;2\n3,5;4\n", ""}));
+  desk.Put("in.txt", "a   b\nc d\n");
+  EXPECT_EQ(desk.Run("convert in.txt -o out.jsonl"),
+            (Ran{0, "", said + "runs of blanks" + advice}));
+  EXPECT_EQ(desk.Get("out.jsonl"), "[\"a\",\"b\"]\n[\"c\",\"d\"]\n");
+}
+
+TEST(Command, ReadsStandardInput) {
+  const Desk desk;
+  const struct {
+    const char* line;
+    Ran ran;
+  } kCases[] = {
+      {"convert - -o - --quiet", {0, "a,b\n", ""}},
+      {"validate - --quiet --stdin-name \x1b.txt",
+       {0, "ok \\x1b.txt: Text File, 1 row x 2 columns\n", ""}},
+      {"convert - -o - --stdin-name ../x.txt",
+       {2, "",
+        TwoLines("\"../x.txt\" is no plain file name.", "--stdin-name takes one without folders")}},
+      {"convert - --files-from - --outdir o",
+       {2, "", TwoLines("Standard input can be read only once.", "- stands for it")}},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(desk.Run(c.line, {.input = "a;b\n"}), c.ran);
+  EXPECT_EQ(desk.Listing(), "");
+  EXPECT_EQ(desk.Run("convert - --outdir o --quiet", {.input = "a;b\n"}), (Ran{0, "", ""}));
+  EXPECT_EQ(desk.Listing(), "o o/stdin.csv");
+}
+
+TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
+  const Desk desk;
+  desk.Put("in.txt", "a;b\n");
+  desk.Put("out.csv", "precious\n");
+  desk.Put("binary.txt", {"a;b\0c;d\n", 8});
+  std::filesystem::create_directory(desk.Path("work/folder"));
+  ASSERT_EQ(::mkfifo(desk.Path("work/pipe").c_str(), 0600), 0);
+  const std::string listing = desk.Listing();
+  const char* no_open = "The file cannot be opened.";
+  const char* no_list = "The list of files cannot be read.";
+  const char* formats_written =
+      "--to takes csv, tsv, jsonl or a format that \"nvimport formats\" says can be written";
+  const char* help = "nvimport COMMAND --help tells how it is used";
+  const struct {
+    const char* line;
+    int exit_code;
+    const char* text;
+    const char* advice;
+  } kCases[] = {
+      {"convert missing.txt -o x.csv", 1, no_open, "missing.txt: no such file or directory"},
+      {"show a\x1b[2J\n.txt", 1, no_open, "a\\x1b[2J\\x0a.txt: no such file or directory"},
+      {"convert folder -o x.csv", 1, no_open, "folder: it is a folder"},
+      {"detect pipe", 1, no_open,
+       "pipe: it is a pipe; read it through standard input, with - as the file"},
+      {"convert pipe -o x.csv", 1, no_open,
+       "pipe: it is a pipe; read it through standard input, with - as the file"},
+      {"info /dev/null", 1, no_open, "/dev/null: it is not a regular file"},
+      {"convert  -o x.csv", 1, no_open, "\"\": a file needs a name"},
+      {"convert binary.txt --format 17 -o x.csv", 1,
+       "This file appears to be a binary file and cannot be imported. Only ordinary text (ASCII) "
+       "files can be imported.",
+       "binary.txt: opened as \"Text File\", as --format says"},
+      {"convert in.txt -o out.csv", 1, kNotWritten,
+       "out.csv: it exists already; --force replaces it"},
+      {"convert in.txt -o no\n/x.csv", 1, kNotWritten,
+       "no\\x0a/x.csv: the folder no\\x0a: no such file or directory"},
+      {"convert in.txt -o folder --to csv", 1, kNotWritten,
+       "folder: it is a folder; --outdir writes into one"},
+      {"convert in.txt -o /dev/full --to csv --quiet", 1, kNotWritten,
+       "/dev/full: No space left on device"},
+      {"convert in.txt -o /dev/full --to txt --quiet", 1, kNotWritten,
+       "/dev/full: No space left on device"},
+      {"convert in.txt --outdir in.txt/x", 1, "The output folder could not be made.",
+       "in.txt/x: not a directory"},
+      {"convert --files-from missing -o x.csv", 1, no_list, "missing: no such file or directory"},
+      {"convert --files-from folder -o x.csv", 1, no_list, "folder: is a directory"},
+      {"convert in.txt -o x.zzz", 2, "\"zzz\" is no format that can be written.", formats_written},
+      {"convert in.txt -o x", 2, "The output's name does not say its format.", formats_written},
+      {"convert in.txt -o x.csv --format Zork\x1b", 2, "There is no format \"Zork\\x1b\".",
+       "\"nvimport formats\" lists them"},
+      {"convert in.txt -o x.csv --encoding utf-16", 2,
+       "\"utf-16\" is no encoding that texts can have here.",
+       "it must be one that iconv knows and that holds ASCII as it is"},
+      {"convert in.txt -o x.csv --option zork", 2, "\"zork\" is no option of an import.",
+       "--option takes KEY=VALUE"},
+      {"convert in.txt", 2, "There is no output.",
+       "give -o OUT (- for standard output), or --outdir"},
+      {"convert -o x.csv", 2, "There is no file to read.",
+       "give FILE, or - to read standard input"},
+      {"convert in.txt in.txt -o x.csv", 2, "Several files can't go into one output.",
+       "--outdir gives each its own"},
+      {"convert in.txt -o x.csv --outdir y", 2, "-o and --outdir exclude each other.",
+       "-o names one output"},
+      {"show in.txt --rows 0", 2, "--rows: Value 0 not in range 1 to 1000000", help},
+      {"formats a\x1b\n", 2, "The following argument was not expected: a\\x1b\\x0a", help},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(desk.Run(c.line), (Ran{c.exit_code, "", TwoLines(c.text, c.advice)}));
+    EXPECT_EQ(desk.Listing(), listing) << c.line;
+  }
+  EXPECT_EQ(desk.Get("out.csv"), "precious\n");
+}
+
+TEST(Command, AnUncertainFormatNamesTheCandidates) {
+  const Desk desk;
+  desk.Put("plain", "a;b\n");
+  const Ran ran = desk.Run("convert plain -o x.csv");
+  EXPECT_EQ(ran.exit_code, 3);
+  EXPECT_TRUE(ran.errors.starts_with(
+      "nvimport: The format is not certain.\n  plain: --format NAME chooses among: "));
+  EXPECT_NE(ran.errors.find(", Text File"), std::string::npos);
+  EXPECT_EQ(std::ranges::count(ran.errors, '\n'), 2);
+  EXPECT_EQ(desk.Run("detect plain").exit_code, 3);
+  EXPECT_EQ(desk.Listing(), "plain");
+  EXPECT_EQ(desk.Run("convert plain -o - --format TXT --quiet"), (Ran{0, "a,b\n", ""}));
+}
+
+TEST(Command, FullAndClosedOutputs) {
+  const Desk desk;
+  desk.Put("in.txt", "a;b\n");
+  const std::string big(100000, 'x');
+  desk.Put("big.txt", big);
+  const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+  for (const std::string line : {"convert in.txt -o -", "convert in.txt -o - --to txt",
+                                 "show in.txt", "info in.txt", "validate in.txt --json"})
+    EXPECT_EQ(desk.Run(line + " --quiet", {.out = full}),
+              (Ran{1, "", TwoLines(kNotWritten, "standard output: No space left on device")}))
+        << line;
+  ::close(full);
+
+  for (const std::string format : {"csv", "txt"})
+    EXPECT_EQ(desk.Run("convert big.txt -o x.csv --quiet --to " + format, {.largest_file = 50000}),
+              (Ran{1, "", TwoLines(kNotWritten, "x.csv: File too large")}));
+  EXPECT_EQ(
+      desk.Run("validate -", {.input = big, .largest_file = 50000}),
+      (Ran{1, "",
+           TwoLines("Standard input can't be stored for reading.", "in ../tmp: file too large")}));
+
+  int pipe[2];
+  ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
+  ::close(pipe[0]);
+  EXPECT_EQ(desk.Run("convert - -o - --to txt --quiet", {.input = "a;b\n", .out = pipe[1]}),
+            (Ran{-SIGPIPE, "", ""}));
+  ::close(pipe[1]);
+  EXPECT_EQ(desk.Listing(), "big.txt in.txt");
+}
+
+TEST(Command, AnInterruptLeavesNothing) {
+  const Desk desk;
+  int pipe[2];
+  ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
+  const ::pid_t process = desk.Start("nvimport convert - -o x.csv", {.in = pipe[0]});
+  for (int i = 0; i < 3000 && !desk.Listing().ends_with("/stdin.txt"); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_TRUE(desk.Listing().ends_with("/stdin.txt")) << desk.Listing();
+  ::kill(process, SIGINT);
+  EXPECT_EQ(desk.Finish(process), (Ran{-SIGINT, "", ""}));
+  EXPECT_EQ(desk.Listing(), "");
+  ::close(pipe[0]);
+  ::close(pipe[1]);
+}
+
+TEST(Command, ReplacesOnlyFilesAndOnlyWhenForced) {
+  const Desk desk;
+  desk.Put("in.txt", "a;b\n");
+  desk.Put("target.csv", "old\n");
+  std::filesystem::create_symlink("target.csv", desk.Path("work/link.csv"));
+  EXPECT_EQ(desk.Run("convert in.txt -o link.csv").exit_code, 1);
+  EXPECT_EQ(desk.Get("target.csv"), "old\n");
+  EXPECT_EQ(desk.Run("convert in.txt -o link.csv --quiet --force"), (Ran{0, "", ""}));
+  EXPECT_TRUE(std::filesystem::is_symlink(desk.Path("work/link.csv")));
+  EXPECT_EQ(desk.Get("target.csv"), "a,b\n");
+  EXPECT_EQ(desk.Run("convert missing.txt -o target.csv --force").exit_code, 1);
+  EXPECT_EQ(desk.Get("target.csv"), "a,b\n");
+  EXPECT_EQ(desk.Run("convert in.txt -o in.txt --quiet --force"), (Ran{0, "", ""}));
+  EXPECT_EQ(desk.Get("in.txt"), "a\tb\n");
+  for (const std::string format : {"csv", "txt"})
+    EXPECT_EQ(desk.Run("convert in.txt -o /dev/null --force --quiet --to " + format),
+              (Ran{0, "", ""}));
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  EXPECT_EQ(desk.Listing(), "in.txt link.csv target.csv");
+}
+
+TEST(Command, SeveralFiles) {
+  const Desk desk;
+  std::string files;
+  std::string first_six;
+  std::string all_good;
+  for (int i = 1; i <= 20; ++i) {
+    const std::string name = std::to_string(i) + ".txt";
+    files += " " + name;
+    if (i == 7) continue;
+    // The first takes longest.
+    desk.Put(name, i == 1 ? std::string(3000000, '\n') + "x" : "a;b\n");
+    const std::string ok = "ok " + name + ": Text File, " +
+                           (i == 1 ? "3000001 rows x 1 column\n" : "1 row x 2 columns\n");
+    if (i < 7) first_six += ok;
+    all_good += ok;
+  }
+  const std::string missing =
+      TwoLines("The file cannot be opened.", "7.txt: no such file or directory");
+  for (const std::string jobs : {" --jobs 1", " --jobs 2", " --jobs 40"}) {
+    const std::string line = "validate --delimiter ;" + files + jobs;
+    EXPECT_EQ(desk.Run(line),
+              (Ran{1, first_six, missing + "20 files: 6 done, 1 failed, 13 not tried\n"}));
+    EXPECT_EQ(desk.Run(line + " --keep-going"),
+              (Ran{1, all_good, missing + "20 files: 19 done, 1 failed\n"}));
+  }
+  std::ranges::replace(files, ' ', '\n');
+  EXPECT_EQ(desk.Run("validate --delimiter ; --keep-going --files-from -", {.input = files}),
+            (Ran{1, all_good, missing + "20 files: 19 done, 1 failed\n"}));
+  desk.Put("list", "2.txt\n\n3.txt");
+  EXPECT_EQ(desk.Run("validate --files-from list 4.txt --quiet"),
+            (Ran{0,
+                 "ok 4.txt: Text File, 1 row x 2 columns\nok 2.txt: Text File, 1 row x 2 columns\n"
+                 "ok 3.txt: Text File, 1 row x 2 columns\n",
+                 ""}));
+}
+
+TEST(Command, SeveralOutputs) {
+  const Desk desk;
+  for (const char* folder : {"work/a", "work/b"})
+    std::filesystem::create_directory(desk.Path(folder));
+  desk.Put("a/x.txt", "1;2\n");
+  desk.Put("b/x.txt", "3;4\n");
+  desk.Put("[1,2].txt", "5;6\n");
+  for (const std::string jobs : {" --jobs 1", " --jobs 2"}) {
+    EXPECT_EQ(
+        desk.Run("convert a/x.txt b/x.txt missing.txt [1,2].txt --outdir new/out --to tsv "
+                 "--delimiter ; --keep-going --force" +
+                 jobs),
+        (Ran{1, "",
+             TwoLines(kNotWritten, "b/x.txt: another file goes into new/out/x.tsv already") +
+                 TwoLines("The file cannot be opened.", "missing.txt: no such file or directory") +
+                 "4 files: 2 done, 2 failed\n"}));
+    EXPECT_EQ(desk.Listing(),
+              "[1,2].txt a a/x.txt b b/x.txt new new/out new/out/[1,2].tsv new/out/x.tsv");
+    EXPECT_EQ(desk.Get("new/out/x.tsv") + desk.Get("new/out/[1,2].tsv"), "1\t2\n5\t6\n");
+  }
+}
+
+TEST(Command, NotesAndWhatTheyCost) {
+  const Desk desk;
+  desk.Put("cut.txt", TextWithNul());
+  desk.Put("good.txt", "a;b\n");
+  desk.Put("plain", "a;b\n");
+  const std::string note = std::string("note: ") + kCutNote + "\n";
+  const std::string ok = "ok cut.txt: Text File, 4001 rows x 2 columns\n";
+  EXPECT_EQ(desk.Run("validate cut.txt --quiet"), (Ran{0, ok, note}));
+  EXPECT_EQ(desk.Run("validate cut.txt --quiet --strict"), (Ran{4, ok, note}));
+  EXPECT_EQ(desk.Run("convert cut.txt -o x.csv --quiet --strict"), (Ran{4, "", note}));
+  EXPECT_TRUE(desk.Get("x.csv").ends_with("plain,text\ncut,he\n"));
+  EXPECT_EQ(desk.Run("show cut.txt --rows 9999 --quiet").errors, note);
+  const std::string info =
+      "cut.txt\n  format     Text File (17)\n  rows       4001\n  columns    2\n"
+      "  delimiter  semicolon (guessed; --delimiter semicolon)\n";
+  EXPECT_EQ(desk.Run("info cut.txt --strict"), (Ran{0, info, ""}));
+  EXPECT_EQ(desk.Run("info cut.txt --strict --notes"),
+            (Ran{4, info + "  note       " + kCutNote + "\n", ""}));
+
+  // The gravest of several files decides.
+  const struct {
+    const char* files;
+    int exit_code;
+    const char* summary;
+  } kCases[] = {
+      {"cut.txt good.txt", 4, "2 files: 1 done, 1 failed\n"},
+      {"plain cut.txt good.txt", 3, "3 files: 1 done, 2 failed\n"},
+      {"missing plain cut.txt", 1, "3 files: 0 done, 3 failed\n"},
+      {"cut.txt plain missing", 1, "3 files: 0 done, 3 failed\n"},
+  };
+  for (const auto& c : kCases) {
+    const Ran ran = desk.Run(std::string("validate --strict --keep-going ") + c.files);
+    EXPECT_EQ(ran.exit_code, c.exit_code);
+    EXPECT_NE(ran.errors.find("note: cut.txt: " + std::string(kCutNote)), std::string::npos);
+    EXPECT_TRUE(ran.errors.ends_with(c.summary)) << ran.errors;
+  }
+}
+
+TEST(Command, AnswersInJson) {
+  const Desk desk;
+  desk.Put("cut.txt", TextWithNul());
+  desk.Put("a\"\xe9\n.txt", "\xe9;1.50;\"\n;x\n");
+  const auto answer = [&](const std::string& line, const std::string& member) {
+    const auto json = nlohmann::json::parse(desk.Run(line + " --json").out, nullptr, false);
+    EXPECT_EQ(json.value("version", 0), 1) << line;
+    return json.value(member, nlohmann::json());
+  };
+  const auto same = [](const nlohmann::json& json, const char* text) {
+    EXPECT_EQ(json.dump(), nlohmann::json::parse(text).dump());
+  };
+  const auto detected = answer("detect cut.txt", "files")[0];
+  same(detected["format"], R"({"index": 17, "name": "Text File"})");
+  same(detected["answers"][16], R"({"index": 17, "name": "Text File", "answer": "possible"})");
+  auto text_file = answer("formats", "formats")[16];
+  text_file.erase("extensions");
+  same(text_file, R"({"index": 17, "name": "Text File", "reads": true, "writes": true,
+                      "origin": "built in"})");
+  same(answer("info cut.txt --notes", "files"),
+       R"([{"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rows": 4001,
+            "columns": 2, "choices": [{"name": "delimiter", "answer": "semicolon",
+            "source": "guessed", "option": "--delimiter semicolon"}], "warnings": [], "notes":
+            ["1 line holds a NUL byte, and what follows it there was not delivered"]}])");
+  same(answer("validate missing.txt cut.txt --keep-going", "files"),
+       R"([{"file": "missing.txt", "error": "The file cannot be opened.",
+            "advice": "missing.txt: no such file or directory"},
+           {"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rows": 4001,
+            "columns": 2, "ok": true, "warnings": [], "notes":
+            ["1 line holds a NUL byte, and what follows it there was not delivered"]}])");
+  same(answer("show a\"\xe9\n.txt --delimiter ;", "files"),
+       R"([{"file": "a\"é\\x0a.txt", "format": {"index": 17, "name": "Text File"}, "rows": 2,
+            "columns": 3, "head": [["é", 1.5, "\""], ["", "x", null]]}])");
+}
+
+TEST(Command, ShowsTheHeadOfTheSheet) {
+  const Desk desk;
+  std::string wide = "abcdefghijklmnopqrstuvwxyz;a\x1b[0m";
+  for (int i = 3; i <= 40; ++i) wide += ";c" + std::to_string(i);
+  desk.Put("in.txt", wide + "\n-1.50;\n12;caf\xe9\n4\n");
+  EXPECT_EQ(desk.Run("show in.txt --quiet --rows 3").out,
+            "                          1  2         3   4   5   6   7   8   9   10   11   …\n"
+            "1  abcdefghijklmnopqrstuvw…  a\\x1b[0m  c3  c4  c5  c6  c7  c8  c9  c10  c11\n"
+            "2                     -1.50  .         .   .   .   .   .   .   .   .    .\n"
+            "3                        12  café      .   .   .   .   .   .   .   .    .\n"
+            "4 rows x 40 columns, Text File\n");
+  EXPECT_EQ(desk.Run("show in.txt --quiet --rows 1 --columns 2").out,
+            "   1                         2\n"
+            "1  abcdefghijklmnopqrstuvw…  a\\x1b[0m\n"
+            "4 rows x 40 columns, Text File\n");
+}

@@ -1,0 +1,59 @@
+#include <gtest/gtest.h>
+
+#include "apps/nvimport/DelimiterGuess.h"
+#include "apps/nvimport/Delimiters.h"
+
+TEST(DelimiterGuess, TakesWhatSplitsTheLinesEvenly) {
+  const struct {
+    const char* why;
+    std::vector<std::string> lines;
+    const char* shown;
+  } kCases[] = {
+      {"nothing to go by", {}, "TAB"},
+      {"one field a line", {"abc", "def"}, "TAB"},
+      {"TABs before the blanks in fields", {"1\tred car", "2\tblue car"}, "TAB"},
+      {"bars", {"a|b|c", "d|e|f"}, "bar"},
+      {"numbers with a decimal comma", {"1,5;2,5;3,5", "4,5;5,5;6,5"}, "semicolon"},
+      {"fewer commas in one line", {"a,b;c", "1;2"}, "semicolon"},
+      {"no reason for either", {"a,b;c", "d,e;f"}, "comma"},
+      {"blanks at the ends and in runs", {"  1   2 3", "10 20   30 "}, "runs of blanks"},
+      {"text with commas above the table", {"Made today, by hand", "a;b", "c;d"}, "semicolon"},
+      {"empty lines count for nothing", {"a;b", "", " \t", "\r", "c;d,"}, "semicolon"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    EXPECT_EQ(ShownDelimiter(GuessDelimiter(c.lines)), c.shown);
+  }
+}
+
+TEST(Delimiters, WhatTheUserWrites) {
+  const struct {
+    const char* written;
+    const char* delimiter;
+    bool ignore_consecutive;
+    const char* shown;
+    const char* options;
+  } kCases[] = {
+      {"Tab", "\t", false, "TAB", "--delimiter tab"},
+      {"\\x2c", ",", false, "comma", "--delimiter comma"},
+      {"BLANK", " ", true, "runs of blanks", "--delimiter blank"},
+      {" ", " ", false, "a single blank", "--delimiter ' '"},
+      {"::", "::", false, "\"::\"", "--delimiter '::'"},
+      {"", "", false, "none", "--delimiter ''"},
+      {"\\x1b'", "\x1b'", false, "\"\\x1b'\"", "--delimiter '\\x1b\\x27'"},
+      {"\\xe9", "\xe9", false, "\"é\"", "--delimiter '\\xe9'"},
+      {"\\\\t", "\\t", false, "\"\\t\"", "--delimiter '\\x5ct'"},
+      {"\\x00\\x+1\\x4", "\\x00\\x+1\\x4", false, "\"\\x00\\x+1\\x4\"",
+       "--delimiter '\\x5cx00\\x5cx+1\\x5cx4'"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.written);
+    const TextImportChoice choice = ParseDelimiter(c.written);
+    EXPECT_EQ(choice.delimiter, c.delimiter);
+    EXPECT_EQ(choice.ignore_consecutive, c.ignore_consecutive);
+    EXPECT_EQ(ShownDelimiter(choice), c.shown);
+    EXPECT_EQ(DelimiterOptions(choice), c.options);
+  }
+  EXPECT_EQ(ShownDelimiter({";", true}) + " " + DelimiterOptions({";", true}),
+            "runs of semicolon --delimiter semicolon --ignore-consecutive");
+}
