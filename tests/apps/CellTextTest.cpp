@@ -58,7 +58,7 @@ TEST(CellText, NothingThatATerminalActsOnIsShown) {
     std::string_view text;
     const char* shown;
   } kCases[] = {
-      {"a\x1b[31m\n\t\x7f", "a\\x1b[31m\\x0a\\x09\\x7f"},
+      {"a\x1b[31m\n\t\x7f", R"(a\x1b[31m\x0a\x09\x7f)"},
       {"\u009b1m\u0080\u00a0é", "\\x9b1m\\x80\u00a0é"},
       {"", "\"\""},
       {"\x9b\xff", "›ÿ"},

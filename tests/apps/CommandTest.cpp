@@ -256,7 +256,7 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
       {"convert --files-from folder -o x.csv", 1, no_list, "folder: is a directory"},
       {"convert in.txt -o x.zzz", 2, "\"zzz\" is no format that can be written.", formats_written},
       {"convert in.txt -o x", 2, "The output's name does not say its format.", formats_written},
-      {"convert in.txt -o x.csv --format Zork\x1b", 2, "There is no format \"Zork\\x1b\".",
+      {"convert in.txt -o x.csv --format Zork\x1b", 2, R"(There is no format "Zork\x1b".)",
        "\"nvimport formats\" lists them"},
       {"convert in.txt -o x.csv --encoding utf-16", 2,
        "\"utf-16\" is no encoding that texts can have here.",

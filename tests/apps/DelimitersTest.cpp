@@ -40,11 +40,11 @@ TEST(Delimiters, WhatTheUserWrites) {
       {" ", " ", false, "a single blank", "--delimiter ' '"},
       {"::", "::", false, "\"::\"", "--delimiter '::'"},
       {"", "", false, "none", "--delimiter ''"},
-      {"\\x1b'", "\x1b'", false, "\"\\x1b'\"", "--delimiter '\\x1b\\x27'"},
-      {"\\xe9", "\xe9", false, "\"é\"", "--delimiter '\\xe9'"},
-      {"\\\\t", "\\t", false, "\"\\t\"", "--delimiter '\\x5ct'"},
-      {"\\x00\\x+1\\x4", "\\x00\\x+1\\x4", false, "\"\\x00\\x+1\\x4\"",
-       "--delimiter '\\x5cx00\\x5cx+1\\x5cx4'"},
+      {R"(\x1b')", "\x1b'", false, R"("\x1b'")", R"(--delimiter '\x1b\x27')"},
+      {R"(\xe9)", "\xe9", false, "\"é\"", R"(--delimiter '\xe9')"},
+      {R"(\\t)", R"(\t)", false, R"("\t")", R"(--delimiter '\x5ct')"},
+      {R"(\x00\x+1\x4)", R"(\x00\x+1\x4)", false, R"("\x00\x+1\x4")",
+       R"(--delimiter '\x5cx00\x5cx+1\x5cx4')"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.written);
