@@ -17,8 +17,12 @@ TEST(MemorySheet, GrowsToWhateverIsSetInAnyOrder) {
   MemorySheet sheet;
   sheet.Set(3, 2, "c2");
   sheet.Set(1, 1, 1.5F);
-  sheet.Set(0, 1, "dropped");
-  sheet.Set(1, -1, 7.0F);
+  for (const int outside : {0, -1, INT_MIN}) {
+    sheet.Set(outside, 1, "dropped");
+    sheet.Set(1, outside, "dropped");
+    sheet.Set(outside, 1, 7.0F);
+    sheet.Set(1, outside, 7.0F);
+  }
   sheet.Set(2, 1, static_cast<const char*>(nullptr));
   sheet.SetDataSize(2, 1);
   sheet.SetDataSize(-1, -1);
