@@ -80,8 +80,6 @@ Detection DetectFormat(const std::vector<KnownFormat>& formats, const char* path
     Settle(detection, std::move(certain));
   } else if (!detection.file_exists) {
     Settle(detection, WithExtension(formats, possible, path));
-  } else if (possible.size() == 1) {
-    Settle(detection, std::move(possible));
   } else {
     std::vector<int> matches = WithExtension(formats, possible, path);
     Settle(detection, matches.empty() ? std::move(possible) : std::move(matches));

@@ -14,7 +14,9 @@ FieldScanner::FieldScanner(InputFile& file, std::string_view delimiter, bool ign
       ignore_consecutive_(ignore_consecutive),
       simple_(delimiter_.empty() || (delimiter_.size() == 1 && delimiter_[0] != '\r')),
       sought_byte_(delimiter_.empty() ? '\n' : delimiter_[0]),
-      find_bytes_(find_bytes) {}
+      find_bytes_(find_bytes),
+      block_(static_cast<std::size_t>(
+          std::clamp<std::uint64_t>(file.size() + 1, kSmallestBlock, kLargestBlock))) {}
 
 FieldScanner::Match FieldScanner::MatchAt(std::size_t at) const {
   const std::size_t end = at + delimiter_.size();
@@ -28,9 +30,9 @@ FieldScanner::Match FieldScanner::MatchAt(std::size_t at) const {
 
 bool FieldScanner::Fill(std::size_t field) {
   const std::size_t kept = have_ - field;
-  if (kept + kBlock + kPadding > capacity_) {
+  if (kept + block_ + kPadding > capacity_) {
     // Twice as much, so that a long field is not copied for every block of it.
-    const std::size_t capacity = std::max(2 * capacity_, 2 * kBlock + kPadding);
+    const std::size_t capacity = std::max(2 * capacity_, 2 * block_ + kPadding);
     auto larger = std::make_unique_for_overwrite<char[]>(capacity);
     if (kept > 0) std::memcpy(larger.get(), buffer_.get() + field, kept);
     buffer_ = std::move(larger);
@@ -39,10 +41,10 @@ bool FieldScanner::Fill(std::size_t field) {
     std::memmove(buffer_.get(), buffer_.get() + field, kept);
   }
   have_ = kept;
-  const std::ptrdiff_t got = file_.Read({buffer_.get() + have_, kBlock});
+  const std::ptrdiff_t got = file_.Read({buffer_.get() + have_, block_});
   if (got < 0) return false;
   have_ += static_cast<std::size_t>(got);
   std::memset(buffer_.get() + have_, 0, kPadding);
-  at_end_ = static_cast<std::size_t>(got) < kBlock;
+  at_end_ = static_cast<std::size_t>(got) < block_;
   return true;
 }

@@ -48,7 +48,8 @@ class FieldScanner {
  private:
   enum class Match { kYes, kNo, kNeedsMore };
 
-  static constexpr std::size_t kBlock = 256 * 1024;
+  static constexpr std::size_t kLargestBlock = 256 * 1024;
+  static constexpr std::size_t kSmallestBlock = 4 * 1024;
 
   // One byte that isn't CR, or none: what the masks say needs no second look.
   template <bool kSimple, typename Visitor>
@@ -66,6 +67,7 @@ class FieldScanner {
   bool simple_;
   char sought_byte_;  // the delimiter's first; without one, a byte that the masks give as an end
   FindBytes find_bytes_;
+  std::size_t block_;  // bytes read at a time
   std::unique_ptr<char[]> buffer_;
   std::size_t capacity_ = 0;
   std::size_t have_ = 0;

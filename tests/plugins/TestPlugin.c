@@ -1,5 +1,5 @@
-/* A plug-in in plain C whose one format is good, or wrong in the way that a macro says. Its sheet is
- * one row: how many formats it says it has, which it asks through its own exported name. */
+/* A plug-in in plain C whose one format is good, or wrong in the way that a macro says. Its sheet
+ * is one row: how many formats it says it has, which it asks through its own exported name. */
 #include <stddef.h>
 #include <string.h>
 
@@ -25,9 +25,8 @@ void NvImportReleasePackage(void) { released_count++; }
 int NvImportSizeFileFormatsSupported(void) { return FORMAT_COUNT; }
 
 NvImportFormatInfo* NvImportGetFileFormatInfo(int format) {
-  static NvImportFormatInfo info = {FORMAT_NAME, "Test Files (*.tst)", NULL, EXTENSIONS,
-                                    false,       true,                 true, true,
-                                    false};
+  static NvImportFormatInfo info = {
+      FORMAT_NAME, "Test Files (*.tst)", NULL, EXTENSIONS, false, true, true, true, false};
 #ifdef NULL_INFO
   return format == FORMAT_COUNT ? NULL : &info;
 #else
