@@ -11,7 +11,7 @@ TEST(DelimiterGuess, TakesWhatSplitsTheLinesEvenly) {
   } kCases[] = {
       {"nothing to go by", {}, "TAB"},
       {"one field a line", {"abc", "def"}, "TAB"},
-      {"TABs before the blanks in fields", {"1\tred car", "2\tblue car"}, "TAB"},
+      {"TABs before the blanks in fields", {"a\t1 2", "b\t3 4"}, "TAB"},
       {"bars", {"a|b|c", "d|e|f"}, "bar"},
       {"numbers with a decimal comma", {"1,5;2,5;3,5", "4,5;5,5;6,5"}, "semicolon"},
       {"fewer commas in one line", {"a,b;c", "1;2"}, "semicolon"},
