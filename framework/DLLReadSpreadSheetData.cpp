@@ -22,11 +22,11 @@ void DLLReadSpreadSheetData::Set(int column, int row, double value) {
 }
 
 void DLLReadSpreadSheetData::Set(int column, int row, const char* text) {
-  data_->set_text(data_, row, column, text);
+  if (data_->set_text != nullptr) data_->set_text(data_, row, column, text);
 }
 
 void DLLReadSpreadSheetData::Set(int column, int row, float value) {
-  data_->set_number(data_, row, column, value);
+  if (data_->set_number != nullptr) data_->set_number(data_, row, column, value);
 }
 
 int DLLReadSpreadSheetData::GetNextIndex(int previous) {

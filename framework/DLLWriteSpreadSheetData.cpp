@@ -1,11 +1,11 @@
 #include "framework/DLLWriteSpreadSheetData.h"
 
 float DLLWriteSpreadSheetData::GetNumber(int column, int row) {
-  return data_->number(data_, row, column);
+  return data_->number != nullptr ? data_->number(data_, row, column) : 0;
 }
 
 const char* DLLWriteSpreadSheetData::GetText(int column, int row) {
-  return data_->text(data_, row, column);
+  return data_->text != nullptr ? data_->text(data_, row, column) : nullptr;
 }
 
 bool DLLWriteSpreadSheetData::CellFlag(int column, int row) {
@@ -26,7 +26,7 @@ bool DLLWriteSpreadSheetData::IsText(int column, int row) {
 }
 
 bool DLLWriteSpreadSheetData::IsKind(CellKind kind, int column, int row) {
-  return data_->kind(data_, row, column) == static_cast<char>(kind);
+  return data_->kind != nullptr && data_->kind(data_, row, column) == static_cast<char>(kind);
 }
 
 int DLLWriteSpreadSheetData::GetNumberOfColumns() { return data_->columns; }

@@ -11,6 +11,8 @@ constexpr std::size_t kArenaChunk = 64 * 1024;
 // A text this long gets a chunk to itself, so that little is lost at a chunk's end.
 constexpr std::size_t kLongText = 4 * 1024;
 
+constexpr bool HasOwnChunk(std::size_t length) { return length >= kLongText; }
+
 // The block's rows above, the line's columns below.
 std::uint64_t BlockKey(unsigned column, unsigned row, unsigned line_bits, unsigned block_bits) {
   return std::uint64_t{row >> block_bits} << 32 | column >> line_bits;
@@ -81,7 +83,7 @@ void MemorySheet::PutInArena(std::string_view text, Slot& slot) {
   const std::size_t size = text.size() + 1;
   std::uint32_t chunk = arena_chunk_;
   std::size_t offset = arena_used_;
-  if (size > kLongText) {
+  if (HasOwnChunk(text.size())) {
     chunk = static_cast<std::uint32_t>(arena_.size());
     arena_.push_back(std::make_unique_for_overwrite<char[]>(size));
     offset = 0;
@@ -106,21 +108,50 @@ void MemorySheet::Set(int column, int row, const char* text) {
   if (column < 1 || row < 1 || text == nullptr) return;
   Slot& slot = SlotFor(column, row);
   const std::size_t length = std::strlen(text);
-  if (length == 0) {
-    slot = {{0, 0, 0, 0, 0, 0, 0, kEmptyText}};
-  } else if (length < sizeof slot.bytes) {
-    slot = {};
-    std::memcpy(slot.bytes, text, length);
-  } else {
-    PutInArena({text, length}, slot);
+  if (length >= sizeof slot.bytes) return SetLongText({text, length}, slot);
+  Slot fresh{};
+  std::memcpy(fresh.bytes, text, length);
+  if (length == 0) fresh.bytes[7] = kEmptyText;
+  Replace(slot, fresh);
+}
+
+void MemorySheet::SetLongText(std::string_view text, Slot& slot) {
+  const std::size_t old_length = slot.bytes[7] == kInArena ? std::strlen(ArenaText(slot)) : 0;
+  if (old_length >= text.size() && HasOwnChunk(old_length) == HasOwnChunk(text.size())) {
+    // The text may be that very one.
+    char* place = ArenaText(slot);
+    std::memmove(place, text.data(), text.size());
+    place[text.size()] = '\0';
+    return;
   }
+  Slot fresh{};
+  PutInArena(text, fresh);
+  Replace(slot, fresh);
+}
+
+void MemorySheet::Replace(Slot& slot, const Slot& fresh) {
+  if (slot.bytes[7] == kInArena && HasOwnChunk(std::strlen(ArenaText(slot))))
+    arena_[ArenaChunk(slot)].reset();
+  slot = fresh;
+}
+
+std::uint32_t MemorySheet::ArenaChunk(const Slot& slot) {
+  std::uint32_t chunk = 0;
+  std::memcpy(&chunk, slot.bytes, sizeof chunk);
+  return chunk;
+}
+
+char* MemorySheet::ArenaText(const Slot& slot) const {
+  std::uint16_t offset = 0;
+  std::memcpy(&offset, slot.bytes + sizeof(std::uint32_t), sizeof offset);
+  return arena_[ArenaChunk(slot)].get() + offset;
 }
 
 void MemorySheet::Set(int column, int row, float value) {
   if (column < 1 || row < 1) return;
-  Slot& slot = SlotFor(column, row);
-  slot = {{0, 0, 0, 0, 0, 0, 0, kFloat}};
-  std::memcpy(slot.bytes, &value, sizeof value);
+  Slot fresh{{0, 0, 0, 0, 0, 0, 0, kFloat}};
+  std::memcpy(fresh.bytes, &value, sizeof value);
+  Replace(SlotFor(column, row), fresh);
 }
 
 void MemorySheet::SetDataSize(int columns, int rows) { Grow(columns, rows); }
@@ -141,13 +172,8 @@ MemoryCell MemorySheet::GetCell(int column, int row) const {
     case kEmptyText:
       cell = {CellKind::kText, 0, ""};
       break;
-    default: {
-      std::uint32_t chunk = 0;
-      std::uint16_t offset = 0;
-      std::memcpy(&chunk, slot->bytes, sizeof chunk);
-      std::memcpy(&offset, slot->bytes + sizeof chunk, sizeof offset);
-      cell = {CellKind::kText, 0, arena_[chunk].get() + offset};
-    }
+    default:
+      cell = {CellKind::kText, 0, ArenaText(*slot)};
   }
   return cell;
 }

@@ -82,6 +82,12 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   const Slot* FindSlot(int column, int row) const;
   Line& LineAt(std::uint32_t index) const;
   Block& BlockFor(std::uint64_t key);
+  // Takes a text of at least eight bytes, in the place of the slot's old one if it fits there.
+  void SetLongText(std::string_view text, Slot& slot);
+  // Releases what only the slot's old text needed.
+  void Replace(Slot& slot, const Slot& fresh);
+  static std::uint32_t ArenaChunk(const Slot& slot);
+  char* ArenaText(const Slot& slot) const;
   void PutInArena(std::string_view text, Slot& slot);
   void Grow(int column, int row);
 

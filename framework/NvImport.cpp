@@ -21,6 +21,7 @@ static_assert(sizeof(void*) != 4 || sizeof(NvImportOpenOptions) == 8);
 namespace {
 
 constexpr unsigned kTextSize = 256;
+constexpr const char* kNoRecord = "There is no record of callbacks.";
 
 // The text of a failure that is no status: an exception caught at the edge, a misused function.
 struct FailureText {
@@ -149,8 +150,7 @@ char NvImportEstablishSize(int, long handle, int* rows, int* columns) {
 
 char NvImportRead(int, long handle, NvImportReadData* data) {
   return WithFile(handle, [&](OpenFile& open) {
-    if (data == nullptr || data->set_number == nullptr || data->set_text == nullptr)
-      return Refuse(open, "The record of callbacks lacks its number or text callback.");
+    if (data == nullptr) return Refuse(open, kNoRecord);
     DLLReadSpreadSheetData sink(data);
     return open.file->Read(&sink) == kGood;
   });
@@ -158,9 +158,7 @@ char NvImportRead(int, long handle, NvImportReadData* data) {
 
 char NvImportWrite(int, long handle, NvImportWriteData* data) {
   return WithFile(handle, [&](OpenFile& open) {
-    if (data == nullptr || data->kind == nullptr || data->number == nullptr ||
-        data->text == nullptr)
-      return Refuse(open, "The record of callbacks lacks its kind, number or text callback.");
+    if (data == nullptr) return Refuse(open, kNoRecord);
     DLLWriteSpreadSheetData source(data);
     return open.file->Write(&source) == kGood;
   });

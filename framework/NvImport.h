@@ -31,14 +31,15 @@ typedef struct NvImportOpenOptions NvImportOpenOptions;
 typedef struct NvImportFormatInfo NvImportFormatInfo;
 
 /* Where the cells of a read go; filled by the caller. Each callback gets the record itself first,
- * so that a caller can put it at the head of a larger struct of its own. */
+ * so that a caller can put it at the head of a larger struct of its own. A callback may be null,
+ * here and in the record below: what it would get is dropped, what it would give is missing. */
 struct NvImportReadData {
   /* Stores a number cell. */
   void (*set_number)(NvImportReadData* data, int row, int column, float value);
   /* Stores a text cell; `text` is valid only during the call. Whole numbers too large for a float
    * arrive here as decimal text. */
   void (*set_text)(NvImportReadData* data, int row, int column, const char* text);
-  /* Announces the size of the data. May be null. */
+  /* Announces the size of the data. */
   void (*set_size)(NvImportReadData* data, int rows, int columns);
   /* The current size, read by the library when a reader asks for it. */
   int rows;
@@ -58,7 +59,7 @@ struct NvImportWriteData {
   /* The value of a text cell. For a number cell it may give the text to write instead of the
    * number's shortest form, or null. */
   const char* (*text)(NvImportWriteData* data, int row, int column);
-  /* A flag of the cell. Column first, unlike the others. May be null. */
+  /* A flag of the cell. Column first, unlike the others. */
   char (*flag)(NvImportWriteData* data, int column, int row);
   int rows;
   int columns;

@@ -19,5 +19,5 @@ std::string FileName(std::string_view path) {
 std::string NvGetFileExtension(std::string_view path) {
   const std::string name = FileName(path);
   const std::size_t point = name.rfind('.');
-  return point == std::string::npos || point == 0 ? std::string() : name.substr(point + 1);
+  return point == std::string::npos ? std::string() : name.substr(point + 1);
 }

@@ -333,13 +333,12 @@ std::optional<Failure> SettleOutput(const Settings& settings, const RunPlan& run
   std::string name = settings.to;
   if (name.empty()) {
     const std::string extension = NvGetFileExtension(settings.output);
-    name = into_folder || settings.output == "-" ? "csv" : extension;
+    name = into_folder || settings.output == "-" || extension.empty() ? "csv" : extension;
   }
   const auto format = FindOutputFormat(name);
   if (!format)
     return WrongUsage(
-        name.empty() ? "The output's name does not say its format."
-                     : "\"" + ShownName(name) + "\" is no format that can be written.",
+        "\"" + ShownName(name) + "\" is no format that can be written.",
         "--to takes csv, tsv, jsonl or a format that \"nvimport formats\" says can be "
         "written");
   plan.format = *format;

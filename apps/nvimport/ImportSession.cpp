@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <charconv>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <utility>
 
@@ -41,6 +42,12 @@ std::string FailureText(SpreadsheetFile& file, Operation operation) {
   } catch (const std::exception& exception) {
     return exception.what();
   }
+}
+
+std::uintmax_t FileSize(const std::string& path) {
+  std::error_code none;
+  const std::uintmax_t size = std::filesystem::file_size(path, none);
+  return none ? 0 : size;
 }
 
 std::string Quoted(const char* name) { return "\"" + std::string(name) + "\""; }
@@ -153,6 +160,7 @@ std::optional<Failure> ImportSession::SettleFormat() {
 
 std::optional<Failure> ImportSession::Open() {
   if (auto failure = CheckInput(input_)) return failure;
+  opened_size_ = FileSize(input_.path);
   Dialogs* const before = Dialogs::Install(&dialogs_);
   auto failure = SettleFormat();
   if (!failure) {
@@ -183,6 +191,9 @@ std::optional<Failure> ImportSession::EstablishSize() {
 std::optional<Failure> ImportSession::Read(ReadSpreadSheetData& sink) {
   progress_.Begin("reading " + input_.shown);
   auto failure = Attempt("read as", [&] { return file_->Read(&sink) == kGood; });
+  if (!failure && FileSize(input_.path) < opened_size_)
+    failure = Failure{kFailed, "The file became shorter while it was read.",
+                      input_.shown + ": what was read is not whole; try again"};
   if (const char* warning = file_->GetWarningMessage())
     warnings_.push_back(EscapeControls(ToUtf8(warning)));
   return failure;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -76,6 +77,7 @@ class ImportSession {
   int columns_ = -1;
   std::vector<std::string> notes_;
   std::vector<std::string> warnings_;
+  std::uintmax_t opened_size_ = 0;
   std::string last_entry_;  // of the log, notes apart
 };
 

@@ -88,7 +88,7 @@ std::optional<Failure> OutputTarget::BeginAtPath(const std::string& extension, s
 }
 
 std::optional<Failure> OutputTarget::MakeTemporary(const std::string& extension) {
-  // A link stays a link: what it leads to is replaced.
+  // A link stays a link, and what it leads to is replaced; one that leads nowhere is replaced.
   std::error_code none;
   final_path_ = std::filesystem::canonical(path_, none);
   if (none) final_path_ = path_;

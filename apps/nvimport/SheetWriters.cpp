@@ -94,9 +94,9 @@ struct Tsv {
   static constexpr std::string_view kLoneEmpty = "";
 
   static void Text(auto& out, std::string_view text) {
-    static constexpr CharacterSet kEscaped = SetOf("\t\n\r\\");
+    static constexpr CharacterSet kEscaped = SetOf("\t\n\r");
     WriteEscaped(out, text, kEscaped, [](char c) -> std::string_view {
-      return c == '\t' ? "\\t" : c == '\n' ? "\\n" : c == '\r' ? "\\r" : "\\\\";
+      return c == '\t' ? "\\t" : c == '\n' ? "\\n" : "\\r";
     });
   }
   static void Number(auto& out, std::string_view text, float) { out.Write(text); }

@@ -142,6 +142,9 @@ int Run(int count, char** arguments) {
     app.parse(std::move(words));
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
+    if (chosen == nullptr && count > 1 && arguments[1][0] != '-' && app.get_subcommands().empty())
+      return SayFailure({kWrongUsage, "There is no command \"" + ShownName(arguments[1]) + "\".",
+                         "nvimport --help lists them"});
     return SayFailure(
         {kWrongUsage, ShownName(error.what()), "nvimport COMMAND --help tells how it is used"});
   }

@@ -86,7 +86,7 @@ class CellReader {
   // Asks for the next row; false when no row is wanted any more.
   bool AskForRow() {
     // A sink can't go back. One that keeps asking for rows gone by wants nothing more.
-    constexpr int kPatience = 1000;
+    constexpr int kPatience = 16;
     for (int asked = 0; asked < kPatience; ++asked) {
       wanted_ = sink_->GetNextIndex(wanted_);
       if (wanted_ < 0 || wanted_ > last_row_) return false;
@@ -98,9 +98,9 @@ class CellReader {
   }
 
   void Field(const char* text) {
+    if (column_ >= last_column_) return;
     ++column_;
-    if (delivers_ && column_ >= first_column_ && column_ <= last_column_)
-      sink_->Set(column_, row_, text);
+    if (delivers_ && column_ >= first_column_) sink_->Set(column_, row_, text);
   }
 
   // Lines walked so far.
@@ -266,17 +266,21 @@ int TextFile::EstablishSize() {
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
   SizeCounter counter;
   FieldScanner scanner(input_, delimiter_, ignore_consecutive_);
-  if (!input_.Seek(0) || scanner.Walk(counter) != FieldScanner::Outcome::kEnd) return Fail(kNoSize);
+  if (!input_.Seek(0)) return Fail(kNoSize);
+  const FieldScanner::Outcome outcome = scanner.Walk(counter);
+  if (outcome == FieldScanner::Outcome::kFieldTooLong)
+    Log::WriteMessage(
+        "TextFile", "EstablishSize",
+        "A field in line " + std::to_string(counter.rows + 1) + " is longer than 64 MiB.",
+        Log::kNormal);
+  if (outcome != FieldScanner::Outcome::kEnd) return Fail(kNoSize);
   return SetSize(counter.columns, counter.rows);
 }
 
 int TextFile::Read(ReadSpreadSheetData* sink) {
   const int columns = GetNumCols();
   const int rows = GetNumRows();
-  if (columns >= 0 && rows >= 0 && mode_ == Mode::kReading) sink->SetDataSize(columns, rows);
-  Walked walked;
-  ReadCells(sink, columns, rows, 1, 1, walked);
-  WriteNotes(walked);
+  const Walked walked = ReadAnnounced(sink, columns, rows, 1, 1);
   if (walked.to_the_end && walked.lines < rows)
     Log::WriteNote("TextFile", "the file has become shorter while it was read: " +
                                    std::to_string(walked.lines) + " of " + std::to_string(rows) +
@@ -286,10 +290,21 @@ int TextFile::Read(ReadSpreadSheetData* sink) {
 
 int TextFile::Read(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
                    int first_column) {
+  ReadAnnounced(sink, last_column, last_row, first_row, first_column);
+  return status_;
+}
+
+TextFile::Walked TextFile::ReadAnnounced(ReadSpreadSheetData* sink, int last_column, int last_row,
+                                         int first_row, int first_column) {
+  if (size_established_ && mode_ == Mode::kReading && status_ == kGood)
+    sink->SetDataSize(std::min(last_column, num_cols_), std::min(last_row, num_rows_));
   Walked walked;
   ReadCells(sink, last_column, last_row, first_row, first_column, walked);
-  WriteNotes(walked);
-  return status_;
+  if (walked.cut_lines > 0)
+    Log::WriteNote("TextFile", std::to_string(walked.cut_lines) +
+                                   (walked.cut_lines == 1 ? " line holds" : " lines hold") +
+                                   " a NUL byte, and what follows it there was not delivered");
+  return walked;
 }
 
 int TextFile::ReadCells(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
@@ -305,13 +320,6 @@ int TextFile::ReadCells(ReadSpreadSheetData* sink, int last_column, int last_row
   if (outcome == FieldScanner::Outcome::kReadFailed) return Fail(kNoStream);
   if (outcome == FieldScanner::Outcome::kFieldTooLong) return Fail(kNoSize);
   return kGood;
-}
-
-void TextFile::WriteNotes(const Walked& walked) {
-  if (walked.cut_lines == 0) return;
-  Log::WriteNote("TextFile", std::to_string(walked.cut_lines) +
-                                 (walked.cut_lines == 1 ? " line holds" : " lines hold") +
-                                 " a NUL byte, and what follows it there was not delivered");
 }
 
 int TextFile::Write(WriteSpreadSheetData* source) {

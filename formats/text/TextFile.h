@@ -63,7 +63,9 @@ class NVIMPORT_API TextFile : public SpreadsheetFile {
   int EstablishSize() override;
   int ReadCells(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
                 int first_column, Walked& walked);
-  static void WriteNotes(const Walked& walked);
+  // Reads a rectangle, its size announced where it is known, and writes the notes on it.
+  Walked ReadAnnounced(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
+                       int first_column);
   std::vector<std::vector<std::string>> Preview(const TextImportChoice& choice, int rows,
                                                 int columns);
 

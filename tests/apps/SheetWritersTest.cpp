@@ -35,7 +35,7 @@ TEST(SheetWriters, EachKindOfCell) {
             "\"trailed \",\n\x01\x1f,\né,\n1.50,\n12345678901234567890,\n"
             "0.1,\n16777216,\n-0,\ninf,\nnan,\n,\n");
   EXPECT_EQ(Written(SheetFormat::kTsv, sheet),
-            "plain\t\n\t\na,b\t\n\"q\"\t\ntwo\\nlines\\r\t\n\\t\\\\\t\n led\t\n"
+            "plain\t\n\t\na,b\t\n\"q\"\t\ntwo\\nlines\\r\t\n\\t\\\t\n led\t\n"
             "trailed \t\n\x01\x1f\t\né\t\n1.50\t\n12345678901234567890\t\n"
             "0.1\t\n16777216\t\n-0\t\ninf\t\nnan\t\n\t\n");
   EXPECT_EQ(Written(SheetFormat::kJsonLines, sheet),

@@ -88,6 +88,20 @@ TEST(MemorySheet, TakesMemoryForCellsNotForExtent) {
   EXPECT_LT(memory.Peak(), 8 * kMebibyte);
 }
 
+TEST(MemorySheet, ACellSetAgainAndAgainTakesTheSpaceOfOne) {
+  const AllocationCounter memory;
+  MemorySheet sheet;
+  for (int i = 0; i < 20'000; ++i) {
+    sheet.Set(1, 1, std::string(3'000, 'a').c_str());
+    sheet.Set(2, 1, std::string(5'000 + static_cast<std::size_t>(i % 7), 'b').c_str());
+    if (i % 3 == 0) sheet.Set(2, 1, 1.5F);
+  }
+  sheet.Set(2, 1, std::string(6'000, 'c').c_str());
+  sheet.Set(2, 1, sheet.GetText(2, 1) + 5'990);
+  EXPECT_STREQ(sheet.GetText(2, 1), "cccccccccc");
+  EXPECT_LT(memory.Peak(), 1'000'000U);
+}
+
 TEST(MemorySheet, HoldsTwentyMillionShortCellsIn400Megabytes) {
   const AllocationCounter memory;
   MemorySheet sheet;

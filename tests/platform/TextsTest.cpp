@@ -70,7 +70,7 @@ TEST(Paths, NameAndExtension) {
       {"/a.b/c.txt", "c.txt", "txt"},
       {"c.tar.GZ", "c.tar.GZ", "GZ"},
       {"/a.b/c", "c", ""},
-      {"/a/.profile", ".profile", ""},
+      {"/a/.csv", ".csv", "csv"},
       {"c.", "c.", ""},
       {"/a/", "", ""},
       {"", "", ""},
