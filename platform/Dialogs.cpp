@@ -14,6 +14,10 @@ std::optional<std::size_t> Dialogs::SelectFileType(const FileTypeQuestion&) { re
 
 std::optional<TextImportChoice> Dialogs::ImportText(const TextImportQuestion&) { return {}; }
 
+std::optional<ItemsChoice> Dialogs::SelectItems(const ItemsQuestion&) { return {}; }
+
+std::optional<RangeChoice> Dialogs::SelectRange(const RangeQuestion&) { return {}; }
+
 std::optional<std::vector<std::string>> Dialogs::SortFiles(const std::vector<std::string>&) {
   return {};
 }

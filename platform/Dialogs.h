@@ -62,6 +62,44 @@ struct TextImportQuestion {
       preview;
 };
 
+// A choice of entries from a list.
+struct ItemsQuestion {
+  enum class Kind { kWorksheets, kBlocks, kFiles, kReference };
+
+  Kind kind = Kind::kWorksheets;
+  std::string title;
+  std::string prompt;
+  std::string heading;  // of the list's column
+  std::vector<std::string> items;
+  std::vector<std::string> details;  // of each entry, such as its size; may be empty
+  bool only_one = false;             // else as many as the user likes
+  // How several entries become one sheet, and the choice to begin with; empty when that is no
+  // question.
+  std::vector<std::string> merge_choices;
+  std::size_t merge = 0;
+};
+
+struct ItemsChoice {
+  std::vector<std::size_t> items;  // positions in the question's list, in the user's order
+  std::size_t merge = 0;           // position in merge_choices
+};
+
+// A range of points of a common x axis.
+struct RangeQuestion {
+  std::string title;
+  std::string path;
+  double first_x = 0;
+  double last_x = 0;
+  double spacing = 0;
+  int points = 0;
+};
+
+// Points from 1; a last one of 0 means to the end.
+struct RangeChoice {
+  int first = 1;
+  int last = 0;
+};
+
 // The one door to the user. A host installs its own; without one every question is answered
 // "cancelled". An operation that a host does not override is cancelled too.
 class NVIMPORT_API Dialogs {
@@ -71,6 +109,9 @@ class NVIMPORT_API Dialogs {
   // The position chosen in `names`, or none when cancelled; likewise below.
   virtual std::optional<std::size_t> SelectFileType(const FileTypeQuestion& question);
   virtual std::optional<TextImportChoice> ImportText(const TextImportQuestion& question);
+
+  virtual std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question);
+  virtual std::optional<RangeChoice> SelectRange(const RangeQuestion& question);
 
   // The files in the order that the user gives them.
   virtual std::optional<std::vector<std::string>> SortFiles(const std::vector<std::string>& files);

@@ -21,11 +21,23 @@ class ScriptedDialogs : public Dialogs {
   std::optional<TextImportChoice> ImportText(const TextImportQuestion& question) override {
     return import_text ? import_text(question) : std::nullopt;
   }
+  std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override {
+    items_questions.push_back(question);
+    return items;
+  }
+  std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override {
+    range_questions.push_back(question);
+    return range;
+  }
 
   std::optional<std::size_t> file_type;
   std::function<std::optional<TextImportChoice>(const TextImportQuestion&)> import_text;
+  std::optional<ItemsChoice> items;
+  std::optional<RangeChoice> range;
 
   std::vector<FileTypeQuestion> file_type_questions;
+  std::vector<ItemsQuestion> items_questions;
+  std::vector<RangeQuestion> range_questions;
 
  private:
   Dialogs* before_;
