@@ -84,11 +84,6 @@ void AddFilter(std::string& filter, const std::string& text, const std::string& 
   filter.append(patterns).push_back('\0');
 }
 
-// `text` with `name` where it says %s.
-std::string Insert(std::string text, const std::string& name) {
-  return text.replace(text.find("%s"), 2, name);
-}
-
 // Follows the progress of an operation and remembers that the user stopped it.
 class Watch {
  public:
@@ -175,6 +170,10 @@ bool ImportHelper::Fail(CWnd* parent, const char* text, SpreadsheetFile& file) {
   return false;
 }
 
+std::string ImportHelper::OneAtATimeText(const char* name) {
+  return name + std::string(" can only be imported one at a time.\n\n Import will be aborted.");
+}
+
 bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* parent,
                                         ReadErrors& error, bool show_one_at_a_time) {
   error = ReadErrors::kNone;
@@ -188,8 +187,7 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
     }
     if (S_ISDIR(status.st_mode)) {
       error = ReadErrors::kDirectory;
-      PutMsgMB(parent, "Directories can not be imported.", title.c_str(),
-               MessageBoxQuestion::kStop);
+      PutMsgMB(parent, kDirectoryText, title.c_str(), MessageBoxQuestion::kStop);
       return false;
     }
   }
@@ -216,11 +214,8 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
     if (!info.several_at_once) {
       error = ReadErrors::kOneAtATime;
       if (show_one_at_a_time)
-        PutMsgMB(
-            parent,
-            Insert("%s can only be imported one at a time.\n\n Import will be aborted.", info.name)
-                .c_str(),
-            title.c_str(), MessageBoxQuestion::kStop);
+        PutMsgMB(parent, OneAtATimeText(info.name).c_str(), title.c_str(),
+                 MessageBoxQuestion::kStop);
       return false;
     }
     auto sorted = Dialogs::Current().SortFiles(selection_);
@@ -242,6 +237,22 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
 bool ImportHelper::ReadSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet,
                                        CWnd* parent, NvImportOpenOptions* options,
                                        bool format_known) {
+  int rows = -1;
+  int columns = -1;
+  return Import(path, format, parent, options, format_known, rows, columns,
+                [&](SpreadsheetFile& file) { return FillSheet(file, sheet, parent); });
+}
+
+bool ImportHelper::SizeSpreadsheetFile(const char* path, int format, CWnd* parent,
+                                       NvImportOpenOptions* options, bool format_known, int& rows,
+                                       int& columns) {
+  return Import(path, format, parent, options, format_known, rows, columns,
+                [](SpreadsheetFile&) { return true; });
+}
+
+bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
+                          bool format_known, int& rows, int& columns,
+                          const std::function<bool(SpreadsheetFile&)>& read) {
   std::string selected = path;
   if (!format_known || format < 1) {
     ReadErrors error = ReadErrors::kNone;
@@ -261,18 +272,17 @@ bool ImportHelper::ReadSpreadsheetFile(const char* path, int format, Spreadsheet
   const auto file = formats.CreateFile(format);
   if (file->Open(true, selected.c_str(), wants_choices ? &choices : options) != kGood)
     return Fail(parent, "The file could not be opened.", *file);
-  if (!FillSheet(*file, formats.GetInfo(format), sheet, parent)) return false;
+  if (!EstablishSize(*file, formats.GetInfo(format).flag4, parent, rows, columns) || !read(*file))
+    return false;
   if (wants_choices) SpreadsheetOpenOptions::CopyOpenOptions(options, &choices);
   file->Close();
   return true;
 }
 
-bool ImportHelper::FillSheet(SpreadsheetFile& file, const NvImportFormatInfo& format,
-                             SpreadsheetData* sheet, CWnd* parent) {
-  int rows = -1;
-  int columns = -1;
+bool ImportHelper::EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, CWnd* parent,
+                                 int& rows, int& columns) {
   {
-    const WaitCursor cursor(format.flag4);
+    const WaitCursor cursor(shows_wait_cursor);
     rows = file.GetNumRows();
     columns = file.GetNumCols();
   }
@@ -283,7 +293,10 @@ bool ImportHelper::FillSheet(SpreadsheetFile& file, const NvImportFormatInfo& fo
              NvApp::GetName().c_str(), MessageBoxQuestion::kInformation);
     return false;
   }
+  return true;
+}
 
+bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd* parent) {
   constexpr const char* kNotRead = "Data could not be read from the file. Import will be aborted.";
   const Watch watch(Dialogs::Current().ShowProgress("Loading data file..."));
   const int status = file.Read(sheet);

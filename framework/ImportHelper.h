@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,8 @@ enum class ReadErrors : int {
 // as the host asks for.
 class NVIMPORT_API ImportHelper {
  public:
+  static constexpr const char* kDirectoryText = "Directories can not be imported.";
+
   // Whether messages are shown (at first they are) and logged (at first they are not).
   void SetVerboseMode(bool show_messages, bool log_messages);
 
@@ -41,6 +44,11 @@ class NVIMPORT_API ImportHelper {
   bool ReadSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet, CWnd* parent,
                            NvImportOpenOptions* options, bool format_known);
 
+  // The same as far as it goes without reading cells: opens the file, asks what it has to ask, and
+  // stores the size of the sheet.
+  bool SizeSpreadsheetFile(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
+                           bool format_known, int& rows, int& columns);
+
   // Writes the sheet to `path` in `format`, a position in the combined list; below 1 the extension
   // decides among the formats that can write. True when it was written.
   bool WriteSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet, CWnd* parent,
@@ -52,6 +60,9 @@ class NVIMPORT_API ImportHelper {
   // shown.
   bool CheckFilesBeforeRead(const char* path, int& format, CWnd* parent, ReadErrors& error,
                             bool show_one_at_a_time);
+
+  // The refusal of several files by the format called `name`, as it is shown.
+  static std::string OneAtATimeText(const char* name);
 
   // The files of the last checked selection in the user's order.
   const std::vector<std::string>& GetSelection() const { return selection_; }
@@ -71,8 +82,13 @@ class NVIMPORT_API ImportHelper {
 
  private:
   bool Fail(CWnd* parent, const char* text, SpreadsheetFile& file);
-  bool FillSheet(SpreadsheetFile& file, const NvImportFormatInfo& format, SpreadsheetData* sheet,
-                 CWnd* parent);
+  // Opens a file and finds its size, then lets `read` have it, and closes it whatever comes.
+  bool Import(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
+              bool format_known, int& rows, int& columns,
+              const std::function<bool(SpreadsheetFile&)>& read);
+  bool EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, CWnd* parent, int& rows,
+                     int& columns);
+  bool FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd* parent);
 
   bool show_messages_ = true;
   bool log_messages_ = false;

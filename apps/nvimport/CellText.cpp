@@ -179,6 +179,17 @@ std::string EscapeControls(std::string_view utf8) {
   return shown;
 }
 
+std::string OneLine(std::string_view bytes) {
+  std::string line;
+  for (const char c : bytes) {
+    const bool is_blank = c == ' ' || c == '\n' || c == '\r' || c == '\t';
+    if (is_blank && (line.empty() || line.back() == ' ')) continue;
+    line += is_blank ? ' ' : c;
+  }
+  while (line.ends_with(' ')) line.pop_back();
+  return EscapeControls(ToUtf8(line));
+}
+
 std::string ToUtf8(std::string_view bytes) {
   std::string scratch;
   return std::string(TextDecoder().Decode(bytes, scratch));

@@ -69,6 +69,9 @@ char32_t TakeCharacter(std::string_view& utf8);
 // `utf8` with control characters as \x1b, so that a terminal shows it and does nothing else.
 std::string EscapeControls(std::string_view utf8);
 
+// A message of the library in one line of UTF-8 without control characters.
+std::string OneLine(std::string_view bytes);
+
 // A file name as it stands in messages.
 std::string ShownName(std::string_view name);
 

@@ -9,6 +9,7 @@
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/OutputTarget.h"
+#include "apps/nvimport/Sheets.h"
 #include "apps/nvimport/TableView.h"
 #include "apps/nvimport/Terminal.h"
 #include "framework/FormatList.h"
@@ -56,65 +57,9 @@ Json ImportJson(const Input& input, const ImportSession& session) {
           {"columns", session.columns()}};
 }
 
-// A sink that only counts on being called.
-class NoSheet final : public ReadSpreadSheetData {
- public:
-  using ReadSpreadSheetData::Set;
-  void Set(int, int, const char*) override {}
-  void Set(int, int, float) override {}
-  void SetDataSize(int columns, int rows) override {
-    columns_ = columns;
-    rows_ = rows;
-  }
-  int GetNumberOfColumns() override { return columns_; }
-  int GetNumberOfRows() override { return rows_; }
-
- private:
-  int columns_ = 0;
-  int rows_ = 0;
-};
-
-// Keeps the upper left corner of a sheet and wants no rows below it.
-class HeadSheet final : public ReadSpreadSheetData {
- public:
-  HeadSheet(int columns, int rows) : columns_(columns), rows_(rows) {}
-
-  using ReadSpreadSheetData::Set;
-  void Set(int column, int row, const char* text) override {
-    if (column <= columns_ && row <= rows_) sheet_.Set(column, row, text);
-  }
-  void Set(int column, int row, float value) override {
-    if (column <= columns_ && row <= rows_) sheet_.Set(column, row, value);
-  }
-  int GetNextIndex(int previous) override { return previous < rows_ ? previous + 1 : -1; }
-  void SetDataSize(int columns, int rows) override {
-    sheet_.SetDataSize(std::min(columns, columns_), std::min(rows, rows_));
-  }
-  int GetNumberOfColumns() override { return sheet_.GetNumberOfColumns(); }
-  int GetNumberOfRows() override { return sheet_.GetNumberOfRows(); }
-
-  const MemorySheet& sheet() const { return sheet_; }
-
- private:
-  int columns_;
-  int rows_;
-  MemorySheet sheet_;
-};
-
-// Opens the turn's file and finds its size; what goes wrong is told.
-bool OpenAndSize(FileTurn& turn, ImportSession& session) {
-  auto failure = session.Open();
-  if (!failure) failure = session.EstablishSize();
-  if (failure) turn.Fail(*failure);
-  return !failure;
-}
-
-// The same and reads it, notes included in what is told.
-bool ReadWhole(FileTurn& turn, ImportSession& session, ReadSpreadSheetData& sink) {
-  if (!OpenAndSize(turn, session)) return false;
-  const auto failure = session.Read(sink);
-  if (failure) turn.Fail(*failure);
-  return !failure;
+void AddNotes(FileTurn& turn, const ImportSession& session, Json& json) {
+  json["notes"] = session.notes();
+  json["warnings"] = turn.dialogs().warnings();
 }
 
 ImportSession SessionOf(FileTurn& turn) {
@@ -177,18 +122,22 @@ void Detect(FileTurn& turn) {
 
 // ---- info
 
-std::string InfoText(const FileTurn& turn, const ImportSession& session,
+std::string InfoText(FileTurn& turn, const ImportSession& session,
                      const std::vector<AnsweredQuestion>& answered) {
   std::vector<std::pair<std::string, std::string>> lines = {
       {"format",
        std::string(session.format_name()) + " (" + std::to_string(session.format()) + ")"},
       {"rows", std::to_string(session.rows())},
       {"columns", std::to_string(session.columns())}};
-  for (const AnsweredQuestion& question : answered)
+  for (const AnsweredQuestion& question : answered) {
     lines.emplace_back(question.name,
                        question.answer + " (" + question.source + "; " + question.option + ")");
+    for (std::size_t i = 0; i < question.entries.size(); ++i)
+      lines.emplace_back("", std::to_string(i + 1) + "  " + question.entries[i]);
+  }
   for (const std::string& note : session.notes()) lines.emplace_back("note", note);
-  for (const std::string& warning : session.warnings()) lines.emplace_back("warning", warning);
+  for (const std::string& warning : turn.dialogs().warnings())
+    lines.emplace_back("warning", warning);
   std::string text = turn.input().shown + "\n";
   for (auto& [name, value] : lines) {
     constexpr std::size_t kNameWidth = 11;
@@ -198,7 +147,7 @@ std::string InfoText(const FileTurn& turn, const ImportSession& session,
   return text;
 }
 
-std::string InfoJson(const FileTurn& turn, const ImportSession& session,
+std::string InfoJson(FileTurn& turn, const ImportSession& session,
                      const std::vector<AnsweredQuestion>& answered, bool with_notes) {
   Json json = ImportJson(turn.input(), session);
   json["choices"] = Json::array();
@@ -206,22 +155,21 @@ std::string InfoJson(const FileTurn& turn, const ImportSession& session,
     json["choices"].push_back({{"name", question.name},
                                {"answer", question.answer},
                                {"source", question.source},
-                               {"option", question.option}});
-  if (with_notes) {
-    json["notes"] = session.notes();
-    json["warnings"] = session.warnings();
-  }
+                               {"option", question.option},
+                               {"entries", question.entries}});
+  if (with_notes) AddNotes(turn, session, json);
   return json.dump();
 }
 
 void Info(FileTurn& turn, bool with_notes) {
   auto session = SessionOf(turn);
   NoSheet nothing;
-  if (!(with_notes ? ReadWhole(turn, session, nothing) : OpenAndSize(turn, session))) return;
+  if (const auto failure = with_notes ? session.Read(nothing) : session.Measure())
+    return turn.Fail(*failure);
   const auto& answered = turn.dialogs().answered();
   turn.Print(turn.plan().json ? InfoJson(turn, session, answered, with_notes)
                               : InfoText(turn, session, answered));
-  if (turn.plan().strict && !(session.notes().empty() && session.warnings().empty()))
+  if (turn.plan().strict && !(session.notes().empty() && turn.dialogs().warnings().empty()))
     turn.EndWith(kWarned);
 }
 
@@ -250,19 +198,19 @@ void Show(FileTurn& turn, const Settings& settings) {
   const int most = settings.columns > 0 ? settings.columns : static_cast<int>(width / kNarrowest);
   auto session = SessionOf(turn);
   HeadSheet head(most, settings.rows);
-  if (!ReadWhole(turn, session, head)) return;
+  if (const auto failure = session.Read(head)) return turn.Fail(*failure);
 
   const TextConversion& conversion = turn.plan().conversion;
-  const int columns = head.GetNumberOfColumns();
-  const int rows = head.GetNumberOfRows();
+  const int columns = head.head_columns();
+  const int rows = head.head_rows();
   if (turn.plan().json) {
-    turn.Print(HeadJson(turn.input(), session, head.sheet(), columns, rows, conversion.decoder));
+    turn.Print(HeadJson(turn.input(), session, head.head(), columns, rows, conversion.decoder));
   } else {
     std::vector<TableRow> table;
     for (int row = 1; row <= rows; ++row) {
       TableRow& cells = table.emplace_back();
       for (int column = 1; column <= columns; ++column)
-        cells.push_back(ShownCell(head.sheet().GetCell(column, row), conversion.decoder));
+        cells.push_back(ShownCell(head.head().GetCell(column, row), conversion.decoder));
     }
     std::string text = FormatTable(table, {width, DataGoesToScreen() && WantsColour()});
     text += Shape(session) + ", " + session.format_name() + "\n";
@@ -277,14 +225,14 @@ void Show(FileTurn& turn, const Settings& settings) {
 void Validate(FileTurn& turn) {
   auto session = SessionOf(turn);
   NoSheet nothing;
-  const bool read = ReadWhole(turn, session, nothing);
-  if (read && turn.plan().json) {
+  if (const auto failure = session.Read(nothing)) {
+    turn.Fail(*failure);
+  } else if (turn.plan().json) {
     Json json = ImportJson(turn.input(), session);
     json["ok"] = true;
-    json["notes"] = session.notes();
-    json["warnings"] = session.warnings();
+    AddNotes(turn, session, json);
     turn.Print(json.dump());
-  } else if (read) {
+  } else {
     turn.Print("ok " + turn.input().shown + ": " + session.format_name() + ", " + Shape(session) +
                "\n");
   }
@@ -328,7 +276,8 @@ std::optional<Failure> SettleOutput(const Settings& settings, const RunPlan& run
   if (!into_folder && settings.output.empty())
     return WrongUsage("There is no output.", "give -o OUT (- for standard output), or --outdir");
   if (!into_folder && run.inputs.size() > 1)
-    return WrongUsage("Several files can't go into one output.", "--outdir gives each its own");
+    return WrongUsage("Several files can't go into one output.",
+                      "--outdir gives each its own, --together makes one sheet of them");
 
   std::string name = settings.to;
   if (name.empty()) {
@@ -375,7 +324,8 @@ std::optional<Failure> WriteOutput(FileTurn& turn, const ConvertPlan& plan, Outp
     std::string path;
     if (auto failure = target.BeginAtPath(plan.format.extension, path)) return failure;
     ConvertedSheet source(sheet, conversion);
-    if (auto failure = WriteFormat(plan.format.registered, path, shown, source)) return failure;
+    if (auto failure = WriteFormat(plan.format.registered, path, shown, source, turn.dialogs()))
+      return failure;
   }
   return target.Commit();
 }
@@ -384,15 +334,15 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
   const std::string& output = plan.outputs[turn.index()];
   if (plan.collides[turn.index()])
     return turn.Fail(
-        {kFailed, "The output could not be written.",
+        {kFailed, kNotWritten,
          turn.input().shown + ": another file goes into " + ShownName(output) + " already"});
   OutputTarget target(output, plan.force);
   if (const auto failure = target.Check()) return turn.Fail(*failure);
   auto session = SessionOf(turn);
   MemorySheet sheet;
-  if (ReadWhole(turn, session, sheet)) {
-    if (const auto failure = WriteOutput(turn, plan, target, sheet)) turn.Fail(*failure);
-  }
+  auto failure = session.Read(sheet);
+  if (!failure) failure = WriteOutput(turn, plan, target, sheet);
+  if (failure) turn.Fail(*failure);
   turn.SayNotes(session);
 }
 

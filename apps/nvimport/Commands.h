@@ -12,7 +12,13 @@ struct Settings {
   std::string format;
   std::optional<std::string> delimiter;
   bool ignore_consecutive = false;
+  std::optional<std::string> sheets;
+  std::optional<std::string> blocks;
+  std::optional<std::string> range;
+  std::string merge;
   std::vector<std::string> options;  // KEY=VALUE
+  bool together = false;
+  std::optional<std::string> chosen_files;  // of those together
   std::string encoding;
   std::string output_encoding;
   std::string to;

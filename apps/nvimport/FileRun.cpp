@@ -1,5 +1,6 @@
 #include "apps/nvimport/FileRun.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <fstream>
@@ -9,8 +10,10 @@
 
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/Delimiters.h"
+#include "apps/nvimport/ItemList.h"
 #include "apps/nvimport/OutputTarget.h"
 #include "apps/nvimport/Terminal.h"
+#include "framework/FileSelection.h"
 
 namespace {
 
@@ -46,9 +49,10 @@ FileTurn::FileTurn(const RunPlan& plan, std::size_t index, bool in_worker)
       index_(index),
       in_worker_(in_worker),
       progress_(!in_worker && !plan.quiet && ErrorsGoToScreen()),
-      dialogs_(plan.answers, plan.asks && !in_worker && CanAsk(), [this](const std::string& line) {
-        if (!plan_.quiet && plan_.asks) Say(line);
-      }) {}
+      dialogs_(plan.answers, plan.asks && !in_worker && CanAsk(), progress_,
+               [this](const std::string& line) {
+                 if (!plan_.quiet && plan_.asks) Say(line);
+               }) {}
 
 void FileTurn::Say(const std::string& line) {
   progress_.Clear();
@@ -73,9 +77,9 @@ void FileTurn::SayNotes(const ImportSession& session) {
   const auto say_all = [&](std::string_view kind, const std::vector<std::string>& texts) {
     for (const std::string& text : texts) Say(std::string(kind).append(whose).append(text));
   };
-  say_all("warning: ", session.warnings());
+  say_all("warning: ", dialogs_.warnings());
   say_all("note: ", session.notes());
-  const bool warned = !session.warnings().empty() || !session.notes().empty();
+  const bool warned = !dialogs_.warnings().empty() || !session.notes().empty();
   if (plan_.strict && warned && report_.exit_code == kDone) report_.exit_code = kWarned;
 }
 
@@ -104,6 +108,16 @@ std::optional<Failure> FileRun::TakeOptions() {
   GivenAnswers& answers = plan_.answers;
   if (settings_.delimiter) answers.text_import = ParseDelimiter(*settings_.delimiter);
   answers.ignore_consecutive = settings_.ignore_consecutive;
+  answers.sheets = settings_.sheets;
+  answers.blocks = settings_.blocks;
+  if (settings_.range) {
+    answers.range = ParseRange(*settings_.range);
+    if (!answers.range)
+      return WrongUsage("\"" + ShownName(*settings_.range) + "\" is no range.",
+                        "--range takes FIRST,LAST, points from 1, a last one of 0 for the end");
+  }
+  if (!settings_.merge.empty())
+    answers.merge = std::ranges::find(kMergeWords, settings_.merge) - kMergeWords;
   for (const std::string& option : settings_.options) {
     const std::size_t equals = option.find('=');
     const std::string key = option.substr(0, equals);
@@ -126,6 +140,9 @@ std::optional<Failure> FileRun::TakeOptions() {
 }
 
 std::optional<Failure> FileRun::TakeFiles() {
+  if (settings_.chosen_files && !settings_.together)
+    return WrongUsage("--files chooses among files that are one sheet.",
+                      "--together makes them one");
   std::vector<std::string> names = settings_.files;
   bool takes_input = settings_.files_from == kStandardInput;
   if (takes_input) {
@@ -141,7 +158,7 @@ std::optional<Failure> FileRun::TakeFiles() {
     return WrongUsage("There is no file to read.", "give FILE, or - to read standard input");
   for (const std::string& name : names) {
     if (name != kStandardInput) {
-      plan_.inputs.push_back({name, ShownName(name)});
+      plan_.inputs.push_back({name, ShownName(name), {}});
       continue;
     }
     if (std::exchange(takes_input, true))
@@ -151,8 +168,36 @@ std::optional<Failure> FileRun::TakeFiles() {
                         "--stdin-name takes one without folders");
     spooled_.emplace(settings_.stdin_name);
     if (spooled_->failure()) return spooled_->failure();
-    plan_.inputs.push_back({spooled_->path(), ShownName(settings_.stdin_name)});
+    plan_.inputs.push_back({spooled_->path(), ShownName(settings_.stdin_name), {}});
   }
+  return settings_.together ? JoinFiles() : std::nullopt;
+}
+
+std::optional<Failure> FileRun::JoinFiles() {
+  std::vector<Input> files = std::move(plan_.inputs);
+  if (settings_.chosen_files) {
+    std::vector<std::string> names;
+    for (const Input& file : files) names.push_back(file.shown);
+    const auto positions = ParseItems(*settings_.chosen_files, names);
+    if (!positions)
+      return WrongUsage("\"" + ShownName(*settings_.chosen_files) + "\" is not among the files.",
+                        "--files takes numbers from 1 to " + std::to_string(files.size()));
+    std::vector<Input> chosen;
+    for (const std::size_t position : *positions) chosen.push_back(files[position]);
+    files = std::move(chosen);
+  }
+  Input together = files.front();
+  if (files.size() > 1) {
+    std::vector<std::string> paths;
+    for (const Input& file : files) {
+      if (file.path.find('\n') != std::string::npos)
+        return WrongUsage("A name with a line break can't be one of several.", file.shown);
+      paths.push_back(file.path);
+    }
+    together = {FileSelection::Join(paths),
+                files.front().shown + " and " + std::to_string(files.size() - 1) + " more", files};
+  }
+  plan_.inputs = {together};
   return std::nullopt;
 }
 

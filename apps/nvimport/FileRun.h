@@ -77,6 +77,8 @@ class FileRun {
  private:
   std::optional<Failure> TakeOptions();
   std::optional<Failure> TakeFiles();
+  // Makes the files one input.
+  std::optional<Failure> JoinFiles();
   // Reports one file; false when it is the last to be done.
   bool Report(const FileReport& report);
   void Finish();

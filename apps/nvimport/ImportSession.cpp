@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -15,39 +15,50 @@
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/ProgressBar.h"
 #include "apps/nvimport/TerminalDialogs.h"
+#include "framework/FileSelection.h"
 #include "framework/FormatList.h"
+#include "framework/SpreadsheetData.h"
 #include "platform/ByteWriter.h"
 #include "platform/Dialogs.h"
 #include "platform/Paths.h"
 
 namespace {
 
-// What every library says when the user cancels one of its questions.
-constexpr const char* kCancelledText = "AbortedByUser";
-constexpr const char* kNoMemory = "There is not enough memory for this file.";
-
-std::string StatusMessage(SpreadsheetFile& file) {
-  std::array<char, 512> text{};
-  file.GetErrorMessage(text.data(), text.size());
-  return text[0] != '\0' ? text.data() : "Status " + std::to_string(file.GetStatus()) + ".";
+// The bytes of all files.
+std::uintmax_t TotalSize(const Input& input) {
+  if (input.parts.empty()) {
+    std::error_code none;
+    const std::uintmax_t size = std::filesystem::file_size(input.path, none);
+    return none ? 0 : size;
+  }
+  std::uintmax_t total = 0;
+  for (const Input& part : input.parts) total += TotalSize(part);
+  return total;
 }
 
-// What `operation` fails with; empty when it returns true.
+// The library's questions and messages go to `dialogs` while this lives.
+class InstalledDialogs {
+ public:
+  explicit InstalledDialogs(Dialogs& dialogs) : before_(Dialogs::Install(&dialogs)) {}
+  InstalledDialogs(const InstalledDialogs&) = delete;
+  InstalledDialogs& operator=(const InstalledDialogs&) = delete;
+  ~InstalledDialogs() { Dialogs::Install(before_); }
+
+ private:
+  Dialogs* before_;
+};
+
+// What `operation` throws, if it does.
 template <typename Operation>
-std::string FailureText(SpreadsheetFile& file, Operation operation) {
+std::string Thrown(Operation operation) {
   try {
-    return operation() ? std::string() : StatusMessage(file);
+    operation();
+    return {};
   } catch (const std::bad_alloc&) {
-    return kNoMemory;
+    return "There is not enough memory for this file.";
   } catch (const std::exception& exception) {
     return exception.what();
   }
-}
-
-std::uintmax_t FileSize(const std::string& path) {
-  std::error_code none;
-  const std::uintmax_t size = std::filesystem::file_size(path, none);
-  return none ? 0 : size;
 }
 
 std::string Quoted(const char* name) { return "\"" + std::string(name) + "\""; }
@@ -80,13 +91,17 @@ int FindFormat(const std::string& name, bool for_writing) {
 }
 
 std::optional<Failure> CheckInput(const Input& input) {
+  for (const Input& part : input.parts)
+    if (auto failure = CheckInput(part)) return failure;
+  if (!input.parts.empty()) return std::nullopt;
   const auto because = [&](const std::string& why) {
-    return Failure{kFailed, "The file cannot be opened.", input.shown + ": " + why};
+    return Failure{kFailed, "The file could not be opened.", input.shown + ": " + why};
   };
   if (input.path.empty()) return because("a file needs a name");
   struct stat status {};
   if (::stat(input.path.c_str(), &status) != 0) return because(SystemWords(errno));
-  if (S_ISDIR(status.st_mode)) return because("it is a folder");
+  if (S_ISDIR(status.st_mode))
+    return Failure{kFailed, ImportHelper::kDirectoryText, input.shown + ": it is a folder"};
   if (S_ISFIFO(status.st_mode))
     return because("it is a pipe; read it through standard input, with - as the file");
   if (!S_ISREG(status.st_mode)) return because("it is not a regular file");
@@ -105,19 +120,17 @@ ImportSession::ImportSession(Input input, ImportSettings settings, TerminalDialo
       log_before_(Log::Install([this](const LogEntry& entry) {
         if (entry.operation == "Note")
           notes_.push_back(EscapeControls(ToUtf8(entry.text)));
-        else
+        else if (entry.source != "ImportHelper")
           last_entry_ = EscapeControls(ToUtf8(entry.text));
       })) {
+  driver_.SetVerboseMode(/*show_messages=*/true, /*log_messages=*/true);
   dialogs_.BeginFile(input_.shown);
 }
 
-ImportSession::~ImportSession() {
-  file_.reset();
-  Log::Install(std::move(log_before_));
-}
+ImportSession::~ImportSession() { Log::Install(std::move(log_before_)); }
 
-Failure ImportSession::FileFailure(const std::string& doing) const {
-  Failure failure{kFailed, {}, input_.shown + ": " + doing + " " + Quoted(format_name())};
+Failure ImportSession::Because(const std::string& text) const {
+  Failure failure{kFailed, text, input_.shown + ": taken for " + Quoted(format_name())};
   if (settings_.format != 0)
     failure.advice += ", as --format says";
   else
@@ -128,14 +141,11 @@ Failure ImportSession::FileFailure(const std::string& doing) const {
   return failure;
 }
 
-template <typename Operation>
-std::optional<Failure> ImportSession::Attempt(const std::string& doing, Operation operation) {
-  std::string text = FailureText(*file_, operation);
-  if (text.empty()) return std::nullopt;
-  Failure failure = FileFailure(doing);
-  if (text == kCancelledText) failure.advice = input_.shown + ": cancelled";
-  failure.text = std::move(text);
-  return failure;
+Failure ImportSession::Refusal() const {
+  if (dialogs_.refusal()) return *dialogs_.refusal();
+  if (dialogs_.message().empty())
+    return {kFailed, "The import was cancelled.", input_.shown + ": nothing was read"};
+  return Because(dialogs_.message());
 }
 
 Failure ImportSession::FormatFailure() const {
@@ -153,62 +163,75 @@ Failure ImportSession::FormatFailure() const {
 }
 
 std::optional<Failure> ImportSession::SettleFormat() {
-  format_ = settings_.format != 0 ? settings_.format : ChooseFormat(Formats(), input_.path.c_str());
-  if (format_ < 1) return FormatFailure();
+  if (format_ != 0) return std::nullopt;
+  if (settings_.format != 0) {
+    format_ = settings_.format;
+    if (input_.parts.size() > 1 && !FormatAt(format_).several_at_once)
+      return Because(OneLine(ImportHelper::OneAtATimeText(format_name())));
+    return std::nullopt;
+  }
+  constexpr int kDetect = 1;
+  int format = kDetect;
+  ReadErrors error = ReadErrors::kNone;
+  if (!driver_.CheckFilesBeforeRead(input_.path.c_str(), format, nullptr, error, true)) {
+    if (format < 1) return FormatFailure();
+    format_ = format;
+    return Refusal();
+  }
+  format_ = format;
+  input_.path = FileSelection::Join(driver_.GetSelection());
   return std::nullopt;
 }
 
-std::optional<Failure> ImportSession::Open() {
+std::optional<Failure> ImportSession::Run(
+    const std::function<bool(const char* path, NvImportOpenOptions* options)>& operation) {
   if (auto failure = CheckInput(input_)) return failure;
-  opened_size_ = FileSize(input_.path);
-  Dialogs* const before = Dialogs::Install(&dialogs_);
-  auto failure = SettleFormat();
-  if (!failure) {
-    file_ = FormatList::Get().CreateFile(format_);
-    failure = Attempt("opened as", [&] {
-      if (settings_.options.empty())
-        return file_->Open(/*read=*/true, input_.path.c_str(), nullptr) == kGood;
-      ByteWriter writer;
-      writer.WriteBinaryString(settings_.options);
-      std::vector<unsigned char> bytes(writer.bytes().begin(), writer.bytes().end());
-      NvImportOpenOptions options{static_cast<int>(bytes.size()), bytes.data()};
-      return file_->Open(/*read=*/true, input_.path.c_str(), &options) == kGood;
-    });
-  }
-  Dialogs::Install(before);
-  return failure;
+  const std::uintmax_t size = TotalSize(input_);
+  const InstalledDialogs installed(dialogs_);
+  if (auto failure = SettleFormat()) return failure;
+
+  ByteWriter writer;
+  if (!settings_.options.empty()) writer.WriteBinaryString(settings_.options);
+  std::vector<unsigned char> bytes(writer.bytes().begin(), writer.bytes().end());
+  NvImportOpenOptions options{static_cast<int>(bytes.size()), bytes.data()};
+  progress_.Begin("establishing the size of " + input_.shown);
+  bool done = false;
+  const std::string thrown = Thrown([&] {
+    done = operation(input_.path.c_str(), settings_.options.empty() ? nullptr : &options);
+  });
+  if (!thrown.empty()) return Because(OneLine(thrown));
+  if (!done) return Refusal();
+  if (TotalSize(input_) < size)
+    return Failure{kFailed, "The file became shorter while it was read.",
+                   input_.shown + ": what was read is not whole; try again"};
+  dialogs_.SayWhatWasNotAsked();
+  return std::nullopt;
 }
 
-std::optional<Failure> ImportSession::EstablishSize() {
-  progress_.Begin("establishing the size of " + input_.shown);
-  return Attempt("sized as", [&] {
-    columns_ = file_->GetNumCols();
-    rows_ = file_->GetNumRows();
-    return columns_ >= 0 && rows_ >= 0;
+std::optional<Failure> ImportSession::Measure() {
+  return Run([&](const char* path, NvImportOpenOptions* options) {
+    return driver_.SizeSpreadsheetFile(path, format_, nullptr, options, true, rows_, columns_);
   });
 }
 
-std::optional<Failure> ImportSession::Read(ReadSpreadSheetData& sink) {
-  progress_.Begin("reading " + input_.shown);
-  auto failure = Attempt("read as", [&] { return file_->Read(&sink) == kGood; });
-  if (!failure && FileSize(input_.path) < opened_size_)
-    failure = Failure{kFailed, "The file became shorter while it was read.",
-                      input_.shown + ": what was read is not whole; try again"};
-  if (const char* warning = file_->GetWarningMessage())
-    warnings_.push_back(EscapeControls(ToUtf8(warning)));
+std::optional<Failure> ImportSession::Read(SpreadsheetData& sheet) {
+  auto failure = Run([&](const char* path, NvImportOpenOptions* options) {
+    return driver_.ReadSpreadsheetFile(path, format_, &sheet, nullptr, options, true);
+  });
+  rows_ = sheet.GetNumberOfRows();
+  columns_ = sheet.GetNumberOfColumns();
   return failure;
 }
 
 std::optional<Failure> WriteFormat(int format, const std::string& path, const std::string& shown,
-                                   WriteSpreadSheetData& source) {
-  const auto file = FormatList::Get().CreateFile(format);
-  std::string text = FailureText(*file, [&] {
-    return file->Open(/*read=*/false, path.c_str(), nullptr) == kGood &&
-           file->Write(&source) == kGood;
+                                   SpreadsheetData& sheet, TerminalDialogs& dialogs) {
+  const InstalledDialogs installed(dialogs);
+  bool done = false;
+  const std::string thrown = Thrown([&] {
+    done = ImportHelper().WriteSpreadsheetFile(path.c_str(), format, &sheet, nullptr, nullptr);
   });
-  file->Close();
-  if (text.empty()) return std::nullopt;
+  if (done) return std::nullopt;
   return Failure{
-      kFailed, std::move(text),
+      kFailed, thrown.empty() ? dialogs.message() : OneLine(thrown),
       shown + ": written as " + Quoted(FormatAt(format).name) + "; --to NAME takes another format"};
 }

@@ -1,23 +1,23 @@
 #pragma once
 
-#include <cstdint>
-#include <memory>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/nvimport/Failure.h"
 #include "framework/FormatDetection.h"
-#include "framework/SpreadsheetFile.h"
+#include "framework/ImportHelper.h"
 #include "platform/Log.h"
 
 class ProgressBar;
 class TerminalDialogs;
 
-// A file to read: where it is, and its name in messages.
+// A file to read, or several that become one sheet: where it is, and its name in messages.
 struct Input {
-  std::string path;
+  std::string path;  // of several files as FileSelection joins them
   std::string shown;
+  std::vector<Input> parts;  // the several files
 };
 
 struct ImportSettings {
@@ -36,8 +36,8 @@ int FindFormat(const std::string& name, bool for_writing);
 // Why the file can't be read at all, whatever its format.
 std::optional<Failure> CheckInput(const Input& input);
 
-// One import: settles the format, opens, sizes and reads a file, and turns whatever goes wrong into
-// a Failure.
+// One import through the driver: settles the format, asks what there is to ask, and turns whatever
+// goes wrong into a Failure.
 class ImportSession {
  public:
   ImportSession(Input input, ImportSettings settings, TerminalDialogs& dialogs,
@@ -46,41 +46,41 @@ class ImportSession {
   ImportSession& operator=(const ImportSession&) = delete;
   ~ImportSession();
 
-  std::optional<Failure> Open();
-  std::optional<Failure> EstablishSize();
-  std::optional<Failure> Read(ReadSpreadSheetData& sink);
+  // Each begins with the file anew.
+  std::optional<Failure> Measure();
+  std::optional<Failure> Read(SpreadsheetData& sheet);
 
   int format() const { return format_; }
   const char* format_name() const { return FormatAt(format_).name; }
   int rows() const { return rows_; }
   int columns() const { return columns_; }
-  // What was left out, and what else the reader warns of.
+  // What was left out.
   const std::vector<std::string>& notes() const { return notes_; }
-  const std::vector<std::string>& warnings() const { return warnings_; }
 
  private:
+  // Does one operation of the driver, which takes the path and the options.
+  std::optional<Failure> Run(
+      const std::function<bool(const char* path, NvImportOpenOptions* options)>& operation);
+  // The format, and the files in their order.
   std::optional<Failure> SettleFormat();
   Failure FormatFailure() const;
-  Failure FileFailure(const std::string& doing) const;
-  // Runs an operation that returns a status or throws.
-  template <typename Operation>
-  std::optional<Failure> Attempt(const std::string& doing, Operation operation);
+  // Why the driver or a reader refused.
+  Failure Refusal() const;
+  Failure Because(const std::string& text) const;
 
   Input input_;
   ImportSettings settings_;
   TerminalDialogs& dialogs_;
   ProgressBar& progress_;
   Log::Sink log_before_;
+  ImportHelper driver_;
   int format_ = 0;
-  std::unique_ptr<SpreadsheetFile> file_;
   int rows_ = -1;
   int columns_ = -1;
   std::vector<std::string> notes_;
-  std::vector<std::string> warnings_;
-  std::uintmax_t opened_size_ = 0;
-  std::string last_entry_;  // of the log, notes apart
+  std::string last_entry_;  // of the readers in the log, notes apart
 };
 
-// Writes `source` to `path` in a registered format; `shown` names the output in messages.
+// Writes `sheet` to `path` in a registered format; `shown` names the output in messages.
 std::optional<Failure> WriteFormat(int format, const std::string& path, const std::string& shown,
-                                   WriteSpreadSheetData& source);
+                                   SpreadsheetData& sheet, TerminalDialogs& dialogs);

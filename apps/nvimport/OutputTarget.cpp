@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr const char* kNotWritten = "The output could not be written.";
-
 bool IsThere(const std::string& path) {
   struct stat status {};
   return ::lstat(path.c_str(), &status) == 0;

@@ -7,6 +7,8 @@
 #include "apps/nvimport/TemporaryPaths.h"
 #include "platform/OutputFile.h"
 
+constexpr const char* kNotWritten = "File could not be written.";
+
 // Where an output goes. A file appears under its name only when it is whole; a device, a pipe and
 // standard output ("-") are written directly.
 class OutputTarget {

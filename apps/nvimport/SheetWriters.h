@@ -25,7 +25,7 @@ void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& co
 std::string JsonCell(const MemoryCell& cell, const TextDecoder& decoder);
 
 // A sheet for the writer of a registered format: texts come out converted.
-class ConvertedSheet final : public WriteSpreadSheetData {
+class ConvertedSheet final : public SpreadsheetData {
  public:
   ConvertedSheet(MemorySheet& sheet, const TextConversion& conversion)
       : sheet_(sheet), conversion_(conversion) {}
@@ -39,6 +39,12 @@ class ConvertedSheet final : public WriteSpreadSheetData {
   bool IsText(int column, int row) override { return sheet_.IsText(column, row); }
   int GetNumberOfColumns() override { return sheet_.GetNumberOfColumns(); }
   int GetNumberOfRows() override { return sheet_.GetNumberOfRows(); }
+
+  // Nothing is read into it.
+  using ReadSpreadSheetData::Set;
+  void Set(int, int, const char*) override {}
+  void Set(int, int, float) override {}
+  void SetDataSize(int, int) override {}
 
  private:
   MemorySheet& sheet_;

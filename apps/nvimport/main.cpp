@@ -26,6 +26,21 @@ void AddFormatOptions(CLI::App& command, Settings& settings) {
       ->type_name("TEXT");
   command.add_flag("--ignore-consecutive", settings.ignore_consecutive,
                    "Delimiters in a row count as one");
+  command
+      .add_option("--sheet", settings.sheets,
+                  "Worksheets of a workbook, by name or number: 2, 1,3, 2-4 or all")
+      ->type_name("SHEETS");
+  command.add_option("--merge", settings.merge, "How several worksheets become one sheet")
+      ->type_name("side|below")
+      ->check(CLI::IsMember({"side", "below"}));
+  command.add_option("--blocks", settings.blocks, "Data blocks of a file of several: 1,3 or all")
+      ->type_name("BLOCKS");
+  command.add_option("--range", settings.range, "Points of a spectrum, from 1; LAST 0 for the end")
+      ->type_name("FIRST,LAST");
+  command.add_flag("--together", settings.together,
+                   "Makes one sheet of all files, in formats that take several");
+  command.add_option("--files", settings.chosen_files, "Which of the files --together takes: 1,3")
+      ->type_name("FILES");
   command.add_option("--option", settings.options, "Answers a question of the format")
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false);

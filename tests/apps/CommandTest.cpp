@@ -131,7 +131,7 @@ std::string TextWithNul() {
 
 constexpr const char* kCutNote =
     "1 line holds a NUL byte, and what follows it there was not delivered";
-constexpr const char* kNotWritten = "The output could not be written.";
+constexpr const char* kNotWritten = "File could not be written.";
 
 }  // namespace
 
@@ -214,10 +214,12 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
   desk.Put("in.txt", "a;b\n");
   desk.Put("out.csv", "precious\n");
   desk.Put("binary.txt", {"a;b\0c;d\n", 8});
+  desk.Put("empty.txt", "");
   std::filesystem::create_directory(desk.Path("work/folder"));
   ASSERT_EQ(::mkfifo(desk.Path("work/pipe").c_str(), 0600), 0);
   const std::string listing = desk.Listing();
-  const char* no_open = "The file cannot be opened.";
+  const char* no_open = "The file could not be opened.";
+  const char* no_folder = "Directories can not be imported.";
   const char* no_list = "The list of files cannot be read.";
   const char* formats_written =
       "--to takes csv, tsv, jsonl or a format that \"nvimport formats\" says can be written";
@@ -230,7 +232,8 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
   } kCases[] = {
       {"convert missing.txt -o x.csv", 1, no_open, "missing.txt: no such file or directory"},
       {"show a\x1b[2J\n.txt", 1, no_open, "a\\x1b[2J\\x0a.txt: no such file or directory"},
-      {"convert folder -o x.csv", 1, no_open, "folder: it is a folder"},
+      {"convert folder -o x.csv", 1, no_folder, "folder: it is a folder"},
+      {"convert folder --format 17 -o x.csv", 1, no_folder, "folder: it is a folder"},
       {"detect pipe", 1, no_open,
        "pipe: it is a pipe; read it through standard input, with - as the file"},
       {"convert pipe -o x.csv", 1, no_open,
@@ -238,9 +241,20 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
       {"info /dev/null", 1, no_open, "/dev/null: it is not a regular file"},
       {"convert  -o x.csv", 1, no_open, "\"\": a file needs a name"},
       {"convert binary.txt --format 17 -o x.csv", 1,
-       "This file appears to be a binary file and cannot be imported. Only ordinary text (ASCII) "
-       "files can be imported.",
-       "binary.txt: opened as \"Text File\", as --format says"},
+       "The file could not be opened. This file appears to be a binary file and cannot be "
+       "imported. "
+       "Only ordinary text (ASCII) files can be imported.",
+       "binary.txt: taken for \"Text File\", as --format says"},
+      {"validate empty.txt --format 17 --quiet", 1,
+       "The selected file does not contain any data. Import will be aborted.",
+       "empty.txt: taken for \"Text File\", as --format says"},
+      {"convert in.txt binary.txt --together -o x.csv", 1,
+       "Text File can only be imported one at a time. Import will be aborted.",
+       "in.txt and 1 more: taken for \"Text File\"; --format NAME takes another format, \"nvimport "
+       "detect FILE\" shows what the formats say"},
+      {"convert in.txt binary.txt --together --format txt -o x.csv", 1,
+       "Text File can only be imported one at a time. Import will be aborted.",
+       "in.txt and 1 more: taken for \"Text File\", as --format says"},
       {"convert in.txt -o out.csv", 1, kNotWritten,
        "out.csv: it exists already; --force replaces it"},
       {"convert in.txt -o no\n/x.csv", 1, kNotWritten,
@@ -249,8 +263,9 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
        "folder: it is a folder; --outdir writes into one"},
       {"convert in.txt -o /dev/full --to csv --quiet", 1, kNotWritten,
        "/dev/full: No space left on device"},
-      {"convert in.txt -o /dev/full --to txt --quiet", 1, kNotWritten,
-       "/dev/full: No space left on device"},
+      {"convert in.txt -o /dev/full --to txt --quiet", 1,
+       "File could not be written. No space left on device",
+       "/dev/full: written as \"Text File\"; --to NAME takes another format"},
       {"convert in.txt --outdir in.txt/x", 1, "The output folder could not be made.",
        "in.txt/x: not a directory"},
       {"convert --files-from missing -o x.csv", 1, no_list, "missing: no such file or directory"},
@@ -270,7 +285,13 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
       {"convert -o x.csv", 2, "There is no file to read.",
        "give FILE, or - to read standard input"},
       {"convert in.txt in.txt -o x.csv", 2, "Several files can't go into one output.",
-       "--outdir gives each its own"},
+       "--outdir gives each its own, --together makes one sheet of them"},
+      {"convert in.txt --files 1 -o x.csv", 2, "--files chooses among files that are one sheet.",
+       "--together makes them one"},
+      {"convert in.txt --together --files 2 -o x.csv", 2, "\"2\" is not among the files.",
+       "--files takes numbers from 1 to 1"},
+      {"convert in.txt --range 5,2 -o x.csv", 2, "\"5,2\" is no range.",
+       "--range takes FIRST,LAST, points from 1, a last one of 0 for the end"},
       {"convert in.txt -o x.csv --outdir y", 2, "-o and --outdir exclude each other.",
        "-o names one output"},
       {"show in.txt --rows 0", 2, "--rows: Value 0 not in range 1 to 1000000", help},
@@ -310,9 +331,12 @@ TEST(Command, FullAndClosedOutputs) {
         << line;
   ::close(full);
 
-  for (const std::string format : {"csv", "txt"})
-    EXPECT_EQ(desk.Run("convert big.txt -o x.csv --quiet --to " + format, {.largest_file = 50000}),
-              (Ran{1, "", TwoLines(kNotWritten, "x.csv: File too large")}));
+  EXPECT_EQ(desk.Run("convert big.txt -o x.csv --quiet", {.largest_file = 50000}),
+            (Ran{1, "", TwoLines(kNotWritten, "x.csv: File too large")}));
+  EXPECT_EQ(desk.Run("convert big.txt -o x.txt --quiet", {.largest_file = 50000}),
+            (Ran{1, "",
+                 TwoLines("File could not be written. File too large",
+                          "x.txt: written as \"Text File\"; --to NAME takes another format")}));
   EXPECT_EQ(
       desk.Run("validate -", {.input = big, .largest_file = 50000}),
       (Ran{1, "",
@@ -396,7 +420,7 @@ TEST(Command, SeveralFiles) {
     all_good += ok;
   }
   const std::string missing =
-      TwoLines("The file cannot be opened.", "7.txt: no such file or directory");
+      TwoLines("The file could not be opened.", "7.txt: no such file or directory");
   for (const std::string jobs : {" --jobs 1", " --jobs 2", " --jobs 40"}) {
     const std::string line = "validate --delimiter ;" + files + jobs;
     EXPECT_EQ(desk.Run(line),
@@ -423,14 +447,14 @@ TEST(Command, SeveralOutputs) {
   desk.Put("b/x.txt", "3;4\n");
   desk.Put("[1,2]", "5;6\n");
   for (const std::string jobs : {" --jobs 1", " --jobs 2"}) {
-    EXPECT_EQ(
-        desk.Run("convert a/x.txt b/x.txt missing.txt [1,2] --outdir new/out --to tsv "
-                 "--format 17 --delimiter ; --keep-going --force" +
-                 jobs),
-        (Ran{1, "",
-             TwoLines(kNotWritten, "b/x.txt: another file goes into new/out/x.tsv already") +
-                 TwoLines("The file cannot be opened.", "missing.txt: no such file or directory") +
-                 "4 files: 2 done, 2 failed\n"}));
+    EXPECT_EQ(desk.Run("convert a/x.txt b/x.txt missing.txt [1,2] --outdir new/out --to tsv "
+                       "--format 17 --delimiter ; --keep-going --force" +
+                       jobs),
+              (Ran{1, "",
+                   TwoLines(kNotWritten, "b/x.txt: another file goes into new/out/x.tsv already") +
+                       TwoLines("The file could not be opened.",
+                                "missing.txt: no such file or directory") +
+                       "4 files: 2 done, 2 failed\n"}));
     EXPECT_EQ(desk.Listing(),
               "[1,2] a a/x.txt b b/x.txt new new/out new/out/[1,2].tsv new/out/x.tsv");
     EXPECT_EQ(desk.Get("new/out/x.tsv") + desk.Get("new/out/[1,2].tsv"), "1\t2\n5\t6\n");
@@ -497,10 +521,10 @@ TEST(Command, AnswersInJson) {
   same(answer("info cut.txt --notes", "files"),
        R"([{"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rows": 4001,
             "columns": 2, "choices": [{"name": "delimiter", "answer": "semicolon",
-            "source": "guessed", "option": "--delimiter semicolon"}], "warnings": [], "notes":
+            "source": "guessed", "option": "--delimiter semicolon", "entries": []}], "warnings": [], "notes":
             ["1 line holds a NUL byte, and what follows it there was not delivered"]}])");
   same(answer("validate missing.txt cut.txt --keep-going", "files"),
-       R"([{"file": "missing.txt", "error": "The file cannot be opened.",
+       R"([{"file": "missing.txt", "error": "The file could not be opened.",
             "advice": "missing.txt: no such file or directory"},
            {"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rows": 4001,
             "columns": 2, "ok": true, "warnings": [], "notes":
