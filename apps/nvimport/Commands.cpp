@@ -301,7 +301,8 @@ std::optional<Failure> SettleOutput(const Settings& settings, const RunPlan& run
   for (const Input& input : run.inputs) {
     std::string output = settings.output;
     if (into_folder) {
-      const auto stem = std::filesystem::path(input.path).filename().replace_extension();
+      const Input& named = input.parts.empty() ? input : input.parts.front();
+      const auto stem = std::filesystem::path(named.path).filename().replace_extension();
       output = std::filesystem::path(settings.out_dir) / (stem.string() + plan.format.extension);
     }
     plan.outputs.push_back(output);

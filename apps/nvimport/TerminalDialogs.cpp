@@ -45,7 +45,7 @@ const ListWords& WordsOf(ItemsQuestion::Kind kind) {
   static constexpr ListWords kWords[] = {{"worksheets", "--sheet "},
                                          {"blocks", "--blocks "},
                                          {"files", "--files "},
-                                         {"reference", "--option reference="}};
+                                         {"reference series", "--option reference="}};
   return kWords[static_cast<std::size_t>(kind)];
 }
 

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,6 +44,8 @@ struct Streams {
   std::string input = "";
   int in = -1;   // instead of the input
   int out = -1;  // instead of a file
+  int errors = -1;
+  std::string plug_ins = "";
   ::rlim_t largest_file = RLIM_INFINITY;
 };
 
@@ -92,12 +95,12 @@ class Desk {
     constexpr int kNew = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
     take(streams.in >= 0 ? streams.in : ::open(Path("in").c_str(), O_RDONLY | O_CLOEXEC), 0);
     take(streams.out >= 0 ? streams.out : ::open(Path("out").c_str(), kNew, 0600), 1);
-    take(::open(Path("errors").c_str(), kNew, 0600), 2);
+    take(streams.errors >= 0 ? streams.errors : ::open(Path("errors").c_str(), kNew, 0600), 2);
     const ::rlimit limit{streams.largest_file, streams.largest_file};
     ::setrlimit(RLIMIT_FSIZE, &limit);
     ::setenv("TMPDIR", "../tmp", 1);
     ::setenv("XDG_CONFIG_HOME", "/nowhere", 1);
-    ::unsetenv("NVIMPORT_PLUGIN_PATH");
+    ::setenv("NVIMPORT_PLUGIN_PATH", streams.plug_ins.c_str(), 1);
     if (::chdir(Path("work").c_str()) == 0) ::execv(NVIMPORT_TEST_COMMAND, arguments.data());
     ::_exit(126);
   }
@@ -112,6 +115,33 @@ class Desk {
   Ran Run(const std::string& line, const Streams& streams = {}) const {
     std::filesystem::remove(Path("out"));
     return Finish(Start("nvimport " + line, streams));
+  }
+
+  // Runs it in a terminal whose user has typed `answers`; what the terminal shows is the errors.
+  Ran RunInTerminal(const std::string& line, const std::string& answers,
+                    const std::string& plug_ins) const {
+    std::filesystem::remove(Path("out"));
+    const int user = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ::grantpt(user);
+    ::unlockpt(user);
+    const int terminal = ::open(::ptsname(user), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ::termios modes{};
+    ::tcgetattr(terminal, &modes);
+    modes.c_lflag &= ~static_cast<::tcflag_t>(ECHO);
+    modes.c_oflag &= ~static_cast<::tcflag_t>(OPOST);
+    ::tcsetattr(terminal, TCSANOW, &modes);
+    EXPECT_EQ(::write(user, answers.data(), answers.size()), std::ssize(answers));
+    const ::pid_t process =
+        Start("nvimport " + line, {.in = terminal, .errors = terminal, .plug_ins = plug_ins});
+    ::close(terminal);
+    std::string shown;
+    char bytes[1024];
+    for (::ssize_t got = 0; (got = ::read(user, bytes, sizeof bytes)) > 0;)
+      shown.append(bytes, static_cast<std::size_t>(got));
+    ::close(user);
+    Ran ran = Finish(process);
+    ran.errors = shown;
+    return ran;
   }
 
  private:
@@ -437,6 +467,143 @@ TEST(Command, SeveralFiles) {
                  "ok 4.txt: Text File, 1 row x 2 columns\nok 2.txt: Text File, 1 row x 2 columns\n"
                  "ok 3.txt: Text File, 1 row x 2 columns\n",
                  ""}));
+}
+
+// A format that asks each question there is.
+const char* const kAsks = NVIMPORT_TEST_PLUGINS "/question";
+
+TEST(Command, WithoutATerminalAnswersAsAUserWouldAndSaysSo) {
+  const Desk desk;
+  const std::string decides = "... decides otherwise)\n";
+  const std::string choices = " chooses among: 1 Alpha; 2 Beta,Gamma; 3 2";
+  const std::string sheets =
+      "--sheet N,N... chooses among: 1 Alpha (1 x 2); 2 Beta,Gamma (3 x 4); 3 2 (5 x 6)";
+  const std::string points = "7201 points, x from 4000 to 400, spacing -0.5";
+  const struct {
+    const char* file;
+    const char* options;
+    Ran ran;
+  } kCases[] = {
+      {"worksheets\n",
+       "",
+       {0, "0 merge 1\n", "x.ask: of 3 worksheets taken: Alpha (1 x 2) (--sheet " + decides}},
+      {"worksheets\n", " --sheet 2", {0, "1 merge 1\n", ""}},
+      {"worksheets\n", " --sheet beta,gamma", {0, "1 merge 1\n", ""}},
+      {"worksheets\n", " --sheet 3,alpha,3 --merge side", {0, "2 0 merge 0\n", ""}},
+      {"worksheets\n", " --sheet 2-3", {0, "1 2 merge 1\n", ""}},
+      {"worksheets\n",
+       " --sheet 2,Zork",
+       {1, "", TwoLines("\"2,Zork\" is not among the worksheets.", "x.ask: " + sheets)}},
+      {"worksheets\n",
+       " --sheet 4",
+       {1, "", TwoLines("\"4\" is not among the worksheets.", "x.ask: " + sheets)}},
+      {"one row\n",
+       " --sheet 4",
+       {0, "one row\n", "x.ask: --sheet was not needed, there was no such choice\n"}},
+      {"blocks\n",
+       "",
+       {0, "0 1 2 merge 0\n", "x.ask: of 3 blocks taken: 1,2,3 (--blocks " + decides}},
+      {"blocks\n", " --blocks 3,1", {0, "2 0 merge 0\n", ""}},
+      {"reference\n",
+       "",
+       {0, "0 merge 0\n", "x.ask: of 3 reference series taken: Alpha (--option reference=" + decides}},
+      {"range\n",
+       "",
+       {0, "1 to 0\n",
+        "x.ask: all of the " + points + " (--range FIRST,LAST decides otherwise)\n"}},
+      {"range\n", " --range 7201,0", {0, "7201 to 0\n", ""}},
+      {"range\n",
+       " --range 1,7202",
+       {1, "", TwoLines("The range 1,7202 is not within the points.", "x.ask: " + points)}},
+      {"files\n",
+       "",
+       {1, "", TwoLines("Please select the things.", "x.ask: --files N,N..." + choices)}},
+      {"warning\n", "", {0, "warning\n", "warning: The file is old.\n"}},
+      {"warning\n", " --strict", {4, "warning\n", "warning: The file is old.\n"}},
+  };
+  for (const auto& c : kCases) {
+    desk.Put("x.ask", c.file);
+    EXPECT_EQ(desk.Run(std::string("convert x.ask -o -") + c.options, {.plug_ins = kAsks}), c.ran)
+        << c.file << c.options;
+  }
+}
+
+TEST(Command, AsksInATerminal) {
+  const Desk desk;
+  const std::string list = "Select Things\nPlease select the things.\n     Thing\n";
+  const std::string things = list + "  1  Alpha\n  2  Beta,Gamma\n  3  2\n";
+  const std::string numbers = "Numbers such as 1,3 or 2-4 (";
+  const std::string sheets = list +
+                             "  1  Alpha (1 x 2)\n  2  Beta,Gamma (3 x 4)\n  3  2 (5 x 6)\n" +
+                             numbers + "Enter takes 1, q cancels): ";
+  const std::string merge =
+      "  1  Merge side by side\n  2  Merge above and below\nNumber (Enter takes 2, q cancels): ";
+  const std::string range = "Select Range\nx.ask: 7201 points, x from 4000 to 400, spacing -0.5\n";
+  const std::string points = "First and last point, such as 10,200 (Enter takes all, q cancels): ";
+  const std::string cancelled = TwoLines("The import was cancelled.", "x.ask: nothing was read");
+  const struct {
+    const char* file;
+    const char* answers;
+    Ran ran;
+  } kCases[] = {
+      {"worksheets\n", "\n", {0, "0 merge 1\n", sheets + "next time: --sheet 1\n"}},
+      {"worksheets\n",
+       "9\n3,1\n1\n",
+       {0, "2 0 merge 0\n",
+        sheets + numbers + "Enter takes 1, q cancels): " + merge +
+            "next time: --sheet 3,1 --merge side\n"}},
+      {"worksheets\n", "1,2\nq\n", {1, "", sheets + merge + cancelled}},
+      {"blocks\n",
+       "\n",
+       {0, "0 1 2 merge 0\n",
+        things + numbers + "Enter takes all, q cancels): next time: --blocks 1,2,3\n"}},
+      {"files\n",
+       "\n2,3\n",
+       {0, "1 2 merge 0\n",
+        things + numbers + "q cancels): " + numbers + "q cancels): next time: --files 2,3\n"}},
+      {"reference\n",
+       "1,2\n2\n",
+       {0, "1 merge 0\n",
+        things + "Number (Enter takes 1, q cancels): Number (Enter takes 1, q cancels): "
+                 "next time: --option reference=2\n"}},
+      {"range\n",
+       "5\n5,7202\n5,70\n",
+       {0, "5 to 70\n", range + points + points + points + "next time: --range 5,70\n"}},
+      {"range\n", "q\n", {1, "", range + points + cancelled}},
+      {"warning\n",
+       "\n",
+       {0, "warning\n",
+        "Warning: The file is old.\nEnter goes on, q cancels: warning: The file is old.\n"}},
+      {"warning\n",
+       "q\n",
+       {1, "",
+        "Warning: The file is old.\nEnter goes on, q cancels: " + cancelled +
+            "warning: The file is old.\n"}},
+  };
+  for (const auto& c : kCases) {
+    desk.Put("x.ask", c.file);
+    EXPECT_EQ(desk.RunInTerminal("convert x.ask -o -", c.answers, kAsks), c.ran)
+        << c.file << c.answers;
+  }
+}
+
+TEST(Command, MakesOneSheetOfSeveralFiles) {
+  const Desk desk;
+  desk.Put("a.ask", "one\n");
+  desk.Put("b.ask", "two\n");
+  desk.Put("c.ask", "three\n");
+  const std::string line = "convert a.ask b.ask c.ask --together -o -";
+  EXPECT_EQ(desk.Run(line, {.plug_ins = kAsks}), (Ran{0, "one\ntwo\nthree\n", ""}));
+  EXPECT_EQ(desk.Run(line + " --files 3,1 --format ask", {.plug_ins = kAsks}),
+            (Ran{0, "three\none\n", ""}));
+  EXPECT_EQ(desk.Run("convert a.ask b.ask --together --outdir o", {.plug_ins = kAsks}),
+            (Ran{0, "", ""}));
+  EXPECT_EQ(desk.Get("o/a.csv"), "one\ntwo\n");
+  EXPECT_EQ(desk.RunInTerminal(line, "1\n2,3,1\n", kAsks),
+            (Ran{0, "two\nthree\none\n",
+                 "The order of the files:\n  1  a.ask\n  2  b.ask\n  3  c.ask\n"
+                 "Numbers in another order, such as 2,1,3 (Enter keeps it, q cancels): "
+                 "Numbers in another order, such as 2,1,3 (Enter keeps it, q cancels): "}));
 }
 
 TEST(Command, SeveralOutputs) {

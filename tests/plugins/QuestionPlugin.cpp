@@ -65,9 +65,8 @@ bool Follow(const std::string& line, Import& import) {
 int NvImportSizeFileFormatsSupported() { return 1; }
 
 NvImportFormatInfo* NvImportGetFileFormatInfo(int) {
-  static NvImportFormatInfo info = {"Question File", "Question Files (*.ask)", nullptr, 1, ".ask",
-                                    false,           true,                     true,    true,
-                                    true};
+  static NvImportFormatInfo info = {
+      "Question File", "Question Files (*.ask)", nullptr, 1, ".ask", false, true, true, true, true};
   return &info;
 }
 

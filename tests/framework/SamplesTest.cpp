@@ -1,0 +1,121 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+
+#include "framework/FormatDetection.h"
+#include "framework/FormatList.h"
+#include "framework/NvImport.h"
+#include "framework/SprFileFactory.h"
+#include "framework/SpreadsheetOpenOptions.h"
+#include "platform/Dialogs.h"
+#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/Support.h"
+
+namespace {
+
+// The sample files by name.
+std::set<std::filesystem::path> Samples() {
+  std::set<std::filesystem::path> samples;
+  for (const auto& entry : std::filesystem::directory_iterator(NVIMPORT_TEST_SAMPLES))
+    if (entry.path().extension() != ".sh") samples.insert(entry.path());
+  return samples;
+}
+
+// A user who takes the first of everything.
+class Obliging : public ScriptedDialogs {
+ public:
+  Obliging() {
+    import_text = [this](const TextImportQuestion& question) {
+      ++text_questions;
+      return std::optional(question.current);
+    };
+    items = ItemsChoice{{0}, 0};
+    range = RangeChoice{};
+  }
+  std::size_t questions() const {
+    return text_questions + items_questions.size() + range_questions.size();
+  }
+
+ private:
+  std::size_t text_questions = 0;
+};
+
+// Reads through the C functions of this very program.
+std::string ReadThroughTheFunctions(int format, const char* path, NvImportOpenOptions* options) {
+  struct Record : NvImportReadData {
+    MemorySheet sheet;
+    Record() : NvImportReadData{} {
+      set_number = [](NvImportReadData* data, int row, int column, float value) {
+        static_cast<Record*>(data)->sheet.Set(column, row, value);
+      };
+      set_text = [](NvImportReadData* data, int row, int column, const char* text) {
+        static_cast<Record*>(data)->sheet.Set(column, row, text);
+      };
+      set_size = [](NvImportReadData* data, int new_rows, int new_columns) {
+        static_cast<Record*>(data)->sheet.SetDataSize(new_columns, new_rows);
+      };
+      next_index = [](NvImportReadData*, int previous) { return previous + 1; };
+    }
+  };
+  Record record;
+  long handle = 0;
+  EXPECT_EQ(NvImportOpen(format, path, 1, &handle, options), 1);
+  EXPECT_EQ(NvImportRead(format, handle, &record), 1);
+  NvImportClose(format, handle);
+  return SheetText(record.sheet);
+}
+
+TEST(Samples, EveryFormatsAnswerIsWhatTheTableSays) {
+  std::string table;
+  for (const auto& sample : Samples()) {
+    const Detection detection = DetectFormat(BuiltInFormats(), sample.c_str());
+    table += sample.filename().string() + ":";
+    for (const int answer : {2, 1})
+      for (std::size_t i = 0; i < detection.answers.size(); ++i)
+        if (detection.answers[i] == answer)
+          table += std::string(answer == 2 ? " certain " : " possible ") +
+                   SprFileFactory::GetFormat(static_cast<int>(i) + 1)->name + ",";
+    table.back() = '\n';
+  }
+  std::ifstream file(NVIMPORT_TEST_ANSWERS);
+  const std::string expected{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_EQ(table, expected) << "the whole table is now:\n" << table;
+}
+
+// The class, the C functions and the shared library as a plug-in give the same sheet, the last two
+// by the options that the first came back with, which ask nothing.
+TEST(Samples, ReadAlikeThroughEveryFaceAndWithoutQuestionsTheSecondTime) {
+  FormatList list;
+#if !defined(__SANITIZE_ADDRESS__)  // two copies of a sanitized library don't live in one process
+  const int formats = list.size();
+  ASSERT_TRUE(list.AddLibrary(NVIMPORT_TEST_LIBRARY));
+  ASSERT_EQ(list.size(), formats) << "each format replaced itself";
+  ASSERT_EQ(list.GetLibraryPath(1), NVIMPORT_TEST_LIBRARY);
+#endif
+  for (const auto& sample : Samples()) {
+    SCOPED_TRACE(sample);
+    const int format = DetectFormat(BuiltInFormats(), sample.c_str()).format;
+    if (format < 1) continue;
+    Obliging dialogs;
+    NvImportOpenOptions asked{0, nullptr};
+    NvImportOpenOptions options{0, nullptr};
+    const auto file = SprFileFactory::CreateReader(format);
+    const Outcome first = ImportFile(*file, sample.c_str(), &asked);
+    EXPECT_EQ(first.status, 0) << first.text;
+    EXPECT_NE(first.sheet, "");
+    SpreadsheetOpenOptions::CopyOpenOptions(&options, &asked);
+    file->Close();
+    const std::size_t questions = dialogs.questions();
+
+    NvImportOpenOptions* given = options.data != nullptr ? &options : nullptr;
+    EXPECT_EQ(ReadThroughTheFunctions(format, sample.c_str(), given), first.sheet);
+    EXPECT_EQ(ImportFile(*list.CreateFile(format), sample.c_str(), given).sheet, first.sheet);
+    EXPECT_EQ(dialogs.questions(), questions);
+    SpreadsheetOpenOptions::FreeOpenOptions(&options);
+  }
+}
+
+}  // namespace
