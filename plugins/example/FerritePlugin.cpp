@@ -47,7 +47,8 @@ struct FrtFile {
     std::memcpy(&step_x, header + 24, sizeof step_x);
     // The counts are claims until the file's size has backed them.
     const std::uint64_t samples = (size - kHeaderSize) / sizeof(float);
-    if (points == 0 || points > samples || scans > samples / points || scans >= INT_MAX)
+    if (points == 0 || points > samples || scans > samples / points || points > INT_MAX ||
+        scans >= INT_MAX)
       return Fail("The file is shorter than its header says.");
     return true;
   }

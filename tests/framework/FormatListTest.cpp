@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -56,6 +57,19 @@ TEST(FormatList, UnloadsALibraryWithItsLastFormat) {
   ASSERT_TRUE(list.AddLibrary(Plugin("no-read")));  // the same name
   EXPECT_FALSE(is_mapped(Plugin("good")));
   EXPECT_EQ(list.size(), 20);
+}
+
+TEST(FormatList, ReleasesEveryLibraryAtItsEnd) {
+  void* const kept = ::dlopen(Plugin("good").c_str(), RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(kept, nullptr);
+  const auto released = reinterpret_cast<int (*)()>(::dlsym(kept, "TestPluginReleased"));
+  {
+    FormatList list;
+    ASSERT_TRUE(list.AddLibrary(Plugin("good")));
+    EXPECT_EQ(released(), 0);
+  }
+  EXPECT_EQ(released(), 1);
+  ::dlclose(kept);
 }
 
 TEST(FormatList, ALibraryThatCannotServeChangesNothing) {

@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <iostream>
 
 #include "framework/FileSelection.h"
 #include "framework/FormatList.h"
@@ -203,6 +205,40 @@ TEST(ImportHelper, TheFiltersPositionStandsForAFormatThatCanRead) {
     EXPECT_EQ(format, c.format) << "filter " << c.filter;
     EXPECT_EQ(error, c.error);
   }
+}
+
+// In a process of its own: the table of the file dialogs is made from the list at its first need.
+TEST(ImportHelperDeathTest, TheFiltersLeaveOutWhatCannotReadAndStayAsTheyWereFirst) {
+  ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  const auto check = [] {
+    const TempFolder folder;
+    const auto plug_in = [](const char* name) {
+      return NVIMPORT_TEST_PLUGINS "/" + std::string(name) + "/plugin.so";
+    };
+    std::filesystem::copy(plug_in("unreadable"), folder.path() + "/20.so");
+    std::filesystem::copy(plug_in("good"), folder.path() + "/21.so");
+    ::setenv("NVIMPORT_PLUGIN_PATH", folder.path().c_str(), 1);
+    Host host;
+    const TempFile file("a;b\n", "table.txt");
+    std::string formats;
+    const auto settle = [&](int format) {
+      ReadErrors error{};
+      ImportHelper().CheckFilesBeforeRead(file.path(), format, nullptr, error, true);
+      formats += " " + std::to_string(format);
+    };
+    for (const int filter : {20, 21, 22, 23}) settle(filter);
+    OPENFILENAME before;
+    ImportHelper::GetFileData(before, true);
+    FormatList::Release();
+    ::unsetenv("NVIMPORT_PLUGIN_PATH");
+    OPENFILENAME after;
+    ImportHelper::GetFileData(after, true);
+    std::cerr << FormatList::Get().size() << formats << " "
+              << (before.lpstrFilter == after.lpstrFilter ? "same" : "another");
+    FormatList::Release();
+    std::exit(0);
+  };
+  EXPECT_EXIT(check(), ::testing::ExitedWithCode(0), "^19 19 21 17 -1 same$");
 }
 
 TEST(ImportHelper, WritesWhatCanBeWritten) {

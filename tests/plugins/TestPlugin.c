@@ -11,6 +11,9 @@
 #ifndef FORMAT_COUNT
 #define FORMAT_COUNT 1
 #endif
+#ifndef CAN_READ
+#define CAN_READ true
+#endif
 #ifndef EXTENSIONS
 #define EXTENSIONS 1, ".tst"
 #endif
@@ -26,7 +29,7 @@ int NvImportSizeFileFormatsSupported(void) { return FORMAT_COUNT; }
 
 NvImportFormatInfo* NvImportGetFileFormatInfo(int format) {
   static NvImportFormatInfo info = {
-      FORMAT_NAME, "Test Files (*.tst)", NULL, EXTENSIONS, false, true, true, true, false};
+      FORMAT_NAME, "Test Files (*.tst)", NULL, EXTENSIONS, false, CAN_READ, true, true, false};
 #ifdef NULL_INFO
   return format == FORMAT_COUNT ? NULL : &info;
 #else
