@@ -18,19 +18,23 @@ constexpr StatusText kTexts[] = {
 static_assert(WellFormed(kTexts, 2048, 2050));
 
 // Calls back into C++ out of a library's C function, through which nothing may be thrown: an
-// exception is kept until that function has returned, and from then on nothing more is done.
+// exception is kept until that function has returned. From then on, or once stopped, nothing more
+// is done.
 class Callback {
  public:
   template <typename Work, typename Result>
   Result Run(Result otherwise, Work work) {
-    if (exception_ != nullptr) return otherwise;
+    if (stopped_) return otherwise;
     try {
       return work();
     } catch (...) {
       exception_ = std::current_exception();
+      stopped_ = true;
       return otherwise;
     }
   }
+
+  void Stop() { stopped_ = true; }
 
   void Rethrow() const {
     if (exception_ != nullptr) std::rethrow_exception(exception_);
@@ -38,13 +42,15 @@ class Callback {
 
  private:
   std::exception_ptr exception_;
+  bool stopped_ = false;
 };
 
 struct ReadRecord : NvImportReadData {
   ReadSpreadSheetData* sink;
   Callback callback;
-  unsigned cells = 0;
-  bool cancelled = false;
+  // Nobody else counts what a plug-in reads.
+  static constexpr unsigned kCellsPerPoll = 4096;
+  unsigned cells_until_poll = kCellsPerPoll;
 
   explicit ReadRecord(ReadSpreadSheetData* target) : NvImportReadData{}, sink(target) {
     set_number = [](NvImportReadData* data, int row, int column, float value) {
@@ -63,7 +69,6 @@ struct ReadRecord : NvImportReadData {
     };
     next_index = [](NvImportReadData* data, int previous) {
       ReadRecord& self = Self(data);
-      if (self.cancelled) return -1;
       return self.callback.Run(-1, [&] { return self.sink->GetNextIndex(previous); });
     };
     TakeSize();
@@ -71,10 +76,15 @@ struct ReadRecord : NvImportReadData {
 
   template <typename Value>
   void Deliver(int column, int row, Value value) {
-    // Nobody else counts what a plug-in reads.
-    constexpr unsigned kCellsPerPoll = 4096;
-    if (++cells % kCellsPerPoll == 0) cancelled = cancelled || !Progress::Poll();
-    if (cancelled) return;
+    // Apart, so that the usual cell pays for the count alone.
+    if (--cells_until_poll == 0) return PollAndDeliver(column, row, value);
+    callback.Run(0, [&] { return sink->Set(column, row, value), 0; });
+  }
+
+  template <typename Value>
+  [[gnu::noinline]] void PollAndDeliver(int column, int row, Value value) {
+    cells_until_poll = kCellsPerPoll;
+    if (!Progress::Poll()) callback.Stop();
     callback.Run(0, [&] { return sink->Set(column, row, value), 0; });
   }
 
