@@ -177,6 +177,7 @@ std::optional<Failure> FileRun::JoinFiles() {
   std::vector<Input> files = std::move(plan_.inputs);
   if (settings_.chosen_files) {
     std::vector<std::string> names;
+    names.reserve(files.size());
     for (const Input& file : files) names.push_back(file.shown);
     const auto positions = ParseItems(*settings_.chosen_files, names);
     if (!positions)
@@ -186,18 +187,16 @@ std::optional<Failure> FileRun::JoinFiles() {
     for (const std::size_t position : *positions) chosen.push_back(files[position]);
     files = std::move(chosen);
   }
-  Input together = files.front();
-  if (files.size() > 1) {
-    std::vector<std::string> paths;
-    for (const Input& file : files) {
-      if (file.path.find('\n') != std::string::npos)
-        return WrongUsage("A name with a line break can't be one of several.", file.shown);
-      paths.push_back(file.path);
-    }
-    together = {FileSelection::Join(paths),
-                files.front().shown + " and " + std::to_string(files.size() - 1) + " more", files};
+  if (files.size() == 1) {
+    plan_.inputs = std::move(files);
+    return std::nullopt;
   }
-  plan_.inputs = {together};
+  std::vector<std::string> paths;
+  paths.reserve(files.size());
+  for (const Input& file : files) paths.push_back(file.path);
+  plan_.inputs = {{FileSelection::Join(paths),
+                   files.front().shown + " and " + std::to_string(files.size() - 1) + " more",
+                   files}};
   return std::nullopt;
 }
 

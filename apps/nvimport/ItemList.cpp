@@ -54,7 +54,7 @@ std::optional<Positions> ParsePart(std::string_view text, const std::vector<std:
 
 std::optional<Positions> ParseItems(std::string_view text, const std::vector<std::string>& items) {
   // A name may hold commas.
-  if (const auto whole = ParsePart(text, items)) return whole;
+  if (auto whole = ParsePart(text, items)) return whole;
   Positions positions;
   if (text == "all") {
     for (std::size_t i = 0; i < items.size(); ++i) positions.push_back(i);

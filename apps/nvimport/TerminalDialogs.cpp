@@ -290,6 +290,7 @@ std::optional<std::vector<std::string>> TerminalDialogs::SortFiles(
     const std::vector<std::string>& files) {
   if (!may_ask_) return files;
   std::vector<std::string> names;
+  names.reserve(files.size());
   for (const std::string& file : files) names.push_back(ShownName(file));
   std::cerr << "The order of the files:\n";
   ShowNumbered(names);
@@ -302,6 +303,7 @@ std::optional<std::vector<std::string>> TerminalDialogs::SortFiles(
           });
   if (!order) return std::nullopt;
   std::vector<std::string> sorted;
+  sorted.reserve(order->size());
   for (const std::size_t position : *order) sorted.push_back(files[position]);
   return sorted;
 }

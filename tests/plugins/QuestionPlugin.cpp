@@ -60,6 +60,10 @@ bool Follow(const std::string& line, Import& import) {
   return true;
 }
 
+Import* FromHandle(long handle) {
+  return reinterpret_cast<Import*>(handle);  // NOLINT(performance-no-int-to-ptr)
+}
+
 }  // namespace
 
 int NvImportSizeFileFormatsSupported() { return 1; }
@@ -86,25 +90,23 @@ char NvImportOpen(int, const char* path, char, long* handle, NvImportOpenOptions
 }
 
 char NvImportEstablishSize(int, long handle, int* rows, int* columns) {
-  *rows = static_cast<int>(reinterpret_cast<Import*>(handle)->rows.size());
+  *rows = static_cast<int>(FromHandle(handle)->rows.size());
   *columns = 1;
   return 1;
 }
 
 char NvImportRead(int, long handle, NvImportReadData* data) {
-  const auto& rows = reinterpret_cast<Import*>(handle)->rows;
+  const auto& rows = FromHandle(handle)->rows;
   data->set_size(data, static_cast<int>(rows.size()), 1);
   for (std::size_t i = 0; i < rows.size(); ++i)
     data->set_text(data, static_cast<int>(i) + 1, 1, rows[i].c_str());
   return 1;
 }
 
-void NvImportClose(int, long handle) { delete reinterpret_cast<Import*>(handle); }
+void NvImportClose(int, long handle) { delete FromHandle(handle); }
 
-const char* NvImportGetLastError(int, long handle) {
-  return reinterpret_cast<Import*>(handle)->error;
-}
+const char* NvImportGetLastError(int, long handle) { return FromHandle(handle)->error; }
 
 const char* NvImportGetWarning(int, long handle) {
-  return reinterpret_cast<Import*>(handle)->warns ? "The file\nis old." : nullptr;
+  return FromHandle(handle)->warns ? "The file\nis old." : nullptr;
 }
