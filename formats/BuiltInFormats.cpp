@@ -6,6 +6,7 @@
 
 #include "formats/UnbuiltFile.h"
 #include "formats/spectra/BrimroseFile.h"
+#include "formats/spectra/GalacticSPCFile.h"
 #include "formats/text/DIFFile.h"
 #include "formats/text/TextFile.h"
 #include "formats/workbook/TivonFile.h"
@@ -67,11 +68,6 @@ struct ExcelFileFactory final : UnbuiltFactory {
   ExcelFileFactory()
       : UnbuiltFactory(kNoOpinion, "Excel File", "Excel 97-2003 Files (*.xl*)", nullptr, 2,
                        ".xls\0.xlw", false, true, false, true, true) {}
-};
-struct GalacticSPCFileFactory final : UnbuiltFactory {
-  GalacticSPCFileFactory()
-      : UnbuiltFactory(kNoOpinion, "GalacticSPC File", "Galactic SPC Files (*.spc)", nullptr, 1,
-                       ".spc", false, true, true, true, true) {}
 };
 struct JCAMPFileFactory final : UnbuiltFactory {
   JCAMPFileFactory()

@@ -84,6 +84,13 @@ void SpreadsheetOpenOptions::CopyOpenOptions(NvImportOpenOptions* target,
   std::copy_n(source->data, source->size, target->data);
 }
 
+NvImportOpenOptions* SpreadsheetOpenOptions::NewOpenOptions(std::vector<unsigned char> bytes) {
+  const NvImportOpenOptions ours{static_cast<int>(bytes.size()), bytes.data()};
+  auto options = std::make_unique<NvImportOpenOptions>();
+  CopyOpenOptions(options.get(), &ours);
+  return options.release();
+}
+
 void SpreadsheetOpenOptions::FreeOpenOptions(NvImportOpenOptions* options) {
   std::unique_ptr<unsigned char[]>(options->data).reset();
   options->data = nullptr;

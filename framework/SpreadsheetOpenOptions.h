@@ -33,6 +33,10 @@ class NVIMPORT_API SpreadsheetOpenOptions {
   // Gives `target` a fresh copy of the bytes (null for size 0). What it held is not released.
   static void CopyOpenOptions(NvImportOpenOptions* target, const NvImportOpenOptions* source);
 
+  // A new record with a copy of `bytes`, for the static GetImportOptions of readers. The caller
+  // frees the bytes with FreeOpenOptions and deletes the record.
+  static NvImportOpenOptions* NewOpenOptions(std::vector<unsigned char> bytes);
+
   // Releases the bytes that CopyOpenOptions made; the record itself stays.
   static void FreeOpenOptions(NvImportOpenOptions* options);
 

@@ -1,11 +1,22 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <span>
 #include <string_view>
+
+// The little-endian number at `bytes`.
+template <typename T>
+T LoadLittle(const void* bytes) {
+  std::array<std::byte, sizeof(T)> value;
+  std::memcpy(value.data(), bytes, sizeof(T));
+  if constexpr (std::endian::native == std::endian::big) std::reverse(value.begin(), value.end());
+  return std::bit_cast<T>(value);
+}
 
 // A little-endian cursor over bytes that somebody else owns. It never reads outside them: a read
 // that does not fit yields zero and fails the cursor for good, so a run of fields is read plainly
@@ -35,21 +46,20 @@ class ByteReader {
 
   void Skip(std::size_t count) { Bytes(count); }
 
-  std::uint8_t U8() { return Unsigned<std::uint8_t>(); }
-  std::uint16_t U16() { return Unsigned<std::uint16_t>(); }
-  std::uint32_t U32() { return Unsigned<std::uint32_t>(); }
-  float F32() { return std::bit_cast<float>(U32()); }
+  std::uint8_t U8() { return Number<std::uint8_t>(); }
+  std::uint16_t U16() { return Number<std::uint16_t>(); }
+  std::uint32_t U32() { return Number<std::uint32_t>(); }
+  std::int8_t I8() { return Number<std::int8_t>(); }
+  std::int16_t I16() { return Number<std::int16_t>(); }
+  std::int32_t I32() { return Number<std::int32_t>(); }
+  float F32() { return Number<float>(); }
+  double F64() { return Number<double>(); }
 
  private:
   template <typename T>
-  T Unsigned() {
-    std::uint64_t value = 0;
-    int shift = 0;
-    for (const std::byte b : Bytes(sizeof(T))) {
-      value |= std::to_integer<std::uint64_t>(b) << shift;
-      shift += 8;
-    }
-    return static_cast<T>(value);
+  T Number() {
+    const auto taken = Bytes(sizeof(T));
+    return taken.empty() ? T{} : LoadLittle<T>(taken.data());
   }
 
   std::span<const std::byte> bytes_;

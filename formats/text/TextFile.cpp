@@ -167,11 +167,7 @@ bool TextFile::IsTextFile(const char* path) {
 
 NvImportOpenOptions* TextFile::GetImportOptions(const std::string& delimiter,
                                                 bool ignore_consecutive) {
-  std::vector<unsigned char> bytes = Serialise({delimiter, ignore_consecutive});
-  const NvImportOpenOptions ours{static_cast<int>(bytes.size()), bytes.data()};
-  auto options = std::make_unique<NvImportOpenOptions>();
-  SpreadsheetOpenOptions::CopyOpenOptions(options.get(), &ours);
-  return options.release();
+  return SpreadsheetOpenOptions::NewOpenOptions(Serialise({delimiter, ignore_consecutive}));
 }
 
 void TextFile::SetDelimiter(const char* delimiter) {

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "platform/InputFile.h"
+
+// Runs through a file of fixed-width records in one reused buffer.
+class BlockReader {
+ public:
+  static constexpr std::size_t kSize = 256 * 1024;
+
+  // Begins at `position` of `file`, which must outlive the run. The buffer of the last run serves
+  // again.
+  void Begin(InputFile& file, std::uint64_t position);
+
+  // What lies ahead in the buffer, at least `least` bytes (up to kSize) unless the file ends or a
+  // read fails.
+  std::span<const char> Ahead(std::size_t least);
+
+  // Goes `count` bytes on, whether they are in the buffer or not.
+  void Skip(std::uint64_t count);
+
+ private:
+  void Fill();
+
+  InputFile* file_ = nullptr;
+  std::vector<char> buffer_;
+  std::size_t begin_ = 0;
+  std::size_t end_ = 0;
+  std::uint64_t next_ = 0;  // of the file, behind the buffer
+};
