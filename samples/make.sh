@@ -36,3 +36,18 @@ awk 'BEGIN {
 
 # Bars, and texts in Windows-1252 (the bytes E9, F6, B0 and B5 as octal escapes).
 printf 'Site|Caf\351|T \260C|Size \265m\nK\366ln|yes|21.5|4.0\nNice|no|23.25|3.5\n' >sites.txt
+
+# Three near-infrared spectra in one SPC file: 100 points from 1100 in steps of 2, 32-bit fixed point.
+{
+  printf '\0K\0\001\144\0\0\0\0\0\0\0\0\060\221\100\0\0\0\0\0\110\224\100\003\0\0\0'
+  head -c 484 /dev/zero
+  LC_ALL=C awk '
+    function u32(v,  i) { for (i = 0; i < 4; i++) { printf "%c", v % 256; v = int(v / 256) } }
+    BEGIN {
+      for (s = 1; s <= 3; s++) {
+        for (i = 0; i < 8; i++) u32(0)
+        for (p = 0; p < 100; p++)
+          u32(int(2 ^ 31 * (0.3 + s / 50 + 0.1 * exp(-((p - 40 - s) / 12) ^ 2))))
+      }
+    }'
+} >barley.spc

@@ -1,0 +1,384 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <memory>
+
+#include "formats/spectra/GalacticSPCFile.h"
+#include "framework/FileSelection.h"
+#include "framework/SpreadsheetOpenOptions.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/MemoryFile.h"
+#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/SpcFixture.h"
+#include "tests/support/Support.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using Floats = std::vector<float>;
+using Longs = std::vector<std::int32_t>;
+using Shorts = std::vector<std::int16_t>;
+
+// Option bytes that `pairs` stand for.
+class Options {
+ public:
+  explicit Options(const std::string& pairs) : bytes_(4, '\0') {
+    bytes_[0] = static_cast<char>(pairs.size());
+    bytes_ += pairs;
+    record_ = {static_cast<int>(bytes_.size()), reinterpret_cast<unsigned char*>(bytes_.data())};
+  }
+  NvImportOpenOptions* get() { return &record_; }
+
+ private:
+  std::string bytes_;
+  NvImportOpenOptions record_{};
+};
+
+Outcome ImportPath(const std::string& path, const std::string& pairs = "range=1,0") {
+  Options options(pairs);
+  GalacticSPCFile file;
+  return ImportFile(file, path.c_str(), options.get());
+}
+
+Outcome ImportBytes(const std::string& bytes, const std::string& pairs = "range=1,0") {
+  const TempFile file(bytes, "a.spc");
+  return ImportPath(file.path(), pairs);
+}
+
+constexpr const char* kNames = "\"Primary ID\" | \"Name\" | 10 | 12 | 14\n";
+
+TEST(GalacticSPCFile, ReadsEveryLayout) {
+  const std::string one = kNames + "1 | \"a.spc\" | "s;
+  const std::string three = "1 | \"a.spc_1\" | ";
+  const struct {
+    const char* why;
+    SpcFixture file;
+    std::string sheet;
+  } kCases[] = {
+      {"floats, NaN and infinity as they are", SpcFixture{}.Add(Floats{1.5F, NAN, -INFINITY}),
+       one + "1.5 | nan | -inf\n"},
+      {"32-bit, point before the first bit",
+       SpcFixture{.exponent = 0}.Add(Longs{INT32_MIN, 1 << 30, 0}), one + "-0.5 | 0.25 | 0\n"},
+      {"32-bit, whole", SpcFixture{.exponent = 32}.Add(Longs{-7, 16777216, 1}),
+       one + "-7 | 16777216 | 1\n"},
+      {"the largest exponent", SpcFixture{.exponent = 127}.Add(Longs{1, 0, -1}),
+       one + "3.9614081e+28 | 0 | -3.9614081e+28\n"},
+      {"the smallest", SpcFixture{.exponent = -127}.Add(Longs{INT32_MIN, 0, 1 << 30}),
+       one + "-2.938736e-39 | 0 | 1.469368e-39\n"},
+      {"16-bit", SpcFixture{.flags = 0x01, .exponent = 15}.Add(Shorts{-32768, 1, 3}),
+       one + "-16384 | 0.5 | 1.5\n"},
+      {"16-bit, multiplied", SpcFixture{.flags = 0x01, .exponent = 18}.Add(Shorts{-1, 1, 3}),
+       one + "-4 | 4 | 12\n"},
+      {"each sub-file its own exponent, floats among 16-bit ones",
+       SpcFixture{.flags = 0x05, .exponent = 1}
+           .Add(Shorts{2, 4, 6}, 16)
+           .Add(Floats{1, 2, 3}, -128)
+           .Add(Shorts{2, 4, 6}, 15),
+       kNames + three + "2 | 4 | 6\n2 | \"a.spc_2\" | 1 | 2 | 3\n3 | \"a.spc_3\" | 1 | 2 | 3\n"},
+      {"without that flag they don't count",
+       SpcFixture{.exponent = 32}.Add(Longs{2, 4, 6}, -128).Add(Longs{1, 2, 3}, 1),
+       kNames + three + "2 | 4 | 6\n2 | \"a.spc_2\" | 1 | 2 | 3\n"},
+      {"an x array", SpcFixture{.flags = 0x80, .x = {1, 2.5F, 7}}.Add(Floats{1, 2, 3}),
+       "\"Primary ID\" | \"Name\" | 1 | 2.5 | 7\n1 | \"a.spc\" | 1 | 2 | 3\n"},
+      {"no sub-files", SpcFixture{}, kNames},
+      {"no points", SpcFixture{.points = 0}.Add(Floats{}),
+       "\"Primary ID\" | \"Name\"\n1 | \"a.spc\"\n"},
+      {"one point", SpcFixture{.points = 1}.Add(Floats{5}),
+       "\"Primary ID\" | \"Name\" | 10\n1 | \"a.spc\" | 5\n"},
+      {"descending x", SpcFixture{.first_x = 14, .last_x = 10}.Add(Floats{1, 2, 3}),
+       "\"Primary ID\" | \"Name\" | 14 | 12 | 10\n1 | \"a.spc\" | 1 | 2 | 3\n"},
+      {"old, 32-bit, high half first",
+       SpcFixture{.version = 'M', .exponent = 32, .data = {"\1\0\0\0\0\0\1\0\xff\xff\xfe\xff"s}},
+       one + "65536 | 1 | -2\n"},
+      {"old, 16-bit",
+       SpcFixture{.version = 'M', .flags = 0x01, .exponent = 16, .data = {"\1\0\2\0\xff\xff"s}},
+       one + "1 | 2 | -1\n"},
+      {"old, floats", SpcFixture{.version = 'M', .data = {SpcFixture::Values(Floats{1.5F, 2, 3})}},
+       one + "1.5 | 2 | 3\n"},
+      {"old, an exponent beyond reason",
+       SpcFixture{.version = 'M', .exponent = 32767, .data = {"\1\0\0\0\0\0\0\0\xff\xff\xff\xff"s}},
+       one + "inf | 0 | -inf\n"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    const Outcome got = ImportBytes(c.file.Bytes());
+    EXPECT_EQ(got.status, 0) << got.text;
+    EXPECT_EQ(got.sheet, c.sheet);
+  }
+}
+
+TEST(GalacticSPCFile, RefusesWithAStatusAndAText) {
+  constexpr const char* kCut = "No further information available.";
+  const auto open = [](const SpcFixture& file) { return file.Bytes(); };
+  const struct {
+    const char* why;
+    std::string bytes;
+    int status;
+    const char* text;
+  } kCases[] = {
+      {"empty", "", 2562, "This file does not seem to be a valid Galactic SPC file."},
+      {"one byte", "\0"s, 2562, "This file does not seem to be a valid Galactic SPC file."},
+      {"another version", open({.version = 'N'}), 2562,
+       "This file does not seem to be a valid Galactic SPC file."},
+      {"the other byte order", "\x40L", 2563,
+       "This version of Galactic SPC files are not supported."},
+      {"a new header cut short", "\0K"s, 2564, kCut},
+      {"an old header cut short", "\0M"s, 2564, kCut},
+      {"an x array cut short", open({.flags = 0x80, .x = {1, 2}}), 2564, kCut},
+      {"an old file with an x array", open({.version = 'M', .flags = 0x80}), 2565,
+       "Unevenly spaced X-variables are not supported."},
+      {"an x array each, before the length is looked at", "\xc0K", 2568,
+       "Looks like GC-MS spectra file(s) and that is not supported at the moment. Contact the "
+       "Quellon support."},
+      {"negative points", open({.points = -1}), 2564, kCut},
+      {"negative sub-files", open({.sub_files = INT32_MIN}), 2564, kCut},
+      {"points that are no number",
+       SpcFixture{.version = 'M'}.Bytes().replace(4, 4, "\0\0\xc0\x7f"s), 2564, kCut},
+      {"a claim of points that would only cost", open({.points = INT32_MAX}), 2564, kCut},
+      {"a claim of sub-files that would only cost", open({.points = 0, .sub_files = 2000000}), 2564,
+       kCut},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    const Outcome got = ImportBytes(c.bytes);
+    EXPECT_EQ(got.status, c.status);
+    EXPECT_EQ(got.text, c.text);
+    EXPECT_EQ(got.sheet, "");
+  }
+  EXPECT_EQ(ImportPath("/none.spc").text, "Unable to open file.");
+  EXPECT_EQ(ImportPath("").text, "No files were selected, import aborted.");
+  GalacticSPCFile file;
+  MemorySheet sheet;
+  EXPECT_EQ(file.Read(&sheet), 2561);
+  EXPECT_EQ(ErrorText(file), "Unable to read file. The file was not opened or Open File failed.");
+  file.Close();
+  EXPECT_EQ(file.Open(false, "a.spc", nullptr), 3);
+}
+
+// Instruments stop while they write: the whole sub-files before the cut are delivered.
+TEST(GalacticSPCFile, DeliversTheWholeSubFilesOfAFileCutAnywhere) {
+  const std::string whole =
+      SpcFixture{.flags = 0x80, .x = {1, 2, 3}}.Add(Floats{1, 2, 3}).Add(Floats{4, 5, 6}).Bytes();
+  constexpr std::size_t kHeaders = 512 + 12;
+  const MemoryFile file;
+  for (std::size_t size = 0; size <= whole.size(); ++size) {
+    file.Put(whole.substr(0, size));
+    const Outcome got = ImportPath(file.path());
+    EXPECT_EQ(got.status, size == whole.size() ? 0 : (size < 2 ? 2562 : 2564)) << size;
+    const auto rows = std::ranges::count(got.sheet, '\n');
+    EXPECT_EQ(rows, size < kHeaders ? 0 : 3) << size;
+    EXPECT_EQ(got.sheet.find("_1\" | 1 | 2 | 3\n") != std::string::npos, size >= kHeaders + 44)
+        << size;
+  }
+}
+
+TEST(GalacticSPCFile, TakesARangeNamesAndARowOfX) {
+  const TempFile file(SpcFixture{}.Add(Floats{1, 2, 3}).Bytes(), "a.spc");
+  const struct {
+    const char* pairs;
+    const char* sheet;
+  } kCases[] = {
+      {"range=2,2", "\"Primary ID\" | \"Name\" | 12\n1 | \"a.spc\" | 2\n"},
+      {"range=2,99", "\"Primary ID\" | \"Name\" | 12 | 14\n1 | \"a.spc\" | 2 | 3\n"},
+      {"names=text;zork=1;range=3,0", "\"Primary ID\" | \"Name\" | \"t 14\"\n1 | \"a.spc\" | 3\n"},
+      {"xrow=1;range=1,2;",
+       "\"Primary ID\" | \"Name\" | 10 | 12\n. | \"X-values\" | 10 | 12\n2 | \"a.spc\" | 1 | 2\n"},
+  };
+  for (const auto& c : kCases)
+    EXPECT_EQ(ImportPath(file.path(), c.pairs).sheet, c.sheet) << c.pairs;
+
+  for (const char* pairs :
+       {"range=0,1", "range=4,0", "range=3,2", "range=1", "range=1,2,3", "range=a,b", "names=x",
+        "xrow=2", "files=2", "files=0", "files=", "range", "=1"}) {
+    const LogRecorder log;
+    const Outcome got = ImportPath(file.path(), pairs);
+    EXPECT_EQ(got.status, 5) << pairs;
+    EXPECT_EQ(got.text, "The import options are not valid for this format.");
+    EXPECT_EQ(log.entries().size(), 1U);
+  }
+
+  // The row of x values serves one read.
+  Options options("range=1,0;xrow=1");
+  GalacticSPCFile spc;
+  ASSERT_EQ(spc.Open(true, file.path(), options.get()), 0);
+  for (const int rows : {3, 2}) {
+    EXPECT_EQ(spc.GetNumRows(), rows);
+    MemorySheet sheet;
+    EXPECT_EQ(spc.Read(&sheet), 0);
+    EXPECT_EQ(sheet.GetNumberOfRows(), rows);
+  }
+}
+
+TEST(GalacticSPCFile, FollowsTheRowsThatTheSinkWants) {
+  class From : public MemorySheet {
+   public:
+    From(int first, int last) : first_(first), last_(last) {}
+    int GetNextIndex(int previous) override {
+      if (previous >= last_) return -1;
+      return previous == 0 ? first_ : previous + 1;
+    }
+
+   private:
+    int first_;
+    int last_;
+  };
+  const TempFile file(SpcFixture{}.Add(Floats{1, 2, 3}).Add(Floats{4, 5, 6}).Bytes(), "a.spc");
+  Options options("range=3,0");
+  const std::string start = "\"Primary ID\" | \"Name\" | 14\n";
+  for (const auto& [first, last, sheet] :
+       {std::tuple(3, 9,
+                   ". | . | .\n. | . | .\n" + start +
+                       "3 | \"a.spc_1\" | 3\n"
+                       "4 | \"a.spc_2\" | 6\n"),
+        std::tuple(1, 2,
+                   start + "1 | \"a.spc_1\" | 3\n"
+                           ". | . | .\n"),
+        std::tuple(-1, 0, ". | . | .\n. | . | .\n. | . | .\n"s)}) {
+    GalacticSPCFile spc;
+    From sink(first, last);
+    ASSERT_EQ(spc.Open(true, file.path(), options.get()), 0);
+    EXPECT_EQ(spc.Read(&sink), 0);
+    EXPECT_EQ(SheetText(sink), sheet);
+  }
+}
+
+class SpcSet : public testing::Test {
+ protected:
+  SpcSet() {
+    Put("a.spc", SpcFixture{}.Add(Floats{1, 2, 3}));
+    Put("b.spc", SpcFixture{.last_x = 16, .points = 4}.Add(Floats{4, 5, 6, 7}));
+    Put("c.spc", SpcFixture{.last_x = 20}.Add(Floats{8, 9, 0}).Add(Floats{8, 9, 0}));
+    Put("x.spc", SpcFixture{.flags = 0x80, .x = {1, 2, 3}}.Add(Floats{1, 2, 3}));
+    Put("y.spc", SpcFixture{.flags = 0x80, .x = {1, 2, 4}}.Add(Floats{4, 5, 6}));
+    Put("near.spc", SpcFixture{.first_x = 10 + 1e-7, .last_x = 14 + 1e-7}.Add(Floats{1, 1, 1}));
+    Put("nan.spc", SpcFixture{.first_x = kNaN}.Add(Floats{1, 1, 1}));
+    Put("nan2.spc", SpcFixture{.first_x = kNaN}.Add(Floats{2, 2, 2}));
+    Put("bad.spc", SpcFixture{.version = 'L'});
+  }
+  void Put(const std::string& name, const SpcFixture& file) { folder_.Put(name, file.Bytes()); }
+
+  std::string Paths(const std::vector<std::string>& names) const {
+    std::vector<std::string> paths;
+    for (const std::string& name : names) paths.push_back(folder_.path() + "/" + name);
+    return FileSelection::Join(paths);
+  }
+
+  TempFolder folder_;
+};
+
+TEST_F(SpcSet, FilesThatFitAreOneSheet) {
+  EXPECT_EQ(ImportPath(Paths({"a.spc", "b.spc", "near.spc"})).sheet,
+            "\"Primary ID\" | \"Name\" | 10 | 12 | 14 | 16\n1 | \"a.spc\" | 1 | 2 | 3 | .\n"
+            "2 | \"b.spc\" | 4 | 5 | 6 | 7\n3 | \"near.spc\" | 1 | 1 | 1 | .\n");
+  EXPECT_EQ(ImportPath(Paths({"a.spc", "c.spc", "b.spc"}), "files=3,1;range=4,0").sheet,
+            "\"Primary ID\" | \"Name\" | 16\n1 | \"b.spc\" | 7\n2 | \"a.spc\" | .\n");
+  EXPECT_EQ(ImportPath(Paths({"nan.spc", "nan2.spc"})).status, 0);
+  EXPECT_EQ(ImportPath(Paths({"a.spc", "bad.spc", "c.spc"})).status, 2563);
+}
+
+TEST_F(SpcSet, FilesThatDoNotAreChosenFrom) {
+  const struct {
+    std::vector<std::string> files;
+    const char* logged;
+  } kCases[] = {
+      {{"a.spc", "c.spc"}, "The data did not have the same X-spacing."},
+      {{"a.spc", "nan.spc"}, "The data did not have the same X-spacing."},
+      {{"x.spc", "y.spc"}, "The X variable names in files differ from each other"},
+      {{"x.spc", "a.spc"}, "The X variable names in files differ from each other"},
+      {{"a.spc", "x.spc"}, "The X variable names in files differ from each other"},
+  };
+  for (const auto& c : kCases) {
+    const LogRecorder log;
+    EXPECT_EQ(ImportPath(Paths(c.files)).text, "AbortedByUser");
+    ASSERT_EQ(log.entries().size(), 1U);
+    EXPECT_EQ(log.entries()[0].text, c.logged);
+  }
+
+  const std::string paths = Paths({"a.spc", "c.spc", "b.spc"});
+  ScriptedDialogs dialogs;
+  NvImportOpenOptions options{0, nullptr};
+  GalacticSPCFile file;
+  EXPECT_EQ(ImportFile(file, paths.c_str(), &options).status, 4) << "nobody chose";
+  file.Close();
+  dialogs.items = ItemsChoice{{}, 0};
+  EXPECT_EQ(ImportFile(file, paths.c_str(), &options).status, 2566);
+  file.Close();
+  dialogs.items = ItemsChoice{{0, 1, 2}, 0};
+  EXPECT_EQ(ImportFile(file, paths.c_str(), &options).status, 2567) << "all of them again";
+  file.Close();
+  dialogs.items = ItemsChoice{{2, 0}, 0};
+  EXPECT_EQ(ImportFile(file, paths.c_str(), &options).status, 4) << "nobody gave a range";
+  file.Close();
+  dialogs.range = RangeChoice{2, 4};
+  const Outcome chosen = ImportFile(file, paths.c_str(), &options);
+  EXPECT_EQ(chosen.sheet,
+            "\"Primary ID\" | \"Name\" | 12 | 14 | 16\n1 | \"b.spc\" | 5 | 6 | 7\n"
+            "2 | \"a.spc\" | 2 | 3 | .\n");
+
+  const ItemsQuestion& question = dialogs.items_questions.back();
+  EXPECT_EQ(question.title, "Select Files");
+  EXPECT_EQ(question.prompt,
+            "The files did not have the same properties. Please only select the files with same "
+            "properties from the ones you want to import. ");
+  EXPECT_EQ(question.heading, "File");
+  EXPECT_EQ(question.items,
+            (std::vector<std::string>{
+                "a.spc [Num values: 3, First value: 10, Last value: 14, X-Spacing: 2]",
+                "c.spc [Num sub-files: 2, Num values: 3]",
+                "b.spc [Num values: 4, First value: 10, Last value: 16, X-Spacing: 2]"}));
+  const RangeQuestion& range = dialogs.range_questions.back();
+  EXPECT_EQ(range.title, "Galactic SPC File Import Wizard");
+  EXPECT_EQ(range.first_x, 10);
+  EXPECT_EQ(range.last_x, 16);
+  EXPECT_EQ(range.spacing, 2);
+  EXPECT_EQ(range.points, 4);
+
+  const std::size_t asked = dialogs.items_questions.size() + dialogs.range_questions.size();
+  GalacticSPCFile again;
+  EXPECT_EQ(ImportFile(again, paths.c_str(), &options).sheet, chosen.sheet);
+  EXPECT_EQ(dialogs.items_questions.size() + dialogs.range_questions.size(), asked);
+}
+
+TEST_F(SpcSet, AFileThatVanishesEndsTheReadWhereItStood) {
+  Options options("range=1,1");
+  GalacticSPCFile file;
+  ASSERT_EQ(file.Open(true, Paths({"a.spc", "b.spc"}).c_str(), options.get()), 0);
+  std::filesystem::remove(folder_.path() + "/b.spc");
+  MemorySheet sheet;
+  EXPECT_EQ(file.Read(&sheet), 2560);
+  EXPECT_EQ(SheetText(sheet), "\"Primary ID\" | \"Name\" | 10\n1 | \"a.spc\" | 1\n. | . | .\n");
+}
+
+TEST(GalacticSPCFile, SaysHowManySpectraOfAnOldFileItLeavesOut) {
+  SpcFixture old{.version = 'M', .flags = 0x04, .data = {SpcFixture::Values(Floats{1, 2, 3})}};
+  old.Add(Floats{4, 5, 6}, -128).Add(Floats{7, 8, 9}, -128);
+  const LogRecorder log;
+  EXPECT_EQ(ImportBytes(old.Bytes()).sheet, kNames + "1 | \"a.spc\" | 1 | 2 | 3\n"s);
+  ASSERT_EQ(log.entries().size(), 1U);
+  EXPECT_EQ(log.entries()[0].operation, "Note");
+  EXPECT_EQ(log.entries()[0].text,
+            "2 further spectra of files of the old layout were not delivered");
+
+  const TempFile file(old.Bytes(), "a.spc");
+  Options options("range=1,0");
+  GalacticSPCFile all({.one_spectrum_of_old_files = false});
+  EXPECT_EQ(ImportFile(all, file.path(), options.get()).sheet,
+            kNames +
+                "1 | \"a.spc_1\" | 1 | 2 | 3\n2 | \"a.spc_2\" | 4 | 5 | 6\n"
+                "3 | \"a.spc_3\" | 7 | 8 | 9\n"s);
+}
+
+TEST(GalacticSPCFile, OptionsFromAProgram) {
+  const std::unique_ptr<NvImportOpenOptions> options(
+      GalacticSPCFile::GetImportOptions({2, 3}, {2, 1}, true, true));
+  EXPECT_EQ(std::string(options->data, options->data + options->size),
+            "%\0\0\0range=2,3;files=2,1;names=text;xrow=1"s);
+  SpreadsheetOpenOptions::FreeOpenOptions(options.get());
+}
+
+}  // namespace

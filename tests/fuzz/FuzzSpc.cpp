@@ -1,0 +1,42 @@
+// Galactic SPC. Input: one file or two. Bytes of the first that no reader looks at say how it is
+// read:
+//   100, 101 the range   102 bit 0 names as texts, bit 1 a row of x values, bit 2 two files, cut in
+//   the middle
+
+#include <string>
+
+#include "formats/spectra/GalacticSPCFile.h"
+#include "framework/FileSelection.h"
+#include "framework/SpreadsheetOpenOptions.h"
+#include "tests/fuzz/Fuzz.h"
+#include "tests/support/CheckingSink.h"
+#include "tests/support/MemoryFile.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  constexpr std::size_t kSettings = 100;
+  ByteReader input = InputReader(data, size);
+  const auto setting = [&](std::size_t at) {
+    return kSettings + at < size ? data[kSettings + at] : 0;
+  };
+  const RangeChoice range{setting(0) + 1, setting(1)};
+  const unsigned settings = setting(2);
+  const bool two = (settings & 4) != 0;
+  const MemoryFile first(input.Text(two ? input.remaining() / 2 : input.remaining()));
+  const MemoryFile second(input.Text(input.remaining()));
+  const std::string path =
+      two ? FileSelection::Join({first.path(), second.path()}) : std::string(first.path());
+
+  const std::unique_ptr<NvImportOpenOptions> options(
+      GalacticSPCFile::GetImportOptions(range, {}, (settings & 1) != 0, (settings & 2) != 0));
+  GalacticSPCFile file;
+  const bool opened = file.Open(true, path.c_str(), options.get()) == 0;
+  SpreadsheetOpenOptions::FreeOpenOptions(options.get());
+  if (!opened) return 0;
+  const int rows = file.GetNumRows();
+  const int columns = file.GetNumCols();
+  CheckingSink sink;
+  if (file.Read(&sink) != 0) return 0;
+  Check(sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns,
+        "the read sets the size that was asked before");
+  return 0;
+}
