@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   constexpr std::size_t kSettings = 100;
   ByteReader input = InputReader(data, size);
   const auto setting = [&](std::size_t at) {
-    return kSettings + at < size ? data[kSettings + at] : 0;
+    return kSettings + at < size ? data[kSettings + at] : std::uint8_t{0};
   };
   const RangeChoice range{setting(0) + 1, setting(1)};
   const unsigned settings = setting(2);
