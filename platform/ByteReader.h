@@ -49,7 +49,7 @@ class ByteReader {
   std::uint8_t U8() { return Number<std::uint8_t>(); }
   std::uint16_t U16() { return Number<std::uint16_t>(); }
   std::uint32_t U32() { return Number<std::uint32_t>(); }
-  std::int8_t I8() { return Number<std::int8_t>(); }
+  int I8() { return static_cast<int>(U8() ^ 0x80U) - 0x80; }
   std::int16_t I16() { return Number<std::int16_t>(); }
   std::int32_t I32() { return Number<std::int32_t>(); }
   float F32() { return Number<float>(); }

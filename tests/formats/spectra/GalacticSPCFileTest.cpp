@@ -53,8 +53,8 @@ Outcome ImportBytes(const std::string& bytes, const std::string& pairs = "range=
 constexpr const char* kNames = "\"Primary ID\" | \"Name\" | 10 | 12 | 14\n";
 
 TEST(GalacticSPCFile, ReadsEveryLayout) {
-  const std::string one = kNames + "1 | \"a.spc\" | "s;
-  const std::string three = "1 | \"a.spc_1\" | ";
+  const std::string one = kNames + R"(1 | "a.spc" | )"s;
+  const std::string three = R"(1 | "a.spc_1" | )";
   const struct {
     const char* why;
     SpcFixture file;
@@ -125,7 +125,7 @@ TEST(GalacticSPCFile, RefusesWithAStatusAndAText) {
       {"one byte", "\0"s, 2562, "This file does not seem to be a valid Galactic SPC file."},
       {"another version", open({.version = 'N'}), 2562,
        "This file does not seem to be a valid Galactic SPC file."},
-      {"the other byte order", "\x40L", 2563,
+      {"the other byte order", "@L", 2563,
        "This version of Galactic SPC files are not supported."},
       {"a new header cut short", "\0K"s, 2564, kCut},
       {"an old header cut short", "\0M"s, 2564, kCut},
@@ -264,6 +264,7 @@ class SpcSet : public testing::Test {
 
   std::string Paths(const std::vector<std::string>& names) const {
     std::vector<std::string> paths;
+    paths.reserve(names.size());
     for (const std::string& name : names) paths.push_back(folder_.path() + "/" + name);
     return FileSelection::Join(paths);
   }
