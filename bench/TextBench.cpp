@@ -1,22 +1,16 @@
-// Delimited text beside its floor, a scan of the same bytes for line feeds: each iteration times
-// both, and the counter "x_floor" is the ratio of the sums.
-//
-// The inputs (1,000,000 x 20 and 2,000 x 20,000 TAB-separated mixed cells, some 150 and 230 MB) are
-// made on first use in $NVIMPORT_BENCH_DATA, or a folder "nvimport-bench" among the temporary
-// files.
+// Delimited text beside its floor, a scan of the same bytes for line feeds. The inputs are
+// 1,000,000 x 20 and 2,000 x 20,000 TAB-separated mixed cells, some 150 and 230 MB.
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "bench/BesideFloor.h"
 #include "bench/TouchingSink.h"
 #include "formats/text/TextFile.h"
 #include "framework/MemorySheet.h"
@@ -59,17 +53,7 @@ void MakeTable(const Shape& shape, const std::string& path) {
 }
 
 std::string InputPath(const Shape& shape) {
-  namespace fs = std::filesystem;
-  const char* given = std::getenv("NVIMPORT_BENCH_DATA");
-  const fs::path folder =
-      given != nullptr ? fs::path(given) : fs::temp_directory_path() / "nvimport-bench";
-  fs::create_directories(folder);
-  const fs::path path = folder / shape.name;
-  if (!fs::exists(path)) {
-    MakeTable(shape, path.string() + ".part");
-    fs::rename(path.string() + ".part", path);
-  }
-  return path.string();
+  return BenchInput(shape.name, [&](const std::string& path) { MakeTable(shape, path); });
 }
 
 std::uint64_t CountLineFeeds(const std::string& path) {
@@ -95,40 +79,21 @@ std::unique_ptr<TextFile> OpenTabs(const std::string& path) {
   return file;
 }
 
+// Times `work` on an opened file.
 template <typename Work>
-double Seconds(Work work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-// Times `work` on an opened file in turn with the floor.
-template <typename Work>
-void BesideFloor(benchmark::State& state, const Shape& shape, Work work) {
+void BesideScan(benchmark::State& state, const Shape& shape, Work work) {
   const std::string path = InputPath(shape);
-  CountLineFeeds(path);  // so that the file is in the page cache
-  double floor = 0;
-  double own = 0;
-  for (auto _ : state) {
-    floor += Seconds([&] { benchmark::DoNotOptimize(CountLineFeeds(path)); });
-    const double seconds = Seconds([&] {
-      const auto file = OpenTabs(path);
-      if (!work(*file)) state.SkipWithError("the file was not read");
-    });
-    own += seconds;
-    state.SetIterationTime(seconds);
-  }
-  state.counters["x_floor"] = own / floor;
-  state.SetBytesProcessed(state.iterations() *
-                          static_cast<std::int64_t>(std::filesystem::file_size(path)));
+  BesideFloor(
+      state, path, [&] { benchmark::DoNotOptimize(CountLineFeeds(path)); },
+      [&] { return work(*OpenTabs(path)); });
 }
 
 void Size(benchmark::State& state, const Shape& shape) {
-  BesideFloor(state, shape, [&](TextFile& file) { return file.GetNumCols() == shape.columns; });
+  BesideScan(state, shape, [&](TextFile& file) { return file.GetNumCols() == shape.columns; });
 }
 
 void SizeAndRead(benchmark::State& state, const Shape& shape) {
-  BesideFloor(state, shape, [&](TextFile& file) {
+  BesideScan(state, shape, [&](TextFile& file) {
     TouchingSink sink;
     if (file.GetNumCols() != shape.columns || file.Read(&sink) != 0) return false;
     benchmark::DoNotOptimize(sink.Total());
@@ -137,7 +102,7 @@ void SizeAndRead(benchmark::State& state, const Shape& shape) {
 }
 
 void Store(benchmark::State& state, const Shape& shape) {
-  BesideFloor(state, shape, [&](TextFile& file) {
+  BesideScan(state, shape, [&](TextFile& file) {
     MemorySheet sheet;
     return file.Read(&sheet) == 0 && sheet.GetNumberOfColumns() == shape.columns;
   });
@@ -151,5 +116,3 @@ BENCHMARK_CAPTURE(Store, long, kLong)->UseManualTime()->Unit(benchmark::kMillise
 BENCHMARK_CAPTURE(Store, wide, kWide)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
-
-BENCHMARK_MAIN();

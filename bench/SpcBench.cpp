@@ -1,0 +1,91 @@
+// Galactic SPC beside its floor, one call of a sink for each value of the file, decoded in blocks.
+// 5,000 sub-files of 2,000 points each.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/BesideFloor.h"
+#include "bench/TouchingSink.h"
+#include "formats/spectra/GalacticSPCFile.h"
+#include "framework/SpreadsheetOpenOptions.h"
+#include "platform/ByteReader.h"
+#include "platform/InputFile.h"
+#include "platform/OutputFile.h"
+#include "tests/support/SpcFixture.h"
+
+namespace {
+
+constexpr int kSubFiles = 5'000;
+constexpr int kPoints = 2'000;
+
+template <typename Value>
+void MakeFile(const SpcFixture& header, const std::string& path) {
+  OutputFile out(path.c_str());
+  out.Write(header.Bytes());
+  std::vector<Value> values(kPoints);
+  for (int sub_file = 0; sub_file < kSubFiles; ++sub_file) {
+    for (int i = 0; i < kPoints; ++i)
+      values[static_cast<std::size_t>(i)] = static_cast<Value>((sub_file * 31 + i * 7) % 30'000);
+    out.Write(std::string(32, '\0') + SpcFixture::Values(values));
+  }
+}
+
+// Every value as the file has it, sub-file headers included. Apart, so that the calls stay calls.
+template <typename Value>
+[[gnu::noinline]] void TouchValues(const std::string& path, ReadSpreadSheetData& sink) {
+  InputFile file(path.c_str());
+  std::vector<char> block(256 * 1024);
+  constexpr std::ptrdiff_t kSize = sizeof(Value);
+  int column = 0;
+  for (std::ptrdiff_t got = file.Read(block); got > 0; got = file.Read(block))
+    for (std::ptrdiff_t at = 0; at + kSize <= got; at += kSize)
+      sink.Set(++column, 1, static_cast<float>(LoadLittle<Value>(block.data() + at)));
+}
+
+template <typename Value>
+void ReadSpectra(benchmark::State& state, const char* name, const SpcFixture& header) {
+  const std::string path =
+      BenchInput(name, [&](const std::string& to) { MakeFile<Value>(header, to); });
+  const std::unique_ptr<NvImportOpenOptions> options(GalacticSPCFile::GetImportOptions({}));
+  BesideFloor(
+      state, path,
+      [&] {
+        TouchingSink sink;
+        TouchValues<Value>(path, sink);
+        benchmark::DoNotOptimize(sink.Total());
+      },
+      [&] {
+        GalacticSPCFile file;
+        TouchingSink sink;
+        if (file.Open(true, path.c_str(), options.get()) != 0 || file.Read(&sink) != 0)
+          return false;
+        benchmark::DoNotOptimize(sink.Total());
+        return true;
+      });
+  SpreadsheetOpenOptions::FreeOpenOptions(options.get());
+}
+
+SpcFixture Header(unsigned char flags, int exponent) {
+  return {.flags = flags,
+          .exponent = exponent,
+          .first_x = 1100,
+          .last_x = 2099.5,
+          .points = kPoints,
+          .sub_files = kSubFiles};
+}
+
+void SpcFloat(benchmark::State& state) { ReadSpectra<float>(state, "float.spc", Header(0, -128)); }
+void Spc32Bit(benchmark::State& state) {
+  ReadSpectra<std::int32_t>(state, "32bit.spc", Header(0, 10));
+}
+void Spc16Bit(benchmark::State& state) {
+  ReadSpectra<std::int16_t>(state, "16bit.spc", Header(1, 10));
+}
+
+BENCHMARK(SpcFloat)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(Spc32Bit)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(Spc16Bit)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+}  // namespace
