@@ -8,14 +8,10 @@
 #include <cstdint>
 #include <cstring>
 
-namespace {
+#include "platform/CodePages.h"
+#include "platform/Utf8.h"
 
-// Windows-1252 from 0x80 to 0x9f. The five undefined bytes are the control characters of the same
-// value.
-constexpr std::array<char16_t, 32> kWindows1252 = {
-    0x20ac, 0x0081, 0x201a, 0x0192, 0x201e, 0x2026, 0x2020, 0x2021, 0x02c6, 0x2030, 0x0160,
-    0x2039, 0x0152, 0x008d, 0x017d, 0x008f, 0x0090, 0x2018, 0x2019, 0x201c, 0x201d, 0x2022,
-    0x2013, 0x2014, 0x02dc, 0x2122, 0x0161, 0x203a, 0x0153, 0x009d, 0x017e, 0x0178};
+namespace {
 
 struct Range {
   char32_t first;
@@ -33,35 +29,6 @@ bool IsIn(const Range (&ranges)[kCount], char32_t c) {
 
 unsigned char Byte(char c) { return static_cast<unsigned char>(c); }
 
-// The bytes of the character that `text` begins with, 0 when it begins with none.
-std::size_t CharacterSize(std::string_view text) {
-  const unsigned char lead = Byte(text[0]);
-  if (lead < 0x80) return 1;
-  const std::size_t size = lead >= 0xf0 ? 4 : lead >= 0xe0 ? 3 : 2;
-  if (lead < 0xc2 || lead > 0xf4 || text.size() < size) return 0;
-  for (std::size_t i = 1; i < size; ++i)
-    if ((Byte(text[i]) & 0xc0) != 0x80) return 0;
-  // Longer than needed, a surrogate, beyond the last character.
-  const unsigned char second = Byte(text[1]);
-  if ((lead == 0xe0 && second < 0xa0) || (lead == 0xed && second > 0x9f) ||
-      (lead == 0xf0 && second < 0x90) || (lead == 0xf4 && second > 0x8f))
-    return 0;
-  return size;
-}
-
-void AppendUtf8(std::string& out, char16_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xc0 | c >> 6);
-    out += static_cast<char>(0x80 | (c & 0x3f));
-  } else {
-    out += static_cast<char>(0xe0 | c >> 12);
-    out += static_cast<char>(0x80 | (c >> 6 & 0x3f));
-    out += static_cast<char>(0x80 | (c & 0x3f));
-  }
-}
-
 std::size_t CharacterWidth(char32_t c) { return IsIn(kNoWidth, c) ? 0 : IsIn(kWide, c) ? 2 : 1; }
 
 }  // namespace
@@ -77,15 +44,6 @@ bool IsAscii(std::string_view text) {
   }
   for (; i < text.size(); ++i) all |= Byte(text[i]);
   return (all & kHighBits) == 0;
-}
-
-bool IsUtf8(std::string_view text) {
-  while (!text.empty()) {
-    const std::size_t size = CharacterSize(text);
-    if (size == 0) return false;
-    text.remove_prefix(size);
-  }
-  return true;
 }
 
 void Conversion::Close::operator()(void* handle) const { iconv_close(handle); }
@@ -142,25 +100,13 @@ std::string_view TextDecoder::DecodeOther(std::string_view text, std::string& sc
   }
   if (IsUtf8(text)) return text;
   scratch.clear();
-  for (const char c : text) {
-    const unsigned char byte = Byte(c);
-    AppendUtf8(scratch, byte >= 0x80 && byte < 0xa0 ? kWindows1252[byte - 0x80U] : char16_t{byte});
-  }
+  for (const char c : text) AppendUtf8(scratch, FromWindows1252(c));
   return scratch;
 }
 
 TextEncoder::TextEncoder(const std::string& encoding)
     : conversion_(encoding.empty() ? nullptr
                                    : std::make_shared<const Conversion>(encoding, "UTF-8")) {}
-
-char32_t TakeCharacter(std::string_view& utf8) {
-  const std::size_t size = std::max<std::size_t>(CharacterSize(utf8), 1);
-  constexpr unsigned char kLeadBits[] = {0, 0x7f, 0x1f, 0x0f, 0x07};
-  char32_t c = Byte(utf8[0]) & kLeadBits[size];
-  for (std::size_t i = 1; i < size; ++i) c = c << 6 | (Byte(utf8[i]) & 0x3f);
-  utf8.remove_prefix(size);
-  return c;
-}
 
 std::string EscapeControls(std::string_view utf8) {
   constexpr char kHex[] = "0123456789abcdef";

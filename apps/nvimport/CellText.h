@@ -7,7 +7,6 @@
 // Texts at the edge: the library's bytes become UTF-8, and UTF-8 becomes what is written.
 
 bool IsAscii(std::string_view text);
-bool IsUtf8(std::string_view text);
 
 // One conversion by the system's tables.
 class Conversion {
@@ -62,9 +61,6 @@ class TextEncoder {
  private:
   std::shared_ptr<const Conversion> conversion_;
 };
-
-// Takes the first character off valid UTF-8.
-char32_t TakeCharacter(std::string_view& utf8);
 
 // `utf8` with control characters as \x1b, so that a terminal shows it and does nothing else.
 std::string EscapeControls(std::string_view utf8);
