@@ -8,6 +8,7 @@
 #include "formats/spectra/BrimroseFile.h"
 #include "formats/spectra/GalacticSPCFile.h"
 #include "formats/text/DIFFile.h"
+#include "formats/text/LotusFile.h"
 #include "formats/text/TextFile.h"
 #include "formats/workbook/TivonFile.h"
 #include "framework/SprFileFactory.h"
@@ -73,11 +74,6 @@ struct JCAMPFileFactory final : UnbuiltFactory {
   JCAMPFileFactory()
       : UnbuiltFactory(kNoOpinion, "JCAMP-DX File", "JCAMP-DX Files (*.jcm; *.dx; *.jdx)", nullptr,
                        3, ".jcm\0.dx\0.jdx", false, true, true, true, false) {}
-};
-struct LotusFileFactory final : UnbuiltFactory {
-  LotusFileFactory()
-      : UnbuiltFactory(kNoOpinion, "Lotus 1-2-3 File", "Lotus 1-2-3 Files (*.wks; *.wk1)", nullptr,
-                       4, ".wks\0.wk1\0.wrk\0.wr1", false, true, false, true, false) {}
 };
 struct MatFileFactory final : UnbuiltFactory {
   MatFileFactory()

@@ -5,14 +5,10 @@
 
 void BlockReader::Begin(InputFile& file, std::uint64_t position) {
   file_ = &file;
+  failed_ = false;
   begin_ = end_ = 0;
   next_ = position;
   file.Seek(position);
-}
-
-std::span<const char> BlockReader::Ahead(std::size_t least) {
-  if (end_ - begin_ < least) Fill();
-  return {buffer_.data() + begin_, end_ - begin_};
 }
 
 void BlockReader::Fill() {
@@ -26,19 +22,15 @@ void BlockReader::Fill() {
   end_ = have;
   if (wanted <= have) return;
   const std::ptrdiff_t got = file_->Read(std::span(buffer_).subspan(have, wanted - have));
+  failed_ = got < 0;
   if (got > 0) {
     end_ += static_cast<std::size_t>(got);
     next_ += static_cast<std::uint64_t>(got);
   }
 }
 
-void BlockReader::Skip(std::uint64_t count) {
-  const std::size_t have = end_ - begin_;
-  if (count <= have) {
-    begin_ += static_cast<std::size_t>(count);
-    return;
-  }
+void BlockReader::SkipFar(std::uint64_t count) {
+  next_ += count - (end_ - begin_);
   begin_ = end_ = 0;
-  next_ += count - have;
   file_->Seek(next_);
 }

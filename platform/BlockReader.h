@@ -18,15 +18,26 @@ class BlockReader {
 
   // What lies ahead in the buffer, at least `least` bytes (up to kSize) unless the file ends or a
   // read fails.
-  std::span<const char> Ahead(std::size_t least);
+  std::span<const char> Ahead(std::size_t least) {
+    if (end_ - begin_ < least) Fill();
+    return {buffer_.data() + begin_, end_ - begin_};
+  }
+
+  // True when a read failed, or was stopped, since Begin.
+  bool failed() const { return failed_; }
 
   // Goes `count` bytes on, whether they are in the buffer or not.
-  void Skip(std::uint64_t count);
+  void Skip(std::uint64_t count) {
+    if (count > end_ - begin_) return SkipFar(count);
+    begin_ += static_cast<std::size_t>(count);
+  }
 
  private:
   void Fill();
+  void SkipFar(std::uint64_t count);
 
   InputFile* file_ = nullptr;
+  bool failed_ = false;
   std::vector<char> buffer_;
   std::size_t begin_ = 0;
   std::size_t end_ = 0;

@@ -35,4 +35,10 @@ void Log::WriteMessage(std::string_view source, std::string_view operation, std:
   if (path != nullptr && *path != '\0') AppendToFile(path, entry);
 }
 
+void Log::WriteCount(std::string_view source, std::uint64_t count, std::string_view one,
+                     std::string_view several) {
+  if (count == 0) return;
+  WriteNote(source, std::to_string(count) + " " + std::string(count == 1 ? one : several));
+}
+
 Log::Sink Log::Install(Sink sink) { return std::exchange(Installed(), std::move(sink)); }

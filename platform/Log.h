@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -30,6 +31,10 @@ class NVIMPORT_API Log {
   static void WriteNote(std::string_view source, std::string_view text) {
     WriteMessage(source, "Note", text, kNormal);
   }
+
+  // The same for `count` of something, "1 cell ..." or "2 cells ..."; nothing for none.
+  static void WriteCount(std::string_view source, std::uint64_t count, std::string_view one,
+                         std::string_view several);
 
   // Sends the entries to `sink` (none: to nobody) and returns the sink before it.
   static Sink Install(Sink sink);

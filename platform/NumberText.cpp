@@ -29,6 +29,77 @@ std::optional<double> ParseNumber(std::string_view text, char decimal_mark) {
   return negative ? -value : value;
 }
 
+namespace {
+
+constexpr int kDigits = 6;
+
+constexpr double PowerOfTen(int power) {
+  double value = 1;
+  for (int i = 0; i < power; ++i) value *= 10;
+  return value;
+}
+
+// The six digits of `value`, in 0.0001 to 999999, as a whole number, and the power of ten of the
+// first one; 0 when it takes more than a double to decide how the last one is rounded.
+unsigned SixDigits(double value, int& power) {
+  constexpr std::array<double, 10> kBounds = {1e-4, 1e-3, 1e-2, 1e-1, 1e0, 1e1, 1e2, 1e3, 1e4, 1e5};
+  constexpr std::array<double, 10> kScales = {
+      PowerOfTen(9), PowerOfTen(8), PowerOfTen(7), PowerOfTen(6), PowerOfTen(5),
+      PowerOfTen(4), PowerOfTen(3), PowerOfTen(2), PowerOfTen(1), PowerOfTen(0)};
+  constexpr unsigned kBeyond = 1'000'000;
+  std::size_t decade = 9;
+  while (value < kBounds[decade]) --decade;
+  power = static_cast<int>(decade) - 4;
+  const double scaled = value * kScales[decade];
+  const auto whole = static_cast<unsigned>(scaled);
+  const double rest = scaled - whole;
+  // The product may be off by less than this.
+  if (std::fabs(rest - 0.5) < 1e-9) return 0;
+  const unsigned digits = whole + (rest > 0.5 ? 1 : 0);
+  if (digits < kBeyond) return digits;
+  ++power;
+  return digits / 10;
+}
+
+// The digits without their closing zeros, point and leading zeros as `power` asks.
+char* PutDigits(unsigned digits, int power, char* to) {
+  std::array<char, kDigits> text;
+  for (std::size_t i = kDigits; i-- > 0; digits /= 10)
+    text[i] = static_cast<char>('0' + digits % 10);
+  int length = kDigits;
+  while (text[static_cast<std::size_t>(length - 1)] == '0') --length;
+  const int whole = power + 1;
+  if (whole <= 0) {
+    *to++ = '0';
+    *to++ = '.';
+    for (int i = whole; i < 0; ++i) *to++ = '0';
+    return std::copy_n(text.data(), length, to);
+  }
+  to = std::copy_n(text.data(), whole, to);
+  if (length <= whole) return to;
+  *to++ = '.';
+  return std::copy_n(text.data() + whole, length - whole, to);
+}
+
+}  // namespace
+
+char* FormatGeneral(double value, FloatText& buffer, std::size_t at) {
+  char* to = buffer.data() + at;
+  const double size = std::fabs(value);
+  int power = 0;
+  const unsigned digits = size >= 1e-4 && size < 999'999 ? SixDigits(size, power) : 0;
+  if (digits == 0) {
+    to = std::to_chars(to, buffer.data() + buffer.size() - 1, value, std::chars_format::general,
+                       kDigits)
+             .ptr;
+  } else {
+    if (value < 0) *to++ = '-';
+    to = PutDigits(digits, power, to);
+  }
+  *to = '\0';
+  return to;
+}
+
 std::string_view FormatFloat(float value, FloatText& buffer) {
   char* end = std::to_chars(buffer.data(), buffer.data() + buffer.size() - 1, value).ptr;
   *end = '\0';

@@ -18,3 +18,6 @@ using FloatText = std::array<char, 24>;
 
 // The shortest text that reads back to the same float, NUL-terminated in `buffer`.
 NVIMPORT_API std::string_view FormatFloat(float value, FloatText& buffer);
+
+// Writes `value` as C's "%g" does, digit for digit, with its NUL, and returns the end.
+NVIMPORT_API char* FormatGeneral(double value, FloatText& buffer, std::size_t at = 0);

@@ -51,3 +51,32 @@ printf 'Site|Caf\351|T \260C|Size \265m\nK\366ln|yes|21.5|4.0\nNice|no|23.25|3.5
       }
     }'
 } >barley.spc
+
+# A worksheet in DIF, as a spreadsheet of old saves it: code page 437 (204 is an e acute), CR LF.
+{
+  printf 'TABLE\r\n0,1\r\n"Titration"\r\nVECTORS\r\n0,3\r\n""\r\nTUPLES\r\n0,4\r\n""\r\nDATA\r\n0,0\r\n""\r\n'
+  printf -- '-1,0\r\nBOT\r\n1,0\r\n"R\202actif"\r\n1,0\r\n"ml"\r\n1,0\r\n"pH"\r\n'
+  printf -- '-1,0\r\nBOT\r\n1,0\r\n"NaOH"\r\n0,0\r\nV\r\n0,3.18\r\nV\r\n'
+  printf -- '-1,0\r\nBOT\r\n1,0\r\n"NaOH"\r\n0,12.5\r\nV\r\n0,7.02\r\nV\r\n'
+  printf -- '-1,0\r\nBOT\r\n1,0\r\n"NaOH"\r\n0,25\r\nV\r\n0,0\r\nNA\r\n-1,0\r\nEOD\r\n'
+} >titration.dif
+
+# A Lotus 1-2-3 worksheet of two columns: labels, whole numbers, and a formula, whose value old
+# imports leave empty.
+LC_ALL=C awk '
+  function u16(v) { printf "%c%c", v % 256, int(v / 256) }
+  function record(type, size) { u16(type); u16(size) }
+  function cell(type, size, column, row) { record(type, size); printf "%c", 255; u16(column); u16(row) }
+  function label(column, row, text) { cell(15, 7 + length(text), column, row); printf "%c%s%c", 39, text, 0 }
+  BEGIN {
+    record(0, 2); u16(1030)
+    record(6, 8); u16(0); u16(0); u16(1); u16(4)
+    label(0, 0, "Tank"); label(1, 0, "Litres")
+    for (i = 1; i <= 3; i++) {
+      label(0, i, "T" i)
+      cell(13, 7, 1, i); u16(100 + i * i)
+    }
+    label(0, 4, "Sum")
+    cell(16, 15, 1, 4); printf "%c%c%c%c%c%c%c%c", 0, 0, 0, 0, 0, 96, 115, 64; u16(0)
+    record(1, 0)
+  }' >tanks.wk1

@@ -126,14 +126,18 @@ std::string EscapeControls(std::string_view utf8) {
 }
 
 std::string OneLine(std::string_view bytes) {
+  constexpr std::string_view kBreaks = "\r\n";
+  constexpr std::string_view kBlanks = " \t\r\n";
   std::string line;
-  for (const char c : bytes) {
-    const bool is_blank = c == ' ' || c == '\n' || c == '\r' || c == '\t';
-    if (is_blank && (line.empty() || line.back() == ' ')) continue;
-    line += is_blank ? ' ' : c;
+  while (true) {
+    const std::size_t end = bytes.find_first_of(kBreaks);
+    const std::string_view part = bytes.substr(0, end);
+    line.append(part.substr(0, part.find_last_not_of(kBlanks) + 1));
+    bytes.remove_prefix(part.size());
+    bytes.remove_prefix(std::min(bytes.find_first_not_of(kBlanks), bytes.size()));
+    if (bytes.empty()) return EscapeControls(ToUtf8(line));
+    line += ' ';
   }
-  while (line.ends_with(' ')) line.pop_back();
-  return EscapeControls(ToUtf8(line));
 }
 
 std::string ToUtf8(std::string_view bytes) {

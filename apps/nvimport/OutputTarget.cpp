@@ -10,6 +10,7 @@
 
 #include "apps/nvimport/CellText.h"
 #include "platform/InputFile.h"
+#include "platform/Paths.h"
 
 namespace {
 
@@ -69,7 +70,7 @@ std::optional<Failure> OutputTarget::Begin(OutputFile& stream) {
     stream = OutputFile(descriptor, /*owned=*/true);
     return std::nullopt;
   }
-  if (auto failure = MakeTemporary({})) return failure;
+  if (auto failure = MakeTemporary()) return failure;
   stream = OutputFile(temporary_->descriptor(), /*owned=*/true);
   return std::nullopt;
 }
@@ -79,19 +80,26 @@ std::optional<Failure> OutputTarget::BeginAtPath(const std::string& extension, s
   if (auto failure = Check()) return failure;
   path = path_;
   if (!IsStandardOutput() && IsWrittenDirectly(path_)) return std::nullopt;
-  if (auto failure = MakeTemporary(extension)) return failure;
-  ::close(temporary_->descriptor());
+  // Some formats hold the file's name, so it has its own in a folder that is temporary.
+  const std::string folder = SettleFolder();
+  temporary_folder_.emplace(TemporaryPath::Kind::kFolder, folder + "/.nvimport-XXXXXX");
+  if (!temporary_folder_->is_made()) return Because(SystemWords(temporary_folder_->error()));
+  const std::string name = IsStandardOutput() ? "stdout" + extension : FileName(final_path_);
+  temporary_.emplace(temporary_folder_->path() + "/" + name);
   path = temporary_->path();
   return std::nullopt;
 }
 
-std::optional<Failure> OutputTarget::MakeTemporary(const std::string& extension) {
+std::string OutputTarget::SettleFolder() {
   // A link stays a link, and what it leads to is replaced; one that leads nowhere is replaced.
   std::error_code none;
   final_path_ = std::filesystem::canonical(path_, none);
   if (none) final_path_ = path_;
-  const std::string folder = IsStandardOutput() ? TemporaryFolder() : FolderOf(final_path_);
-  temporary_.emplace(TemporaryPath::Kind::kFile, folder + "/.nvimport-XXXXXX", extension);
+  return IsStandardOutput() ? TemporaryFolder() : FolderOf(final_path_);
+}
+
+std::optional<Failure> OutputTarget::MakeTemporary() {
+  temporary_.emplace(TemporaryPath::Kind::kFile, SettleFolder() + "/.nvimport-XXXXXX");
   if (!temporary_->is_made()) return Because(SystemWords(temporary_->error()));
   if (!IsStandardOutput()) ::fchmod(temporary_->descriptor(), UsualMode());
   return std::nullopt;

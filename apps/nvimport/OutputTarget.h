@@ -30,13 +30,16 @@ class OutputTarget {
 
  private:
   bool IsStandardOutput() const { return path_ == "-"; }
-  std::optional<Failure> MakeTemporary(const std::string& extension);
+  // Finds what is to be replaced, and the folder for what is to replace it.
+  std::string SettleFolder();
+  std::optional<Failure> MakeTemporary();
   std::optional<Failure> CopyToStandardOutput() const;
   Failure Because(const std::string& words) const;
 
   std::string path_;
   bool force_;
   std::string final_path_;  // behind symbolic links
+  std::optional<TemporaryPath> temporary_folder_;
   std::optional<TemporaryPath> temporary_;
 };
 

@@ -90,10 +90,9 @@ std::string TemporaryFolder() {
   return folder != nullptr && *folder != '\0' ? folder : "/tmp";
 }
 
-TemporaryPath::TemporaryPath(Kind kind, std::string pattern, const std::string& suffix)
+TemporaryPath::TemporaryPath(Kind kind, std::string pattern)
     : path_(std::move(pattern)), is_folder_(kind == Kind::kFolder) {
   const SignalsHeld held;
-  path_ += suffix;
   if (path_.size() >= PATH_MAX) {
     error_ = ENAMETOOLONG;
     return;
@@ -101,7 +100,7 @@ TemporaryPath::TemporaryPath(Kind kind, std::string pattern, const std::string& 
   if (is_folder_) {
     if (::mkdtemp(path_.data()) == nullptr) error_ = errno;
   } else {
-    descriptor_ = ::mkostemps(path_.data(), static_cast<int>(suffix.size()), O_CLOEXEC);
+    descriptor_ = ::mkostemp(path_.data(), O_CLOEXEC);
     if (descriptor_ < 0) error_ = errno;
   }
   if (error_ == 0) Register();

@@ -14,9 +14,9 @@ class TemporaryPath {
  public:
   enum class Kind { kFile, kFolder };
 
-  // Makes the file or folder: `pattern` ends in XXXXXX and, for a file, `suffix`. Without one
+  // Makes the file or folder: `pattern` ends in XXXXXX. Without one
   // (is_made() false) `error()` says why.
-  TemporaryPath(Kind kind, std::string pattern, const std::string& suffix = {});
+  TemporaryPath(Kind kind, std::string pattern);
   // Takes over a file still to be made at `path`.
   explicit TemporaryPath(std::string path);
   TemporaryPath(const TemporaryPath&) = delete;

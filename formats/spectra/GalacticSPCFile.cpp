@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <charconv>
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -29,6 +28,7 @@
 #include "platform/ByteReader.h"
 #include "platform/InputFile.h"
 #include "platform/Log.h"
+#include "platform/NumberText.h"
 #include "platform/Paths.h"
 
 namespace {
@@ -95,19 +95,9 @@ bool SameX(std::span<const float> a, std::span<const float> b) {
       a, b, [](float x, float y) { return x == y || (std::isnan(x) && std::isnan(y)); });
 }
 
-// `value` as C's "%g" writes it.
-std::string_view AppendNumber(double value, std::span<char> buffer, std::size_t at) {
-  constexpr int kDigits = 6;
-  char* const end = std::to_chars(buffer.data() + at, buffer.data() + buffer.size() - 1, value,
-                                  std::chars_format::general, kDigits)
-                        .ptr;
-  *end = '\0';
-  return {buffer.data(), end};
-}
-
 std::string ShortNumber(double value) {
-  std::array<char, 32> buffer;
-  return std::string(AppendNumber(value, buffer, 0));
+  FloatText buffer;
+  return {buffer.data(), FormatGeneral(value, buffer)};
 }
 
 // The scale of fixed-point values of `bits` bits. An exponent beyond what a float could show is
@@ -399,13 +389,15 @@ double GalacticSPCFile::PointX(int index) const {
 void GalacticSPCFile::SetNames(ReadSpreadSheetData& sink, int row) const {
   sink.Set(1, row, "Primary ID");
   sink.Set(2, row, "Name");
-  std::array<char, 32> name{'t', ' '};
+  FloatText name{'t', ' '};
   for (int i = 0; i < interval_size(); ++i) {
     const double x = PointX(first_index() + i);
-    if (text_names_)
-      sink.Set(kFirstPointColumn + i, row, AppendNumber(x, name, 2).data());
-    else
+    if (text_names_) {
+      FormatGeneral(x, name, 2);
+      sink.Set(kFirstPointColumn + i, row, name.data());
+    } else {
       sink.Set(kFirstPointColumn + i, row, static_cast<float>(x));
+    }
   }
 }
 
@@ -437,15 +429,14 @@ int GalacticSPCFile::Read(ReadSpreadSheetData* sink) {
         sink->Set(kFirstPointColumn + i, row, static_cast<float>(PointX(first_index() + i)));
     }
   }
-  int left_out = 0;
+  std::uint64_t left_out = 0;
   for (const Header& header : files_) {
     if (ReadSpectra(header, *sink, row) != kGood) return status_;
-    left_out += header.left_out;
+    left_out += static_cast<std::uint64_t>(header.left_out);
   }
-  if (left_out > 0)
-    Log::WriteNote(kSource, std::to_string(left_out) +
-                                " further spectra of files of the old layout "
-                                "were not delivered");
+  Log::WriteCount(kSource, left_out,
+                  "further spectrum of a file of the old layout was not delivered",
+                  "further spectra of files of the old layout were not delivered");
   return kGood;
 }
 

@@ -204,6 +204,17 @@ TEST(Command, ConvertsText) {
   EXPECT_EQ(desk.Listing(), "in.txt");
 }
 
+TEST(Command, AWrittenFileKnowsItsName) {
+  const Desk desk;
+  desk.Put("in.txt", "\xe9;1\n");
+  EXPECT_EQ(desk.Run("convert in.txt -o out.dif --quiet"), (Ran{0, "", ""}));
+  EXPECT_EQ(desk.Get("out.dif"),
+            "TABLE\n0,1\n\"out.dif\"\nVECTORS\n0,2\n\"\"\nTUPLES\n0,1\n\"\"\nDATA\n0,0\n\"\"\n"
+            "-1,0\nBOT\n1,0\n\"\x82\"\n1,0\n\"1\"\n-1,0\nEOD\n");
+  EXPECT_EQ(desk.Run("convert out.dif -o -"), (Ran{0, "é,1\n", ""}));
+  EXPECT_EQ(desk.Listing(), "in.txt out.dif");
+}
+
 TEST(Command, SaysWhichDelimiterItTook) {
   const Desk desk;
   const std::string said = "in.txt: the delimiter is taken to be ";
@@ -506,7 +517,8 @@ TEST(Command, WithoutATerminalAnswersAsAUserWouldAndSaysSo) {
       {"blocks\n", " --blocks 3,1", {0, "2 0 merge 0\n", ""}},
       {"reference\n",
        "",
-       {0, "0 merge 0\n", "x.ask: of 3 reference series taken: Alpha (--option reference=" + decides}},
+       {0, "0 merge 0\n",
+        "x.ask: of 3 reference series taken: Alpha (--option reference=" + decides}},
       {"range\n",
        "",
        {0, "1 to 0\n",

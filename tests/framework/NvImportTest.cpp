@@ -11,7 +11,7 @@ using namespace std::string_literals;
 
 namespace {
 
-constexpr int kLotus = 12;
+constexpr int kUnbuilt = 2;
 constexpr int kText = 17;
 const std::string kByTab = "\1\0\0\0\t\0"s;
 
@@ -86,8 +86,8 @@ TEST(NvImport, FailuresHaveATextAndAHandleToClose) {
       {kText, good, kByTab.substr(0, 5), true, kBadOptions},
       {kText, good, "\1\0\0\0\t\2"s, true, kBadOptions},
       {kText, good, "\xff\xff\xff\x7f\t\0"s, true, kBadOptions},
-      {kLotus, good, "", true, kNotImplemented},
-      {kLotus, good, "", false, kNotImplemented},
+      {kUnbuilt, good, "", true, kNotImplemented},
+      {kUnbuilt, good, "", false, kNotImplemented},
   };
   const ScriptedDialogs nobody_answers;
   for (const auto& c : kCases) {
@@ -116,7 +116,7 @@ TEST(NvImport, WritesWhereTheFormatCan) {
   source.text = [](NvImportWriteData*, int row, int) { return row == 2 ? "x y" : ""; };
   source.rows = source.columns = 2;
   {
-    const Handle lotus(kLotus, path, "", false);
+    const Handle lotus(kUnbuilt, path, "", false);
     EXPECT_EQ(NvImportWrite(0, lotus.handle, &source), 0);
     EXPECT_EQ(lotus.LastError(), "This function is not implemented for this file format.");
     const Handle text(kText, path, "", false);

@@ -3,9 +3,13 @@
 #include "framework/SpreadsheetData.h"
 #include "tests/fuzz/Fuzz.h"
 
-// A sink for damaged files: every cell must lie within the announced size.
+// A sink for damaged files: every cell must lie within the announced size, or at least have a
+// place.
 class CheckingSink : public ReadSpreadSheetData {
  public:
+  enum class Beyond { kForbidden, kAllowed };
+  explicit CheckingSink(Beyond beyond = Beyond::kForbidden) : beyond_(beyond) {}
+
   using ReadSpreadSheetData::Set;
   void Set(int column, int row, const char* text) override {
     CheckPlace(column, row);
@@ -22,10 +26,12 @@ class CheckingSink : public ReadSpreadSheetData {
 
  private:
   void CheckPlace(int column, int row) const {
-    Check(column >= 1 && column <= columns_ && row >= 1 && row <= rows_,
+    Check(column >= 1 && row >= 1, "the cell has a place");
+    Check((column <= columns_ && row <= rows_) || beyond_ == Beyond::kAllowed,
           "the cell lies within the size");
   }
 
+  Beyond beyond_;
   int columns_ = -1;
   int rows_ = -1;
 };

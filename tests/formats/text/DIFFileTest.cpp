@@ -1,0 +1,212 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "formats/text/DIFFile.h"
+#include "platform/CodePages.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/MemoryFile.h"
+#include "tests/support/Support.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+const std::string kHeader = "TABLE\n0,1\n\"t\"\nVECTORS\n0,9\n\"\"\nDATA\n0,0\n\"\"\n";
+const std::string kBot = "-1,0\nBOT\n";
+const std::string kEod = "-1,0\nEOD\n";
+
+std::string Text(const std::string& text) { return "1,0\n\"" + text + "\"\n"; }
+
+TEST(DIFFile, ReadsRecords) {
+  const struct {
+    const char* why;
+    std::string records;
+    const char* sheet;
+    int columns;
+  } kCases[] = {
+      {"numbers and texts", kBot + "0,1.5\nV\n" + Text("a \"b\"") + kBot + "0, -2 \nV\n",
+       "\"1.5\" | \"a \"b\"\"\n\" -2 \" | .\n", 2},
+      {"a comma in the value", kBot + "0,1,5\nV\n", "\"1,5\"\n", 1},
+      {"indicators", kBot + "0,7\ntrue\n0,7\nfalse\n0,7\nTRUE\n0,7\nFALSE\n0,7\nW\n",
+       "\"1\" | \"0\" | \"\" | \"\" | \"\"\n", 5},
+      {"no value: delivered, not counted", kBot + "0,7\nNA\n0,7\nV\n0,7\nERROR\n",
+       "\"\" | \"7\" | \"\"\n", 1},
+      {"other types",
+       kBot + "2,0\nx\n-2,0\nBOT\n5,0\nx\n7,0\nx\n-1,1\nBOT\n-1,0\nXXX\n" + Text("a"), "\"a\"\n",
+       1},
+      {"types as they are read leniently", kBot + " +1x,0\n\"a\"\n,5\nV\n01,\n\"\"\n",
+       "\"a\" | \"5\" | \"\"\n", 3},
+      {"lines that end in CR LF", "-1,0\r\nBOT\r\n0,5\r\nV\r\n1,0\r\n\"a\"\r\n", "\"5\" | \"a\"\n",
+       2},
+      {"no rows", "", "", 0},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    const Outcome got = Import<DIFFile>(kHeader + c.records + kEod);
+    EXPECT_EQ(got.status, 0) << got.text;
+    EXPECT_EQ(got.sheet, c.sheet);
+    const TempFile bytes(kHeader + c.records + kEod);
+    DIFFile file;
+    ASSERT_EQ(file.Open(true, bytes.path(), nullptr), 0);
+    EXPECT_EQ(file.GetNumCols(), c.columns);
+  }
+}
+
+TEST(DIFFile, RefusesWhatIsNoDif) {
+  const std::string long_line(2022, 'x');
+  const struct {
+    const char* why;
+    std::string bytes;
+    int status;
+    const char* sheet = "";
+  } kCases[] = {
+      {"empty", "", 769},
+      {"no comma in the header", "TABLE\n0\n\"\"\n", 769},
+      {"no DATA", "TABLE\n0,1\n\"\"\n", 769},
+      {"a header line that is too long", "TABLE\n0,1\n" + long_line + "xx\nDATA\n0,0\n\"\"\n", 769},
+      {"just as long as may be", "TABLE\n0,1\n" + long_line + "x\n data x\n0,0\n\n" + kEod, 0},
+      {"with a CR it is too long", "TABLE\n0,1\n" + long_line + "x\r\nDATA\n0,0\n\"\"\n" + kEod,
+       769},
+      {"no comma in a record", kHeader + kBot + "0\nV\n" + kEod, 770, ""},
+      {"a text without quotes", kHeader + kBot + Text("a") + "1,0\nabc\n" + kEod, 770, "\"a\"\n"},
+      {"one quote", kHeader + kBot + "1,0\n\"\n" + kEod, 770, ""},
+      {"no EOD", kHeader + kBot + Text("a"), 770, "\"a\"\n"},
+      {"a text that is too long", kHeader + kBot + Text(long_line) + kEod, 770, ""},
+      {"UTF-8 with a mark", "\xef\xbb\xbf" + kHeader, 771},
+      {"UTF-16", "T\0A\0B\0L\0E\0"s, 771},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    const Outcome got = Import<DIFFile>(c.bytes);
+    EXPECT_EQ(got.status, c.status);
+    EXPECT_EQ(got.sheet, c.sheet);
+  }
+  DIFFile file;
+  EXPECT_EQ(file.Open(true, "/none.dif", nullptr), 768);
+  EXPECT_EQ(ErrorText(file), "Failed to open stream for reading.");
+  file.Close();
+  EXPECT_EQ(file.Open(false, "/none/out.dif", nullptr), 768);
+  file.Close();
+  MemorySheet sheet;
+  EXPECT_EQ(file.Read(&sheet), 3);
+  EXPECT_EQ(file.GetNumRows(), -1);
+  file.Close();
+  EXPECT_EQ(file.Write(&sheet), 3);
+}
+
+TEST(DIFFile, DeliversOnlyTheRowsThatAreAskedFor) {
+  class Odd : public MemorySheet {
+   public:
+    int GetNextIndex(int previous) override { return previous % 2 == 0 ? previous + 1 : 0; }
+    void SetDataSize(int columns, int rows) override {
+      announced.emplace_back(columns, rows);
+      had_cells = GetNumberOfRows() > 0;
+    }
+    std::vector<std::pair<int, int>> announced;
+    bool had_cells = false;
+  };
+  std::istringstream stream(kHeader + kBot + Text("a") + Text("b") + kBot + Text("c") + kBot +
+                            Text("d") + kEod);
+  DIFFile file;
+  ASSERT_EQ(file.Open(stream, "title"), 0);
+  EXPECT_EQ(file.GetNumRows(), 3);
+  Odd sheet;
+  EXPECT_EQ(file.Read(&sheet), 0);
+  EXPECT_EQ(file.GetTitle(), "t");
+  EXPECT_EQ(SheetText(sheet), "\"a\" | \"b\"\n. | .\n\"d\" | .\n");
+  EXPECT_EQ(sheet.announced, (std::vector{std::pair(1, 3)})) << "the last row's cells";
+  EXPECT_TRUE(sheet.had_cells) << "after the cells";
+}
+
+void Fill(MemorySheet& sheet) {
+  sheet.Set(1, 1, "caf\xc3\xa9");
+  sheet.Set(2, 1, 0.1F);
+  sheet.Set(3, 1, 1e20F);
+  sheet.Set(1, 2, "a\r\nb");
+  sheet.Set(2, 2, 123456.7F);
+  sheet.Set(1, 3, "\x80\"");
+}
+
+TEST(DIFFile, WritesBothWays) {
+  MemorySheet sheet;
+  Fill(sheet);
+  const std::string start =
+      "TABLE\n0,1\n\"the title\"\nVECTORS\n0,3\n\"\"\nTUPLES\n0,3\n\"\"\nDATA\n0,0\n\"\"\n";
+  const std::string empty = "1,0\n\"\"\n";
+  const auto written = [&](DIFFile& file) {
+    std::ostringstream stream;
+    EXPECT_EQ(file.Open(stream, "the title"), 0);
+    EXPECT_EQ(file.Write(&sheet), 0);
+    return stream.str();
+  };
+  DIFFile ansi;
+  EXPECT_EQ(written(ansi), start + kBot + Text("caf\xc3\xa9") + "0,0.1\nV\n0,1e+20\nV\n" + kBot +
+                               Text("a b") + "0,123457\nV\n" + empty + kBot + Text("\x80\"") +
+                               empty + empty + kEod);
+  const LogRecorder log;
+  DIFFileOEM oem;
+  EXPECT_EQ(written(oem), start + kBot + Text("caf\x82") + "0,0.1\nV\n0,1e+20\nV\n" + kBot +
+                              Text("a\r\nb") + "0,123457\nV\n" + empty + kBot + Text("?\"") +
+                              empty + empty + kEod);
+  ASSERT_EQ(log.entries().size(), 2U);
+  EXPECT_EQ(log.entries()[0].text, "1 text with a line break does not read back as it was");
+  EXPECT_EQ(log.entries()[1].text, "1 character is not in the code page and became ?");
+}
+
+TEST(DIFFileOEM, WhatItWritesReadsBack) {
+  const TempFolder folder;
+  const std::string path = folder.path() + "/out.dif";
+  // Every character that both code pages have, and a line as long as may be.
+  std::string both;
+  for (int byte = 0x20; byte < 0x100; ++byte) {
+    std::string text(1, static_cast<char>(byte));
+    std::size_t lost = 0;
+    if (ToOem(text, lost); lost == 0 && byte != 0x7f) both += text;
+  }
+  EXPECT_EQ(both.size(), 95U + 54);
+  MemorySheet sheet;
+  sheet.Set(1, 1, both.c_str());
+  sheet.Set(2, 1, std::string(2021, 'x').c_str());
+  sheet.Set(1, 2, "");
+  sheet.Set(2, 2, "\"q\"");
+  const LogRecorder log;
+  DIFFileOEM out;
+  ASSERT_EQ(out.Open(false, path.c_str(), nullptr), 0);
+  EXPECT_EQ(out.Write(&sheet), 0);
+  out.Close();
+  EXPECT_TRUE(log.entries().empty());
+  DIFFileOEM in;
+  EXPECT_EQ(ImportFile(in, path.c_str(), nullptr).sheet, SheetText(sheet));
+
+  sheet.Set(2, 1, std::string(2022, 'x').c_str());
+  out.Open(false, path.c_str(), nullptr);
+  out.Write(&sheet);
+  ASSERT_EQ(log.entries().size(), 1U);
+  EXPECT_EQ(log.entries()[0].text, "1 text is longer than a line that can be read");
+}
+
+TEST(DIFFile, ReadsEveryPrefixAndAcrossBlocks) {
+  std::string whole = kHeader + kBot;
+  const MemoryFile file;
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    file.Put(whole.substr(0, size));
+    DIFFileOEM dif;
+    const int status = ImportFile(dif, file.path(), nullptr).status;
+    EXPECT_EQ(status, size + 2 < kHeader.size() ? 769 : 770) << size;
+  }
+  // Lines of every length, so that the ends of blocks fall everywhere.
+  std::string expected;
+  for (int i = 0; i < 1000; ++i) {
+    const std::string text(static_cast<std::size_t>(i * 7 % 2000), static_cast<char>('a' + i % 26));
+    whole += Text(text);
+    expected += (i > 0 ? " | \"" : "\"") + text + "\"";
+  }
+  file.Put(whole + kEod);
+  DIFFile dif;
+  const Outcome got = ImportFile(dif, file.path(), nullptr);
+  EXPECT_EQ(got.status, 0);
+  EXPECT_TRUE(got.sheet == expected + "\n");
+}
+
+}  // namespace

@@ -1,0 +1,203 @@
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+
+#include "formats/text/LotusFile.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/MemoryFile.h"
+#include "tests/support/Support.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+template <typename... Values>
+std::string Record(int type, Values... values) {
+  std::string data;
+  [[maybe_unused]] const auto put = [&](auto value) {
+    data.append(reinterpret_cast<const char*>(&value), sizeof value);
+  };
+  (put(values), ...);
+  const auto header = static_cast<std::uint32_t>(type) | static_cast<std::uint32_t>(data.size())
+                                                             << 16U;
+  return std::string(reinterpret_cast<const char*>(&header), 4) + data;
+}
+
+using Short = std::int16_t;
+
+std::string Cell(int type, int column, int row) {
+  std::string cell = Record(type, '\xff', static_cast<Short>(column), static_cast<Short>(row));
+  return cell;
+}
+
+std::string With(std::string cell, std::string_view more) {
+  cell[2] = static_cast<char>(cell[2] + static_cast<char>(more.size()));
+  return cell.append(more);
+}
+
+std::string Integer(int column, int row, Short value) {
+  return With(Cell(13, column, row), {reinterpret_cast<const char*>(&value), 2});
+}
+std::string Real(int type, int column, int row, double value) {
+  return With(Cell(type, column, row), {reinterpret_cast<const char*>(&value), 8});
+}
+std::string Label(int column, int row, std::string_view text) {
+  return With(Cell(15, column, row), "'" + std::string(text) + "\0"s);
+}
+std::string Range(Short first_column, Short first_row, Short last_column, Short last_row) {
+  return Record(6, first_column, first_row, last_column, last_row);
+}
+
+const std::string kBof = Record(0, Short{0x0406});
+const std::string kEof = Record(1);
+
+Outcome ImportLotus(const std::string& bytes) { return Import<LotusFile>(bytes); }
+
+TEST(LotusFile, ReadsCells) {
+  constexpr int kFormula = 16;
+  const std::string start = kBof + Range(0, 0, 2, 1);
+  const struct {
+    const char* why;
+    std::string records;
+    const char* sheet;
+  } kCases[] = {
+      {"every kind of cell", Integer(0, 0, -5) + Real(14, 1, 0, 0.25) + Label(2, 0, "caf\xe9"),
+       "-5 | 0.25 | \"caf\xe9\"\n. | . | .\n"},
+      {"records in between", Record(47, '\1') + Integer(0, 1, 7) + Record(256, 1.0),
+       ". | . | .\n7 | . | .\n"},
+      {"a formula's value arrives empty", Real(kFormula, 0, 0, 4.5), "\"\" | . | .\n. | . | .\n"},
+      {"unless it is none",
+       Real(kFormula, 0, 0, INFINITY) + Real(kFormula, 1, 0, -INFINITY) +
+           Real(kFormula, 2, 0, std::bit_cast<double>(0xfff8000000000000)) +
+           Real(kFormula, 0, 1, std::bit_cast<double>(0x7ff8000000000000)),
+       "inf | -inf | -nan\n\"\" | . | .\n"},
+      {"cells outside the range, formulas arrive empty all the same",
+       Integer(3, 0, 1) + Label(0, 2, "x") + Integer(-1, 0, 1) + Real(kFormula, 3, 0, 1),
+       ". | . | . | \"\"\n. | . | . | .\n"},
+      {"records that are too short", Record(14, '\0', Short{1}) + Record(13) + Record(15, '\0'),
+       "\"\" | 0 | .\n. | . | .\n"},
+      {"a label without an end", Record(15, '\0', Short{0}, Short{0}, '\'', 'a', 'b'),
+       "\"ab\" | . | .\n. | . | .\n"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    const Outcome got = ImportLotus(start + c.records + kEof + "what follows");
+    EXPECT_EQ(got.status, 0) << got.text;
+    EXPECT_EQ(got.sheet, c.sheet);
+  }
+  const Outcome got =
+      ImportLotus(kBof + Range(1, 1, 2, 2) + Integer(1, 1, 5) + Integer(2, 2, 6) + kEof);
+  EXPECT_EQ(got.sheet, ". | .\n. | 5\n") << "the start of the range is not subtracted";
+}
+
+TEST(LotusFile, SaysWhatItLeavesOut) {
+  const LogRecorder log;
+  ImportLotus(kBof + Range(0, 0, 0, 1) + Real(16, 0, 0, 1) + Real(16, 0, 1, 2) + Integer(1, 0, 1) +
+              kEof);
+  ASSERT_EQ(log.entries().size(), 2U);
+  EXPECT_EQ(log.entries()[0].text, "2 formula cells arrive empty");
+  EXPECT_EQ(log.entries()[1].text,
+            "1 cell outside the width or height of the range was not delivered");
+
+  const TempFile file(kBof + Range(1, 1, 2, 2) + Real(16, 1, 1, 5) + Integer(2, 2, 6) + kEof);
+  LotusFile all({.formula_values_left_out = false, .range_start_ignored = false});
+  EXPECT_EQ(ImportFile(all, file.path(), nullptr).sheet, "5 | .\n. | 6\n");
+}
+
+TEST(LotusFile, RefusesByName) {
+  const auto long_bof = [](int version) {
+    return Record(0, static_cast<Short>(version), 0LL, 0LL, 0LL);
+  };
+  const std::string list =
+      "\r\n\r\nLotus 1-2-3 version 1.A (WKS)\r\nLotus 1-2-3 version 2.0-2.2 (WK1)\r\nSymphony file "
+      "1.0/1.01 (WRK) and\r\nSymphony file 1.1/1.2/2.0 (WR1).";
+  const std::string only = " However, Olvan does only support the following Lotus formats:" + list;
+  const std::string corrupt = " The file seems to be corrupt and cannot be imported.";
+  const std::string invalid = "The file does not seem to be a valid Lotus 1-2-3 file.";
+  const std::string start = kBof + Range(0, 0, 0, 0);
+  const struct {
+    const char* why;
+    std::string bytes;
+    int status;
+    std::string text;
+  } kCases[] = {
+      {"empty", "", 2305, invalid},
+      {"five bytes", kBof.substr(0, 5), 2305, invalid},
+      {"text", "a;b;c;d", 2305, invalid},
+      {"WK3", long_bof(0x1000), 2306, "The file is a Lotus version 3.0 (WK3) file. " + only},
+      {"WK4", long_bof(0x1002), 2307, "The file is a Lotus version 4.0 (WK4) file." + only},
+      {"WJ1", long_bof(0x0600), 2308, "The file is a Lotus 1-2-3/J (WJ1) file." + only},
+      {"FRM", long_bof(0x8007), 2309,
+       "This file is a Lotus 1-2-3 (FRM) file. Such files cannot be imported by Olvan."},
+      {"123", long_bof(0x1003), 2310, "The file seems to be a Lotus Workbook (123) file. " + only},
+      {"another long one", long_bof(0x1004), 2311,
+       "unrecognized Lotus 1-2-3 version format. Olvan supports the following Lotus formats:" +
+           list},
+      {"another short one", Record(0, Short{0x0407}), 2311,
+       "unrecognized Lotus 1-2-3 version format. Olvan supports the following Lotus formats:" +
+           list},
+      {"no range", kBof + kEof, 2312,
+       "An error occurred while trying to establish size size of the dataset." + corrupt},
+      {"a negative length before the range", kBof + Record(9).replace(2, 2, "\xff\xff") + start,
+       2312, "An error occurred while trying to establish size size of the dataset." + corrupt},
+      {"no end", start, 2313,
+       "Found unexpected EOF (End-Of-File) while reading for data." + corrupt},
+      {"a record cut short", start + Integer(0, 0, 1).substr(0, 8), 2313,
+       "Found unexpected EOF (End-Of-File) while reading for data." + corrupt},
+      {"a negative length", start + Record(9).replace(2, 2, "\xff\xff") + kEof, 2315,
+       "A corrupt data record was found. The file cannot be imported."},
+      {"a type that none has", start + Record(257) + kEof, 2315,
+       "A corrupt data record was found. The file cannot be imported."},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    const TempFile file(c.bytes);
+    LotusFile lotus;
+    const Outcome got = ImportFile(lotus, file.path(), nullptr);
+    EXPECT_EQ(got.status, c.status);
+    std::string text(1024, '\0');
+    lotus.GetErrorMessage(text.data(), 1024);
+    EXPECT_EQ(text.c_str(), c.text);
+  }
+  LotusFile file;
+  EXPECT_EQ(file.Open(true, "/none", nullptr), 2304);
+  file.Close();
+  EXPECT_EQ(file.Open(false, "/none", nullptr), 3);
+}
+
+TEST(LotusFile, TheSizeIsTheRanges) {
+  const struct {
+    std::string range;
+    int columns;
+    int rows;
+  } kCases[] = {{Range(1, 1, 2, 4), 2, 4},
+                {Range(0, 0, 32767, 32767), 32768, 32768},
+                {Range(3, 3, 1, 1), 0, 0},
+                {Record(6, Short{0}, Short{0}, Short{5}), 6, 1}};
+  for (const auto& c : kCases) {
+    const TempFile bytes(kBof + c.range + Integer(0, 0, 1) + kEof);
+    LotusFile file;
+    ASSERT_EQ(file.Open(true, bytes.path(), nullptr), 0);
+    EXPECT_EQ(file.GetNumCols(), c.columns);
+    EXPECT_EQ(file.GetNumRows(), c.rows);
+    LotusFile copy(file);
+    MemorySheet sheet;
+    EXPECT_EQ(copy.Read(&sheet), 0);
+    EXPECT_EQ(sheet.IsNumber(1, 1), c.rows > 0);
+  }
+}
+
+TEST(LotusFile, ReadsEveryPrefix) {
+  const std::string whole =
+      kBof + Range(0, 0, 1, 1) + Label(0, 0, "a") + Real(14, 1, 0, 2) + Real(16, 0, 1, 3) + kEof;
+  const MemoryFile file;
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    file.Put(whole.substr(0, size));
+    LotusFile lotus;
+    const int status = ImportFile(lotus, file.path(), nullptr).status;
+    EXPECT_EQ(status, size < 6 ? 2305 : (size < 18 ? 2312 : 2313)) << size;
+  }
+}
+
+}  // namespace
