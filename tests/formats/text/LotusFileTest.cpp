@@ -68,7 +68,7 @@ TEST(LotusFile, ReadsCells) {
        ". | . | .\n7 | . | .\n"},
       {"a formula's value arrives empty", Real(kFormula, 0, 0, 4.5), "\"\" | . | .\n. | . | .\n"},
       {"unless it is none",
-       Real(kFormula, 0, 0, INFINITY) + Real(kFormula, 1, 0, -INFINITY) +
+       Real(kFormula, 0, 0, HUGE_VAL) + Real(kFormula, 1, 0, -HUGE_VAL) +
            Real(kFormula, 2, 0, std::bit_cast<double>(0xfff8000000000000)) +
            Real(kFormula, 0, 1, std::bit_cast<double>(0x7ff8000000000000)),
        "inf | -inf | -nan\n\"\" | . | .\n"},
