@@ -53,6 +53,16 @@ std::optional<std::string_view> OptionPairs::Find(std::string_view key) const {
   return std::nullopt;
 }
 
+std::optional<RangeChoice> OptionPairs::FindRange(std::string_view key) const {
+  const auto text = Find(key);
+  if (!text) return RangeChoice{};
+  const auto numbers = Numbers(*text);
+  if (!numbers || numbers->size() != 2) return std::nullopt;
+  const RangeChoice range{numbers->front(), numbers->back()};
+  if (range.first < 1 || (range.last != 0 && range.last < range.first)) return std::nullopt;
+  return range;
+}
+
 void OptionPairs::Set(std::string_view key, std::string value) {
   for (auto& [known, old] : pairs_)
     if (known == key) {

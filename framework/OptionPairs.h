@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "framework/NvImport.h"
+#include "platform/Dialogs.h"
 #include "platform/Export.h"
 
 // Open options of the form "key=value;key=value", stored as one binary string. Keys stand in any
@@ -22,6 +23,9 @@ class NVIMPORT_API OptionPairs {
   static std::string Join(const std::vector<int>& numbers);
 
   std::optional<std::string_view> Find(std::string_view key) const;
+  // "first,last" from 1 on, a last one of 0 for the end; the whole without that key. No value when
+  // it makes no sense.
+  std::optional<RangeChoice> FindRange(std::string_view key) const;
   void Set(std::string_view key, std::string value);
 
   // The bytes of a record.

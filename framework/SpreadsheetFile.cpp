@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <string>
+
+#include "platform/Log.h"
 
 namespace {
 
@@ -58,6 +61,14 @@ int SpreadsheetFile::operator!() const { return status_; }
 int SpreadsheetFile::Fail(int status) {
   if (status_ == kGood) status_ = status;
   return status_;
+}
+
+int SpreadsheetFile::RefuseOptions(std::string_view source, std::string_view key,
+                                   std::string_view value) {
+  Log::WriteMessage(source, "Open",
+                    "the options make no sense: " + std::string(key) + "=" + std::string(value),
+                    Log::kNormal);
+  return Fail(kInvalidOptions);
 }
 
 int SpreadsheetFile::SetSize(std::uint64_t columns, std::uint64_t rows) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "framework/NvImport.h"
 #include "platform/Export.h"
@@ -81,6 +82,10 @@ class NVIMPORT_API SpreadsheetFile {
 
   // Sets the status unless an earlier failure stands, and returns the one that stands.
   int Fail(int status);
+
+  // Refuses option bytes that make no sense: status 5, and a line of the log from `source` that
+  // says which.
+  int RefuseOptions(std::string_view source, std::string_view key, std::string_view value);
 
   // Takes the size found; one that an int can't hold is status 2.
   int SetSize(std::uint64_t columns, std::uint64_t rows);

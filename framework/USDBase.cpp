@@ -16,8 +16,7 @@ bool USDBase::SetInterval(const RangeChoice& choice) {
   const int points = GetNumberOfPoints();
   if (choice.first < 1 || choice.first > std::max(points, 1)) return false;
   if (choice.last < 0 || (choice.last != 0 && choice.last < choice.first)) return false;
-  const int last = choice.last == 0 ? points : std::min(choice.last, points);
   first_index_ = choice.first - 1;
-  interval_size_ = last - first_index_;
+  interval_size_ = choice.LastOf(points) - first_index_;
   return true;
 }

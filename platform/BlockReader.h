@@ -32,6 +32,9 @@ class BlockReader {
     begin_ += static_cast<std::size_t>(count);
   }
 
+  // Of the next byte in the file, which may lie behind its end.
+  std::uint64_t position() const { return next_ - (end_ - begin_); }
+
  private:
   void Fill();
   void SkipFar(std::uint64_t count);

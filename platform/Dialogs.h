@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -98,6 +99,10 @@ struct RangeQuestion {
 struct RangeChoice {
   int first = 1;
   int last = 0;
+
+  bool Holds(int point) const { return point >= first && (last == 0 || point <= last); }
+  // The last of `count` points.
+  int LastOf(int count) const { return last == 0 ? count : std::min(last, count); }
 };
 
 // The one door to the user. A host installs its own; without one every question is answered

@@ -5,6 +5,21 @@
 #include <cmath>
 #include <string>
 
+namespace {
+
+// `value` as C's "%0*d" writes it. Returns the end.
+char* WritePadded(char* at, int width, int value) {
+  std::array<char, 12> digits;
+  const char* first = digits.data();
+  const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+  const auto padding = static_cast<int>(width - (end - first));
+  if (value < 0) *at++ = *first++;
+  at = std::fill_n(at, std::max(padding, 0), '0');
+  return std::copy(first, end, at);
+}
+
+}  // namespace
+
 std::optional<double> ParseNumber(std::string_view text, char decimal_mark) {
   constexpr std::string_view kBlanks = " \t\r\n";
   const std::size_t first = text.find_first_not_of(kBlanks);
@@ -104,4 +119,15 @@ std::string_view FormatFloat(float value, FloatText& buffer) {
   char* end = std::to_chars(buffer.data(), buffer.data() + buffer.size() - 1, value).ptr;
   *end = '\0';
   return {buffer.data(), end};
+}
+
+const char* FormatTimeStamp(const std::array<int, 6>& numbers, int first_width, char between,
+                            TimeStampText& buffer) {
+  const std::array<char, 6> ends{'-', '-', between, ':', ':', '\0'};
+  char* at = buffer.data();
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    at = WritePadded(at, i == 0 ? first_width : 2, numbers[i]);
+    *at++ = ends[i];
+  }
+  return buffer.data();
 }

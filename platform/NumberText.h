@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string_view>
 
@@ -21,3 +22,11 @@ NVIMPORT_API std::string_view FormatFloat(float value, FloatText& buffer);
 
 // Writes `value` as C's "%g" does, digit for digit, with its NUL, and returns the end.
 NVIMPORT_API char* FormatGeneral(double value, FloatText& buffer, std::size_t at = 0);
+
+// Room for any time stamp.
+using TimeStampText = std::array<char, 80>;
+
+// Six numbers, each with at least two digits, the first with `first_width`, as
+// "2024-05-06 07:08:09" with `between` in place of the blank; NUL-terminated in `buffer`.
+const char* FormatTimeStamp(const std::array<int, 6>& numbers, int first_width, char between,
+                            TimeStampText& buffer);

@@ -25,6 +25,7 @@
 #include "framework/OptionPairs.h"
 #include "framework/SpreadsheetData.h"
 #include "framework/SpreadsheetOpenOptions.h"
+#include "framework/StoredValues.h"
 #include "platform/ByteReader.h"
 #include "platform/InputFile.h"
 #include "platform/Log.h"
@@ -140,11 +141,11 @@ int GalacticSPCFile::Open(bool read, const char* path, NvImportOpenOptions* opti
   path_ = path != nullptr ? path : "";
 
   const auto given = OptionPairs::Parse(options);
-  if (!given) return Refuse("bytes", "the whole of them");
+  if (!given) return RefuseOptions(kSource, "bytes", "the whole of them");
   std::vector<int> positions;
   if (const auto files = given->Find("files")) {
     const auto numbers = OptionPairs::Numbers(*files);
-    if (!numbers) return Refuse("files", *files);
+    if (!numbers) return RefuseOptions(kSource, "files", *files);
     positions = *numbers;
   }
   if (GetFileList(path_, positions) != kGood || ReadHeaders() != kGood ||
@@ -152,13 +153,6 @@ int GalacticSPCFile::Open(bool read, const char* path, NvImportOpenOptions* opti
     return status_;
   opened_ = true;
   return kGood;
-}
-
-int GalacticSPCFile::Refuse(std::string_view key, std::string_view value) {
-  Log::WriteMessage(kSource, "Open",
-                    "the options make no sense: " + std::string(key) + "=" + std::string(value),
-                    Log::kNormal);
-  return Fail(kInvalidOptions);
 }
 
 int GalacticSPCFile::GetFileList(const std::string& path, const std::vector<int>& positions) {
@@ -172,7 +166,7 @@ int GalacticSPCFile::GetFileList(const std::string& path, const std::vector<int>
   }
   for (const int position : positions)
     if (position < 1 || position > static_cast<int>(files_.size()))
-      return Refuse("files", OptionPairs::Join(positions));
+      return RefuseOptions(kSource, "files", OptionPairs::Join(positions));
   if (!positions.empty()) SelectFilesToImport(positions);
   return kGood;
 }
@@ -304,10 +298,10 @@ int GalacticSPCFile::CheckFiles() {
 
 int GalacticSPCFile::SetOptions(const OptionPairs& given, NvImportOpenOptions* options) {
   const auto names = given.Find("names").value_or("number");
-  if (names != "number" && names != "text") return Refuse("names", names);
+  if (names != "number" && names != "text") return RefuseOptions(kSource, "names", names);
   text_names_ = names == "text";
   const auto x_row = given.Find("xrow").value_or("0");
-  if (x_row != "0" && x_row != "1") return Refuse("xrow", x_row);
+  if (x_row != "0" && x_row != "1") return RefuseOptions(kSource, "xrow", x_row);
   include_x_row_ = x_row == "1";
 
   OptionPairs choices;
@@ -324,14 +318,14 @@ int GalacticSPCFile::SetOptions(const OptionPairs& given, NvImportOpenOptions* o
 
   RangeChoice range;
   if (const auto text = given.Find("range")) {
-    const auto numbers = OptionPairs::Numbers(*text);
-    if (!numbers || numbers->size() != 2) return Refuse("range", *text);
-    range = {numbers->front(), numbers->back()};
+    const auto found = given.FindRange("range");
+    if (!found) return RefuseOptions(kSource, "range", *text);
+    range = *found;
   } else if (!AskForInterval("Galactic SPC File Import Wizard", path_, range)) {
     return Fail(kCancelled);
   }
   const std::string text = OptionPairs::Join({range.first, range.last});
-  if (!SetInterval(range)) return Refuse("range", text);
+  if (!SetInterval(range)) return RefuseOptions(kSource, "range", text);
   choices.Set("range", text);
   if (TakesChoices(options)) {
     choices_ = choices.Bytes();
@@ -498,19 +492,8 @@ bool GalacticSPCFile::DeliverPoints(const Header& header, ReadSpreadSheetData& s
   const int before = std::min(first_index(), header.points);
   const int wanted = std::min(interval_size(), header.points - before);
   reader_.Skip(static_cast<std::uint64_t>(before) * sizeof(Stored));
-  int done = 0;
-  while (done < wanted) {
-    const auto bytes = reader_.Ahead(sizeof(Stored));
-    const int ready = static_cast<int>(
-        std::min(bytes.size() / sizeof(Stored), static_cast<std::size_t>(wanted - done)));
-    if (ready == 0) return false;
-    for (int i = 0; i < ready; ++i)
-      sink.Set(
-          kFirstPointColumn + done + i, row,
-          convert(LoadLittle<Stored>(bytes.data() + static_cast<std::size_t>(i) * sizeof(Stored))));
-    reader_.Skip(static_cast<std::size_t>(ready) * sizeof(Stored));
-    done += ready;
-  }
+  if (!SetStoredValues<Stored>(reader_, sink, kFirstPointColumn, row, wanted, convert))
+    return false;
   reader_.Skip(static_cast<std::uint64_t>(header.points - before - wanted) * sizeof(Stored));
   return true;
 }

@@ -84,7 +84,6 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
   int ReadXArray(const Header& header, InputFile& file);
   int SetOptions(const OptionPairs& given, NvImportOpenOptions* options);
   int AskForFiles(int status);
-  int Refuse(std::string_view key, std::string_view value);
 
   static bool ClaimsTooMuch(const Header& header);
   double PointX(int index) const;

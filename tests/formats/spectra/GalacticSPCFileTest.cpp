@@ -11,6 +11,7 @@
 #include "framework/SpreadsheetOpenOptions.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
+#include "tests/support/PairOptions.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/SpcFixture.h"
 #include "tests/support/Support.h"
@@ -24,23 +25,8 @@ using Floats = std::vector<float>;
 using Longs = std::vector<std::int32_t>;
 using Shorts = std::vector<std::int16_t>;
 
-// Option bytes that `pairs` stand for.
-class Options {
- public:
-  explicit Options(const std::string& pairs) : bytes_(4, '\0') {
-    bytes_[0] = static_cast<char>(pairs.size());
-    bytes_ += pairs;
-    record_ = {static_cast<int>(bytes_.size()), reinterpret_cast<unsigned char*>(bytes_.data())};
-  }
-  NvImportOpenOptions* get() { return &record_; }
-
- private:
-  std::string bytes_;
-  NvImportOpenOptions record_{};
-};
-
 Outcome ImportPath(const std::string& path, const std::string& pairs = "range=1,0") {
-  Options options(pairs);
+  PairOptions options(pairs);
   GalacticSPCFile file;
   return ImportFile(file, path.c_str(), options.get());
 }
@@ -125,8 +111,7 @@ TEST(GalacticSPCFile, RefusesWithAStatusAndAText) {
       {"one byte", "\0"s, 2562, "This file does not seem to be a valid Galactic SPC file."},
       {"another version", open({.version = 'N'}), 2562,
        "This file does not seem to be a valid Galactic SPC file."},
-      {"the other byte order", "@L", 2563,
-       "This version of Galactic SPC files are not supported."},
+      {"the other byte order", "@L", 2563, "This version of Galactic SPC files are not supported."},
       {"a new header cut short", "\0K"s, 2564, kCut},
       {"an old header cut short", "\0M"s, 2564, kCut},
       {"an x array cut short", open({.flags = 0x80, .x = {1, 2}}), 2564, kCut},
@@ -203,7 +188,7 @@ TEST(GalacticSPCFile, TakesARangeNamesAndARowOfX) {
   }
 
   // The row of x values serves one read.
-  Options options("range=1,0;xrow=1");
+  PairOptions options("range=1,0;xrow=1");
   GalacticSPCFile spc;
   ASSERT_EQ(spc.Open(true, file.path(), options.get()), 0);
   for (const int rows : {3, 2}) {
@@ -228,7 +213,7 @@ TEST(GalacticSPCFile, FollowsTheRowsThatTheSinkWants) {
     int last_;
   };
   const TempFile file(SpcFixture{}.Add(Floats{1, 2, 3}).Add(Floats{4, 5, 6}).Bytes(), "a.spc");
-  Options options("range=3,0");
+  PairOptions options("range=3,0");
   const std::string start = "\"Primary ID\" | \"Name\" | 14\n";
   for (const auto& [first, last, sheet] :
        {std::tuple(3, 9,
@@ -346,7 +331,7 @@ TEST_F(SpcSet, FilesThatDoNotAreChosenFrom) {
 }
 
 TEST_F(SpcSet, AFileThatVanishesEndsTheReadWhereItStood) {
-  Options options("range=1,1");
+  PairOptions options("range=1,1");
   GalacticSPCFile file;
   ASSERT_EQ(file.Open(true, Paths({"a.spc", "b.spc"}).c_str(), options.get()), 0);
   std::filesystem::remove(folder_.path() + "/b.spc");
@@ -366,7 +351,7 @@ TEST(GalacticSPCFile, SaysHowManySpectraOfAnOldFileItLeavesOut) {
             "2 further spectra of files of the old layout were not delivered");
 
   const TempFile file(old.Bytes(), "a.spc");
-  Options options("range=1,0");
+  PairOptions options("range=1,0");
   GalacticSPCFile all({.one_spectrum_of_old_files = false});
   EXPECT_EQ(ImportFile(all, file.path(), options.get()).sheet,
             kNames +
