@@ -7,6 +7,7 @@
 #include "formats/UnbuiltFile.h"
 #include "formats/spectra/BrimroseFile.h"
 #include "formats/spectra/GalacticSPCFile.h"
+#include "formats/spectra/NsasFile.h"
 #include "formats/text/DIFFile.h"
 #include "formats/text/LotusFile.h"
 #include "formats/text/TextFile.h"
@@ -84,11 +85,6 @@ struct NetCDFFileFactory final : UnbuiltFactory {
   NetCDFFileFactory()
       : UnbuiltFactory(kNotThis, "NetCDF Files", "NetCDF Files (*.nc; *.cdf) (MVACDF, ANDI)",
                        nullptr, 2, ".nc\0.cdf", false, true, true, true, false) {}
-};
-struct NsasFileFactory final : UnbuiltFactory {
-  NsasFileFactory()
-      : UnbuiltFactory(kNoOpinion, "NSAS File", "NSAS Files (*.da)", nullptr, 1, ".da", false, true,
-                       false, true, false) {}
 };
 struct ThermoSIEVEFileFactory final : UnbuiltFactory {
   ThermoSIEVEFileFactory()

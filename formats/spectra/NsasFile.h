@@ -1,0 +1,80 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "framework/SprFileFactory.h"
+#include "framework/SpreadsheetFile.h"
+#include "platform/BlockReader.h"
+#include "platform/Dialogs.h"
+#include "platform/Export.h"
+#include "platform/InputFile.h"
+
+// NSAS near-infrared spectra of a DA file, with the constituents of the CN file beside it. Names in
+// row 1, the instrument in row 2, then a spectrum a row: its sequence number, number, name and time
+// in columns 1 to 4, its values from column 5 on, its constituents behind them.
+class NVIMPORT_API NsasFile : public SpreadsheetFile {
+ public:
+  // Options that import these columns of the sheet. The caller frees them with
+  // SpreadsheetOpenOptions::FreeOpenOptions and deletes the record.
+  static NvImportOpenOptions* GetImportOptions(RangeChoice columns);
+
+  int Open(bool read, const char* path, NvImportOpenOptions* options) override;
+  int Read(ReadSpreadSheetData* sink) override;
+  void Close() override;
+  void GetErrorMessage(char* buffer, unsigned int size) override;
+
+ protected:
+  int EstablishSize() override;
+
+ private:
+  using Name = std::array<char, 11>;
+
+  struct Header {
+    int model = 0;
+    int number = 0;
+    Name name{};
+    int points = 0;
+    int first = 0;    // wavelength
+    double step = 0;  // of wavelengths
+    int constituents = 0;
+    std::array<int, 6> time{};
+  };
+
+  static int GetHeaderInt(std::span<const char> bytes, std::size_t at);
+  static Name GetHeaderChar(std::span<const char> bytes, std::size_t at);
+
+  // Reads the header at the reader's place, goes on to the data, and compares it with the first.
+  int ReadDaHeader(Header& header);
+  int OpenCn();
+  int ReadCnHeader(ReadSpreadSheetData& sink);
+  template <typename Value>
+  void SetCell(ReadSpreadSheetData& sink, int column, int row, Value value) const;
+  int MakeNameRow(ReadSpreadSheetData& sink);
+  void MakeInfoRow(ReadSpreadSheetData& sink) const;
+  int MakeValueRow(ReadSpreadSheetData& sink, int row);
+  int ReadSpectraValues(const Header& header, ReadSpreadSheetData& sink, int row);
+  int ReadConstituensValues(ReadSpreadSheetData& sink, int row);
+
+  RangeChoice columns_;
+  InputFile da_;
+  InputFile cn_;
+  BlockReader da_reader_;
+  BlockReader cn_reader_;
+  std::uint64_t da_size_ = 0;
+  bool has_constituent_names_ = false;
+  std::optional<Header> first_record_;
+  int first_ = 0;  // wavelength, of all spectra
+  int points_ = 0;
+  std::int64_t left_out_ = 0;
+};
+
+class NVIMPORT_API NsasFileFactory final : public SprFileFactory {
+ public:
+  NsasFileFactory();
+  int IsCorrectFileType(const char* path) override;
+  SpreadsheetFile* Create() override;
+};
