@@ -80,3 +80,39 @@ LC_ALL=C awk '
     cell(16, 15, 1, 4); printf "%c%c%c%c%c%c%c%c", 0, 0, 0, 0, 0, 96, 115, 64; u16(0)
     record(1, 0)
   }' >tanks.wk1
+
+# What the awk programs below write with: little-endian integers and float32, and zero bytes.
+writers='
+  function bytes(v, n) { for (; n > 0; n--) { printf "%c", v % 256; v = int(v / 256) } }
+  function zeros(n) { bytes(0, n) }
+  function i16(v) { bytes(v, 2) }
+  function f32(v,  e) {
+    for (e = 127; v >= 2; e++) v /= 2
+    for (; v < 1; e--) v *= 2
+    bytes(e * 8388608 + int((v - 1) * 8388608), 4)
+  }
+'
+
+# Four near-infrared spectra of NSAS, 50 values from 1100 in steps of 20, and two constituents of each.
+LC_ALL=C awk "$writers"' BEGIN {
+  for (s = 1; s <= 4; s++) {
+    i16(6500); i16(s); printf "Clover %-3d", s
+    i16(50); i16(1100); i16(2100); zeros(10); i16(2); zeros(32)
+    i16(99); i16(6); i16(2 + s); i16(9); i16(30 + s); i16(7 * s); zeros(52)
+    for (p = 0; p < 50; p++) f32(0.4 + s / 100 + 0.2 * exp(-((p - 18 - s) / 9) ^ 2))
+    zeros(56)
+  }
+}' >clover.da
+LC_ALL=C awk "$writers"' BEGIN {
+  printf "%-10s%-10s%364s", "Protein", "Moisture", ""
+  for (s = 1; s <= 4; s++) { f32(18 + s * 3 % 4 / 2); f32(9 + s / 4); zeros(120) }
+}' >clover.cn
+
+# Three observations of Brimrose, 40 values from 1200 in steps of 10.
+LC_ALL=C awk "$writers"' BEGIN {
+  zeros(29); f32(1200); f32(1590); f32(10); i16(40); zeros(2); i16(3); zeros(465)
+  for (s = 1; s <= 3; s++) {
+    bytes(1000000000 + 61 * s, 4); printf "tablet %d", s; zeros(108)
+    for (p = 0; p < 40; p++) f32(1.1 - s / 50 + 0.3 * exp(-((p - 25) / 8) ^ 2))
+  }
+}' >tablets.dat

@@ -4,7 +4,8 @@
 #include <cstring>
 #include <string>
 
-// A good file of three points and two observations. A test names only what it changes.
+// A good file of three points and two observations, whose values are 10, 11, 12 and 20, 21, 22, and
+// whose times are 1 and 2 hours after 1970 began. A test names only what it changes.
 struct BrimroseFixture {
   float first = 1100;
   float last = 1120;
@@ -23,6 +24,14 @@ struct BrimroseFixture {
     put(37, step);
     put(41, points);
     put(45, observations);
+    std::size_t at = 512;
+    for (int number = 1; at < size; ++number) {
+      put(at, 3600 * number);
+      put(at + 4, 'x');
+      for (int i = 0; i < points; ++i)
+        put(at + 120 + 4 * static_cast<std::size_t>(i), static_cast<float>(10 * number + i));
+      at += 120 + std::size_t{4} * points;
+    }
     return bytes;
   }
 };
