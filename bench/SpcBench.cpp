@@ -7,11 +7,10 @@
 #include <vector>
 
 #include "bench/BesideFloor.h"
+#include "bench/TouchValues.h"
 #include "bench/TouchingSink.h"
 #include "formats/spectra/GalacticSPCFile.h"
 #include "framework/SpreadsheetOpenOptions.h"
-#include "platform/ByteReader.h"
-#include "platform/InputFile.h"
 #include "platform/OutputFile.h"
 #include "tests/support/SpcFixture.h"
 
@@ -30,18 +29,6 @@ void MakeFile(const SpcFixture& header, const std::string& path) {
       values[static_cast<std::size_t>(i)] = static_cast<Value>((sub_file * 31 + i * 7) % 30'000);
     out.Write(std::string(32, '\0') + SpcFixture::Values(values));
   }
-}
-
-// Every value as the file has it, sub-file headers included. Apart, so that the calls stay calls.
-template <typename Value>
-[[gnu::noinline]] void TouchValues(const std::string& path, ReadSpreadSheetData& sink) {
-  InputFile file(path.c_str());
-  std::vector<char> block(256 * 1024);
-  constexpr std::ptrdiff_t kSize = sizeof(Value);
-  int column = 0;
-  for (std::ptrdiff_t got = file.Read(block); got > 0; got = file.Read(block))
-    for (std::ptrdiff_t at = 0; at + kSize <= got; at += kSize)
-      sink.Set(++column, 1, static_cast<float>(LoadLittle<Value>(block.data() + at)));
 }
 
 template <typename Value>
