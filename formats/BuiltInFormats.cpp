@@ -7,6 +7,7 @@
 #include "formats/UnbuiltFile.h"
 #include "formats/spectra/BrimroseFile.h"
 #include "formats/spectra/GalacticSPCFile.h"
+#include "formats/spectra/JCAMPFile.h"
 #include "formats/spectra/NsasFile.h"
 #include "formats/text/DIFFile.h"
 #include "formats/text/LotusFile.h"
@@ -70,11 +71,6 @@ struct ExcelFileFactory final : UnbuiltFactory {
   ExcelFileFactory()
       : UnbuiltFactory(kNoOpinion, "Excel File", "Excel 97-2003 Files (*.xl*)", nullptr, 2,
                        ".xls\0.xlw", false, true, false, true, true) {}
-};
-struct JCAMPFileFactory final : UnbuiltFactory {
-  JCAMPFileFactory()
-      : UnbuiltFactory(kNoOpinion, "JCAMP-DX File", "JCAMP-DX Files (*.jcm; *.dx; *.jdx)", nullptr,
-                       3, ".jcm\0.dx\0.jdx", false, true, true, true, false) {}
 };
 struct MatFileFactory final : UnbuiltFactory {
   MatFileFactory()

@@ -116,3 +116,58 @@ LC_ALL=C awk "$writers"' BEGIN {
     for (p = 0; p < 40; p++) f32(1.1 - s / 50 + 0.3 * exp(-((p - 25) / 8) ^ 2))
   }
 }' >tablets.dat
+
+# Near-infrared spectra of oils in each form of ordinates that JCAMP-DX knows: plain, packed, and
+# with letters for first digits (SQZ), for differences (DIF) and for repetitions (DIFDUP). Then two
+# of them linked with a table of peaks.
+spectra='
+function y(i) { return int(400 + 300 * exp(-(i - 12 - oil) ^ 2 / 20) + 0.5) + (i > 24 ? 30 : 0) }
+function coded(v, letters) {
+  if (v < 0) return tolower(substr(letters, substr(-v, 1, 1) + 1, 1)) substr(-v, 2)
+  return substr(letters, substr(v, 1, 1) + 1, 1) substr(v, 2)
+}
+function sqz(v) { return coded(v, "@ABCDEFGHI") }
+function dif(i) { return coded(y(i) - y(i - 1), "%JKLMNOPQR") }
+function repeats(i, n) {
+  while (n < 8 && i + n + 1 < 90 && y(i + n + 1) - y(i + n) == y(i) - y(i - 1)) n++
+  return n + 1
+}
+function head(title, type, points) {
+  printf "##TITLE= %s\n##JCAMP-DX= 4.24\n##DATA TYPE= %s\n##ORIGIN= invented\n", title, type
+  printf "##OWNER= public domain\n##DATE= 98/10/01\n##XUNITS= NANOMETERS\n##YUNITS= ABSORBANCE\n"
+  printf "##XFACTOR= 1\n##YFACTOR= 0.001\n##NPOINTS= %d\n", points
+}
+function spectrum(title, form, i, n) {
+  head(title, "INFRARED SPECTRUM", 90)
+  printf "##FIRSTX= 1100\n##LASTX= 1278\n##XYDATA= (X++(Y..Y)) $$ %s\n", form
+  while (i < 90) {
+    # A line of differences begins with the last value again, for a check.
+    if (form ~ /DIF/) printf "%d%s", 1098 + 2 * (i ? i : 1), sqz(y(i ? i - 1 : i++))
+    else printf "%d", 1100 + 2 * i
+    for (n = 0; n < 10 && i < 90; n++) {
+      if (form == "AFFN") printf " %d", y(i++)
+      if (form == "PAC") printf "%+d", y(i++)
+      if (form == "SQZ") printf "%s", sqz(y(i++))
+      if (form == "DIF") printf "%s", dif(i++)
+      if (form == "DIFDUP") {
+        printf "%s%s", dif(i), substr("STUVWXYZs", repeats(i), (repeats(i) > 1))
+        i += repeats(i)
+      }
+    }
+    print ""
+  }
+  if (form ~ /DIF/) print "1278" sqz(y(89))
+  print "##END="
+}'
+for form in AFFN PAC SQZ DIF DIFDUP; do
+  awk -v form=$form "$spectra"' BEGIN { spectrum("Oil in " form, form) }' \
+    >"oil-$(echo $form | tr A-Z a-z).dx"
+done
+awk "$spectra"' BEGIN {
+  print "##TITLE= Two oils\n##JCAMP-DX= 4.24\n##DATA TYPE= LINK\n##BLOCKS= 4"
+  spectrum("Olive", "DIFDUP")
+  oil = 3
+  spectrum("Sesame", "AFFN")
+  head("Sesame, bands", "INFRARED PEAK TABLE", 3)
+  print "##PEAK TABLE= (XY..XY)\n1130,700; 1150,430\n1278,430\n##END=\n##END="
+}' >oils.jdx

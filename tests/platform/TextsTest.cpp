@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -59,6 +61,27 @@ TEST(NumberText, FormatsTheShortestTextThatReadsBack) {
     EXPECT_STREQ(buffer.data(), c.text);
     EXPECT_EQ(static_cast<float>(ParseNumber(c.text).value_or(7)), c.value);
   }
+}
+
+TEST(NumberText, GeneralFormHasSixDigitsHoweverItIsFound) {
+  const auto expect = [](double value) {
+    FloatText buffer;
+    FloatText plain;
+    *std::to_chars(plain.data(), plain.data() + plain.size(), value, std::chars_format::general, 6)
+         .ptr = '\0';
+    const char* const end = FormatGeneral(value, buffer, 2);
+    ASSERT_STREQ(buffer.data() + 2, plain.data());
+    ASSERT_EQ(end, buffer.data() + 2 + std::strlen(plain.data()));
+  };
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  for (const double value : {0.0, -0.0, kInfinity, -kInfinity, 5e-324, -1e300, 999999.5, 1e6})
+    expect(value);
+  for (int i = 1; i < 20'000; ++i)
+    for (const double scale : {1e-8, 1e-6, 1e-5, 1e-4, 0.0625, 0.4822, 1.0, 49.99995, 64.0}) {
+      const double value = i * scale;
+      for (const double near : {value, -value, std::nextafter(value, 0.0), value + 0.5e-5})
+        expect(near);
+    }
 }
 
 TEST(Paths, NameAndExtension) {

@@ -1,0 +1,376 @@
+#include "formats/spectra/JCAMPFile.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <span>
+
+#include "formats/spectra/JCAMPDate.h"
+#include "formats/spectra/JCAMPLines.h"
+#include "framework/FileSelection.h"
+#include "framework/OptionPairs.h"
+#include "framework/SpreadsheetData.h"
+#include "framework/SpreadsheetOpenOptions.h"
+#include "platform/Dialogs.h"
+#include "platform/Log.h"
+#include "platform/NvApp.h"
+#include "platform/Paths.h"
+
+namespace {
+
+// %f: the file, among several; %l: the file and the line; %n: the line alone; %s: the application.
+constexpr StatusText kTexts[] = {
+    {kInvalidOptions, kInvalidOptionsText},
+    {kNoFile, "Unable to open file."},
+    {kNotJCAMP, "The file does not appear to be a valid JCAMP-DX file."},
+    {kBinaryForm, "%fThe data is stored in an unsupported (binary) form."},
+    {kNoEqualsSign, "%lFound a label with the data label terminator ('=') missing."},
+    {kNoValue, "%lA label with a missing value was found in the file."},
+    {kUnevenTitles, "%fMismatching '##TITLE=' and '##END=' labels were found in the file."},
+    {kFreeText, "Found an illegal label ##BLOCKS within a LINK-block"},
+    {kIllegalValue, "%fThe label on line %n has an illegal value."},
+    {kIllegalPoints,
+     "%lInvalid value of '##NPOINTS=' label in the file. The value of '##NPOINTS=' must be a "
+     "positive integer."},
+    {kNoneSelected, "No data blocks were selected."},
+    {kReadFailed, "%lError occurred while reading the file."},
+    {kNoPoints,
+     "%fThe size of the data block could not be established. The '##NPOINTS'-label could not be "
+     "found or had an illegal value."},
+    {kNoData, "%fCouldn't find valid data to import."},
+    {kUnknownClass,
+     "%lDoes not recognize the value of the '##DATACLASS=' label as a valid JCAMP-DX 5.0 "
+     "dataclass"},
+    {kAssignmentsMet, "%f%s can currently not read assignments."},
+    {kRADataMet, "%f%s can currently not read RA-data."},
+    {kNTuplesMet, "%f%s can currently not read n-tuples."},
+    {kXYPointsMet, "%f%s can currently not read XY points."},
+    {kXYPairsMet, "%f%s can currently not read XY pairs."},
+    {kIllegalSeries, "%fThe selected series is invalid"},
+    {kNoSpacing,
+     "%fCouldn't establish dx, either the '##FIRSTX=' and/or '##LASTX=' labels are missing in the "
+     "file, or the '##DELTAX=' label."},
+    {kAbscissaRepeats, "%lDuplicate suppression count (DUP) should be 1 for abscissa."},
+    // Kept: it speaks of DUP, but it is a DIF form that is not allowed there.
+    {kDifferenceFirst, "%lA DUP-value is not allowed as first ordinate."},
+    {kUnexpectedEnd, "%fFound unexpected End-of-file while reading data from file."},
+    {kIllegalCharacter,
+     "%fFound an illegal character on line %n while reading data from the file."},
+    {kNotPlain, "%lFound an invalid character while reading data from the dataset"},
+    {kTwoDups, "%lTwo consecutive DUP-values is not allowed."},
+    {kOnlyXYData, "Only files with dataclass = 'XYDATA' are supported by multiselection."},
+    {kReferenceCancelled, "File read interrupted by the user."},
+};
+static_assert(WellFormed(std::span(kTexts).subspan(1), 1536, 1567));
+
+constexpr const char* kNotJCAMPAmongSeveral =
+    "One of the files does not appear to be a valid JCAMP-DX file.";
+constexpr const char* kXDiffers =
+    "FirstX and lastX is not the same in all data blocks. Data must be interpolated. Select data "
+    "series to use for interpolation.";
+constexpr const char* kPointsDiffer =
+    "There is not the same number of data points in all data series. Data must be interpolated. "
+    "Select data series to use for interpolation.";
+
+constexpr const char* kSource = "JCAMPFile";
+
+}  // namespace
+
+NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& options) {
+  OptionPairs pairs;
+  if (!options.blocks.empty()) pairs.Set("blocks", OptionPairs::Join(options.blocks));
+  if (options.reference > 0) pairs.Set("reference", std::to_string(options.reference));
+  pairs.Set("xrow", options.x_row ? "1" : "0");
+  pairs.Set("columns", OptionPairs::Join({options.first_column, options.last_column}));
+  return SpreadsheetOpenOptions::NewOpenOptions(pairs.Bytes());
+}
+
+int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
+  if (status_ != kGood) return status_;
+  if (!read) return Fail(kWrongMode);
+  Close();
+  files_ = FileSelection::Split(path != nullptr ? path : "");
+  several_files_ = files_.size() > 1;
+  for (const std::string& file : files_) {
+    JCAMPLines lines(file.c_str());
+    if (!lines.is_open()) return Fail(kNoFile);
+    if (const int status = blocks_.CheckFile(lines))
+      return FailAt(status, static_cast<int>(&file - files_.data()), lines.line());
+  }
+  return SetOptions(options);
+}
+
+void JCAMPFile::Close() {
+  files_.clear();
+  blocks_.Clear();
+  several_files_ = false;
+  current_block_ = kNone;
+  current_file_ = -1;
+  reference_ = kNone;
+  unites_x_ = false;
+  union_x_.clear();
+  warning_.clear();
+  choices_.clear();
+  SpreadsheetFile::Close();
+}
+
+int JCAMPFile::FailAt(int status, int file, std::uint64_t line) {
+  current_file_ = file;
+  line_ = line;
+  return Fail(status);
+}
+
+int JCAMPFile::RefuseOption(std::string_view key, std::string_view value) {
+  Log::WriteMessage(kSource, "Open",
+                    "the options make no sense: " + std::string(key) + "=" + std::string(value),
+                    Log::kNormal);
+  return Fail(kInvalidOptions);
+}
+
+int JCAMPFile::SetOptions(NvImportOpenOptions* options) {
+  const auto given = OptionPairs::Parse(options);
+  if (!given) return RefuseOption("bytes", "the whole of them");
+  OptionPairs choices;
+  if (SetLayout(*given) != kGood || ChooseBlocks(*given, choices) != kGood ||
+      ChooseReference(*given, choices) != kGood)
+    return status_;
+  if (TakesChoices(options) && (choices.Find("blocks") || choices.Find("reference"))) {
+    choices_ = choices.Bytes();
+    *options = {static_cast<int>(choices_.size()), choices_.data()};
+  }
+  return kGood;
+}
+
+int JCAMPFile::SetLayout(const OptionPairs& given) {
+  const auto x_row = given.Find("xrow").value_or("0");
+  if (x_row != "0" && x_row != "1") return RefuseOption("xrow", x_row);
+  x_row_ = x_row == "1";
+
+  const auto text = given.Find("columns").value_or("1,0");
+  const auto columns = OptionPairs::Numbers(text);
+  if (!columns || columns->size() != 2 || columns->front() < 1 ||
+      (columns->back() != 0 && columns->back() < columns->front()))
+    return RefuseOption("columns", text);
+  first_column_ = columns->front();
+  last_column_ = columns->back() != 0 ? columns->back() : std::numeric_limits<int>::max();
+  return kGood;
+}
+
+int JCAMPFile::ChooseBlocks(const OptionPairs& given, OptionPairs& choices) {
+  const std::size_t count = Offered().size();
+  std::vector<std::size_t> positions;
+  if (const auto text = given.Find("blocks")) {
+    for (const int number : OptionPairs::Numbers(*text).value_or(std::vector{0})) {
+      if (number < 1 || static_cast<std::size_t>(number) > count)
+        return RefuseOption("blocks", *text);
+      positions.push_back(static_cast<std::size_t>(number) - 1);
+    }
+  } else if (count == 1) {
+    positions = {0};
+  } else if (count > 1) {
+    ItemsQuestion question = Question(Offered());
+    question.kind = ItemsQuestion::Kind::kBlocks;
+    question.prompt = "Please select the data blocks you want to import.";
+    auto choice = Dialogs::Current().SelectItems(question);
+    if (!choice) return Fail(kCancelled);
+    positions = std::move(choice->items);
+    std::erase_if(positions, [&](std::size_t position) { return position >= count; });
+    std::ranges::sort(positions);
+    if (positions.empty()) return Fail(kNoneSelected);
+    std::vector<int> numbers;
+    for (const std::size_t position : positions) numbers.push_back(static_cast<int>(position) + 1);
+    choices.Set("blocks", OptionPairs::Join(numbers));
+  }
+  Select(positions);
+  return kGood;
+}
+
+void JCAMPFile::Select(const std::vector<std::size_t>& positions) {
+  for (JCAMPData& block : blocks_.list()) block.selected = false;
+  const std::vector<std::size_t> offered = Offered();
+  for (const std::size_t position : positions) blocks_.list()[offered[position]].selected = true;
+  const std::vector<std::size_t> selected = Selected();
+  current_block_ = selected.empty() ? kNone : selected.front();
+  union_x_.clear();
+  size_established_ = false;
+}
+
+int JCAMPFile::SelectJCAMPBlock(int position) { return SelectJCAMPBlock(std::vector{position}); }
+
+int JCAMPFile::SelectJCAMPBlock(const std::vector<int>& positions) {
+  if (status_ != kGood) return status_;
+  std::vector<std::size_t> known;
+  for (const int position : positions)
+    if (position >= 0 && position < GetNumJCAMPBlocks())
+      known.push_back(static_cast<std::size_t>(position));
+  if (known.empty()) return Fail(kNoneSelected);
+  Select(known);
+  OptionPairs choices;
+  return ChooseReference({}, choices);
+}
+
+int JCAMPFile::CheckMultiSelection(const char*& prompt) {
+  prompt = nullptr;
+  unites_x_ = false;
+  const JCAMPData* first = nullptr;
+  for (const std::size_t index : Selected()) {
+    const JCAMPData& block = Block(index);
+    if (several_files_ && block.data_class != JCAMPClass::kXYData) return kOnlyXYData;
+    // Reading refuses the others.
+    if (Problem(block) != kGood) continue;
+    unites_x_ |= block.data_class == JCAMPClass::kPeakTable;
+    if (first == nullptr) first = &block;
+    if (!SameX(*first, block))
+      prompt = kXDiffers;
+    else if (first->points != block.points && prompt == nullptr)
+      prompt = kPointsDiffer;
+  }
+  if (unites_x_) prompt = nullptr;
+  return kGood;
+}
+
+int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
+  reference_ = kNone;
+  const char* prompt = nullptr;
+  if (const int status = CheckMultiSelection(prompt)) return Fail(status);
+  const std::vector<std::size_t> offered = Offered();
+  std::size_t chosen = kNone;  // in the array
+  if (const auto text = given.Find("reference")) {
+    const auto number = OptionPairs::Numbers(*text);
+    if (!number || number->size() != 1 || number->front() < 1)
+      return RefuseOption("reference", *text);
+    if (prompt == nullptr) return kGood;
+    const auto position = static_cast<std::size_t>(number->front()) - 1;
+    if (position < offered.size()) chosen = offered[position];
+  } else if (prompt != nullptr) {
+    const std::vector<std::size_t> selected = Selected();
+    ItemsQuestion question = Question(selected);
+    question.kind = ItemsQuestion::Kind::kReference;
+    question.prompt = prompt;
+    question.only_one = true;
+    const auto choice = Dialogs::Current().SelectItems(question);
+    if (!choice) return Fail(kReferenceCancelled);
+    if (choice->items.size() == 1 && choice->items.front() < selected.size())
+      chosen = selected[choice->items.front()];
+  } else {
+    return kGood;
+  }
+  if (chosen == kNone || !Block(chosen).selected || Problem(Block(chosen)) != kGood)
+    return Fail(kIllegalSeries);
+  reference_ = chosen;
+  const auto position = std::ranges::find(offered, chosen) - offered.begin();
+  choices.Set("reference", std::to_string(position + 1));
+  return kGood;
+}
+
+std::vector<std::size_t> JCAMPFile::Offered() const {
+  std::vector<std::size_t> offered;
+  for (std::size_t i = 0; i < blocks_.list().size(); ++i)
+    if (Block(i).data_class != JCAMPClass::kLink) offered.push_back(i);
+  return offered;
+}
+
+std::vector<std::size_t> JCAMPFile::Selected() const {
+  std::vector<std::size_t> selected = Offered();
+  std::erase_if(selected, [&](std::size_t i) { return !Block(i).selected; });
+  return selected;
+}
+
+int JCAMPFile::GetNumJCAMPBlocks() const { return static_cast<int>(Offered().size()); }
+
+std::vector<std::string> JCAMPFile::GetJCAMPBlockList() const { return Question(Offered()).items; }
+
+ItemsQuestion JCAMPFile::Question(const std::vector<std::size_t>& blocks) const {
+  ItemsQuestion question;
+  question.title = "Select JCAMP Data Blocks";
+  question.heading = several_files_ ? "File, datatype, size of dataset, title."
+                                    : "Data type, size of dataset, title.";
+  for (const std::size_t block : blocks) question.items.push_back(Entry(Block(block)));
+  return question;
+}
+
+std::string JCAMPFile::FilePrefix(const JCAMPData& block) const {
+  if (!several_files_) return {};
+  return FileName(files_[static_cast<std::size_t>(block.file)]) + ", ";
+}
+
+std::string JCAMPFile::Entry(const JCAMPData& block) const {
+  return FilePrefix(block) + blocks_.Text(block.data_type) + ", 1x" + std::to_string(block.points) +
+         " obs, " + blocks_.Text(block.title);
+}
+
+void JCAMPFile::GetTitle(char* title) const {
+  std::strcpy(title, current_block_ != kNone ? blocks_.Text(Block(current_block_).title) : "");
+}
+
+const char* JCAMPFile::GetDateCreated(COleDateTime& date) const {
+  if (current_block_ == kNone) return "";
+  const char* text = blocks_.Text(Block(current_block_).date);
+  const auto parsed = ParseJCAMPDate(text);
+  if (!parsed) return "";
+  date = *parsed;
+  return text;
+}
+
+std::string JCAMPFile::Compose(std::string_view text) const {
+  const bool names_file = several_files_ && current_file_ >= 0;
+  const std::string file =
+      names_file
+          ? "Error in file '" + FileName(files_[static_cast<std::size_t>(current_file_)]) + "'"
+          : "";
+  std::string composed;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%') {
+      composed += text[i];
+      continue;
+    }
+    switch (text[++i]) {
+      case 'f':
+        composed += file + (names_file ? ": " : "");
+        break;
+      case 'l':
+        if (names_file) composed += file + ", line " + std::to_string(line_) + ": ";
+        break;
+      case 'n':
+        composed += std::to_string(line_);
+        break;
+      default:
+        composed += NvApp::GetName();
+    }
+  }
+  return composed;
+}
+
+void JCAMPFile::GetErrorMessage(char* buffer, unsigned int size) {
+  const auto* known = std::ranges::find(kTexts, status_, &StatusText::status);
+  if (known == std::end(kTexts)) return SpreadsheetFile::GetErrorMessage(buffer, size);
+  const bool among_several = several_files_ && status_ == kNotJCAMP;
+  const std::string text = Compose(among_several ? kNotJCAMPAmongSeveral : known->text);
+  const StatusText composed[] = {{status_, text.c_str()}};
+  CopyText(composed, buffer, size);
+  if (status_ == kOnlyXYData || status_ == kReferenceCancelled) several_files_ = false;
+}
+
+const char* JCAMPFile::GetWarningMessage() {
+  return status_ == kGood && JCAMPWarning() ? warning_.c_str() : nullptr;
+}
+
+void JCAMPFile::Warn(std::string_view text) {
+  if (only_sizes_) return;
+  std::string warning = Compose(text);
+  // Only one can be shown.
+  if (warning_.empty())
+    warning_ = std::move(warning);
+  else
+    Log::WriteNote(kSource, warning);
+}
+
+JCAMPFileFactory::JCAMPFileFactory()
+    : SprFileFactory("JCAMP-DX File", "JCAMP-DX Files (*.jcm; *.dx; *.jdx)", nullptr, 3,
+                     ".jcm\0.dx\0.jdx", /*can_write=*/false, /*can_read=*/true,
+                     /*several_at_once=*/true, true, false) {}
+
+int JCAMPFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
+
+SpreadsheetFile* JCAMPFileFactory::Create() { return std::make_unique<JCAMPFile>().release(); }

@@ -1,0 +1,146 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "formats/spectra/JCAMPBlocks.h"
+#include "framework/SprFileFactory.h"
+#include "framework/SpreadsheetFile.h"
+#include "platform/COleDateTime.h"
+#include "platform/Dialogs.h"
+#include "platform/Export.h"
+
+class JCAMPLines;
+class OptionPairs;
+
+// What is imported of JCAMP-DX files, and how.
+struct JCAMPImportOptions {
+  std::vector<int> blocks;  // positions in the list of blocks, from 1; none leaves it to a question
+  int reference = 0;        // likewise, of the block onto whose x values the others are brought
+  bool x_row = false;       // the x values in a row of their own
+  // Of several files, the columns of the sheet whose points are named; a last one of 0 means to
+  // the end.
+  int first_column = 1;
+  int last_column = 0;
+};
+
+// JCAMP-DX spectra of one or several files: names in row 1, then a block a row with its number in
+// column 1, its title in column 2 and its points from column 3 on.
+class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
+ public:
+  // Options that make Open ask nothing. The caller frees them with
+  // SpreadsheetOpenOptions::FreeOpenOptions and deletes the record.
+  static NvImportOpenOptions* GetImportOptions(const JCAMPImportOptions& options);
+
+  int Open(bool read, const char* path, NvImportOpenOptions* options) override;
+  int Read(ReadSpreadSheetData* sink) override;
+  void Close() override;
+  void GetErrorMessage(char* buffer, unsigned int size) override;
+  const char* GetWarningMessage() override;
+
+  // The blocks that can be chosen: all but those that only link others.
+  int GetNumJCAMPBlocks() const;
+  std::vector<std::string> GetJCAMPBlockList() const;
+
+  // Selects the blocks at these positions in their list, from 0, and no others. Asks for the
+  // reference series if they need one. Returns the status.
+  int SelectJCAMPBlock(int position);
+  int SelectJCAMPBlock(const std::vector<int>& positions);
+
+  // The current block is the first selected one, then the last that was read. Its title, for which
+  // there is room for 256 characters.
+  void GetTitle(char* title) const;
+  // The text of its date, and what it says; "" for none.
+  const char* GetDateCreated(COleDateTime& date) const;
+
+  // Names the points by the x values of the reference series, and fills the row of x values.
+  int InitXValues(ReadSpreadSheetData* sink);
+
+  // Whether reading has met something to warn of.
+  bool JCAMPWarning() const { return !warning_.empty(); }
+  // Whether several files are imported.
+  bool MultiSelection() const { return several_files_; }
+
+ protected:
+  int EstablishSize() override;
+
+ private:
+  class BlockFile;
+  class Names;
+  struct Pair;
+  using Pairs = std::vector<Pair>;
+
+  // The x values of an XYDATA block; n counts from 1.
+  struct Grid {
+    double first = 0;
+    double step = 0;
+    int points = 0;
+    double X(int n) const { return first + (n - 1) * step; }
+  };
+
+  int SetOptions(NvImportOpenOptions* options);
+  int SetLayout(const OptionPairs& given);
+  int ChooseBlocks(const OptionPairs& given, OptionPairs& choices);
+  int ChooseReference(const OptionPairs& given, OptionPairs& choices);
+  int RefuseOption(std::string_view key, std::string_view value);
+  int CheckMultiSelection(const char*& prompt);
+  void Select(const std::vector<std::size_t>& positions);
+
+  ItemsQuestion Question(const std::vector<std::size_t>& blocks) const;
+
+  // Positions in the array of blocks.
+  std::vector<std::size_t> Offered() const;
+  std::vector<std::size_t> Selected() const;
+
+  const JCAMPData& Block(std::size_t block) const { return blocks_.list()[block]; }
+  std::string FilePrefix(const JCAMPData& block) const;
+  std::string Entry(const JCAMPData& block) const;
+
+  std::string Compose(std::string_view text) const;
+  int FailAt(int status, int file, std::uint64_t line);
+  void Warn(std::string_view text);
+
+  // Reading, in JCAMPFileRead.cpp. What reads a block returns a JCAMPStatus or 0.
+  static int Problem(const JCAMPData& block);
+  static Grid GridOf(const JCAMPData& block);
+  static bool SameX(const JCAMPData& a, const JCAMPData& b);
+  int UniteX(const std::vector<std::size_t>& selected);
+  int ReadBlocks(ReadSpreadSheetData* sink);
+  int ReadBlock(std::size_t block, int row, bool names_points, BlockFile& file,
+                ReadSpreadSheetData* sink);
+  int ReadPairs(const JCAMPData& block, int row, JCAMPLines& lines, ReadSpreadSheetData* sink);
+  template <typename Store>
+  int ReadXYData(const JCAMPData& block, JCAMPLines& lines, Store store);
+  int ReadPeakTable(const JCAMPData& block, JCAMPLines& lines, Pairs& pairs);
+  int CollectPairs(const JCAMPData& block, JCAMPLines& lines, Pairs& pairs);
+
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+  std::vector<std::string> files_;
+  JCAMPBlocks blocks_;
+  bool several_files_ = false;
+  std::size_t current_block_ = kNone;
+  // The file that is checked or read, -1 for none, and the line reached in it.
+  int current_file_ = -1;
+  std::uint64_t line_ = 0;
+
+  bool x_row_ = false;
+  int first_column_ = 1;
+  int last_column_ = 0;
+  std::size_t reference_ = kNone;
+  bool unites_x_ = false;        // a block of pairs is among the selected ones
+  std::vector<double> union_x_;  // then all of their x values, ascending
+  bool only_sizes_ = false;      // what is met will be told when the cells are read
+  std::string warning_;
+  std::vector<unsigned char> choices_;
+};
+
+class NVIMPORT_API JCAMPFileFactory final : public SprFileFactory {
+ public:
+  JCAMPFileFactory();
+  int IsCorrectFileType(const char* path) override;
+  SpreadsheetFile* Create() override;
+};

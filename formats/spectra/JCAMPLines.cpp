@@ -1,0 +1,97 @@
+#include "formats/spectra/JCAMPLines.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+
+namespace {
+
+constexpr std::size_t kBlock = 64 * 1024;
+constexpr std::size_t kLongest = 255;
+
+bool EndsLine(char c) { return c == '\n' || c == '\r'; }
+
+}  // namespace
+
+void JCAMPLines::Seek(std::uint64_t position, std::uint64_t line) {
+  next_ = filled_;
+  position_ = position;
+  line_ = line;
+  end_goes_on_ = false;
+  failed_ |= !file_.Seek(position);
+}
+
+std::uint64_t JCAMPLines::Position() {
+  Ahead();
+  return position_ - static_cast<std::uint64_t>(filled_ - next_);
+}
+
+bool JCAMPLines::Ahead() {
+  if (next_ == filled_ && !Fill()) return false;
+  if (!end_goes_on_) return true;
+  end_goes_on_ = false;
+  if (EndsLine(*next_)) ++next_;
+  return next_ != filled_ || Fill();
+}
+
+// Reads on behind what is ahead, of which a line too long keeps no more than tells that it is one.
+bool JCAMPLines::Fill() {
+  const auto kept = std::min(static_cast<std::size_t>(filled_ - next_), kLongest + 1);
+  // A byte more, for the line feed behind the last line.
+  if (buffer_.empty()) buffer_.resize(kBlock + 1);
+  if (kept > 0) std::memmove(buffer_.data(), next_, kept);
+  next_ = buffer_.data();
+  filled_ = next_ + kept;
+  line_feed_ = carriage_return_ = dollar_ = nullptr;
+  const std::ptrdiff_t got = file_.Read(std::span(buffer_).subspan(kept, kBlock - kept));
+  failed_ |= got < 0;
+  if (got <= 0) return false;
+  filled_ += got;
+  position_ += static_cast<std::uint64_t>(got);
+  return true;
+}
+
+char* JCAMPLines::Find(char character, char*& found) const {
+  if (found < next_) {
+    const void* at = std::memchr(next_, character, static_cast<std::size_t>(filled_ - next_));
+    found = at != nullptr ? next_ + (static_cast<const char*>(at) - next_) : filled_;
+  }
+  return found;
+}
+
+char* JCAMPLines::FindEnd() {
+  return std::min(Find('\n', line_feed_), Find('\r', carriage_return_));
+}
+
+// The end of the next line, all of which that counts is in the buffer then.
+char* JCAMPLines::NextEnd() {
+  char* end = FindEnd();
+  for (bool more = true; end == filled_ && more; end = FindEnd()) more = Fill();
+  return end;
+}
+
+void JCAMPLines::GoBehind(char* end) {
+  end_goes_on_ = end != filled_;
+  next_ = end_goes_on_ ? end + 1 : end;
+  ++line_;
+}
+
+void JCAMPLines::SkipTo(char character) {
+  while (Ahead() && *next_ != character) GoBehind(NextEnd());
+}
+
+bool JCAMPLines::Next(std::string_view& line) {
+  if (!Ahead()) return false;
+  char* const end = NextEnd();
+  if (failed_) return false;
+
+  char* stop = std::min(end, next_ + kLongest);
+  for (char* dollar = Find('$', dollar_); dollar + 1 < stop; ++dollar)
+    if (dollar[0] == '$' && dollar[1] == '$') stop = dollar;
+  if (stop == next_ + kLongest && end > stop) ++long_lines_;
+
+  *stop = '\n';
+  line = {next_, static_cast<std::size_t>(stop - next_)};
+  GoBehind(end);
+  return true;
+}

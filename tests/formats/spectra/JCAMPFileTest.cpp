@@ -1,0 +1,687 @@
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <limits>
+#include <memory>
+
+#include "formats/spectra/JCAMPFile.h"
+#include "framework/FileSelection.h"
+#include "framework/OptionPairs.h"
+#include "framework/SpreadsheetOpenOptions.h"
+#include "platform/NvApp.h"
+#include "tests/support/AllocationCounter.h"
+#include "tests/support/JCAMPFixture.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/MemoryFile.h"
+#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/Support.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+// Options in the bytes of their text.
+class Options {
+ public:
+  explicit Options(const std::string& text) {
+    OptionPairs pairs;
+    for (std::size_t at = 0; at < text.size();) {
+      const std::size_t end = std::min(text.find(';', at), text.size());
+      const std::size_t equals = text.find('=', at);
+      pairs.Set(text.substr(at, equals - at), text.substr(equals + 1, end - equals - 1));
+      at = end + 1;
+    }
+    bytes_ = pairs.Bytes();
+    if (!text.empty()) record_ = {static_cast<int>(bytes_.size()), bytes_.data()};
+  }
+  NvImportOpenOptions* get() { return &record_; }
+
+ private:
+  std::vector<unsigned char> bytes_;
+  NvImportOpenOptions record_{0, nullptr};
+};
+
+Outcome ImportWith(const std::string& bytes, const std::string& options = "") {
+  return Import<JCAMPFile>(bytes, Options(options).get());
+}
+
+std::string TextOf(const NvImportOpenOptions& options) {
+  return {reinterpret_cast<const char*>(options.data) + 4,
+          static_cast<std::size_t>(options.size) - 4};
+}
+
+// The third row of cells on, "1 | 2": the points of the first block.
+std::string Points(const Outcome& outcome) {
+  const std::size_t row = outcome.sheet.find('\n') + 1;
+  std::size_t at = row;
+  for (int column = 0; column < 2 && at != std::string::npos; ++column)
+    at = outcome.sheet.find(" | ", at) + 3;
+  return outcome.sheet.substr(at, outcome.sheet.find('\n', row) - at);
+}
+
+std::string Repeated(const std::string& text, int times) {
+  std::string repeated;
+  for (int i = 0; i < times; ++i) repeated += text;
+  return repeated;
+}
+
+TEST(JCAMPFile, ABlockIsARowUnderTheNamesOfItsPoints) {
+  JCAMPFixture file{.labels = "##YFACTOR= 0.5\n"};
+  EXPECT_EQ(ImportWith(file.Bytes()).sheet,
+            ". | . | \"t 10\" | \"t 11\" | \"t 12\"\n"
+            "1 | \"A\" | 0.5 | 1 | 1.5\n");
+  EXPECT_EQ(ImportWith(file.Bytes(), "xrow=1").sheet,
+            ". | . | \"t 10\" | \"t 11\" | \"t 12\"\n"
+            ". | \"X\" | 10 | 11 | 12\n"
+            "2 | \"A\" | 0.5 | 1 | 1.5\n");
+  file.title = "";
+  file.data = "10 1 ? 3\n";
+  EXPECT_EQ(ImportWith(file.Bytes()).sheet,
+            ". | . | \"t 10\" | \"t -99\" | \"t 12\"\n"
+            "1 | \"Y\" | 0.5 | -99 | 1.5\n");
+}
+
+TEST(JCAMPFile, DecodesEveryFormOfOrdinate) {
+  const struct {
+    const char* points;
+    const char* data;
+    const char* values;
+  } kCases[] = {
+      {"3", "10 1 2.5 -.5\n", "1 | 2.5 | -0.5"},
+      {"3", "10+1-2+3\n", "1 | -2 | 3"},
+      {"4", "10 1,5;2, 3 , 4\n", "1.5 | 2 | 3 | 4"},
+      {"4", "1E+1 5E-1 2e+02 1E+0,1.5E+1\n", "0.5 | 200 | 1 | 15"},
+      {"3", "10 5E2 1.5e3\n", "5 | 52 | 1.5"},
+      {"4", "10 1,,2.3.4 5\n", "1 | 2.3 | 0.4 | 5"},
+      {"2", "10A1B2\n", "11 | 22"},
+      {"3", "10@a1i9\n", "0 | -11 | -99"},
+      {"3", "10@ A5J2%\n", "0 | 15 | 27"},
+      {"2", "10E J2\n", "5 | 17"},
+      {"13", "10@S3\n", "0 | 0 | 0 | 0 | 0 | 0 | 0 | 0 | 0 | 0 | 0 | 0 | 0"},
+      {"2", "10aT\n", "-1 | -1"},
+      {"4", "10AJU\n", "1 | 2 | 3 | 4"},
+      {"4", "10A.5J.25T;?\n", "1.5 | 2.75 | 4 | -99"},
+      {"4", "10A1J1\n11B2J1\n", "11 | 22 | 33 | ."},
+      {"4", "10A1J1\n11B2T\n12A3\n", "11 | 22 | 22 | 13"},
+      {"4", "10A1J1A0\n11B2A1\n", "11 | 22 | 10 | 22"},
+      {"4", "10A\n11A1\n\n  \n12?J\n13 ,5\n", "1 | 11 | -99 | 12"},
+      {"3", "10 1 $$ 7 8 9\n$$ nothing\n11 2$3\n", ""},
+      {"3", "10 0.1 123456789012345678901234567890 4.35E-7\n", "0.1 | 1.2345679e+29 | 4.35e-07"},
+      {"3", "10 1E+9999 1E-9999 -1\n", "inf | 0 | -1"},
+      {"3", "?A T3\n", ""},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.data);
+    const Outcome got = ImportWith(JCAMPFixture{.points = c.points, .data = c.data}.Bytes());
+    const std::string values = got.status == 0 ? Points(got) : "";
+    EXPECT_EQ(values, c.values) << got.text;
+  }
+}
+
+TEST(JCAMPFile, RefusesByTheRules) {
+  NvApp::SetName("Host");
+  const auto with = [](const std::string& labels) {
+    return JCAMPFixture{.labels = labels}.Bytes();
+  };
+  const auto data = [](const std::string& lines) { return JCAMPFixture{.data = lines}.Bytes(); };
+  const auto form = [](const std::string& label) {
+    return JCAMPFixture{.form = label, .data = "10,1\n"}.Bytes();
+  };
+  const std::string not_jcamp = "The file does not appear to be a valid JCAMP-DX file.";
+  const std::string no_value = "A label with a missing value was found in the file.";
+  const std::string uneven = "Mismatching '##TITLE=' and '##END=' labels were found in the file.";
+  const std::string points =
+      "Invalid value of '##NPOINTS=' label in the file. The value of '##NPOINTS=' must be a "
+      "positive integer.";
+  const std::string spacing =
+      "Couldn't establish dx, either the '##FIRSTX=' and/or '##LASTX=' labels are missing in the "
+      "file, or the '##DELTAX=' label.";
+  const std::string illegal_4 = "The label on line 6 has an illegal value.";
+  const auto character = [](int line) {
+    return "Found an illegal character on line " + std::to_string(line) +
+           " while reading data from the file.";
+  };
+  const struct {
+    const char* why;
+    std::string bytes;
+    int status;
+    std::string text;
+  } kCases[] = {
+      {"empty", "", 1537, not_jcamp},
+      {"blank lines", "\n \n$$ x\n", 1537, not_jcamp},
+      {"another label first", "##END=\n", 1537, not_jcamp},
+      {"UTF-16", "\xff\xfe#\0#\0T\0"s, 1537, not_jcamp},
+      {"only ##", "##\n##\n", 1537, not_jcamp},
+      {"no equals sign", "##TITLE=\n##END\n", 1539,
+       "Found a label with the data label terminator ('=') missing."},
+      {"never ends", "##TITLE= A\n", 1541, uneven},
+      {"ends twice", "##TITLE= A\n##END=\n##END=\n", 1541, uneven},
+      {"ends before a data label", "##TITLE=\n##END=\n##XYDATA= (XYA)\n", 1550,
+       "Host can currently not read assignments."},
+      {"binary", with("##BINARY=\n"), 1538, "The data is stored in an unsupported (binary) form."},
+      {"blocks without a number", JCAMPFixture::Link("##BLOCKS=\n"), 1540, no_value},
+      {"blocks outside a link", with("##BLOCKS= 2\n"), 1542,
+       "Found an illegal label ##BLOCKS within a LINK-block"},
+      {"no first x", with("##FIRSTX=\n"), 1540, no_value},
+      {"no factor", with("##YFACTOR= $$ 2\n"), 1540, no_value},
+      {"no points", with("##NPOINTS=\n"), 1540, no_value},
+      {"a factor of 0", with("##XFACTOR= 0\n"), 1543, illegal_4},
+      {"a word", with("##DELTAX= wide\n"), 1543, illegal_4},
+      {"inf", with("##LASTX= inf\n"), 1543, illegal_4},
+      {"two signs", with("##LASTX= +-1\n"), 1543, illegal_4},
+      {"two commas", with("##LASTX= 1,0,0\n"), 1543, illegal_4},
+      {"half a point", with("##NPOINTS= 12.5\n"), 1544, points},
+      {"no point", with("##NPOINTS= 0\n"), 1544, points},
+      {"a comma in points", with("##NPOINTS= 1,000\n"), 1544, points},
+      {"points beyond an int", with("##NPOINTS= 2147483648\n"), 1544, points},
+      {"points beyond the file", with("##NPOINTS= 1100000\n"), 1544, points},
+      {"no points at all", JCAMPFixture{.points = ""}.Bytes(), 1547,
+       "The size of the data block could not be established. The '##NPOINTS'-label could not be "
+       "found or had an illegal value."},
+      {"no data label", "##TITLE=\n##NPOINTS= 3\n##DATACLASS= XY_DATA\n##END=\n", 1548,
+       "Couldn't find valid data to import."},
+      {"only a link", "##TITLE=\n##DATATYPE= LINK\n##END=\n", 1548,
+       "Couldn't find valid data to import."},
+      {"no class", "##TITLE=\n##NPOINTS= 3\n##END=\n", 1549,
+       "Does not recognize the value of the '##DATACLASS=' label as a valid JCAMP-DX 5.0 "
+       "dataclass"},
+      {"another form", form("XYDATA= (X++(R..R))"), 1549,
+       "Does not recognize the value of the '##DATACLASS=' label as a valid JCAMP-DX 5.0 "
+       "dataclass"},
+      {"assignments", form("PEAK ASSIGNMENTS= (XYMA)"), 1550,
+       "Host can currently not read assignments."},
+      {"assignments by form", form("PEAKTABLE= (XYA)"), 1550,
+       "Host can currently not read assignments."},
+      {"RADATA", form("RADATA= (R++(A..A))"), 1551, "Host can currently not read RA-data."},
+      {"RADATA by class", with("##DATACLASS= RADATA\n##DATATABLE= (X++(R..R))\n"), 1551,
+       "Host can currently not read RA-data."},
+      {"RADATA without a page", "##TITLE=\n##DATACLASS= RADATA\n##END=\n", 1551,
+       "Host can currently not read RA-data."},
+      {"n-tuples", with("##DATACLASS= NTUPLES\n##DATATABLE= (X++(R..R)), XYDATA\n"), 1552,
+       "Host can currently not read n-tuples."},
+      {"XYPOINTS of another form", form("XYPOINTS= (X,Y)\n##DATACLASS= XYPOINTS"), 1554,
+       "Host can currently not read XY points."},
+      {"peaks with widths", form("PEAKTABLE= (XYW..XYW)\n##DATACLASS= PEAK TABLE"), 1554,
+       "Host can currently not read XY points."},
+      {"XYPAIRS", form("XYPAIRS= (XY..XY)"), 1555, "Host can currently not read XY pairs."},
+      {"no first x at all", JCAMPFixture{.first = ""}.Bytes(), 1557, spacing},
+      {"first x is last x", JCAMPFixture{.last = "10"}.Bytes(), 1557, spacing},
+      {"no last x", JCAMPFixture{.last = ""}.Bytes(), 1557, spacing},
+      {"DUP of an abscissa", data("10S2 1 2 3\n"), 1558,
+       "Duplicate suppression count (DUP) should be 1 for abscissa."},
+      {"DIF as abscissa", data("J2 1 2 3\n"), 1558,
+       "Duplicate suppression count (DUP) should be 1 for abscissa."},
+      {"DIF first", data("10J2\n"), 1559, "A DUP-value is not allowed as first ordinate."},
+      {"data after the end", "##TITLE=\n##NPOINTS= 1\n##FIRSTX= 1\n##END=\n##XYDATA= XYDATA\n1 2\n",
+       1560, "Found unexpected End-of-file while reading data from file."},
+      {"a word in the data", data("10 1\n11 x\n"), 1561, character(8)},
+      {"a sign alone", data("10 - 1\n"), 1561, character(7)},
+      {"DUP of nothing", data("10 A S\n"), 1561, character(7)},
+      {"NUL", data("10 1\0 2\n"s), 1561, character(7)},
+      {"a letter among peaks", JCAMPFixture{.form = "PEAKTABLE= (XY..XY)", .data = "1,A\n"}.Bytes(),
+       1562, "Found an invalid character while reading data from the dataset"},
+      {"two DUPs", data("10AS2T\n"), 1563, "Two consecutive DUP-values is not allowed."},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    const Outcome got = ImportWith(c.bytes);
+    EXPECT_EQ(got.status, c.status);
+    EXPECT_EQ(got.text, c.text);
+  }
+  JCAMPFile file;
+  EXPECT_EQ(file.Read(nullptr), 1546) << "nothing is open";
+  EXPECT_EQ(ErrorText(file), "Error occurred while reading the file.");
+  file.Close();
+  EXPECT_EQ(file.Open(false, "x.dx", nullptr), 3);
+  file.Close();
+  EXPECT_EQ(file.Open(true, "/nowhere/x.dx", nullptr), 1536);
+  EXPECT_EQ(ErrorText(file), "Unable to open file.");
+}
+
+TEST(JCAMPFile, AWrittenFirstPartStaysWhenALaterBlockFails) {
+  const std::string good = JCAMPFixture{}.Bytes();
+  const struct {
+    std::string second;
+    int status;
+  } kCases[] = {{JCAMPFixture{.data = "10 4 x\n"}.Bytes(), 1561},
+                {JCAMPFixture{.form = "XYDATA= (X++(R..R))"}.Bytes(), 1549}};
+  for (const auto& c : kCases) {
+    const Outcome got = ImportWith(JCAMPFixture::Link(good + c.second), "blocks=1,2");
+    EXPECT_EQ(got.status, c.status);
+    EXPECT_EQ(Points(got), "1 | 2 | 3");
+  }
+}
+
+TEST(JCAMPFile, LabelsAndLinesAreReadLoosely) {
+  const std::string usual = ImportWith(JCAMPFixture{}.Bytes()).sheet;
+  const std::string body = "##XYDATA=(X++(Y..Y))\n10 1 2 3\n##END=\n";
+  const std::string kCases[] = {
+      "\n$$ remark\n##title=A\n##first_x = 10\n##Last-X=+12\n##N/POINTS= 3.0\n" + body,
+      "##TITLE=A\n##FIRSTX= 1E1 cm\n##LASTX=12,0\n##NPOINTS=3 points\n" + body,
+      "##TITLE=A $$ name\n##FIRSTX=10\n##DELTAX=1\n##NPOINTS=3\n" + body,
+      "##TITLE=A\n##FIRSTX=10\n##LASTX=10\n##DELTAX=1\n##NPOINTS=3\n" + body,
+      "##TITLE=A\n##FIRSTX=10\n##LASTX=12\n##NPOINTS=3\n##XYDATA= xy_data\n10 1 2 3\n##END=\n",
+      "##TITLE=A\n##FIRSTX=10\n##LASTX=12\n##NPOINTS=3\n##DATA TABLE= (x++(y..y))\n10 1\n\n"
+      "11 2 $$\n12 3\n##END=\n",
+      "##TITLE=A\n ##FIRSTX=no label\n##$OWN= a\nmore\n##FIRSTX=10\n##LASTX=12\n##NPOINTS=3\n" +
+          body,
+      "##TITLE=B\n##TITLE=A\n##FIRSTX=10\n##LASTX=12\n##NPOINTS=3\n" + body + "##END=\n",
+  };
+  for (const std::string& bytes : kCases)
+    for (const char* end : {"\n", "\r\n", "\r", "\n\r", "\n\n"}) {
+      std::string file;
+      for (const char c : bytes) c == '\n' ? file += end : file += c;
+      EXPECT_EQ(ImportWith(file).sheet, usual) << file;
+    }
+}
+
+TEST(JCAMPFile, OfALongLine255CharactersCount) {
+  const LogRecorder log;
+  const std::string blanks(250, ' ');
+  JCAMPFixture file{.points = "2", .data = "10 1" + blanks + "2 3\n"};
+  EXPECT_EQ(Points(ImportWith(file.Bytes())), "1 | 2");
+  file.data = "10 1" + blanks + "A$$\n";
+  EXPECT_EQ(Points(ImportWith(file.Bytes())), "1 | 1") << "the cut comes before the comment";
+  file.data = "10 1 2$$" + std::string(1'000'000, 'x') + "\n";
+  EXPECT_EQ(Points(ImportWith(file.Bytes())), "1 | 2");
+  EXPECT_EQ(log.Notes(),
+            (std::vector<std::string>(
+                2, "1 line is longer than 255 characters, and the rest was not delivered")));
+}
+
+TEST(JCAMPFile, WarnsOfPointsThatAreNotAsAnnounced) {
+  const std::string fewer =
+      "Data seem to be missing in the file. Could only read 2 y-values, but expected to read 3. "
+      "Continue with the import will cause incorrectly computed x-values, since the nominal "
+      "spacing "
+      "between the x-values is calculated from the number of y-values.";
+  const std::string more =
+      "There seem to be more y-values in the file than specified by the '##NPOINTS'-label. "
+      "Continue "
+      "with the import will cause incorrectly computed x-values, since the nominal spacing between "
+      "the x-values is calculated from the number of y-values.";
+  const struct {
+    const char* data;
+    const char* points;
+    std::string warning;
+  } kCases[] = {
+      {"10 1 2\n", "1 | 2 | .", fewer},
+      {"10 1 2 3 4\n", "1 | 2 | 3", more},
+      {"10AS99999999999999\n", "1 | 1 | 1", more},
+      {"10A1J1\n11B3\n", "11 | 22 | .",
+       "Y-value check failed on line 8. The remaining part of the dataset will be ignored."},
+      {"10A1J1J1\n12A0\n", "11 | 22 | 33", ""},
+      {"10A1J1J1\n12C3\n", "11 | 22 | 33", ""},
+      {"10A1J.1\n11A2.1\n12 3\n", "11 | 12.1 | 3", ""},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.data);
+    const TempFile file(JCAMPFixture{.data = c.data}.Bytes());
+    JCAMPFile reader;
+    EXPECT_EQ(Points(ImportFile(reader, file.path(), nullptr)), c.points);
+    EXPECT_EQ(reader.JCAMPWarning(), !c.warning.empty());
+    const char* warning = reader.GetWarningMessage();
+    EXPECT_EQ(warning != nullptr ? warning : "", c.warning);
+  }
+
+  // A second one is told apart.
+  const LogRecorder log;
+  const std::string two =
+      JCAMPFixture{.data = "10 1 2\n"}.Bytes() + JCAMPFixture{.data = "10 1 2 3 4\n"}.Bytes();
+  const TempFile file(two);
+  JCAMPFile reader;
+  ImportFile(reader, file.path(), Options("blocks=1,2").get());
+  EXPECT_EQ(reader.GetWarningMessage(), fewer);
+  EXPECT_EQ(log.Notes(), std::vector{more});
+}
+
+TEST(JCAMPFile, BlocksAreChosenAndTheChoiceComesBack) {
+  const std::string peak = JCAMPFixture{.title = "P", .form = "PEAKTABLE= (XY..XY)"}.Bytes();
+  const std::string link = JCAMPFixture::Link(
+      JCAMPFixture{.title = "A"}.Bytes() +
+      JCAMPFixture{.title = "B", .data = "10 4 5 6\n"}.Bytes() +
+      JCAMPFixture::Link(peak + JCAMPFixture{.title = "C", .data = "10 7 8 9\n"}.Bytes()));
+  const TempFile file(link);
+  ScriptedDialogs dialogs;
+  JCAMPFile reader;
+  EXPECT_EQ(reader.Open(true, file.path(), nullptr), 4);
+  ASSERT_EQ(dialogs.items_questions.size(), 1U);
+  const ItemsQuestion question = dialogs.items_questions.front();
+  EXPECT_EQ(question.kind, ItemsQuestion::Kind::kBlocks);
+  EXPECT_EQ(question.title, "Select JCAMP Data Blocks");
+  EXPECT_EQ(question.prompt, "Please select the data blocks you want to import.");
+  EXPECT_EQ(question.heading, "Data type, size of dataset, title.");
+  EXPECT_EQ(question.items, (std::vector<std::string>{
+                                "Infrared spectrum, 1x3 obs, A", "Infrared spectrum, 1x3 obs, B",
+                                "Infrared spectrum, 1x3 obs, P", "Infrared spectrum, 1x3 obs, C"}));
+  reader.Close();
+
+  dialogs.items = ItemsChoice{};
+  EXPECT_EQ(reader.Open(true, file.path(), nullptr), 1545);
+  EXPECT_EQ(ErrorText(reader), "No data blocks were selected.");
+  reader.Close();
+
+  dialogs.items = ItemsChoice{{3, 1}, 0};
+  NvImportOpenOptions options{0, nullptr};
+  const std::string sheet =
+      ". | . | \"t 10\" | \"t 11\" | \"t 12\"\n1 | \"B\" | 4 | 5 | 6\n2 | \"C\" | 7 | 8 | 9\n";
+  EXPECT_EQ(ImportFile(reader, file.path(), &options).sheet, sheet);
+  EXPECT_EQ(TextOf(options), "blocks=2,4");
+  EXPECT_EQ(ImportWith(link, "blocks=2,4;other=x").sheet, sheet);
+
+  // And by hand.
+  EXPECT_EQ(reader.GetNumJCAMPBlocks(), 4);
+  EXPECT_EQ(reader.GetJCAMPBlockList(), question.items);
+  MemorySheet chosen;
+  EXPECT_EQ(reader.SelectJCAMPBlock(3), 0);
+  EXPECT_EQ(reader.GetNumRows(), 2);
+  EXPECT_EQ(reader.Read(&chosen), 0);
+  EXPECT_STREQ(chosen.GetText(2, 2), "C");
+  char title[256];
+  reader.GetTitle(title);
+  EXPECT_STREQ(title, "C");
+}
+
+TEST(JCAMPFile, SenselessOptionsRefuseTheOpen) {
+  const std::string two = JCAMPFixture{}.Bytes() + JCAMPFixture{}.Bytes();
+  for (const char* text :
+       {"blocks=3", "blocks=0", "blocks=", "blocks=1,x", "blocks=1;xrow=2", "blocks=1;columns=0,4",
+        "blocks=1;columns=5,4", "blocks=1;columns=3", "blocks=1;reference=0"}) {
+    const Outcome got = ImportWith(two, text);
+    EXPECT_EQ(got.status, 5) << text;
+    EXPECT_EQ(got.text, "The import options are not valid for this format.");
+  }
+  unsigned char bytes[] = {1, 2};
+  NvImportOpenOptions damaged{2, bytes};
+  EXPECT_EQ(Import<JCAMPFile>(two, &damaged).status, 5);
+
+  const std::unique_ptr<NvImportOpenOptions> made(
+      JCAMPFile::GetImportOptions({.blocks = {1, 3}, .reference = 3, .x_row = true}));
+  EXPECT_EQ(TextOf(*made), "blocks=1,3;reference=3;xrow=1;columns=1,0");
+  SpreadsheetOpenOptions::FreeOpenOptions(made.get());
+}
+
+TEST(JCAMPFile, BlocksThatDifferAreBroughtOntoOne) {
+  const std::string a = JCAMPFixture{.title = "A", .data = "10 0 10 20\n"}.Bytes();
+  // From 13 down to 10.5 by halves, one of them missing.
+  const std::string b =
+      JCAMPFixture{
+          .title = "B", .first = "13", .last = "10.5", .points = "6", .data = "13 6 5 4 ? 2 1\n"}
+          .Bytes();
+  const std::string bytes = a + b;
+  const TempFile file(bytes);
+  ScriptedDialogs dialogs;
+  dialogs.items = ItemsChoice{{0, 1}, 0};
+  JCAMPFile reader;
+  EXPECT_EQ(reader.Open(true, file.path(), nullptr), 1556) << "two references are too many";
+  EXPECT_EQ(ErrorText(reader), "The selected series is invalid");
+  ASSERT_EQ(dialogs.items_questions.size(), 2U);
+  const ItemsQuestion question = dialogs.items_questions.back();
+  EXPECT_EQ(question.kind, ItemsQuestion::Kind::kReference);
+  EXPECT_TRUE(question.only_one);
+  EXPECT_EQ(
+      question.prompt,
+      "FirstX and lastX is not the same in all data blocks. Data must be interpolated. Select "
+      "data series to use for interpolation.");
+  EXPECT_EQ(question.items.size(), 2U);
+
+  EXPECT_EQ(ImportWith(bytes, "blocks=1,2;reference=1").sheet,
+            ". | . | \"t 10\" | \"t 11\" | \"t 12\"\n1 | \"A\" | 0 | 10 | 20\n"
+            "2 | \"B\" | . | 2 | 4\n");
+  EXPECT_EQ(ImportWith(bytes, "blocks=1,2;reference=2;xrow=1").sheet,
+            ". | . | \"t 13\" | \"t 12.5\" | \"t 12\" | \"t -99\" | \"t 11\" | \"t 10.5\"\n"
+            ". | \"X\" | 13 | 12.5 | 12 | -99 | 11 | 10.5\n"
+            "2 | \"A\" | . | . | 20 | 15 | 10 | 5\n3 | \"B\" | 6 | 5 | 4 | -99 | 2 | 1\n");
+  EXPECT_EQ(ImportWith(bytes, "blocks=1,2;reference=3").status, 1556);
+  EXPECT_EQ(ImportWith(bytes + a, "blocks=2,3;reference=1").status, 1556) << "not among them";
+  EXPECT_EQ(ImportWith(bytes, "blocks=1,2").status, 1556);
+  EXPECT_EQ(ImportWith(bytes, "blocks=2;reference=1").status, 0) << "none is needed";
+
+  // Between its points, and where ends meet but for rounding.
+  const std::string c =
+      JCAMPFixture{
+          .title = "C", .first = "0.1", .last = "0.7", .points = "4", .data = "0 1 3 5 7\n"}
+          .Bytes();
+  const std::string d =
+      JCAMPFixture{
+          .title = "D", .first = "0.1", .last = "0.7", .points = "7", .data = "0 0 0 0 0 0 0 0\n"}
+          .Bytes();
+  const Outcome met = ImportWith(d + c, "blocks=1,2;reference=1");
+  EXPECT_NE(met.sheet.find("2 | \"C\" | 1 | 2 | 3 | 4 | 5 | 6 | 7\n"), std::string::npos)
+      << met.sheet;
+
+  dialogs.items = std::nullopt;
+  JCAMPFile cancelled;
+  EXPECT_EQ(cancelled.Open(true, TempFile(c + d).path(), Options("blocks=1,2").get()), 1567);
+  EXPECT_EQ(dialogs.items_questions.back().prompt,
+            "There is not the same number of data points in all data series. Data must be "
+            "interpolated. Select data series to use for interpolation.");
+  EXPECT_EQ(ErrorText(cancelled), "File read interrupted by the user.");
+}
+
+TEST(JCAMPFile, PairsStandUnderEveryXThatOccurs) {
+  const auto peaks = [](const std::string& title, const std::string& points,
+                        const std::string& data) {
+    return JCAMPFixture{.title = title,
+                        .labels = "##XFACTOR= 2\n##YFACTOR= 10\n",
+                        .points = points,
+                        .form = "PEAK TABLE= (XY..XY), PEAKS",
+                        .data = data}
+        .Bytes();
+  };
+  const std::string bytes = peaks("P", "4", "8,1;4, 2\n5,3 5,4\n") +
+                            peaks("Q", "3", "5 ?; 6.5E+0, -.7\n5.5,1\n") +
+                            JCAMPFixture{.title = "S", .data = "10 7 8 ?\n"}.Bytes();
+  EXPECT_EQ(ImportWith(bytes, "blocks=1,2,3;xrow=1").sheet,
+            ". | . | \"t 8\" | \"t 10\" | \"t 10\" | \"t 11\" | \"t 12\" | \"t 13\" | \"t 16\"\n"
+            ". | \"X\" | 8 | 10 | 10 | 11 | 12 | 13 | 16\n"
+            "2 | \"P\" | 20 | 30 | 40 | . | . | . | 10\n"
+            "3 | \"Q\" | . | -99 | . | 10 | . | -7 | .\n"
+            "4 | \"S\" | . | 7 | . | 8 | -99 | . | .\n");
+
+  // Of several pages the first that has lines.
+  const LogRecorder log;
+  const std::string paged =
+      "##TITLE=\n##DATACLASS= NTUPLES\n##PAGE= T=1\n##NPOINTS= 2\n"
+      "##DATA TABLE= (XY..XY), PEAKS\n1,2 3,4\n##PAGE= T=2\n##DATA TABLE= (XY..XY), "
+      "PEAKS\n5,6\n##END=\n";
+  EXPECT_EQ(ImportWith(paged).sheet, ". | . | \"t 1\" | \"t 3\"\n1 | \"Y\" | 2 | 4\n");
+  EXPECT_EQ(log.Notes(), std::vector{"1 further data page was not delivered"s});
+
+  const TempFile file(peaks("P", "3", "1,2 3,4 5,6 7,8\n"));
+  JCAMPFile reader;
+  EXPECT_EQ(Points(ImportFile(reader, file.path(), nullptr)), "20 | 40 | 60");
+  EXPECT_TRUE(reader.JCAMPWarning());
+}
+
+TEST(JCAMPFile, SeveralFilesAreOneImport) {
+  const TempFolder folder;
+  const auto put = [&](const char* name, const std::string& bytes) {
+    return folder.Put(name, bytes);
+  };
+  const std::string a = put("a.dx", JCAMPFixture{.title = ""}.Bytes());
+  const std::string b = put("b.dx", JCAMPFixture{.title = "B", .data = "10 4 5 6\n"}.Bytes());
+  const std::string peaks = put("p.dx", JCAMPFixture{.form = "PEAKTABLE= (XY..XY)"}.Bytes());
+
+  ScriptedDialogs dialogs;
+  dialogs.items = ItemsChoice{{0, 1}, 0};
+  JCAMPFile reader;
+  const std::string both = FileSelection::Join({a, b});
+  EXPECT_EQ(ImportFile(reader, both.c_str(), nullptr).sheet,
+            ". | . | \"t 10\" | \"t 11\" | \"t 12\"\n1 | \"a.dx, \" | 1 | 2 | 3\n"
+            "2 | \"b.dx, B\" | 4 | 5 | 6\n");
+  EXPECT_TRUE(reader.MultiSelection());
+  EXPECT_EQ(dialogs.items_questions.front().heading, "File, datatype, size of dataset, title.");
+  EXPECT_EQ(dialogs.items_questions.front().items.back(), "b.dx, Infrared spectrum, 1x3 obs, B");
+  JCAMPFile copy(reader);
+  reader.Close();
+  MemorySheet sheet;
+  EXPECT_EQ(copy.Read(&sheet), 0) << "a copy opens the files itself";
+  EXPECT_STREQ(sheet.GetText(5, 3), "6");
+
+  JCAMPFile limited;
+  EXPECT_EQ(ImportFile(limited, both.c_str(), Options("blocks=1,2;columns=2,4;xrow=1").get()).sheet,
+            ". | . | \"t 10\" | \"t 11\" | .\n. | \"X\" | 10 | 11 | 12\n"
+            "2 | \"a.dx, \" | 1 | 2 | 3\n3 | \"b.dx, B\" | 4 | 5 | 6\n");
+
+  const struct {
+    const char* why;
+    std::string second;
+    int status;
+    std::string text;
+    bool stays_several;
+  } kCases[] = {
+      {"not there", folder.path() + "/none", 1536, "Unable to open file.", true},
+      {"other format", put("o.dx", "text"), 1537,
+       "One of the files does not appear to be a valid JCAMP-DX file.", true},
+      {"label", put("l.dx", "##TITLE=\n##X\n"), 1539,
+       "Error in file 'l.dx', line 2: Found a label with the data label terminator ('=') missing.",
+       true},
+      {"value", put("v.dx", "##TITLE=\n##YFACTOR=0\n"), 1543,
+       "Error in file 'v.dx': The label on line 2 has an illegal value.", true},
+      {"end", put("e.dx", "##TITLE=\n"), 1541,
+       "Error in file 'e.dx': Mismatching '##TITLE=' and '##END=' labels were found in the file.",
+       true},
+      {"assignments", put("n.dx", "##TITLE=\n##ASSIGNMENTS=\n"), 1550,
+       "Error in file 'n.dx': Host can currently not read assignments.", true},
+      {"data", put("d.dx", JCAMPFixture{.data = "10 1\n11 x\n"}.Bytes()), 1561,
+       "Error in file 'd.dx': Found an illegal character on line 8 while reading data from the "
+       "file.",
+       true},
+      {"DUP", put("u.dx", JCAMPFixture{.data = "10 AST\n"}.Bytes()), 1563,
+       "Error in file 'u.dx', line 7: Two consecutive DUP-values is not allowed.", true},
+      {"peaks", peaks, 1566,
+       "Only files with dataclass = 'XYDATA' are supported by multiselection.", false},
+  };
+  NvApp::SetName("Host");
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    JCAMPFile failing;
+    const Outcome got = ImportFile(failing, FileSelection::Join({a, c.second}).c_str(),
+                                   Options("blocks=1,2").get());
+    EXPECT_EQ(got.status, c.status);
+    EXPECT_EQ(got.text, c.text);
+    EXPECT_EQ(failing.MultiSelection(), c.stays_several);
+  }
+
+  const std::string fewer = put("f.dx", JCAMPFixture{.data = "10 1 2\n"}.Bytes());
+  JCAMPFile warned;
+  ImportFile(warned, FileSelection::Join({a, fewer}).c_str(), Options("blocks=1,2").get());
+  EXPECT_TRUE(
+      std::string(warned.GetWarningMessage())
+          .starts_with("Error in file 'f.dx', line 8: Data seem to be missing in the file. Could "))
+      << warned.GetWarningMessage();
+}
+
+TEST(JCAMPFile, DatesInTheirForms) {
+  const struct {
+    const char* labels;
+    const char* text;
+    double days;
+  } kCases[] = {
+      {"##DATE= 98/10/1\n", "98/10/1", 36069},
+      {"##DATE= 03/30/90\n##TIME= 12:00:00\n", "03/30/90 12:00:00", 32962.5},
+      {"##DATE= 02/03/04\n", "02/03/04", 37319},
+      {"##DATE= 69/12/31\n##DATE= 70/1/1\n", "69/12/31", 62093},
+      {"##DATE= 19/12/2018\n", "19/12/2018", 43453},
+      {"##DATE= 2018/12/19\n##TIME= 18:00\n", "2018/12/19 18:00", 43453.75},
+      {"##DATE= 30 Aug 2007 09:19:36\n##TIME= 1:00\n", "30 Aug 2007 09:19:36",
+       39324 + 33576 / 86400.},
+      {"##TIME= 2018-12-19T06:00:00.5Z\n", "2018-12-19T06:00:00.5Z", 43453.25},
+      {"##DATE= 12/19/2018\n", "", -1},
+      {"##DATE= 98/2/30\n", "", -1},
+      {"##DATE= today\n", "", -1},
+      {"##DATE= 98/10/1 25:00\n", "", -1},
+      {"##DATE= 99999999999/1/1\n", "", -1},
+      {"", "", -1},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.labels);
+    const TempFile file(JCAMPFixture{.labels = c.labels}.Bytes());
+    JCAMPFile reader;
+    ASSERT_EQ(reader.Open(true, file.path(), nullptr), 0);
+    COleDateTime date{-1};
+    EXPECT_STREQ(reader.GetDateCreated(date), c.text);
+    EXPECT_DOUBLE_EQ(date.m_dt, c.days);
+  }
+}
+
+// A sink that sees which overload takes a number, and what was announced.
+class StrictSink : public ReadSpreadSheetData {
+ public:
+  void Set(int, int, int) override { ++whole_numbers; }
+  void Set(int, int, long long) override { ADD_FAILURE() << "a 64-bit number"; }
+  void Set(int, int, double) override { ADD_FAILURE() << "a double"; }
+  void Set(int column, int row, const char*) override { Expect(column, row); }
+  void Set(int column, int row, float) override {
+    Expect(column, row);
+    ++numbers;
+  }
+  void SetDataSize(int new_columns, int new_rows) override {
+    columns = new_columns;
+    rows = new_rows;
+  }
+  int GetNumberOfColumns() override { return columns; }
+  int GetNumberOfRows() override { return rows; }
+
+  int columns = 0;
+  int rows = 0;
+  int numbers = 0;
+  int whole_numbers = 0;
+
+ private:
+  void Expect(int column, int row) const {
+    EXPECT_TRUE(column >= 1 && column <= columns && row >= 1 && row <= rows);
+  }
+};
+
+TEST(JCAMPFile, AMillionPointsTakeLittleMemoryAndGoToTheFloatOverload) {
+  const MemoryFile file;
+  constexpr int kPerLine = 61;
+  constexpr int kPoints = 16'400 * kPerLine;
+  std::string data;
+  for (int i = 0; i < kPoints; i += kPerLine)
+    data += std::to_string(i) + "A2345678T9B1c2d3 4-5@T7\n";
+  file.Put(JCAMPFixture{.points = std::to_string(kPoints), .data = data}.Bytes());
+  JCAMPFile reader;
+  StrictSink sink;
+  ASSERT_EQ(reader.Open(true, file.path(), nullptr), 0);
+  const AllocationCounter counter;
+  EXPECT_EQ(reader.Read(&sink), 0) << ErrorText(reader);
+  EXPECT_LT(counter.Peak(), 1U << 20);
+  EXPECT_EQ(sink.columns, kPoints + 2);
+  EXPECT_EQ(sink.numbers, kPoints);
+  EXPECT_EQ(sink.whole_numbers, 1);
+}
+
+TEST(JCAMPFile, HostileFilesEndSoon) {
+  const std::string kFiles[] = {
+      Repeated("##TITLE=\n", 10'000),
+      Repeated("##TITLE=\n##END=\n", 10'000),
+      "##TITLE=" + std::string(3'000'000, 'x') + "\n##END=\n",
+      JCAMPFixture{.data = std::string(3'000'000, '9')}.Bytes(),
+      JCAMPFixture{.data = "10 " + std::string(200, '9') + "E+999999999999\n"}.Bytes(),
+      JCAMPFixture{.points = "1000000", .data = Repeated("1@s999999999999\n", 1000)}.Bytes(),
+      Repeated("\r", 1'000'000),
+  };
+  for (const std::string& bytes : kFiles) {
+    ScriptedDialogs dialogs;
+    dialogs.items = ItemsChoice{{0}, 0};
+    ImportWith(bytes);
+  }
+}
+
+TEST(JCAMPFile, ACutFileFailsOrGivesTheSameCells) {
+  const std::string whole =
+      JCAMPFixture::Link(JCAMPFixture{.data = "10A1J1J1\n12C3\n"}.Bytes() +
+                         JCAMPFixture{.points = "5", .data = "10 1 2 3\n 4 5\n"}.Bytes());
+  for (std::size_t size = 0; size < whole.size() - 2; ++size) {
+    const MemoryFile file(whole.substr(0, size));
+    JCAMPFile reader;
+    const Outcome got = ImportFile(reader, file.path(), Options("blocks=1,2;reference=1").get());
+    EXPECT_NE(got.status, 0) << size;
+    EXPECT_EQ(got.sheet, "") << size;
+  }
+}
+
+}  // namespace

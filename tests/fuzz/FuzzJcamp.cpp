@@ -1,0 +1,120 @@
+// JCAMP-DX. Input: one file, or several with a NUL and a line feed between them; the first bit of
+// the last byte asks for a row of x values. Every block is chosen, the last of them as reference.
+// Each line is also decoded as ordinates, beside the reference.
+
+#include <cmath>
+#include <deque>
+#include <string>
+#include <string_view>
+
+#include "formats/spectra/JCAMPFile.h"
+#include "framework/FileSelection.h"
+#include "framework/SpreadsheetOpenOptions.h"
+#include "tests/fuzz/Fuzz.h"
+#include "tests/support/CheckingSink.h"
+#include "tests/support/MemoryFile.h"
+#include "tests/support/ReferenceValues.h"
+#include "tests/support/ScriptedDialogs.h"
+
+namespace {
+
+class TakesAll : public ScriptedDialogs {
+ public:
+  std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override {
+    ItemsChoice choice;
+    for (std::size_t i = question.only_one ? question.items.size() - 1 : 0;
+         i < question.items.size(); ++i)
+      choice.items.push_back(i);
+    return choice;
+  }
+};
+
+bool Close(double a, double b) {
+  // The reference loses what lies below the doubles while it goes there digit by digit.
+  constexpr double kRelative = 1e-9;
+  constexpr double kSmallest = 1e-290;
+  return a == b || std::fabs(a - b) <= kRelative * std::fabs(a) + kSmallest ||
+         (std::fabs(a) > 1e290 && std::fabs(b) > 1e290);
+}
+
+void CompareValues(std::string_view line, JCAMPValueForm form) {
+  constexpr std::size_t kLongest = 255;
+  std::string rest(line.substr(0, kLongest));
+  const std::string ended = rest + '\n';
+  const char* text = ended.c_str();
+  while (true) {
+    JCAMPValue expected;
+    JCAMPValue value;
+    const char* short_cut = text;
+    std::int64_t whole = 0;
+    bool is_difference = false;
+    const bool is_whole = !form.comma_separates && TakeWhole(short_cut, whole, is_difference);
+    const int status = ReferenceNextValue(rest, form, expected);
+    Check(ReadNextValue(text, form, value) == status, "both refuse alike");
+    if (status != 0 || expected.count == 0) break;
+    Check(value.count == expected.count || std::abs(expected.count) > 9'999'999, "the same count");
+    Check(value.missing == expected.missing, "the same is missing");
+    Check(Close(value.value, expected.value), "the same value");
+    Check(!is_whole ||
+              (value.value == static_cast<double>(whole) && !value.missing &&
+               value.count == (is_difference ? -1 : 1) && jcamp::SkipBlanks(text) == short_cut),
+          "the short cut takes the same");
+    Check(text == ended.c_str() + (ended.size() - 1 - rest.size()), "both go equally far");
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::string_view input(reinterpret_cast<const char*>(data), size);
+  JCAMPImportOptions layout;
+  layout.x_row = size > 0 && (data[size - 1] & 1) != 0;
+
+  std::deque<MemoryFile> files;
+  std::vector<std::string> paths;
+  constexpr std::string_view kBetween("\0\n", 2);
+  constexpr std::size_t kMostFiles = 4;
+  while (true) {
+    const std::size_t end = files.size() + 1 < kMostFiles ? input.find(kBetween) : input.npos;
+    paths.emplace_back(files.emplace_back(input.substr(0, end)).path());
+    if (end == std::string_view::npos) break;
+    input.remove_prefix(end + kBetween.size());
+  }
+
+  TakesAll dialogs;
+  JCAMPFile file;
+  NvImportOpenOptions choices{0, nullptr};
+  char text[256];
+  const bool opened = file.Open(true, FileSelection::Join(paths).c_str(), &choices) == 0;
+  file.GetErrorMessage(text, sizeof text);
+  if (opened) {
+    CheckingSink sink;
+    const int columns = file.GetNumCols();
+    const int rows = file.GetNumRows();
+    const int status = file.Read(&sink);
+    Check(status != 0 || (sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns),
+          "the read sets the size that was asked before");
+    file.GetErrorMessage(text, sizeof text);
+    file.GetWarningMessage();
+    file.GetTitle(text);
+    COleDateTime date;
+    file.GetDateCreated(date);
+
+    // The choices that came back ask nothing and read the same.
+    const auto none = ScriptedDialogs::Install(nullptr);
+    JCAMPFile again;
+    CheckingSink same;
+    Check(again.Open(true, FileSelection::Join(paths).c_str(), &choices) == 0,
+          "the choices open the file again");
+    Check(again.Read(&same) == status, "and end alike");
+    ScriptedDialogs::Install(none);
+  }
+
+  for (std::string_view lines(reinterpret_cast<const char*>(data), size); !lines.empty();) {
+    const std::size_t end = std::min(lines.find_first_of("\r\n"), lines.size());
+    CompareValues(lines.substr(0, end), {});
+    CompareValues(lines.substr(0, end), {.plain_only = true, .comma_separates = true});
+    lines.remove_prefix(std::min(end + 1, lines.size()));
+  }
+  return 0;
+}
