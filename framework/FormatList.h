@@ -31,6 +31,13 @@ class NVIMPORT_API FormatList {
   // means to and can't is logged as well; the list then stays as it was. True when it was added.
   bool AddLibrary(const std::string& path);
 
+  // A library that claims more formats is not believed.
+  static constexpr int kMostFormats = 4096;
+
+  // What is wrong with a library's description of a format, as the end of a sentence; empty when
+  // nothing is.
+  static std::string FaultOf(const NvImportFormatInfo* info);
+
   int size() const;
 
   // The description of the format at `position`, which must be in 1..size(), here and below.

@@ -13,14 +13,7 @@
 #include <vector>
 
 #include "platform/InputFile.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define NVIMPORT_UNDER_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define NVIMPORT_UNDER_ASAN 1
-#endif
-#endif
+#include "platform/Sanitizer.h"
 
 // The ELF header of this very library, which the linker places; it says what this machine is.
 extern "C" __attribute__((visibility("hidden"))) const ElfW(Ehdr) __ehdr_start;  // NOLINT

@@ -33,6 +33,9 @@ struct Settings {
   unsigned jobs = 1;
   int rows = 20;
   int columns = 0;  // as many as fit
+  std::string library;
+  int time_limit = 10;      // seconds
+  int memory_limit = 1024;  // MiB
 };
 
 // Each runs one command and returns its exit code.

@@ -8,6 +8,7 @@
 #include "apps/nvimport/Commands.h"
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/FileRun.h"
+#include "apps/nvimport/PluginCheck.h"
 #include "apps/nvimport/TemporaryPaths.h"
 #include "framework/FormatList.h"
 #include "platform/NvFile.h"
@@ -151,6 +152,24 @@ int Run(int count, char** arguments) {
   AddFormatOptions(validate, settings);
   AddManyFilesOptions(validate, settings);
   AddJson(validate, settings);
+
+  CLI::App& check =
+      *add("check-plugin", "Says whether a library keeps the contract of plug-ins", RunCheckPlugin);
+  check.footer(PluginCheckList());
+  check.add_option("LIBRARY", settings.library, "Library to check")->type_name("")->required();
+  check
+      .add_option("--file", settings.files, "Also opens and reads FILE with the library's formats")
+      ->type_name("FILE")
+      ->allow_extra_args(false)
+      ->check(CLI::ExistingPath.description(""));
+  AddJson(check, settings);
+  check.add_flag("--strict", settings.strict, "Warnings are failures");
+  check.add_option("--time-limit", settings.time_limit, "Seconds that a check may take")
+      ->type_name("N")
+      ->check(CLI::Range(1, 86400));
+  check.add_option("--memory-limit", settings.memory_limit, "MiB that a check may take")
+      ->type_name("N")
+      ->check(CLI::Range(64, 1 << 20));
 
   std::vector<std::string> words = Arguments(count, arguments);
   try {

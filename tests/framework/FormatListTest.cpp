@@ -135,10 +135,10 @@ TEST(DLLFile, ReadsThroughTheLibrarysFunctions) {
   ASSERT_TRUE(list.AddLibrary(Plugin("good")));
   const auto file = list.CreateFile(20);
   MemorySheet sheet;
-  EXPECT_EQ(ImportFile(*file, "any", nullptr).sheet, "1\n")
+  EXPECT_EQ(ImportFile(*file, "/dev/null", nullptr).sheet, "1\n")
       << "the plug-in asked its own functions, not ours";
   EXPECT_STREQ(file->GetWarningMessage(), "A warning.");
-  EXPECT_EQ(file->Open(false, "any", nullptr), 3) << "it can't write";
+  EXPECT_EQ(file->Open(false, "/dev/null", nullptr), 3) << "it can't write";
 }
 
 TEST(DLLFile, AFailedOpenLeavesOnlyItsText) {
@@ -155,14 +155,14 @@ TEST(DLLFile, AFailedOpenLeavesOnlyItsText) {
   EXPECT_EQ(file->GetStatus(), 2050);
   EXPECT_EQ(file->Write(&sheet), 2050);
   file->Close();
-  EXPECT_EQ(file->Open(true, "any", nullptr), 0);
+  EXPECT_EQ(file->Open(true, "/dev/null", nullptr), 0);
 }
 
 TEST(DLLFile, AFunctionThatOnlyADependencyHasIsMissing) {
   FormatList list;
   ASSERT_TRUE(list.AddLibrary(Plugin("no-read")));
   const auto file = list.CreateFile(PositionOf(list, "Test File"));
-  const Outcome got = ImportFile(*file, "any", nullptr);
+  const Outcome got = ImportFile(*file, "/dev/null", nullptr);
   EXPECT_EQ(got.status, 2048);
   EXPECT_EQ(got.text, "The import dll is missing a function.");
 }

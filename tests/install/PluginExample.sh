@@ -30,3 +30,7 @@ same "$("$nvimport" formats | tail -1 | tr -s ' ')" \
   "20 Ferrite File .frt yes no $work/example/ferrite.so"
 same "$("$nvimport" convert "$work/scan.frt" -o -)" "1100,1102
 0.5,1"
+
+"$nvimport" check-plugin "$work/example/ferrite.so" --file "$work/scan.frt" --strict >"$work/report"
+# Whatever could not be checked or is missing has a line of another kind.
+! grep -v '^ok ' "$work/report"

@@ -1,6 +1,7 @@
 // A plug-in in C++ whose format asks what its file says, one question a line, and delivers each
 // answer as a row. It reaches the host's dialogs through the library that both are linked to.
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,7 @@ bool Follow(const std::string& line, Import& import) {
     import.rows.push_back(row + "merge " + std::to_string(choice->merge));
     return true;
   }
+  if (line == "throw") throw std::runtime_error("thrown through a C function");
   import.warns = import.warns || line == "warning";
   import.rows.push_back(line);
   return true;

@@ -1,7 +1,10 @@
 /* A plug-in in plain C whose one format is good, or wrong in the way that a macro says. Its sheet
  * is one row: how many formats it says it has, which it asks through its own exported name. */
+#include <signal.h>
 #include <stddef.h>
+#include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "framework/NvImport.h"
 
@@ -18,45 +21,84 @@
 #define EXTENSIONS 1, ".tst"
 #endif
 
+static NvImportFormatInfo info = {
+    FORMAT_NAME, "Test Files (*.tst)", NULL, EXTENSIONS, false, CAN_READ, true, true, false};
+static NvImportFormatInfo* below_first = &info;
+static int format_count = FORMAT_COUNT;
+static char test_answer = 2;
+static bool opens_missing = false;
+static bool closed = false;
+static char success = 1;
+static int row = 1;
+static bool gives_null = false;
+static const char* error = "The test plug-in refused.";
+
+/* What a fault may be, beside other values of the above. */
+#define CRASH raise(SIGSEGV)
+#define HANG \
+  for (;;) pause()
+#define LEAVE exit(0)
+#define HOARD \
+  for (;;) memset(malloc(1 << 24), 1, 1 << 24) /* crashes where memory ends */
+
+/* Every function passes here; the fault comes to pass in the one that FAULT_AT names. */
+static void Pass(const char* function) {
+#ifdef FAULT
+  if (strcmp(function, FAULT_AT) == 0) {
+    FAULT;
+  }
+#else
+  (void)function;
+#endif
+}
+
 static int released_count = 0;
 int TestPluginReleased(void);
 int TestPluginReleased(void) { return released_count; }
 
-void NvImportInitPackage(void) {}
-void NvImportReleasePackage(void) { released_count++; }
+void NvImportInitPackage(void) { Pass(__func__); }
+void NvImportReleasePackage(void) {
+  Pass(__func__);
+  released_count++;
+}
 
-int NvImportSizeFileFormatsSupported(void) { return FORMAT_COUNT; }
+int NvImportSizeFileFormatsSupported(void) {
+  Pass(__func__);
+  return format_count;
+}
 
 NvImportFormatInfo* NvImportGetFileFormatInfo(int format) {
-  static NvImportFormatInfo info = {
-      FORMAT_NAME, "Test Files (*.tst)", NULL, EXTENSIONS, false, CAN_READ, true, true, false};
+  Pass(__func__);
+  if (format < 1) return below_first;
 #ifdef NULL_INFO
-  return format == FORMAT_COUNT ? NULL : &info;
-#else
-  (void)format;
-  return &info;
+  if (format == FORMAT_COUNT) return NULL;
 #endif
+  return &info;
 }
 
 #ifndef WITHOUT_TEST
 char NvImportIsCorrectFileType(int format, const char* path) {
   (void)format;
-  return strstr(path, ".tst") != NULL ? 2 : 0;
+  Pass(__func__);
+  return strstr(path, ".tst") != NULL ? test_answer : 0;
 }
 #endif
 
 char NvImportOpen(int format, const char* path, char mode, long* handle,
                   NvImportOpenOptions* options) {
   (void)format;
-  (void)mode;
   (void)options;
+  Pass(__func__);
   *handle = 7;
-  return strstr(path, "refused") == NULL;
+  closed = false;
+  if (mode == 0 && info.can_write) return 1;
+  return mode != 0 && (opens_missing || access(path, R_OK) == 0) && strstr(path, "refused") == NULL;
 }
 
 char NvImportEstablishSize(int format, long handle, int* rows, int* columns) {
   (void)format;
   (void)handle;
+  Pass(__func__);
   *rows = 1;
   *columns = 1;
   return 1;
@@ -66,21 +108,36 @@ char NvImportEstablishSize(int format, long handle, int* rows, int* columns) {
 char NvImportRead(int format, long handle, NvImportReadData* data) {
   (void)format;
   (void)handle;
+  Pass(__func__);
+  if (closed) return 0;
   data->set_size(data, 1, 1);
-  if (data->next_index(data, 0) < 0) return 1;
-  data->set_number(data, 1, 1, (float)NvImportSizeFileFormatsSupported());
-  return 1;
+  if (data->next_index(data, 0) < 0) return success;
+  if (gives_null)
+    data->set_text(data, row, 1, NULL);
+  else
+    data->set_number(data, row, 1, (float)NvImportSizeFileFormatsSupported());
+  return success;
+}
+#endif
+
+#ifdef WITH_WRITE
+char NvImportWrite(int format, long handle, NvImportWriteData* data) {
+  (void)format;
+  (void)handle;
+  /* Column first where the row comes first. */
+  return data->kind(data, data->columns, data->rows) == 0;
 }
 #endif
 
 void NvImportClose(int format, long handle) {
   (void)format;
   (void)handle;
+  Pass(__func__);
 }
 
 const char* NvImportGetLastError(int format, long handle) {
   (void)format;
-  return handle == 7 ? "The test plug-in refused." : "Not the handle that was given.";
+  return handle == 7 ? error : "Not the handle that was given.";
 }
 
 const char* NvImportGetWarning(int format, long handle) {
