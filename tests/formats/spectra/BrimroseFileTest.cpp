@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <memory>
 #include <optional>
