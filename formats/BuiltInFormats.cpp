@@ -12,6 +12,7 @@
 #include "formats/text/DIFFile.h"
 #include "formats/text/LotusFile.h"
 #include "formats/text/TextFile.h"
+#include "formats/workbook/ExcelFile.h"
 #include "formats/workbook/TivonFile.h"
 #include "framework/SprFileFactory.h"
 
@@ -66,11 +67,6 @@ struct Excel2007FileFactory final : UnbuiltFactory {
       : UnbuiltFactory(kNoOpinion, "Excel2007 File", "Excel 2007 Files (*.xlsx; *.xlsb)",
                        "Excel 2007 Files (*.xlsx)", 2, ".xlsx\0.xlsb", false, true, false, true,
                        false) {}
-};
-struct ExcelFileFactory final : UnbuiltFactory {
-  ExcelFileFactory()
-      : UnbuiltFactory(kNoOpinion, "Excel File", "Excel 97-2003 Files (*.xl*)", nullptr, 2,
-                       ".xls\0.xlw", false, true, false, true, true) {}
 };
 struct MatFileFactory final : UnbuiltFactory {
   MatFileFactory()

@@ -10,9 +10,12 @@ class ByteWriter {
  public:
   // A 32-bit length, then the bytes.
   void WriteBinaryString(std::string_view text) {
-    const auto length = static_cast<std::uint32_t>(text.size());
-    for (unsigned shift = 0; shift < 32; shift += 8) bytes_ += static_cast<char>(length >> shift);
+    WriteFourBytes(static_cast<std::int32_t>(text.size()));
     bytes_ += text;
+  }
+
+  void WriteFourBytes(std::int32_t value) {
+    for (unsigned shift = 0; shift < 32; shift += 8) bytes_ += static_cast<char>(value >> shift);
   }
 
   void WriteByte(unsigned char byte) { bytes_ += static_cast<char>(byte); }

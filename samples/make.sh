@@ -171,3 +171,28 @@ awk "$spectra"' BEGIN {
   head("Sesame, bands", "INFRARED PEAK TABLE", 3)
   print "##PEAK TABLE= (XY..XY)\n1130,700; 1150,430\n1278,430\n##END=\n##END="
 }' >oils.jdx
+
+# A workbook of two worksheets, written by python3-xlwt: the runs of an oven with their dates, and
+# its settings.
+/usr/bin/python3 - <<'END'
+import datetime
+import xlwt
+
+book = xlwt.Workbook()
+date = xlwt.easyxf(num_format_str="yyyy-mm-dd")
+runs = book.add_sheet("Runs")
+for column, name in enumerate(["Run", "Date", "Peak \u00b0C", "Held min", "Remark"]):
+    runs.write(0, column, name)
+for run in range(1, 9):
+    runs.write(run, 0, "Oven %d" % (run % 3 + 1))
+    runs.write(run, 1, datetime.date(2024, 3, 1) + datetime.timedelta(days=run * 3), date)
+    runs.write(run, 2, 180 + run * 7 % 13 / 4)
+    runs.write(run, 3, 25 + run % 4)
+    if run == 5:
+        runs.write(run, 4, "door opened")
+settings = book.add_sheet("Settings")
+for row, (name, value) in enumerate([("Oven 1", 0.85), ("Oven 2", 1.1), ("Oven 3", 0.97)]):
+    settings.write(row, 0, name)
+    settings.write(row, 1, value)
+book.save("ovens.xls")
+END

@@ -1,11 +1,30 @@
 #pragma once
 
-#include "formats/UnbuiltFile.h"
+#include <memory>
+
+#include "formats/text/TextFile.h"
 #include "framework/SprFileFactory.h"
 #include "platform/Export.h"
 
-// TIVON worksheets; recognised so far, read later.
-class NVIMPORT_API TivonFile : public UnbuiltFile {};
+class TemporaryFile;
+
+// Reads TIVON worksheets: a TAB-separated text, as a file of its own or as the first ".dat" stream
+// of a compound file. Such a stream is copied into a temporary file, which Close removes.
+class NVIMPORT_API TivonFile : public TextFile {
+ public:
+  int Open(bool read, const char* path, NvImportOpenOptions* options) override;
+  void Close() override;
+  void GetErrorMessage(char* buffer, unsigned int size) override;
+
+ protected:
+  // There is nothing to choose.
+  bool SetOptions(NvImportOpenOptions* options) override;
+
+ private:
+  int OpenWorksheet(const char* path, NvImportOpenOptions* options);
+
+  std::shared_ptr<TemporaryFile> copy_;  // of the worksheet; a copied reader reads the same one
+};
 
 class NVIMPORT_API TivonFileFactory final : public SprFileFactory {
  public:

@@ -1,0 +1,211 @@
+// read-corpus TABLE [--write]: reads the files under $NVIMPORT_CORPUS, each in a process of its
+// own, and compares what came with the table's row: the status of Open or else of Read, rows and
+// columns, the number of cells and their digest, the notes. --write prints the whole table as it is
+// now.
+//
+// A file without a row need only end well: no crash, no more than ten seconds, no more memory than
+// 64 MiB and three times its size.
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "framework/SprFileFactory.h"
+#include "framework/SpreadsheetData.h"
+#include "platform/Dialogs.h"
+#include "platform/Log.h"
+#include "platform/Paths.h"
+
+namespace {
+
+constexpr int kSkipped = 77;
+constexpr unsigned kSeconds = 10;
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::uintmax_t kMemory = std::uintmax_t{2} << 30;  // the sanitizer's own share
+#else
+constexpr std::uintmax_t kMemory = std::uintmax_t{64} << 20;
+#endif
+
+// The folders, whose files are read as one format each.
+constexpr struct {
+  const char* folder;
+  int format;
+  const char* extension;  // of the files that count; empty for all
+} kFolders[] = {
+    {"compound", 14, "mip"},
+    {"text", 17, ""},
+    {"xls", 9, ""},
+};
+
+// A user who takes all there is, one below the other, and leaves the rest as it stands.
+class TakeAll final : public Dialogs {
+ public:
+  std::optional<TextImportChoice> ImportText(const TextImportQuestion& question) override {
+    return question.current;
+  }
+  std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override {
+    ItemsChoice all;
+    all.merge = question.merge;
+    for (std::size_t i = 0; i < question.items.size(); ++i) all.items.push_back(i);
+    return all;
+  }
+  std::optional<RangeChoice> SelectRange(const RangeQuestion&) override { return RangeChoice{}; }
+};
+
+class DigestSink final : public ReadSpreadSheetData {
+ public:
+  using ReadSpreadSheetData::Set;
+  void Set(int column, int row, const char* text) override {
+    Add(column, row);
+    Add(std::string_view(text, std::strlen(text) + 1));
+  }
+  void Set(int column, int row, float value) override {
+    Add(column, row);
+    Add({reinterpret_cast<const char*>(&value), sizeof value});
+  }
+  void SetDataSize(int, int) override {}
+  int GetNumberOfColumns() override { return 0; }
+  int GetNumberOfRows() override { return 0; }
+
+  std::uint64_t cells() const { return cells_; }
+  std::uint64_t digest() const { return digest_; }
+
+ private:
+  void Add(int column, int row) {
+    ++cells_;
+    const int place[] = {column, row};
+    Add({reinterpret_cast<const char*>(place), sizeof place});
+  }
+  // FNV-1a.
+  void Add(std::string_view bytes) {
+    for (const char c : bytes) digest_ = (digest_ ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+  }
+
+  std::uint64_t cells_ = 0;
+  std::uint64_t digest_ = 0xCBF29CE484222325;
+};
+
+// What the file comes to, without its name.
+std::string ReadFile(int format, const char* path) {
+  TakeAll dialogs;
+  Dialogs::Install(&dialogs);
+  std::string notes;
+  Log::Install([&](const LogEntry& entry) {
+    if (entry.operation == "Note") notes += (notes.empty() ? "" : "; ") + entry.text;
+  });
+  const auto file = SprFileFactory::CreateReader(format);
+  int status = file->Open(true, path, nullptr);
+  const int rows = status == 0 ? file->GetNumRows() : -1;
+  const int columns = status == 0 ? file->GetNumCols() : -1;
+  DigestSink sink;
+  if (status == 0) status = file->Read(&sink);
+  file->Close();
+  char digest[17];
+  std::snprintf(digest, sizeof digest, "%016llx", static_cast<unsigned long long>(sink.digest()));
+  return std::to_string(status) + "\t" + std::to_string(rows) + " x " + std::to_string(columns) +
+         "\t" + std::to_string(sink.cells()) + "\t" + digest + "\t" + notes;
+}
+
+// The same from a process of its own; one that did not end well says how.
+std::string ReadApart(int format, const std::filesystem::path& path) {
+  int ends[2];
+  if (::pipe(ends) != 0) return "no pipe";
+  const ::pid_t child = ::fork();
+  if (child == 0) {
+    ::close(ends[0]);
+    ::alarm(kSeconds);
+    std::string row;
+    try {
+      row = ReadFile(format, path.c_str());
+    } catch (const std::exception& exception) {
+      row = std::string("threw: ") + exception.what();
+    }
+    const ::ssize_t written = ::write(ends[1], row.data(), row.size());
+    std::_Exit(written == static_cast<::ssize_t>(row.size()) ? 0 : 1);
+  }
+  ::close(ends[1]);
+  std::string row;
+  char block[4096];
+  for (::ssize_t got = 0; (got = ::read(ends[0], block, sizeof block)) > 0;)
+    row.append(block, static_cast<std::size_t>(got));
+  ::close(ends[0]);
+  int status = 0;
+  struct rusage usage {};
+  ::wait4(child, &status, 0, &usage);
+  if (WIFSIGNALED(status)) return "ended by signal " + std::to_string(WTERMSIG(status));
+  if (status != 0) return "exited with " + std::to_string(WEXITSTATUS(status));
+  const auto memory = static_cast<std::uintmax_t>(usage.ru_maxrss) * 1024;
+  if (memory > kMemory + 3 * std::filesystem::file_size(path))
+    return "took " + std::to_string(memory) + " bytes of memory";
+  return row;
+}
+
+bool EndedWell(const std::string& row) { return row.find('\t') != std::string::npos; }
+
+std::map<std::string, std::string> ReadTable(const char* path) {
+  std::map<std::string, std::string> table;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);)
+    if (const std::size_t tab = line.find('\t'); tab != std::string::npos)
+      table[line.substr(0, tab)] = line.substr(tab + 1);
+  return table;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  const char* const corpus = std::getenv("NVIMPORT_CORPUS");
+  if (count < 2) return 2;
+  if (corpus == nullptr) {
+    std::cout << "Skipped: NVIMPORT_CORPUS names no folder.\n";
+    return kSkipped;
+  }
+  const bool writes = count > 2 && std::string_view(arguments[2]) == "--write";
+  const std::map<std::string, std::string> table = ReadTable(arguments[1]);
+  int files = 0;
+  int failed = 0;
+  int unknown = 0;
+  for (const auto& folder : kFolders) {
+    std::vector<std::filesystem::path> paths;
+    std::error_code none;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::filesystem::path(corpus) / folder.folder, none))
+      if (*folder.extension == '\0' ||
+          EqualIgnoringCase(NvGetFileExtension(entry.path().string()), folder.extension))
+        paths.push_back(entry.path());
+    std::ranges::sort(paths);
+    for (const auto& path : paths) {
+      const std::string name = folder.folder + ("/" + path.filename().string());
+      const std::string row = ReadApart(folder.format, path);
+      ++files;
+      if (writes) {
+        std::cout << name << '\t' << row << '\n';
+        continue;
+      }
+      const auto known = table.find(name);
+      unknown += known == table.end() ? 1 : 0;
+      if (EndedWell(row) && (known == table.end() || known->second == row)) continue;
+      ++failed;
+      std::cout << name << "\n  is       " << row << "\n  expected "
+                << (known == table.end() ? "an end" : known->second) << '\n';
+    }
+  }
+  if (!writes)
+    std::cout << files << " files, " << failed << " not as expected, " << unknown
+              << " without a row\n";
+  return failed == 0 && files > 0 ? 0 : 1;
+}
