@@ -46,9 +46,8 @@ constexpr struct {
   int format;
   const char* extension;  // of the files that count; empty for all
 } kFolders[] = {
-    {"compound", 14, "mip"},
-    {"text", 17, ""},
-    {"xls", 9, ""},
+    {"compound", 14, "mip"}, {"dif", 7, ""},  {"jcamp", 11, ""}, {"lotus", 12, ""},
+    {"nsas", 16, "da"},      {"spc", 10, ""}, {"text", 17, ""},  {"xls", 9, ""},
 };
 
 // A user who takes all there is, one below the other, and leaves the rest as it stands.
