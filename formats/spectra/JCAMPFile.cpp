@@ -7,6 +7,7 @@
 
 #include "formats/spectra/JCAMPDate.h"
 #include "formats/spectra/JCAMPLines.h"
+#include "formats/spectra/JCAMPStatus.h"
 #include "framework/FileSelection.h"
 #include "framework/OptionPairs.h"
 #include "framework/SpreadsheetData.h"

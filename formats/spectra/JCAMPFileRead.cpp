@@ -12,6 +12,7 @@
 
 #include "formats/spectra/JCAMPFile.h"
 #include "formats/spectra/JCAMPLines.h"
+#include "formats/spectra/JCAMPStatus.h"
 #include "formats/spectra/JCAMPValues.h"
 #include "framework/SpreadsheetData.h"
 #include "platform/Log.h"
