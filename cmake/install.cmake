@@ -6,7 +6,7 @@ install(TARGETS nvimport EXPORT NvImportTargets
 install(DIRECTORY framework platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/nvimport
   FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY formats DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/nvimport
-  FILES_MATCHING PATTERN "*File.h")
+  FILES_MATCHING PATTERN "*File.h" PATTERN "JCAMPBlocks.h")
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/NvImport)
 install(EXPORT NvImportTargets NAMESPACE NvImport:: DESTINATION ${package_folder})
 configure_package_config_file(cmake/NvImportConfig.cmake.in ${CMAKE_BINARY_DIR}/NvImportConfig.cmake

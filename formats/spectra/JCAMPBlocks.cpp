@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "formats/spectra/JCAMPLines.h"
+#include "formats/spectra/JCAMPStatus.h"
 #include "platform/NumberText.h"
 
 namespace {

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <span>
 
 #include "formats/spectra/JCAMPDate.h"
 #include "formats/spectra/JCAMPLines.h"
+#include "formats/spectra/JCAMPStatus.h"
 #include "framework/FileSelection.h"
 #include "framework/OptionPairs.h"
 #include "framework/SpreadsheetData.h"
@@ -82,7 +82,7 @@ NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& optio
   if (!options.blocks.empty()) pairs.Set("blocks", OptionPairs::Join(options.blocks));
   if (options.reference > 0) pairs.Set("reference", std::to_string(options.reference));
   pairs.Set("xrow", options.x_row ? "1" : "0");
-  pairs.Set("columns", OptionPairs::Join({options.first_column, options.last_column}));
+  pairs.Set("columns", OptionPairs::Join({options.columns.first, options.columns.last}));
   return SpreadsheetOpenOptions::NewOpenOptions(pairs.Bytes());
 }
 
@@ -121,16 +121,9 @@ int JCAMPFile::FailAt(int status, int file, std::uint64_t line) {
   return Fail(status);
 }
 
-int JCAMPFile::RefuseOption(std::string_view key, std::string_view value) {
-  Log::WriteMessage(kSource, "Open",
-                    "the options make no sense: " + std::string(key) + "=" + std::string(value),
-                    Log::kNormal);
-  return Fail(kInvalidOptions);
-}
-
 int JCAMPFile::SetOptions(NvImportOpenOptions* options) {
   const auto given = OptionPairs::Parse(options);
-  if (!given) return RefuseOption("bytes", "the whole of them");
+  if (!given) return RefuseOptions(kSource, "bytes", "the whole of them");
   OptionPairs choices;
   if (SetLayout(*given) != kGood || ChooseBlocks(*given, choices) != kGood ||
       ChooseReference(*given, choices) != kGood)
@@ -144,16 +137,12 @@ int JCAMPFile::SetOptions(NvImportOpenOptions* options) {
 
 int JCAMPFile::SetLayout(const OptionPairs& given) {
   const auto x_row = given.Find("xrow").value_or("0");
-  if (x_row != "0" && x_row != "1") return RefuseOption("xrow", x_row);
+  if (x_row != "0" && x_row != "1") return RefuseOptions(kSource, "xrow", x_row);
   x_row_ = x_row == "1";
 
-  const auto text = given.Find("columns").value_or("1,0");
-  const auto columns = OptionPairs::Numbers(text);
-  if (!columns || columns->size() != 2 || columns->front() < 1 ||
-      (columns->back() != 0 && columns->back() < columns->front()))
-    return RefuseOption("columns", text);
-  first_column_ = columns->front();
-  last_column_ = columns->back() != 0 ? columns->back() : std::numeric_limits<int>::max();
+  const auto columns = given.FindRange("columns");
+  if (!columns) return RefuseOptions(kSource, "columns", *given.Find("columns"));
+  columns_ = *columns;
   return kGood;
 }
 
@@ -163,7 +152,7 @@ int JCAMPFile::ChooseBlocks(const OptionPairs& given, OptionPairs& choices) {
   if (const auto text = given.Find("blocks")) {
     for (const int number : OptionPairs::Numbers(*text).value_or(std::vector{0})) {
       if (number < 1 || static_cast<std::size_t>(number) > count)
-        return RefuseOption("blocks", *text);
+        return RefuseOptions(kSource, "blocks", *text);
       positions.push_back(static_cast<std::size_t>(number) - 1);
     }
   } else if (count == 1) {
@@ -239,7 +228,7 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
   if (const auto text = given.Find("reference")) {
     const auto number = OptionPairs::Numbers(*text);
     if (!number || number->size() != 1 || number->front() < 1)
-      return RefuseOption("reference", *text);
+      return RefuseOptions(kSource, "reference", *text);
     if (prompt == nullptr) return kGood;
     const auto position = static_cast<std::size_t>(number->front()) - 1;
     if (position < offered.size()) chosen = offered[position];

@@ -21,10 +21,7 @@ struct JCAMPImportOptions {
   std::vector<int> blocks;  // positions in the list of blocks, from 1; none leaves it to a question
   int reference = 0;        // likewise, of the block onto whose x values the others are brought
   bool x_row = false;       // the x values in a row of their own
-  // Of several files, the columns of the sheet whose points are named; a last one of 0 means to
-  // the end.
-  int first_column = 1;
-  int last_column = 0;
+  RangeChoice columns;      // of the sheet: of several files, only points there are named
 };
 
 // JCAMP-DX spectra of one or several files: names in row 1, then a block a row with its number in
@@ -85,7 +82,6 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   int SetLayout(const OptionPairs& given);
   int ChooseBlocks(const OptionPairs& given, OptionPairs& choices);
   int ChooseReference(const OptionPairs& given, OptionPairs& choices);
-  int RefuseOption(std::string_view key, std::string_view value);
   int CheckMultiSelection(const char*& prompt);
   void Select(const std::vector<std::size_t>& positions);
 
@@ -128,8 +124,7 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   std::uint64_t line_ = 0;
 
   bool x_row_ = false;
-  int first_column_ = 1;
-  int last_column_ = 0;
+  RangeChoice columns_;
   std::size_t reference_ = kNone;
   bool unites_x_ = false;        // a block of pairs is among the selected ones
   std::vector<double> union_x_;  // then all of their x values, ascending

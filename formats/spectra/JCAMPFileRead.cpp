@@ -12,6 +12,7 @@
 
 #include "formats/spectra/JCAMPFile.h"
 #include "formats/spectra/JCAMPLines.h"
+#include "formats/spectra/JCAMPStatus.h"
 #include "formats/spectra/JCAMPValues.h"
 #include "framework/SpreadsheetData.h"
 #include "platform/Log.h"
@@ -59,13 +60,12 @@ class JCAMPFile::Names {
       : sink_(sink),
         x_row_(file.x_row_),
         // Kept: the columns limit nothing but names, and those only of several files.
-        first_(file.several_files_ ? file.first_column_ : 1),
-        last_(file.several_files_ ? file.last_column_ : file.num_cols_) {
+        named_(file.several_files_ ? file.columns_ : RangeChoice{}) {
     if (x_row_) sink_->Set(kLabelColumn, 2, "X");
   }
 
   void Put(int column, double x) {
-    if (column >= first_ && column <= last_) {
+    if (named_.Holds(column)) {
       FormatGeneral(x, text_, 2);
       sink_->Set(column, 1, text_.data());
     }
@@ -75,8 +75,7 @@ class JCAMPFile::Names {
  private:
   ReadSpreadSheetData* sink_;
   bool x_row_;
-  int first_;
-  int last_;
+  RangeChoice named_;
   FloatText text_{'t', ' '};
 };
 

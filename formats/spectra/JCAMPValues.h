@@ -5,7 +5,7 @@
 #include <span>
 #include <string_view>
 
-#include "formats/spectra/JCAMPBlocks.h"
+#include "formats/spectra/JCAMPStatus.h"
 
 // The ordinates of JCAMP-DX data in all their forms: plain numbers (AFFN, PAC) and those of ASDF,
 // where a letter is the first digit of a number (SQZ), of a difference (DIF) or of a count (DUP).

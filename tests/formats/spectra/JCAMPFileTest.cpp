@@ -6,13 +6,13 @@
 
 #include "formats/spectra/JCAMPFile.h"
 #include "framework/FileSelection.h"
-#include "framework/OptionPairs.h"
 #include "framework/SpreadsheetOpenOptions.h"
 #include "platform/NvApp.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/JCAMPFixture.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
+#include "tests/support/PairOptions.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
 
@@ -20,29 +20,8 @@ using namespace std::string_literals;
 
 namespace {
 
-// Options in the bytes of their text.
-class Options {
- public:
-  explicit Options(const std::string& text) {
-    OptionPairs pairs;
-    for (std::size_t at = 0; at < text.size();) {
-      const std::size_t end = std::min(text.find(';', at), text.size());
-      const std::size_t equals = text.find('=', at);
-      pairs.Set(text.substr(at, equals - at), text.substr(equals + 1, end - equals - 1));
-      at = end + 1;
-    }
-    bytes_ = pairs.Bytes();
-    if (!text.empty()) record_ = {static_cast<int>(bytes_.size()), bytes_.data()};
-  }
-  NvImportOpenOptions* get() { return &record_; }
-
- private:
-  std::vector<unsigned char> bytes_;
-  NvImportOpenOptions record_{0, nullptr};
-};
-
 Outcome ImportWith(const std::string& bytes, const std::string& options = "") {
-  return Import<JCAMPFile>(bytes, Options(options).get());
+  return Import<JCAMPFile>(bytes, options.empty() ? nullptr : PairOptions(options).get());
 }
 
 std::string TextOf(const NvImportOpenOptions& options) {
@@ -50,7 +29,7 @@ std::string TextOf(const NvImportOpenOptions& options) {
           static_cast<std::size_t>(options.size) - 4};
 }
 
-// The third row of cells on, "1 | 2": the points of the first block.
+// The cells of row 2 from the third on, "1 | 2": the points of a first block.
 std::string Points(const Outcome& outcome) {
   const std::size_t row = outcome.sheet.find('\n') + 1;
   std::size_t at = row;
@@ -330,7 +309,7 @@ TEST(JCAMPFile, WarnsOfPointsThatAreNotAsAnnounced) {
       JCAMPFixture{.data = "10 1 2\n"}.Bytes() + JCAMPFixture{.data = "10 1 2 3 4\n"}.Bytes();
   const TempFile file(two);
   JCAMPFile reader;
-  ImportFile(reader, file.path(), Options("blocks=1,2").get());
+  ImportFile(reader, file.path(), PairOptions("blocks=1,2").get());
   EXPECT_EQ(reader.GetWarningMessage(), fewer);
   EXPECT_EQ(log.Notes(), std::vector{more});
 }
@@ -452,7 +431,7 @@ TEST(JCAMPFile, BlocksThatDifferAreBroughtOntoOne) {
 
   dialogs.items = std::nullopt;
   JCAMPFile cancelled;
-  EXPECT_EQ(cancelled.Open(true, TempFile(c + d).path(), Options("blocks=1,2").get()), 1567);
+  EXPECT_EQ(cancelled.Open(true, TempFile(c + d).path(), PairOptions("blocks=1,2").get()), 1567);
   EXPECT_EQ(dialogs.items_questions.back().prompt,
             "There is not the same number of data points in all data series. Data must be "
             "interpolated. Select data series to use for interpolation.");
@@ -520,9 +499,10 @@ TEST(JCAMPFile, SeveralFilesAreOneImport) {
   EXPECT_STREQ(sheet.GetText(5, 3), "6");
 
   JCAMPFile limited;
-  EXPECT_EQ(ImportFile(limited, both.c_str(), Options("blocks=1,2;columns=2,4;xrow=1").get()).sheet,
-            ". | . | \"t 10\" | \"t 11\" | .\n. | \"X\" | 10 | 11 | 12\n"
-            "2 | \"a.dx, \" | 1 | 2 | 3\n3 | \"b.dx, B\" | 4 | 5 | 6\n");
+  EXPECT_EQ(
+      ImportFile(limited, both.c_str(), PairOptions("blocks=1,2;columns=2,4;xrow=1").get()).sheet,
+      ". | . | \"t 10\" | \"t 11\" | .\n. | \"X\" | 10 | 11 | 12\n"
+      "2 | \"a.dx, \" | 1 | 2 | 3\n3 | \"b.dx, B\" | 4 | 5 | 6\n");
 
   const struct {
     const char* why;
@@ -558,7 +538,7 @@ TEST(JCAMPFile, SeveralFilesAreOneImport) {
     SCOPED_TRACE(c.why);
     JCAMPFile failing;
     const Outcome got = ImportFile(failing, FileSelection::Join({a, c.second}).c_str(),
-                                   Options("blocks=1,2").get());
+                                   PairOptions("blocks=1,2").get());
     EXPECT_EQ(got.status, c.status);
     EXPECT_EQ(got.text, c.text);
     EXPECT_EQ(failing.MultiSelection(), c.stays_several);
@@ -566,7 +546,7 @@ TEST(JCAMPFile, SeveralFilesAreOneImport) {
 
   const std::string fewer = put("f.dx", JCAMPFixture{.data = "10 1 2\n"}.Bytes());
   JCAMPFile warned;
-  ImportFile(warned, FileSelection::Join({a, fewer}).c_str(), Options("blocks=1,2").get());
+  ImportFile(warned, FileSelection::Join({a, fewer}).c_str(), PairOptions("blocks=1,2").get());
   EXPECT_TRUE(
       std::string(warned.GetWarningMessage())
           .starts_with("Error in file 'f.dx', line 8: Data seem to be missing in the file. Could "))
@@ -678,7 +658,8 @@ TEST(JCAMPFile, ACutFileFailsOrGivesTheSameCells) {
   for (std::size_t size = 0; size < whole.size() - 2; ++size) {
     const MemoryFile file(whole.substr(0, size));
     JCAMPFile reader;
-    const Outcome got = ImportFile(reader, file.path(), Options("blocks=1,2;reference=1").get());
+    const Outcome got =
+        ImportFile(reader, file.path(), PairOptions("blocks=1,2;reference=1").get());
     EXPECT_NE(got.status, 0) << size;
     EXPECT_EQ(got.sheet, "") << size;
   }
