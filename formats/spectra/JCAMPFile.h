@@ -21,7 +21,7 @@ struct JCAMPImportOptions {
   std::vector<int> blocks;  // positions in the list of blocks, from 1; none leaves it to a question
   int reference = 0;        // likewise, of the block onto whose x values the others are brought
   bool x_row = false;       // the x values in a row of their own
-  RangeChoice columns = {};      // of the sheet: of several files, only points there are named
+  RangeChoice columns = {};  // of the sheet: of several files, only points there are named
 };
 
 // JCAMP-DX spectra of one or several files: names in row 1, then a block a row with its number in
