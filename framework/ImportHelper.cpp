@@ -237,22 +237,18 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
 bool ImportHelper::ReadSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet,
                                        CWnd* parent, NvImportOpenOptions* options,
                                        bool format_known) {
-  int rows = -1;
-  int columns = -1;
-  return Import(path, format, parent, options, format_known, rows, columns,
+  return Import(path, format, parent, options, format_known,
                 [&](SpreadsheetFile& file) { return FillSheet(file, sheet, parent); });
 }
 
 bool ImportHelper::SizeSpreadsheetFile(const char* path, int format, CWnd* parent,
-                                       NvImportOpenOptions* options, bool format_known, int& rows,
-                                       int& columns) {
-  return Import(path, format, parent, options, format_known, rows, columns,
-                [](SpreadsheetFile&) { return true; });
+                                       NvImportOpenOptions* options, bool format_known) {
+  return Import(path, format, parent, options, format_known, [](SpreadsheetFile&) { return true; });
 }
 
 bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
-                          bool format_known, int& rows, int& columns,
-                          const std::function<bool(SpreadsheetFile&)>& read) {
+                          bool format_known, const std::function<bool(SpreadsheetFile&)>& read) {
+  rows_ = columns_ = -1;
   std::string selected = path;
   if (!format_known || format < 1) {
     ReadErrors error = ReadErrors::kNone;
@@ -272,23 +268,21 @@ bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOp
   const auto file = formats.CreateFile(format);
   if (file->Open(true, selected.c_str(), wants_choices ? &choices : options) != kGood)
     return Fail(parent, "The file could not be opened.", *file);
-  if (!EstablishSize(*file, formats.GetInfo(format).flag4, parent, rows, columns) || !read(*file))
-    return false;
+  if (!EstablishSize(*file, formats.GetInfo(format).flag4, parent) || !read(*file)) return false;
   if (wants_choices) SpreadsheetOpenOptions::CopyOpenOptions(options, &choices);
   file->Close();
   return true;
 }
 
-bool ImportHelper::EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, CWnd* parent,
-                                 int& rows, int& columns) {
+bool ImportHelper::EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, CWnd* parent) {
   {
     const WaitCursor cursor(shows_wait_cursor);
-    rows = file.GetNumRows();
-    columns = file.GetNumCols();
+    rows_ = file.GetNumRows();
+    columns_ = file.GetNumCols();
   }
-  if (rows == -1 || columns == -1)
+  if (rows_ == -1 || columns_ == -1)
     return Fail(parent, "The file size could not be established. Import will be aborted.", file);
-  if (rows <= 0 || columns <= 0) {
+  if (rows_ <= 0 || columns_ <= 0) {
     PutMsgMB(parent, "The selected file does not contain any data. Import will be aborted.",
              NvApp::GetName().c_str(), MessageBoxQuestion::kInformation);
     return false;

@@ -45,9 +45,13 @@ class NVIMPORT_API ImportHelper {
                            NvImportOpenOptions* options, bool format_known);
 
   // The same as far as it goes without reading cells: opens the file, asks what it has to ask, and
-  // stores the size of the sheet.
+  // finds the size of the sheet.
   bool SizeSpreadsheetFile(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
-                           bool format_known, int& rows, int& columns);
+                           bool format_known);
+
+  // The size that the last file said it has, -1 while none has.
+  int GetNumRows() const { return rows_; }
+  int GetNumCols() const { return columns_; }
 
   // Writes the sheet to `path` in `format`, a position in the combined list; below 1 the extension
   // decides among the formats that can write. True when it was written.
@@ -84,14 +88,14 @@ class NVIMPORT_API ImportHelper {
   bool Fail(CWnd* parent, const char* text, SpreadsheetFile& file);
   // Opens a file and finds its size, then lets `read` have it, and closes it whatever comes.
   bool Import(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
-              bool format_known, int& rows, int& columns,
-              const std::function<bool(SpreadsheetFile&)>& read);
-  bool EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, CWnd* parent, int& rows,
-                     int& columns);
+              bool format_known, const std::function<bool(SpreadsheetFile&)>& read);
+  bool EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, CWnd* parent);
   bool FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd* parent);
 
   bool show_messages_ = true;
   bool log_messages_ = false;
   bool throw_on_error_ = false;
   std::vector<std::string> selection_;
+  int rows_ = -1;
+  int columns_ = -1;
 };

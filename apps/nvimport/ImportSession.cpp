@@ -17,7 +17,6 @@
 #include "apps/nvimport/TerminalDialogs.h"
 #include "framework/FileSelection.h"
 #include "framework/FormatList.h"
-#include "framework/SpreadsheetData.h"
 #include "platform/ByteWriter.h"
 #include "platform/Dialogs.h"
 #include "platform/Paths.h"
@@ -210,17 +209,14 @@ std::optional<Failure> ImportSession::Run(
 
 std::optional<Failure> ImportSession::Measure() {
   return Run([&](const char* path, NvImportOpenOptions* options) {
-    return driver_.SizeSpreadsheetFile(path, format_, nullptr, options, true, rows_, columns_);
+    return driver_.SizeSpreadsheetFile(path, format_, nullptr, options, true);
   });
 }
 
 std::optional<Failure> ImportSession::Read(SpreadsheetData& sheet) {
-  auto failure = Run([&](const char* path, NvImportOpenOptions* options) {
+  return Run([&](const char* path, NvImportOpenOptions* options) {
     return driver_.ReadSpreadsheetFile(path, format_, &sheet, nullptr, options, true);
   });
-  rows_ = sheet.GetNumberOfRows();
-  columns_ = sheet.GetNumberOfColumns();
-  return failure;
 }
 
 std::optional<Failure> WriteFormat(int format, const std::string& path, const std::string& shown,

@@ -52,8 +52,8 @@ class ImportSession {
 
   int format() const { return format_; }
   const char* format_name() const { return FormatAt(format_).name; }
-  int rows() const { return rows_; }
-  int columns() const { return columns_; }
+  int rows() const { return driver_.GetNumRows(); }
+  int columns() const { return driver_.GetNumCols(); }
   // What was left out.
   const std::vector<std::string>& notes() const { return notes_; }
 
@@ -75,8 +75,6 @@ class ImportSession {
   Log::Sink log_before_;
   ImportHelper driver_;
   int format_ = 0;
-  int rows_ = -1;
-  int columns_ = -1;
   std::vector<std::string> notes_;
   std::string last_entry_;  // of the readers in the log, notes apart
 };

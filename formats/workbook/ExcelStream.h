@@ -10,6 +10,7 @@
 
 #include "platform/ByteReader.h"
 #include "platform/CompoundFile.h"
+#include "platform/Export.h"
 #include "platform/InputFile.h"
 
 // A record of a workbook, in place: good until the next one is read. A field that the record is too
@@ -40,7 +41,7 @@ struct BiffRecord {
 };
 
 // The bytes of a workbook through a window, from a file of its own.
-class BaseStream {
+class NVIMPORT_API BaseStream {
  public:
   enum class Status { kGood, kNoStorage, kNoStream };
 
