@@ -168,6 +168,7 @@ int JCAMPFile::ChooseBlocks(const OptionPairs& given, OptionPairs& choices) {
     std::ranges::sort(positions);
     if (positions.empty()) return Fail(kNoneSelected);
     std::vector<int> numbers;
+    numbers.reserve(positions.size());
     for (const std::size_t position : positions) numbers.push_back(static_cast<int>(position) + 1);
     choices.Set("blocks", OptionPairs::Join(numbers));
   }
@@ -290,7 +291,9 @@ std::string JCAMPFile::Entry(const JCAMPData& block) const {
 }
 
 void JCAMPFile::GetTitle(char* title) const {
-  std::strcpy(title, current_block_ != kNone ? blocks_.Text(Block(current_block_).title) : "");
+  const std::string_view text =
+      current_block_ != kNone ? blocks_.Text(Block(current_block_).title) : "";
+  title[text.copy(title, text.size())] = '\0';
 }
 
 const char* JCAMPFile::GetDateCreated(COleDateTime& date) const {
