@@ -1,7 +1,6 @@
 #include "formats/spectra/JCAMPFile.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <span>
 

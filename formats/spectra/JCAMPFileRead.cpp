@@ -137,7 +137,7 @@ int JCAMPFile::EstablishSize() {
     }
     points = std::max(points, block.points);
   }
-  std::uint64_t columns = static_cast<std::uint64_t>(points);
+  auto columns = static_cast<std::uint64_t>(points);
   if (reference_ != kNone) {
     columns = static_cast<std::uint64_t>(Block(reference_).points);
     if (static_cast<double>(columns) * static_cast<double>(selected.size()) > blocks_.most_points())
