@@ -1,16 +1,14 @@
 #include "tests/support/Support.h"
 
-#include <unistd.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 
 TempFolder::TempFolder() {
-  static int made = 0;
-  path_ = (std::filesystem::temp_directory_path() /
-           ("nvimport-" + std::to_string(::getpid()) + "-" + std::to_string(++made)))
-              .string();
-  std::filesystem::create_directory(path_);
+  // Never a folder that another run left behind under the same process number.
+  path_ = (std::filesystem::temp_directory_path() / "nvimport-XXXXXX").string();
+  if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no folder: " + path_);
 }
 
 TempFolder::~TempFolder() {
