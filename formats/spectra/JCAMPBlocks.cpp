@@ -18,6 +18,9 @@
 
 namespace {
 
+// A block's numbers that have no place yet.
+constexpr std::uint32_t kGiven = std::numeric_limits<std::uint32_t>::max();
+
 constexpr std::string_view kBlanks = " \t\v\f";
 
 std::string_view Deblank(std::string_view text) {
@@ -68,11 +71,11 @@ const JCAMPBlocks::Rule JCAMPBlocks::kRules[] = {
     {"##DATATYPE=", &JCAMPBlocks::TakeDataType},
     {"##DATACLASS=", &JCAMPBlocks::TakeDataClass},
     {"##BLOCKS=", &JCAMPBlocks::TakeBlocks},
-    {"##FIRSTX=", &JCAMPBlocks::TakeNumber<&JCAMPData::first_x>},
-    {"##LASTX=", &JCAMPBlocks::TakeNumber<&JCAMPData::last_x>},
-    {"##DELTAX=", &JCAMPBlocks::TakeNumber<&JCAMPData::delta_x>},
-    {"##XFACTOR=", &JCAMPBlocks::TakeFactor<&JCAMPData::x_factor>},
-    {"##YFACTOR=", &JCAMPBlocks::TakeFactor<&JCAMPData::y_factor>},
+    {"##FIRSTX=", &JCAMPBlocks::TakeNumber<&JCAMPNumbers::first_x>},
+    {"##LASTX=", &JCAMPBlocks::TakeNumber<&JCAMPNumbers::last_x>},
+    {"##DELTAX=", &JCAMPBlocks::TakeNumber<&JCAMPNumbers::delta_x>},
+    {"##XFACTOR=", &JCAMPBlocks::TakeFactor<&JCAMPNumbers::x_factor>},
+    {"##YFACTOR=", &JCAMPBlocks::TakeFactor<&JCAMPNumbers::y_factor>},
     {"##BINARY=", &JCAMPBlocks::Refuse<kBinaryForm>},
     {"##NPOINTS=", &JCAMPBlocks::TakePoints},
     {"##END=", &JCAMPBlocks::TakeEnd},
@@ -90,8 +93,8 @@ const JCAMPBlocks::Rule JCAMPBlocks::kRules[] = {
 };
 
 int JCAMPBlocks::CheckFile(JCAMPLines& lines) {
-  first_ = list_.size();
-  stray_ = {};
+  block_ = {};
+  in_block_ = false;
   titles_ = ends_ = 0;
   open_titles_ = 0;
   bytes_ += static_cast<double>(lines.size());
@@ -105,6 +108,7 @@ int JCAMPBlocks::CheckFile(JCAMPLines& lines) {
     if (!line.starts_with("##")) continue;
     if (const int status = ReadLabel(line, lines)) return status;
   } while (lines.Next(line));
+  CloseBlock();
   ++files_;
   if (lines.failed()) return kReadFailed;
   return open_titles_ != 0 ? kUnevenTitles : 0;
@@ -131,31 +135,44 @@ int JCAMPBlocks::ReadLabel(std::string_view line, JCAMPLines& lines) {
 
 // Only the first page of a block is ever read.
 void JCAMPBlocks::AddPage(std::string_view form, JCAMPLines& lines) {
-  JCAMPData& block = Current();
-  if (block.pages++ > 0) return;
-  block.position = lines.Position();
-  block.line = lines.line();
-  block.holds_pairs = form.starts_with("(XY..XY)");
+  block_.numbers = kGiven;
+  if (block_.pages++ > 0) return;
+  block_.position = lines.Position();
+  block_.line = lines.line();
+  block_.holds_pairs = form.starts_with("(XY..XY)");
 }
 
-JCAMPData& JCAMPBlocks::Current() { return list_.size() > first_ ? list_.back() : stray_; }
+void JCAMPBlocks::CloseBlock() {
+  if (!in_block_) return;
+  if (block_.numbers == kGiven) {
+    block_.numbers = static_cast<std::uint32_t>(numbers_.size());
+    numbers_.push_back(block_);
+  }
+  records_.push_back(block_);
+}
 
-std::size_t JCAMPBlocks::Keep(std::string_view text) {
+int JCAMPBlocks::Keep(std::string_view text, std::uint32_t& offset) {
+  offset = 0;
   if (text.empty()) return 0;
-  const std::size_t offset = texts_.size();
+  if (texts_.size() > std::numeric_limits<std::uint32_t>::max()) return kReadFailed;
+  offset = static_cast<std::uint32_t>(texts_.size());
   texts_.append(text);
   texts_ += '\0';
-  return offset;
+  return 0;
 }
 
 int JCAMPBlocks::TakeTitle(std::string_view value) {
   if (titles_ == ends_) titles_ = ends_ = 0;
-  if (titles_ == 0 || ends_ > 0) list_.emplace_back().file = files_;
-  // Kept: the first block within a link takes over the link's record.
-  Current().title = Keep(value);
+  if (titles_ == 0 || ends_ > 0) {
+    CloseBlock();
+    block_ = {};
+    block_.file = files_;
+    in_block_ = true;
+  }
   ++titles_;
   ++open_titles_;
-  return 0;
+  // Kept: the first block within a link takes over the link's record.
+  return Keep(value, block_.title);
 }
 
 int JCAMPBlocks::TakeEnd(std::string_view) {
@@ -164,15 +181,13 @@ int JCAMPBlocks::TakeEnd(std::string_view) {
 }
 
 int JCAMPBlocks::TakeDataType(std::string_view value) {
-  JCAMPData& block = Current();
+  if (const int status = Keep(value, block_.data_type)) return status;
   if (value == "LINK") {
-    block.data_class = JCAMPClass::kLink;
-    block.data_type = Keep(value);
+    block_.data_class = JCAMPClass::kLink;
     return 0;
   }
-  block.data_type = Keep(value);
   for (std::size_t i = 0; i < value.size(); ++i)
-    texts_[block.data_type + i] = i == 0 ? Upper(value[i]) : Lower(value[i]);
+    texts_[block_.data_type + i] = i == 0 ? Upper(value[i]) : Lower(value[i]);
   return 0;
 }
 
@@ -184,31 +199,32 @@ int JCAMPBlocks::TakeDataClass(std::string_view value) {
                 {"XYPOINTS", JCAMPClass::kXYPoints},       {"PEAKTABLE", JCAMPClass::kPeakTable},
                 {"ASSIGNMENTS", JCAMPClass::kAssignments}, {"NTUPLES", JCAMPClass::kNTuples}};
   const Stripped name(value);
-  Current().data_class = JCAMPClass::kUnknown;
+  block_.data_class = JCAMPClass::kUnknown;
   for (const auto& known : kNames)
-    if (name.text() == known.name) Current().data_class = known.data_class;
+    if (name.text() == known.name) block_.data_class = known.data_class;
   return 0;
 }
 
 int JCAMPBlocks::TakeBlocks(std::string_view value) {
   if (value.empty()) return kNoValue;
-  if (Current().data_class != JCAMPClass::kLink) return kFreeText;
+  if (block_.data_class != JCAMPClass::kLink) return kFreeText;
   return LabelNumber(value) ? 0 : kIllegalValue;
 }
 
-template <double JCAMPData::*kMember>
+template <double JCAMPNumbers::*kMember>
 int JCAMPBlocks::TakeNumber(std::string_view value) {
   if (value.empty()) return kNoValue;
   const auto number = LabelNumber(value);
   if (!number) return kIllegalValue;
-  Current().*kMember = *number;
+  block_.*kMember = *number;
+  block_.numbers = kGiven;
   return 0;
 }
 
-template <double JCAMPData::*kMember>
+template <double JCAMPNumbers::*kMember>
 int JCAMPBlocks::TakeFactor(std::string_view value) {
   if (const int status = TakeNumber<kMember>(value)) return status;
-  return Current().*kMember == 0 ? kIllegalValue : 0;
+  return block_.*kMember == 0 ? kIllegalValue : 0;
 }
 
 int JCAMPBlocks::TakePoints(std::string_view value) {
@@ -217,30 +233,25 @@ int JCAMPBlocks::TakePoints(std::string_view value) {
   const auto number = ParseNumber(value.substr(0, value.find_first_of(kBlanks)));
   if (!number || *number < 1 || *number > INT_MAX || *number - std::floor(*number) > kMostFraction)
     return kIllegalPoints;
-  JCAMPData& block = Current();
-  points_ += *number - std::max(block.points, 0);
-  block.points = static_cast<int>(*number);
+  points_ += *number - std::max(block_.points, 0);
+  block_.points = static_cast<int>(*number);
   return points_ > most_points() ? kIllegalPoints : 0;
 }
 
 int JCAMPBlocks::TakeDate(std::string_view value) {
-  if (Current().date == 0) Current().date = Keep(value);
-  return 0;
+  return block_.date == 0 ? Keep(value, block_.date) : 0;
 }
 
 int JCAMPBlocks::TakeTime(std::string_view value) {
   constexpr std::size_t kLongestDate = 12;
-  const std::string date = Text(Current().date);
-  if (date.empty())
-    Current().date = Keep(value);
-  else if (date.size() < kLongestDate)
-    Current().date = Keep(date + ' ' + std::string(value));
-  return 0;
+  const std::string date = Text(block_.date);
+  if (date.empty()) return Keep(value, block_.date);
+  return date.size() < kLongestDate ? Keep(date + ' ' + std::string(value), block_.date) : 0;
 }
 
 int JCAMPBlocks::TakeForm(std::string_view form) {
   if (form == "(XA)" || form == "(XYA)" || form == "(XYMA)") return kAssignmentsMet;
-  JCAMPClass& data_class = Current().data_class;
+  JCAMPClass& data_class = block_.data_class;
   if (form == "(X++(Y..Y))" || form == "XYDATA") data_class = JCAMPClass::kXYData;
   if (form.starts_with("(XY..XY)")) data_class = JCAMPClass::kPeakTable;
   if (data_class == JCAMPClass::kRAData) return kRADataMet;

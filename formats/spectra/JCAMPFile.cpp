@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "formats/spectra/JCAMPDate.h"
@@ -74,6 +75,10 @@ constexpr const char* kPointsDiffer =
 
 constexpr const char* kSource = "JCAMPFile";
 
+// A list of more blocks is made only when they have some bytes each: it would outgrow the file.
+constexpr std::size_t kMostOffered = 65536;
+constexpr double kLeastOffered = 64;
+
 }  // namespace
 
 NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& options) {
@@ -97,12 +102,15 @@ int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
     if (const int status = blocks_.CheckFile(lines))
       return FailAt(status, static_cast<int>(&file - files_.data()), lines.line());
   }
+  for (std::size_t i = 0; i < blocks_.size(); ++i)
+    if (blocks_.DataClass(i) != JCAMPClass::kLink) offered_.push_back(i);
   return SetOptions(options);
 }
 
 void JCAMPFile::Close() {
   files_.clear();
   blocks_.Clear();
+  offered_.clear();
   several_files_ = false;
   current_block_ = kNone;
   current_file_ = -1;
@@ -146,7 +154,7 @@ int JCAMPFile::SetLayout(const OptionPairs& given) {
 }
 
 int JCAMPFile::ChooseBlocks(const OptionPairs& given, OptionPairs& choices) {
-  const std::size_t count = Offered().size();
+  const std::size_t count = offered_.size();
   std::vector<std::size_t> positions;
   if (const auto text = given.Find("blocks")) {
     for (const int number : OptionPairs::Numbers(*text).value_or(std::vector{0})) {
@@ -156,8 +164,13 @@ int JCAMPFile::ChooseBlocks(const OptionPairs& given, OptionPairs& choices) {
     }
   } else if (count == 1) {
     positions = {0};
+  } else if (count > kMostOffered && blocks_.bytes() / static_cast<double>(count) < kLeastOffered) {
+    Log::WriteNote(kSource, std::to_string(count) +
+                                " blocks with next to nothing in them are too many to choose from; "
+                                "the option blocks takes their numbers");
+    return Fail(kCancelled);
   } else if (count > 1) {
-    ItemsQuestion question = Question(Offered());
+    ItemsQuestion question = Question(offered_);
     question.kind = ItemsQuestion::Kind::kBlocks;
     question.prompt = "Please select the data blocks you want to import.";
     auto choice = Dialogs::Current().SelectItems(question);
@@ -176,9 +189,8 @@ int JCAMPFile::ChooseBlocks(const OptionPairs& given, OptionPairs& choices) {
 }
 
 void JCAMPFile::Select(const std::vector<std::size_t>& positions) {
-  for (JCAMPData& block : blocks_.list()) block.selected = false;
-  const std::vector<std::size_t> offered = Offered();
-  for (const std::size_t position : positions) blocks_.list()[offered[position]].selected = true;
+  for (std::size_t i = 0; i < blocks_.size(); ++i) blocks_.Select(i, false);
+  for (const std::size_t position : positions) blocks_.Select(offered_[position], true);
   const std::vector<std::size_t> selected = Selected();
   current_block_ = selected.empty() ? kNone : selected.front();
   union_x_.clear();
@@ -202,14 +214,14 @@ int JCAMPFile::SelectJCAMPBlock(const std::vector<int>& positions) {
 int JCAMPFile::CheckMultiSelection(const char*& prompt) {
   prompt = nullptr;
   unites_x_ = false;
-  const JCAMPData* first = nullptr;
+  std::optional<JCAMPData> first;
   for (const std::size_t index : Selected()) {
-    const JCAMPData& block = Block(index);
+    const JCAMPData block = Block(index);
     if (several_files_ && block.data_class != JCAMPClass::kXYData) return kOnlyXYData;
     // Reading refuses the others.
     if (Problem(block) != kGood) continue;
     unites_x_ |= block.data_class == JCAMPClass::kPeakTable;
-    if (first == nullptr) first = &block;
+    if (!first) first = block;
     if (!SameX(*first, block))
       prompt = kXDiffers;
     else if (first->points != block.points && prompt == nullptr)
@@ -223,7 +235,6 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
   reference_ = kNone;
   const char* prompt = nullptr;
   if (const int status = CheckMultiSelection(prompt)) return Fail(status);
-  const std::vector<std::size_t> offered = Offered();
   std::size_t chosen = kNone;  // in the array
   if (const auto text = given.Find("reference")) {
     const auto number = OptionPairs::Numbers(*text);
@@ -231,7 +242,7 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
       return RefuseOptions(kSource, "reference", *text);
     if (prompt == nullptr) return kGood;
     const auto position = static_cast<std::size_t>(number->front()) - 1;
-    if (position < offered.size()) chosen = offered[position];
+    if (position < offered_.size()) chosen = offered_[position];
   } else if (prompt != nullptr) {
     const std::vector<std::size_t> selected = Selected();
     ItemsQuestion question = Question(selected);
@@ -245,30 +256,24 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
   } else {
     return kGood;
   }
-  if (chosen == kNone || !Block(chosen).selected || Problem(Block(chosen)) != kGood)
+  if (chosen == kNone || !blocks_.IsSelected(chosen) || Problem(Block(chosen)) != kGood)
     return Fail(kIllegalSeries);
   reference_ = chosen;
-  const auto position = std::ranges::find(offered, chosen) - offered.begin();
+  const auto position = std::ranges::find(offered_, chosen) - offered_.begin();
   choices.Set("reference", std::to_string(position + 1));
   return kGood;
 }
 
-std::vector<std::size_t> JCAMPFile::Offered() const {
-  std::vector<std::size_t> offered;
-  for (std::size_t i = 0; i < blocks_.list().size(); ++i)
-    if (Block(i).data_class != JCAMPClass::kLink) offered.push_back(i);
-  return offered;
-}
-
 std::vector<std::size_t> JCAMPFile::Selected() const {
-  std::vector<std::size_t> selected = Offered();
-  std::erase_if(selected, [&](std::size_t i) { return !Block(i).selected; });
+  std::vector<std::size_t> selected;
+  for (const std::size_t i : offered_)
+    if (blocks_.IsSelected(i)) selected.push_back(i);
   return selected;
 }
 
-int JCAMPFile::GetNumJCAMPBlocks() const { return static_cast<int>(Offered().size()); }
+int JCAMPFile::GetNumJCAMPBlocks() const { return static_cast<int>(offered_.size()); }
 
-std::vector<std::string> JCAMPFile::GetJCAMPBlockList() const { return Question(Offered()).items; }
+std::vector<std::string> JCAMPFile::GetJCAMPBlockList() const { return Question(offered_).items; }
 
 ItemsQuestion JCAMPFile::Question(const std::vector<std::size_t>& blocks) const {
   ItemsQuestion question;

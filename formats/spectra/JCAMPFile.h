@@ -88,10 +88,9 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   ItemsQuestion Question(const std::vector<std::size_t>& blocks) const;
 
   // Positions in the array of blocks.
-  std::vector<std::size_t> Offered() const;
   std::vector<std::size_t> Selected() const;
 
-  const JCAMPData& Block(std::size_t block) const { return blocks_.list()[block]; }
+  JCAMPData Block(std::size_t block) const { return blocks_.Get(block); }
   std::string FilePrefix(const JCAMPData& block) const;
   std::string Entry(const JCAMPData& block) const;
 
@@ -117,6 +116,7 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
 
   std::vector<std::string> files_;
   JCAMPBlocks blocks_;
+  std::vector<std::size_t> offered_;  // positions of those that can be chosen
   bool several_files_ = false;
   std::size_t current_block_ = kNone;
   // The file that is checked or read, -1 for none, and the line reached in it.

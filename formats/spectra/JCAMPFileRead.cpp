@@ -122,15 +122,15 @@ bool JCAMPFile::SameX(const JCAMPData& a, const JCAMPData& b) {
 
 int JCAMPFile::EstablishSize() {
   if (status_ != kGood) return status_;
-  if (blocks_.list().empty()) return Fail(kReadFailed);
+  if (blocks_.size() == 0) return Fail(kReadFailed);
   const std::vector<std::size_t> selected = Selected();
-  if (selected.empty()) return Fail(Offered().empty() ? kNoData : kNoneSelected);
+  if (selected.empty()) return Fail(offered_.empty() ? kNoData : kNoneSelected);
 
   // What precedes a block that can't be read is delivered before that fails.
   std::size_t readable = 0;
   int points = 0;
   for (; readable < selected.size(); ++readable) {
-    const JCAMPData& block = Block(selected[readable]);
+    const JCAMPData block = Block(selected[readable]);
     if (const int problem = Problem(block)) {
       if (readable == 0) return FailAt(problem, block.file, block.line);
       break;
@@ -166,7 +166,7 @@ int JCAMPFile::UniteX(const std::vector<std::size_t>& selected) {
   BlockFile file;
   Pairs pairs;
   for (const std::size_t index : selected) {
-    const JCAMPData& block = Block(index);
+    const JCAMPData block = Block(index);
     JCAMPLines* lines = file.Open(block.file, files_[static_cast<std::size_t>(block.file)]);
     if (lines == nullptr) return Fail(kNoFile);
     only_sizes_ = true;
@@ -202,7 +202,7 @@ int JCAMPFile::ReadBlocks(ReadSpreadSheetData* sink) {
   int row = x_row_ ? 2 : 1;
   int further_pages = 0;
   for (const std::size_t index : selected) {
-    const JCAMPData& block = Block(index);
+    const JCAMPData block = Block(index);
     current_block_ = index;
     if (const int problem = Problem(block)) return FailAt(problem, block.file, block.line);
     const bool names_points = index == selected.front() && !unites_x_ && reference_ == kNone;
@@ -285,7 +285,7 @@ class Interpolator {
 
 int JCAMPFile::ReadBlock(std::size_t index, int row, bool names_points, BlockFile& file,
                          ReadSpreadSheetData* sink) {
-  const JCAMPData& block = Block(index);
+  const JCAMPData block = Block(index);
   current_file_ = block.file;
   JCAMPLines* lines = file.Open(block.file, files_[static_cast<std::size_t>(block.file)]);
   if (lines == nullptr) return Fail(kNoFile);
@@ -322,7 +322,7 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
   for (std::size_t i = 0; i < union_x_.size(); ++i)
     names.Put(kFirstPointColumn + static_cast<int>(i), union_x_[i]);
   if (reference_ == kNone) return kGood;
-  const JCAMPData& block = Block(reference_);
+  const JCAMPData block = Block(reference_);
   BlockFile file;
   JCAMPLines* lines = file.Open(block.file, files_[static_cast<std::size_t>(block.file)]);
   if (lines == nullptr) return Fail(kNoFile);

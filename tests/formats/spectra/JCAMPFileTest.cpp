@@ -634,6 +634,20 @@ TEST(JCAMPFile, AMillionPointsTakeLittleMemoryAndGoToTheFloatOverload) {
   EXPECT_EQ(sink.whole_numbers, 1);
 }
 
+TEST(JCAMPFile, BlocksByTheMillionTakeNoMoreThanTheFileIsWorth) {
+  std::string bytes = Repeated("##TITLE=\n##END=\n", 200'000) + JCAMPFixture{}.Bytes();
+  const MemoryFile file(bytes);
+  const AllocationCounter counter;
+  ScriptedDialogs dialogs;
+  JCAMPFile reader;
+  EXPECT_EQ(reader.Open(true, file.path(), nullptr), 4);
+  EXPECT_TRUE(dialogs.items_questions.empty()) << "nobody reads such a list";
+  reader.Close();
+  EXPECT_EQ(reader.Open(true, file.path(), PairOptions("blocks=200001").get()), 0);
+  EXPECT_EQ(reader.GetNumCols(), 5);
+  EXPECT_LT(counter.Peak(), 3 * bytes.size() + (1U << 20));
+}
+
 TEST(JCAMPFile, HostileFilesEndSoon) {
   const std::string kFiles[] = {
       Repeated("##TITLE=\n", 10'000),
