@@ -12,6 +12,18 @@ std::string& GivenName() {
   static std::string name;
   return name;
 }
+
+std::vector<std::string>& AddedFolders() {
+  static std::vector<std::string> folders;
+  return folders;
+}
+
+std::filesystem::path FolderBesideLibrary(const char* name) {
+  const std::string own =
+      DynamicLibrary::PathOf(reinterpret_cast<const void*>(&NvApp::GetPluginDirectory));
+  return std::filesystem::path(own).parent_path() / "nvimport" / name;
+}
+
 }  // namespace
 
 std::string NvApp::GetName() {
@@ -26,10 +38,13 @@ std::vector<std::string> NvApp::GetPluginDirectory() {
     std::istringstream path(given);
     for (std::string folder; std::getline(path, folder, ':');)
       if (!folder.empty()) folders.push_back(folder);
-    return folders;
+  } else {
+    folders.push_back(FolderBesideLibrary("plugins"));
   }
-  const std::string own =
-      DynamicLibrary::PathOf(reinterpret_cast<const void*>(&NvApp::GetPluginDirectory));
-  folders.push_back(std::filesystem::path(own).parent_path() / "nvimport" / "plugins");
+  folders.insert(folders.end(), AddedFolders().begin(), AddedFolders().end());
   return folders;
 }
+
+void NvApp::AddPluginDirectory(const std::string& folder) { AddedFolders().push_back(folder); }
+
+std::string NvApp::GetCompleteDirectory() { return FolderBesideLibrary("complete"); }

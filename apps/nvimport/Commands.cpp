@@ -169,8 +169,7 @@ void Info(FileTurn& turn, bool with_notes) {
   const auto& answered = turn.dialogs().answered();
   turn.Print(turn.plan().json ? InfoJson(turn, session, answered, with_notes)
                               : InfoText(turn, session, answered));
-  if (turn.plan().strict && !(session.notes().empty() && turn.dialogs().warnings().empty()))
-    turn.EndWith(kWarned);
+  turn.CountNotes(session);
 }
 
 // ---- show

@@ -27,6 +27,7 @@ struct Settings {
   bool force = false;
   bool json = false;
   bool notes = false;
+  bool complete = false;
   bool strict = false;
   bool quiet = false;
   bool keep_going = false;

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "apps/nvimport/CellText.h"
+#include "apps/nvimport/Complete.h"
 #include "apps/nvimport/Delimiters.h"
 #include "apps/nvimport/ItemList.h"
 #include "apps/nvimport/OutputTarget.h"
@@ -79,6 +80,11 @@ void FileTurn::SayNotes(const ImportSession& session) {
   };
   say_all("warning: ", dialogs_.warnings());
   say_all("note: ", session.notes());
+  CountNotes(session);
+}
+
+void FileTurn::CountNotes(const ImportSession& session) {
+  if (!session.notes().empty()) report_.noted_format = session.format();
   const bool warned = !dialogs_.warnings().empty() || !session.notes().empty();
   if (plan_.strict && warned && report_.exit_code == kDone) report_.exit_code = kWarned;
 }
@@ -232,6 +238,7 @@ int FileRun::ForEach(const std::function<void(FileTurn&)>& command) {
 bool FileRun::Report(const FileReport& report) {
   std::cerr << report.messages << std::flush;
   exit_code_ = Graver(exit_code_, report.exit_code);
+  if (report.noted_format > 0) noted_formats_.insert(report.noted_format);
   ++(report.exit_code == kDone ? done_ : failed_);
   if (plan_.json) {
     if (!report.data.empty()) json_ += (json_.empty() ? "\n  " : ",\n  ") + report.data;
@@ -249,8 +256,13 @@ void FileRun::Finish() {
     if (const auto failure = PrintData(R"({"version": 1, "files": [)" + json_ + "\n]}\n"))
       exit_code_ = SayFailure(*failure);
   }
+  if (plan_.quiet) return;
+  for (const int format : noted_formats_)
+    if (CompleteWouldServe(format))
+      std::cerr << "--complete reads \"" << FormatAt(format).name
+                << "\" without the old rules that leave cells out\n";
   const std::size_t count = plan_.inputs.size();
-  if (count < 2 || plan_.quiet) return;
+  if (count < 2) return;
   std::cerr << count << " files: " << done_ << " done, " << failed_ << " failed";
   if (const std::size_t left = count - done_ - failed_; left > 0)
     std::cerr << ", " << left << " not tried";

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,6 +51,8 @@ class FileTurn {
   void EndWith(int exit_code) { report_.exit_code = exit_code; }
   // Notes and warnings of the import, which may count as failures.
   void SayNotes(const ImportSession& session);
+  // Takes them into account where they were said otherwise.
+  void CountNotes(const ImportSession& session);
 
   FileReport&& TakeReport() { return std::move(report_); }
 
@@ -90,6 +93,7 @@ class FileRun {
   int exit_code_ = kDone;
   std::size_t done_ = 0;
   std::size_t failed_ = 0;
+  std::set<int> noted_formats_;
 };
 
 Failure WrongUsage(std::string text, std::string advice);

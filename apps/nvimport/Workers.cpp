@@ -59,11 +59,13 @@ bool ReceiveText(int socket, std::string& text) {
 
 bool SendReport(int socket, const FileReport& report) {
   return SendBytes(socket, &report.exit_code, sizeof report.exit_code) &&
+         SendBytes(socket, &report.noted_format, sizeof report.noted_format) &&
          SendText(socket, report.data) && SendText(socket, report.messages);
 }
 
 bool ReceiveReport(int socket, FileReport& report) {
   return ReceiveBytes(socket, &report.exit_code, sizeof report.exit_code) &&
+         ReceiveBytes(socket, &report.noted_format, sizeof report.noted_format) &&
          ReceiveText(socket, report.data) && ReceiveText(socket, report.messages);
 }
 

@@ -6,6 +6,7 @@
 // What became of one file.
 struct FileReport {
   int exit_code = 0;
+  int noted_format = 0;  // the one whose notes say that it left something out
   std::string data;      // for standard output
   std::string messages;  // for standard error
 };

@@ -6,6 +6,7 @@
 
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/Commands.h"
+#include "apps/nvimport/Complete.h"
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/PluginCheck.h"
@@ -14,6 +15,13 @@
 #include "platform/NvFile.h"
 
 namespace {
+
+void AddComplete(CLI::App& command, Settings& settings) {
+  command
+      .add_flag("--complete", settings.complete,
+                "NvImport Complete reads the formats that it has: no old rule leaves out cells")
+      ->envname("NVIMPORT_COMPLETE");
+}
 
 void AddFormatOptions(CLI::App& command, Settings& settings) {
   command
@@ -46,6 +54,7 @@ void AddFormatOptions(CLI::App& command, Settings& settings) {
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false);
   command.add_flag("--strict", settings.strict, "Warnings and notes are failures");
+  AddComplete(command, settings);
 }
 
 void AddFileOptions(CLI::App& command, Settings& settings) {
@@ -105,11 +114,13 @@ int Run(int count, char** arguments) {
   };
 
   CLI::App& formats = *add("formats", "Lists the formats", RunFormats);
+  AddComplete(formats, settings);
   AddJson(formats, settings);
 
   CLI::App& detect = *add("detect", "Says which format a file has", RunDetect);
   AddFileOptions(detect, settings);
   AddManyFilesOptions(detect, settings);
+  AddComplete(detect, settings);
   AddJson(detect, settings);
 
   CLI::App& info = *add("info", "Says a file's format, its size and what can be chosen", RunInfo);
@@ -183,6 +194,8 @@ int Run(int count, char** arguments) {
         {kWrongUsage, ShownName(error.what()), "nvimport COMMAND --help tells how it is used"});
   }
   RemoveTemporariesOnSignals();
+  if (settings.complete)
+    if (const auto failure = UseComplete()) return SayFailure(*failure);
   const int exit_code = chosen(settings);
   FormatList::Release();
   return exit_code;

@@ -1,0 +1,37 @@
+#include "apps/nvimport/Complete.h"
+
+#include <filesystem>
+
+#include "apps/nvimport/CellText.h"
+#include "apps/nvimport/ImportSession.h"
+#include "framework/FormatList.h"
+#include "framework/PluginFunctions.h"
+#include "platform/NvApp.h"
+#include "platform/Paths.h"
+
+namespace {
+
+std::string LibraryPath() {
+  return std::filesystem::path(NvApp::GetCompleteDirectory()) / "nvimport-complete.so";
+}
+
+}  // namespace
+
+std::optional<Failure> UseComplete() {
+  NvApp::AddPluginDirectory(NvApp::GetCompleteDirectory());
+  const FormatList& list = FormatList::Get();
+  for (int format = 1; format <= list.size(); ++format)
+    if (list.GetLibraryPath(format) == LibraryPath()) return std::nullopt;
+  return Failure{kFailed, "NvImport Complete is not there.",
+                 "it is looked for as " + ShownName(LibraryPath())};
+}
+
+bool CompleteWouldServe(int format) {
+  if (!FormatList::Get().GetLibraryPath(format).empty()) return false;
+  static const DynamicLibrary library(LibraryPath());
+  static const PluginFunctions functions = PluginFunctions::Of(library);
+  if (!functions.can_list()) return false;
+  for (int index = 1; index <= functions.count_formats(); ++index)
+    if (EqualIgnoringCase(functions.get_info(index)->name, FormatAt(format).name)) return true;
+  return false;
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "apps/nvimport/Failure.h"
+
+// NvImport Complete: the library whose formats leave out no cells for old habits' sake. It lies in
+// a folder of its own and serves only where it is asked for.
+
+// Has its formats take the place of the built-in ones. To be called before the formats are listed.
+std::optional<Failure> UseComplete();
+
+// Whether it would read more than the format that is used does.
+bool CompleteWouldServe(int format);

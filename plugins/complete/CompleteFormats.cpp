@@ -1,0 +1,21 @@
+// The formats of NvImport Complete: readers of the library itself that keep none of the habits which
+// cost cells. Each takes the place of the built-in format of its name. They stand in the order of
+// the built-in ones.
+
+#include "formats/spectra/GalacticSPCFile.h"
+#include "formats/spectra/JCAMPFile.h"
+#include "formats/spectra/NsasFile.h"
+#include "formats/text/DIFFile.h"
+#include "formats/text/LotusFile.h"
+#include "formats/workbook/ExcelFile.h"
+
+namespace {
+
+DiffFileOEMFactory dif_factory;
+ExcelFileFactory excel_factory;
+GalacticSPCFileFactory spc_factory;
+JCAMPFileFactory jcamp_factory;
+LotusFileFactory lotus_factory;
+NsasFileFactory nsas_factory;
+
+}  // namespace
