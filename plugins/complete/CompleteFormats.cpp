@@ -1,6 +1,6 @@
-// The formats of NvImport Complete: readers of the library itself that keep none of the habits which
-// cost cells. Each takes the place of the built-in format of its name. They stand in the order of
-// the built-in ones.
+// The formats of NvImport Complete: readers of the library itself that keep none of the habits
+// which cost cells. Each takes the place of the built-in format of its name. They stand in the
+// order of the built-in ones.
 
 #include "formats/spectra/GalacticSPCFile.h"
 #include "formats/spectra/JCAMPFile.h"

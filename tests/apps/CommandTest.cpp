@@ -678,6 +678,30 @@ TEST(Command, NotesAndWhatTheyCost) {
   }
 }
 
+TEST(Command, ReadsAllCellsWithNvImportComplete) {
+  const Desk desk;
+  for (const char* name : {"tanks.wk1", "oils.jdx"})
+    desk.Put(name, Contents(std::string(NVIMPORT_TEST_SAMPLES "/") + name));
+  const std::string advice =
+      "--complete reads \"Lotus 1-2-3 File\" without the old rules that leave cells out\n";
+  const Ran kept = desk.Run("convert tanks.wk1 -o -");
+  EXPECT_EQ(kept.errors, "note: 1 formula cell arrives empty\n" + advice);
+  EXPECT_EQ(desk.Run("info tanks.wk1 --notes --jobs 2 tanks.wk1").errors,
+            advice + "2 files: 2 done, 0 failed\n");
+  const Ran whole = desk.Run("convert tanks.wk1 -o - --complete");
+  EXPECT_EQ(whole.errors, "");
+  EXPECT_NE(whole.out, kept.out);
+  // Its questions are the command's to answer.
+  EXPECT_EQ(desk.Run("validate --complete oils.jdx --blocks 2").out,
+            desk.Run("validate oils.jdx --blocks 2").out);
+
+  ::setenv("NVIMPORT_COMPLETE", "1", 1);
+  EXPECT_EQ(desk.Run("convert tanks.wk1 -o -"), whole);
+  ::setenv("NVIMPORT_COMPLETE", "0", 1);
+  EXPECT_EQ(desk.Run("convert tanks.wk1 -o -"), kept);
+  ::unsetenv("NVIMPORT_COMPLETE");
+}
+
 TEST(Command, AnswersInJson) {
   const Desk desk;
   desk.Put("cut.txt", TextWithNul());

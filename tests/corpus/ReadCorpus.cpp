@@ -40,15 +40,24 @@ constexpr std::uintmax_t kMemory = std::uintmax_t{2} << 30;  // the sanitizer's 
 constexpr std::uintmax_t kMemory = std::uintmax_t{64} << 20;
 #endif
 
-// The folders, whose files are read as one format each.
+// The folders, whose files are read as one format each where that is registered.
 constexpr struct {
   const char* folder;
-  int format;
+  const char* format;
   const char* extension;  // of the files that count; empty for all
 } kFolders[] = {
-    {"compound", 14, "mip"}, {"dif", 7, ""},  {"jcamp", 11, ""}, {"lotus", 12, ""},
-    {"nsas", 16, "da"},      {"spc", 10, ""}, {"text", 17, ""},  {"xls", 9, ""},
+    {"compound", "TIVON File", "mip"}, {"dif", "DIF File(OEM)", ""},
+    {"jcamp", "JCAMP-DX File", ""},    {"lotus", "Lotus 1-2-3 File", ""},
+    {"nsas", "NSAS File", "da"},       {"spc", "GalacticSPC File", ""},
+    {"text", "Text File", ""},         {"xls", "Excel File", ""},
 };
+
+// The index of a format, 0 for none.
+int FormatOf(std::string_view name) {
+  for (int index = SprFileFactory::GetNumberOfFormats(); index > 0; --index)
+    if (SprFileFactory::GetFormat(index)->name == name) return index;
+  return 0;
+}
 
 // A user who takes all there is, one below the other, and leaves the rest as it stands.
 class TakeAll final : public Dialogs {
@@ -179,6 +188,8 @@ int main(int count, char** arguments) {
   int failed = 0;
   int unknown = 0;
   for (const auto& folder : kFolders) {
+    const int format = FormatOf(folder.format);
+    if (format == 0) continue;
     std::vector<std::filesystem::path> paths;
     std::error_code none;
     for (const auto& entry :
@@ -189,7 +200,7 @@ int main(int count, char** arguments) {
     std::ranges::sort(paths);
     for (const auto& path : paths) {
       const std::string name = folder.folder + ("/" + path.filename().string());
-      const std::string row = ReadApart(folder.format, path);
+      const std::string row = ReadApart(format, path);
       ++files;
       if (writes) {
         std::cout << name << '\t' << row << '\n';

@@ -6,12 +6,15 @@
 
 #include "framework/DLLFile.h"
 #include "framework/FormatList.h"
+#include "framework/SprFileFactory.h"
 #include "platform/DynamicLibrary.h"
 #include "platform/NvApp.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -44,19 +47,51 @@ TEST(FormatList, APlugInFormatOfTheSameNameReplacesTheEarlierOne) {
   EXPECT_STREQ(list.GetInfo(17).name, "Thermo SIEVE File");
 }
 
+bool IsMapped(const std::string& path) {
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);)
+    if (line.ends_with(path)) return true;
+  return false;
+}
+
 TEST(FormatList, UnloadsALibraryWithItsLastFormat) {
   FormatList list;
   ASSERT_TRUE(list.AddLibrary(Plugin("good")));
-  const auto is_mapped = [](const std::string& path) {
-    std::ifstream maps("/proc/self/maps");
-    for (std::string line; std::getline(maps, line);)
-      if (line.ends_with(path)) return true;
-    return false;
-  };
-  EXPECT_TRUE(is_mapped(Plugin("good")));
+  EXPECT_TRUE(IsMapped(Plugin("good")));
   ASSERT_TRUE(list.AddLibrary(Plugin("no-read")));  // the same name
-  EXPECT_FALSE(is_mapped(Plugin("good")));
+  EXPECT_FALSE(IsMapped(Plugin("good")));
   EXPECT_EQ(list.size(), 20);
+}
+
+// It is made of classes that the host has too: none of them may meet.
+TEST(FormatList, NvImportCompleteTakesThePlaceOfItsFormatsAlone) {
+  const int registered = SprFileFactory::GetNumberOfFormats();
+  {
+    FormatList list;
+    ASSERT_TRUE(list.AddLibrary(NVIMPORT_TEST_COMPLETE));
+    EXPECT_EQ(SprFileFactory::GetNumberOfFormats(), registered);
+    EXPECT_EQ(list.size(), registered);
+    std::string served;
+    for (int position = 1; position <= list.size(); ++position) {
+      const NvImportFormatInfo& info = list.GetInfo(position);
+      if (list.GetLibraryPath(position).empty()) continue;
+      served += info.name + "; "s;
+      // It describes them as the built-in ones are.
+      for (int index = 1; index <= registered; ++index) {
+        const NvImportFormatInfo& own = *SprFileFactory::GetFormat(index);
+        if (std::string_view(own.name) != info.name) continue;
+        EXPECT_NE(own.name, info.name) << "the other library's";
+        EXPECT_STREQ(own.read_filter, info.read_filter);
+        EXPECT_EQ(own.can_write, info.can_write);
+      }
+    }
+    EXPECT_EQ(served,
+              "DIF File(OEM); Excel File; GalacticSPC File; JCAMP-DX File; Lotus 1-2-3 File; NSAS "
+              "File; ");
+    EXPECT_TRUE(IsMapped(NVIMPORT_TEST_COMPLETE));
+  }
+  EXPECT_FALSE(IsMapped(NVIMPORT_TEST_COMPLETE));
+  EXPECT_EQ(SprFileFactory::GetNumberOfFormats(), registered);
 }
 
 TEST(FormatList, ReleasesEveryLibraryAtItsEnd) {
