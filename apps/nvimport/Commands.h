@@ -25,6 +25,7 @@ struct Settings {
   std::string output;
   std::string out_dir;
   bool force = false;
+  bool safe_formulas = false;
   bool json = false;
   bool notes = false;
   bool complete = false;
@@ -32,6 +33,7 @@ struct Settings {
   bool quiet = false;
   bool keep_going = false;
   unsigned jobs = 1;
+  int timeout = 0;  // seconds that a file may take, 0 for no limit
   int rows = 20;
   int columns = 0;  // as many as fit
   std::string library;

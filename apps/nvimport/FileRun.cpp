@@ -99,7 +99,8 @@ std::optional<Failure> FileRun::Prepare() {
       return WrongUsage("There is no format \"" + ShownName(settings_.format) + "\".",
                         "\"nvimport formats\" lists them");
   }
-  plan_.conversion = {TextDecoder(settings_.encoding), TextEncoder(settings_.output_encoding)};
+  plan_.conversion = {TextDecoder(settings_.encoding), TextEncoder(settings_.output_encoding),
+                      settings_.safe_formulas};
   for (const auto& [ok, name] :
        {std::pair(plan_.conversion.decoder.ok(), &settings_.encoding),
         std::pair(plan_.conversion.encoder.ok(), &settings_.output_encoding)})
@@ -208,7 +209,7 @@ std::optional<Failure> FileRun::JoinFiles() {
 
 int FileRun::ForEach(const std::function<void(FileTurn&)>& command) {
   const std::size_t count = plan_.inputs.size();
-  const bool in_workers = settings_.jobs > 1 && count > 1;
+  const bool in_workers = (settings_.jobs > 1 && count > 1) || settings_.timeout > 0;
   const auto work = [&](std::size_t index) {
     FileTurn turn(plan_, index, in_workers);
     try {
@@ -220,13 +221,13 @@ int FileRun::ForEach(const std::function<void(FileTurn&)>& command) {
     return turn.TakeReport();
   };
   if (in_workers) {
-    const auto died = [&](std::size_t index, const std::string& end) {
+    const auto died = [&](std::size_t index, const std::string& what) {
       FileTurn turn(plan_, index, in_workers);
       turn.Fail({kFailed, "The file could not be dealt with.",
-                 turn.input().shown + ": the worker that read it ended by " + end});
+                 turn.input().shown + ": the worker that read it " + what});
       return turn.TakeReport();
     };
-    RunInWorkers(count, settings_.jobs, work, died,
+    RunInWorkers(count, settings_.jobs, std::chrono::seconds(settings_.timeout), work, died,
                  [&](std::size_t, const FileReport& report) { return Report(report); });
   } else {
     for (std::size_t i = 0; i < count && Report(work(i)); ++i) continue;

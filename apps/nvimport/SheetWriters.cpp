@@ -66,6 +66,16 @@ void WriteEscaped(Stream& out, std::string_view text, const CharacterSet& set, E
   }
 }
 
+// Whether a spreadsheet that opens a CSV or TSV file would take the text for a formula.
+bool IsFormula(std::string_view text) {
+  // The signs that begin one, in their full width too.
+  constexpr std::string_view kSigns[] = {"=", "+", "-", "@", "＝", "＋", "－", "＠"};
+  const std::string_view shown =
+      text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+  return std::ranges::any_of(kSigns, [&](auto sign) { return shown.starts_with(sign); }) &&
+         !ParseNumber(text) && !ParseNumber(text, ',');
+}
+
 // RFC 4180, with lines that end in LF.
 struct Csv {
   static constexpr std::string_view kRowStart = "";
@@ -180,8 +190,12 @@ void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConver
                OutputFile& file, ProgressBar& progress) {
   EncodedStream out(file, conversion.encoder);
   std::string decoded;
+  std::string guarded;
+  const bool guards = conversion.guards_formulas && !std::is_same_v<Format, JsonLines>;
   const auto decode = [&](std::string_view text) {
-    return conversion.decoder.Decode(text, decoded);
+    text = conversion.decoder.Decode(text, decoded);
+    if (!guards || !IsFormula(text)) return text;
+    return std::string_view(guarded.assign("'").append(text));
   };
   for (int row = 1; row <= rows; ++row) {
     out.Write(Format::kRowStart);

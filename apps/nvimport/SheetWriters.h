@@ -15,6 +15,8 @@ enum class SheetFormat { kCsv, kTsv, kJsonLines };
 struct TextConversion {
   TextDecoder decoder;
   TextEncoder encoder;
+  // In CSV and TSV: a text that a spreadsheet would run as a formula gets an apostrophe before it.
+  bool guards_formulas = false;
 };
 
 // Writes all rows, each as wide as the sheet. Failures stay with the stream.

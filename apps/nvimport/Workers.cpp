@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <map>
 #include <optional>
+#include <thread>
 #include <vector>
 
 #include "apps/nvimport/Failure.h"
@@ -69,10 +70,13 @@ bool ReceiveReport(int socket, FileReport& report) {
          ReceiveText(socket, report.data) && ReceiveText(socket, report.messages);
 }
 
+using Clock = std::chrono::steady_clock;
+
 struct Worker {
   ::pid_t process = -1;
   int socket = -1;
   std::optional<std::uint64_t> file;  // the one it reads
+  Clock::time_point since = {};       // when it was given that
 };
 
 class Pool {
@@ -82,6 +86,7 @@ class Pool {
   Pool& operator=(const Pool&) = delete;
   ~Pool() {
     for (Worker& worker : workers_) {
+      if (worker.process < 0) continue;
       // One without a file ends by itself when its socket closes.
       if (worker.file) ::kill(worker.process, SIGTERM);
       Bury(worker);
@@ -89,6 +94,18 @@ class Pool {
   }
 
   std::vector<Worker>& workers() { return workers_; }
+
+  // How long to wait for a report before a worker has had `limit`, in milliseconds; -1 for ever.
+  int Patience(std::chrono::seconds limit) const {
+    if (limit.count() == 0) return -1;
+    std::chrono::milliseconds left = limit;
+    for (const Worker& worker : workers_)
+      if (worker.file) left = std::min(left, Left(worker, limit));
+    return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+  }
+  static std::chrono::milliseconds Left(const Worker& worker, std::chrono::seconds limit) {
+    return std::chrono::ceil<std::chrono::milliseconds>(worker.since + limit - Clock::now());
+  }
 
   bool Add() {
     Worker worker;
@@ -113,7 +130,7 @@ class Pool {
       ::close(ends[0]);
       return false;
     }
-    worker = {process, ends[0], std::nullopt};
+    worker = {process, ends[0], std::nullopt, {}};
     return true;
   }
 
@@ -123,8 +140,23 @@ class Pool {
     int status = 0;
     while (::waitpid(worker.process, &status, 0) < 0 && errno == EINTR) continue;
     worker = {};
-    return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
-                               : "exit " + std::to_string(WEXITSTATUS(status));
+    return WIFSIGNALED(status) ? "ended by signal " + std::to_string(WTERMSIG(status))
+                               : "ended by exit " + std::to_string(WEXITSTATUS(status));
+  }
+
+  // Ends a worker, which has a moment to remove what it had begun to write.
+  static void End(Worker& worker) {
+    constexpr int kTries = 100;
+    constexpr std::chrono::milliseconds kPause{10};
+    ::kill(worker.process, SIGTERM);
+    for (int i = 0; i < kTries; ++i) {
+      ::siginfo_t ended{};
+      ::waitid(P_PID, static_cast<::id_t>(worker.process), &ended, WEXITED | WNOHANG | WNOWAIT);
+      if (ended.si_pid != 0) break;
+      std::this_thread::sleep_for(kPause);
+    }
+    ::kill(worker.process, SIGKILL);
+    Bury(worker);
   }
 
  private:
@@ -144,7 +176,7 @@ class Pool {
 
 }  // namespace
 
-void RunInWorkers(std::size_t count, unsigned jobs,
+void RunInWorkers(std::size_t count, unsigned jobs, std::chrono::seconds limit,
                   const std::function<FileReport(std::size_t)>& work,
                   const std::function<FileReport(std::size_t, const std::string&)>& died,
                   const std::function<bool(std::size_t, const FileReport&)>& done) {
@@ -158,6 +190,7 @@ void RunInWorkers(std::size_t count, unsigned jobs,
     for (Worker& worker : pool.workers()) {
       if (worker.socket >= 0 && !worker.file && next < count) {
         worker.file = next++;
+        worker.since = Clock::now();
         SendBytes(worker.socket, &*worker.file, sizeof *worker.file);
       }
       sockets.push_back({worker.file ? worker.socket : -1, POLLIN, 0});
@@ -167,18 +200,26 @@ void RunInWorkers(std::size_t count, unsigned jobs,
       // No process can be made any more: the rest is done here.
       waiting[next] = work(next);
       ++next;
-    } else if (::poll(sockets.data(), sockets.size(), -1) < 0) {
+    } else if (::poll(sockets.data(), sockets.size(), pool.Patience(limit)) < 0) {
       continue;
     }
     for (std::size_t i = 0; i < sockets.size(); ++i) {
-      if (sockets[i].fd < 0 || sockets[i].revents == 0) continue;
+      if (sockets[i].fd < 0) continue;
       Worker& worker = pool.workers()[i];
       const std::size_t file = *worker.file;
+      const bool answers = sockets[i].revents != 0;
+      const bool is_late = limit.count() > 0 && Pool::Left(worker, limit).count() <= 0;
+      if (!answers && !is_late) continue;
       FileReport report;
-      if (ReceiveReport(worker.socket, report)) {
+      if (answers && ReceiveReport(worker.socket, report)) {
         worker.file.reset();
       } else {
-        report = died(file, Pool::Bury(worker));
+        if (answers) {
+          report = died(file, Pool::Bury(worker));
+        } else {
+          Pool::End(worker);
+          report = died(file, "took more than " + std::to_string(limit.count()) + " s");
+        }
         if (next < count) pool.Start(worker);
       }
       waiting[file] = std::move(report);

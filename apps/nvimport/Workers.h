@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -12,9 +13,10 @@ struct FileReport {
 };
 
 // Runs `work` for 0..count-1 in up to `jobs` processes of its own. `done` takes the reports in that
-// order and ends everything by returning false. A process that dies costs its file alone: `died`
-// makes the report from what ended it ("signal 11").
-void RunInWorkers(std::size_t count, unsigned jobs,
+// order and ends everything by returning false. A process that dies costs its file alone, as does
+// one that takes longer than `limit` (0 for none) and is ended: `died` makes the report from what
+// became of it ("ended by signal 11").
+void RunInWorkers(std::size_t count, unsigned jobs, std::chrono::seconds limit,
                   const std::function<FileReport(std::size_t)>& work,
                   const std::function<FileReport(std::size_t, const std::string&)>& died,
                   const std::function<bool(std::size_t, const FileReport&)>& done);

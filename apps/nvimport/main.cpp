@@ -73,6 +73,11 @@ void AddManyFilesOptions(CLI::App& command, Settings& settings) {
   command.add_option("--jobs", settings.jobs, "Files dealt with at a time")
       ->type_name("N")
       ->check(CLI::Range(1, 256));
+  command
+      .add_option("--timeout", settings.timeout,
+                  "Seconds that a file may take; then it counts as failed")
+      ->type_name("N")
+      ->check(CLI::Range(1, 86400));
 }
 
 void AddEncodingOptions(CLI::App& command, Settings& settings) {
@@ -156,6 +161,8 @@ int Run(int count, char** arguments) {
                   "Format written: csv, tsv, jsonl or one of those listed by \"formats\"; else by "
                   "the extension of OUT")
       ->type_name("FORMAT");
+  convert.add_flag("--safe-formulas", settings.safe_formulas,
+                   "An apostrophe before texts that a spreadsheet would run, in CSV and TSV");
   convert.add_flag("--force", settings.force, "Replaces an output that exists");
 
   CLI::App& validate = *add("validate", "Reads everything and says whether it could", RunValidate);

@@ -14,10 +14,13 @@
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <thread>
 #include <vector>
 
 #include "tests/support/Support.h"
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -478,6 +481,50 @@ TEST(Command, SeveralFiles) {
                  "ok 4.txt: Text File, 1 row x 2 columns\nok 2.txt: Text File, 1 row x 2 columns\n"
                  "ok 3.txt: Text File, 1 row x 2 columns\n",
                  ""}));
+}
+
+TEST(Command, ABadFileOfABatchCostsItselfAlone) {
+  constexpr int kFiles = 2000;
+  const Streams streams{.plug_ins = NVIMPORT_TEST_PLUGINS "/fault-by-name"};
+  const Desk desk;
+  std::string list;
+  std::string errors;
+  for (int i = 0; i < kFiles; ++i) {
+    const char* const what = i == 700        ? "hang"
+                             : i % 100 == 3  ? "crash"
+                             : i % 100 == 8  ? "leave"
+                             : i % 100 == 13 ? "refused"
+                             : i % 100 == 18 ? "missing"
+                                             : "good";
+    const std::string name = std::to_string(i) + what + ".tst";
+    list += name + "\n";
+    if (what != "missing"s) desk.Put(name, "");
+    const std::pair<const char*, const char*> kReasons[] = {
+        {"hang", "the worker that read it took more than 2 s"},
+        {"crash", "the worker that read it ended by signal 11"},
+        {"leave", "the worker that read it ended by exit 0"},
+        {"missing", "no such file or directory"}};
+    for (const auto& [kind, reason] : kReasons)
+      if (std::string_view(what) == kind) errors += "  " + name + ": " + reason + "\n";
+  }
+  desk.Put("list", list);
+  const Ran ran = desk.Run(
+      "convert --jobs 4 --keep-going --timeout 2 --files-from list --outdir out --to csv", streams);
+  EXPECT_EQ(ran.exit_code, 1);
+  EXPECT_TRUE(ran.errors.ends_with("2000 files: 1919 done, 81 failed\n")) << ran.errors;
+  std::istringstream lines(ran.errors);
+  std::string reasons;
+  for (std::string line; std::getline(lines, line);)
+    if (line.starts_with("  ") && line.find("refused.tst") == std::string::npos)
+      reasons += line + "\n";
+  EXPECT_EQ(reasons, errors);
+  int written = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(desk.Path("work/out"))) {
+    EXPECT_TRUE(entry.path().native().ends_with("good.csv")) << entry;
+    ++written;
+  }
+  EXPECT_EQ(written, 1919);
+  EXPECT_EQ(desk.Get("out/1999good.csv"), "1\n");
 }
 
 // A format that asks each question there is.

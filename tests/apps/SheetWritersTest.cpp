@@ -10,11 +10,12 @@
 #include "tests/support/Support.h"
 
 namespace {
-std::string Written(SheetFormat format, MemorySheet& sheet, const std::string& encoding = {}) {
+std::string Written(SheetFormat format, MemorySheet& sheet, const std::string& encoding = {},
+                    bool guards_formulas = false) {
   const TempFile file("");
   ProgressBar none(false);
   OutputFile out(file.path());
-  WriteSheet(format, sheet, {TextDecoder(), TextEncoder(encoding)}, out, none);
+  WriteSheet(format, sheet, {TextDecoder(), TextEncoder(encoding), guards_formulas}, out, none);
   out.Close();
   std::ifstream written(file.path(), std::ios::binary);
   return {std::istreambuf_iterator<char>(written), {}};
@@ -88,4 +89,20 @@ TEST(SheetWriters, EscapesBeforeItEncodes) {
   sheet.Set(1, 1, "表\"");
   EXPECT_EQ(Written(SheetFormat::kJsonLines, sheet, "cp932"), "[\"\x95\\\\\"\"]\n")
       << "the second byte of the character is a backslash";
+}
+
+TEST(SheetWriters, GuardsFormulasOnRequest) {
+  MemorySheet sheet;
+  sheet.SetDataSize(14, 1);
+  int column = 0;
+  for (const char* text : {"=1+1", "+cmd", "-2+3", "@SUM(A1)", "\t=x", " =x", "\r\n=x", "＝x",
+                           "-1.5", "+1,5e3", "a=b", "-"})
+    sheet.Set(++column, 1, text);
+  sheet.Set(++column, 1, -7.0F);
+  EXPECT_EQ(Written(SheetFormat::kTsv, sheet, {}, true),
+            "'=1+1\t'+cmd\t'-2+3\t'@SUM(A1)\t'\\t=x\t' =x\t'\\r\\n=x\t'＝x\t-1.5\t+1,5e3\ta=b\t"
+            "'-\t-7\t\n");
+  EXPECT_EQ(Written(SheetFormat::kCsv, sheet, {}, true).substr(0, 10), "'=1+1,'+cm");
+  EXPECT_EQ(Written(SheetFormat::kCsv, sheet).substr(0, 9), "=1+1,+cmd");
+  EXPECT_EQ(Written(SheetFormat::kJsonLines, sheet, {}, true).substr(0, 7), "[\"=1+1\"");
 }

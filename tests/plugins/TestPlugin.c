@@ -89,6 +89,11 @@ char NvImportOpen(int format, const char* path, char mode, long* handle,
   (void)format;
   (void)options;
   Pass(__func__);
+#ifdef FAULT_BY_NAME
+  if (strstr(path, "crash") != NULL) CRASH;
+  if (strstr(path, "leave") != NULL) LEAVE;
+  if (strstr(path, "hang") != NULL) HANG;
+#endif
   *handle = 7;
   closed = false;
   if (mode == 0 && info.can_write) return 1;
