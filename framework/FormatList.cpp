@@ -19,6 +19,14 @@ std::unique_ptr<FormatList>& TheList() {
   return list;
 }
 
+// Then anybody could have this process run a library of theirs.
+bool EverybodyWrites(const std::string& folder) {
+  std::error_code error;
+  const auto permissions = std::filesystem::status(folder, error).permissions();
+  return !error &&
+         (permissions & std::filesystem::perms::others_write) != std::filesystem::perms::none;
+}
+
 }  // namespace
 
 struct FormatList::Library {
@@ -72,7 +80,13 @@ FormatList::FormatList()
           reinterpret_cast<const void*>(&NvImportSizeFileFormatsSupported))) {
   Append(std::make_shared<const Library>());
   AddFolder(std::filesystem::path(own_path_).parent_path());
-  for (const std::string& folder : NvApp::GetPluginDirectory()) AddFolder(folder);
+  for (const std::string& folder : NvApp::GetPluginDirectory()) {
+    if (EverybodyWrites(folder))
+      Log::WriteMessage("FormatList", "AddFolder",
+                        folder + " is left out, since everybody may write there", Log::kNormal);
+    else
+      AddFolder(folder);
+  }
 }
 
 FormatList::~FormatList() = default;

@@ -152,6 +152,20 @@ TEST(FormatList, LooksIntoThePlugInFoldersInOrder) {
   EXPECT_EQ(list.GetLibraryPath(20), second.path() + "/0.so");
 }
 
+TEST(FormatList, LoadsNothingFromWhereEverybodyWrites) {
+  const TempFolder folder;
+  std::filesystem::copy(Plugin("good"), folder.path() + "/plugin.so");
+  std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+  ::setenv("NVIMPORT_PLUGIN_PATH", folder.path().c_str(), 1);
+  const LogRecorder log;
+  EXPECT_EQ(FormatList().size(), 19);
+  ASSERT_EQ(log.entries().size(), 1U);
+  EXPECT_EQ(log.entries()[0].text, folder.path() + " is left out, since everybody may write there");
+  std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
+  EXPECT_EQ(FormatList().size(), 20);
+  ::unsetenv("NVIMPORT_PLUGIN_PATH");
+}
+
 TEST(FormatList, AskingDetectsWithEveryLibrarysTest) {
   FormatList list;
   ASSERT_TRUE(list.AddLibrary(Plugin("good")));
