@@ -1,47 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <set>
 
 #include "framework/FormatDetection.h"
 #include "framework/FormatList.h"
 #include "framework/NvImport.h"
 #include "framework/SprFileFactory.h"
 #include "framework/SpreadsheetOpenOptions.h"
-#include "platform/Dialogs.h"
-#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/Samples.h"
 #include "tests/support/Support.h"
 
 namespace {
-
-// The sample files by name.
-std::set<std::filesystem::path> Samples() {
-  std::set<std::filesystem::path> samples;
-  for (const auto& entry : std::filesystem::directory_iterator(NVIMPORT_TEST_SAMPLES))
-    if (entry.path().extension() != ".sh") samples.insert(entry.path());
-  return samples;
-}
-
-// A user who takes the first of everything.
-class Obliging : public ScriptedDialogs {
- public:
-  Obliging() {
-    import_text = [this](const TextImportQuestion& question) {
-      ++text_questions;
-      return std::optional(question.current);
-    };
-    items = ItemsChoice{{0}, 0};
-    range = RangeChoice{};
-  }
-  std::size_t questions() const {
-    return text_questions + items_questions.size() + range_questions.size();
-  }
-
- private:
-  std::size_t text_questions = 0;
-};
 
 // Reads through the C functions of this very program.
 std::string ReadThroughTheFunctions(int format, const char* path, NvImportOpenOptions* options) {

@@ -13,3 +13,18 @@ class AllocationCounter {
  private:
   std::size_t before_;
 };
+
+// Lets that many more allocations through, then one fails, while it lives.
+class AllocationFault {
+ public:
+  explicit AllocationFault(std::size_t granted);
+  AllocationFault(const AllocationFault&) = delete;
+  AllocationFault& operator=(const AllocationFault&) = delete;
+  ~AllocationFault();
+
+  // Whether it has come to pass.
+  bool happened() const;
+};
+
+// What is held now.
+std::size_t AllocatedBytes();

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <set>
+
+#include "tests/support/ScriptedDialogs.h"
+
+// The sample files by name.
+inline std::set<std::filesystem::path> Samples() {
+  std::set<std::filesystem::path> samples;
+  for (const auto& entry : std::filesystem::directory_iterator(NVIMPORT_TEST_SAMPLES))
+    if (entry.path().extension() != ".sh") samples.insert(entry.path());
+  return samples;
+}
+
+// A user who takes the first of everything.
+class Obliging : public ScriptedDialogs {
+ public:
+  Obliging() {
+    import_text = [this](const TextImportQuestion& question) {
+      ++text_questions;
+      return std::optional(question.current);
+    };
+    items = ItemsChoice{{0}, 0};
+    range = RangeChoice{};
+  }
+  std::size_t questions() const {
+    return text_questions + items_questions.size() + range_questions.size();
+  }
+
+ private:
+  std::size_t text_questions = 0;
+};
