@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-// The two code pages of old worksheets: OEM is CP437, ANSI is Windows-1252.
+// The code pages of old worksheets. OEM is CP437, ANSI is Windows-1252.
 
 // Windows-1252 from 0x80 to 0x9f; above, its characters are those of Unicode. The five undefined
 // bytes are the control characters of the same value.
@@ -26,3 +26,7 @@ void OemToAnsi(char* text, std::size_t count);
 // `text`, which is UTF-8 where it is valid UTF-8 and else Windows-1252, in the OEM code page. What
 // it lacks becomes '?', counted in `lost`.
 std::string ToOem(std::string_view text, std::size_t& lost);
+
+// Adds `bytes`, which are in the code page of this number, as UTF-8. 10000 is Mac Roman; one that
+// is not known counts as Windows-1252.
+void AppendFromCodePage(std::string& out, std::string_view bytes, int page);
