@@ -151,6 +151,15 @@ void ExcelCells::Take(BiffRecord& record) {
     case kFormula:
       if (IsFormula(record.id)) TakeFormula(record);
       return;
+    default:
+      TakeOther(record);
+      return;
+  }
+}
+
+// The records that are less frequent, apart so that the others stay fast.
+void ExcelCells::TakeOther(BiffRecord& record) {
+  switch (record.low_id()) {
     case kLabel:
       if (IsTaken(record.id)) TakeLabel(record);
       return;
@@ -201,17 +210,20 @@ bool ExcelCells::IsTaken(std::uint16_t id) {
 }
 
 bool ExcelCells::IsFormula(std::uint16_t id) {
+  return id == (book_.version == 4 ? 0x0406 : 0x0006) || IsOtherFormula(id);
+}
+
+bool ExcelCells::IsOtherFormula(std::uint16_t id) {
   if (book_.version == 2 && id == 0x0206) return IsTaken(id);
-  if (id == (book_.version == 4 ? 0x0406 : 0x0006)) return true;
   if (!IsOneOf(kFormulas, id)) return false;
   left_out_.formulas += book_.rules.formula_id_by_version ? 1 : 0;
   return !book_.rules.formula_id_by_version;
 }
 
 // Whether a record has the head of BIFF2. Kept: all have in a file of BIFF2, and none elsewhere.
-bool ExcelCells::HasLongHead(std::uint16_t id) const {
-  if (id == 0x0006 || book_.rules.ignore_biff2_cells) return book_.is_biff2;
-  return id >> 8 == 0;
+inline bool ExcelCells::HasLongHead(std::uint16_t id) const {
+  if (id >> 8 != 0 && !book_.is_biff2) return false;
+  return book_.rules.ignore_biff2_cells ? book_.is_biff2 : id >> 8 == 0;
 }
 
 void ExcelCells::TakeNumber(const BiffRecord& record) {
@@ -227,6 +239,20 @@ void ExcelCells::TakeInteger(const BiffRecord& record) {
   sink_->Set(place.column, place.row, static_cast<double>(record.Field<std::int16_t>(7)));
 }
 
+// Hands on a text as it lies in the record; the byte behind it serves as its NUL meanwhile.
+inline void ExcelCells::SetText(Place place, BiffRecord& record, std::size_t at, std::size_t size) {
+  struct Terminated {
+    char* end;
+    char before;
+    ~Terminated() { *end = before; }
+  };
+  const std::string_view text = record.Text(at, size);
+  if (!book_.rules.texts_as_stored && SetConverted(place, text)) return;
+  char* const begin = record.data + (text.data() - record.data);
+  const Terminated terminated{begin + text.size(), std::exchange(begin[text.size()], '\0')};
+  sink_->Set(place.column, place.row, begin);
+}
+
 void ExcelCells::TakeLabel(BiffRecord& record) {
   const Place place = PlaceOf(record);
   if (record.low_id() == kLabel && HasLongHead(record.id))
@@ -238,17 +264,19 @@ void ExcelCells::TakeLabel(BiffRecord& record) {
 
 void ExcelCells::TakeBoolErr(const BiffRecord& record) {
   const Place place = PlaceOf(record);
-  const std::size_t at = HasLongHead(record.id) ? 7 : 6;
-  if (record.U8(at + 1) != 0 || book_.rules.booleans_as_empty_text) {
-    changed_.boolerrs += book_.rules.booleans_as_empty_text ? 1 : 0;
-    sink_->Set(place.column, place.row, "");
-  } else {
-    sink_->Set(place.column, place.row, static_cast<double>(record.U8(at)));
+  if (book_.rules.booleans_as_empty_text) {
+    ++changed_.boolerrs;
+    return sink_->Set(place.column, place.row, "");
   }
+  const std::size_t at = HasLongHead(record.id) ? 7 : 6;
+  if (record.U8(at + 1) != 0)
+    sink_->Set(place.column, place.row, "");
+  else
+    sink_->Set(place.column, place.row, static_cast<double>(record.U8(at)));
 }
 
 void ExcelCells::TakeFormula(const BiffRecord& record) {
-  const bool has_long_head = HasLongHead(record.id);
+  const bool has_long_head = book_.is_biff2 && record.id == 0x0006;
   const std::size_t at = has_long_head ? 7 : 6;
   if (record.U16(at + 6) != 0xFFFF) return SetNumberOf(record, record.F64(at), has_long_head);
   const Place place = PlaceOf(record);
@@ -341,22 +369,13 @@ void ExcelCells::SetDate(Place place, ExcelXf xf, double value) {
   sink_->Set(place.column, place.row, text.data());
 }
 
-// Hands on a text as it lies in the record; the byte behind it serves as its NUL meanwhile.
-void ExcelCells::SetText(Place place, BiffRecord& record, std::size_t at, std::size_t size) {
-  struct Terminated {
-    char* end;
-    char before;
-    ~Terminated() { *end = before; }
-  };
-  const std::string_view text = record.Text(at, size);
-  if (!book_.rules.texts_as_stored && !IsAscii(text)) {
-    text_.clear();
-    AppendFromCodePage(text_, text, book_.code_page);
-    return sink_->Set(place.column, place.row, text_.c_str());
-  }
-  char* const begin = record.data + (text.data() - record.data);
-  const Terminated terminated{begin + text.size(), std::exchange(begin[text.size()], '\0')};
-  sink_->Set(place.column, place.row, begin);
+// Hands on a text as UTF-8; false when it is so already.
+bool ExcelCells::SetConverted(Place place, std::string_view text) {
+  if (IsAscii(text)) return false;
+  text_.clear();
+  AppendFromCodePage(text_, text, book_.code_page);
+  sink_->Set(place.column, place.row, text_.c_str());
+  return true;
 }
 
 void ExcelCells::SetString(Place place, BiffRecord& record, std::size_t at) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "formats/workbook/ExcelFile.h"
 
@@ -56,6 +57,7 @@ class ExcelCells {
   bool GoToFirstRow();
   bool PassSubstream();
   void Take(BiffRecord& record);
+  void TakeOther(BiffRecord& record);
   void TakeOwnGlobal(const BiffRecord& record);
   void TakeNumber(const BiffRecord& record);
   void TakeInteger(const BiffRecord& record);
@@ -66,12 +68,14 @@ class ExcelCells {
   void TakeMulRk(const BiffRecord& record);
   bool IsTaken(std::uint16_t id);
   bool IsFormula(std::uint16_t id);
+  bool IsOtherFormula(std::uint16_t id);
   bool HasLongHead(std::uint16_t id) const;
   void SetNumber(Place place, std::uint16_t xf, double value);
   void SetNumberOf(const BiffRecord& record, double value, bool has_long_head);
   void SetEmpty(Place place, bool is_left_out, std::uint64_t& left_out);
   void SetDate(Place place, ExcelXf xf, double value);
   void SetText(Place place, BiffRecord& record, std::size_t at, std::size_t size);
+  bool SetConverted(Place place, std::string_view text);
   void SetString(Place place, BiffRecord& record, std::size_t at);
 
   static constexpr unsigned kLastByte = 0xFF;
