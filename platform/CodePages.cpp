@@ -215,11 +215,15 @@ bool AppendFromSystem(std::string& out, std::string_view bytes, int page) {
 
 }  // namespace
 
-void OemToAnsi(char* text, std::size_t count) {
+std::size_t OemToAnsi(char* text, std::size_t count) {
+  std::size_t lost = 0;
   for (char* next = text; next != text + count; ++next) {
     const auto byte = static_cast<unsigned char>(*next);
-    if (byte >= 0x80) *next = AnsiOfOem()[byte - 0x80U];
+    if (byte < 0x80) continue;
+    *next = AnsiOfOem()[byte - 0x80U];
+    lost += *next == '?' ? 1 : 0;
   }
+  return lost;
 }
 
 std::string ToOem(std::string_view text, std::size_t& lost) {

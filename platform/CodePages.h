@@ -20,8 +20,8 @@ inline char32_t FromWindows1252(char c) {
   return byte >= 0x80 && byte < 0xa0 ? kWindows1252[byte - 0x80U] : char32_t{byte};
 }
 
-// Converts `count` bytes in place; what the other page lacks becomes '?'.
-void OemToAnsi(char* text, std::size_t count);
+// Converts `count` bytes in place; what the other page lacks becomes '?'. The number of those.
+std::size_t OemToAnsi(char* text, std::size_t count);
 
 // `text`, which is UTF-8 where it is valid UTF-8 and else Windows-1252, in the OEM code page. What
 // it lacks becomes '?', counted in `lost`.
