@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-// The two code pages of old worksheets: OEM is CP437, ANSI is Windows-1252.
+// The code pages of old worksheets. OEM is CP437, ANSI is Windows-1252.
 
 // Windows-1252 from 0x80 to 0x9f; above, its characters are those of Unicode. The five undefined
 // bytes are the control characters of the same value.
@@ -20,9 +20,13 @@ inline char32_t FromWindows1252(char c) {
   return byte >= 0x80 && byte < 0xa0 ? kWindows1252[byte - 0x80U] : char32_t{byte};
 }
 
-// Converts `count` bytes in place; what the other page lacks becomes '?'.
-void OemToAnsi(char* text, std::size_t count);
+// Converts `count` bytes in place; what the other page lacks becomes '?'. The number of those.
+std::size_t OemToAnsi(char* text, std::size_t count);
 
 // `text`, which is UTF-8 where it is valid UTF-8 and else Windows-1252, in the OEM code page. What
 // it lacks becomes '?', counted in `lost`.
 std::string ToOem(std::string_view text, std::size_t& lost);
+
+// Adds `bytes`, which are in the code page of this number, as UTF-8. 10000 is Mac Roman; one that
+// is not known counts as Windows-1252.
+void AppendFromCodePage(std::string& out, std::string_view bytes, int page);

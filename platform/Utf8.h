@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -22,6 +24,19 @@ inline std::size_t CharacterSize(std::string_view text) {
       (lead == 0xf0 && second < 0x90) || (lead == 0xf4 && second > 0x8f))
     return 0;
   return size;
+}
+
+inline bool IsAscii(std::string_view text) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::uint64_t all = 0;
+  std::size_t i = 0;
+  for (; i + sizeof all <= text.size(); i += sizeof all) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text.data() + i, sizeof word);
+    all |= word;
+  }
+  for (; i < text.size(); ++i) all |= static_cast<unsigned char>(text[i]);
+  return (all & kHighBits) == 0;
 }
 
 inline bool IsUtf8(std::string_view text) {
@@ -60,4 +75,9 @@ inline void AppendUtf8(std::string& out, char32_t c) {
     tail(6);
     tail(0);
   }
+}
+
+// Adds bytes that are the characters of the same numbers.
+inline void AppendLatin1(std::string& out, std::string_view bytes) {
+  for (const char c : bytes) AppendUtf8(out, static_cast<unsigned char>(c));
 }

@@ -6,10 +6,8 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 
 #include "platform/CodePages.h"
-#include "platform/Utf8.h"
 
 namespace {
 
@@ -27,24 +25,9 @@ bool IsIn(const Range (&ranges)[kCount], char32_t c) {
   return std::ranges::any_of(ranges, [c](Range r) { return c >= r.first && c <= r.last; });
 }
 
-unsigned char Byte(char c) { return static_cast<unsigned char>(c); }
-
 std::size_t CharacterWidth(char32_t c) { return IsIn(kNoWidth, c) ? 0 : IsIn(kWide, c) ? 2 : 1; }
 
 }  // namespace
-
-bool IsAscii(std::string_view text) {
-  constexpr std::uint64_t kHighBits = 0x8080808080808080;
-  std::uint64_t all = 0;
-  std::size_t i = 0;
-  for (; i + sizeof all <= text.size(); i += sizeof all) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, text.data() + i, sizeof word);
-    all |= word;
-  }
-  for (; i < text.size(); ++i) all |= Byte(text[i]);
-  return (all & kHighBits) == 0;
-}
 
 void Conversion::Close::operator()(void* handle) const { iconv_close(handle); }
 

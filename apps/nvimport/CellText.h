@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-// Texts at the edge: the library's bytes become UTF-8, and UTF-8 becomes what is written.
+#include "platform/Utf8.h"
 
-bool IsAscii(std::string_view text);
+// Texts at the edge: the library's bytes become UTF-8, and UTF-8 becomes what is written.
 
 // One conversion by the system's tables.
 class Conversion {

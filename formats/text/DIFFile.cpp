@@ -6,6 +6,7 @@
 #include "formats/text/DIFFile.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <charconv>
 #include <cstring>
@@ -20,6 +21,7 @@
 #include "platform/NumberText.h"
 #include "platform/NvFile.h"
 #include "platform/Paths.h"
+#include "platform/Utf8.h"
 
 namespace {
 
@@ -36,11 +38,27 @@ constexpr const char* kSource = "DIFFile";
 constexpr std::size_t kLongestLine = 2023;
 constexpr std::size_t kLongestTitle = 49;
 constexpr std::size_t kBlock = 256 * 1024;
+constexpr std::size_t kMarkSize = 3;
+constexpr int kOemPage = 437;
 // A header entry is three lines, a record two.
 constexpr std::size_t kLongestEntry = 3 * (kLongestLine + 1);
 
 bool IsQuoted(std::string_view text) {
   return text.size() >= 2 && text.front() == '"' && text.back() == '"';
+}
+
+// Where all quotes are doubled: leaves one of each two. The size that remains.
+std::size_t HalveQuotes(char* text, std::size_t size) {
+  const std::string_view all(text, size);
+  const std::size_t first = all.find('"');
+  for (std::size_t at = first; at < size; at = all.find('"', at + 2))
+    if (at + 1 == size || text[at + 1] != '"') return size;
+  std::size_t used = std::min(first, size);
+  for (std::size_t i = used; i < size; ++i) {
+    text[used++] = text[i];
+    if (text[i] == '"') ++i;
+  }
+  return used;
 }
 
 // The whole number that `text` begins with, 0 without one.
@@ -80,6 +98,7 @@ void DIFFile::Forget() {
   output_.Close();
   input_stream_ = nullptr;
   output_stream_ = nullptr;
+  has_mark_ = false;
   mode_ = Mode::kNone;
   size_established_ = false;
 }
@@ -100,7 +119,11 @@ int DIFFile::Open(bool read, const char* path, NvImportOpenOptions*) {
     return output_.is_open() ? kGood : Fail(kNoStream);
   }
   mode_ = Mode::kReading;
-  if (NvFile::GetEncoding(path) != ETextFileEncoding::kSingleByte) return Fail(kUnicode);
+  const ETextFileEncoding encoding = NvFile::GetEncoding(path);
+  has_mark_ = encoding == ETextFileEncoding::kUtf8;
+  const bool is_readable =
+      encoding == ETextFileEncoding::kSingleByte || (has_mark_ && !rules_.single_byte_texts);
+  if (!is_readable) return Fail(kUnicode);
   input_ = InputFile(path);
   return input_.is_open() ? ReadHeader() : Fail(kNoStream);
 }
@@ -124,18 +147,21 @@ int DIFFile::Open(std::ostream& stream, const char* title) {
 bool DIFFile::Rewind() {
   begin_ = end_ = 0;
   at_end_ = false;
-  if (input_stream_ == nullptr) return input_.Seek(0);
+  if (input_stream_ == nullptr) return input_.Seek(has_mark_ ? kMarkSize : 0);
   input_stream_->clear();
   return static_cast<bool>(input_stream_->seekg(0));
 }
 
 void DIFFile::Prepare() {
-  if (at_end_ || end_ - begin_ >= kLongestEntry) return;
-  buffer_.resize(kBlock + 1);
-  std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+  if (!at_end_ && end_ - begin_ < kLongestEntry) Fill(kBlock);
+}
+
+void DIFFile::Fill(std::size_t capacity) {
+  if (end_ > 0) std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
   end_ -= begin_;
   begin_ = 0;
-  const std::span<char> room(buffer_.data() + end_, kBlock - end_);
+  buffer_.resize(capacity + 1);
+  const std::span<char> room(buffer_.data() + end_, capacity - end_);
   std::ptrdiff_t got = 0;
   if (input_stream_ != nullptr) {
     input_stream_->read(room.data(), std::ssize(room));
@@ -167,7 +193,8 @@ inline void DIFFile::EndLine(Line& line) {
 
 bool DIFFile::GetLongLine(Line& line) {
   const std::size_t rest = end_ - begin_;
-  const std::size_t window = std::min(rest, kLongestLine + 1);
+  const std::size_t longest = rules_.short_lines_only ? kLongestLine : rest;
+  const std::size_t window = std::min(rest, longest + 1);
   if (window == 0) return false;
   if (const void* feed = std::memchr(line.text, '\n', window)) {
     line.size = static_cast<std::size_t>(static_cast<const char*>(feed) - line.text);
@@ -175,19 +202,63 @@ bool DIFFile::GetLongLine(Line& line) {
     return true;
   }
   // The last line may go without its break.
-  if (rest > kLongestLine) return false;
+  if (rest > longest || !(at_end_ || rules_.short_lines_only)) return false;
   line.size = rest;
   line.text[line.size] = '\0';
   begin_ = end_;
   return true;
 }
 
+bool DIFFile::GetLongEntry(std::size_t begin, std::span<Line* const> lines) {
+  while (!at_end_ && !rules_.short_lines_only) {
+    // The breaks that the lines before the last had.
+    for (std::size_t i = 1; i < lines.size() && lines[i]->text != nullptr; ++i) {
+      char* const end = lines[i - 1]->text + lines[i - 1]->size;
+      *end = lines[i]->text == end + 1 ? '\n' : '\r';
+    }
+    begin_ = begin;
+    Fill(2 * std::max(end_ - begin_, kBlock));
+    begin = 0;
+    for (Line* const line : lines) *line = {};
+    if (std::ranges::all_of(lines, [&](Line* line) { return GetLine(*line); })) return true;
+  }
+  return false;
+}
+
+bool DIFFile::GetRestOfText(Line& text) {
+  char* const break_ = text.text + text.size;
+  const char* const behind = buffer_.data() + begin_;
+  if (break_ != behind) *break_ = break_ + 1 == behind ? '\n' : '\r';
+  begin_ = static_cast<std::size_t>(text.text - buffer_.data());
+  std::size_t line = 0;
+  while (true) {
+    const std::string_view rest(buffer_.data() + begin_, end_ - begin_);
+    std::size_t end = rest.find('\n', line);
+    if (end == std::string_view::npos && !at_end_) {
+      Fill(2 * std::max(rest.size(), kBlock));
+      continue;
+    }
+    end = std::min(end, rest.size());
+    text = {buffer_.data() + begin_, end};
+    if (end > 0 && rest[end - 1] == '\r') --text.size;
+    if (IsQuoted(text.view())) {
+      begin_ += std::min(end + 1, rest.size());
+      return true;
+    }
+    if (end == rest.size()) return false;
+    line = end + 1;
+  }
+}
+
 int DIFFile::ReadDIFHeaderEntry(Line& text) {
   Prepare();
   Line topic;
   Line numbers;
-  if (!GetLine(topic) || !GetLine(numbers) || numbers.view().find(',') == std::string_view::npos ||
-      !GetLine(text)) {
+  const std::size_t begin = begin_;
+  text = {};
+  if ((!(GetLine(topic) && GetLine(numbers) && GetLine(text)) &&
+       !GetLongEntry(begin, std::array{&topic, &numbers, &text})) ||
+      numbers.view().find(',') == std::string_view::npos) {
     Fail(kBadHeader);
     return kError;
   }
@@ -213,11 +284,18 @@ int DIFFile::ReadHeader() {
   }
 }
 
+inline void DIFFile::TakeQuoted(Line& text, Line& value) const {
+  value = {text.text + 1, text.size - 2};
+  if (!rules_.quotes_as_they_stand) value.size = HalveQuotes(value.text, value.size);
+  value.text[value.size] = '\0';
+}
+
 int DIFFile::ReadDIFRecord(Line& value) {
   if (end_ - begin_ < kLongestEntry) Prepare();
   Line type;
   Line text;
-  if (!GetLine(type) || !GetLine(text)) {
+  const std::size_t begin = begin_;
+  if (!(GetLine(type) && GetLine(text)) && !GetLongEntry(begin, std::array{&type, &text})) {
     Fail(kBadRecord);
     return kError;
   }
@@ -242,16 +320,25 @@ int DIFFile::ReadDIFRecord(Line& value) {
       if (text.size == 1 && *text.text == 'V') return kNumber;
       return TakeNumber(text.view(), value);
     case 1:
-      if (!IsQuoted(text.view())) {
-        Fail(kBadRecord);
-        return kError;
-      }
-      value = {text.text + 1, text.size - 2};
-      value.text[value.size] = '\0';
+      if (!IsQuoted(text.view())) return TakeOddText(text, value);
+      TakeQuoted(text, value);
       return kText;
     default:
       return kSkipped;
   }
+}
+
+// A text whose line is not quoted.
+int DIFFile::TakeOddText(Line& text, Line& value) {
+  const bool is_open = text.size > 0 && *text.text == '"';
+  if (is_open && !rules_.texts_on_one_line && GetRestOfText(text)) {
+    TakeQuoted(text, value);
+    return kText;
+  }
+  value = text;
+  if (!is_open && !rules_.texts_need_quotes) return kText;
+  Fail(kBadRecord);
+  return kError;
 }
 
 int DIFFile::TakeNumber(std::string_view indicator, Line& value) {
@@ -267,7 +354,7 @@ int DIFFile::TakeNumber(std::string_view indicator, Line& value) {
     if (indicator.front() == 't' || indicator.front() == 'f' || !rules_.only_lower_case_truth)
       become(is_true ? "1" : "0");
     else
-      ++upper_case_truths_;
+      ++changed_.truths;
   }
   return indicator == "ERROR" || indicator == "NA" ? kNoValue : kNumber;
 }
@@ -288,8 +375,11 @@ int DIFFile::EstablishSize() {
         break;
       case kText:
       case kNumber:
-        // Kept: ERROR and NA are not counted here, though they are delivered.
         if (rows > 0) columns = std::max(columns, ++cells);
+        break;
+      case kNoValue:
+        // Kept: ERROR and NA are not counted here, though they are delivered.
+        if (rows > 0 && !rules_.errors_not_counted) columns = std::max(columns, ++cells);
         break;
       case kEnd:
         return SetSize(columns, rows);
@@ -306,30 +396,46 @@ int DIFFile::Read(ReadSpreadSheetData* sink) {
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
   if (ReadHeader() != kGood) return status_;
-  upper_case_truths_ = 0;
+  changed_ = {};
   sink->GetNextIndex(0);
   int row = 0;
   int wanted = 0;
   int cell = 0;
+  int widest = 0;
   Line value;
   int kind = kSkipped;
   while (kind != kEnd && kind != kError) {
     kind = ReadDIFRecord(value);
     if (kind == kBeginning) {
       wanted = sink->GetNextIndex(row);
+      if (row > 0) widest = std::max(widest, cell);
       ++row;
       cell = 0;
     } else if (kind == kText || kind == kNumber || kind == kNoValue) {
       ++cell;
       if (row != wanted || row < 1) continue;
-      if (kind == kText) ConvertFromFile(value.text, value.size);
-      sink->Set(cell, row, kind == kNoValue ? "" : value.text);
+      if (kind == kNumber)
+        sink->Set(cell, row, value.text);
+      else if (kind == kText)
+        sink->Set(cell, row, ConvertFromFile(value.text, value.size, changed_));
+      else if (rules_.errors_as_empty_texts) {
+        ++changed_.errors;
+        sink->Set(cell, row, "");
+      }
     }
   }
+  if (!rules_.last_row_as_size) cell = row > 0 ? std::max(widest, cell) : 0;
   sink->SetDataSize(cell, row);
-  Log::WriteCount(kSource, upper_case_truths_,
-                  "cell with the indicator TRUE or FALSE arrives empty",
+  Log::WriteCount(kSource, changed_.truths, "cell with the indicator TRUE or FALSE arrives empty",
                   "cells with the indicators TRUE and FALSE arrive empty");
+  Log::WriteCount(kSource, changed_.errors,
+                  "missing cell with the indicator ERROR or NA arrives as an empty text",
+                  "missing cells with the indicators ERROR and NA arrive as empty texts");
+  Log::WriteCount(kSource, changed_.utf8_texts,
+                  "text is in UTF-8 and was taken for one in the code page",
+                  "texts are in UTF-8 and were taken for such in the code page");
+  Log::WriteCount(kSource, changed_.characters, "character is not in Windows-1252 and became ?",
+                  "characters are not in Windows-1252 and became ?");
   return status_;
 }
 
@@ -390,7 +496,7 @@ void DIFFile::WriteRecord(std::string record, Lossy& lossy) {
     output_.Write(record);
 }
 
-void DIFFile::ConvertFromFile(char*, std::size_t) const {}
+const char* DIFFile::ConvertFromFile(char* text, std::size_t, Changed&) { return text; }
 
 std::string DIFFile::ConvertToFile(std::string record, Lossy&) const { return record; }
 
@@ -400,7 +506,21 @@ std::string DIFFile::CellText(std::string text) const {
   return text;
 }
 
-void DIFFileOEM::ConvertFromFile(char* text, std::size_t count) const { OemToAnsi(text, count); }
+const char* DIFFileOEM::ConvertFromFile(char* text, std::size_t count, Changed& changed) {
+  const std::string_view stored(text, count);
+  if (IsAscii(stored)) return text;
+  const bool is_utf8 = IsUtf8(stored);
+  if (rules().single_byte_texts) {
+    const std::size_t lost = OemToAnsi(text, count);
+    changed.utf8_texts += is_utf8 ? 1 : 0;
+    changed.characters += is_utf8 ? 0 : lost;
+    return text;
+  }
+  if (is_utf8) return text;
+  converted_.clear();
+  AppendFromCodePage(converted_, stored, kOemPage);
+  return converted_.c_str();
+}
 
 std::string DIFFileOEM::ConvertToFile(std::string record, Lossy& lossy) const {
   return ToOem(record, lossy.characters);
@@ -409,10 +529,10 @@ std::string DIFFileOEM::ConvertToFile(std::string record, Lossy& lossy) const {
 // Kept: line breaks stay, unlike in the other class.
 std::string DIFFileOEM::CellText(std::string text) const { return text; }
 
-DiffFileOEMFactory::DiffFileOEMFactory()
+DiffFileOEMFactory::DiffFileOEMFactory(const DIFRules& rules)
     : SprFileFactory("DIF File(OEM)", "DIF Files(OEM) (*.dif)", "DIF Files(OEM) (*.dif)", 1, ".dif",
-                     /*can_write=*/true, /*can_read=*/true, /*several_at_once=*/false, true, true) {
-}
+                     /*can_write=*/true, /*can_read=*/true, /*several_at_once=*/false, true, true),
+      rules_(rules) {}
 
 int DiffFileOEMFactory::IsCorrectFileType(const char* path) {
   return NvFile::GetEncoding(path) != ETextFileEncoding::kSingleByte ||
@@ -421,4 +541,6 @@ int DiffFileOEMFactory::IsCorrectFileType(const char* path) {
              : kNotThis;
 }
 
-SpreadsheetFile* DiffFileOEMFactory::Create() { return std::make_unique<DIFFileOEM>().release(); }
+SpreadsheetFile* DiffFileOEMFactory::Create() {
+  return std::make_unique<DIFFileOEM>(rules_).release();
+}

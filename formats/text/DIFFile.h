@@ -1,7 +1,10 @@
 #pragma once
 
+#include <array>
+#include <bit>
 #include <cstdint>
 #include <iosfwd>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,15 +15,28 @@
 #include "platform/InputFile.h"
 #include "platform/OutputFile.h"
 
-// Habits that repeat imports of old exactly. Each costs cells.
+// Habits that repeat imports of old exactly. Each costs what its line says.
 struct DIFRules {
   bool only_lower_case_truth = true;  // the indicators TRUE and FALSE arrive empty
+  bool errors_as_empty_texts = true;  // ERROR and NA, which are missing, arrive as texts
+  bool errors_not_counted = true;     // rows that end in ERROR or NA make the size too small
+  bool last_row_as_size = true;       // the size announced by a read is the last row's
+  bool single_byte_texts = true;      // UTF-8 texts and files, what Windows-1252 lacks
+  bool short_lines_only = true;       // files with a line of more than 2,023 bytes
+  bool texts_on_one_line = true;      // files with a line break within a text
+  bool texts_need_quotes = true;      // files with a text without quotes
+  bool quotes_as_they_stand = true;   // quotes that are doubled within a text stay so
+
+  // None of them: every cell of the file.
+  static constexpr DIFRules Off() {
+    return std::bit_cast<DIFRules>(std::array<bool, sizeof(DIFRules)>{});
+  }
 };
 
 // Data Interchange Format worksheets, read and written, whose texts pass as they are.
 class NVIMPORT_API DIFFile : public SpreadsheetFile {
  public:
-  explicit DIFFile(DIFRules rules = {}) : rules_(rules) {}
+  explicit DIFFile(const DIFRules& rules = {}) : rules_(rules) {}
   DIFFile(const DIFFile&) = delete;
   DIFFile& operator=(const DIFFile&) = delete;
   ~DIFFile() override;
@@ -46,10 +62,20 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
     std::uint64_t long_lines = 0;
   };
 
+  // Cells that arrive otherwise than they stand in the file.
+  struct Changed {
+    std::uint64_t truths = 0;
+    std::uint64_t errors = 0;
+    std::uint64_t utf8_texts = 0;
+    std::uint64_t characters = 0;
+  };
+
   int EstablishSize() override;
 
+  const DIFRules& rules() const { return rules_; }
+
   // The texts of cells between the file's code page and that of sheets.
-  virtual void ConvertFromFile(char* text, std::size_t count) const;
+  virtual const char* ConvertFromFile(char* text, std::size_t count, Changed& changed);
   virtual std::string ConvertToFile(std::string record, Lossy& lossy) const;
   // A text cell as it is written.
   virtual std::string CellText(std::string text) const;
@@ -78,11 +104,19 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   };
 
   bool Rewind();
+  // Reads on behind what is left in the buffer, up to `capacity` bytes together.
+  void Fill(std::size_t capacity);
   // Has the lines of an entry in the buffer, as far as the file goes.
   void Prepare();
   // The next line; false when there is none or it is too long. It lasts until the next entry.
   bool GetLine(Line& line);
   bool GetLongLine(Line& line);
+  // Takes an entry's lines once more, from `begin`, with as much of the file as that needs.
+  bool GetLongEntry(std::size_t begin, std::span<Line* const> lines);
+  // Adds the lines that a text's closing quote is behind.
+  bool GetRestOfText(Line& text);
+  void TakeQuoted(Line& text, Line& value) const;
+  int TakeOddText(Line& text, Line& value);
   // Takes a line, whose size is found, with its break.
   void EndLine(Line& line);
   int ReadDIFHeaderEntry(Line& text);
@@ -102,7 +136,8 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   std::ostream* output_stream_ = nullptr;
   std::string title_;
   std::string file_title_;
-  std::uint64_t upper_case_truths_ = 0;
+  bool has_mark_ = false;  // of UTF-8
+  Changed changed_;
 
   std::vector<char> buffer_;
   std::size_t begin_ = 0;
@@ -116,15 +151,21 @@ class NVIMPORT_API DIFFileOEM : public DIFFile {
   using DIFFile::DIFFile;
 
  protected:
-  void ConvertFromFile(char* text, std::size_t count) const override;
+  const char* ConvertFromFile(char* text, std::size_t count, Changed& changed) override;
   std::string ConvertToFile(std::string record, Lossy& lossy) const override;
   std::string CellText(std::string text) const override;
+
+ private:
+  std::string converted_;
 };
 
 class NVIMPORT_API DiffFileOEMFactory final : public SprFileFactory {
  public:
-  DiffFileOEMFactory();
+  explicit DiffFileOEMFactory(const DIFRules& rules = {});
   // Claims Unicode files as well, so that they are refused with a text of their own.
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;
+
+ private:
+  DIFRules rules_;
 };

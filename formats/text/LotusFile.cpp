@@ -2,13 +2,15 @@
 // and that many bytes, little-endian, the first of them BOF with the version. Cells begin with a
 // format byte, a 16-bit column and a 16-bit row, both from 0:
 //   13 INTEGER int16   14 NUMBER double   15 LABEL a prefix character, then the text with its NUL
-//   16 FORMULA double, the value, then the formula
-//   6 RANGE int16 first column, first row, last column, last row   1 EOF
+//   16 FORMULA double, the value, then the formula   51 STRING the text that it results in, with
+//   NUL 6 RANGE int16 first column, first row, last column, last row   1 EOF
 
 #include "formats/text/LotusFile.h"
 
 #include <algorithm>
 #include <bit>
+#include <climits>
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <span>
@@ -76,10 +78,14 @@ enum RecordType : int {
   kInteger = 13,
   kNumber = 14,
   kLabel = 15,
-  kFormula = 16
+  kFormula = 16,
+  kString = 51
 };
-constexpr int kLastType = 256;
+constexpr int kLastType = 256;  // that the formats of these versions have
 constexpr std::size_t kRecordHeaderSize = 4;
+// In a cell's record.
+constexpr std::size_t kValue = 5;
+constexpr std::size_t kLabelText = 6;
 
 // A number at `at` in a record; what lies past its end is zero.
 template <typename T>
@@ -99,12 +105,15 @@ bool IsValidDouble(double value) {
 
 }  // namespace
 
+LotusFile::LotusFile(const LotusRules& rules)
+    : rules_(rules), last_type_(rules.new_records_end_read ? kLastType : SHRT_MAX) {}
+
 LotusFile::LotusFile(const LotusFile& other)
     : SpreadsheetFile(other),
       rules_(other.rules_),
+      last_type_(other.last_type_),
       path_(other.path_),
-      first_column_(other.first_column_),
-      first_row_(other.first_row_) {
+      shift_(other.shift_) {
   if (other.input_.is_open()) input_ = InputFile(path_.c_str());
 }
 
@@ -112,9 +121,9 @@ LotusFile& LotusFile::operator=(const LotusFile& other) {
   if (this == &other) return *this;
   SpreadsheetFile::operator=(other);
   rules_ = other.rules_;
+  last_type_ = other.last_type_;
   path_ = other.path_;
-  first_column_ = other.first_column_;
-  first_row_ = other.first_row_;
+  shift_ = other.shift_;
   input_ = other.input_.is_open() ? InputFile(path_.c_str()) : InputFile();
   return *this;
 }
@@ -156,12 +165,16 @@ int LotusFile::IsLotusFile() {
   return Fail(kOtherVersion);
 }
 
+inline bool LotusFile::IsCorrupt(const Record& record) const {
+  return record.length < 0 || record.type > last_type_;
+}
+
 bool LotusFile::ReadRecord(Record& record) {
   auto bytes = reader_.Ahead(kRecordHeaderSize);
   if (bytes.size() < kRecordHeaderSize) return false;
   record.type = LoadLittle<std::int16_t>(bytes.data());
   record.length = LoadLittle<std::int16_t>(bytes.data() + 2);
-  if (record.length < 0 || record.type > kLastType) return true;
+  if (IsCorrupt(record)) return true;
   const std::size_t size = kRecordHeaderSize + static_cast<std::size_t>(record.length);
   if (bytes.size() < size) bytes = reader_.Ahead(size);
   if (bytes.size() < size) return false;
@@ -173,7 +186,7 @@ bool LotusFile::ReadRecord(Record& record) {
 bool LotusFile::FindLotusRecord(int type, Record& record) {
   reader_.Begin(input_, 0);
   while (ReadRecord(record)) {
-    if (record.length < 0 || record.type > kLastType) return false;
+    if (IsCorrupt(record)) return false;
     if (record.type == type) return true;
   }
   return false;
@@ -186,18 +199,37 @@ bool LotusFile::EstablishRange() {
   if (size_established_) return true;
   Record record;
   if (!FindLotusRecord(kRange, record)) {
+    if (!rules_.range_needed && MeasureRange()) return true;
     num_cols_ = num_rows_ = -1;
     Fail(kNoRange);
     return false;
   }
   const std::span data(record.data, static_cast<std::size_t>(record.length));
-  first_column_ = Field<std::int16_t>(data, 0);
-  first_row_ = Field<std::int16_t>(data, 2);
+  const int first_column = Field<std::int16_t>(data, 0);
+  const int first_row = Field<std::int16_t>(data, 2);
+  // Kept: the start of the range is not subtracted.
+  if (!rules_.range_start_ignored) shift_ = {1 - first_column, 1 - first_row};
   // A range that ends before it starts holds no data.
-  num_cols_ = std::max(Field<std::int16_t>(data, 4) - first_column_ + 1, 0);
-  num_rows_ = std::max(Field<std::int16_t>(data, 6) - first_row_ + 1, 0);
+  num_cols_ = std::max(Field<std::int16_t>(data, 4) - first_column + 1, 0);
+  num_rows_ = std::max(Field<std::int16_t>(data, 6) - first_row + 1, 0);
   size_established_ = true;
   return true;
+}
+
+// The range of a worksheet that states none; false when it has no cells.
+bool LotusFile::MeasureRange() {
+  num_cols_ = num_rows_ = 0;
+  shift_ = {1, 1};
+  reader_.Begin(input_, 0);
+  Record record;
+  while (ReadRecord(record) && !IsCorrupt(record) && record.type != kEof) {
+    if (record.type < kInteger || record.type > kFormula) continue;
+    const Place place = PlaceOf(record);
+    num_cols_ = std::max(num_cols_, place.column);
+    num_rows_ = std::max(num_rows_, place.row);
+  }
+  size_established_ = num_cols_ > 0 && num_rows_ > 0;
+  return size_established_;
 }
 
 int LotusFile::GetNumCols() { return EstablishRange() ? num_cols_ : -1; }
@@ -210,6 +242,7 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   if (!EstablishRange()) return status_;
   sink->SetDataSize(num_cols_, num_rows_);
   LeftOut left_out;
+  end_ = rules_.cells_in_range_only ? Place{num_cols_, num_rows_} : Place{INT_MAX, INT_MAX};
   reader_.Begin(input_, 0);
   Record record;
   while (true) {
@@ -217,7 +250,7 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
       Fail(reader_.failed() ? kReadFailed : kNoEnd);
       break;
     }
-    if (record.type > kLastType || record.length < 0) {
+    if (IsCorrupt(record)) {
       Fail(kCorrupt);
       break;
     }
@@ -232,54 +265,83 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   return status_;
 }
 
-inline bool LotusFile::IsValidPos(int column, int row) const {
-  return column >= 1 && column <= num_cols_ && row >= 1 && row <= num_rows_;
+inline bool LotusFile::IsValidPos(Place place) const {
+  return place.column >= 1 && place.column <= end_.column && place.row >= 1 &&
+         place.row <= end_.row;
+}
+
+inline LotusFile::Place LotusFile::PlaceOf(const Record& record) const {
+  const std::span data(record.data, static_cast<std::size_t>(record.length));
+  return {Field<std::int16_t>(data, 1) + shift_.column, Field<std::int16_t>(data, 3) + shift_.row};
+}
+
+// Sets the text at `at`.
+inline void LotusFile::SetText(std::span<const char> data, std::size_t at, Place place,
+                               ReadSpreadSheetData& sink) {
+  const auto text = data.subspan(std::min(at, data.size()));
+  if (std::memchr(text.data(), '\0', text.size()) != nullptr)
+    sink.Set(place.column, place.row, text.data());
+  else
+    SetCutText(text, place, sink);
+}
+
+// Sets a text that lacks its NUL.
+void LotusFile::SetCutText(std::span<const char> text, Place place, ReadSpreadSheetData& sink) {
+  sink.Set(place.column, place.row, std::string(text.begin(), text.end()).c_str());
+}
+
+void LotusFile::SetFormula(std::span<const char> data, Place place, ReadSpreadSheetData& sink,
+                           LeftOut& left_out) {
+  const bool is_inside = IsValidPos(place);
+  left_out.outside += is_inside ? 0 : 1;
+  const auto value = Field<double>(data, kValue);
+  if (is_inside && std::isnan(value) && SetFormulaText(place, sink)) return;
+  if (is_inside && (IsValidDouble(value) || !rules_.formula_values_left_out)) {
+    sink.Set(place.column, place.row, value);
+  } else if (place.column >= 1 && place.row >= 1) {
+    // Kept: outside the range as well.
+    left_out.formulas += is_inside ? 1 : 0;
+    sink.Set(place.column, place.row, "");
+  }
+}
+
+// Takes the STRING record that may come next.
+bool LotusFile::SetFormulaText(Place place, ReadSpreadSheetData& sink) {
+  const auto next = reader_.Ahead(kRecordHeaderSize);
+  Record record;
+  if (rules_.formula_texts_left_out || next.size() < kRecordHeaderSize ||
+      LoadLittle<std::int16_t>(next.data()) != kString || !ReadRecord(record) || IsCorrupt(record))
+    return false;
+  SetText({record.data, static_cast<std::size_t>(record.length)}, kValue, place, sink);
+  return true;
 }
 
 void LotusFile::SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut& left_out) {
   const std::span data(record.data, static_cast<std::size_t>(record.length));
-  int column = Field<std::int16_t>(data, 1) + 1;
-  int row = Field<std::int16_t>(data, 3) + 1;
-  // Kept: the start of the range is not subtracted.
-  if (!rules_.range_start_ignored) {
-    column -= first_column_;
-    row -= first_row_;
-  }
-  const bool is_inside = IsValidPos(column, row);
-  left_out.outside += is_inside ? 0 : 1;
-  constexpr std::size_t kValue = 5;
-  if (record.type == kFormula) {
-    const auto value = Field<double>(data, kValue);
-    if (is_inside && (IsValidDouble(value) || !rules_.formula_values_left_out)) {
-      sink.Set(column, row, value);
-    } else if (column >= 1 && row >= 1) {
-      // Kept: outside the range as well.
-      left_out.formulas += is_inside ? 1 : 0;
-      sink.Set(column, row, "");
-    }
+  const Place place = PlaceOf(record);
+  if (record.type == kFormula) return SetFormula(data, place, sink, left_out);
+  if (!IsValidPos(place)) {
+    ++left_out.outside;
     return;
   }
-  if (!is_inside) return;
   if (record.type == kInteger) {
-    sink.Set(column, row, static_cast<int>(Field<std::int16_t>(data, kValue)));
+    sink.Set(place.column, place.row, static_cast<int>(Field<std::int16_t>(data, kValue)));
   } else if (record.type == kNumber) {
-    sink.Set(column, row, Field<double>(data, kValue));
+    sink.Set(place.column, place.row, Field<double>(data, kValue));
   } else {
-    constexpr std::size_t kText = 6;
-    const auto text = data.subspan(std::min(kText, data.size()));
-    if (std::memchr(text.data(), '\0', text.size()) != nullptr)
-      sink.Set(column, row, text.data());
-    else
-      sink.Set(column, row, std::string(text.begin(), text.end()).c_str());
+    SetText(data, kLabelText, place, sink);
   }
 }
 
-LotusFileFactory::LotusFileFactory()
+LotusFileFactory::LotusFileFactory(const LotusRules& rules)
     : SprFileFactory("Lotus 1-2-3 File", "Lotus 1-2-3 Files (*.wks; *.wk1)", nullptr, 4,
                      ".wks\0.wk1\0.wrk\0.wr1", /*can_write=*/false, /*can_read=*/true,
-                     /*several_at_once=*/false, true, false) {}
+                     /*several_at_once=*/false, true, false),
+      rules_(rules) {}
 
 // Every file may be one: only Open looks inside.
 int LotusFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
 
-SpreadsheetFile* LotusFileFactory::Create() { return std::make_unique<LotusFile>().release(); }
+SpreadsheetFile* LotusFileFactory::Create() {
+  return std::make_unique<LotusFile>(rules_).release();
+}

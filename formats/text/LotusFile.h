@@ -1,7 +1,9 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "framework/SprFileFactory.h"
@@ -10,16 +12,25 @@
 #include "platform/Export.h"
 #include "platform/InputFile.h"
 
-// Habits that repeat imports of old exactly. Each costs cells.
+// Habits that repeat imports of old exactly. Each costs what its line says.
 struct LotusRules {
   bool formula_values_left_out = true;  // a formula's value arrives only if it is no number
+  bool formula_texts_left_out = true;   // the texts that formulas result in
   bool range_start_ignored = true;      // a range not from the first cell loses what its width ends
+  bool cells_in_range_only = true;      // cells beyond the range that the worksheet states
+  bool range_needed = true;             // worksheets that state none
+  bool new_records_end_read = true;     // worksheets with records of types above 256
+
+  // None of them: every cell of the file.
+  static constexpr LotusRules Off() {
+    return std::bit_cast<LotusRules>(std::array<bool, sizeof(LotusRules)>{});
+  }
 };
 
 // Worksheets of Lotus 1-2-3 release 1A and 2 and of Symphony (WKS, WK1, WRK, WR1).
 class NVIMPORT_API LotusFile : public SpreadsheetFile {
  public:
-  explicit LotusFile(LotusRules rules = {}) : rules_(rules) {}
+  explicit LotusFile(const LotusRules& rules = {});
   LotusFile(const LotusFile& other);
   LotusFile& operator=(const LotusFile& other);
   ~LotusFile() override;
@@ -46,26 +57,43 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
     std::uint64_t formulas = 0;
     std::uint64_t outside = 0;
   };
+  struct Place {
+    int column = 0;
+    int row = 0;
+  };
 
   int IsLotusFile();
   // Takes the next record, whole; false at the end of the file or at one that can't be.
   bool ReadRecord(Record& record);
+  bool IsCorrupt(const Record& record) const;
   bool FindLotusRecord(int type, Record& record);
   bool EstablishRange();
+  bool MeasureRange();
+  Place PlaceOf(const Record& record) const;
   void SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut& left_out);
-  bool IsValidPos(int column, int row) const;
+  static void SetText(std::span<const char> data, std::size_t at, Place place,
+                      ReadSpreadSheetData& sink);
+  static void SetCutText(std::span<const char> text, Place place, ReadSpreadSheetData& sink);
+  void SetFormula(std::span<const char> data, Place place, ReadSpreadSheetData& sink,
+                  LeftOut& left_out);
+  bool SetFormulaText(Place place, ReadSpreadSheetData& sink);
+  bool IsValidPos(Place place) const;
 
   LotusRules rules_;
+  int last_type_;  // of records; one above it is none
   std::string path_;
   InputFile input_;
   BlockReader reader_;
-  int first_column_ = 0;  // of the range, from 0
-  int first_row_ = 0;
+  Place shift_ = {1, 1};  // added to the numbers from 0 that cells have
+  Place end_;             // the last place that a cell may have
 };
 
 class NVIMPORT_API LotusFileFactory final : public SprFileFactory {
  public:
-  LotusFileFactory();
+  explicit LotusFileFactory(const LotusRules& rules = {});
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;
+
+ private:
+  LotusRules rules_;
 };

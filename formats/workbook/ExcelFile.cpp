@@ -7,8 +7,7 @@
 //   DIMENSIONS  2 uint16 rows, 6 uint16 columns; BIFF8: 4 uint32 rows, 10 columns
 //   BOUNDSHEET  0 uint32 position     5 uint8 type  6 uint8 length of the name, 7 name
 //                                     BIFF8: 7 option byte, 8 name
-//   FORMAT      0 uint16 index        2 uint8 length, 3 text; BIFF8: 2 a string
-//   XF          2 uint16 index of its format
+//   CODEPAGE    0 uint16 number
 
 #include "formats/workbook/ExcelFile.h"
 
@@ -23,10 +22,12 @@
 #include "framework/SpreadsheetOpenOptions.h"
 #include "platform/ByteReader.h"
 #include "platform/ByteWriter.h"
+#include "platform/CodePages.h"
 #include "platform/Dialogs.h"
 #include "platform/Log.h"
 #include "platform/NvApp.h"
 #include "platform/Utf16.h"
+#include "platform/Utf8.h"
 
 namespace {
 
@@ -69,6 +70,7 @@ enum Id : std::uint16_t {
   kEof = 0x000A,
   kDateMode = 0x0022,
   kFilePass = 0x002F,
+  kCodePage = 0x0042,
   kBoundSheet = 0x0085,
   kBundleOffsets = 0x008E,
   kBundleHeader = 0x008F,
@@ -96,37 +98,6 @@ T Shuffle(const unsigned char* bytes, bool swap) {
   std::copy_n(bytes, sizeof(T), ordered);
   if (swap) std::ranges::reverse(ordered);
   return LoadLittle<T>(ordered);
-}
-
-// Kept: two letters, whatever they stand for. What comes before a NUL counts.
-bool IsDateByLetters(std::string text) {
-  for (std::size_t i = 0; i < std::min<std::size_t>(text.size(), 2); ++i)
-    if (text[i] == '\0') text[i] = '_';
-  text.resize(std::min(text.find('\0'), text.size()));
-  const std::size_t first = text.find_first_of("ymdhms");
-  return first != std::string::npos && text.find_first_of("ymdhms", first + 1) != std::string::npos;
-}
-
-// A letter of a date outside literal text, or an elapsed time as in "[h]:mm".
-bool IsDateByGrammar(std::string_view text) {
-  constexpr std::string_view kLetters = "yYmMdDhHsS";
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == '"') {
-      i = std::min(text.find('"', i + 1), text.size());
-    } else if (c == '[') {
-      const std::size_t end = std::min(text.find(']', i), text.size());
-      const std::string_view inside = text.substr(i + 1, end - i - 1);
-      if (!inside.empty() && inside.find_first_not_of("hHmMsS") == std::string_view::npos)
-        return true;
-      i = end;
-    } else if (c == '\\' || c == '_' || c == '*') {
-      ++i;
-    } else if (kLetters.find(c) != std::string_view::npos) {
-      return true;
-    }
-  }
-  return false;
 }
 
 // Finds the extent of the cells that come.
@@ -178,34 +149,12 @@ std::string StoredChoice(const std::vector<int>& sheets, bool above_and_below) {
 
 }  // namespace
 
-// The number formats that denote dates: by their letters, and by all that a format may hold.
-struct ExcelFile::DateFormats {
-  std::vector<bool> by_letters = std::vector<bool>(0x10000);
-  std::vector<bool> by_grammar = std::vector<bool>(0x10000);
-
-  DateFormats() {
-    for (std::size_t format = 0; format < 50; ++format)
-      if ((format >= 14 && format <= 22) || (format >= 45 && format <= 47))
-        by_letters[format] = by_grammar[format] = true;
-  }
-
-  void Take(const BIFFRecord& record, bool is_biff8) {
-    const std::size_t format = record.U16(0);
-    // Kept: once a date, it stays one. BIFF8's text is read from within the string's own head.
-    const std::size_t length = record.U8(2);
-    if (IsDateByLetters(std::string(record.Text(3, length)))) by_letters[format] = true;
-    std::string text(record.Text(3, length));
-    if (is_biff8) ReadExcelString(record, 2, text);
-    by_grammar[format] = IsDateByGrammar(text);
-  }
-
-  ExcelXf Of(std::size_t format, const ExcelRules& rules) const {
-    const bool is_date = by_grammar[format];
-    const bool is_taken = rules.dates_by_lower_case_letters ? by_letters[format] : is_date;
-    if (is_taken) return is_date ? ExcelXf::kDate : ExcelXf::kNumberTakenForDate;
-    return is_date ? ExcelXf::kDateTakenForNumber : ExcelXf::kNumber;
-  }
-};
+std::string ExcelWorkbook::TextOf(std::string_view stored) const {
+  if (rules.texts_as_stored) return std::string(stored);
+  std::string text;
+  AppendFromCodePage(text, stored, code_page);
+  return text;
+}
 
 signed char ExcelFile::I1Shuffle(const unsigned char* bytes, bool swap) {
   return Shuffle<signed char>(bytes, swap);
@@ -276,7 +225,7 @@ int ExcelFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
 
 int ExcelFile::OpenStream(const char* path) {
   if (CompoundFile::IsCompoundFile(path))
-    book_.stream = std::make_unique<ExcelStgStream>(path);
+    book_.stream = std::make_unique<ExcelStgStream>(path, book_.rules.exact_stream_names);
   else
     book_.stream = std::make_unique<BaseStream>(path);
   switch (book_.stream->status()) {
@@ -298,12 +247,13 @@ void ExcelFile::Close() {
   sheets_.assign(1, {});
   selection_.assign(1, 0);
   above_and_below_ = true;
-  sheets_without_dimensions_ = 0;
+  sheets_without_dimensions_ = sheets_unread_ = 0;
   options_.clear();
   SpreadsheetFile::Close();
 }
 
 int ExcelFile::OpenSingleSheet(NvImportOpenOptions* options) {
+  book_.is_sheet_alone = true;
   if (const int status = IsWorksheet(0, sheets_[0]); status != kGood) return Fail(status);
   if (IsEmpty(options)) {
     ByteWriter writer;
@@ -314,7 +264,7 @@ int ExcelFile::OpenSingleSheet(NvImportOpenOptions* options) {
 }
 
 int ExcelFile::ReadGlobals() {
-  DateFormats formats;
+  ExcelFormats formats;
   BIFFRecord record;
   book_.stream->Seek(0);
   while (true) {
@@ -324,11 +274,15 @@ int ExcelFile::ReadGlobals() {
     if (const int status = TakeGlobal(record, position, formats); status != kGood)
       return Fail(status);
   }
+  book_.xfs = formats.Xfs(book_.rules.dates_by_lower_case_letters);
+  // Sheets that only some rules offer come last, so that a number means the same under all.
+  std::ranges::stable_partition(sheets_, [](const Sheet& sheet) { return !sheet.is_extra; });
   if (sheets_.size() > 1) selection_.assign(1, 1);
   return kGood;
 }
 
-int ExcelFile::TakeGlobal(const BIFFRecord& record, std::uint64_t position, DateFormats& formats) {
+int ExcelFile::TakeGlobal(const BIFFRecord& record, std::uint64_t position, ExcelFormats& formats) {
+  if (record.id == kCodePage) book_.TakeCodePage(record);
   if (book_.version == kWorkspaceVersion) {
     if (record.id == kBundleOffsets) book_.stream->Seek(record.U32(0));
     return record.id == kBundleHeader ? TakeBundleHeader(record) : kGood;
@@ -343,14 +297,15 @@ int ExcelFile::TakeGlobal(const BIFFRecord& record, std::uint64_t position, Date
       book_.since_1904 = record.U16(0) == 1;
       return kGood;
     case kFormat:
-      formats.Take(record, book_.is_biff8);
+      formats.TakeFormat(record, book_.version, book_.is_biff8);
       return kGood;
     case kXf:
-      book_.xfs.push_back(formats.Of(record.U16(2), book_.rules));
+      formats.TakeXf(record);
       return kGood;
     case kSst:
       if (!book_.strings.Read(*book_.stream, position, book_.longest_record(),
-                              book_.rules.continued_strings_keep_option_byte))
+                              book_.rules.continued_strings_keep_option_byte,
+                              !book_.rules.texts_as_stored))
         return kBadWorkbook;
       return kGood;
     default:
@@ -362,7 +317,7 @@ int ExcelFile::TakeGlobal(const BIFFRecord& record, std::uint64_t position, Date
 // bytes of that.
 int ExcelFile::TakeBundleHeader(const BIFFRecord& header) {
   const auto offset = static_cast<std::uint64_t>(header.Field<std::int32_t>(0));
-  const std::string name(header.Text(5, header.U8(4)));
+  const std::string name = book_.TextOf(header.Text(5, header.U8(4)));
   BIFFRecord bof;
   if (!ReadWithinBudget(bof)) return kBadWorkbook;
   const std::uint64_t position = book_.stream->Tell();
@@ -374,16 +329,18 @@ int ExcelFile::TakeBundleHeader(const BIFFRecord& header) {
 
 int ExcelFile::TakeBoundSheet(const BIFFRecord& record) {
   if ((record.U8(5) & 0x0F) != 0) return kGood;
+  constexpr std::size_t kName = 7;
+  const std::size_t length = record.U8(6);
   std::string name;
   if (!book_.is_biff8) {
-    name = record.Text(7, record.U8(6));
+    name = book_.TextOf(record.Text(kName, length));
   } else if (book_.rules.narrow_sheet_names) {
     // Kept: the length's byte and the option byte count as one number.
-    name = record.Text(8, record.U16(6));
-  } else if ((record.U8(7) & 0x01) != 0) {
-    AppendUtf16(name, record.Text(8, std::size_t{record.U8(6)} * 2));
+    name = record.Text(kName + 1, record.U16(6));
+  } else if ((record.U8(kName) & 0x01) != 0) {
+    AppendUtf16(name, record.Text(kName + 1, length * 2));
   } else {
-    name = record.Text(8, record.U8(6));
+    AppendLatin1(name, record.Text(kName + 1, length));
   }
   return AddSheet(name, record.U32(0));
 }
@@ -392,9 +349,12 @@ int ExcelFile::AddSheet(std::string_view name, std::uint64_t position) {
   Sheet sheet;
   const int status = IsWorksheet(position, sheet);
   if (status == kNoData) return kGood;
+  if (status == kBadWorksheet && !book_.rules.bad_sheet_ends_workbook && budget_ > 0) {
+    ++sheets_unread_;
+    return kGood;
+  }
   if (status != kGood || sheets_.size() > kMostSheets) return kBadWorkbook;
   sheet.name = name.substr(0, name.find('\0'));
-  sheet.position = position;
   sheets_.push_back(std::move(sheet));
   return kGood;
 }
@@ -402,15 +362,21 @@ int ExcelFile::AddSheet(std::string_view name, std::uint64_t position) {
 bool ExcelFile::ReadWithinBudget(BIFFRecord& record) {
   if (!book_.ReadRecord(record)) return false;
   const std::uint64_t size = BaseStream::kHeadSize + static_cast<std::uint64_t>(record.length);
-  if (size > budget_) return false;
-  budget_ -= size;
-  return true;
+  return Spend(size);
+}
+
+// False, for good, once opening has read all that it may.
+bool ExcelFile::Spend(std::uint64_t bytes) {
+  const bool has = bytes <= budget_;
+  budget_ = has ? budget_ - bytes : 0;
+  return has;
 }
 
 // Whether the sheet at `position` is a worksheet with data, and of which size. The stream stays
 // where it is.
 int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
   const std::uint64_t before = book_.stream->Tell();
+  sheet.position = position;
   book_.stream->Seek(position);
   BIFFRecord record;
   bool is_read = false;
@@ -427,12 +393,16 @@ int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
     // Kept: a size of nothing at all is none of an empty sheet.
     is_empty = sheet.rows == 0 && sheet.columns == 256;
   }
-  if (is_read && !is_dialog && !has_dimensions) {
-    if (book_.rules.sheets_need_dimensions)
+  if (is_read && !is_dialog && is_empty) {
+    if (!book_.rules.sheets_need_dimensions) {
+      sheet.columns = 0;
+      MeasureSheet(sheet);
+      sheet.is_extra = true;
+      is_read = Spend(book_.stream->Tell() - position);
+      is_empty = sheet.rows == 0;
+    } else if (!has_dimensions) {
       ++sheets_without_dimensions_;
-    else
-      MeasureSheet(position, sheet);
-    is_empty = sheet.rows == 0;
+    }
   }
   book_.stream->Seek(before);
   if (!is_read) return kBadWorksheet;
@@ -440,11 +410,12 @@ int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
   return kGood;
 }
 
-void ExcelFile::MeasureSheet(std::uint64_t position, Sheet& sheet) {
+void ExcelFile::MeasureSheet(Sheet& sheet) {
   ExtentSink extent;
-  ExcelCells(book_).ReadSheet(position, &extent, 0, 0);
-  sheet.rows = static_cast<std::uint32_t>(extent.GetNumberOfRows());
-  sheet.columns = static_cast<std::uint32_t>(extent.GetNumberOfColumns());
+  ExcelCells(book_).ReadSheet(sheet.position, &extent, 0, 0);
+  sheet.rows = std::max(sheet.rows, static_cast<std::uint32_t>(extent.GetNumberOfRows()));
+  sheet.columns = std::max(sheet.columns, static_cast<std::uint32_t>(extent.GetNumberOfColumns()));
+  sheet.is_measured = true;
 }
 
 int ExcelFile::GetSheet(NvImportOpenOptions* options) {
@@ -535,12 +506,14 @@ int ExcelFile::EstablishSize() {
   std::uint64_t along = 0;
   std::uint64_t across = 0;
   for (const int chosen : selection_) {
-    const Sheet& sheet = sheets_[static_cast<std::size_t>(chosen)];
+    Sheet& sheet = sheets_[static_cast<std::size_t>(chosen)];
+    const bool matters = selection_.size() > 1 || sheet.rows == 0 || sheet.columns == 0;
+    if (matters && !sheet.is_measured && !book_.rules.sizes_as_stated) MeasureSheet(sheet);
     along += above_and_below_ ? sheet.rows : sheet.columns;
     across = std::max<std::uint64_t>(across, above_and_below_ ? sheet.columns : sheet.rows);
   }
   if (selection_.size() > 1) {
-    ++across;  // Kept.
+    if (book_.rules.size_with_extra_one) ++across;
     // A cell may stand up to here beyond its sheet's size.
     if (along > INT_MAX - 0x10000) return Fail(kNoSize);
   }
@@ -560,12 +533,12 @@ int ExcelFile::Read(ReadSpreadSheetData* sink) {
     offset += above_and_below_ ? sheet.rows : sheet.columns;
   }
   cells.WriteNotes();
-  if (sheets_without_dimensions_ > 0)
-    Log::WriteNote("ExcelFile",
-                   std::to_string(sheets_without_dimensions_) +
-                       (sheets_without_dimensions_ == 1
-                            ? " worksheet has no DIMENSIONS record and is not offered"
-                            : " worksheets have no DIMENSIONS record and are not offered"));
+  Log::WriteCount("ExcelFile", sheets_without_dimensions_,
+                  "worksheet has no DIMENSIONS record and is not offered",
+                  "worksheets have no DIMENSIONS record and are not offered");
+  Log::WriteCount("ExcelFile", sheets_unread_,
+                  "worksheet is not where the workbook says and is not offered",
+                  "worksheets are not where the workbook says and are not offered");
   return is_read ? kGood : Fail(kBadWorksheet);
 }
 
@@ -580,11 +553,13 @@ void ExcelFile::GetErrorMessage(char* buffer, unsigned int size) {
   CopyText({&named, 1}, buffer, size);
 }
 
-ExcelFileFactory::ExcelFileFactory()
+ExcelFileFactory::ExcelFileFactory(const ExcelRules& rules)
     : SprFileFactory("Excel File", "Excel 97-2003 Files (*.xl*)", nullptr, 2, ".xls\0.xlw",
-                     /*can_write=*/false, /*can_read=*/true, /*several_at_once=*/false, true,
-                     true) {}
+                     /*can_write=*/false, /*can_read=*/true, /*several_at_once=*/false, true, true),
+      rules_(rules) {}
 
 int ExcelFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
 
-SpreadsheetFile* ExcelFileFactory::Create() { return std::make_unique<ExcelFile>().release(); }
+SpreadsheetFile* ExcelFileFactory::Create() {
+  return std::make_unique<ExcelFile>(rules_).release();
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <memory>
@@ -7,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "formats/workbook/ExcelFormats.h"
 #include "formats/workbook/ExcelStream.h"
 #include "formats/workbook/ExcelStrings.h"
 #include "framework/SprFileFactory.h"
@@ -16,20 +18,33 @@
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct ExcelRules {
   bool skip_cells_before_first_row = true;  // all cells of a sheet without ROW records
-  bool ignore_biff2_cells = true;           // BIFF2: INTEGER, NUMBER, LABEL and BOOLERR cells
+  bool ignore_biff2_cells = true;           // INTEGER, NUMBER, LABEL and BOOLERR cells of BIFF2
   bool ignore_biff3_cells = true;           // BIFF3: NUMBER, LABEL, BOOLERR and FORMULA cells
   bool labels_without_option_byte = true;   // BIFF8: the texts of LABEL and RSTRING cells
-  bool boolerr_as_empty_text = true;        // the values of booleans and errors
-  bool ignore_formula_errors = true;        // formulas that result in an error
+  bool booleans_as_empty_text = true;       // the values of booleans
+  bool ignore_formula_errors = true;        // the cells of formulas that result in an error
+  bool ignore_empty_formula_texts = true;   // the cells of formulas that result in no text
+  bool formula_id_by_version = true;        // formulas with another version's record
   bool string_only_after_shrfmla = true;    // texts that array formulas result in
-  bool continued_strings_keep_option_byte = true;  // shared strings behind a continued wide one
-  bool dates_by_lower_case_letters = true;         // dates as numbers, and numbers as dates
-  bool narrow_sheet_names = true;      // BIFF8: wide sheet names but for their first letter
-  bool sheets_need_dimensions = true;  // sheets without a DIMENSIONS record
-};
+  bool columns_by_low_byte = true;          // the place of cells beyond column 256
+  bool next_bof_ends_sheet = true;          // cells behind an embedded chart
+  // Shared strings behind a continued wide one, the ends of long texts that formulas result in.
+  bool continued_strings_keep_option_byte = true;
+  bool texts_as_stored = true;              // the code page that 8-bit texts are in
+  bool dates_by_lower_case_letters = true;  // dates as numbers, and numbers as dates
+  bool dates_from_biff5_on = true;          // BIFF2 to BIFF4: dates as numbers
+  bool narrow_sheet_names = true;           // BIFF8: wide sheet names but for their first letter
+  bool exact_stream_names = true;           // workbooks in "WORKBOOK"; in two forms, the newer one
+  bool sheets_need_dimensions = true;   // sheets without a DIMENSIONS record, or with an empty one
+  bool bad_sheet_ends_workbook = true;  // the other sheets of a workbook with one beyond its end
+  bool sizes_as_stated = true;          // of several sheets, cells beyond the size that one states
+  bool size_with_extra_one = true;      // the right size of several sheets together
 
-// How the cells of an XF record are taken.
-enum class ExcelXf : unsigned char { kNumber, kDate, kNumberTakenForDate, kDateTakenForNumber };
+  // None of them: every cell of the file.
+  static constexpr ExcelRules Off() {
+    return std::bit_cast<ExcelRules>(std::array<bool, sizeof(ExcelRules)>{});
+  }
+};
 
 // What reading a worksheet's cells needs of its workbook.
 struct ExcelWorkbook {
@@ -38,12 +53,26 @@ struct ExcelWorkbook {
   int version = 0;  // 0, 2, 4 and 8 for BIFF2, BIFF3, BIFF4, and BIFF5 and 8
   bool is_biff2 = false;
   bool is_biff8 = false;
+  bool is_sheet_alone = false;
   bool since_1904 = false;
+  int code_page = kAnsi;
   std::vector<ExcelXf> xfs;
   ExcelStrings strings;
 
   bool ReadRecord(BiffRecord& record) const { return stream->ReadRecord(longest_record(), record); }
   int longest_record() const { return is_biff8 ? 8224 : 2080; }
+
+  // A CODEPAGE record. Excel has numbers of its own for the pages of the Macintosh and of Windows.
+  void TakeCodePage(const BiffRecord& record) {
+    constexpr int kOwnMacRoman = 0x8000;
+    code_page = record.U16(0) == kOwnMacRoman ? kMacRoman : record.U16(0);
+  }
+
+  // A text of 8-bit characters that is not in a BIFF8 string, as the rules have it.
+  std::string TextOf(std::string_view stored) const;
+
+  static constexpr int kAnsi = 1252;
+  static constexpr int kMacRoman = 10000;
 };
 
 // Reads Excel workbooks and worksheets of BIFF2 to BIFF8. Several worksheets of a workbook become
@@ -108,20 +137,22 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
     std::uint64_t position = 0;  // of its BOF record
     std::uint32_t columns = 0;
     std::uint32_t rows = 0;
+    bool is_extra = false;     // offered though it states no size
+    bool is_measured = false;  // and so of its true size
   };
-  struct DateFormats;
 
   int EstablishSize() override;
   int OpenStream(const char* path);
   int OpenSingleSheet(NvImportOpenOptions* options);
   int ReadGlobals();
-  int TakeGlobal(const BIFFRecord& record, std::uint64_t position, DateFormats& formats);
+  int TakeGlobal(const BIFFRecord& record, std::uint64_t position, ExcelFormats& formats);
   int TakeBundleHeader(const BIFFRecord& header);
   int TakeBoundSheet(const BIFFRecord& record);
   int AddSheet(std::string_view name, std::uint64_t position);
   bool ReadWithinBudget(BIFFRecord& record);
+  bool Spend(std::uint64_t bytes);
   int IsWorksheet(std::uint64_t position, Sheet& sheet);
-  void MeasureSheet(std::uint64_t position, Sheet& sheet);
+  void MeasureSheet(Sheet& sheet);
   int GetSheet(NvImportOpenOptions* options);
   bool AskForSheets();
   bool TakeStoredChoice(const NvImportOpenOptions& options);
@@ -132,13 +163,17 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   std::vector<int> selection_ = {0};
   bool above_and_below_ = true;
   std::uint64_t budget_ = 0;  // bytes of records that opening may still read
-  int sheets_without_dimensions_ = 0;
+  std::uint64_t sheets_without_dimensions_ = 0;
+  std::uint64_t sheets_unread_ = 0;
   std::vector<unsigned char> options_;  // handed out through the record given to Open
 };
 
 class NVIMPORT_API ExcelFileFactory final : public SprFileFactory {
  public:
-  ExcelFileFactory();
+  explicit ExcelFileFactory(const ExcelRules& rules = {});
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;
+
+ private:
+  ExcelRules rules_;
 };

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "platform/Paths.h"
+
 BaseStream::BaseStream(const char* path) : file_(path) {
   if (file_.is_open())
     Set(Status::kGood, file_.size());
@@ -44,16 +46,23 @@ std::ptrdiff_t BaseStream::Fetch(std::uint64_t position, std::span<char> into) {
   return file_.Seek(position) ? file_.Read(into) : -1;
 }
 
-ExcelStgStream::ExcelStgStream(const char* path) {
+ExcelStgStream::ExcelStgStream(const char* path, bool exact_names) {
   Set(Status::kNoStorage, 0);
   if (!compound_file_.Open(path)) return;
   const auto elements = compound_file_.Elements(0);
   if (!elements) return;
-  const auto workbook = std::ranges::find_if(*elements, [&](std::size_t element) {
-    const std::string& name = compound_file_.entries()[element].name;
-    return name == "Workbook" || name == "Book";
-  });
-  if (workbook != elements->end()) stream_ = compound_file_.OpenStream(*workbook);
+  const auto find = [&](auto is_wanted) {
+    const auto found = std::ranges::find_if(*elements, [&](std::size_t element) {
+      return is_wanted(compound_file_.entries()[element].name);
+    });
+    if (stream_ == nullptr && found != elements->end()) stream_ = compound_file_.OpenStream(*found);
+  };
+  if (exact_names) {
+    find([](const std::string& name) { return name == "Workbook" || name == "Book"; });
+  } else {
+    for (const char* const wanted : {"Workbook", "Book"})
+      find([&](const std::string& name) { return EqualIgnoringCase(name, wanted); });
+  }
   if (stream_ != nullptr)
     Set(Status::kGood, stream_->size());
   else

@@ -109,10 +109,11 @@ class NVIMPORT_API BaseStream {
   std::uint64_t window_begin_ = 0;
 };
 
-// The workbook's stream in a compound file: the first element called "Workbook" or "Book".
+// The workbook's stream in a compound file: the first element called "Workbook" or "Book". Without
+// `exact_names` in any case, and of both the former, which is the one without a code page.
 class ExcelStgStream final : public BaseStream {
  public:
-  explicit ExcelStgStream(const char* path);
+  explicit ExcelStgStream(const char* path, bool exact_names = true);
 
  private:
   std::ptrdiff_t Fetch(std::uint64_t position, std::span<char> into) override;

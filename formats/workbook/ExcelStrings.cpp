@@ -4,6 +4,7 @@
 
 #include "platform/ByteReader.h"
 #include "platform/Utf16.h"
+#include "platform/Utf8.h"
 
 namespace {
 
@@ -11,15 +12,16 @@ constexpr std::uint16_t kContinue = 0x003C;
 constexpr int kShortestTable = 11;  // an SST record that is longer has strings
 constexpr std::size_t kTableHead = 8;
 
-// The bytes of an SST record behind its head and of the CONTINUE records after it, as one.
+// The bytes of a record from `at` on and of the CONTINUE records after it, as one.
 class TableBytes {
  public:
-  TableBytes(BaseStream& stream, int longest_record, bool keeps_option_byte, BiffRecord& record)
+  TableBytes(BaseStream& stream, int longest_record, bool keeps_option_byte, BiffRecord& record,
+             std::size_t at)
       : stream_(stream),
         longest_record_(longest_record),
         keeps_option_byte_(keeps_option_byte),
         record_(record),
-        left_(record.Text(kTableHead, static_cast<std::size_t>(record.length))) {}
+        left_(record.Text(at, static_cast<std::size_t>(record.length))) {}
 
   // True when nothing is left; goes on to the next record where this one is used up.
   bool AtEnd() {
@@ -103,7 +105,7 @@ class TableBytes {
 
 // Hands a string's characters, as they come, to `put(const char*, size)`.
 template <typename Put>
-void TakeCharacters(TableBytes& bytes, const ExcelStringHead& head, Put put) {
+void TakeCharacters(TableBytes& bytes, const ExcelStringHead& head, bool as_utf8, Put put) {
   using Inside = TableBytes::Inside;
   bytes.Enter(head.is_wide() ? Inside::kWide : Inside::kNarrow);
   Utf16Decoder decoder;
@@ -121,8 +123,12 @@ void TakeCharacters(TableBytes& bytes, const ExcelStringHead& head, Put put) {
       --left;
     } else {
       const std::string_view some = bytes.Some(left);
-      put(some.data(), some.size());
       left -= static_cast<std::uint32_t>(some.size());
+      if (!as_utf8 || IsAscii(some)) {
+        put(some.data(), some.size());
+      } else {
+        for (const char c : some) take(static_cast<unsigned char>(c));
+      }
     }
   }
   decoder.End(take);
@@ -137,10 +143,10 @@ void TakeCharacters(TableBytes& bytes, const ExcelStringHead& head, Put put) {
 
 // Walks over at most `claimed` strings: begin() before each, put() for its parts, end() behind it.
 template <typename Visitor>
-void WalkStrings(TableBytes& bytes, std::uint32_t claimed, Visitor& visitor) {
+void WalkStrings(TableBytes& bytes, std::uint32_t claimed, bool as_utf8, Visitor& visitor) {
   for (std::uint32_t i = 0; i < claimed && !bytes.AtEnd(); ++i) {
     const ExcelStringHead head = ExcelStringHead::Read(bytes);
-    TakeCharacters(bytes, head,
+    TakeCharacters(bytes, head, as_utf8,
                    [&](const char* text, std::size_t size) { visitor.Put(text, size); });
     if (!visitor.End(bytes.damaged())) break;
   }
@@ -181,7 +187,7 @@ struct Store {
 
 }  // namespace
 
-void ReadExcelString(const BiffRecord& record, std::size_t at, std::string& text) {
+void ReadExcelString(const BiffRecord& record, std::size_t at, std::string& text, bool as_utf8) {
   const std::string_view bytes = record.Text(at, static_cast<std::size_t>(record.length));
   ByteReader reader(std::as_bytes(std::span(bytes)));
   const ExcelStringHead head = ExcelStringHead::Read(reader);
@@ -190,12 +196,22 @@ void ReadExcelString(const BiffRecord& record, std::size_t at, std::string& text
   text.clear();
   if (head.is_wide())
     AppendUtf16(text, characters);
+  else if (as_utf8)
+    AppendLatin1(text, characters);
   else
     text = characters;
 }
 
+void ReadContinuedExcelString(BaseStream& stream, int longest_record, BiffRecord& record,
+                              std::size_t at, std::string& text, bool as_utf8) {
+  TableBytes bytes(stream, longest_record, /*keeps_option_byte=*/false, record, at);
+  text.clear();
+  TakeCharacters(bytes, ExcelStringHead::Read(bytes), as_utf8,
+                 [&](const char* part, std::size_t size) { text.append(part, size); });
+}
+
 bool ExcelStrings::Read(BaseStream& stream, std::uint64_t position, int longest_record,
-                        bool keeps_option_byte) {
+                        bool keeps_option_byte, bool as_utf8) {
   *this = ExcelStrings();
   const auto walk = [&](auto& visitor) {
     stream.Seek(position);
@@ -203,8 +219,8 @@ bool ExcelStrings::Read(BaseStream& stream, std::uint64_t position, int longest_
     if (!stream.ReadRecord(longest_record, record)) return false;
     if (record.length <= kShortestTable) return true;
     const std::uint32_t claimed = record.U32(4);
-    TableBytes bytes(stream, longest_record, keeps_option_byte, record);
-    WalkStrings(bytes, claimed, visitor);
+    TableBytes bytes(stream, longest_record, keeps_option_byte, record, kTableHead);
+    WalkStrings(bytes, claimed, as_utf8, visitor);
     return !bytes.failed();
   };
   Measure measure;

@@ -30,8 +30,13 @@ struct ExcelStringHead {
   }
 };
 
-// Puts the BIFF8 string at `at` of a record, cut to the record, into `text`.
-void ReadExcelString(const BiffRecord& record, std::size_t at, std::string& text);
+// Puts the BIFF8 string at `at` of a record, cut to the record, into `text`: 8-bit characters as
+// they stand, or as UTF-8 too.
+void ReadExcelString(const BiffRecord& record, std::size_t at, std::string& text, bool as_utf8);
+
+// The same where the string may go on in CONTINUE records.
+void ReadContinuedExcelString(BaseStream& stream, int longest_record, BiffRecord& record,
+                              std::size_t at, std::string& text, bool as_utf8);
 
 // The strings that a workbook's cells share (the SST record and the CONTINUE records behind it), in
 // one buffer, each with its NUL.
@@ -41,8 +46,10 @@ class ExcelStrings {
   // measure, so that the buffer has the size that it needs. False when a record could not be read.
   //
   // With `keeps_option_byte` the continued records count as they are, but for a first byte of 0:
-  // a string that goes on in 16-bit characters takes the option byte there for one of them.
-  bool Read(BaseStream& stream, std::uint64_t position, int longest_record, bool keeps_option_byte);
+  // a string that goes on in 16-bit characters takes the option byte there for one of them. 8-bit
+  // characters stay as they are, or become UTF-8 too.
+  bool Read(BaseStream& stream, std::uint64_t position, int longest_record, bool keeps_option_byte,
+            bool as_utf8);
 
   // The string, empty where there is none.
   const char* At(std::uint32_t index) const {

@@ -1,5 +1,5 @@
-// DIF worksheets, in both code pages. Input: the file. What it holds is written and read back:
-// texts without line breaks must come back as they were.
+// DIF worksheets, in both code pages, with all the kept rules and with none. Input: the file. What
+// it holds is written and read back: texts without line breaks must come back as they were.
 
 #include <sstream>
 #include <string>
@@ -7,11 +7,29 @@
 #include "formats/text/DIFFile.h"
 #include "framework/MemorySheet.h"
 #include "tests/fuzz/Fuzz.h"
+#include "tests/support/CheckingSink.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/Support.h"
 
+namespace {
+
+// Without its rules the size that the reader announces is the one that it was asked for.
+void ReadWithoutRules(const char* path) {
+  DIFFileOEM file(DIFRules::Off());
+  if (file.Open(true, path, nullptr) != 0) return;
+  const int columns = file.GetNumCols();
+  const int rows = file.GetNumRows();
+  CheckingSink sink(CheckingSink::Beyond::kAllowed);
+  if (rows < 0 || file.Read(&sink) != 0) return;
+  Check(sink.GetNumberOfColumns() == columns && sink.GetNumberOfRows() == rows,
+        "the size is the one asked for");
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const MemoryFile bytes(InputReader(data, size).Text(size));
+  ReadWithoutRules(bytes.path());
   DIFFile file;
   if (file.Open(true, bytes.path(), nullptr) != 0) return 0;
   const int rows = file.GetNumRows();

@@ -53,6 +53,91 @@ TEST(DIFFile, ReadsRecords) {
   }
 }
 
+// The status or the sheet, the size asked and the one announced, the notes.
+std::string Summary(const std::string& bytes, const DIFRules& rules) {
+  struct Announced : MemorySheet {
+    void SetDataSize(int columns, int rows) override {
+      size = std::to_string(rows) + " x " + std::to_string(columns);
+    }
+    std::string size;
+  };
+  const MemoryFile memory(bytes);
+  const LogRecorder log;
+  DIFFileOEM file(rules);
+  if (const int status = file.Open(true, memory.path(), nullptr); status != 0)
+    return std::to_string(status);
+  const std::string asked =
+      std::to_string(file.GetNumRows()) + " x " + std::to_string(file.GetNumCols());
+  Announced sheet;
+  if (const int status = file.Read(&sheet); status != 0) return std::to_string(status);
+  std::string summary = SheetText(sheet) + asked + ", " + sheet.size;
+  for (const std::string& note : log.Notes()) summary += "\n" + note;
+  return summary;
+}
+
+// Each rule, what it costs, and what comes without this one.
+TEST(DIFFileOEM, CountsWhatItsRulesCost) {
+  const std::string long_text(300'000, 'x');
+  const struct {
+    const char* why;
+    bool DIFRules::*rule;
+    std::string file;
+    std::string kept;
+    std::string without;
+  } kCases[] = {
+      {"TRUE and FALSE", &DIFRules::only_lower_case_truth,
+       kHeader + kBot + "0,1\nTRUE\n0,0\nFALSE\n" + kEod,
+       "\"\" | \"\"\n1 x 2, 1 x 2\n2 cells with the indicators TRUE and FALSE arrive empty",
+       "\"1\" | \"0\"\n1 x 2, 1 x 2"},
+      {"ERROR and NA", &DIFRules::errors_as_empty_texts,
+       kHeader + kBot + "0,0\nERROR\n0,0\nNA\n0,5\nV\n" + kEod,
+       "\"\" | \"\" | \"5\"\n1 x 1, 1 x 3\n2 missing cells with the indicators ERROR and NA arrive "
+       "as empty texts",
+       ". | . | \"5\"\n1 x 1, 1 x 3"},
+      {"their part in the size", &DIFRules::errors_not_counted,
+       kHeader + kBot + "0,5\nV\n0,0\nNA\n" + kEod,
+       "\"5\" | \"\"\n1 x 1, 1 x 2\n1 missing cell with the indicator ERROR or NA arrives as an "
+       "empty text",
+       "\"5\" | \"\"\n1 x 2, 1 x 2\n1 missing cell with the indicator ERROR or NA arrives as an "
+       "empty text"},
+      {"the size announced", &DIFRules::last_row_as_size,
+       kHeader + kBot + Text("a") + Text("b") + kBot + Text("c") + kEod,
+       "\"a\" | \"b\"\n\"c\" | .\n2 x 2, 2 x 1", "\"a\" | \"b\"\n\"c\" | .\n2 x 2, 2 x 2"},
+      {"UTF-8 with a mark", &DIFRules::single_byte_texts,
+       "\xEF\xBB\xBF" + kHeader + kBot + Text("\u00E9") + kEod, "771", "\"\u00E9\"\n1 x 1, 1 x 1"},
+      {"UTF-8 without one", &DIFRules::single_byte_texts, kHeader + kBot + Text("\u03B1") + kEod,
+       "\"??\"\n1 x 1, 1 x 1\n1 text is in UTF-8 and was taken for one in the code page",
+       "\"\u03B1\"\n1 x 1, 1 x 1"},
+      {"what Windows-1252 lacks", &DIFRules::single_byte_texts,
+       kHeader + kBot + Text("\xE0\x82") + kEod,
+       "\"?\xE9\"\n1 x 1, 1 x 1\n1 character is not in Windows-1252 and became ?",
+       "\"\u03B1\u00E9\"\n1 x 1, 1 x 1"},
+      {"long lines", &DIFRules::short_lines_only,
+       kHeader + kBot + Text(long_text) + "0," + long_text + "\r\nV\r\n" + Text("a") + kEod, "770",
+       "\"" + long_text + "\" | \"" + long_text + "\" | \"a\"\n1 x 3, 1 x 3"},
+      {"a long line in the header", &DIFRules::short_lines_only,
+       "TABLE\r\n0,1\n" + long_text + "\nDATA\n0,0\n\n" + kBot + Text("a") + kEod, "769",
+       "\"a\"\n1 x 1, 1 x 1"},
+      {"line breaks within a text", &DIFRules::texts_on_one_line,
+       kHeader + kBot + Text("two\nlines") + Text("\r\n") + "1,0\r\n\"a\r\nb\"\r\n" + kEod, "770",
+       "\"two\nlines\" | \"\r\n\" | \"a\r\nb\"\n1 x 3, 1 x 3"},
+      {"a text without quotes", &DIFRules::texts_need_quotes,
+       kHeader + kBot + "1,0\nabc\n" + Text("d") + kEod, "770", "\"abc\" | \"d\"\n1 x 2, 1 x 2"},
+      {"doubled quotes", &DIFRules::quotes_as_they_stand,
+       kHeader + kBot + Text("say \"\"hi\"\"") + Text("\"a\" \"\"") + kEod,
+       "\"say \"\"hi\"\"\" | \"\"a\" \"\"\"\n1 x 2, 1 x 2",
+       "\"say \"hi\"\" | \"\"a\" \"\"\"\n1 x 2, 1 x 2"},
+  };
+  for (const auto& c : kCases) {
+    DIFRules rules;
+    rules.*c.rule = false;
+    EXPECT_TRUE(Summary(c.file, {}) == c.kept) << c.why << "\n"
+                                               << Summary(c.file, {}).substr(0, 500);
+    EXPECT_TRUE(Summary(c.file, rules) == c.without) << c.why << "\n"
+                                                     << Summary(c.file, rules).substr(0, 500);
+  }
+}
+
 TEST(DIFFile, RefusesWhatIsNoDif) {
   const std::string long_line(2022, 'x');
   const struct {
@@ -191,9 +276,11 @@ TEST(DIFFile, ReadsEveryPrefixAndAcrossBlocks) {
   const MemoryFile file;
   for (std::size_t size = 0; size < whole.size(); ++size) {
     file.Put(whole.substr(0, size));
-    DIFFileOEM dif;
-    const int status = ImportFile(dif, file.path(), nullptr).status;
-    EXPECT_EQ(status, size + 2 < kHeader.size() ? 769 : 770) << size;
+    for (const DIFRules& rules : {DIFRules{}, DIFRules::Off()}) {
+      DIFFileOEM dif(rules);
+      const int status = ImportFile(dif, file.path(), nullptr).status;
+      EXPECT_EQ(status, size + 2 < kHeader.size() ? 769 : 770) << size;
+    }
   }
   // Lines of every length, so that the ends of blocks fall everywhere.
   std::string expected;
@@ -203,10 +290,12 @@ TEST(DIFFile, ReadsEveryPrefixAndAcrossBlocks) {
     expected += (i > 0 ? " | \"" : "\"") + text + "\"";
   }
   file.Put(whole + kEod);
-  DIFFile dif;
-  const Outcome got = ImportFile(dif, file.path(), nullptr);
-  EXPECT_EQ(got.status, 0);
-  EXPECT_TRUE(got.sheet == expected + "\n");
+  for (const DIFRules& rules : {DIFRules{}, DIFRules::Off()}) {
+    DIFFile dif(rules);
+    const Outcome got = ImportFile(dif, file.path(), nullptr);
+    EXPECT_EQ(got.status, 0);
+    EXPECT_TRUE(got.sheet == expected + "\n");
+  }
 }
 
 }  // namespace

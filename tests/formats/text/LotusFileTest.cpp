@@ -91,18 +91,63 @@ TEST(LotusFile, ReadsCells) {
   EXPECT_EQ(got.sheet, ". | .\n. | 5\n") << "the start of the range is not subtracted";
 }
 
-TEST(LotusFile, SaysWhatItLeavesOut) {
-  const LogRecorder log;
-  ImportLotus(kBof + Range(0, 0, 0, 1) + Real(16, 0, 0, 1) + Real(16, 0, 1, 2) + Integer(1, 0, 1) +
-              kEof);
-  ASSERT_EQ(log.entries().size(), 2U);
-  EXPECT_EQ(log.entries()[0].text, "2 formula cells arrive empty");
-  EXPECT_EQ(log.entries()[1].text,
-            "1 cell outside the width or height of the range was not delivered");
+std::string String(int column, int row, std::string_view text) {
+  return With(Cell(51, column, row), std::string(text) + "\0"s);
+}
 
-  const TempFile file(kBof + Range(1, 1, 2, 2) + Real(16, 1, 1, 5) + Integer(2, 2, 6) + kEof);
-  LotusFile all({.formula_values_left_out = false, .range_start_ignored = false});
-  EXPECT_EQ(ImportFile(all, file.path(), nullptr).sheet, "5 | .\n. | 6\n");
+// The status or the sheet, the size and the notes.
+std::string Summary(const std::string& bytes, const LotusRules& rules) {
+  const MemoryFile memory(bytes);
+  const LogRecorder log;
+  LotusFile file(rules);
+  const Outcome outcome = ImportFile(file, memory.path(), nullptr);
+  std::string summary = outcome.status == 0 ? outcome.sheet : std::to_string(outcome.status) + "\n";
+  summary += std::to_string(file.GetNumRows()) + " x " + std::to_string(file.GetNumCols());
+  for (const std::string& note : log.Notes()) summary += "\n" + note;
+  return summary;
+}
+
+// Each rule, what it costs, and what comes without this one.
+TEST(LotusFile, CountsWhatItsRulesCost) {
+  constexpr int kFormula = 16;
+  const double none = std::bit_cast<double>(0x7ff0000000099ffa);
+  const std::string outside = "\n1 cell outside the width or height of the range was not delivered";
+  const struct {
+    const char* why;
+    bool LotusRules::*rule;
+    std::string records;
+    std::string kept;
+    std::string without;
+  } kCases[] = {
+      {"formulas", &LotusRules::formula_values_left_out,
+       Range(0, 0, 0, 1) + Real(kFormula, 0, 0, 1) + Real(kFormula, 0, 1, 2),
+       "\"\"\n\"\"\n2 x 1\n2 formula cells arrive empty", "1\n2\n2 x 1"},
+      {"a formula's text", &LotusRules::formula_texts_left_out,
+       Range(0, 0, 1, 0) + Real(kFormula, 0, 0, none) + String(0, 0, "text") + Integer(1, 0, 5),
+       "\"\" | 5\n1 x 2\n1 formula cell arrives empty", "\"text\" | 5\n1 x 2"},
+      {"no text behind it", &LotusRules::formula_texts_left_out,
+       Range(0, 0, 1, 0) + Real(kFormula, 0, 0, none) + Integer(1, 0, 5),
+       "\"\" | 5\n1 x 2\n1 formula cell arrives empty",
+       "\"\" | 5\n1 x 2\n1 formula cell arrives empty"},
+      {"the start of the range", &LotusRules::range_start_ignored,
+       Range(1, 1, 2, 2) + Integer(1, 1, 5) + Integer(2, 2, 6), ". | .\n. | 5\n2 x 2" + outside,
+       "5 | .\n. | 6\n2 x 2"},
+      {"cells beyond the range", &LotusRules::cells_in_range_only,
+       Range(0, 0, 0, 0) + Integer(0, 0, 5) + Integer(1, 0, 6), "5\n1 x 1" + outside,
+       "5 | 6\n1 x 1"},
+      {"no range", &LotusRules::range_needed, Integer(2, 1, 5), "2312\n-1 x -1",
+       ". | . | .\n. | . | 5\n2 x 3"},
+      {"no range and no cells", &LotusRules::range_needed, "", "2312\n-1 x -1", "2312\n-1 x -1"},
+      {"newer records", &LotusRules::new_records_end_read,
+       Record(0x5405, Short{1}) + Range(0, 0, 0, 0) + Record(300) + Integer(0, 0, 5),
+       "2312\n-1 x -1", "5\n1 x 1"},
+  };
+  for (const auto& c : kCases) {
+    LotusRules rules;
+    rules.*c.rule = false;
+    EXPECT_EQ(Summary(kBof + c.records + kEof, {}), c.kept) << c.why;
+    EXPECT_EQ(Summary(kBof + c.records + kEof, rules), c.without) << c.why;
+  }
 }
 
 TEST(LotusFile, RefusesByName) {
@@ -194,9 +239,11 @@ TEST(LotusFile, ReadsEveryPrefix) {
   const MemoryFile file;
   for (std::size_t size = 0; size < whole.size(); ++size) {
     file.Put(whole.substr(0, size));
-    LotusFile lotus;
-    const int status = ImportFile(lotus, file.path(), nullptr).status;
-    EXPECT_EQ(status, size < 6 ? 2305 : (size < 18 ? 2312 : 2313)) << size;
+    for (const LotusRules& rules : {LotusRules{}, LotusRules::Off()}) {
+      LotusFile lotus(rules);
+      const int status = ImportFile(lotus, file.path(), nullptr).status;
+      EXPECT_EQ(status, size < 6 ? 2305 : (size < 18 ? 2312 : 2313)) << size;
+    }
   }
 }
 

@@ -47,8 +47,19 @@ std::string LabelSst(unsigned row, unsigned column, std::uint32_t index) {
   return Record(0x00FD, Cell(row, column) + U32(index));
 }
 
-constexpr ExcelRules kNoRules = {false, false, false, false, false, false,
-                                 false, false, false, false, false};
+std::string FormulaError(unsigned column) {
+  return Record(0x0006, Cell(0, column) + U16(2) + U32(0x24) + U16(0xFFFF));
+}
+std::string FormulaOfNothing(unsigned column) {
+  return Record(0x0006, Cell(0, column) + U16(3) + U32(0) + U16(0xFFFF));
+}
+
+// Summary of all sheets, one below the other.
+std::string SummaryOfAll(const std::string& bytes, const ExcelRules& rules) {
+  ScriptedDialogs dialogs;
+  dialogs.items = ItemsChoice{{0, 1}, 1};
+  return Summary(bytes, rules);
+}
 
 TEST(ExcelFile, TakesEveryKindOfCell) {
   const struct {
@@ -57,7 +68,6 @@ TEST(ExcelFile, TakesEveryKindOfCell) {
     std::string summary;
   } kCases[] = {
       {"numbers", OneSheet(Number(0, 0, 1.5) + Number(1, 1, -2)), "1.5 | .\n. | -2\n"},
-      {"a column beyond 255 wraps", OneSheet(Number(0, 256, 1)), "1\n"},
       {"RK: integer, double, both divided",
        OneSheet(Record(0x027E, Cell(0, 0) + U32(0xFFFFFFEE)) +
                 Record(0x027E, Cell(0, 1) + U32(0x3FF80000)) +
@@ -80,18 +90,20 @@ TEST(ExcelFile, TakesEveryKindOfCell) {
       {"formulas: number, boolean, text, empty",
        OneSheet(Record(0x0006, Cell(0, 0) + F64(2.5)) +
                 Record(0x0006, Cell(0, 1) + U16(1) + U32(1) + U16(0xFFFF)) +
-                FormulaText(Record(0x0207, Text8("text")), 2) +
-                Record(0x0006, Cell(0, 3) + U16(3) + U32(0) + U16(0xFFFF)) + Number(0, 4, 5)),
+                FormulaText(Record(0x0207, Text8("text")), 2) + FormulaOfNothing(3) +
+                Number(0, 4, 5)),
        R"(2.5 | 1 | "text" | . | 5)"
-       "\n"},
+       "\n1 formula results in an empty text and was not delivered\n"},
       {"a formula's wide text, its SHRFMLA skipped",
        OneSheet(
            FormulaText(Record(0x04BC) + Record(0x0207, Text16(u"\u20AC \xD83D\xDE00 \xD800")))),
        "\"\u20AC \U0001F600 \uFFFD\"\n"},
       {"a formula's text cut by its record",
        OneSheet(FormulaText(Record(0x0207, U16(9) + "\0ab"s))), "\"ab\"\n"},
-      {"no STRING: the next record counts", OneSheet(FormulaText(Number(0, 1, 7))), ". | 7\n"},
-      {"nor behind a SHRFMLA", OneSheet(FormulaText(Record(0x04BC) + Number(0, 1, 7))), ". | 7\n"},
+      {"no STRING: the next record counts", OneSheet(FormulaText(Number(0, 1, 7))),
+       ". | 7\n1 formula results in an empty text and was not delivered\n"},
+      {"nor behind a SHRFMLA", OneSheet(FormulaText(Record(0x04BC) + Number(0, 1, 7))),
+       ". | 7\n1 formula results in an empty text and was not delivered\n"},
       {"BIFF5: LABEL, RSTRING and a formula's text",
        OneSheet(Record(0x0204, Cell(0, 0) + U16(3) + "abcd") +
                     Record(0x00D6, Cell(0, 1) + U16(99) + "rich") +
@@ -106,7 +118,7 @@ TEST(ExcelFile, TakesEveryKindOfCell) {
       {"BIFF4: NUMBER and FORMULA",
        SheetFile(0x0409, Number(0, 0, 1) + Record(0x0406, Cell(0, 1) + F64(2)) +
                              Record(0x0006, Cell(0, 2) + F64(3))),
-       "1 | 2\n"},
+       "1 | 2\n1 formula has the record of another version and was not delivered\n"},
       {"BIFF2: a formula, its text, its boolean, RSTRING and RK",
        SheetFile(0x0009,
                  Record(0x0006, Cell(0, 0) + U8(0) + F64(1)) +
@@ -127,84 +139,156 @@ TEST(ExcelFile, TakesEveryKindOfCell) {
   for (const auto& c : kCases) EXPECT_EQ(Summary(c.file), c.summary) << c.why;
 }
 
-// Each rule, what it costs, and what comes without it.
+// Each rule, what it costs, and what comes without this one.
 TEST(ExcelFile, CountsWhatItsRulesCost) {
   const std::string wide_string = Sst(2, U16(4) + U8(1) + Wide(u"ab"));
-  const std::string row = Record(0x0208, std::string(16, '\0'));
+  std::string missing;
+  for (int i = 0; i < 256; ++i) missing += ". | ";
   const struct {
     const char* why;
+    bool ExcelRules::*rule;
     std::string file;
     std::string kept;
     std::string without;
   } kCases[] = {
-      {"cells before the first ROW",
+      {"cells before the first ROW", &ExcelRules::skip_cells_before_first_row,
        WorkbookFixture{{{.cells = Number(1, 0, 2),
                          .before = Number(0, 0, 1) + Record(0x00BD, At(0, 1) + U16(0) + U32(6) +
                                                                         U16(0) + U32(6) + U16(2))}}}
            .Stream(),
        ".\n2\n3 cells stand before the first ROW record and were not delivered\n",
        "1 | 1 | 1\n2 | . | .\n"},
-      {"a LABEL in the place of the first ROW",
+      {"a LABEL in the place of the first ROW", &ExcelRules::skip_cells_before_first_row,
        Record(0x0409, U16(0) + U16(0x10)) + Record(0x0200, U16(0) + U16(1) + U32(1)) +
            Record(0x0204, Cell(0, 0) + U16(1) + "a") + Number(0, 1, 2) + Eof(),
        ". | 2\n1 cell stands before the first ROW record and was not delivered\n", "\"a\" | 2\n"},
-      {"BIFF2",
+      {"BIFF2", &ExcelRules::ignore_biff2_cells,
        SheetFile(0x0009, Record(0x0003, Cell(0, 0) + U8(0) + F64(1)) +
                              Record(0x0004, Cell(0, 1) + U8(0) + U8(2) + "ab") +
-                             Record(0x0005, Cell(0, 2) + U8(0) + U8(1) + U8(0)) +
-                             Record(0x0002, Cell(0, 3) + U8(0) + U16(0xFFFF))),
-       "4 INTEGER, NUMBER, LABEL and BOOLERR cells of BIFF2 were not delivered\n",
-       "1 | \"ab\" | 1 | 65535\n"},
-      {"BIFF3",
+                             Record(0x0002, Cell(0, 2) + U8(0) + U16(0xFFFF))),
+       "3 INTEGER, NUMBER, LABEL and BOOLERR cells of BIFF2 were not delivered\n",
+       "1 | \"ab\" | 65535\n"},
+      {"BIFF2's cells in BIFF8, and the other way round", &ExcelRules::ignore_biff2_cells,
+       OneSheet(Number(0, 0, 1) + Record(0x0003, Cell(0, 1) + U8(0) + F64(2)) +
+                Record(0x0004, Cell(0, 2) + U8(0) + U8(1) + "a")),
+       "1\n2 INTEGER, NUMBER, LABEL and BOOLERR cells of BIFF2 were not delivered\n",
+       "1 | 2 | \"a\"\n"},
+      {"BIFF3", &ExcelRules::ignore_biff3_cells,
        SheetFile(0x0209, Number(0, 0, 1) + Record(0x0204, Cell(0, 1) + U16(2) + "ab") +
-                             Record(0x0205, Cell(0, 2) + U8(0x2A) + U8(1)) +
-                             Record(0x0206, Cell(0, 3) + F64(4))),
-       "4 NUMBER, LABEL, BOOLERR and FORMULA cells of BIFF3 were not delivered\n",
-       "1 | \"ab\" | \"#N/A\" | 4\n"},
-      {"LABEL and RSTRING of BIFF8",
+                             Record(0x0206, Cell(0, 2) + F64(4))),
+       "3 NUMBER, LABEL, BOOLERR and FORMULA cells of BIFF3 were not delivered\n",
+       "1 | \"ab\" | 4\n"},
+      {"LABEL and RSTRING of BIFF8", &ExcelRules::labels_without_option_byte,
        OneSheet(Record(0x0204, Cell(0, 0) + Text16(u"ab")) +
                 Record(0x00D6, Cell(0, 1) + Text8("cd"))),
        "\"\1a\" | \"\"\n"
        "2 texts of LABEL and RSTRING cells of BIFF8 were delivered empty or damaged\n",
        "\"ab\" | \"cd\"\n"},
-      {"BOOLERR",
+      {"BOOLERR", &ExcelRules::booleans_as_empty_text,
        OneSheet(Record(0x0205, Cell(0, 0) + U8(1) + U8(0)) +
-                Record(0x0205, Cell(0, 1) + U8(7) + U8(1))),
-       "\"\" | \"\"\n2 booleans and errors were delivered as empty texts\n", "1 | \"#DIV/0!\"\n"},
-      {"a formula's error",
-       OneSheet(Record(0x0006, Cell(0, 0) + U16(2) + U32(0x24) + U16(0xFFFF)) + Number(0, 1, 1)),
-       ". | 1\n1 formula results in an error and was not delivered\n", "\"#NUM!\" | 1\n"},
-      {"an array formula's text",
+                Record(0x0205, Cell(0, 1) + U8(0) + U8(0)) +
+                Record(0x0205, Cell(0, 2) + U8(7) + U8(1))),
+       "\"\" | \"\" | \"\"\n3 booleans and errors were delivered as empty texts\n",
+       "1 | 0 | \"\"\n"},
+      {"a formula's error", &ExcelRules::ignore_formula_errors,
+       OneSheet(FormulaError(0) + Number(0, 1, 1)),
+       ". | 1\n1 formula results in an error and was not delivered\n", "\"\" | 1\n"},
+      {"a formula's empty text", &ExcelRules::ignore_empty_formula_texts,
+       OneSheet(FormulaOfNothing(0) + FormulaText(Number(0, 2, 1), 1)),
+       ". | . | 1\n2 formulas result in an empty text and were not delivered\n",
+       "\"\" | \"\" | 1\n"},
+      {"a formula of BIFF4 in BIFF8", &ExcelRules::formula_id_by_version,
+       OneSheet(Record(0x0406, Cell(0, 0) + F64(3))),
+       "1 formula has the record of another version and was not delivered\n", "3\n"},
+      {"an array formula's text", &ExcelRules::string_only_after_shrfmla,
        OneSheet(FormulaText(Record(0x0221) + Record(0x0207, Text8("a")))),
        "1 text of an array formula was not delivered\n", "\"a\"\n"},
-      {"a wide string continued",
+      {"a column beyond 256", &ExcelRules::columns_by_low_byte,
+       OneSheet(Number(0, 257, 1) +
+                Record(0x00BD, At(1, 256) + U16(0) + U32(6) + U16(0) + U32(10) + U16(257))),
+       ". | 1\n1 | 2\n2 cells stand beyond column 256 and were delivered in other columns\n",
+       missing + ". | 1\n" + missing + "1 | 2\n"},
+      {"an embedded chart", &ExcelRules::next_bof_ends_sheet,
+       OneSheet(Number(0, 0, 1) + Bof(0x20) + Record(0x1009) + Bof(0x20) + Eof() + Number(0, 1, 2) +
+                Eof() + Number(0, 2, 3)),
+       "1\n", "1 | . | 3\n"},
+      {"a wide string continued", &ExcelRules::continued_strings_keep_option_byte,
        OneSheet(LabelSst(0, 0, 0) + LabelSst(0, 1, 1),
                 wide_string + Record(0x003C, U8(1) + Wide(u"cd") + Text8("e"))),
        "\"ab\u6301\u6400\" | \"\"\n"
-       "2 texts stand behind a shared string that goes on in another record and may be damaged\n",
+       "2 texts stand behind a shared string that goes on in another record and may be "
+       "damaged\n",
        "\"abcd\" | \"e\"\n"},
-      {"dates",
+      {"a formula's text continued", &ExcelRules::continued_strings_keep_option_byte,
+       OneSheet(FormulaText(Record(0x0207, U16(4) + U8(0) + "ab") +
+                            Record(0x003C, U8(1) + Wide(u"c\u20AC")) + Number(0, 1, 1))),
+       "\"ab\" | 1\n", "\"abc\u20AC\" | 1\n"},
+      {"texts of BIFF5 in the code page", &ExcelRules::texts_as_stored,
+       OneSheet(Record(0x0204, Cell(0, 0) + U16(2) + "\xC0\xE0") +
+                    FormulaText(Record(0x0207, U16(1) + "\xE0"), 1),
+                Record(0x0042, U16(1251)), false),
+       "\"\xC0\xE0\" | \"\xE0\"\n", "\"\u0410\u0430\" | \"\u0430\"\n"},
+      {"texts of a worksheet of the Macintosh", &ExcelRules::texts_as_stored,
+       SheetFile(0x0409, Record(0x0042, U16(0x8000)) + Row() +
+                             Record(0x0204, Cell(0, 0) + U16(1) + "\x8A")),
+       "\"\x8A\"\n", "\"\u00E4\"\n"},
+      {"narrow texts of BIFF8", &ExcelRules::texts_as_stored,
+       OneSheet(LabelSst(0, 0, 0), Sst(1, Text8("\xC3\xA9")) + Record(0x0042, U16(1251))),
+       "\"\xC3\xA9\"\n", "\"\u00C3\u00A9\"\n"},
+      {"dates", &ExcelRules::dates_by_lower_case_letters,
        OneSheet(Number(0, 0, 1.5, 0) + Number(0, 1, 45000.5, 1) + Number(0, 2, 45000, 2) +
-                    Number(0, 3, 45000, 3) + Number(0, 4, 45000, 4) + Number(0, 5, 45000, 5),
+                    Number(0, 3, 45000, 3) + Number(0, 4, 45000, 4) + Number(0, 5, 45000, 5) +
+                    Number(0, 6, 45000, 6),
                 Record(0x041E, U16(164) + Text8("d/m/yy")) +
                     Record(0x041E, U16(165) + Text8("0.0 \"days\"")) +
                     Record(0x041E, U16(166) + Text8("YYYY-MM-DD")) +
                     Record(0x00E0, U16(0) + U16(0)) + Record(0x00E0, U16(0) + U16(22)) +
                     Record(0x00E0, U16(0) + U16(164)) + Record(0x00E0, U16(0) + U16(165)) +
-                    Record(0x00E0, U16(0) + U16(166)) + Record(0x00E0, U16(0) + U16(2))),
-       "1.5 | \"2023-03-15 12:00:00\" | \"2023-03-15\" | \"2023-03-15\" | 45000 | 45000\n"
+                    Record(0x00E0, U16(0) + U16(166)) + Record(0x00E0, U16(0) + U16(2)) +
+                    Record(0x00E0, U16(0) + U16(167)) + Record(0x041E, U16(167) + Text8("[h]:mm"))),
+       "1.5 | \"2023-03-15 12:00:00\" | \"2023-03-15\" | \"2023-03-15\" | 45000 | 45000 | "
+       "45000\n"
        "1 number was taken for a date and delivered as its text\n"
-       "1 date was taken for a number and delivered as that\n",
-       "1.5 | \"2023-03-15 12:00:00\" | \"2023-03-15\" | 45000 | \"2023-03-15\" | 45000\n"},
-      {"a sheet without DIMENSIONS",
+       "2 dates were taken for numbers and delivered as those\n",
+       "1.5 | \"2023-03-15 12:00:00\" | \"2023-03-15\" | 45000 | \"2023-03-15\" | 45000 | "
+       "\"2023-03-15\"\n"},
+      {"dates of BIFF4, from 1904 on", &ExcelRules::dates_from_biff5_on,
+       SheetFile(0x0409, Record(0x0022, U16(1)) + Record(0x041E, U16(9) + U8(1) + "0") +
+                             Record(0x041E, U16(9) + U8(4) + "d/m ") +
+                             Record(0x0443, U8(0) + U8(0)) + Record(0x0443, U8(0) + U8(1)) + Row() +
+                             Number(0, 0, 1, 0) + Number(0, 1, 1, 1)),
+       "1 | 1\n1 date was taken for a number and delivered as that\n", "1 | \"1904-01-02\"\n"},
+      {"a stream's name", &ExcelRules::exact_stream_names,
+       WriteCompoundFile({{"BOOK", OneSheet(Number(0, 0, 1))}}), "262\n", "1\n"},
+      {"two forms of a workbook", &ExcelRules::exact_stream_names,
+       WriteCompoundFile({{"Book", OneSheet(Number(0, 0, 5), {}, false)},
+                          {"Workbook", OneSheet(Number(0, 0, 8))}}),
+       "5\n", "8\n"},
+      {"a sheet without DIMENSIONS", &ExcelRules::sheets_need_dimensions,
        WorkbookFixture{
            {{.cells = Number(1, 1, 1)}, {.cells = Number(1, 1, 2), .has_dimensions = false}}}
            .Stream(),
-       ". | .\n. | 1\n1 worksheet has no DIMENSIONS record and is not offered\n", "4\n"},
+       ". | .\n. | 1\n1 worksheet has no DIMENSIONS record and is not offered\n",
+       ". | .\n. | 1\n. | .\n. | 2\n"},
+      {"a sheet that says it is empty", &ExcelRules::sheets_need_dimensions,
+       WorkbookFixture{{{.cells = Number(0, 0, 1), .rows = 0, .columns = 256}}}.Stream(), "263\n",
+       "1\n"},
+      {"a sheet beyond the end", &ExcelRules::bad_sheet_ends_workbook,
+       WorkbookFixture{{{.cells = Number(0, 0, 1)}},
+                       Record(0x0085, U32(99999) + U16(0) + U8(1) + U8(0) + "x")}
+           .Stream(),
+       "257\n", "1\n1 worksheet is not where the workbook says and is not offered\n"},
+      {"a sheet larger than it says", &ExcelRules::sizes_as_stated,
+       WorkbookFixture{{{.cells = Number(0, 0, 1) + Number(1, 0, 2), .rows = 1, .columns = 1},
+                        {.cells = Number(0, 0, 3)}}}
+           .Stream(),
+       "1\n3\n", "1\n2\n3\n"},
   };
   for (const auto& c : kCases) {
-    EXPECT_EQ(Summary(c.file), c.kept) << c.why;
-    EXPECT_EQ(Summary(c.file, kNoRules), c.without) << c.why;
+    ExcelRules rules;
+    rules.*c.rule = false;
+    EXPECT_EQ(SummaryOfAll(c.file, {}), c.kept) << c.why;
+    EXPECT_EQ(SummaryOfAll(c.file, rules), c.without) << c.why;
   }
 }
 
@@ -511,7 +595,42 @@ TEST(ExcelFile, ReadsTheNamesOfManySheets) {
   ASSERT_EQ(names({}).size(), 300U);
   EXPECT_EQ(names({})[0], "\xDC");
   EXPECT_EQ(names({})[299], "S300");
-  EXPECT_EQ(names(kNoRules)[0], "\u00DC");
+  ExcelRules rules;
+  rules.narrow_sheet_names = false;
+  EXPECT_EQ(names(rules)[0], "\u00DC");
+}
+
+// Sheets that are offered without a rule only stand behind the others.
+TEST(ExcelFile, AChoiceMeansTheSameUnderAllRules) {
+  const MemoryFile file(WorkbookFixture{
+      {{Number(0, 0, 1), 2, 2, "A"},
+       {.cells = Number(0, 0, 2), .name = "B", .has_dimensions = false},
+       {Number(0, 0, 3), 2, 3,
+        "C"}}}.Stream());
+  const auto import = [&](const ExcelRules& rules, NvImportOpenOptions* options) {
+    ExcelFile reader(rules);
+    MemorySheet sheet;
+    EXPECT_EQ(reader.Open(true, file.path(), options), 0);
+    const std::string size =
+        std::to_string(reader.GetNumRows()) + " x " + std::to_string(reader.GetNumCols());
+    EXPECT_EQ(reader.Read(&sheet), 0);
+    return size + "\n" + SheetText(sheet);
+  };
+  ScriptedDialogs dialogs;
+  dialogs.items = ItemsChoice{{0, 1}, 0};
+  ExcelRules right_size;
+  right_size.size_with_extra_one = false;
+  for (const ExcelRules& stored_under : {ExcelRules{}, ExcelRules::Off()}) {
+    NvImportOpenOptions options{0, nullptr};
+    ExcelFile reader(stored_under);
+    ASSERT_EQ(reader.Open(true, file.path(), &options), 0);
+    const std::size_t asked = dialogs.items_questions.size();
+    EXPECT_EQ(import({}, &options), "3 x 5\n1 | . | 3\n");
+    EXPECT_EQ(import(right_size, &options), "2 x 5\n1 | . | 3\n");
+    EXPECT_EQ(import(ExcelRules::Off(), &options), "2 x 5\n1 | . | 3\n");
+    EXPECT_EQ(dialogs.items_questions.size(), asked);
+  }
+  EXPECT_EQ(dialogs.items_questions.at(1).items, (std::vector<std::string>{"A", "C", "B"}));
 }
 
 TEST(ExcelFile, WalksAWorkspaceBySheets) {
@@ -563,11 +682,15 @@ std::string Workbook() {
 
 // A file cut anywhere, plain or in a compound file, never gives a cell that the whole one does not.
 TEST(ExcelFile, AShorterFileAddsNothing) {
-  for (const std::string& whole : {Workbook(), WriteCompoundFile({{"Workbook", Workbook()}})}) {
+  const std::string plain = Workbook();
+  const std::string compound = WriteCompoundFile({{"Workbook", plain}});
+  const std::pair<const std::string&, ExcelRules> kCases[] = {
+      {plain, {}}, {compound, {}}, {plain, ExcelRules::Off()}};
+  for (const auto& [whole, rules] : kCases) {
     const MemoryFile file;
-    const auto read = [&](const std::string& bytes, MemorySheet& sheet) {
+    const auto read = [&file, &rules = rules](const std::string& bytes, MemorySheet& sheet) {
       file.Put(bytes);
-      ExcelFile reader;
+      ExcelFile reader(rules);
       return reader.Open(true, file.path(), nullptr) != 0 || reader.Read(&sheet) != 0;
     };
     MemorySheet expected;
