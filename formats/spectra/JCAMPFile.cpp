@@ -250,7 +250,9 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
     const auto position = static_cast<std::size_t>(number->front()) - 1;
     if (position < offered_.size()) chosen = offered_[position];
   } else if (prompt != nullptr) {
-    const std::vector<std::size_t> selected = Selected();
+    std::vector<std::size_t> selected;
+    for (const Series series : SelectedSeries())
+      if (series.page == 0) selected.push_back(series.block);
     ItemsQuestion question = Question(selected);
     question.kind = ItemsQuestion::Kind::kReference;
     question.prompt = prompt;
@@ -314,7 +316,8 @@ std::string JCAMPFile::Entry(const JCAMPData& block) const {
 void JCAMPFile::GetTitle(char* title) const {
   const std::string_view text =
       current_block_ != kNone ? blocks_.Text(Block(current_block_).title) : "";
-  title[text.copy(title, text.size())] = '\0';
+  constexpr std::size_t kMost = 255;
+  title[text.copy(title, kMost)] = '\0';
 }
 
 const char* JCAMPFile::GetDateCreated(COleDateTime& date) const {
