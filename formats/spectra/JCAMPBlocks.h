@@ -1,11 +1,15 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "formats/spectra/JCAMPRules.h"
 
 class JCAMPLines;
 
@@ -20,6 +24,10 @@ enum class JCAMPClass : std::uint8_t {
   kUnknown = 8
 };
 
+// How the data lines of a page are read: as ordinates behind an abscissa, as pairs, as pairs with a
+// third value, or as groups in brackets that begin with a pair.
+enum class JCAMPForm : std::uint8_t { kUnknown, kOrdinates, kPairs, kTriples, kGroups };
+
 // What every block has. Texts are offsets in the arena of JCAMPBlocks.
 struct JCAMPRecord {
   std::uint32_t title = 0;
@@ -30,7 +38,8 @@ struct JCAMPRecord {
   int file = 0;
   JCAMPClass data_class = JCAMPClass::kUnknown;
   bool selected = false;
-  bool holds_pairs = false;  // by the form of its first page
+  JCAMPForm form = JCAMPForm::kUnknown;  // of its first page
+  std::uint8_t problem = 0;              // why it can't be read: a JCAMPStatus less kNoFile
 };
 
 // What only blocks with data have.
@@ -41,6 +50,7 @@ struct JCAMPNumbers {
   double y_factor = 1;
   double delta_x = 0;
   int pages = 0;
+  std::uint32_t page_list = 0;  // where JCAMPBlocks keeps them if they are several, 0 for none
   // The first data page: where its lines begin, and how many lines precede them.
   std::uint64_t position = 0;
   std::uint64_t line = 0;
@@ -49,18 +59,42 @@ struct JCAMPNumbers {
 // What the labels of a block say.
 struct JCAMPData : JCAMPRecord, JCAMPNumbers {};
 
+// One of several data pages of a block.
+struct JCAMPPage {
+  std::uint64_t position = 0;
+  std::uint64_t line = 0;
+  std::uint32_t name = 0;
+  std::uint32_t numbers = 0;  // where JCAMPBlocks keeps its own, 0 for those of the block
+  int points = -1;
+  JCAMPForm form = JCAMPForm::kUnknown;
+  std::uint8_t problem = 0;
+};
+
 // The blocks of one or several files in their order, found by their labels.
 class JCAMPBlocks {
  public:
+  explicit JCAMPBlocks(JCAMPRules rules = {}) : rules_(rules) {}
+
   // Adds the blocks of the next file. Returns a JCAMPStatus or 0.
   int CheckFile(JCAMPLines& lines);
-  void Clear() { *this = {}; }
+  void Clear() { *this = JCAMPBlocks(rules_); }
 
   std::size_t size() const { return records_.size(); }
-  JCAMPData Get(std::size_t block) const {
-    return {records_[block], numbers_[records_[block].numbers]};
-  }
+  // The block as its page makes it, from 0, and what names that page among several.
+  JCAMPData Get(std::size_t block, std::size_t page) const;
+  const char* PageName(std::size_t block, std::size_t page) const;
+  std::size_t Pages(std::size_t block) const;
+
+  // Takes the number of points that was counted.
+  void SetPoints(std::size_t block, std::size_t page, int points);
+  // How many more all of them may make.
+  double points_left() const { return most_points() - points_; }
+
   JCAMPClass DataClass(std::size_t block) const { return records_[block].data_class; }
+  // Whether a link holds data by labels and forms that not all rules know.
+  bool HoldsMore(std::size_t block) const {
+    return records_[block].problem != 0 || records_[block].form != JCAMPForm::kUnknown;
+  }
   bool IsSelected(std::size_t block) const { return records_[block].selected; }
   void Select(std::size_t block, bool selected) { records_[block].selected = selected; }
 
@@ -76,8 +110,21 @@ class JCAMPBlocks {
   struct Rule;
   static const Rule kRules[];
 
+  struct Form;
+
+  int ReadLabels(std::string_view line, JCAMPLines& lines);
   int ReadLabel(std::string_view line, JCAMPLines& lines);
-  void AddPage(std::string_view form, JCAMPLines& lines);
+  int ReadPageLabel(const Rule& rule, std::string_view value, JCAMPLines& lines);
+  const Rule* FindRule(std::string_view label) const;
+  std::optional<Form> FindForm(std::string_view text) const;
+  bool LeavesOut(int status);
+  void Restart(std::size_t blocks);
+  void AddPage(std::string_view form, int problem, JCAMPLines& lines);
+  void AddFurtherPage(JCAMPPage& page, const JCAMPNumbers& numbers);
+  void TakeVariables(const Form& form, JCAMPNumbers& numbers, int& points);
+  // What a count of titles and ends that don't match comes to.
+  int Uneven() const;
+  void OpenBlock();
   void CloseBlock();
   int Keep(std::string_view text, std::uint32_t& offset);
 
@@ -95,12 +142,17 @@ class JCAMPBlocks {
   int TakeDate(std::string_view value);
   int TakeTime(std::string_view value);
   int TakeForm(std::string_view form);
+  template <std::size_t kVariable>
+  int TakeVariable(std::string_view value);
   template <int kStatus>
   int Refuse(std::string_view value);
+
+  JCAMPRules rules_;
 
   // A file can hold a block in every fifteen bytes: what a block seldom has takes no room in all.
   std::deque<JCAMPRecord> records_;
   std::deque<JCAMPNumbers> numbers_ = std::deque<JCAMPNumbers>(1);
+  std::deque<JCAMPPage> pages_ = std::deque<JCAMPPage>(1);
   std::string texts_ = std::string(1, '\0');  // offset 0 is the empty text
   int files_ = 0;
   double bytes_ = 0;   // of the files
@@ -112,4 +164,9 @@ class JCAMPBlocks {
   std::uint64_t titles_ = 0;
   std::uint64_t ends_ = 0;
   std::int64_t open_titles_ = 0;
+  // Of the block that is read:
+  JCAMPPage next_page_;  // what is said of a page before its data
+  JCAMPPage first_page_;
+  enum Variable : std::size_t { kSymbol, kSize, kFirst, kLast, kFactor, kVariables };
+  std::array<std::string, kVariables> variables_;  // of n-tuples: what their labels list
 };

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include "formats/spectra/JCAMPDate.h"
 #include "formats/spectra/JCAMPLines.h"
@@ -97,13 +98,17 @@ int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   files_ = FileSelection::Split(path != nullptr ? path : "");
   several_files_ = files_.size() > 1;
   for (const std::string& file : files_) {
-    JCAMPLines lines(file.c_str());
+    JCAMPLines lines(file.c_str(), LongestLine());
     if (!lines.is_open()) return Fail(kNoFile);
     if (const int status = blocks_.CheckFile(lines))
       return FailAt(status, static_cast<int>(&file - files_.data()), lines.line());
   }
   for (std::size_t i = 0; i < blocks_.size(); ++i)
     if (blocks_.DataClass(i) != JCAMPClass::kLink) offered_.push_back(i);
+  // What only some rules find in links stands behind what all find, whose numbers are the same.
+  for (std::size_t i = 0; i < blocks_.size(); ++i)
+    if (blocks_.DataClass(i) == JCAMPClass::kLink && blocks_.HoldsMore(i)) offered_.push_back(i);
+  if (!rules_.npoints_is_right && CountPoints() != kGood) return status_;
   return SetOptions(options);
 }
 
@@ -215,9 +220,10 @@ int JCAMPFile::CheckMultiSelection(const char*& prompt) {
   prompt = nullptr;
   unites_x_ = false;
   std::optional<JCAMPData> first;
-  for (const std::size_t index : Selected()) {
-    const JCAMPData block = Block(index);
-    if (several_files_ && block.data_class != JCAMPClass::kXYData) return kOnlyXYData;
+  for (const Series series : SelectedSeries()) {
+    const JCAMPData block = Get(series);
+    if (several_files_ && rules_.only_xydata_of_several && block.data_class != JCAMPClass::kXYData)
+      return kOnlyXYData;
     // Reading refuses the others.
     if (Problem(block) != kGood) continue;
     unites_x_ |= block.data_class == JCAMPClass::kPeakTable;
@@ -244,7 +250,9 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
     const auto position = static_cast<std::size_t>(number->front()) - 1;
     if (position < offered_.size()) chosen = offered_[position];
   } else if (prompt != nullptr) {
-    const std::vector<std::size_t> selected = Selected();
+    std::vector<std::size_t> selected;
+    for (const Series series : SelectedSeries())
+      if (series.page == 0) selected.push_back(series.block);
     ItemsQuestion question = Question(selected);
     question.kind = ItemsQuestion::Kind::kReference;
     question.prompt = prompt;
@@ -268,6 +276,17 @@ std::vector<std::size_t> JCAMPFile::Selected() const {
   std::vector<std::size_t> selected;
   for (const std::size_t i : offered_)
     if (blocks_.IsSelected(i)) selected.push_back(i);
+  return selected;
+}
+
+std::vector<JCAMPFile::Series> JCAMPFile::SelectedSeries() const {
+  std::vector<Series> selected;
+  for (const std::size_t block : Selected())
+    for (std::size_t page = 0; page < blocks_.Pages(block); ++page) {
+      const Series series{static_cast<std::uint32_t>(block), static_cast<std::uint32_t>(page)};
+      if (rules_.bad_blocks_refuse_files || Problem(Get(series)) == kGood)
+        selected.push_back(series);
+    }
   return selected;
 }
 
@@ -297,7 +316,8 @@ std::string JCAMPFile::Entry(const JCAMPData& block) const {
 void JCAMPFile::GetTitle(char* title) const {
   const std::string_view text =
       current_block_ != kNone ? blocks_.Text(Block(current_block_).title) : "";
-  title[text.copy(title, text.size())] = '\0';
+  constexpr std::size_t kMost = 255;
+  title[text.copy(title, kMost)] = '\0';
 }
 
 const char* JCAMPFile::GetDateCreated(COleDateTime& date) const {
@@ -338,11 +358,16 @@ std::string JCAMPFile::Compose(std::string_view text) const {
   return composed;
 }
 
+std::string JCAMPFile::MessageOf(int status) const {
+  const auto* known = std::ranges::find(kTexts, status, &StatusText::status);
+  if (known == std::end(kTexts)) return {};
+  const bool among_several = several_files_ && status == kNotJCAMP;
+  return Compose(among_several ? kNotJCAMPAmongSeveral : known->text);
+}
+
 void JCAMPFile::GetErrorMessage(char* buffer, unsigned int size) {
-  const auto* known = std::ranges::find(kTexts, status_, &StatusText::status);
-  if (known == std::end(kTexts)) return SpreadsheetFile::GetErrorMessage(buffer, size);
-  const bool among_several = several_files_ && status_ == kNotJCAMP;
-  const std::string text = Compose(among_several ? kNotJCAMPAmongSeveral : known->text);
+  const std::string text = MessageOf(status_);
+  if (text.empty()) return SpreadsheetFile::GetErrorMessage(buffer, size);
   const StatusText composed[] = {{status_, text.c_str()}};
   CopyText(composed, buffer, size);
   if (status_ == kOnlyXYData || status_ == kReferenceCancelled) several_files_ = false;
@@ -353,7 +378,7 @@ const char* JCAMPFile::GetWarningMessage() {
 }
 
 void JCAMPFile::Warn(std::string_view text) {
-  if (only_sizes_) return;
+  if (only_sizes_ || std::exchange(has_warned_, true)) return;
   std::string warning = Compose(text);
   // Only one can be shown.
   if (warning_.empty())
@@ -362,11 +387,14 @@ void JCAMPFile::Warn(std::string_view text) {
     Log::WriteNote(kSource, warning);
 }
 
-JCAMPFileFactory::JCAMPFileFactory()
+JCAMPFileFactory::JCAMPFileFactory(JCAMPRules rules)
     : SprFileFactory("JCAMP-DX File", "JCAMP-DX Files (*.jcm; *.dx; *.jdx)", nullptr, 3,
                      ".jcm\0.dx\0.jdx", /*can_write=*/false, /*can_read=*/true,
-                     /*several_at_once=*/true, true, false) {}
+                     /*several_at_once=*/true, true, false),
+      rules_(rules) {}
 
 int JCAMPFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
 
-SpreadsheetFile* JCAMPFileFactory::Create() { return std::make_unique<JCAMPFile>().release(); }
+SpreadsheetFile* JCAMPFileFactory::Create() {
+  return std::make_unique<JCAMPFile>(rules_).release();
+}

@@ -28,6 +28,8 @@ struct JCAMPImportOptions {
 // column 1, its title in column 2 and its points from column 3 on.
 class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
  public:
+  explicit JCAMPFile(JCAMPRules rules = {}) : rules_(rules), blocks_(rules) {}
+
   // Options that make Open ask nothing. The caller frees them with
   // SpreadsheetOpenOptions::FreeOpenOptions and deletes the record.
   static NvImportOpenOptions* GetImportOptions(const JCAMPImportOptions& options);
@@ -90,11 +92,28 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   // Positions in the array of blocks.
   std::vector<std::size_t> Selected() const;
 
-  JCAMPData Block(std::size_t block) const { return blocks_.Get(block); }
+  // What makes a row: a data page of a block, from 0.
+  struct Series {
+    std::uint32_t block;
+    std::uint32_t page;
+  };
+  // Those of the selected blocks, without those that are left out.
+  std::vector<Series> SelectedSeries() const;
+  void NoteLeftOut() const;
+  int CountPoints();
+
+  JCAMPData Block(std::size_t block) const { return blocks_.Get(block, 0); }
+  JCAMPData Get(Series series) const { return blocks_.Get(series.block, series.page); }
+  std::string RowLabel(Series series) const;
   std::string FilePrefix(const JCAMPData& block) const;
   std::string Entry(const JCAMPData& block) const;
 
   std::string Compose(std::string_view text) const;
+  std::string MessageOf(int status) const;
+  std::size_t LongestLine() const;
+  // What a missing ordinate becomes, and the name of its point.
+  float MissingValue() const;
+  double PointName(double x, bool missing) const;
   int FailAt(int status, int file, std::uint64_t line);
   void Warn(std::string_view text);
 
@@ -102,10 +121,13 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   static int Problem(const JCAMPData& block);
   static Grid GridOf(const JCAMPData& block);
   static bool SameX(const JCAMPData& a, const JCAMPData& b);
-  int UniteX(const std::vector<std::size_t>& selected);
+  int UniteX(const std::vector<Series>& selected);
   int ReadBlocks(ReadSpreadSheetData* sink);
-  int ReadBlock(std::size_t block, int row, bool names_points, BlockFile& file,
+  int ReadBlock(Series series, int row, bool names_points, BlockFile& file,
                 ReadSpreadSheetData* sink);
+  // What data lines come to that end before a label or the end of the file, or with it.
+  int EndBlock(int status, const JCAMPData& block, const JCAMPLines& lines);
+  int EndData(const JCAMPLines& lines, bool at_label, int read, int expected);
   int ReadPairs(const JCAMPData& block, int row, JCAMPLines& lines, ReadSpreadSheetData* sink);
   template <typename Store>
   int ReadXYData(const JCAMPData& block, JCAMPLines& lines, Store store);
@@ -114,6 +136,7 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
 
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
+  JCAMPRules rules_;
   std::vector<std::string> files_;
   JCAMPBlocks blocks_;
   std::vector<std::size_t> offered_;  // positions of those that can be chosen
@@ -129,13 +152,17 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   bool unites_x_ = false;        // a block of pairs is among the selected ones
   std::vector<double> union_x_;  // then all of their x values, ascending
   bool only_sizes_ = false;      // what is met will be told when the cells are read
+  bool has_warned_ = false;      // of the block that is read, or of a page before
   std::string warning_;
   std::vector<unsigned char> choices_;
 };
 
 class NVIMPORT_API JCAMPFileFactory final : public SprFileFactory {
  public:
-  JCAMPFileFactory();
+  explicit JCAMPFileFactory(JCAMPRules rules = {});
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;
+
+ private:
+  JCAMPRules rules_;
 };

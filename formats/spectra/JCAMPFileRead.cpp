@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <map>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -20,22 +23,32 @@
 
 namespace {
 
+constexpr const char* kSource = "JCAMPFile";
+
 constexpr int kLabelColumn = 2;
 constexpr int kFirstPointColumn = 3;
 constexpr float kMissing = -99;
+
+// Pairs and rows take it for a missing ordinate, where that is no number.
+bool IsMissing(float value) { return std::isnan(value); }
 
 }  // namespace
 
 // The file whose blocks are being read: blocks of one file follow one another.
 class JCAMPFile::BlockFile {
  public:
-  // The lines of the file, null when it can't be opened.
-  JCAMPLines* Open(int file, const std::string& path) {
-    if (file == file_) return lines_.get();
+  explicit BlockFile(const JCAMPFile& reader) : reader_(reader) {}
+
+  // The lines of the block's file, null when it can't be opened.
+  JCAMPLines* Open(const JCAMPData& block) {
+    if (block.file == file_) return lines_.get();
     Close();
-    lines_ = std::make_unique<JCAMPLines>(path.c_str());
+    const JCAMPRules& rules = reader_.rules_;
+    lines_ = std::make_unique<JCAMPLines>(
+        reader_.files_[static_cast<std::size_t>(block.file)].c_str(), reader_.LongestLine());
+    if (!rules.labels_begin_lines) lines_->IgnoreIndentation();
     if (!lines_->is_open()) return nullptr;
-    file_ = file;
+    file_ = block.file;
     return lines_.get();
   }
 
@@ -48,6 +61,7 @@ class JCAMPFile::BlockFile {
   std::uint64_t long_lines() const { return long_lines_; }
 
  private:
+  const JCAMPFile& reader_;
   int file_ = -1;
   std::unique_ptr<JCAMPLines> lines_;
   std::uint64_t long_lines_ = 0;
@@ -90,6 +104,7 @@ struct JCAMPFile::Pair {
 };
 
 int JCAMPFile::Problem(const JCAMPData& block) {
+  if (block.problem != 0) return kNoFile + block.problem;
   const JCAMPClass data_class = block.data_class;
   if (data_class == JCAMPClass::kRAData) return kRADataMet;
   if (data_class != JCAMPClass::kXYData && data_class != JCAMPClass::kXYPoints &&
@@ -97,7 +112,7 @@ int JCAMPFile::Problem(const JCAMPData& block) {
     return kUnknownClass;
   if (block.points < 1) return kNoPoints;
   if (block.pages == 0) return kNoData;
-  if (data_class != JCAMPClass::kXYData && !block.holds_pairs) return kXYPointsMet;
+  if (data_class != JCAMPClass::kXYData && block.form < JCAMPForm::kPairs) return kXYPointsMet;
   if (data_class != JCAMPClass::kXYData) return kGood;
   const Grid grid = GridOf(block);
   if (std::isnan(grid.first) || !std::isfinite(grid.step)) return kNoSpacing;
@@ -123,14 +138,19 @@ bool JCAMPFile::SameX(const JCAMPData& a, const JCAMPData& b) {
 int JCAMPFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (blocks_.size() == 0) return Fail(kReadFailed);
-  const std::vector<std::size_t> selected = Selected();
-  if (selected.empty()) return Fail(offered_.empty() ? kNoData : kNoneSelected);
+  const std::vector<std::size_t> blocks = Selected();
+  if (blocks.empty()) return Fail(offered_.empty() ? kNoData : kNoneSelected);
+  const std::vector<Series> selected = SelectedSeries();
+  if (selected.empty()) {
+    const JCAMPData block = Block(blocks.front());
+    return FailAt(Problem(block), block.file, block.line);
+  }
 
   // What precedes a block that can't be read is delivered before that fails.
   std::size_t readable = 0;
   int points = 0;
   for (; readable < selected.size(); ++readable) {
-    const JCAMPData block = Block(selected[readable]);
+    const JCAMPData block = Get(selected[readable]);
     if (const int problem = Problem(block)) {
       if (readable == 0) return FailAt(problem, block.file, block.line);
       break;
@@ -153,26 +173,26 @@ int JCAMPFile::EstablishSize() {
 }
 
 // Finds the columns of blocks of pairs: every x that occurs, as often as a block has it.
-int JCAMPFile::UniteX(const std::vector<std::size_t>& selected) {
+int JCAMPFile::UniteX(const std::vector<Series>& selected) {
   union_x_.clear();
   // What the file's own length backs; spectra of repetitions can announce much more.
   constexpr double kMostUnbacked = 1e6;
   constexpr double kBytesPerPair = 6;
   double announced = 0;
-  for (const std::size_t index : selected) announced += Block(index).points;
+  for (const Series series : selected) announced += Get(series).points;
   if (announced > kMostUnbacked + blocks_.bytes() / kBytesPerPair) return Fail(kNoSize);
   std::vector<std::pair<double, int>> all;  // with its number among equal ones of its block
   all.reserve(static_cast<std::size_t>(announced));
-  BlockFile file;
+  BlockFile file(*this);
   Pairs pairs;
-  for (const std::size_t index : selected) {
-    const JCAMPData block = Block(index);
-    JCAMPLines* lines = file.Open(block.file, files_[static_cast<std::size_t>(block.file)]);
+  for (const Series series : selected) {
+    const JCAMPData block = Get(series);
+    JCAMPLines* lines = file.Open(block);
     if (lines == nullptr) return Fail(kNoFile);
     only_sizes_ = true;
     const int status = CollectPairs(block, *lines, pairs);
+    if (EndBlock(status, block, *lines) != kGood) return status_;
     only_sizes_ = false;
-    if (status != kGood) return FailAt(status, block.file, lines->line());
     int number = 0;
     for (std::size_t i = 0; i < pairs.size(); ++i) {
       number = i > 0 && pairs[i].x == pairs[i - 1].x ? number + 1 : 0;
@@ -195,30 +215,32 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
 }
 
 int JCAMPFile::ReadBlocks(ReadSpreadSheetData* sink) {
-  const std::vector<std::size_t> selected = Selected();
+  NoteLeftOut();
   if (unites_x_ || reference_ != kNone)
     if (InitXValues(sink) != kGood) return status_;
-  BlockFile file;
+  BlockFile file(*this);
   int row = x_row_ ? 2 : 1;
   int further_pages = 0;
-  for (const std::size_t index : selected) {
-    const JCAMPData block = Block(index);
-    current_block_ = index;
+  bool names_points = !unites_x_ && reference_ == kNone;
+  for (const Series series : SelectedSeries()) {
+    const JCAMPData block = Get(series);
+    current_block_ = series.block;
+    if (series.page == 0) has_warned_ = false;
     if (const int problem = Problem(block)) return FailAt(problem, block.file, block.line);
-    const bool names_points = index == selected.front() && !unites_x_ && reference_ == kNone;
-    if (ReadBlock(index, ++row, names_points, file, sink) != kGood) return status_;
-    further_pages += block.pages - 1;
+    if (ReadBlock(series, ++row, std::exchange(names_points, false), file, sink) != kGood)
+      return status_;
+    if (rules_.first_page_only) further_pages += block.pages - 1;
   }
   file.Close();
   if (file.long_lines() > 0)
-    Log::WriteNote("JCAMPFile", std::to_string(file.long_lines()) +
-                                    (file.long_lines() == 1 ? " line is" : " lines are") +
-                                    " longer than 255 characters, and the rest was not delivered");
+    Log::WriteNote(kSource, std::to_string(file.long_lines()) +
+                                (file.long_lines() == 1 ? " line is" : " lines are") +
+                                " longer than 255 characters, and the rest was not delivered");
   if (further_pages > 0)
-    Log::WriteNote("JCAMPFile", std::to_string(further_pages) +
-                                    (further_pages == 1 ? " further data page was"
-                                                        : " further data pages were") +
-                                    " not delivered");
+    Log::WriteNote(
+        kSource, std::to_string(further_pages) +
+                     (further_pages == 1 ? " further data page was" : " further data pages were") +
+                     " not delivered");
   return kGood;
 }
 
@@ -230,9 +252,11 @@ namespace {
 struct Row {
   ReadSpreadSheetData* sink;
   int row;
+  float missing_value;
 
   void operator()(int n, double y, bool missing) const {
-    sink->Set(kFirstPointColumn - 1 + n, row, missing ? kMissing : static_cast<float>(y));
+    if (missing && IsMissing(missing_value)) return;
+    sink->Set(kFirstPointColumn - 1 + n, row, missing ? missing_value : static_cast<float>(y));
   }
 };
 
@@ -283,18 +307,17 @@ class Interpolator {
 
 }  // namespace
 
-int JCAMPFile::ReadBlock(std::size_t index, int row, bool names_points, BlockFile& file,
+int JCAMPFile::ReadBlock(Series series, int row, bool names_points, BlockFile& file,
                          ReadSpreadSheetData* sink) {
-  const JCAMPData block = Block(index);
+  const JCAMPData block = Get(series);
   current_file_ = block.file;
-  JCAMPLines* lines = file.Open(block.file, files_[static_cast<std::size_t>(block.file)]);
+  JCAMPLines* lines = file.Open(block);
   if (lines == nullptr) return Fail(kNoFile);
 
   sink->Set(1, row, row - 1);
-  const std::string label = FilePrefix(block) + blocks_.Text(block.title);
-  sink->Set(kLabelColumn, row, label.empty() ? "Y" : label.c_str());
+  sink->Set(kLabelColumn, row, RowLabel(series).c_str());
 
-  const Row cells{sink, row};
+  const Row cells{sink, row, MissingValue()};
   const Grid grid = GridOf(block);
   int status = kGood;
   if (unites_x_) {
@@ -303,7 +326,7 @@ int JCAMPFile::ReadBlock(std::size_t index, int row, bool names_points, BlockFil
     Names names(*this, sink);
     status = ReadXYData(block, *lines, [&](int n, double y, bool missing) {
       cells(n, y, missing);
-      names.Put(kFirstPointColumn - 1 + n, missing ? static_cast<double>(kMissing) : grid.X(n));
+      names.Put(kFirstPointColumn - 1 + n, PointName(grid.X(n), missing));
     });
   } else if (reference_ == kNone ||
              (SameX(block, Block(reference_)) && block.points == Block(reference_).points)) {
@@ -313,7 +336,84 @@ int JCAMPFile::ReadBlock(std::size_t index, int row, bool names_points, BlockFil
     status = ReadXYData(block, *lines,
                         [&](int n, double y, bool missing) { interpolate(n, y, missing); });
   }
-  return status == kGood ? kGood : FailAt(status, block.file, lines->line());
+  return EndBlock(status, block, *lines);
+}
+
+std::string JCAMPFile::RowLabel(Series series) const {
+  const JCAMPData block = Get(series);
+  const std::string page = blocks_.PageName(series.block, series.page);
+  const std::string label = FilePrefix(block) + blocks_.Text(block.title);
+  if (page.empty()) return label.empty() ? "Y" : label;
+  return label.empty() ? page : label + ", " + page;
+}
+
+int JCAMPFile::EndBlock(int status, const JCAMPData& block, const JCAMPLines& lines) {
+  if (status == kGood) return kGood;
+  if (rules_.bad_blocks_refuse_files || status == kReadFailed)
+    return FailAt(status, block.file, lines.line());
+  line_ = lines.line();
+  if (!only_sizes_)
+    Log::WriteNote(kSource, "block \"" + std::string(blocks_.Text(block.title)) +
+                                "\" was not delivered from line " + std::to_string(line_) +
+                                " on: " + MessageOf(status));
+  return kGood;
+}
+
+// Tells of the selected blocks that make no row.
+void JCAMPFile::NoteLeftOut() const {
+  if (rules_.bad_blocks_refuse_files) return;
+  std::map<int, int> left_out;
+  for (const std::size_t block : Selected())
+    for (std::size_t page = 0; page < blocks_.Pages(block); ++page)
+      if (const int problem = Problem(blocks_.Get(block, page))) ++left_out[problem];
+  for (const auto& [problem, count] : left_out) {
+    const std::string reason =
+        problem == kIllegalValue ? "A label has an illegal value." : MessageOf(problem);
+    Log::WriteCount(kSource, static_cast<std::uint64_t>(count),
+                    "data block was not delivered: " + reason,
+                    "data blocks were not delivered: " + reason);
+  }
+}
+
+// Counts the points where the labels don't.
+int JCAMPFile::CountPoints() {
+  BlockFile file(*this);
+  only_sizes_ = true;
+  for (const std::size_t block : offered_)
+    for (std::size_t page = 0; page < blocks_.Pages(block); ++page) {
+      JCAMPData data = blocks_.Get(block, page);
+      if (data.points > 0) continue;
+      data.points = static_cast<int>(std::clamp<double>(blocks_.points_left(), 0, INT_MAX));
+      if (Problem(data) != kGood) continue;
+      JCAMPLines* lines = file.Open(data);
+      if (lines == nullptr) return Fail(kNoFile);
+      int points = 0;
+      // What ends it early is met again when the cells are read.
+      if (data.data_class == JCAMPClass::kXYData) {
+        ReadXYData(data, *lines, [&](int n, double, bool) { points = n; });
+      } else {
+        Pairs pairs;
+        ReadPeakTable(data, *lines, pairs);
+        points = static_cast<int>(std::min<std::size_t>(pairs.size(), INT_MAX));
+      }
+      blocks_.SetPoints(block, page, points);
+    }
+  only_sizes_ = false;
+  return kGood;
+}
+
+std::size_t JCAMPFile::LongestLine() const {
+  return rules_.lines_of_255_characters ? JCAMPLines::kLongest
+                                        : std::numeric_limits<std::size_t>::max();
+}
+
+float JCAMPFile::MissingValue() const {
+  return rules_.missing_as_minus_99 ? kMissing : std::numeric_limits<float>::quiet_NaN();
+}
+
+double JCAMPFile::PointName(double x, bool missing) const {
+  const float value = MissingValue();
+  return missing && !IsMissing(value) ? static_cast<double>(value) : x;
 }
 
 int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
@@ -323,31 +423,33 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
     names.Put(kFirstPointColumn + static_cast<int>(i), union_x_[i]);
   if (reference_ == kNone) return kGood;
   const JCAMPData block = Block(reference_);
-  BlockFile file;
-  JCAMPLines* lines = file.Open(block.file, files_[static_cast<std::size_t>(block.file)]);
+  BlockFile file(*this);
+  JCAMPLines* lines = file.Open(block);
   if (lines == nullptr) return Fail(kNoFile);
   const Grid grid = GridOf(block);
   only_sizes_ = true;
   const int status = ReadXYData(block, *lines, [&](int n, double, bool missing) {
-    names.Put(kFirstPointColumn - 1 + n, missing ? static_cast<double>(kMissing) : grid.X(n));
+    names.Put(kFirstPointColumn - 1 + n, PointName(grid.X(n), missing));
   });
+  const int end = EndBlock(status, block, *lines);
   only_sizes_ = false;
-  return status == kGood ? kGood : FailAt(status, block.file, lines->line());
+  return end;
 }
 
 // Gives the block's pairs to their columns, the next one for each that repeats an x.
 int JCAMPFile::ReadPairs(const JCAMPData& block, int row, JCAMPLines& lines,
                          ReadSpreadSheetData* sink) {
   Pairs pairs;
-  if (const int status = CollectPairs(block, lines, pairs)) return status;
+  const int status = CollectPairs(block, lines, pairs);
   auto column = union_x_.begin();
   for (const Pair& pair : pairs) {
     column = std::lower_bound(column, union_x_.end(), pair.x);
     if (column == union_x_.end()) break;
-    sink->Set(kFirstPointColumn + static_cast<int>(column - union_x_.begin()), row, pair.y);
+    if (!IsMissing(pair.y))
+      sink->Set(kFirstPointColumn + static_cast<int>(column - union_x_.begin()), row, pair.y);
     ++column;
   }
-  return kGood;
+  return status;
 }
 
 // The points of a block by ascending x, whatever its class.
@@ -356,8 +458,9 @@ int JCAMPFile::CollectPairs(const JCAMPData& block, JCAMPLines& lines, Pairs& pa
   int status = kGood;
   if (block.data_class == JCAMPClass::kXYData) {
     const Grid grid = GridOf(block);
+    const float missing_value = MissingValue();
     status = ReadXYData(block, lines, [&](int n, double y, bool missing) {
-      pairs.push_back({grid.X(n), n, missing ? kMissing : static_cast<float>(y)});
+      pairs.push_back({grid.X(n), n, missing ? missing_value : static_cast<float>(y)});
     });
   } else {
     status = ReadPeakTable(block, lines, pairs);
@@ -388,6 +491,19 @@ bool Differ(double a, double b) {
   return std::fabs(a - b) > kTolerance * std::fabs(a);
 }
 
+// Goes to the pair that begins the next group: a line, or what stands behind a bracket outside of
+// texts.
+bool NextGroup(const char*& text, bool at_line_start, bool& in_text) {
+  const jcamp::Kind first = jcamp::MeaningOf(*jcamp::SkipBlanks(text)).kind;
+  if (at_line_start && !in_text && (first == jcamp::Kind::kDigit || first == jcamp::Kind::kSign))
+    return true;
+  for (; *text != '\n'; ++text) {
+    if (*text == '<' || *text == '>') in_text = *text == '<';
+    if (*text == '(' && !in_text) return *++text != '\n';
+  }
+  return false;
+}
+
 int NextValue(const char*& text, JCAMPValue& value) {
   std::int64_t whole = 0;
   bool is_difference = false;
@@ -397,6 +513,13 @@ int NextValue(const char*& text, JCAMPValue& value) {
 }
 
 }  // namespace
+
+int JCAMPFile::EndData(const JCAMPLines& lines, bool at_label, int read, int expected) {
+  if (!at_label && lines.failed()) return kReadFailed;
+  if (!at_label && rules_.ends_match_titles) return kUnexpectedEnd;
+  if (read < expected) Warn(FewerValues(read, expected));
+  return kGood;
+}
 
 // Decodes the lines of a block: an abscissa, which only says where a line begins, then ordinates.
 template <typename Store>
@@ -411,10 +534,7 @@ int JCAMPFile::ReadXYData(const JCAMPData& block, JCAMPLines& lines, Store store
   std::string_view line;
   while (lines.Next(line)) {
     line_ = lines.line();
-    if (line.starts_with('#')) {
-      if (read < expected) Warn(FewerValues(read, expected));
-      return kGood;
-    }
+    if (line.starts_with('#')) return EndData(lines, true, read, expected);
     const char* text = line.data();
     if (const int status = NextValue(text, value)) return status;
     if (value.count == 0) continue;
@@ -451,38 +571,43 @@ int JCAMPFile::ReadXYData(const JCAMPData& block, JCAMPLines& lines, Store store
       }
     }
   }
-  return lines.failed() ? kReadFailed : kUnexpectedEnd;
+  return EndData(lines, false, read, expected);
 }
 
 int JCAMPFile::ReadPeakTable(const JCAMPData& block, JCAMPLines& lines, Pairs& pairs) {
   constexpr JCAMPValueForm kForm{.plain_only = true, .comma_separates = true};
   lines.Seek(block.position, block.line);
+  const int most = rules_.npoints_is_right ? block.points : INT_MAX;
+  const float missing_value = MissingValue();
+  const bool is_grouped = block.form == JCAMPForm::kGroups;
+  bool in_text = false;
   JCAMPValue x;
   JCAMPValue y;
+  JCAMPValue width;
   std::string_view line;
   while (lines.Next(line)) {
     line_ = lines.line();
-    if (line.starts_with('#')) {
-      const int read = static_cast<int>(pairs.size());
-      if (read < block.points) Warn(FewerValues(read, block.points));
-      return kGood;
-    }
+    if (line.starts_with('#'))
+      return EndData(lines, true, static_cast<int>(pairs.size()), block.points);
     const char* text = line.data();
     while (true) {
+      if (is_grouped && !NextGroup(text, text == line.data(), in_text)) break;
       if (const int status = ReadNextValue(text, kForm, x)) return status;
       if (x.count == 0) break;
       if (x.count != 1) return kAbscissaRepeats;
       if (const int status = ReadNextValue(text, kForm, y)) return status;
       if (x.missing || y.count > 1) return kNotPlain;
+      if (block.form == JCAMPForm::kTriples)
+        if (const int status = ReadNextValue(text, kForm, width)) return status;
       const int read = static_cast<int>(pairs.size());
-      if (read == block.points) {
+      if (read == most) {
         Warn(kMoreValues);
         return kGood;
       }
       const bool missing = y.missing || y.count == 0;
       pairs.push_back({x.value * block.x_factor, read,
-                       missing ? kMissing : static_cast<float>(y.value * block.y_factor)});
+                       missing ? missing_value : static_cast<float>(y.value * block.y_factor)});
     }
   }
-  return lines.failed() ? kReadFailed : kUnexpectedEnd;
+  return EndData(lines, false, static_cast<int>(pairs.size()), block.points);
 }

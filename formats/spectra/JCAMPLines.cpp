@@ -7,9 +7,9 @@
 namespace {
 
 constexpr std::size_t kBlock = 64 * 1024;
-constexpr std::size_t kLongest = 255;
 
 bool EndsLine(char c) { return c == '\n' || c == '\r'; }
+bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 
 }  // namespace
 
@@ -28,22 +28,36 @@ std::uint64_t JCAMPLines::Position() {
 
 bool JCAMPLines::Ahead() {
   if (next_ == filled_ && !Fill()) return false;
-  if (!end_goes_on_) return true;
-  end_goes_on_ = false;
-  if (EndsLine(*next_)) ++next_;
-  return next_ != filled_ || Fill();
+  if (end_goes_on_) {
+    end_goes_on_ = false;
+    if (EndsLine(*next_)) ++next_;
+    if (next_ == filled_ && !Fill()) return false;
+  }
+  return !ignores_indentation_ || AtText();
+}
+
+// Goes behind the blanks that begin a line.
+bool JCAMPLines::AtText() {
+  while (IsBlank(*next_)) {
+    indentation_ahead_ = true;
+    if (++next_ == filled_ && !Fill()) return false;
+  }
+  return true;
 }
 
 // Reads on behind what is ahead, of which a line too long keeps no more than tells that it is one.
 bool JCAMPLines::Fill() {
-  const auto kept = std::min(static_cast<std::size_t>(filled_ - next_), kLongest + 1);
+  const auto ahead = static_cast<std::size_t>(filled_ - next_);
+  const std::size_t kept = ahead > longest_ ? longest_ + 1 : ahead;
   // A byte more, for the line feed behind the last line.
   if (buffer_.empty()) buffer_.resize(kBlock + 1);
   if (kept > 0) std::memmove(buffer_.data(), next_, kept);
+  if (kept + kBlock / 2 > buffer_.size()) buffer_.resize(2 * buffer_.size());
   next_ = buffer_.data();
   filled_ = next_ + kept;
   line_feed_ = carriage_return_ = dollar_ = nullptr;
-  const std::ptrdiff_t got = file_.Read(std::span(buffer_).subspan(kept, kBlock - kept));
+  const std::ptrdiff_t got =
+      file_.Read(std::span(buffer_).subspan(kept, buffer_.size() - 1 - kept));
   failed_ |= got < 0;
   if (got <= 0) return false;
   filled_ += got;
@@ -71,6 +85,7 @@ char* JCAMPLines::NextEnd() {
 }
 
 void JCAMPLines::GoBehind(char* end) {
+  indentation_ahead_ = false;
   end_goes_on_ = end != filled_;
   next_ = end_goes_on_ ? end + 1 : end;
   ++line_;
@@ -85,13 +100,23 @@ bool JCAMPLines::Next(std::string_view& line) {
   char* const end = NextEnd();
   if (failed_) return false;
 
-  char* stop = std::min(end, next_ + kLongest);
+  const bool is_long = static_cast<std::size_t>(end - next_) > longest_;
+  char* stop = is_long ? next_ + longest_ : end;
+  text_ = next_;
+  text_end_ = stop;
   for (char* dollar = Find('$', dollar_); dollar + 1 < stop; ++dollar)
     if (dollar[0] == '$' && dollar[1] == '$') stop = dollar;
-  if (stop == next_ + kLongest && end > stop) ++long_lines_;
+  if (is_long && stop == next_ + longest_) ++long_lines_;
 
   *stop = '\n';
   line = {next_, static_cast<std::size_t>(stop - next_)};
+  indented_ = indentation_ahead_;
   GoBehind(end);
   return true;
+}
+
+std::string_view JCAMPLines::WithComment() {
+  // Only a comment's first character has become a line feed.
+  std::replace(text_, text_end_, '\n', '$');
+  return {text_, static_cast<std::size_t>(text_end_ - text_)};
 }

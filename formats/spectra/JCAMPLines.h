@@ -9,14 +9,22 @@
 
 // The lines of a JCAMP-DX file, one after the other in a reused buffer. A line ends at CR or LF,
 // which takes a CR or LF behind it along: so do two line feeds in a row. Its first 255 characters
-// count, and of those what stands before "$$", a comment.
+// count, or all, and of those what stands before "$$", a comment.
 class JCAMPLines {
  public:
-  explicit JCAMPLines(const char* path) : file_(path) {}
+  static constexpr std::size_t kLongest = 255;
+
+  explicit JCAMPLines(const char* path, std::size_t longest = kLongest)
+      : file_(path), longest_(longest) {}
 
   bool is_open() const { return file_.is_open(); }
   bool failed() const { return failed_; }
   std::uint64_t size() const { return file_.size(); }
+
+  // Blanks that begin a line don't count.
+  void IgnoreIndentation() { ignores_indentation_ = indented_ = true; }
+  void RespectIndentation() { ignores_indentation_ = false; }
+  bool ignores_indentation() const { return ignores_indentation_; }
 
   // Goes to `position`, before which `line` lines were read.
   void Seek(std::uint64_t position, std::uint64_t line);
@@ -24,6 +32,10 @@ class JCAMPLines {
   // The next line, good until the next call and followed by a line feed; false at the end of the
   // file and when a read failed.
   bool Next(std::string_view& line);
+
+  // The line that was last taken: with its comment, and whether ignored blanks began it.
+  std::string_view WithComment();
+  bool indented() const { return indented_; }
 
   // Whether the next line begins with `character`.
   bool NextBeginsWith(char character) { return Ahead() && *next_ == character; }
@@ -40,6 +52,7 @@ class JCAMPLines {
 
  private:
   bool Ahead();
+  bool AtText();
   bool Fill();
   char* Find(char character, char*& found) const;
   char* FindEnd();
@@ -47,6 +60,8 @@ class JCAMPLines {
   void GoBehind(char* end);
 
   InputFile file_;
+  std::size_t longest_;
+  bool ignores_indentation_ = false;
   std::vector<char> buffer_;
   char* next_ = nullptr;
   char* filled_ = nullptr;
@@ -55,7 +70,11 @@ class JCAMPLines {
   char* carriage_return_ = nullptr;
   char* dollar_ = nullptr;
   std::uint64_t position_ = 0;  // of the file, behind what is in the buffer
-  bool end_goes_on_ = false;    // the character behind a line end has not been looked at
+  char* text_ = nullptr;        // the line that was last taken, with its comment
+  char* text_end_ = nullptr;
+  bool indented_ = false;
+  bool indentation_ahead_ = false;
+  bool end_goes_on_ = false;  // the character behind a line end has not been looked at
   bool failed_ = false;
   std::uint64_t line_ = 0;
   std::uint64_t long_lines_ = 0;

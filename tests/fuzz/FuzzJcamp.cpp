@@ -1,11 +1,12 @@
-// JCAMP-DX. Input: one file, or several with a NUL and a line feed between them; the first bit of
-// the last byte asks for a row of x values. Every block is chosen, the last of them as reference.
-// Each line is also decoded as ordinates, beside the reference.
+// JCAMP-DX. Input: one file, or several with a NUL and a line feed between them. They are read with
+// the habits and without. Every block is chosen, the last of them as reference. Each line is also
+// decoded as ordinates, beside the reference.
 
 #include <cmath>
 #include <deque>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "formats/spectra/JCAMPFile.h"
 #include "framework/FileSelection.h"
@@ -63,13 +64,41 @@ void CompareValues(std::string_view line, JCAMPValueForm form) {
   }
 }
 
+// Reads under these rules, and returns the blocks that can be chosen.
+std::vector<std::string> Read(const std::string& path, JCAMPRules rules) {
+  TakesAll dialogs;
+  JCAMPFile file(rules);
+  NvImportOpenOptions choices{0, nullptr};
+  char text[256];
+  const bool opened = file.Open(true, path.c_str(), &choices) == 0;
+  file.GetErrorMessage(text, sizeof text);
+  if (!opened) return {};
+  CheckingSink sink;
+  const int columns = file.GetNumCols();
+  const int rows = file.GetNumRows();
+  const int status = file.Read(&sink);
+  Check(status != 0 || (sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns),
+        "the read sets the size that was asked before");
+  file.GetErrorMessage(text, sizeof text);
+  file.GetWarningMessage();
+  file.GetTitle(text);
+  COleDateTime date;
+  file.GetDateCreated(date);
+
+  // The choices that came back ask nothing and read the same.
+  const auto none = ScriptedDialogs::Install(nullptr);
+  JCAMPFile again(rules);
+  CheckingSink same;
+  Check(again.Open(true, path.c_str(), &choices) == 0, "the choices open the file again");
+  Check(again.Read(&same) == status, "and end alike");
+  ScriptedDialogs::Install(none);
+  return file.GetJCAMPBlockList();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string_view input(reinterpret_cast<const char*>(data), size);
-  JCAMPImportOptions layout;
-  layout.x_row = size > 0 && (data[size - 1] & 1) != 0;
-
   std::deque<MemoryFile> files;
   std::vector<std::string> paths;
   constexpr std::string_view kBetween("\0\n", 2);
@@ -81,34 +110,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     input.remove_prefix(end + kBetween.size());
   }
 
-  TakesAll dialogs;
-  JCAMPFile file;
-  NvImportOpenOptions choices{0, nullptr};
-  char text[256];
-  const bool opened = file.Open(true, FileSelection::Join(paths).c_str(), &choices) == 0;
-  file.GetErrorMessage(text, sizeof text);
-  if (opened) {
-    CheckingSink sink;
-    const int columns = file.GetNumCols();
-    const int rows = file.GetNumRows();
-    const int status = file.Read(&sink);
-    Check(status != 0 || (sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns),
-          "the read sets the size that was asked before");
-    file.GetErrorMessage(text, sizeof text);
-    file.GetWarningMessage();
-    file.GetTitle(text);
-    COleDateTime date;
-    file.GetDateCreated(date);
-
-    // The choices that came back ask nothing and read the same.
-    const auto none = ScriptedDialogs::Install(nullptr);
-    JCAMPFile again;
-    CheckingSink same;
-    Check(again.Open(true, FileSelection::Join(paths).c_str(), &choices) == 0,
-          "the choices open the file again");
-    Check(again.Read(&same) == status, "and end alike");
-    ScriptedDialogs::Install(none);
-  }
+  const std::string path = FileSelection::Join(paths);
+  const std::vector<std::string> kept = Read(path, {});
+  const std::vector<std::string> more = Read(path, JCAMPRules::Off());
+  const auto type = [](const std::string& entry) { return entry.substr(0, entry.find(", 1x")); };
+  Check(kept.size() <= more.size(), "no block is lost without the rules kept");
+  for (std::size_t i = 0; i < kept.size(); ++i)
+    Check(type(kept[i]) == type(more[i]), "blocks have the same numbers under all rules");
 
   for (std::string_view lines(reinterpret_cast<const char*>(data), size); !lines.empty();) {
     const std::size_t end = std::min(lines.find_first_of("\r\n"), lines.size());

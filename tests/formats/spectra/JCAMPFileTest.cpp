@@ -615,6 +615,144 @@ class StrictSink : public ReadSpreadSheetData {
   }
 };
 
+// What an import without a habit comes to: the sheet, or the text of its failure.
+std::string ResultOf(JCAMPRules rules, const std::string& bytes, const std::string& options) {
+  const MemoryFile file(bytes);
+  JCAMPFile reader(rules);
+  const Outcome got = ImportFile(reader, file.path(), PairOptions(options).get());
+  return got.status == 0 ? got.sheet : got.text;
+}
+
+TEST(JCAMPFile, EveryHabitCostsCells) {
+  NvApp::SetName("Host");
+  const std::string good = JCAMPFixture{}.Bytes();
+  const std::string names = ". | . | \"t 10\" | \"t 11\" | \"t 12\"\n";
+  const std::string one = names + "1 | \"A\" | 1 | 2 | 3\n";
+  const std::string uneven = "Mismatching '##TITLE=' and '##END=' labels were found in the file.";
+  const auto form = [](const std::string& label, const std::string& data) {
+    return JCAMPFixture{.points = "2", .form = label, .data = data}.Bytes();
+  };
+  const auto pairs = [](const std::string& cells) {
+    return ". | . | \"t 1\" | \"t 3\"\n1 | \"A\" | " + cells + "\n";
+  };
+  const std::string tuples =
+      "##TITLE= A\n##DATA CLASS= NTUPLES\n##SYMBOL= X, R, I, N\n##VAR_DIM= 3, 3, 3, 2\n"
+      "##FIRST= 10, 0, 0, 1\n##LAST= 12, 0, 0, 2\n##FACTOR= 1, 2, 0.5, 1\n"
+      "##PAGE= N=1\n##DATA TABLE= (X++(R..R)), XYDATA\n10 1 2 3\n";
+  const std::string indented = " ##TITLE= A\n ##FIRSTX= 10\n\t##LASTX= 12\n ##NPOINTS= 3\n";
+  const struct {
+    bool JCAMPRules::*habit;
+    std::string bytes;
+    std::string kept;
+    std::string without;
+    const char* options = "";
+  } kCases[] = {
+      {&JCAMPRules::bad_blocks_refuse_files,
+       JCAMPFixture::Link(form("PEAK ASSIGNMENTS= (XYA)", "(1, 2, <a>)\n") + good),
+       "Host can currently not read assignments.", one, "blocks=1,2"},
+      {&JCAMPRules::bad_blocks_refuse_files,
+       JCAMPFixture::Link(JCAMPFixture{.points = "0", .form = "PEAK TABLE= (XY..XY)"}.Bytes() +
+                          JCAMPFixture{.labels = "##DELTAX=\n"}.Bytes()),
+       "Invalid value of '##NPOINTS=' label in the file. The value of '##NPOINTS=' must be a "
+       "positive integer.",
+       one, "blocks=1,2"},
+      {&JCAMPRules::bad_blocks_refuse_files, good + JCAMPFixture{.data = "10 1 ! 3\n"}.Bytes(),
+       "Found an illegal character on line 15 while reading data from the file.",
+       one + "2 | \"A\" | 1 | . | .\n", "blocks=1,2"},
+      {&JCAMPRules::labels_begin_lines,
+       indented + " ##XYDATA= (X++(Y..Y))\n 10 1 2\n 12 3\n ##END=\n",
+       "Error occurred while reading the file.", one},
+      {&JCAMPRules::labels_begin_lines, indented + " ##END=\n" + good, one, one, "blocks=1"},
+      {&JCAMPRules::ends_match_titles, good + "##END=\n", uneven, one},
+      {&JCAMPRules::ends_match_titles, good.substr(0, good.size() - 7), uneven, one},
+      {&JCAMPRules::ends_match_titles, good.substr(0, good.size() - 2) + "\n## text\n",
+       "Found a label with the data label terminator ('=') missing.", one},
+      {&JCAMPRules::npoints_is_right,
+       JCAMPFixture{.labels = "##DELTAX= 1\n", .last = "", .points = ""}.Bytes(),
+       "The size of the data block could not be established. The '##NPOINTS'-label could not be "
+       "found or had an illegal value.",
+       one},
+      {&JCAMPRules::npoints_is_right,
+       JCAMPFixture{.points = "1", .form = "PEAK TABLE= (XY..XY)", .data = "1,2 3,4\n"}.Bytes(),
+       ". | . | \"t 1\"\n1 | \"A\" | 2\n", pairs("2 | 4")},
+      {&JCAMPRules::forms_are_exact, JCAMPFixture{.form = "XYDATA= (X++(Y..Y)"}.Bytes(),
+       "Does not recognize the value of the '##DATACLASS=' label as a valid JCAMP-DX 5.0 dataclass",
+       one},
+      {&JCAMPRules::lines_of_255_characters,
+       JCAMPFixture{.data = "10 1" + std::string(200'000, ' ') + "2 3\n"}.Bytes(),
+       names.substr(0, names.find(" | \"t 11")) + " | . | .\n1 | \"A\" | 1 | . | .\n", one},
+      {&JCAMPRules::comments_in_titles,
+       JCAMPFixture{.title = "A $$ B", .data = "10 1 2 3 $$ 4\n"}.Bytes(), one,
+       names + "1 | \"A $$ B\" | 1 | 2 | 3\n"},
+      {&JCAMPRules::missing_as_minus_99, JCAMPFixture{.data = "10 1 ? 3\n"}.Bytes(),
+       ". | . | \"t 10\" | \"t -99\" | \"t 12\"\n1 | \"A\" | 1 | -99 | 3\n",
+       names + "1 | \"A\" | 1 | . | 3\n"},
+      {&JCAMPRules::missing_as_minus_99, form("PEAK TABLE= (XY..XY)", "1,?;3,4\n"),
+       pairs("-99 | 4"), pairs(". | 4")},
+      {&JCAMPRules::missing_as_minus_99,
+       JCAMPFixture{.data = "10 1 ? 3\n"}.Bytes() +
+           JCAMPFixture{.points = "5", .data = "10 1 2 3 4 5\n"}.Bytes(),
+       ". | . | \"t 10\" | \"t 10.5\" | \"t 11\" | \"t 11.5\" | \"t 12\"\n"
+       "1 | \"A\" | 1 | -99 | -99 | -99 | 3\n2 | \"A\" | 1 | 2 | 3 | 4 | 5\n",
+       ". | . | \"t 10\" | \"t 10.5\" | \"t 11\" | \"t 11.5\" | \"t 12\"\n"
+       "1 | \"A\" | 1 | . | . | . | 3\n2 | \"A\" | 1 | 2 | 3 | 4 | 5\n",
+       "blocks=1,2;reference=2"},
+      {&JCAMPRules::first_page_only,
+       JCAMPFixture{.form = "PAGE= T=1\n##NPOINTS= 2\n##DATA TABLE= (XY..XY), PEAKS",
+                    .data = "1,2;3,4\n##PAGE= T=2\n##NPOINTS= 1\n"
+                            "##DATA TABLE= (XY..XY), PEAKS\n2,5\n"}
+           .Bytes(),
+       ". | . | \"t 1\"\n1 | \"A\" | 2\n",
+       ". | . | \"t 1\" | \"t 2\" | \"t 3\"\n1 | \"A, T=1\" | 2 | . | 4\n"
+       "2 | \"A, T=2\" | . | 5 | .\n"},
+      {&JCAMPRules::no_ntuples, tuples + "##END=\n", "Host can currently not read n-tuples.",
+       names + "1 | \"A\" | 2 | 4 | 6\n"},
+      {&JCAMPRules::no_ra_data,
+       "##TITLE= A\n##FIRSTR= 10\n##LASTR= 12\n##NPOINTS= 3\n##AFACTOR= 2\n"
+       "##RADATA= (R++(A..A))\n10 1 2 3\n##END=\n",
+       "Host can currently not read RA-data.", names + "1 | \"A\" | 2 | 4 | 6\n"},
+      {&JCAMPRules::no_other_pairs, form("XYPAIRS= (XY..XY)", "1,2;3,4\n"),
+       "Host can currently not read XY pairs.", pairs("2 | 4")},
+      {&JCAMPRules::no_other_pairs, form("PEAK TABLE= (XYW..XYW)", "1,2,.5;3 4 .5\n"),
+       "Does not recognize the value of the '##DATACLASS=' label as a valid JCAMP-DX 5.0 dataclass",
+       pairs("2 | 4")},
+      {&JCAMPRules::no_other_pairs,
+       form("PEAK ASSIGNMENTS= (XYMA)", "(1, 2, M, <a (9,\n9)>) (3,4,,<b>)\n"),
+       "Host can currently not read assignments.", pairs("2 | 4")},
+      {&JCAMPRules::no_other_pairs, form("ASSIGNMENTS= (XYA)", "3, 4 <a>\n(1, 2.0\n"),
+       "Host can currently not read assignments.", pairs("2 | 4")},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.bytes.substr(0, 500));
+    JCAMPRules rules;
+    EXPECT_EQ(ResultOf(rules, c.bytes, c.options), c.kept);
+    rules.*c.habit = false;
+    EXPECT_EQ(ResultOf(rules, c.bytes, c.options), c.without);
+    EXPECT_EQ(ResultOf(JCAMPRules::Off(), c.bytes, c.options).substr(0, 3), ". |");
+  }
+
+  // Pages of one axis, each with its factor; what has another axis is left out.
+  const std::string second = "##PAGE= N=2\n##DATA TABLE= (X++(I..I)), XYDATA\n10 4 5 6\n";
+  const LogRecorder log;
+  EXPECT_EQ(ResultOf(JCAMPRules::Off(),
+                     tuples + second + "##PAGE= N=3\n##LAST= 99, 0, 0, 2\n" + second, ""),
+            names + "1 | \"A, N=1\" | 2 | 4 | 6\n2 | \"A, N=2\" | 2 | 2.5 | 3\n");
+  EXPECT_EQ(log.Notes(),
+            std::vector<std::string>{
+                "1 data block was not delivered: Host can currently not read n-tuples."});
+
+  const TempFolder folder;
+  const std::string path = FileSelection::Join(
+      {folder.Put("a.dx", good), folder.Put("b.dx", form("PEAK TABLE= (XY..XY)", "11,2;12,4\n"))});
+  JCAMPRules rules;
+  for (const char* expected : {"", "1 | \"a.dx, A\" | 1 | 2 | 3\n2 | \"b.dx, A\" | . | 2 | 4\n"}) {
+    JCAMPFile reader(rules);
+    const Outcome got = ImportFile(reader, path.c_str(), PairOptions("blocks=1,2").get());
+    EXPECT_EQ(got.sheet, *expected == '\0' ? "" : names + expected);
+    rules.only_xydata_of_several = false;
+  }
+}
+
 TEST(JCAMPFile, AMillionPointsTakeLittleMemoryAndGoToTheFloatOverload) {
   const MemoryFile file;
   constexpr int kPerLine = 61;
