@@ -11,11 +11,11 @@
 
 namespace {
 
-DiffFileOEMFactory dif_factory;
-ExcelFileFactory excel_factory;
+DiffFileOEMFactory dif_factory(DIFRules::Off());
+ExcelFileFactory excel_factory(ExcelRules::Off());
 GalacticSPCFileFactory spc_factory;
-JCAMPFileFactory jcamp_factory;
-LotusFileFactory lotus_factory;
+JCAMPFileFactory jcamp_factory(JCAMPRules::Off());
+LotusFileFactory lotus_factory(LotusRules::Off());
 NsasFileFactory nsas_factory;
 
 }  // namespace
