@@ -1,0 +1,213 @@
+// Every reader over every sample damaged in every way on a list, and over files that claim the most
+// for the fewest bytes: each ends, within memory and time that the file is worth.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <vector>
+
+#include "formats/spectra/GalacticSPCFile.h"
+#include "formats/spectra/JCAMPFile.h"
+#include "formats/spectra/NsasFile.h"
+#include "formats/text/DIFFile.h"
+#include "formats/text/LotusFile.h"
+#include "formats/workbook/ExcelFile.h"
+#include "framework/FormatDetection.h"
+#include "framework/SprFileFactory.h"
+#include "framework/SpreadsheetData.h"
+#include "tests/support/AllocationCounter.h"
+#include "tests/support/BiffFixture.h"
+#include "tests/support/BrimroseFixture.h"
+#include "tests/support/JCAMPFixture.h"
+#include "tests/support/MemoryFile.h"
+#include "tests/support/NsasFixture.h"
+#include "tests/support/Samples.h"
+#include "tests/support/SpcFixture.h"
+
+namespace {
+
+// Counts cells and keeps none.
+class CountingSink : public ReadSpreadSheetData {
+ public:
+  using ReadSpreadSheetData::Set;
+  void Set(int, int, const char* text) override { cells += 1 + std::strlen(text) / 1000; }
+  void Set(int, int, float) override { ++cells; }
+  void SetDataSize(int, int) override {}
+  int GetNumberOfColumns() override { return 0; }
+  int GetNumberOfRows() override { return 0; }
+
+  std::size_t cells = 0;
+};
+
+// The readers of a format: the built-in one, and the one of NvImport Complete.
+std::vector<std::unique_ptr<SpreadsheetFile>> ReadersOf(int format) {
+  std::vector<std::unique_ptr<SpreadsheetFile>> readers;
+  readers.push_back(SprFileFactory::CreateReader(format));
+  const std::string_view name = SprFileFactory::GetFormat(format)->name;
+  if (name == "DIF File(OEM)") readers.push_back(std::make_unique<DIFFileOEM>(DIFRules::Off()));
+  if (name == "Excel File") readers.push_back(std::make_unique<ExcelFile>(ExcelRules::Off()));
+  if (name == "JCAMP-DX File") readers.push_back(std::make_unique<JCAMPFile>(JCAMPRules::Off()));
+  if (name == "Lotus 1-2-3 File") readers.push_back(std::make_unique<LotusFile>(LotusRules::Off()));
+  return readers;
+}
+
+int FormatNamed(std::string_view name) {
+  int format = SprFileFactory::GetNumberOfFormats();
+  while (format > 0 && SprFileFactory::GetFormat(format)->name != name) --format;
+  return format;
+}
+
+// Reads `bytes` and says what it took too much of, "" for nothing. Time is the process's own, so
+// that a busy machine does not count.
+std::string ReadWithin(SpreadsheetFile& reader, const MemoryFile& file, std::size_t size) {
+  CountingSink sink;
+  const AllocationCounter memory;
+  const std::clock_t start = std::clock();
+  if (reader.Open(true, file.path(), nullptr) == 0 && reader.GetNumCols() >= 0) reader.Read(&sink);
+  reader.Close();
+  const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+  const double bytes = static_cast<double>(size);
+  const auto cells = static_cast<double>(sink.cells);
+  if (static_cast<double>(memory.Peak()) > (64 << 20) + 3 * bytes)
+    return std::to_string(memory.Peak()) + " bytes of memory";
+  if (seconds > 1 + bytes / 10e6 + cells / 10e6)
+    return std::to_string(seconds) + " s for " + std::to_string(sink.cells) + " cells";
+  return {};
+}
+
+// Calls `read` with `whole` in every damaged form.
+void ForEachDamage(const std::string& whole,
+                   const std::function<void(const std::string& bytes, const char* how)>& read) {
+  const std::size_t size = whole.size();
+  for (std::size_t cut = 0; cut < size; ++cut) read(whole.substr(0, cut), "cut");
+  for (std::size_t at = 0; at < size; ++at) {
+    std::string bytes = whole;
+    for (const int value : {0x00, 0x7F, 0x80, 0xFF, whole[at] ^ 1, whole[at] ^ 0x20}) {
+      bytes[at] = static_cast<char>(value);
+      read(bytes, "a byte");
+    }
+  }
+  constexpr std::uint32_t kExtremes[] = {0,          0x7FFFFFFF, 0x80000000,
+                                         0xFFFFFFFF, 0x0000FFFF, 0x7F800000};
+  for (std::size_t at = 0; at + 4 <= size; ++at)
+    for (const std::uint32_t extreme : kExtremes) {
+      std::string bytes = whole;
+      std::memcpy(&bytes[at], &extreme, sizeof extreme);
+      read(bytes, "a field");
+    }
+  for (const std::size_t length : {16U, 128U, 512U})
+    for (std::size_t at = 0; at < size; at += length) {
+      const std::string block = whole.substr(at, length);
+      read(std::string(whole).erase(at, block.size()), "a block gone");
+      read(std::string(whole).insert(at, block), "a block twice");
+      read(std::string(whole).replace(at, block.size(), block.size(), '\0'), "a block of zeros");
+      read(std::string(whole).replace(at, block.size(), whole, 0, block.size()),
+           "the first block again");
+    }
+  read(whole + whole, "the whole twice");
+  read(whole + std::string(4096, '\xFF'), "something behind");
+}
+
+TEST(Damage, ASampleDamagedInAnyWayEndsWithinItsBounds) {
+  constexpr std::size_t kLargest = 4096;
+  Obliging dialogs;
+  int runs = 0;
+  for (const auto& sample : Samples()) {
+    std::ifstream stream(sample, std::ios::binary);
+    const std::string whole{std::istreambuf_iterator<char>(stream), {}};
+    const int format = DetectFormat(BuiltInFormats(), sample.c_str()).format;
+    if (format < 1 || whole.size() > kLargest) continue;
+    const MemoryFile file;
+    for (const auto& reader : ReadersOf(format))
+      ForEachDamage(whole, [&](const std::string& bytes, const char* how) {
+        file.Put(bytes);
+        const std::string excess = ReadWithin(*reader, file, bytes.size());
+        ASSERT_EQ(excess, "") << sample << ": " << how << ", run " << runs;
+        ++runs;
+        dialogs.items_questions.clear();
+        dialogs.range_questions.clear();
+      });
+  }
+  EXPECT_GT(runs, 100'000);
+}
+
+std::string Repeated(std::string_view text, std::size_t times) {
+  std::string repeated;
+  while (times-- > 0) repeated += text;
+  return repeated;
+}
+
+// One worksheet that a workbook names again and again.
+std::string SheetNamedOften() {
+  WorkbookFixture workbook{{{.cells = Number(0, 0, 1), .rows = 65536, .columns = 256}}};
+  const auto named = [](std::uint32_t position) {
+    return Record(0x0085, U32(position) + U8(0) + U8(0) + U8(1) + U8(0) + "S");
+  };
+  const std::string head = Bof(0x0005) + Repeated(named(0), 255) + Eof();
+  const std::string sheet = Bof(0x0010) + Record(0x0200, U32(0) + U32(65536) + U16(0) + U32(256)) +
+                            Row() + Number(0, 0, 1) + Eof();
+  return Bof(0x0005) + Repeated(named(static_cast<std::uint32_t>(head.size())), 255) + Eof() +
+         sheet;
+}
+
+TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
+  std::string sub_files = SpcFixture{.flags = 4, .points = 1, .sub_files = 65536}.Bytes();
+  const struct {
+    const char* why;
+    const char* format;
+    std::string bytes;
+  } kBombs[] = {
+      {"2^31 points", "GalacticSPC File", SpcFixture{.points = 0x7FFFFFFF, .sub_files = 1}.Bytes()},
+      {"2^31 sub-files", "GalacticSPC File", SpcFixture{.sub_files = 0x7FFFFFFF}.Bytes()},
+      {"empty sub-files", "GalacticSPC File",
+       SpcFixture{.flags = 4, .points = 0, .sub_files = 65536}.Bytes() +
+           std::string(std::size_t{65536} * 32, '\0')},
+      {"sub-files of a point", "GalacticSPC File",
+       sub_files + std::string(std::size_t{65536} * 36, '\0')},
+      {"old, of zeros", "GalacticSPC File",
+       SpcFixture{.version = 'M', .points = 1}.Bytes() + std::string(1 << 20, '\0')},
+      {"2^31 points", "JCAMP-DX File", JCAMPFixture{.points = "2147483647"}.Bytes()},
+      {"a billion repetitions", "JCAMP-DX File",
+       JCAMPFixture{.points = "900000", .data = Repeated("1@s999999999\n", 50)}.Bytes()},
+      {"ten thousand blocks", "JCAMP-DX File",
+       Repeated(JCAMPFixture{.points = "1", .data = "1 1\n"}.Bytes(), 10'000)},
+      {"a hundred thousand empty blocks", "JCAMP-DX File", Repeated("##TITLE=\n##END=\n", 100'000)},
+      {"ten thousand open blocks", "JCAMP-DX File", Repeated("##TITLE=\n", 10'000)},
+      {"a label of megabytes", "JCAMP-DX File", "##TITLE=" + std::string(4 << 20, 'x')},
+      {"65535 x 65535 values", "Brimrose File",
+       BrimroseFixture{.last = 66634, .step = 1, .points = 65535, .observations = 65535}.Bytes()},
+      {"a file of headers", "NSAS File", std::string(1 << 20, '\0')},
+      {"32767 points", "NSAS File", NsasBytes({{.points = 32767, .first = 0, .end = 32767}})},
+      {"2^31 vectors", "DIF File(OEM)",
+       "TABLE\n0,1\n\"\"\nVECTORS\n0,2147483647\n\"\"\nTUPLES\n0,2147483647\n\"\"\nDATA\n0,0\n"
+       "\"\"\n-1,0\nBOT\n0,1\nV\n-1,0\nEOD\n"},
+      {"a million tuples", "DIF File(OEM)",
+       "TABLE\n0,1\n\"\"\nDATA\n0,0\n\"\"\n" + Repeated("-1,0\nBOT\n", 1'000'000) + "-1,0\nEOD\n"},
+      {"the largest range", "Lotus 1-2-3 File",
+       std::string("\0\0\2\0\4\4\6\0\x8\0", 10) + std::string("\0\0\0\0\xFF\xFF\xFF\xFF", 8) +
+           std::string("\1\0\0\0", 4)},
+      {"the largest sheet, named 255 times", "Excel File", SheetNamedOften()},
+      {"2^32 shared strings", "Excel File",
+       WorkbookFixture{{{}}, Record(0x00FC, U32(0xFFFFFFFF) + U32(0xFFFFFFFF) + "xxxx")}.Stream()},
+      {"a million records", "Excel File",
+       WorkbookFixture{{{.cells = Repeated(Record(0x00FF), 1'000'000)}}}.Stream()},
+      {"a field a byte", "Text File", std::string(4 << 20, '\t')},
+      {"a line a byte", "Text File", std::string(4 << 20, '\n')},
+      {"three million empty fields", "Text File", Repeated(std::string(3000, '\t') + "\n", 1000)},
+  };
+  Obliging dialogs;
+  for (const auto& bomb : kBombs) {
+    SCOPED_TRACE(bomb.why);
+    const MemoryFile file(bomb.bytes);
+    for (const auto& reader : ReadersOf(FormatNamed(bomb.format)))
+      EXPECT_EQ(ReadWithin(*reader, file, bomb.bytes.size()), "") << bomb.format;
+  }
+}
+
+}  // namespace
