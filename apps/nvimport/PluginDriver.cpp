@@ -228,6 +228,7 @@ bool PluginDriver::Write(const PluginFile& file) {
   misused = false;
   const bool done =
       Succeeded(Call("NvImportWrite", functions_.write, file.format, file.handle, &source));
+  current_source = nullptr;
   if (misused)
     Break("NvImportWrite asked for a cell that the record does not have, or with another record",
           "rows and columns from 1, row first, in the flag callback column first");
