@@ -2,7 +2,9 @@
 //   0 uint8  flags   1 char  version   3 int8 exponent   4 int32 points   8 double first x
 //   16 double last x   24 int32 sub-files
 // then, with flag 0x80, a float32 x for each point, then the sub-files: a header of 32 bytes, whose
-// byte 1 is its own exponent in a multifile (flag 0x04), and the y values.
+// byte 1 is its own exponent in a multifile (flag 0x04), and the y values. With flag 0x40 each
+// sub-file has its own number of points, int32 at 16 in its header, and as many float32 x between
+// header and values. Version L is the same, big-endian.
 // Old layout (version M), a header of 256 bytes:
 //   0 uint8  flags   1 char  version   2 int16 exponent   4 float32 points   8 float32 first x
 //   12 float32 last x
@@ -20,6 +22,8 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <numeric>
+#include <tuple>
 
 #include "framework/FileSelection.h"
 #include "framework/OptionPairs.h"
@@ -95,6 +99,22 @@ bool SameX(std::span<const float> a, std::span<const float> b) {
   return std::ranges::equal(
       a, b, [](float x, float y) { return x == y || (std::isnan(x) && std::isnan(y)); });
 }
+
+template <typename T>
+T Swapped(T value) {
+  auto bytes = std::bit_cast<std::array<std::byte, sizeof(T)>>(value);
+  std::ranges::reverse(bytes);
+  return std::bit_cast<T>(bytes);
+}
+
+template <typename T>
+T Load(const char* bytes, bool swaps) {
+  const T value = LoadLittle<T>(bytes);
+  return swaps ? Swapped(value) : value;
+}
+
+// The order of x values, of which those that are no numbers come last.
+bool IsBefore(float a, float b) { return a < b || (std::isnan(b) && !std::isnan(a)); }
 
 std::string ShortNumber(double value) {
   FloatText buffer;
@@ -182,9 +202,10 @@ void GalacticSPCFile::SelectFilesToImport(const std::vector<int>& positions) {
 int GalacticSPCFile::ReadHeaders() {
   x_arrays_differ_ = false;
   common_x_.clear();
+  own_x_.clear();
   for (Header& header : files_)
     if (ReadHeaderInfo(header) != kGood) return status_;
-  return kGood;
+  return own_x_.empty() ? kGood : UniteX();
 }
 
 bool GalacticSPCFile::IsValidGalacticCPCFile(char version) {
@@ -198,7 +219,8 @@ int GalacticSPCFile::ReadHeaderInfo(Header& header) {
   const std::ptrdiff_t got = file.Read(buffer);
   const std::string_view bytes(buffer.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
   if (bytes.size() < 2 || !IsValidGalacticCPCFile(bytes[1])) return Fail(kNotThisFormat);
-  if (bytes[1] == kOtherOrderVersion) return Fail(kOtherByteOrder);
+  header.swaps_bytes = bytes[1] == kOtherOrderVersion;
+  if (header.swaps_bytes && rules_.refuse_other_byte_order) return Fail(kOtherByteOrder);
 
   const auto flags = static_cast<unsigned char>(bytes[0]);
   header.is_16_bit = (flags & k16Bit) != 0;
@@ -210,25 +232,28 @@ int GalacticSPCFile::ReadHeaderInfo(Header& header) {
     if ((flags & kXArray) != 0) return Fail(kUnevenX);
     if (!TakeOldHeader(bytes, header)) return Fail(kCutShort);
   } else {
-    if ((flags & kOwnXArrays) != 0) return Fail(kMassSpectra);
+    header.has_own_x = (flags & kOwnXArrays) != 0;
+    if (header.has_own_x && rules_.refuse_own_x_arrays) return Fail(kMassSpectra);
     if (bytes.size() < kNewHeaderSize || !TakeNewHeader(bytes, header)) return Fail(kCutShort);
-    header.has_x_array = (flags & kXArray) != 0;
+    // With x arrays of their own it is the place of a list of the sub-files.
+    if (header.has_own_x) header.points = 0;
+    header.has_x_array = !header.has_own_x && (flags & kXArray) != 0;
     header.data = kNewHeaderSize;
     if (header.has_x_array)
       header.data += static_cast<std::uint64_t>(header.points) * sizeof(float);
   }
   header.spacing = Spacing(header.first_x, header.last_x, header.points);
-  return ReadXArray(header, file);
+  if (header.has_own_x != files_.front().has_own_x) x_arrays_differ_ = true;
+  return header.has_own_x ? AddOwnX(header, file) : ReadXArray(header, file);
 }
 
 bool GalacticSPCFile::TakeNewHeader(std::string_view bytes, Header& header) {
-  ByteReader reader(std::as_bytes(std::span(bytes)));
-  reader.Skip(3);
-  header.exponent = reader.I8();
-  header.points = reader.I32();
-  header.first_x = reader.F64();
-  header.last_x = reader.F64();
-  header.sub_files = reader.I32();
+  const char* const at = bytes.data();
+  header.exponent = Load<std::int8_t>(at + 3, false);
+  header.points = Load<std::int32_t>(at + 4, header.swaps_bytes);
+  header.first_x = Load<double>(at + 8, header.swaps_bytes);
+  header.last_x = Load<double>(at + 16, header.swaps_bytes);
+  header.sub_files = Load<std::int32_t>(at + 24, header.swaps_bytes);
   return header.points >= 0 && header.sub_files >= 0;
 }
 
@@ -266,7 +291,7 @@ int GalacticSPCFile::ReadXArray(const Header& header, InputFile& file) {
       const std::size_t values = std::min(bytes.size() / sizeof(float), count - x.size());
       if (values == 0) return Fail(kCutShort);
       for (std::size_t i = 0; i < values; ++i)
-        x.push_back(LoadLittle<float>(bytes.data() + i * sizeof(float)));
+        x.push_back(Load<float>(bytes.data() + i * sizeof(float), header.swaps_bytes));
       reader_.Skip(values * sizeof(float));
     }
   }
@@ -276,6 +301,82 @@ int GalacticSPCFile::ReadXArray(const Header& header, InputFile& file) {
     x_arrays_differ_ = true;
   }
   return kGood;
+}
+
+// Adds the x values of the whole sub-files; reading fails at the others.
+int GalacticSPCFile::AddOwnX(const Header& header, InputFile& file) {
+  reader_.Begin(file, header.data);
+  std::vector<float> x;
+  for (int number = 0; number < header.sub_files; ++number) {
+    const auto bytes = reader_.Ahead(kSubHeaderSize);
+    if (bytes.size() < kSubHeaderSize) break;
+    const auto [exponent, points] = ReadSubHeaderInfo(header, bytes);
+    reader_.Skip(kSubHeaderSize);
+    if (!ReadOwnX(header, points, x)) break;
+    reader_.Skip(static_cast<std::uint64_t>(points) * ValueSize(header.is_16_bit, exponent));
+    std::ranges::sort(x, IsBefore);
+    int equal = 0;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+      equal = i > 0 && !IsBefore(x[i - 1], x[i]) ? equal + 1 : 0;
+      own_x_.emplace_back(x[i], equal);
+    }
+  }
+  return kGood;
+}
+
+bool GalacticSPCFile::ReadOwnX(const Header& header, int points, std::vector<float>& x) {
+  x.clear();
+  if (points < 0) return false;
+  const auto count = static_cast<std::size_t>(points);
+  // The y values take two bytes at least.
+  if (reader_.position() + std::uint64_t{count} * 6 > header.size) return false;
+  x.reserve(count);
+  while (x.size() < count) {
+    const auto bytes = reader_.Ahead(sizeof(float));
+    const std::size_t values = std::min(bytes.size() / sizeof(float), count - x.size());
+    if (values == 0) return false;
+    for (std::size_t i = 0; i < values; ++i)
+      x.push_back(Load<float>(bytes.data() + i * sizeof(float), header.swaps_bytes));
+    reader_.Skip(values * sizeof(float));
+  }
+  return true;
+}
+
+// Makes every x that occurs a point of all files, as often as a sub-file has it.
+int GalacticSPCFile::UniteX() {
+  const auto is_before = [](const auto& a, const auto& b) {
+    return IsBefore(a.first, b.first) || (!IsBefore(b.first, a.first) && a.second < b.second);
+  };
+  std::ranges::sort(own_x_, is_before);
+  const auto is_same = [&](const auto& a, const auto& b) { return !is_before(a, b); };
+  own_x_.erase(std::unique(own_x_.begin(), own_x_.end(), is_same), own_x_.end());
+  if (own_x_.size() > INT_MAX) return Fail(kNoSize);
+  common_x_.reserve(own_x_.size());
+  for (const auto& [x, number] : own_x_) common_x_.push_back(x);
+  own_x_ = {};
+  for (Header& header : files_) {
+    if (!header.has_own_x) continue;
+    header.points = static_cast<int>(common_x_.size());
+    header.first_x = static_cast<double>(common_x_.front());
+    header.last_x = static_cast<double>(common_x_.back());
+    header.spacing = Spacing(header.first_x, header.last_x, header.points);
+  }
+  return kGood;
+}
+
+// Finds the column of each point, the next one for those that repeat an x.
+void GalacticSPCFile::FindColumns(std::span<const float> x) {
+  std::vector<int> order(x.size());
+  std::iota(order.begin(), order.end(), 0);
+  const auto x_of = [&](int point) { return x[static_cast<std::size_t>(point)]; };
+  std::ranges::stable_sort(order, IsBefore, x_of);
+  own_columns_.resize(x.size());
+  auto column = common_x_.begin();
+  for (const int point : order) {
+    column = std::lower_bound(column, common_x_.end(), x_of(point), IsBefore);
+    own_columns_[static_cast<std::size_t>(point)] = static_cast<int>(column - common_x_.begin());
+    if (column != common_x_.end()) ++column;
+  }
 }
 
 int GalacticSPCFile::CheckFiles() {
@@ -399,7 +500,7 @@ bool GalacticSPCFile::ClaimsTooMuch(const Header& header) {
   const auto is_backed = [&](std::uint64_t count, std::uint64_t size) {
     return count <= kMostUnbacked || header.data + count * size <= header.size;
   };
-  return !is_backed(static_cast<std::uint64_t>(header.points), 2) ||
+  return (!header.has_own_x && !is_backed(static_cast<std::uint64_t>(header.points), 2)) ||
          !is_backed(static_cast<std::uint64_t>(header.sub_files), kSubHeaderSize);
 }
 
@@ -441,16 +542,23 @@ int GalacticSPCFile::ReadSpectra(const Header& header, ReadSpreadSheetData& sink
   // Only whole sub-files are delivered.
   const std::uint64_t size = file.size();
   std::uint64_t position = header.data;
+  std::vector<float> own_x;
   for (int number = 1; number <= header.sub_files && row >= 0; ++number) {
     int exponent = header.exponent;
+    int points = header.points;
     if (!header.is_old || number > 1) {
       position += kSubHeaderSize;
       const auto bytes = reader_.Ahead(kSubHeaderSize);
       if (position > size || bytes.size() < kSubHeaderSize) return Fail(kCutShort);
-      exponent = ReadSubHeaderInfo(header, bytes);
+      std::tie(exponent, points) = ReadSubHeaderInfo(header, bytes);
       reader_.Skip(kSubHeaderSize);
     }
-    position += static_cast<std::uint64_t>(header.points) * ValueSize(header.is_16_bit, exponent);
+    if (header.has_own_x) {
+      if (!ReadOwnX(header, points, own_x)) return Fail(kCutShort);
+      FindColumns(own_x);
+      position += static_cast<std::uint64_t>(points) * sizeof(float);
+    }
+    position += static_cast<std::uint64_t>(points) * ValueSize(header.is_16_bit, exponent);
     if (position > size) return Fail(kCutShort);
     row = sink.GetNextIndex(row);
     if (row < 0) break;
@@ -463,32 +571,54 @@ int GalacticSPCFile::ReadSpectra(const Header& header, ReadSpreadSheetData& sink
   return kGood;
 }
 
-int GalacticSPCFile::ReadSubHeaderInfo(const Header& header, std::span<const char> bytes) {
-  return header.is_multifile ? static_cast<signed char>(bytes[1]) : header.exponent;
+std::pair<int, int> GalacticSPCFile::ReadSubHeaderInfo(const Header& header,
+                                                       std::span<const char> bytes) {
+  const int exponent = header.is_multifile ? static_cast<signed char>(bytes[1]) : header.exponent;
+  const int points =
+      header.has_own_x ? Load<std::int32_t>(&bytes[16], header.swaps_bytes) : header.points;
+  return {exponent, points};
 }
 
 bool GalacticSPCFile::ReadPoints(const Header& header, int exponent, ReadSpreadSheetData& sink,
                                  int row) {
   if (exponent == kFloats)
-    return DeliverPoints<float>(header, sink, row, [](float value) { return value; });
+    return DeliverValues<float>(header, sink, row, [](float value) { return value; });
   if (header.is_16_bit) {
     const double scale = Scale(exponent, 16);
-    return DeliverPoints<std::int16_t>(header, sink, row, [scale](std::int16_t value) {
+    return DeliverValues<std::int16_t>(header, sink, row, [scale](std::int16_t value) {
       return static_cast<float>(value * scale);
     });
   }
   const double scale = Scale(exponent, 32);
   if (header.is_old)
-    return DeliverPoints<std::uint32_t>(header, sink, row, [scale](std::uint32_t value) {
+    return DeliverValues<std::uint32_t>(header, sink, row, [scale](std::uint32_t value) {
       return static_cast<float>(static_cast<std::int32_t>(std::rotl(value, 16)) * scale);
     });
-  return DeliverPoints<std::int32_t>(
+  return DeliverValues<std::int32_t>(
       header, sink, row, [scale](std::int32_t value) { return static_cast<float>(value * scale); });
+}
+
+template <typename Stored, typename Convert>
+bool GalacticSPCFile::DeliverValues(const Header& header, ReadSpreadSheetData& sink, int row,
+                                    Convert convert) {
+  if (!header.swaps_bytes) return DeliverPoints<Stored>(header, sink, row, convert);
+  return DeliverPoints<Stored>(header, sink, row,
+                               [convert](Stored value) { return convert(Swapped(value)); });
 }
 
 template <typename Stored, typename Convert>
 bool GalacticSPCFile::DeliverPoints(const Header& header, ReadSpreadSheetData& sink, int row,
                                     Convert convert) {
+  if (header.has_own_x) {
+    for (const int column : own_columns_) {
+      const int point = column - first_index();
+      const int wanted = point >= 0 && point < interval_size() ? 1 : 0;
+      if (!SetStoredValues<Stored>(reader_, sink, kFirstPointColumn + point, row, wanted, convert))
+        return false;
+      if (wanted == 0) reader_.Skip(sizeof(Stored));
+    }
+    return true;
+  }
   const int before = std::min(first_index(), header.points);
   const int wanted = std::min(interval_size(), header.points - before);
   reader_.Skip(static_cast<std::uint64_t>(before) * sizeof(Stored));
@@ -498,14 +628,14 @@ bool GalacticSPCFile::DeliverPoints(const Header& header, ReadSpreadSheetData& s
   return true;
 }
 
-GalacticSPCFileFactory::GalacticSPCFileFactory()
+GalacticSPCFileFactory::GalacticSPCFileFactory(GalacticSPCRules rules)
     : SprFileFactory("GalacticSPC File", "Galactic SPC Files (*.spc)", nullptr, 1, ".spc",
-                     /*can_write=*/false, /*can_read=*/true, /*several_at_once=*/true, true, true) {
-}
+                     /*can_write=*/false, /*can_read=*/true, /*several_at_once=*/true, true, true),
+      rules_(rules) {}
 
 // Every file may be one: only Open looks inside.
 int GalacticSPCFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
 
 SpreadsheetFile* GalacticSPCFileFactory::Create() {
-  return std::make_unique<GalacticSPCFile>().release();
+  return std::make_unique<GalacticSPCFile>(rules_).release();
 }

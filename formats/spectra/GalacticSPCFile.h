@@ -1,9 +1,12 @@
 #pragma once
 
+#include <array>
+#include <bit>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "framework/SprFileFactory.h"
@@ -15,9 +18,16 @@
 
 class OptionPairs;
 
-// Habits that repeat imports of old exactly. Each costs cells.
+// Habits that repeat imports of old exactly. Each costs what its line says.
 struct GalacticSPCRules {
-  bool one_spectrum_of_old_files = true;  // the further spectra of an old-layout file are left out
+  bool one_spectrum_of_old_files = true;  // the further spectra of a file of the old layout
+  bool refuse_other_byte_order = true;    // files of version L
+  bool refuse_own_x_arrays = true;        // files whose spectra have an x axis each
+
+  // None of them.
+  static constexpr GalacticSPCRules Off() {
+    return std::bit_cast<GalacticSPCRules>(std::array<bool, sizeof(GalacticSPCRules)>{});
+  }
 };
 
 // Galactic SPC spectra of one or several files: names in row 1, then a spectrum a row with its
@@ -61,6 +71,8 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
     bool is_16_bit = false;
     bool is_multifile = false;
     bool has_x_array = false;
+    bool has_own_x = false;    // each sub-file has an x array, all of which make the common one
+    bool swaps_bytes = false;  // numbers are big-endian
     int exponent = 0;
     double first_x = 0;
     double last_x = 0;
@@ -82,6 +94,8 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
   int ReadHeaders();
   int ReadHeaderInfo(Header& header);
   int ReadXArray(const Header& header, InputFile& file);
+  int AddOwnX(const Header& header, InputFile& file);
+  int UniteX();
   int SetOptions(const OptionPairs& given, NvImportOpenOptions* options);
   int AskForFiles(int status);
 
@@ -89,9 +103,14 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
   double PointX(int index) const;
   void SetNames(ReadSpreadSheetData& sink, int row) const;
   int ReadSpectra(const Header& header, ReadSpreadSheetData& sink, int& row);
-  // The exponent of the sub-file with that header.
-  static int ReadSubHeaderInfo(const Header& header, std::span<const char> bytes);
+  // The exponent and the points of the sub-file with that header.
+  static std::pair<int, int> ReadSubHeaderInfo(const Header& header, std::span<const char> bytes);
+  // Reads the sub-file's own x values, and finds their columns, from 0.
+  bool ReadOwnX(const Header& header, int points, std::vector<float>& x);
+  void FindColumns(std::span<const float> x);
   bool ReadPoints(const Header& header, int exponent, ReadSpreadSheetData& sink, int row);
+  template <typename Stored, typename Convert>
+  bool DeliverValues(const Header& header, ReadSpreadSheetData& sink, int row, Convert convert);
   template <typename Stored, typename Convert>
   bool DeliverPoints(const Header& header, ReadSpreadSheetData& sink, int row, Convert convert);
 
@@ -99,7 +118,9 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
   bool opened_ = false;
   std::string path_;
   std::vector<Header> files_;
-  std::vector<float> common_x_;  // when the files carry an x array
+  std::vector<float> common_x_;               // when the files carry an x array
+  std::vector<std::pair<float, int>> own_x_;  // of all sub-files, numbered among equal ones
+  std::vector<int> own_columns_;              // of the points of a sub-file
   bool x_arrays_differ_ = false;
   double first_x_ = 0;
   double last_x_ = 0;
@@ -113,7 +134,10 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
 
 class NVIMPORT_API GalacticSPCFileFactory final : public SprFileFactory {
  public:
-  GalacticSPCFileFactory();
+  explicit GalacticSPCFileFactory(GalacticSPCRules rules = {});
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;
+
+ private:
+  GalacticSPCRules rules_;
 };

@@ -111,9 +111,8 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   std::string Compose(std::string_view text) const;
   std::string MessageOf(int status) const;
   std::size_t LongestLine() const;
-  // What a missing ordinate becomes, and the name of its point.
+  // What a missing ordinate becomes, no number for a missing cell.
   float MissingValue() const;
-  double PointName(double x, bool missing) const;
   int FailAt(int status, int file, std::uint64_t line);
   void Warn(std::string_view text);
 

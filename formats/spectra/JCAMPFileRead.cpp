@@ -73,12 +73,14 @@ class JCAMPFile::Names {
   Names(const JCAMPFile& file, ReadSpreadSheetData* sink)
       : sink_(sink),
         x_row_(file.x_row_),
+        missing_value_(file.MissingValue()),
         // Kept: the columns limit nothing but names, and those only of several files.
         named_(file.several_files_ ? file.columns_ : RangeChoice{}) {
     if (x_row_) sink_->Set(kLabelColumn, 2, "X");
   }
 
-  void Put(int column, double x) {
+  void Put(int column, double x, bool missing = false) {
+    if (missing && !IsMissing(missing_value_)) x = static_cast<double>(missing_value_);
     if (named_.Holds(column)) {
       FormatGeneral(x, text_, 2);
       sink_->Set(column, 1, text_.data());
@@ -89,6 +91,7 @@ class JCAMPFile::Names {
  private:
   ReadSpreadSheetData* sink_;
   bool x_row_;
+  float missing_value_;
   RangeChoice named_;
   FloatText text_{'t', ' '};
 };
@@ -326,7 +329,7 @@ int JCAMPFile::ReadBlock(Series series, int row, bool names_points, BlockFile& f
     Names names(*this, sink);
     status = ReadXYData(block, *lines, [&](int n, double y, bool missing) {
       cells(n, y, missing);
-      names.Put(kFirstPointColumn - 1 + n, PointName(grid.X(n), missing));
+      names.Put(kFirstPointColumn - 1 + n, grid.X(n), missing);
     });
   } else if (reference_ == kNone ||
              (SameX(block, Block(reference_)) && block.points == Block(reference_).points)) {
@@ -411,11 +414,6 @@ float JCAMPFile::MissingValue() const {
   return rules_.missing_as_minus_99 ? kMissing : std::numeric_limits<float>::quiet_NaN();
 }
 
-double JCAMPFile::PointName(double x, bool missing) const {
-  const float value = MissingValue();
-  return missing && !IsMissing(value) ? static_cast<double>(value) : x;
-}
-
 int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
   if (GetNumCols() < 0) return status_;
   Names names(*this, sink);
@@ -429,7 +427,7 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
   const Grid grid = GridOf(block);
   only_sizes_ = true;
   const int status = ReadXYData(block, *lines, [&](int n, double, bool missing) {
-    names.Put(kFirstPointColumn - 1 + n, PointName(grid.X(n), missing));
+    names.Put(kFirstPointColumn - 1 + n, grid.X(n), missing);
   });
   const int end = EndBlock(status, block, *lines);
   only_sizes_ = false;

@@ -21,20 +21,20 @@ void JCAMPLines::Seek(std::uint64_t position, std::uint64_t line) {
   failed_ |= !file_.Seek(position);
 }
 
+inline bool JCAMPLines::Ahead() {
+  if (next_ == filled_ && !Fill()) return false;
+  if (!end_goes_on_) return true;
+  end_goes_on_ = false;
+  if (EndsLine(*next_)) ++next_;
+  return (next_ != filled_ || Fill()) && (!ignores_indentation_ || AtText());
+}
+
 std::uint64_t JCAMPLines::Position() {
   Ahead();
   return position_ - static_cast<std::uint64_t>(filled_ - next_);
 }
 
-bool JCAMPLines::Ahead() {
-  if (next_ == filled_ && !Fill()) return false;
-  if (end_goes_on_) {
-    end_goes_on_ = false;
-    if (EndsLine(*next_)) ++next_;
-    if (next_ == filled_ && !Fill()) return false;
-  }
-  return !ignores_indentation_ || AtText();
-}
+bool JCAMPLines::NextBeginsWith(char character) { return Ahead() && *next_ == character; }
 
 // Goes behind the blanks that begin a line.
 bool JCAMPLines::AtText() {

@@ -38,7 +38,7 @@ class JCAMPLines {
   bool indented() const { return indented_; }
 
   // Whether the next line begins with `character`.
-  bool NextBeginsWith(char character) { return Ahead() && *next_ == character; }
+  bool NextBeginsWith(char character);
 
   // Leaves out the lines before one that begins with `character`.
   void SkipTo(char character);

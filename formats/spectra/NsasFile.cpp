@@ -76,6 +76,9 @@ constexpr std::size_t kCnHeaderBlocks = 3;
 constexpr std::size_t kNameWidth = 10;
 constexpr int kMostConstituents = kBlockSize / sizeof(float);
 
+// A short file may have this many columns; more would only cost.
+constexpr double kMostUnbacked = 1e6;
+
 constexpr int kRowsBeforeSpectra = 2;
 constexpr int kFirstPointColumn = 5;
 
@@ -141,7 +144,7 @@ NsasFile::Name NsasFile::GetHeaderChar(std::span<const char> bytes, std::size_t 
 
 int NsasFile::ReadDaHeader(Header& header) {
   const auto bytes = da_reader_.Ahead(kBlockSize);
-  if (bytes.size() < kHeaderSize) return Fail(kHeaderCut);
+  if (bytes.size() < kHeaderSize) return kHeaderCut;
   header.model = GetHeaderInt(bytes, 0);
   header.number = GetHeaderInt(bytes, 2);
   header.name = GetHeaderChar(bytes, 4);
@@ -153,12 +156,12 @@ int NsasFile::ReadDaHeader(Header& header) {
   header.time = {GetHeaderInt(bytes, 68), GetHeaderInt(bytes, 66), GetHeaderInt(bytes, 64),
                  GetHeaderInt(bytes, 70), GetHeaderInt(bytes, 72), GetHeaderInt(bytes, 74)};
   // The last wavelength is then not below the first.
-  if (header.first <= 0 || header.step <= 0 || header.constituents < 0) return Fail(kBadHeader);
+  if (header.first <= 0 || header.step <= 0 || header.constituents < 0) return kBadHeader;
   if (!first_record_)
     first_record_ = header;
   else if (header.step != first_record_->step || header.constituents != first_record_->constituents)
-    return Fail(kHeadersDiffer);
-  if (bytes.size() < kBlockSize) return Fail(kHeaderFillerCut);
+    return kHeadersDiffer;
+  if (bytes.size() < kBlockSize) return kHeaderFillerCut;
   da_reader_.Skip(kBlockSize);
   return kGood;
 }
@@ -169,30 +172,48 @@ int NsasFile::EstablishSize() {
   da_size_ = da_.size();
   da_reader_.Begin(da_, 0);
   first_record_.reset();
+  is_damaged_ = false;
   double last = 0;
   std::uint64_t records = 0;
   do {
     Header header;
-    if (ReadDaHeader(header) != kGood) return status_;
+    const int status = ReadDaHeader(header);
+    const bool is_damaged = status != kGood && status != kHeadersDiffer;
+    is_damaged_ |= is_damaged && records > 0 && !rules_.damage_refuses_files;
+    if (is_damaged_) break;
+    if (status != kGood) return Fail(status);
     const double last_here = header.first + (header.points - 1) * header.step;
     first_ = records == 0 ? header.first : std::min(first_, header.first);
-    last = records == 0 ? last_here : std::min(last, last_here);
+    const bool ends_sheet = (last_here < last) == rules_.ends_with_shortest_spectrum;
+    if (records == 0 || ends_sheet) last = last_here;
     da_reader_.Skip(WholeBlocks(ValueBytes(header.points)));
-    if (da_reader_.position() > da_size_) return Fail(kDataCut);
+    if (da_reader_.position() > da_size_) {
+      if (rules_.damage_refuses_files) return Fail(kDataCut);
+      is_damaged_ = true;
+    }
     ++records;
   } while (da_reader_.position() < da_size_);
-  points_ = static_cast<int>(std::llround((last - first_) / first_record_->step)) + 1;
+  leaves_out_cn_ = !rules_.constituents_fit && cn_.is_open() && !CnFits(records);
+  if (leaves_out_cn_) cn_.Close();
+  const double points = std::round((last - first_) / first_record_->step) + 1;
+  // Two short spectra can lie any number of steps apart.
+  if (points > kMostUnbacked + static_cast<double>(da_size_)) return Fail(kNoSize);
+  points_ = static_cast<int>(points);
   const int columns =
       kFirstPointColumn - 1 + points_ + (cn_.is_open() ? first_record_->constituents : 0);
   return SetSize(static_cast<std::uint64_t>(columns), records + kRowsBeforeSpectra);
 }
 
-int NsasFile::OpenCn() {
-  if (!cn_.is_open()) return kGood;
-  const auto records = static_cast<std::uint64_t>(num_rows_ - kRowsBeforeSpectra);
+// Whether the CN file's size is one for so many spectra.
+bool NsasFile::CnFits(std::uint64_t records) {
   const std::uint64_t size = cn_.size();
   has_constituent_names_ = size == (records + kCnHeaderBlocks) * kBlockSize;
-  if (!has_constituent_names_ && size != records * kBlockSize) return Fail(kCnSize);
+  return has_constituent_names_ || size == records * kBlockSize;
+}
+
+int NsasFile::OpenCn() {
+  if (!cn_.is_open()) return kGood;
+  if (!CnFits(static_cast<std::uint64_t>(num_rows_ - kRowsBeforeSpectra))) return Fail(kCnSize);
   // A block has no room for more.
   if (first_record_->constituents > kMostConstituents) return Fail(kCnValuesCut);
   cn_reader_.Begin(cn_, 0);
@@ -209,11 +230,23 @@ int NsasFile::Read(ReadSpreadSheetData* sink) {
   left_out_ = 0;
   for (int row = kRowsBeforeSpectra + 1; row <= num_rows_; ++row)
     if (MakeValueRow(*sink, row) != kGood) return status_;
+  NoteLeftOut();
+  return kGood;
+}
+
+void NsasFile::NoteLeftOut() const {
   if (left_out_ > 0)
     Log::WriteNote(kSource, std::to_string(left_out_) +
                                 " values at the ends of spectra, at wavelengths that not all "
                                 "spectra have, were not delivered");
-  return kGood;
+  if (is_damaged_)
+    Log::WriteNote(kSource,
+                   "the DA file is cut or damaged, and what follows the last spectrum was "
+                   "not delivered");
+  if (leaves_out_cn_)
+    Log::WriteNote(kSource,
+                   "the size of the CN file fits no version of it, and the constituents "
+                   "were not delivered");
 }
 
 template <typename Value>
@@ -257,9 +290,12 @@ void NsasFile::MakeInfoRow(ReadSpreadSheetData& sink) const {
 
 int NsasFile::MakeValueRow(ReadSpreadSheetData& sink, int row) {
   Header header;
-  if (ReadDaHeader(header) != kGood) return status_;
+  if (const int status = ReadDaHeader(header)) return Fail(status);
   const std::uint64_t data = da_reader_.position();
-  if (data + ValueBytes(header.points) > da_size_) return Fail(kDataCut);
+  if (data + ValueBytes(header.points) > da_size_) {
+    if (!is_damaged_) return Fail(kDataCut);
+    header.points = static_cast<int>((da_size_ - std::min(data, da_size_)) / sizeof(float));
+  }
   TimeStampText time;
   SetCell(sink, 1, row, row - kRowsBeforeSpectra);
   SetCell(sink, 2, row, header.number);
@@ -267,17 +303,21 @@ int NsasFile::MakeValueRow(ReadSpreadSheetData& sink, int row) {
   SetCell(sink, 4, row, FormatTimeStamp(header.time, 2, ' ', time));
   if (ReadSpectraValues(header, sink, row) != kGood) return status_;
   da_reader_.Skip(data + WholeBlocks(ValueBytes(header.points)) - da_reader_.position());
-  if (da_reader_.position() > da_size_) return Fail(kDataFillerCut);
+  if (da_reader_.position() > da_size_ && !is_damaged_) return Fail(kDataFillerCut);
   return cn_.is_open() ? ReadConstituensValues(sink, row) : kGood;
 }
 
 int NsasFile::ReadSpectraValues(const Header& header, ReadSpreadSheetData& sink, int row) {
-  // Counted in steps. Where it is no whole number each value goes to the nearest column, but only
-  // to columns whose own wavelength lies within the spectrum.
+  // Counted in steps. Where it is no whole number each value goes to the nearest column, kept: but
+  // only to columns whose own wavelength lies within the spectrum.
   constexpr double kRoundingError = 1e-6;
   const double offset = (header.first - first_) / header.step;
-  const auto begin = static_cast<int>(std::ceil(offset - kRoundingError));
-  const auto beyond = static_cast<int>(std::floor(offset + kRoundingError)) + header.points;
+  auto begin = static_cast<int>(std::lround(offset));
+  int beyond = begin + header.points;
+  if (rules_.columns_lie_within_spectra) {
+    begin = static_cast<int>(std::ceil(offset - kRoundingError));
+    beyond = static_cast<int>(std::floor(offset + kRoundingError)) + header.points;
+  }
   const int end = std::min(beyond, points_);
   left_out_ += header.points - std::max(end - begin, 0);
 
@@ -302,11 +342,12 @@ int NsasFile::ReadConstituensValues(ReadSpreadSheetData& sink, int row) {
   return kGood;
 }
 
-NsasFileFactory::NsasFileFactory()
+NsasFileFactory::NsasFileFactory(NsasRules rules)
     : SprFileFactory("NSAS File", "NSAS Files (*.da)", nullptr, 1, ".da", /*can_write=*/false,
-                     /*can_read=*/true, /*several_at_once=*/false, true, false) {}
+                     /*can_read=*/true, /*several_at_once=*/false, true, false),
+      rules_(rules) {}
 
 // Nothing in these files says what they are.
 int NsasFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
 
-SpreadsheetFile* NsasFileFactory::Create() { return std::make_unique<NsasFile>().release(); }
+SpreadsheetFile* NsasFileFactory::Create() { return std::make_unique<NsasFile>(rules_).release(); }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -13,11 +14,26 @@
 #include "platform/Export.h"
 #include "platform/InputFile.h"
 
+// Habits that repeat imports of old exactly. Each costs what its line says.
+struct NsasRules {
+  bool ends_with_shortest_spectrum = true;  // the values of other spectra beyond its end
+  bool columns_lie_within_spectra = true;   // the first value of a spectrum that begins between two
+  bool constituents_fit = true;             // imports with a CN file of another size
+  bool damage_refuses_files = true;         // the spectra before a cut or a header without sense
+
+  // None of them.
+  static constexpr NsasRules Off() {
+    return std::bit_cast<NsasRules>(std::array<bool, sizeof(NsasRules)>{});
+  }
+};
+
 // NSAS near-infrared spectra of a DA file, with the constituents of the CN file beside it. Names in
 // row 1, the instrument in row 2, then a spectrum a row: its sequence number, number, name and time
 // in columns 1 to 4, its values from column 5 on, its constituents behind them.
 class NVIMPORT_API NsasFile : public SpreadsheetFile {
  public:
+  explicit NsasFile(NsasRules rules = {}) : rules_(rules) {}
+
   // Options that import these columns of the sheet. The caller frees them with
   // SpreadsheetOpenOptions::FreeOpenOptions and deletes the record.
   static NvImportOpenOptions* GetImportOptions(RangeChoice columns);
@@ -48,8 +64,11 @@ class NVIMPORT_API NsasFile : public SpreadsheetFile {
   static Name GetHeaderChar(std::span<const char> bytes, std::size_t at);
 
   // Reads the header at the reader's place, goes on to the data, and compares it with the first.
+  // Returns a status.
   int ReadDaHeader(Header& header);
+  bool CnFits(std::uint64_t records);
   int OpenCn();
+  void NoteLeftOut() const;
   int ReadCnHeader(ReadSpreadSheetData& sink);
   template <typename Value>
   void SetCell(ReadSpreadSheetData& sink, int column, int row, Value value) const;
@@ -59,6 +78,7 @@ class NVIMPORT_API NsasFile : public SpreadsheetFile {
   int ReadSpectraValues(const Header& header, ReadSpreadSheetData& sink, int row);
   int ReadConstituensValues(ReadSpreadSheetData& sink, int row);
 
+  NsasRules rules_;
   RangeChoice columns_;
   InputFile da_;
   InputFile cn_;
@@ -70,11 +90,16 @@ class NVIMPORT_API NsasFile : public SpreadsheetFile {
   int first_ = 0;  // wavelength, of all spectra
   int points_ = 0;
   std::int64_t left_out_ = 0;
+  bool is_damaged_ = false;
+  bool leaves_out_cn_ = false;
 };
 
 class NVIMPORT_API NsasFileFactory final : public SprFileFactory {
  public:
-  NsasFileFactory();
+  explicit NsasFileFactory(NsasRules rules = {});
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;
+
+ private:
+  NsasRules rules_;
 };

@@ -1,5 +1,5 @@
-// NSAS. Input: a DA file, then its CN file. Bytes of the first header that no reader looks at say
-// how they are read:
+// NSAS, with the habits and without. Input: a DA file, then its CN file. Bytes of the first header
+// that no reader looks at say how they are read:
 //   100, 101 the columns   102 not 0 with the CN file   103 its blocks
 
 #include <filesystem>
@@ -40,16 +40,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const std::unique_ptr<NvImportOpenOptions> options(
       NsasFile::GetImportOptions({setting(100) + 1, setting(101)}));
-  NsasFile file;
   const std::string path = pair.Name(setting(102) != 0 ? "both.da" : "alone.da");
-  const bool opened = file.Open(true, path.c_str(), options.get()) == 0;
+  for (const NsasRules rules : {NsasRules{}, NsasRules::Off()}) {
+    NsasFile file(rules);
+    if (file.Open(true, path.c_str(), options.get()) != 0) continue;
+    const int rows = file.GetNumRows();
+    const int columns = file.GetNumCols();
+    CheckingSink sink;
+    if (file.Read(&sink) != 0) continue;
+    Check(sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns,
+          "the read sets the size that was asked before");
+  }
   SpreadsheetOpenOptions::FreeOpenOptions(options.get());
-  if (!opened) return 0;
-  const int rows = file.GetNumRows();
-  const int columns = file.GetNumCols();
-  CheckingSink sink;
-  if (file.Read(&sink) != 0) return 0;
-  Check(sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns,
-        "the read sets the size that was asked before");
   return 0;
 }

@@ -1,5 +1,5 @@
-// Galactic SPC. Input: one file or two. Bytes of the first that no reader looks at say how it is
-// read:
+// Galactic SPC, read with the habits and without. Input: one file or two. Bytes of the first that
+// no reader looks at say how it is read:
 //   100, 101 the range   102 bit 0 names as texts, bit 1 a row of x values, bit 2 two files, cut in
 //   the middle
 
@@ -28,15 +28,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const std::unique_ptr<NvImportOpenOptions> options(
       GalacticSPCFile::GetImportOptions(range, {}, (settings & 1) != 0, (settings & 2) != 0));
-  GalacticSPCFile file;
-  const bool opened = file.Open(true, path.c_str(), options.get()) == 0;
+  for (const GalacticSPCRules rules : {GalacticSPCRules{}, GalacticSPCRules::Off()}) {
+    GalacticSPCFile file(rules);
+    if (file.Open(true, path.c_str(), options.get()) != 0) continue;
+    const int rows = file.GetNumRows();
+    const int columns = file.GetNumCols();
+    CheckingSink sink;
+    if (file.Read(&sink) != 0) continue;
+    Check(sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns,
+          "the read sets the size that was asked before");
+  }
   SpreadsheetOpenOptions::FreeOpenOptions(options.get());
-  if (!opened) return 0;
-  const int rows = file.GetNumRows();
-  const int columns = file.GetNumCols();
-  CheckingSink sink;
-  if (file.Read(&sink) != 0) return 0;
-  Check(sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns,
-        "the read sets the size that was asked before");
   return 0;
 }

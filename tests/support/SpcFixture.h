@@ -33,6 +33,17 @@ struct SpcFixture {
     return *this;
   }
 
+  // Adds a sub-file with an x array of its own.
+  template <typename Value>
+  SpcFixture& AddOwnX(const std::vector<float>& own_x, const std::vector<Value>& values) {
+    std::string header(32, '\0');
+    header[1] = static_cast<char>(exponent);
+    const auto own_points = static_cast<std::int32_t>(own_x.size());
+    std::memcpy(&header[16], &own_points, sizeof own_points);
+    data.push_back(header + Values(own_x) + Values(values));
+    return *this;
+  }
+
   std::string Bytes() const {
     const auto put = [](std::string& bytes, std::size_t at, auto value) {
       std::memcpy(&bytes[at], &value, sizeof value);

@@ -349,14 +349,85 @@ TEST(GalacticSPCFile, SaysHowManySpectraOfAnOldFileItLeavesOut) {
   EXPECT_EQ(log.entries()[0].operation, "Note");
   EXPECT_EQ(log.entries()[0].text,
             "2 further spectra of files of the old layout were not delivered");
+}
 
-  const TempFile file(old.Bytes(), "a.spc");
-  PairOptions options("range=1,0");
-  GalacticSPCFile all({.one_spectrum_of_old_files = false});
-  EXPECT_EQ(ImportFile(all, file.path(), options.get()).sheet,
-            kNames +
-                "1 | \"a.spc_1\" | 1 | 2 | 3\n2 | \"a.spc_2\" | 4 | 5 | 6\n"
-                "3 | \"a.spc_3\" | 7 | 8 | 9\n"s);
+// The same file, big-endian: fields of a header, then numbers of `width` bytes in sub-files, each
+// of which has a header whose points are all that matter.
+std::string Swapped(const SpcFixture& file, std::size_t width) {
+  std::string bytes = file.Bytes();
+  const auto swap = [&](std::size_t at, std::size_t size) {
+    std::reverse(&bytes[at], &bytes[at] + size);
+  };
+  bytes[1] = 'L';
+  swap(4, 4);
+  swap(8, 8);
+  swap(16, 8);
+  swap(24, 4);
+  std::size_t at = 512;
+  for (; at < 512 + file.x.size() * 4; at += 4) swap(at, 4);
+  for (const std::string& sub_file : file.data) {
+    const std::size_t end = at + sub_file.size();
+    swap(at + 16, 4);
+    for (at += 32; at < end; at += width) swap(at, width);
+  }
+  return bytes;
+}
+
+TEST(GalacticSPCFile, EveryHabitCostsCells) {
+  SpcFixture old{.version = 'M', .flags = 0x04, .data = {SpcFixture::Values(Floats{1, 2, 3})}};
+  old.Add(Floats{4, 5, 6}, -128);
+  SpcFixture own_x{.flags = 0xc4, .points = 70000};
+  own_x.AddOwnX({5, 3, 5, 4}, Floats{1, 2, 3, 4}).AddOwnX({3}, Floats{5}).AddOwnX({}, Floats{});
+  SpcFixture own_x_fixed{.flags = 0xc5, .exponent = 16};
+  own_x_fixed.AddOwnX({1, 2}, Shorts{7, 8});
+  const std::string byte_order = "This version of Galactic SPC files are not supported.";
+  const std::string mass_spectra =
+      "Looks like GC-MS spectra file(s) and that is not supported at the moment. Contact the "
+      "Quellon support.";
+  const std::string united = R"("Primary ID" | "Name" | 3 | 4 | 5 | 5)"
+                             "\n1 | \"a.spc_1\" | 2 | 4 | 1 | 3\n2 | \"a.spc_2\" | 5 | . | . | .\n"
+                             "3 | \"a.spc_3\" | . | . | . | .\n";
+  const auto one = [](const std::string& cells) { return kNames + R"(1 | "a.spc" | )"s + cells; };
+  using Rules = GalacticSPCRules;
+  const struct {
+    bool Rules::*habit;
+    std::string bytes;
+    std::string kept;
+    std::string without;
+    const char* options = "range=1,0";
+  } kCases[] = {
+      {&Rules::one_spectrum_of_old_files, old.Bytes(), one("1 | 2 | 3\n"),
+       kNames + R"(1 | "a.spc_1" | 1 | 2 | 3)"s + "\n2 | \"a.spc_2\" | 4 | 5 | 6\n"},
+      {&Rules::refuse_other_byte_order, Swapped(SpcFixture{}.Add(Floats{1.5F, -2, NAN}), 4),
+       byte_order, one("1.5 | -2 | nan\n")},
+      {&Rules::refuse_other_byte_order,
+       Swapped(SpcFixture{.flags = 0x81, .exponent = 16, .x = {1, 2, 4}}.Add(Shorts{1, -2, 300}),
+               2),
+       byte_order, R"("Primary ID" | "Name" | 1 | 2 | 4)"s + "\n1 | \"a.spc\" | 1 | -2 | 300\n"},
+      {&Rules::refuse_own_x_arrays, own_x.Bytes(), mass_spectra, united},
+      {&Rules::refuse_own_x_arrays, own_x.Bytes(), mass_spectra,
+       R"("Primary ID" | "Name" | 4 | 5)"
+       "\n1 | \"a.spc_1\" | 4 | 1\n2 | \"a.spc_2\" | . | .\n3 | \"a.spc_3\" | . | .\n",
+       "range=2,3"},
+      {&Rules::refuse_own_x_arrays, own_x_fixed.Bytes(), mass_spectra,
+       R"("Primary ID" | "Name" | 1 | 2)"
+       "\n1 | \"a.spc\" | 7 | 8\n"},
+  };
+  const auto result = [](Rules rules, const std::string& bytes, const char* pairs) {
+    const TempFile file(bytes, "a.spc");
+    PairOptions options(pairs);
+    GalacticSPCFile reader(rules);
+    const Outcome got = ImportFile(reader, file.path(), options.get());
+    return got.status == 0 ? got.sheet : got.text;
+  };
+  for (const auto& c : kCases) {
+    Rules rules;
+    EXPECT_EQ(result(rules, c.bytes, c.options), c.kept);
+    rules.*c.habit = false;
+    EXPECT_EQ(result(rules, c.bytes, c.options), c.without);
+    EXPECT_EQ(result(Rules::Off(), c.bytes, c.options), c.without);
+  }
+  EXPECT_EQ(result(Rules::Off(), Swapped(own_x, 4), "range=1,0"), united);
 }
 
 TEST(GalacticSPCFile, OptionsFromAProgram) {

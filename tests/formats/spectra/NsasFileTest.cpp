@@ -119,6 +119,63 @@ TEST(NsasFile, PlacesValuesByTheirWavelength) {
   }
 }
 
+TEST(NsasFile, EveryHabitCostsCells) {
+  const std::string good = NsasBytes({{}, {}});
+  const std::string head =
+      R"("SampleNo" | "SpectrumNo" | "SampleName" | "Time" | "w1100" | "w1110" | "w1120")";
+  const std::string model = R"("/Instrument model 6500" | . | . | .)";
+  const auto row = [](int number, const std::string& values) {
+    return std::to_string(number) + " | 7 | \"Oats\" | \"01-02-98 03:04:05\"" + values + "\n";
+  };
+  const std::string one = head + "\n" + model + " | . | . | .\n" + row(1, " | 1 | 2 | 3");
+  const std::string two = one + row(2, " | 1 | 2 | 3");
+  const struct {
+    bool NsasRules::*habit;
+    std::string da;
+    std::string cn;
+    std::string kept;
+    std::string without;
+  } kCases[] = {
+      {&NsasRules::ends_with_shortest_spectrum, NsasBytes({{}, {.first = 1120, .end = 1150}}), "",
+       one + row(2, " | . | . | 1"),
+       head + R"( | "w1130" | "w1140")" + "\n" + model + " | . | . | . | . | .\n" +
+           row(1, " | 1 | 2 | 3 | . | .") + row(2, " | . | . | 1 | 2 | 3")},
+      {&NsasRules::columns_lie_within_spectra, NsasBytes({{}, {.first = 1104, .end = 1134}}), "",
+       one + row(2, " | . | 2 | 3"), two},
+      {&NsasRules::constituents_fit, good, "x",
+       "CN-file corrupt! File size do not match any known version of CN file formats.", two},
+      {&NsasRules::damage_refuses_files, good + NsasSpectrum{}.Bytes().substr(0, 70), "",
+       "DA-file corrupt! Could not read the whole header for spectra (possibly end of file).", two},
+      {&NsasRules::damage_refuses_files, good.substr(0, 256 + 128 + 9), "",
+       "DA-file corrupt! Could not read all the data for spectra (possibly end of file).",
+       one + row(2, " | 1 | 2 | .")},
+      {&NsasRules::damage_refuses_files, NsasBytes({{}, {.points = 0}, {}}), "",
+       "Spectra header in DA-file is corrupt! Spectra header contains corrupt information about "
+       "starting, ending wavelength, or number of data points.",
+       one},
+  };
+  for (const auto& c : kCases) {
+    const TempFolder folder;
+    const std::string path = folder.Put("a.da", c.da);
+    if (!c.cn.empty()) folder.Put("a.cn", c.cn);
+    const auto result = [&](NsasRules rules) {
+      NsasFile reader(rules);
+      const Outcome got = ImportFile(reader, path.c_str(), nullptr);
+      return got.status == 0 ? got.sheet : got.text;
+    };
+    NsasRules rules;
+    EXPECT_EQ(result(rules), c.kept);
+    rules.*c.habit = false;
+    EXPECT_EQ(result(rules), c.without);
+    EXPECT_EQ(result(NsasRules::Off()), c.without);
+  }
+  // Two spectra a billion steps apart.
+  const MemoryFile file(NsasBytes(
+      {{.points = 32767, .first = 1, .end = 2}, {.points = 32767, .first = 32766, .end = 32767}}));
+  NsasFile reader(NsasRules::Off());
+  EXPECT_EQ(ImportFile(reader, file.path(), nullptr).status, 2);
+}
+
 // Steps that no double holds, where a column that is cut instead of rounded is one too few.
 TEST(NsasFile, RoundsToTheNearestColumn) {
   for (int steps = 1; steps < 100; ++steps) {
