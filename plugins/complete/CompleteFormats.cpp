@@ -13,9 +13,9 @@ namespace {
 
 DiffFileOEMFactory dif_factory(DIFRules::Off());
 ExcelFileFactory excel_factory(ExcelRules::Off());
-GalacticSPCFileFactory spc_factory;
+GalacticSPCFileFactory spc_factory(GalacticSPCRules::Off());
 JCAMPFileFactory jcamp_factory(JCAMPRules::Off());
 LotusFileFactory lotus_factory(LotusRules::Off());
-NsasFileFactory nsas_factory;
+NsasFileFactory nsas_factory(NsasRules::Off());
 
 }  // namespace

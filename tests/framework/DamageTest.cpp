@@ -52,6 +52,9 @@ std::vector<std::unique_ptr<SpreadsheetFile>> ReadersOf(int format) {
   const std::string_view name = SprFileFactory::GetFormat(format)->name;
   if (name == "DIF File(OEM)") readers.push_back(std::make_unique<DIFFileOEM>(DIFRules::Off()));
   if (name == "Excel File") readers.push_back(std::make_unique<ExcelFile>(ExcelRules::Off()));
+  if (name == "GalacticSPC File")
+    readers.push_back(std::make_unique<GalacticSPCFile>(GalacticSPCRules::Off()));
+  if (name == "NSAS File") readers.push_back(std::make_unique<NsasFile>(NsasRules::Off()));
   if (name == "JCAMP-DX File") readers.push_back(std::make_unique<JCAMPFile>(JCAMPRules::Off()));
   if (name == "Lotus 1-2-3 File") readers.push_back(std::make_unique<LotusFile>(LotusRules::Off()));
   return readers;
