@@ -19,12 +19,15 @@ std::unique_ptr<FormatList>& TheList() {
   return list;
 }
 
-// Then anybody could have this process run a library of theirs.
-bool EverybodyWrites(const std::string& folder) {
+// Why somebody else could have this process run a library of theirs from there, null for no reason.
+const char* DangerOf(const std::string& folder) {
+  if (!std::filesystem::path(folder).is_absolute()) return "it depends on the working folder";
   std::error_code error;
   const auto permissions = std::filesystem::status(folder, error).permissions();
-  return !error &&
-         (permissions & std::filesystem::perms::others_write) != std::filesystem::perms::none;
+  constexpr auto kNone = std::filesystem::perms::none;
+  if (!error && (permissions & std::filesystem::perms::others_write) != kNone)
+    return "everybody may write there";
+  return nullptr;
 }
 
 }  // namespace
@@ -81,9 +84,10 @@ FormatList::FormatList()
   Append(std::make_shared<const Library>());
   AddFolder(std::filesystem::path(own_path_).parent_path());
   for (const std::string& folder : NvApp::GetPluginDirectory()) {
-    if (EverybodyWrites(folder))
-      Log::WriteMessage("FormatList", "AddFolder",
-                        folder + " is left out, since everybody may write there", Log::kNormal);
+    const char* const danger = DangerOf(folder);
+    if (danger != nullptr)
+      Log::WriteMessage("FormatList", "AddFolder", folder + " is left out, since " + danger,
+                        Log::kNormal);
     else
       AddFolder(folder);
   }

@@ -187,6 +187,7 @@ int main(int count, char** arguments) {
   int files = 0;
   int failed = 0;
   int unknown = 0;
+  std::map<std::string, std::map<std::string, int>> outcomes;  // by folder and status
   for (const auto& folder : kFolders) {
     const int format = FormatOf(folder.format);
     if (format == 0) continue;
@@ -206,6 +207,7 @@ int main(int count, char** arguments) {
         std::cout << name << '\t' << row << '\n';
         continue;
       }
+      ++outcomes[folder.folder][row.substr(0, row.find('\t'))];
       const auto known = table.find(name);
       unknown += known == table.end() ? 1 : 0;
       if (EndedWell(row) && (known == table.end() || known->second == row)) continue;
@@ -213,6 +215,11 @@ int main(int count, char** arguments) {
       std::cout << name << "\n  is       " << row << "\n  expected "
                 << (known == table.end() ? "an end" : known->second) << '\n';
     }
+  }
+  for (const auto& [folder, statuses] : outcomes) {
+    std::cout << folder << ":";
+    for (const auto& [status, times] : statuses) std::cout << ' ' << status << " x " << times;
+    std::cout << '\n';
   }
   if (!writes)
     std::cout << files << " files, " << failed << " not as expected, " << unknown

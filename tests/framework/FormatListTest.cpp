@@ -152,18 +152,25 @@ TEST(FormatList, LooksIntoThePlugInFoldersInOrder) {
   EXPECT_EQ(list.GetLibraryPath(20), second.path() + "/0.so");
 }
 
-TEST(FormatList, LoadsNothingFromWhereEverybodyWrites) {
+TEST(FormatList, LoadsNothingFromWhereOthersDecideWhatLies) {
   const TempFolder folder;
   std::filesystem::copy(Plugin("good"), folder.path() + "/plugin.so");
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());
   std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
-  ::setenv("NVIMPORT_PLUGIN_PATH", folder.path().c_str(), 1);
-  const LogRecorder log;
-  EXPECT_EQ(FormatList().size(), 19);
-  ASSERT_EQ(log.entries().size(), 1U);
-  EXPECT_EQ(log.entries()[0].text, folder.path() + " is left out, since everybody may write there");
+  ::setenv("NVIMPORT_PLUGIN_PATH", (folder.path() + ":.").c_str(), 1);
+  {
+    const LogRecorder log;
+    EXPECT_EQ(FormatList().size(), 19);
+    ASSERT_EQ(log.entries().size(), 2U);
+    EXPECT_EQ(log.entries()[0].text,
+              folder.path() + " is left out, since everybody may write there");
+    EXPECT_EQ(log.entries()[1].text, ". is left out, since it depends on the working folder");
+  }
   std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
   EXPECT_EQ(FormatList().size(), 20);
   ::unsetenv("NVIMPORT_PLUGIN_PATH");
+  std::filesystem::current_path(before);
 }
 
 TEST(FormatList, AskingDetectsWithEveryLibrarysTest) {
