@@ -276,7 +276,8 @@ int ExcelFile::ReadGlobals() {
   }
   book_.xfs = formats.Xfs(book_.rules.dates_by_lower_case_letters);
   // Sheets that only some rules offer come last, so that a number means the same under all.
-  std::ranges::stable_partition(sheets_, [](const Sheet& sheet) { return !sheet.is_extra; });
+  std::stable_partition(sheets_.begin(), sheets_.end(),
+                        [](const Sheet& sheet) { return !sheet.is_extra; });
   if (sheets_.size() > 1) selection_.assign(1, 1);
   return kGood;
 }
