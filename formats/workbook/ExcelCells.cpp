@@ -106,7 +106,7 @@ bool ExcelCells::PassSubstream() {
 bool ExcelCells::GoToFirstRow() {
   BiffRecord record;
   if (!book_.rules.skip_cells_before_first_row) {
-    if (!Next(record)) return false;
+    if (!Next(record) || record.id == kEof) return false;
     if (record.low_id() != kBof) Take(record);
     return true;
   }

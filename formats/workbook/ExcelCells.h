@@ -45,8 +45,9 @@ class ExcelCells {
     int row;
   };
   Place PlaceOf(const BiffRecord& record) {
-    const std::uint32_t head =
-        record.length >= 4 ? LoadLittle<std::uint32_t>(record.data) : record.U16(0);
+    const std::uint32_t head = record.length >= 4
+                                   ? LoadLittle<std::uint32_t>(record.data)
+                                   : record.U16(0) | std::uint32_t{record.U8(2)} << 16;
     unsigned column = head >> 16;
     if (column > kLastByte) column = FarColumn(column);
     return {static_cast<int>(column) + columns_, static_cast<int>(head & 0xFFFF) + rows_};

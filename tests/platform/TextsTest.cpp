@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "platform/CodePages.h"
 #include "platform/Exception.h"
 #include "platform/NumberText.h"
 #include "platform/Paths.h"
@@ -16,6 +17,32 @@
 using namespace std::string_literals;
 
 namespace {
+
+TEST(CodePages, BecomeUtf8) {
+  const struct {
+    int page;
+    const char* bytes;
+    const char* text;
+  } kCases[] = {
+      {437, "a\xE0\x82", "a\u03B1\u00E9"},
+      {852, "\x9F", "\u010D"},
+      {866, "\x80\xEF", "\u0410\u044F"},
+      {1250, "\x9A", "\u0161"},
+      {1251, "\xC0\xFF", "\u0410\u044F"},
+      {1252, "\x80\xE9", "\u20AC\u00E9"},
+      {1253, "\xE1\xAA", "\u03B1\uFFFD"},
+      {10000, "\x8A\xD0", "\u00E4\u2013"},
+      {31337, "\xE9", "\u00E9"},
+      // Two bytes to a character, one that breaks off, one that there is not.
+      {932, "\x8A\xBFz\x8A", "\u6F22z\uFFFD"},
+      {932, "\xFFz", "\uFFFDz"},
+  };
+  for (const auto& c : kCases) {
+    std::string text;
+    AppendFromCodePage(text, c.bytes, c.page);
+    EXPECT_EQ(text, c.text) << c.page;
+  }
+}
 
 TEST(NumberText, ParsesDecimalNumbersOnly) {
   const struct {

@@ -82,6 +82,7 @@ TEST(ExcelFile, TakesEveryKindOfCell) {
        OneSheet(Record(0x00BD, At(0, 0) + U16(0) + U32(6) + U16(0xFFFF))), "1\n"},
       {"MULRK without a last column", OneSheet(Record(0x00BD, At(0, 0))), ""},
       {"a record cut short is zero", OneSheet(Record(0x0203, U16(1))), ".\n0\n"},
+      {"even within its column", OneSheet(Record(0x0203, U16(0) + U8(1))), ". | 0\n"},
       {"shared strings, one that there is not",
        OneSheet(LabelSst(0, 0, 1) + LabelSst(0, 1, 0) + LabelSst(0, 2, 2),
                 Sst(2, Text8("zero") + Text8("one"))),
