@@ -15,6 +15,7 @@
 #include <bit>
 #include <climits>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "formats/workbook/ExcelCells.h"
@@ -245,6 +246,7 @@ void ExcelFile::Close() {
   book_ = {};
   book_.rules = rules;
   sheets_.assign(1, {});
+  extra_sheets_.clear();
   selection_.assign(1, 0);
   above_and_below_ = true;
   sheets_without_dimensions_ = sheets_unread_ = 0;
@@ -275,9 +277,8 @@ int ExcelFile::ReadGlobals() {
       return Fail(status);
   }
   book_.xfs = formats.Xfs(book_.rules.dates_by_lower_case_letters);
-  // Sheets that only some rules offer come last, so that a number means the same under all.
-  std::stable_partition(sheets_.begin(), sheets_.end(),
-                        [](const Sheet& sheet) { return !sheet.is_extra; });
+  std::ranges::move(extra_sheets_, std::back_inserter(sheets_));
+  extra_sheets_.clear();
   if (sheets_.size() > 1) selection_.assign(1, 1);
   return kGood;
 }
@@ -354,9 +355,9 @@ int ExcelFile::AddSheet(std::string_view name, std::uint64_t position) {
     ++sheets_unread_;
     return kGood;
   }
-  if (status != kGood || sheets_.size() > kMostSheets) return kBadWorkbook;
+  if (status != kGood || sheets_.size() + extra_sheets_.size() > kMostSheets) return kBadWorkbook;
   sheet.name = name.substr(0, name.find('\0'));
-  sheets_.push_back(std::move(sheet));
+  (sheet.is_extra ? extra_sheets_ : sheets_).push_back(std::move(sheet));
   return kGood;
 }
 

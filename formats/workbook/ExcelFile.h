@@ -160,6 +160,8 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
 
   ExcelWorkbook book_;
   std::vector<Sheet> sheets_ = std::vector<Sheet>(1);  // entry 0 is the stream itself
+  // Those that only some rules offer. They come last, so that a number means the same under all.
+  std::vector<Sheet> extra_sheets_;
   std::vector<int> selection_ = {0};
   bool above_and_below_ = true;
   std::uint64_t budget_ = 0;  // bytes of records that opening may still read
