@@ -206,14 +206,18 @@ int JCAMPBlocks::ReadPageLabel(const Rule& rule, std::string_view value, JCAMPLi
   const Stripped form(value);
   const int status = (this->*rule.take)(form.text());
   AddPage(form.text(), status, lines);
-  if (status != 0 && rules_.bad_blocks_refuse_files) return status;
+  if (status != 0 && RefusesFileFor(status)) return status;
   lines.SkipTo('#');
   return 0;
 }
 
-// Whether only the block that a label belongs to can't be read for it.
+bool JCAMPBlocks::RefusesFileFor(int status) const {
+  return rules_.bad_blocks_refuse_files || status == kReadFailed;
+}
+
+// Marks the block that a label belongs to as one that can't be read for it, if that is all.
 bool JCAMPBlocks::LeavesOut(int status) {
-  if (rules_.bad_blocks_refuse_files || status == kReadFailed) return false;
+  if (RefusesFileFor(status)) return false;
   // These labels might as well not be there.
   const bool says_nothing = status == kNoValue || status == kFreeText || status == kIllegalPoints;
   if (!says_nothing) block_.problem = static_cast<std::uint8_t>(status - kNoFile);
@@ -310,10 +314,13 @@ std::string_view PartOf(std::string_view list, std::size_t number) {
 void JCAMPBlocks::TakeVariables(const Form& form, JCAMPNumbers& numbers, int& points) {
   const std::string_view symbols = variables_[kSymbol];
   const auto find = [&](std::string_view name) {
-    const auto all = static_cast<std::size_t>(std::ranges::count(symbols, ','));
-    for (std::size_t i = 0; i <= all; ++i)
-      if (Stripped(PartOf(symbols, i)).text() == name) return i;
-    return all + 1;
+    std::size_t number = 0;
+    for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)).text() != name; ++number) {
+      const std::size_t comma = rest.find(',');
+      if (comma == std::string_view::npos) return symbols.size();
+      rest.remove_prefix(comma + 1);
+    }
+    return number;
   };
   const std::size_t x = find(form.abscissa);
   const std::size_t y = find(form.ordinate);
@@ -498,7 +505,9 @@ int JCAMPBlocks::TakeForm(std::string_view form) {
 
 template <std::size_t kVariable>
 int JCAMPBlocks::TakeVariable(std::string_view value) {
-  variables_[kVariable] = value;
+  // Every page looks into these lists, whose variables are few.
+  constexpr std::size_t kLongest = 1000;
+  variables_[kVariable] = value.substr(0, kLongest);
   return 0;
 }
 

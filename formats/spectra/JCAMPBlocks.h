@@ -118,6 +118,7 @@ class JCAMPBlocks {
   const Rule* FindRule(std::string_view label) const;
   std::optional<Form> FindForm(std::string_view text) const;
   bool LeavesOut(int status);
+  bool RefusesFileFor(int status) const;
   void Restart(std::size_t blocks);
   void AddPage(std::string_view form, int problem, JCAMPLines& lines);
   void AddFurtherPage(JCAMPPage& page, const JCAMPNumbers& numbers);

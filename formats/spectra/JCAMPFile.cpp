@@ -279,13 +279,16 @@ std::vector<std::size_t> JCAMPFile::Selected() const {
   return selected;
 }
 
-std::vector<JCAMPFile::Series> JCAMPFile::SelectedSeries() const {
+std::vector<JCAMPFile::Series> JCAMPFile::SelectedSeries(LeftOut* left_out) const {
   std::vector<Series> selected;
   for (const std::size_t block : Selected())
     for (std::size_t page = 0; page < blocks_.Pages(block); ++page) {
       const Series series{static_cast<std::uint32_t>(block), static_cast<std::uint32_t>(page)};
-      if (rules_.bad_blocks_refuse_files || Problem(Get(series)) == kGood)
+      const int problem = LeavesOutBadBlocks() ? Problem(Get(series)) : kGood;
+      if (problem == kGood)
         selected.push_back(series);
+      else if (left_out != nullptr)
+        ++(*left_out)[problem];
     }
   return selected;
 }

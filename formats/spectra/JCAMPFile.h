@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -97,9 +98,11 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
     std::uint32_t block;
     std::uint32_t page;
   };
-  // Those of the selected blocks, without those that are left out.
-  std::vector<Series> SelectedSeries() const;
-  void NoteLeftOut() const;
+  // Those of the selected blocks, without those that are left out, which are counted by problem.
+  using LeftOut = std::map<int, std::uint64_t>;
+  std::vector<Series> SelectedSeries(LeftOut* left_out = nullptr) const;
+  void NoteLeftOut(const LeftOut& left_out) const;
+  bool LeavesOutBadBlocks() const { return !rules_.bad_blocks_refuse_files; }
   int CountPoints();
 
   JCAMPData Block(std::size_t block) const { return blocks_.Get(block, 0); }

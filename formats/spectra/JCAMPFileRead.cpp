@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <map>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -218,14 +217,16 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
 }
 
 int JCAMPFile::ReadBlocks(ReadSpreadSheetData* sink) {
-  NoteLeftOut();
+  LeftOut left_out;
+  const std::vector<Series> selected = SelectedSeries(&left_out);
+  NoteLeftOut(left_out);
   if (unites_x_ || reference_ != kNone)
     if (InitXValues(sink) != kGood) return status_;
   BlockFile file(*this);
   int row = x_row_ ? 2 : 1;
   int further_pages = 0;
   bool names_points = !unites_x_ && reference_ == kNone;
-  for (const Series series : SelectedSeries()) {
+  for (const Series series : selected) {
     const JCAMPData block = Get(series);
     current_block_ = series.block;
     if (series.page == 0) has_warned_ = false;
@@ -352,7 +353,7 @@ std::string JCAMPFile::RowLabel(Series series) const {
 
 int JCAMPFile::EndBlock(int status, const JCAMPData& block, const JCAMPLines& lines) {
   if (status == kGood) return kGood;
-  if (rules_.bad_blocks_refuse_files || status == kReadFailed)
+  if (!LeavesOutBadBlocks() || status == kReadFailed)
     return FailAt(status, block.file, lines.line());
   line_ = lines.line();
   if (!only_sizes_)
@@ -363,17 +364,11 @@ int JCAMPFile::EndBlock(int status, const JCAMPData& block, const JCAMPLines& li
 }
 
 // Tells of the selected blocks that make no row.
-void JCAMPFile::NoteLeftOut() const {
-  if (rules_.bad_blocks_refuse_files) return;
-  std::map<int, int> left_out;
-  for (const std::size_t block : Selected())
-    for (std::size_t page = 0; page < blocks_.Pages(block); ++page)
-      if (const int problem = Problem(blocks_.Get(block, page))) ++left_out[problem];
+void JCAMPFile::NoteLeftOut(const LeftOut& left_out) const {
   for (const auto& [problem, count] : left_out) {
     const std::string reason =
         problem == kIllegalValue ? "A label has an illegal value." : MessageOf(problem);
-    Log::WriteCount(kSource, static_cast<std::uint64_t>(count),
-                    "data block was not delivered: " + reason,
+    Log::WriteCount(kSource, count, "data block was not delivered: " + reason,
                     "data blocks were not delivered: " + reason);
   }
 }

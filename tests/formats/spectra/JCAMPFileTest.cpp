@@ -795,12 +795,18 @@ TEST(JCAMPFile, HostileFilesEndSoon) {
       JCAMPFixture{.data = "10 " + std::string(200, '9') + "E+999999999999\n"}.Bytes(),
       JCAMPFixture{.points = "1000000", .data = Repeated("1@s999999999999\n", 1000)}.Bytes(),
       Repeated("\r", 1'000'000),
+      "##TITLE=\n##SYMBOL= " + std::string(2'000'000, ',') + "\n" +
+          Repeated("##DATA TABLE=(F++(G..G))\n", 50'000),
+      Repeated("##TITLE=\n##DELTAX=1\n##XYDATA=XYDATA\n1@s999999999999\n##END\n", 10'000),
   };
-  for (const std::string& bytes : kFiles) {
-    ScriptedDialogs dialogs;
-    dialogs.items = ItemsChoice{{0}, 0};
-    ImportWith(bytes);
-  }
+  for (const std::string& bytes : kFiles)
+    for (const JCAMPRules rules : {JCAMPRules{}, JCAMPRules::Off()}) {
+      const MemoryFile file(bytes);
+      ScriptedDialogs dialogs;
+      dialogs.items = ItemsChoice{{0}, 0};
+      JCAMPFile reader(rules);
+      ImportFile(reader, file.path(), nullptr);
+    }
 }
 
 TEST(JCAMPFile, ACutFileFailsOrGivesTheSameCells) {
