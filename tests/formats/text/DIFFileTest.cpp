@@ -124,9 +124,11 @@ TEST(DIFFileOEM, CountsWhatItsRulesCost) {
       {"a text without quotes", &DIFRules::texts_need_quotes,
        kHeader + kBot + "1,0\nabc\n" + Text("d") + kEod, "770", "\"abc\" | \"d\"\n1 x 2, 1 x 2"},
       {"doubled quotes", &DIFRules::quotes_as_they_stand,
-       kHeader + kBot + Text("say \"\"hi\"\"") + Text("\"a\" \"\"") + kEod,
-       "\"say \"\"hi\"\"\" | \"\"a\" \"\"\"\n1 x 2, 1 x 2",
-       "\"say \"hi\"\" | \"\"a\" \"\"\"\n1 x 2, 1 x 2"},
+       kHeader + kBot + Text(R"(say ""hi"")") + Text(R"("a" "")") + kEod,
+       R"("say ""hi""" | ""a" """)"
+       "\n1 x 2, 1 x 2",
+       R"("say "hi"" | ""a" """)"
+       "\n1 x 2, 1 x 2"},
   };
   for (const auto& c : kCases) {
     DIFRules rules;

@@ -110,7 +110,7 @@ std::string Summary(const std::string& bytes, const LotusRules& rules) {
 // Each rule, what it costs, and what comes without this one.
 TEST(LotusFile, CountsWhatItsRulesCost) {
   constexpr int kFormula = 16;
-  const double none = std::bit_cast<double>(0x7ff0000000099ffa);
+  const auto none = std::bit_cast<double>(0x7ff0000000099ffa);
   const std::string outside = "\n1 cell outside the width or height of the range was not delivered";
   const struct {
     const char* why;
