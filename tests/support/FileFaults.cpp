@@ -11,7 +11,7 @@ namespace {
 
 FileFaults* current = nullptr;
 
-::ssize_t Move(long call, int descriptor, const void* bytes, std::size_t count) {
+::ssize_t Move(long call, int descriptor, void* bytes, std::size_t count) {
   if (current != nullptr && descriptor > STDERR_FILENO) {
     const int number = current->calls++;
     // What is done before may read itself.
@@ -37,5 +37,5 @@ extern "C" ::ssize_t read(int descriptor, void* bytes, std::size_t count) {
   return Move(SYS_read, descriptor, bytes, count);
 }
 extern "C" ::ssize_t write(int descriptor, const void* bytes, std::size_t count) {
-  return Move(SYS_write, descriptor, bytes, count);
+  return Move(SYS_write, descriptor, const_cast<void*>(bytes), count);
 }
