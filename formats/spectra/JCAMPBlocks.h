@@ -87,6 +87,8 @@ class JCAMPBlocks {
 
   // Takes the number of points that was counted.
   void SetPoints(std::size_t block, std::size_t page, int points);
+  // Makes it a page that can't be read, as one of several.
+  void LeaveOutPage(std::size_t block, std::size_t page);
   // How many more all of them may make.
   double points_left() const { return most_points() - points_; }
 
@@ -117,6 +119,7 @@ class JCAMPBlocks {
   int ReadPageLabel(const Rule& rule, std::string_view value, JCAMPLines& lines);
   const Rule* FindRule(std::string_view label) const;
   std::optional<Form> FindForm(std::string_view text) const;
+  int BeginPage(std::string_view name);
   bool LeavesOut(int status);
   bool RefusesFileFor(int status) const;
   void Restart(std::size_t blocks);
@@ -167,6 +170,7 @@ class JCAMPBlocks {
   std::int64_t open_titles_ = 0;
   // Of the block that is read:
   JCAMPPage next_page_;  // what is said of a page before its data
+  bool page_begins_ = false;
   JCAMPPage first_page_;
   enum Variable : std::size_t { kSymbol, kSize, kFirst, kLast, kFactor, kVariables };
   std::array<std::string, kVariables> variables_;  // of n-tuples: what their labels list

@@ -72,7 +72,7 @@ std::vector<std::string> Read(const std::string& path, JCAMPRules rules) {
   char text[256];
   const bool opened = file.Open(true, path.c_str(), &choices) == 0;
   file.GetErrorMessage(text, sizeof text);
-  if (!opened) return {};
+  if (!opened) return file.GetJCAMPBlockList();
   CheckingSink sink;
   const int columns = file.GetNumCols();
   const int rows = file.GetNumRows();
