@@ -144,6 +144,7 @@ int JCAMPBlocks::CheckFile(JCAMPLines& lines) {
   const std::size_t indentation = line.find('#');
   if (indentation > 0 && !rules_.labels_begin_lines) {
     lines.IgnoreIndentation();
+    is_indented_ = true;
     line.remove_prefix(indentation);
   }
   if (const int status = ReadLabels(line, lines)) return status;
@@ -159,7 +160,7 @@ int JCAMPBlocks::ReadLabels(std::string_view line, JCAMPLines& lines) {
   do {
     if (!line.starts_with("##")) continue;
     // Blocks are numbered as where indented labels are none: they don't stand before others.
-    if (lines.ignores_indentation() && !lines.indented() && Stripped(line).text() == "##TITLE=") {
+    if (is_indented_ && !lines.indented() && Stripped(line).text() == "##TITLE=") {
       lines.RespectIndentation();
       Restart(before);
     }
@@ -172,6 +173,7 @@ int JCAMPBlocks::ReadLabels(std::string_view line, JCAMPLines& lines) {
 // Begins with a file anew, of which no block counts so far.
 void JCAMPBlocks::Restart(std::size_t blocks) {
   records_.resize(blocks);
+  is_indented_ = false;
   OpenBlock();
   in_block_ = false;
   titles_ = ends_ = 0;
@@ -346,6 +348,7 @@ int JCAMPBlocks::Uneven() const { return rules_.ends_match_titles ? kUnevenTitle
 
 void JCAMPBlocks::OpenBlock() {
   block_ = {};
+  block_.is_indented = is_indented_;
   block_.file = files_;
   in_block_ = true;
   next_page_ = {};

@@ -104,10 +104,10 @@ int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
       return FailAt(status, static_cast<int>(&file - files_.data()), lines.line());
   }
   for (std::size_t i = 0; i < blocks_.size(); ++i)
-    if (blocks_.DataClass(i) != JCAMPClass::kLink) offered_.push_back(i);
-  // What only some rules find in links stands behind what all find, whose numbers are the same.
+    if (blocks_.IsOffered(i)) offered_.push_back(i);
+  // What only some rules find stands behind what all find, whose numbers are the same.
   for (std::size_t i = 0; i < blocks_.size(); ++i)
-    if (blocks_.DataClass(i) == JCAMPClass::kLink && blocks_.HoldsMore(i)) offered_.push_back(i);
+    if (blocks_.IsOfferedBesides(i)) offered_.push_back(i);
   if (!rules_.npoints_is_right && CountPoints() != kGood) return status_;
   CheckPages();
   return SetOptions(options);
