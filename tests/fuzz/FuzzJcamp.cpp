@@ -72,7 +72,7 @@ std::vector<std::string> Read(const std::string& path, JCAMPRules rules) {
   char text[256];
   const bool opened = file.Open(true, path.c_str(), &choices) == 0;
   // Some messages end the import of several files, and entries name their file no more.
-  const std::vector<std::string> blocks = file.GetJCAMPBlockList();
+  std::vector<std::string> blocks = file.GetJCAMPBlockList();
   file.GetErrorMessage(text, sizeof text);
   if (!opened) return blocks;
   CheckingSink sink;
