@@ -249,7 +249,7 @@ int GalacticSPCFile::ReadHeaderInfo(Header& header) {
 
 bool GalacticSPCFile::TakeNewHeader(std::string_view bytes, Header& header) {
   const char* const at = bytes.data();
-  header.exponent = Load<std::int8_t>(at + 3, false);
+  header.exponent = ByteReader(std::as_bytes(std::span(bytes.substr(3, 1)))).I8();
   header.points = Load<std::int32_t>(at + 4, header.swaps_bytes);
   header.first_x = Load<double>(at + 8, header.swaps_bytes);
   header.last_x = Load<double>(at + 16, header.swaps_bytes);

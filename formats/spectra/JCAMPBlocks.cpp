@@ -144,6 +144,7 @@ int JCAMPBlocks::CheckFile(JCAMPLines& lines) {
   const std::size_t indentation = line.find('#');
   if (indentation > 0 && !rules_.labels_begin_lines) {
     lines.IgnoreIndentation();
+    is_indented_ = true;
     line.remove_prefix(indentation);
   }
   if (const int status = ReadLabels(line, lines)) return status;
@@ -159,7 +160,7 @@ int JCAMPBlocks::ReadLabels(std::string_view line, JCAMPLines& lines) {
   do {
     if (!line.starts_with("##")) continue;
     // Blocks are numbered as where indented labels are none: they don't stand before others.
-    if (lines.ignores_indentation() && !lines.indented() && Stripped(line).text() == "##TITLE=") {
+    if (is_indented_ && !lines.indented() && Stripped(line).text() == "##TITLE=") {
       lines.RespectIndentation();
       Restart(before);
     }
@@ -172,6 +173,7 @@ int JCAMPBlocks::ReadLabels(std::string_view line, JCAMPLines& lines) {
 // Begins with a file anew, of which no block counts so far.
 void JCAMPBlocks::Restart(std::size_t blocks) {
   records_.resize(blocks);
+  is_indented_ = false;
   OpenBlock();
   in_block_ = false;
   titles_ = ends_ = 0;
@@ -199,7 +201,7 @@ int JCAMPBlocks::ReadLabel(std::string_view line, JCAMPLines& lines) {
 int JCAMPBlocks::ReadPageLabel(const Rule& rule, std::string_view value, JCAMPLines& lines) {
   if (rule.label == "##PAGE=") {
     if (!rules_.first_page_only)
-      if (const int status = Keep(value, next_page_.name)) return status;
+      if (const int status = BeginPage(value)) return status;
     // A page that says only which one it is leaves its lines to the data label that follows.
     if (lines.NextBeginsWith('#')) return 0;
   }
@@ -209,6 +211,11 @@ int JCAMPBlocks::ReadPageLabel(const Rule& rule, std::string_view value, JCAMPLi
   if (status != 0 && RefusesFileFor(status)) return status;
   lines.SkipTo('#');
   return 0;
+}
+
+int JCAMPBlocks::BeginPage(std::string_view name) {
+  page_begins_ = true;
+  return Keep(name, next_page_.name);
 }
 
 bool JCAMPBlocks::RefusesFileFor(int status) const {
@@ -260,6 +267,7 @@ void JCAMPBlocks::AddPage(std::string_view text, int problem, JCAMPLines& lines)
   const bool is_first = block_.pages++ == 0;
   if (!is_first && rules_.first_page_only) return;
   JCAMPPage page = std::exchange(next_page_, {});
+  page_begins_ = false;
   page.position = lines.Position();
   page.line = lines.line();
   JCAMPNumbers numbers = block_;
@@ -286,8 +294,7 @@ void JCAMPBlocks::AddFurtherPage(JCAMPPage& page, const JCAMPNumbers& numbers) {
   const auto same = [](double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); };
   // Where the first page has pairs every x has its column anyway.
   if (block_.form == JCAMPForm::kOrdinates && page.form == JCAMPForm::kOrdinates &&
-      (!same(numbers.first_x, block_.first_x) || !same(numbers.last_x, block_.last_x) ||
-       (page.points > 0 && page.points != block_.points)))
+      (!same(numbers.first_x, block_.first_x) || !same(numbers.last_x, block_.last_x)))
     page.problem = kNTuplesMet - kNoFile;
   if (factors(numbers) != factors(block_)) {
     if (factors(numbers) != factors(numbers_.back())) numbers_.push_back(numbers);
@@ -341,9 +348,11 @@ int JCAMPBlocks::Uneven() const { return rules_.ends_match_titles ? kUnevenTitle
 
 void JCAMPBlocks::OpenBlock() {
   block_ = {};
+  block_.is_indented = is_indented_;
   block_.file = files_;
   in_block_ = true;
   next_page_ = {};
+  page_begins_ = false;
   first_page_ = {};
   for (std::string& variable : variables_) variable.clear();
 }
@@ -384,6 +393,10 @@ JCAMPData JCAMPBlocks::Get(std::size_t block, std::size_t page_number) const {
 const char* JCAMPBlocks::PageName(std::size_t block, std::size_t page) const {
   const std::size_t list = numbers_[records_[block].numbers].page_list;
   return list == 0 ? "" : Text(pages_[list + page].name);
+}
+
+void JCAMPBlocks::LeaveOutPage(std::size_t block, std::size_t page) {
+  pages_[numbers_[records_[block].numbers].page_list + page].problem = kNTuplesMet - kNoFile;
 }
 
 void JCAMPBlocks::SetPoints(std::size_t block, std::size_t page, int points) {
@@ -472,7 +485,7 @@ int JCAMPBlocks::TakePoints(std::string_view value) {
   const auto number = ParseNumber(value.substr(0, value.find_first_of(kBlanks)));
   if (!number || *number < 1 || *number > INT_MAX || *number - std::floor(*number) > kMostFraction)
     return kIllegalPoints;
-  const bool is_of_page = block_.pages > 0 && !rules_.first_page_only;
+  const bool is_of_page = block_.pages > 0 && page_begins_;
   int& points = is_of_page ? next_page_.points : block_.points;
   const double more = *number - std::max(points, 0);
   if (more > points_left()) return kIllegalPoints;

@@ -37,7 +37,8 @@ struct JCAMPRecord {
   int points = -1;
   int file = 0;
   JCAMPClass data_class = JCAMPClass::kUnknown;
-  bool selected = false;
+  bool selected : 1 = false;
+  bool is_indented : 1 = false;
   JCAMPForm form = JCAMPForm::kUnknown;  // of its first page
   std::uint8_t problem = 0;              // why it can't be read: a JCAMPStatus less kNoFile
 };
@@ -87,13 +88,19 @@ class JCAMPBlocks {
 
   // Takes the number of points that was counted.
   void SetPoints(std::size_t block, std::size_t page, int points);
+  // Makes it a page that can't be read, as one of several.
+  void LeaveOutPage(std::size_t block, std::size_t page);
   // How many more all of them may make.
   double points_left() const { return most_points() - points_; }
 
-  JCAMPClass DataClass(std::size_t block) const { return records_[block].data_class; }
-  // Whether a link holds data by labels and forms that not all rules know.
-  bool HoldsMore(std::size_t block) const {
-    return records_[block].problem != 0 || records_[block].form != JCAMPForm::kUnknown;
+  // Whether it can be chosen by all rules, or by those that know its labels and forms.
+  bool IsOffered(std::size_t block) const {
+    return records_[block].data_class != JCAMPClass::kLink && !records_[block].is_indented;
+  }
+  bool IsOfferedBesides(std::size_t block) const {
+    const JCAMPRecord& record = records_[block];
+    if (record.data_class != JCAMPClass::kLink) return record.is_indented;
+    return record.problem != 0 || record.form != JCAMPForm::kUnknown;
   }
   bool IsSelected(std::size_t block) const { return records_[block].selected; }
   void Select(std::size_t block, bool selected) { records_[block].selected = selected; }
@@ -117,6 +124,7 @@ class JCAMPBlocks {
   int ReadPageLabel(const Rule& rule, std::string_view value, JCAMPLines& lines);
   const Rule* FindRule(std::string_view label) const;
   std::optional<Form> FindForm(std::string_view text) const;
+  int BeginPage(std::string_view name);
   bool LeavesOut(int status);
   bool RefusesFileFor(int status) const;
   void Restart(std::size_t blocks);
@@ -162,11 +170,13 @@ class JCAMPBlocks {
   // Of the file being checked:
   JCAMPData block_;  // the one that is read, or what stands before the first
   bool in_block_ = false;
+  bool is_indented_ = false;
   std::uint64_t titles_ = 0;
   std::uint64_t ends_ = 0;
   std::int64_t open_titles_ = 0;
   // Of the block that is read:
   JCAMPPage next_page_;  // what is said of a page before its data
+  bool page_begins_ = false;
   JCAMPPage first_page_;
   enum Variable : std::size_t { kSymbol, kSize, kFirst, kLast, kFactor, kVariables };
   std::array<std::string, kVariables> variables_;  // of n-tuples: what their labels list

@@ -104,11 +104,12 @@ int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
       return FailAt(status, static_cast<int>(&file - files_.data()), lines.line());
   }
   for (std::size_t i = 0; i < blocks_.size(); ++i)
-    if (blocks_.DataClass(i) != JCAMPClass::kLink) offered_.push_back(i);
-  // What only some rules find in links stands behind what all find, whose numbers are the same.
+    if (blocks_.IsOffered(i)) offered_.push_back(i);
+  // What only some rules find stands behind what all find, whose numbers are the same.
   for (std::size_t i = 0; i < blocks_.size(); ++i)
-    if (blocks_.DataClass(i) == JCAMPClass::kLink && blocks_.HoldsMore(i)) offered_.push_back(i);
+    if (blocks_.IsOfferedBesides(i)) offered_.push_back(i);
   if (!rules_.npoints_is_right && CountPoints() != kGood) return status_;
+  CheckPages();
   return SetOptions(options);
 }
 
@@ -252,7 +253,7 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
   } else if (prompt != nullptr) {
     std::vector<std::size_t> selected;
     for (const Series series : SelectedSeries())
-      if (series.page == 0) selected.push_back(series.block);
+      if (selected.empty() || selected.back() != series.block) selected.push_back(series.block);
     ItemsQuestion question = Question(selected);
     question.kind = ItemsQuestion::Kind::kReference;
     question.prompt = prompt;
@@ -264,9 +265,10 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
   } else {
     return kGood;
   }
-  if (chosen == kNone || !blocks_.IsSelected(chosen) || Problem(Block(chosen)) != kGood)
+  if (chosen == kNone || !blocks_.IsSelected(chosen) || Problem(FirstGood(chosen)) != kGood)
     return Fail(kIllegalSeries);
   reference_ = chosen;
+  reference_data_ = FirstGood(chosen);
   const auto position = std::ranges::find(offered_, chosen) - offered_.begin();
   choices.Set("reference", std::to_string(position + 1));
   return kGood;

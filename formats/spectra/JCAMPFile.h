@@ -104,9 +104,12 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   void NoteLeftOut(const LeftOut& left_out) const;
   bool LeavesOutBadBlocks() const { return !rules_.bad_blocks_refuse_files; }
   int CountPoints();
+  void CheckPages();
 
   JCAMPData Block(std::size_t block) const { return blocks_.Get(block, 0); }
   JCAMPData Get(Series series) const { return blocks_.Get(series.block, series.page); }
+  // The first page of a block that can be read, if any can.
+  JCAMPData FirstGood(std::size_t block) const;
   std::string RowLabel(Series series) const;
   std::string FilePrefix(const JCAMPData& block) const;
   std::string Entry(const JCAMPData& block) const;
@@ -151,6 +154,7 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   bool x_row_ = false;
   RangeChoice columns_;
   std::size_t reference_ = kNone;
+  JCAMPData reference_data_;
   bool unites_x_ = false;        // a block of pairs is among the selected ones
   std::vector<double> union_x_;  // then all of their x values, ascending
   bool only_sizes_ = false;      // what is met will be told when the cells are read

@@ -161,7 +161,7 @@ int JCAMPFile::EstablishSize() {
   }
   auto columns = static_cast<std::uint64_t>(points);
   if (reference_ != kNone) {
-    columns = static_cast<std::uint64_t>(Block(reference_).points);
+    columns = static_cast<std::uint64_t>(reference_data_.points);
     if (static_cast<double>(columns) * static_cast<double>(selected.size()) > blocks_.most_points())
       return Fail(kNoSize);
   }
@@ -333,10 +333,10 @@ int JCAMPFile::ReadBlock(Series series, int row, bool names_points, BlockFile& f
       names.Put(kFirstPointColumn - 1 + n, grid.X(n), missing);
     });
   } else if (reference_ == kNone ||
-             (SameX(block, Block(reference_)) && block.points == Block(reference_).points)) {
+             (SameX(block, reference_data_) && block.points == reference_data_.points)) {
     status = ReadXYData(block, *lines, cells);
   } else {
-    Interpolator interpolate(cells, grid, GridOf(Block(reference_)));
+    Interpolator interpolate(cells, grid, GridOf(reference_data_));
     status = ReadXYData(block, *lines,
                         [&](int n, double y, bool missing) { interpolate(n, y, missing); });
   }
@@ -400,6 +400,28 @@ int JCAMPFile::CountPoints() {
   return kGood;
 }
 
+// Of several pages those are read that have the axis of the first that can be.
+void JCAMPFile::CheckPages() {
+  for (const std::size_t block : offered_) {
+    if (blocks_.Pages(block) == 1) continue;
+    const JCAMPData first = FirstGood(block);
+    for (std::size_t page = 0; page < blocks_.Pages(block); ++page) {
+      const JCAMPData data = blocks_.Get(block, page);
+      if (data.form == JCAMPForm::kOrdinates && first.form == data.form &&
+          data.points != first.points)
+        blocks_.LeaveOutPage(block, page);
+    }
+  }
+}
+
+JCAMPData JCAMPFile::FirstGood(std::size_t block) const {
+  for (std::size_t page = 0; page < blocks_.Pages(block); ++page) {
+    const JCAMPData data = blocks_.Get(block, page);
+    if (Problem(data) == kGood) return data;
+  }
+  return Block(block);
+}
+
 std::size_t JCAMPFile::LongestLine() const {
   return rules_.lines_of_255_characters ? JCAMPLines::kLongest
                                         : std::numeric_limits<std::size_t>::max();
@@ -415,7 +437,7 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
   for (std::size_t i = 0; i < union_x_.size(); ++i)
     names.Put(kFirstPointColumn + static_cast<int>(i), union_x_[i]);
   if (reference_ == kNone) return kGood;
-  const JCAMPData block = Block(reference_);
+  const JCAMPData block = reference_data_;
   BlockFile file(*this);
   JCAMPLines* lines = file.Open(block);
   if (lines == nullptr) return Fail(kNoFile);

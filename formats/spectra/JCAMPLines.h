@@ -24,7 +24,6 @@ class JCAMPLines {
   // Blanks that begin a line don't count.
   void IgnoreIndentation() { ignores_indentation_ = indented_ = true; }
   void RespectIndentation() { ignores_indentation_ = false; }
-  bool ignores_indentation() const { return ignores_indentation_; }
 
   // Goes to `position`, before which `line` lines were read.
   void Seek(std::uint64_t position, std::uint64_t line);

@@ -71,8 +71,10 @@ std::vector<std::string> Read(const std::string& path, JCAMPRules rules) {
   NvImportOpenOptions choices{0, nullptr};
   char text[256];
   const bool opened = file.Open(true, path.c_str(), &choices) == 0;
+  // Some messages end the import of several files, and entries name their file no more.
+  std::vector<std::string> blocks = file.GetJCAMPBlockList();
   file.GetErrorMessage(text, sizeof text);
-  if (!opened) return {};
+  if (!opened) return blocks;
   CheckingSink sink;
   const int columns = file.GetNumCols();
   const int rows = file.GetNumRows();
@@ -92,7 +94,7 @@ std::vector<std::string> Read(const std::string& path, JCAMPRules rules) {
   Check(again.Open(true, path.c_str(), &choices) == 0, "the choices open the file again");
   Check(again.Read(&same) == status, "and end alike");
   ScriptedDialogs::Install(none);
-  return file.GetJCAMPBlockList();
+  return blocks;
 }
 
 }  // namespace

@@ -741,6 +741,13 @@ TEST(JCAMPFile, EveryHabitCostsCells) {
             std::vector<std::string>{
                 "1 data block was not delivered: Host can currently not read n-tuples."});
 
+  // Blocks are counted alike, whatever is found in the head of a link.
+  const std::string in_link =
+      JCAMPFixture::Link(form("PEAK TABLE= (XYW..XYW)", "1 2 9;3 4 9\n") + good);
+  EXPECT_EQ(ResultOf({}, in_link, "blocks=1"), one);
+  EXPECT_EQ(ResultOf(JCAMPRules::Off(), in_link, "blocks=1"), one);
+  EXPECT_EQ(ResultOf(JCAMPRules::Off(), in_link, "blocks=2"), pairs("2 | 4"));
+
   const TempFolder folder;
   const std::string path = FileSelection::Join(
       {folder.Put("a.dx", good), folder.Put("b.dx", form("PEAK TABLE= (XY..XY)", "11,2;12,4\n"))});

@@ -125,7 +125,7 @@ TEST(NsasFile, EveryHabitCostsCells) {
       R"("SampleNo" | "SpectrumNo" | "SampleName" | "Time" | "w1100" | "w1110" | "w1120")";
   const std::string model = R"("/Instrument model 6500" | . | . | .)";
   const auto row = [](int number, const std::string& values) {
-    return std::to_string(number) + " | 7 | \"Oats\" | \"01-02-98 03:04:05\"" + values + "\n";
+    return std::to_string(number) + R"( | 7 | "Oats" | "01-02-98 03:04:05")" + values + "\n";
   };
   const std::string one = head + "\n" + model + " | . | . | .\n" + row(1, " | 1 | 2 | 3");
   const std::string two = one + row(2, " | 1 | 2 | 3");
