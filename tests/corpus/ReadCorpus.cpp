@@ -59,7 +59,8 @@ int FormatOf(std::string_view name) {
   return 0;
 }
 
-// A user who takes all there is, one below the other, and leaves the rest as it stands.
+// A user who takes all there is (the first where only one can be), one below the other, and leaves
+// the rest as it stands.
 class TakeAll final : public Dialogs {
  public:
   std::optional<TextImportChoice> ImportText(const TextImportQuestion& question) override {
@@ -68,7 +69,8 @@ class TakeAll final : public Dialogs {
   std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override {
     ItemsChoice all;
     all.merge = question.merge;
-    for (std::size_t i = 0; i < question.items.size(); ++i) all.items.push_back(i);
+    const std::size_t count = question.only_one ? 1 : question.items.size();
+    for (std::size_t i = 0; i < count; ++i) all.items.push_back(i);
     return all;
   }
   std::optional<RangeChoice> SelectRange(const RangeQuestion&) override { return RangeChoice{}; }
