@@ -15,7 +15,7 @@
 #include <ostream>
 
 #include "framework/SpreadsheetData.h"
-#include "platform/ByteReader.h"
+#include "platform/ByteScan.h"
 #include "platform/CodePages.h"
 #include "platform/Log.h"
 #include "platform/NumberText.h"
@@ -74,15 +74,6 @@ std::string_view FirstWord(std::string_view text) {
   constexpr std::string_view kWhite = " \t\r\v\f";
   text.remove_prefix(std::min(text.find_first_not_of(kWhite), text.size()));
   return text.substr(0, text.find_first_of(kWhite));
-}
-
-// The place of the first line feed in the eight bytes at `text`, 8 without one.
-std::size_t FindFeed(const char* text) {
-  constexpr std::uint64_t kFeeds = 0x0a0a0a0a0a0a0a0a;
-  constexpr std::uint64_t kOnes = 0x0101010101010101;
-  constexpr std::uint64_t kHighBits = 0x8080808080808080;
-  const std::uint64_t word = LoadLittle<std::uint64_t>(text) ^ kFeeds;
-  return static_cast<std::size_t>(std::countr_zero((word - kOnes) & ~word & kHighBits)) / 8;
 }
 
 }  // namespace
@@ -173,32 +164,43 @@ void DIFFile::Fill(std::size_t capacity) {
   if (got > 0) end_ += static_cast<std::size_t>(got);
 }
 
-inline bool DIFFile::GetLine(Line& line) {
+// Where the first two line feeds stand, when both are within the next bytes.
+inline DIFFile::Breaks DIFFile::FindBreaks() const {
+  constexpr std::size_t kWindow = 32;
+  if (end_ - begin_ < kWindow) return {};
+  const std::uint32_t feeds = FindIn32(buffer_.data() + begin_, '\n');
+  const std::uint32_t further_feeds = feeds & (feeds - 1);
+  if (further_feeds == 0) return {};
+  return {static_cast<std::size_t>(std::countr_zero(feeds)),
+          static_cast<std::size_t>(std::countr_zero(further_feeds))};
+}
+
+DIFFile::Entry DIFFile::GetLongEntry() {
+  Prepare();
+  const std::size_t begin = begin_;
+  Entry entry;
+  const bool is_there = (GetLine(entry.type) && GetLine(entry.text)) ||
+                        GetLongEntry(begin, std::array{&entry.type, &entry.text});
+  return is_there ? entry : Entry();
+}
+
+// Ends a line of `size` bytes behind which its break stands.
+inline DIFFile::Line DIFFile::EndLine(char* text, std::size_t size) {
+  if (size > 0 && text[size - 1] == '\r') --size;
+  text[size] = '\0';
+  return {text, size};
+}
+
+bool DIFFile::GetLine(Line& line) {
   line.text = buffer_.data() + begin_;
-  // Most lines are short.
-  constexpr std::size_t kWord = 8;
-  if (end_ - begin_ < 2 * kWord) return GetLongLine(line);
-  line.size = FindFeed(line.text);
-  if (line.size == kWord) line.size += FindFeed(line.text + kWord);
-  if (line.size == 2 * kWord) return GetLongLine(line);
-  EndLine(line);
-  return true;
-}
-
-inline void DIFFile::EndLine(Line& line) {
-  begin_ += line.size + 1;
-  if (line.size > 0 && line.text[line.size - 1] == '\r') --line.size;
-  line.text[line.size] = '\0';
-}
-
-bool DIFFile::GetLongLine(Line& line) {
   const std::size_t rest = end_ - begin_;
   const std::size_t longest = rules_.short_lines_only ? kLongestLine : rest;
   const std::size_t window = std::min(rest, longest + 1);
   if (window == 0) return false;
   if (const void* feed = std::memchr(line.text, '\n', window)) {
-    line.size = static_cast<std::size_t>(static_cast<const char*>(feed) - line.text);
-    EndLine(line);
+    const auto size = static_cast<std::size_t>(static_cast<const char*>(feed) - line.text);
+    begin_ += size + 1;
+    line = EndLine(line.text, size);
     return true;
   }
   // The last line may go without its break.
@@ -290,12 +292,25 @@ inline void DIFFile::TakeQuoted(Line& text, Line& value) const {
   value.text[value.size] = '\0';
 }
 
-int DIFFile::ReadDIFRecord(Line& value) {
-  if (end_ - begin_ < kLongestEntry) Prepare();
-  Line type;
-  Line text;
-  const std::size_t begin = begin_;
-  if (!(GetLine(type) && GetLine(text)) && !GetLongEntry(begin, std::array{&type, &text})) {
+inline int DIFFile::ReadDIFRecord(Line& value) {
+  const auto [first, second] = FindBreaks();
+  if (second == 0) return ReadEntry(GetLongEntry(), value);
+  char* const type = buffer_.data() + begin_;
+  char* const text = type + first + 1;
+  begin_ += second + 1;
+  // Most are numbers, "0,1.5" and "V".
+  constexpr std::size_t kPrefix = 2;
+  if (type[0] == '0' && type[1] == ',' && text[0] == 'V' &&
+      second - first == (text[1] == '\r' ? 3U : 2U)) {
+    value = EndLine(type + kPrefix, first - kPrefix);
+    return kNumber;
+  }
+  return ReadEntry({EndLine(type, first), EndLine(text, second - first - 1)}, value);
+}
+
+int DIFFile::ReadEntry(const Entry& entry, Line& value) {
+  auto [type, text] = entry;
+  if (type.text == nullptr) {
     Fail(kBadRecord);
     return kError;
   }

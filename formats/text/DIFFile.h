@@ -102,6 +102,15 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
     std::size_t size = 0;
     std::string_view view() const { return {text, size}; }
   };
+  struct Breaks {
+    std::size_t first = 0;
+    std::size_t second = 0;  // 0 when they were not found
+  };
+  // The two lines of a record, without text where there are none.
+  struct Entry {
+    Line type;
+    Line text;
+  };
 
   bool Rewind();
   // Reads on behind what is left in the buffer, up to `capacity` bytes together.
@@ -110,19 +119,21 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   void Prepare();
   // The next line; false when there is none or it is too long. It lasts until the next entry.
   bool GetLine(Line& line);
-  bool GetLongLine(Line& line);
   // Takes an entry's lines once more, from `begin`, with as much of the file as that needs.
   bool GetLongEntry(std::size_t begin, std::span<Line* const> lines);
   // Adds the lines that a text's closing quote is behind.
   bool GetRestOfText(Line& text);
   void TakeQuoted(Line& text, Line& value) const;
   int TakeOddText(Line& text, Line& value);
-  // Takes a line, whose size is found, with its break.
-  void EndLine(Line& line);
+  static Line EndLine(char* text, std::size_t size);
+  Breaks FindBreaks() const;
+  // An entry of any length.
+  Entry GetLongEntry();
   int ReadDIFHeaderEntry(Line& text);
   int ReadHeader();
   // The value is that of a text or number, else empty.
   int ReadDIFRecord(Line& value);
+  int ReadEntry(const Entry& entry, Line& value);
   int TakeNumber(std::string_view indicator, Line& value);
   void WriteCell(WriteSpreadSheetData& source, int column, int row, Lossy& lossy);
   void WriteRecord(std::string record, Lossy& lossy);
