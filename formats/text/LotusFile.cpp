@@ -86,6 +86,8 @@ constexpr std::size_t kRecordHeaderSize = 4;
 // In a cell's record.
 constexpr std::size_t kValue = 5;
 constexpr std::size_t kLabelText = 6;
+// The bytes of a number's record, no more and no less.
+constexpr std::size_t kWholeNumber = kRecordHeaderSize + kValue + sizeof(double);
 
 // A number at `at` in a record; what lies past its end is zero.
 template <typename T>
@@ -246,6 +248,7 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   reader_.Begin(input_, 0);
   Record record;
   while (true) {
+    reader_.Skip(SetNumbers(reader_.Ahead(kWholeNumber), *sink, left_out));
     if (!ReadRecord(record)) {
       Fail(reader_.failed() ? kReadFailed : kNoEnd);
       break;
@@ -273,6 +276,27 @@ inline bool LotusFile::IsValidPos(Place place) const {
 inline LotusFile::Place LotusFile::PlaceOf(const Record& record) const {
   const std::span data(record.data, static_cast<std::size_t>(record.length));
   return {Field<std::int16_t>(data, 1) + shift_.column, Field<std::int16_t>(data, 3) + shift_.row};
+}
+
+// Sets the numbers that lie next, which are most cells of most worksheets, and returns their bytes.
+std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
+                                  LeftOut& left_out) const {
+  constexpr std::uint32_t kHeader = std::uint32_t{kNumber} | (kWholeNumber - kRecordHeaderSize)
+                                                                 << 16;
+  std::size_t at = 0;
+  for (; bytes.size() - at >= kWholeNumber; at += kWholeNumber) {
+    const char* const record = bytes.data() + at;
+    if (LoadLittle<std::uint32_t>(record) != kHeader) break;
+    const char* const cell = record + kRecordHeaderSize;
+    const Place place = {LoadLittle<std::int16_t>(cell + 1) + shift_.column,
+                         LoadLittle<std::int16_t>(cell + 3) + shift_.row};
+    if (IsValidPos(place))
+      sink.Set(place.column, place.row,
+               std::bit_cast<double>(LoadLittle<std::uint64_t>(cell + kValue)));
+    else
+      ++left_out.outside;
+  }
+  return at;
 }
 
 // Sets the text at `at`.

@@ -70,6 +70,8 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   bool EstablishRange();
   bool MeasureRange();
   Place PlaceOf(const Record& record) const;
+  std::size_t SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
+                         LeftOut& left_out) const;
   void SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut& left_out);
   static void SetText(std::span<const char> data, std::size_t at, Place place,
                       ReadSpreadSheetData& sink);
