@@ -1,4 +1,4 @@
-// contract [--from COLUMN ROW | --store COLUMNS] MODE FILE [NUMBER...]: the least work that the
+// contract [--numbers | --store COLUMNS] MODE FILE [NUMBER...]: the least work that the
 // contract between readers and sheets allows. A format's cells are decoded in a block that is used
 // again and go to the sink one virtual call each; nothing is sized, checked or optional. Prints
 // what the sink counted, which by --from are the numbers from a column and row on. By --store it
@@ -454,10 +454,9 @@ constexpr struct {
 
 std::unique_ptr<Sink> MakeSink(char**& arguments) {
   const std::string_view option = *arguments;
-  if (option == "--from") {
-    arguments += 3;
-    return std::make_unique<SummingSink<TableSums>>(
-        TableSums(std::atoi(arguments[-2]), std::atoi(arguments[-1])));
+  if (option == "--numbers") {
+    ++arguments;
+    return std::make_unique<SummingSink<TableSums>>(TableSums());
   }
   if (option == "--store") {
     arguments += 2;

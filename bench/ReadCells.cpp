@@ -1,7 +1,7 @@
 // read-cells FILE [FORMAT]: opens FILE through the registry, asks its size, reads it into a sink
 // that touches every cell, and prints what was counted. FORMAT is an index; 0 or none detects it.
 // Text is split at TABs, of everything else the whole is taken.
-// read-cells FILE FORMAT COLUMN ROW counts only the numbers from that column and row on.
+// read-cells FILE FORMAT COLUMN ROW LAST_COLUMN counts only the numbers from a column and row on.
 
 #include <cstdio>
 #include <cstdlib>
@@ -56,6 +56,8 @@ int main(int count, char** arguments) {
   int format = count > 2 ? std::atoi(arguments[2]) : 0;
   if (format == 0) format = ChooseFormat(BuiltInFormats(), path);
   if (format < 1) return 3;
-  if (count < 5) return ReadCells(path, format, LaneSums());
-  return ReadCells(path, format, TableSums(std::atoi(arguments[3]), std::atoi(arguments[4])));
+  if (count < 6) return ReadCells(path, format, LaneSums());
+  return ReadCells(
+      path, format,
+      TableSums(std::atoi(arguments[3]), std::atoi(arguments[4]), std::atoi(arguments[5])));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <charconv>
+#include <climits>
 #include <cstdint>
 #include <string_view>
 
@@ -39,11 +40,12 @@ class LaneSums {
   CellSums lanes_[8];
 };
 
-// The numbers that stand in a sheet from a column and a row on, those written as texts included:
-// what two readers agree on that have different headers.
+// The numbers of a part of a sheet, those written as texts included: what two readers agree on that
+// have different headers.
 class TableSums {
  public:
-  TableSums(int first_column, int first_row) : first_column_(first_column), first_row_(first_row) {}
+  explicit TableSums(int first_column = 1, int first_row = 1, int last_column = INT_MAX)
+      : first_column_(first_column), first_row_(first_row), last_column_(last_column) {}
 
   void Text(int column, int row, const char* text) {
     const std::string_view whole = text;
@@ -56,12 +58,13 @@ class TableSums {
 
  private:
   void Add(int column, int row, double value) {
-    if (column < first_column_ || row < first_row_) return;
+    if (column < first_column_ || row < first_row_ || column > last_column_) return;
     ++sums_.cells;
     sums_.numbers += value;
   }
 
   int first_column_;
   int first_row_;
+  int last_column_;
   CellSums sums_;
 };
