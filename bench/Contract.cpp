@@ -263,14 +263,14 @@ bool WalkLines(const char* path, Line line) {
 enum class Form : std::uint8_t { kPlain, kSqueezed, kDifference, kCount };
 struct Start {
   Form form = Form::kPlain;
-  std::int8_t digit = 0;
+  std::uint8_t digit = 0;
   bool negative = false;
 };
 constexpr std::array<Start, 256> kStarts = [] {
   std::array<Start, 256> starts{};
   const auto set = [&](std::string_view letters, Form form, int digit, bool negative = false) {
     for (const char letter : letters)
-      starts[static_cast<unsigned char>(letter)] = {form, static_cast<std::int8_t>(digit++),
+      starts[static_cast<unsigned char>(letter)] = {form, static_cast<std::uint8_t>(digit++),
                                                     negative};
   };
   set("0123456789", Form::kPlain, 0);
@@ -379,7 +379,7 @@ bool Values(const char* path, Sink& sink, std::span<const long> numbers) {
   const long count = numbers[2];
   const long record = skip + count * static_cast<long>(sizeof(Stored));
   // Of the exponent 4 that the inputs have.
-  constexpr float kScale = sizeof(Stored) == 2 ? 1.0F / 4'096 : 1.0F / 268'435'456;
+  constexpr float kScale = sizeof(Stored) == 2 ? 1.0F / 4'096.0F : 1.0F / 268'435'456.0F;
   int row = 1;
   return WalkBlocks(path, numbers[0], [&](const char* next, const char* end) {
     for (; end - next >= record; ++row) {
