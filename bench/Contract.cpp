@@ -1,8 +1,8 @@
 // contract [--numbers | --store COLUMNS] MODE FILE [NUMBER...]: the least work that the
 // contract between readers and sheets allows. A format's cells are decoded in a block that is used
 // again and go to the sink one virtual call each; nothing is sized, checked or optional. Prints
-// what the sink counted, which by --from are the numbers from a column and row on. By --store it
-// keeps the cells as well.
+// what the sink counted, by --numbers only the numbers, those written as texts included. By --store
+// it keeps the cells as well.
 //   floor                          reads in pieces of 1 MiB and adds the words up, no cells
 //   text                           fields between TABs
 //   biff START                     the records of a workbook that lies in one piece from START on
