@@ -45,5 +45,6 @@ int main(int count, char** arguments) {
                   usage.ru_maxrss);
     }
   }
+  posix_spawn_file_actions_destroy(&quiet);
   return 0;
 }
