@@ -1,6 +1,7 @@
 // read-cells FILE [FORMAT]: opens FILE through the registry, asks its size, reads it into a sink
-// that touches every cell, and prints what was counted. FORMAT is an index; without it the format
-// is detected. Text is split at TABs, of everything else the whole is taken.
+// that touches every cell, and prints what was counted. FORMAT is an index; 0 or none detects it.
+// Text is split at TABs, of everything else the whole is taken.
+// read-cells FILE FORMAT COLUMN ROW LAST_COLUMN counts only the numbers from a column and row on.
 
 #include <cstdio>
 #include <cstdlib>
@@ -28,17 +29,11 @@ class TakesAll : public Dialogs {
   std::optional<RangeChoice> SelectRange(const RangeQuestion&) override { return RangeChoice{}; }
 };
 
-}  // namespace
-
-int main(int count, char** arguments) {
-  if (count < 2) return 2;
-  const char* path = arguments[1];
-  const int format = count > 2 ? std::atoi(arguments[2]) : ChooseFormat(BuiltInFormats(), path);
-  if (format < 1) return 3;
+template <typename Sums>
+int ReadCells(const char* path, int format, const Sums& sums) {
   const auto file = SprFileFactory::CreateReader(format);
   TakesAll dialogs;
-
-  TouchingSink sink;
+  SummingSink<Sums> sink(sums);
   int status = file->Open(true, path, nullptr);
   if (status == 0 && file->GetNumRows() >= 0 && file->GetNumCols() >= 0) status = file->Read(&sink);
   if (status == 0) status = file->GetStatus();
@@ -46,9 +41,23 @@ int main(int count, char** arguments) {
   file->GetErrorMessage(text, sizeof text);
   if (status != 0) std::fprintf(stderr, "%s: %s\n", path, text);
 
-  const TouchingSink::Sums sums = sink.Total();
+  const CellSums total = sink.Total();
   std::printf("rows=%d columns=%d cells=%llu sum=%llu d=%.10g\n", file->GetNumRows(),
-              file->GetNumCols(), static_cast<unsigned long long>(sums.cells),
-              static_cast<unsigned long long>(sums.bytes), sums.numbers);
+              file->GetNumCols(), static_cast<unsigned long long>(total.cells),
+              static_cast<unsigned long long>(total.bytes), total.numbers);
   return status == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count < 2) return 2;
+  const char* path = arguments[1];
+  int format = count > 2 ? std::atoi(arguments[2]) : 0;
+  if (format == 0) format = ChooseFormat(BuiltInFormats(), path);
+  if (format < 1) return 3;
+  if (count < 6) return ReadCells(path, format, LaneSums());
+  return ReadCells(
+      path, format,
+      TableSums(std::atoi(arguments[3]), std::atoi(arguments[4]), std::atoi(arguments[5])));
 }

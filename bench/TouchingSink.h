@@ -1,45 +1,24 @@
 #pragma once
 
-#include <cstdint>
-
+#include "bench/Sums.h"
 #include "framework/SpreadsheetData.h"
 
-// A sink that looks at every cell and keeps only sums. It has eight lanes, since one sum alone
-// would hide the cost of the calls behind its own latency.
-class TouchingSink final : public ReadSpreadSheetData {
+// A sink that looks at every cell and keeps only sums.
+template <typename Sums>
+class SummingSink final : public ReadSpreadSheetData {
  public:
-  struct Sums {
-    std::uint64_t cells = 0;
-    std::uint64_t bytes = 0;
-    double numbers = 0;
-  };
+  explicit SummingSink(const Sums& sums = Sums{}) : sums_(sums) {}
 
   using ReadSpreadSheetData::Set;
-  void Set(int column, int row, const char* text) override {
-    Sums& lane = lanes_[column & 7];
-    ++lane.cells;
-    lane.bytes += static_cast<std::uint64_t>(static_cast<unsigned char>(*text) + column + row);
-  }
-  void Set(int column, int row, float value) override {
-    Sums& lane = lanes_[column & 7];
-    ++lane.cells;
-    lane.numbers += static_cast<double>(value);
-    lane.bytes += static_cast<std::uint64_t>(column + row);
-  }
+  void Set(int column, int row, const char* text) override { sums_.Text(column, row, text); }
+  void Set(int column, int row, float value) override { sums_.Number(column, row, value); }
   void SetDataSize(int, int) override {}
   int GetNumberOfColumns() override { return 0; }
   int GetNumberOfRows() override { return 0; }
 
-  Sums Total() const {
-    Sums total;
-    for (const Sums& lane : lanes_) {
-      total.cells += lane.cells;
-      total.bytes += lane.bytes;
-      total.numbers += lane.numbers;
-    }
-    return total;
-  }
+  CellSums Total() const { return sums_.Total(); }
 
  private:
-  Sums lanes_[8];
+  Sums sums_;
 };
+using TouchingSink = SummingSink<LaneSums>;
