@@ -50,11 +50,20 @@ std::size_t AllocatedBytes() { return held; }
 
 // The other forms of new and delete end in these.
 void* operator new(std::size_t size) { return Counted(Fails() ? nullptr : std::malloc(size)); }
+// A sanitizer has one of its own for this.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  try {
+    return operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
 void* operator new(std::size_t size, std::align_val_t alignment) {
   const auto step = static_cast<std::size_t>(alignment);
   return Counted(Fails() ? nullptr : std::aligned_alloc(step, (size + step - 1) / step * step));
 }
 void operator delete(void* memory) noexcept { Release(memory); }
 void operator delete(void* memory, std::size_t) noexcept { Release(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { Release(memory); }
 void operator delete(void* memory, std::align_val_t) noexcept { Release(memory); }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { Release(memory); }
