@@ -1,6 +1,7 @@
 #pragma once
 
 #include "framework/SpreadsheetData.h"
+#include "framework/SpreadsheetFile.h"
 #include "tests/fuzz/Fuzz.h"
 
 // A sink for damaged files: every cell must lie within the announced size, or at least have a
@@ -35,3 +36,13 @@ class CheckingSink : public ReadSpreadSheetData {
   int columns_ = -1;
   int rows_ = -1;
 };
+
+// Reads an opened file. One that announces its size announces what it was asked for before.
+inline void ReadAsAnnounced(SpreadsheetFile& file, CheckingSink::Beyond beyond = {}) {
+  const int rows = file.GetNumRows();
+  const int columns = file.GetNumCols();
+  CheckingSink sink(beyond);
+  if (file.Read(&sink) != 0 || sink.GetNumberOfRows() < 0) return;
+  Check(sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns,
+        "the read sets the size that was asked before");
+}
