@@ -75,7 +75,7 @@ std::string ReadWithin(SpreadsheetFile& reader, const MemoryFile& file, std::siz
   if (reader.Open(true, file.path(), nullptr) == 0 && reader.GetNumCols() >= 0) reader.Read(&sink);
   reader.Close();
   const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-  const double bytes = static_cast<double>(size);
+  const auto bytes = static_cast<double>(size);
   const auto cells = static_cast<double>(sink.cells);
   if (static_cast<double>(memory.Peak()) > (64 << 20) + 3 * bytes)
     return std::to_string(memory.Peak()) + " bytes of memory";

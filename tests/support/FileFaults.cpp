@@ -1,3 +1,6 @@
+// The C library's guarded forms of read and write would stand in the way of those made here.
+#undef _FORTIFY_SOURCE
+
 #include "tests/support/FileFaults.h"
 
 #include <sys/syscall.h>
