@@ -2,13 +2,16 @@
 // that touches every cell, and prints what was counted. FORMAT is an index; 0 or none detects it.
 // Text is split at TABs, of everything else the whole is taken.
 // read-cells FILE FORMAT COLUMN ROW LAST_COLUMN counts only the numbers from a column and row on.
+// read-cells --store FILE [FORMAT]: reads it into a sheet in memory instead.
 
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <string_view>
 
 #include "bench/TouchingSink.h"
 #include "framework/FormatDetection.h"
+#include "framework/MemorySheet.h"
 #include "framework/SprFileFactory.h"
 #include "platform/Dialogs.h"
 
@@ -29,35 +32,53 @@ class TakesAll : public Dialogs {
   std::optional<RangeChoice> SelectRange(const RangeQuestion&) override { return RangeChoice{}; }
 };
 
-template <typename Sums>
-int ReadCells(const char* path, int format, const Sums& sums) {
+// Whether all went well; else says on standard error what did not.
+bool Read(const char* path, int format, ReadSpreadSheetData& sink) {
   const auto file = SprFileFactory::CreateReader(format);
   TakesAll dialogs;
-  SummingSink<Sums> sink(sums);
   int status = file->Open(true, path, nullptr);
   if (status == 0 && file->GetNumRows() >= 0 && file->GetNumCols() >= 0) status = file->Read(&sink);
   if (status == 0) status = file->GetStatus();
   char text[256];
   file->GetErrorMessage(text, sizeof text);
   if (status != 0) std::fprintf(stderr, "%s: %s\n", path, text);
+  std::printf("rows=%d columns=%d ", file->GetNumRows(), file->GetNumCols());
+  return status == 0;
+}
 
+template <typename Sums>
+int SumCells(const char* path, int format, const Sums& sums) {
+  SummingSink<Sums> sink(sums);
+  const bool good = Read(path, format, sink);
   const CellSums total = sink.Total();
-  std::printf("rows=%d columns=%d cells=%llu sum=%llu d=%.10g\n", file->GetNumRows(),
-              file->GetNumCols(), static_cast<unsigned long long>(total.cells),
+  std::printf("cells=%llu sum=%llu d=%.10g\n", static_cast<unsigned long long>(total.cells),
               static_cast<unsigned long long>(total.bytes), total.numbers);
-  return status == 0 ? 0 : 1;
+  return good ? 0 : 1;
+}
+
+int StoreCells(const char* path, int format) {
+  MemorySheet sheet;
+  const bool good = Read(path, format, sheet);
+  const MemoryCell last = sheet.GetCell(sheet.GetNumberOfColumns(), sheet.GetNumberOfRows());
+  std::printf("last=%g%.*s\n", static_cast<double>(last.number), static_cast<int>(last.text.size()),
+              last.text.data());
+  return good ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
+  const bool stores = count > 1 && std::string_view(arguments[1]) == "--store";
+  count -= stores ? 1 : 0;
+  arguments += stores ? 1 : 0;
   if (count < 2) return 2;
   const char* path = arguments[1];
   int format = count > 2 ? std::atoi(arguments[2]) : 0;
   if (format == 0) format = ChooseFormat(BuiltInFormats(), path);
   if (format < 1) return 3;
-  if (count < 6) return ReadCells(path, format, LaneSums());
-  return ReadCells(
+  if (stores) return StoreCells(path, format);
+  if (count < 6) return SumCells(path, format, LaneSums());
+  return SumCells(
       path, format,
       TableSums(std::atoi(arguments[3]), std::atoi(arguments[4]), std::atoi(arguments[5])));
 }

@@ -1,6 +1,7 @@
 #include "framework/MemorySheet.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -12,6 +13,14 @@ constexpr std::size_t kArenaChunk = 64 * 1024;
 constexpr std::size_t kLongText = 4 * 1024;
 
 constexpr bool HasOwnChunk(std::size_t length) { return length >= kLongText; }
+
+// Of a text that ends before the eighth byte, zeros behind it.
+std::size_t InlineLength(const char* bytes) {
+  std::uint64_t text = 0;
+  for (unsigned i = 0; i < 8; ++i)
+    text |= std::uint64_t{static_cast<unsigned char>(bytes[i])} << (8 * i);
+  return (71U - static_cast<unsigned>(std::countl_zero(text))) / 8;
+}
 
 // The block's rows above, the line's columns below.
 std::uint64_t BlockKey(unsigned column, unsigned row, unsigned line_bits, unsigned block_bits) {
@@ -26,6 +35,7 @@ void MemorySheet::Clear() {
   columns_ = rows_ = 0;
   blocks_.clear();
   cache_.fill({});
+  last_line_ = nullptr;
   line_chunks_.clear();
   lines_used_ = 0;
   arena_.clear();
@@ -45,24 +55,31 @@ MemorySheet::Block& MemorySheet::BlockFor(std::uint64_t key) {
 }
 
 MemorySheet::Slot& MemorySheet::SlotFor(int column, int row) {
-  Grow(column, row);
+  columns_ = std::max(columns_, column);
   const auto c = static_cast<unsigned>(column - 1);
   const auto r = static_cast<unsigned>(row - 1);
-  Block& block = BlockFor(BlockKey(c, r, kLineBits, kBlockBits));
-  std::uint32_t& line = block.lines[r % block.lines.size()];
+  if (last_line_ == nullptr || r != last_row_ || c >> kLineBits != last_group_) {
+    rows_ = std::max(rows_, row);
+    last_line_ = &LineFor(c, r);
+    last_row_ = r;
+    last_group_ = c >> kLineBits;
+  }
+  return last_line_->slots[c % (1U << kLineBits)];
+}
+
+MemorySheet::Line& MemorySheet::LineFor(unsigned column, unsigned row) {
+  Block& block = BlockFor(BlockKey(column, row, kLineBits, kBlockBits));
+  std::uint32_t& line = block.lines[row % block.lines.size()];
   if (line == 0) {
     if (lines_used_ % kLinesInChunk == 0)
       line_chunks_.push_back(std::make_unique<Line[]>(kLinesInChunk));
     line = ++lines_used_;
   }
-  return LineAt(line).slots[c % (1U << kLineBits)];
+  return LineAt(line);
 }
 
-const MemorySheet::Slot* MemorySheet::FindSlot(int column, int row) const {
-  if (column < 1 || row < 1 || column > columns_ || row > rows_) return nullptr;
-  const auto c = static_cast<unsigned>(column - 1);
-  const auto r = static_cast<unsigned>(row - 1);
-  const std::uint64_t key = BlockKey(c, r, kLineBits, kBlockBits);
+const MemorySheet::Line* MemorySheet::FindLine(unsigned column, unsigned row) const {
+  const std::uint64_t key = BlockKey(column, row, kLineBits, kBlockBits);
   const CachedBlock& cached = cache_[key % cache_.size()];
   const Block* block = cached.block;
   if (cached.key != key) {
@@ -70,13 +87,8 @@ const MemorySheet::Slot* MemorySheet::FindSlot(int column, int row) const {
     if (found == blocks_.end()) return nullptr;
     block = &found->second;
   }
-  const std::uint32_t line = block->lines[r % block->lines.size()];
-  return line != 0 ? &LineAt(line).slots[c % (1U << kLineBits)] : nullptr;
-}
-
-void MemorySheet::Grow(int column, int row) {
-  columns_ = std::max(columns_, column);
-  rows_ = std::max(rows_, row);
+  const std::uint32_t line = block->lines[row % block->lines.size()];
+  return line != 0 ? &LineAt(line) : nullptr;
 }
 
 void MemorySheet::PutInArena(std::string_view text, Slot& slot) {
@@ -101,6 +113,7 @@ void MemorySheet::PutInArena(std::string_view text, Slot& slot) {
   const auto short_offset = static_cast<std::uint16_t>(offset);
   std::memcpy(slot.bytes, &chunk, sizeof chunk);
   std::memcpy(slot.bytes + sizeof chunk, &short_offset, sizeof short_offset);
+  slot.bytes[6] = static_cast<char>(std::min(text.size(), kLongest));
   slot.bytes[7] = kInArena;
 }
 
@@ -116,12 +129,13 @@ void MemorySheet::Set(int column, int row, const char* text) {
 }
 
 void MemorySheet::SetLongText(std::string_view text, Slot& slot) {
-  const std::size_t old_length = slot.bytes[7] == kInArena ? std::strlen(ArenaText(slot)) : 0;
+  const std::size_t old_length = slot.bytes[7] == kInArena ? ArenaLength(slot) : 0;
   if (old_length >= text.size() && HasOwnChunk(old_length) == HasOwnChunk(text.size())) {
     // The text may be that very one.
     char* place = ArenaText(slot);
     std::memmove(place, text.data(), text.size());
     place[text.size()] = '\0';
+    slot.bytes[6] = static_cast<char>(std::min(text.size(), kLongest));
     return;
   }
   Slot fresh{};
@@ -130,8 +144,7 @@ void MemorySheet::SetLongText(std::string_view text, Slot& slot) {
 }
 
 void MemorySheet::Replace(Slot& slot, const Slot& fresh) {
-  if (slot.bytes[7] == kInArena && HasOwnChunk(std::strlen(ArenaText(slot))))
-    arena_[ArenaChunk(slot)].reset();
+  if (slot.bytes[7] == kInArena && HasOwnChunk(ArenaLength(slot))) arena_[ArenaChunk(slot)].reset();
   slot = fresh;
 }
 
@@ -147,6 +160,11 @@ char* MemorySheet::ArenaText(const Slot& slot) const {
   return arena_[ArenaChunk(slot)].get() + offset;
 }
 
+std::size_t MemorySheet::ArenaLength(const Slot& slot) const {
+  const auto length = static_cast<unsigned char>(slot.bytes[6]);
+  return length < kLongest ? length : std::strlen(ArenaText(slot));
+}
+
 void MemorySheet::Set(int column, int row, float value) {
   if (column < 1 || row < 1) return;
   Slot fresh{{0, 0, 0, 0, 0, 0, 0, kFloat}};
@@ -154,28 +172,50 @@ void MemorySheet::Set(int column, int row, float value) {
   Replace(SlotFor(column, row), fresh);
 }
 
-void MemorySheet::SetDataSize(int columns, int rows) { Grow(columns, rows); }
+void MemorySheet::SetDataSize(int columns, int rows) {
+  columns_ = std::max(columns_, columns);
+  rows_ = std::max(rows_, rows);
+}
 
-MemoryCell MemorySheet::GetCell(int column, int row) const {
+MemoryCell MemorySheet::CellIn(const Slot& slot) const {
   MemoryCell cell;
-  const Slot* slot = FindSlot(column, row);
-  if (slot == nullptr) return cell;
-  switch (slot->bytes[7]) {
-    case kInline:
-      if (slot->bytes[0] == '\0') break;
-      cell = {CellKind::kText, 0, slot->bytes};
+  switch (slot.bytes[7]) {
+    case kInline: {
+      const std::string_view text(slot.bytes, InlineLength(slot.bytes));
+      if (!text.empty()) cell = {CellKind::kText, 0, text};
       break;
+    }
     case kFloat:
       cell.kind = CellKind::kNumber;
-      std::memcpy(&cell.number, slot->bytes, sizeof cell.number);
+      std::memcpy(&cell.number, slot.bytes, sizeof cell.number);
       break;
     case kEmptyText:
       cell = {CellKind::kText, 0, ""};
       break;
     default:
-      cell = {CellKind::kText, 0, ArenaText(*slot)};
+      cell = {CellKind::kText, 0, {ArenaText(slot), ArenaLength(slot)}};
   }
   return cell;
+}
+
+MemoryCell MemorySheet::GetCell(int column, int row) const {
+  if (column < 1 || row < 1 || column > columns_ || row > rows_) return {};
+  const auto c = static_cast<unsigned>(column - 1);
+  const Line* line = FindLine(c, static_cast<unsigned>(row - 1));
+  return line != nullptr ? CellIn(line->slots[c % (1U << kLineBits)]) : MemoryCell{};
+}
+
+void MemorySheet::GetCells(int column, int row, std::span<MemoryCell> cells) const {
+  std::ranges::fill(cells, MemoryCell{});
+  if (column < 1 || row < 1) return;
+  const auto first = static_cast<unsigned>(column - 1);
+  const Line* line = nullptr;
+  for (unsigned i = 0; i < cells.size(); ++i) {
+    const unsigned c = first + i;
+    const unsigned slot = c % (1U << kLineBits);
+    if (slot == 0 || i == 0) line = FindLine(c, static_cast<unsigned>(row - 1));
+    if (line != nullptr) cells[i] = CellIn(line->slots[slot]);
+  }
 }
 
 float MemorySheet::GetNumber(int column, int row) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -50,6 +51,9 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
 
   MemoryCell GetCell(int column, int row) const;
 
+  // The cells of a row from a column on, as many as there is room for.
+  void GetCells(int column, int row, std::span<MemoryCell> cells) const;
+
   // The number that a cell holds or that its text reads as; see ParseNumber.
   std::optional<double> AsNumber(int column, int row, char decimal_mark = '.') const;
 
@@ -58,11 +62,13 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
 
  private:
   // Eight bytes a cell. Tag 0 is a text of up to seven bytes, which the tag itself ends; all zero
-  // is a missing cell, so that fresh memory holds nothing.
+  // is a missing cell, so that fresh memory holds nothing. A text in the arena: 32 bits of its
+  // chunk, 16 of its place there, and its length if a byte can hold it, else kLongest.
   struct Slot {
     char bytes[8];
   };
   enum Tag : char { kInline = 0, kFloat = 1, kInArena = 2, kEmptyText = 3 };
+  static constexpr std::size_t kLongest = 255;
 
   // Slots are made eight columns of one row at a time, and found through blocks of rows.
   static constexpr unsigned kLineBits = 3;
@@ -79,22 +85,28 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   };
 
   Slot& SlotFor(int column, int row);
-  const Slot* FindSlot(int column, int row) const;
+  Line& LineFor(unsigned column, unsigned row);
+  const Line* FindLine(unsigned column, unsigned row) const;
   Line& LineAt(std::uint32_t index) const;
   Block& BlockFor(std::uint64_t key);
+  MemoryCell CellIn(const Slot& slot) const;
   // Takes a text of at least eight bytes, in the place of the slot's old one if it fits there.
   void SetLongText(std::string_view text, Slot& slot);
   // Releases what only the slot's old text needed.
   void Replace(Slot& slot, const Slot& fresh);
   static std::uint32_t ArenaChunk(const Slot& slot);
   char* ArenaText(const Slot& slot) const;
+  std::size_t ArenaLength(const Slot& slot) const;
   void PutInArena(std::string_view text, Slot& slot);
-  void Grow(int column, int row);
 
   int columns_ = 0;
   int rows_ = 0;
   std::unordered_map<std::uint64_t, Block> blocks_;
   std::array<CachedBlock, 64> cache_;
+  // The line of the last cell set: the next one is mostly its neighbour.
+  Line* last_line_ = nullptr;
+  unsigned last_row_ = 0;
+  unsigned last_group_ = 0;
   std::vector<std::unique_ptr<Line[]>> line_chunks_;
   std::uint32_t lines_used_ = 0;
   std::vector<std::unique_ptr<char[]>> arena_;

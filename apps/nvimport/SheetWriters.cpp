@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <span>
 #include <string_view>
 
 #include "apps/nvimport/ProgressBar.h"
@@ -11,6 +12,7 @@
 namespace {
 
 constexpr int kRowsPerReport = 1024;
+constexpr std::size_t kCellsAtOnce = 64;
 
 // A stream's face over a string, for single values.
 class StringStream {
@@ -38,10 +40,13 @@ class EncodedStream {
 // The characters that a format can't write as they stand.
 using CharacterSet = std::array<bool, 256>;
 
-constexpr CharacterSet SetOf(std::string_view characters, bool controls = false) {
+enum class Besides { kNothing, kControls, kNotAscii };
+
+constexpr CharacterSet SetOf(std::string_view characters, Besides besides = Besides::kNothing) {
   CharacterSet set{};
   for (const char c : characters) set[static_cast<unsigned char>(c)] = true;
-  if (controls) std::fill_n(set.begin(), 0x20, true);
+  if (besides == Besides::kControls) std::fill_n(set.begin(), 0x20, true);
+  if (besides == Besides::kNotAscii) std::fill(set.begin() + 0x80, set.end(), true);
   return set;
 }
 
@@ -49,8 +54,11 @@ const char* FindAny(std::string_view text, const CharacterSet& set) {
   return std::ranges::find_if(text, [&](char c) { return set[static_cast<unsigned char>(c)]; });
 }
 
+// All characters are looked at: texts are short, and a jump that can't be foreseen costs more.
 bool Holds(std::string_view text, const CharacterSet& set) {
-  return FindAny(text, set) != text.end();
+  bool holds = false;
+  for (const char c : text) holds |= set[static_cast<unsigned char>(c)];
+  return holds;
 }
 
 // Writes `text`, each character of `set` as `escape` says.
@@ -76,6 +84,9 @@ bool IsFormula(std::string_view text) {
          !ParseNumber(text) && !ParseNumber(text, ',');
 }
 
+// Each format's IsPlain: whether a text of the sheet is written as it stands in every encoding, as
+// most are. It may say no of others that are.
+
 // RFC 4180, with lines that end in LF.
 struct Csv {
   static constexpr std::string_view kRowStart = "";
@@ -83,6 +94,10 @@ struct Csv {
   static constexpr std::string_view kRowEnd = "\n";
   // A line without anything is no row to many a program.
   static constexpr std::string_view kLoneEmpty = "\"\"";
+  static bool IsPlain(std::string_view text) {
+    static constexpr CharacterSet kOther = SetOf(",\"\r\n ", Besides::kNotAscii);
+    return !Holds(text, kOther);
+  }
 
   static void Text(auto& out, std::string_view text) {
     static constexpr CharacterSet kQuoted = SetOf(",\"\r\n");
@@ -102,6 +117,10 @@ struct Tsv {
   static constexpr std::string_view kSeparator = "\t";
   static constexpr std::string_view kRowEnd = "\n";
   static constexpr std::string_view kLoneEmpty = "";
+  static bool IsPlain(std::string_view text) {
+    static constexpr CharacterSet kOther = SetOf("\t\n\r", Besides::kNotAscii);
+    return !Holds(text, kOther);
+  }
 
   static void Text(auto& out, std::string_view text) {
     static constexpr CharacterSet kEscaped = SetOf("\t\n\r");
@@ -140,9 +159,10 @@ struct JsonLines {
   static constexpr std::string_view kSeparator = ",";
   static constexpr std::string_view kRowEnd = "]\n";
   static constexpr std::string_view kLoneEmpty = "";
+  static bool IsPlain(std::string_view) { return false; }
 
   static void Text(auto& out, std::string_view text) {
-    static constexpr CharacterSet kEscaped = SetOf("\"\\", /*controls=*/true);
+    static constexpr CharacterSet kEscaped = SetOf("\"\\", Besides::kControls);
     if (IsJsonNumber(text)) return out.Write(text);
     out.Write("\"");
     std::array<char, 6> control = {'\\', 'u', '0', '0', '0', '0'};
@@ -197,14 +217,22 @@ void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConver
     if (!guards || !IsFormula(text)) return text;
     return std::string_view(guarded.assign("'").append(text));
   };
+  std::array<MemoryCell, kCellsAtOnce> cells;
   for (int row = 1; row <= rows; ++row) {
     out.Write(Format::kRowStart);
-    for (int column = 1; column <= columns; ++column) {
-      if (column > 1) out.Write(Format::kSeparator);
-      const MemoryCell cell = sheet.GetCell(column, row);
+    for (int column = 0; column < columns; ++column) {
+      const auto i = static_cast<std::size_t>(column) % cells.size();
+      if (i == 0) {
+        const auto rest = static_cast<std::size_t>(columns - column);
+        sheet.GetCells(column + 1, row, std::span(cells).first(std::min(rest, cells.size())));
+      }
+      if (column > 0) out.Write(Format::kSeparator);
+      const MemoryCell& cell = cells[i];
       if (columns == 1 && cell.kind != CellKind::kNumber && cell.text.empty() &&
           !Format::kLoneEmpty.empty())
         out.Write(Format::kLoneEmpty);
+      else if (cell.kind == CellKind::kText && !guards && Format::IsPlain(cell.text))
+        file.Write(cell.text);
       else
         WriteCell<Format>(out, cell, decode);
     }
