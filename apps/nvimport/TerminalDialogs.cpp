@@ -15,14 +15,25 @@
 
 namespace {
 
+// A delimiter is guessed from so many lines; from the first few where those alone are long.
 constexpr int kGuessedLines = 100;
+constexpr int kFewLines = 8;
+constexpr std::size_t kLong = 256 * 1024;
 constexpr int kPreviewRows = 8;
 constexpr int kPreviewColumns = 12;
 
-TextImportChoice Guess(const TextImportQuestion& question) {
+std::vector<std::string> FirstLines(const TextImportQuestion& question, int count) {
   std::vector<std::string> lines;
-  for (auto& row : question.preview({"", false}, kGuessedLines, 1))
+  for (auto& row : question.preview({"", false}, count, 1))
     lines.push_back(row.empty() ? std::string() : std::move(row.front()));
+  return lines;
+}
+
+TextImportChoice Guess(const TextImportQuestion& question) {
+  std::vector<std::string> lines = FirstLines(question, kFewLines);
+  std::size_t size = 0;
+  for (const std::string& line : lines) size += line.size();
+  if (size < kLong) lines = FirstLines(question, kGuessedLines);
   return GuessDelimiter(lines);
 }
 

@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <map>
-#include <optional>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -46,37 +46,66 @@ bool ReceiveBytes(int socket, void* bytes, std::size_t count) {
   return true;
 }
 
-bool SendText(int socket, const std::string& text) {
-  const std::uint64_t size = text.size();
-  return SendBytes(socket, &size, sizeof size) && SendBytes(socket, text.data(), text.size());
-}
+struct ReportHead {
+  std::int64_t exit_code = 0;
+  std::int64_t noted_format = 0;
+  std::uint64_t data_size = 0;
+  std::uint64_t messages_size = 0;
+};
 
-bool ReceiveText(int socket, std::string& text) {
-  std::uint64_t size = 0;
-  if (!ReceiveBytes(socket, &size, sizeof size)) return false;
-  text.resize(size);
-  return ReceiveBytes(socket, text.data(), text.size());
-}
-
+// At once, since each call wakes the parent.
 bool SendReport(int socket, const FileReport& report) {
-  return SendBytes(socket, &report.exit_code, sizeof report.exit_code) &&
-         SendBytes(socket, &report.noted_format, sizeof report.noted_format) &&
-         SendText(socket, report.data) && SendText(socket, report.messages);
+  const ReportHead head{report.exit_code, report.noted_format, report.data.size(),
+                        report.messages.size()};
+  std::string bytes(reinterpret_cast<const char*>(&head), sizeof head);
+  bytes.append(report.data).append(report.messages);
+  return SendBytes(socket, bytes.data(), bytes.size());
 }
 
 bool ReceiveReport(int socket, FileReport& report) {
-  return ReceiveBytes(socket, &report.exit_code, sizeof report.exit_code) &&
-         ReceiveBytes(socket, &report.noted_format, sizeof report.noted_format) &&
-         ReceiveText(socket, report.data) && ReceiveText(socket, report.messages);
+  ReportHead head;
+  if (!ReceiveBytes(socket, &head, sizeof head)) return false;
+  report.exit_code = static_cast<int>(head.exit_code);
+  report.noted_format = static_cast<int>(head.noted_format);
+  report.data.resize(head.data_size);
+  report.messages.resize(head.messages_size);
+  return ReceiveBytes(socket, report.data.data(), head.data_size) &&
+         ReceiveBytes(socket, report.messages.data(), head.messages_size);
 }
 
 using Clock = std::chrono::steady_clock;
 
+// A worker that took no longer over its last file has the next one waiting, since it would stand
+// still for a good part of the time otherwise. Behind a slow file none waits.
+constexpr std::chrono::milliseconds kQuick{2};
+
 struct Worker {
   ::pid_t process = -1;
   int socket = -1;
-  std::optional<std::uint64_t> file;  // the one it reads
-  Clock::time_point since = {};       // when it was given that
+  std::vector<std::size_t> files = {};  // the one it reads, and one that may wait behind that
+  Clock::time_point since = {};         // when it began the first
+  bool is_quick = false;
+};
+
+// The files in the order in which they are handed out.
+class Queue {
+ public:
+  explicit Queue(std::size_t count) : count_(count) {}
+  bool empty() const { return returned_.empty() && next_ == count_; }
+  std::size_t Take() {
+    if (returned_.empty()) return next_++;
+    const std::size_t file = returned_.back();
+    returned_.pop_back();
+    return file;
+  }
+  void PutBack(std::span<const std::size_t> files) {
+    returned_.insert(returned_.end(), files.begin(), files.end());
+  }
+
+ private:
+  std::size_t count_;
+  std::size_t next_ = 0;
+  std::vector<std::size_t> returned_;
 };
 
 class Pool {
@@ -88,7 +117,7 @@ class Pool {
     for (Worker& worker : workers_) {
       if (worker.process < 0) continue;
       // One without a file ends by itself when its socket closes.
-      if (worker.file) ::kill(worker.process, SIGTERM);
+      if (!worker.files.empty()) ::kill(worker.process, SIGTERM);
       Bury(worker);
     }
   }
@@ -100,7 +129,7 @@ class Pool {
     if (limit.count() == 0) return -1;
     std::chrono::milliseconds left = limit;
     for (const Worker& worker : workers_)
-      if (worker.file) left = std::min(left, Left(worker, limit));
+      if (!worker.files.empty()) left = std::min(left, Left(worker, limit));
     return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
   }
   static std::chrono::milliseconds Left(const Worker& worker, std::chrono::seconds limit) {
@@ -130,8 +159,24 @@ class Pool {
       ::close(ends[0]);
       return false;
     }
-    worker = {process, ends[0], std::nullopt, {}};
+    worker = {process, ends[0]};
     return true;
+  }
+
+  // Hands out what there is room for.
+  static void Fill(Worker& worker, Queue& queue) {
+    while (worker.files.size() < (worker.is_quick ? 2 : 1) && !queue.empty()) {
+      if (worker.files.empty()) worker.since = Clock::now();
+      worker.files.push_back(queue.Take());
+      SendBytes(worker.socket, &worker.files.back(), sizeof worker.files.back());
+    }
+  }
+
+  static void TakeFinished(Worker& worker) {
+    const Clock::time_point now = Clock::now();
+    worker.is_quick = now - worker.since < kQuick;
+    worker.since = now;
+    worker.files.erase(worker.files.begin());
   }
 
   // Waits for the worker's end and says what it was.
@@ -164,7 +209,7 @@ class Pool {
     ForgetTemporaries();
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (::getppid() != parent) ::_exit(kFailed);
-    std::uint64_t file = 0;
+    std::size_t file = 0;
     while (ReceiveBytes(socket, &file, sizeof file))
       if (!SendReport(socket, work_(file))) break;
     ::_exit(kDone);
@@ -182,45 +227,42 @@ void RunInWorkers(std::size_t count, unsigned jobs, std::chrono::seconds limit,
                   const std::function<bool(std::size_t, const FileReport&)>& done) {
   Pool pool(work);
   while (pool.workers().size() < std::min<std::size_t>(jobs, count) && pool.Add()) continue;
-  std::size_t next = 0;      // to be handed out
+  Queue queue(count);
   std::size_t reported = 0;  // given to `done`
   std::map<std::size_t, FileReport> waiting;
   while (reported < count) {
     std::vector<::pollfd> sockets;
     for (Worker& worker : pool.workers()) {
-      if (worker.socket >= 0 && !worker.file && next < count) {
-        worker.file = next++;
-        worker.since = Clock::now();
-        SendBytes(worker.socket, &*worker.file, sizeof *worker.file);
-      }
-      sockets.push_back({worker.file ? worker.socket : -1, POLLIN, 0});
+      if (worker.socket >= 0) Pool::Fill(worker, queue);
+      sockets.push_back({worker.files.empty() ? -1 : worker.socket, POLLIN, 0});
     }
     const bool busy = std::ranges::any_of(sockets, [](const ::pollfd& s) { return s.fd >= 0; });
     if (!busy) {
       // No process can be made any more: the rest is done here.
-      waiting[next] = work(next);
-      ++next;
+      const std::size_t file = queue.Take();
+      waiting[file] = work(file);
     } else if (::poll(sockets.data(), sockets.size(), pool.Patience(limit)) < 0) {
       continue;
     }
     for (std::size_t i = 0; i < sockets.size(); ++i) {
       if (sockets[i].fd < 0) continue;
       Worker& worker = pool.workers()[i];
-      const std::size_t file = *worker.file;
+      const std::size_t file = worker.files.front();
       const bool answers = sockets[i].revents != 0;
       const bool is_late = limit.count() > 0 && Pool::Left(worker, limit).count() <= 0;
       if (!answers && !is_late) continue;
       FileReport report;
       if (answers && ReceiveReport(worker.socket, report)) {
-        worker.file.reset();
+        Pool::TakeFinished(worker);
       } else {
+        queue.PutBack(std::span(worker.files).subspan(1));
         if (answers) {
           report = died(file, Pool::Bury(worker));
         } else {
           Pool::End(worker);
           report = died(file, "took more than " + std::to_string(limit.count()) + " s");
         }
-        if (next < count) pool.Start(worker);
+        if (!queue.empty()) pool.Start(worker);
       }
       waiting[file] = std::move(report);
     }
