@@ -14,25 +14,17 @@
 
 namespace {
 
-bool IsThere(const std::string& path) {
-  struct stat status {};
-  return ::lstat(path.c_str(), &status) == 0;
-}
-
-// A device or a pipe: there, but no file that could be replaced.
-bool IsWrittenDirectly(const std::string& path) {
-  struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
-}
-
 std::string FolderOf(const std::string& path) {
   const std::string folder = std::filesystem::path(path).parent_path();
   return folder.empty() ? "." : folder;
 }
 
 ::mode_t UsualMode() {
-  const ::mode_t mask = ::umask(0);
-  ::umask(mask);
+  static const ::mode_t mask = [] {
+    const ::mode_t old = ::umask(0);
+    ::umask(old);
+    return old;
+  }();
   return 0666 & ~mask;
 }
 
@@ -43,18 +35,31 @@ Failure OutputTarget::Because(const std::string& words) const {
           (IsStandardOutput() ? "standard output" : ShownName(path_)) + ": " + words};
 }
 
-std::optional<Failure> OutputTarget::Check() const {
+std::optional<Failure> OutputTarget::Check() {
+  there_ = There::kNothing;
   if (IsStandardOutput()) return std::nullopt;
   if (path_.empty()) return Because("an output needs a name");
+  // One look at the name, since those who write into a folder at the same time wait for each other.
   struct stat status {};
-  if (::stat(path_.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
-    return Because("it is a folder; --outdir writes into one");
-  if (IsWrittenDirectly(path_)) return std::nullopt;
-  if (IsThere(path_) && !force_) return Because("it exists already; --force replaces it");
+  if (::lstat(path_.c_str(), &status) == 0) {
+    there_ = S_ISLNK(status.st_mode) ? There::kLink : There::kFile;
+    if (there_ == There::kLink) ::stat(path_.c_str(), &status);
+    if (S_ISDIR(status.st_mode)) return Because("it is a folder; --outdir writes into one");
+    // A device or a pipe is no file that could be replaced.
+    if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+      there_ = There::kDevice;
+      return std::nullopt;
+    }
+    if (!force_) return Because("it exists already; --force replaces it");
+  }
   const std::string folder = FolderOf(path_);
   if (::access(folder.c_str(), W_OK | X_OK) != 0)
     return Because("the folder " + ShownName(folder) + ": " + SystemWords(errno));
   return std::nullopt;
+}
+
+std::optional<Failure> OutputTarget::CheckAgain() {
+  return force_ || !there_ ? Check() : std::nullopt;
 }
 
 std::optional<Failure> OutputTarget::Begin(OutputFile& stream) {
@@ -63,8 +68,8 @@ std::optional<Failure> OutputTarget::Begin(OutputFile& stream) {
     stream = OutputFile(STDOUT_FILENO, /*owned=*/false);
     return std::nullopt;
   }
-  if (auto failure = Check()) return failure;
-  if (IsWrittenDirectly(path_)) {
+  if (auto failure = CheckAgain()) return failure;
+  if (there_ == There::kDevice) {
     const int descriptor = ::open(path_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
     if (descriptor < 0) return Because(SystemWords(errno));
     stream = OutputFile(descriptor, /*owned=*/true);
@@ -77,9 +82,9 @@ std::optional<Failure> OutputTarget::Begin(OutputFile& stream) {
 
 std::optional<Failure> OutputTarget::BeginAtPath(const std::string& extension, std::string& path) {
   OutputFile::TakeFailure();
-  if (auto failure = Check()) return failure;
+  if (auto failure = CheckAgain()) return failure;
   path = path_;
-  if (!IsStandardOutput() && IsWrittenDirectly(path_)) return std::nullopt;
+  if (there_ == There::kDevice) return std::nullopt;
   // Some formats hold the file's name, so it has its own in a folder that is temporary.
   const std::string folder = SettleFolder();
   temporary_folder_.emplace(TemporaryPath::Kind::kFolder, folder + "/.nvimport-XXXXXX");
@@ -93,8 +98,8 @@ std::optional<Failure> OutputTarget::BeginAtPath(const std::string& extension, s
 std::string OutputTarget::SettleFolder() {
   // A link stays a link, and what it leads to is replaced; one that leads nowhere is replaced.
   std::error_code none;
-  final_path_ = std::filesystem::canonical(path_, none);
-  if (none) final_path_ = path_;
+  if (there_ == There::kLink) final_path_ = std::filesystem::canonical(path_, none);
+  if (there_ != There::kLink || none) final_path_ = path_;
   return IsStandardOutput() ? TemporaryFolder() : FolderOf(final_path_);
 }
 

@@ -16,7 +16,7 @@ class OutputTarget {
   OutputTarget(std::string path, bool force) : path_(std::move(path)), force_(force) {}
 
   // Whether it can be written, as far as can be told before the input is read.
-  std::optional<Failure> Check() const;
+  std::optional<Failure> Check();
 
   // A stream to write to.
   std::optional<Failure> Begin(OutputFile& stream);
@@ -29,15 +29,20 @@ class OutputTarget {
   std::optional<Failure> Commit();
 
  private:
+  enum class There { kNothing, kFile, kLink, kDevice };
+
   bool IsStandardOutput() const { return path_ == "-"; }
   // Finds what is to be replaced, and the folder for what is to replace it.
   std::string SettleFolder();
+  // Looks again, unless nothing that has come meanwhile could be replaced.
+  std::optional<Failure> CheckAgain();
   std::optional<Failure> MakeTemporary();
   std::optional<Failure> CopyToStandardOutput() const;
   Failure Because(const std::string& words) const;
 
   std::string path_;
   bool force_;
+  std::optional<There> there_;  // once checked
   std::string final_path_;  // behind symbolic links
   std::optional<TemporaryPath> temporary_folder_;
   std::optional<TemporaryPath> temporary_;
