@@ -14,10 +14,17 @@ bool IsBlank(char c) { return c == ' ' || c == '\t'; }
 }  // namespace
 
 void JCAMPLines::Seek(std::uint64_t position, std::uint64_t line) {
-  next_ = filled_;
-  position_ = position;
   line_ = line;
   end_goes_on_ = false;
+  // Blocks of a file follow one another, many to a buffer. What is ahead in it is as in the file,
+  // while what was read may have lost its comments.
+  const auto ahead = static_cast<std::uint64_t>(filled_ - next_);
+  if (position <= position_ && position_ - position <= ahead) {
+    next_ = filled_ - (position_ - position);
+    return;
+  }
+  next_ = filled_;
+  position_ = position;
   failed_ |= !file_.Seek(position);
 }
 
