@@ -550,7 +550,7 @@ int JCAMPFile::ReadXYData(const JCAMPData& block, JCAMPLines& lines, Store store
   while (lines.Next(line)) {
     line_ = lines.line();
     if (line.starts_with('#')) return EndData(lines, true, read, expected);
-    const char* text = line.data();
+    const char* text = jcamp::SkipBlanks(line.data());
     if (const int status = NextValue(text, value)) return status;
     if (value.count == 0) continue;
     if (value.count != 1) return kAbscissaRepeats;

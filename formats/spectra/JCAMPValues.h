@@ -26,32 +26,34 @@ namespace jcamp {
 
 enum class Kind : std::uint8_t {
   kIllegal,
-  kEnd,
   kBlank,
   kSemicolon,
   kComma,
   kPoint,
-  kDigit,
-  kSign,
-  kSqueezed,
-  kDifference,
   kDuplicate,
-  kMissing
+  kMissing,
+  // From here on what may follow a number at once.
+  kEnd,
+  // From here on what begins one.
+  kSign,
+  kDigit,
+  kDifference,
+  kSqueezed
 };
 
-struct Meaning {
+struct alignas(4) Meaning {
   Kind kind = Kind::kIllegal;
   std::uint8_t digit = 0;
-  bool negative = false;
+  std::int8_t sign = 1;
 };
 
 inline constexpr std::array<Meaning, 256> kMeanings = [] {
   std::array<Meaning, 256> meanings{};
   const auto set = [&](std::string_view characters, Kind kind, int first_digit,
-                       bool negative = false) {
+                       std::int8_t sign = 1) {
     for (const char c : characters)
       meanings[static_cast<unsigned char>(c)] = {kind, static_cast<std::uint8_t>(first_digit++),
-                                                 negative};
+                                                 sign};
   };
   set("\n", Kind::kEnd, 0);
   for (const char blank : {' ', '\t', '\v', '\f'}) set({&blank, 1}, Kind::kBlank, 0);
@@ -60,11 +62,11 @@ inline constexpr std::array<Meaning, 256> kMeanings = [] {
   set(".", Kind::kPoint, 0);
   set("0123456789", Kind::kDigit, 0);
   set("+", Kind::kSign, 0);
-  set("-", Kind::kSign, 0, true);
+  set("-", Kind::kSign, 0, -1);
   set("@ABCDEFGHI", Kind::kSqueezed, 0);
-  set("abcdefghi", Kind::kSqueezed, 1, true);
+  set("abcdefghi", Kind::kSqueezed, 1, -1);
   set("%JKLMNOPQR", Kind::kDifference, 0);
-  set("jklmnopqr", Kind::kDifference, 1, true);
+  set("jklmnopqr", Kind::kDifference, 1, -1);
   set("STUVWXYZs", Kind::kDuplicate, 1);
   set("?", Kind::kMissing, 0);
   return meanings;
@@ -204,8 +206,7 @@ inline int ReadNextValue(const char*& text, JCAMPValueForm form, JCAMPValue& val
   } else if (next == Kind::kSqueezed) {
     jcamp::TakeExponent(at, number);
   }
-  value.value = jcamp::ToDouble(number);
-  if (first.negative) value.value = -value.value;
+  value.value = first.sign * jcamp::ToDouble(number);
   if (first.kind == Kind::kDifference) value.count = -value.count;
   text = jcamp::SkipSeparator(at);
   return 0;
@@ -217,39 +218,30 @@ inline int ReadNextValue(const char*& text, JCAMPValueForm form, JCAMPValue& val
 inline bool TakeWhole(const char*& text, std::int64_t& number, bool& is_difference) {
   using jcamp::Kind;
   constexpr int kMostDigits = 15;
-  const char* at = jcamp::SkipBlanks(text);
+  const char* at = text;
   const jcamp::Meaning first = jcamp::MeaningOf(*at++);
+  if (first.kind < Kind::kSign) return false;
   std::uint64_t size = first.digit;
   unsigned digit = 0;
   if (first.kind == Kind::kSign) {
     if (!jcamp::TakeDigit(at++, digit)) return false;
     size = digit;
-  } else if (first.kind != Kind::kDigit && first.kind != Kind::kSqueezed &&
-             first.kind != Kind::kDifference) {
-    return false;
   }
   const char* const begin = at;
   for (; jcamp::TakeDigit(at, digit); ++at) size = size * 10 + digit;
   if (at - begin >= kMostDigits) return false;
-  switch (jcamp::MeaningOf(*at).kind) {
-    case Kind::kBlank: {
-      at = jcamp::SkipBlanks(at);
-      const Kind next = jcamp::MeaningOf(*at).kind;
-      if (next == Kind::kComma || next == Kind::kSemicolon) return false;
-      break;
-    }
-    case Kind::kSqueezed:
-      if (jcamp::MeaningOf(at[1]).kind == Kind::kSign) return false;
-      break;
-    case Kind::kDifference:
-    case Kind::kSign:
-    case Kind::kEnd:
-      break;
-    default:
-      return false;
+  Kind next = jcamp::MeaningOf(*at).kind;
+  if (next == Kind::kBlank) {
+    at = jcamp::SkipBlanks(at + 1);
+    next = jcamp::MeaningOf(*at).kind;
+    if (next == Kind::kComma || next == Kind::kSemicolon) return false;
+  } else if (next < Kind::kEnd) {
+    return false;
+  } else if (next == Kind::kSqueezed && jcamp::MeaningOf(at[1]).kind == Kind::kSign) {
+    return false;
   }
-  const auto whole = static_cast<std::int64_t>(size);
-  number = first.negative ? -whole : whole;
+  // Multiplied, for no branch could foresee the signs of differences.
+  number = static_cast<std::int64_t>(size) * first.sign;
   is_difference = first.kind == Kind::kDifference;
   text = at;
   return true;
