@@ -209,7 +209,7 @@ int JCAMPBlocks::ReadPageLabel(const Rule& rule, std::string_view value, JCAMPLi
   const int status = (this->*rule.take)(form.text());
   AddPage(form.text(), status, lines);
   if (status != 0 && RefusesFileFor(status)) return status;
-  lines.SkipTo('#');
+  lines.SkipToLabel();
   return 0;
 }
 

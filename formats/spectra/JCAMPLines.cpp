@@ -1,12 +1,17 @@
 #include "formats/spectra/JCAMPLines.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <span>
+
+#include "platform/ByteScan.h"
 
 namespace {
 
 constexpr std::size_t kBlock = 64 * 1024;
+// For the line feed behind the last line, and for what FindIn32 looks at.
+constexpr std::size_t kBehind = 32;
 
 bool EndsLine(char c) { return c == '\n' || c == '\r'; }
 bool IsBlank(char c) { return c == ' ' || c == '\t'; }
@@ -56,15 +61,14 @@ bool JCAMPLines::AtText() {
 bool JCAMPLines::Fill() {
   const auto ahead = static_cast<std::size_t>(filled_ - next_);
   const std::size_t kept = ahead > longest_ ? longest_ + 1 : ahead;
-  // A byte more, for the line feed behind the last line.
-  if (buffer_.empty()) buffer_.resize(kBlock + 1);
+  if (buffer_.empty()) buffer_.resize(kBlock + kBehind);
   if (kept > 0) std::memmove(buffer_.data(), next_, kept);
   if (kept + kBlock / 2 > buffer_.size()) buffer_.resize(2 * buffer_.size());
   next_ = buffer_.data();
   filled_ = next_ + kept;
-  line_feed_ = carriage_return_ = dollar_ = nullptr;
+  line_feed_ = carriage_return_ = dollar_ = hash_ = nullptr;
   const std::ptrdiff_t got =
-      file_.Read(std::span(buffer_).subspan(kept, buffer_.size() - 1 - kept));
+      file_.Read(std::span(buffer_).subspan(kept, buffer_.size() - kBehind - kept));
   failed_ |= got < 0;
   if (got <= 0) return false;
   filled_ += got;
@@ -98,8 +102,25 @@ void JCAMPLines::GoBehind(char* end) {
   ++line_;
 }
 
-void JCAMPLines::SkipTo(char character) {
-  while (Ahead() && *next_ != character) GoBehind(NextEnd());
+// Goes behind the lines that end before `stop`, all of which are in the buffer.
+void JCAMPLines::PassLines(const char* stop) {
+  const char* second = nullptr;  // of a pair that ends a line
+  for (char* at = next_; at < stop; at += 32)
+    for (std::uint32_t ends = FindIn32(at, '\n') | FindIn32(at, '\r'); ends != 0;
+         ends &= ends - 1) {
+      char* const end = at + std::countr_zero(ends);
+      if (end >= stop) return;
+      second = end == second ? nullptr : end + 1;
+      if (second != nullptr) GoBehind(end);
+    }
+}
+
+void JCAMPLines::SkipToLabel() {
+  while (Ahead() && *next_ != '#') {
+    const char* const begin = next_;
+    PassLines(Find('#', hash_));
+    if (next_ == begin) GoBehind(NextEnd());
+  }
 }
 
 bool JCAMPLines::Next(std::string_view& line) {

@@ -39,8 +39,8 @@ class JCAMPLines {
   // Whether the next line begins with `character`.
   bool NextBeginsWith(char character);
 
-  // Leaves out the lines before one that begins with `character`.
-  void SkipTo(char character);
+  // Leaves out the lines before a label.
+  void SkipToLabel();
 
   // Where the next line begins.
   std::uint64_t Position();
@@ -55,6 +55,7 @@ class JCAMPLines {
   bool Fill();
   char* Find(char character, char*& found) const;
   char* FindEnd();
+  void PassLines(const char* stop);
   char* NextEnd();
   void GoBehind(char* end);
 
@@ -68,6 +69,7 @@ class JCAMPLines {
   char* line_feed_ = nullptr;
   char* carriage_return_ = nullptr;
   char* dollar_ = nullptr;
+  char* hash_ = nullptr;
   std::uint64_t position_ = 0;  // of the file, behind what is in the buffer
   char* text_ = nullptr;        // the line that was last taken, with its comment
   char* text_end_ = nullptr;
