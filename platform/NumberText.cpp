@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <string>
 
 namespace {
@@ -76,24 +77,32 @@ unsigned SixDigits(double value, int& power) {
   return digits / 10;
 }
 
-// The digits without their closing zeros, point and leading zeros as `power` asks.
+// Two digits of each number below a hundred.
+constexpr std::array<std::array<char, 2>, 100> kPairs = [] {
+  std::array<std::array<char, 2>, 100> pairs{};
+  for (std::size_t i = 0; i < pairs.size(); ++i)
+    pairs[i] = {static_cast<char>('0' + i / 10), static_cast<char>('0' + i % 10)};
+  return pairs;
+}();
+
+// The digits, those behind the point without closing zeros, point and leading zeros as `power` asks.
+// What is copied has a fixed size, some of it beyond the end: that needs no call.
 char* PutDigits(unsigned digits, int power, char* to) {
-  std::array<char, kDigits> text;
-  for (std::size_t i = kDigits; i-- > 0; digits /= 10)
-    text[i] = static_cast<char>('0' + digits % 10);
-  int length = kDigits;
-  while (text[static_cast<std::size_t>(length - 1)] == '0') --length;
+  constexpr std::string_view kZeros = "0.000";
   const int whole = power + 1;
   if (whole <= 0) {
-    *to++ = '0';
-    *to++ = '.';
-    for (int i = whole; i < 0; ++i) *to++ = '0';
-    return std::copy_n(text.data(), length, to);
+    std::memcpy(to, kZeros.data(), kZeros.size());
+    to += 2 - whole;
   }
-  to = std::copy_n(text.data(), whole, to);
-  if (length <= whole) return to;
-  *to++ = '.';
-  return std::copy_n(text.data() + whole, length - whole, to);
+  std::memcpy(to, kPairs[digits / 10'000].data(), 2);
+  std::memcpy(to + 2, kPairs[digits / 100 % 100].data(), 2);
+  std::memcpy(to + 4, kPairs[digits % 100].data(), 2);
+  int length = kDigits;
+  while (length > whole && to[length - 1] == '0') --length;
+  if (whole <= 0 || length == whole) return to + length;
+  std::memmove(to + whole + 1, to + whole, kDigits);
+  to[whole] = '.';
+  return to + length + 1;
 }
 
 }  // namespace
