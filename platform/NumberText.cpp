@@ -85,8 +85,8 @@ constexpr std::array<std::array<char, 2>, 100> kPairs = [] {
   return pairs;
 }();
 
-// The digits, those behind the point without closing zeros, point and leading zeros as `power` asks.
-// What is copied has a fixed size, some of it beyond the end: that needs no call.
+// The digits, those behind the point without closing zeros, point and leading zeros as `power`
+// asks. What is copied has a fixed size, some of it beyond the end: that needs no call.
 char* PutDigits(unsigned digits, int power, char* to) {
   constexpr std::string_view kZeros = "0.000";
   const int whole = power + 1;

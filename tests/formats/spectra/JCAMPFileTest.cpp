@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <random>
 
 #include "formats/spectra/JCAMPFile.h"
+#include "formats/spectra/JCAMPLines.h"
 #include "framework/FileSelection.h"
 #include "framework/SpreadsheetOpenOptions.h"
 #include "platform/NvApp.h"
@@ -252,6 +255,48 @@ TEST(JCAMPFile, LabelsAndLinesAreReadLoosely) {
       for (const char c : bytes) c == '\n' ? file += end : file += c;
       EXPECT_EQ(ImportWith(file).sheet, usual) << file;
     }
+}
+
+TEST(JCAMPLines, LabelsAreFoundAsIfLineByLine) {
+  constexpr const char* kPieces[] = {"\n", "\r", "\r\n", "\n\n", "\n#",
+                                     "#",  " ",  "\t#",  "$$",   "12"};
+  std::minstd_rand random;
+  std::string bytes;
+  while (bytes.size() < 200'000) {
+    bytes += kPieces[random() % std::size(kPieces)];
+    if (random() % 4 == 0) bytes.append(random() % 300, '3');
+    // Some labels lie a buffer apart.
+    if (random() % 1'000 == 0) bytes += Repeated("34 5\r\n", 20'000);
+  }
+  const MemoryFile file(bytes);
+  for (const bool indented : {false, true}) {
+    JCAMPLines plain(file.path());
+    JCAMPLines fast(file.path());
+    JCAMPLines seeking(file.path());
+    for (JCAMPLines* lines : {&plain, &fast, &seeking})
+      if (indented) lines->IgnoreIndentation();
+    std::string_view expected;
+    std::string_view got;
+    while (true) {
+      while (!plain.NextBeginsWith('#') && plain.Next(expected)) continue;
+      fast.SkipToLabel();
+      const std::uint64_t position = plain.Position();
+      const std::uint64_t line = plain.line();
+      ASSERT_EQ(fast.Position(), position);
+      ASSERT_EQ(fast.line(), line);
+      if (!plain.Next(expected)) break;
+      ASSERT_TRUE(fast.Next(got));
+      ASSERT_EQ(got, expected);
+      // There and back.
+      for (int i = 0; i < 2; ++i) {
+        seeking.Seek(position, line);
+        ASSERT_TRUE(seeking.Next(got));
+      }
+      ASSERT_EQ(seeking.WithComment(), plain.WithComment());
+      ASSERT_EQ(seeking.line(), plain.line());
+    }
+    EXPECT_EQ(plain.Position(), bytes.size());
+  }
 }
 
 TEST(JCAMPFile, OfALongLine255CharactersCount) {
