@@ -292,6 +292,7 @@ TEST(JCAMPLines, LabelsAreFoundAsIfLineByLine) {
         seeking.Seek(position, line);
         ASSERT_TRUE(seeking.Next(got));
       }
+      ASSERT_EQ(got, expected);
       ASSERT_EQ(seeking.WithComment(), plain.WithComment());
       ASSERT_EQ(seeking.line(), plain.line());
     }
