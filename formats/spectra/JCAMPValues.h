@@ -235,9 +235,8 @@ inline bool TakeWhole(const char*& text, std::int64_t& number, bool& is_differen
     at = jcamp::SkipBlanks(at + 1);
     next = jcamp::MeaningOf(*at).kind;
     if (next == Kind::kComma || next == Kind::kSemicolon) return false;
-  } else if (next < Kind::kEnd) {
-    return false;
-  } else if (next == Kind::kSqueezed && jcamp::MeaningOf(at[1]).kind == Kind::kSign) {
+  } else if (next < Kind::kEnd ||
+             (next == Kind::kSqueezed && jcamp::MeaningOf(at[1]).kind == Kind::kSign)) {
     return false;
   }
   // Multiplied, for no branch could foresee the signs of differences.
