@@ -750,6 +750,21 @@ TEST(Command, ReadsAllCellsWithNvImportComplete) {
   ::unsetenv("NVIMPORT_COMPLETE");
 }
 
+TEST(Command, LogsIntoTheFileThatIsNamed) {
+  const Desk desk;
+  const std::string folder = desk.Path("work/plugins");
+  std::filesystem::create_directory(folder);
+  std::filesystem::permissions(folder, std::filesystem::perms::all);
+  ::setenv("NVIMPORT_LOG", desk.Path("work/log").c_str(), 1);
+  for (int i = 0; i < 2; ++i) desk.Run("formats", {.plug_ins = folder});
+  ::unsetenv("NVIMPORT_LOG");
+  const std::string log = desk.Get("log");
+  EXPECT_EQ(std::ranges::count(log, '\n'), 2);
+  EXPECT_TRUE(log.starts_with("20")) << log;
+  EXPECT_NE(log.find(folder + " is left out, since everybody may write there\n"), std::string::npos)
+      << log;
+}
+
 TEST(Command, AnswersInJson) {
   const Desk desk;
   desk.Put("cut.txt", TextWithNul());

@@ -240,8 +240,10 @@ TEST(DLLFile, CarriesASinksExceptionAcrossTheLibrary) {
   EXPECT_EQ(file->GetNumCols(), 2);
 }
 
-TEST(DynamicLibrary, LooksIntoTheSymbolTableOfDamagedLibraries) {
-  std::ifstream stream(Plugin("good"), std::ios::binary);
+class SymbolTableTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(SymbolTableTest, OfDamagedLibrariesIsLookedInto) {
+  std::ifstream stream(Plugin(GetParam()), std::ios::binary);
   const std::string whole{std::istreambuf_iterator<char>(stream), {}};
   const MemoryFile file;
   const auto defines = [&](const std::string& bytes) {
@@ -263,5 +265,7 @@ TEST(DynamicLibrary, LooksIntoTheSymbolTableOfDamagedLibraries) {
       }
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(DynamicLibrary, SymbolTableTest, testing::Values("good", "old-hash"));
 
 }  // namespace

@@ -226,7 +226,8 @@ TEST(LotusFile, TheSizeIsTheRanges) {
     ASSERT_EQ(file.Open(true, bytes.path(), nullptr), 0);
     EXPECT_EQ(file.GetNumCols(), c.columns);
     EXPECT_EQ(file.GetNumRows(), c.rows);
-    LotusFile copy(file);
+    LotusFile copy;
+    copy = LotusFile(file);
     MemorySheet sheet;
     EXPECT_EQ(copy.Read(&sheet), 0);
     EXPECT_EQ(sheet.IsNumber(1, 1), c.rows > 0);

@@ -239,20 +239,22 @@ TEST(ExcelFile, CountsWhatItsRulesCost) {
       {"dates", &ExcelRules::dates_by_lower_case_letters,
        OneSheet(Number(0, 0, 1.5, 0) + Number(0, 1, 45000.5, 1) + Number(0, 2, 45000, 2) +
                     Number(0, 3, 45000, 3) + Number(0, 4, 45000, 4) + Number(0, 5, 45000, 5) +
-                    Number(0, 6, 45000, 6),
+                    Number(0, 6, 45000, 6) + Number(0, 7, 45000, 7),
                 Record(0x041E, U16(164) + Text8("d/m/yy")) +
                     Record(0x041E, U16(165) + Text8("0.0 \"days\"")) +
                     Record(0x041E, U16(166) + Text8("YYYY-MM-DD")) +
                     Record(0x00E0, U16(0) + U16(0)) + Record(0x00E0, U16(0) + U16(22)) +
                     Record(0x00E0, U16(0) + U16(164)) + Record(0x00E0, U16(0) + U16(165)) +
                     Record(0x00E0, U16(0) + U16(166)) + Record(0x00E0, U16(0) + U16(2)) +
-                    Record(0x00E0, U16(0) + U16(167)) + Record(0x041E, U16(167) + Text8("[h]:mm"))),
+                    Record(0x00E0, U16(0) + U16(167)) + Record(0x041E, U16(167) + Text8("[h]:mm")) +
+                    Record(0x00E0, U16(0) + U16(168)) +
+                    Record(0x041E, U16(168) + Text8("[Red]0\\d"))),
        "1.5 | \"2023-03-15 12:00:00\" | \"2023-03-15\" | \"2023-03-15\" | 45000 | 45000 | "
-       "45000\n"
+       "45000 | 45000\n"
        "1 number was taken for a date and delivered as its text\n"
        "2 dates were taken for numbers and delivered as those\n",
        "1.5 | \"2023-03-15 12:00:00\" | \"2023-03-15\" | 45000 | \"2023-03-15\" | 45000 | "
-       "\"2023-03-15\"\n"},
+       "\"2023-03-15\" | 45000\n"},
       {"dates of BIFF4, from 1904 on", &ExcelRules::dates_from_biff5_on,
        SheetFile(0x0409, Record(0x0022, U16(1)) + Record(0x041E, U16(9) + U8(1) + "0") +
                              Record(0x041E, U16(9) + U8(4) + "d/m ") +
