@@ -86,7 +86,15 @@ int FindFormat(const std::string& name, bool for_writing) {
     if (!(for_writing ? info.can_write : info.can_read)) continue;
     if (HasExtension(info, name) || HasExtension(info, "." + name)) return format;
   }
-  return 0;
+  // A beginning that one name alone has.
+  int found = 0;
+  for (int format = 1; format <= count && !name.empty(); ++format) {
+    const std::string_view whole = FormatAt(format).name;
+    if (!EqualIgnoringCase(whole.substr(0, name.size()), name)) continue;
+    if (found != 0) return 0;
+    found = format;
+  }
+  return found;
 }
 
 std::optional<Failure> CheckInput(const Input& input) {
