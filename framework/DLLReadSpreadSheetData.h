@@ -9,6 +9,7 @@
 // identifiers and time stamps keep every digit.
 class NVIMPORT_API DLLReadSpreadSheetData : public ReadSpreadSheetData {
  public:
+  // Delivers to `data`, which must outlive this.
   explicit DLLReadSpreadSheetData(NvImportReadData* data) : data_(data) {}
 
   using ReadSpreadSheetData::Set;

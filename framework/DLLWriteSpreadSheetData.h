@@ -8,6 +8,7 @@
 // rows first, but for its flag callback.
 class NVIMPORT_API DLLWriteSpreadSheetData : public WriteSpreadSheetData {
  public:
+  // Takes from `data`, which must outlive this.
   explicit DLLWriteSpreadSheetData(NvImportWriteData* data) : data_(data) {}
 
   float GetNumber(int column, int row) override;

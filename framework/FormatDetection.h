@@ -14,14 +14,14 @@
 
 // A format as detection sees it.
 struct KnownFormat {
-  const NvImportFormatInfo* info;
+  const NvImportFormatInfo* info;  // its description; the format outlives this
   // 2 certain, 1 possible, 0 not this format. Without a test every file is possible.
   std::function<int(const char* path)> test;
 };
 
 // What the formats say of one file. Formats are named by their position in the list, from 1.
 struct Detection {
-  bool file_exists = false;
+  bool file_exists = false;     // else extensions alone decide
   std::vector<int> answers;     // each format's, in order; empty when there is no file
   int format = -1;              // the one settled without asking, else -1
   std::vector<int> candidates;  // those to ask the user about, empty when there is nothing to ask
@@ -36,6 +36,7 @@ NVIMPORT_API bool HasExtension(const NvImportFormatInfo& format, std::string_vie
 // The extensions of `format`, each with its point.
 NVIMPORT_API std::vector<std::string> Extensions(const NvImportFormatInfo& format);
 
+// What `formats` say of the file at `path`.
 NVIMPORT_API Detection DetectFormat(const std::vector<KnownFormat>& formats, const char* path);
 
 // Settles the format of the file at `path`, asking the user where DetectFormat leaves a choice.

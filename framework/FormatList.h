@@ -38,6 +38,7 @@ class NVIMPORT_API FormatList {
   // nothing is.
   static std::string FaultOf(const NvImportFormatInfo* info);
 
+  // The number of formats, which is also the last position.
   int size() const;
 
   // The description of the format at `position`, which must be in 1..size(), here and below.

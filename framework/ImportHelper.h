@@ -27,6 +27,7 @@ enum class ReadErrors : int {
 // as the host asks for.
 class NVIMPORT_API ImportHelper {
  public:
+  // What is said of a folder among the files.
   static constexpr const char* kDirectoryText = "Directories can not be imported.";
 
   // Whether messages are shown (at first they are) and logged (at first they are not).

@@ -16,9 +16,9 @@
 
 // A cell as MemorySheet shows it.
 struct MemoryCell {
-  CellKind kind = CellKind::kMissing;
-  float number = 0;
-  std::string_view text;  // NUL-terminated; valid until the sheet changes
+  CellKind kind = CellKind::kMissing;  // which of the two below counts, if any
+  float number = 0;                    // of a number cell
+  std::string_view text;               // NUL-terminated; valid until the sheet changes
 };
 
 // A sheet in memory, for hosts that have none of their own. It grows to whatever is set, in any
@@ -32,11 +32,14 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   ~MemorySheet() override;
 
   using ReadSpreadSheetData::Set;
+
+  // Stores a cell in the place of what was there. A text is copied; a null one is dropped.
   void Set(int column, int row, const char* text) override;
   void Set(int column, int row, float value) override;
   // The extent becomes at least this.
   void SetDataSize(int columns, int rows) override;
 
+  // The highest column and row that were set or announced.
   int GetNumberOfColumns() override { return columns_; }
   int GetNumberOfRows() override { return rows_; }
 
@@ -49,6 +52,7 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   bool IsMissing(int column, int row) override;
   bool IsText(int column, int row) override;
 
+  // The cell, missing where nothing was set or nothing can be.
   MemoryCell GetCell(int column, int row) const;
 
   // The cells of a row from a column on, as many as there is room for.

@@ -43,8 +43,8 @@ struct NvImportReadData {
   void (*set_size)(NvImportReadData* data, int rows, int columns);
   /* The current size, read by the library when a reader asks for it. */
   int rows;
-  int columns;
-  int reserved;
+  int columns;  /* see rows */
+  int reserved; /* 0 */
   /* The next index wanted after `previous` (0 before the first), negative to stop. Null stands for
    * previous + 1. */
   int (*next_index)(NvImportReadData* data, int previous);
@@ -61,8 +61,8 @@ struct NvImportWriteData {
   const char* (*text)(NvImportWriteData* data, int row, int column);
   /* A flag of the cell. Column first, unlike the others. */
   char (*flag)(NvImportWriteData* data, int column, int row);
-  int rows;
-  int columns;
+  int rows;    /* of the sheet */
+  int columns; /* of the sheet */
 };
 
 /* The settings of one import. Each format defines the bytes (docs/open-options.md). */
@@ -73,16 +73,16 @@ struct NvImportOpenOptions {
 
 /* What the library tells of one format. The library owns the record and its texts. */
 struct NvImportFormatInfo {
-  const char* name;
+  const char* name;         /* shown to users, and what formats are told apart by */
   const char* read_filter;  /* of a file dialog, "Text Files (*.txt; *.dat)" */
   const char* write_filter; /* likewise, or null */
-  int extension_count;
-  const char* extensions; /* that many NUL-terminated extensions one after another, ".txt" */
-  bool can_write;
-  bool can_read;
-  bool several_at_once; /* several files may be imported together, one observation a file */
-  bool flag4;           /* a host shows its wait cursor while the size is established */
-  bool flag5;
+  int extension_count;      /* at most 64 */
+  const char* extensions;   /* that many NUL-terminated extensions one after another, ".txt" */
+  bool can_write;           /* the format has a writer */
+  bool can_read;            /* the format has a reader */
+  bool several_at_once;     /* several files may be imported together, one observation a file */
+  bool flag4;               /* a host shows its wait cursor while the size is established */
+  bool flag5;               /* reserved */
 };
 
 /* Readies the library. This one has nothing to do here; a plug-in may. */

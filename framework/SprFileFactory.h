@@ -13,7 +13,7 @@ enum Confidence : int { kCertain = 0, kPlausible = 1, kNoOpinion = 2, kNotThis =
 
 // One registered format: its description and who makes its readers.
 struct FormatDescription : NvImportFormatInfo {
-  SprFileFactory* factory;
+  SprFileFactory* factory;  // makes its readers
 };
 
 // Makes the readers of one format. Constructing a factory registers its format at the end of the

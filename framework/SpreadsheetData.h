@@ -21,7 +21,10 @@ class NVIMPORT_API SpreadSheetDataBase {
   SpreadSheetDataBase& operator=(const SpreadSheetDataBase&) = default;
   virtual ~SpreadSheetDataBase();
 
+  // The number of columns.
   virtual int GetNumberOfColumns() = 0;
+
+  // The number of rows.
   virtual int GetNumberOfRows() = 0;
 };
 
@@ -34,7 +37,10 @@ class NVIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
   virtual void Set(int column, int row, long long value);
   virtual void Set(int column, int row, double value);
 
+  // Stores a text cell, whose bytes are valid only during the call.
   virtual void Set(int column, int row, const char* text) = 0;
+
+  // Stores a number cell.
   virtual void Set(int column, int row, float value) = 0;
 
   // The index wanted after `previous` (0 before the first). A reader that walks its rows through
@@ -49,9 +55,16 @@ class NVIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
 // none is true is written as an empty one. The text returned is copied at once.
 class NVIMPORT_API WriteSpreadSheetData : public virtual SpreadSheetDataBase {
  public:
+  // The value of a number cell.
   virtual float GetNumber(int column, int row) = 0;
+
+  // The text of a text cell. For a number cell, the text to write in its place, or null.
   virtual const char* GetText(int column, int row) = 0;
+
+  // A mark that a host keeps with its cells; no format here writes it.
   virtual bool CellFlag(int column, int row) = 0;
+
+  // The kind of the cell.
   virtual bool IsNumber(int column, int row) = 0;
   virtual bool IsMissing(int column, int row) = 0;
   virtual bool IsText(int column, int row) = 0;

@@ -25,9 +25,10 @@ enum CommonStatus : int {
 inline constexpr const char* kInvalidOptionsText =
     "The import options are not valid for this format.";
 
+// A status code and what is said of it.
 struct StatusText {
-  int status;
-  const char* text;
+  int status;        // of the format's own codes
+  const char* text;  // as a host shows it
 };
 
 // True when the codes rise, stay inside first..last and each has a text.
@@ -48,12 +49,14 @@ class NVIMPORT_API SpreadsheetFile {
   SpreadsheetFile() = default;
   virtual ~SpreadsheetFile();
 
+  // Ends the work with the file and forgets its status; Open may follow.
   virtual void Close();
 
   // The size of the data, establishing it on the first call; -1 when that fails.
   virtual int GetNumCols();
   virtual int GetNumRows();
 
+  // The status that stands; 0 while nothing has failed.
   virtual int GetStatus();
 
   // Copies the text of the current status into `buffer`, cut to `size` bytes with its NUL; writes
@@ -67,7 +70,11 @@ class NVIMPORT_API SpreadsheetFile {
   // asks the user fills an empty record (size 0, null data) with the choice, whose bytes it owns
   // until Close.
   virtual int Open(bool read, const char* path, NvImportOpenOptions* options) = 0;
+
+  // Delivers every cell to `sink`. After a failure the cells that were delivered before it stand.
   virtual int Read(ReadSpreadSheetData* sink) = 0;
+
+  // Writes every cell of `source`; status 1 where the format has no writer.
   virtual int Write(WriteSpreadSheetData* source);
 
   // The status: true when the file is in error.
@@ -93,8 +100,8 @@ class NVIMPORT_API SpreadsheetFile {
   // Copies the current status's text if it is one of `texts`.
   bool CopyText(std::span<const StatusText> texts, char* buffer, unsigned int size) const;
 
-  int num_cols_ = -1;
-  int num_rows_ = -1;
-  bool size_established_ = false;
-  int status_ = kGood;
+  int num_cols_ = -1;              // -1 while it isn't known, as the rows
+  int num_rows_ = -1;              // likewise
+  bool size_established_ = false;  // EstablishSize was called
+  int status_ = kGood;             // the first failure stands
 };

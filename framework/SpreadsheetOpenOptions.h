@@ -12,6 +12,7 @@ class StreamWriter;
 // Owns a copy of the settings of one import, or none.
 class NVIMPORT_API SpreadsheetOpenOptions {
  public:
+  // None, a copy of a record (which may be null), or what Write stored, see Read.
   SpreadsheetOpenOptions();
   SpreadsheetOpenOptions(const NvImportOpenOptions* options);  // NOLINT: a view of the same thing
   explicit SpreadsheetOpenOptions(StreamReader& reader);
@@ -41,6 +42,7 @@ class NVIMPORT_API SpreadsheetOpenOptions {
   static void FreeOpenOptions(NvImportOpenOptions* options);
 
  protected:
+  // Holds a copy of the record, none of a null one.
   void Reset(const NvImportOpenOptions* options);
 
  private:

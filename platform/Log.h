@@ -11,19 +11,21 @@
 struct LogEntry {
   std::string source;     // the class that speaks
   std::string operation;  // what it was doing; "Note" for what a reader left out by rule
-  std::string text;
-  int importance = 0;
+  std::string text;       // a sentence
+  int importance = 0;     // kNormal, or less for less
 };
 
 // Entries go to the sink that a host installs, and to the end of the file that the environment
 // variable NVIMPORT_LOG names, a line each.
 class NVIMPORT_API Log {
  public:
+  // What takes the entries.
   using Sink = std::function<void(const LogEntry&)>;
 
   // Importance of the driver's and the readers' entries.
   static constexpr int kNormal = 3;
 
+  // One entry; see LogEntry.
   static void WriteMessage(std::string_view source, std::string_view operation,
                            std::string_view text, int importance);
 

@@ -5,6 +5,7 @@
 // How the characters of a text file are stored, as far as a reader of single-byte text needs it.
 enum class ETextFileEncoding { kSingleByte = 0, kUtf8, kUtf16, kUtf32 };
 
+// What can be told of a file without reading its format.
 class NVIMPORT_API NvFile {
  public:
   // True when there is something at `path`, whatever it is.

@@ -34,6 +34,7 @@ struct GalacticSPCRules {
 // number in column 1, its name in column 2 and its points from column 3 on.
 class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
  public:
+  // A reader with some of the kept rules of reading, at first with all.
   explicit GalacticSPCFile(GalacticSPCRules rules = {}) : rules_(rules) {}
 
   // Options that import the points of `range`, of the files at these positions of the selection
@@ -54,6 +55,7 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
   // Keeps only the files at these positions, from 1.
   void SelectFilesToImport(const std::vector<int>& positions);
 
+  // The common axis of the files.
   double GetFirstPoint() const override { return first_x_; }
   double GetLastPoint() const override { return last_x_; }
   double GetPointSpacing() const override { return spacing_; }

@@ -29,6 +29,7 @@ struct JCAMPImportOptions {
 // column 1, its title in column 2 and its points from column 3 on.
 class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
  public:
+  // A reader with some of the kept rules of reading, at first with all.
   explicit JCAMPFile(JCAMPRules rules = {}) : rules_(rules), blocks_(rules) {}
 
   // Options that make Open ask nothing. The caller frees them with

@@ -32,6 +32,7 @@ struct NsasRules {
 // in columns 1 to 4, its values from column 5 on, its constituents behind them.
 class NVIMPORT_API NsasFile : public SpreadsheetFile {
  public:
+  // A reader with some of the kept rules of reading, at first with all.
   explicit NsasFile(NsasRules rules = {}) : rules_(rules) {}
 
   // Options that import these columns of the sheet. The caller frees them with

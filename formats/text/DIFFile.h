@@ -36,6 +36,7 @@ struct DIFRules {
 // Data Interchange Format worksheets, read and written, whose texts pass as they are.
 class NVIMPORT_API DIFFile : public SpreadsheetFile {
  public:
+  // A reader with some of the kept rules of reading, at first with all.
   explicit DIFFile(const DIFRules& rules = {}) : rules_(rules) {}
   DIFFile(const DIFFile&) = delete;
   DIFFile& operator=(const DIFFile&) = delete;
@@ -72,6 +73,7 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
 
   int EstablishSize() override;
 
+  // The kept rules that hold.
   const DIFRules& rules() const { return rules_; }
 
   // The texts of cells between the file's code page and that of sheets.

@@ -30,7 +30,9 @@ struct LotusRules {
 // Worksheets of Lotus 1-2-3 release 1A and 2 and of Symphony (WKS, WK1, WRK, WR1).
 class NVIMPORT_API LotusFile : public SpreadsheetFile {
  public:
+  // A reader with some of the kept rules of reading, at first with all.
   explicit LotusFile(const LotusRules& rules = {});
+  // A reader of the same file, from its beginning.
   LotusFile(const LotusFile& other);
   LotusFile& operator=(const LotusFile& other);
   ~LotusFile() override;

@@ -48,6 +48,7 @@ class NVIMPORT_API TextFile : public SpreadsheetFile {
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
  protected:
+  // Takes the choice from `options` or from the user. False when there is none.
   virtual bool SetOptions(NvImportOpenOptions* options);
 
  private:

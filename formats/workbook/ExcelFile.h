@@ -79,8 +79,10 @@ struct ExcelWorkbook {
 // one sheet, side by side or above and below.
 class NVIMPORT_API ExcelFile : public SpreadsheetFile {
  public:
+  // What a workbook's stream consists of.
   using BIFFRecord = BiffRecord;
 
+  // A reader with some of the kept rules of reading, at first with all.
   explicit ExcelFile(const ExcelRules& rules = {}) { book_.rules = rules; }
 
   // Little-endian values of the type that the name says; `swap` takes them big-endian.
@@ -103,6 +105,8 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   // and the number of each.
   static void ConvertSheetVectorToString(const std::vector<int>& sheets, bool above_and_below,
                                          std::string& text);
+
+  // The other way round.
   static void ConvertSheetStringToVector(const std::string& text, std::vector<int>& sheets,
                                          bool& above_and_below);
 
