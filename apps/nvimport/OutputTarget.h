@@ -43,7 +43,7 @@ class OutputTarget {
   std::string path_;
   bool force_;
   std::optional<There> there_;  // once checked
-  std::string final_path_;  // behind symbolic links
+  std::string final_path_;      // behind symbolic links
   std::optional<TemporaryPath> temporary_folder_;
   std::optional<TemporaryPath> temporary_;
 };
