@@ -46,7 +46,7 @@ class ElfSymbols {
         header.e_ident[EI_CLASS] != __ehdr_start.e_ident[EI_CLASS] ||
         header.e_ident[EI_DATA] != __ehdr_start.e_ident[EI_DATA] ||
         header.e_machine != __ehdr_start.e_machine || header.e_type != ET_DYN ||
-        header.e_phentsize != sizeof(ElfW(Phdr)))
+        header.e_phentsize != sizeof(ElfW(Phdr)) || header.e_phnum > kMostSegments)
       return false;
     segments_.resize(header.e_phnum);
     if (!ReadAt(header.e_phoff, segments_.data(), segments_.size() * sizeof(ElfW(Phdr))))
@@ -61,6 +61,11 @@ class ElfSymbols {
   }
 
  private:
+  // A library has some fifteen segments, and chains of a few symbols. A damaged one has as many as
+  // keep the look into it short.
+  static constexpr unsigned kMostSegments = 256;
+  static constexpr unsigned kLongestChain = 4096;
+
   bool ReadAt(std::uint64_t offset, void* into, std::size_t size) {
     return file_.Seek(offset) &&
            file_.Read({static_cast<char*>(into), size}) == static_cast<std::ptrdiff_t>(size);
@@ -118,19 +123,20 @@ class ElfSymbols {
     const std::uint64_t chains = buckets + std::uint64_t{header->buckets} * 4;
     const auto bucket = Get<std::uint32_t>(buckets + std::uint64_t{hash % header->buckets} * 4);
     if (!bucket || *bucket < header->first_symbol) return false;
-    // A chain ends at an odd word, in a damaged file at the segment's end.
-    for (std::uint64_t index = *bucket;; ++index) {
+    // A chain ends at an odd word.
+    for (unsigned steps = 0; steps < kLongestChain; ++steps) {
+      const std::uint64_t index = std::uint64_t{*bucket} + steps;
       const auto word = Get<std::uint32_t>(chains + (index - header->first_symbol) * 4);
       if (!word) return false;
       if ((*word | 1) == (hash | 1) && IsDefinition(index, name)) return true;
       if ((*word & 1) != 0) return false;
     }
+    return false;
   }
 
   bool DefinesByHash(const char* name) {
     const auto buckets = Get<std::uint32_t>(hash_);
-    const auto symbols = Get<std::uint32_t>(hash_ + 4);
-    if (!buckets || !symbols || *buckets == 0) return false;
+    if (!buckets || *buckets == 0) return false;
     std::uint32_t hash = 0;
     for (const char* c = name; *c != '\0'; ++c) {
       hash = (hash << 4) + static_cast<unsigned char>(*c);
@@ -138,8 +144,7 @@ class ElfSymbols {
     }
     const std::uint64_t chains = hash_ + 8 + std::uint64_t{*buckets} * 4;
     auto index = Get<std::uint32_t>(hash_ + 8 + std::uint64_t{hash % *buckets} * 4);
-    // A chain visits no symbol twice, unless the file is damaged.
-    for (std::uint32_t steps = 0; index && *index != STN_UNDEF && steps < *symbols; ++steps) {
+    for (unsigned steps = 0; index && *index != STN_UNDEF && steps < kLongestChain; ++steps) {
       if (IsDefinition(*index, name)) return true;
       index = Get<std::uint32_t>(chains + std::uint64_t{*index} * 4);
     }

@@ -1,5 +1,6 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <link.h>
 
 #include <filesystem>
 #include <fstream>
@@ -264,6 +265,22 @@ TEST_P(SymbolTableTest, OfDamagedLibrariesIsLookedInto) {
         EXPECT_EQ(found, damaged == whole) << "magic, class and byte order: byte " << at;
       }
     }
+}
+
+TEST(DynamicLibrary, AChainOfSymbolsThatLoopsEnds) {
+  std::ifstream stream(Plugin("old-hash"), std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+  const auto& header = *reinterpret_cast<ElfW(Ehdr)*>(bytes.data());
+  const auto* segment = reinterpret_cast<ElfW(Phdr)*>(bytes.data() + header.e_phoff);
+  while (segment->p_type != PT_DYNAMIC) ++segment;
+  const auto* entry = reinterpret_cast<ElfW(Dyn)*>(bytes.data() + segment->p_offset);
+  while (entry->d_tag != DT_HASH) ++entry;
+  // The numbers of buckets and of symbols, then one word for each.
+  auto* table = reinterpret_cast<std::uint32_t*>(bytes.data() + entry->d_un.d_ptr);
+  std::fill_n(table + 2, table[0] + table[1], 1U);
+  table[1] = 0xFFFFFFFF;
+  const MemoryFile file(bytes);
+  EXPECT_FALSE(DynamicLibrary::Defines(file.path(), {"no symbol's name"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(DynamicLibrary, SymbolTableTest, testing::Values("good", "old-hash"));
