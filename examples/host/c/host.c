@@ -1,8 +1,9 @@
-/* host-c FILE [DELIMITER]: finds the format of a file among those built in, and prints its cells,
+/* host-c FILE [CHOICE]: finds the format of a file among those built in, and prints its cells,
  * "row,column: value" a line. Plain C99, over the twelve functions of framework/NvImport.h.
  *
  * A host in C has no dialogs: what a format would ask is said in the bytes of its open options
- * (docs/open-options.md), here the delimiter of a text. */
+ * (docs/open-options.md). CHOICE is the delimiter of a text, or what spectra want to be told, such
+ * as range=1,0 for all points. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -49,14 +50,15 @@ static int format_of(const char* path) {
   return possible;
 }
 
-/* Of a text: the length of the delimiter in 32 bits, the delimiter, whether a run of them is one.
- */
-static NvImportOpenOptions text_options(const char* delimiter, unsigned char* bytes) {
-  const unsigned char length = (unsigned char)strlen(delimiter);
-  NvImportOpenOptions options = {length + 5, bytes};
+/* The length of the choice in 32 bits, and the choice. Behind a delimiter stands whether a run of
+ * them counts as one. */
+static NvImportOpenOptions options_of(int format, const char* choice, unsigned char* bytes) {
+  const int length = (int)strlen(choice);
+  const int is_text = strcmp(NvImportGetFileFormatInfo(format)->name, "Text File") == 0;
+  NvImportOpenOptions options = {4 + length + is_text, bytes};
   memset(bytes, 0, (size_t)options.size);
-  bytes[0] = length;
-  memcpy(bytes + 4, delimiter, length);
+  bytes[0] = (unsigned char)length;
+  memcpy(bytes + 4, choice, (size_t)length);
   return options;
 }
 
@@ -77,21 +79,25 @@ static int print_file(int format, const char* path, NvImportOpenOptions* options
 }
 
 int main(int argc, char** argv) {
-  unsigned char bytes[255 + 5];
+  const char* choice = argc == 3 ? argv[2] : NULL;
+  unsigned char bytes[4 + 255 + 1];
   NvImportOpenOptions options;
-  int done = 0;
   int format;
-  if (argc < 2 || argc > 3 || (argc == 3 && strlen(argv[2]) > 255)) {
-    fputs("host-c FILE [DELIMITER]\n", stderr);
+  int done = 0;
+  if (argc < 2 || argc > 3 || (choice != NULL && strlen(choice) > 255)) {
+    fputs("host-c FILE [CHOICE]\n", stderr);
     return 2;
   }
   NvImportInitPackage();
   format = format_of(argv[1]);
-  if (argc == 3) options = text_options(argv[2], bytes);
-  if (format == 0)
+  if (format == 0) {
     fprintf(stderr, "%s: no format reads it\n", argv[1]);
-  else
-    done = print_file(format, argv[1], argc == 3 ? &options : NULL);
+  } else if (choice == NULL) {
+    done = print_file(format, argv[1], NULL);
+  } else {
+    options = options_of(format, choice, bytes);
+    done = print_file(format, argv[1], &options);
+  }
   NvImportReleasePackage();
   return done ? EXIT_SUCCESS : EXIT_FAILURE;
 }

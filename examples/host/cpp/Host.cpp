@@ -76,6 +76,9 @@ class Terminal : public Dialogs {
     if (!(std::cin >> number) || number < 1 || number > question.items.size()) return std::nullopt;
     return ItemsChoice{{number - 1}, question.merge};
   }
+  std::optional<RangeChoice> SelectRange(const RangeQuestion&) override {
+    return RangeChoice{};  // all points
+  }
   int ShowMessage(const MessageBoxQuestion& message) override {
     std::cerr << message.title << ": " << message.text << "\n";
     return MessageBoxQuestion::kOkAnswer;
