@@ -14,7 +14,7 @@ install(TARGETS nvimport EXPORT NvImportTargets
 set(included formats/spectra/JCAMPBlocks.h formats/spectra/JCAMPRules.h
   formats/workbook/ExcelFormats.h formats/workbook/ExcelStrings.h platform/BlockReader.h
   platform/ByteReader.h platform/COleDateTime.h platform/FileDialog.h)
-file(GLOB headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS
+file(GLOB headers RELATIVE ${PROJECT_SOURCE_DIR}
   framework/*.h platform/*.h formats/*.h formats/*/*.h)
 foreach(header ${headers})
   file(STRINGS ${header} shown REGEX NVIMPORT_API LIMIT_COUNT 1)
