@@ -73,7 +73,7 @@ Oven 3|0.97"
 same "$(cat "$work/asked")" "Select Excel Worksheet
 1 Runs
 2 Settings
-number: "
+number?"
 same "$("$host" "$source/samples/tanks.wk1" "$work/tanks.dif" 2>&1)" \
   "LotusFile, Note: 1 formula cell arrives empty"
 same "$("$nvimport" convert "$work/tanks.dif" -o - | tail -n 2)" "T3,109

@@ -63,7 +63,7 @@ class Terminal : public Dialogs {
  public:
   std::optional<TextImportChoice> ImportText(const TextImportQuestion& question) override {
     TextImportChoice choice = question.current;
-    std::cerr << question.title << "\ndelimiter: ";
+    std::cerr << question.title << "\ndelimiter?\n";
     if (!std::getline(std::cin, choice.delimiter)) return std::nullopt;
     return choice;
   }
@@ -72,7 +72,7 @@ class Terminal : public Dialogs {
     for (std::size_t i = 0; i < question.items.size(); ++i)
       std::cerr << i + 1 << " " << question.items[i] << "\n";
     std::size_t number = 0;
-    std::cerr << "number: ";
+    std::cerr << "number?\n";
     if (!(std::cin >> number) || number < 1 || number > question.items.size()) return std::nullopt;
     return ItemsChoice{{number - 1}, question.merge};
   }
