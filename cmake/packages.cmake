@@ -67,5 +67,12 @@ endforeach()
 set(examples ${CMAKE_INSTALL_DATADIR}/doc/libnvimport-dev/examples)
 install(DIRECTORY examples/host DESTINATION ${examples} COMPONENT development)
 install(DIRECTORY plugins/example/ DESTINATION ${examples}/plugin COMPONENT development)
+# Manual pages, installed by now, are compressed.
+install(CODE [[
+  file(GLOB pages $ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/man/man1/*.1)
+  if(pages)
+    execute_process(COMMAND gzip -9nf ${pages} COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+]] COMPONENT command)
 
 include(CPack)
