@@ -1,21 +1,41 @@
+# What is installed, in three components: runtime (the library and NvImport Complete), development,
+# command.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
-install(TARGETS nvimport EXPORT NvImportTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY framework platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/nvimport
-  FILES_MATCHING PATTERN "*.h")
-install(DIRECTORY formats DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/nvimport
-  FILES_MATCHING PATTERN "*File.h" PATTERN "JCAMPBlocks.h")
+set(header_folder ${CMAKE_INSTALL_INCLUDEDIR}/nvimport)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/NvImport)
-install(EXPORT NvImportTargets NAMESPACE NvImport:: DESTINATION ${package_folder})
-configure_package_config_file(cmake/NvImportConfig.cmake.in ${CMAKE_BINARY_DIR}/NvImportConfig.cmake
+install(TARGETS nvimport EXPORT NvImportTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    COMPONENT runtime NAMELINK_COMPONENT development
+  INCLUDES DESTINATION ${header_folder})
+# Headers that show something, and those that they include. What only the library itself includes
+# stays away.
+set(included formats/spectra/JCAMPBlocks.h formats/spectra/JCAMPRules.h
+  formats/workbook/ExcelFormats.h formats/workbook/ExcelStrings.h platform/BlockReader.h
+  platform/ByteReader.h platform/COleDateTime.h platform/FileDialog.h)
+file(GLOB headers RELATIVE ${PROJECT_SOURCE_DIR}
+  framework/*.h platform/*.h formats/*.h formats/*/*.h)
+foreach(header ${headers})
+  file(STRINGS ${header} shown REGEX NVIMPORT_API LIMIT_COUNT 1)
+  if(shown OR header IN_LIST included)
+    cmake_path(GET header PARENT_PATH folder)
+    install(FILES ${header} DESTINATION ${header_folder}/${folder} COMPONENT development)
+  endif()
+endforeach()
+
+install(EXPORT NvImportTargets NAMESPACE NvImport:: DESTINATION ${package_folder}
+  COMPONENT development)
+configure_package_config_file(cmake/NvImportConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/NvImportConfig.cmake
   INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/NvImportConfigVersion.cmake
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/NvImportConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/NvImportConfig.cmake
-  ${CMAKE_BINARY_DIR}/NvImportConfigVersion.cmake cmake/NvImportPlugin.cmake
-  DESTINATION ${package_folder})
+install(FILES ${PROJECT_BINARY_DIR}/NvImportConfig.cmake
+  ${PROJECT_BINARY_DIR}/NvImportConfigVersion.cmake cmake/NvImportPlugin.cmake
+  DESTINATION ${package_folder} COMPONENT development)
+
 file(RELATIVE_PATH pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-configure_file(cmake/nvimport.pc.in ${CMAKE_BINARY_DIR}/nvimport.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/nvimport.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/nvimport.pc.in ${PROJECT_BINARY_DIR}/nvimport.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/nvimport.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)

@@ -1,0 +1,78 @@
+# Three Debian packages, made by cpack in a build of the preset "package".
+set(NVIMPORT_MAINTAINER "The NvImport developers <developers@nvimport.invalid>" CACHE STRING
+  "Who answers for the Debian packages")
+set(CPACK_GENERATOR DEB)
+set(CPACK_COMPONENTS_ALL runtime development command)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEBIAN_PACKAGE_SOURCE nvimport)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER ${NVIMPORT_MAINTAINER})
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+# Each package has a first line of its own.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+
+set(full_version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
+set(library_package libnvimport${PROJECT_VERSION_MAJOR})
+set(what "NvImport reads the tables and spectra that spreadsheets, near-infrared and
+infrared spectrometers, chromatographs and process tools leave behind, and
+hands over each file as one sheet of cells: numbers, texts, missing.
+
+")
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${library_package})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "import of tables and spectra from many file formats
+${what}This package holds the library.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libnvimport-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${library_package} (= ${full_version})")
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "import of tables and spectra - development files
+${what}This package holds what programs and plug-ins are built with: headers, a CMake
+package, a pkg-config file, and examples.")
+
+set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME nvimport)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${library_package} (= ${full_version})")
+set(CPACK_DEBIAN_COMMAND_DESCRIPTION "converts files of tables and spectra to CSV and JSON
+${what}This package holds the command, which lists, shows, checks and converts files.")
+
+# What programs that use the library depend on, and the loader's list of libraries brought up to date.
+# The scripts that cpack would add for the latter are kept away by naming ones that do not exist.
+set(control ${PROJECT_BINARY_DIR}/debian)
+file(WRITE ${control}/shlibs
+  "libnvimport ${PROJECT_VERSION_MAJOR} ${library_package} (>= ${PROJECT_VERSION})\n")
+file(WRITE ${control}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+  ${control}/shlibs ${control}/triggers ${control}/postinst ${control}/postrm)
+
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+configure_file(cmake/debian/changelog.in ${control}/changelog.Debian @ONLY)
+configure_file(CHANGELOG.md ${control}/changelog COPYONLY)
+execute_process(COMMAND gzip -9nf changelog.Debian changelog
+  WORKING_DIRECTORY ${control} COMMAND_ERROR_IS_FATAL ANY)
+foreach(component ${CPACK_COMPONENTS_ALL})
+  string(TOUPPER ${component} upper)
+  install(FILES ${control}/changelog.Debian.gz ${control}/changelog.gz cmake/debian/copyright
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}
+    COMPONENT ${component})
+endforeach()
+set(examples ${CMAKE_INSTALL_DATADIR}/doc/libnvimport-dev/examples)
+install(DIRECTORY examples/host DESTINATION ${examples} COMPONENT development)
+install(DIRECTORY plugins/example/ DESTINATION ${examples}/plugin COMPONENT development)
+# Manual pages, installed by now, are compressed.
+install(CODE [[
+  file(GLOB pages $ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/man/man1/*.1)
+  if(pages)
+    execute_process(COMMAND gzip -9nf ${pages} COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+]] COMPONENT command)
+
+include(CPack)

@@ -1,0 +1,97 @@
+#!/bin/sh
+# Consumers.sh CMAKE BUILD SOURCE: installs the build, moves what was installed elsewhere, builds the
+# hosts and the plug-in of examples/ and plugins/ against it as their own projects do, and reads
+# samples through them.
+set -eu
+cmake=$1
+build=$2
+source=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export NVIMPORT_PLUGIN_PATH='' XDG_CONFIG_HOME="$work"
+
+quiet() {
+  "$@" >"$work/log" 2>&1 && return
+  cat "$work/log"
+  exit 1
+}
+same() {
+  [ "$1" = "$2" ] && return
+  printf 'got\n%s\nnot\n%s\n' "$1" "$2"
+  exit 1
+}
+# consumer FOLDER: builds that of the source in $work/FOLDER.
+consumer() {
+  quiet "$cmake" -S "$source/$1" -B "$work/$1" -DCMAKE_PREFIX_PATH="$work/prefix"
+  quiet "$cmake" --build "$work/$1"
+}
+
+quiet "$cmake" --install "$build" --prefix "$work/built"
+mv "$work/built" "$work/prefix"
+nvimport=$work/prefix/bin/nvimport
+libraries=$(dirname "$(find "$work/prefix" -name libnvimport.so)")
+
+# The public headers bring all that they include.
+(cd "$work/prefix/include/nvimport" && find . -name '*.h' | sed 's/.*/#include "&"/') >"$work/all.cpp"
+quiet "${CXX:-c++}" -std=c++20 -fsyntax-only -I"$work/prefix/include/nvimport" "$work/all.cpp"
+
+# The host in C.
+tank='1,1: "Tank"
+1,2: "Litres"
+2,1: "T1"
+2,2: 101
+3,1: "T2"
+3,2: 104
+4,1: "T3"
+4,2: 109
+5,1: "Sum"
+5,2: ""
+Lotus 1-2-3 File: 5 rows, 2 columns, 3 numbers, 7 texts'
+consumer examples/host/c
+host=$work/examples/host/c/host-c
+same "$("$host" "$source/samples/tanks.wk1")" "$tank"
+same "$("$host" "$source/samples/barley.spc" range=1,3 | tail -n 1)" \
+  "GalacticSPC File: 4 rows, 5 columns, 15 numbers, 5 texts"
+same "$("$host" "$source/samples/batches.txt" ';' | tail -n 1)" \
+  "Text File: 9 rows, 5 columns, 0 numbers, 38 texts"
+if command -v pkg-config >/dev/null; then
+  export PKG_CONFIG_PATH="$libraries/pkgconfig"
+  # shellcheck disable=SC2046,SC2086 # lists of words
+  quiet "${CC:-cc}" -std=c99 ${CFLAGS:-} "$source/examples/host/c/host.c" \
+    $(pkg-config --cflags --libs nvimport) -o "$work/by-pkg-config"
+  same "$(LD_LIBRARY_PATH=$libraries "$work/by-pkg-config" "$source/samples/tanks.wk1")" "$tank"
+  same "nvimport $(pkg-config --modversion nvimport)" "$("$nvimport" --version)"
+fi
+
+# The host in C++: its sheet, the answer to its dialog, its log.
+consumer examples/host/cpp
+host=$work/examples/host/cpp/host
+echo 2 | "$host" "$source/samples/ovens.xls" "$work/ovens.txt" 2>"$work/asked"
+same "$(tr '\t' '|' <"$work/ovens.txt")" "Oven 1|0.85
+Oven 2|1.1
+Oven 3|0.97"
+same "$(cat "$work/asked")" "Select Excel Worksheet
+1 Runs
+2 Settings
+number?"
+same "$("$host" "$source/samples/tanks.wk1" "$work/tanks.dif" 2>&1)" \
+  "LotusFile, Note: 1 formula cell arrives empty"
+same "$("$nvimport" convert "$work/tanks.dif" -o - | tail -n 2)" "T3,109
+Sum,"
+
+# The plug-in: two points from 1100 in steps of 2, one scan, 0.5 and 1.
+consumer plugins/example
+export NVIMPORT_PLUGIN_PATH="$work/plugins/example"
+plugin=$work/plugins/example/ferrite.so
+readelf -d "$plugin" | grep -q 'path: .[$]ORIGIN.$' || {
+  echo "the plug-in does not look for libraries beside itself"
+  exit 1
+}
+printf 'FRT1\2\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0\0\060\221\100\0\0\0\0\0\0\0\100' >"$work/scan.frt"
+printf '\0\0\0\077\0\0\200\077' >>"$work/scan.frt"
+same "$("$nvimport" formats | tail -n 1 | tr -s ' ')" "20 Ferrite File .frt yes no $plugin"
+same "$("$nvimport" convert "$work/scan.frt" -o -)" "1100,1102
+0.5,1"
+"$nvimport" check-plugin "$plugin" --file "$work/scan.frt" --strict >"$work/report"
+# Whatever could not be checked or is missing has a line of another kind.
+! grep -v '^ok ' "$work/report"

@@ -1,0 +1,61 @@
+#!/bin/sh
+# Packages.sh: makes the Debian packages in build/package, lets lintian judge them and looks into
+# them. Nothing is installed (docs/packaging.md tells how to try that on a clean system).
+set -eu
+root=$(cd "$(dirname "$0")/../.." && pwd)
+. "$root/cmake/setup.sh"
+for tool in dpkg-deb dpkg-shlibdeps lintian; do
+  command -v $tool >/dev/null || {
+    echo "skipped: no $tool"
+    exit 0
+  }
+done
+fail() {
+  echo "$1"
+  exit 1
+}
+
+build package
+cd "$root/build/package"
+rm -rf ./*.deb root
+cpack >cpack.log 2>&1 || { cat cpack.log && exit 1; }
+# The packages are not meant for an archive whose bugs they could close.
+lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs,no-manual-page \
+  ./*.deb 2>lintian.log || fail "$(cat lintian.log)"
+
+# holds PACKAGE DEPENDS FILES: what it depends on, and its files but headers and what explains them.
+holds() {
+  dpkg-deb -x "$1"_*.deb root
+  dpkg-deb -f "$1"_*.deb Depends | sed 's/ (>= [^)]*)//g' >got
+  dpkg-deb -c "$1"_*.deb | sed -n 's/.* [.]\/\(usr\/.*[^/]\)$/\1/p' | sed 's/ -> .*//' |
+    grep -v 'usr/include/nvimport/\|/examples/\|usr/share/[^d]' | LC_ALL=C sort >>got
+  printf '%s\n' "$2" "$3" >want
+  diff -u want got || fail "$1 has other dependencies or files"
+}
+version=$(dpkg-deb -f nvimport_*.deb Version)
+lib=usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
+system="libc6, libgcc-s1, libstdc++6"
+holds libnvimport1 "$system" "$lib/libnvimport.so.1
+$lib/libnvimport.so.${version%-*}
+$lib/nvimport/complete/nvimport-complete.so
+usr/share/doc/libnvimport1/changelog.Debian.gz
+usr/share/doc/libnvimport1/changelog.gz
+usr/share/doc/libnvimport1/copyright"
+holds libnvimport-dev "libnvimport1 (= $version)" "$lib/cmake/NvImport/NvImportConfig.cmake
+$lib/cmake/NvImport/NvImportConfigVersion.cmake
+$lib/cmake/NvImport/NvImportPlugin.cmake
+$lib/cmake/NvImport/NvImportTargets-release.cmake
+$lib/cmake/NvImport/NvImportTargets.cmake
+$lib/libnvimport.so
+$lib/pkgconfig/nvimport.pc
+usr/share/doc/libnvimport-dev/changelog.Debian.gz
+usr/share/doc/libnvimport-dev/changelog.gz
+usr/share/doc/libnvimport-dev/copyright"
+holds nvimport "libnvimport1 (= $version), $system" "usr/bin/nvimport
+usr/share/doc/nvimport/changelog.Debian.gz
+usr/share/doc/nvimport/changelog.gz
+usr/share/doc/nvimport/copyright"
+
+sum=$(LD_LIBRARY_PATH=root/$lib NVIMPORT_PLUGIN_PATH='' root/usr/bin/nvimport \
+  convert --complete "$root/samples/tanks.wk1" -o - 2>/dev/null | tail -n 1)
+[ "$sum" = "Sum,310" ] || fail "the command does not read through NvImport Complete: $sum"
