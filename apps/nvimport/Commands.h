@@ -24,6 +24,7 @@ struct Settings {
   std::string to;
   std::string output;
   std::string out_dir;
+  std::string report;
   bool force = false;
   bool safe_formulas = false;
   bool json = false;

@@ -1,99 +1,18 @@
-#include <CLI/CLI.hpp>
 #include <exception>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "apps/nvimport/CellText.h"
-#include "apps/nvimport/Commands.h"
+#include "apps/nvimport/CommandLine.h"
 #include "apps/nvimport/Complete.h"
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/FileRun.h"
-#include "apps/nvimport/PluginCheck.h"
 #include "apps/nvimport/TemporaryPaths.h"
 #include "framework/FormatList.h"
 #include "platform/NvFile.h"
 
 namespace {
-
-void AddComplete(CLI::App& command, Settings& settings) {
-  command
-      .add_flag("--complete", settings.complete,
-                "NvImport Complete reads the formats that it has: no old rule leaves out cells")
-      ->envname("NVIMPORT_COMPLETE");
-}
-
-void AddFormatOptions(CLI::App& command, Settings& settings) {
-  command
-      .add_option("--format", settings.format,
-                  "Format of the file, by name or index; skips detection")
-      ->type_name("NAME|INDEX");
-  command
-      .add_option("--delimiter", settings.delimiter,
-                  "Field delimiter of a text: tab, comma, semicolon, bar, blank (runs of them) or "
-                  "any characters, with \\t, \\\\ and \\xNN")
-      ->type_name("TEXT");
-  command.add_flag("--ignore-consecutive", settings.ignore_consecutive,
-                   "Delimiters in a row count as one");
-  command
-      .add_option("--sheet", settings.sheets,
-                  "Worksheets of a workbook, by name or number: 2, 1,3, 2-4 or all")
-      ->type_name("SHEETS");
-  command.add_option("--merge", settings.merge, "How several worksheets become one sheet")
-      ->type_name("side|below")
-      ->check(CLI::IsMember({"side", "below"}));
-  command.add_option("--blocks", settings.blocks, "Data blocks of a file of several: 1,3 or all")
-      ->type_name("BLOCKS");
-  command.add_option("--range", settings.range, "Points of a spectrum, from 1; LAST 0 for the end")
-      ->type_name("FIRST,LAST");
-  command.add_flag("--together", settings.together,
-                   "Makes one sheet of all files, in formats that take several");
-  command.add_option("--files", settings.chosen_files, "Which of the files --together takes: 1,3")
-      ->type_name("FILES");
-  command.add_option("--option", settings.options, "Answers a question of the format")
-      ->type_name("KEY=VALUE")
-      ->allow_extra_args(false);
-  command.add_flag("--strict", settings.strict, "Warnings and notes are failures");
-  AddComplete(command, settings);
-}
-
-void AddFileOptions(CLI::App& command, Settings& settings) {
-  command.add_option("FILE", settings.files, "Files to read, - for standard input")->type_name("");
-  command.add_option("--stdin-name", settings.stdin_name, "File name that standard input goes by")
-      ->type_name("NAME");
-  command.add_flag("--quiet", settings.quiet, "Only errors, warnings and notes on standard error");
-}
-
-void AddManyFilesOptions(CLI::App& command, Settings& settings) {
-  command
-      .add_option("--files-from", settings.files_from,
-                  "Also reads the files that FILE names, one a line; - for standard input")
-      ->type_name("FILE");
-  command.add_flag("--keep-going", settings.keep_going, "Goes on after a file that fails");
-  command.add_option("--jobs", settings.jobs, "Files dealt with at a time")
-      ->type_name("N")
-      ->check(CLI::Range(1, 256));
-  command
-      .add_option("--timeout", settings.timeout,
-                  "Seconds that a file may take; then it counts as failed")
-      ->type_name("N")
-      ->check(CLI::Range(1, 86400));
-}
-
-void AddEncodingOptions(CLI::App& command, Settings& settings) {
-  command
-      .add_option("--encoding", settings.encoding,
-                  "Encoding of the texts read; else UTF-8 where valid, Windows-1252 where not")
-      ->type_name("NAME");
-  command
-      .add_option("--output-encoding", settings.output_encoding,
-                  "Encoding of the texts written; else UTF-8")
-      ->type_name("NAME");
-}
-
-void AddJson(CLI::App& command, Settings& settings) {
-  command.add_flag("--json", settings.json, "Answers in JSON");
-}
 
 // The arguments, last first as the parser wants them. It would take a name in brackets for a list.
 std::vector<std::string> Arguments(int count, char** arguments) {
@@ -108,86 +27,9 @@ std::vector<std::string> Arguments(int count, char** arguments) {
 
 int Run(int count, char** arguments) {
   Settings settings;
-  int (*chosen)(const Settings&) = nullptr;
-  CLI::App app("Reads files of many formats into one kind of sheet.", "nvimport");
-  app.set_version_flag("--version", "nvimport " NVIMPORT_VERSION);
-  app.require_subcommand(1);
-  const auto add = [&](const char* name, const char* does, int (*run)(const Settings&)) {
-    CLI::App* command = app.add_subcommand(name, does);
-    command->callback([&chosen, run] { chosen = run; });
-    return command;
-  };
-
-  CLI::App& formats = *add("formats", "Lists the formats", RunFormats);
-  AddComplete(formats, settings);
-  AddJson(formats, settings);
-
-  CLI::App& detect = *add("detect", "Says which format a file has", RunDetect);
-  AddFileOptions(detect, settings);
-  AddManyFilesOptions(detect, settings);
-  AddComplete(detect, settings);
-  AddJson(detect, settings);
-
-  CLI::App& info = *add("info", "Says a file's format, its size and what can be chosen", RunInfo);
-  AddFileOptions(info, settings);
-  AddFormatOptions(info, settings);
-  AddManyFilesOptions(info, settings);
-  AddJson(info, settings);
-  info.add_flag("--notes", settings.notes, "Reads the cells too, for the notes on them");
-
-  CLI::App& show = *add("show", "Shows the head of a sheet", RunShow);
-  AddFileOptions(show, settings);
-  AddFormatOptions(show, settings);
-  AddEncodingOptions(show, settings);
-  AddJson(show, settings);
-  show.add_option("--rows", settings.rows, "Rows shown")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1000000));
-  show.add_option("--columns", settings.columns, "Columns shown; else as many as fit")
-      ->type_name("N")
-      ->check(CLI::Range(1, 1000000));
-
-  CLI::App& convert = *add("convert", "Writes a file in another format", RunConvert);
-  AddFileOptions(convert, settings);
-  AddFormatOptions(convert, settings);
-  AddEncodingOptions(convert, settings);
-  AddManyFilesOptions(convert, settings);
-  convert.add_option("-o,--output", settings.output, "File to write, - for standard output")
-      ->type_name("OUT");
-  convert.add_option("--outdir", settings.out_dir, "Folder for one output a file")
-      ->type_name("FOLDER");
-  convert
-      .add_option("--to", settings.to,
-                  "Format written: csv, tsv, jsonl or one of those listed by \"formats\"; else by "
-                  "the extension of OUT")
-      ->type_name("FORMAT");
-  convert.add_flag("--safe-formulas", settings.safe_formulas,
-                   "An apostrophe before texts that a spreadsheet would run, in CSV and TSV");
-  convert.add_flag("--force", settings.force, "Replaces an output that exists");
-
-  CLI::App& validate = *add("validate", "Reads everything and says whether it could", RunValidate);
-  AddFileOptions(validate, settings);
-  AddFormatOptions(validate, settings);
-  AddManyFilesOptions(validate, settings);
-  AddJson(validate, settings);
-
-  CLI::App& check =
-      *add("check-plugin", "Says whether a library keeps the contract of plug-ins", RunCheckPlugin);
-  check.footer(PluginCheckList());
-  check.add_option("LIBRARY", settings.library, "Library to check")->type_name("")->required();
-  check
-      .add_option("--file", settings.files, "Also opens and reads FILE with the library's formats")
-      ->type_name("FILE")
-      ->allow_extra_args(false)
-      ->check(CLI::ExistingPath.description(""));
-  AddJson(check, settings);
-  check.add_flag("--strict", settings.strict, "Warnings are failures");
-  check.add_option("--time-limit", settings.time_limit, "Seconds that a check may take")
-      ->type_name("N")
-      ->check(CLI::Range(1, 86400));
-  check.add_option("--memory-limit", settings.memory_limit, "MiB that a check may take")
-      ->type_name("N")
-      ->check(CLI::Range(64, 1 << 20));
+  Command chosen = nullptr;
+  CLI::App app;
+  DefineCommandLine(app, settings, chosen);
 
   std::vector<std::string> words = Arguments(count, arguments);
   try {
