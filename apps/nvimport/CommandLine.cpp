@@ -103,8 +103,6 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
   app.name("nvimport");
   app.description("Reads files of many formats into one kind of sheet.");
   app.set_version_flag("--version", "nvimport " NVIMPORT_VERSION);
-  app.footer("Exit codes:\n" + AlignedTerms(kExitCodes) + "Environment:\n" +
-             AlignedTerms(kEnvironment));
   app.require_subcommand(1);
   const auto add = [&](const char* name, const char* does, Command run) {
     CLI::App* command = app.add_subcommand(name, does);
@@ -186,4 +184,8 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
   check.add_option("--memory-limit", settings.memory_limit, "MiB that a check may take")
       ->type_name("N")
       ->check(CLI::Range(64, 1 << 20));
+
+  // Last, since the commands defined before would take it over.
+  app.footer("Exit codes:\n" + AlignedTerms(kExitCodes) + "Environment:\n" +
+             AlignedTerms(kEnvironment));
 }

@@ -80,8 +80,8 @@ std::string Options(const std::vector<CommandPage>& commands) {
   std::string text;
   for (const auto& [option, of] : options) {
     std::string says = Plain(option.description) + ".";
-    if (option.repeats) says += " May be given several times.";
-    if (!option.environment.empty()) says += " " + Bold(option.environment) + " sets it too.";
+    if (option.repeats) says += "\nMay be given several times.";
+    if (!option.environment.empty()) says += "\n" + Bold(option.environment) + " sets it too.";
     text += Entry(Head(option), says + "\n.br\nCommands: " + Plain(of) + ".");
   }
   return text;
@@ -117,10 +117,10 @@ std::string Examples() {
 std::string ManualPage(const CLI::App& app) {
   const std::vector<CommandPage> commands = CommandPages(app);
   const std::string does =
-      "Each file becomes one sheet of cells: numbers, texts, missing ones. Data goes to standard "
-      "output, everything else to standard error.\n"
+      "Each file becomes one sheet of cells: numbers, texts, missing ones.\n"
+      "Data goes to standard output, everything else to standard error.\n"
       "What a file needs to be told (a delimiter, worksheets, blocks, a range of points) is asked "
-      "in a terminal, with the option that answers it the next time. Without a terminal the usual "
+      "in a terminal, with the option that answers it the next time.\nWithout a terminal the usual "
       "answer is taken, and said.";
   return ".\\\" Made from the command's own definitions.\n"
          ".TH NVIMPORT 1 \"\" \"NvImport " NVIMPORT_VERSION
