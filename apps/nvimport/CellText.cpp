@@ -18,7 +18,15 @@ struct Range {
 constexpr Range kWide[] = {{0x1100, 0x115f}, {0x2e80, 0xa4cf},   {0xac00, 0xd7a3},
                            {0xf900, 0xfaff}, {0xfe30, 0xfe6f},   {0xff00, 0xff60},
                            {0xffe0, 0xffe6}, {0x1f300, 0x1faff}, {0x20000, 0x3fffd}};
-constexpr Range kNoWidth[] = {{0x0300, 0x036f}, {0x200b, 0x200f}, {0xfe00, 0xfe0f}};
+// Marks that stand on the character before: Latin, Cyrillic, Hebrew, Arabic, Devanagari, Thai.
+constexpr Range kNoWidth[] = {
+    {0x0300, 0x036f}, {0x0483, 0x0489}, {0x0591, 0x05bd}, {0x0610, 0x061a}, {0x064b, 0x065f},
+    {0x0900, 0x0902}, {0x093c, 0x093c}, {0x0941, 0x0948}, {0x094d, 0x094d}, {0x0e31, 0x0e31},
+    {0x0e34, 0x0e3a}, {0x0e47, 0x0e4e}, {0x1ab0, 0x1aff}, {0x1dc0, 0x1dff}, {0x200b, 0x200f},
+    {0x2060, 0x2064}, {0x20d0, 0x20f0}, {0x3099, 0x309a}, {0xfe00, 0xfe0f}, {0xfe20, 0xfe2f},
+    {0xfeff, 0xfeff}};
+// What turns round the text behind it, or breaks the line.
+constexpr Range kTurning[] = {{0x2028, 0x2029}, {0x202a, 0x202e}, {0x2066, 0x2069}};
 
 template <std::size_t kCount>
 bool IsIn(const Range (&ranges)[kCount], char32_t c) {
@@ -97,7 +105,11 @@ std::string EscapeControls(std::string_view utf8) {
   while (!utf8.empty()) {
     const char* start = utf8.data();
     const char32_t c = TakeCharacter(utf8);
-    if (c >= 0x20 && (c < 0x7f || c > 0x9f)) {
+    if (IsIn(kTurning, c)) {
+      shown += "\\u20";
+      shown += kHex[c >> 4 & 0xf];
+      shown += kHex[c & 0xf];
+    } else if (c >= 0x20 && (c < 0x7f || c > 0x9f)) {
       shown.append(start, utf8.data());
     } else {
       shown += "\\x";

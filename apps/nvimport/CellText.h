@@ -62,7 +62,8 @@ class TextEncoder {
   std::shared_ptr<const Conversion> conversion_;
 };
 
-// `utf8` with control characters as \x1b, so that a terminal shows it and does nothing else.
+// `utf8` with control characters as \x1b, and those that turn round the text behind them as \u202e,
+// so that a terminal shows it and does nothing else.
 std::string EscapeControls(std::string_view utf8);
 
 // A message of the library in one line of UTF-8 without control characters.

@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "apps/nvimport/CellText.h"
+#include "apps/nvimport/Explanations.h"
+#include "apps/nvimport/FileKinds.h"
 #include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/OutputTarget.h"
 #include "apps/nvimport/Sheets.h"
@@ -76,7 +78,8 @@ int RunOver(FileRun& run, const std::function<void(FileTurn&)>& command) {
 constexpr const char* kAnswers[] = {"no", "possible", "certain"};
 
 std::string DetectionText(const Input& input, const Detection& detection,
-                          const std::vector<std::string>& candidates) {
+                          const std::vector<std::string>& candidates,
+                          const std::optional<FileKind>& kind) {
   std::string text = input.shown + ": ";
   if (detection.format > 0)
     text += FormatAt(detection.format).name;
@@ -84,7 +87,8 @@ std::string DetectionText(const Input& input, const Detection& detection,
     text += "no format";
   else
     text += "one of " + Join(candidates) + " (--format NAME decides)";
-  text += "\n";
+  text += "\n  why: " + DetectionReason(detection, input.path) + "\n";
+  if (kind) text += "  looks like: " + std::string(kind->name) + "; " + kind->advice + "\n";
   for (int answer = 2; answer >= 0; --answer) {
     std::vector<std::string> names;
     for (std::size_t i = 0; i < detection.answers.size(); ++i)
@@ -96,12 +100,16 @@ std::string DetectionText(const Input& input, const Detection& detection,
 }
 
 std::string DetectionJson(const Input& input, const Detection& detection,
-                          const std::vector<std::string>& candidates) {
+                          const std::vector<std::string>& candidates,
+                          const std::optional<FileKind>& kind) {
   Json json = {{"file", input.shown},
                {"format", nullptr},
+               {"reason", DetectionReason(detection, input.path)},
+               {"looks_like", nullptr},
                {"candidates", candidates},
                {"answers", Json::array()}};
   if (detection.format > 0) json["format"] = FormatJson(detection.format);
+  if (kind) json["looks_like"] = {{"kind", kind->name}, {"advice", kind->advice}};
   for (std::size_t i = 0; i < detection.answers.size(); ++i) {
     Json answer = FormatJson(static_cast<int>(i) + 1);
     answer["answer"] = kAnswers[std::clamp(detection.answers[i], 0, 2)];
@@ -115,8 +123,11 @@ void Detect(FileTurn& turn) {
   const Detection detection = DetectFormat(Formats(), turn.input().path.c_str());
   std::vector<std::string> candidates;
   for (const int format : detection.candidates) candidates.emplace_back(FormatAt(format).name);
-  turn.Print(
-      (turn.plan().json ? DetectionJson : DetectionText)(turn.input(), detection, candidates));
+  auto kind = RecogniseKind(turn.input().path);
+  // Where a format is taken there is nothing to be said for the one that would read it too.
+  if (kind && detection.format > 0 && *kind->format != '\0') kind.reset();
+  turn.Print((turn.plan().json ? DetectionJson : DetectionText)(turn.input(), detection, candidates,
+                                                                kind));
   if (detection.format < 1) turn.EndWith(kFormatUnknown);
 }
 
@@ -134,7 +145,10 @@ std::string InfoText(FileTurn& turn, const ImportSession& session,
                        question.answer + " (" + question.source + "; " + question.option + ")");
     for (std::size_t i = 0; i < question.entries.size(); ++i)
       lines.emplace_back("", std::to_string(i + 1) + "  " + question.entries[i]);
+    lines.emplace_back("", "asks " + question.asked);
   }
+  if (const auto options = OptionsOf(session.format_name()); !options.empty())
+    lines.emplace_back("options", Join(options) + " (--option KEY=VALUE)");
   for (const std::string& note : session.notes()) lines.emplace_back("note", note);
   for (const std::string& warning : turn.dialogs().warnings())
     lines.emplace_back("warning", warning);
@@ -156,7 +170,9 @@ std::string InfoJson(FileTurn& turn, const ImportSession& session,
                                {"answer", question.answer},
                                {"source", question.source},
                                {"option", question.option},
+                               {"asks", question.asked},
                                {"entries", question.entries}});
+  json["options"] = OptionsOf(session.format_name());
   if (with_notes) AddNotes(turn, session, json);
   return json.dump();
 }
@@ -190,6 +206,15 @@ std::string HeadJson(const Input& input, const ImportSession& session, const Mem
   return json + "]}";
 }
 
+// Which part of the sheet stands above, where that is not all.
+std::string ShownPart(const ImportSession& session, int rows, int columns) {
+  std::string part;
+  if (rows < session.rows()) part += "rows 1-" + std::to_string(rows);
+  if (columns < session.columns())
+    part += (part.empty() ? "" : ", ") + ("columns 1-" + std::to_string(columns));
+  return part.empty() ? part : " (shown: " + part + "; --rows and --columns show others)";
+}
+
 void Show(FileTurn& turn, const Settings& settings) {
   // A column takes three characters at least, so no more of them can fit.
   constexpr std::size_t kNarrowest = 3;
@@ -211,8 +236,9 @@ void Show(FileTurn& turn, const Settings& settings) {
       for (int column = 1; column <= columns; ++column)
         cells.push_back(ShownCell(head.head().GetCell(column, row), conversion.decoder));
     }
-    std::string text = FormatTable(table, {width, DataGoesToScreen() && WantsColour()});
-    text += Shape(session) + ", " + session.format_name() + "\n";
+    auto [text, shown] = FormatTable(table, {width, DataGoesToScreen() && WantsColour()});
+    text += Shape(session) + ", " + session.format_name() +
+            ShownPart(session, rows, static_cast<int>(shown)) + "\n";
     std::string encoded;
     turn.Print(std::string(conversion.encoder.Encode(text, encoded)));
   }
@@ -262,16 +288,15 @@ std::optional<OutputFormat> FindOutputFormat(const std::string& name) {
 // Where each file goes.
 struct ConvertPlan {
   OutputFormat format;
-  std::vector<std::string> outputs;
   std::vector<bool> collides;  // with the output of an earlier file
   bool force = false;
 };
 
-std::optional<Failure> SettleOutput(const Settings& settings, const RunPlan& run,
-                                    ConvertPlan& plan) {
+std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, ConvertPlan& plan) {
   const bool into_folder = !settings.out_dir.empty();
   if (into_folder && !settings.output.empty())
-    return WrongUsage("-o and --outdir exclude each other.", "-o names one output");
+    return WrongUsage("-o and --outdir exclude each other.",
+                      "-o names one output, --outdir a folder for many; leave one of them out");
   if (!into_folder && settings.output.empty())
     return WrongUsage("There is no output.", "give -o OUT (- for standard output), or --outdir");
   if (!into_folder && run.inputs.size() > 1)
@@ -304,7 +329,7 @@ std::optional<Failure> SettleOutput(const Settings& settings, const RunPlan& run
       const auto stem = std::filesystem::path(named.path).filename().replace_extension();
       output = std::filesystem::path(settings.out_dir) / (stem.string() + plan.format.extension);
     }
-    plan.outputs.push_back(output);
+    run.outputs.push_back(output);
     plan.collides.push_back(!taken.insert(output).second);
   }
   return std::nullopt;
@@ -312,7 +337,7 @@ std::optional<Failure> SettleOutput(const Settings& settings, const RunPlan& run
 
 std::optional<Failure> WriteOutput(FileTurn& turn, const ConvertPlan& plan, OutputTarget& target,
                                    MemorySheet& sheet) {
-  const std::string shown = ShownName(plan.outputs[turn.index()]);
+  const std::string shown = ShownName(turn.plan().outputs[turn.index()]);
   const TextConversion& conversion = turn.plan().conversion;
   turn.progress().Begin("writing " + shown, "rows");
   if (plan.format.own) {
@@ -331,11 +356,11 @@ std::optional<Failure> WriteOutput(FileTurn& turn, const ConvertPlan& plan, Outp
 }
 
 void Convert(FileTurn& turn, const ConvertPlan& plan) {
-  const std::string& output = plan.outputs[turn.index()];
+  const std::string& output = turn.plan().outputs[turn.index()];
   if (plan.collides[turn.index()])
-    return turn.Fail(
-        {kFailed, kNotWritten,
-         turn.input().shown + ": another file goes into " + ShownName(output) + " already"});
+    return turn.Fail({kFailed, kNotWritten,
+                      turn.input().shown + ": another file goes into " + ShownName(output) +
+                          " already; another --outdir takes it"});
   OutputTarget target(output, plan.force);
   if (const auto failure = target.Check()) return turn.Fail(*failure);
   auto session = SessionOf(turn);

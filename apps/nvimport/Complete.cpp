@@ -23,7 +23,8 @@ std::optional<Failure> UseComplete() {
   for (int format = 1; format <= list.size(); ++format)
     if (list.GetLibraryPath(format) == LibraryPath()) return std::nullopt;
   return Failure{kFailed, "NvImport Complete is not there.",
-                 "it is looked for as " + ShownName(LibraryPath())};
+                 "it is looked for as " + ShownName(LibraryPath()) +
+                     "; put it there, or leave --complete out"};
 }
 
 bool CompleteWouldServe(int format) {

@@ -22,8 +22,12 @@ struct Failure {
 // The two lines that a failure is on standard error.
 std::string FailureLines(const Failure& failure);
 
-// The system's words for `error`, as the end of a sentence: "no such file or directory".
+// The system's words for `error`, as the end of a sentence, and what to do about it where that can
+// be said: "no such file or directory; check the name".
 std::string SystemWords(int error);
+
+// Such words that came without their number.
+std::string Advised(const std::string& words);
 
 // The exit code of several files: that of the gravest among them.
 int Graver(int a, int b);

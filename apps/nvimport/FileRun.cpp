@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -18,6 +20,8 @@
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 constexpr const char* kStandardInput = "-";
 
 bool IsPlainName(const std::string& name) {
@@ -30,6 +34,27 @@ bool IsPlainName(const std::string& name) {
 void TakeLines(std::istream& stream, std::vector<std::string>& lines) {
   for (std::string line; std::getline(stream, line);)
     if (!line.empty()) lines.push_back(line);
+}
+
+double InMilliseconds(double seconds) {
+  constexpr double kMilli = 1000;
+  return std::round(seconds * kMilli) / kMilli;
+}
+
+// What a report says of a file of which nothing more is known.
+Json EntryOf(const RunPlan& plan, std::size_t index, const char* status, double seconds) {
+  return {{"input", plan.inputs[index].shown},
+          {"output", ToUtf8(plan.outputs[index])},
+          {"status", status},
+          {"exit_code", nullptr},
+          {"seconds", InMilliseconds(seconds)},
+          {"format", nullptr},
+          {"rows", nullptr},
+          {"columns", nullptr},
+          {"text", nullptr},
+          {"advice", nullptr},
+          {"notes", Json::array()},
+          {"warnings", Json::array()}};
 }
 
 }  // namespace
@@ -64,6 +89,7 @@ void FileTurn::Say(const std::string& line) {
 }
 
 void FileTurn::Fail(const Failure& failure) {
+  failure_ = failure;
   report_.exit_code = failure.exit_code;
   std::string lines = FailureLines(failure);
   lines.pop_back();
@@ -81,6 +107,32 @@ void FileTurn::SayNotes(const ImportSession& session) {
   say_all("warning: ", dialogs_.warnings());
   say_all("note: ", session.notes());
   CountNotes(session);
+  if (plan_.reports && session.format() > 0)
+    sheet_ = {session.format(), session.rows(), session.columns(), session.notes()};
+}
+
+FileReport&& FileTurn::TakeReport(std::optional<double> seconds) {
+  const std::chrono::duration<double> here = Clock::now() - begun_;
+  if (plan_.reports) report_.entry = Entry(seconds.value_or(here.count()));
+  return std::move(report_);
+}
+
+std::string FileTurn::Entry(double seconds) const {
+  Json json = EntryOf(plan_, index_, report_.exit_code == kDone ? "done" : "failed", seconds);
+  json["exit_code"] = report_.exit_code;
+  json["warnings"] = dialogs_.warnings();
+  if (sheet_) {
+    json["format"] = {{"index", sheet_->format}, {"name", FormatAt(sheet_->format).name}};
+    json["notes"] = sheet_->notes;
+  }
+  if (failure_.exit_code != kDone) {
+    json["text"] = failure_.text;
+    json["advice"] = failure_.advice;
+  } else if (sheet_) {
+    json["rows"] = sheet_->rows;
+    json["columns"] = sheet_->columns;
+  }
+  return json.dump();
 }
 
 void FileTurn::CountNotes(const ImportSession& session) {
@@ -169,7 +221,8 @@ std::optional<Failure> FileRun::TakeFiles() {
       continue;
     }
     if (std::exchange(takes_input, true))
-      return WrongUsage("Standard input can be read only once.", "- stands for it");
+      return WrongUsage("Standard input can be read only once.",
+                        "give - once, as FILE or as the list of --files-from");
     if (!IsPlainName(settings_.stdin_name))
       return WrongUsage("\"" + ShownName(settings_.stdin_name) + "\" is no plain file name.",
                         "--stdin-name takes one without folders");
@@ -207,8 +260,28 @@ std::optional<Failure> FileRun::JoinFiles() {
   return std::nullopt;
 }
 
+std::optional<Failure> FileRun::BeginReport() {
+  if (settings_.report.empty()) return std::nullopt;
+  const auto is_same = [&](const std::string& output) {
+    const std::filesystem::path path = output;
+    const std::filesystem::path report = settings_.report;
+    std::error_code none;
+    return path.filename() == report.filename() &&
+           std::filesystem::weakly_canonical(path, none) ==
+               std::filesystem::weakly_canonical(report, none);
+  };
+  if (std::ranges::any_of(plan_.outputs, is_same))
+    return WrongUsage("The report can't go where an output goes.", "--report takes another name");
+  plan_.reports = true;
+  report_.emplace(settings_.report, settings_.force);
+  return report_->Begin();
+}
+
 int FileRun::ForEach(const std::function<void(FileTurn&)>& command) {
+  if (const auto failure = BeginReport()) return SayFailure(*failure);
   const std::size_t count = plan_.inputs.size();
+  progress_.emplace(count > 1 && !plan_.quiet && ErrorsGoToScreen());
+  progress_->Begin("all files", "files");
   const bool in_workers = (settings_.jobs > 1 && count > 1) || settings_.timeout > 0;
   const auto work = [&](std::size_t index) {
     FileTurn turn(plan_, index, in_workers);
@@ -216,16 +289,16 @@ int FileRun::ForEach(const std::function<void(FileTurn&)>& command) {
       command(turn);
     } catch (const std::exception& exception) {
       turn.Fail({kFailed, "The file could not be dealt with.",
-                 turn.input().shown + ": " + exception.what()});
+                 turn.input().shown + ": " + exception.what() + "; --keep-going does the others"});
     }
     return turn.TakeReport();
   };
   if (in_workers) {
-    const auto died = [&](std::size_t index, const std::string& what) {
+    const auto died = [&](std::size_t index, const std::string& what, double seconds) {
       FileTurn turn(plan_, index, in_workers);
       turn.Fail({kFailed, "The file could not be dealt with.",
                  turn.input().shown + ": the worker that read it " + what});
-      return turn.TakeReport();
+      return turn.TakeReport(seconds);
     };
     RunInWorkers(count, settings_.jobs, std::chrono::seconds(settings_.timeout), work, died,
                  [&](std::size_t, const FileReport& report) { return Report(report); });
@@ -237,10 +310,12 @@ int FileRun::ForEach(const std::function<void(FileTurn&)>& command) {
 }
 
 bool FileRun::Report(const FileReport& report) {
+  if (!report.messages.empty() || !report.data.empty()) progress_->Clear();
   std::cerr << report.messages << std::flush;
   exit_code_ = Graver(exit_code_, report.exit_code);
   if (report.noted_format > 0) noted_formats_.insert(report.noted_format);
   ++(report.exit_code == kDone ? done_ : failed_);
+  if (report_) report_->Add(report.entry);
   if (plan_.json) {
     if (!report.data.empty()) json_ += (json_.empty() ? "\n  " : ",\n  ") + report.data;
   } else if (!report.data.empty()) {
@@ -249,10 +324,21 @@ bool FileRun::Report(const FileReport& report) {
       return false;
     }
   }
+  progress_->Advance(done_ + failed_, plan_.inputs.size());
   return settings_.keep_going || report.exit_code == kDone;
 }
 
 void FileRun::Finish() {
+  progress_->Clear();
+  const std::size_t count = plan_.inputs.size();
+  const std::size_t tried = done_ + failed_;
+  const double seconds = std::chrono::duration<double>(ProgressLine::Clock::now() - begun_).count();
+  if (report_) {
+    for (std::size_t i = tried; i < count; ++i)
+      report_->Add(EntryOf(plan_, i, "not tried", 0).dump());
+    if (const auto failure = report_->End({count, done_, failed_, InMilliseconds(seconds)}))
+      exit_code_ = SayFailure(*failure);
+  }
   if (plan_.json) {
     if (const auto failure = PrintData(R"({"version": 1, "files": [)" + json_ + "\n]}\n"))
       exit_code_ = SayFailure(*failure);
@@ -262,10 +348,11 @@ void FileRun::Finish() {
     if (CompleteWouldServe(format))
       std::cerr << "--complete reads \"" << FormatAt(format).name
                 << "\" without the old rules that leave cells out\n";
-  const std::size_t count = plan_.inputs.size();
   if (count < 2) return;
   std::cerr << count << " files: " << done_ << " done, " << failed_ << " failed";
-  if (const std::size_t left = count - done_ - failed_; left > 0)
-    std::cerr << ", " << left << " not tried";
+  if (tried < count) std::cerr << ", " << count - tried << " not tried";
+  if (progress_->shown() && begun_ + ProgressLine::kPatience < ProgressLine::Clock::now())
+    std::cerr << " in " << DurationText(seconds) << ", "
+              << RoundedText(static_cast<double>(tried) / seconds) << " files/s";
   std::cerr << "\n" << std::flush;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <set>
@@ -7,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/nvimport/BatchReport.h"
 #include "apps/nvimport/Commands.h"
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/ImportSession.h"
@@ -25,6 +27,8 @@ struct RunPlan {
   GivenAnswers answers;
   TextConversion conversion;
   std::vector<Input> inputs;
+  std::vector<std::string> outputs;  // of a conversion, where each input goes
+  bool reports = false;              // an entry for each file is wanted
   bool json = false;
   bool quiet = false;
   bool strict = false;
@@ -54,13 +58,29 @@ class FileTurn {
   // Takes them into account where they were said otherwise.
   void CountNotes(const ImportSession& session);
 
-  FileReport&& TakeReport() { return std::move(report_); }
+  // What became of the file, which took as long as it has been at work here, or `seconds`.
+  FileReport&& TakeReport(std::optional<double> seconds = std::nullopt);
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  std::string Entry(double seconds) const;
+
+  // What an import came to.
+  struct Sheet {
+    int format;
+    int rows;
+    int columns;
+    std::vector<std::string> notes;
+  };
+
   const RunPlan& plan_;
   std::size_t index_;
   bool in_worker_;
+  Clock::time_point begun_ = Clock::now();
   FileReport report_;
+  Failure failure_{kDone, {}, {}};
+  std::optional<Sheet> sheet_;
   ProgressBar progress_;
   TerminalDialogs dialogs_;
 };
@@ -84,11 +104,16 @@ class FileRun {
   std::optional<Failure> JoinFiles();
   // Reports one file; false when it is the last to be done.
   bool Report(const FileReport& report);
+  // Begins the report that was asked for.
+  std::optional<Failure> BeginReport();
   void Finish();
 
   const Settings& settings_;
   RunPlan plan_;
   std::optional<SpooledInput> spooled_;
+  std::optional<BatchReport> report_;
+  std::optional<ProgressLine> progress_;
+  ProgressLine::Clock::time_point begun_ = ProgressLine::Clock::now();
   std::string json_;
   int exit_code_ = kDone;
   std::size_t done_ = 0;

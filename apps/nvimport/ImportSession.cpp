@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "apps/nvimport/CellText.h"
+#include "apps/nvimport/FileKinds.h"
 #include "apps/nvimport/ProgressBar.h"
 #include "apps/nvimport/TerminalDialogs.h"
 #include "framework/FileSelection.h"
@@ -108,10 +109,14 @@ std::optional<Failure> CheckInput(const Input& input) {
   struct stat status {};
   if (::stat(input.path.c_str(), &status) != 0) return because(SystemWords(errno));
   if (S_ISDIR(status.st_mode))
-    return Failure{kFailed, ImportHelper::kDirectoryText, input.shown + ": it is a folder"};
+    return Failure{kFailed, ImportHelper::kDirectoryText,
+                   input.shown + ": it is a folder; name the files in it"};
   if (S_ISFIFO(status.st_mode))
     return because("it is a pipe; read it through standard input, with - as the file");
-  if (!S_ISREG(status.st_mode)) return because("it is not a regular file");
+  if (!S_ISREG(status.st_mode))
+    return because(
+        "it is not a regular file; copy its data into one, or give - and send it to "
+        "standard input");
   const int descriptor = ::open(input.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) return because(SystemWords(errno));
   ::close(descriptor);
@@ -139,11 +144,14 @@ ImportSession::~ImportSession() { Log::Install(std::move(log_before_)); }
 Failure ImportSession::Because(const std::string& text) const {
   Failure failure{kFailed, text, input_.shown + ": taken for " + Quoted(format_name())};
   if (settings_.format != 0)
-    failure.advice += ", as --format says";
+    failure.advice += ", as --format says; without it the format is detected";
   else
     failure.advice +=
         "; --format NAME takes another format, \"nvimport detect FILE\" shows what the formats say";
   if (!settings_.options.empty()) failure.advice += "; --option gave " + settings_.options;
+  const auto kind = RecogniseKind(input_.path);
+  if (kind && std::string_view(kind->format) != format_name())
+    failure.advice += "; " + kind->Words();
   if (!last_entry_.empty()) failure.advice += "; " + last_entry_;
   return failure;
 }
@@ -151,22 +159,31 @@ Failure ImportSession::Because(const std::string& text) const {
 Failure ImportSession::Refusal() const {
   if (dialogs_.refusal()) return *dialogs_.refusal();
   if (dialogs_.message().empty())
-    return {kFailed, "The import was cancelled.", input_.shown + ": nothing was read"};
+    return {
+        kFailed, "The import was cancelled.",
+        input_.shown +
+            ": nothing was read; \"nvimport info FILE\" shows the options that answer beforehand"};
   return Because(dialogs_.message());
 }
 
 Failure ImportSession::FormatFailure() const {
   const auto& names = dialogs_.file_types();
+  std::string where = input_.shown + ": ";
+  const auto kind = RecogniseKind(input_.path);
+  if (kind) where += kind->Words() + "; ";
   if (names.empty())
     return {kFormatUnknown, "The format is not recognised.",
-            input_.shown + ": no format takes it; --format NAME takes one all the same"};
+            where + "no format takes it; --format NAME takes one all the same"};
   if (dialogs_.may_ask())
     return {kFormatUnknown, "The format is not certain.",
-            input_.shown + ": no format was chosen; --format NAME does so beforehand"};
+            where + "no format was chosen; --format NAME does so beforehand"};
+  if (kind && *kind->format == '\0')
+    return {kFormatUnknown, "The format is not certain.",
+            where + "--format NAME takes a format all the same"};
   std::string list;
   for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
   return {kFormatUnknown, "The format is not certain.",
-          input_.shown + ": --format NAME chooses among: " + list};
+          where + "--format NAME chooses among: " + list};
 }
 
 std::optional<Failure> ImportSession::SettleFormat() {

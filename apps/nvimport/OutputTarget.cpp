@@ -32,7 +32,7 @@ std::string FolderOf(const std::string& path) {
 
 Failure OutputTarget::Because(const std::string& words) const {
   return {kFailed, kNotWritten,
-          (IsStandardOutput() ? "standard output" : ShownName(path_)) + ": " + words};
+          (IsStandardOutput() ? "standard output" : ShownName(path_)) + ": " + Advised(words)};
 }
 
 std::optional<Failure> OutputTarget::Check() {

@@ -28,6 +28,9 @@ class OutputTarget {
   // whole.
   std::optional<Failure> Commit();
 
+  // The failure of an output that could not be written for that reason.
+  Failure Because(const std::string& words) const;
+
  private:
   enum class There { kNothing, kFile, kLink, kDevice };
 
@@ -38,7 +41,6 @@ class OutputTarget {
   std::optional<Failure> CheckAgain();
   std::optional<Failure> MakeTemporary();
   std::optional<Failure> CopyToStandardOutput() const;
-  Failure Because(const std::string& words) const;
 
   std::string path_;
   bool force_;

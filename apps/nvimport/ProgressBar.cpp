@@ -1,5 +1,7 @@
 #include "apps/nvimport/ProgressBar.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -7,49 +9,81 @@
 #include "apps/nvimport/Terminal.h"
 
 namespace {
-constexpr auto kPatience = std::chrono::milliseconds(500);
+
 constexpr auto kInterval = std::chrono::milliseconds(100);
+
 }  // namespace
 
-ProgressBar::ProgressBar(bool shown) : shown_(shown) {
-  if (shown_) before_ = Install(this);
+std::string RoundedText(double value) {
+  constexpr double kLarge = 9.95;
+  char text[32];
+  const auto end =
+      std::to_chars(text, std::end(text), value, std::chars_format::fixed, value < kLarge ? 1 : 0);
+  return {text, end.ptr};
 }
 
-ProgressBar::~ProgressBar() {
-  Clear();
-  if (shown_) Install(before_);
+std::string DurationText(double seconds) {
+  constexpr double kMinute = 60;
+  constexpr std::int64_t kHour = 60;  // in minutes
+  const auto whole = static_cast<std::int64_t>(std::min(seconds, 1e9));
+  if (seconds < kMinute)
+    return (seconds > static_cast<double>(whole) ? RoundedText(seconds) : std::to_string(whole)) +
+           " s";
+  const std::int64_t minutes = whole / 60;
+  if (minutes < kHour) return std::to_string(minutes) + " min " + std::to_string(whole % 60) + " s";
+  return std::to_string(minutes / kHour) + " h " + std::to_string(minutes % kHour) + " min";
 }
 
-void ProgressBar::Begin(std::string label, std::string_view unit) {
+std::string ProgressText(const std::string& label, std::string_view unit, std::uint64_t position,
+                         std::uint64_t size, double seconds, std::size_t width) {
+  constexpr double kPercent = 100;
+  constexpr double kMega = 1e6;
+  const auto done = static_cast<double>(position);
+  const auto all = static_cast<double>(std::max(position, size));
+  std::string text;
+  if (size > 0) text += " " + std::to_string(static_cast<int>(done / all * kPercent)) + " %";
+  if (seconds > 0 && position > 0) {
+    const double rate = done / seconds;
+    const bool counts_bytes = unit == "bytes";
+    text += ", " + RoundedText(counts_bytes ? rate / kMega : rate) + " " +
+            (counts_bytes ? "MB" : std::string(unit)) + "/s";
+    if (size > 0) text += ", " + DurationText(std::ceil((all - done) / rate)) + " left";
+  }
+  const std::size_t room = width - std::min(width, text.size());
+  return CutToWidth(CutToWidth(label, room) + text, width);
+}
+
+void ProgressLine::Begin(std::string label, std::string_view unit) {
   if (!shown_) return;
   // The wait begins here, not while the user was asked.
   if (label_.empty()) begun_ = Clock::now();
   label_ = std::move(label);
   unit_ = unit;
-  counts_bytes_ = unit == "bytes";
   phase_begun_ = Clock::now();
 }
 
-bool ProgressBar::Advance(std::uint64_t position, std::uint64_t size) {
+void ProgressLine::Advance(std::uint64_t position, std::uint64_t size) {
   const auto now = Clock::now();
-  if (!shown_ || label_.empty() || now - begun_ < kPatience || now < next_) return true;
+  if (!shown_ || label_.empty() || now - begun_ < kPatience || now < next_) return;
   next_ = now + kInterval;
-  drawn_ = true;
-  std::string line = label_;
-  if (size > 0) line += " " + std::to_string(position * 100 / size) + " %";
+  drawn_by_ = this;
   const double seconds = std::chrono::duration<double>(now - phase_begun_).count();
-  if (seconds > 0) {
-    const double rate = static_cast<double>(position) / seconds;
-    line += ", " + std::to_string(std::llround(counts_bytes_ ? rate / 1e6 : rate)) +
-            (counts_bytes_ ? " MB/s" : " " + unit_ + "/s");
-  }
-  line = CutToWidth(line, TerminalWidth() - 1);
-  std::fprintf(stderr, "\r\x1b[K%s", line.c_str());
+  const std::string text =
+      ProgressText(label_, unit_, position, size, seconds, TerminalWidth() - 1);
+  std::fprintf(stderr, "\r\x1b[K%s", text.c_str());
   std::fflush(stderr);
-  return true;
 }
 
-void ProgressBar::Clear() {
-  if (drawn_) std::fputs("\r\x1b[K", stderr);
-  drawn_ = false;
+void ProgressLine::Clear() {
+  if (!shown_ || drawn_by_ == nullptr) return;
+  std::fputs("\r\x1b[K", stderr);
+  drawn_by_ = nullptr;
+}
+
+ProgressBar::ProgressBar(bool shown) : line_(shown) {
+  if (shown) before_ = Install(this);
+}
+
+ProgressBar::~ProgressBar() {
+  if (line_.shown()) Install(before_);
 }

@@ -7,6 +7,7 @@
 namespace {
 
 constexpr std::size_t kWidestCell = 24;
+constexpr std::size_t kNarrowest = 4;
 constexpr std::string_view kGap = "  ";
 constexpr std::string_view kDim = "\x1b[2m";
 constexpr std::string_view kPlain = "\x1b[0m";
@@ -23,7 +24,7 @@ struct Painter {
 // The blanks come apart from the text, since colour codes take no room.
 void AppendAligned(std::string& line, const TableCell& cell, std::size_t width, bool dim,
                    const Painter& painter) {
-  const std::string text = CutToWidth(cell.text, kWidestCell);
+  const std::string text = CutToWidth(cell.text, width);
   const std::string fill(width - std::min(width, DisplayWidth(text)), ' ');
   if (cell.right) line += fill;
   line += dim ? painter.Dim(text) : text;
@@ -56,10 +57,14 @@ TableCell ShownCell(const MemoryCell& cell, const TextDecoder& decoder) {
   return {".", false, true};
 }
 
-std::string FormatTable(const std::vector<TableRow>& rows, const TableLimits& limits) {
+FormattedTable FormatTable(const std::vector<TableRow>& rows, const TableLimits& limits) {
   if (rows.empty()) return {};
   const Painter painter{limits.colour};
   const std::size_t number_width = std::to_string(rows.size()).size();
+  // Where even one column has no room it is as wide as can be.
+  const std::size_t room = limits.width - std::min(limits.width, number_width + kGap.size());
+  const std::size_t widest =
+      limits.width > 0 ? std::clamp(room, kNarrowest, kWidestCell) : kWidestCell;
   std::size_t columns = 0;
   for (const TableRow& row : rows) columns = std::max(columns, row.size());
 
@@ -69,7 +74,7 @@ std::string FormatTable(const std::vector<TableRow>& rows, const TableLimits& li
   for (std::size_t c = 0; c < columns && !cut; ++c) {
     std::size_t width = std::to_string(c + 1).size();
     for (const TableRow& row : rows)
-      if (c < row.size()) width = std::max(width, std::min(DisplayWidth(row[c].text), kWidestCell));
+      if (c < row.size()) width = std::max(width, std::min(DisplayWidth(row[c].text), widest));
     used += kGap.size() + width;
     // The last column that fits leaves room for the ellipsis that says there are more.
     const std::size_t reserve = c + 1 < columns ? kGap.size() + 1 : 0;
@@ -96,5 +101,5 @@ std::string FormatTable(const std::vector<TableRow>& rows, const TableLimits& li
     }
     EndLine(table, line);
   }
-  return table;
+  return {table, widths.size()};
 }

@@ -23,5 +23,10 @@ struct TableLimits {
   bool colour = false;
 };
 
+struct FormattedTable {
+  std::string text;
+  std::size_t columns = 0;  // those that had room
+};
+
 // Aligned columns under their numbers, rows behind theirs.
-std::string FormatTable(const std::vector<TableRow>& rows, const TableLimits& limits);
+FormattedTable FormatTable(const std::vector<TableRow>& rows, const TableLimits& limits);

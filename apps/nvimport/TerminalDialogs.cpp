@@ -43,20 +43,25 @@ void ShowPreview(const TextImportQuestion& question, const TextImportChoice& cho
     TableRow& row = rows.emplace_back();
     for (const std::string& cell : cells) row.push_back(ShownText(ToUtf8(cell)));
   }
-  std::cerr << FormatTable(rows, {TerminalWidth(), WantsColour()});
+  std::cerr << FormatTable(rows, {TerminalWidth(), WantsColour()}).text;
 }
 
 // What stands for a kind of list in sentences and on the command line.
 struct ListWords {
   const char* name;
   const char* option;
+  const char* asked;
 };
 
 const ListWords& WordsOf(ItemsQuestion::Kind kind) {
-  static constexpr ListWords kWords[] = {{"worksheets", "--sheet "},
-                                         {"blocks", "--blocks "},
-                                         {"files", "--files "},
-                                         {"reference series", "--option reference="}};
+  static constexpr ListWords kWords[] = {
+      {"worksheets", "--sheet ",
+       "which worksheets; --sheet takes numbers, names or all, --merge side or below joins "
+       "several"},
+      {"blocks", "--blocks ", "which blocks; --blocks takes numbers or all"},
+      {"files", "--files ", "which files; --files takes numbers or all"},
+      {"reference series", "--option reference=",
+       "whose x values the others get; --option reference=N takes a number"}};
   return kWords[static_cast<std::size_t>(kind)];
 }
 
@@ -144,6 +149,7 @@ void TerminalDialogs::Answered(AnsweredQuestion answered) {
 std::optional<std::size_t> TerminalDialogs::SelectFileType(const FileTypeQuestion& question) {
   file_types_ = question.names;
   if (!may_ask_) return std::nullopt;
+  progress_.Clear();
   std::cerr << Shown(question.prompt) << "\n";
   ShowNumbered(question.names);
   const auto choice = Ask(
@@ -172,13 +178,20 @@ std::optional<TextImportChoice> TerminalDialogs::ImportText(const TextImportQues
     say_(name_ + ": the delimiter is taken to be " + ShownDelimiter(*choice) +
          " (--delimiter decides otherwise)");
   }
-  Answered({"delimiter", ShownDelimiter(*choice), source, DelimiterOptions(*choice), {}});
+  Answered(
+      {"delimiter",
+       ShownDelimiter(*choice),
+       source,
+       DelimiterOptions(*choice),
+       {},
+       "what is between fields; --delimiter TEXT says it, --ignore-consecutive makes runs one"});
   return choice;
 }
 
 std::optional<TextImportChoice> TerminalDialogs::AskDelimiter(const TextImportQuestion& question,
                                                               TextImportChoice choice) {
   while (true) {
+    progress_.Clear();
     ShowPreview(question, choice);
     const auto line =
         Ask(name_ + ": the delimiter is " + ShownDelimiter(choice) +
@@ -221,7 +234,8 @@ std::optional<ItemsChoice> TerminalDialogs::SelectItems(const ItemsQuestion& que
     if (!choice) return std::nullopt;
   }
 
-  AnsweredQuestion answered{words.name, ItemNumbers(choice->items), source, {}, entries};
+  AnsweredQuestion answered{words.name, ItemNumbers(choice->items), source, {}, entries,
+                            words.asked};
   answered.option = words.option + answered.answer;
   if (choice->items.size() == 1) answered.answer = entries[choice->items.front()];
   if (choice->items.size() > 1 && choice->merge < question.merge_choices.size() &&
@@ -238,6 +252,7 @@ std::optional<ItemsChoice> TerminalDialogs::SelectItems(const ItemsQuestion& que
 
 std::optional<ItemsChoice> TerminalDialogs::AskItems(const ItemsQuestion& question,
                                                      const std::string& usual) {
+  progress_.Clear();
   std::cerr << Shown(question.title) << "\n"
             << OneLine(question.prompt) << "\n     " << Shown(question.heading) << "\n";
   ShowNumbered(Entries(question));
@@ -275,6 +290,7 @@ std::optional<RangeChoice> TerminalDialogs::SelectRange(const RangeQuestion& que
   };
   if (!range && may_ask_) {
     source = "chosen";
+    progress_.Clear();
     std::cerr << Shown(question.title) << "\n" << name_ << ": " << points << "\n";
     range = Ask("First and last point, such as 10,200 (Enter takes all, q cancels): ", "1,0",
                 [&](const std::string& line) {
@@ -289,11 +305,17 @@ std::optional<RangeChoice> TerminalDialogs::SelectRange(const RangeQuestion& que
     say_(name_ + ": all of the " + points + " (--range FIRST,LAST decides otherwise)");
   }
   if (!is_within(*range)) {
-    refusal_ = {kFailed, "The range " + RangeText(*range) + " is not within the points.",
-                name_ + ": " + points};
+    refusal_ = {
+        kFailed, "The range " + RangeText(*range) + " is not within the points.",
+        name_ + ": " + points + "; --range takes numbers from 1, a last one of 0 for the end"};
     return std::nullopt;
   }
-  Answered({"range", RangeText(*range), source, "--range " + RangeText(*range), {points}});
+  Answered({"range",
+            RangeText(*range),
+            source,
+            "--range " + RangeText(*range),
+            {points},
+            "which points; --range FIRST,LAST takes numbers from 1, a last one of 0 for the end"});
   return range;
 }
 
@@ -303,6 +325,7 @@ std::optional<std::vector<std::string>> TerminalDialogs::SortFiles(
   std::vector<std::string> names;
   names.reserve(files.size());
   for (const std::string& file : files) names.push_back(ShownName(file));
+  progress_.Clear();
   std::cerr << "The order of the files:\n";
   ShowNumbered(names);
   const auto order =
@@ -327,6 +350,7 @@ int TerminalDialogs::ShowMessage(const MessageBoxQuestion& message) {
   }
   warnings_.push_back(OneLine(message.text));
   if (!may_ask_) return MessageBoxQuestion::kOkAnswer;
+  progress_.Clear();
   std::cerr << Shown(message.title) << ": " << warnings_.back() << "\n";
   const auto kept = Ask("Enter goes on, q cancels: ", "",
                         [](const std::string& line) { return std::optional(line); });

@@ -31,6 +31,7 @@ struct AnsweredQuestion {
   std::string source;                // "given", "guessed" or "chosen"
   std::string option;                // what gives this answer on the command line
   std::vector<std::string> entries;  // what there was to choose from, numbered from 1
+  std::string asked;                 // what was asked, and the options that answer
 };
 
 // Answers the library's questions: from the options, else by asking in the terminal, else with what

@@ -58,14 +58,19 @@ struct ReportHead {
   std::int64_t noted_format = 0;
   std::uint64_t data_size = 0;
   std::uint64_t messages_size = 0;
+  std::uint64_t entry_size = 0;
 };
 
 // In one call, which is what a small file's report costs.
 bool SendReport(int socket, std::size_t file, const FileReport& report) {
-  const ReportHead head{file, report.exit_code, report.noted_format, report.data.size(),
-                        report.messages.size()};
+  const ReportHead head{file,
+                        report.exit_code,
+                        report.noted_format,
+                        report.data.size(),
+                        report.messages.size(),
+                        report.entry.size()};
   std::string bytes(reinterpret_cast<const char*>(&head), sizeof head);
-  bytes.append(report.data).append(report.messages);
+  bytes.append(report.data).append(report.messages).append(report.entry);
   return SendBytes(socket, bytes.data(), bytes.size());
 }
 
@@ -75,10 +80,12 @@ std::optional<std::size_t> ReceiveReport(int socket, FileReport& report) {
   if (!ReceiveBytes(socket, &head, sizeof head)) return std::nullopt;
   report.exit_code = static_cast<int>(head.exit_code);
   report.noted_format = static_cast<int>(head.noted_format);
-  report.data.resize(head.data_size);
-  report.messages.resize(head.messages_size);
-  if (!ReceiveBytes(socket, report.data.data(), head.data_size) ||
-      !ReceiveBytes(socket, report.messages.data(), head.messages_size))
+  const auto receive = [socket](std::string& text, std::size_t size) {
+    text.resize(size);
+    return ReceiveBytes(socket, text.data(), size);
+  };
+  if (!receive(report.data, head.data_size) || !receive(report.messages, head.messages_size) ||
+      !receive(report.entry, head.entry_size))
     return std::nullopt;
   return head.file;
 }
@@ -188,6 +195,12 @@ class Pool {
     return board_->desk(static_cast<std::size_t>(&worker - workers_.data()));
   }
 
+  // How long the worker has had its file.
+  double SecondsAt(const Worker& worker) {
+    const Clock::time_point since{Clock::duration(DeskOf(worker).since)};
+    return std::chrono::duration<double>(Clock::now() - since).count();
+  }
+
   // What is left of `limit` for the file that the worker reads.
   std::chrono::milliseconds Left(const Worker& worker, std::chrono::seconds limit) {
     const Desk& desk = DeskOf(worker);
@@ -275,7 +288,7 @@ class Pool {
 
 void RunInWorkers(std::size_t count, unsigned jobs, std::chrono::seconds limit,
                   const std::function<FileReport(std::size_t)>& work,
-                  const std::function<FileReport(std::size_t, const std::string&)>& died,
+                  const std::function<FileReport(std::size_t, const std::string&, double)>& died,
                   const std::function<bool(std::size_t, const FileReport&)>& done) {
   // Reports of small files are dealt with several at a time: to be woken for each would cost as
   // much as the file.
@@ -305,10 +318,14 @@ void RunInWorkers(std::size_t count, unsigned jobs, std::chrono::seconds limit,
       }
       if (lives) continue;
       const std::size_t file = pool.DeskOf(worker).file;
+      const double seconds = pool.SecondsAt(worker);
       const std::string end = pool.Replace(worker);
       if (file == kNoFile || file < reported || waiting.contains(file)) continue;
-      waiting[file] =
-          died(file, is_late ? "took more than " + std::to_string(limit.count()) + " s" : end);
+      waiting[file] = died(file,
+                           is_late ? "took more than " + std::to_string(limit.count()) +
+                                         " s; a larger --timeout gives it longer"
+                                   : end + "; leave the file out, and send it to the makers",
+                           seconds);
     }
     const std::size_t before = reported;
     for (auto first = waiting.begin(); first != waiting.end() && first->first == reported;

@@ -56,6 +56,7 @@ int main(int count, char** arguments) {
   try {
     return Run(count, arguments);
   } catch (const std::exception& exception) {
-    return SayFailure({kFailed, "The command could not be carried out.", exception.what()});
+    return SayFailure({kFailed, "The command could not be carried out.",
+                       ShownName(exception.what()) + "; tell the makers, with the command"});
   }
 }
