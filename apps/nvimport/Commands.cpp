@@ -212,7 +212,7 @@ std::string ShownPart(const ImportSession& session, int rows, int columns) {
   if (rows < session.rows()) part += "rows 1-" + std::to_string(rows);
   if (columns < session.columns())
     part += (part.empty() ? "" : ", ") + ("columns 1-" + std::to_string(columns));
-  return part.empty() ? part : " (shown: " + part + "; --rows and --columns show others)";
+  return part.empty() ? part : " (" + part + " shown)";
 }
 
 void Show(FileTurn& turn, const Settings& settings) {

@@ -55,13 +55,11 @@ struct ListWords {
 
 const ListWords& WordsOf(ItemsQuestion::Kind kind) {
   static constexpr ListWords kWords[] = {
-      {"worksheets", "--sheet ",
-       "which worksheets; --sheet takes numbers, names or all, --merge side or below joins "
-       "several"},
-      {"blocks", "--blocks ", "which blocks; --blocks takes numbers or all"},
-      {"files", "--files ", "which files; --files takes numbers or all"},
-      {"reference series", "--option reference=",
-       "whose x values the others get; --option reference=N takes a number"}};
+      {"worksheets", "--sheet ", "which worksheets: --sheet SHEETS, --merge side|below"},
+      {"blocks", "--blocks ", "which blocks: --blocks BLOCKS"},
+      {"files", "--files ", "which files: --files FILES"},
+      {"reference series",
+       "--option reference=", "whose x values the others get: --option reference=N"}};
   return kWords[static_cast<std::size_t>(kind)];
 }
 
@@ -178,13 +176,12 @@ std::optional<TextImportChoice> TerminalDialogs::ImportText(const TextImportQues
     say_(name_ + ": the delimiter is taken to be " + ShownDelimiter(*choice) +
          " (--delimiter decides otherwise)");
   }
-  Answered(
-      {"delimiter",
-       ShownDelimiter(*choice),
-       source,
-       DelimiterOptions(*choice),
-       {},
-       "what is between fields; --delimiter TEXT says it, --ignore-consecutive makes runs one"});
+  Answered({"delimiter",
+            ShownDelimiter(*choice),
+            source,
+            DelimiterOptions(*choice),
+            {},
+            "what separates fields: --delimiter TEXT, --ignore-consecutive"});
   return choice;
 }
 
@@ -315,7 +312,7 @@ std::optional<RangeChoice> TerminalDialogs::SelectRange(const RangeQuestion& que
             source,
             "--range " + RangeText(*range),
             {points},
-            "which points; --range FIRST,LAST takes numbers from 1, a last one of 0 for the end"});
+            "which points: --range FIRST,LAST"});
   return range;
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "apps/nvimport/CellText.h"
+#include "apps/nvimport/ProgressBar.h"
 
 namespace {
 std::string Decoded(std::string_view bytes, const std::string& encoding = {}) {
@@ -62,6 +63,7 @@ TEST(CellText, NothingThatATerminalActsOnIsShown) {
       {"\u009b1m\u0080\u00a0é", "\\x9b1m\\x80\u00a0é"},
       {"", "\"\""},
       {"\x9b\xff", "›ÿ"},
+      {"a\u202eb\u2066\u2029", R"(a\u202eb\u2066\u2029)"},
   };
   for (const auto& c : kCases) EXPECT_EQ(ShownName(c.text), c.shown);
   EXPECT_EQ(EscapeControls({"a\0b", 3}), "a\\x00b");
@@ -78,4 +80,26 @@ TEST(CellText, CutsToColumnsOfTheTerminal) {
       {"abc", 1, "…"},     {"表表", 2, "…"},
   };
   for (const auto& c : kCases) EXPECT_EQ(CutToWidth(c.text, c.width), c.cut) << c.text;
+}
+
+TEST(CellText, ProgressSaysHowFarHowFastAndHowLong) {
+  const struct {
+    const char* unit;
+    std::uint64_t position;
+    std::uint64_t size;
+    double seconds;
+    std::size_t width;
+    const char* text;
+  } kCases[] = {
+      {"bytes", 24'000'000, 96'000'000, 2, 80, "reading a.txt 25 %, 12 MB/s, 6 s left"},
+      {"bytes", 1'000'000, 400'000'000, 1, 80, "reading a.txt 0 %, 1.0 MB/s, 6 min 39 s left"},
+      {"files", 1, 10'001, 1, 80, "reading a.txt 0 %, 1.0 files/s, 2 h 46 min left"},
+      {"rows", 500, 0, 2, 80, "reading a.txt, 250 rows/s"},
+      {"bytes", 0, 100, 0, 80, "reading a.txt 0 %"},
+      {"bytes", 300, 200, 1, 80, "reading a.txt 100 %, 0.0 MB/s, 0 s left"},
+      {"bytes", 24'000'000, 96'000'000, 2, 30, "readi… 25 %, 12 MB/s, 6 s left"},
+  };
+  for (const auto& c : kCases)
+    EXPECT_EQ(ProgressText("reading a.txt", c.unit, c.position, c.size, c.seconds, c.width),
+              c.text);
 }

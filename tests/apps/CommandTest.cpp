@@ -163,6 +163,53 @@ std::string TextWithNul() {
   return text + std::string("cut;he\0re\n", 10);
 }
 
+nlohmann::json SchemaOf(const std::string& name) {
+  return nlohmann::json::parse(Contents(NVIMPORT_TEST_SCHEMAS "/" + name + ".json"));
+}
+
+// Where `value` is not as `schema` (a part of `root`) says, empty where it is. What the schema does
+// not name is no fit, so that it is kept complete.
+std::string Misfit(const nlohmann::json& root, const nlohmann::json& value,
+                   const nlohmann::json* schema = nullptr, const std::string& path = "") {
+  const nlohmann::json& s = schema != nullptr ? *schema : root;
+  if (s.contains("$ref"))
+    return Misfit(root, value,
+                  &root.at(nlohmann::json::json_pointer(s["$ref"].get<std::string>().substr(1))),
+                  path);
+  if (s.contains("anyOf")) {
+    std::string misfits;
+    for (const auto& one : s["anyOf"]) {
+      const std::string misfit = Misfit(root, value, &one, path);
+      if (misfit.empty()) return "";
+      misfits += misfit + " or ";
+    }
+    return misfits;
+  }
+  if (s.contains("const") && value != s["const"]) return path + " is " + value.dump();
+  if (s.contains("enum") && std::ranges::count(s["enum"], value) == 0)
+    return path + " is " + value.dump();
+  if (s.contains("type")) {
+    std::string type = value.type_name();
+    if (value.is_number_integer() && s["type"].dump().find("integer") != std::string::npos)
+      type = "integer";
+    if (s["type"].dump().find("\"" + type + "\"") == std::string::npos) return path + " is " + type;
+  }
+  if (value.is_object()) {
+    for (const auto& name : s["required"])
+      if (!value.contains(name.get<std::string>())) return path + " lacks " + name.dump();
+    for (const auto& [name, member] : value.items()) {
+      if (!s["properties"].contains(name)) return path + " has " + name;
+      if (auto misfit = Misfit(root, member, &s["properties"][name], path + "/" + name);
+          !misfit.empty())
+        return misfit;
+    }
+  }
+  if (value.is_array())
+    for (const auto& item : value)
+      if (auto misfit = Misfit(root, item, &s["items"], path + "/"); !misfit.empty()) return misfit;
+  return "";
+}
+
 constexpr const char* kCutNote =
     "1 line holds a NUL byte, and what follows it there was not delivered";
 constexpr const char* kNotWritten = "File could not be written.";
@@ -246,7 +293,9 @@ TEST(Command, ReadsStandardInput) {
        {2, "",
         TwoLines("\"../x.txt\" is no plain file name.", "--stdin-name takes one without folders")}},
       {"convert - --files-from - --outdir o",
-       {2, "", TwoLines("Standard input can be read only once.", "- stands for it")}},
+       {2, "",
+        TwoLines("Standard input can be read only once.",
+                 "give - once, as FILE or as the list of --files-from")}},
   };
   for (const auto& c : kCases) EXPECT_EQ(desk.Run(c.line, {.input = "a;b\n"}), c.ran);
   EXPECT_EQ(desk.Listing(), "");
@@ -275,46 +324,56 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
     const char* text;
     const char* advice;
   } kCases[] = {
-      {"convert missing.txt -o x.csv", 1, no_open, "missing.txt: no such file or directory"},
-      {"show a\x1b[2J\n.txt", 1, no_open, "a\\x1b[2J\\x0a.txt: no such file or directory"},
-      {"convert folder -o x.csv", 1, no_folder, "folder: it is a folder"},
-      {"convert folder --format 17 -o x.csv", 1, no_folder, "folder: it is a folder"},
+      {"convert missing.txt -o x.csv", 1, no_open,
+       "missing.txt: no such file or directory; check the name"},
+      {"show a\x1b[2J\n.txt", 1, no_open,
+       "a\\x1b[2J\\x0a.txt: no such file or directory; check the name"},
+      {"convert folder -o x.csv", 1, no_folder, "folder: it is a folder; name the files in it"},
+      {"convert folder --format 17 -o x.csv", 1, no_folder,
+       "folder: it is a folder; name the files in it"},
       {"detect pipe", 1, no_open,
        "pipe: it is a pipe; read it through standard input, with - as the file"},
       {"convert pipe -o x.csv", 1, no_open,
        "pipe: it is a pipe; read it through standard input, with - as the file"},
-      {"info /dev/null", 1, no_open, "/dev/null: it is not a regular file"},
+      {"info /dev/null", 1, no_open,
+       "/dev/null: it is not a regular file; copy its data into one, or give - and send it to "
+       "standard input"},
       {"convert  -o x.csv", 1, no_open, "\"\": a file needs a name"},
       {"convert binary.txt --format 17 -o x.csv", 1,
        "The file could not be opened. This file appears to be a binary file and cannot be "
        "imported. "
        "Only ordinary text (ASCII) files can be imported.",
-       "binary.txt: taken for \"Text File\", as --format says"},
+       "binary.txt: taken for \"Text File\", as --format says; without it the format is detected"},
       {"validate empty.txt --format 17 --quiet", 1,
        "The selected file does not contain any data. Import will be aborted.",
-       "empty.txt: taken for \"Text File\", as --format says"},
+       "empty.txt: taken for \"Text File\", as --format says; without it the format is detected; "
+       "it "
+       "looks like an empty file: copy it once more from where it came from"},
       {"convert in.txt binary.txt --together -o x.csv", 1,
        "Text File can only be imported one at a time. Import will be aborted.",
        "in.txt and 1 more: taken for \"Text File\"; --format NAME takes another format, \"nvimport "
        "detect FILE\" shows what the formats say"},
       {"convert in.txt binary.txt --together --format txt -o x.csv", 1,
        "Text File can only be imported one at a time. Import will be aborted.",
-       "in.txt and 1 more: taken for \"Text File\", as --format says"},
+       "in.txt and 1 more: taken for \"Text File\", as --format says; without it the format is "
+       "detected"},
       {"convert in.txt -o out.csv", 1, kNotWritten,
        "out.csv: it exists already; --force replaces it"},
       {"convert in.txt -o no\n/x.csv", 1, kNotWritten,
-       "no\\x0a/x.csv: the folder no\\x0a: no such file or directory"},
+       "no\\x0a/x.csv: the folder no\\x0a: no such file or directory; check the name"},
       {"convert in.txt -o folder --to csv", 1, kNotWritten,
        "folder: it is a folder; --outdir writes into one"},
       {"convert in.txt -o /dev/full --to csv --quiet", 1, kNotWritten,
-       "/dev/full: No space left on device"},
+       "/dev/full: No space left on device; make room, or write elsewhere"},
       {"convert in.txt -o /dev/full --to txt --quiet", 1,
        "File could not be written. No space left on device",
        "/dev/full: written as \"Text File\"; --to NAME takes another format"},
       {"convert in.txt --outdir in.txt/x", 1, "The output folder could not be made.",
-       "in.txt/x: not a directory"},
-      {"convert --files-from missing -o x.csv", 1, no_list, "missing: no such file or directory"},
-      {"convert --files-from folder -o x.csv", 1, no_list, "folder: is a directory"},
+       "in.txt/x: not a directory; a part of the name is a file, no folder"},
+      {"convert --files-from missing -o x.csv", 1, no_list,
+       "missing: no such file or directory; check the name"},
+      {"convert --files-from folder -o x.csv", 1, no_list,
+       "folder: is a directory; name a file in it"},
       {"convert in.txt -o x.zzz", 2, "\"zzz\" is no format that can be written.", formats_written},
       {"convert in.txt -o x.foo", 2, R"("foo" is no format that can be written.)", formats_written},
       {"zork in.txt", 2, R"(There is no command "zork".)", "nvimport --help lists them"},
@@ -338,7 +397,7 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
       {"convert in.txt --range 5,2 -o x.csv", 2, "\"5,2\" is no range.",
        "--range takes FIRST,LAST, points from 1, a last one of 0 for the end"},
       {"convert in.txt -o x.csv --outdir y", 2, "-o and --outdir exclude each other.",
-       "-o names one output"},
+       "-o names one output, --outdir a folder for many; leave one of them out"},
       {"show in.txt --rows 0", 2, "--rows: Value 0 not in range 1 to 1000000", help},
       {"formats a\x1b\n", 2, "The following argument was not expected: a\\x1b\\x0a", help},
   };
@@ -354,13 +413,88 @@ TEST(Command, AnUncertainFormatNamesTheCandidates) {
   desk.Put("plain", "a;b\n");
   const Ran ran = desk.Run("convert plain -o x.csv");
   EXPECT_EQ(ran.exit_code, 3);
-  EXPECT_TRUE(ran.errors.starts_with(
-      "nvimport: The format is not certain.\n  plain: --format NAME chooses among: "));
+  EXPECT_TRUE(
+      ran.errors.starts_with("nvimport: The format is not certain.\n  plain: it looks like plain "
+                             "text: --format text reads "
+                             "it; --format NAME chooses among: "));
   EXPECT_NE(ran.errors.find(", Text File"), std::string::npos);
   EXPECT_EQ(std::ranges::count(ran.errors, '\n'), 2);
   EXPECT_EQ(desk.Run("detect plain").exit_code, 3);
   EXPECT_EQ(desk.Listing(), "plain");
   EXPECT_EQ(desk.Run("convert plain -o - --format TXT --quiet"), (Ran{0, "a,b\n", ""}));
+}
+
+// A workbook whose only stream is called as in an encrypted package.
+std::string EncryptedPackage() {
+  std::string bytes = Contents(NVIMPORT_TEST_SAMPLES "/ovens.xls");
+  const std::string entry("W\0o\0r\0k\0b\0o\0o\0k\0", 16);
+  const std::string name("E\0n\0c\0r\0y\0p\0t\0e\0d\0P\0a\0c\0k\0a\0g\0e\0\0\0", 34);
+  constexpr std::size_t kNameSize = 64;  // where an entry has it
+  const std::size_t at = bytes.find(entry);
+  bytes.replace(at, name.size(), name);
+  bytes[at + kNameSize] = static_cast<char>(name.size());
+  return bytes;
+}
+
+TEST(Command, NamesTheKindsThatNoFormatReads) {
+  const std::string zip("PK\3\4\24\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 30);
+  const struct {
+    const char* name;
+    std::string bytes;
+    const char* kind;
+  } kCases[] = {
+      {"a.xls", EncryptedPackage(), "an encrypted Office package"},
+      {"b.xls", " <!DOCTYPE HTML><html>", "an HTML page"},
+      {"c.xls", "\xef\xbb\xbf<?xml version='1.0'?><Data/>", "an XML document"},
+      {"d.xls", "Run\t1\n", "plain text under the name of another kind"},
+      {"e.spc", std::string(600, '\7'), "another maker's \".spc\""},
+      {"f.spc", Contents(NVIMPORT_TEST_SAMPLES "/ovens.xls"), "another maker's \".spc\""},
+      {"g.pdf", "%PDF-1.7\n", "a PDF document"},
+      {"h", zip + "readme.txt", "a ZIP archive"},
+      {"i", zip + "mimetypeapplication/vnd.oasis.opendocument.spreadsheet",
+       "an OpenDocument spreadsheet"},
+      {"j", zip + "xl/workbook.xml", "an Excel 2007 workbook (.xlsx)"},
+      {"k.txt", "\xff\xfe"s + "a\0;\0"s, "text in UTF-16"},
+      {"l.mat", std::string(512, '\0') + "\x89HDF\r\n\x1a\n", "a MATLAB 7.3 file"},
+      {"m.dat", std::string(100, '\0'), "nothing but zero bytes"},
+      {"n.txt", "", "an empty file"},
+  };
+  const Desk desk;
+  for (const auto& c : kCases) {
+    desk.Put(c.name, c.bytes);
+    const std::string said = desk.Run(std::string("detect ") + c.name).out;
+    EXPECT_NE(said.find("\n  looks like: "s + c.kind + "; "), std::string::npos) << c.name << said;
+    const Ran shown = desk.Run(std::string("show --quiet ") + c.name);
+    EXPECT_NE(shown.exit_code, 0);
+    EXPECT_NE(shown.errors.find("it looks like "s + c.kind + ": "), std::string::npos)
+        << c.name << shown.errors;
+  }
+}
+
+TEST(Command, SaysWhyAFormatIsTaken) {
+  const Desk desk;
+  const struct {
+    const char* name;
+    const char* sample;
+    const char* why;
+  } kCases[] = {
+      {"a.dat", "tablets.dat", "it alone is certain of the file"},
+      {"a.spc", "barley.spc",
+       "9 formats could be right, none is certain, and it alone has the extension \".spc\""},
+      {"a.xyz", "barley.spc",
+       "9 formats could be right, none is certain, and none of them has the extension \".xyz\""},
+      {"a", "barley.spc",
+       "9 formats could be right, none is certain, and the name has no extension"},
+      {"b.dat", "reactor.txt",
+       "11 formats could be right, none is certain, and 2 of them have the extension \".dat\""},
+  };
+  for (const auto& c : kCases) {
+    desk.Put(c.name, Contents(std::string(NVIMPORT_TEST_SAMPLES "/") + c.sample));
+    const std::string said = desk.Run(std::string("detect ") + c.name).out;
+    EXPECT_NE(said.find("\n  why: "s + c.why + "\n"), std::string::npos) << said;
+    // Text is text whoever takes it; the others are nothing that would be recognised.
+    EXPECT_EQ(said.find("looks like") != said.npos, c.sample == "reactor.txt"s) << said;
+  }
 }
 
 TEST(Command, FullAndClosedOutputs) {
@@ -372,12 +506,18 @@ TEST(Command, FullAndClosedOutputs) {
   for (const std::string line : {"convert in.txt -o -", "convert in.txt -o - --to txt",
                                  "show in.txt", "info in.txt", "validate in.txt --json"})
     EXPECT_EQ(desk.Run(line + " --quiet", {.out = full}),
-              (Ran{1, "", TwoLines(kNotWritten, "standard output: No space left on device")}))
+              (Ran{1, "",
+                   TwoLines(kNotWritten,
+                            "standard output: No space left on device; make room, or write "
+                            "elsewhere")}))
         << line;
   ::close(full);
 
   EXPECT_EQ(desk.Run("convert big.txt -o x.csv --quiet", {.largest_file = 50000}),
-            (Ran{1, "", TwoLines(kNotWritten, "x.csv: File too large")}));
+            (Ran{1, "",
+                 TwoLines(kNotWritten,
+                          "x.csv: File too large; a limit (ulimit -f) is in the way, or the disk's "
+                          "own")}));
   EXPECT_EQ(desk.Run("convert big.txt -o x.txt --quiet", {.largest_file = 50000}),
             (Ran{1, "",
                  TwoLines("File could not be written. File too large",
@@ -385,7 +525,9 @@ TEST(Command, FullAndClosedOutputs) {
   EXPECT_EQ(
       desk.Run("validate -", {.input = big, .largest_file = 50000}),
       (Ran{1, "",
-           TwoLines("Standard input can't be stored for reading.", "in ../tmp: file too large")}));
+           TwoLines("Standard input can't be stored for reading.",
+                    "in ../tmp: file too large; a limit (ulimit -f) is in the way, or the disk's "
+                    "own")}));
 
   int pipe[2];
   ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
@@ -465,7 +607,7 @@ TEST(Command, SeveralFiles) {
     all_good += ok;
   }
   const std::string missing =
-      TwoLines("The file could not be opened.", "7.txt: no such file or directory");
+      TwoLines("The file could not be opened.", "7.txt: no such file or directory; check the name");
   for (const std::string jobs : {" --jobs 1", " --jobs 2", " --jobs 40"}) {
     const std::string line = "validate --delimiter ;" + files + jobs;
     EXPECT_EQ(desk.Run(line),
@@ -501,10 +643,13 @@ TEST(Command, ABadFileOfABatchCostsItselfAlone) {
     list += name + "\n";
     if (what != "missing"s) desk.Put(name, "");
     const std::pair<const char*, const char*> kReasons[] = {
-        {"hang", "the worker that read it took more than 2 s"},
-        {"crash", "the worker that read it ended by signal 11"},
-        {"leave", "the worker that read it ended by exit 0"},
-        {"missing", "no such file or directory"}};
+        {"hang", "the worker that read it took more than 2 s; a larger --timeout gives it longer"},
+        {"crash",
+         "the worker that read it ended by signal 11; leave the file out, and send it to the "
+         "makers"},
+        {"leave",
+         "the worker that read it ended by exit 0; leave the file out, and send it to the makers"},
+        {"missing", "no such file or directory; check the name"}};
     for (const auto& [kind, reason] : kReasons)
       if (std::string_view(what) == kind) errors += "  " + name + ": " + reason + "\n";
   }
@@ -574,7 +719,10 @@ TEST(Command, WithoutATerminalAnswersAsAUserWouldAndSaysSo) {
       {"range\n", " --range 7201,0", {0, "7201 to 0\n", ""}},
       {"range\n",
        " --range 1,7202",
-       {1, "", TwoLines("The range 1,7202 is not within the points.", "x.ask: " + points)}},
+       {1, "",
+        TwoLines(
+            "The range 1,7202 is not within the points.",
+            "x.ask: " + points + "; --range takes numbers from 1, a last one of 0 for the end")}},
       {"files\n",
        "",
        {1, "", TwoLines("Please select the things.", "x.ask: --files N,N..." + choices)}},
@@ -600,7 +748,9 @@ TEST(Command, AsksInATerminal) {
       "  1  Merge side by side\n  2  Merge above and below\nNumber (Enter takes 2, q cancels): ";
   const std::string range = "Select Range\nx.ask: 7201 points, x from 4000 to 400, spacing -0.5\n";
   const std::string points = "First and last point, such as 10,200 (Enter takes all, q cancels): ";
-  const std::string cancelled = TwoLines("The import was cancelled.", "x.ask: nothing was read");
+  const std::string cancelled = TwoLines(
+      "The import was cancelled.",
+      "x.ask: nothing was read; \"nvimport info FILE\" shows the options that answer beforehand");
   const struct {
     const char* file;
     const char* answers;
@@ -674,18 +824,83 @@ TEST(Command, SeveralOutputs) {
   desk.Put("b/x.txt", "3;4\n");
   desk.Put("[1,2]", "5;6\n");
   for (const std::string jobs : {" --jobs 1", " --jobs 2"}) {
-    EXPECT_EQ(desk.Run("convert a/x.txt b/x.txt missing.txt [1,2] --outdir new/out --to tsv "
-                       "--format 17 --delimiter ; --keep-going --force" +
-                       jobs),
-              (Ran{1, "",
-                   TwoLines(kNotWritten, "b/x.txt: another file goes into new/out/x.tsv already") +
-                       TwoLines("The file could not be opened.",
-                                "missing.txt: no such file or directory") +
-                       "4 files: 2 done, 2 failed\n"}));
+    EXPECT_EQ(
+        desk.Run("convert a/x.txt b/x.txt missing.txt [1,2] --outdir new/out --to tsv "
+                 "--format 17 --delimiter ; --keep-going --force" +
+                 jobs),
+        (Ran{1, "",
+             TwoLines(kNotWritten,
+                      "b/x.txt: another file goes into new/out/x.tsv already; another --outdir "
+                      "takes it") +
+                 TwoLines("The file could not be opened.",
+                          "missing.txt: no such file or directory; check the name") +
+                 "4 files: 2 done, 2 failed\n"}));
     EXPECT_EQ(desk.Listing(),
               "[1,2] a a/x.txt b b/x.txt new new/out new/out/[1,2].tsv new/out/x.tsv");
     EXPECT_EQ(desk.Get("new/out/x.tsv") + desk.Get("new/out/[1,2].tsv"), "1\t2\n5\t6\n");
   }
+}
+
+TEST(Command, ReportsWhatBecameOfEachFile) {
+  const Desk desk;
+  desk.Put("cut.txt", TextWithNul());
+  desk.Put("good.txt", "a;b\n");
+  desk.Put("bad.tst", "");
+  desk.Put("2crash.tst", "");
+  const Streams streams{.plug_ins = NVIMPORT_TEST_PLUGINS "/fault-by-name"};
+  const std::string line = "convert cut.txt missing.txt good.txt --outdir out --quiet --report r";
+  const struct {
+    std::string line;
+    const char* statuses;
+  } kCases[] = {
+      {line, "done 0 failed 1 not tried null | 1 1 1"},
+      {line + " --keep-going --force", "done 0 failed 1 done 0 | 2 1 0"},
+      {line + " --keep-going --force --jobs 2 --strict", "failed 4 failed 1 done 0 | 1 2 0"},
+      {"convert 2crash.tst good.txt --outdir out --force --jobs 2 --keep-going --quiet --report r",
+       "failed 1 done 0 | 1 1 0"},
+  };
+  for (const auto& c : kCases) {
+    desk.Run(c.line, streams);
+    const auto report = nlohmann::json::parse(desk.Get("r"), nullptr, false);
+    EXPECT_EQ(Misfit(SchemaOf("report"), report), "") << c.line;
+    std::string statuses;
+    for (const auto& entry : report["files"])
+      statuses += entry["status"].get<std::string>() + " " + entry["exit_code"].dump() + " ";
+    const auto& totals = report["totals"];
+    EXPECT_EQ(statuses + "| " + totals["done"].dump() + " " + totals["failed"].dump() + " " +
+                  totals["not_tried"].dump(),
+              c.statuses)
+        << c.line;
+  }
+  desk.Run(line + " --keep-going --force");
+  auto entries = nlohmann::json::parse(desk.Get("r"))["files"];
+  for (auto& entry : entries) EXPECT_GE(std::exchange(entry["seconds"], 0), 0);
+  EXPECT_EQ(entries, nlohmann::json::parse(R"([
+      {"input": "cut.txt", "output": "out/cut.csv", "status": "done", "exit_code": 0, "seconds": 0,
+       "format": {"index": 17, "name": "Text File"}, "rows": 4001, "columns": 2, "text": null,
+       "advice": null, "warnings": [], "notes":
+         ["1 line holds a NUL byte, and what follows it there was not delivered"]},
+      {"input": "missing.txt", "output": "out/missing.csv", "status": "failed", "exit_code": 1,
+       "seconds": 0, "format": null, "rows": null, "columns": null,
+       "text": "The file could not be opened.",
+       "advice": "missing.txt: no such file or directory; check the name",
+       "warnings": [], "notes": []},
+      {"input": "good.txt", "output": "out/good.csv", "status": "done", "exit_code": 0,
+       "seconds": 0, "format": {"index": 17, "name": "Text File"}, "rows": 1, "columns": 2,
+       "text": null, "advice": null, "warnings": [], "notes": []}])"));
+
+  const std::string before = desk.Listing();
+  EXPECT_EQ(desk.Run("convert good.txt --outdir out --quiet --report r"),
+            (Ran{1, "", TwoLines(kNotWritten, "r: it exists already; --force replaces it")}));
+  EXPECT_EQ(
+      desk.Run("convert good.txt --outdir out --force --report ./out/good.csv"),
+      (Ran{2, "",
+           TwoLines("The report can't go where an output goes.", "--report takes another name")}));
+  EXPECT_EQ(desk.Run("convert good.txt --outdir out --force --quiet --report /dev/full"),
+            (Ran{1, "",
+                 TwoLines(kNotWritten,
+                          "/dev/full: No space left on device; make room, or write elsewhere")}));
+  EXPECT_EQ(desk.Listing(), before);
 }
 
 TEST(Command, NotesAndWhatTheyCost) {
@@ -702,7 +917,8 @@ TEST(Command, NotesAndWhatTheyCost) {
   EXPECT_EQ(desk.Run("show cut.txt --rows 9999 --quiet").errors, note);
   const std::string info =
       "cut.txt\n  format     Text File (17)\n  rows       4001\n  columns    2\n"
-      "  delimiter  semicolon (guessed; --delimiter semicolon)\n";
+      "  delimiter  semicolon (guessed; --delimiter semicolon)\n"
+      "             asks what separates fields: --delimiter TEXT, --ignore-consecutive\n";
   EXPECT_EQ(desk.Run("info cut.txt --strict"), (Ran{0, info, ""}));
   EXPECT_EQ(desk.Run("info cut.txt --strict --notes"),
             (Ran{4, info + "  note       " + kCutNote + "\n", ""}));
@@ -787,17 +1003,46 @@ TEST(Command, AnswersInJson) {
   same(answer("info cut.txt --notes", "files"),
        R"([{"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rows": 4001,
             "columns": 2, "choices": [{"name": "delimiter", "answer": "semicolon",
-            "source": "guessed", "option": "--delimiter semicolon", "entries": []}], "warnings": [], "notes":
+            "source": "guessed", "option": "--delimiter semicolon", "asks": "what separates fields: --delimiter TEXT, --ignore-consecutive",
+            "entries": []}], "options": [], "warnings": [], "notes":
             ["1 line holds a NUL byte, and what follows it there was not delivered"]}])");
   same(answer("validate missing.txt cut.txt --keep-going", "files"),
        R"([{"file": "missing.txt", "error": "The file could not be opened.",
-            "advice": "missing.txt: no such file or directory"},
+            "advice": "missing.txt: no such file or directory; check the name"},
            {"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rows": 4001,
             "columns": 2, "ok": true, "warnings": [], "notes":
             ["1 line holds a NUL byte, and what follows it there was not delivered"]}])");
   same(answer("show a\"\xe9\n.txt --delimiter ;", "files"),
        R"([{"file": "a\"é\\x0a.txt", "format": {"index": 17, "name": "Text File"}, "rows": 2,
             "columns": 3, "head": [["é", 1.5, "\""], ["", "x", null]]}])");
+}
+
+TEST(Command, AnswersAsTheSchemasSay) {
+  const Desk desk;
+  std::string files;
+  for (const char* name : {"ovens.xls", "barley.spc", "tanks.wk1", "wheat.txt"}) {
+    desk.Put(name, Contents(std::string(NVIMPORT_TEST_SAMPLES "/") + name));
+    files += " "s + name;
+  }
+  desk.Put("page.pdf", "%PDF-1.7\n");
+  const std::string all = files + " page.pdf missing --keep-going";
+  const struct {
+    const char* schema;
+    std::string line;
+  } kCases[] = {
+      {"formats", "formats"},
+      {"detect", "detect" + all},
+      {"info", "info" + all},
+      {"info", "info --notes" + all},
+      {"show", "show" + files},
+      {"validate", "validate" + all},
+      {"check-plugin", "check-plugin " NVIMPORT_TEST_PLUGINS "/question/plugin.so"},
+  };
+  for (const auto& c : kCases) {
+    const std::string answer = desk.Run(c.line + " --json").out;
+    EXPECT_EQ(Misfit(SchemaOf(c.schema), nlohmann::json::parse(answer, nullptr, false)), "")
+        << c.line;
+  }
 }
 
 TEST(Command, ShowsTheHeadOfTheSheet) {
@@ -810,9 +1055,17 @@ TEST(Command, ShowsTheHeadOfTheSheet) {
             "1  abcdefghijklmnopqrstuvw…  a\\x1b[0m  c3  c4  c5  c6  c7  c8  c9  c10  c11\n"
             "2                     -1.50  .         .   .   .   .   .   .   .   .    .\n"
             "3                        12  café      .   .   .   .   .   .   .   .    .\n"
-            "4 rows x 40 columns, Text File\n");
+            "4 rows x 40 columns, Text File (rows 1-3, columns 1-11 shown)\n");
   EXPECT_EQ(desk.Run("show in.txt --quiet --rows 1 --columns 2").out,
             "   1                         2\n"
             "1  abcdefghijklmnopqrstuvw…  a\\x1b[0m\n"
-            "4 rows x 40 columns, Text File\n");
+            "4 rows x 40 columns, Text File (rows 1-1, columns 1-2 shown)\n");
+  // Wide characters, marks above others, and one that would turn the rest of the line round.
+  desk.Put("in.txt", "表表表表表表表表表表表表表;1\nกำ่;2\n‮gnp;3\n");
+  EXPECT_EQ(desk.Run("show in.txt --quiet").out,
+            "   1                         2\n"
+            "1  表表表表表表表表表表表…   1\n"
+            "2  กำ่                        2\n"
+            "3  \\u202egnp                 3\n"
+            "3 rows x 2 columns, Text File\n");
 }
