@@ -5,7 +5,7 @@
 std::optional<Failure> BatchReport::Begin() {
   if (auto failure = target_.Check()) return failure;
   if (auto failure = target_.Begin(stream_)) return failure;
-  Write("{\"version\": 1, \"files\": [");
+  Write(R"({"version": 1, "files": [)");
   return std::nullopt;
 }
 

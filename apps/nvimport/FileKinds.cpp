@@ -40,7 +40,7 @@ constexpr Signature kSignatures[] = {
      30},
     {"mimetypeapplication/vnd.oasis.opendocument"sv, {"an OpenDocument file", kExport}, 30},
     {"%PDF-"sv, {"a PDF document", "it holds pages, no cells; ask for the table as CSV"}},
-    {"{\\rtf"sv, {"an RTF document", "save its table as plain text"}},
+    {R"({\rtf)"sv, {"an RTF document", "save its table as plain text"}},
     {"\x1f\x8b"sv, {"a gzip archive", "gunzip unpacks it"}},
     {"BZh"sv, {"a bzip2 archive", "bunzip2 unpacks it"}},
     {"\xfd"

@@ -158,7 +158,7 @@ std::optional<Failure> FileRun::Prepare() {
         std::pair(plan_.conversion.encoder.ok(), &settings_.output_encoding)})
     if (!ok)
       return WrongUsage("\"" + ShownName(*name) + "\" is no encoding that texts can have here.",
-                        "it must be one that iconv knows and that holds ASCII as it is");
+                        "it must be one that \"iconv -l\" lists and that holds ASCII as it is");
   if (auto failure = TakeOptions()) return failure;
   return TakeFiles();
 }

@@ -148,7 +148,9 @@ Failure ImportSession::Because(const std::string& text) const {
   else
     failure.advice +=
         "; --format NAME takes another format, \"nvimport detect FILE\" shows what the formats say";
-  if (!settings_.options.empty()) failure.advice += "; --option gave " + settings_.options;
+  if (!settings_.options.empty())
+    failure.advice +=
+        "; --option gave " + settings_.options + ", \"nvimport info FILE\" shows what there is";
   const auto kind = RecogniseKind(input_.path);
   if (kind && std::string_view(kind->format) != format_name())
     failure.advice += "; " + kind->Words();

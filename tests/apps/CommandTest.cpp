@@ -381,7 +381,7 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
        "\"nvimport formats\" lists them"},
       {"convert in.txt -o x.csv --encoding utf-16", 2,
        "\"utf-16\" is no encoding that texts can have here.",
-       "it must be one that iconv knows and that holds ASCII as it is"},
+       "it must be one that \"iconv -l\" lists and that holds ASCII as it is"},
       {"convert in.txt -o x.csv --option zork", 2, "\"zork\" is no option of an import.",
        "--option takes KEY=VALUE"},
       {"convert in.txt", 2, "There is no output.",

@@ -42,6 +42,7 @@ std::vector<std::string> Names(const std::vector<OptionPage>& options) {
 
 std::vector<std::string> Names(const std::vector<CommandPage>& commands) {
   std::vector<std::string> names;
+  names.reserve(commands.size());
   for (const CommandPage& command : commands) names.push_back(command.name);
   return names;
 }
