@@ -5,7 +5,7 @@ run_packages="g++ cmake ninja-build libcli11-dev nlohmann-json3-dev"
 test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib pkg-config
   libgsf-1-dev"
 ci_packages="$test_packages clang clang-format clang-tidy cppcheck doxygen dpkg-dev
-  libclang-rt-14-dev lintian python3 valgrind"
+  fish groff-base libclang-rt-14-dev lintian python3 valgrind zsh"
 
 # Installs those of the packages named that are missing; says nothing when there are none.
 need_packages() {
