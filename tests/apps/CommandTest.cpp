@@ -1061,7 +1061,7 @@ TEST(Command, ShowsTheHeadOfTheSheet) {
             "1  abcdefghijklmnopqrstuvw…  a\\x1b[0m\n"
             "4 rows x 40 columns, Text File (rows 1-1, columns 1-2 shown)\n");
   // Wide characters, marks above others, and one that would turn the rest of the line round.
-  desk.Put("in.txt", "表表表表表表表表表表表表表;1\nกำ่;2\n‮gnp;3\n");
+  desk.Put("in.txt", "表表表表表表表表表表表表表;1\nกำ่;2\n\u202egnp;3\n");
   EXPECT_EQ(desk.Run("show in.txt --quiet").out,
             "   1                         2\n"
             "1  表表表表表表表表表表表…   1\n"
