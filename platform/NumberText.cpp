@@ -77,13 +77,14 @@ unsigned SixDigits(double value, int& power) {
   return digits / 10;
 }
 
-// Two digits of each number below a hundred.
-constexpr std::array<std::array<char, 2>, 100> kPairs = [] {
+constexpr std::array<std::array<char, 2>, 100> TwoDigits() {
   std::array<std::array<char, 2>, 100> pairs{};
   for (std::size_t i = 0; i < pairs.size(); ++i)
     pairs[i] = {static_cast<char>('0' + i / 10), static_cast<char>('0' + i % 10)};
   return pairs;
-}();
+}
+// Of each number below a hundred.
+constexpr auto kPairs = TwoDigits();
 
 // The digits, those behind the point without closing zeros, point and leading zeros as `power`
 // asks. What is copied has a fixed size, some of it beyond the end: that needs no call.

@@ -20,7 +20,7 @@ cd "$root/build/package"
 rm -rf ./*.deb root
 cpack >cpack.log 2>&1 || { cat cpack.log && exit 1; }
 # The packages are not meant for an archive whose bugs they could close.
-lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs,no-manual-page \
+lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs \
   ./*.deb 2>lintian.log || fail "$(cat lintian.log)"
 
 # holds PACKAGE DEPENDS FILES: what it depends on, and its files but headers and what explains them.
