@@ -196,3 +196,41 @@ for row, (name, value) in enumerate([("Oven 1", 0.85), ("Oven 2", 1.1), ("Oven 3
     settings.write(row, 1, value)
 book.save("ovens.xls")
 END
+
+# The log of a spray dryer as TIVON keeps it: a text with TABs, which is a stream of a compound file.
+python3 - <<'END'
+import struct
+
+rows = ["Minute\tInlet\tOutlet\tFeed"]
+for minute in range(0, 31, 3):
+    rows.append("%d\t%.1f\t%.1f\t%s" % (minute, 180 + minute * 7 % 5 / 2, 85 + minute * 3 % 4 / 4,
+                                        "" if minute == 12 else 40 + minute % 7))
+worksheet = ("\r\n".join(rows) + "\r\n").encode()
+
+NONE, END = 0xFFFFFFFF, 0xFFFFFFFE
+small = -(-len(worksheet) // 64)  # sectors of 64 bytes, which short streams lie in
+large = -(-small // 8)
+
+
+def entry(name, kind, child, start, size):
+    encoded = name.encode("utf-16-le")
+    return (encoded.ljust(64, b"\0") + struct.pack("<HBB3I", len(encoded) + 2, kind, 1, NONE, NONE, child) +
+            bytes(36) + struct.pack("<IQ", start, size))
+
+
+def sector(numbers):
+    return struct.pack("<128I", *numbers, *[NONE] * (128 - len(numbers)))
+
+
+chain = [*range(4, 3 + large), END]
+with open("dryer.mip", "wb") as file:
+    file.write(b"\xd0\xcf\x11\xe0\xa1\xb1\x1a\xe1" + bytes(16) +
+               struct.pack("<6H", 0x3E, 3, 0xFFFE, 9, 6, 0) +
+               struct.pack("<10I", 0, 0, 1, 1, 0, 4096, 2, 1, END, 0) + struct.pack("<I", 0) +
+               b"\xff" * 432)
+    file.write(sector([0xFFFFFFFD, END, END, *chain]))
+    file.write(entry("Root Entry", 5, 1, 3, small * 64) + entry("Dryer.dat", 2, NONE, 0, len(worksheet)) +
+               bytes(256))
+    file.write(sector([*range(1, small), END]))
+    file.write(worksheet.ljust(large * 512, b"\0"))
+END
