@@ -132,7 +132,8 @@ std::string FileTurn::Entry(double seconds) const {
     json["rows"] = sheet_->rows;
     json["columns"] = sheet_->columns;
   }
-  return json.dump();
+  // A library's text may be in any encoding.
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 void FileTurn::CountNotes(const ImportSession& session) {
