@@ -1,5 +1,5 @@
 #!/bin/sh
-# Pages.sh NVIMPORT PAGES: every command, option and fixed value of --help stands in the manual page
+# CommandPages.sh NVIMPORT PAGES: every command, option and fixed value of --help stands in the manual page
 # and in each completion, and the tools concerned find no fault in them. Those that are not there are
 # passed over.
 set -eu
