@@ -1,7 +1,7 @@
 # What run, test and .ci/run share: installing what is missing, and building.
 # Sourced by sh with $root set to the project's folder.
 
-run_packages="g++ cmake ninja-build libcli11-dev nlohmann-json3-dev"
+run_packages="g++ cmake make ninja-build libcli11-dev nlohmann-json3-dev"
 test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib pkg-config
   libgsf-1-dev"
 ci_packages="$test_packages clang clang-format clang-tidy cppcheck doxygen dpkg-dev
