@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/Log.h"
+#include "platform/NvApp.h"
 
 namespace {
 
@@ -22,6 +23,12 @@ void Copy(const char* text, char* buffer, unsigned int size) {
   const std::size_t copied = std::min<std::size_t>(std::strlen(text) + 1, size);
   std::memcpy(buffer, text, copied);
   buffer[copied - 1] = '\0';
+}
+
+const StatusText* Find(std::span<const StatusText> texts, int status) {
+  for (const StatusText& entry : texts)
+    if (entry.status == status) return &entry;
+  return nullptr;
 }
 
 }  // namespace
@@ -81,9 +88,19 @@ int SpreadsheetFile::SetSize(std::uint64_t columns, std::uint64_t rows) {
 
 bool SpreadsheetFile::CopyText(std::span<const StatusText> texts, char* buffer,
                                unsigned int size) const {
-  const auto* entry =
-      std::ranges::find_if(texts, [&](const StatusText& t) { return t.status == status_; }).base();
-  if (entry == texts.data() + texts.size()) return false;
-  Copy(entry->text, buffer, size);
+  const StatusText* entry = Find(texts, status_);
+  if (entry != nullptr) Copy(entry->text, buffer, size);
+  return entry != nullptr;
+}
+
+bool SpreadsheetFile::CopyNamingText(std::span<const StatusText> texts, char* buffer,
+                                     unsigned int size) const {
+  const StatusText* entry = Find(texts, status_);
+  if (entry == nullptr) return false;
+  std::string text = entry->text;
+  const std::string name = NvApp::GetName();
+  for (std::size_t at = 0; (at = text.find("%s", at)) != std::string::npos; at += name.size())
+    text.replace(at, 2, name);
+  Copy(text.c_str(), buffer, size);
   return true;
 }

@@ -99,6 +99,8 @@ class NVIMPORT_API SpreadsheetFile {
 
   // Copies the current status's text if it is one of `texts`.
   bool CopyText(std::span<const StatusText> texts, char* buffer, unsigned int size) const;
+  // The same with the name of the host application for each "%s".
+  bool CopyNamingText(std::span<const StatusText> texts, char* buffer, unsigned int size) const;
 
   int num_cols_ = -1;              // -1 while it isn't known, as the rows
   int num_rows_ = -1;              // likewise

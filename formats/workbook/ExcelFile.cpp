@@ -19,14 +19,12 @@
 #include <utility>
 
 #include "formats/workbook/ExcelCells.h"
-#include "framework/SpreadsheetData.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "formats/workbook/SheetExtent.h"
+#include "framework/OptionPairs.h"
 #include "platform/ByteReader.h"
 #include "platform/ByteWriter.h"
 #include "platform/CodePages.h"
-#include "platform/Dialogs.h"
 #include "platform/Log.h"
-#include "platform/NvApp.h"
 #include "platform/Utf16.h"
 #include "platform/Utf8.h"
 
@@ -101,53 +99,6 @@ T Shuffle(const unsigned char* bytes, bool swap) {
   return LoadLittle<T>(ordered);
 }
 
-// Finds the extent of the cells that come.
-class ExtentSink final : public ReadSpreadSheetData {
- public:
-  using ReadSpreadSheetData::Set;
-  void Set(int column, int row, const char*) override { Extend(column, row); }
-  void Set(int column, int row, float) override { Extend(column, row); }
-  void SetDataSize(int, int) override {}
-  int GetNumberOfColumns() override { return columns_; }
-  int GetNumberOfRows() override { return rows_; }
-
- private:
-  void Extend(int column, int row) {
-    columns_ = std::max(columns_, column);
-    rows_ = std::max(rows_, row);
-  }
-
-  int columns_ = 0;
-  int rows_ = 0;
-};
-
-bool IsEmpty(const NvImportOpenOptions* options) {
-  return options != nullptr && options->size == 0 && options->data == nullptr;
-}
-
-// The selection string's form, or nothing at all.
-bool IsSelection(const std::string& text) {
-  if (text.empty()) return true;
-  if (text[0] != '0' && text[0] != '1') return false;
-  char before = '0';
-  for (std::size_t i = 1; i < text.size(); ++i) {
-    const bool is_comma = text[i] == ',';
-    if (!is_comma && (i == 1 || text[i] < '0' || text[i] > '9')) return false;
-    if (is_comma && before == ',') return false;
-    before = text[i];
-  }
-  return before != ',';
-}
-
-std::string StoredChoice(const std::vector<int>& sheets, bool above_and_below) {
-  std::string text;
-  ExcelFile::ConvertSheetVectorToString(sheets, above_and_below, text);
-  ByteWriter writer;
-  writer.WriteBinaryString(text);
-  writer.WriteFourBytes(sheets.size() == 1 ? sheets[0] - 1 : -1);
-  return writer.bytes();
-}
-
 }  // namespace
 
 std::string ExcelWorkbook::TextOf(std::string_view stored) const {
@@ -175,33 +126,19 @@ double ExcelFile::DShuffle(const unsigned char* bytes, bool swap) {
 
 void ExcelFile::ConvertSheetVectorToString(const std::vector<int>& sheets, bool above_and_below,
                                            std::string& text) {
-  text = above_and_below ? "1" : "0";
-  for (const int sheet : sheets) text += "," + std::to_string(sheet);
+  text = SheetSelection{sheets, above_and_below}.Text();
 }
 
 void ExcelFile::ConvertSheetStringToVector(const std::string& text, std::vector<int>& sheets,
                                            bool& above_and_below) {
-  sheets.clear();
-  above_and_below = text.starts_with('1');
-  for (std::size_t at = 2; at < text.size();) {
-    const std::size_t end = std::min(text.find(',', at), text.size());
-    std::int64_t number = 0;
-    for (; at < end; ++at)
-      if (text[at] >= '0' && text[at] <= '9')
-        number = std::min<std::int64_t>(number * 10 + (text[at] - '0'), INT_MAX);
-    sheets.push_back(static_cast<int>(number));
-    at = end + 1;
-  }
+  SheetSelection selection = SheetSelection::FromText(text);
+  sheets = std::move(selection.sheets);
+  above_and_below = selection.above_and_below;
 }
 
 NvImportOpenOptions* ExcelFile::GetImportOptions(const std::vector<int>& sheets,
                                                  bool above_and_below) {
-  const std::string stored = StoredChoice(sheets, above_and_below);
-  std::vector<unsigned char> bytes(stored.begin(), stored.end());
-  const NvImportOpenOptions ours{static_cast<int>(bytes.size()), bytes.data()};
-  auto options = std::make_unique<NvImportOpenOptions>();
-  SpreadsheetOpenOptions::CopyOpenOptions(options.get(), &ours);
-  return options.release();
+  return SheetSelection{sheets, above_and_below}.NewOptions();
 }
 
 int ExcelFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
@@ -247,8 +184,7 @@ void ExcelFile::Close() {
   book_.rules = rules;
   sheets_.assign(1, {});
   extra_sheets_.clear();
-  selection_.assign(1, 0);
-  above_and_below_ = true;
+  selection_ = {{0}};
   sheets_without_dimensions_ = sheets_unread_ = 0;
   options_.clear();
   SpreadsheetFile::Close();
@@ -257,10 +193,10 @@ void ExcelFile::Close() {
 int ExcelFile::OpenSingleSheet(NvImportOpenOptions* options) {
   book_.is_sheet_alone = true;
   if (const int status = IsWorksheet(0, sheets_[0]); status != kGood) return Fail(status);
-  if (IsEmpty(options)) {
+  if (TakesChoices(options)) {
     ByteWriter writer;
     writer.WriteFourBytes(0);
-    StoreBytes(writer.bytes(), options);
+    StoreBytes({writer.bytes().begin(), writer.bytes().end()}, options);
   }
   return kGood;
 }
@@ -279,7 +215,7 @@ int ExcelFile::ReadGlobals() {
   book_.xfs = formats.Xfs(book_.rules.dates_by_lower_case_letters);
   std::ranges::move(extra_sheets_, std::back_inserter(sheets_));
   extra_sheets_.clear();
-  if (sheets_.size() > 1) selection_.assign(1, 1);
+  if (sheets_.size() > 1) selection_.sheets.assign(1, 1);
   return kGood;
 }
 
@@ -413,7 +349,7 @@ int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
 }
 
 void ExcelFile::MeasureSheet(Sheet& sheet) {
-  ExtentSink extent;
+  SheetExtent extent;
   ExcelCells(book_).ReadSheet(sheet.position, &extent, 0, 0);
   sheet.rows = std::max(sheet.rows, static_cast<std::uint32_t>(extent.GetNumberOfRows()));
   sheet.columns = std::max(sheet.columns, static_cast<std::uint32_t>(extent.GetNumberOfColumns()));
@@ -423,59 +359,28 @@ void ExcelFile::MeasureSheet(Sheet& sheet) {
 int ExcelFile::GetSheet(NvImportOpenOptions* options) {
   if (sheets_.size() == 1) return Fail(kNoSheets);
   if (sheets_.size() > 2) {
-    if (options != nullptr && options->size != 0 && options->data != nullptr)
-      return TakeStoredChoice(*options) ? kGood : Fail(kInvalidOptions);
-    if (!AskForSheets()) {
-      book_.stream.reset();
-      return Fail(kCancelled);
+    const bool is_stored = options != nullptr && options->size != 0 && options->data != nullptr;
+    auto selection =
+        is_stored ? SheetSelection::Parse(*options, sheets_.size() - 1, "ExcelFile") : Ask();
+    if (!selection) {
+      if (!is_stored) book_.stream.reset();
+      return Fail(is_stored ? kInvalidOptions : kCancelled);
     }
+    selection_ = *std::move(selection);
   }
-  if (IsEmpty(options)) StoreBytes(StoredChoice(selection_, above_and_below_), options);
+  if (TakesChoices(options)) StoreBytes(selection_.Bytes(), options);
   return kGood;
 }
 
-bool ExcelFile::AskForSheets() {
-  ItemsQuestion question;
-  question.kind = ItemsQuestion::Kind::kWorksheets;
-  question.title = "Select Excel Worksheet";
-  question.prompt =
-      "An Excel workbook consists of multiple worksheets. Please select the worksheet(s) you want "
-      "to import.";
-  question.heading = "Worksheet";
-  question.merge_choices = {"Merge side by side", "Merge above and below"};
-  question.merge = 1;
-  for (std::size_t i = 1; i < sheets_.size(); ++i) {
-    question.items.push_back(sheets_[i].name);
-    question.details.push_back(std::to_string(sheets_[i].rows) + " x " +
-                               std::to_string(sheets_[i].columns));
-  }
-  const auto choice = Dialogs::Current().SelectItems(question);
-  if (!choice) return false;
-  std::vector<int> sheets;
-  for (const std::size_t item : choice->items) sheets.push_back(static_cast<int>(item) + 1);
-  above_and_below_ = choice->merge == 1;
-  return SetCurWorksheet(sheets) == kGood;
+std::optional<SheetSelection> ExcelFile::Ask() const {
+  std::vector<OfferedSheet> offered;
+  for (std::size_t i = 1; i < sheets_.size(); ++i)
+    offered.push_back({sheets_[i].name, sheets_[i].columns, sheets_[i].rows});
+  return SheetSelection::Ask(offered);
 }
 
-bool ExcelFile::TakeStoredChoice(const NvImportOpenOptions& options) {
-  ByteReader reader(
-      std::as_bytes(std::span(options.data, static_cast<std::size_t>(std::max(options.size, 0)))));
-  const std::string text(reader.Text(reader.U32()));
-  const auto single = static_cast<std::int32_t>(reader.U32());
-  std::vector<int> sheets;
-  ConvertSheetStringToVector(text, sheets, above_and_below_);
-  if (single >= 0) sheets.assign(1, std::min(single, INT_MAX - 1) + 1);
-  if (reader.ok() && IsSelection(text) && SetCurWorksheet(sheets) == kGood) return true;
-  Log::WriteMessage("ExcelFile", "Open",
-                    "The " + std::to_string(options.size) +
-                        " bytes of options make no sense: worksheets \"" + text + "\", " +
-                        std::to_string(single) + ".",
-                    Log::kNormal);
-  return false;
-}
-
-void ExcelFile::StoreBytes(const std::string& bytes, NvImportOpenOptions* options) {
-  options_.assign(bytes.begin(), bytes.end());
+void ExcelFile::StoreBytes(std::vector<unsigned char> bytes, NvImportOpenOptions* options) {
+  options_ = std::move(bytes);
   *options = {static_cast<int>(options_.size()), options_.data()};
 }
 
@@ -488,11 +393,9 @@ int ExcelFile::GetWorksheets(std::vector<std::string>& names) const {
 int ExcelFile::SetCurWorksheet(int sheet) { return SetCurWorksheet(std::vector<int>{sheet}); }
 
 int ExcelFile::SetCurWorksheet(const std::vector<int>& sheets) {
-  const auto is_there = [&](int sheet) {
-    return sheet >= 1 && static_cast<std::size_t>(sheet) < sheets_.size();
-  };
-  if (!std::ranges::all_of(sheets, is_there)) return kInvalidOptions;
-  selection_ = sheets;
+  SheetSelection selection{sheets, selection_.above_and_below};
+  if (!selection.IsWithin(sheets_.size() - 1)) return kInvalidOptions;
+  selection_ = std::move(selection);
   size_established_ = false;
   return kGood;
 }
@@ -504,35 +407,31 @@ int ExcelFile::GetNumRows() { return status_ == kGood ? SpreadsheetFile::GetNumR
 int ExcelFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (!book_.stream) return Fail(kWrongMode);
-  // Along the way the sheets are laid out, and across it.
-  std::uint64_t along = 0;
-  std::uint64_t across = 0;
-  for (const int chosen : selection_) {
-    Sheet& sheet = sheets_[static_cast<std::size_t>(chosen)];
-    const bool matters = selection_.size() > 1 || sheet.rows == 0 || sheet.columns == 0;
+  const std::vector<int>& chosen = selection_.sheets;
+  SheetLayout layout(selection_.above_and_below);
+  for (const int number : chosen) {
+    Sheet& sheet = sheets_[static_cast<std::size_t>(number)];
+    const bool matters = chosen.size() > 1 || sheet.rows == 0 || sheet.columns == 0;
     if (matters && !sheet.is_measured && !book_.rules.sizes_as_stated) MeasureSheet(sheet);
-    along += above_and_below_ ? sheet.rows : sheet.columns;
-    across = std::max<std::uint64_t>(across, above_and_below_ ? sheet.columns : sheet.rows);
+    layout.Add(sheet.columns, sheet.rows);
   }
-  if (selection_.size() > 1) {
-    if (book_.rules.size_with_extra_one) ++across;
+  if (chosen.size() > 1) {
+    if (book_.rules.size_with_extra_one) layout.AddExtraOne();
     // A cell may stand up to here beyond its sheet's size.
-    if (along > INT_MAX - 0x10000) return Fail(kNoSize);
+    if (std::max(layout.columns(), layout.rows()) > INT_MAX - 0x10000) return Fail(kNoSize);
   }
-  return above_and_below_ ? SetSize(across, along) : SetSize(along, across);
+  return SetSize(layout.columns(), layout.rows());
 }
 
 int ExcelFile::Read(ReadSpreadSheetData* sink) {
   if (GetNumCols() < 0) return status_;
   ExcelCells cells(book_);
   bool is_read = true;
-  std::uint32_t offset = 0;
-  for (const int chosen : selection_) {
-    const Sheet& sheet = sheets_[static_cast<std::size_t>(chosen)];
-    const int moved = static_cast<int>(offset);
-    is_read = cells.ReadSheet(sheet.position, sink, above_and_below_ ? 0 : moved,
-                              above_and_below_ ? moved : 0);
-    offset += above_and_below_ ? sheet.rows : sheet.columns;
+  SheetLayout layout(selection_.above_and_below);
+  for (const int number : selection_.sheets) {
+    const Sheet& sheet = sheets_[static_cast<std::size_t>(number)];
+    is_read = cells.ReadSheet(sheet.position, sink, layout.column_offset(), layout.row_offset());
+    layout.Add(sheet.columns, sheet.rows);
   }
   cells.WriteNotes();
   Log::WriteCount("ExcelFile", sheets_without_dimensions_,
@@ -545,14 +444,7 @@ int ExcelFile::Read(ReadSpreadSheetData* sink) {
 }
 
 void ExcelFile::GetErrorMessage(char* buffer, unsigned int size) {
-  const auto* const entry = std::ranges::find(kTexts, status_, &StatusText::status);
-  if (entry == std::end(kTexts)) return SpreadsheetFile::GetErrorMessage(buffer, size);
-  std::string text = entry->text;
-  const std::string name = NvApp::GetName();
-  for (std::size_t at = 0; (at = text.find("%s", at)) != std::string::npos; at += name.size())
-    text.replace(at, 2, name);
-  const StatusText named{status_, text.c_str()};
-  CopyText({&named, 1}, buffer, size);
+  if (!CopyNamingText(kTexts, buffer, size)) SpreadsheetFile::GetErrorMessage(buffer, size);
 }
 
 ExcelFileFactory::ExcelFileFactory(const ExcelRules& rules)

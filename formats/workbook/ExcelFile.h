@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "formats/workbook/ExcelFormats.h"
 #include "formats/workbook/ExcelStream.h"
 #include "formats/workbook/ExcelStrings.h"
+#include "formats/workbook/SheetSelection.h"
 #include "framework/SprFileFactory.h"
 #include "framework/SpreadsheetFile.h"
 #include "platform/Export.h"
@@ -158,16 +160,14 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   int IsWorksheet(std::uint64_t position, Sheet& sheet);
   void MeasureSheet(Sheet& sheet);
   int GetSheet(NvImportOpenOptions* options);
-  bool AskForSheets();
-  bool TakeStoredChoice(const NvImportOpenOptions& options);
-  void StoreBytes(const std::string& bytes, NvImportOpenOptions* options);
+  std::optional<SheetSelection> Ask() const;
+  void StoreBytes(std::vector<unsigned char> bytes, NvImportOpenOptions* options);
 
   ExcelWorkbook book_;
   std::vector<Sheet> sheets_ = std::vector<Sheet>(1);  // entry 0 is the stream itself
   // Those that only some rules offer. They come last, so that a number means the same under all.
   std::vector<Sheet> extra_sheets_;
-  std::vector<int> selection_ = {0};
-  bool above_and_below_ = true;
+  SheetSelection selection_ = {{0}};
   std::uint64_t budget_ = 0;  // bytes of records that opening may still read
   std::uint64_t sheets_without_dimensions_ = 0;
   std::uint64_t sheets_unread_ = 0;
