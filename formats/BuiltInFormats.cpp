@@ -12,6 +12,7 @@
 #include "formats/text/DIFFile.h"
 #include "formats/text/LotusFile.h"
 #include "formats/text/TextFile.h"
+#include "formats/workbook/Excel2007File.h"
 #include "formats/workbook/ExcelFile.h"
 #include "formats/workbook/TivonFile.h"
 #include "framework/SprFileFactory.h"
@@ -61,12 +62,6 @@ struct CsvFileFactory final : UnbuiltFactory {
   CsvFileFactory()
       : UnbuiltFactory(kNoOpinion, "CSV File", "CSV Files (*.csv)", nullptr, 1, ".csv", false, true,
                        false, true, true) {}
-};
-struct Excel2007FileFactory final : UnbuiltFactory {
-  Excel2007FileFactory()
-      : UnbuiltFactory(kNoOpinion, "Excel2007 File", "Excel 2007 Files (*.xlsx; *.xlsb)",
-                       "Excel 2007 Files (*.xlsx)", 2, ".xlsx\0.xlsb", false, true, false, true,
-                       false) {}
 };
 struct MatFileFactory final : UnbuiltFactory {
   MatFileFactory()

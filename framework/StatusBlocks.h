@@ -19,6 +19,7 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"Lotus 1-2-3", 2304, 2315},
     {"Galactic SPC", 2560, 2569},
     {"Brimrose", 2816, 2822},
+    {"Excel 2007", 3328, 3335},
 };
 
 static_assert([] {

@@ -7,6 +7,7 @@
 #include "formats/workbook/ExcelFormats.h"
 
 #include <algorithm>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -23,8 +24,31 @@ bool IsDateByLetters(std::string text) {
   return first != std::string::npos && text.find_first_of("ymdhms", first + 1) != std::string::npos;
 }
 
-// A letter of a date outside literal text, or an elapsed time as in "[h]:mm".
-bool IsDateByGrammar(std::string_view text) {
+constexpr std::uint16_t kOldFormat = 0x001E;
+constexpr std::uint16_t kBiff2Xf = 0x0043;
+constexpr std::uint16_t kBiff5Xf = 0x00E0;
+constexpr int kBiff5Version = 8;
+
+struct Range {
+  std::size_t first;
+  std::size_t last;
+};
+constexpr Range kDates[] = {{14, 22}, {45, 47}};
+// Where Excel speaks Chinese, Japanese or Korean.
+constexpr Range kEastAsianDates[] = {{27, 36}, {50, 58}};
+
+bool IsWithin(std::span<const Range> ranges, std::size_t format) {
+  return std::ranges::any_of(
+      ranges, [&](const Range& range) { return format >= range.first && format <= range.last; });
+}
+
+}  // namespace
+
+bool IsDateFormat(std::size_t built_in) {
+  return IsWithin(kDates, built_in) || IsWithin(kEastAsianDates, built_in);
+}
+
+bool IsDateFormat(std::string_view text) {
   constexpr std::string_view kLetters = "yYmMdDhHsS";
   // What a German Excel 2 calls General.
   if (text == "Standard") return false;
@@ -47,28 +71,12 @@ bool IsDateByGrammar(std::string_view text) {
   return false;
 }
 
-constexpr std::uint16_t kOldFormat = 0x001E;
-constexpr std::uint16_t kBiff2Xf = 0x0043;
-constexpr std::uint16_t kBiff5Xf = 0x00E0;
-constexpr int kBiff5Version = 8;
-
-struct Range {
-  std::size_t first;
-  std::size_t last;
-};
-constexpr Range kDates[] = {{14, 22}, {45, 47}};
-// Where Excel speaks Chinese, Japanese or Korean.
-constexpr Range kEastAsianDates[] = {{27, 36}, {50, 58}};
-
-}  // namespace
-
 ExcelFormats::ExcelFormats() {
-  for (const Range& range : kDates)
-    for (std::size_t format = range.first; format <= range.last; ++format)
-      by_letters_[format] = by_grammar_[format] = true;
-  for (const Range& range : kEastAsianDates)
-    for (std::size_t format = range.first; format <= range.last; ++format)
-      by_grammar_[format] = true;
+  constexpr std::size_t kBuiltIn = 64;
+  for (std::size_t format = 0; format < kBuiltIn; ++format) {
+    by_letters_[format] = IsWithin(kDates, format);
+    by_grammar_[format] = IsDateFormat(format);
+  }
 }
 
 void ExcelFormats::TakeFormat(const BiffRecord& record, int version, bool is_biff8) {
@@ -78,7 +86,7 @@ void ExcelFormats::TakeFormat(const BiffRecord& record, int version, bool is_bif
   // Kept: once a date, it stays one. BIFF8's text is read from within the string's own head.
   if (IsDateByLetters(text)) by_letters_[format] = true;
   if (is_biff8 && head != 0) ReadExcelString(record, head, text, /*as_utf8=*/false);
-  by_grammar_[format] = IsDateByGrammar(text);
+  by_grammar_[format] = IsDateFormat(text);
 }
 
 void ExcelFormats::TakeXf(const BiffRecord& record) {

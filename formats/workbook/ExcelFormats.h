@@ -2,12 +2,18 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "formats/workbook/ExcelStream.h"
 
 // How the cells of an XF record are taken.
 enum class ExcelXf : unsigned char { kNumber, kDate, kNumberTakenForDate, kDateTakenForNumber };
+
+// Whether a number format denotes dates: one that is built in, by its number, or a text that holds
+// a letter of a date outside literal text, or an elapsed time as in "[h]:mm".
+bool IsDateFormat(std::size_t built_in);
+bool IsDateFormat(std::string_view text);
 
 // The number formats of a workbook that denote dates, and the XF records that refer to them.
 class ExcelFormats {
