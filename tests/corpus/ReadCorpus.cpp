@@ -50,6 +50,7 @@ constexpr struct {
     {"jcamp", "JCAMP-DX File", ""},    {"lotus", "Lotus 1-2-3 File", ""},
     {"nsas", "NSAS File", "da"},       {"spc", "GalacticSPC File", ""},
     {"text", "Text File", ""},         {"xls", "Excel File", ""},
+    {"xlsx", "Excel2007 File", ""},
 };
 
 // The index of a format, 0 for none.
