@@ -15,6 +15,9 @@
 #include "bench/CompoundFileAround.h"
 #include "platform/OutputFile.h"
 #include "tests/support/BiffFixture.h"
+#ifdef NVIMPORT_HAS_PACKAGES
+#include "tests/support/PackageFixture.h"
+#endif
 
 namespace {
 
@@ -183,6 +186,72 @@ void MakeWorkbook(const std::string& folder, int rows) {
   workbook.sheets[0].name = "Data";
   OutputFile((folder + "/big.xls").c_str()).Write(CompoundFileAround(workbook.Stream()));
 }
+
+#ifdef NVIMPORT_HAS_PACKAGES
+constexpr std::uint32_t kPackageColumns = 100;
+
+// A hundred columns as in MakeWorkbook, in XML or in binary parts.
+std::string PackageRow(Random& random, std::uint32_t row, std::uint32_t& text,
+                       std::uint32_t strings, bool is_binary) {
+  const std::string number = std::to_string(row + 1);
+  std::string cells = is_binary ? BinaryRow(row) : "<row r=\"" + number + "\" spans=\"1:100\">";
+  for (std::uint32_t column = 0; column < kPackageColumns; ++column) {
+    std::string place;
+    if (column >= 26) place += static_cast<char>('A' + column / 26 - 1);
+    place += static_cast<char>('A' + column % 26);
+    const std::string head = "<c r=\"" + place + number + "\"";
+    if (row == 0 || column % 10 >= 8) {
+      const std::uint32_t which = row == 0 ? column : text;
+      if (row > 0) text = kPackageColumns + (text - kPackageColumns + 7'919) % strings;
+      cells += is_binary ? BinaryCell(7, column, U32(which))
+                         : head + " t=\"s\"><v>" + std::to_string(which) + "</v></c>";
+    } else if (column % 10 < 2) {
+      const int value = random.Below(1'000'000'000);
+      cells += is_binary ? BinaryCell(5, column, F64(value / 1e6 - 500))
+                         : head + "><v>" + Fixed(std::int64_t{value} - 500'000'000, 6) + "</v></c>";
+    } else {
+      const bool is_whole = column % 10 < 5;
+      const int value = random.Below(200'000) - (is_whole ? 100'000 : 0);
+      const auto rk =
+          is_whole ? static_cast<std::uint32_t>(value) << 2 | 2
+                   : static_cast<std::uint32_t>(std::bit_cast<std::uint64_t>(value / 4.0) >> 32);
+      cells += is_binary
+                   ? BinaryCell(2, column, U32(rk))
+                   : head + "><v>" + (is_whole ? std::to_string(value) : Fixed(value * 25LL, 2)) +
+                         "</v></c>";
+    }
+  }
+  return is_binary ? cells : cells + "</row>";
+}
+
+void MakePackage(const std::string& folder, std::uint32_t count, bool is_binary) {
+  const std::uint32_t strings = count * 3 / 2;
+  Random random;
+  PackageFixture workbook{{{"", "Data"}}};
+  workbook.is_binary = is_binary;
+  std::uint32_t text = kPackageColumns;
+  for (std::uint32_t row = 0; row < count; ++row)
+    workbook.sheets[0].data += PackageRow(random, row, text, strings, is_binary);
+  for (std::uint32_t i = 0; i < kPackageColumns + strings; ++i) {
+    const std::string string = i < kPackageColumns
+                                   ? "Var" + std::to_string(i + 1)
+                                   : Word(random) + "-" + Word(random) + "-" + std::to_string(i);
+    workbook.strings +=
+        is_binary
+            ? BinaryRecord(19, U8(0) + BinaryText(std::u16string(string.begin(), string.end())))
+            : "<si><t>" + string + "</t></si>";
+  }
+  workbook.styles = is_binary ? BinaryRecord(47, std::string(16, '\0')) : "<xf numFmtId=\"0\"/>";
+  OutputFile((folder + (is_binary ? "/big.xlsb" : "/big.xlsx")).c_str()).Write(workbook.File());
+}
+
+void MakeXmlWorkbook(const std::string& folder, int count) {
+  MakePackage(folder, static_cast<std::uint32_t>(count), /*is_binary=*/false);
+}
+void MakeBinaryWorkbook(const std::string& folder, int count) {
+  MakePackage(folder, static_cast<std::uint32_t>(count), /*is_binary=*/true);
+}
+#endif
 
 // A spectrum of eight peaks, of which a quarter is free of noise.
 std::vector<int> Ordinates(int points, int seed) {
@@ -451,19 +520,16 @@ constexpr struct {
   void (*make)(const std::string& folder, int count);
   int most;  // of what the format can count
 } kGenerators[] = {
-    {"tab", MakeTall, 10'000'000},
-    {"wide", MakeWide, 100'000},
+    {"tab", MakeTall, 10'000'000},     {"wide", MakeWide, 100'000},
     {"xls", MakeWorkbook, 65'536},
-    {"affn", MakePlain, 10'000'000},
-    {"difdup", MakeDifferences, 10'000'000},
-    {"link", MakeLink, 100'000},
-    {"spcf", MakeSpcFloat, 100'000},
-    {"spc32", MakeSpc32, 100'000},
-    {"spc16", MakeSpc16, 100'000},
-    {"dif", MakeDif, 10'000'000},
-    {"wk1", MakeLotus, 8'192},
-    {"nsas", MakeNsas, 32'767},
-    {"brimrose", MakeBrimrose, 65'535},
+#ifdef NVIMPORT_HAS_PACKAGES
+    {"xlsx", MakeXmlWorkbook, 65'536}, {"xlsb", MakeBinaryWorkbook, 65'536},
+#endif
+    {"affn", MakePlain, 10'000'000},   {"difdup", MakeDifferences, 10'000'000},
+    {"link", MakeLink, 100'000},       {"spcf", MakeSpcFloat, 100'000},
+    {"spc32", MakeSpc32, 100'000},     {"spc16", MakeSpc16, 100'000},
+    {"dif", MakeDif, 10'000'000},      {"wk1", MakeLotus, 8'192},
+    {"nsas", MakeNsas, 32'767},        {"brimrose", MakeBrimrose, 65'535},
 };
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <array>
 #include <charconv>
+#include <cstring>
 #include <optional>
+#include <utility>
 
 #include "formats/workbook/Excel2007Parts.h"
 #include "formats/workbook/XmlPart.h"
@@ -155,9 +157,69 @@ class StringsXml final : public XmlPart {
   std::string text_;
 };
 
+// What most programs write: printable ASCII that stands for itself, in attributes and in text.
+constexpr std::array<bool, 256> kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (unsigned c = ' '; c <= '~'; ++c) plain[c] = c != '<' && c != '>' && c != '&' && c != '"';
+  return plain;
+}();
+
+// Takes plain XML off a text, piece by piece.
+class PlainXml {
+ public:
+  explicit PlainXml(std::string_view text) : at_(text.data()), end_(at_ + text.size()) {}
+
+  const char* at() const { return at_; }
+
+  bool Take(std::string_view piece) {
+    if (static_cast<std::size_t>(end_ - at_) < piece.size() ||
+        std::memcmp(at_, piece.data(), piece.size()) != 0)
+      return false;
+    at_ += piece.size();
+    return true;
+  }
+
+  // Up to what is not plain.
+  std::string_view TakePlain() {
+    const char* const begin = at_;
+    while (at_ < end_ && kPlain[static_cast<unsigned char>(*at_)]) ++at_;
+    return {begin, static_cast<std::size_t>(at_ - begin)};
+  }
+
+  // An attribute: a blank, a name, its value in quotes.
+  bool TakeAttribute(std::string_view& name, std::string_view& value) {
+    if (!Take(" ")) return false;
+    const char* const begin = at_;
+    while (at_ < end_ && IsLetter(*at_)) ++at_;
+    name = {begin, static_cast<std::size_t>(at_ - begin)};
+    if (name.empty() || !Take("=\"")) return false;
+    value = TakePlain();
+    return Take("\"");
+  }
+
+ private:
+  static bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+  const char* at_;
+  const char* end_;
+};
+
+enum class CellType { kNumber, kShared, kText, kInline, kBoolean, kError, kDate, kUnknown };
+
+CellType TypeOf(std::string_view name) {
+  constexpr std::pair<std::string_view, CellType> kTypes[] = {
+      {"s", CellType::kShared},  {"n", CellType::kNumber}, {"str", CellType::kText},
+      {"b", CellType::kBoolean}, {"e", CellType::kError},  {"inlineStr", CellType::kInline},
+      {"d", CellType::kDate}};
+  for (const auto& [known, type] : kTypes)
+    if (known == name) return type;
+  return CellType::kUnknown;
+}
+
 class SheetXml final : public XmlPart {
  public:
-  explicit SheetXml(Excel2007Cells& cells) : XmlPart(kSteps), cells_(cells) {}
+  explicit SheetXml(Excel2007Cells& cells)
+      : XmlPart(kSteps, /*takes_directly=*/true), cells_(cells) {}
 
  private:
   enum : State { kSheet = 1, kData, kRow, kCell, kValue, kInline, kRun, kText };
@@ -168,14 +230,12 @@ class SheetXml final : public XmlPart {
 
   void Start(State state, XmlAttributes attributes) override {
     switch (state) {
-      case kRow: {
-        const auto row = attributes.Find("r");
-        row_ = row ? Whole(*row).value_or(0) : row_ + 1;
-        column_ = 0;
+      case kRow:
+        StartRow(attributes.Find("r"));
         break;
-      }
       case kCell:
-        StartCell(attributes);
+        StartCell();
+        attributes.ForEachLetter([&](char name, std::string_view value) { Take(name, value); });
         break;
       case kValue:
       case kInline:
@@ -194,27 +254,93 @@ class SheetXml final : public XmlPart {
   }
 
   void End(State state) override {
-    if (state == kCell && has_value_) TakeCell();
+    if (state == kCell && !TakeCell()) Refuse();
     if (state == kData) Stop();
   }
 
+  // Inside a row: plain cells, and steps from one row to the next.
+  std::size_t TakeDirectly(State state, std::string_view ahead) override {
+    if (state != kRow) return 0;
+    std::size_t taken = 0;
+    while (true) {
+      PlainXml text(ahead.substr(taken));
+      is_there_ = TakePlainCell(text);
+      if (!is_there_ && !TakePlainRow(text = PlainXml(ahead.substr(taken)))) return taken;
+      if (!TakeCell()) {
+        Refuse();
+        return taken;
+      }
+      taken = static_cast<std::size_t>(text.at() - ahead.data());
+    }
+  }
+
+  // <c r="A1" s="2" t="s"><v>5</v></c>
+  bool TakePlainCell(PlainXml& text) {
+    if (!text.Take("<c")) return false;
+    StartCell();
+    unsigned seen = 0;
+    std::string_view name;
+    std::string_view value;
+    while (!text.Take(">")) {
+      if (text.Take("/>")) return true;
+      if (!text.TakeAttribute(name, value) || name.size() != 1) return false;
+      const unsigned bit = 1U << (static_cast<unsigned char>(name[0]) & 31U);
+      if (!IsLetterOfCell(name[0]) || (seen & bit) != 0) return false;
+      seen |= bit;
+      Take(name[0], value);
+    }
+    if (text.Take("<v>")) {
+      has_value_ = true;
+      text_ = text.TakePlain();
+      if (!text.Take("</v>")) return false;
+    }
+    return text.Take("</c>");
+  }
+
+  // </row><row r="2" spans="1:9">
+  bool TakePlainRow(PlainXml& text) {
+    if (!text.Take("</row>") || !text.Take("<row")) return false;
+    std::optional<std::string_view> row;
+    std::string_view name;
+    std::string_view value;
+    bool has_spans = false;
+    while (!text.Take(">")) {
+      if (!text.TakeAttribute(name, value)) return false;
+      if (name == "r" && !row)
+        row = value;
+      else if (name == "spans" && !has_spans)
+        has_spans = true;
+      else
+        return false;
+    }
+    StartRow(row);
+    return true;
+  }
+
+  void StartRow(std::optional<std::string_view> number) {
+    row_ = number ? Whole(*number).value_or(0) : row_ + 1;
+    column_ = 0;
+    has_value_ = false;
+  }
+
   // A cell without a place stands behind the one before.
-  void StartCell(XmlAttributes attributes) {
-    ++column_;
+  void StartCell() {
+    cell_column_ = column_ + 1;
     cell_row_ = row_;
     style_ = 0;
-    type_ = "n";
-    attributes.ForEach([&](std::string_view name, std::string_view value) {
-      if (name == "r")
-        TakePlace(value);
-      else if (name == "s")
-        style_ = Whole(value).value_or(0);
-      else if (name == "t")
-        type_ = value;
-    });
+    type_ = CellType::kNumber;
+    is_there_ = true;
     has_value_ = is_inline_ = false;
     text_.clear();
-    if (!cells_.GoTo(column_ - 1, cell_row_ - 1)) Refuse();
+  }
+
+  static bool IsLetterOfCell(char name) { return name == 'r' || name == 's' || name == 't'; }
+
+  // An attribute of a cell.
+  void Take(char name, std::string_view value) {
+    if (name == 'r') TakePlace(value);
+    if (name == 's') style_ = Whole(value).value_or(0);
+    if (name == 't') type_ = TypeOf(value);
   }
 
   // "AB12"
@@ -226,48 +352,56 @@ class SheetXml final : public XmlPart {
       if (letter < 'A' || letter > 'Z') break;
       column = column * 26 + (letter - 'A' + 1U);
     }
-    column_ = column;
+    cell_column_ = column;
     cell_row_ = Whole(text.substr(at)).value_or(0);
   }
 
-  void TakeCell() {
-    if (type_ == "n") return TakeNumber();
-    const bool is_text = type_ == "str" || type_ == "inlineStr";
+  // Hands over the cell that ended. False when there is no such place.
+  bool TakeCell() {
+    if (!std::exchange(is_there_, false)) return true;
+    column_ = cell_column_;
+    if (!cells_.GoTo(cell_column_ - 1, cell_row_ - 1)) return false;
+    if (has_value_) TakeValue();
+    return true;
+  }
+
+  void TakeValue() {
+    const bool is_text = type_ == CellType::kText || type_ == CellType::kInline;
     // Without a value there is no cell, but a text may be empty.
-    if (text_.empty() && !is_text) return;
+    if (!is_text && IsBlank()) return;
     if (cells_.TakesExtentOnly()) return;
-    if (is_text) {
-      Unescape(text_);
-      cells_.SetText(text_.c_str());
-    } else if (type_ == "s") {
-      cells_.SetShared(Whole(text_).value_or(~std::uint32_t{0}));
-    } else if (type_ == "b") {
-      cells_.SetBoolean(IsTrue(text_));
-    } else if (type_ == "e") {
-      cells_.SetError();
-    } else if (type_ == "d") {
-      cells_.SetIsoDate(text_);
-    } else {
-      cells_.SetText(text_.c_str());
+    switch (type_) {
+      case CellType::kNumber:
+        if (const auto number = ParseNumber(text_)) return cells_.SetNumber(style_, *number);
+        return cells_.SetText(text_.c_str());
+      case CellType::kShared:
+        return cells_.SetShared(Whole(text_).value_or(~std::uint32_t{0}));
+      case CellType::kText:
+      case CellType::kInline:
+        Unescape(text_);
+        return cells_.SetText(text_.c_str());
+      case CellType::kBoolean:
+        return cells_.SetBoolean(IsTrue(text_));
+      case CellType::kError:
+        return cells_.SetError();
+      case CellType::kDate:
+        return cells_.SetIsoDate(text_);
+      case CellType::kUnknown:
+        return cells_.SetText(text_.c_str());
     }
   }
 
-  void TakeNumber() {
-    if (text_.find_first_not_of(" \t\r\n") == std::string::npos) return;
-    if (cells_.TakesExtentOnly()) return;
-    if (const auto number = ParseNumber(text_))
-      cells_.SetNumber(style_, *number);
-    else
-      cells_.SetText(text_.c_str());
-  }
+  bool IsBlank() const { return text_.find_first_not_of(" \t\r\n") == std::string::npos; }
 
   Excel2007Cells& cells_;
   std::uint32_t row_ = 0;  // rows and columns count from 1 here
   std::uint32_t column_ = 0;
   std::uint32_t cell_row_ = 0;
+  std::uint32_t cell_column_ = 0;
   std::uint32_t style_ = 0;
-  std::string type_;
+  CellType type_ = CellType::kNumber;
   std::string text_;
+  bool is_there_ = false;  // a cell that is not handed over yet
   bool has_value_ = false;
   bool is_inline_ = false;
 };

@@ -2,6 +2,7 @@
 
 #include <expat.h>
 
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -12,6 +13,17 @@ namespace {
 // The parser keeps what is open, and a tag until it ends.
 constexpr std::uint64_t kDeepest = 256;
 constexpr std::uint64_t kLongestTag = std::uint64_t{1} << 20;
+
+// What may be taken directly is not longer; and after so many tags in vain it is not tried again.
+constexpr std::size_t kDirectPiece = 2048;
+constexpr int kMostInVain = 256;
+
+// The bytes up to the end of the next tag, if that is what the next '>' is.
+std::size_t ToEndOfTag(std::span<const char> ahead) {
+  const void* const end = ahead.empty() ? nullptr : std::memchr(ahead.data(), '>', ahead.size());
+  if (end == nullptr) return ahead.size();
+  return static_cast<std::size_t>(static_cast<const char*>(end) - ahead.data()) + 1;
+}
 
 }  // namespace
 
@@ -27,42 +39,33 @@ std::optional<std::string_view> XmlAttributes::Find(std::string_view name) const
 // No exception passes through the parser: it waits until the parser has returned.
 struct XmlPart::Callbacks {
   template <typename Body>
-  static void Guard(XmlPart& part, Body body) {
+  static void Guard(void* self, Body body) {
+    XmlPart& part = *static_cast<XmlPart*>(self);
     if (part.is_stopped_) return;
     try {
-      body();
+      body(part);
     } catch (...) {
       part.thrown_ = std::current_exception();
       part.is_stopped_ = true;
     }
+    if (part.is_stopped_) XML_StopParser(part.parser_, XML_FALSE);
   }
 
-  static void Start(void* parser, const char* name, const char** attributes) {
-    XmlPart& part = Of(parser);
-    Guard(part, [&] { part.OnStart(name, attributes); });
-    StopIfAsked(parser, part);
+  static void Start(void* self, const char* name, const char** attributes) {
+    Guard(self, [&](XmlPart& part) { part.OnStart(name, attributes); });
   }
-  static void End(void* parser, const char*) {
-    XmlPart& part = Of(parser);
-    Guard(part, [&] { part.OnEnd(); });
-    StopIfAsked(parser, part);
+  static void End(void* self, const char*) {
+    Guard(self, [](XmlPart& part) { part.OnEnd(); });
   }
-  static void Text(void* parser, const char* text, int size) {
-    XmlPart& part = Of(parser);
-    if (part.skipped_ > 0 || part.states_.empty()) return;
-    Guard(part, [&] { part.Text(part.states_.back(), {text, static_cast<std::size_t>(size)}); });
-    StopIfAsked(parser, part);
+  static void Text(void* self, const char* text, int size) {
+    const XmlPart& inside = *static_cast<XmlPart*>(self);
+    if (inside.skipped_ > 0 || inside.states_.empty()) return;
+    Guard(self, [&](XmlPart& part) {
+      part.Text(part.states_.back(), {text, static_cast<std::size_t>(size)});
+    });
   }
-  static void Doctype(void* parser, const char*, const char*, const char*, int) {
-    Of(parser).Refuse();
-    StopIfAsked(parser, Of(parser));
-  }
-
-  static XmlPart& Of(void* parser) {
-    return *static_cast<XmlPart*>(XML_GetUserData(static_cast<XML_Parser>(parser)));
-  }
-  static void StopIfAsked(void* parser, const XmlPart& part) {
-    if (part.is_stopped_) XML_StopParser(static_cast<XML_Parser>(parser), XML_FALSE);
+  static void Doctype(void* self, const char*, const char*, const char*, int) {
+    Guard(self, [](XmlPart& part) { part.Refuse(); });
   }
 };
 
@@ -70,37 +73,55 @@ bool XmlPart::Read(ZipPackage& package) {
   const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
       XML_ParserCreate(nullptr), &XML_ParserFree);
   if (!parser) throw std::bad_alloc();
-  XML_SetUserData(parser.get(), this);
-  XML_UseParserAsHandlerArg(parser.get());
-  XML_SetElementHandler(parser.get(), Callbacks::Start, Callbacks::End);
-  XML_SetCharacterDataHandler(parser.get(), Callbacks::Text);
-  XML_SetStartDoctypeDeclHandler(parser.get(), Callbacks::Doctype);
+  parser_ = parser.get();
+  XML_SetUserData(parser_, this);
+  XML_SetElementHandler(parser_, Callbacks::Start, Callbacks::End);
+  XML_SetCharacterDataHandler(parser_, Callbacks::Text);
+  XML_SetStartDoctypeDeclHandler(parser_, Callbacks::Doctype);
 
   std::uint64_t given = 0;
-  while (!is_stopped_) {
-    const std::span<const char> ahead = package.Ahead(1);
-    const bool is_last = ahead.empty();
+  bool is_last = false;
+  while (!is_stopped_ && !is_last) {
+    if (is_offered_ && TakeDirectly(package, given) > 0) continue;
+    std::span<const char> ahead = package.Ahead(1);
+    is_last = ahead.empty();
+    // Behind a tag the rest may be taken directly.
+    if (is_offered_) ahead = ahead.first(ToEndOfTag(ahead));
     const XML_Status status =
-        XML_Parse(parser.get(), ahead.data(), static_cast<int>(ahead.size()), is_last ? 1 : 0);
+        XML_Parse(parser_, ahead.data(), static_cast<int>(ahead.size()), is_last ? 1 : 0);
     if (thrown_) std::rethrow_exception(thrown_);
-    if (is_stopped_ || is_last) {
-      if (!is_stopped_ && status != XML_STATUS_OK) Refuse();
-      break;
-    }
-    if (XML_GetErrorCode(parser.get()) == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
+    if (is_stopped_) break;
+    if (XML_GetErrorCode(parser_) == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
     given += ahead.size();
-    const auto parsed = static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser.get()));
+    const auto parsed = static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_));
     if (status != XML_STATUS_OK || given - parsed > kLongestTag) Refuse();
     package.Skip(ahead.size());
   }
   return !is_refused_ && !package.failed();
 }
 
-XmlPart::State XmlPart::Next(State parent, std::string_view name) const {
-  if (name.size() <= prefix_) return kNowhere;
-  name.remove_prefix(prefix_);
+// All that the parser was given is parsed, and ended in an element that counts.
+bool XmlPart::IsBetweenTags(std::uint64_t given) const {
+  const auto parsed = static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_)) +
+                      static_cast<std::uint64_t>(XML_GetCurrentByteCount(parser_));
+  return skipped_ == 0 && prefix_ == 0 && !states_.empty() && parsed == given;
+}
+
+std::size_t XmlPart::TakeDirectly(ZipPackage& package, std::uint64_t given) {
+  if (!IsBetweenTags(given)) return 0;
+  const std::span<const char> ahead = package.Ahead(kDirectPiece);
+  const std::size_t taken = TakeDirectly(states_.back(), {ahead.data(), ahead.size()});
+  package.Skip(taken);
+  in_vain_ = taken > 0 ? 0 : in_vain_ + 1;
+  if (in_vain_ > kMostInVain) is_offered_ = false;
+  return taken;
+}
+
+XmlPart::State XmlPart::Next(State parent, const char* name) const {
+  for (std::size_t i = 0; i < prefix_; ++i)
+    if (name[i] == '\0') return kNowhere;
   for (const Step& step : steps_)
-    if (step.parent == parent && step.name == name) return step.state;
+    if (step.parent == parent && std::strcmp(step.name, name + prefix_) == 0) return step.state;
   return kNowhere;
 }
 
@@ -110,12 +131,11 @@ void XmlPart::OnStart(const char* name, const char** attributes) {
     ++skipped_;
     return;
   }
-  const std::string_view whole = name;
   if (states_.empty()) {
-    const std::size_t colon = whole.find(':');
-    prefix_ = colon == std::string_view::npos ? 0 : colon + 1;
+    const char* const colon = std::strchr(name, ':');
+    prefix_ = colon == nullptr ? 0 : static_cast<std::size_t>(colon - name) + 1;
   }
-  const State state = Next(states_.empty() ? kNowhere : states_.back(), whole);
+  const State state = Next(states_.empty() ? kNowhere : states_.back(), name);
   if (state != kNowhere) {
     states_.push_back(state);
     Start(state, XmlAttributes(attributes));

@@ -8,6 +8,7 @@
 #include <vector>
 
 class ZipPackage;
+struct XML_ParserStruct;
 
 // The attributes of an element.
 class XmlAttributes {
@@ -18,11 +19,11 @@ class XmlAttributes {
   // without, "*:id" one with any.
   std::optional<std::string_view> Find(std::string_view name) const;
 
-  // Calls `take(name, value)` for each, as they stand.
+  // Calls `take(letter, value)` for each whose name is one letter.
   template <typename Take>
-  void ForEach(Take take) const {
+  void ForEachLetter(Take take) const {
     for (const char** pair = pairs_; *pair != nullptr; pair += 2)
-      take(std::string_view(pair[0]), std::string_view(pair[1]));
+      if (pair[0][0] != '\0' && pair[0][1] == '\0') take(pair[0][0], std::string_view(pair[1]));
   }
 
  private:
@@ -39,12 +40,14 @@ class XmlPart {
   using State = unsigned char;
   struct Step {
     State parent;  // kNowhere for the root
-    std::string_view name;
+    const char* name;
     State state;
   };
   static constexpr State kNowhere = 0;
 
-  explicit XmlPart(std::span<const Step> steps) : steps_(steps) {}
+  // With `takes_directly` the subclass may take plain stretches itself.
+  explicit XmlPart(std::span<const Step> steps, bool takes_directly = false)
+      : steps_(steps), is_offered_(takes_directly) {}
   XmlPart(const XmlPart&) = delete;
   XmlPart& operator=(const XmlPart&) = delete;
   virtual ~XmlPart() = default;
@@ -58,6 +61,9 @@ class XmlPart {
   virtual void End(State) {}
   // A piece of the text of the innermost element.
   virtual void Text(State, std::string_view) {}
+  // Of what lies ahead behind a tag, inside an element of `state` and no other, the bytes that the
+  // subclass takes by itself. Without them the part must be as well-formed as with them.
+  virtual std::size_t TakeDirectly(State, std::string_view) { return 0; }
 
   // Reads no further: all that counts has come, or the part is not what it should be.
   void Stop() { is_stopped_ = true; }
@@ -65,7 +71,9 @@ class XmlPart {
 
  private:
   struct Callbacks;
-  State Next(State parent, std::string_view name) const;
+  State Next(State parent, const char* name) const;
+  bool IsBetweenTags(std::uint64_t given) const;
+  std::size_t TakeDirectly(ZipPackage& package, std::uint64_t given);
   void OnStart(const char* name, const char** attributes);
   void OnEnd();
 
@@ -73,6 +81,9 @@ class XmlPart {
   std::vector<State> states_;  // of the elements that are open and count
   std::uint64_t skipped_ = 0;  // open elements that don't count
   std::size_t prefix_ = 0;
+  XML_ParserStruct* parser_ = nullptr;  // while reading
+  bool is_offered_;                     // to the subclass, as long as it takes some
+  int in_vain_ = 0;                     // tags parsed since TakeDirectly took something
   bool is_stopped_ = false;
   bool is_refused_ = false;
   std::exception_ptr thrown_;
