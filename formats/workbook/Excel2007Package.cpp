@@ -134,8 +134,8 @@ class Package final : public Excel2007Book {
     if (outcome != Outcome::kGood) return outcome;
 
     context_.since_1904 = workbook.since_1904;
-    std::ranges::stable_partition(workbook.sheets,
-                                  [](const auto& sheet) { return !sheet.is_hidden; });
+    std::stable_partition(workbook.sheets.begin(), workbook.sheets.end(),
+                          [](const auto& sheet) { return !sheet.is_hidden; });
     std::vector<Relationship> relationships;
     const bool are_good = ReadRelationshipsOf(root->target, relationships);
     for (WorkbookPart::Sheet& sheet : workbook.sheets) {

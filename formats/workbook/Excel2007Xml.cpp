@@ -78,9 +78,7 @@ class RelationshipsXml final : public XmlPart {
 
 class WorkbookXml final : public XmlPart {
  public:
-  explicit WorkbookXml(WorkbookPart& workbook) : XmlPart(kSteps), workbook_(workbook) {
-    workbook_.is_workbook = false;
-  }
+  explicit WorkbookXml(WorkbookPart& workbook) : XmlPart(kSteps), workbook_(workbook) {}
 
  private:
   enum : State { kWorkbook = 1, kProperties, kSheets, kSheet };
@@ -90,7 +88,6 @@ class WorkbookXml final : public XmlPart {
                                     {kSheets, "sheet", kSheet}};
 
   void Start(State state, XmlAttributes attributes) override {
-    workbook_.is_workbook = true;
     if (state == kProperties)
       workbook_.since_1904 = IsTrue(attributes.Find("date1904").value_or(""));
     if (state != kSheet) return;
@@ -413,7 +410,10 @@ bool ReadRelationships(ZipPackage& package, std::vector<Relationship>& relations
 }
 
 bool XmlParts::ReadWorkbook(ZipPackage& package, WorkbookPart& workbook) {
-  return WorkbookXml(workbook).Read(package);
+  WorkbookXml part(workbook);
+  const bool is_good = part.Read(package);
+  workbook.is_workbook = !part.has_other_root();
+  return is_good;
 }
 
 bool XmlParts::ReadStyles(ZipPackage& package, StyleTable& styles) {

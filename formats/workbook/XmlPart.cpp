@@ -140,6 +140,7 @@ void XmlPart::OnStart(const char* name, const char** attributes) {
     states_.push_back(state);
     Start(state, XmlAttributes(attributes));
   } else if (states_.empty()) {
+    has_other_root_ = true;
     Refuse();
   } else {
     ++skipped_;

@@ -56,6 +56,9 @@ class XmlPart {
   // or more depth or longer tags than a document needs; and when a subclass refused it.
   bool Read(ZipPackage& package);
 
+  // The root was not one of those that there are names for.
+  bool has_other_root() const { return has_other_root_; }
+
  protected:
   virtual void Start(State state, XmlAttributes attributes) = 0;
   virtual void End(State) {}
@@ -86,5 +89,6 @@ class XmlPart {
   int in_vain_ = 0;                     // tags parsed since TakeDirectly took something
   bool is_stopped_ = false;
   bool is_refused_ = false;
+  bool has_other_root_ = false;
   std::exception_ptr thrown_;
 };

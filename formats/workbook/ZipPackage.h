@@ -12,10 +12,9 @@
 #include "platform/InputFile.h"
 
 // A zip archive that is one document: parts with names, of which one at a time is unpacked as it is
-// asked for. Names differ neither by case nor by the kind of slash.
-//
-// What a part unpacks to is stated before it; nothing is unpacked beyond that, and one that states
-// more than is allowed is not begun.
+// asked for. Names differ neither by case nor by the kind of slash. Where a part lies and what it
+// unpacks to is what the directory says: nothing is unpacked beyond that, and a part that is stated
+// to be larger than is allowed is not begun.
 class ZipPackage {
  public:
   ZipPackage();
@@ -52,26 +51,33 @@ class ZipPackage {
   static constexpr std::size_t kMostAhead = std::size_t{1} << 20;
 
  private:
+  // A part as the directory has it.
   struct Place {
-    std::uint64_t offset;  // of the part's entry in the directory
-    std::uint64_t number;  // of the entry
+    std::uint64_t header;  // where its own header stands in the file
+    std::uint64_t packed;  // bytes
+    std::uint64_t size;    // of what they unpack to
+    std::uint32_t sum;     // CRC-32 of that
+    std::uint16_t method;
+    bool is_encrypted;
   };
-  struct Access;  // the archive as its library reads it
+  struct Unpacker;
 
   static std::string KeyOf(std::string_view name);
-  bool ReadDirectory();
-  void ClosePart();
+  bool ReadAt(std::uint64_t position, std::span<char> into);
+  bool FindDirectory(std::uint64_t& begin, std::uint64_t& end, std::uint64_t& base);
+  bool ReadDirectory(std::uint64_t begin, std::uint64_t end, std::uint64_t base);
+  void EndPart(bool is_good);
   void Fill(std::size_t least);
+  std::size_t Unpack(std::span<char> into);
 
-  std::unique_ptr<Access> access_;
-  void* archive_ = nullptr;
+  InputFile file_;
   std::uint64_t size_ = 0;
-  std::uint64_t part_size_ = 0;
   std::map<std::string, Place, std::less<>> parts_;
+  std::unique_ptr<Unpacker> unpacker_;  // of the part that is open
+  std::uint64_t part_size_ = 0;
   std::vector<char> buffer_;
   std::size_t begin_ = 0;
   std::size_t end_ = 0;
-  bool is_open_ = false;
   bool is_too_large_ = false;
   bool failed_ = false;
 };

@@ -1,0 +1,360 @@
+#ifdef NVIMPORT_HAS_PACKAGES
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bench/CompoundFileAround.h"
+#include "formats/workbook/Excel2007File.h"
+#include "formats/workbook/SheetExtent.h"
+#include "framework/MemorySheet.h"
+#include "framework/SpreadsheetOpenOptions.h"
+#include "tests/support/AllocationCounter.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/MemoryFile.h"
+#include "tests/support/PackageFixture.h"
+#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/Support.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+Outcome Read(const std::string& file) {
+  Outcome outcome = Import<Excel2007File>(file);
+  if (!outcome.sheet.empty()) outcome.sheet.pop_back();  // the last line's end
+  return outcome;
+}
+
+// A workbook of one worksheet with these rows.
+PackageFixture Xml(const std::string& rows) {
+  PackageFixture workbook{{{rows}}};
+  workbook.strings =
+      "<si><t>first</t></si><si><r><t>ri</t></r><rPh><t>no</t></rPh><r><t>ch</t></r></si>";
+  workbook.formats = R"(<numFmt numFmtId="164" formatCode="0.0 &quot;d&quot;"/>)"
+                     R"(<numFmt numFmtId="165" formatCode="[h]:mm"/>)";
+  workbook.styles =
+      R"(<xf numFmtId="0"/><xf numFmtId="14"/><xf numFmtId="164"/><xf numFmtId="165"/>)";
+  return workbook;
+}
+
+PackageFixture Binary(const std::string& rows) {
+  PackageFixture workbook{{{rows}}};
+  workbook.is_binary = true;
+  workbook.strings = BinaryRecord(19, U8(0) + BinaryText(u"first"));
+  workbook.formats = BinaryRecord(44, U16(164) + BinaryText(u"yyyy"));
+  for (const unsigned format : {0, 14, 164})
+    workbook.styles += BinaryRecord(47, U16(0) + U16(format) + std::string(12, '\0'));
+  return workbook;
+}
+
+TEST(Excel2007File, ReadsXmlCells) {
+  const struct {
+    const char* why;
+    std::string rows;
+    const char* sheet;
+  } kCases[] = {
+      {"numbers", "<row r='1'><c r='A1'><v>1.5</v></c><c r='B1' t='n'><v> -2E+3 </v></c></row>",
+       "1.5 | -2000"},
+      {"not a number stays a text", "<row><c><v>1.5.2</v></c></row>", R"("1.5.2")"},
+      {"shared strings, runs joined, phonetic ones left out",
+       "<row><c t='s'><v>0</v></c><c t='s'><v>1</v></c></row>", R"("first" | "rich")"},
+      {"a shared string that there is not", "<row><c t='s'><v>7</v></c></row>", R"("")"},
+      {"inline strings",
+       "<row><c t='inlineStr'><is><t xml:space='preserve'> a </t></is></c>"
+       "<c t='inlineStr'><is><r><t>b</t></r><r><t><![CDATA[<1>]]></t></r></is></c></row>",
+       R"(" a " | "b<1>")"},
+      {"results of formulas",
+       "<row><c><f>1+1</f><v>2</v></c><c t='str'><f>x&amp;y</f><v>a&amp;b</v></c>"
+       "<c t='str'><f>x</f><v></v></c><c t='b'><v>1</v></c><c t='b'><v>0</v></c></row>",
+       R"(2 | "a&b" | "" | 1 | 0)"},
+      {"errors", "<row><c t='e'><v>#N/A</v></c><c><v>1</v></c></row>", R"("" | 1)"},
+      {"dates by style",
+       "<row><c s='1'><v>45000</v></c><c s='1'><v>45000.5</v></c><c s='2'><v>3</v></c>"
+       "<c s='3'><v>0.25</v></c><c s='9'><v>4</v></c></row>",
+       R"("2023-03-15" | "2023-03-15 12:00:00" | 3 | "06:00:00" | 4)"},
+      {"dates in ISO form",
+       "<row><c t='d'><v>2021-01-01</v></c><c t='d'><v>2021-01-01T10:10:09.6Z</v></c>"
+       "<c t='d'><v>T07:08</v></c><c t='d'><v>2021-13-01</v></c><c "
+       "t='d'><v>1900-02-28</v></c></row>",
+       R"("2021-01-01" | "2021-01-01 10:10:10" | "07:08:00" | "2021-13-01" | "1900-02-28")"},
+      {"escapes",
+       "<row><c t='str'><v>a_x000D_b_x005F_x000D_</v></c><c t='str'><v>_xD83D__xDE00__x00</v></c>"
+       "<c t='str'><v>_x0000_c_xZZZZ_</v></c></row>",
+       "\"a\rb_x000D_\" | \"\xF0\x9F\x98\x80_x00\" | \"c_xZZZZ_\""},
+      {"without places cells follow one another",
+       "<row><c><v>1</v></c></row><row r='3'><c "
+       "r='B3'><v>2</v></c><c><v>3</v></c></row><row><c><v>4</v></c></row>",
+       "1 | . | .\n. | . | .\n. | 2 | 3\n4 | . | ."},
+      {"blank cells are none, whatever their style",
+       "<row r='1'><c r='A1'><v>1</v></c><c r='F1' s='1'/><c r='G1' t='s'><v></v></c></row>"
+       "<row r='9'><c r='A9' s='2'></c></row>",
+       "1"},
+      {"what is not known is passed over",
+       "<x><c><v>8</v></c></x><row><c><v>1</v><extLst><v>7</v></extLst></c></row><!-- <row> -->",
+       "1"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    std::string rows = c.rows;
+    std::ranges::replace(rows, '\'', '"');
+    PackageFixture workbook = Xml(rows);
+    EXPECT_EQ(Read(workbook.File()).sheet, c.sheet);
+    // With another prefix, and before a comment, nothing is taken without the parser.
+    std::string commented = rows;
+    if (const std::size_t row = rows.find("<row"); row == 0) commented.insert(row, "<!-- > -->");
+    EXPECT_EQ(Read(Xml(commented).File()).sheet, c.sheet);
+    auto parts = workbook.Parts();
+    for (ZipPart& part : parts)
+      if (part.name.ends_with("sheet1.xml")) {
+        std::string prefixed;
+        for (const char* at = part.bytes.c_str(); *at != '\0'; ++at) {
+          prefixed += *at;
+          const bool is_name = *at == '/' ? at[-1] == '<' : *at == '<';
+          if (is_name && (std::isalpha(at[1]) != 0)) prefixed += "p:";
+        }
+        const std::size_t end = prefixed.find("<p:worksheet xmlns") + 18;
+        part.bytes = prefixed.insert(end, ":p");
+      }
+    EXPECT_EQ(Read(ZipArchive(parts)).sheet, c.sheet);
+  }
+}
+
+TEST(Excel2007File, ReadsBinaryCells) {
+  const std::string text = BinaryText(u"a\u00e9");
+  const struct {
+    const char* why;
+    std::string rows;
+    const char* sheet;
+  } kCases[] = {
+      {"numbers",
+       BinaryRow(0) + BinaryCell(2, 0, U32(5U << 2 | 2)) + BinaryCell(2, 1, U32(0x3FF80000)) +
+           BinaryCell(5, 2, F64(-2.5)) + BinaryCell(9, 3, F64(7) + U16(0)),
+       "5 | 1.5 | -2.5 | 7"},
+      {"texts",
+       BinaryRow(0) + BinaryCell(6, 0, text) + BinaryCell(7, 1, U32(0)) +
+           BinaryCell(8, 2, text + U16(0)) + BinaryCell(62, 3, U8(1) + text + U32(0)) +
+           BinaryCell(7, 4, U32(9)),
+       "\"a\xC3\xA9\" | \"first\" | \"a\xC3\xA9\" | \"a\xC3\xA9\" | \"\""},
+      {"booleans and errors",
+       BinaryRow(0) + BinaryCell(4, 0, U8(1)) + BinaryCell(10, 1, U8(0)) + BinaryCell(3, 2, U8(7)) +
+           BinaryCell(11, 3, U8(42)),
+       R"(1 | 0 | "" | "")"},
+      {"dates", BinaryRow(0) + BinaryCell(5, 0, F64(45000), 1) + BinaryCell(5, 1, F64(45000.5), 2),
+       R"("2023-03-15" | "2023-03-15 12:00:00")"},
+      {"short cells stand behind one another",
+       BinaryRow(1) + BinaryCell(2, 1, U32(2)) + BinaryCell(13, 0, U32(6)) + BinaryCell(12, 0, "") +
+           BinaryCell(16, 0, F64(3)) + BinaryCell(17, 0, text) + BinaryCell(18, 0, U32(0)) +
+           BinaryCell(15, 0, U8(1)) + BinaryCell(14, 0, U8(0)),
+       ". | . | . | . | . | . | . | . | .\n"
+       ". | 0 | 1 | . | 3 | \"a\xC3\xA9\" | \"first\" | 1 | \"\""},
+      {"records that are not known, of any length",
+       BinaryRow(0) + BinaryRecord(3000, std::string(200'000, '\7')) + BinaryCell(1, 5, "") +
+           BinaryRecord(37) + BinaryCell(2, 0, U32(6)) + BinaryRecord(38),
+       "1"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    EXPECT_EQ(Read(Binary(c.rows).File()).sheet, c.sheet);
+  }
+}
+
+TEST(Excel2007File, DatesSince1904) {
+  PackageFixture xml = Xml("<row><c s=\"1\"><v>1</v></c></row>");
+  xml.properties = "date1904=\"1\"";
+  EXPECT_EQ(Read(xml.File()).sheet, R"("1904-01-02")");
+  PackageFixture binary = Binary(BinaryRow(0) + BinaryCell(5, 0, F64(1), 1));
+  binary.properties = "date1904";
+  EXPECT_EQ(Read(binary.File()).sheet, R"("1904-01-02")");
+}
+
+// However an archive is written, and whatever its parts are called, the sheet is the same.
+TEST(Excel2007File, FindsPartsInAnyPackage) {
+  const PackageFixture workbook =
+      Xml("<row><c s=\"1\"><v>45000</v></c><c t=\"s\"><v>0</v></c></row>");
+  const auto sheet_of = [&](auto change, bool is_zip64 = false) {
+    auto parts = workbook.Parts();
+    for (ZipPart& part : parts) change(part);
+    return Read(ZipArchive(parts, is_zip64)).sheet;
+  };
+  const auto replace = [](std::string& text, const std::string& from, const std::string& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+      text.replace(at, from.size(), to);
+  };
+  const std::string sheet = R"("2023-03-15" | "first")";
+  EXPECT_EQ(sheet_of([](ZipPart&) {}), sheet);
+  EXPECT_EQ(sheet_of([](ZipPart& part) { part.is_packed = false; }), sheet);
+  EXPECT_EQ(sheet_of([](ZipPart& part) { part.has_descriptor = true; }), sheet);
+  EXPECT_EQ(sheet_of([](ZipPart& part) { part.is_zip64 = true; }, true), sheet);
+  EXPECT_EQ(sheet_of([](ZipPart& part) {
+              std::ranges::transform(part.name, part.name.begin(), toupper);
+            }),
+            sheet);
+  EXPECT_EQ(sheet_of([](ZipPart& part) { std::ranges::replace(part.name, '/', '\\'); }), sheet);
+  EXPECT_EQ(sheet_of([&](ZipPart& part) {
+              replace(part.bytes, "\"worksheets/", "\"/xl/worksheets/");
+              replace(part.bytes, "\"styles", "\"../xl/./styles");
+            }),
+            sheet);
+  EXPECT_EQ(sheet_of([&](ZipPart& part) {
+              replace(part.name, "xl/", "book/");
+              replace(part.bytes, "\"xl/", "\"book/");
+            }),
+            sheet);
+  PackageFixture strict = workbook;
+  strict.is_strict = true;
+  EXPECT_EQ(Read(strict.File()).sheet, sheet);
+}
+
+TEST(Excel2007File, RefusesWhatIsNoWorkbook) {
+  const PackageFixture good = Xml("<row><c><v>1</v></c></row>");
+  const auto changed = [&](const std::string& part_name, auto change) {
+    auto parts = good.Parts();
+    for (ZipPart& part : parts)
+      if (part.name.ends_with(part_name)) change(part);
+    return ZipArchive(parts);
+  };
+  const auto with_rows = [](const std::string& rows) { return Xml(rows).File(); };
+  const std::string cell = "<c><v>2</v></c>";
+  PackageFixture charts = good;
+  charts.sheets[0].type = "chartsheet";
+  const struct {
+    const char* why;
+    std::string file;
+    int status;
+    const char* sheet;
+  } kCases[] = {
+      {"a text", "a,b\n", 3331, ""},
+      {"half an archive", good.File().substr(0, 400), 3332, ""},
+      {"an archive without relationships", ZipArchive({{"a.txt", "b"}}), 3331, ""},
+      {"a document of another kind",
+       changed("workbook.xml", [](ZipPart& part) { part.bytes = "<document/>"; }), 3331, ""},
+      {"another workbook in a compound file", CompoundFileAround(Bof(5)), 3331, ""},
+      {"no worksheets", charts.File(), 3334, ""},
+      {"relationships cut off",
+       changed("workbook.xml.rels", [](ZipPart& part) { part.bytes.resize(200); }), 3329, ""},
+      {"a workbook with a document type",
+       changed("workbook.xml", [](ZipPart& part) { part.bytes.insert(39, "<!DOCTYPE a []>"); }),
+       3329, ""},
+      {"styles that are no XML",
+       changed("styles.xml", [](ZipPart& part) { part.bytes = "<styleSheet>"; }), 3329, "."},
+      {"an encrypted part", changed("sheet1.xml", [](ZipPart& part) { part.flags = 1; }), 3330, ""},
+      {"packed in another way", changed("sheet1.xml", [](ZipPart& part) { part.method = 12; }),
+       3330, ""},
+      {"more bytes than stated: the rest is missing",
+       changed("sheet1.xml", [](ZipPart& part) { part.stated_size = 210; }), 3330, ""},
+      {"a worksheet that breaks off", with_rows("<row>" + cell + cell + "<c></row>"), 3330,
+       "2 | 2"},
+      {"a column beyond the last", with_rows("<row>" + cell + "<c r=\"XFE1\"><v>1</v></c></row>"),
+       3330, "2"},
+      {"a row beyond the last",
+       with_rows("<row>" + cell + "</row><row r=\"1048577\">" + cell + "</row>"), 3330, "2"},
+      {"elements within elements", with_rows([] {
+         std::string deep;
+         for (int i = 0; i < 300; ++i) deep += "<a>";
+         return deep;
+       }()),
+       3330, ""},
+      {"a tag without end", with_rows("<row a=\"" + std::string(3 << 20, 'a')), 3330, ""},
+      {"a binary worksheet that breaks off",
+       Binary(BinaryRow(0) + BinaryCell(2, 0, U32(6)) + "\7\x7F").File(), 3330, "1"},
+      {"a binary text longer than its record",
+       Binary(BinaryRow(0) + BinaryCell(2, 0, U32(6)) + BinaryCell(6, 1, U32(0x80000000))).File(),
+       3330, "1 | \"\""},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    const Outcome outcome = Read(c.file);
+    EXPECT_EQ(outcome.status, c.status) << outcome.text;
+    EXPECT_EQ(outcome.sheet, c.sheet);
+  }
+}
+
+TEST(Excel2007File, OffersWorksheetsWithTheHiddenLast) {
+  PackageFixture workbook = Xml("<row r=\"2\"><c r=\"B2\"><v>1</v></c></row>");
+  workbook.sheets[0].name = "Secret";
+  workbook.sheets[0].state = "veryHidden";
+  workbook.sheets.push_back({"", "Chart", "visible", "chartsheet"});
+  workbook.sheets.push_back({"<row><c><v>2</v></c></row>", "A &amp; B"});
+  workbook.sheets.push_back({"", "Empty"});
+  const MemoryFile file(workbook.File());
+  ScriptedDialogs dialogs;
+  dialogs.items = ItemsChoice{{0, 2}, 0};
+  NvImportOpenOptions options{0, nullptr};
+  Excel2007File reader;
+  ASSERT_EQ(reader.Open(true, file.path(), &options), 0);
+  EXPECT_EQ(dialogs.items_questions[0].title, "Select Excel Worksheet");
+  EXPECT_EQ(dialogs.items_questions[0].items,
+            (std::vector<std::string>{"A & B", "Empty", "Secret"}));
+  EXPECT_EQ(dialogs.items_questions[0].details,
+            (std::vector<std::string>{"1 x 1", "0 x 0", "2 x 2"}));
+  EXPECT_EQ(
+      std::string(reinterpret_cast<char*>(options.data), static_cast<std::size_t>(options.size)),
+      U32(5) + "0,1,3" + U32(0xFFFFFFFF));
+  EXPECT_EQ(reader.GetNumCols(), 3);
+  EXPECT_EQ(reader.GetNumRows(), 3) << "one more than there are, as with the older workbooks";
+  MemorySheet sheet;
+  EXPECT_EQ(reader.Read(&sheet), 0);
+  EXPECT_EQ(SheetText(sheet), "2 | . | .\n. | . | 1\n. | . | .\n");
+
+  Excel2007File again;
+  dialogs.items.reset();
+  ASSERT_EQ(again.Open(true, file.path(), &options), 0);
+  EXPECT_EQ(again.GetNumCols(), 3);
+  EXPECT_EQ(again.SetCurWorksheet(4), 5);
+  EXPECT_EQ(again.SetCurWorksheet({3, 1}), 0);
+  EXPECT_EQ(again.GetNumCols(), 3);
+  std::vector<std::string> names;
+  EXPECT_EQ(again.GetWorksheets(names), 0);
+  EXPECT_EQ(names.size(), 3U);
+  Excel2007File unanswered;
+  EXPECT_EQ(unanswered.Open(true, file.path(), nullptr), 4);
+}
+
+TEST(Excel2007File, CountsErrorsInANote) {
+  const MemoryFile file(
+      Xml("<row><c t=\"e\"><v>#N/A</v></c><c t=\"e\"><v>#REF!</v></c></row>").File());
+  LogRecorder log;
+  Excel2007File reader;
+  MemorySheet sheet;
+  reader.Open(true, file.path(), nullptr);
+  reader.Read(&sheet);
+  EXPECT_EQ(log.Notes(), (std::vector<std::string>{"2 errors were delivered as empty texts"}));
+}
+
+// What a few bytes state or unpack to costs nothing, and a cell in the last column no more than one
+// in the first.
+TEST(Excel2007File, TakesNoMemoryByClaims) {
+  const auto peak_of = [](const std::string& bytes, int status) {
+    const MemoryFile file(bytes);
+    const AllocationCounter counter;
+    Excel2007File reader;
+    SheetExtent sink;
+    reader.Open(true, file.path(), nullptr);
+    reader.Read(&sink);
+    EXPECT_EQ(reader.GetStatus(), status);
+    return counter.Peak();
+  };
+  constexpr std::size_t kLittle = 2 << 20;
+  EXPECT_LT(peak_of(Xml("<row r=\"1048576\"><c r=\"XFD1048576\"><v>1</v></c></row>").File(), 0),
+            kLittle);
+
+  auto parts = Xml("<row><c t=\"s\"><v>4000000000</v></c></row>").Parts();
+  for (ZipPart& part : parts)
+    if (part.name.ends_with("sharedStrings.xml"))
+      part.bytes.replace(part.bytes.find("<sst"), 4,
+                         "<sst count=\"4000000000\" uniqueCount=\"4000000000\"");
+  EXPECT_LT(peak_of(ZipArchive(parts), 0), kLittle);
+
+  for (ZipPart& part : parts)
+    if (part.name.ends_with("sheet1.xml")) part.bytes.insert(200, std::string(40 << 20, ' '));
+  EXPECT_LT(peak_of(ZipArchive(parts), 3335), kLittle);
+}
+
+}  // namespace
+
+#endif
