@@ -12,7 +12,6 @@
 namespace {
 
 using Step = XmlPart::Step;
-constexpr XmlPart::State kNowhere = XmlPart::kNowhere;
 
 // The number that a text begins with; none where it begins with none or with one too large.
 std::optional<std::uint32_t> Whole(std::string_view text) {
