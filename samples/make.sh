@@ -234,3 +234,122 @@ with open("dryer.mip", "wb") as file:
     file.write(sector([*range(1, small), END]))
     file.write(worksheet.ljust(large * 512, b"\0"))
 END
+
+# Excel 2007 workbooks: the runs of a mill with their dates, a mean that a formula found, and a hidden
+# worksheet, in XML; sieve fractions in binary parts.
+python3 - <<'END'
+import struct
+import zipfile
+
+MAIN = "http://schemas.openxmlformats.org/spreadsheetml/2006/main"
+OFFICE = "http://schemas.openxmlformats.org/officeDocument/2006/relationships"
+PACKAGE = "http://schemas.openxmlformats.org/package/2006"
+
+
+def archive(name, parts):
+    with zipfile.ZipFile(name, "w", zipfile.ZIP_DEFLATED) as file:
+        for part, content in parts.items():
+            if isinstance(content, str):
+                content = '<?xml version="1.0" encoding="UTF-8" standalone="yes"?>\n' + content
+            file.writestr(zipfile.ZipInfo(part), content, zipfile.ZIP_DEFLATED)
+
+
+def relationships(*targets):
+    inside = "".join('<Relationship Id="rId%d" Type="%s/%s" Target="%s"/>' % (i, OFFICE, kind, target)
+                     for i, (kind, target) in enumerate(targets, 1))
+    return '<Relationships xmlns="%s/relationships">%s</Relationships>' % (PACKAGE, inside)
+
+
+def types(extension, main, prefix):
+    inside = '<Default Extension="rels" ContentType="application/vnd.openxmlformats-package.relationships+xml"/>'
+    for part, kind in (("workbook", main), ("worksheets/sheet1", "worksheet"), ("styles", "styles"),
+                       ("sharedStrings", "sharedStrings")):
+        inside += '<Override PartName="/xl/%s.%s" ContentType="%s"/>' % (
+            part, extension, kind if "." in kind else prefix % kind)
+    return '<Types xmlns="%s/content-types">%s</Types>' % (PACKAGE, inside)
+
+
+def parts(extension):
+    return (("worksheet", "worksheets/sheet1." + extension), ("styles", "styles." + extension),
+            ("sharedStrings", "sharedStrings." + extension))
+
+
+words = ["Run", "Date", "d50 \u00b5m", "Sieved", "Remark", "new screen", "Mean", "Setting", "rpm"]
+rows = [[("s", words.index(w)) for w in ("Run", "Date", "d50 \u00b5m", "Sieved", "Remark")]]
+for run in range(1, 7):
+    rows.append([("n", run), ("date", 45350 + run * 3), ("n", 41.5 + run * 7 % 5 / 4), ("b", run % 2)])
+rows[4].append(("s", words.index("new screen")))
+rows.append([("s", words.index("Mean")), None, ("f", "AVERAGE(C2:C7)", sum(r[2][1] for r in rows[1:]) / 6)])
+
+
+def cell(row, column, value):
+    place = "%s%d" % ("ABCDE"[column], row)
+    if value is None:
+        return ""
+    if value[0] == "f":
+        return '<c r="%s"><f>%s</f><v>%s</v></c>' % (place, value[1], value[2])
+    kind = {"s": ' t="s"', "b": ' t="b"', "date": ' s="1"', "n": ""}[value[0]]
+    return '<c r="%s"%s><v>%s</v></c>' % (place, kind, value[1])
+
+
+def sheet(rows):
+    inside = "".join('<row r="%d">%s</row>' % (r, "".join(cell(r, c, v) for c, v in enumerate(row)))
+                     for r, row in enumerate(rows, 1))
+    return '<worksheet xmlns="%s"><sheetData>%s</sheetData></worksheet>' % (MAIN, inside)
+
+
+targets = parts("xml")
+archive("mill.xlsx", {
+    "[Content_Types].xml": types("xml", "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet.main+xml",
+                                 "application/vnd.openxmlformats-officedocument.spreadsheetml.%s+xml"),
+    "_rels/.rels": relationships(("officeDocument", "xl/workbook.xml")),
+    "xl/_rels/workbook.xml.rels": relationships(*targets, ("worksheet", "worksheets/sheet2.xml")),
+    "xl/workbook.xml": '<workbook xmlns="%s" xmlns:r="%s"><sheets><sheet name="Settings" sheetId="2" '
+                       'state="hidden" r:id="rId4"/><sheet name="Runs" sheetId="1" r:id="rId1"/>'
+                       '</sheets></workbook>' % (MAIN, OFFICE),
+    "xl/styles.xml": '<styleSheet xmlns="%s"><numFmts count="1"><numFmt numFmtId="164" '
+                     'formatCode="yyyy\\-mm\\-dd"/></numFmts><cellXfs count="2"><xf numFmtId="0"/>'
+                     '<xf numFmtId="164"/></cellXfs></styleSheet>' % MAIN,
+    "xl/sharedStrings.xml": '<sst xmlns="%s">%s</sst>' % (MAIN, "".join("<si><t>%s</t></si>" % w for w in words)),
+    "xl/worksheets/sheet1.xml": sheet(rows),
+    "xl/worksheets/sheet2.xml": sheet([[("s", words.index("Setting")), ("s", words.index("rpm"))],
+                                       [("n", 1), ("n", 900)], [("n", 2), ("n", 1200)]]),
+})
+
+
+def record(kind, body=b""):
+    head = [kind] if kind < 128 else [kind & 127 | 128, kind >> 7]
+    size = len(body)
+    while size >= 128:
+        head.append(size & 127 | 128)
+        size >>= 7
+    return bytes([*head, size]) + body
+
+
+def text(string):
+    return struct.pack("<I", len(string)) + string.encode("utf-16-le")
+
+
+words = ["Fraction", "from \u00b5m", "Mass g", "Weighed", "fine", "middle", "coarse"]
+table = [record(0, struct.pack("<I", 0))]
+table += [record(7, struct.pack("<3I", c, 0, c)) for c in range(4)]
+for row in range(1, 4):
+    table += [record(0, struct.pack("<I", row)), record(7, struct.pack("<3I", 0, 0, 3 + row)),
+              record(2, struct.pack("<3I", 1, 0, (63 << row) << 2 | 2)),
+              record(5, struct.pack("<2Id", 2, 0, 12.25 + row * 3.125)),
+              record(5, struct.pack("<2Id", 3, 1, 45400.5 + row))]
+targets = parts("bin")
+archive("sieves.xlsb", {
+    "[Content_Types].xml": types("bin", "application/vnd.ms-excel.sheet.binary.macroEnabled.main",
+                                 "application/vnd.ms-excel.%s"),
+    "_rels/.rels": relationships(("officeDocument", "xl/workbook.bin")),
+    "xl/_rels/workbook.bin.rels": relationships(*targets),
+    "xl/workbook.bin": record(131) + record(143) + record(156, struct.pack("<2I", 0, 1) + text("rId1") + text("Sieves")) +
+                       record(144) + record(132),
+    "xl/styles.bin": record(278) + record(617) + record(47, struct.pack("<2H12x", 0, 0)) +
+                     record(47, struct.pack("<2H12x", 0, 22)) + record(618) + record(279),
+    "xl/sharedStrings.bin": record(159, struct.pack("<2I", 7, 7)) +
+                            b"".join(record(19, b"\0" + text(w)) for w in words) + record(160),
+    "xl/worksheets/sheet1.bin": record(129) + record(145) + b"".join(table) + record(146) + record(130),
+})
+END

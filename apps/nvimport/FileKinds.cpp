@@ -13,7 +13,8 @@ using namespace std::string_view_literals;
 
 namespace {
 
-constexpr const char* kSaveAs = "save it as an Excel 97-2003 workbook (.xls) or as CSV";
+constexpr const char* kSaveAs = "save it as an Excel workbook (.xlsx) or as CSV";
+constexpr const char* kReadAs2007 = "--format excel2007 reads it";
 constexpr const char* kUnpack = "unpack it and read what is in it";
 constexpr const char* kExport = "the program that wrote it can export a table as text or CSV";
 constexpr const char* kPicture = "read the file that the picture was drawn from";
@@ -89,8 +90,8 @@ struct Member {
 };
 
 constexpr Member kInZip[] = {
-    {"xl/workbook.bin", {"an Excel 2007 binary workbook (.xlsb)", kSaveAs}},
-    {"xl/wo", {"an Excel 2007 workbook (.xlsx)", kSaveAs}},
+    {"xl/workbook.bin", {"an Excel 2007 binary workbook (.xlsb)", kReadAs2007, "Excel2007 File"}},
+    {"xl/wo", {"an Excel 2007 workbook (.xlsx)", kReadAs2007, "Excel2007 File"}},
     {"word/", {"a Word document (.docx)", "save its table as CSV or plain text"}},
     {"ppt/", {"a presentation (.pptx)", kExport}},
     {"", {"a ZIP archive", kUnpack}},

