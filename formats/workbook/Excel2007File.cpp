@@ -1,8 +1,8 @@
 #include "formats/workbook/Excel2007File.h"
 
-#include <climits>
 #include <utility>
 
+#include "formats/workbook/Excel2007Book.h"
 #include "framework/OptionPairs.h"
 #include "framework/SpreadsheetData.h"
 #include "platform/Log.h"
@@ -69,6 +69,10 @@ int StatusOf(Excel2007Book::Outcome outcome) {
 
 }  // namespace
 
+Excel2007File::Excel2007File() = default;
+
+Excel2007File::~Excel2007File() = default;
+
 NvImportOpenOptions* Excel2007File::GetImportOptions(const std::vector<int>& sheets,
                                                      bool above_and_below) {
   return SheetSelection{sheets, above_and_below}.NewOptions();
@@ -80,7 +84,7 @@ int Excel2007File::Open(bool read, const char* path, NvImportOpenOptions* option
   Close();
   Excel2007Book::Outcome outcome{};
   book_ = Excel2007Book::Open(path != nullptr ? path : "", outcome);
-  if (FailAs(outcome) != kGood) return status_;
+  if (!book_) return Fail(StatusOf(outcome));
   sizes_.resize(book_->sheets().size());
   selection_.sheets.assign(1, 1);
   if (ChooseSheets(options) != kGood) book_.reset();
@@ -93,11 +97,6 @@ void Excel2007File::Close() {
   selection_ = {};
   options_.clear();
   SpreadsheetFile::Close();
-}
-
-int Excel2007File::FailAs(Excel2007Book::Outcome outcome) {
-  const int status = StatusOf(outcome);
-  return status == kGood ? status_ : Fail(status);
 }
 
 int Excel2007File::ChooseSheets(NvImportOpenOptions* options) {
@@ -179,7 +178,7 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
   }
   Log::WriteCount("Excel2007File", book_->errors() - errors_before,
                   "error was delivered as an empty text", "errors were delivered as empty texts");
-  return FailAs(worst);
+  return worst == Excel2007Book::Outcome::kGood ? kGood : Fail(StatusOf(worst));
 }
 
 void Excel2007File::GetErrorMessage(char* buffer, unsigned int size) {

@@ -6,11 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "formats/workbook/Excel2007Book.h"
 #include "formats/workbook/SheetSelection.h"
 #include "framework/SprFileFactory.h"
 #include "framework/SpreadsheetFile.h"
 #include "platform/Export.h"
+
+class Excel2007Book;
 
 // Reads Excel workbooks that are packages: .xlsx and .xlsm, whose parts are XML, and .xlsb, whose
 // parts are binary. Several worksheets of a workbook become one sheet, as with ExcelFile.
@@ -20,6 +21,9 @@
 // that of the cells that are there.
 class NVIMPORT_API Excel2007File : public SpreadsheetFile {
  public:
+  Excel2007File();
+  ~Excel2007File() override;
+
   // New options that make Open take these worksheets, numbered from 1, without asking. The caller
   // owns the record and its bytes (SpreadsheetOpenOptions::FreeOpenOptions frees those).
   static NvImportOpenOptions* GetImportOptions(const std::vector<int>& sheets,
@@ -48,7 +52,6 @@ class NVIMPORT_API Excel2007File : public SpreadsheetFile {
   };
 
   int EstablishSize() override;
-  int FailAs(Excel2007Book::Outcome outcome);
   int ChooseSheets(NvImportOpenOptions* options);
   void Measure(std::size_t sheet, bool is_one_of_many);
 
