@@ -194,12 +194,13 @@ constexpr std::uint32_t kPackageColumns = 100;
 std::string PackageRow(Random& random, std::uint32_t row, std::uint32_t& text,
                        std::uint32_t strings, bool is_binary) {
   const std::string number = std::to_string(row + 1);
-  std::string cells = is_binary ? BinaryRow(row) : "<row r=\"" + number + "\" spans=\"1:100\">";
+  std::string cells = is_binary ? BinaryRow(row) : R"(<row r=")" + number + R"(" spans="1:100">)";
   for (std::uint32_t column = 0; column < kPackageColumns; ++column) {
     std::string place;
     if (column >= 26) place += static_cast<char>('A' + column / 26 - 1);
     place += static_cast<char>('A' + column % 26);
-    const std::string head = "<c r=\"" + place + number + "\"";
+    std::string head = R"(<c r=")";
+    ((head += place) += number) += '"';
     if (row == 0 || column % 10 >= 8) {
       const std::uint32_t which = row == 0 ? column : text;
       if (row > 0) text = kPackageColumns + (text - kPackageColumns + 7'919) % strings;

@@ -3,6 +3,7 @@
 #include <zlib.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,6 +37,10 @@ inline std::string Deflated(std::string_view bytes) {
   return packed;
 }
 
+inline void Append(std::string& text, std::initializer_list<std::string_view> pieces) {
+  for (const std::string_view piece : pieces) text += piece;
+}
+
 inline std::string U64(std::uint64_t value) { return Bytes(value); }
 
 // A zip archive of the parts (see APPNOTE.TXT of the format).
@@ -61,12 +66,12 @@ inline std::string ZipArchive(const std::vector<ZipPart>& parts, bool is_zip64 =
                              U16(part.is_packed ? part.method : 0) + U16(0) + U16(0x21);
     const std::string lengths =
         U16(static_cast<unsigned>(part.name.size())) + U16(static_cast<unsigned>(extra.size()));
-    directory += "PK\1\2" + U16(20) + head + sizes(true) + lengths + U16(0) + U16(0) + U16(0) +
-                 U32(0) + U32(static_cast<std::uint32_t>(archive.size())) + part.name + extra;
-    archive += "PK\3\4" + head + sizes(!part.has_descriptor) + lengths + part.name + extra + data;
+    Append(directory, {"PK\1\2", U16(20), head, sizes(true), lengths, std::string(10, '\0'),
+                       U32(static_cast<std::uint32_t>(archive.size())), part.name, extra});
+    Append(archive, {"PK\3\4", head, sizes(!part.has_descriptor), lengths, part.name, extra, data});
     if (part.has_descriptor)
-      archive += "PK\7\10" + U32(sum) + U32(static_cast<std::uint32_t>(data.size())) +
-                 U32(static_cast<std::uint32_t>(size));
+      Append(archive, {"PK\7\10", U32(sum), U32(static_cast<std::uint32_t>(data.size())),
+                       U32(static_cast<std::uint32_t>(size))});
   }
   const std::uint64_t begin = archive.size();
   const auto count = static_cast<unsigned>(parts.size());
@@ -130,8 +135,8 @@ struct PackageFixture {
     const std::string base =
         is_strict ? "http://purl.oclc.org/ooxml/officeDocument/relationships/"
                   : "http://schemas.openxmlformats.org/officeDocument/2006/relationships/";
-    return "<Relationship Id=\"" + id + "\" Type=\"" + base + type + "\" Target=\"" + target +
-           "\"/>";
+    return R"(<Relationship Id=")" + id + R"(" Type=")" + base + type + R"(" Target=")" + target +
+           R"("/>)";
   }
   static std::string Relationships(const std::string& inside) {
     return std::string(kHead) +
@@ -140,8 +145,8 @@ struct PackageFixture {
            inside + "</Relationships>";
   }
   std::string Root(const std::string& name, const std::string& inside) const {
-    return std::string(kHead) + "<" + name + " xmlns=\"" + Namespace() +
-           "\" xmlns:r=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships\">" +
+    return std::string(kHead) + "<" + name + R"( xmlns=")" + Namespace() +
+           R"(" xmlns:r="http://schemas.openxmlformats.org/officeDocument/2006/relationships">)" +
            inside + "</" + name + ">";
   }
 

@@ -164,8 +164,8 @@ TEST(Excel2007File, ReadsBinaryCells) {
 }
 
 TEST(Excel2007File, DatesSince1904) {
-  PackageFixture xml = Xml("<row><c s=\"1\"><v>1</v></c></row>");
-  xml.properties = "date1904=\"1\"";
+  PackageFixture xml = Xml(R"(<row><c s="1"><v>1</v></c></row>)");
+  xml.properties = R"(date1904="1")";
   EXPECT_EQ(Read(xml.File()).sheet, R"("1904-01-02")");
   PackageFixture binary = Binary(BinaryRow(0) + BinaryCell(5, 0, F64(1), 1));
   binary.properties = "date1904";
@@ -175,7 +175,7 @@ TEST(Excel2007File, DatesSince1904) {
 // However an archive is written, and whatever its parts are called, the sheet is the same.
 TEST(Excel2007File, FindsPartsInAnyPackage) {
   const PackageFixture workbook =
-      Xml("<row><c s=\"1\"><v>45000</v></c><c t=\"s\"><v>0</v></c></row>");
+      Xml(R"(<row><c s="1"><v>45000</v></c><c t="s"><v>0</v></c></row>)");
   const auto sheet_of = [&](auto change, bool is_zip64 = false) {
     auto parts = workbook.Parts();
     for (ZipPart& part : parts) change(part);
@@ -196,13 +196,13 @@ TEST(Excel2007File, FindsPartsInAnyPackage) {
             sheet);
   EXPECT_EQ(sheet_of([](ZipPart& part) { std::ranges::replace(part.name, '/', '\\'); }), sheet);
   EXPECT_EQ(sheet_of([&](ZipPart& part) {
-              replace(part.bytes, "\"worksheets/", "\"/xl/worksheets/");
-              replace(part.bytes, "\"styles", "\"../xl/./styles");
+              replace(part.bytes, R"("worksheets/)", R"("/xl/worksheets/)");
+              replace(part.bytes, R"("styles)", R"("../xl/./styles)");
             }),
             sheet);
   EXPECT_EQ(sheet_of([&](ZipPart& part) {
               replace(part.name, "xl/", "book/");
-              replace(part.bytes, "\"xl/", "\"book/");
+              replace(part.bytes, R"("xl/)", R"("book/)");
             }),
             sheet);
   PackageFixture strict = workbook;
@@ -249,22 +249,22 @@ TEST(Excel2007File, RefusesWhatIsNoWorkbook) {
        changed("sheet1.xml", [](ZipPart& part) { part.stated_size = 210; }), 3330, ""},
       {"a worksheet that breaks off", with_rows("<row>" + cell + cell + "<c></row>"), 3330,
        "2 | 2"},
-      {"a column beyond the last", with_rows("<row>" + cell + "<c r=\"XFE1\"><v>1</v></c></row>"),
+      {"a column beyond the last", with_rows("<row>" + cell + R"(<c r="XFE1"><v>1</v></c></row>)"),
        3330, "2"},
       {"a row beyond the last",
-       with_rows("<row>" + cell + "</row><row r=\"1048577\">" + cell + "</row>"), 3330, "2"},
+       with_rows("<row>" + cell + R"(</row><row r="1048577">)" + cell + "</row>"), 3330, "2"},
       {"elements within elements", with_rows([] {
          std::string deep;
          for (int i = 0; i < 300; ++i) deep += "<a>";
          return deep;
        }()),
        3330, ""},
-      {"a tag without end", with_rows("<row a=\"" + std::string(3 << 20, 'a')), 3330, ""},
+      {"a tag without end", with_rows(R"(<row a=")" + std::string(3 << 20, 'a')), 3330, ""},
       {"a binary worksheet that breaks off",
        Binary(BinaryRow(0) + BinaryCell(2, 0, U32(6)) + "\7\x7F").File(), 3330, "1"},
       {"a binary text longer than its record",
        Binary(BinaryRow(0) + BinaryCell(2, 0, U32(6)) + BinaryCell(6, 1, U32(0x80000000))).File(),
-       3330, "1 | \"\""},
+       3330, R"(1 | "")"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.why);
@@ -275,7 +275,7 @@ TEST(Excel2007File, RefusesWhatIsNoWorkbook) {
 }
 
 TEST(Excel2007File, OffersWorksheetsWithTheHiddenLast) {
-  PackageFixture workbook = Xml("<row r=\"2\"><c r=\"B2\"><v>1</v></c></row>");
+  PackageFixture workbook = Xml(R"(<row r="2"><c r="B2"><v>1</v></c></row>)");
   workbook.sheets[0].name = "Secret";
   workbook.sheets[0].state = "veryHidden";
   workbook.sheets.push_back({"", "Chart", "visible", "chartsheet"});
@@ -317,7 +317,7 @@ TEST(Excel2007File, OffersWorksheetsWithTheHiddenLast) {
 
 TEST(Excel2007File, CountsErrorsInANote) {
   const MemoryFile file(
-      Xml("<row><c t=\"e\"><v>#N/A</v></c><c t=\"e\"><v>#REF!</v></c></row>").File());
+      Xml(R"(<row><c t="e"><v>#N/A</v></c><c t="e"><v>#REF!</v></c></row>)").File());
   LogRecorder log;
   Excel2007File reader;
   MemorySheet sheet;
@@ -340,14 +340,14 @@ TEST(Excel2007File, TakesNoMemoryByClaims) {
     return counter.Peak();
   };
   constexpr std::size_t kLittle = 2 << 20;
-  EXPECT_LT(peak_of(Xml("<row r=\"1048576\"><c r=\"XFD1048576\"><v>1</v></c></row>").File(), 0),
+  EXPECT_LT(peak_of(Xml(R"(<row r="1048576"><c r="XFD1048576"><v>1</v></c></row>)").File(), 0),
             kLittle);
 
-  auto parts = Xml("<row><c t=\"s\"><v>4000000000</v></c></row>").Parts();
+  auto parts = Xml(R"(<row><c t="s"><v>4000000000</v></c></row>)").Parts();
   for (ZipPart& part : parts)
     if (part.name.ends_with("sharedStrings.xml"))
       part.bytes.replace(part.bytes.find("<sst"), 4,
-                         "<sst count=\"4000000000\" uniqueCount=\"4000000000\"");
+                         R"(<sst count="4000000000" uniqueCount="4000000000")");
   EXPECT_LT(peak_of(ZipArchive(parts), 0), kLittle);
 
   for (ZipPart& part : parts)
