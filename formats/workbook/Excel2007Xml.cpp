@@ -54,6 +54,14 @@ void Unescape(std::string& text) {
   text = std::move(plain);
 }
 
+// Adds a piece of a cell's text. False when it becomes longer than thirty cells.
+bool Gather(std::string& text, std::string_view piece) {
+  constexpr std::size_t kLongest = std::size_t{1} << 20;
+  if (piece.size() > kLongest - text.size()) return false;
+  text += piece;
+  return true;
+}
+
 class RelationshipsXml final : public XmlPart {
  public:
   explicit RelationshipsXml(std::vector<Relationship>& found) : XmlPart(kSteps), found_(found) {}
@@ -141,7 +149,7 @@ class StringsXml final : public XmlPart {
     if (state == kString) text_.clear();
   }
   void Text(State state, std::string_view text) override {
-    if (state == kText) text_ += text;
+    if (state == kText && !Gather(text_, text)) Refuse();
   }
   void End(State state) override {
     if (state != kString) return;
@@ -246,7 +254,8 @@ class SheetXml final : public XmlPart {
   }
 
   void Text(State state, std::string_view text) override {
-    if (state == kText || (state == kValue && !is_inline_)) text_ += text;
+    const bool counts = state == kText || (state == kValue && !is_inline_);
+    if (counts && !Gather(text_, text)) Refuse();
   }
 
   void End(State state) override {

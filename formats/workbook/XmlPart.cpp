@@ -2,9 +2,12 @@
 
 #include <expat.h>
 
+#include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include "formats/workbook/ZipPackage.h"
 
@@ -13,6 +16,58 @@ namespace {
 // The parser keeps what is open, and a tag until it ends.
 constexpr std::uint64_t kDeepest = 256;
 constexpr std::uint64_t kLongestTag = std::uint64_t{1} << 20;
+
+// What the parser takes follows what is open and the names that it has met, of which a part may
+// make up any number: so the parser has this much, and no more.
+constexpr std::size_t kMostMemory = std::size_t{16} << 20;
+
+class ParserMemory {
+ public:
+  static const XML_Memory_Handling_Suite& Functions() {
+    static constexpr XML_Memory_Handling_Suite kFunctions = {
+        [](std::size_t size) { return Change(nullptr, size); }, Change,
+        [](void* memory) { Free(memory); }};
+    return kFunctions;
+  }
+
+  // Whether more was wanted than there is, since the last call.
+  static bool TakeExceeded() { return std::exchange(is_exceeded_, false); }
+
+ private:
+  // Before what is handed out, its size.
+  static constexpr std::size_t kHead = alignof(std::max_align_t);
+
+  static std::size_t& SizeOf(void* memory) {
+    return *reinterpret_cast<std::size_t*>(static_cast<char*>(memory) - kHead);
+  }
+
+  static void* Change(void* memory, std::size_t size) {
+    const std::size_t before = memory == nullptr ? 0 : SizeOf(memory);
+    if (size > kMostMemory || held_ - before + size > kMostMemory) {
+      is_exceeded_ = true;
+      return nullptr;
+    }
+    void* const begin = memory == nullptr ? nullptr : static_cast<char*>(memory) - kHead;
+    void* const changed = std::realloc(begin, kHead + size);
+    if (changed == nullptr) return nullptr;
+    held_ += size - before;
+    char* const given = static_cast<char*>(changed) + kHead;
+    SizeOf(given) = size;
+    return given;
+  }
+
+  static void Free(void* memory) {
+    if (memory == nullptr) return;
+    held_ -= SizeOf(memory);
+    std::free(static_cast<char*>(memory) - kHead);
+  }
+
+  static thread_local std::size_t held_;
+  static thread_local bool is_exceeded_;
+};
+
+thread_local std::size_t ParserMemory::held_ = 0;
+thread_local bool ParserMemory::is_exceeded_ = false;
 
 // What may be taken directly is not longer; and after so many tags in vain it is not tried again.
 constexpr std::size_t kDirectPiece = 2048;
@@ -71,7 +126,7 @@ struct XmlPart::Callbacks {
 
 bool XmlPart::Read(ZipPackage& package) {
   const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
-      XML_ParserCreate(nullptr), &XML_ParserFree);
+      XML_ParserCreate_MM(nullptr, &ParserMemory::Functions(), nullptr), &XML_ParserFree);
   if (!parser) throw std::bad_alloc();
   parser_ = parser.get();
   XML_SetUserData(parser_, this);
@@ -91,7 +146,8 @@ bool XmlPart::Read(ZipPackage& package) {
         XML_Parse(parser_, ahead.data(), static_cast<int>(ahead.size()), is_last ? 1 : 0);
     if (thrown_) std::rethrow_exception(thrown_);
     if (is_stopped_) break;
-    if (XML_GetErrorCode(parser_) == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
+    if (XML_GetErrorCode(parser_) == XML_ERROR_NO_MEMORY && !ParserMemory::TakeExceeded())
+      throw std::bad_alloc();
     given += ahead.size();
     const auto parsed = static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_));
     if (status != XML_STATUS_OK || given - parsed > kLongestTag) Refuse();

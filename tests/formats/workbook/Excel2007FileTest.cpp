@@ -260,6 +260,14 @@ TEST(Excel2007File, RefusesWhatIsNoWorkbook) {
        }()),
        3330, ""},
       {"a tag without end", with_rows(R"(<row a=")" + std::string(3 << 20, 'a')), 3330, ""},
+      {"a text without end", with_rows("<row><c t=\"str\"><v>" + std::string(3 << 20, 'a')), 3330,
+       ""},
+      {"a name for each element", with_rows([] {
+         std::string names;
+         for (int i = 0; i < 200'000; ++i) names += "<n" + std::to_string(i) + "/>";
+         return names;
+       }()),
+       3330, ""},
       {"a binary worksheet that breaks off",
        Binary(BinaryRow(0) + BinaryCell(2, 0, U32(6)) + "\7\x7F").File(), 3330, "1"},
       {"a binary text longer than its record",
