@@ -41,6 +41,7 @@ class ParserMemory {
     return *reinterpret_cast<std::size_t*>(static_cast<char*>(memory) - kHead);
   }
 
+  // NOLINTBEGIN(cppcoreguidelines-owning-memory): C's functions, as the parser has them.
   static void* Change(void* memory, std::size_t size) {
     const std::size_t before = memory == nullptr ? 0 : SizeOf(memory);
     if (size > kMostMemory || held_ - before + size > kMostMemory) {
@@ -61,6 +62,7 @@ class ParserMemory {
     held_ -= SizeOf(memory);
     std::free(static_cast<char*>(memory) - kHead);
   }
+  // NOLINTEND(cppcoreguidelines-owning-memory)
 
   static thread_local std::size_t held_;
   static thread_local bool is_exceeded_;
