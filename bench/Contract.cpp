@@ -127,35 +127,38 @@ bool Floor(const char* path, Sink& sink, std::span<const long>) {
   return file >= 0 && close(file) == 0;
 }
 
-// Calls `found` with every TAB and line feed.
-template <typename Found>
+// Calls `found` with every delimiter and line feed.
+template <char kDelimiter, typename Found>
 void FindEnds(const char* begin, const char* end, Found found) {
 #ifdef __AVX2__
-  const __m256i tab = _mm256_set1_epi8('\t');
+  const __m256i delimiter = _mm256_set1_epi8(kDelimiter);
   const __m256i feed = _mm256_set1_epi8('\n');
   for (const char* at = begin; at < end; at += 32) {
     const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(at));
     auto ends = static_cast<std::uint32_t>(_mm256_movemask_epi8(
-        _mm256_or_si256(_mm256_cmpeq_epi8(bytes, tab), _mm256_cmpeq_epi8(bytes, feed))));
+        _mm256_or_si256(_mm256_cmpeq_epi8(bytes, delimiter), _mm256_cmpeq_epi8(bytes, feed))));
     if (end - at < 32) ends &= (std::uint32_t{1} << (end - at)) - 1;
     for (; ends != 0; ends &= ends - 1) found(at + std::countr_zero(ends));
   }
 #else
   for (const char* at = begin; at < end; ++at)
-    if (*at == '\t' || *at == '\n') found(at);
+    if (*at == kDelimiter || *at == '\n') found(at);
 #endif
 }
 
+// With quotes every field is between two. Empty fields of CSV are not set.
+template <char kDelimiter, std::size_t kQuotes>
 bool Text(const char* path, Sink& sink, std::span<const long>) {
   int column = 1;
   int row = 1;
   return WalkBlocks(path, 0, [&](const char* field, const char* end) {
     char cell[4'096];
-    FindEnds(field, end, [&](const char* at) {
-      const std::size_t size = std::min<std::size_t>(static_cast<std::size_t>(at - field), 4'095);
-      std::memcpy(cell, field, size);
+    FindEnds<kDelimiter>(field, end, [&](const char* at) {
+      const std::size_t size =
+          std::min<std::size_t>(static_cast<std::size_t>(at - field) - 2 * kQuotes, 4'095);
+      std::memcpy(cell, field + kQuotes, size);
       cell[size] = '\0';
-      sink.Set(column, row, cell);
+      if (kDelimiter == '\t' || size > 0) sink.Set(column, row, cell);
       if (*at == '\n') {
         column = 1;
         ++row;
@@ -442,7 +445,9 @@ constexpr struct {
   bool (*run)(const char* path, Sink& sink, std::span<const long> numbers);
 } kModes[] = {
     {"floor", Floor},
-    {"text", Text},
+    {"text", Text<'\t', 0>},
+    {"csv", Text<',', 0>},
+    {"quoted", Text<',', 1>},
     {"biff", Biff},
     {"jcamp", Jcamp},
     {"f32", Values<float>},

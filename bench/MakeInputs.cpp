@@ -104,13 +104,17 @@ std::string WideCell(Random& random, int, int column) {
 }
 
 void MakeTable(const std::string& path, int rows, int columns, const char* name,
-               std::string (*cell)(Random&, int, int)) {
+               std::string (*cell)(Random&, int, int), char delimiter = '\t',
+               const std::string& quote = "") {
   Random random;
   OutputFile out(path.c_str());
+  const auto separator = [&](int column) { return column + 1 < columns ? delimiter : '\n'; };
   for (int row = 0; row <= rows; ++row)
-    for (int column = 0; column < columns; ++column)
-      out.Write((row == 0 ? name + std::to_string(column + 1) : cell(random, row, column)) +
-                (column + 1 < columns ? '\t' : '\n'));
+    for (int column = 0; column < columns; ++column) {
+      std::string field = quote;
+      field += row == 0 ? name + std::to_string(column + 1) : cell(random, row, column);
+      out.Write((field += quote) += separator(column));
+    }
 }
 
 void MakeTall(const std::string& folder, int rows) {
@@ -119,6 +123,14 @@ void MakeTall(const std::string& folder, int rows) {
 
 void MakeWide(const std::string& folder, int rows) {
   MakeTable(folder + "/wide.txt", rows, 20'000, "w", WideCell);
+}
+
+void MakeCsv(const std::string& folder, int rows) {
+  MakeTable(folder + "/comma.csv", rows, 20, "Var", TableCell, ',');
+}
+
+void MakeQuotedCsv(const std::string& folder, int rows) {
+  MakeTable(folder + "/quoted.csv", rows, 20, "Var", TableCell, ',', R"(")");
 }
 
 // The shared strings in records of 8,224 bytes; a text that goes on in the next record says again
@@ -522,6 +534,7 @@ constexpr struct {
   int most;  // of what the format can count
 } kGenerators[] = {
     {"tab", MakeTall, 10'000'000},     {"wide", MakeWide, 100'000},
+    {"csv", MakeCsv, 10'000'000},      {"quoted", MakeQuotedCsv, 10'000'000},
     {"xls", MakeWorkbook, 65'536},
 #ifdef NVIMPORT_HAS_PACKAGES
     {"xlsx", MakeXmlWorkbook, 65'536}, {"xlsb", MakeBinaryWorkbook, 65'536},

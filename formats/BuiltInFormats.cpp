@@ -9,6 +9,7 @@
 #include "formats/spectra/GalacticSPCFile.h"
 #include "formats/spectra/JCAMPFile.h"
 #include "formats/spectra/NsasFile.h"
+#include "formats/text/CsvFile.h"
 #include "formats/text/DIFFile.h"
 #include "formats/text/LotusFile.h"
 #include "formats/text/TextFile.h"
@@ -57,11 +58,6 @@ struct ChemStationFileFactory final : UnbuiltFactory {
       : UnbuiltFactory(kNotThis, "HPLC ChemStation File", "HPLC ChemStation Files (*.ch, *.uv)",
                        "HPLC ChemStation File (*.ch)", 2, ".ch\0.uv", false, true, true, true,
                        false) {}
-};
-struct CsvFileFactory final : UnbuiltFactory {
-  CsvFileFactory()
-      : UnbuiltFactory(kNoOpinion, "CSV File", "CSV Files (*.csv)", nullptr, 1, ".csv", false, true,
-                       false, true, true) {}
 };
 struct MatFileFactory final : UnbuiltFactory {
   MatFileFactory()

@@ -37,6 +37,22 @@ awk 'BEGIN {
 # Bars, and texts in Windows-1252 (the bytes E9, F6, B0 and B5 as octal escapes).
 printf 'Site|Caf\351|T \260C|Size \265m\nK\366ln|yes|21.5|4.0\nNice|no|23.25|3.5\n' >sites.txt
 
+# CSV of a European spreadsheet: a line that names the delimiter, decimal commas, and texts in quotes
+# with delimiters, doubled quotes and line breaks within.
+awk 'BEGIN {
+  printf "sep=;\r\nTrial;Catalyst;\"Yield; %%\";Remark\r\n"
+  for (t = 1; t <= 6; t++)
+    printf "T-%02d;\"Pd/C \"\"%d %%\"\"\";%d,%d;%s\r\n", t, 5 * (t % 2 + 1), 71 + t * 7 % 19, t * 3 % 10,
+      t == 2 ? "\"filtered twice,\r\nthen dried\"" : t == 5 ? "\"lost; repeat\"" : ""
+}' >trials.csv
+
+# The same kind of table as UTF-16, which spreadsheets save as "Unicode text".
+{
+  printf '\377\376'
+  printf 'Probe\tc(\316\262-Carotin) / \302\265g\r\n\303\226l 1\t12.5\r\n\303\226l 2\t9.75\r\n' |
+    iconv -f UTF-8 -t UTF-16LE
+} >carotene.csv
+
 # Three near-infrared spectra in one SPC file: 100 points from 1100 in steps of 2, 32-bit fixed point.
 {
   printf '\0K\0\001\144\0\0\0\0\0\0\0\0\060\221\100\0\0\0\0\0\110\224\100\003\0\0\0'

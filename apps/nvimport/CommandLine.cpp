@@ -32,7 +32,8 @@ void AddFormatOptions(CLI::App& command, Settings& settings) {
       ->type_name("NAME|INDEX");
   command
       .add_option("--delimiter", settings.delimiter,
-                  "Field delimiter of a text: tab, comma, semicolon, bar, blank (runs of them) or "
+                  "Field delimiter of a text or CSV file: tab, comma, semicolon, bar, blank (runs "
+                  "of them) or "
                   "any characters, with \\t, \\\\ and \\xNN")
       ->type_name("TEXT");
   command.add_flag("--ignore-consecutive", settings.ignore_consecutive,

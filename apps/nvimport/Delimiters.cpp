@@ -57,6 +57,11 @@ TextImportChoice ParseDelimiter(std::string_view text) {
   return {delimiter, false};
 }
 
+std::string DelimiterValue(const std::string& delimiter) {
+  const auto* named = std::ranges::find(kNamed, delimiter, &NamedDelimiter::delimiter);
+  return named != std::end(kNamed) ? std::string(named->word) : delimiter;
+}
+
 std::string ShownDelimiter(const TextImportChoice& choice) {
   if (const NamedDelimiter* named = FindNamed(choice)) return std::string(named->shown);
   if (choice.delimiter.empty()) return "none";

@@ -20,6 +20,9 @@ std::span<const NamedDelimiter> NamedDelimiters();
 // What a user writes as a delimiter: a word, or the characters with \t, \\ and \xNN.
 TextImportChoice ParseDelimiter(std::string_view text);
 
+// The same as a value of pairs, which can't hold a semicolon: its word where it has one.
+std::string DelimiterValue(const std::string& delimiter);
+
 // The choice in a sentence: "TAB", "runs of blanks", "\"::\"".
 std::string ShownDelimiter(const TextImportChoice& choice);
 

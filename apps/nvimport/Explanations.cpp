@@ -33,10 +33,17 @@ std::vector<std::string> OptionsOf(std::string_view format) {
   };
   static const Options kOptions[] = {
       {"Brimrose File", {"rows=FIRST,LAST", "columns=FIRST,LAST"}},
+      {"CSV File", {"delimiter=TEXT", "quote=double|single|none|BYTE", "header=0|1"}},
       {"GalacticSPC File", {"names=number|text", "xrow=0|1"}},
       {"JCAMP-DX File", {"reference=N", "xrow=0|1", "columns=FIRST,LAST"}},
       {"NSAS File", {"columns=FIRST,LAST"}},
   };
   const auto* const known = std::ranges::find(kOptions, format, &Options::format);
   return known != std::end(kOptions) ? known->options : std::vector<std::string>();
+}
+
+bool HasOption(std::string_view format, std::string_view key) {
+  return std::ranges::any_of(OptionsOf(format), [&](std::string_view option) {
+    return option.substr(0, option.find('=')) == key;
+  });
 }

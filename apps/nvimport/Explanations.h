@@ -13,3 +13,4 @@ std::string DetectionReason(const Detection& detection, const std::string& path)
 
 // What --option takes for a format, beside what it asks.
 std::vector<std::string> OptionsOf(std::string_view format);
+bool HasOption(std::string_view format, std::string_view key);

@@ -166,7 +166,11 @@ std::optional<Failure> FileRun::Prepare() {
 
 std::optional<Failure> FileRun::TakeOptions() {
   GivenAnswers& answers = plan_.answers;
-  if (settings_.delimiter) answers.text_import = ParseDelimiter(*settings_.delimiter);
+  const auto take_delimiter = [&](std::string_view text) {
+    answers.text_import = ParseDelimiter(text);
+    plan_.import.delimiter = answers.text_import->delimiter;
+  };
+  if (settings_.delimiter) take_delimiter(*settings_.delimiter);
   answers.ignore_consecutive = settings_.ignore_consecutive;
   answers.sheets = settings_.sheets;
   answers.blocks = settings_.blocks;
@@ -186,7 +190,7 @@ std::optional<Failure> FileRun::TakeOptions() {
                         "--option takes KEY=VALUE");
     const std::string value = option.substr(equals + 1);
     if (key == "delimiter") {
-      answers.text_import = ParseDelimiter(value);
+      take_delimiter(value);
     } else if (key == "ignore-consecutive") {
       if (value != "0" && value != "1")
         return WrongUsage("\"" + ShownName(option) + "\" is no option of an import.",

@@ -13,11 +13,15 @@
 #include <utility>
 
 #include "apps/nvimport/CellText.h"
+#include "apps/nvimport/Delimiters.h"
+#include "apps/nvimport/Explanations.h"
 #include "apps/nvimport/FileKinds.h"
 #include "apps/nvimport/ProgressBar.h"
 #include "apps/nvimport/TerminalDialogs.h"
 #include "framework/FileSelection.h"
 #include "framework/FormatList.h"
+#include "framework/OptionPairs.h"
+#include "framework/SpreadsheetOpenOptions.h"
 #include "platform/ByteWriter.h"
 #include "platform/Dialogs.h"
 #include "platform/Paths.h"
@@ -216,20 +220,30 @@ std::optional<Failure> ImportSession::Run(
   const InstalledDialogs installed(dialogs_);
   if (auto failure = SettleFormat()) return failure;
 
+  const bool takes_delimiter = HasOption(format_name(), "delimiter");
+  std::string pairs = settings_.options;
+  if (takes_delimiter && settings_.delimiter)
+    pairs += (pairs.empty() ? "delimiter=" : ";delimiter=") + DelimiterValue(*settings_.delimiter);
   ByteWriter writer;
-  if (!settings_.options.empty()) writer.WriteBinaryString(settings_.options);
+  if (!pairs.empty()) writer.WriteBinaryString(pairs);
   std::vector<unsigned char> bytes(writer.bytes().begin(), writer.bytes().end());
   NvImportOpenOptions options{static_cast<int>(bytes.size()), bytes.data()};
+  // One that guesses its delimiter says which.
+  NvImportOpenOptions choices{0, nullptr};
+  NvImportOpenOptions* const unasked = takes_delimiter ? &choices : nullptr;
   progress_.Begin("establishing the size of " + input_.shown);
   bool done = false;
-  const std::string thrown = Thrown([&] {
-    done = operation(input_.path.c_str(), settings_.options.empty() ? nullptr : &options);
-  });
+  const std::string thrown =
+      Thrown([&] { done = operation(input_.path.c_str(), pairs.empty() ? unasked : &options); });
+  const auto taken = OptionPairs::Parse(pairs.empty() ? &choices : &options);
+  SpreadsheetOpenOptions::FreeOpenOptions(&choices);
   if (!thrown.empty()) return Because(OneLine(thrown));
   if (!done) return Refusal();
   if (TotalSize(input_) < size)
     return Failure{kFailed, "The file became shorter while it was read.",
                    input_.shown + ": what was read is not whole; try again"};
+  if (const auto delimiter = taken ? taken->Find("delimiter") : std::nullopt)
+    dialogs_.TellDelimiter(ParseDelimiter(*delimiter).delimiter, settings_.delimiter.has_value());
   dialogs_.SayWhatWasNotAsked();
   return std::nullopt;
 }

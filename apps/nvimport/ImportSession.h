@@ -23,6 +23,7 @@ struct Input {
 struct ImportSettings {
   int format = 0;       // 0: by detection
   std::string options;  // "key=value;key=value" for formats that take such, else empty
+  std::optional<std::string> delimiter;  // for those whose delimiter is one of them
 };
 
 // The formats that the command knows.

@@ -362,6 +362,16 @@ std::unique_ptr<Progress> TerminalDialogs::ShowProgress(const std::string&) {
   return std::make_unique<BarWindow>(progress_, "reading " + name_);
 }
 
+void TerminalDialogs::TellDelimiter(const std::string& delimiter, bool given) {
+  const TextImportChoice choice{delimiter, false};
+  Answered({"delimiter",
+            ShownDelimiter(choice),
+            given ? "given" : "guessed",
+            DelimiterOptions(choice),
+            {},
+            "what separates fields: --delimiter TEXT"});
+}
+
 void TerminalDialogs::SayWhatWasNotAsked() {
   const auto say = [&](bool given, const char* name, const char* option) {
     const auto is_asked = [&](const AnsweredQuestion& question) { return question.name == name; };

@@ -55,6 +55,9 @@ class TerminalDialogs : public Dialogs {
   void ShowDetails(const DetailMessage& message) override;
   std::unique_ptr<Progress> ShowProgress(const std::string& title) override;
 
+  // Takes down the delimiter of a reader that asks nothing.
+  void TellDelimiter(const std::string& delimiter, bool given);
+
   // Says which of the given answers no question asked for.
   void SayWhatWasNotAsked();
 

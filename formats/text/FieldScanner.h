@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "formats/text/TextBlocks.h"
 #include "formats/text/TextScan.h"
 #include "platform/InputFile.h"
 
@@ -29,8 +29,6 @@ class FieldScanner {
  public:
   enum class Outcome { kEnd, kStopped, kReadFailed, kFieldTooLong };
 
-  static constexpr std::size_t kLongestField = std::size_t{64} << 20;
-
   // An empty delimiter, or one that holds a line feed and so can't stand in a line, makes each line
   // one field.
   FieldScanner(InputFile& file, std::string_view delimiter, bool ignore_consecutive,
@@ -48,8 +46,7 @@ class FieldScanner {
  private:
   enum class Match { kYes, kNo, kNeedsMore };
 
-  static constexpr std::size_t kLargestBlock = 256 * 1024;
-  static constexpr std::size_t kSmallestBlock = 4 * 1024;
+  static constexpr std::size_t kLongestField = TextBlocks::kLongestField;
 
   // One byte that isn't CR, or none: what the masks say needs no second look.
   template <bool kSimple, typename Visitor>
@@ -57,21 +54,13 @@ class FieldScanner {
 
   Match MatchAt(std::size_t at) const;
 
-  // Drops what lies before the field at `field`, which moves to the front, and reads on behind it.
-  // False when the read failed.
-  bool Fill(std::size_t field);
-
   InputFile& file_;
   std::string delimiter_;
   bool ignore_consecutive_;
   bool simple_;
   char sought_byte_;  // the delimiter's first; without one, a byte that the masks give as an end
   FindBytes find_bytes_;
-  std::size_t block_;  // bytes read at a time
-  std::unique_ptr<char[]> buffer_;
-  std::size_t capacity_ = 0;
-  std::size_t have_ = 0;
-  bool at_end_ = false;
+  TextBlocks text_;
   std::vector<ByteMasks> masks_;
   std::uint64_t cut_lines_ = 0;
 };
@@ -87,40 +76,40 @@ FieldScanner::Outcome FieldScanner::Walk(Visitor& visitor) {
 
   const auto give = [&](std::size_t end) {
     if (end - field > kLongestField) return false;
-    buffer_[end] = '\0';
-    visitor.Field(buffer_.get() + field);
+    text_[end] = '\0';
+    visitor.Field(text_.data() + field);
     ++fields;
     return true;
   };
   const auto give_rest_of_line = [&](std::size_t end) {
     if (cut) return true;
-    if (end > field && buffer_[end - 1] == '\r') --end;
+    if (end > field && text_[end - 1] == '\r') --end;
     return end == field || give(end);
   };
 
-  while (!at_end_) {
+  while (!text_.at_end()) {
     // A cut line's rest need not be kept.
-    const std::size_t kept_from = cut ? have_ : field;
-    if (have_ - kept_from > kLongestField + 1) return Outcome::kFieldTooLong;
-    if (!Fill(kept_from)) return Outcome::kReadFailed;
+    const std::size_t kept_from = cut ? text_.size() : field;
+    if (text_.size() - kept_from > kLongestField + 1) return Outcome::kFieldTooLong;
+    if (!text_.Fill(file_, kept_from)) return Outcome::kReadFailed;
     scanned -= kept_from;
     field -= field < kept_from ? field : kept_from;
 
-    const std::size_t blocks = (have_ - scanned + 63) / 64;
+    const std::size_t blocks = (text_.size() - scanned + 63) / 64;
     masks_.resize(blocks);
-    find_bytes_(buffer_.get() + scanned, blocks, sought_byte_, masks_.data());
-    if (have_ - scanned < blocks * 64) {
-      const std::uint64_t valid = (std::uint64_t{1} << (have_ - scanned) % 64) - 1;
+    find_bytes_(text_.data() + scanned, blocks, sought_byte_, masks_.data());
+    if (text_.size() - scanned < blocks * 64) {
+      const std::uint64_t valid = (std::uint64_t{1} << (text_.size() - scanned) % 64) - 1;
       masks_.back().delimiter &= valid;
       masks_.back().end &= valid;
     }
 
     std::size_t base = scanned;
-    scanned = have_;
+    scanned = text_.size();
     for (const ByteMasks& found : masks_) {
       // What a NUL cut off may be gigabytes of NULs.
-      if (cut && std::memchr(buffer_.get() + base, '\n', have_ - base < 64 ? have_ - base : 64) ==
-                     nullptr) {
+      if (cut && std::memchr(text_.data() + base, '\n',
+                             text_.size() - base < 64 ? text_.size() - base : 64) == nullptr) {
         base += 64;
         continue;
       }
@@ -145,7 +134,7 @@ FieldScanner::Outcome FieldScanner::Walk(Visitor& visitor) {
       }
       for (std::uint64_t bits = found.delimiter | found.end; bits != 0; bits &= bits - 1) {
         const std::size_t at = base + static_cast<unsigned>(std::countr_zero(bits));
-        const char byte = buffer_[at];
+        const char byte = text_[at];
         if (byte == '\n') {
           if (!give_rest_of_line(at)) return Outcome::kFieldTooLong;
           if (!visitor.EndLine()) return Outcome::kStopped;
@@ -174,12 +163,12 @@ FieldScanner::Outcome FieldScanner::Walk(Visitor& visitor) {
           after_delimiter = true;
         }
       }
-      if (!kSimple && scanned != have_) break;
+      if (!kSimple && scanned != text_.size()) break;
       base += 64;
     }
   }
 
-  if (!give_rest_of_line(have_)) return Outcome::kFieldTooLong;
+  if (!give_rest_of_line(text_.size())) return Outcome::kFieldTooLong;
   if (fields > 0 && !visitor.EndLine()) return Outcome::kStopped;
   return Outcome::kEnd;
 }

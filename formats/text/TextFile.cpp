@@ -1,10 +1,11 @@
 #include "formats/text/TextFile.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <utility>
 
+#include "formats/text/BinaryTest.h"
+#include "formats/text/CellReader.h"
 #include "formats/text/FieldScanner.h"
 #include "framework/MemorySheet.h"
 #include "framework/SpreadsheetData.h"
@@ -18,15 +19,11 @@
 
 namespace {
 
-constexpr std::size_t kTestedHead = 0x7830;
-
 enum Status : int { kNoStream = 512, kNotAtEnd = 513, kBinary = 514 };
 constexpr StatusText kTexts[] = {
-    {kNoStream, "Failed to open stream for reading."},
+    {kNoStream, kNoStreamText},
     {kNotAtEnd, "Expected end of file but found more data."},
-    {kBinary,
-     "This file appears to be a binary file and cannot be imported. Only ordinary text (ASCII) "
-     "files can be imported."},
+    {kBinary, kBinaryText},
 };
 static_assert(WellFormed(kTexts, 512, 514));
 
@@ -70,66 +67,6 @@ struct SizeCounter {
   }
 };
 
-// Hands the rows that the sink asks for to it, within bounds.
-class CellReader {
- public:
-  static constexpr bool kCountsOnly = false;
-
-  CellReader(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
-             int first_column)
-      : sink_(sink),
-        last_column_(last_column),
-        last_row_(last_row),
-        first_row_(first_row),
-        first_column_(first_column) {}
-
-  // Asks for the next row; false when no row is wanted any more.
-  bool AskForRow() {
-    // A sink can't go back. One that keeps asking for rows gone by wants nothing more.
-    constexpr int kPatience = 16;
-    for (int asked = 0; asked < kPatience; ++asked) {
-      wanted_ = sink_->GetNextIndex(wanted_);
-      if (wanted_ < 0 || wanted_ > last_row_) return false;
-      if (wanted_ > row_ - 1) break;
-    }
-    if (wanted_ < row_) return false;
-    delivers_ = wanted_ == row_ && row_ >= first_row_;
-    return true;
-  }
-
-  void Field(const char* text) {
-    if (column_ >= last_column_) return;
-    ++column_;
-    if (delivers_ && column_ >= first_column_) sink_->Set(column_, row_, text);
-  }
-
-  // Lines walked so far.
-  int lines() const { return lines_; }
-
-  bool EndLine() {
-    column_ = 0;
-    ++lines_;
-    const bool was_wanted = row_ == wanted_;
-    if (row_ >= last_row_) return false;
-    ++row_;
-    if (was_wanted) return AskForRow();
-    delivers_ = wanted_ == row_ && row_ >= first_row_;
-    return true;
-  }
-
- private:
-  ReadSpreadSheetData* sink_;
-  int last_column_;
-  int last_row_;
-  int first_row_;
-  int first_column_;
-  int row_ = 1;     // the line now being walked
-  int wanted_ = 0;  // the sink's last answer
-  int column_ = 0;
-  int lines_ = 0;
-  bool delivers_ = false;
-};
-
 std::string_view CellText(WriteSpreadSheetData& source, int column, int row, FloatText& number) {
   const bool is_number = source.IsNumber(column, row);
   if (!is_number && !source.IsText(column, row)) return {};
@@ -162,7 +99,7 @@ bool TextFile::IsTextFile(const char* path) {
   if (!file.is_open()) return false;
   std::vector<char> head(kTestedHead);
   const std::ptrdiff_t got = file.Read(head);
-  return got >= 0 && std::memchr(head.data(), '\0', static_cast<std::size_t>(got)) == nullptr;
+  return got >= 0 && !IsBinary({head.data(), static_cast<std::size_t>(got)});
 }
 
 NvImportOpenOptions* TextFile::GetImportOptions(const std::string& delimiter,
@@ -277,10 +214,7 @@ int TextFile::Read(ReadSpreadSheetData* sink) {
   const int columns = GetNumCols();
   const int rows = GetNumRows();
   const Walked walked = ReadAnnounced(sink, columns, rows, 1, 1);
-  if (walked.to_the_end && walked.lines < rows)
-    Log::WriteNote("TextFile", "the file has become shorter while it was read: " +
-                                   std::to_string(walked.lines) + " of " + std::to_string(rows) +
-                                   " rows were delivered");
+  if (walked.to_the_end && walked.lines < rows) NoteMissingRows("TextFile", walked.lines, rows);
   return status_;
 }
 

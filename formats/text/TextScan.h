@@ -23,3 +23,31 @@ bool HasAvx2();
 
 // The fastest of these that this processor runs.
 FindBytes BestFindBytes();
+
+// What separates and quotes in 64 bytes of a CSV file.
+struct CsvMasks {
+  std::uint64_t delimiter;
+  std::uint64_t quote;
+  std::uint64_t end;  // line feed, and a CR that no line feed follows
+
+  bool operator==(const CsvMasks&) const = default;
+};
+
+// The quote of a file that has none: a line feed, which is an end and no quote.
+inline constexpr char kNoQuote = '\n';
+
+// Fills masks[0..blocks) from the 64 * blocks bytes at `text`; also the byte behind them is looked
+// at.
+using FindCsvBytes = void (*)(const char* text, std::size_t blocks, char delimiter, char quote,
+                              CsvMasks* masks);
+
+void FindCsvBytesPlain(const char* text, std::size_t blocks, char delimiter, char quote,
+                       CsvMasks* masks);
+#if defined(__x86_64__)
+void FindCsvBytesSse2(const char* text, std::size_t blocks, char delimiter, char quote,
+                      CsvMasks* masks);
+void FindCsvBytesAvx2(const char* text, std::size_t blocks, char delimiter, char quote,
+                      CsvMasks* masks);
+#endif
+
+FindCsvBytes BestFindCsvBytes();

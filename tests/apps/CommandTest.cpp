@@ -280,6 +280,33 @@ TEST(Command, SaysWhichDelimiterItTook) {
   EXPECT_EQ(desk.Get("out.jsonl"), "[\"a\",\"b\"]\n[\"c\",\"d\"]\n");
 }
 
+TEST(Command, TellsTheDelimiterOfAFormatThatAsksNothing) {
+  const Desk desk;
+  desk.Put("in.csv", "name;x\n\"a;b\";1,5\n");
+  const struct {
+    const char* options;
+    const char* out;
+    const char* delimiter;  // as info tells it
+  } kCases[] = {
+      {"", "name,x\na;b,\"1,5\"\n", "semicolon (guessed; --delimiter semicolon)"},
+      {" --delimiter ;", "name,x\na;b,\"1,5\"\n", "semicolon (given; --delimiter semicolon)"},
+      {" --option delimiter=Comma", "name;x,\na;b;1,5\n", "comma (given; --delimiter comma)"},
+      {" --delimiter blank", "name;x\n\"a;b;1,5\"\n",
+       "a single blank (given; --delimiter ' ')"},
+      {" --option header=0 --delimiter semicolon", "a;b,\"1,5\"\n",
+       "semicolon (given; --delimiter semicolon)"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.options);
+    EXPECT_EQ(desk.Run("convert in.csv -o -" + std::string(c.options)), (Ran{0, c.out, ""}));
+    const std::string told = desk.Run("info in.csv" + std::string(c.options)).out;
+    EXPECT_NE(told.find("  delimiter  " + std::string(c.delimiter) + "\n"), std::string::npos)
+        << told;
+  }
+  for (const char* options : {" --delimiter ;;", " --delimiter ", " --option quote=x;y"})
+    EXPECT_EQ(desk.Run("convert in.csv -o -" + std::string(options)).exit_code, 1) << options;
+}
+
 TEST(Command, ReadsStandardInput) {
   const Desk desk;
   const struct {

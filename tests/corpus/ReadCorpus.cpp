@@ -46,11 +46,11 @@ constexpr struct {
   const char* format;
   const char* extension;  // of the files that count; empty for all
 } kFolders[] = {
-    {"compound", "TIVON File", "mip"}, {"dif", "DIF File(OEM)", ""},
-    {"jcamp", "JCAMP-DX File", ""},    {"lotus", "Lotus 1-2-3 File", ""},
-    {"nsas", "NSAS File", "da"},       {"spc", "GalacticSPC File", ""},
-    {"text", "Text File", ""},         {"xls", "Excel File", ""},
-    {"xlsx", "Excel2007 File", ""},
+    {"compound", "TIVON File", "mip"}, {"csv", "CSV File", "csv"},
+    {"dif", "DIF File(OEM)", ""},      {"jcamp", "JCAMP-DX File", ""},
+    {"lotus", "Lotus 1-2-3 File", ""}, {"nsas", "NSAS File", "da"},
+    {"spc", "GalacticSPC File", ""},   {"text", "Text File", ""},
+    {"xls", "Excel File", ""},         {"xlsx", "Excel2007 File", ""},
 };
 
 // The index of a format, 0 for none.

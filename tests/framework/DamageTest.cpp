@@ -202,6 +202,10 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
        WorkbookFixture{{{.cells = Repeated(Record(0x00FF), 1'000'000)}}}.Stream()},
       {"a field a byte", "Text File", std::string(4 << 20, '\t')},
       {"a line a byte", "Text File", std::string(4 << 20, '\n')},
+      {"a field a byte", "CSV File", std::string(4 << 20, ',')},
+      {"a line a byte", "CSV File", std::string(4 << 20, '\n')},
+      {"a quote a byte", "CSV File", std::string(4 << 20, '"')},
+      {"a quoted line end a byte", "CSV File", "\"" + std::string(4 << 20, '\n')},
       {"three million empty fields", "Text File", Repeated(std::string(3000, '\t') + "\n", 1000)},
   };
   Obliging dialogs;

@@ -88,7 +88,7 @@ TEST(ImportHelper, TurnsEveryFailureIntoOneMessage) {
   const TempFolder folder;
   const std::string text = folder.Put("table.txt", "a;b\n");
   const std::string other = folder.Put("other.txt", "c;d\n");
-  const std::string csv = folder.Put("table.csv", "a;b\n");
+  const std::string unbuilt = folder.Put("table.trn", "a;b\n");
   const std::string empty = folder.Put("empty.txt", "");
   const std::string binary = folder.Put("binary.txt", std::string_view("\0", 1));
   const struct {
@@ -121,7 +121,7 @@ TEST(ImportHelper, TurnsEveryFailureIntoOneMessage) {
        {"Text File can only be imported one at a time.\n\n Import will be aborted.|Host|16"},
        "Text File can only be imported one at a time.\n\n Import will be aborted."},
       {"an open that fails",
-       csv,
+       unbuilt,
        kDetect,
        false,
        {"The file could not be opened.|This function is not implemented for this file format."},

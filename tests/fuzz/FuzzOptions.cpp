@@ -44,6 +44,7 @@ std::span<const Format> Formats() {
       {"Brimrose File", BrimroseFixture{}.Bytes()},
       {"DIF File(OEM)", "TABLE\n0,1\n\"\"\nDATA\n0,0\n\"\"\n-1,0\nBOT\n0,1\nV\n-1,0\nEOD\n"},
       {"TIVON File", "a\tb\n"},
+      {"CSV File", "a,\"b;c\"\n1,5;2\n"},
   };
   return kFormats;
 }

@@ -1,0 +1,144 @@
+// Comma-separated values against the reference. Input: a byte of settings, the file.
+//   bits 0-1 the delimiter   bits 2-3 the quote   bit 4 the first row is left out
+//   bit 5 a long line precedes the file, which so begins at the end of a block: as far before it as
+//   the next byte says       bit 6 the delimiter is guessed
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "formats/text/CsvFile.h"
+#include "formats/text/TextScan.h"
+#include "framework/SpreadsheetData.h"
+#include "framework/SpreadsheetOpenOptions.h"
+#include "tests/fuzz/Fuzz.h"
+#include "tests/support/MemoryFile.h"
+#include "tests/support/ReferenceCsv.h"
+
+namespace {
+
+constexpr std::size_t kBlock = 256 * 1024;
+
+using Rows = std::vector<std::vector<std::string>>;
+
+// Gathers the cells, which must come in their order; those not set are empty.
+class GatheringSink : public ReadSpreadSheetData {
+ public:
+  using ReadSpreadSheetData::Set;
+  void Set(int column, int row, const char* text) override {
+    Check(column >= 1 && column <= columns && row >= 1 && row <= size_rows,
+          "the cell lies within the size");
+    Check(*text != '\0', "an empty field is not set");
+    const auto index = static_cast<std::size_t>(row);
+    Check(index >= rows.size(), "no row comes back");
+    rows.resize(index);
+    const auto place = static_cast<std::size_t>(column);
+    Check(rows.back().size() < place, "no column comes back");
+    rows.back().resize(place);
+    rows.back().back() = text;
+  }
+  void Set(int, int, float) override { Check(false, "text is no number"); }
+  void SetDataSize(int announced_columns, int announced_rows) override {
+    columns = announced_columns;
+    size_rows = announced_rows;
+  }
+  int GetNumberOfColumns() override { return columns; }
+  int GetNumberOfRows() override { return size_rows; }
+
+  Rows rows;
+  int columns = 0;
+  int size_rows = 0;
+};
+
+void CompareScans(std::string text, char delimiter, char quote) {
+#if defined(__x86_64__)
+  const std::size_t blocks = text.size() / 64 + 1;
+  text.resize(blocks * 64 + 1);
+  std::vector<CsvMasks> plain(blocks);
+  FindCsvBytesPlain(text.data(), blocks, delimiter, quote, plain.data());
+  for (const FindCsvBytes find : {FindCsvBytesSse2, BestFindCsvBytes()}) {
+    std::vector<CsvMasks> masks(blocks);
+    find(text.data(), blocks, delimiter, quote, masks.data());
+    Check(plain == masks, "every scan finds the same");
+  }
+#endif
+}
+
+std::string ErrorText(SpreadsheetFile& file) {
+  char text[256];
+  file.GetErrorMessage(text, sizeof text);
+  return text;
+}
+
+void OpenAndCompare(CsvFile& reader, const MemoryFile& file, NvImportOpenOptions* options,
+                    const ReferenceTable* expected) {
+  if (reader.Open(true, file.path(), options) != 0) {
+    Check(expected == nullptr, "a file without a NUL opens");
+    return;
+  }
+  GatheringSink sink;
+  const bool read = reader.Read(&sink) == 0;
+  if (expected == nullptr) return;
+  Check(read == (expected->open_line == 0), "an open quote, and nothing else, is refused");
+  if (!read) {
+    Check(ErrorText(reader) == "The quoted field that begins in line " +
+                                   std::to_string(expected->open_line) + " is not closed.",
+          "the line is named");
+    return;
+  }
+  Check(reader.GetNumRows() == static_cast<int>(expected->rows.size()), "the rows are counted");
+  Check(reader.GetNumCols() == static_cast<int>(expected->columns()), "the columns are counted");
+  sink.rows.resize(expected->rows.size());
+  for (std::size_t row = 0; row < sink.rows.size(); ++row)
+    sink.rows[row].resize(std::max(sink.rows[row].size(), expected->rows[row].size()));
+  Check(sink.rows == expected->rows, "every cell came");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  constexpr struct {
+    const char* name;
+    char byte;
+  } kDelimiters[] = {{"comma", ','}, {"semicolon", ';'}, {"tab", '\t'}, {"x", 'x'}};
+  constexpr struct {
+    const char* name;
+    std::optional<char> byte;
+  } kQuotes[] = {{"double", '"'}, {"single", '\''}, {"none", std::nullopt}, {"q", 'q'}};
+
+  ByteReader input = InputReader(data, size);
+  const unsigned settings = input.U8();
+  const auto& delimiter = kDelimiters[settings & 3];
+  const auto& quote = kQuotes[settings >> 2 & 3];
+  const bool header = (settings & 16) == 0;
+  const bool guesses = (settings & 64) != 0;
+  std::string bytes;
+  if ((settings & 32) != 0) bytes = std::string(kBlock - 1 - input.U8() % 128, 'a') + '\n';
+  const std::string tail(input.Text(input.remaining()));
+  CompareScans(tail, delimiter.byte, quote.byte.value_or(kNoQuote));
+  bytes += tail;
+
+  const std::string text = ReferenceText(bytes);
+  const bool is_utf16 = bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF");
+  ReferenceTable table = ReferenceCsv(text, delimiter.byte, quote.byte);
+  if (!header && !table.rows.empty()) table.rows.erase(table.rows.begin());
+  const bool opens = is_utf16 || bytes.substr(0, 30768).find('\0') == std::string::npos;
+
+  const MemoryFile file(bytes);
+  CsvFile reader;
+  if (guesses) {
+    NvImportOpenOptions choice{0, nullptr};
+    OpenAndCompare(reader, file, &choice, nullptr);
+    CsvFile second;
+    if (choice.data != nullptr)
+      Check(second.Open(true, file.path(), &choice) == 0, "the choice is taken again");
+    return 0;
+  }
+  const std::unique_ptr<NvImportOpenOptions> options(
+      CsvFile::GetImportOptions(delimiter.name, quote.name, header));
+  OpenAndCompare(reader, file, options.get(), opens ? &table : nullptr);
+  SpreadsheetOpenOptions::FreeOpenOptions(options.get());
+  return 0;
+}
