@@ -75,8 +75,8 @@ constexpr Signature kSignatures[] = {
     {"Spectral Data File"sv, {"another maker's infrared spectrum (.spa)", kAnotherMaker}},
     {"WDF1"sv, {"another maker's Raman spectra (.wdf)", kAnotherMaker}},
     {"PEPE"sv, {"another maker's spectrum (.sp)", kAnotherMaker}},
-    {"\xff\xfe"sv, {"text in UTF-16", "iconv -f UTF-16 -t UTF-8 makes a text that can be read"}},
-    {"\xfe\xff"sv, {"text in UTF-16", "iconv -f UTF-16 -t UTF-8 makes a text that can be read"}},
+    {"\xff\xfe"sv, {"text in UTF-16", "--format csv reads it", "CSV File"}},
+    {"\xfe\xff"sv, {"text in UTF-16", "--format csv reads it", "CSV File"}},
     {"\x7f"
      "ELF"sv,
      {"a program", "it holds no data; check the name"}},
