@@ -11,10 +11,10 @@ install(TARGETS nvimport EXPORT NvImportTargets
   INCLUDES DESTINATION ${header_folder})
 # Headers that show something, and those that they include. What only the library itself includes
 # stays away.
-set(included formats/spectra/JCAMPBlocks.h formats/spectra/JCAMPRules.h
+set(included formats/spectra/JCAMPBlocks.h formats/spectra/JCAMPRules.h formats/text/TextInput.h
   formats/workbook/ExcelFormats.h formats/workbook/ExcelStrings.h
   formats/workbook/SheetSelection.h platform/BlockReader.h platform/ByteReader.h
-  platform/COleDateTime.h platform/FileDialog.h)
+  platform/COleDateTime.h platform/FileDialog.h platform/Utf16.h platform/Utf8.h)
 file(GLOB headers RELATIVE ${PROJECT_SOURCE_DIR}
   framework/*.h platform/*.h formats/*.h formats/*/*.h)
 foreach(header ${headers})

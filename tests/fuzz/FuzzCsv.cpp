@@ -1,7 +1,7 @@
 // Comma-separated values against the reference. Input: a byte of settings, the file.
 //   bits 0-1 the delimiter   bits 2-3 the quote   bit 4 the first row is left out
-//   bit 5 a long line precedes the file, which so begins at the end of a block: as far before it as
-//   the next byte says       bit 6 the delimiter is guessed
+//   bit 6 the delimiter is guessed   0xA in the upper half: a long line precedes the file, which so
+//   begins at the end of a block, as far before it as the next byte says
 
 #include <algorithm>
 #include <memory>
@@ -115,7 +115,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool header = (settings & 16) == 0;
   const bool guesses = (settings & 64) != 0;
   std::string bytes;
-  if ((settings & 32) != 0) bytes = std::string(kBlock - 1 - input.U8() % 128, 'a') + '\n';
+  if (settings >> 4 == 0xA) bytes = std::string(kBlock - 1 - input.U8() % 128, 'a') + '\n';
   const std::string tail(input.Text(input.remaining()));
   CompareScans(tail, delimiter.byte, quote.byte.value_or(kNoQuote));
   bytes += tail;
