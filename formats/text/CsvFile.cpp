@@ -145,8 +145,7 @@ int CsvFile::TakeHead() {
   }
   head.remove_prefix(line.size);
   // A last line that goes on would mislead.
-  if (head.size() + line.size == kHead)
-    head = head.substr(0, head.find_last_of("\r\n"));
+  if (head.size() + line.size == kHead) head = head.substr(0, head.find_last_of("\r\n"));
   delimiter_ = GuessCsvDelimiter(head, quote_);
   return kGood;
 }
