@@ -49,6 +49,7 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
   std::vector<unsigned char> options_;  // handed out through the record given to Open
 };
 
+// Registers the format.
 class NVIMPORT_API CsvFileFactory final : public SprFileFactory {
  public:
   CsvFileFactory();
