@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
@@ -21,6 +22,12 @@ std::optional<std::uint32_t> Whole(std::string_view text) {
 }
 
 bool IsTrue(std::string_view text) { return text == "1" || text == "true"; }
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+  return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+}
 
 // Resolves the escapes of characters that XML can't hold: "_x000D_" is a CR, "_x005F_" the line
 // itself. A NUL, which a text can't hold either, is left out.
@@ -357,8 +364,8 @@ class SheetXml final : public XmlPart {
       if (letter < 'A' || letter > 'Z') break;
       column = column * 26 + (letter - 'A' + 1U);
     }
-    cell_column_ = column;
-    cell_row_ = Whole(text.substr(at)).value_or(0);
+    if (column > 0) cell_column_ = column;
+    cell_row_ = Whole(text.substr(at)).value_or(row_);
   }
 
   // Hands over the cell that ended. False when there is no such place.
@@ -380,13 +387,13 @@ class SheetXml final : public XmlPart {
         if (const auto number = ParseNumber(text_)) return cells_.SetNumber(style_, *number);
         return cells_.SetText(text_.c_str());
       case CellType::kShared:
-        return cells_.SetShared(Whole(text_).value_or(~std::uint32_t{0}));
+        return cells_.SetShared(Whole(Trimmed(text_)).value_or(~std::uint32_t{0}));
       case CellType::kText:
       case CellType::kInline:
         Unescape(text_);
         return cells_.SetText(text_.c_str());
       case CellType::kBoolean:
-        return cells_.SetBoolean(IsTrue(text_));
+        return cells_.SetBoolean(IsTrue(Trimmed(text_)));
       case CellType::kError:
         return cells_.SetError();
       case CellType::kDate:
@@ -396,7 +403,7 @@ class SheetXml final : public XmlPart {
     }
   }
 
-  bool IsBlank() const { return text_.find_first_not_of(" \t\r\n") == std::string::npos; }
+  bool IsBlank() const { return Trimmed(text_).empty(); }
 
   Excel2007Cells& cells_;
   std::uint32_t row_ = 0;  // rows and columns count from 1 here

@@ -63,6 +63,10 @@ TEST(Excel2007File, ReadsXmlCells) {
       {"not a number stays a text", "<row><c><v>1.5.2</v></c></row>", R"("1.5.2")"},
       {"shared strings, runs joined, phonetic ones left out",
        "<row><c t='s'><v>0</v></c><c t='s'><v>1</v></c></row>", R"("first" | "rich")"},
+      {"blanks around a value", "<row><c t='s'><v> 0 </v></c><c t='b'><v>\n1</v></c></row>",
+       R"("first" | 1)"},
+      {"places that are none", "<row r='1'><c r=''><v>1</v></c><c r='C'><v>2</v></c></row>",
+       "1 | . | 2"},
       {"a shared string that there is not", "<row><c t='s'><v>7</v></c></row>", R"("")"},
       {"inline strings",
        "<row><c t='inlineStr'><is><t xml:space='preserve'> a </t></is></c>"
