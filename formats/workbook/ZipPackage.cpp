@@ -244,7 +244,7 @@ std::size_t ZipPackage::Unpack(std::span<char> into) {
     is_good = status == Z_STREAM_END || status == Z_OK;
   } else {
     count = std::min<std::size_t>(into.size(), stream.avail_in);
-    std::memcpy(into.data(), stream.next_in, count);
+    if (count > 0) std::memcpy(into.data(), stream.next_in, count);
     stream.next_in += count;
     stream.avail_in -= static_cast<uInt>(count);
     is_last = count == part.size;
