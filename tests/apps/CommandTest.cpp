@@ -291,8 +291,7 @@ TEST(Command, TellsTheDelimiterOfAFormatThatAsksNothing) {
       {"", "name,x\na;b,\"1,5\"\n", "semicolon (guessed; --delimiter semicolon)"},
       {" --delimiter ;", "name,x\na;b,\"1,5\"\n", "semicolon (given; --delimiter semicolon)"},
       {" --option delimiter=Comma", "name;x,\na;b;1,5\n", "comma (given; --delimiter comma)"},
-      {" --delimiter blank", "name;x\n\"a;b;1,5\"\n",
-       "a single blank (given; --delimiter ' ')"},
+      {" --delimiter blank", "name;x\n\"a;b;1,5\"\n", "a single blank (given; --delimiter ' ')"},
       {" --option header=0 --delimiter semicolon", "a;b,\"1,5\"\n",
        "semicolon (given; --delimiter semicolon)"},
   };
