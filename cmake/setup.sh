@@ -1,9 +1,9 @@
 # What run, test and .ci/run share: installing what is missing, and building.
 # Sourced by sh with $root set to the project's folder.
 
-run_packages="g++ cmake make ninja-build pkg-config libcli11-dev libexpat1-dev nlohmann-json3-dev
+run_packages="g++ cmake make ninja-build libcli11-dev libexpat1-dev nlohmann-json3-dev
   zlib1g-dev"
-test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib
+test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib pkg-config
   libgsf-1-dev"
 ci_packages="$test_packages clang clang-format clang-tidy cppcheck doxygen dpkg-dev
   fish groff-base libclang-rt-14-dev lintian python3 valgrind zsh"
