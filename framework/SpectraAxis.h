@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "framework/MemorySheet.h"
+#include "platform/Export.h"
+
+// Where a sheet of spectra has them: the columns whose names, in the first row, are x values, and a
+// spectrum in each row below. The columns before hold the names of samples, those behind other
+// values.
+struct SpectraAxis {
+  int first_column = 1;   // of the spectra, from 1
+  std::vector<double> x;  // of the columns from there on, all rising or all falling
+
+  int last_column() const { return first_column + static_cast<int>(x.size()) - 1; }
+  bool falls() const { return x.back() < x.front(); }
+};
+
+// The x value that the name of a column holds: a number, or a letter and a number ("w1100",
+// "t 400").
+NVIMPORT_API std::optional<double> XValue(const MemoryCell& name);
+
+// The axis in the first row of a sheet, its cells from column 1: of the runs of at least three
+// columns with like names and rising or falling x values, the longest. None without such.
+NVIMPORT_API std::optional<SpectraAxis> FindSpectraAxis(std::span<const MemoryCell> first_row);
