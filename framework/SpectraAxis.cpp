@@ -17,7 +17,7 @@ struct ColumnName {
 
 bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
-std::optional<ColumnName> ReadName(const MemoryCell& cell) {
+std::optional<ColumnName> ReadName(const MemoryCell& cell, char decimal_mark) {
   if (cell.kind == CellKind::kNumber) return ColumnName{'\0', static_cast<double>(cell.number)};
   if (cell.kind != CellKind::kText || cell.text.empty()) return std::nullopt;
   ColumnName name;
@@ -26,7 +26,7 @@ std::optional<ColumnName> ReadName(const MemoryCell& cell) {
     name.letter = number.front();
     number.remove_prefix(1);
   }
-  const auto x = ParseNumber(number);
+  const auto x = ParseNumber(number, decimal_mark);
   if (!x) return std::nullopt;
   name.x = *x;
   return name;
@@ -34,12 +34,8 @@ std::optional<ColumnName> ReadName(const MemoryCell& cell) {
 
 }  // namespace
 
-std::optional<double> XValue(const MemoryCell& name) {
-  const auto read = ReadName(name);
-  return read ? std::optional(read->x) : std::nullopt;
-}
-
-std::optional<SpectraAxis> FindSpectraAxis(std::span<const MemoryCell> first_row) {
+std::optional<SpectraAxis> FindSpectraAxis(std::span<const MemoryCell> first_row,
+                                           char decimal_mark) {
   // Texts of a few digits may give neighbours the same value.
   const auto goes_on = [](const std::vector<double>& x, double next) {
     return x.front() == x.back() || (x.back() > x.front() ? next >= x.back() : next <= x.back());
@@ -53,7 +49,7 @@ std::optional<SpectraAxis> FindSpectraAxis(std::span<const MemoryCell> first_row
     run = {};
   };
   for (std::size_t i = 0; i < first_row.size(); ++i) {
-    const auto name = ReadName(first_row[i]);
+    const auto name = ReadName(first_row[i], decimal_mark);
     if (!name) {
       end_run();
       continue;
