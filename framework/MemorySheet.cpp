@@ -64,7 +64,7 @@ MemorySheet::Slot& MemorySheet::SlotFor(int column, int row) {
     last_row_ = r;
     last_group_ = c >> kLineBits;
   }
-  return last_line_->slots[c % (1U << kLineBits)];
+  return last_line_->cells[c % (1U << kLineBits)];
 }
 
 MemorySheet::Line& MemorySheet::LineFor(unsigned column, unsigned row) {
@@ -202,7 +202,7 @@ MemoryCell MemorySheet::GetCell(int column, int row) const {
   if (column < 1 || row < 1 || column > columns_ || row > rows_) return {};
   const auto c = static_cast<unsigned>(column - 1);
   const Line* line = FindLine(c, static_cast<unsigned>(row - 1));
-  return line != nullptr ? CellIn(line->slots[c % (1U << kLineBits)]) : MemoryCell{};
+  return line != nullptr ? CellIn(line->cells[c % (1U << kLineBits)]) : MemoryCell{};
 }
 
 void MemorySheet::GetCells(int column, int row, std::span<MemoryCell> cells) const {
@@ -214,7 +214,7 @@ void MemorySheet::GetCells(int column, int row, std::span<MemoryCell> cells) con
     const unsigned c = first + i;
     const unsigned slot = c % (1U << kLineBits);
     if (slot == 0 || i == 0) line = FindLine(c, static_cast<unsigned>(row - 1));
-    if (line != nullptr) cells[i] = CellIn(line->slots[slot]);
+    if (line != nullptr) cells[i] = CellIn(line->cells[slot]);
   }
 }
 

@@ -78,7 +78,7 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   static constexpr unsigned kLineBits = 3;
   static constexpr unsigned kBlockBits = 5;
   struct Line {
-    Slot slots[1U << kLineBits];
+    Slot cells[1U << kLineBits];
   };
   struct Block {
     std::array<std::uint32_t, 1U << kBlockBits> lines{};  // index into the lines, from 1

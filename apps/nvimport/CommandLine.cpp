@@ -1,9 +1,19 @@
 #include "apps/nvimport/CommandLine.h"
 
 #include <algorithm>
+#include <exception>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "apps/nvimport/CellText.h"
+#include "apps/nvimport/Complete.h"
+#include "apps/nvimport/Failure.h"
+#include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/PluginCheck.h"
+#include "apps/nvimport/TemporaryPaths.h"
+#include "framework/FormatList.h"
+#include "platform/NvFile.h"
 
 namespace {
 
@@ -98,6 +108,17 @@ void AddJson(CLI::App& command, Settings& settings) {
   command.add_flag("--json", settings.json, "Answers in JSON");
 }
 
+// The arguments, last first as the parser wants them. It would take a name in brackets for a list.
+std::vector<std::string> Arguments(int count, char** arguments) {
+  std::vector<std::string> words;
+  for (int i = count - 1; i > 0; --i) {
+    std::string& word = words.emplace_back(arguments[i]);
+    if (word.starts_with('[') && word.ends_with(']') && NvFile::Exists(word.c_str()))
+      word.insert(0, "./");
+  }
+  return words;
+}
+
 }  // namespace
 
 void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
@@ -162,6 +183,20 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
       ->type_name("REPORT");
   convert.add_flag("--force", settings.force, "Replaces an output that exists");
 
+  CLI::App& plot = *add("plot", "Draws the spectra of a file, or the columns of a table", RunPlot);
+  AddFileOptions(plot, settings);
+  AddFormatOptions(plot, settings);
+  plot.add_option("-o,--output", settings.output, "Picture to write, - for standard output")
+      ->type_name("OUT");
+  plot.add_option("--to", settings.to,
+                  "Kind of the picture: svg, png or pdf; else by the extension of OUT")
+      ->type_name("KIND")
+      ->check(CLI::IsMember({"svg", "png", "pdf"}).description(""));
+  plot.add_option("--size", settings.size, "Width and height in pixels")->type_name("WIDTHxHEIGHT");
+  plot.add_flag("--reverse-x", settings.reverse_x,
+                "x falls from left to right, as wavenumbers are shown; else as in the file");
+  plot.add_flag("--force", settings.force, "Replaces a picture that exists");
+
   CLI::App& validate = *add("validate", "Reads everything and says whether it could", RunValidate);
   AddFileOptions(validate, settings);
   AddFormatOptions(validate, settings);
@@ -189,4 +224,33 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
   // Last, since the commands defined before would take it over.
   app.footer("Exit codes:\n" + AlignedTerms(kExitCodes) + "Environment:\n" +
              AlignedTerms(kEnvironment));
+}
+
+int RunCommandLine(int count, char** arguments) try {
+  Settings settings;
+  Command chosen = nullptr;
+  CLI::App app;
+  DefineCommandLine(app, settings, chosen);
+
+  std::vector<std::string> words = Arguments(count, arguments);
+  if (count > 2) settings.words.assign(words.rbegin() + 1, words.rend());
+  try {
+    app.parse(std::move(words));
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);
+    if (chosen == nullptr && count > 1 && arguments[1][0] != '-' && app.get_subcommands().empty())
+      return SayFailure({kWrongUsage, "There is no command \"" + ShownName(arguments[1]) + "\".",
+                         "nvimport --help lists them"});
+    return SayFailure(
+        {kWrongUsage, ShownName(error.what()), "nvimport COMMAND --help tells how it is used"});
+  }
+  RemoveTemporariesOnSignals();
+  if (settings.complete)
+    if (const auto failure = UseComplete()) return SayFailure(*failure);
+  const int exit_code = chosen(settings);
+  FormatList::Release();
+  return exit_code;
+} catch (const std::exception& exception) {
+  return SayFailure({kFailed, "The command could not be carried out.",
+                     ShownName(exception.what()) + "; tell the makers, with the command"});
 }

@@ -33,3 +33,6 @@ constexpr Term kEnvironment[] = {
 // `settings` and makes `chosen` the command to run. Help, the manual page and the completions are
 // made from what is said here. What can stand for a value is known by the name of its kind.
 void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen);
+
+// Parses the arguments of a program and runs the command that they name. Returns the exit code.
+int RunCommandLine(int count, char** arguments);

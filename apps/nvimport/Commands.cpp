@@ -64,10 +64,6 @@ void AddNotes(FileTurn& turn, const ImportSession& session, Json& json) {
   json["warnings"] = turn.dialogs().warnings();
 }
 
-ImportSession SessionOf(FileTurn& turn) {
-  return {turn.input(), turn.plan().import, turn.dialogs(), turn.progress()};
-}
-
 int RunOver(FileRun& run, const std::function<void(FileTurn&)>& command) {
   if (const auto failure = run.Prepare()) return SayFailure(*failure);
   return run.ForEach(command);
@@ -178,7 +174,7 @@ std::string InfoJson(FileTurn& turn, const ImportSession& session,
 }
 
 void Info(FileTurn& turn, bool with_notes) {
-  auto session = SessionOf(turn);
+  auto session = turn.Session();
   NoSheet nothing;
   if (const auto failure = with_notes ? session.Read(nothing) : session.Measure())
     return turn.Fail(*failure);
@@ -220,7 +216,7 @@ void Show(FileTurn& turn, const Settings& settings) {
   constexpr std::size_t kNarrowest = 3;
   const std::size_t width = settings.columns > 0 ? 0 : TerminalWidth();
   const int most = settings.columns > 0 ? settings.columns : static_cast<int>(width / kNarrowest);
-  auto session = SessionOf(turn);
+  auto session = turn.Session();
   HeadSheet head(most, settings.rows);
   if (const auto failure = session.Read(head)) return turn.Fail(*failure);
 
@@ -248,7 +244,7 @@ void Show(FileTurn& turn, const Settings& settings) {
 // ---- validate
 
 void Validate(FileTurn& turn) {
-  auto session = SessionOf(turn);
+  auto session = turn.Session();
   NoSheet nothing;
   if (const auto failure = session.Read(nothing)) {
     turn.Fail(*failure);
@@ -363,7 +359,7 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
                           " already; another --outdir takes it"});
   OutputTarget target(output, plan.force);
   if (const auto failure = target.Check()) return turn.Fail(*failure);
-  auto session = SessionOf(turn);
+  auto session = turn.Session();
   MemorySheet sheet;
   auto failure = session.Read(sheet);
   if (!failure) failure = WriteOutput(turn, plan, target, sheet);

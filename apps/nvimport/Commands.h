@@ -6,6 +6,7 @@
 
 // What the command line says, unjudged.
 struct Settings {
+  std::vector<std::string> words;  // behind the name of the command
   std::vector<std::string> files;
   std::string files_from;
   std::string stdin_name = "stdin.txt";
@@ -36,7 +37,9 @@ struct Settings {
   unsigned jobs = 1;
   int timeout = 0;  // seconds that a file may take, 0 for no limit
   int rows = 20;
-  int columns = 0;  // as many as fit
+  int columns = 0;                // as many as fit
+  std::string size = "1200x800";  // of a picture, in pixels
+  bool reverse_x = false;
   std::string library;
   int time_limit = 10;      // seconds
   int memory_limit = 1024;  // MiB
@@ -49,3 +52,5 @@ int RunInfo(const Settings& settings);
 int RunShow(const Settings& settings);
 int RunConvert(const Settings& settings);
 int RunValidate(const Settings& settings);
+// The desktop program draws the picture; the command starts it.
+int RunPlot(const Settings& settings);

@@ -8,6 +8,10 @@
 
 namespace {
 
+// A delimiter is guessed from so many lines; from the first few where those alone are long.
+constexpr int kGuessedLines = 100;
+constexpr int kFewLines = 8;
+constexpr std::size_t kLong = 256 * 1024;
 // How well a delimiter explains the lines.
 struct Merit {
   double consistency = 0;  // the share of the lines that have the most common number of fields
@@ -54,6 +58,13 @@ Merit Judge(const std::vector<std::string>& lines, const NamedDelimiter& delimit
           static_cast<double>(numbers) / static_cast<double>(fields)};
 }
 
+std::vector<std::string> FirstLines(const TextImportQuestion& question, int count) {
+  std::vector<std::string> lines;
+  for (auto& row : question.preview({"", false}, count, 1))
+    lines.push_back(row.empty() ? std::string() : std::move(row.front()));
+  return lines;
+}
+
 }  // namespace
 
 TextImportChoice GuessDelimiter(const std::vector<std::string>& lines) {
@@ -70,4 +81,12 @@ TextImportChoice GuessDelimiter(const std::vector<std::string>& lines) {
     best_merit = merit;
   }
   return {std::string(best->delimiter), best->ignore_consecutive};
+}
+
+TextImportChoice GuessDelimiter(const TextImportQuestion& question) {
+  std::vector<std::string> lines = FirstLines(question, kFewLines);
+  std::size_t size = 0;
+  for (const std::string& line : lines) size += line.size();
+  if (size < kLong) lines = FirstLines(question, kGuessedLines);
+  return GuessDelimiter(lines);
 }

@@ -8,3 +8,6 @@
 // What most likely delimits the first lines of a text file: the candidate whose number of fields
 // varies least from line to line. TAB where there is nothing to go by.
 TextImportChoice GuessDelimiter(const std::vector<std::string>& lines);
+
+// The same for the file of a question, by its preview.
+TextImportChoice GuessDelimiter(const TextImportQuestion& question);

@@ -45,6 +45,8 @@ class FileTurn {
   const Input& input() const { return plan_.inputs[index_]; }
   TerminalDialogs& dialogs() { return dialogs_; }
   ProgressBar& progress() { return progress_; }
+  // Reads the file.
+  ImportSession Session() { return {input(), plan_.import, dialogs_, progress_}; }
 
   // A line for standard error.
   void Say(const std::string& line);

@@ -6,8 +6,8 @@
 #include <span>
 #include <string_view>
 
-#include "apps/nvimport/ProgressBar.h"
 #include "platform/NumberText.h"
+#include "platform/Progress.h"
 
 namespace {
 
@@ -207,7 +207,7 @@ void WriteCell(Stream& out, const MemoryCell& cell, auto&& decode) {
 
 template <typename Format>
 void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConversion& conversion,
-               OutputFile& file, ProgressBar& progress) {
+               OutputFile& file, Progress& progress) {
   EncodedStream out(file, conversion.encoder);
   std::string decoded;
   std::string guarded;
@@ -237,15 +237,16 @@ void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConver
         WriteCell<Format>(out, cell, decode);
     }
     out.Write(Format::kRowEnd);
-    if (row % kRowsPerReport == 0)
-      progress.Advance(static_cast<std::uint64_t>(row), static_cast<std::uint64_t>(rows));
+    if (row % kRowsPerReport == 0 &&
+        !progress.Advance(static_cast<std::uint64_t>(row), static_cast<std::uint64_t>(rows)))
+      return;
   }
 }
 
 }  // namespace
 
 void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& conversion,
-                OutputFile& out, ProgressBar& progress) {
+                OutputFile& out, Progress& progress) {
   const int columns = sheet.GetNumberOfColumns();
   const int rows = sheet.GetNumberOfRows();
   switch (format) {

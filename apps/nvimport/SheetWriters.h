@@ -6,7 +6,7 @@
 #include "framework/MemorySheet.h"
 #include "platform/OutputFile.h"
 
-class ProgressBar;
+class Progress;
 
 // The output formats that the command has of its own.
 enum class SheetFormat { kCsv, kTsv, kJsonLines };
@@ -19,9 +19,10 @@ struct TextConversion {
   bool guards_formulas = false;
 };
 
-// Writes all rows, each as wide as the sheet. Failures stay with the stream.
+// Writes all rows, each as wide as the sheet, until `progress` stops it. Failures stay with the
+// stream.
 void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& conversion,
-                OutputFile& out, ProgressBar& progress);
+                OutputFile& out, Progress& progress);
 
 // One cell as a JSON value in UTF-8.
 std::string JsonCell(const MemoryCell& cell, const TextDecoder& decoder);

@@ -15,27 +15,8 @@
 
 namespace {
 
-// A delimiter is guessed from so many lines; from the first few where those alone are long.
-constexpr int kGuessedLines = 100;
-constexpr int kFewLines = 8;
-constexpr std::size_t kLong = 256 * 1024;
 constexpr int kPreviewRows = 8;
 constexpr int kPreviewColumns = 12;
-
-std::vector<std::string> FirstLines(const TextImportQuestion& question, int count) {
-  std::vector<std::string> lines;
-  for (auto& row : question.preview({"", false}, count, 1))
-    lines.push_back(row.empty() ? std::string() : std::move(row.front()));
-  return lines;
-}
-
-TextImportChoice Guess(const TextImportQuestion& question) {
-  std::vector<std::string> lines = FirstLines(question, kFewLines);
-  std::size_t size = 0;
-  for (const std::string& line : lines) size += line.size();
-  if (size < kLong) lines = FirstLines(question, kGuessedLines);
-  return GuessDelimiter(lines);
-}
 
 void ShowPreview(const TextImportQuestion& question, const TextImportChoice& choice) {
   std::vector<TableRow> rows;
@@ -165,7 +146,7 @@ std::optional<TextImportChoice> TerminalDialogs::ImportText(const TextImportQues
   std::optional<TextImportChoice> choice = given_.text_import;
   std::string source = "given";
   if (!choice) {
-    choice = Guess(question);
+    choice = GuessDelimiter(question);
     source = may_ask_ ? "chosen" : "guessed";
   }
   if (given_.ignore_consecutive) choice->ignore_consecutive = true;

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+#include <cstddef>
+#include <functional>
+#include <span>
+#include <vector>
+
+class MemorySheet;
+
+// What of a sheet can be drawn. In a sheet of spectra each row is a curve over the x values in the
+// names of its columns; in any other each column is a series of points over the row numbers.
+struct Curves {
+  bool spectra = false;
+  bool x_falls = false;        // in the sheet; here x never falls
+  std::vector<double> x;       // common to all curves
+  std::vector<float> y;        // curve after curve; NaN where there is no number
+  std::vector<int> lines;      // each curve's row in the sheet, or column of points
+  std::vector<QString> names;  // each curve's
+  bool complete = true;        // not cancelled
+
+  std::size_t size() const { return lines.size(); }
+  std::span<const float> Of(std::size_t curve) const {
+    return std::span(y).subspan(curve * x.size(), x.size());
+  }
+};
+
+// Called now and then with what is done of how much; false stops.
+using Report = std::function<bool(std::size_t done, std::size_t all)>;
+
+// Texts that read as numbers with `decimal_mark` count as numbers.
+Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report);

@@ -1,0 +1,221 @@
+#include "apps/desktop/CurvesPlottable.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <span>
+
+namespace {
+
+constexpr int kFewCurves = 10;
+// Up to here lines are smoothed, which costs.
+constexpr std::size_t kSmoothed = 50;
+constexpr double kDot = 4;  // pixels of a point that stands alone
+// Points of this size where there are few of them, else smaller.
+constexpr std::size_t kFewPoints = 2000;
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+// A straight way from coordinates to pixels.
+struct Scale {
+  explicit Scale(const QCPAxis& axis) {
+    const QCPRange range = axis.range();
+    const double at_lower = axis.coordToPixel(range.lower);
+    factor = (axis.coordToPixel(range.upper) - at_lower) / range.size();
+    offset = at_lower - range.lower * factor;
+  }
+  double Pixel(double value) const { return offset + value * factor; }
+
+  double factor;
+  double offset;
+};
+
+// Points whose pixels lie in one column.
+struct Column {
+  std::size_t begin;
+  std::size_t end;
+};
+
+// Draws lines for a part of the points, which all curves share.
+class LinePainter {
+ public:
+  LinePainter(const Curves& curves, std::size_t begin, std::size_t end, const Scale& keys,
+              const Scale& values)
+      : curves_(curves), begin_(begin), end_(end), values_(values) {
+    pixels_.reserve(end - begin);
+    for (std::size_t i = begin; i < end; ++i) {
+      pixels_.push_back(keys.Pixel(curves.x[i]));
+      const bool same = i > begin && std::floor(pixels_.back()) ==
+                                         std::floor(pixels_[columns_.back().begin - begin]);
+      if (same)
+        columns_.back().end = i + 1;
+      else
+        columns_.push_back({i, i + 1});
+    }
+  }
+
+  void Draw(std::size_t curve, QPainter& painter) {
+    const std::span<const float> y = curves_.Of(curve);
+    // Two points a column are what a reduced curve has.
+    if (columns_.size() * 2 >= end_ - begin_) {
+      for (std::size_t i = begin_; i < end_; ++i) Add(pixels_[i - begin_], y[i], painter);
+    } else {
+      for (const Column& column : columns_) AddReduced(column, y, painter);
+    }
+    Flush(painter);
+  }
+
+ private:
+  void Add(double pixel, float y, QPainter& painter) {
+    if (std::isnan(y))
+      Flush(painter);
+    else
+      line_.push_back({pixel, values_.Pixel(static_cast<double>(y))});
+  }
+
+  void AddReduced(const Column& column, std::span<const float> y, QPainter& painter) {
+    const double pixel = pixels_[column.begin - begin_];
+    float lowest = kInfinity;
+    float highest = -kInfinity;
+    for (std::size_t i = column.begin; i < column.end; ++i) {
+      lowest = std::min(lowest, std::isnan(y[i]) ? kInfinity : y[i]);
+      highest = std::max(highest, std::isnan(y[i]) ? -kInfinity : y[i]);
+    }
+    if (lowest > highest) return Flush(painter);
+    const double low = values_.Pixel(static_cast<double>(lowest));
+    const double high = values_.Pixel(static_cast<double>(highest));
+    // The nearer end first, so that the line between two columns crosses nothing.
+    const bool low_first =
+        line_.empty() || std::abs(line_.back().y() - low) <= std::abs(line_.back().y() - high);
+    line_.push_back({pixel, low_first ? low : high});
+    if (std::abs(low - high) >= 0.5) line_.push_back({pixel, low_first ? high : low});
+  }
+
+  void Flush(QPainter& painter) {
+    if (line_.size() == 1)
+      painter.fillRect(QRectF(line_.front() - QPointF(kDot / 2, kDot / 2), QSizeF(kDot, kDot)),
+                       painter.pen().color());
+    else if (!line_.empty())
+      painter.drawPolyline(line_.data(), static_cast<int>(line_.size()));
+    line_.clear();
+  }
+
+  const Curves& curves_;
+  std::size_t begin_;
+  std::size_t end_;
+  const Scale& values_;
+  std::vector<double> pixels_;
+  std::vector<Column> columns_;
+  std::vector<QPointF> line_;
+};
+
+// Draws points, none twice at one place.
+class PointPainter {
+ public:
+  PointPainter(const Curves& curves, std::size_t begin, std::size_t end, const QRect& area,
+               const Scale& keys, const Scale& values)
+      : curves_(curves), begin_(begin), end_(end), area_(area), keys_(keys), values_(values) {}
+
+  void Draw(std::size_t curve, int width, QPainter& painter) {
+    const auto columns = static_cast<std::size_t>(area_.width());
+    taken_.assign(columns * static_cast<std::size_t>(area_.height()), false);
+    points_.clear();
+    const std::span<const float> y = curves_.Of(curve);
+    for (std::size_t i = begin_; i < end_; ++i) {
+      if (std::isnan(y[i])) continue;
+      const double right = keys_.Pixel(curves_.x[i]) - area_.left();
+      const double down = values_.Pixel(static_cast<double>(y[i])) - area_.top();
+      if (right < 0 || down < 0 || right >= area_.width() || down >= area_.height()) continue;
+      const auto place = static_cast<std::size_t>(down) * columns + static_cast<std::size_t>(right);
+      if (taken_[place]) continue;
+      taken_[place] = true;
+      points_.push_back({area_.left() + right - width / 2.0, area_.top() + down - width / 2.0,
+                         static_cast<double>(width), static_cast<double>(width)});
+    }
+    painter.drawRects(points_.data(), static_cast<int>(points_.size()));
+  }
+
+ private:
+  const Curves& curves_;
+  std::size_t begin_;
+  std::size_t end_;
+  QRect area_;
+  const Scale& keys_;
+  const Scale& values_;
+  std::vector<bool> taken_;
+  std::vector<QRectF> points_;
+};
+
+}  // namespace
+
+QColor CurveColors::Of(std::size_t curve) const {
+  if (curves_ <= kFewCurves) {
+    static const QColor kLight[kFewCurves] = {"#1f6fb4", "#d1550e", "#2b8a3e", "#b3262b",
+                                              "#7a4fb0", "#7d5130", "#c2479c", "#5c6670",
+                                              "#8a8a12", "#0f8c99"};
+    static const QColor kDark[kFewCurves] = {"#6cb2f0", "#ff9c57", "#69d07f", "#ff7b7b", "#c3a1f2",
+                                             "#d3a17c", "#f296cf", "#b4bfc9", "#d6d65c", "#57d3e0"};
+    return (dark_ ? kDark : kLight)[curve];
+  }
+  // From blue over green to orange, in the order of the sheet.
+  const double part = static_cast<double>(curve) / static_cast<double>(curves_ - 1);
+  return QColor::fromHsvF(static_cast<float>(0.62 - 0.54 * part), 0.75F, dark_ ? 0.95F : 0.72F);
+}
+
+QCPRange CurvesPlottable::getKeyRange(bool& found, QCP::SignDomain) const {
+  found = curves_ != nullptr && curves_->size() > 0;
+  return found ? QCPRange(curves_->x.front(), curves_->x.back()) : QCPRange();
+}
+
+QCPRange CurvesPlottable::getValueRange(bool& found, QCP::SignDomain, const QCPRange&) const {
+  found = false;
+  if (curves_ == nullptr) return {};
+  float lowest = kInfinity;
+  float highest = -kInfinity;
+  for (const float y : curves_->y) {
+    if (!std::isfinite(y)) continue;
+    lowest = std::min(lowest, y);
+    highest = std::max(highest, y);
+  }
+  found = lowest <= highest;
+  return found ? QCPRange(static_cast<double>(lowest), static_cast<double>(highest)) : QCPRange();
+}
+
+void CurvesPlottable::draw(QCPPainter* painter) {
+  if (curves_ == nullptr || curves_->size() == 0) return;
+  const auto start = std::chrono::steady_clock::now();
+  const Curves& curves = *curves_;
+  const QCPRange range = keyAxis()->range();
+  // One more on either side, for the lines that leave the picture.
+  const auto lower = std::ranges::lower_bound(curves.x, range.lower) - curves.x.begin();
+  const auto upper = std::ranges::upper_bound(curves.x, range.upper) - curves.x.begin();
+  const auto begin = static_cast<std::size_t>(std::max<std::ptrdiff_t>(lower - 1, 0));
+  const std::size_t end = std::min(static_cast<std::size_t>(upper) + 1, curves.x.size());
+
+  const Scale keys(*keyAxis());
+  const Scale values(*valueAxis());
+  LinePainter lines(curves, begin, end, keys, values);
+  PointPainter points(curves, begin, end, clipRect(), keys, values);
+  const bool emphasized = emphasized_.has_value();
+  const CurveColors colors(curves.size(), dark_);
+  painter->setAntialiasing(curves.spectra &&
+                           (emphasized ? emphasized_->size() : curves.size()) <= kSmoothed);
+  const auto draw = [&](std::size_t curve) {
+    QColor color = colors.Of(curve);
+    if (emphasized && curves.size() > kFewCurves) color = dark_ ? Qt::white : Qt::black;
+    if (curves.spectra) {
+      painter->setPen(QPen(color, emphasized ? 2.5 : 1));
+      lines.Draw(curve, *painter);
+    } else {
+      painter->setPen(Qt::NoPen);
+      painter->setBrush(color);
+      points.Draw(curve, (curves.x.size() <= kFewPoints ? 5 : 3) + (emphasized ? 3 : 0), *painter);
+    }
+  };
+  if (emphasized)
+    std::ranges::for_each(*emphasized_, draw);
+  else
+    for (std::size_t curve = 0; curve < curves.size(); curve += stride_) draw(curve);
+  if (stride_ == 1)
+    seconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}

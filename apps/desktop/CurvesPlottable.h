@@ -1,0 +1,52 @@
+#pragma once
+
+#include <qcustomplot.h>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "apps/desktop/Curves.h"
+
+// The colours of the curves, before a light or a dark background.
+class CurveColors {
+ public:
+  CurveColors(std::size_t curves, bool dark) : curves_(curves), dark_(dark) {}
+  QColor Of(std::size_t curve) const;
+
+ private:
+  std::size_t curves_;
+  bool dark_;
+};
+
+// Draws curves by what their pixels can show: of the values that share a column of pixels, the
+// lowest and the highest.
+class CurvesPlottable : public QCPAbstractPlottable {
+  Q_OBJECT
+ public:
+  CurvesPlottable(QCPAxis* key, QCPAxis* value) : QCPAbstractPlottable(key, value) {}
+
+  void SetCurves(std::shared_ptr<const Curves> curves) { curves_ = std::move(curves); }
+  void SetDark(bool dark) { dark_ = dark; }
+  // Draws only these, wider than the others.
+  void SetEmphasized(std::vector<std::size_t> curves) { emphasized_ = std::move(curves); }
+  // Draws one curve of so many, for as long as something moves.
+  void SetStride(std::size_t stride) { stride_ = stride; }
+  // What the last drawing of all curves took.
+  double seconds() const { return seconds_; }
+
+  double selectTest(const QPointF&, bool, QVariant*) const override { return -1; }
+  QCPRange getKeyRange(bool& found, QCP::SignDomain domain) const override;
+  QCPRange getValueRange(bool& found, QCP::SignDomain domain, const QCPRange& keys) const override;
+
+ protected:
+  void draw(QCPPainter* painter) override;
+  void drawLegendIcon(QCPPainter*, const QRectF&) const override {}
+
+ private:
+  std::shared_ptr<const Curves> curves_;
+  std::optional<std::vector<std::size_t>> emphasized_;
+  bool dark_ = false;
+  std::size_t stride_ = 1;
+  double seconds_ = 0;
+};

@@ -1,0 +1,238 @@
+#include "apps/desktop/Import.h"
+
+#include <QFileInfo>
+#include <QObject>
+#include <algorithm>
+#include <exception>
+#include <new>
+#include <span>
+
+#include "apps/desktop/DecimalGuess.h"
+#include "apps/desktop/LibraryThread.h"
+#include "apps/desktop/SheetText.h"
+#include "apps/desktop/WindowDialogs.h"
+#include "apps/nvimport/FileKinds.h"
+#include "apps/nvimport/ImportSession.h"
+#include "apps/nvimport/OutputTarget.h"
+#include "apps/nvimport/SheetWriters.h"
+#include "framework/FileSelection.h"
+#include "framework/FormatList.h"
+#include "framework/ImportHelper.h"
+#include "platform/Log.h"
+
+namespace {
+
+// What the library logs goes to `notes`, and what readers say beside them to `last`, while this
+// lives.
+class GatheredLog {
+ public:
+  GatheredLog(QStringList& notes, QString& last)
+      : before_(Log::Install([&notes, &last](const LogEntry& entry) {
+          if (entry.operation == "Note")
+            notes.push_back(FromBytes(entry.text));
+          else if (entry.source != "ImportHelper")
+            last = FromBytes(entry.text);
+        })) {}
+  GatheredLog(const GatheredLog&) = delete;
+  GatheredLog& operator=(const GatheredLog&) = delete;
+  ~GatheredLog() { Log::Install(std::move(before_)); }
+
+ private:
+  Log::Sink before_;
+};
+
+QString Files(const std::vector<std::string>& files) {
+  QStringList names;
+  constexpr std::size_t kMost = 5;
+  for (const std::string& file : std::span(files).first(std::min(files.size(), kMost)))
+    names.push_back(FromBytes(file));
+  if (files.size() > kMost) names.push_back(QObject::tr("and %1 more").arg(files.size() - kMost));
+  return names.join('\n');
+}
+
+// What the user can do about a file that was not read.
+QString Advice(const ImportRequest& request, bool format_settled, const QString& logged) {
+  QStringList advice;
+  if (const auto kind = RecogniseKind(request.files.front()))
+    advice.push_back(QObject::tr("The file %1.").arg(FromBytes(kind->Words())));
+  if (!logged.isEmpty()) advice.push_back(logged);
+  if (request.files.size() > 1)
+    advice.push_back(QObject::tr("Open the files one by one to see which of them it is."));
+  else if (request.filter != 1 || !format_settled)
+    advice.push_back(
+        request.filter != 1
+            ? QObject::tr("Choose \"Supported Files\" in the open dialog to have the file type "
+                          "detected.")
+            : QObject::tr("Choose a file type in the open dialog to have the file read as such."));
+  else
+    advice.push_back(
+        QObject::tr("If the file is of another type, choose that type in the open dialog."));
+  return advice.join('\n');
+}
+
+// What `operation` throws, if it does.
+template <typename Operation>
+QString Thrown(Operation operation) {
+  try {
+    operation();
+    return {};
+  } catch (const std::bad_alloc&) {
+    return QObject::tr("There is not enough memory for this file.");
+  } catch (const std::exception& exception) {
+    return FromBytes(exception.what());
+  }
+}
+
+// "Text File (*.txt)" and "*.txt;*.dat" as one filter.
+QString Filter(const QString& text, const QString& patterns) {
+  const QString name = text.left(text.lastIndexOf('(')).trimmed();
+  return name + " (" + patterns.split(';', Qt::SkipEmptyParts).join(' ') + ")";
+}
+
+// The pairs of texts that end with an empty one.
+std::vector<std::pair<QString, QString>> FilterPairs(const char* texts) {
+  std::vector<std::pair<QString, QString>> pairs;
+  for (const char* at = texts; *at != '\0';) {
+    const std::string_view text = at;
+    const std::string_view patterns = at + text.size() + 1;
+    pairs.emplace_back(FromBytes(text), FromBytes(patterns));
+    at = patterns.data() + patterns.size() + 1;
+  }
+  return pairs;
+}
+
+}  // namespace
+
+ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobProgress& progress) {
+  ImportResult result;
+  result.again = request;
+  ImportRequest& again = result.again;
+  QString logged;
+  const GatheredLog log(result.notes, logged);
+  const bool repeated = request.options != nullptr;
+  dialogs.Begin(request.files.front(), repeated);
+  ImportHelper driver;
+  auto sheet = std::make_shared<MemorySheet>();
+  NvImportOpenOptions options{0, nullptr};
+  bool done = false;
+  ReadErrors error = ReadErrors::kNone;
+  const QString thrown = Thrown([&] {
+    const std::string path = FileSelection::Join(request.files);
+    if (again.format == 0) {
+      int format = request.filter;
+      const bool settled = driver.CheckFilesBeforeRead(path.c_str(), format, nullptr, error, true);
+      if (settled) {
+        again.format = format;
+        again.files = driver.GetSelection();
+      }
+      if (!settled || progress.stopped()) return;
+    }
+    dialogs.SettleFormat(again.format);
+    if (repeated) SpreadsheetOpenOptions::CopyOpenOptions(&options, request.options);
+    done = driver.ReadSpreadsheetFile(FileSelection::Join(again.files).c_str(), again.format,
+                                      sheet.get(), nullptr, &options, true);
+  });
+  result.warnings = dialogs.warnings();
+  if (again.format > 0) result.format = FromBytes(FormatAt(again.format).name);
+  if (done) {
+    again.options = SpreadsheetOpenOptions(&options);
+    SpreadsheetOpenOptions::FreeOpenOptions(&options);
+    result.decimal_mark = dialogs.decimal_mark().value_or(GuessDecimalMark(*sheet));
+    result.sheet = std::move(sheet);
+    return result;
+  }
+  SpreadsheetOpenOptions::FreeOpenOptions(&options);
+  if (progress.stopped()) return result;
+  Trouble trouble = dialogs.trouble();
+  if (!thrown.isEmpty()) trouble.text = thrown;
+  if (error == ReadErrors::kNotExaminable)
+    trouble.text = QObject::tr("The file could not be opened.");
+  // A question that the user cancelled is no trouble.
+  if (trouble.text.isEmpty()) return result;
+  for (const std::string& file : request.files)
+    if (const auto failure = CheckInput({file, file, {}})) {
+      trouble.detail = FromBytes(failure->advice);
+      break;
+    }
+  trouble.file = Files(request.files);
+  trouble.advice = Advice(request, again.format > 0, logged);
+  result.trouble = std::move(trouble);
+  return result;
+}
+
+std::vector<ExportKind> ExportKinds() {
+  std::vector<ExportKind> kinds;
+  const struct {
+    const char* filter;
+    const char* extension;
+    SheetFormat format;
+  } kOwn[] = {{"CSV (*.csv)", ".csv", SheetFormat::kCsv},
+              {"Text, by TABs (*.tsv)", ".tsv", SheetFormat::kTsv},
+              {"JSON Lines (*.jsonl)", ".jsonl", SheetFormat::kJsonLines}};
+  for (const auto& own : kOwn)
+    kinds.push_back({own.filter, own.extension, 0, static_cast<int>(own.format)});
+  for (int format = 1; format <= static_cast<int>(Formats().size()); ++format) {
+    const NvImportFormatInfo& info = FormatAt(format);
+    const auto extensions = Extensions(info);
+    if (!info.can_write || info.write_filter == nullptr || extensions.empty()) continue;
+    QStringList patterns;
+    for (const std::string& extension : extensions) patterns.push_back("*" + FromBytes(extension));
+    const bool any = extensions.front() == ".*";
+    kinds.push_back({Filter(FromBytes(info.write_filter), any ? "*.*" : patterns.join(';')),
+                     any ? ".txt" : FromBytes(extensions.front()), format, 0});
+  }
+  return kinds;
+}
+
+std::optional<Trouble> Export(MemorySheet& sheet, const std::string& path, const ExportKind& kind,
+                              WindowDialogs& dialogs, JobProgress& progress) {
+  dialogs.Begin(path, /*repeated=*/false);
+  const TextConversion conversion;
+  std::optional<Failure> failure;
+  const QString thrown = Thrown([&] {
+    OutputTarget target(path, /*force=*/true);
+    failure = target.Check();
+    if (failure) return;
+    if (kind.format == 0) {
+      OutputFile stream;
+      failure = target.Begin(stream);
+      if (failure) return;
+      WriteSheet(static_cast<SheetFormat>(kind.sheet_format), sheet, conversion, stream, progress);
+      stream.Close();
+    } else {
+      std::string temporary;
+      failure = target.BeginAtPath(kind.extension.toStdString(), temporary);
+      if (failure) return;
+      ConvertedSheet converted(sheet, conversion);
+      if (!ImportHelper().WriteSpreadsheetFile(temporary.c_str(), kind.format, &converted, nullptr,
+                                               nullptr)) {
+        failure = Failure{kFailed, dialogs.trouble().text.toStdString(),
+                          dialogs.trouble().detail.toStdString()};
+        return;
+      }
+    }
+    if (!progress.stopped()) failure = target.Commit();
+  });
+  if (progress.stopped() || (!failure && thrown.isEmpty())) return std::nullopt;
+  Trouble trouble{
+      thrown, {}, FromBytes(path), QObject::tr("Choose another place or another type.")};
+  if (failure) {
+    trouble.text = FromBytes(failure->text);
+    trouble.detail = FromBytes(failure->advice);
+  }
+  return trouble;
+}
+
+QStringList OpenFilters(int& first) {
+  OPENFILENAME dialog;
+  ImportHelper::GetFileData(dialog, /*all_files=*/true);
+  first = static_cast<int>(dialog.nFilterIndex) - 1;
+  QStringList filters;
+  for (const auto& [text, patterns] : FilterPairs(dialog.lpstrFilter))
+    filters.push_back(Filter(text, patterns == "*.*" ? QStringLiteral("*") : patterns));
+  return filters;
+}
+
+void RememberFilter(int filter, int format) {
+  ImportHelper::UpdateDefaultFileType(filter == 0 ? 0 : format);
+}

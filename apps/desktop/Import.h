@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QStringList>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/desktop/QuestionDialogs.h"
+#include "framework/MemorySheet.h"
+#include "framework/SpreadsheetOpenOptions.h"
+
+class JobProgress;
+class WindowDialogs;
+
+// What is to be read.
+struct ImportRequest {
+  std::vector<std::string> files;
+  int filter = 1;                  // position in the open dialog
+  int format = 0;                  // position in the list of formats, once it is known
+  SpreadsheetOpenOptions options;  // of the import that is repeated, or none
+};
+
+// What came of it.
+struct ImportResult {
+  std::shared_ptr<MemorySheet> sheet;  // null when nothing was read
+  ImportRequest again;                 // reads the same without a question
+  QString format;                      // its name
+  char decimal_mark = '.';             // of numbers in texts
+  QStringList warnings;
+  QStringList notes;
+  std::optional<Trouble> trouble;  // none when the user cancelled
+};
+
+// Reads through the driver, asking `dialogs`; in the library's thread.
+ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobProgress& progress);
+
+// What can be written, in the order of the save dialog.
+struct ExportKind {
+  QString filter;        // "CSV (*.csv)"
+  QString extension;     // ".csv"
+  int format = 0;        // position in the list of formats; 0 for those that follow
+  int sheet_format = 0;  // of what the programs write themselves
+};
+std::vector<ExportKind> ExportKinds();
+
+// Writes the whole sheet; what went wrong, if anything. In the library's thread.
+std::optional<Trouble> Export(MemorySheet& sheet, const std::string& path, const ExportKind& kind,
+                              WindowDialogs& dialogs, JobProgress& progress);
+
+// The filters of the open dialog, and the one it begins with, from 0.
+QStringList OpenFilters(int& first);
+// Remembers what the user chose there, from 0.
+void RememberFilter(int filter, int format);

@@ -1,0 +1,509 @@
+#include "apps/desktop/MainWindow.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QCloseEvent>
+#include <QDockWidget>
+#include <QElapsedTimer>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QHBoxLayout>
+#include <QInputDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSettings>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QStyle>
+#include <QToolBar>
+#include <utility>
+
+#include "apps/desktop/SheetText.h"
+#include "apps/desktop/SheetView.h"
+#include "apps/desktop/SpectraPlot.h"
+
+namespace {
+
+constexpr int kMostRecent = 10;
+constexpr int kTick = 100;      // ms
+constexpr int kPatience = 500;  // ms before progress is shown
+constexpr const char* kRecent = "recent";
+
+QSettings Settings() { return {QSettings::IniFormat, QSettings::UserScope, "nvimport", "desktop"}; }
+
+QString NameOf(const std::vector<std::string>& files) {
+  const QString first = QFileInfo(FromBytes(files.front())).fileName();
+  return files.size() == 1 ? first : QObject::tr("%1 and %2 more").arg(first).arg(files.size() - 1);
+}
+
+std::vector<std::string> Paths(const QStringList& paths) {
+  std::vector<std::string> files;
+  for (const QString& path : paths) files.push_back(QFile::encodeName(path).toStdString());
+  return files;
+}
+
+}  // namespace
+
+MainWindow::MainWindow() : dialogs_(*this, library_) {
+  setAcceptDrops(true);
+  setWindowTitle(QApplication::applicationDisplayName());
+  resize(1280, 760);
+
+  sheet_ = new SheetView;
+  plot_ = new SpectraPlot;
+  auto* const split = new QSplitter;
+  split->addWidget(sheet_);
+  split->addWidget(plot_);
+  split->setSizes({1, 1});
+  split->setChildrenCollapsible(false);
+  sheet_->setMinimumWidth(200);
+  plot_->setMinimumWidth(200);
+  auto* const hint = new QLabel(tr("Open a file, or drop files here."));
+  hint->setAlignment(Qt::AlignCenter);
+  pages_ = new QStackedWidget;
+  pages_->addWidget(hint);
+  pages_->addWidget(split);
+  MakeFindBar();
+  auto* const center = new QWidget;
+  auto* const layout = new QVBoxLayout(center);
+  layout->setContentsMargins({});
+  layout->setSpacing(0);
+  layout->addWidget(pages_, 1);
+  layout->addWidget(find_bar_);
+  setCentralWidget(center);
+  MakeNotes();
+  MakeStatus();
+  MakeActions();
+
+  connect(sheet_, &SheetView::SelectionChanged, this, [this] {
+    const Curves* curves = plot_->curves();
+    if (curves == nullptr) return;
+    plot_->Emphasize(sheet_->SelectedLines(curves->spectra ? Qt::Vertical : Qt::Horizontal));
+  });
+  connect(plot_, &SpectraPlot::CurveClicked, this, [this](int line) {
+    sheet_->SelectLine(line, plot_->curves()->spectra ? Qt::Vertical : Qt::Horizontal);
+  });
+  connect(&library_, &LibraryThread::Changed, this, [this](bool busy) {
+    if (busy) {
+      running_.start();
+      ticks_.start(kTick);
+    } else {
+      ticks_.stop();
+      bar_->hide();
+      stop_->hide();
+    }
+    UpdateActions();
+  });
+  connect(&ticks_, &QTimer::timeout, this, &MainWindow::ShowProgress);
+  Dialogs::Install(&dialogs_);
+  UpdateActions();
+}
+
+MainWindow::~MainWindow() { Dialogs::Install(nullptr); }
+
+void MainWindow::MakeFindBar() {
+  find_bar_ = new QWidget;
+  auto* const layout = new QHBoxLayout(find_bar_);
+  layout->setContentsMargins(6, 4, 6, 4);
+  wanted_ = new QLineEdit;
+  wanted_->setPlaceholderText(tr("Text or number to find"));
+  wanted_->setClearButtonEnabled(true);
+  auto* const label = new QLabel(tr("&Find:"));
+  label->setBuddy(wanted_);
+  auto* const previous = new QPushButton(tr("&Previous"));
+  auto* const next = new QPushButton(tr("&Next"));
+  auto* const close = new QPushButton(tr("Close"));
+  for (QWidget* part : std::initializer_list<QWidget*>{label, wanted_, previous, next, close})
+    layout->addWidget(part, part == wanted_ ? 1 : 0);
+  find_bar_->hide();
+  connect(wanted_, &QLineEdit::returnPressed, this, [this] { Find(wanted_->text(), true); });
+  connect(next, &QPushButton::clicked, this, [this] { Find(wanted_->text(), true); });
+  connect(previous, &QPushButton::clicked, this, [this] { Find(wanted_->text(), false); });
+  connect(close, &QPushButton::clicked, this, [this] {
+    find_bar_->hide();
+    sheet_->setFocus();
+  });
+}
+
+void MainWindow::MakeNotes() {
+  notes_ = new QListWidget;
+  notes_->setWordWrap(true);
+  notes_->setSelectionMode(QAbstractItemView::ExtendedSelection);
+  notes_->setAccessibleName(tr("Notes"));
+  auto* const dock = new QDockWidget(tr("Notes"));
+  dock->setObjectName("notes");
+  dock->setWidget(notes_);
+  addDockWidget(Qt::BottomDockWidgetArea, dock);
+  resizeDocks({dock}, {110}, Qt::Vertical);
+}
+
+void MainWindow::MakeStatus() {
+  state_ = new QLabel;
+  bar_ = new QProgressBar;
+  bar_->setMaximumWidth(220);
+  stop_ = new QPushButton(tr("Cancel"));
+  stop_->setShortcut(Qt::Key_Escape);
+  statusBar()->addWidget(state_, 1);
+  statusBar()->addPermanentWidget(bar_);
+  statusBar()->addPermanentWidget(stop_);
+  bar_->hide();
+  stop_->hide();
+  connect(stop_, &QPushButton::clicked, this, [this] { library_.progress().Stop(); });
+}
+
+QAction* MainWindow::Add(QMenu& menu, const QString& text, const QKeySequence& keys,
+                         std::function<void()> does) {
+  QAction* const action = menu.addAction(text);
+  action->setShortcut(keys);
+  connect(action, &QAction::triggered, this, std::move(does));
+  return action;
+}
+
+QAction* MainWindow::AddForSheet(QMenu& menu, const QString& text, const QKeySequence& keys,
+                                 std::function<void()> does) {
+  for_sheet_.push_back(Add(menu, text, keys, std::move(does)));
+  return for_sheet_.back();
+}
+
+void MainWindow::MakeActions() {
+  QMenu& file = *menuBar()->addMenu(tr("&File"));
+  open_ = Add(file, tr("&Open..."), QKeySequence::Open, [this] { ChooseFiles(); });
+  open_->setIcon(style()->standardIcon(QStyle::SP_DialogOpenButton));
+  recent_ = file.addMenu(tr("Open &recent"));
+  connect(recent_, &QMenu::aboutToShow, this, &MainWindow::ShowRecent);
+  again_ = Add(file, tr("&Import again"), Qt::Key_F5, [this] { ImportAgain(); });
+  again_->setIcon(style()->standardIcon(QStyle::SP_BrowserReload));
+  again_->setToolTip(tr("Reads the file once more with the answers given before (F5)"));
+  file.addSeparator();
+  QAction* const write =
+      AddForSheet(file, tr("&Export..."), QKeySequence::Save, [this] { ChooseExport(); });
+  write->setIcon(style()->standardIcon(QStyle::SP_DialogSaveButton));
+  AddForSheet(file, tr("Save &plot..."), Qt::CTRL | Qt::Key_P, [this] { SavePlot(); });
+  file.addSeparator();
+  Add(file, tr("&Quit"), QKeySequence::Quit, [this] { close(); });
+
+  QMenu& edit = *menuBar()->addMenu(tr("&Edit"));
+  AddForSheet(edit, tr("&Copy"), QKeySequence::Copy, [this] { CopySelection(); });
+  AddForSheet(edit, tr("Select &all"), QKeySequence::SelectAll, [this] { sheet_->selectAll(); });
+  edit.addSeparator();
+  QAction* const find = AddForSheet(edit, tr("&Find..."), QKeySequence::Find, [this] {
+    find_bar_->show();
+    wanted_->setFocus();
+    wanted_->selectAll();
+  });
+  AddForSheet(edit, tr("Find &next"), QKeySequence::FindNext,
+              [this] { Find(wanted_->text(), true); });
+  AddForSheet(edit, tr("Find pre&vious"), QKeySequence::FindPrevious,
+              [this] { Find(wanted_->text(), false); });
+  QAction* const go_to =
+      AddForSheet(edit, tr("&Go to cell..."), Qt::CTRL | Qt::Key_G, [this] { GoTo(); });
+
+  QMenu& view = *menuBar()->addMenu(tr("&View"));
+  const auto add_toggle = [&](const QString& text, QWidget* widget) {
+    QAction* const toggle = view.addAction(text);
+    toggle->setCheckable(true);
+    toggle->setChecked(true);
+    connect(toggle, &QAction::toggled, widget, &QWidget::setVisible);
+  };
+  add_toggle(tr("&Sheet"), sheet_);
+  add_toggle(tr("&Plot"), plot_);
+  view.addAction(findChild<QDockWidget*>("notes")->toggleViewAction());
+  view.addSeparator();
+  reverse_ = AddForSheet(view, tr("&Reverse x axis"), Qt::CTRL | Qt::Key_R, [] {});
+  reverse_->setCheckable(true);
+  connect(reverse_, &QAction::toggled, plot_, &SpectraPlot::SetReversed);
+  QAction* const all = AddForSheet(view, tr("Show &all of the plot"), Qt::CTRL | Qt::Key_0,
+                                   [this] { plot_->ShowAll(); });
+
+  QMenu& help = *menuBar()->addMenu(tr("&Help"));
+  Add(help, tr("&About"), {}, [this] {
+    QMessageBox::about(
+        this, tr("About %1").arg(QApplication::applicationDisplayName()),
+        tr("%1 %2 reads tables and spectra out of the files that spreadsheets, spectrometers, "
+           "chromatographs and process tools leave behind.\n\nThis window uses Qt and QCustomPlot; "
+           "the latter places the program as a whole under the GNU General Public License, "
+           "version 3 or later. The library has a licence of its own.")
+            .arg(QApplication::applicationDisplayName(), QApplication::applicationVersion()));
+  });
+
+  QToolBar& tools = *addToolBar(tr("Tools"));
+  tools.setObjectName("tools");
+  tools.setMovable(false);
+  tools.setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+  for (QAction* action : {open_, again_, write}) tools.addAction(action);
+  tools.addSeparator();
+  for (QAction* action : {find, go_to, reverse_, all}) tools.addAction(action);
+}
+
+void MainWindow::UpdateActions() {
+  const bool idle = !library_.busy();
+  open_->setEnabled(idle);
+  recent_->setEnabled(idle);
+  again_->setEnabled(idle && !last_.files.empty());
+  for (QAction* action : for_sheet_) action->setEnabled(idle && cells_ != nullptr);
+}
+
+void MainWindow::Run(const QString& label, std::function<void()> job, std::function<void()> done) {
+  if (library_.busy()) return;
+  label_ = label;
+  library_.Start(std::move(job), std::move(done));
+}
+
+Report MainWindow::JobReport() {
+  return
+      [this](std::size_t done, std::size_t all) { return library_.progress().Advance(done, all); };
+}
+
+void MainWindow::ShowProgress() {
+  // While a question is open, it is the user that the import waits for.
+  if (running_.elapsed() < kPatience || QApplication::activeModalWidget() != nullptr) return;
+  const JobProgress& progress = library_.progress();
+  constexpr int kParts = 1000;
+  const bool known = progress.size() > 0;
+  bar_->setRange(0, known ? kParts : 0);
+  if (known)
+    bar_->setValue(static_cast<int>(static_cast<double>(progress.position()) /
+                                    static_cast<double>(progress.size()) * kParts));
+  bar_->show();
+  stop_->show();
+  stop_->setEnabled(!progress.stopped());
+  state_->setText(label_);
+}
+
+void MainWindow::ChooseFiles() {
+  int first = 0;
+  const QStringList filters = OpenFilters(first);
+  QFileDialog dialog(this, tr("Open"));
+  dialog.setFileMode(QFileDialog::ExistingFiles);
+  dialog.setNameFilters(filters);
+  dialog.selectNameFilter(filters[first]);
+  if (!last_.files.empty())
+    dialog.setDirectory(QFileInfo(FromBytes(last_.files.front())).absolutePath());
+  if (dialog.exec() != QDialog::Accepted) return;
+  OpenFiles(dialog.selectedFiles(),
+            std::max(static_cast<int>(filters.indexOf(dialog.selectedNameFilter())), 0));
+}
+
+void MainWindow::OpenFiles(const QStringList& paths, int filter) {
+  if (paths.isEmpty()) return;
+  ImportRequest request;
+  request.files = Paths(paths);
+  request.filter = filter + 1;
+  Start(request, tr("Reading %1").arg(NameOf(request.files)));
+}
+
+void MainWindow::ImportAgain() {
+  if (!last_.files.empty()) Start(last_, tr("Reading %1").arg(NameOf(last_.files)));
+}
+
+void MainWindow::Start(const ImportRequest& request, const QString& label) {
+  auto result = std::make_shared<ImportResult>();
+  Run(
+      label, [this, request, result] { *result = Import(request, dialogs_, library_.progress()); },
+      [this, result] { Show(std::move(*result)); });
+}
+
+void MainWindow::Show(ImportResult result) {
+  if (result.trouble) {
+    emit Imported(false);
+    return ShowTrouble(this, *result.trouble);
+  }
+  if (result.sheet == nullptr) {
+    state_->setText(tr("Nothing was imported."));
+    emit Imported(false);
+    return;
+  }
+  cells_ = result.sheet;
+  last_ = result.again;
+  decimal_mark_ = result.decimal_mark;
+  RememberFilter(last_.filter - 1, last_.format);
+  Remember(last_.files);
+  setWindowTitle(NameOf(last_.files) + " - " + QApplication::applicationDisplayName());
+  plot_->SetCurves(nullptr);
+  sheet_->SetSheet(cells_);
+  pages_->setCurrentIndex(1);
+  sheet_->setFocus();
+  state_->setText(tr("%1 rows, %2 columns - %3")
+                      .arg(QLocale().toString(cells_->GetNumberOfRows()),
+                           QLocale().toString(cells_->GetNumberOfColumns()), result.format));
+  ShowNotes(result);
+  UpdateActions();
+  // The sheet is painted before anything is made for the plot.
+  QTimer::singleShot(0, this, &MainWindow::PrepareCurves);
+  emit Imported(true);
+}
+
+void MainWindow::ShowNotes(const ImportResult& result) {
+  notes_->clear();
+  for (const auto& [kind, texts] :
+       {std::pair(tr("Warning: %1"), result.warnings), std::pair(tr("%1"), result.notes)})
+    for (const QString& text : texts) notes_->addItem(kind.arg(text));
+  if (notes_->count() == 0) notes_->addItem(tr("Nothing was left out."));
+}
+
+void MainWindow::PrepareCurves() {
+  auto curves = std::make_shared<Curves>();
+  const QString state = state_->text();
+  Run(
+      tr("Preparing the plot"),
+      [this, curves, cells = cells_] { *curves = TakeCurves(*cells, decimal_mark_, JobReport()); },
+      [this, curves, state] {
+        state_->setText(state);
+        if (curves->complete) {
+          plot_->SetCurves(curves);
+          const QSignalBlocker quiet(reverse_);
+          reverse_->setChecked(curves->spectra && curves->x_falls);
+        }
+        emit Finished();
+      });
+}
+
+void MainWindow::CopySelection() {
+  const auto range = sheet_->Selected();
+  if (!range) return;
+  auto text = std::make_shared<QString>();
+  Run(
+      tr("Copying"),
+      [this, text, range = *range, cells = cells_] {
+        *text = TabSeparated(*cells, range, JobReport());
+      },
+      [this, text] {
+        if (!text->isEmpty()) QApplication::clipboard()->setText(*text);
+        emit Finished();
+      });
+}
+
+void MainWindow::Find(const QString& wanted, bool forward) {
+  if (wanted.isEmpty() || cells_ == nullptr) return;
+  auto found = std::make_shared<std::optional<CellPlace>>();
+  const QString state = state_->text();
+  Run(
+      tr("Looking for \"%1\"").arg(wanted),
+      [this, found, wanted, forward, from = sheet_->Place(), cells = cells_] {
+        *found = FindText(*cells, wanted, from, forward, JobReport());
+      },
+      [this, found, wanted, state] {
+        state_->setText(state);
+        if (*found)
+          sheet_->GoTo(**found);
+        else
+          statusBar()->showMessage(tr("\"%1\" was not found.").arg(wanted), 4000);
+        emit Finished();
+      });
+}
+
+void MainWindow::GoTo() {
+  bool ok = false;
+  const QString text = QInputDialog::getText(this, tr("Go to cell"), tr("&Row, column:"),
+                                             QLineEdit::Normal, {}, &ok);
+  if (!ok) return;
+  if (const auto place = ParsePlace(text))
+    sheet_->GoTo(*place);
+  else
+    statusBar()->showMessage(tr("A cell is given as its row and column, such as 12, 3."), 4000);
+}
+
+void MainWindow::ChooseExport() {
+  const std::vector<ExportKind> kinds = ExportKinds();
+  QStringList filters;
+  for (const ExportKind& kind : kinds) filters.push_back(kind.filter);
+  QFileDialog dialog(this, tr("Export"));
+  dialog.setAcceptMode(QFileDialog::AcceptSave);
+  dialog.setNameFilters(filters);
+  const QFileInfo input(FromBytes(last_.files.front()));
+  dialog.setDirectory(input.absolutePath());
+  dialog.selectFile(input.completeBaseName());
+  const auto take_suffix = [&](const QString& filter) {
+    dialog.setDefaultSuffix(
+        kinds[static_cast<std::size_t>(filters.indexOf(filter))].extension.mid(1));
+  };
+  take_suffix(filters.front());
+  connect(&dialog, &QFileDialog::filterSelected, this, take_suffix);
+  if (dialog.exec() != QDialog::Accepted) return;
+  ExportTo(dialog.selectedFiles().front(),
+           static_cast<std::size_t>(filters.indexOf(dialog.selectedNameFilter())));
+}
+
+void MainWindow::ExportTo(const QString& path, std::size_t kind) {
+  if (cells_ == nullptr) return;
+  auto trouble = std::make_shared<std::optional<Trouble>>();
+  const QString state = state_->text();
+  Run(
+      tr("Writing %1").arg(QFileInfo(path).fileName()),
+      [this, trouble, kind, path = Paths({path}).front(), cells = cells_] {
+        *trouble = Export(*cells, path, ExportKinds()[kind], dialogs_, library_.progress());
+      },
+      [this, trouble, state] {
+        state_->setText(state);
+        if (*trouble)
+          ShowTrouble(this, **trouble);
+        else
+          statusBar()->showMessage(
+              library_.progress().stopped() ? tr("Nothing was written.") : tr("Written."), 4000);
+        emit Finished();
+      });
+}
+
+void MainWindow::SavePlot() {
+  QFileDialog dialog(this, tr("Save plot"));
+  dialog.setAcceptMode(QFileDialog::AcceptSave);
+  dialog.setNameFilters({"PNG (*.png)", "SVG (*.svg)", "PDF (*.pdf)"});
+  dialog.setDefaultSuffix("png");
+  connect(&dialog, &QFileDialog::filterSelected, this,
+          [&](const QString& filter) { dialog.setDefaultSuffix(filter.left(3).toLower()); });
+  dialog.selectFile(QFileInfo(FromBytes(last_.files.front())).completeBaseName());
+  if (dialog.exec() != QDialog::Accepted) return;
+  const QString path = dialog.selectedFiles().front();
+  if (const QString failure = plot_->Save(path, {}, plot_->size()); !failure.isEmpty())
+    ShowTrouble(this, {failure, {}, path, tr("Choose another place or another type.")});
+}
+
+void MainWindow::ShowRecent() {
+  recent_->clear();
+  for (const QString& entry : Settings().value(kRecent).toStringList()) {
+    const QStringList files = entry.split('\n');
+    QString name = NameOf(Paths(files));
+    QAction* const action = recent_->addAction(name.replace('&', "&&"));
+    action->setToolTip(entry);
+    action->setStatusTip(files.front());
+    connect(action, &QAction::triggered, this, [this, files] { OpenFiles(files); });
+  }
+  if (recent_->isEmpty()) recent_->addAction(tr("None yet"))->setEnabled(false);
+}
+
+void MainWindow::Remember(const std::vector<std::string>& files) {
+  QStringList paths;
+  for (const std::string& file : files)
+    paths.push_back(QFileInfo(QFile::decodeName(file.c_str())).absoluteFilePath());
+  const QString entry = paths.join('\n');
+  QSettings settings = Settings();
+  QStringList recent = settings.value(kRecent).toStringList();
+  recent.removeAll(entry);
+  recent.push_front(entry);
+  settings.setValue(kRecent, recent.mid(0, kMostRecent));
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+  if (event->mimeData()->hasUrls() && !library_.busy()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+  QStringList paths;
+  for (const QUrl& url : event->mimeData()->urls())
+    if (url.isLocalFile()) paths.push_back(url.toLocalFile());
+  event->acceptProposedAction();
+  // The program that they come from waits for the drop to end.
+  QTimer::singleShot(0, this, [this, paths] { OpenFiles(paths); });
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  library_.progress().Stop();
+  event->accept();
+}

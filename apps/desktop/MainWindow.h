@@ -1,0 +1,103 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QMainWindow>
+#include <QTimer>
+#include <functional>
+#include <memory>
+
+#include "apps/desktop/Curves.h"
+#include "apps/desktop/Import.h"
+#include "apps/desktop/LibraryThread.h"
+#include "apps/desktop/WindowDialogs.h"
+
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QProgressBar;
+class QPushButton;
+class QStackedWidget;
+class SheetView;
+class SpectraPlot;
+
+// The window: a sheet, its plot and the reader's notes.
+class MainWindow : public QMainWindow {
+  Q_OBJECT
+ public:
+  MainWindow();
+  ~MainWindow() override;
+
+  // Reads the files as one selection, as if they had been chosen under that filter (from 0).
+  void OpenFiles(const QStringList& paths, int filter = 0);
+  void ImportAgain();
+  // Writes the sheet; the kind is a position in ExportKinds().
+  void ExportTo(const QString& path, std::size_t kind);
+  void CopySelection();
+  void Find(const QString& wanted, bool forward);
+
+  SheetView& sheet() { return *sheet_; }
+  SpectraPlot& plot() { return *plot_; }
+  LibraryThread& library() { return library_; }
+
+ signals:
+  // An import has ended, and what it brought is shown.
+  void Imported(bool done);
+  // Anything else that took a while has.
+  void Finished();
+
+ protected:
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void MakeActions();
+  void MakeFindBar();
+  void MakeNotes();
+  void MakeStatus();
+  QAction* Add(QMenu& menu, const QString& text, const QKeySequence& keys,
+               std::function<void()> does);
+  // An action that needs a sheet, or at least an idle library.
+  QAction* AddForSheet(QMenu& menu, const QString& text, const QKeySequence& keys,
+                       std::function<void()> does);
+
+  void ChooseFiles();
+  void ChooseExport();
+  void SavePlot();
+  void GoTo();
+  void ShowRecent();
+  void Remember(const std::vector<std::string>& files);
+
+  void Start(const ImportRequest& request, const QString& label);
+  void Show(ImportResult result);
+  void ShowNotes(const ImportResult& result);
+  void PrepareCurves();
+  // Runs a job under a label, then `done`.
+  void Run(const QString& label, std::function<void()> job, std::function<void()> done);
+  void UpdateActions();
+  void ShowProgress();
+  Report JobReport();
+
+  LibraryThread library_;
+  WindowDialogs dialogs_;
+  SheetView* sheet_;
+  SpectraPlot* plot_;
+  QStackedWidget* pages_;
+  QListWidget* notes_;
+  QWidget* find_bar_;
+  QLineEdit* wanted_;
+  QMenu* recent_;
+  QLabel* state_;
+  QProgressBar* bar_;
+  QPushButton* stop_;
+  QTimer ticks_;
+  QElapsedTimer running_;
+  QString label_;
+  QAction* open_;
+  QAction* again_;
+  QAction* reverse_;
+  std::vector<QAction*> for_sheet_;
+  std::shared_ptr<MemorySheet> cells_;
+  ImportRequest last_;
+  char decimal_mark_ = '.';
+};

@@ -1,0 +1,420 @@
+#include "apps/desktop/QuestionDialogs.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QFileInfo>
+#include <QFormLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QTableWidget>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "apps/desktop/RangePlot.h"
+#include "apps/desktop/SheetText.h"
+#include "apps/nvimport/Delimiters.h"
+#include "platform/NumberText.h"
+
+namespace {
+
+constexpr int kPreviewRows = 25;
+constexpr int kPreviewColumns = 12;
+constexpr int kWidth = 520;  // of a prompt, before it is broken
+
+// A dialog with what is asked above and its buttons below. What is asked fills `body`.
+class Question : public QDialog {
+ public:
+  Question(QWidget* parent, const QString& title, const QString& prompt) : QDialog(parent) {
+    setWindowTitle(title);
+    auto* const layout = new QVBoxLayout(this);
+    auto* const said = new QLabel(prompt.trimmed());
+    said->setWordWrap(true);
+    said->setMinimumWidth(kWidth);
+    said->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    said->setVisible(!prompt.isEmpty());
+    layout->addWidget(said);
+    body = new QVBoxLayout;
+    layout->addLayout(body, 1);
+    buttons_ = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+    layout->addWidget(buttons_);
+    connect(buttons_, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttons_, &QDialogButtonBox::rejected, this, &QDialog::reject);
+  }
+
+  QVBoxLayout* body;
+
+  void Allow(bool ok) { buttons_->button(QDialogButtonBox::Ok)->setEnabled(ok); }
+  QPushButton* AddButton(const QString& text) {
+    auto* const button = buttons_->addButton(text, QDialogButtonBox::ActionRole);
+    button->setAutoDefault(false);
+    return button;
+  }
+
+ private:
+  QDialogButtonBox* buttons_;
+};
+
+QTreeWidget* AddList(Question& dialog, const QStringList& headings) {
+  auto* const list = new QTreeWidget;
+  list->setHeaderLabels(headings);
+  list->setRootIsDecorated(false);
+  list->setUniformRowHeights(true);
+  list->setAlternatingRowColors(true);
+  list->header()->setStretchLastSection(false);
+  list->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+  for (int column = 1; column < headings.size(); ++column)
+    list->header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+  dialog.body->addWidget(list, 1);
+  QObject::connect(list, &QTreeWidget::itemActivated, &dialog, &QDialog::accept);
+  return list;
+}
+
+QTreeWidgetItem* AddEntry(QTreeWidget& list, const QStringList& texts) {
+  auto* const item = new QTreeWidgetItem(&list, texts);
+  item->setToolTip(0, texts.front());
+  return item;
+}
+
+// The entries that are ticked, or the one that is current.
+std::vector<std::size_t> Chosen(const QTreeWidget& list, bool only_one) {
+  if (only_one)
+    return list.currentItem() == nullptr ? std::vector<std::size_t>()
+                                         : std::vector{static_cast<std::size_t>(
+                                               list.indexOfTopLevelItem(list.currentItem()))};
+  std::vector<std::size_t> chosen;
+  for (int i = 0; i < list.topLevelItemCount(); ++i)
+    if (list.topLevelItem(i)->checkState(0) == Qt::Checked)
+      chosen.push_back(static_cast<std::size_t>(i));
+  return chosen;
+}
+
+// How the numbers in texts are shown to be such: as in the sheet.
+QTableWidgetItem* PreviewCell(const std::string& text, char decimal_mark) {
+  auto* const item = new QTableWidgetItem(FromBytes(text));
+  if (ParseNumber(text, decimal_mark)) item->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  return item;
+}
+
+// The page of the text import: a delimiter and what it makes of the first rows.
+class TextImportPage : public Question {
+ public:
+  TextImportPage(QWidget* parent, const TextImportQuestion& question, char decimal_mark,
+                 const PreviewMaker& preview)
+      : Question(parent, FromBytes(question.title),
+                 tr("How are the fields of \"%1\" told apart?")
+                     .arg(QFileInfo(FromBytes(question.path)).fileName())),
+        preview_(preview) {
+    auto* const form = new QFormLayout;
+    delimiter_ = new QComboBox;
+    for (const NamedDelimiter& named : NamedDelimiters())
+      if (!named.ignore_consecutive)
+        delimiter_->addItem(FromBytes(named.shown), FromBytes(named.delimiter));
+    delimiter_->addItem(tr("blank"), " ");
+    delimiter_->addItem(tr("none: each line is one field"), "");
+    delimiter_->addItem(tr("other"));
+    other_ = new QLineEdit;
+    other_->setPlaceholderText(tr("characters, with \\t, \\\\ and \\xNN"));
+    auto* const line = new QHBoxLayout;
+    line->addWidget(delimiter_);
+    line->addWidget(other_, 1);
+    auto* const label = new QLabel(tr("&Delimiter:"));
+    label->setBuddy(delimiter_);
+    form->addRow(label, line);
+    consecutive_ = new QCheckBox(tr("Delimiters in a &row count as one"));
+    form->addRow(QString(), consecutive_);
+    comma_ = new QCheckBox(tr("Decimal &comma"));
+    comma_->setToolTip(tr("Texts such as 12,5 count as numbers"));
+    form->addRow(QString(), comma_);
+    body->addLayout(form);
+    table_ = new QTableWidget;
+    table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table_->setMinimumSize(640, 260);
+    table_->setAccessibleName(tr("Preview"));
+    table_->setTabKeyNavigation(false);
+    body->addWidget(table_, 1);
+
+    Take(question.current);
+    comma_->setChecked(decimal_mark == ',');
+    connect(delimiter_, &QComboBox::currentIndexChanged, this, [this] {
+      other_->setVisible(IsOther());
+      if (IsOther()) other_->setFocus();
+      Preview();
+    });
+    connect(other_, &QLineEdit::textChanged, this, [this] { Preview(); });
+    connect(consecutive_, &QCheckBox::toggled, this, [this] { Preview(); });
+    connect(comma_, &QCheckBox::toggled, this, [this] { Show(); });
+    Preview();
+  }
+
+  TextImportAnswer answer() const {
+    const QString delimiter = IsOther() ? other_->text() : delimiter_->currentData().toString();
+    TextImportChoice choice{delimiter.toStdString(), consecutive_->isChecked()};
+    if (IsOther()) choice.delimiter = ParseDelimiter(choice.delimiter).delimiter;
+    return {choice, comma_->isChecked() ? ',' : '.'};
+  }
+
+ private:
+  bool IsOther() const { return delimiter_->currentIndex() == delimiter_->count() - 1; }
+
+  void Take(const TextImportChoice& choice) {
+    const int found = delimiter_->findData(QString::fromStdString(choice.delimiter));
+    delimiter_->setCurrentIndex(found >= 0 ? found : delimiter_->count() - 1);
+    if (IsOther()) other_->setText(FromBytes(choice.delimiter));
+    other_->setVisible(IsOther());
+    consecutive_->setChecked(choice.ignore_consecutive);
+  }
+
+  void Preview() {
+    const int number = ++number_;
+    preview_(answer().choice, [page = QPointer(this), number](PreviewRows rows) {
+      if (page == nullptr || number != page->number_) return;
+      page->rows_ = std::move(rows);
+      page->Show();
+    });
+  }
+
+  void Show() {
+    const char mark = comma_->isChecked() ? ',' : '.';
+    std::size_t columns = 0;
+    for (const auto& row : rows_) columns = std::max(columns, row.size());
+    table_->clear();
+    table_->setRowCount(static_cast<int>(rows_.size()));
+    table_->setColumnCount(static_cast<int>(columns));
+    for (std::size_t row = 0; row < rows_.size(); ++row)
+      for (std::size_t column = 0; column < rows_[row].size(); ++column)
+        table_->setItem(static_cast<int>(row), static_cast<int>(column),
+                        PreviewCell(rows_[row][column], mark));
+  }
+
+  PreviewMaker preview_;
+  QComboBox* delimiter_;
+  QLineEdit* other_;
+  QCheckBox* consecutive_;
+  QCheckBox* comma_;
+  QTableWidget* table_;
+  PreviewRows rows_;
+  int number_ = 0;  // of the last preview that was wanted
+};
+
+// A range of points, drawn over the first spectrum.
+class RangePage : public Question {
+ public:
+  RangePage(QWidget* parent, const RangeQuestion& question, const CurvesMaker& first_spectrum)
+      : Question(parent, FromBytes(question.title),
+                 tr("Which points of \"%1\" do you want to import? Drag over the spectrum, or give "
+                    "the numbers.")
+                     .arg(QFileInfo(FromBytes(question.path)).fileName())),
+        question_(question) {
+    plot_ = new RangePlot;
+    plot_->setMinimumSize(560, 260);
+    body->addWidget(plot_, 1);
+    auto* const form = new QFormLayout;
+    first_ = AddPoint(*form, tr("&First point:"), 1);
+    last_ = AddPoint(*form, tr("&Last point:"), question.points);
+    body->addLayout(form);
+    auto* const all = AddButton(tr("&All points"));
+    connect(all, &QPushButton::clicked, this, [this] {
+      first_->setValue(1);
+      last_->setValue(question_.points);
+    });
+    connect(plot_, &RangePlot::Dragged, this, [this](double from, double to) {
+      const int one = PointAt(from);
+      const int other = PointAt(to);
+      first_->setValue(std::min(one, other));
+      last_->setValue(std::max(one, other));
+    });
+    Update();
+    first_spectrum([page = QPointer(this)](std::shared_ptr<const Curves> curves) {
+      if (page == nullptr) return;
+      page->plot_->SetCurves(std::move(curves));
+      page->Update();
+    });
+  }
+
+  RangeChoice answer() const {
+    const bool to_end = last_->value() == question_.points;
+    return {first_->value(), to_end ? 0 : last_->value()};
+  }
+
+ private:
+  QSpinBox* AddPoint(QFormLayout& form, const QString& label, int value) {
+    auto* const point = new QSpinBox;
+    point->setRange(1, std::max(question_.points, 1));
+    point->setValue(value);
+    point->setGroupSeparatorShown(true);
+    auto* const x = new QLabel;
+    x->setObjectName("x");
+    auto* const line = new QHBoxLayout;
+    line->addWidget(point);
+    line->addWidget(x, 1);
+    auto* const name = new QLabel(label);
+    name->setBuddy(point);
+    form.addRow(name, line);
+    const auto show = [this, x](int number) {
+      x->setText(tr("x = %1").arg(XOf(number), 0, 'g', 8));
+      if (first_ != nullptr && last_ != nullptr) Update();
+    };
+    connect(point, &QSpinBox::valueChanged, this, show);
+    show(value);
+    return point;
+  }
+
+  double XOf(int point) const { return question_.first_x + (point - 1) * question_.spacing; }
+
+  int PointAt(double x) const {
+    if (question_.spacing == 0) return 1;
+    const double point = std::round((x - question_.first_x) / question_.spacing) + 1;
+    return static_cast<int>(std::clamp(point, 1.0, static_cast<double>(question_.points)));
+  }
+
+  void Update() {
+    Allow(first_->value() <= last_->value());
+    plot_->ShowRange(XOf(first_->value()), XOf(last_->value()));
+  }
+
+  const RangeQuestion& question_;
+  RangePlot* plot_;
+  QSpinBox* first_ = nullptr;
+  QSpinBox* last_ = nullptr;
+};
+
+}  // namespace
+
+std::optional<std::size_t> AskFileType(QWidget* parent, const FileTypeQuestion& question,
+                                       const QStringList& answers,
+                                       const std::vector<FormatAnswer>& others) {
+  Question dialog(parent, FromBytes(question.title), FromBytes(question.prompt));
+  auto* const list =
+      AddList(dialog, {FromBytes(question.label), QObject::tr("What the format says")});
+  for (std::size_t i = 0; i < question.names.size(); ++i)
+    AddEntry(*list, {FromBytes(question.names[i]), answers.value(static_cast<qsizetype>(i))});
+  for (const FormatAnswer& other : others)
+    AddEntry(*list, {other.name, other.answer})->setDisabled(true);
+  list->setCurrentItem(list->topLevelItem(0));
+  list->setFocus();
+  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  const auto chosen = Chosen(*list, /*only_one=*/true);
+  return chosen.empty() || chosen.front() >= question.names.size() ? std::nullopt
+                                                                   : std::optional(chosen.front());
+}
+
+std::optional<TextImportAnswer> AskTextImport(QWidget* parent, const TextImportQuestion& question,
+                                              char decimal_mark, const PreviewMaker& preview) {
+  TextImportPage page(parent, question, decimal_mark, preview);
+  if (page.exec() != QDialog::Accepted) return std::nullopt;
+  return page.answer();
+}
+
+std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& question) {
+  Question dialog(parent, FromBytes(question.title), FromBytes(question.prompt));
+  QStringList headings{FromBytes(question.heading)};
+  if (!question.details.empty()) headings.push_back(QObject::tr("Size"));
+  auto* const list = AddList(dialog, headings);
+  // One worksheet is what is mostly wanted, but all blocks and files.
+  const bool takes_all = question.kind != ItemsQuestion::Kind::kWorksheets;
+  for (std::size_t i = 0; i < question.items.size(); ++i) {
+    QStringList texts{FromBytes(question.items[i])};
+    if (i < question.details.size()) texts.push_back(FromBytes(question.details[i]));
+    QTreeWidgetItem* const item = AddEntry(*list, texts);
+    if (!question.only_one)
+      item->setCheckState(0, takes_all || i == 0 ? Qt::Checked : Qt::Unchecked);
+  }
+  list->setCurrentItem(list->topLevelItem(0));
+  list->setFocus();
+
+  std::vector<QRadioButton*> merges;
+  for (const std::string& choice : question.merge_choices) {
+    merges.push_back(new QRadioButton(FromBytes(choice)));
+    dialog.body->addWidget(merges.back());
+  }
+  if (question.merge < merges.size()) merges[question.merge]->setChecked(true);
+  const auto update = [&] {
+    const std::size_t count = Chosen(*list, question.only_one).size();
+    dialog.Allow(count > 0);
+    for (QRadioButton* merge : merges) merge->setEnabled(count > 1);
+  };
+  QObject::connect(list, &QTreeWidget::itemChanged, &dialog, update);
+  if (!question.only_one && question.items.size() > 1)
+    for (const auto& [text, state] : {std::pair(QObject::tr("Select &all"), Qt::Checked),
+                                      std::pair(QObject::tr("Select &none"), Qt::Unchecked)})
+      QObject::connect(dialog.AddButton(text), &QPushButton::clicked, &dialog,
+                       [list, update, state = state] {
+                         const QSignalBlocker quiet(list);
+                         for (int i = 0; i < list->topLevelItemCount(); ++i)
+                           list->topLevelItem(i)->setCheckState(0, state);
+                         update();
+                       });
+  update();
+  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  ItemsChoice answer{Chosen(*list, question.only_one), question.merge};
+  for (std::size_t i = 0; i < merges.size(); ++i)
+    if (merges[i]->isChecked()) answer.merge = i;
+  return answer;
+}
+
+std::optional<RangeChoice> AskRange(QWidget* parent, const RangeQuestion& question,
+                                    const CurvesMaker& first_spectrum) {
+  RangePage page(parent, question, first_spectrum);
+  if (page.exec() != QDialog::Accepted) return std::nullopt;
+  return page.answer();
+}
+
+std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
+                                                     const std::vector<std::string>& files) {
+  Question dialog(parent, QObject::tr("Sort Files"),
+                  QObject::tr("In which order do you want to import the files?"));
+  auto* const list = new QListWidget;
+  list->setDragDropMode(QAbstractItemView::InternalMove);
+  list->setAccessibleName(QObject::tr("Files"));
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const QString path = FromBytes(files[i]);
+    auto* const item = new QListWidgetItem(QFileInfo(path).fileName(), list);
+    item->setToolTip(path);
+    item->setData(Qt::UserRole, static_cast<qulonglong>(i));
+  }
+  list->setCurrentRow(0);
+  list->setFocus();
+  dialog.body->addWidget(list, 1);
+  for (const auto& [text, step] :
+       {std::pair(QObject::tr("Move &up"), -1), std::pair(QObject::tr("Move &down"), 1)})
+    QObject::connect(dialog.AddButton(text), &QPushButton::clicked, &dialog, [list, step = step] {
+      const int from = list->currentRow();
+      const int to = from + step;
+      if (from < 0 || to < 0 || to >= list->count()) return;
+      list->insertItem(to, list->takeItem(from));
+      list->setCurrentRow(to);
+    });
+  QObject::connect(dialog.AddButton(QObject::tr("Sort by &name")), &QPushButton::clicked, &dialog,
+                   [list] { list->sortItems(); });
+  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  std::vector<std::string> sorted;
+  for (int i = 0; i < list->count(); ++i)
+    sorted.push_back(files[list->item(i)->data(Qt::UserRole).toULongLong()]);
+  return sorted;
+}
+
+bool AskWarning(QWidget* parent, const QString& title, const QString& text) {
+  return QMessageBox::warning(parent, title, text, QMessageBox::Ok | QMessageBox::Cancel,
+                              QMessageBox::Ok) == QMessageBox::Ok;
+}
+
+void ShowTrouble(QWidget* parent, const Trouble& trouble) {
+  QMessageBox box(QMessageBox::Critical, QApplication::applicationDisplayName(), trouble.text,
+                  QMessageBox::Ok, parent);
+  QStringList said;
+  for (const QString& part : {trouble.detail, trouble.file, trouble.advice})
+    if (!part.isEmpty()) said.push_back(part);
+  box.setInformativeText(said.join("\n\n"));
+  box.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  box.exec();
+}

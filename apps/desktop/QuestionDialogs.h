@@ -1,0 +1,59 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QWidget>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "apps/desktop/Curves.h"
+#include "platform/Dialogs.h"
+
+// The questions of an import as dialogs. None is what the user cancelled.
+
+// What a format says of a file, beside its name.
+struct FormatAnswer {
+  QString name;
+  QString answer;  // "certain"
+};
+// Likely ones come first; `likely` of them can be chosen.
+std::optional<std::size_t> AskFileType(QWidget* parent, const FileTypeQuestion& question,
+                                       const QStringList& answers,
+                                       const std::vector<FormatAnswer>& others);
+
+// A text import choice, and the decimal mark of the numbers in texts.
+struct TextImportAnswer {
+  TextImportChoice choice;
+  char decimal_mark = '.';
+};
+using PreviewRows = std::vector<std::vector<std::string>>;
+// Makes a preview elsewhere and hands it back.
+using PreviewMaker =
+    std::function<void(const TextImportChoice& choice, std::function<void(PreviewRows)> show)>;
+std::optional<TextImportAnswer> AskTextImport(QWidget* parent, const TextImportQuestion& question,
+                                              char decimal_mark, const PreviewMaker& preview);
+
+std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& question);
+
+// Makes the curves of the first spectrum elsewhere and hands them back.
+using CurvesMaker = std::function<void(std::function<void(std::shared_ptr<const Curves>)> show)>;
+std::optional<RangeChoice> AskRange(QWidget* parent, const RangeQuestion& question,
+                                    const CurvesMaker& first_spectrum);
+
+std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
+                                                     const std::vector<std::string>& files);
+
+// True to go on in spite of the warning.
+bool AskWarning(QWidget* parent, const QString& title, const QString& text);
+
+// What went wrong.
+struct Trouble {
+  QString text;    // what is said
+  QString detail;  // what the reader says of it
+  QString file;    // where
+  QString advice;  // what can be done
+};
+void ShowTrouble(QWidget* parent, const Trouble& trouble);

@@ -1,0 +1,48 @@
+#include "apps/desktop/RangePlot.h"
+
+#include <cmath>
+
+RangePlot::RangePlot(QWidget* parent) : SpectraPlot(parent) {
+  setInteractions(QCP::iNone);
+  setFocusPolicy(Qt::NoFocus);
+  range_ = new QCPItemRect(this);
+  QColor color = palette().color(QPalette::Highlight);
+  range_->setPen(color);
+  color.setAlphaF(0.25F);
+  range_->setBrush(color);
+  for (QCPItemPosition* corner : range_->positions()) {
+    corner->setTypeX(QCPItemPosition::ptPlotCoords);
+    corner->setTypeY(QCPItemPosition::ptAxisRectRatio);
+  }
+}
+
+void RangePlot::ShowRange(double from, double to) {
+  from_ = from;
+  to_ = to;
+  range_->topLeft->setCoords(from, 0);
+  range_->bottomRight->setCoords(to, 1);
+  replot(rpQueuedReplot);
+}
+
+void RangePlot::mousePressEvent(QMouseEvent* event) {
+  constexpr double kGrip = 8;
+  const double at = event->position().x();
+  const double x = xAxis->pixelToCoord(at);
+  // The edge under the pointer moves; elsewhere a new range begins.
+  if (std::abs(xAxis->coordToPixel(from_) - at) < kGrip)
+    fixed_ = to_;
+  else if (std::abs(xAxis->coordToPixel(to_) - at) < kGrip)
+    fixed_ = from_;
+  else
+    fixed_ = x;
+  dragging_ = true;
+}
+
+void RangePlot::mouseMoveEvent(QMouseEvent* event) {
+  if (dragging_)
+    emit Dragged(fixed_, xAxis->pixelToCoord(event->position().x()));
+  else
+    SpectraPlot::mouseMoveEvent(event);
+}
+
+void RangePlot::mouseReleaseEvent(QMouseEvent*) { dragging_ = false; }

@@ -1,0 +1,84 @@
+#include "apps/desktop/SheetModel.h"
+
+#include <QPalette>
+#include <algorithm>
+#include <utility>
+
+#include "apps/desktop/SheetText.h"
+
+namespace {
+
+// A long text is shown by its beginning; all of it is copied.
+constexpr qsizetype kLongest = 300;
+
+QString OneLineOf(const MemoryCell& cell) {
+  MemoryCell head = cell;
+  head.text = cell.text.substr(0, static_cast<std::size_t>(kLongest) * 4);
+  QString text = Shown(head).left(kLongest);
+  std::ranges::replace_if(
+      text, [](QChar c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
+  return text;
+}
+
+}  // namespace
+
+void SheetModel::SetSheet(std::shared_ptr<MemorySheet> sheet) {
+  beginResetModel();
+  sheet_ = std::move(sheet);
+  rows_ = sheet_ == nullptr ? 0 : sheet_->GetNumberOfRows();
+  columns_ = sheet_ == nullptr ? 0 : sheet_->GetNumberOfColumns();
+  endResetModel();
+}
+
+void SheetModel::SetColors(const QPalette& palette) {
+  const bool dark =
+      palette.color(QPalette::Base).lightness() < palette.color(QPalette::Text).lightness();
+  text_ = QColor(dark ? "#8cc8ff" : "#0b4f8a");
+  QColor hatch = palette.color(QPalette::Text);
+  hatch.setAlphaF(0.16F);
+  missing_ = QBrush(hatch, Qt::BDiagPattern);
+}
+
+int SheetModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : rows_; }
+
+int SheetModel::columnCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : columns_;
+}
+
+QVariant SheetModel::data(const QModelIndex& index, int role) const {
+  if (sheet_ == nullptr || !index.isValid()) return {};
+  const MemoryCell cell = sheet_->GetCell(index.column() + 1, index.row() + 1);
+  switch (role) {
+    case Qt::DisplayRole:
+      return cell.kind == CellKind::kMissing ? QVariant() : OneLineOf(cell);
+    case Qt::TextAlignmentRole:
+      return QVariant::fromValue((cell.kind == CellKind::kNumber ? Qt::AlignRight : Qt::AlignLeft) |
+                                 Qt::AlignVCenter);
+    case Qt::ForegroundRole:
+      return cell.kind == CellKind::kText ? text_ : QVariant();
+    case Qt::BackgroundRole:
+      return cell.kind == CellKind::kMissing ? missing_ : QVariant();
+    case Qt::ToolTipRole:
+      switch (cell.kind) {
+        case CellKind::kMissing:
+          return tr("Missing");
+        case CellKind::kNumber:
+          return tr("Number");
+        case CellKind::kText:
+          return tr("Text: %1").arg(OneLineOf(cell));
+      }
+      return {};
+    case Qt::AccessibleDescriptionRole:
+      return cell.kind == CellKind::kMissing ? tr("missing") : QVariant();
+    default:
+      return {};
+  }
+}
+
+QVariant SheetModel::headerData(int section, Qt::Orientation orientation, int role) const {
+  if (role != Qt::DisplayRole) return {};
+  const QString number = QString::number(section + 1);
+  if (orientation == Qt::Vertical || sheet_ == nullptr) return number;
+  // The name that the column mostly has stays in sight.
+  return number + '\n' + OneLineOf(sheet_->GetCell(section + 1, 1));
+}

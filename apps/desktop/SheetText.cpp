@@ -1,0 +1,22 @@
+#include "apps/desktop/SheetText.h"
+
+#include "apps/nvimport/CellText.h"
+#include "framework/MemorySheet.h"
+#include "platform/NumberText.h"
+
+QString FromBytes(std::string_view bytes) { return QString::fromStdString(ToUtf8(bytes)); }
+
+QString Shown(const MemoryCell& cell) {
+  switch (cell.kind) {
+    case CellKind::kText:
+      return FromBytes(cell.text);
+    case CellKind::kNumber: {
+      FloatText buffer;
+      const std::string_view text = FormatFloat(cell.number, buffer);
+      return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
+    }
+    case CellKind::kMissing:
+      break;
+  }
+  return {};
+}

@@ -1,0 +1,396 @@
+#include "apps/desktop/SpectraPlot.h"
+
+#include <QFileInfo>
+#include <QSvgGenerator>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "apps/desktop/CurvesPlottable.h"
+#include "platform/NumberText.h"
+
+namespace {
+
+constexpr std::size_t kMostNames = 10;
+constexpr double kNear = 12;      // pixels
+constexpr double kSmooth = 0.03;  // seconds that a picture may take while something moves
+constexpr double kMargin = 0.04;  // above and below the curves
+constexpr int kNameWidth = 150;   // pixels
+constexpr double kLeastStretch = 0.001;
+constexpr auto kRest = std::chrono::milliseconds(180);
+
+// A curve's colour and name.
+class NameItem : public QCPAbstractLegendItem {
+ public:
+  NameItem(QCPLegend* legend, QColor color, const QString& name)
+      : QCPAbstractLegendItem(legend),
+        color_(color),
+        name_(QFontMetrics(legend->font()).elidedText(name, Qt::ElideMiddle, kNameWidth)) {}
+
+ protected:
+  void draw(QCPPainter* painter) override {
+    const QRect area = rect();
+    painter->setPen(QPen(color_, 3));
+    painter->drawLine(
+        QLineF(area.left(), area.center().y(), area.left() + kLine, area.center().y()));
+    painter->setFont(mParentLegend->font());
+    painter->setPen(mParentLegend->textColor());
+    painter->drawText(area.adjusted(kLine + kGap, 0, 0, 0), Qt::AlignVCenter | Qt::AlignLeft,
+                      name_);
+  }
+  QSize minimumOuterSizeHint() const override {
+    const QFontMetrics metrics(mParentLegend->font());
+    return {kLine + kGap + metrics.horizontalAdvance(name_) + 2, metrics.height()};
+  }
+
+ private:
+  static constexpr int kLine = 16;
+  static constexpr int kGap = 6;
+
+  QColor color_;
+  QString name_;
+};
+
+QColor Between(const QColor& a, const QColor& b, float part) {
+  const auto mix = [part](float from, float to) { return from + (to - from) * part; };
+  return QColor::fromRgbF(mix(a.redF(), b.redF()), mix(a.greenF(), b.greenF()),
+                          mix(a.blueF(), b.blueF()));
+}
+
+CurvesPlottable* AddCurves(QCustomPlot& plot, const QString& layer, bool emphasized) {
+  auto* const curves = new CurvesPlottable(plot.xAxis, plot.yAxis);
+  curves->setLayer(layer);
+  if (emphasized) curves->SetEmphasized({});
+  return curves;
+}
+
+}  // namespace
+
+SpectraPlot::SpectraPlot(QWidget* parent) : QCustomPlot(parent) {
+  setFocusPolicy(Qt::StrongFocus);
+  setAccessibleName(tr("Plot"));
+  setInteractions(QCP::iRangeDrag | QCP::iRangeZoom);
+  setNoAntialiasingOnDrag(true);
+  selectionRect()->setPen(QPen(Qt::gray, 1, Qt::DashLine));
+  xAxis->setNumberFormat("gb");
+  yAxis->setNumberFormat("gb");
+  // What changes with the pointer lies above, in pictures of its own.
+  for (const char* name : {"emphasized", "hovered"}) {
+    addLayer(name);
+    layer(name)->setMode(QCPLayer::lmBuffered);
+  }
+  all_ = AddCurves(*this, "main", false);
+  emphasized_ = AddCurves(*this, "emphasized", true);
+  hovered_ = AddCurves(*this, "hovered", true);
+  marker_ = new QCPItemEllipse(this);
+  label_ = new QCPItemText(this);
+  for (QCPAbstractItem* item :
+       {static_cast<QCPAbstractItem*>(marker_), static_cast<QCPAbstractItem*>(label_)}) {
+    item->setLayer("hovered");
+    item->setVisible(false);
+    item->setClipToAxisRect(false);
+    for (QCPItemPosition* position : item->positions())
+      position->setType(QCPItemPosition::ptAbsolute);
+  }
+  label_->setPadding(QMargins(6, 3, 6, 3));
+  at_rest_.setSingleShot(true);
+  at_rest_.setInterval(kRest);
+  connect(&at_rest_, &QTimer::timeout, this, [this] {
+    all_->SetStride(1);
+    replot(rpQueuedReplot);
+  });
+  TakeColors(palette());
+}
+
+void SpectraPlot::SetCurves(std::shared_ptr<const Curves> curves) {
+  curves_ = std::move(curves);
+  for (CurvesPlottable* plottable : {all_, emphasized_, hovered_}) plottable->SetCurves(curves_);
+  emphasized_->SetEmphasized({});
+  Hover(std::nullopt);
+  const bool spectra = curves_ != nullptr && curves_->spectra;
+  xAxis->setLabel(curves_ == nullptr || spectra ? QString() : tr("Row"));
+  xAxis->setRangeReversed(spectra && curves_->x_falls);
+  MakeLegend();
+  ShowAll();
+}
+
+void SpectraPlot::MakeLegend() {
+  if (side_ != nullptr) plotLayout()->remove(side_);
+  side_ = nullptr;
+  plotLayout()->simplify();
+  if (curves_ == nullptr || curves_->size() == 0 || curves_->size() > kMostNames) return;
+  auto* const names = new QCPLegend;
+  // As high as its names; what is below stays empty.
+  side_ = new QCPLayoutGrid;
+  plotLayout()->addElement(0, 1, side_);
+  side_->addElement(0, 0, names);
+  side_->addElement(1, 0, new QCPLayoutElement);
+  side_->setRowStretchFactor(0, kLeastStretch);
+  plotLayout()->setColumnStretchFactor(1, kLeastStretch);
+  names->setLayer("axes");
+  names->setBorderPen(Qt::NoPen);
+  names->setBrush(Qt::NoBrush);
+  names->setFont(font());
+  names->setTextColor(xAxis->tickLabelColor());
+  const CurveColors colors(curves_->size(), dark_);
+  for (std::size_t i = 0; i < curves_->size(); ++i)
+    names->addItem(new NameItem(names, colors.Of(i), curves_->names[i]));
+}
+
+void SpectraPlot::SetReversed(bool reversed) {
+  xAxis->setRangeReversed(reversed);
+  replot(rpQueuedReplot);
+}
+
+void SpectraPlot::ShowAll() {
+  rescaleAxes();
+  const QCPRange y = yAxis->range();
+  yAxis->setRange(y.lower - y.size() * kMargin, y.upper + y.size() * kMargin);
+  replot(rpQueuedReplot);
+}
+
+void SpectraPlot::Emphasize(const std::vector<int>& lines) {
+  if (curves_ == nullptr) return;
+  std::vector<std::size_t> chosen;
+  for (std::size_t i = 0; i < curves_->size(); ++i)
+    if (std::ranges::binary_search(lines, curves_->lines[i])) chosen.push_back(i);
+  // All of them are none in particular.
+  if (chosen.size() == curves_->size() && chosen.size() > 1) chosen.clear();
+  emphasized_->SetEmphasized(std::move(chosen));
+  layer("emphasized")->replot();
+}
+
+std::optional<SpectraPlot::Spot> SpectraPlot::SpotAt(const QPointF& place) const {
+  if (curves_ == nullptr || !axisRect()->rect().contains(place.toPoint())) return std::nullopt;
+  const std::vector<double>& x = curves_->x;
+  const double one = xAxis->pixelToCoord(place.x() - kNear);
+  const double other = xAxis->pixelToCoord(place.x() + kNear);
+  auto begin = std::ranges::lower_bound(x, std::min(one, other)) - x.begin();
+  auto end = std::ranges::upper_bound(x, std::max(one, other)) - x.begin();
+  // Between points that lie far apart the nearer one counts.
+  if (begin == end && curves_->spectra) {
+    begin = std::max<std::ptrdiff_t>(begin - 1, 0);
+    end = std::min<std::ptrdiff_t>(end + 1, std::ssize(x));
+  }
+  const double at = xAxis->pixelToCoord(place.x());
+  std::optional<Spot> nearest;
+  double least = kNear;
+  for (std::size_t curve = 0; curve < curves_->size(); ++curve) {
+    const auto y = curves_->Of(curve);
+    if (curves_->spectra) {
+      // How far the line is above or below, or its only end.
+      const auto next = std::ranges::lower_bound(x, at) - x.begin();
+      const auto right = static_cast<std::size_t>(std::min(next, std::ssize(x) - 1));
+      const std::size_t left = right > 0 ? right - 1 : 0;
+      const double width = x[right] - x[left];
+      double part = width > 0 ? std::clamp((at - x[left]) / width, 0.0, 1.0) : 1;
+      if (std::isnan(y[left])) part = 1;
+      if (std::isnan(y[right])) part = 0;
+      const double value =
+          std::lerp(static_cast<double>(std::isnan(y[left]) ? y[right] : y[left]),
+                    static_cast<double>(std::isnan(y[right]) ? y[left] : y[right]), part);
+      const double distance = std::abs(yAxis->coordToPixel(value) - place.y());
+      if (distance < least) {
+        least = distance;
+        nearest = Spot{curve, part < 0.5 ? left : right};
+      }
+      continue;
+    }
+    for (auto i = static_cast<std::size_t>(begin); i < static_cast<std::size_t>(end); ++i) {
+      if (std::isnan(y[i])) continue;
+      const double distance =
+          std::hypot(xAxis->coordToPixel(x[i]) - place.x(),
+                     yAxis->coordToPixel(static_cast<double>(y[i])) - place.y());
+      if (distance < least) {
+        least = distance;
+        nearest = Spot{curve, i};
+      }
+    }
+  }
+  return nearest;
+}
+
+QString SpectraPlot::Words(const Spot& spot) const {
+  FloatText buffer;
+  const std::string_view value = FormatFloat(curves_->Of(spot.curve)[spot.point], buffer);
+  return QStringLiteral("%1: %2, %3")
+      .arg(curves_->names[spot.curve])
+      .arg(curves_->x[spot.point], 0, 'g', 8)
+      .arg(QLatin1StringView(value.data(), static_cast<qsizetype>(value.size())));
+}
+
+void SpectraPlot::Hover(const std::optional<Spot>& spot) {
+  marker_->setVisible(spot.has_value());
+  label_->setVisible(spot.has_value());
+  hovered_->SetEmphasized(spot && curves_->spectra ? std::vector{spot->curve}
+                                                   : std::vector<std::size_t>());
+  if (spot) {
+    const QPointF place(
+        xAxis->coordToPixel(curves_->x[spot->point]),
+        yAxis->coordToPixel(static_cast<double>(curves_->Of(spot->curve)[spot->point])));
+    marker_->topLeft->setPixelPosition(place - QPointF(4, 4));
+    marker_->bottomRight->setPixelPosition(place + QPointF(4, 4));
+    label_->setText(Words(*spot));
+    // On the side where there is room.
+    const QRect area = axisRect()->rect();
+    const bool left = place.x() > area.center().x();
+    const bool below = place.y() < area.top() + area.height() / 4.0;
+    label_->setPositionAlignment((left ? Qt::AlignRight : Qt::AlignLeft) |
+                                 (below ? Qt::AlignTop : Qt::AlignBottom));
+    label_->position->setPixelPosition(place + QPointF(left ? -10 : 10, below ? 10 : -10));
+  }
+  layer("hovered")->replot();
+}
+
+QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) {
+  const QString suffix = kind.isEmpty() ? QFileInfo(path).suffix().toLower() : kind;
+  const QString not_written = tr("The picture could not be written.");
+  Hover(std::nullopt);
+  const QPalette before = palette();
+  QPalette paper;
+  paper.setColor(QPalette::Base, Qt::white);
+  paper.setColor(QPalette::Text, Qt::black);
+  TakeColors(paper);
+  QString failure;
+  if (suffix == "png") {
+    if (!savePng(path, size.width(), size.height())) failure = not_written;
+  } else if (suffix == "pdf") {
+    if (!savePdf(path, size.width(), size.height())) failure = not_written;
+  } else if (suffix == "svg") {
+    QSvgGenerator generator;
+    generator.setFileName(path);
+    generator.setSize(size);
+    generator.setViewBox(QRect({0, 0}, size));
+    QCPPainter painter;
+    if (painter.begin(&generator)) {
+      painter.setMode(QCPPainter::pmVectorized);
+      painter.setMode(QCPPainter::pmNoCaching);
+      painter.setMode(QCPPainter::pmNonCosmetic);
+      toPainter(&painter, size.width(), size.height());
+      painter.end();
+    } else {
+      failure = not_written;
+    }
+  } else {
+    failure = tr("A picture is an SVG, PNG or PDF file.");
+  }
+  TakeColors(before);
+  replot(rpQueuedReplot);
+  return failure;
+}
+
+void SpectraPlot::mousePressEvent(QMouseEvent* event) {
+  pressed_ = event->pos();
+  setSelectionRectMode(event->modifiers() & Qt::ShiftModifier ? QCP::srmZoom : QCP::srmNone);
+  QCustomPlot::mousePressEvent(event);
+}
+
+void SpectraPlot::mouseMoveEvent(QMouseEvent* event) {
+  QCustomPlot::mouseMoveEvent(event);
+  if (event->buttons() == Qt::NoButton)
+    Hover(SpotAt(event->position()));
+  else
+    Move();
+}
+
+void SpectraPlot::mouseReleaseEvent(QMouseEvent* event) {
+  QCustomPlot::mouseReleaseEvent(event);
+  if (event->button() != Qt::LeftButton ||
+      (event->pos() - pressed_).manhattanLength() >= QApplication::startDragDistance())
+    return;
+  if (const auto spot = SpotAt(event->position())) emit CurveClicked(curves_->lines[spot->curve]);
+}
+
+void SpectraPlot::leaveEvent(QEvent* event) {
+  QCustomPlot::leaveEvent(event);
+  Hover(std::nullopt);
+}
+
+void SpectraPlot::wheelEvent(QWheelEvent* event) {
+  // With Control only along x.
+  axisRect()->setRangeZoom(event->modifiers() & Qt::ControlModifier
+                               ? Qt::Orientations(Qt::Horizontal)
+                               : Qt::Horizontal | Qt::Vertical);
+  Hover(std::nullopt);
+  Move();
+  QCustomPlot::wheelEvent(event);
+}
+
+void SpectraPlot::keyPressEvent(QKeyEvent* event) {
+  constexpr double kStep = 0.1;
+  constexpr double kZoom = 0.8;
+  const auto zoom = [this](double factor) {
+    xAxis->scaleRange(factor);
+    yAxis->scaleRange(factor);
+  };
+  const auto move = [](QCPAxis* axis, double part) {
+    axis->moveRange(axis->range().size() * (axis->rangeReversed() ? -part : part));
+  };
+  switch (event->key()) {
+    case Qt::Key_Plus:
+      zoom(kZoom);
+      break;
+    case Qt::Key_Minus:
+      zoom(1 / kZoom);
+      break;
+    case Qt::Key_Left:
+      move(xAxis, -kStep);
+      break;
+    case Qt::Key_Right:
+      move(xAxis, kStep);
+      break;
+    case Qt::Key_Up:
+      move(yAxis, kStep);
+      break;
+    case Qt::Key_Down:
+      move(yAxis, -kStep);
+      break;
+    case Qt::Key_0:
+    case Qt::Key_Home:
+      return ShowAll();
+    default:
+      return QCustomPlot::keyPressEvent(event);
+  }
+  Hover(std::nullopt);
+  Move();
+  replot(rpQueuedReplot);
+}
+
+void SpectraPlot::changeEvent(QEvent* event) {
+  QCustomPlot::changeEvent(event);
+  if (event->type() != QEvent::PaletteChange) return;
+  TakeColors(palette());
+  replot(rpQueuedReplot);
+}
+
+void SpectraPlot::Move() {
+  all_->SetStride(std::max<std::size_t>(static_cast<std::size_t>(all_->seconds() / kSmooth), 1));
+  at_rest_.start();
+}
+
+void SpectraPlot::TakeColors(const QPalette& colors) {
+  const QColor background = colors.color(QPalette::Base);
+  const QColor text = colors.color(QPalette::Text);
+  dark_ = background.lightness() < text.lightness();
+  setBackground(background);
+  for (QCPAxis* axis : {xAxis, yAxis}) {
+    axis->setBasePen(text);
+    axis->setTickPen(text);
+    axis->setSubTickPen(text);
+    axis->setTickLabelColor(text);
+    axis->setLabelColor(text);
+    axis->setTickLabelFont(font());
+    axis->setLabelFont(font());
+    axis->grid()->setPen(QPen(Between(background, text, 0.15F), 1, Qt::DotLine));
+    axis->grid()->setZeroLinePen(Between(background, text, 0.3F));
+  }
+  label_->setColor(text);
+  label_->setFont(font());
+  label_->setBrush(background);
+  label_->setPen(Between(background, text, 0.4F));
+  marker_->setPen(QPen(text, 1.5));
+  for (CurvesPlottable* plottable : {all_, emphasized_, hovered_}) plottable->SetDark(dark_);
+  MakeLegend();
+}

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <qcustomplot.h>
+
+#include <QTimer>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "apps/desktop/Curves.h"
+
+class CurvesPlottable;
+
+// The picture of a sheet's curves: zoomed by the wheel and by a frame drawn with Shift held, moved
+// by dragging, or by + - 0 and the arrow keys. The curve under the pointer is named.
+class SpectraPlot : public QCustomPlot {
+  Q_OBJECT
+ public:
+  explicit SpectraPlot(QWidget* parent = nullptr);
+
+  // Null for none.
+  void SetCurves(std::shared_ptr<const Curves> curves);
+  const Curves* curves() const { return curves_.get(); }
+
+  // Whether x falls from left to right, as wavenumbers are shown.
+  void SetReversed(bool reversed);
+  void ShowAll();
+  // The curves of these rows of the sheet, or columns of points.
+  void Emphasize(const std::vector<int>& lines);
+
+  // A curve, and a place on it.
+  struct Spot {
+    std::size_t curve;
+    std::size_t point;
+  };
+  // The one next to a place in the picture, if any is near.
+  std::optional<Spot> SpotAt(const QPointF& place) const;
+  // "Wheat 03: 1120, 0.319".
+  QString Words(const Spot& spot) const;
+
+  // Draws into a file of the kind that its name ends with, or `kind` says, on white. What hinders
+  // is returned.
+  QString Save(const QString& path, const QString& kind, QSize size);
+
+ signals:
+  void CurveClicked(int line);
+
+ protected:
+  void mouseMoveEvent(QMouseEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
+  void leaveEvent(QEvent* event) override;
+  void wheelEvent(QWheelEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void changeEvent(QEvent* event) override;
+
+ private:
+  void TakeColors(const QPalette& palette);
+  void MakeLegend();
+  void Hover(const std::optional<Spot>& spot);
+  // What moves is drawn coarsely when all of it takes long.
+  void Move();
+
+  std::shared_ptr<const Curves> curves_;
+  CurvesPlottable* all_;
+  CurvesPlottable* emphasized_;
+  CurvesPlottable* hovered_;
+  QCPItemText* label_;
+  QCPItemEllipse* marker_;
+  QCPLayoutGrid* side_ = nullptr;  // with the names, if there are few
+  QTimer at_rest_;
+  QPoint pressed_;
+  bool dark_ = false;
+};

@@ -1,0 +1,175 @@
+#include "apps/desktop/WindowDialogs.h"
+
+#include <QApplication>
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "apps/desktop/DecimalGuess.h"
+#include "apps/desktop/SheetText.h"
+#include "apps/nvimport/DelimiterGuess.h"
+#include "apps/nvimport/Sheets.h"
+#include "framework/FormatDetection.h"
+#include "framework/FormatList.h"
+#include "framework/ImportHelper.h"
+
+namespace {
+
+constexpr int kPreviewRows = 25;
+constexpr int kPreviewColumns = 12;
+
+QString AnswerWords(int answer) {
+  switch (answer) {
+    case 2:
+      return QObject::tr("certain");
+    case 1:
+      return QObject::tr("possible");
+    default:
+      return QObject::tr("not this format");
+  }
+}
+
+// Answers for the preview of a range, which is all of it.
+class WholeRange : public Dialogs {
+ public:
+  WholeRange() : before_(Install(this)) {}
+  WholeRange(const WholeRange&) = delete;
+  WholeRange& operator=(const WholeRange&) = delete;
+  ~WholeRange() override { Install(before_); }
+
+  std::optional<RangeChoice> SelectRange(const RangeQuestion&) override { return RangeChoice{}; }
+
+ private:
+  Dialogs* before_;
+};
+
+// The first spectrum of a file, all its points.
+std::shared_ptr<const Curves> FirstSpectrum(const std::string& path, int format) {
+  constexpr int kMostColumns = 1 << 20;
+  const WholeRange dialogs;
+  HeadSheet sheet(kMostColumns, 2);
+  ImportHelper driver;
+  driver.SetVerboseMode(false, false);
+  if (!driver.ReadSpreadsheetFile(path.c_str(), format, &sheet, nullptr, nullptr, true))
+    return nullptr;
+  MemorySheet head;
+  for (int row = 1; row <= sheet.head_rows(); ++row)
+    for (int column = 1; column <= sheet.head_columns(); ++column) {
+      const MemoryCell cell = sheet.head().GetCell(column, row);
+      if (cell.kind == CellKind::kText) head.Set(column, row, cell.text.data());
+      if (cell.kind == CellKind::kNumber) head.Set(column, row, cell.number);
+    }
+  auto curves = TakeCurves(head, '.', [](std::size_t, std::size_t) { return true; });
+  return std::make_shared<const Curves>(std::move(curves));
+}
+
+}  // namespace
+
+void WindowDialogs::Begin(std::string path, bool repeated) {
+  path_ = std::move(path);
+  repeated_ = repeated;
+  format_ = 0;
+  trouble_ = {};
+  warnings_.clear();
+  if (!repeated) decimal_mark_.reset();
+}
+
+std::optional<std::size_t> WindowDialogs::SelectFileType(const FileTypeQuestion& question) {
+  const std::vector<KnownFormat> formats = FormatList::Get().GetKnownFormats();
+  const Detection detection = DetectFormat(formats, path_.c_str());
+  QStringList answers;
+  std::vector<FormatAnswer> others;
+  for (const bool candidates : {true, false})
+    for (std::size_t i = 0; i < detection.answers.size(); ++i) {
+      const bool is_candidate =
+          std::ranges::count(detection.candidates, static_cast<int>(i) + 1) > 0;
+      if (is_candidate != candidates) continue;
+      const QString words = AnswerWords(detection.answers[i]);
+      if (candidates)
+        answers.push_back(words);
+      else
+        others.push_back({FromBytes(formats[i].info->name), words});
+    }
+  return Ask([&] { return AskFileType(&window_, question, answers, others); });
+}
+
+std::optional<TextImportChoice> WindowDialogs::ImportText(const TextImportQuestion& question) {
+  TextImportQuestion guessed = question;
+  guessed.current = GuessDelimiter(question);
+  DecimalGuess decimal;
+  for (const auto& row : question.preview(guessed.current, kPreviewRows, kPreviewColumns))
+    for (const std::string& text : row) decimal.Take(text);
+  const auto answer = Ask([&] {
+    return AskTextImport(
+        &window_, guessed, decimal.mark(),
+        [&](const TextImportChoice& choice, std::function<void(PreviewRows)> show) {
+          library_.RunMeanwhile([this, &question, choice, show = std::move(show)] {
+            auto rows = question.preview(choice, kPreviewRows, kPreviewColumns);
+            QMetaObject::invokeMethod(&window_, [show, rows = std::move(rows)] { show(rows); });
+          });
+        });
+  });
+  if (!answer) return std::nullopt;
+  decimal_mark_ = answer->decimal_mark;
+  return answer->choice;
+}
+
+std::optional<ItemsChoice> WindowDialogs::SelectItems(const ItemsQuestion& question) {
+  return Ask([&] { return AskItems(&window_, question); });
+}
+
+std::optional<RangeChoice> WindowDialogs::SelectRange(const RangeQuestion& question) {
+  return Ask([&] {
+    return AskRange(&window_, question,
+                    [&](std::function<void(std::shared_ptr<const Curves>)> show) {
+                      library_.RunMeanwhile([this, &question, show = std::move(show)] {
+                        auto curves = FirstSpectrum(question.path, format_);
+                        QMetaObject::invokeMethod(&window_, [show, curves] { show(curves); });
+                      });
+                    });
+  });
+}
+
+std::optional<std::vector<std::string>> WindowDialogs::SortFiles(
+    const std::vector<std::string>& files) {
+  return Ask([&] { return AskFileOrder(&window_, files); });
+}
+
+int WindowDialogs::ShowMessage(const MessageBoxQuestion& message) {
+  const bool asks = (message.type & MessageBoxQuestion::kOkCancel) != 0;
+  if (!asks) {
+    trouble_.text = FromBytes(message.text);
+    return MessageBoxQuestion::kOkAnswer;
+  }
+  warnings_.push_back(FromBytes(message.text));
+  if (repeated_) return MessageBoxQuestion::kOkAnswer;
+  const bool goes_on =
+      Ask([&] { return AskWarning(&window_, FromBytes(message.title), FromBytes(message.text)); });
+  return goes_on ? MessageBoxQuestion::kOkAnswer : MessageBoxQuestion::kCancelAnswer;
+}
+
+void WindowDialogs::ShowDetails(const DetailMessage& message) {
+  trouble_.text = FromBytes(message.text);
+  trouble_.detail = FromBytes(message.detail);
+}
+
+std::unique_ptr<Progress> WindowDialogs::ShowProgress(const std::string&) {
+  // The window shows the same of every job.
+  class Forward : public Progress {
+   public:
+    explicit Forward(JobProgress& progress) : progress_(progress) {}
+    bool Advance(std::uint64_t position, std::uint64_t size) override {
+      return progress_.Advance(position, size);
+    }
+
+   private:
+    JobProgress& progress_;
+  };
+  return std::make_unique<Forward>(library_.progress());
+}
+
+void WindowDialogs::ShowWaitCursor(bool on) {
+  QMetaObject::invokeMethod(&window_, [on, &window = window_] {
+    on ? window.setCursor(Qt::WaitCursor) : window.unsetCursor();
+  });
+}

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <QEventLoop>
+#include <QMetaObject>
+#include <QWidget>
+#include <optional>
+#include <string>
+
+#include "apps/desktop/LibraryThread.h"
+#include "apps/desktop/QuestionDialogs.h"
+#include "platform/Dialogs.h"
+
+// The library's questions, asked in its own thread, put to the user in the window's.
+class WindowDialogs : public Dialogs {
+ public:
+  WindowDialogs(QWidget& window, LibraryThread& library) : window_(window), library_(library) {}
+
+  // Begins an import, of a file when one is known. An import that is repeated asks nothing that
+  // was answered.
+  void Begin(std::string path, bool repeated);
+  // The format, once it is settled: 0 while it is not.
+  void SettleFormat(int format) { format_ = format; }
+  // How texts are read as numbers, when the user was asked.
+  std::optional<char> decimal_mark() const { return decimal_mark_; }
+  // The failure that the library told last: what it said, and what it said of it.
+  const Trouble& trouble() const { return trouble_; }
+  // What the reader warned of.
+  const QStringList& warnings() const { return warnings_; }
+
+  std::optional<std::size_t> SelectFileType(const FileTypeQuestion& question) override;
+  std::optional<TextImportChoice> ImportText(const TextImportQuestion& question) override;
+  std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override;
+  std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
+  std::optional<std::vector<std::string>> SortFiles(const std::vector<std::string>& files) override;
+  int ShowMessage(const MessageBoxQuestion& message) override;
+  void ShowDetails(const DetailMessage& message) override;
+  std::unique_ptr<Progress> ShowProgress(const std::string& title) override;
+  void ShowWaitCursor(bool on) override;
+
+ private:
+  // What `show` returns in the window's thread. Meanwhile the library can be asked for a preview.
+  template <typename Show>
+  auto Ask(Show show) {
+    decltype(show()) answer{};
+    QEventLoop wait;
+    QMetaObject::invokeMethod(
+        &window_,
+        [&] {
+          answer = show();
+          QMetaObject::invokeMethod(&wait, &QEventLoop::quit, Qt::QueuedConnection);
+        },
+        Qt::QueuedConnection);
+    wait.exec();
+    return answer;
+  }
+
+  QWidget& window_;
+  LibraryThread& library_;
+  std::string path_;
+  bool repeated_ = false;
+  int format_ = 0;
+  std::optional<char> decimal_mark_;
+  Trouble trouble_;
+  QStringList warnings_;
+};
