@@ -1,8 +1,12 @@
 #include "apps/desktop/LibraryThread.h"
 
+#include <malloc.h>
+
 #include <utility>
 
 LibraryThread::LibraryThread(QObject* parent) : QObject(parent) {
+  // Sheets are made there and released here: one heap for both gives their memory back to the next.
+  ::mallopt(M_ARENA_MAX, 1);
   there_.moveToThread(&thread_);
   thread_.start();
 }
