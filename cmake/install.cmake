@@ -1,4 +1,4 @@
-# What is installed, in three components: runtime (the library and NvImport Complete), development,
+# What is installed, in components: runtime (the library and NvImport Complete), development,
 # command.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)

@@ -1,8 +1,11 @@
-# Three Debian packages, made by cpack in a build of the preset "package".
+# Three Debian packages, and a fourth where the window is built, made by cpack in a build of the preset "package".
 set(NVIMPORT_MAINTAINER "The NvImport developers <developers@nvimport.invalid>" CACHE STRING
   "Who answers for the Debian packages")
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime development command)
+if(TARGET nvimport-desktop)
+  list(APPEND CPACK_COMPONENTS_ALL desktop)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -44,6 +47,12 @@ set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${library_package} (= ${full_version})
 set(CPACK_DEBIAN_COMMAND_DESCRIPTION "converts files of tables and spectra to CSV and JSON
 ${what}This package holds the command, which lists, shows, checks and converts files.")
 
+set(CPACK_DEBIAN_DESKTOP_PACKAGE_NAME nvimport-desktop)
+set(CPACK_DEBIAN_DESKTOP_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_DESKTOP_PACKAGE_DEPENDS "${library_package} (= ${full_version})")
+set(CPACK_DEBIAN_DESKTOP_DESCRIPTION "shows and plots files of tables and spectra
+${what}This package holds the window, and what draws the pictures of \"nvimport plot\".")
+
 # What programs that use the library depend on, and the loader's list of libraries brought up to date.
 # The scripts that cpack would add for the latter are kept away by naming ones that do not exist.
 set(control ${PROJECT_BINARY_DIR}/debian)
@@ -68,11 +77,13 @@ set(examples ${CMAKE_INSTALL_DATADIR}/doc/libnvimport-dev/examples)
 install(DIRECTORY examples/host DESTINATION ${examples} COMPONENT development)
 install(DIRECTORY plugins/example/ DESTINATION ${examples}/plugin COMPONENT development)
 # Manual pages, installed by now, are compressed.
-install(CODE [[
+set(compress [[
   file(GLOB pages $ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/share/man/man1/*.1)
   if(pages)
     execute_process(COMMAND gzip -9nf ${pages} COMMAND_ERROR_IS_FATAL ANY)
   endif()
-]] COMPONENT command)
+]])
+install(CODE "${compress}" COMPONENT command)
+install(CODE "${compress}" COMPONENT desktop)
 
 include(CPack)

@@ -2,6 +2,7 @@
 
 #include <QFileInfo>
 #include <QObject>
+#include <QTemporaryDir>
 #include <algorithm>
 #include <exception>
 #include <new>
@@ -18,6 +19,7 @@
 #include "framework/FileSelection.h"
 #include "framework/FormatList.h"
 #include "framework/ImportHelper.h"
+#include "framework/SpreadsheetFile.h"
 #include "platform/Log.h"
 
 namespace {
@@ -57,7 +59,7 @@ QString Advice(const ImportRequest& request, bool format_settled, const QString&
     advice.push_back(QObject::tr("The file %1.").arg(FromBytes(kind->Words())));
   if (!logged.isEmpty()) advice.push_back(logged);
   if (request.files.size() > 1)
-    advice.push_back(QObject::tr("Open the files one by one to see which of them it is."));
+    advice.push_back(QObject::tr("Open the files one after the other."));
   else if (request.filter != 1 || !format_settled)
     advice.push_back(
         request.filter != 1
@@ -160,6 +162,18 @@ ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobPro
   return result;
 }
 
+namespace {
+
+// Whether a format writes at all: some say so and have no writer.
+bool Writes(int format) {
+  const QTemporaryDir folder;
+  const auto file = FormatList::Get().CreateFile(format);
+  return file->Open(false, QFile::encodeName(folder.filePath("file")).constData(), nullptr) ==
+         kGood;
+}
+
+}  // namespace
+
 std::vector<ExportKind> ExportKinds() {
   std::vector<ExportKind> kinds;
   const struct {
@@ -174,7 +188,8 @@ std::vector<ExportKind> ExportKinds() {
   for (int format = 1; format <= static_cast<int>(Formats().size()); ++format) {
     const NvImportFormatInfo& info = FormatAt(format);
     const auto extensions = Extensions(info);
-    if (!info.can_write || info.write_filter == nullptr || extensions.empty()) continue;
+    if (!info.can_write || info.write_filter == nullptr || extensions.empty() || !Writes(format))
+      continue;
     QStringList patterns;
     for (const std::string& extension : extensions) patterns.push_back("*" + FromBytes(extension));
     const bool any = extensions.front() == ".*";

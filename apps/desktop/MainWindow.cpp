@@ -34,6 +34,7 @@ namespace {
 constexpr int kMostRecent = 10;
 constexpr int kTick = 100;      // ms
 constexpr int kPatience = 500;  // ms before progress is shown
+constexpr int kMessageTime = 4000;
 constexpr const char* kRecent = "recent";
 
 QSettings Settings() { return {QSettings::IniFormat, QSettings::UserScope, "nvimport", "desktop"}; }
@@ -316,7 +317,7 @@ void MainWindow::Show(ImportResult result) {
     return ShowTrouble(this, *result.trouble);
   }
   if (result.sheet == nullptr) {
-    state_->setText(tr("Nothing was imported."));
+    statusBar()->showMessage(tr("Nothing was imported."), kMessageTime);
     emit Imported(false);
     return;
   }
@@ -394,7 +395,7 @@ void MainWindow::Find(const QString& wanted, bool forward) {
         if (*found)
           sheet_->GoTo(**found);
         else
-          statusBar()->showMessage(tr("\"%1\" was not found.").arg(wanted), 4000);
+          statusBar()->showMessage(tr("\"%1\" was not found.").arg(wanted), kMessageTime);
         emit Finished();
       });
 }
@@ -407,7 +408,7 @@ void MainWindow::GoTo() {
   if (const auto place = ParsePlace(text))
     sheet_->GoTo(*place);
   else
-    statusBar()->showMessage(tr("A cell is given as its row and column, such as 12, 3."), 4000);
+    statusBar()->showMessage(tr("A cell is given as its row and column, such as 12, 3."), kMessageTime);
 }
 
 void MainWindow::ChooseExport() {
@@ -432,13 +433,13 @@ void MainWindow::ChooseExport() {
 }
 
 void MainWindow::ExportTo(const QString& path, std::size_t kind) {
-  if (cells_ == nullptr) return;
+  if (cells_ == nullptr || library_.busy()) return;
   auto trouble = std::make_shared<std::optional<Trouble>>();
   const QString state = state_->text();
   Run(
       tr("Writing %1").arg(QFileInfo(path).fileName()),
-      [this, trouble, kind, path = Paths({path}).front(), cells = cells_] {
-        *trouble = Export(*cells, path, ExportKinds()[kind], dialogs_, library_.progress());
+      [this, trouble, kind = ExportKinds()[kind], path = Paths({path}).front(), cells = cells_] {
+        *trouble = Export(*cells, path, kind, dialogs_, library_.progress());
       },
       [this, trouble, state] {
         state_->setText(state);
@@ -446,7 +447,7 @@ void MainWindow::ExportTo(const QString& path, std::size_t kind) {
           ShowTrouble(this, **trouble);
         else
           statusBar()->showMessage(
-              library_.progress().stopped() ? tr("Nothing was written.") : tr("Written."), 4000);
+              library_.progress().stopped() ? tr("Nothing was written.") : tr("Written."), kMessageTime);
         emit Finished();
       });
 }

@@ -27,8 +27,6 @@
 
 namespace {
 
-constexpr int kPreviewRows = 25;
-constexpr int kPreviewColumns = 12;
 constexpr int kWidth = 520;  // of a prompt, before it is broken
 
 // A dialog with what is asked above and its buttons below. What is asked fills `body`.
@@ -141,6 +139,8 @@ class TextImportPage : public Question {
     table_->setMinimumSize(640, 260);
     table_->setAccessibleName(tr("Preview"));
     table_->setTabKeyNavigation(false);
+    table_->setWordWrap(false);
+    table_->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
     body->addWidget(table_, 1);
 
     Take(question.current);

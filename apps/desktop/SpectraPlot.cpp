@@ -42,7 +42,7 @@ class NameItem : public QCPAbstractLegendItem {
   }
   QSize minimumOuterSizeHint() const override {
     const QFontMetrics metrics(mParentLegend->font());
-    return {kLine + kGap + metrics.horizontalAdvance(name_) + 2, metrics.height()};
+    return {kLine + kGap + metrics.horizontalAdvance(name_) + 2, metrics.height() + 4};
   }
 
  private:

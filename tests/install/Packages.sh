@@ -56,6 +56,15 @@ usr/share/doc/nvimport/changelog.Debian.gz
 usr/share/doc/nvimport/changelog.gz
 usr/share/doc/nvimport/copyright"
 
+# Where Qt is installed.
+if ls nvimport-desktop_*.deb >/dev/null 2>&1; then
+  qt="libqcustomplot2.1-qt6, libqt6core6, libqt6gui6, libqt6svg6, libqt6widgets6"
+  holds nvimport-desktop "libnvimport1 (= $version), $system, $qt" "usr/bin/nvimport-desktop
+usr/share/doc/nvimport-desktop/changelog.Debian.gz
+usr/share/doc/nvimport-desktop/changelog.gz
+usr/share/doc/nvimport-desktop/copyright"
+fi
+
 sum=$(LD_LIBRARY_PATH=root/$lib NVIMPORT_PLUGIN_PATH='' root/usr/bin/nvimport \
   convert --complete "$root/samples/tanks.wk1" -o - 2>/dev/null | tail -n 1)
 [ "$sum" = "Sum,310" ] || fail "the command does not read through NvImport Complete: $sum"

@@ -1,0 +1,388 @@
+#include <QClipboard>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QDropEvent>
+#include <QFile>
+#include <QFileInfo>
+#include <QLabel>
+#include <QListWidget>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QProcess>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeWidget>
+
+#include "apps/desktop/MainWindow.h"
+#include "apps/desktop/SheetText.h"
+#include "apps/desktop/SheetView.h"
+#include "apps/desktop/SpectraPlot.h"
+#include "tests/apps/desktop/NextDialog.h"
+
+namespace {
+
+QString Sample(const char* name) { return QStringLiteral(NVIMPORT_TEST_SAMPLES "/") + name; }
+
+void PressOk(QDialog& dialog) {
+  dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+}
+
+// What the table shows in a cell.
+QString CellOf(MainWindow& window, int row, int column) {
+  return window.sheet().model()->index(row - 1, column - 1).data().toString();
+}
+
+QByteArray Contents(const QString& path) {
+  QFile file(path);
+  return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void Write(const QString& path, const QByteArray& data) {
+  QFile file(path);
+  QVERIFY(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
+}
+
+QAction* ActionOf(MainWindow& window, const QString& text) {
+  for (QAction* action : window.findChildren<QAction*>())
+    if (action->text().remove('&') == text) return action;
+  return nullptr;
+}
+
+}  // namespace
+
+class MainWindowTest : public QObject {
+  Q_OBJECT
+
+  // Waits for an import and its plot; false when nothing was imported.
+  bool Import(MainWindow& window, const std::function<void()>& begin) {
+    QSignalSpy imported(&window, &MainWindow::Imported);
+    QSignalSpy finished(&window, &MainWindow::Finished);
+    begin();
+    if (!imported.count() && !imported.wait(20000)) return false;
+    if (!imported.front().front().toBool()) return false;
+    return finished.count() > 0 || finished.wait(20000);
+  }
+  bool Open(MainWindow& window, const QStringList& paths, int filter = 0) {
+    return Import(window, [&] { window.OpenFiles(paths, filter); });
+  }
+  void Finish(MainWindow& window, const std::function<void()>& begin) {
+    QSignalSpy finished(&window, &MainWindow::Finished);
+    begin();
+    QVERIFY(finished.count() > 0 || finished.wait(20000));
+  }
+
+  QTemporaryDir folder_;
+
+ private slots:
+  void initTestCase() {
+    QVERIFY(folder_.isValid());
+    qputenv("XDG_CONFIG_HOME", folder_.path().toLocal8Bit());
+  }
+
+  void TextGoesThroughTheWizardOnce() {
+    MainWindow window;
+    NextDialog next;
+    next.Expect([](QDialog& dialog) {
+      QCOMPARE(dialog.windowTitle(), "Text Import Wizard");
+      auto* const table = dialog.findChild<QTableWidget*>();
+      // The reader makes the preview in its own thread.
+      QTRY_VERIFY(table->item(1, 1) != nullptr);
+      QCOMPARE(table->columnCount(), 5);
+      QCOMPARE(dialog.findChild<QComboBox*>()->currentText(), "semicolon");
+      dialog.findChild<QComboBox*>()->setCurrentText("comma");
+      QTRY_VERIFY(table->item(0, 0) != nullptr && table->item(0, 0)->text() != "Batch");
+      dialog.findChild<QComboBox*>()->setCurrentText("semicolon");
+      PressOk(dialog);
+    });
+    QVERIFY(Open(window, {Sample("batches.txt")}));
+    QCOMPARE(CellOf(window, 2, 3), "93,7");
+    // Decimal commas count for the plot.
+    const Curves& curves = *window.plot().curves();
+    QVERIFY(!curves.spectra);
+    QCOMPARE(curves.names, (std::vector<QString>{"\"Yield, %\"", "pH"}));
+    QCOMPARE(curves.Of(0)[1], 93.7F);
+
+    QVERIFY(Import(window, [&] { window.ImportAgain(); }));
+    QCOMPARE(CellOf(window, 2, 3), "93,7");
+    QVERIFY(next.all_came());
+    QCOMPARE(next.unexpected(), 0);
+  }
+
+  void WorksheetsAreChosenAndRemembered() {
+    MainWindow window;
+    NextDialog next;
+    next.Expect([](QDialog& dialog) {
+      QCOMPARE(dialog.windowTitle(), "Select Excel Worksheet");
+      Press(dialog, {Qt::Key_Space, Qt::Key_Down, Qt::Key_Space, Qt::Key_Return});
+    });
+    QVERIFY(Open(window, {Sample("ovens.xls")}));
+    QCOMPARE(window.sheet().model()->columnCount(), 2);
+    const QString cell = CellOf(window, 1, 1);
+    QVERIFY(Import(window, [&] { window.ImportAgain(); }));
+    QCOMPARE(CellOf(window, 1, 1), cell);
+    QCOMPARE(next.unexpected(), 0);
+
+    next.Expect([](QDialog& dialog) { dialog.reject(); });
+    QVERIFY(!Open(window, {Sample("ovens.xls")}));
+    QCOMPARE(CellOf(window, 1, 1), cell);
+  }
+
+  void RangesBlocksAndFilesAreAsked() {
+    MainWindow window;
+    NextDialog next;
+    next.Expect([](QDialog& dialog) {
+      QCOMPARE(dialog.windowTitle(), "Galactic SPC File Import Wizard");
+      auto* const plot = dialog.findChild<SpectraPlot*>();
+      QTRY_VERIFY(plot->curves() != nullptr);
+      QCOMPARE(plot->curves()->x.size(), std::size_t{100});
+      PressOk(dialog);
+    });
+    QVERIFY(Open(window, {Sample("barley.spc")}));
+    QVERIFY(window.plot().curves()->spectra);
+
+    next.Expect([](QDialog& dialog) {
+      QCOMPARE(dialog.windowTitle(), "Select JCAMP Data Blocks");
+      Press(dialog, {Qt::Key_Space, Qt::Key_Return});
+    });
+    QVERIFY(Open(window, {Sample("oils.jdx")}));
+    QCOMPARE(window.plot().curves()->names, (std::vector<QString>{"Sesame", "Sesame, bands"}));
+
+    next.Expect(PressOk);  // the order
+    next.Expect(PressOk);  // the blocks
+    QVERIFY(Open(window, {Sample("oil-affn.dx"), Sample("oil-dif.dx")}));
+    QCOMPARE(window.sheet().model()->rowCount(), 3);
+    QCOMPARE(next.unexpected(), 0);
+  }
+
+  void TroubleNamesFileAndAdvice() {
+    MainWindow window;
+    const QString path = folder_.filePath("half.xls");
+    Write(path, Contents(Sample("ovens.xls")).left(600));
+    const struct {
+      QStringList files;
+      const char* text;
+    } kCases[] = {{{path}, "could not be"},
+                  {{folder_.filePath("none.txt")}, "The file could not be opened."},
+                  {{folder_.path()}, "Directories can not be imported."},
+                  {{Sample("ovens.xls"), Sample("ovens.xls")}, "one at a time"}};
+    for (const auto& c : kCases) {
+      NextDialog next;
+      next.Expect([&](QDialog& dialog) {
+        const auto& box = dynamic_cast<QMessageBox&>(dialog);
+        QVERIFY2(box.text().contains(c.text), qPrintable(box.text()));
+        QVERIFY(box.informativeText().contains(c.files.front()));
+        dialog.accept();
+      });
+      QVERIFY(!Open(window, c.files));
+      QTRY_VERIFY(next.all_came());
+      QCOMPARE(next.unexpected(), 0);
+    }
+  }
+
+  void CellsAreFoundCopiedAndWritten() {
+    MainWindow window;
+    QVERIFY(Open(window, {Sample("clover.da")}));
+    SheetView& sheet = window.sheet();
+    // Texts and numbers are told apart, and missing cells are seen.
+    const QAbstractItemModel& model = *sheet.model();
+    QCOMPARE(model.index(2, 0).data(Qt::TextAlignmentRole).toInt() & Qt::AlignRight,
+             int{Qt::AlignRight});
+    QVERIFY(model.index(2, 2).data(Qt::ForegroundRole).isValid());
+    QVERIFY(model.index(1, 3).data(Qt::BackgroundRole).isValid());
+    QCOMPARE(model.headerData(4, Qt::Horizontal).toString(), "5\nw1100");
+
+    Finish(window, [&] { window.Find("clover", true); });
+    QCOMPARE(sheet.Place().row, 3);
+    Finish(window, [&] { window.Find("CLOVER", false); });
+    QCOMPARE(sheet.Place().row, 6);
+    Finish(window, [&] { window.Find("0.42233", true); });
+    QCOMPARE(sheet.Place().row, 6);  // it is nowhere
+
+    sheet.selectionModel()->select(QItemSelection(model.index(1, 0), model.index(2, 2)),
+                                   QItemSelectionModel::ClearAndSelect);
+    Finish(window, [&] { window.CopySelection(); });
+    QCOMPARE(QApplication::clipboard()->text(), "/Instrument model 6500\t\t\n1\t1\tClover 1\n");
+
+    const auto kinds = ExportKinds();
+    QVERIFY(kinds.size() >= 5);
+    NextDialog next;
+    for (std::size_t kind = 0; kind < kinds.size(); ++kind) {
+      const QString path = folder_.filePath("out") + kinds[kind].extension;
+      Finish(window, [&] { window.ExportTo(path, kind); });
+      const QByteArray written = Contents(path);
+      QVERIFY2(written.contains("Clover 1") && written.contains("w1100"), qPrintable(path));
+    }
+    QCOMPARE(next.unexpected(), 0);
+    next.Expect([](QDialog& dialog) { dialog.accept(); });
+    Finish(window, [&] { window.ExportTo(folder_.filePath("no/folder.csv"), 0); });
+    QVERIFY(next.all_came());
+  }
+
+  void TableAndPlotSelectTogether() {
+    MainWindow window;
+    window.show();
+    QVERIFY(Open(window, {Sample("clover.da")}));
+    SpectraPlot& plot = window.plot();
+    const Curves& curves = *plot.curves();
+    QCOMPARE(curves.names.front(), "Clover 1");
+    plot.replot();
+    const QPointF place(plot.xAxis->coordToPixel(1100),
+                        plot.yAxis->coordToPixel(static_cast<double>(curves.Of(2)[0])));
+    const auto spot = plot.SpotAt(place);
+    QVERIFY(spot.has_value());
+    QCOMPARE(plot.Words(*spot), "Clover 3: 1100, 0.43086404");
+    QTest::mouseClick(&plot, Qt::LeftButton, {}, place.toPoint() + QPoint(2, 0));
+    QCOMPARE(window.sheet().SelectedLines(Qt::Vertical), std::vector<int>{5});
+
+    QAction* const reverse = ActionOf(window, "Reverse x axis");
+    reverse->trigger();
+    QVERIFY(plot.xAxis->rangeReversed());
+    const double before = plot.xAxis->range().size();
+    QTest::keyClick(&plot, Qt::Key_Plus);
+    QVERIFY(plot.xAxis->range().size() < before);
+    ActionOf(window, "Show all of the plot")->trigger();
+    QCOMPARE(plot.xAxis->range().size(), before);
+
+    const QList<std::pair<const char*, QByteArray>> kinds = {
+        {"png", "\x89PNG"}, {"svg", "<?xml"}, {"pdf", "%PDF"}};
+    for (const auto& [kind, begins] : kinds) {
+      const QString path = folder_.filePath(QStringLiteral("plot.") + kind);
+      QCOMPARE(plot.Save(path, {}, {400, 300}), QString());
+      QVERIFY(Contents(path).startsWith(begins));
+    }
+    QVERIFY(!plot.Save(folder_.filePath("no/plot.png"), {}, {400, 300}).isEmpty());
+    QVERIFY(!plot.Save(folder_.filePath("plot.gif"), {}, {400, 300}).isEmpty());
+  }
+
+  void FilesAreDroppedAndRemembered() {
+    MainWindow window;
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(Sample("tanks.wk1"))});
+    QVERIFY(Import(window, [&] {
+      QDragEnterEvent enter({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, {});
+      QApplication::sendEvent(&window, &enter);
+      QDropEvent event({10, 10}, Qt::CopyAction, &data, Qt::LeftButton, {});
+      QApplication::sendEvent(&window, &event);
+    }));
+    // What the reader left out is said.
+    QCOMPARE(window.findChild<QListWidget*>()->item(0)->text(), "1 formula cell arrives empty");
+    auto* const recent = window.menuBar()->actions().front()->menu()->findChild<QMenu*>();
+    emit recent->aboutToShow();
+    QCOMPARE(recent->actions().front()->text(), "tanks.wk1");
+    QVERIFY(Import(window, [&] { recent->actions().front()->trigger(); }));
+  }
+
+  void AnImportIsCancelledOnTheWay() {
+    MainWindow window;
+    NextDialog next;
+    const QString path = folder_.filePath("long.csv");
+    Write(path, QByteArray("1,2,3,4,5,6,7,8\n").repeated(3'000'000));
+    // The window goes on in the meantime.
+    int ticks = 0;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, &window, [&] {
+      if (++ticks == 3) window.library().progress().Stop();
+    });
+    timer.start(1);
+    QVERIFY(!Open(window, {path}));
+    QVERIFY(ticks >= 3);
+    QCOMPARE(next.unexpected(), 0);
+    QVERIFY(!ActionOf(window, "Export...")->isEnabled());
+    QVERIFY(ActionOf(window, "Open...")->isEnabled());
+  }
+
+  void FiltersAreTheDrivers() {
+    int first = -1;
+    const QStringList filters = OpenFilters(first);
+    QCOMPARE(first, 0);
+    QVERIFY(filters.front().startsWith("Supported Files (*.") && filters.back().contains("(*)"));
+    // A file read as the format that was chosen makes that the first filter of the next time.
+    MainWindow window;
+    NextDialog next;
+    next.Expect(PressOk);
+    const auto text = std::ranges::find_if(
+        filters, [](const QString& filter) { return filter.startsWith("Text"); });
+    QVERIFY(text != filters.end());
+    QVERIFY(Open(window, {Sample("wheat.txt")}, static_cast<int>(text - filters.begin())));
+    OpenFilters(first);
+    QCOMPARE(filters[first], *text);
+    QVERIFY(Open(window, {Sample("clover.da")}));
+    OpenFilters(first);
+    QCOMPARE(first, 0);
+  }
+
+  void TheCommandDrawsPictures() {
+    const auto run = [&](const QString& program, const QStringList& words) {
+      QProcess process;
+      QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+      environment.remove("QT_QPA_PLATFORM");
+      environment.insert("PATH", "/nowhere");
+      environment.insert("LD_LIBRARY_PATH", QFileInfo(NVIMPORT_TEST_LIBRARY).path());
+      process.setProcessEnvironment(environment);
+      process.start(program, QStringList{"plot"} + words);
+      process.closeWriteChannel();
+      return process.waitForFinished()
+                 ? std::pair(process.exitCode(), QString(process.readAllStandardError()))
+                 : std::pair(-1, QString());
+    };
+    const QString picture = folder_.filePath("drawn.");
+    const struct {
+      QStringList words;
+      int exit_code;
+      QString errors;
+    } kCases[] = {
+        {{Sample("clover.da"), "-o", picture + "svg"}, 0, ""},
+        {{Sample("clover.da"), "-o", picture + "svg"}, 1, "exists"},
+        {{Sample("batches.txt"), "-o", picture + "png", "--size", "300x200"}, 0, "semicolon"},
+        {{Sample("oils.jdx"), "-o", picture + "pdf", "--blocks", "2", "--reverse-x"}, 0, ""},
+        {{Sample("clover.da"), "-o", picture + "gif"}, 2, "SVG, PNG or PDF"},
+        {{Sample("clover.da"), "-o", picture + "png", "--size", "3x"}, 2, "size"},
+        {{Sample("sites.txt"), Sample("clover.da"), "-o", picture + "x.png"}, 2, "Several files"},
+        {{folder_.filePath("none.da"), "-o", picture + "x.png"}, 1, "none.da"},
+    };
+    for (const auto& c : kCases) {
+      const auto [exit_code, errors] = run(NVIMPORT_TEST_COMMAND, c.words);
+      QVERIFY2(exit_code == c.exit_code && errors.contains(c.errors) &&
+                   (!c.errors.isEmpty() || errors.isEmpty()),
+               qPrintable(c.words.join(' ') + ": " + QString::number(exit_code) + errors));
+    }
+    QVERIFY(Contents(picture + "svg").contains("Clover 4"));
+    QCOMPARE(QImage(picture + "png").size(), QSize(300, 200));
+    QVERIFY(Contents(picture + "pdf").startsWith("%PDF"));
+    QVERIFY(!QFile::exists(picture + "x.png"));
+    // Alone, the command says what is missing.
+    const QString alone = folder_.filePath("alone");
+    QVERIFY(QFile::copy(NVIMPORT_TEST_COMMAND, alone));
+    const auto [exit_code, errors] = run(alone, {Sample("clover.da"), "-o", picture + "x.png"});
+    QCOMPARE(exit_code, 1);
+    QVERIFY2(errors.contains("package nvimport-desktop"), qPrintable(errors));
+  }
+
+  void PlacesAndBigSheets() {
+    QVERIFY(!ParsePlace("12") && !ParsePlace("a,b"));
+    for (const char* text : {"12,3", " 12 3", "r12c3", "12; 3"}) {
+      const auto place = ParsePlace(text);
+      QVERIFY2(place && place->row == 12 && place->column == 3, text);
+    }
+    auto sheet = std::make_shared<MemorySheet>();
+    sheet->Set(3, 1'000'000, "end");
+    SheetView view;
+    view.resize(600, 400);
+    view.SetSheet(sheet);
+    view.GoTo({1'000'000, 3});
+    QCOMPARE(view.Place().row, 1'000'000);
+    const auto go_on = [](std::size_t, std::size_t) { return true; };
+    const auto found = FindText(*sheet, "END", {1, 1}, false, go_on);
+    QVERIFY(found && found->row == 1'000'000 && found->column == 3);
+    QVERIFY(!FindText(*sheet, "END", {1, 1}, true,
+                      [](std::size_t done, std::size_t) { return done < 5000; }));
+  }
+};
+
+QTEST_MAIN(MainWindowTest)
+#include "MainWindowTest.moc"

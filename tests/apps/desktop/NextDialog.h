@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QApplication>
+#include <QDialog>
+#include <QLabel>
+#include <QObject>
+#include <QPointer>
+#include <QTest>
+#include <QTimer>
+#include <functional>
+#include <utility>
+#include <vector>
+
+// Answers the dialogs that come, one after the other, as a user would. One that nobody waits for is
+// cancelled, and counted.
+class NextDialog : public QObject {
+ public:
+  using Answer = std::function<void(QDialog& dialog)>;
+
+  NextDialog() {
+    connect(&timer_, &QTimer::timeout, this, [this] { Look(); });
+    timer_.start(10);
+  }
+
+  void Expect(Answer answer) { answers_.push_back(std::move(answer)); }
+  int unexpected() const { return unexpected_; }
+  bool all_came() const { return answers_.empty(); }
+
+ private:
+  void Look() {
+    auto* const dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+    if (dialog == nullptr || dialog == answered_ || !dialog->isVisible()) return;
+    answered_ = dialog;
+    if (answers_.empty()) {
+      ++unexpected_;
+      for (const QLabel* label : dialog->findChildren<QLabel*>()) qWarning() << label->text();
+      dialog->reject();
+      return;
+    }
+    const Answer answer = std::move(answers_.front());
+    answers_.erase(answers_.begin());
+    answer(*dialog);
+  }
+
+  QTimer timer_;
+  std::vector<Answer> answers_;
+  QPointer<QDialog> answered_;
+  int unexpected_ = 0;
+};
+
+// Keys to whatever has the focus in the dialog.
+inline void Press(QDialog& dialog, std::initializer_list<int> keys) {
+  for (const int key : keys) {
+    QWidget* const focus = dialog.focusWidget() != nullptr ? dialog.focusWidget() : &dialog;
+    QTest::keyClick(focus, static_cast<Qt::Key>(key));
+  }
+}

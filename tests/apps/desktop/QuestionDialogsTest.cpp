@@ -1,0 +1,235 @@
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QTableWidget>
+#include <QTest>
+#include <QTreeWidget>
+
+#include "apps/desktop/QuestionDialogs.h"
+#include "apps/desktop/RangePlot.h"
+#include "tests/apps/desktop/NextDialog.h"
+
+namespace {
+
+QPushButton* Ok(QDialog& dialog) {
+  return dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
+}
+
+QPushButton* ButtonOf(QDialog& dialog, const QString& text) {
+  for (QPushButton* button : dialog.findChildren<QPushButton*>())
+    if (button->text().remove('&') == text) return button;
+  return nullptr;
+}
+
+ItemsQuestion Worksheets() {
+  ItemsQuestion question;
+  question.title = "Select Excel Worksheet";
+  question.prompt = "Please select the worksheet(s) you want to import.";
+  question.heading = "Worksheet";
+  question.items = {"Runs", "Caf\xe9", "Settings"};
+  question.details = {"9 x 5", "2 x 2", "3 x 2"};
+  question.merge_choices = {"Merge side by side", "Merge above and below"};
+  question.merge = 1;
+  return question;
+}
+
+}  // namespace
+
+// The questions answered by keyboard, but where the mouse is the point.
+class QuestionDialogsTest : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void FileTypeIsChosenAmongTheCandidates() {
+    const FileTypeQuestion question{"Select File Type", "File Types", "Which one?", {"A", "B"}};
+    const struct {
+      std::initializer_list<int> keys;
+      std::optional<std::size_t> chosen;
+    } kCases[] = {{{Qt::Key_Return}, 0},
+                  {{Qt::Key_Down, Qt::Key_Return}, 1},
+                  // The format that said no can't be reached.
+                  {{Qt::Key_Down, Qt::Key_Down, Qt::Key_Down, Qt::Key_Return}, 1},
+                  {{Qt::Key_Down, Qt::Key_Escape}, std::nullopt}};
+    for (const auto& c : kCases) {
+      NextDialog next;
+      next.Expect([&](QDialog& dialog) {
+        QCOMPARE(dialog.windowTitle(), "Select File Type");
+        const auto* const list = dialog.findChild<QTreeWidget*>();
+        QCOMPARE(list->headerItem()->text(0), "File Types");
+        QCOMPARE(list->topLevelItem(1)->text(1), "possible");
+        QCOMPARE(list->topLevelItem(2)->text(0), "C");
+        Press(dialog, c.keys);
+      });
+      QCOMPARE(AskFileType(nullptr, question, {"certain", "possible"}, {{"C", "not this format"}}),
+               c.chosen);
+      QVERIFY(next.all_came());
+    }
+  }
+
+  void TextImportShowsWhatEachChoiceGives() {
+    TextImportQuestion question;
+    question.title = "Text Import Wizard";
+    question.path = "/data/a.txt";
+    question.current = {";", false};
+    std::vector<std::string> asked;
+    const PreviewMaker preview = [&](const TextImportChoice& choice, const auto& show) {
+      asked.push_back(choice.delimiter + (choice.ignore_consecutive ? "+" : ""));
+      show({{"Name", "1,5"}, {choice.delimiter, "2.5"}});
+    };
+    NextDialog next;
+    next.Expect([&](QDialog& dialog) {
+      QCOMPARE(dialog.windowTitle(), "Text Import Wizard");
+      auto* const table = dialog.findChild<QTableWidget*>();
+      QCOMPARE(table->item(1, 0)->text(), ";");
+      QVERIFY(table->item(1, 1)->textAlignment() & Qt::AlignRight);
+      auto* const delimiter = dialog.findChild<QComboBox*>();
+      auto* const other = dialog.findChild<QLineEdit*>();
+      QVERIFY(!other->isVisible());
+      QTest::keyClick(delimiter, Qt::Key_End);
+      QVERIFY(other->isVisible());
+      QTest::keyClicks(other, "\\t|");
+      const auto boxes = dialog.findChildren<QCheckBox*>();
+      for (QCheckBox* box : boxes) QTest::keyClick(box, Qt::Key_Space);
+      QVERIFY(table->item(0, 1)->textAlignment() & Qt::AlignRight);
+      QVERIFY(!(table->item(1, 1)->textAlignment() & Qt::AlignRight));
+      Ok(dialog)->click();
+    });
+    const auto answer = AskTextImport(nullptr, question, '.', preview);
+    QVERIFY(answer.has_value());
+    QCOMPARE(answer->choice.delimiter, "\t|");
+    QVERIFY(answer->choice.ignore_consecutive);
+    QCOMPARE(answer->decimal_mark, ',');
+    QCOMPARE(asked.front(), ";");
+    QCOMPARE(asked.back(), "\t|+");
+  }
+
+  void ItemsAreTickedAndMerged() {
+    NextDialog next;
+    next.Expect([](QDialog& dialog) {
+      auto* const list = dialog.findChild<QTreeWidget*>();
+      QCOMPARE(list->headerItem()->text(0), "Worksheet");
+      QCOMPARE(list->topLevelItem(1)->text(0), QString::fromUtf8("Café"));
+      QCOMPARE(list->topLevelItem(1)->text(1), "2 x 2");
+      const auto merges = dialog.findChildren<QRadioButton*>();
+      QVERIFY(!merges[0]->isEnabled() && merges[1]->isChecked());
+      Press(dialog, {Qt::Key_Space});
+      QVERIFY(!Ok(dialog)->isEnabled());
+      ButtonOf(dialog, "Select all")->click();
+      Press(dialog, {Qt::Key_Down, Qt::Key_Space});
+      QVERIFY(merges[0]->isEnabled());
+      QTest::keyClick(merges[0], Qt::Key_Space);
+      Ok(dialog)->click();
+    });
+    const auto answer = AskItems(nullptr, Worksheets());
+    QVERIFY(answer.has_value());
+    QCOMPARE(answer->items, (std::vector<std::size_t>{0, 2}));
+    QCOMPARE(answer->merge, std::size_t{0});
+
+    ItemsQuestion reference = Worksheets();
+    reference.only_one = true;
+    reference.merge_choices.clear();
+    next.Expect([](QDialog& dialog) { Press(dialog, {Qt::Key_Down, Qt::Key_Return}); });
+    const auto one = AskItems(nullptr, reference);
+    QCOMPARE(one->items, std::vector<std::size_t>{1});
+    next.Expect([](QDialog& dialog) { Press(dialog, {Qt::Key_Escape}); });
+    QVERIFY(!AskItems(nullptr, reference));
+  }
+
+  void RangeIsGivenOrDragged() {
+    const RangeQuestion question{"Range", "/data/a.spc", 2000, 1002, -2, 500};
+    const CurvesMaker spectrum = [](const auto& show) {
+      auto curves = std::make_shared<Curves>();
+      curves->spectra = true;
+      for (int i = 0; i < 500; ++i) {
+        curves->x.push_back(1002 + 2 * i);
+        curves->y.push_back(static_cast<float>(i % 50));
+      }
+      curves->lines = {2};
+      curves->names = {"a"};
+      show(curves);
+    };
+    NextDialog next;
+    next.Expect([](QDialog& dialog) {
+      const auto points = dialog.findChildren<QSpinBox*>();
+      points[0]->setValue(11);
+      points[1]->setValue(10);
+      QVERIFY(!Ok(dialog)->isEnabled());
+      points[1]->setValue(20);
+      QCOMPARE(dialog.findChild<QLabel*>("x")->text(), "x = 1980");
+      Ok(dialog)->click();
+    });
+    auto answer = AskRange(nullptr, question, spectrum);
+    QCOMPARE(answer->first, 11);
+    QCOMPARE(answer->last, 20);
+
+    next.Expect([](QDialog& dialog) { Ok(dialog)->click(); });
+    answer = AskRange(nullptr, question, spectrum);
+    QCOMPARE(answer->first, 1);
+    QCOMPARE(answer->last, 0);
+
+    // Over the plot, from x = 1800 to 1600, points 101 to 201.
+    next.Expect([](QDialog& dialog) {
+      auto* const plot = dialog.findChild<RangePlot*>();
+      const auto at = [plot](double x) {
+        return QPoint(static_cast<int>(std::lround(plot->xAxis->coordToPixel(x))),
+                      plot->axisRect()->center().y());
+      };
+      QTest::mousePress(plot, Qt::LeftButton, {}, at(1800));
+      QMouseEvent move(QEvent::MouseMove, at(1600), plot->mapToGlobal(at(1600)), Qt::NoButton,
+                       Qt::LeftButton, {});
+      QApplication::sendEvent(plot, &move);
+      QTest::mouseRelease(plot, Qt::LeftButton, {}, at(1600));
+      Ok(dialog)->click();
+    });
+    answer = AskRange(nullptr, question, spectrum);
+    QVERIFY(std::abs(answer->first - 101) <= 2);
+    QVERIFY(std::abs(answer->last - 201) <= 2);
+  }
+
+  void FilesAreOrdered() {
+    NextDialog next;
+    next.Expect([](QDialog& dialog) {
+      ButtonOf(dialog, "Move down")->click();
+      ButtonOf(dialog, "Move down")->click();
+      ButtonOf(dialog, "Move down")->click();
+      QCOMPARE(dialog.findChild<QListWidget*>()->item(2)->text(), "c.spc");
+      Ok(dialog)->click();
+    });
+    const std::vector<std::string> files = {"/x/c.spc", "/y/a.spc", "/z/b.spc"};
+    QCOMPARE(AskFileOrder(nullptr, files),
+             (std::vector<std::string>{"/y/a.spc", "/z/b.spc", "/x/c.spc"}));
+    next.Expect([](QDialog& dialog) {
+      ButtonOf(dialog, "Sort by name")->click();
+      ButtonOf(dialog, "Move up")->click();
+      Ok(dialog)->click();
+    });
+    QVERIFY(AskFileOrder(nullptr, files).has_value());
+  }
+
+  void WarningsAndTroublesSayEverything() {
+    NextDialog next;
+    next.Expect([](QDialog& dialog) {
+      QCOMPARE(dialog.windowTitle(), "Warning");
+      Press(dialog, {Qt::Key_Escape});
+    });
+    QVERIFY(!AskWarning(nullptr, "Warning", "Half of it is missing."));
+    next.Expect([](QDialog& dialog) {
+      const auto& box = dynamic_cast<QMessageBox&>(dialog);
+      QCOMPARE(box.text(), "What");
+      QCOMPARE(box.informativeText(), "Why\n\nWhere\n\nWhat to do");
+      Press(dialog, {Qt::Key_Return});
+    });
+    ShowTrouble(nullptr, {"What", "Why", "Where", "What to do"});
+    QVERIFY(next.all_came());
+  }
+};
+
+QTEST_MAIN(QuestionDialogsTest)
+#include "QuestionDialogsTest.moc"

@@ -1,0 +1,171 @@
+// Drives the real window on a screen and keeps pictures of it in the folder $NVIMPORT_SCREENS.
+
+#include <QDialogButtonBox>
+#include <QDir>
+#include <QFile>
+#include <QPushButton>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QStyleFactory>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeWidget>
+#include <set>
+
+#include "apps/desktop/MainWindow.h"
+#include "apps/desktop/SheetView.h"
+#include "apps/desktop/SpectraPlot.h"
+#include "tests/apps/desktop/NextDialog.h"
+
+namespace {
+
+constexpr QSize kWindow(1200, 720);
+
+QPalette DarkPalette() {
+  QPalette dark;
+  const QColor window("#2b2d31");
+  const QColor text("#e6e6e6");
+  for (const auto role : {QPalette::Window, QPalette::Button, QPalette::ToolTipBase})
+    dark.setColor(role, window);
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText,
+                          QPalette::ToolTipText, QPalette::HighlightedText})
+    dark.setColor(role, text);
+  dark.setColor(QPalette::Base, QColor("#1e1f22"));
+  dark.setColor(QPalette::AlternateBase, QColor("#26282c"));
+  dark.setColor(QPalette::Highlight, QColor("#2f6db5"));
+  dark.setColor(QPalette::PlaceholderText, QColor("#9a9a9a"));
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+    dark.setColor(QPalette::Disabled, role, QColor("#808080"));
+  return dark;
+}
+
+QString Sample(const char* name) { return QStringLiteral(NVIMPORT_TEST_SAMPLES "/") + name; }
+
+void PressOk(QDialog& dialog) {
+  dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+}
+
+}  // namespace
+
+class ScreensTest : public QObject {
+  Q_OBJECT
+
+  // What the screen shows where the window is.
+  void Keep(const QString& name) {
+    QTest::qWait(80);
+    const QImage picture = QGuiApplication::primaryScreen()
+                               ->grabWindow(0, 0, 0, kWindow.width(), kWindow.height())
+                               .toImage();
+    QVERIFY(picture.save(folder_ + "/" + name + theme_ + ".png"));
+    // A window that was not painted has one colour.
+    std::set<QRgb> colors;
+    for (int y = 0; y < picture.height(); ++y)
+      for (int x = 0; x < picture.width(); ++x) colors.insert(picture.pixel(x, y));
+    QVERIFY(colors.size() > 10);
+  }
+
+  void Open(MainWindow& window, const QStringList& files) {
+    QSignalSpy finished(&window, &MainWindow::Finished);
+    window.OpenFiles(files);
+    QVERIFY(finished.wait(20000));
+  }
+
+  QString folder_;
+  QString theme_;
+  QTemporaryDir settings_;
+
+ private slots:
+  void initTestCase() {
+    folder_ = qEnvironmentVariable("NVIMPORT_SCREENS", settings_.path());
+    QVERIFY(QDir().mkpath(folder_));
+    qputenv("XDG_CONFIG_HOME", settings_.path().toLocal8Bit());
+    QApplication::setStyle(QStyleFactory::create("Fusion"));
+  }
+
+  void EverythingIsSeen_data() {
+    QTest::addColumn<bool>("dark");
+    QTest::newRow("light") << false;
+    QTest::newRow("dark") << true;
+  }
+
+  void EverythingIsSeen() {
+    QFETCH(bool, dark);
+    theme_ = dark ? "-dark" : "";
+    QApplication::setPalette(dark ? DarkPalette() : QApplication::style()->standardPalette());
+    MainWindow window;
+    window.setGeometry({{0, 0}, kWindow});
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    Keep("empty");
+
+    NextDialog next;
+    next.Expect([&](QDialog& dialog) {
+      dialog.findChild<QTreeWidget*>()->topLevelItem(1)->setCheckState(0, Qt::Checked);
+      Keep("worksheets");
+      PressOk(dialog);
+    });
+    Open(window, {Sample("ovens.xls")});
+    QCOMPARE(window.sheet().model()->rowCount(), 12);
+    window.plot().repaint();
+    Keep("workbook");
+
+    next.Expect([&](QDialog& dialog) {
+      QTRY_VERIFY(dialog.findChild<SpectraPlot*>()->curves() != nullptr);
+      Keep("range");
+      PressOk(dialog);
+    });
+    Open(window, {Sample("barley.spc")});
+    next.Expect([&](QDialog& dialog) {
+      Keep("blocks");
+      PressOk(dialog);
+    });
+    Open(window, {Sample("oils.jdx")});
+
+    Open(window, {Sample("clover.da")});
+    window.sheet().SelectLine(4, Qt::Vertical);
+    SpectraPlot& plot = window.plot();
+    const auto y = plot.curves()->Of(3);
+    const QPoint place(static_cast<int>(plot.xAxis->coordToPixel(1600)),
+                       static_cast<int>(plot.yAxis->coordToPixel(static_cast<double>(y[25]))));
+    QTest::mouseMove(&plot, place - QPoint(3, 3));
+    QTest::mouseMove(&plot, place);
+    Keep("spectra");
+
+    next.Expect([&](QDialog& dialog) {
+      auto* const table = dialog.findChild<QTableWidget*>();
+      QTRY_VERIFY(table->item(1, 1) != nullptr);
+      Keep("text");
+      PressOk(dialog);
+    });
+    Open(window, {Sample("batches.txt")});
+    Keep("table");
+
+    const QString mixed = settings_.filePath("mixed.dat");
+    QFile file(mixed);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("a;b;c\n1;2;3\n") > 0);
+    file.close();
+    next.Expect([&](QDialog& dialog) {
+      Keep("file-type");
+      dialog.reject();
+    });
+    window.OpenFiles({mixed});
+    QTRY_VERIFY(next.all_came() && !window.library().busy());
+    next.Expect([&](QDialog& dialog) {
+      Keep("order");
+      dialog.reject();
+    });
+    window.OpenFiles({Sample("oil-affn.dx"), Sample("oil-dif.dx"), Sample("oils.jdx")});
+    QTRY_VERIFY(next.all_came() && !window.library().busy());
+    next.Expect([&](QDialog& dialog) {
+      Keep("trouble");
+      dialog.accept();
+    });
+    window.OpenFiles({Sample("tanks.wk1"), Sample("ovens.xls")});
+    QTRY_VERIFY(next.all_came() && !window.library().busy());
+    QCOMPARE(next.unexpected(), 0);
+  }
+};
+
+QTEST_MAIN(ScreensTest)
+#include "ScreensTest.moc"
