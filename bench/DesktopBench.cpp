@@ -6,7 +6,6 @@
 #include <QMainWindow>
 #include <QPainter>
 #include <QScrollBar>
-#include <QTimer>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -49,7 +48,7 @@ class PaintWatch : public QObject {
     if (event->type() != QEvent::Paint) return false;
     // The filter comes first.
     watched->removeEventFilter(this);
-    QTimer::singleShot(0, this, painted_);
+    QMetaObject::invokeMethod(this, painted_, Qt::QueuedConnection);
     return false;
   }
 
@@ -194,7 +193,8 @@ int Start(const QString& path) {
     QObject::connect(main.get(), &MainWindow::Imported, main.get(), [&, shown = main.get()] {
       shown->sheet().viewport()->installEventFilter(&watch);
     });
-    QTimer::singleShot(0, main.get(), [path, shown = main.get()] { shown->OpenFiles({path}); });
+    QMetaObject::invokeMethod(
+        main.get(), [path, shown = main.get()] { shown->OpenFiles({path}); }, Qt::QueuedConnection);
     window = std::move(main);
   }
   window->show();

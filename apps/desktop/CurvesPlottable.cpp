@@ -70,16 +70,17 @@ class LinePainter {
     if (std::isnan(y))
       Flush(painter);
     else
-      line_.push_back({pixel, values_.Pixel(static_cast<double>(y))});
+      line_.emplace_back(pixel, values_.Pixel(static_cast<double>(y)));
   }
 
   void AddReduced(const Column& column, std::span<const float> y, QPainter& painter) {
     const double pixel = pixels_[column.begin - begin_];
     float lowest = kInfinity;
     float highest = -kInfinity;
+    // A NaN, which is neither less nor more, never comes behind the first.
     for (std::size_t i = column.begin; i < column.end; ++i) {
-      lowest = std::min(lowest, std::isnan(y[i]) ? kInfinity : y[i]);
-      highest = std::max(highest, std::isnan(y[i]) ? -kInfinity : y[i]);
+      lowest = std::min(lowest, y[i]);
+      highest = std::max(highest, y[i]);
     }
     if (lowest > highest) return Flush(painter);
     const double low = values_.Pixel(static_cast<double>(lowest));
@@ -87,8 +88,8 @@ class LinePainter {
     // The nearer end first, so that the line between two columns crosses nothing.
     const bool low_first =
         line_.empty() || std::abs(line_.back().y() - low) <= std::abs(line_.back().y() - high);
-    line_.push_back({pixel, low_first ? low : high});
-    if (std::abs(low - high) >= 0.5) line_.push_back({pixel, low_first ? high : low});
+    line_.emplace_back(pixel, low_first ? low : high);
+    if (std::abs(low - high) >= 0.5) line_.emplace_back(pixel, low_first ? high : low);
   }
 
   void Flush(QPainter& painter) {
@@ -129,8 +130,8 @@ class PointPainter {
       const auto place = static_cast<std::size_t>(down) * columns + static_cast<std::size_t>(right);
       if (taken_[place]) continue;
       taken_[place] = true;
-      points_.push_back({area_.left() + right - width / 2.0, area_.top() + down - width / 2.0,
-                         static_cast<double>(width), static_cast<double>(width)});
+      points_.emplace_back(area_.left() + right - width / 2.0, area_.top() + down - width / 2.0,
+                           static_cast<double>(width), static_cast<double>(width));
     }
     painter.drawRects(points_.data(), static_cast<int>(points_.size()));
   }

@@ -408,7 +408,8 @@ void MainWindow::GoTo() {
   if (const auto place = ParsePlace(text))
     sheet_->GoTo(*place);
   else
-    statusBar()->showMessage(tr("A cell is given as its row and column, such as 12, 3."), kMessageTime);
+    statusBar()->showMessage(tr("A cell is given as its row and column, such as 12, 3."),
+                             kMessageTime);
 }
 
 void MainWindow::ChooseExport() {
@@ -447,7 +448,8 @@ void MainWindow::ExportTo(const QString& path, std::size_t kind) {
           ShowTrouble(this, **trouble);
         else
           statusBar()->showMessage(
-              library_.progress().stopped() ? tr("Nothing was written.") : tr("Written."), kMessageTime);
+              library_.progress().stopped() ? tr("Nothing was written.") : tr("Written."),
+              kMessageTime);
         emit Finished();
       });
 }

@@ -19,6 +19,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <utility>
 
 #include "apps/desktop/RangePlot.h"
 #include "apps/desktop/SheetText.h"
@@ -107,11 +108,11 @@ QTableWidgetItem* PreviewCell(const std::string& text, char decimal_mark) {
 class TextImportPage : public Question {
  public:
   TextImportPage(QWidget* parent, const TextImportQuestion& question, char decimal_mark,
-                 const PreviewMaker& preview)
+                 PreviewMaker preview)
       : Question(parent, FromBytes(question.title),
                  tr("How are the fields of \"%1\" told apart?")
                      .arg(QFileInfo(FromBytes(question.path)).fileName())),
-        preview_(preview) {
+        preview_(std::move(preview)) {
     auto* const form = new QFormLayout;
     delimiter_ = new QComboBox;
     for (const NamedDelimiter& named : NamedDelimiters())
@@ -121,7 +122,7 @@ class TextImportPage : public Question {
     delimiter_->addItem(tr("none: each line is one field"), "");
     delimiter_->addItem(tr("other"));
     other_ = new QLineEdit;
-    other_->setPlaceholderText(tr("characters, with \\t, \\\\ and \\xNN"));
+    other_->setPlaceholderText(tr(R"(characters, with \t, \\ and \xNN)"));
     auto* const line = new QHBoxLayout;
     line->addWidget(delimiter_);
     line->addWidget(other_, 1);
@@ -398,6 +399,7 @@ std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
                    [list] { list->sortItems(); });
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
   std::vector<std::string> sorted;
+  sorted.reserve(files.size());
   for (int i = 0; i < list->count(); ++i)
     sorted.push_back(files[list->item(i)->data(Qt::UserRole).toULongLong()]);
   return sorted;

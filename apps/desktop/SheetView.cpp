@@ -21,7 +21,7 @@ bool Holds(const MemoryCell& cell, const QString& wanted) {
 }  // namespace
 
 std::optional<CellPlace> ParsePlace(const QString& text) {
-  static const QRegularExpression kPlace("^\\s*R?\\s*(\\d+)\\s*(?:[,;:. C]\\s*)+(\\d+)\\s*$",
+  static const QRegularExpression kPlace(R"(^\s*R?\s*(\d+)\s*(?:[,;:. C]\s*)+(\d+)\s*$)",
                                          QRegularExpression::CaseInsensitiveOption);
   const auto match = kPlace.match(text);
   if (!match.hasMatch()) return std::nullopt;
@@ -128,7 +128,7 @@ std::vector<int> SheetView::SelectedLines(Qt::Orientation orientation) const {
          line <= (rows ? range.bottom() : range.right()); ++line)
       lines.push_back(line + 1);
   std::ranges::sort(lines);
-  lines.erase(std::ranges::unique(lines).begin(), lines.end());
+  lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
   return lines;
 }
 

@@ -15,6 +15,7 @@ int RunPlot(const Settings& settings) {
   std::vector<std::string> words = {kProgram, "--plot"};
   words.insert(words.end(), settings.words.begin(), settings.words.end());
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   std::error_code none;
