@@ -350,6 +350,7 @@ void MainWindow::ShowNotes(const ImportResult& result) {
 }
 
 void MainWindow::PrepareCurves() {
+  if (library_.busy()) return QTimer::singleShot(kTick, this, &MainWindow::PrepareCurves);
   auto curves = std::make_shared<Curves>();
   const QString state = state_->text();
   Run(
