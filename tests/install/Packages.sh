@@ -59,7 +59,7 @@ usr/share/doc/nvimport/copyright"
 # Where Qt is installed.
 if ls nvimport-desktop_*.deb >/dev/null 2>&1; then
   qt="libqcustomplot2.1-qt6, libqt6core6, libqt6gui6, libqt6svg6, libqt6widgets6"
-  holds nvimport-desktop "libnvimport1 (= $version), $system, $qt" "usr/bin/nvimport-desktop
+  holds nvimport-desktop "libnvimport1 (= $version), libc6, libgcc-s1, $qt, libstdc++6" "usr/bin/nvimport-desktop
 usr/share/doc/nvimport-desktop/changelog.Debian.gz
 usr/share/doc/nvimport-desktop/changelog.gz
 usr/share/doc/nvimport-desktop/copyright"
