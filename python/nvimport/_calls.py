@@ -397,6 +397,8 @@ def _set_column(cells: _nvimport.Cells, column: int, row: int, values: Any) -> N
         cells.set_texts(column, row, texts)
     else:
         missing = np.isnat(values) if kind in "mM" else np.zeros(len(values), dtype=bool)
+        if kind == "M":
+            values = np.char.replace(np.datetime_as_string(values, unit="auto"), "T", " ")
         texts = values.astype(str)
         cells.set_texts(column, row, [None if m else str(t) for t, m in zip(texts, missing)])
 

@@ -101,8 +101,8 @@ class Sheet:
         numbers: texts count as the numbers that they read as.
 
         >>> nvimport.read("wheat.txt").to_numpy(numbers=True)[:2, :4]
-        array([[   nan,    nan,    nan,    nan],
-               [   nan, 12.8  ,  0.312 ,  0.3132]], dtype=float32)
+        array([[    nan,     nan,     nan,     nan],
+               [    nan, 12.8   ,  0.312 ,  0.3132]], dtype=float32)
         """
         return self._data.numbers(1, 1, self.shape[1], 0, numbers, self._decimal)
 
