@@ -12,11 +12,6 @@ namespace {
 // Cells are looked at in pieces of rows.
 constexpr int kPiece = 256;
 
-bool IsWord(std::string_view text, char decimal_mark) {
-  if (decimal_mark == '\0') return true;
-  return text.find_first_not_of(' ') != std::string_view::npos && !ParseNumber(text, decimal_mark);
-}
-
 }  // namespace
 
 void DenseSheet::Free::operator()(float* matrix) const { std::free(matrix); }
@@ -87,34 +82,44 @@ void DenseSheet::GetNumbers(int column, int row, std::span<float> numbers, bool 
   }
 }
 
-void DenseSheet::Survey(int first_row, char decimal_mark, std::span<unsigned char> columns) const {
-  std::ranges::fill(columns, 0);
+void DenseSheet::GetDoubles(int column, int row, std::span<double> numbers, char decimal_mark,
+                            std::span<bool> words) const {
+  std::array<MemoryCell, kPiece> cells;
+  for (std::size_t at = 0; at < numbers.size(); at += kPiece) {
+    const auto here = std::span(cells).first(std::min<std::size_t>(kPiece, numbers.size() - at));
+    GetCells(column + static_cast<int>(at), row, here);
+    for (std::size_t i = 0; i < here.size(); ++i) {
+      double& number = numbers[at + i];
+      number = here[i].kind == CellKind::kNumber ? static_cast<double>(here[i].number)
+                                                 : std::numeric_limits<double>::quiet_NaN();
+      if (here[i].kind != CellKind::kText || words[at + i]) continue;
+      if (const auto read = ParseNumber(here[i].text, decimal_mark))
+        number = *read;
+      else
+        words[at + i] = here[i].text.find_first_not_of(' ') != std::string_view::npos;
+    }
+  }
+}
+
+void DenseSheet::FindTexts(int first_row, std::span<bool> columns) const {
+  std::ranges::fill(columns, false);
   std::array<MemoryCell, kPiece> cells;
   const int rows = Rows();
-  for (int row = first_row; row <= rows; ++row) {
+  auto missing = static_cast<std::ptrdiff_t>(columns.size());
+  for (int row = first_row; row <= rows && missing > 0; ++row) {
     for (std::size_t at = 0; at < columns.size(); at += kPiece) {
       const auto piece = columns.subspan(at, std::min<std::size_t>(kPiece, columns.size() - at));
       const int first = static_cast<int>(at) + 1;
       if (InMatrix(first + static_cast<int>(piece.size()) - 1, row)) {
         const float* from = &matrix_[Place(first, row)];
-        if (std::none_of(from, from + piece.size(), IsElsewhere)) {
-          for (unsigned char& column : piece) column |= kNumbers;
-          continue;
-        }
+        if (std::none_of(from, from + piece.size(), IsElsewhere)) continue;
       }
       const auto here = std::span(cells).first(piece.size());
       GetCells(first, row, here);
       for (std::size_t i = 0; i < piece.size(); ++i) {
-        if (here[i].kind == CellKind::kNumber)
-          piece[i] |= kNumbers;
-        else if (here[i].kind == CellKind::kMissing)
-          piece[i] |= kGaps;
-        else
-          piece[i] |= kTexts;
-        // One word is enough to know of.
-        if (here[i].kind == CellKind::kText && (piece[i] & kWords) == 0 &&
-            IsWord(here[i].text, decimal_mark))
-          piece[i] |= kWords;
+        if (piece[i] || here[i].kind != CellKind::kText) continue;
+        piece[i] = true;
+        --missing;
       }
     }
   }

@@ -16,9 +16,6 @@
 // are. Texts, and numbers that the matrix has no room for, lie in a MemorySheet beside it.
 class DenseSheet final : public ReadOnlySheet {
  public:
-  // What a column holds, from some row on.
-  enum Holds : unsigned char { kNumbers = 1, kTexts = 2, kWords = 4, kGaps = 8 };
-
   // A size announced that needs more bytes than that gets no matrix: it is a file's claim.
   explicit DenseSheet(std::uint64_t most_bytes) : most_bytes_(most_bytes) {}
 
@@ -42,9 +39,13 @@ class DenseSheet final : public ReadOnlySheet {
   void GetNumbers(int column, int row, std::span<float> numbers, bool reads_texts,
                   char decimal_mark) const;
 
-  // What the first columns hold from `first_row` on, as Holds. Words are texts that neither are
-  // numbers nor empty; without a decimal mark all texts are.
-  void Survey(int first_row, char decimal_mark, std::span<unsigned char> columns) const;
+  // The same with all the digits of texts. `words` become true where a text is neither a number nor
+  // empty.
+  void GetDoubles(int column, int row, std::span<double> numbers, char decimal_mark,
+                  std::span<bool> words) const;
+
+  // Which of the first columns hold a text, from `first_row` on.
+  void FindTexts(int first_row, std::span<bool> columns) const;
 
   // The numbers from there on as they lie in the matrix, a row after GetMatrixWidth more; null where
   // some of them lie elsewhere.

@@ -10,6 +10,7 @@
 
 #include "apps/nvimport/CellText.h"
 #include "platform/NumberText.h"
+#include "platform/Utf8.h"
 #include "python/Library.h"
 
 namespace py = pybind11;
@@ -27,10 +28,19 @@ class TextMaker {
   }
 
   py::object Make(std::string_view text) {
+    if (IsAscii(text)) return MakeAscii(text);
     const std::string_view utf8 = decoder_.Decode(text, scratch_);
     PyObject* made = PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()),
                                           "replace");
     if (made == nullptr) throw py::error_already_set();
+    return py::reinterpret_steal<py::object>(made);
+  }
+
+  static py::object MakeAscii(std::string_view text) {
+    constexpr Py_UCS4 kLast = 127;
+    PyObject* made = PyUnicode_New(static_cast<Py_ssize_t>(text.size()), kLast);
+    if (made == nullptr) throw py::error_already_set();
+    std::copy(text.begin(), text.end(), PyUnicode_1BYTE_DATA(made));
     return py::reinterpret_steal<py::object>(made);
   }
 
@@ -137,30 +147,32 @@ py::object View(const SheetPointer& sheet, int first_column, int first_row, int 
   return view;
 }
 
-// A column's numbers and the numbers that its texts read as, with all their digits.
-py::array Doubles(DenseSheet& sheet, int column, int first_row, const std::string& decimal) {
-  const Part part = Checked(sheet, column, first_row, column);
+// The numbers of columns and those that their texts read as, with all their digits, and which columns
+// have texts that are words.
+py::tuple Doubles(DenseSheet& sheet, int first_column, int first_row, int last_column,
+                  const std::string& decimal) {
+  const Part part = Checked(sheet, first_column, first_row, last_column);
   const char mark = DecimalMark(decimal);
-  py::array_t<double> numbers(part.rows());
+  const auto width = static_cast<std::size_t>(part.columns());
+  py::array_t<double> numbers({part.rows(), part.columns()});
+  py::array_t<bool> words(part.columns());
   double* place = numbers.mutable_data();
-  const py::gil_scoped_release released;
-  for (int row = part.first_row; row <= part.last_row; ++row) {
-    MemoryCell cell;
-    sheet.GetCells(column, row, {&cell, 1});
-    *place = std::nan("");
-    if (cell.kind == CellKind::kNumber) *place = static_cast<double>(cell.number);
-    if (cell.kind == CellKind::kText) *place = ParseNumber(cell.text, mark).value_or(*place);
-    ++place;
+  const std::span found(words.mutable_data(), width);
+  std::ranges::fill(found, false);
+  {
+    const py::gil_scoped_release released;
+    for (int row = part.first_row; row <= part.last_row; ++row, place += width)
+      sheet.GetDoubles(part.first_column, row, {place, width}, mark, found);
   }
-  return numbers;
+  return py::make_tuple(numbers, words);
 }
 
-py::array Survey(DenseSheet& sheet, int first_row, int last_column, const std::string& decimal) {
-  const char mark = decimal.empty() ? '\0' : DecimalMark(decimal);
-  py::array_t<unsigned char> columns(Checked(sheet, 1, first_row, last_column).columns());
+// Which of the first columns hold texts.
+py::array Texts(DenseSheet& sheet, int first_row, int last_column) {
+  py::array_t<bool> columns(Checked(sheet, 1, first_row, last_column).columns());
   const std::span found(columns.mutable_data(), static_cast<std::size_t>(columns.size()));
   const py::gil_scoped_release released;
-  sheet.Survey(first_row, mark, found);
+  sheet.FindTexts(first_row, found);
   return columns;
 }
 
@@ -217,7 +229,7 @@ PYBIND11_MODULE(_nvimport, module) {
       .def("numbers", &Numbers)
       .def("view", &View)
       .def("doubles", &Doubles)
-      .def("survey", &Survey)
+      .def("texts", &Texts)
       .def("axis", &Axis)
       .def("set_numbers", &SetNumbers)
       .def("set_texts", &SetTexts);

@@ -13,8 +13,11 @@ from nvimport._errors import Error
 if TYPE_CHECKING:
     import pandas as pd
 
-_TEXTS = 2  # what _nvimport.Cells.survey says of a column
-_WORDS = 4
+
+def _runs(kinds: npt.NDArray[np.bool_]) -> list[tuple[int, int, bool]]:
+    """Where each run of the same value begins and ends, and the value."""
+    borders = [0, *(np.flatnonzero(np.diff(kinds)) + 1), len(kinds)]
+    return [(int(a), int(b), bool(kinds[a])) for a, b in zip(borders[:-1], borders[1:])]
 
 
 class Choice(NamedTuple):
@@ -179,7 +182,7 @@ class Sheet:
         if index is None:
             index = 0
             if axis is not None and rows > 1:
-                words = self._data.survey(2, axis[0] - 1, self._decimal) & _WORDS
+                _, words = self._data.doubles(1, 2, axis[0] - 1, self._decimal)
                 index = int(np.flatnonzero(words)[-1]) + 1 if words.any() else 0
         return bool(header), min(int(index), columns)
 
@@ -224,26 +227,26 @@ class Sheet:
         has_header, width = self._layout(header, index)
         columns = self.shape[1]
         row = 2 if has_header else 1
-        held = self._data.survey(row, columns, self._decimal if numbers else "")
-        as_text = (held & _TEXTS != 0) & ((held & _WORDS != 0) | (not numbers))
-        parsed = (held & _TEXTS != 0) & ~as_text
-        kinds = as_text * 2 + parsed
-        # Columns of one kind that lie together are one block.
-        borders = [0, *(np.flatnonzero(np.diff(kinds)) + 1), columns]
+        texts = self._data.texts(row, columns)
         blocks = []
-        for begin, end in zip(borders[:-1], borders[1:]):
-            values: Any
-            if kinds[begin] == 2:
-                values = self._data.objects(begin + 1, row, end, 0, self._encoding)
-            elif kinds[begin] == 1:
-                values = np.empty((self.shape[0] - row + 1, end - begin))
-                for column in range(begin, end):
-                    doubles = self._data.doubles(column + 1, row, self._decimal)
-                    values[:, column - begin] = doubles
-            else:
+        # Columns of one kind that lie together are one block.
+        for begin, end, with_texts in _runs(texts):
+            if not with_texts:
                 values = self._data.numbers(begin + 1, row, end, 0, False, self._decimal)
-            blocks.append(pd.DataFrame(values, columns=range(begin, end)))
-        frame = blocks[0] if len(blocks) == 1 else pd.concat(blocks, axis=1)
+                blocks.append(pd.DataFrame(values, columns=range(begin, end)))
+                continue
+            words = np.ones(end - begin, dtype=bool)
+            if numbers:
+                parsed, words = self._data.doubles(begin + 1, row, end, self._decimal)
+            for first, last, with_words in _runs(words):
+                if with_words:
+                    values = self._data.objects(
+                        begin + first + 1, row, begin + last, 0, self._encoding
+                    )
+                else:
+                    values = parsed[:, first:last]
+                blocks.append(pd.DataFrame(values, columns=range(begin + first, begin + last)))
+        frame = pd.concat(blocks, axis=1) if len(blocks) > 1 else blocks[0]
         names = self._data.names(1, self._encoding) if has_header else [None] * columns
         if width > 0:
             frame = frame.set_index(list(range(width)))
