@@ -7,6 +7,7 @@ import os
 from collections.abc import Iterable
 from typing import Any, Union
 
+import numpy as np
 import pandas as pd
 
 from nvimport._calls import read
@@ -68,17 +69,17 @@ def read_frame(
             path=path,
             detail=f"{frame.shape[1]} columns, {like.shape[1]} in the others",
         )
+    differing = np.flatnonzero(frame.dtypes.to_numpy() != like.dtypes.to_numpy())
+    if len(differing) == 0:
+        return frame
+    columns = [frame.iloc[:, i] for i in range(frame.shape[1])]
     try:
-        return frame.astype(dict(like.dtypes)) if frame.columns.is_unique else _as(frame, like)
+        for i in differing:
+            columns[i] = columns[i].astype(like.dtypes.iloc[i])
     except (TypeError, ValueError) as error:
         raise Error(
             "There are texts where the other files have numbers.", path=path, detail=str(error)
         ) from error
-
-
-def _as(frame: pd.DataFrame, like: pd.DataFrame) -> pd.DataFrame:
-    """The same where columns share names."""
-    columns = [frame.iloc[:, i].astype(kind) for i, kind in enumerate(like.dtypes)]
     made = pd.concat(columns, axis=1)
     made.columns = like.columns
     return made
