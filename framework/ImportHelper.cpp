@@ -300,6 +300,7 @@ bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd
   const Watch watch(Dialogs::Current().ShowProgress("Loading data file..."));
   const int status = file.Read(sheet);
   if (watch.cancelled()) {
+    status_ = kCancelled;
     PutMsgDD(parent, kNotRead, kAborted, NvApp::GetName().c_str());
     return false;
   }
@@ -314,6 +315,7 @@ bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd
 
 bool ImportHelper::WriteSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet,
                                         CWnd* parent, NvImportOpenOptions* options) {
+  status_ = kGood;
   FormatList& formats = FormatList::Get();
   if (format < 1) {
     const std::string extension = "." + NvGetFileExtension(path);

@@ -47,8 +47,8 @@ class DenseSheet final : public ReadOnlySheet {
   // Which of the first columns hold a text, from `first_row` on.
   void FindTexts(int first_row, std::span<bool> columns) const;
 
-  // The numbers from there on as they lie in the matrix, a row after GetMatrixWidth more; null where
-  // some of them lie elsewhere.
+  // The numbers from there on as they lie in the matrix, a row after GetMatrixWidth more; null
+  // where some of them lie elsewhere.
   const float* FindMatrix(int first_column, int first_row, int last_column) const;
   int GetMatrixWidth() const { return width_; }
 

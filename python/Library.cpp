@@ -174,8 +174,7 @@ Refusal WhyNot(const Failure& failure, const ImportSession& session,
   } else if (failure.exit_code == kFormatUnknown && !dialogs.file_types().empty()) {
     refusal.kind = Refusal::Kind::kChoice;
     refusal.question = "format";
-    for (const std::string& name : dialogs.file_types())
-      refusal.candidates.push_back(ToUtf8(name));
+    for (const std::string& name : dialogs.file_types()) refusal.candidates.push_back(ToUtf8(name));
   } else if (refusal.code == kCancelled) {
     refusal.kind = Refusal::Kind::kCancelled;
   }

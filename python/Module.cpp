@@ -30,8 +30,8 @@ class TextMaker {
   py::object Make(std::string_view text) {
     if (IsAscii(text)) return MakeAscii(text);
     const std::string_view utf8 = decoder_.Decode(text, scratch_);
-    PyObject* made = PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()),
-                                          "replace");
+    PyObject* made =
+        PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "replace");
     if (made == nullptr) throw py::error_already_set();
     return py::reinterpret_steal<py::object>(made);
   }
@@ -87,8 +87,8 @@ char DecimalMark(const std::string& mark) {
 }
 
 // The cells as floats, strs and Nones. A last row of 0 is the end, here and below.
-py::array Objects(DenseSheet& sheet, int first_column, int first_row, int last_column,
-                  int last_row, const std::string& encoding) {
+py::array Objects(DenseSheet& sheet, int first_column, int first_row, int last_column, int last_row,
+                  const std::string& encoding) {
   const Part part = Checked(sheet, first_column, first_row, last_column, last_row);
   TextMaker maker(encoding);
   py::array objects(py::dtype("O"), std::vector<py::ssize_t>{part.rows(), part.columns()});
@@ -122,8 +122,8 @@ py::list Names(DenseSheet& sheet, int row, const std::string& encoding) {
   return names;
 }
 
-py::array Numbers(DenseSheet& sheet, int first_column, int first_row, int last_column,
-                  int last_row, bool reads_texts, const std::string& decimal) {
+py::array Numbers(DenseSheet& sheet, int first_column, int first_row, int last_column, int last_row,
+                  bool reads_texts, const std::string& decimal) {
   const Part part = Checked(sheet, first_column, first_row, last_column, last_row);
   const char mark = DecimalMark(decimal);
   py::array_t<float> numbers({part.rows(), part.columns()});
@@ -147,8 +147,8 @@ py::object View(const SheetPointer& sheet, int first_column, int first_row, int 
   return view;
 }
 
-// The numbers of columns and those that their texts read as, with all their digits, and which columns
-// have texts that are words.
+// The numbers of columns and those that their texts read as, with all their digits, and which
+// columns have texts that are words.
 py::tuple Doubles(DenseSheet& sheet, int first_column, int first_row, int last_column,
                   const std::string& decimal) {
   const Part part = Checked(sheet, first_column, first_row, last_column);
@@ -180,9 +180,9 @@ py::array Texts(DenseSheet& sheet, int first_row, int last_column) {
 py::object Axis(const DenseSheet& sheet, const std::string& decimal) {
   const auto axis = sheet.FindAxis(DecimalMark(decimal));
   if (!axis) return py::none();
-  return py::make_tuple(axis->first_column,
-                        py::array_t<double>(static_cast<py::ssize_t>(axis->x.size()),
-                                            axis->x.data()));
+  return py::make_tuple(
+      axis->first_column,
+      py::array_t<double>(static_cast<py::ssize_t>(axis->x.size()), axis->x.data()));
 }
 
 // What is written is put together from columns: NaN and None are missing cells.

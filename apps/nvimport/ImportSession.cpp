@@ -253,7 +253,8 @@ std::optional<Failure> ImportSession::Run(
   options = {static_cast<int>(stored_options_.size()), stored_options_.data()};
   const auto taken = takes_delimiter ? OptionPairs::Parse(&options) : std::nullopt;
   if (const auto delimiter = taken ? taken->Find("delimiter") : std::nullopt)
-    dialogs_.TellDelimiter(ParseDelimiter(*delimiter).delimiter, settings_.delimiter || settings_.stored_options);
+    dialogs_.TellDelimiter(ParseDelimiter(*delimiter).delimiter,
+                           settings_.delimiter || settings_.stored_options);
   dialogs_.SayWhatWasNotAsked();
   return std::nullopt;
 }

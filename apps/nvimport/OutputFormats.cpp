@@ -1,5 +1,6 @@
 #include "apps/nvimport/OutputFormats.h"
 
+#include <cstdint>
 #include <string_view>
 #include <utility>
 
@@ -34,6 +35,9 @@ std::optional<Failure> WriteWhole(const OutputFormat& format, const std::string&
     if (auto failure = target.Begin(stream)) return failure;
     WriteSheet(*format.own, sheet, conversion, stream, progress);
     stream.Close();
+    const auto rows = static_cast<std::uint64_t>(sheet.GetNumberOfRows());
+    if (!progress.Advance(rows, rows))
+      return Failure{kFailed, kNotWritten, shown + ": it was cancelled"};
   } else {
     std::string path;
     if (auto failure = target.BeginAtPath(format.extension, path)) return failure;

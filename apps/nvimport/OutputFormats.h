@@ -6,6 +6,7 @@
 #include "apps/nvimport/OutputTarget.h"
 #include "apps/nvimport/SheetWriters.h"
 
+class ProgressBar;
 class TerminalDialogs;
 
 // What a sheet is written as: a format of the command's own or a registered one.

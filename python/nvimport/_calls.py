@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import contextlib
+import dataclasses
 import io
 import os
 import pathlib
@@ -29,7 +30,8 @@ _ARGUMENTS = {
 _UNNAMED = "data.txt"
 
 
-class Format(NamedTuple):
+@dataclasses.dataclass(frozen=True)
+class Format:
     """A format that the library knows."""
 
     index: int

@@ -230,6 +230,7 @@ class Sheet:
         texts = self._data.texts(row, columns)
         blocks = []
         # Columns of one kind that lie together are one block.
+        values: npt.NDArray[Any]
         for begin, end, with_texts in _runs(texts):
             if not with_texts:
                 values = self._data.numbers(begin + 1, row, end, 0, False, self._decimal)

@@ -219,14 +219,14 @@ def test_threads_take_turns():
 INTERRUPTED = """
 import os, signal, nvimport
 
-def interrupted(handler, kind):
-    # The signal may come between two reads too, where Python itself deals with it.
+def interrupted(handler, kind, work):
+    # The signal may come between two calls too, where Python itself deals with it.
     while True:
         signal.signal(signal.SIGALRM, handler)
         signal.setitimer(signal.ITIMER_REAL, 0.03)
         try:
             while True:
-                nvimport.read("big.txt", delimiter="tab")
+                work()
         except kind as error:
             return error
         except KeyboardInterrupt:
@@ -235,9 +235,18 @@ def interrupted(handler, kind):
 def late(*_):
     raise TimeoutError
 
-error = interrupted(lambda *_: os.kill(os.getpid(), signal.SIGINT), nvimport.Cancelled)
+def ctrl_c(*_):
+    os.kill(os.getpid(), signal.SIGINT)
+
+def read():
+    return nvimport.read("big.txt", delimiter="tab")
+
+error = interrupted(ctrl_c, nvimport.Cancelled, read)
 assert isinstance(error, KeyboardInterrupt) and error.code == 4
-assert interrupted(late, TimeoutError).__traceback__ is not None
+assert interrupted(late, TimeoutError, read).__traceback__ is not None
+sheet = read()
+interrupted(ctrl_c, nvimport.Cancelled, lambda: nvimport.write("out.csv", sheet))
+assert not os.path.exists("out.csv") or nvimport.read("out.csv").shape == sheet.shape
 print(nvimport.read("barley.spc").shape)
 """
 
