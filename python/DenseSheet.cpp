@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstdlib>
-#include <cstring>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -13,8 +11,6 @@ namespace {
 constexpr int kPiece = 256;
 
 }  // namespace
-
-void DenseSheet::Free::operator()(float* matrix) const { std::free(matrix); }
 
 void DenseSheet::Set(int column, int row, const char* text) {
   if (text == nullptr) return;
@@ -38,10 +34,8 @@ void DenseSheet::MakeMatrix() {
   const auto rows = static_cast<std::uint64_t>(Rows());
   const std::uint64_t cells = columns * rows;
   if (cells == 0 || cells > most_bytes_ / sizeof(float)) return;
-  const std::size_t bytes = cells * sizeof(float);
-  matrix_.reset(static_cast<float*>(std::malloc(bytes)));
-  if (matrix_ == nullptr) return;
-  std::memset(matrix_.get(), 0xff, bytes);
+  matrix_ = std::make_unique_for_overwrite<float[]>(cells);
+  std::fill_n(matrix_.get(), cells, std::bit_cast<float>(kElsewhere));
   width_ = static_cast<int>(columns);
   height_ = static_cast<int>(rows);
 }

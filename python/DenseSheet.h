@@ -61,9 +61,6 @@ class DenseSheet final : public ReadOnlySheet {
   // What the matrix holds where it holds no number: a NaN that no reader can set.
   static constexpr std::uint32_t kElsewhere = 0xffffffff;
   static constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-  struct Free {
-    void operator()(float* matrix) const;
-  };
 
   static bool IsElsewhere(float value) { return std::bit_cast<std::uint32_t>(value) == kElsewhere; }
   bool InMatrix(int column, int row) const {
@@ -83,7 +80,7 @@ class DenseSheet final : public ReadOnlySheet {
   bool has_tried_ = false;  // to make the matrix
   int width_ = 0;
   int height_ = 0;
-  std::unique_ptr<float[], Free> matrix_;
+  std::unique_ptr<float[]> matrix_;
   MemorySheet aside_;
   int last_text_column_ = 0;  // below the first row
 };

@@ -82,7 +82,7 @@ Part Checked(DenseSheet& sheet, int first_column, int first_row, int last_column
 }
 
 char DecimalMark(const std::string& mark) {
-  if (mark != "." && mark != ",") throw py::value_error("the decimal mark is \".\" or \",\"");
+  if (mark != "." && mark != ",") throw py::value_error("the decimal mark is a point or a comma");
   return mark.front();
 }
 
