@@ -50,73 +50,89 @@ void DenseSheet::GetCells(int column, int row, std::span<MemoryCell> cells) cons
   }
 }
 
-void DenseSheet::GetNumbers(int column, int row, std::span<float> numbers, bool reads_texts,
-                            char decimal_mark) const {
+template <typename Skip, typename Take>
+void DenseSheet::ForPieces(int column, int row, int width, int last_row, Skip skip,
+                           Take take) const {
   std::array<MemoryCell, kPiece> cells;
-  const std::size_t in_matrix =
-      InMatrix(column, row)
-          ? std::min(numbers.size(), static_cast<std::size_t>(width_ - column + 1))
-          : 0;
-  for (std::size_t at = 0; at < numbers.size(); at += kPiece) {
-    const auto piece = numbers.subspan(at, std::min<std::size_t>(kPiece, numbers.size() - at));
-    const int first = column + static_cast<int>(at);
-    if (at + piece.size() <= in_matrix) {
-      const float* from = &matrix_[Place(first, row)];
-      std::copy_n(from, piece.size(), piece.begin());
-      if (std::none_of(piece.begin(), piece.end(), IsElsewhere)) continue;
-    }
-    const auto here = std::span(cells).first(piece.size());
-    GetCells(first, row, here);
-    for (std::size_t i = 0; i < piece.size(); ++i) {
-      piece[i] = here[i].kind == CellKind::kNumber ? here[i].number : kNan;
-      if (here[i].kind != CellKind::kText || !reads_texts) continue;
-      if (const auto number = ParseNumber(here[i].text, decimal_mark))
-        piece[i] = static_cast<float>(*number);
+  for (; row <= last_row; ++row) {
+    for (int at = 0; at < width; at += kPiece) {
+      const int count = std::min(kPiece, width - at);
+      if (skip(column + at, row, count)) continue;
+      const auto piece = std::span(cells).first(static_cast<std::size_t>(count));
+      GetCells(column + at, row, piece);
+      take(column + at, row, piece);
     }
   }
+}
+
+bool DenseSheet::AllInMatrix(int column, int row, int count) const {
+  if (!InMatrix(column, row) || !InMatrix(column + count - 1, row)) return false;
+  const float* from = &matrix_[Place(column, row)];
+  return std::none_of(from, from + count, IsElsewhere);
+}
+
+void DenseSheet::GetNumbers(int column, int row, int width, std::span<float> numbers,
+                            bool reads_texts, char decimal_mark) const {
+  if (width == 0) return;
+  float* place = numbers.data();
+  const int last_row = row + static_cast<int>(numbers.size()) / width - 1;
+  const auto copies = [&](int first, int at_row, int count) {
+    if (!AllInMatrix(first, at_row, count)) return false;
+    place = std::copy_n(&matrix_[Place(first, at_row)], count, place);
+    return true;
+  };
+  ForPieces(column, row, width, last_row, copies, [&](int, int, std::span<const MemoryCell> cells) {
+    for (const MemoryCell& cell : cells) {
+      *place = cell.kind == CellKind::kNumber ? cell.number : kNan;
+      if (cell.kind == CellKind::kText && reads_texts)
+        if (const auto number = ParseNumber(cell.text, decimal_mark))
+          *place = static_cast<float>(*number);
+      ++place;
+    }
+  });
 }
 
 void DenseSheet::GetDoubles(int column, int row, std::span<double> numbers, char decimal_mark,
                             std::span<bool> words) const {
-  std::array<MemoryCell, kPiece> cells;
-  for (std::size_t at = 0; at < numbers.size(); at += kPiece) {
-    const auto here = std::span(cells).first(std::min<std::size_t>(kPiece, numbers.size() - at));
-    GetCells(column + static_cast<int>(at), row, here);
-    for (std::size_t i = 0; i < here.size(); ++i) {
-      double& number = numbers[at + i];
-      number = here[i].kind == CellKind::kNumber ? static_cast<double>(here[i].number)
-                                                 : std::numeric_limits<double>::quiet_NaN();
-      if (here[i].kind != CellKind::kText || words[at + i]) continue;
-      if (const auto read = ParseNumber(here[i].text, decimal_mark))
-        number = *read;
-      else
-        words[at + i] = here[i].text.find_first_not_of(' ') != std::string_view::npos;
-    }
-  }
+  if (words.empty()) return;
+  double* place = numbers.data();
+  const int last_row = row + static_cast<int>(numbers.size() / words.size()) - 1;
+  const auto never = [](int, int, int) { return false; };
+  ForPieces(column, row, static_cast<int>(words.size()), last_row, never,
+            [&](int first, int, std::span<const MemoryCell> cells) {
+              bool* word = &words[static_cast<std::size_t>(first - column)];
+              for (const MemoryCell& cell : cells) {
+                *place = cell.kind == CellKind::kNumber ? static_cast<double>(cell.number)
+                                                        : static_cast<double>(kNan);
+                if (cell.kind == CellKind::kText && !*word) {
+                  if (const auto number = ParseNumber(cell.text, decimal_mark))
+                    *place = *number;
+                  else
+                    *word = cell.text.find_first_not_of(' ') != std::string_view::npos;
+                }
+                ++place;
+                ++word;
+              }
+            });
 }
 
 void DenseSheet::FindTexts(int first_row, std::span<bool> columns) const {
   std::ranges::fill(columns, false);
-  std::array<MemoryCell, kPiece> cells;
-  const int rows = Rows();
   auto missing = static_cast<std::ptrdiff_t>(columns.size());
-  for (int row = first_row; row <= rows && missing > 0; ++row) {
-    for (std::size_t at = 0; at < columns.size(); at += kPiece) {
-      const auto piece = columns.subspan(at, std::min<std::size_t>(kPiece, columns.size() - at));
-      const int first = static_cast<int>(at) + 1;
-      if (InMatrix(first + static_cast<int>(piece.size()) - 1, row)) {
-        const float* from = &matrix_[Place(first, row)];
-        if (std::none_of(from, from + piece.size(), IsElsewhere)) continue;
-      }
-      const auto here = std::span(cells).first(piece.size());
-      GetCells(first, row, here);
-      for (std::size_t i = 0; i < piece.size(); ++i) {
-        if (piece[i] || here[i].kind != CellKind::kText) continue;
-        piece[i] = true;
-        --missing;
-      }
-    }
-  }
+  const auto passes = [&](int first, int row, int count) {
+    return missing == 0 || AllInMatrix(first, row, count);
+  };
+  ForPieces(1, first_row, static_cast<int>(columns.size()), Rows(), passes,
+            [&](int first, int, std::span<const MemoryCell> cells) {
+              bool* column = &columns[static_cast<std::size_t>(first - 1)];
+              for (const MemoryCell& cell : cells) {
+                if (cell.kind == CellKind::kText && !*column) {
+                  *column = true;
+                  --missing;
+                }
+                ++column;
+              }
+            });
 }
 
 const float* DenseSheet::FindMatrix(int first_column, int first_row, int last_column) const {
@@ -134,16 +150,13 @@ std::optional<SpectraAxis> DenseSheet::FindAxis(char decimal_mark) const {
 
 void DenseSheet::CopyTo(MemorySheet& sheet) const {
   sheet.SetDataSize(Columns(), Rows());
-  std::array<MemoryCell, kPiece> cells;
-  for (int row = 1; row <= Rows(); ++row) {
-    for (int column = 1; column <= Columns(); column += kPiece) {
-      const auto count = static_cast<std::size_t>(std::min(kPiece, Columns() - column + 1));
-      GetCells(column, row, std::span(cells).first(count));
-      for (std::size_t i = 0; i < count; ++i) {
-        const int at = column + static_cast<int>(i);
-        if (cells[i].kind == CellKind::kNumber) sheet.Set(at, row, cells[i].number);
-        if (cells[i].kind == CellKind::kText) sheet.Set(at, row, cells[i].text.data());
-      }
-    }
-  }
+  const auto never = [](int, int, int) { return false; };
+  ForPieces(1, 1, Columns(), Rows(), never,
+            [&](int column, int row, std::span<const MemoryCell> cells) {
+              for (const MemoryCell& cell : cells) {
+                if (cell.kind == CellKind::kNumber) sheet.Set(column, row, cell.number);
+                if (cell.kind == CellKind::kText) sheet.Set(column, row, cell.text.data());
+                ++column;
+              }
+            });
 }

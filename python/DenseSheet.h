@@ -34,13 +34,13 @@ class DenseSheet final : public ReadOnlySheet {
   // The cells of a row from a column on, as many as there is room for.
   void GetCells(int column, int row, std::span<MemoryCell> cells) const;
 
-  // The numbers of a row from a column on; texts as the numbers that they read as where
-  // `reads_texts`, everything else NaN.
-  void GetNumbers(int column, int row, std::span<float> numbers, bool reads_texts,
+  // The numbers of `width` columns from a column and a row on, row by row, as many as there is room
+  // for; texts as the numbers that they read as where `reads_texts`, everything else NaN.
+  void GetNumbers(int column, int row, int width, std::span<float> numbers, bool reads_texts,
                   char decimal_mark) const;
 
-  // The same with all the digits of texts. `words` become true where a text is neither a number nor
-  // empty.
+  // The same with all the digits of texts; a column's `words` become true where one of its texts is
+  // neither a number nor empty.
   void GetDoubles(int column, int row, std::span<double> numbers, char decimal_mark,
                   std::span<bool> words) const;
 
@@ -72,6 +72,11 @@ class DenseSheet final : public ReadOnlySheet {
            static_cast<std::size_t>(column - 1);
   }
   void SetElsewhere(int column, int row, float value);
+  bool AllInMatrix(int column, int row, int count) const;
+  // Calls `take` with the first column, the row and the cells of each piece of the rows from there
+  // on, unless `skip`, with the same column and row and the number of cells, says that it is done.
+  template <typename Skip, typename Take>
+  void ForPieces(int column, int row, int width, int last_row, Skip skip, Take take) const;
   void MakeMatrix();
   int Rows() const { return const_cast<MemorySheet&>(aside_).GetNumberOfRows(); }
   int Columns() const { return const_cast<MemorySheet&>(aside_).GetNumberOfColumns(); }

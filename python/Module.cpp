@@ -127,11 +127,9 @@ py::array Numbers(DenseSheet& sheet, int first_column, int first_row, int last_c
   const Part part = Checked(sheet, first_column, first_row, last_column, last_row);
   const char mark = DecimalMark(decimal);
   py::array_t<float> numbers({part.rows(), part.columns()});
-  float* place = numbers.mutable_data();
-  const auto width = static_cast<std::size_t>(part.columns());
+  const std::span places(numbers.mutable_data(), static_cast<std::size_t>(numbers.size()));
   const py::gil_scoped_release released;
-  for (int row = part.first_row; row <= part.last_row; ++row, place += width)
-    sheet.GetNumbers(part.first_column, row, {place, width}, reads_texts, mark);
+  sheet.GetNumbers(part.first_column, part.first_row, part.columns(), places, reads_texts, mark);
   return numbers;
 }
 
@@ -153,16 +151,14 @@ py::tuple Doubles(DenseSheet& sheet, int first_column, int first_row, int last_c
                   const std::string& decimal) {
   const Part part = Checked(sheet, first_column, first_row, last_column);
   const char mark = DecimalMark(decimal);
-  const auto width = static_cast<std::size_t>(part.columns());
   py::array_t<double> numbers({part.rows(), part.columns()});
   py::array_t<bool> words(part.columns());
-  double* place = numbers.mutable_data();
-  const std::span found(words.mutable_data(), width);
+  const std::span places(numbers.mutable_data(), static_cast<std::size_t>(numbers.size()));
+  const std::span found(words.mutable_data(), static_cast<std::size_t>(words.size()));
   std::ranges::fill(found, false);
   {
     const py::gil_scoped_release released;
-    for (int row = part.first_row; row <= part.last_row; ++row, place += width)
-      sheet.GetDoubles(part.first_column, row, {place, width}, mark, found);
+    sheet.GetDoubles(part.first_column, part.first_row, places, mark, found);
   }
   return py::make_tuple(numbers, words);
 }
