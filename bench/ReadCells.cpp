@@ -3,11 +3,13 @@
 // Text is split at TABs, of everything else the whole is taken.
 // read-cells FILE FORMAT COLUMN ROW LAST_COLUMN counts only the numbers from a column and row on.
 // read-cells --store FILE [FORMAT]: reads it into a sheet in memory instead.
+// read-cells --numbers FILE [FORMAT]: does so, then takes every cell as a number.
 
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "bench/TouchingSink.h"
 #include "framework/FormatDetection.h"
@@ -56,9 +58,18 @@ int SumCells(const char* path, int format, const Sums& sums) {
   return good ? 0 : 1;
 }
 
-int StoreCells(const char* path, int format) {
+int StoreCells(const char* path, int format, bool takes_numbers) {
   MemorySheet sheet;
   const bool good = Read(path, format, sheet);
+  if (takes_numbers) {
+    std::vector<float> numbers;
+    numbers.reserve(static_cast<std::size_t>(sheet.GetNumberOfRows()) *
+                    static_cast<std::size_t>(sheet.GetNumberOfColumns()));
+    for (int row = 1; row <= sheet.GetNumberOfRows(); ++row)
+      for (int column = 1; column <= sheet.GetNumberOfColumns(); ++column)
+        numbers.push_back(static_cast<float>(sheet.AsNumber(column, row).value_or(0)));
+    std::printf("number=%g ", static_cast<double>(numbers.empty() ? 0 : numbers.back()));
+  }
   const MemoryCell last = sheet.GetCell(sheet.GetNumberOfColumns(), sheet.GetNumberOfRows());
   std::printf("last=%g%.*s\n", static_cast<double>(last.number), static_cast<int>(last.text.size()),
               last.text.data());
@@ -68,7 +79,8 @@ int StoreCells(const char* path, int format) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  const bool stores = count > 1 && std::string_view(arguments[1]) == "--store";
+  const bool takes_numbers = count > 1 && std::string_view(arguments[1]) == "--numbers";
+  const bool stores = takes_numbers || (count > 1 && std::string_view(arguments[1]) == "--store");
   count -= stores ? 1 : 0;
   arguments += stores ? 1 : 0;
   if (count < 2) return 2;
@@ -76,7 +88,7 @@ int main(int count, char** arguments) {
   int format = count > 2 ? std::atoi(arguments[2]) : 0;
   if (format == 0) format = ChooseFormat(BuiltInFormats(), path);
   if (format < 1) return 3;
-  if (stores) return StoreCells(path, format);
+  if (stores) return StoreCells(path, format, takes_numbers);
   if (count < 6) return SumCells(path, format, LaneSums());
   return SumCells(
       path, format,

@@ -5,6 +5,7 @@
 #include <exception>
 #include <string>
 
+#include "framework/OpenFiles.h"
 #include "framework/SpreadsheetData.h"
 #include "platform/Progress.h"
 
@@ -204,6 +205,11 @@ int DLLFile::Write(WriteSpreadSheetData* source) {
   const bool done = write_(index_, handle_, &record) != 0;
   record.callback.Rethrow();
   return done ? kGood : Fail(kLibraryFailed);
+}
+
+int DLLFile::GetServedStatus() const {
+  const int served = open_ == &NvImportOpen ? StatusOfOpenFile(handle_) : kGood;
+  return served != kGood ? served : status_;
 }
 
 void DLLFile::GetErrorMessage(char* buffer, unsigned int size) {

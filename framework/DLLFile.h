@@ -26,6 +26,10 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   int Read(ReadSpreadSheetData* sink) override;
   int Write(WriteSpreadSheetData* source) override;
 
+  // The status of the reader that this library itself serves, which its functions don't tell; else
+  // that of this object.
+  int GetServedStatus() const;
+
  private:
   int EstablishSize() override;
   void CloseHandle();

@@ -6,6 +6,7 @@
 #include <memory>
 #include <utility>
 
+#include "framework/DLLFile.h"
 #include "framework/FileSelection.h"
 #include "framework/FormatDetection.h"
 #include "framework/FormatList.h"
@@ -164,6 +165,9 @@ void ImportHelper::PutMsgDD(CWnd* parent, const char* text, const char* detail, 
 }
 
 bool ImportHelper::Fail(CWnd* parent, const char* text, SpreadsheetFile& file) {
+  // Of a reader behind the twelve functions, its own.
+  const auto* served = dynamic_cast<const DLLFile*>(&file);
+  status_ = served != nullptr ? served->GetServedStatus() : file.GetStatus();
   char detail[kErrorTextSize];
   file.GetErrorMessage(detail, sizeof detail);
   PutMsgDD(parent, text, detail, NvApp::GetName().c_str());
@@ -249,6 +253,7 @@ bool ImportHelper::SizeSpreadsheetFile(const char* path, int format, CWnd* paren
 bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
                           bool format_known, const std::function<bool(SpreadsheetFile&)>& read) {
   rows_ = columns_ = -1;
+  status_ = kGood;
   std::string selected = path;
   if (!format_known || format < 1) {
     ReadErrors error = ReadErrors::kNone;
@@ -295,6 +300,7 @@ bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd
   const Watch watch(Dialogs::Current().ShowProgress("Loading data file..."));
   const int status = file.Read(sheet);
   if (watch.cancelled()) {
+    status_ = kCancelled;
     PutMsgDD(parent, kNotRead, kAborted, NvApp::GetName().c_str());
     return false;
   }
@@ -309,6 +315,7 @@ bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd
 
 bool ImportHelper::WriteSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet,
                                         CWnd* parent, NvImportOpenOptions* options) {
+  status_ = kGood;
   FormatList& formats = FormatList::Get();
   if (format < 1) {
     const std::string extension = "." + NvGetFileExtension(path);

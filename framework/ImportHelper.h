@@ -54,6 +54,9 @@ class NVIMPORT_API ImportHelper {
   int GetNumRows() const { return rows_; }
   int GetNumCols() const { return columns_; }
 
+  // The status that the reader or writer of the last file ended in; 0 also where none was asked.
+  int GetStatus() const { return status_; }
+
   // Writes the sheet to `path` in `format`, a position in the combined list; below 1 the extension
   // decides among the formats that can write. True when it was written.
   bool WriteSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet, CWnd* parent,
@@ -99,4 +102,5 @@ class NVIMPORT_API ImportHelper {
   std::vector<std::string> selection_;
   int rows_ = -1;
   int columns_ = -1;
+  int status_ = 0;
 };

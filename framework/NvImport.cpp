@@ -10,6 +10,7 @@
 
 #include "framework/DLLReadSpreadSheetData.h"
 #include "framework/DLLWriteSpreadSheetData.h"
+#include "framework/OpenFiles.h"
 #include "framework/SprFileFactory.h"
 #include "framework/SpreadsheetFile.h"
 
@@ -91,6 +92,11 @@ bool Refuse(OpenFile& open, const char* reason) {
 }
 
 }  // namespace
+
+int StatusOfOpenFile(long handle) {
+  const OpenFile* open = Find(handle);
+  return open != nullptr ? open->file->GetStatus() : kGood;
+}
 
 void NvImportInitPackage() {}
 

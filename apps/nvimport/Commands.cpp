@@ -10,6 +10,7 @@
 #include "apps/nvimport/Explanations.h"
 #include "apps/nvimport/FileKinds.h"
 #include "apps/nvimport/FileRun.h"
+#include "apps/nvimport/OutputFormats.h"
 #include "apps/nvimport/OutputTarget.h"
 #include "apps/nvimport/Sheets.h"
 #include "apps/nvimport/TableView.h"
@@ -262,25 +263,6 @@ void Validate(FileTurn& turn) {
 
 // ---- convert
 
-struct OutputFormat {
-  std::optional<SheetFormat> own;
-  int registered = 0;
-  std::string extension;  // with its point
-};
-
-constexpr std::pair<std::string_view, SheetFormat> kOwnFormats[] = {
-    {"csv", SheetFormat::kCsv}, {"tsv", SheetFormat::kTsv}, {"jsonl", SheetFormat::kJsonLines}};
-
-// The format that `name` (or an extension without its point) names, if it can be written.
-std::optional<OutputFormat> FindOutputFormat(const std::string& name) {
-  for (const auto& [own, format] : kOwnFormats)
-    if (EqualIgnoringCase(own, name) || EqualIgnoringCase("." + std::string(own), name))
-      return OutputFormat{format, 0, "." + std::string(own)};
-  const int format = FindFormat(name, /*for_writing=*/true);
-  if (format == 0 || !FormatAt(format).can_write) return std::nullopt;
-  return OutputFormat{std::nullopt, format, Extensions(FormatAt(format)).front()};
-}
-
 // Where each file goes.
 struct ConvertPlan {
   OutputFormat format;
@@ -331,26 +313,6 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
   return std::nullopt;
 }
 
-std::optional<Failure> WriteOutput(FileTurn& turn, const ConvertPlan& plan, OutputTarget& target,
-                                   MemorySheet& sheet) {
-  const std::string shown = ShownName(turn.plan().outputs[turn.index()]);
-  const TextConversion& conversion = turn.plan().conversion;
-  turn.progress().Begin("writing " + shown, "rows");
-  if (plan.format.own) {
-    OutputFile stream;
-    if (auto failure = target.Begin(stream)) return failure;
-    WriteSheet(*plan.format.own, sheet, conversion, stream, turn.progress());
-    stream.Close();
-  } else {
-    std::string path;
-    if (auto failure = target.BeginAtPath(plan.format.extension, path)) return failure;
-    ConvertedSheet source(sheet, conversion);
-    if (auto failure = WriteFormat(plan.format.registered, path, shown, source, turn.dialogs()))
-      return failure;
-  }
-  return target.Commit();
-}
-
 void Convert(FileTurn& turn, const ConvertPlan& plan) {
   const std::string& output = turn.plan().outputs[turn.index()];
   if (plan.collides[turn.index()])
@@ -362,7 +324,9 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
   auto session = turn.Session();
   MemorySheet sheet;
   auto failure = session.Read(sheet);
-  if (!failure) failure = WriteOutput(turn, plan, target, sheet);
+  if (!failure)
+    failure = WriteWhole(plan.format, ShownName(output), sheet, turn.plan().conversion, target,
+                         turn.dialogs(), turn.progress());
   if (failure) turn.Fail(*failure);
   turn.SayNotes(session);
 }

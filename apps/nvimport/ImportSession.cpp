@@ -213,6 +213,17 @@ std::optional<Failure> ImportSession::SettleFormat() {
   return std::nullopt;
 }
 
+std::vector<unsigned char> ImportSession::GivenOptions(bool takes_delimiter) const {
+  if (settings_.stored_options) return *settings_.stored_options;
+  std::string pairs = settings_.options;
+  if (takes_delimiter && settings_.delimiter)
+    pairs += (pairs.empty() ? "delimiter=" : ";delimiter=") + DelimiterValue(*settings_.delimiter);
+  if (pairs.empty()) return {};
+  ByteWriter writer;
+  writer.WriteBinaryString(pairs);
+  return {writer.bytes().begin(), writer.bytes().end()};
+}
+
 std::optional<Failure> ImportSession::Run(
     const std::function<bool(const char* path, NvImportOpenOptions* options)>& operation) {
   if (auto failure = CheckInput(input_)) return failure;
@@ -221,29 +232,29 @@ std::optional<Failure> ImportSession::Run(
   if (auto failure = SettleFormat()) return failure;
 
   const bool takes_delimiter = HasOption(format_name(), "delimiter");
-  std::string pairs = settings_.options;
-  if (takes_delimiter && settings_.delimiter)
-    pairs += (pairs.empty() ? "delimiter=" : ";delimiter=") + DelimiterValue(*settings_.delimiter);
-  ByteWriter writer;
-  if (!pairs.empty()) writer.WriteBinaryString(pairs);
-  std::vector<unsigned char> bytes(writer.bytes().begin(), writer.bytes().end());
-  NvImportOpenOptions options{static_cast<int>(bytes.size()), bytes.data()};
-  // One that guesses its delimiter says which.
+  stored_options_ = GivenOptions(takes_delimiter);
+  NvImportOpenOptions options{static_cast<int>(stored_options_.size()), stored_options_.data()};
+  // An empty record comes back with the choices made.
   NvImportOpenOptions choices{0, nullptr};
-  NvImportOpenOptions* const unasked = takes_delimiter ? &choices : nullptr;
+  const bool is_given = !stored_options_.empty();
   progress_.Begin("establishing the size of " + input_.shown);
   bool done = false;
   const std::string thrown =
-      Thrown([&] { done = operation(input_.path.c_str(), pairs.empty() ? unasked : &options); });
-  const auto taken = OptionPairs::Parse(pairs.empty() ? &choices : &options);
+      Thrown([&] { done = operation(input_.path.c_str(), is_given ? &options : &choices); });
+  if (!is_given && choices.size > 0)
+    stored_options_.assign(choices.data, choices.data + choices.size);
   SpreadsheetOpenOptions::FreeOpenOptions(&choices);
   if (!thrown.empty()) return Because(OneLine(thrown));
   if (!done) return Refusal();
   if (TotalSize(input_) < size)
     return Failure{kFailed, "The file became shorter while it was read.",
                    input_.shown + ": what was read is not whole; try again"};
+  // One that guesses its delimiter says which.
+  options = {static_cast<int>(stored_options_.size()), stored_options_.data()};
+  const auto taken = takes_delimiter ? OptionPairs::Parse(&options) : std::nullopt;
   if (const auto delimiter = taken ? taken->Find("delimiter") : std::nullopt)
-    dialogs_.TellDelimiter(ParseDelimiter(*delimiter).delimiter, settings_.delimiter.has_value());
+    dialogs_.TellDelimiter(ParseDelimiter(*delimiter).delimiter,
+                           settings_.delimiter || settings_.stored_options);
   dialogs_.SayWhatWasNotAsked();
   return std::nullopt;
 }

@@ -24,6 +24,8 @@ struct ImportSettings {
   int format = 0;       // 0: by detection
   std::string options;  // "key=value;key=value" for formats that take such, else empty
   std::optional<std::string> delimiter;  // for those whose delimiter is one of them
+  // The options as they are stored, in place of those two.
+  std::optional<std::vector<unsigned char>> stored_options;
 };
 
 // The formats that the command knows.
@@ -55,6 +57,12 @@ class ImportSession {
   const char* format_name() const { return FormatAt(format_).name; }
   int rows() const { return driver_.GetNumRows(); }
   int columns() const { return driver_.GetNumCols(); }
+  // The options that repeat the import without a question: those given, else the choices made.
+  const std::vector<unsigned char>& stored_options() const { return stored_options_; }
+  // The status of the reader that refused, 0 where it was none.
+  int status() const { return driver_.GetStatus(); }
+  // What a reader logged last, empty for nothing.
+  const std::string& last_entry() const { return last_entry_; }
   // What was left out.
   const std::vector<std::string>& notes() const { return notes_; }
 
@@ -62,6 +70,7 @@ class ImportSession {
   // Does one operation of the driver, which takes the path and the options.
   std::optional<Failure> Run(
       const std::function<bool(const char* path, NvImportOpenOptions* options)>& operation);
+  std::vector<unsigned char> GivenOptions(bool takes_delimiter) const;
   // The format, and the files in their order.
   std::optional<Failure> SettleFormat();
   Failure FormatFailure() const;
@@ -76,6 +85,7 @@ class ImportSession {
   Log::Sink log_before_;
   ImportHelper driver_;
   int format_ = 0;
+  std::vector<unsigned char> stored_options_;
   std::vector<std::string> notes_;
   std::string last_entry_;  // of the readers in the log, notes apart
 };

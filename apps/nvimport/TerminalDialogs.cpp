@@ -106,6 +106,7 @@ void TerminalDialogs::BeginFile(std::string name) {
   warnings_.clear();
   message_.clear();
   refusal_.reset();
+  refused_.reset();
 }
 
 template <typename Take>
@@ -202,6 +203,7 @@ std::optional<ItemsChoice> TerminalDialogs::SelectItems(const ItemsQuestion& que
                   given ? "\"" + Shown(*given) + "\" is not among the " + words.name + "."
                         : OneLine(question.prompt),
                   name_ + ": " + words.option + "N,N... chooses among: " + NumberedLine(entries)};
+      refused_ = {words.name, given.value_or(""), "refused", words.option, entries, words.asked};
       return std::nullopt;
     }
     choice = ItemsChoice{*items, given_.merge.value_or(question.merge)};
@@ -286,6 +288,7 @@ std::optional<RangeChoice> TerminalDialogs::SelectRange(const RangeQuestion& que
     refusal_ = {
         kFailed, "The range " + RangeText(*range) + " is not within the points.",
         name_ + ": " + points + "; --range takes numbers from 1, a last one of 0 for the end"};
+    refused_ = {"range", RangeText(*range), "refused", "--range ", {points}, ""};
     return std::nullopt;
   }
   Answered({"range",

@@ -71,6 +71,8 @@ class TerminalDialogs : public Dialogs {
   const std::string& message() const { return message_; }
   // Why a question could not be answered.
   const std::optional<Failure>& refusal() const { return refusal_; }
+  // That question, where it was one with entries to choose from.
+  const std::optional<AnsweredQuestion>& refused() const { return refused_; }
   bool may_ask() const { return may_ask_; }
 
  private:
@@ -93,4 +95,5 @@ class TerminalDialogs : public Dialogs {
   std::vector<std::string> warnings_;
   std::string message_;
   std::optional<Failure> refusal_;
+  std::optional<AnsweredQuestion> refused_;
 };

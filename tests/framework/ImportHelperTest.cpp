@@ -98,6 +98,7 @@ TEST(ImportHelper, TurnsEveryFailureIntoOneMessage) {
     bool known;
     std::vector<std::string> messages;
     const char* thrown;
+    int status = 0;
   } kCases[] = {
       {"a folder",
        folder.path(),
@@ -125,14 +126,16 @@ TEST(ImportHelper, TurnsEveryFailureIntoOneMessage) {
        kDetect,
        false,
        {"The file could not be opened.|This function is not implemented for this file format."},
-       "The file could not be opened."},
+       "The file could not be opened.",
+       1},
       {"an open that fails in a known format",
        binary,
        kText,
        true,
        {"The file could not be opened.|This file appears to be a binary file and cannot be "
         "imported. Only ordinary text (ASCII) files can be imported."},
-       "The file could not be opened."},
+       "The file could not be opened.",
+       514},
       {"an empty file",
        empty,
        kText,
@@ -148,6 +151,7 @@ TEST(ImportHelper, TurnsEveryFailureIntoOneMessage) {
     EXPECT_FALSE(
         helper.ReadSpreadsheetFile(c.path.c_str(), c.format, &sheet, nullptr, nullptr, c.known));
     EXPECT_EQ(host.messages, c.messages);
+    EXPECT_EQ(helper.GetStatus(), c.status);
 
     helper.SetVerboseMode(false, true);
     helper.SetThrowExceptionOnError(true);
@@ -176,6 +180,7 @@ TEST(ImportHelper, ACancelNeedsNoMessage) {
     helper.SetVerboseMode(true, true);
     const LogRecorder log;
     EXPECT_FALSE(helper.ReadSpreadsheetFile(file.path(), kText, &sheet, nullptr, nullptr, true));
+    EXPECT_EQ(helper.GetStatus(), 4);
     EXPECT_TRUE(host.messages.empty());
     EXPECT_TRUE(log.entries().empty());
     helper.SetThrowExceptionOnError(true);

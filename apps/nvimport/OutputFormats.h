@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "apps/nvimport/OutputTarget.h"
+#include "apps/nvimport/SheetWriters.h"
+
+class ProgressBar;
+class TerminalDialogs;
+
+// What a sheet is written as: a format of the command's own or a registered one.
+struct OutputFormat {
+  std::optional<SheetFormat> own;
+  int registered = 0;
+  std::string extension;  // with its point
+};
+
+// The format that `name` (or an extension without its point) names, if it can be written.
+std::optional<OutputFormat> FindOutputFormat(const std::string& name);
+
+// Writes the whole sheet to `target`, called `shown` in messages.
+std::optional<Failure> WriteWhole(const OutputFormat& format, const std::string& shown,
+                                  MemorySheet& sheet, const TextConversion& conversion,
+                                  OutputTarget& target, TerminalDialogs& dialogs,
+                                  ProgressBar& progress);

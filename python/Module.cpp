@@ -1,0 +1,299 @@
+// nvimport._nvimport: the library's calls and the sheets that they fill, as arrays. What Python
+// programs use is in nvimport/__init__.py.
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "apps/nvimport/CellText.h"
+#include "platform/NumberText.h"
+#include "platform/Utf8.h"
+#include "python/Library.h"
+
+namespace py = pybind11;
+
+namespace {
+
+using SheetPointer = std::shared_ptr<DenseSheet>;
+using Floats = py::array_t<float, py::array::c_style | py::array::forcecast>;
+
+// The texts of a sheet as Python has them. Those that follow one another are often the same.
+class TextMaker {
+ public:
+  explicit TextMaker(const std::string& encoding) : decoder_(encoding) {
+    if (!decoder_.ok()) throw py::value_error("no encoding for texts: " + encoding);
+  }
+
+  py::object Make(std::string_view text) {
+    if (IsAscii(text)) return MakeAscii(text);
+    const std::string_view utf8 = decoder_.Decode(text, scratch_);
+    PyObject* made =
+        PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "replace");
+    if (made == nullptr) throw py::error_already_set();
+    return py::reinterpret_steal<py::object>(made);
+  }
+
+  static py::object MakeAscii(std::string_view text) {
+    constexpr Py_UCS4 kLast = 127;
+    PyObject* made = PyUnicode_New(static_cast<Py_ssize_t>(text.size()), kLast);
+    if (made == nullptr) throw py::error_already_set();
+    std::copy(text.begin(), text.end(), PyUnicode_1BYTE_DATA(made));
+    return py::reinterpret_steal<py::object>(made);
+  }
+
+  py::object Make(const MemoryCell& cell) {
+    switch (cell.kind) {
+      case CellKind::kNumber:
+        return py::float_(static_cast<double>(cell.number));
+      case CellKind::kText:
+        return Make(cell.text);
+      default:
+        return py::none();
+    }
+  }
+
+ private:
+  TextDecoder decoder_;
+  std::string scratch_;
+};
+
+// A part of a sheet, its columns and rows from 1, the last ones in it.
+struct Part {
+  int first_column;
+  int first_row;
+  int last_column;
+  int last_row;
+
+  int columns() const { return std::max(last_column - first_column + 1, 0); }
+  int rows() const { return std::max(last_row - first_row + 1, 0); }
+};
+
+Part Checked(DenseSheet& sheet, int first_column, int first_row, int last_column,
+             int last_row = 0) {
+  const int rows = sheet.GetNumberOfRows();
+  const Part part{first_column, first_row, last_column,
+                  last_row > 0 ? std::min(last_row, rows) : rows};
+  if (first_column < 1 || first_row < 1 || last_column > sheet.GetNumberOfColumns())
+    throw py::index_error("not within the sheet");
+  return part;
+}
+
+char DecimalMark(const std::string& mark) {
+  if (mark != "." && mark != ",") throw py::value_error("the decimal mark is a point or a comma");
+  return mark.front();
+}
+
+// The cells as floats, strs and Nones. A last row of 0 is the end, here and below.
+py::array Objects(DenseSheet& sheet, int first_column, int first_row, int last_column, int last_row,
+                  const std::string& encoding) {
+  const Part part = Checked(sheet, first_column, first_row, last_column, last_row);
+  TextMaker maker(encoding);
+  py::array objects(py::dtype("O"), std::vector<py::ssize_t>{part.rows(), part.columns()});
+  auto** places = static_cast<PyObject**>(objects.mutable_data());
+  std::vector<MemoryCell> cells(static_cast<std::size_t>(part.columns()));
+  for (int row = part.first_row; row <= part.last_row; ++row) {
+    sheet.GetCells(part.first_column, row, cells);
+    for (const MemoryCell& cell : cells) {
+      PyObject* before = *places;
+      *places++ = maker.Make(cell).release().ptr();
+      Py_XDECREF(before);
+    }
+  }
+  return objects;
+}
+
+// The names that a row of cells holds: texts, and numbers as they are written; None where it holds
+// none.
+py::list Names(DenseSheet& sheet, int row, const std::string& encoding) {
+  TextMaker maker(encoding);
+  std::vector<MemoryCell> cells(static_cast<std::size_t>(sheet.GetNumberOfColumns()));
+  sheet.GetCells(1, row, cells);
+  py::list names;
+  for (const MemoryCell& cell : cells) {
+    FloatText buffer;
+    if (cell.kind == CellKind::kNumber)
+      names.append(maker.Make(FormatFloat(cell.number, buffer)));
+    else
+      names.append(maker.Make(cell));
+  }
+  return names;
+}
+
+py::array Numbers(DenseSheet& sheet, int first_column, int first_row, int last_column, int last_row,
+                  bool reads_texts, const std::string& decimal) {
+  const Part part = Checked(sheet, first_column, first_row, last_column, last_row);
+  const char mark = DecimalMark(decimal);
+  py::array_t<float> numbers({part.rows(), part.columns()});
+  const std::span places(numbers.mutable_data(), static_cast<std::size_t>(numbers.size()));
+  const py::gil_scoped_release released;
+  sheet.GetNumbers(part.first_column, part.first_row, part.columns(), places, reads_texts, mark);
+  return numbers;
+}
+
+// The same where they lie, for reading only; None where some lie elsewhere.
+py::object View(const SheetPointer& sheet, int first_column, int first_row, int last_column) {
+  const Part part = Checked(*sheet, first_column, first_row, last_column);
+  const float* from = sheet->FindMatrix(first_column, first_row, last_column);
+  if (from == nullptr) return py::none();
+  constexpr py::ssize_t kSize = sizeof(float);
+  py::array_t<float> view({part.rows(), part.columns()}, {sheet->GetMatrixWidth() * kSize, kSize},
+                          from, py::cast(sheet));
+  view.attr("flags").attr("writeable") = false;
+  return view;
+}
+
+// The numbers of columns and those that their texts read as, with all their digits, and which
+// columns have texts that are words.
+py::tuple Doubles(DenseSheet& sheet, int first_column, int first_row, int last_column,
+                  const std::string& decimal) {
+  const Part part = Checked(sheet, first_column, first_row, last_column);
+  const char mark = DecimalMark(decimal);
+  py::array_t<double> numbers({part.rows(), part.columns()});
+  py::array_t<bool> words(part.columns());
+  const std::span places(numbers.mutable_data(), static_cast<std::size_t>(numbers.size()));
+  const std::span found(words.mutable_data(), static_cast<std::size_t>(words.size()));
+  std::ranges::fill(found, false);
+  {
+    const py::gil_scoped_release released;
+    sheet.GetDoubles(part.first_column, part.first_row, places, mark, found);
+  }
+  return py::make_tuple(numbers, words);
+}
+
+// Which of the first columns hold texts.
+py::array Texts(DenseSheet& sheet, int first_row, int last_column) {
+  py::array_t<bool> columns(Checked(sheet, 1, first_row, last_column).columns());
+  const std::span found(columns.mutable_data(), static_cast<std::size_t>(columns.size()));
+  const py::gil_scoped_release released;
+  sheet.FindTexts(first_row, found);
+  return columns;
+}
+
+// The first column of spectra and the x values of those from there on, or None.
+py::object Axis(const DenseSheet& sheet, const std::string& decimal) {
+  const auto axis = sheet.FindAxis(DecimalMark(decimal));
+  if (!axis) return py::none();
+  return py::make_tuple(
+      axis->first_column,
+      py::array_t<double>(static_cast<py::ssize_t>(axis->x.size()), axis->x.data()));
+}
+
+// What is written is put together from columns: NaN and None are missing cells.
+SheetPointer Empty(int columns, int rows) {
+  constexpr std::uint64_t kNoLimit = ~std::uint64_t{0};
+  auto sheet = std::make_shared<DenseSheet>(kNoLimit);
+  sheet->SetDataSize(columns, rows);
+  return sheet;
+}
+
+void SetNumbers(DenseSheet& sheet, int column, int row, const Floats& numbers) {
+  const auto values = numbers.unchecked<2>();
+  for (py::ssize_t r = 0; r < values.shape(0); ++r)
+    for (py::ssize_t c = 0; c < values.shape(1); ++c)
+      if (!std::isnan(values(r, c)))
+        sheet.Set(column + static_cast<int>(c), row + static_cast<int>(r), values(r, c));
+}
+
+void SetTexts(DenseSheet& sheet, int column, int row, const py::list& texts) {
+  for (const py::handle text : texts) {
+    if (!text.is_none()) sheet.Set(column, row, text.cast<std::string>().c_str());
+    ++row;
+  }
+}
+
+py::list Pairs(const std::vector<std::pair<std::string, std::string>>& pairs) {
+  py::list list;
+  for (const auto& [first, second] : pairs) list.append(py::make_tuple(first, second));
+  return list;
+}
+
+}  // namespace
+
+PYBIND11_MODULE(_nvimport, module) {
+  py::class_<DenseSheet, SheetPointer>(module, "Cells")
+      .def(py::init(&Empty))
+      .def_property_readonly("shape",
+                             [](DenseSheet& sheet) {
+                               return py::make_tuple(sheet.GetNumberOfRows(),
+                                                     sheet.GetNumberOfColumns());
+                             })
+      .def("objects", &Objects)
+      .def("names", &Names)
+      .def("numbers", &Numbers)
+      .def("view", &View)
+      .def("doubles", &Doubles)
+      .def("texts", &Texts)
+      .def("axis", &Axis)
+      .def("set_numbers", &SetNumbers)
+      .def("set_texts", &SetTexts);
+
+  py::enum_<Refusal::Kind>(module, "Kind")
+      .value("ERROR", Refusal::Kind::kError)
+      .value("ARGUMENT", Refusal::Kind::kArgument)
+      .value("CHOICE", Refusal::Kind::kChoice)
+      .value("CANCELLED", Refusal::Kind::kCancelled);
+  py::class_<Refusal>(module, "Refusal")
+      .def_readonly("kind", &Refusal::kind)
+      .def_readonly("code", &Refusal::code)
+      .def_readonly("text", &Refusal::text)
+      .def_readonly("detail", &Refusal::detail)
+      .def_readonly("format", &Refusal::format)
+      .def_readonly("question", &Refusal::question)
+      .def_readonly("candidates", &Refusal::candidates);
+  py::class_<Choice>(module, "Choice")
+      .def_readonly("name", &Choice::name)
+      .def_readonly("answer", &Choice::answer)
+      .def_readonly("source", &Choice::source)
+      .def_readonly("entries", &Choice::entries);
+  py::class_<Import>(module, "Import")
+      .def_readonly("refusal", &Import::refusal)
+      .def_readonly("format", &Import::format)
+      .def_readonly("rows", &Import::rows)
+      .def_readonly("columns", &Import::columns)
+      .def_property_readonly("options",
+                             [](const Import& import) { return py::bytes(import.options); })
+      .def_readonly("pairs", &Import::pairs)
+      .def_readonly("choices", &Import::choices)
+      .def_readonly("notes", &Import::notes)
+      .def_readonly("warnings", &Import::warnings)
+      .def_readonly("has_x_row", &Import::has_x_row)
+      .def_readonly("cells", &Import::cells);
+  py::class_<Request>(module, "Request")
+      .def(py::init<>())
+      .def_readwrite("paths", &Request::paths)
+      .def_readwrite("name", &Request::name)
+      .def_readwrite("format", &Request::format)
+      .def_readwrite("pairs", &Request::pairs)
+      .def_readwrite("options", &Request::options)
+      .def_readwrite("delimiter", &Request::delimiter)
+      .def_readwrite("ignore_consecutive", &Request::ignore_consecutive)
+      .def_readwrite("sheet", &Request::sheet)
+      .def_readwrite("blocks", &Request::blocks)
+      .def_readwrite("range", &Request::range)
+      .def_readwrite("merge", &Request::merge);
+  py::class_<Detected>(module, "Detected")
+      .def_readonly("refusal", &Detected::refusal)
+      .def_readonly("format", &Detected::format)
+      .def_readonly("reason", &Detected::reason)
+      .def_readonly("looks_like", &Detected::looks_like)
+      .def_readonly("candidates", &Detected::candidates)
+      .def_property_readonly("answers",
+                             [](const Detected& detected) { return Pairs(detected.answers); });
+  py::class_<ListedFormat>(module, "ListedFormat")
+      .def_readonly("index", &ListedFormat::index)
+      .def_readonly("name", &ListedFormat::name)
+      .def_readonly("extensions", &ListedFormat::extensions)
+      .def_readonly("reads", &ListedFormat::reads)
+      .def_readonly("writes", &ListedFormat::writes)
+      .def_readonly("several", &ListedFormat::several)
+      .def_readonly("library", &ListedFormat::library);
+
+  module.attr("version") = NVIMPORT_VERSION;
+  module.def("read_sheet", &ReadSheet);
+  module.def("detect_sheet", &DetectSheet);
+  module.def("list_formats", &ListFormats);
+  module.def("write_cells", &WriteCells);
+}

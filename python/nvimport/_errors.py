@@ -1,0 +1,72 @@
+"""What can go wrong."""
+
+from __future__ import annotations
+
+from typing import Any
+
+
+def _again(kind: type[Error], state: dict[str, Any]) -> Error:
+    error = kind.__new__(kind)
+    error.__dict__.update(state)
+    error.args = (str(error),)
+    return error
+
+
+class Error(Exception):
+    """A file that could not be read or written.
+
+    code: the status of the format that refused the file, 0 where none did.
+    text: the library's own words.
+    path: the file.
+    format: the name of the format that the file was taken for, or None.
+    detail: where in the file, or why; may be empty.
+    """
+
+    def __init__(
+        self,
+        text: str,
+        *,
+        code: int = 0,
+        path: str | None = None,
+        format: str | None = None,
+        detail: str = "",
+    ) -> None:
+        self.code = code
+        self.text = text
+        self.path = path
+        self.format = format
+        self.detail = detail
+        super().__init__(str(self))
+
+    def __str__(self) -> str:
+        said = f"{self.path}: {self.text}" if self.path else self.text
+        further = [f'taken for "{self.format}"'] if self.format else []
+        further += [self.detail] if self.detail else []
+        return f"{said} ({'; '.join(further)})" if further else said
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return _again, (type(self), dict(self.__dict__))
+
+
+class ArgumentError(Error, ValueError):
+    """An argument that makes no sense: there is no such format, the range is none."""
+
+
+class ChoiceNeeded(Error):
+    """There is a choice that nobody but the caller can make.
+
+    argument: the argument of read() that makes it.
+    candidates: what there is to choose from.
+    """
+
+    def __init__(self, text: str, argument: str, candidates: list[str], **where: Any) -> None:
+        self.argument = argument
+        self.candidates = candidates
+        super().__init__(text, **where)
+
+    def __str__(self) -> str:
+        return f"{super().__str__()} {self.argument}= chooses among: {'; '.join(self.candidates)}"
+
+
+class Cancelled(Error, KeyboardInterrupt):
+    """Ctrl-C ended the work. What waits for a KeyboardInterrupt gets it too."""

@@ -1,0 +1,111 @@
+"""The library's calls and the sheets that they fill."""
+
+import enum
+from typing import Any, Optional
+
+import numpy as np
+import numpy.typing as npt
+
+version: str
+
+class Cells:
+    """Columns and rows count from 1; a last row of 0 is the end."""
+
+    def __init__(self, columns: int, rows: int) -> None: ...
+    @property
+    def shape(self) -> tuple[int, int]: ...
+    def objects(
+        self, first_column: int, first_row: int, last_column: int, last_row: int, encoding: str
+    ) -> npt.NDArray[np.object_]: ...
+    def names(self, row: int, encoding: str) -> list[Optional[str]]: ...
+    def numbers(
+        self,
+        first_column: int,
+        first_row: int,
+        last_column: int,
+        last_row: int,
+        reads_texts: bool,
+        decimal: str,
+    ) -> npt.NDArray[np.float32]: ...
+    def view(
+        self, first_column: int, first_row: int, last_column: int
+    ) -> Optional[npt.NDArray[np.float32]]: ...
+    def doubles(
+        self, first_column: int, first_row: int, last_column: int, decimal: str
+    ) -> tuple[npt.NDArray[np.float64], npt.NDArray[np.bool_]]: ...
+    def texts(self, first_row: int, last_column: int) -> npt.NDArray[np.bool_]: ...
+    def axis(self, decimal: str) -> Optional[tuple[int, npt.NDArray[np.float64]]]: ...
+    def set_numbers(self, column: int, row: int, numbers: npt.NDArray[Any]) -> None: ...
+    def set_texts(self, column: int, row: int, texts: list[Optional[str]]) -> None: ...
+
+class Kind(enum.Enum):
+    ERROR = ...
+    ARGUMENT = ...
+    CHOICE = ...
+    CANCELLED = ...
+
+class Refusal:
+    kind: Kind
+    code: int
+    text: str
+    detail: str
+    format: str
+    question: str
+    candidates: list[str]
+
+class Choice:
+    name: str
+    answer: str
+    source: str
+    entries: list[str]
+
+class Import:
+    refusal: Optional[Refusal]
+    format: str
+    rows: int
+    columns: int
+    options: bytes
+    pairs: list[str]
+    choices: list[Choice]
+    notes: list[str]
+    warnings: list[str]
+    has_x_row: bool
+    cells: Cells
+
+class Request:
+    paths: list[bytes]
+    name: str
+    format: str
+    pairs: str
+    options: Optional[bytes]
+    delimiter: Optional[str]
+    ignore_consecutive: bool
+    sheet: Optional[str]
+    blocks: Optional[str]
+    range: Optional[str]
+    merge: str
+    def __init__(self) -> None: ...
+
+class Detected:
+    refusal: Optional[Refusal]
+    format: str
+    reason: str
+    looks_like: str
+    candidates: list[str]
+    answers: list[tuple[str, str]]
+
+class ListedFormat:
+    index: int
+    name: str
+    extensions: list[str]
+    reads: bool
+    writes: bool
+    several: bool
+    library: str
+
+def read_sheet(request: Request, with_cells: bool) -> Import: ...
+def detect_sheet(path: bytes) -> Detected: ...
+def list_formats() -> list[ListedFormat]: ...
+def write_cells(
+    cells: Cells, path: bytes, format: str, overwrite: bool
+) -> Optional[Refusal]: ...

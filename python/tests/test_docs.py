@@ -1,0 +1,27 @@
+"""What docstrings and pages show is what happens."""
+
+import doctest
+import importlib
+import pathlib
+
+import nvimport
+import pytest
+
+DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
+MODULES = ["nvimport", "nvimport._calls", "nvimport._sheet", "nvimport.batch", "nvimport.dask"]
+
+
+@pytest.mark.parametrize("name", MODULES)
+def test_docstrings_of(name):
+    if name.endswith(".dask"):
+        pytest.importorskip("dask.dataframe")
+    module = importlib.import_module(name)
+    result = doctest.testmod(module, extraglobs={"nvimport": nvimport})
+    assert result.attempted > 0 and result.failed == 0
+
+
+@pytest.mark.parametrize("page", ["python.md", "scale.md"])
+def test_page(page):
+    pytest.importorskip("dask.dataframe")
+    result = doctest.testfile(str(DOCS / page), module_relative=False)
+    assert result.attempted > 0 and result.failed == 0

@@ -1,0 +1,263 @@
+"""What read, info and write do beyond the cells that other tests compare."""
+
+import io
+import os
+import pathlib
+import pickle
+import resource
+import subprocess
+import sys
+import threading
+import zipfile
+
+import numpy as np
+import nvimport
+import pandas as pd
+import pytest
+
+
+def test_bytes_and_open_files_are_read_like_paths(folder):
+    path = folder / "barley.spc"
+    spectra = nvimport.read(path).spectra()
+    content = path.read_bytes()
+    for sheet in (
+        nvimport.read(content, name="x.spc"),
+        nvimport.read(io.BytesIO(content), name="x.spc"),
+        nvimport.read(path.open("rb")),
+        nvimport.read(str(path)),
+        nvimport.read([path]),
+    ):
+        assert (sheet.spectra().matrix == spectra.matrix).all()
+    assert nvimport.read(io.StringIO("a;ä\n1;2\n"), name="t.csv").cells[0, 1] == "ä"
+    assert nvimport.read(b"a\tb\n").shape == (1, 2)
+    # Nothing stays behind, nothing goes elsewhere.
+    for name in ("../x.spc", "/tmp/x.spc", ".."):
+        with pytest.raises(nvimport.ArgumentError):
+            nvimport.read(content, name=name)
+    with pytest.raises(TypeError):
+        nvimport.read(12)
+
+
+def test_spectra_of_the_layouts_that_formats_have():
+    nsas = nvimport.read("clover.da")
+    assert nsas.spectra().names == ["Clover 1", "Clover 2", "Clover 3", "Clover 4"]
+    assert nsas.spectra().x[[0, 1, -1]].tolist() == [1100, 1120, 2080]
+    assert nsas.shape[0] == 6, "a row of remarks above the four"
+    assert not nsas.spectra().matrix.flags.writeable
+    with_row = nvimport.read("barley.spc", options={"xrow": True}).spectra()
+    without = nvimport.read("barley.spc").spectra()
+    assert (with_row.x == without.x).all() and (with_row.matrix == without.matrix).all()
+    assert with_row.names == without.names
+    two = nvimport.read(["oil-dif.dx", "oil-pac.dx"]).spectra()
+    assert two.names == ["oil-dif.dx, Oil in DIF", "oil-pac.dx, Oil in PAC"]
+    gaps = nvimport.read(b"s,100,200,300\na,1,,3\nremark,,,\nb,,5,6\n", name="t.csv").spectra()
+    assert gaps.names == ["a", "b"]
+    assert np.array_equal(gaps.matrix, np.float32([[1, np.nan, 3], [np.nan, 5, 6]]), equal_nan=True)
+    comma = nvimport.read(b"s;1,5;2,5;3,5\na;0,1;0,2;0,3\n", name="t.csv", decimal=",").spectra()
+    assert comma.x.tolist() == [1.5, 2.5, 3.5] and comma.matrix[0, 2] == np.float32(0.3)
+    with pytest.raises(nvimport.Error, match="no columns that are named by x values"):
+        nvimport.read("tanks.wk1").spectra()
+
+
+def test_frames_keep_texts_and_digits():
+    sheet = nvimport.read(
+        b"id,code,x,note,x\n1,007,1.5,,1\n123456789,008,,late,2\n", name="t.csv"
+    )
+    as_is = sheet.to_pandas()
+    assert list(as_is.columns) == ["id", "code", "x", "note", "x"]
+    assert as_is.iloc[1].tolist() == ["123456789", "008", None, "late", "2"]
+    frame = sheet.to_pandas(numbers=True)
+    assert frame.iloc[1, 0] == 123456789 and frame.iloc[0, 1] == 7
+    assert frame.iloc[:, 3].tolist() == [None, "late"]
+    assert sheet.to_pandas(header=False).shape == (3, 5)
+    assert sheet.to_pandas(index=2).index.names == ["id", "code"]
+    assert nvimport.read("trials.csv", header=False).to_pandas().columns[0] == "column 1"
+    # Without numbers below there is no telling that the first row has names.
+    assert nvimport.read(b"a,b\nc,d\n", name="t.csv").to_pandas().shape == (2, 2)
+    spectra = nvimport.read("clover.da").to_pandas()
+    assert spectra.index.names == ["SampleNo", "SpectrumNo", "SampleName", "Time"]
+    assert spectra.dtypes.eq(np.float32).all()
+
+
+def test_a_far_cell_costs_no_memory():
+    main = "http://schemas.openxmlformats.org/spreadsheetml/2006/main"
+    relations = "http://schemas.openxmlformats.org/package/2006/relationships"
+    office = "http://schemas.openxmlformats.org/officeDocument/2006/relationships"
+    parts = {
+        "_rels/.rels": f'<Relationships xmlns="{relations}"><Relationship Id="r" Type="{office}'
+        '/officeDocument" Target="xl/workbook.xml"/></Relationships>',
+        "xl/workbook.xml": f'<workbook xmlns="{main}" xmlns:r="{office}"><sheets>'
+        '<sheet name="Far" sheetId="1" r:id="s"/></sheets></workbook>',
+        "xl/_rels/workbook.xml.rels": f'<Relationships xmlns="{relations}"><Relationship Id="s" '
+        f'Type="{office}/worksheet" Target="worksheets/sheet1.xml"/></Relationships>',
+        "xl/worksheets/sheet1.xml": f'<worksheet xmlns="{main}"><sheetData><row r="1"><c r="A1">'
+        '<v>1</v></c></row><row r="60000"><c r="GJH60000"><v>2</v></c></row></sheetData></worksheet>',
+    }
+    workbook = io.BytesIO()
+    with zipfile.ZipFile(workbook, "w") as package:
+        for name, content in parts.items():
+            package.writestr(name, content)
+    before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+    try:
+        sheet = nvimport.read(workbook.getvalue(), name="far.xlsx")
+    except nvimport.Error as error:
+        if error.code == 1:
+            pytest.skip("built without Excel 2007 workbooks")
+        raise
+    assert sheet.shape == (60000, 5000)
+    assert sheet._data.numbers(1, 1, 1, 1, False, ".")[0, 0] == 1
+    assert sheet._data.numbers(5000, 60000, 5000, 0, False, ".")[0, 0] == 2
+    kilobytes = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before
+    assert kilobytes < 300_000, "a matrix of them all would take 1,200,000"
+
+
+@pytest.mark.parametrize(
+    "path, arguments, kind, code, text",
+    [
+        ("none.txt", {}, nvimport.Error, 0, "The file could not be opened."),
+        (".", {}, nvimport.Error, 0, "Directories can not be imported."),
+        (b"\0\1\2", {}, nvimport.ChoiceNeeded, 0, "The format is not certain."),
+        ("barley.spc", {"format": "zork"}, nvimport.ArgumentError, 0, "There is no format"),
+        ("barley.spc", {"range": "x"}, nvimport.ArgumentError, 0, "is no range"),
+        ("barley.spc", {"range": (5, 900)}, nvimport.ChoiceNeeded, 4, "not within the points"),
+        ("barley.spc", {"options": b"zz"}, nvimport.Error, 5, "options are not valid"),
+        ("barley.spc", {"format": "NSAS"}, nvimport.Error, 1283, "Spectra header"),
+        ("ovens.xls", {"sheet": 5}, nvimport.ChoiceNeeded, 4, "not among the worksheets"),
+        (["ovens.xls", "mill.xlsx"], {}, nvimport.Error, 0, "only be imported one at a time"),
+    ],
+)
+def test_refusals_say_what_and_where(path, arguments, kind, code, text):
+    for call in (nvimport.read, nvimport.info):
+        with pytest.raises(kind, match=text) as caught:
+            call(path, **arguments)
+        error = caught.value
+        assert type(error) is kind and error.code == code and text in error.text
+        assert "--" not in str(error), "words of the command line"
+        assert str(pickle.loads(pickle.dumps(error))) == str(error)
+    if kind is nvimport.ChoiceNeeded:
+        assert error.candidates and error.argument in ("format", "range", "sheet")
+
+
+def test_a_cut_file_is_refused_wherever_it_is_cut(folder):
+    whole = (folder / "barley.spc").read_bytes()
+    cells = nvimport.read("barley.spc").cells
+    for size in range(0, len(whole), 97):
+        try:
+            sheet = nvimport.read(whole[:size], name="x.spc", format="GalacticSPC")
+        except nvimport.Error:
+            continue
+        assert (sheet.cells == cells).all(), f"cut to {size} bytes"
+
+
+def test_choices_are_asked_for_and_given():
+    found = nvimport.info("ovens.xls")
+    assert (found.shape, found.choices[0].source) == ((9, 5), "guessed")
+    assert nvimport.read("ovens.xls", sheet="Settings").shape == (3, 2)
+    both = nvimport.read("ovens.xls", sheet=[1, 2], merge="below")
+    assert both.shape == (12, 5) and both.notes == []
+    assert nvimport.read("oils.jdx", blocks=[2]).spectra().names == ["Sesame"]
+    part = nvimport.read("barley.spc", range=(11, 20))
+    assert part.spectra().x.tolist() == list(range(1120, 1140, 2))
+    stored = pickle.loads(pickle.dumps(part.options))
+    assert (nvimport.read("barley.spc", options=stored).cells == part.cells).all()
+    unneeded = nvimport.read("tanks.wk1", sheet=2)
+    assert "sheet= was not needed, there was no such choice." in unneeded.notes
+    assert nvimport.read("wheat.txt", delimiter="tab").notes == []
+
+
+def test_what_is_written_is_read_again():
+    frame = pd.DataFrame(
+        {
+            "n": [1, 2**40],
+            "t": ["x", None],
+            "f": [0.1, np.nan],
+            "day": pd.to_datetime(["2024-05-06", None]),
+            "mixed": ["a", 2.5],
+        },
+        index=pd.Index(["r1", "r2"], name="row"),
+    )
+    expected = [
+        ["row", "n", "t", "f", "day", "mixed"],
+        ["r1", "1", "x", "0.1", "2024-05-06", "a"],
+        ["r2", "1099511627776", None, None, None, "2.5"],
+    ]
+    nvimport.write("t.csv", frame)
+    assert nvimport.read("t.csv").cells.tolist() == expected
+    for name in ("t.txt", "t.dif", "t.tsv"):
+        nvimport.write(name, frame)
+        cells = nvimport.read(name, format="DIF" if name == "t.dif" else "text").cells
+        assert [[cell or None for cell in row] for row in cells] == expected
+    nvimport.write("a.csv", np.array([[1, np.nan], [0.25, 1e10]]))
+    assert nvimport.read("a.csv").to_numpy(numbers=True).tolist()[1] == [0.25, 1e10]
+    nvimport.write("s.csv", nvimport.read("barley.spc").spectra())
+    again = nvimport.read("s.csv").spectra()
+    first = nvimport.read("barley.spc").spectra()
+    assert (again.matrix == first.matrix).all() and again.names == first.names
+    for target, options in (("t.csv", {"overwrite": False}), ("t.zork", {}), ("no/t.csv", {})):
+        with pytest.raises(nvimport.Error):
+            nvimport.write(target, frame, **options)
+    assert pathlib.Path("t.csv").read_text().startswith("row,n"), "left alone"
+
+
+def test_threads_take_turns():
+    sums = []
+
+    def work():
+        for _ in range(20):
+            sums.append(float(nvimport.read("barley.spc").spectra().matrix.sum()))
+            with pytest.raises(nvimport.Error):
+                nvimport.read("barley.spc", options=b"zz")
+
+    threads = [threading.Thread(target=work) for _ in range(4)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert len(sums) == 80 and len(set(sums)) == 1
+
+
+INTERRUPTED = """
+import os, signal, nvimport
+
+def interrupted(handler, kind, work):
+    # The signal may come between two calls too, where Python itself deals with it.
+    while True:
+        signal.signal(signal.SIGALRM, handler)
+        signal.setitimer(signal.ITIMER_REAL, 0.03)
+        try:
+            while True:
+                work()
+        except kind as error:
+            return error
+        except KeyboardInterrupt:
+            pass
+
+def late(*_):
+    raise TimeoutError
+
+def ctrl_c(*_):
+    os.kill(os.getpid(), signal.SIGINT)
+
+def read():
+    return nvimport.read("big.txt", delimiter="tab")
+
+error = interrupted(ctrl_c, nvimport.Cancelled, read)
+assert isinstance(error, KeyboardInterrupt) and error.code == 4
+assert interrupted(late, TimeoutError, read).__traceback__ is not None
+sheet = read()
+interrupted(ctrl_c, nvimport.Cancelled, lambda: nvimport.write("out.csv", sheet))
+assert not os.path.exists("out.csv") or nvimport.read("out.csv").shape == sheet.shape
+print(nvimport.read("barley.spc").shape)
+"""
+
+
+def test_ctrl_c_cancels(folder):
+    (folder / "big.txt").write_bytes((b"\t".join([b"1.25"] * 1000) + b"\n") * 5000)
+    done = subprocess.run(
+        [sys.executable, "-c", INTERRUPTED],
+        capture_output=True,
+        text=True,
+        timeout=60,
+        env={**os.environ, "PYTHONPATH": os.pathsep.join(p for p in sys.path if p)},
+    )
+    assert done.stdout == "(4, 102)\n", done.stderr
