@@ -14,12 +14,18 @@ namespace {
 
 constexpr float kNoNumber = std::numeric_limits<float>::quiet_NaN();
 constexpr std::size_t kRowsPerReport = 256;
+// Beyond these a sheet is not plotted: the cells to look at, the values to keep.
+constexpr std::size_t kMostCells = 2'000'000'000;
+constexpr std::size_t kMostPoints = 250'000'000;
 
 float NumberIn(const MemoryCell& cell, char decimal_mark) {
-  if (cell.kind == CellKind::kNumber) return cell.number;
-  if (cell.kind != CellKind::kText) return kNoNumber;
-  const auto number = ParseNumber(cell.text, decimal_mark);
-  return number ? static_cast<float>(*number) : kNoNumber;
+  float value = kNoNumber;
+  if (cell.kind == CellKind::kNumber)
+    value = cell.number;
+  else if (cell.kind == CellKind::kText)
+    value = static_cast<float>(ParseNumber(cell.text, decimal_mark).value_or(kNoNumber));
+  // What has no end has no place in a picture.
+  return std::isfinite(value) ? value : kNoNumber;
 }
 
 bool HasNumber(std::span<const float> y) {
@@ -83,29 +89,57 @@ void TakeSpectra(const SpectraAxis& axis, Rows& rows, int count, char decimal_ma
   }
 }
 
-void TakePoints(Rows& rows, int columns, int count, char decimal_mark, Curves& curves) {
+void TakePoints(Rows& rows, int count, char decimal_mark, Curves& curves) {
   const auto points = static_cast<std::size_t>(count);
-  for (int row = 1; row <= count; ++row) curves.x.push_back(row);
-  curves.y.resize(static_cast<std::size_t>(columns) * points, kNoNumber);
-  for (std::size_t row = 0; row < points; ++row) {
-    if (!rows.Take(static_cast<int>(row) + 1)) {
-      curves.complete = false;
-      return;
+  // A sheet may be wide and high by a single cell in its corner: first which columns have numbers.
+  const std::size_t columns = rows.cells().size();
+  if (columns * points > kMostCells) return;
+  std::vector<char> numeric(columns);
+  const auto each_row = [&](const auto& take) {
+    for (std::size_t row = 0; row < points; ++row) {
+      if (!rows.Take(static_cast<int>(row) + 1)) return false;
+      take(row);
     }
-    for (std::size_t column = 0; column < rows.cells().size(); ++column)
-      curves.y[column * points + row] = NumberIn(rows.cells()[column], decimal_mark);
-  }
-  // Columns without numbers make room for those behind them.
+    return true;
+  };
+  curves.complete = each_row([&](std::size_t) {
+    for (std::size_t column = 0; column < columns; ++column)
+      if (numeric[column] == 0 && !std::isnan(NumberIn(rows.cells()[column], decimal_mark)))
+        numeric[column] = 1;
+  });
+  if (!curves.complete) return;
   rows.Take(1);
-  for (std::size_t column = 0; column < rows.cells().size(); ++column) {
-    const auto y = curves.Of(column);
-    if (!HasNumber(y)) continue;
-    std::ranges::copy(y, curves.y.begin() + static_cast<std::ptrdiff_t>(curves.size() * points));
+  for (std::size_t column = 0; column < columns; ++column) {
+    if (numeric[column] == 0) continue;
     curves.lines.push_back(static_cast<int>(column) + 1);
     curves.names.push_back(NameOf(rows.cells().subspan(column, 1), decimal_mark,
                                   QStringLiteral("Column %1").arg(column + 1)));
   }
-  curves.y.resize(curves.size() * points);
+  if (curves.size() * points > kMostPoints) {
+    curves = {};
+    return;
+  }
+  for (int row = 1; row <= count; ++row) curves.x.push_back(row);
+  curves.y.resize(curves.size() * points, kNoNumber);
+  curves.complete = each_row([&](std::size_t row) {
+    for (std::size_t curve = 0; curve < curves.size(); ++curve)
+      curves.y[curve * points + row] =
+          NumberIn(rows.cells()[static_cast<std::size_t>(curves.lines[curve]) - 1], decimal_mark);
+  });
+}
+
+// Whether what looks like x values is no row of a table without names: by letters, or since most of
+// the numbers below stand under them.
+bool IsAxis(const SpectraAxis& axis, Rows& rows, int count, char decimal_mark) {
+  rows.Take(1);
+  const MemoryCell name = rows.cells()[static_cast<std::size_t>(axis.first_column) - 1];
+  if (std::isnan(NumberIn(name, decimal_mark))) return true;
+  if (count < 2) return false;
+  rows.Take(2);
+  std::size_t numbers = 0;
+  for (const MemoryCell& cell : rows.cells())
+    if (!std::isnan(NumberIn(cell, decimal_mark))) ++numbers;
+  return axis.x.size() * 2 > numbers;
 }
 
 }  // namespace
@@ -118,10 +152,11 @@ Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report) {
   Rows rows(sheet, columns, count, report);
   rows.Take(1);
   const auto axis = FindSpectraAxis(rows.cells(), decimal_mark);
-  if (axis) TakeSpectra(*axis, rows, count, decimal_mark, curves);
+  if (axis && IsAxis(*axis, rows, count, decimal_mark))
+    TakeSpectra(*axis, rows, count, decimal_mark, curves);
   // Numbers in a row do not make spectra where nothing follows below.
   if (axis && (!curves.lines.empty() || !curves.complete)) return curves;
   curves = {};
-  TakePoints(rows, columns, count, decimal_mark, curves);
+  TakePoints(rows, count, decimal_mark, curves);
   return curves;
 }

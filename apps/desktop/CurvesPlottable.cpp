@@ -11,6 +11,7 @@ namespace {
 constexpr int kFewCurves = 10;
 // Up to here lines are smoothed, which costs.
 constexpr std::size_t kSmoothed = 50;
+constexpr std::size_t kMostDrawn = 20000;
 constexpr double kDot = 4;  // pixels of a point that stands alone
 // Points of this size where there are few of them, else smaller.
 constexpr std::size_t kFewPoints = 2000;
@@ -198,14 +199,17 @@ void CurvesPlottable::draw(QCPPainter* painter) {
   LinePainter lines(curves, begin, end, keys, values);
   PointPainter points(curves, begin, end, clipRect(), keys, values);
   const bool emphasized = emphasized_.has_value();
+  // Wide and smooth lines are for few.
+  const bool few = (emphasized ? emphasized_->size() : curves.size()) <= kSmoothed;
   const CurveColors colors(curves.size(), dark_);
-  painter->setAntialiasing(curves.spectra &&
-                           (emphasized ? emphasized_->size() : curves.size()) <= kSmoothed);
+  painter->setAntialiasing(curves.spectra && few);
+  // More curves than that cover each other in any picture.
+  const std::size_t stride = std::max(stride_, curves.size() / kMostDrawn + 1);
   const auto draw = [&](std::size_t curve) {
     QColor color = colors.Of(curve);
     if (emphasized && curves.size() > kFewCurves) color = dark_ ? Qt::white : Qt::black;
     if (curves.spectra) {
-      painter->setPen(QPen(color, emphasized ? 2.5 : 1));
+      painter->setPen(QPen(color, emphasized && few ? 2.5 : 1));
       lines.Draw(curve, *painter);
     } else {
       painter->setPen(Qt::NoPen);
@@ -216,7 +220,7 @@ void CurvesPlottable::draw(QCPPainter* painter) {
   if (emphasized)
     std::ranges::for_each(*emphasized_, draw);
   else
-    for (std::size_t curve = 0; curve < curves.size(); curve += stride_) draw(curve);
+    for (std::size_t curve = 0; curve < curves.size(); curve += stride) draw(curve);
   if (stride_ == 1)
     seconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }

@@ -4,13 +4,12 @@
 #include <QObject>
 #include <QTemporaryDir>
 #include <algorithm>
-#include <exception>
-#include <new>
 #include <span>
 
 #include "apps/desktop/DecimalGuess.h"
 #include "apps/desktop/LibraryThread.h"
 #include "apps/desktop/SheetText.h"
+#include "apps/desktop/Thrown.h"
 #include "apps/desktop/WindowDialogs.h"
 #include "apps/nvimport/FileKinds.h"
 #include "apps/nvimport/ImportSession.h"
@@ -56,7 +55,10 @@ QString Files(const std::vector<std::string>& files) {
 QString Advice(const ImportRequest& request, bool format_settled, const QString& logged) {
   QStringList advice;
   if (const auto kind = RecogniseKind(request.files.front()))
-    advice.push_back(QObject::tr("The file %1.").arg(FromBytes(kind->Words())));
+    advice.push_back(*kind->format == '\0'
+                         ? QObject::tr("It looks like %1.").arg(FromBytes(kind->name))
+                         : QObject::tr("It looks like %1; the file type \"%2\" reads it.")
+                               .arg(FromBytes(kind->name), FromBytes(kind->format)));
   if (!logged.isEmpty()) advice.push_back(logged);
   if (request.files.size() > 1)
     advice.push_back(QObject::tr("Open the files one after the other."));
@@ -72,22 +74,9 @@ QString Advice(const ImportRequest& request, bool format_settled, const QString&
   return advice.join('\n');
 }
 
-// What `operation` throws, if it does.
-template <typename Operation>
-QString Thrown(Operation operation) {
-  try {
-    operation();
-    return {};
-  } catch (const std::bad_alloc&) {
-    return QObject::tr("There is not enough memory for this file.");
-  } catch (const std::exception& exception) {
-    return FromBytes(exception.what());
-  }
-}
-
 // "Text File (*.txt)" and "*.txt;*.dat" as one filter.
 QString Filter(const QString& text, const QString& patterns) {
-  const QString name = text.left(text.lastIndexOf('(')).trimmed();
+  const QString name = text.left(text.indexOf('(')).simplified();
   return name + " (" + patterns.split(';', Qt::SkipEmptyParts).join(' ') + ")";
 }
 
@@ -139,7 +128,9 @@ ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobPro
   if (done) {
     again.options = SpreadsheetOpenOptions(&options);
     SpreadsheetOpenOptions::FreeOpenOptions(&options);
-    result.decimal_mark = dialogs.decimal_mark().value_or(GuessDecimalMark(*sheet));
+    if (dialogs.decimal_mark()) again.decimal_mark = dialogs.decimal_mark();
+    result.decimal_mark = again.decimal_mark.value_or(GuessDecimalMark(*sheet));
+    if (!dialogs.trouble().text.isEmpty()) result.warnings.push_back(dialogs.trouble().text);
     result.sheet = std::move(sheet);
     return result;
   }
@@ -166,10 +157,13 @@ namespace {
 
 // Whether a format writes at all: some say so and have no writer.
 bool Writes(int format) {
-  const QTemporaryDir folder;
-  const auto file = FormatList::Get().CreateFile(format);
-  return file->Open(false, QFile::encodeName(folder.filePath("file")).constData(), nullptr) ==
-         kGood;
+  bool opens = false;
+  Thrown([&] {
+    const QTemporaryDir folder;
+    const QByteArray path = QFile::encodeName(folder.filePath("file"));
+    opens = FormatList::Get().CreateFile(format)->Open(false, path.constData(), nullptr) == kGood;
+  });
+  return opens;
 }
 
 }  // namespace
@@ -248,6 +242,4 @@ QStringList OpenFilters(int& first) {
   return filters;
 }
 
-void RememberFilter(int filter, int format) {
-  ImportHelper::UpdateDefaultFileType(filter == 0 ? 0 : format);
-}
+void RememberFormat(int format) { ImportHelper::UpdateDefaultFileType(format); }

@@ -16,9 +16,10 @@ class WindowDialogs;
 // What is to be read.
 struct ImportRequest {
   std::vector<std::string> files;
-  int filter = 1;                  // position in the open dialog
-  int format = 0;                  // position in the list of formats, once it is known
-  SpreadsheetOpenOptions options;  // of the import that is repeated, or none
+  int filter = 1;                    // position in the open dialog
+  int format = 0;                    // position in the list of formats, once it is known
+  SpreadsheetOpenOptions options;    // of the import that is repeated, or none
+  std::optional<char> decimal_mark;  // what the user said of it
 };
 
 // What came of it.
@@ -50,5 +51,5 @@ std::optional<Trouble> Export(MemorySheet& sheet, const std::string& path, const
 
 // The filters of the open dialog, and the one it begins with, from 0.
 QStringList OpenFilters(int& first);
-// Remembers what the user chose there, from 0.
-void RememberFilter(int filter, int format);
+// Remembers that a file was read as `format`, 0 for any, by the filter chosen there.
+void RememberFormat(int format);

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "apps/desktop/Thrown.h"
+
 LibraryThread::LibraryThread(QObject* parent) : QObject(parent) {
   // Sheets are made there and released here: one heap for both gives their memory back to the next.
   ::mallopt(M_ARENA_MAX, 1);
@@ -11,7 +13,7 @@ LibraryThread::LibraryThread(QObject* parent) : QObject(parent) {
   thread_.start();
 }
 
-LibraryThread::~LibraryThread() {
+void LibraryThread::Finish() {
   progress_.Stop();
   thread_.quit();
   thread_.wait();
@@ -24,16 +26,19 @@ void LibraryThread::Start(std::function<void()> job, std::function<void()> done)
   emit Changed(true);
   QMetaObject::invokeMethod(&there_, [this, job = std::move(job), done = std::move(done)] {
     Progress::Install(&progress_);
-    job();
+    const QString thrown = Thrown(job);
     Progress::Install(nullptr);
-    QMetaObject::invokeMethod(this, [this, done] {
+    QMetaObject::invokeMethod(this, [this, done, thrown] {
       busy_ = false;
       emit Changed(false);
+      if (!thrown.isEmpty()) emit Failed(thrown);
       done();
     });
   });
 }
 
 void LibraryThread::RunMeanwhile(std::function<void()> job) {
-  QMetaObject::invokeMethod(&there_, std::move(job), Qt::QueuedConnection);
+  // Without a preview the question stands all the same.
+  QMetaObject::invokeMethod(
+      &there_, [job = std::move(job)] { Thrown(job); }, Qt::QueuedConnection);
 }

@@ -37,13 +37,15 @@ class LibraryThread : public QObject {
   Q_OBJECT
  public:
   explicit LibraryThread(QObject* parent = nullptr);
-  // Stops the job that runs.
-  ~LibraryThread() override;
+  ~LibraryThread() override { Finish(); }
+  // Stops the job that runs, and takes no other.
+  void Finish();
 
   bool busy() const { return busy_; }
   JobProgress& progress() { return progress_; }
 
-  // Runs `job` there, then `done` in this thread. Only when nothing else runs.
+  // Runs `job` there, then `done` in this thread. Only when nothing else runs. What the job throws
+  // is told before.
   void Start(std::function<void()> job, std::function<void()> done);
 
   // Called there while a job waits for an answer: runs `job` meanwhile.
@@ -51,6 +53,7 @@ class LibraryThread : public QObject {
 
  signals:
   void Changed(bool busy);
+  void Failed(const QString& why);
 
  private:
   QThread thread_;

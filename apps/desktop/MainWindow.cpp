@@ -41,7 +41,9 @@ QSettings Settings() { return {QSettings::IniFormat, QSettings::UserScope, "nvim
 
 QString NameOf(const std::vector<std::string>& files) {
   const QString first = QFileInfo(FromBytes(files.front())).fileName();
-  return files.size() == 1 ? first : QObject::tr("%1 and %2 more").arg(first).arg(files.size() - 1);
+  return files.size() == 1
+             ? first
+             : QObject::tr("%1 and %2 more").arg(first, QString::number(files.size() - 1));
 }
 
 std::vector<std::string> Paths(const QStringList& paths) {
@@ -83,11 +85,7 @@ MainWindow::MainWindow() : dialogs_(*this, library_) {
   MakeStatus();
   MakeActions();
 
-  connect(sheet_, &SheetView::SelectionChanged, this, [this] {
-    const Curves* curves = plot_->curves();
-    if (curves == nullptr) return;
-    plot_->Emphasize(sheet_->SelectedLines(curves->spectra ? Qt::Vertical : Qt::Horizontal));
-  });
+  connect(sheet_, &SheetView::SelectionChanged, this, &MainWindow::EmphasizeSelected);
   connect(plot_, &SpectraPlot::CurveClicked, this, [this](int line) {
     sheet_->SelectLine(line, plot_->curves()->spectra ? Qt::Vertical : Qt::Horizontal);
   });
@@ -102,12 +100,19 @@ MainWindow::MainWindow() : dialogs_(*this, library_) {
     }
     UpdateActions();
   });
+  connect(&library_, &LibraryThread::Failed, this, [this](const QString& why) {
+    ShowTrouble(this, {why, {}, {}, {}});
+  });
   connect(&ticks_, &QTimer::timeout, this, &MainWindow::ShowProgress);
   Dialogs::Install(&dialogs_);
   UpdateActions();
 }
 
-MainWindow::~MainWindow() { Dialogs::Install(nullptr); }
+MainWindow::~MainWindow() {
+  // Its job asks the dialogs, which are gone before it.
+  library_.Finish();
+  Dialogs::Install(nullptr);
+}
 
 void MainWindow::MakeFindBar() {
   find_bar_ = new QWidget;
@@ -116,7 +121,7 @@ void MainWindow::MakeFindBar() {
   wanted_ = new QLineEdit;
   wanted_->setPlaceholderText(tr("Text or number to find"));
   wanted_->setClearButtonEnabled(true);
-  auto* const label = new QLabel(tr("&Find:"));
+  auto* const label = new QLabel(tr("F&ind:"));
   label->setBuddy(wanted_);
   auto* const previous = new QPushButton(tr("&Previous"));
   auto* const next = new QPushButton(tr("&Next"));
@@ -254,7 +259,10 @@ void MainWindow::UpdateActions() {
 void MainWindow::Run(const QString& label, std::function<void()> job, std::function<void()> done) {
   if (library_.busy()) return;
   label_ = label;
-  library_.Start(std::move(job), std::move(done));
+  library_.Start(std::move(job), [this, done = std::move(done), state = state_->text()] {
+    state_->setText(state);
+    done();
+  });
 }
 
 Report MainWindow::JobReport() {
@@ -292,11 +300,12 @@ void MainWindow::ChooseFiles() {
             std::max(static_cast<int>(filters.indexOf(dialog.selectedNameFilter())), 0));
 }
 
-void MainWindow::OpenFiles(const QStringList& paths, int filter) {
+void MainWindow::OpenFiles(const QStringList& paths, std::optional<int> filter) {
   if (paths.isEmpty()) return;
   ImportRequest request;
   request.files = Paths(paths);
-  request.filter = filter + 1;
+  request.filter = filter.value_or(0) + 1;
+  remembers_ = filter.has_value();
   Start(request, tr("Reading %1").arg(NameOf(request.files)));
 }
 
@@ -324,7 +333,12 @@ void MainWindow::Show(ImportResult result) {
   cells_ = result.sheet;
   last_ = result.again;
   decimal_mark_ = result.decimal_mark;
-  RememberFilter(last_.filter - 1, last_.format);
+  if (std::exchange(remembers_, false)) {
+    // The first filter and the last one take every type.
+    int first = 0;
+    const bool any = last_.filter == 1 || last_.filter == OpenFilters(first).size();
+    RememberFormat(any ? 0 : last_.format);
+  }
   Remember(last_.files);
   setWindowTitle(NameOf(last_.files) + " - " + QApplication::applicationDisplayName());
   plot_->SetCurves(nullptr);
@@ -352,24 +366,39 @@ void MainWindow::ShowNotes(const ImportResult& result) {
 void MainWindow::PrepareCurves() {
   if (library_.busy()) return QTimer::singleShot(kTick, this, &MainWindow::PrepareCurves);
   auto curves = std::make_shared<Curves>();
-  const QString state = state_->text();
   Run(
       tr("Preparing the plot"),
       [this, curves, cells = cells_] { *curves = TakeCurves(*cells, decimal_mark_, JobReport()); },
-      [this, curves, state] {
-        state_->setText(state);
+      [this, curves] {
         if (curves->complete) {
           plot_->SetCurves(curves);
           const QSignalBlocker quiet(reverse_);
           reverse_->setChecked(curves->spectra && curves->x_falls);
+          EmphasizeSelected();
+        } else {
+          statusBar()->showMessage(tr("The plot was cancelled; Import again makes it."),
+                                   kMessageTime);
         }
         emit Finished();
       });
 }
 
+void MainWindow::EmphasizeSelected() {
+  const Curves* curves = plot_->curves();
+  if (curves == nullptr) return;
+  // A single cell selects nothing in particular.
+  const QItemSelection selection = sheet_->selectionModel()->selection();
+  const bool lines =
+      selection.size() > 1 ||
+      (selection.size() == 1 && selection.front().topLeft() != selection.front().bottomRight());
+  plot_->Emphasize(lines ? sheet_->SelectedLines(curves->spectra ? Qt::Vertical : Qt::Horizontal)
+                         : std::vector<int>());
+}
+
 void MainWindow::CopySelection() {
   const auto range = sheet_->Selected();
-  if (!range) return;
+  if (!range)
+    return statusBar()->showMessage(tr("One rectangle of cells can be copied."), kMessageTime);
   auto text = std::make_shared<QString>();
   Run(
       tr("Copying"),
@@ -377,7 +406,11 @@ void MainWindow::CopySelection() {
         *text = TabSeparated(*cells, range, JobReport());
       },
       [this, text] {
-        if (!text->isEmpty()) QApplication::clipboard()->setText(*text);
+        if (!text->isEmpty())
+          QApplication::clipboard()->setText(*text);
+        else if (!library_.progress().stopped())
+          statusBar()->showMessage(tr("That is more than can be copied; Export writes all of it."),
+                                   kMessageTime);
         emit Finished();
       });
 }
@@ -385,14 +418,12 @@ void MainWindow::CopySelection() {
 void MainWindow::Find(const QString& wanted, bool forward) {
   if (wanted.isEmpty() || cells_ == nullptr) return;
   auto found = std::make_shared<std::optional<CellPlace>>();
-  const QString state = state_->text();
   Run(
       tr("Looking for \"%1\"").arg(wanted),
       [this, found, wanted, forward, from = sheet_->Place(), cells = cells_] {
         *found = FindText(*cells, wanted, from, forward, JobReport());
       },
-      [this, found, wanted, state] {
-        state_->setText(state);
+      [this, found, wanted] {
         if (*found)
           sheet_->GoTo(**found);
         else
@@ -424,27 +455,26 @@ void MainWindow::ChooseExport() {
   dialog.setDirectory(input.absolutePath());
   dialog.selectFile(input.completeBaseName());
   const auto take_suffix = [&](const QString& filter) {
-    dialog.setDefaultSuffix(
-        kinds[static_cast<std::size_t>(filters.indexOf(filter))].extension.mid(1));
+    const auto kind = static_cast<std::size_t>(std::max<qsizetype>(filters.indexOf(filter), 0));
+    dialog.setDefaultSuffix(kinds[kind].extension.mid(1));
   };
   take_suffix(filters.front());
   connect(&dialog, &QFileDialog::filterSelected, this, take_suffix);
   if (dialog.exec() != QDialog::Accepted) return;
-  ExportTo(dialog.selectedFiles().front(),
-           static_cast<std::size_t>(filters.indexOf(dialog.selectedNameFilter())));
+  const auto kind = static_cast<std::size_t>(
+      std::max<qsizetype>(filters.indexOf(dialog.selectedNameFilter()), 0));
+  ExportTo(dialog.selectedFiles().front(), kind);
 }
 
 void MainWindow::ExportTo(const QString& path, std::size_t kind) {
   if (cells_ == nullptr || library_.busy()) return;
   auto trouble = std::make_shared<std::optional<Trouble>>();
-  const QString state = state_->text();
   Run(
       tr("Writing %1").arg(QFileInfo(path).fileName()),
       [this, trouble, kind = ExportKinds()[kind], path = Paths({path}).front(), cells = cells_] {
         *trouble = Export(*cells, path, kind, dialogs_, library_.progress());
       },
-      [this, trouble, state] {
-        state_->setText(state);
+      [this, trouble] {
         if (*trouble)
           ShowTrouble(this, **trouble);
         else
@@ -465,7 +495,8 @@ void MainWindow::SavePlot() {
   dialog.selectFile(QFileInfo(FromBytes(last_.files.front())).completeBaseName());
   if (dialog.exec() != QDialog::Accepted) return;
   const QString path = dialog.selectedFiles().front();
-  if (const QString failure = plot_->Save(path, {}, plot_->size()); !failure.isEmpty())
+  const QString kind = dialog.selectedNameFilter().left(3).toLower();
+  if (const QString failure = plot_->Save(path, kind, plot_->size()); !failure.isEmpty())
     ShowTrouble(this, {failure, {}, path, tr("Choose another place or another type.")});
 }
 

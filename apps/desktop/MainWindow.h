@@ -27,8 +27,9 @@ class MainWindow : public QMainWindow {
   MainWindow();
   ~MainWindow() override;
 
-  // Reads the files as one selection, as if they had been chosen under that filter (from 0).
-  void OpenFiles(const QStringList& paths, int filter = 0);
+  // Reads the files as one selection, whatever their type, or as chosen under a filter of the open
+  // dialog (from 0), which is remembered.
+  void OpenFiles(const QStringList& paths, std::optional<int> filter = std::nullopt);
   void ImportAgain();
   // Writes the sheet; the kind is a position in ExportKinds().
   void ExportTo(const QString& path, std::size_t kind);
@@ -72,7 +73,8 @@ class MainWindow : public QMainWindow {
   void Show(ImportResult result);
   void ShowNotes(const ImportResult& result);
   void PrepareCurves();
-  // Runs a job under a label, then `done`.
+  void EmphasizeSelected();
+  // Runs a job under a label, then `done`; the status line is afterwards as it was.
   void Run(const QString& label, std::function<void()> job, std::function<void()> done);
   void UpdateActions();
   void ShowProgress();
@@ -99,5 +101,6 @@ class MainWindow : public QMainWindow {
   std::vector<QAction*> for_sheet_;
   std::shared_ptr<MemorySheet> cells_;
   ImportRequest last_;
+  bool remembers_ = false;  // the type of the file that is being read
   char decimal_mark_ = '.';
 };

@@ -37,6 +37,7 @@ class Question : public QDialog {
     setWindowTitle(title);
     auto* const layout = new QVBoxLayout(this);
     auto* const said = new QLabel(prompt.trimmed());
+    said->setTextFormat(Qt::PlainText);
     said->setWordWrap(true);
     said->setMinimumWidth(kWidth);
     said->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -74,7 +75,6 @@ QTreeWidget* AddList(Question& dialog, const QStringList& headings) {
   for (int column = 1; column < headings.size(); ++column)
     list->header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
   dialog.body->addWidget(list, 1);
-  QObject::connect(list, &QTreeWidget::itemActivated, &dialog, &QDialog::accept);
   return list;
 }
 
@@ -160,7 +160,11 @@ class TextImportPage : public Question {
   TextImportAnswer answer() const {
     const QString delimiter = IsOther() ? other_->text() : delimiter_->currentData().toString();
     TextImportChoice choice{delimiter.toStdString(), consecutive_->isChecked()};
-    if (IsOther()) choice.delimiter = ParseDelimiter(choice.delimiter).delimiter;
+    if (IsOther()) {
+      const TextImportChoice written = ParseDelimiter(choice.delimiter);
+      choice.delimiter = written.delimiter;
+      choice.ignore_consecutive |= written.ignore_consecutive;
+    }
     return {choice, comma_->isChecked() ? ',' : '.'};
   }
 
@@ -176,6 +180,7 @@ class TextImportPage : public Question {
   }
 
   void Preview() {
+    Allow(!IsOther() || !other_->text().isEmpty());
     const int number = ++number_;
     preview_(answer().choice, [page = QPointer(this), number](PreviewRows rows) {
       if (page == nullptr || number != page->number_) return;
@@ -218,6 +223,7 @@ class RangePage : public Question {
         question_(question) {
     plot_ = new RangePlot;
     plot_->setMinimumSize(560, 260);
+    plot_->xAxis->setRange(QCPRange(XOf(1), XOf(question.points)));
     body->addWidget(plot_, 1);
     auto* const form = new QFormLayout;
     first_ = AddPoint(*form, tr("&First point:"), 1);
@@ -236,7 +242,7 @@ class RangePage : public Question {
     });
     Update();
     first_spectrum([page = QPointer(this)](std::shared_ptr<const Curves> curves) {
-      if (page == nullptr) return;
+      if (page == nullptr || curves == nullptr || curves->size() == 0) return;
       page->plot_->SetCurves(std::move(curves));
       page->Update();
     });
@@ -303,6 +309,7 @@ std::optional<std::size_t> AskFileType(QWidget* parent, const FileTypeQuestion& 
     AddEntry(*list, {other.name, other.answer})->setDisabled(true);
   list->setCurrentItem(list->topLevelItem(0));
   list->setFocus();
+  QObject::connect(list, &QTreeWidget::itemDoubleClicked, &dialog, &QDialog::accept);
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
   const auto chosen = Chosen(*list, /*only_one=*/true);
   return chosen.empty() || chosen.front() >= question.names.size() ? std::nullopt
@@ -321,17 +328,22 @@ std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& questi
   QStringList headings{FromBytes(question.heading)};
   if (!question.details.empty()) headings.push_back(QObject::tr("Size"));
   auto* const list = AddList(dialog, headings);
-  // One worksheet is what is mostly wanted, but all blocks and files.
-  const bool takes_all = question.kind != ItemsQuestion::Kind::kWorksheets;
+  // One worksheet is what is mostly wanted, but all blocks. Files are asked for when not all can
+  // be.
+  const bool takes_all = question.kind == ItemsQuestion::Kind::kBlocks;
+  const bool takes_first = question.kind == ItemsQuestion::Kind::kWorksheets;
   for (std::size_t i = 0; i < question.items.size(); ++i) {
     QStringList texts{FromBytes(question.items[i])};
     if (i < question.details.size()) texts.push_back(FromBytes(question.details[i]));
     QTreeWidgetItem* const item = AddEntry(*list, texts);
     if (!question.only_one)
-      item->setCheckState(0, takes_all || i == 0 ? Qt::Checked : Qt::Unchecked);
+      item->setCheckState(0, takes_all || (takes_first && i == 0) ? Qt::Checked : Qt::Unchecked);
   }
   list->setCurrentItem(list->topLevelItem(0));
   list->setFocus();
+
+  if (question.only_one)
+    QObject::connect(list, &QTreeWidget::itemDoubleClicked, &dialog, &QDialog::accept);
 
   std::vector<QRadioButton*> merges;
   for (const std::string& choice : question.merge_choices) {
@@ -406,8 +418,10 @@ std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
 }
 
 bool AskWarning(QWidget* parent, const QString& title, const QString& text) {
-  return QMessageBox::warning(parent, title, text, QMessageBox::Ok | QMessageBox::Cancel,
-                              QMessageBox::Ok) == QMessageBox::Ok;
+  QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Ok | QMessageBox::Cancel, parent);
+  box.setTextFormat(Qt::PlainText);
+  box.setDefaultButton(QMessageBox::Ok);
+  return box.exec() == QMessageBox::Ok;
 }
 
 void ShowTrouble(QWidget* parent, const Trouble& trouble) {
@@ -416,6 +430,7 @@ void ShowTrouble(QWidget* parent, const Trouble& trouble) {
   QStringList said;
   for (const QString& part : {trouble.detail, trouble.file, trouble.advice})
     if (!part.isEmpty()) said.push_back(part);
+  box.setTextFormat(Qt::PlainText);
   box.setInformativeText(said.join("\n\n"));
   box.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   box.exec();

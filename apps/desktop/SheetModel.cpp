@@ -13,7 +13,12 @@ constexpr qsizetype kLongest = 300;
 
 QString OneLineOf(const MemoryCell& cell) {
   MemoryCell head = cell;
-  head.text = cell.text.substr(0, static_cast<std::size_t>(kLongest) * 4);
+  auto length = std::min(cell.text.size(), static_cast<std::size_t>(kLongest) * 4);
+  // Not in the midst of a character.
+  while (length > 0 && length < cell.text.size() &&
+         (static_cast<unsigned char>(cell.text[length]) & 0xC0) == 0x80)
+    --length;
+  head.text = cell.text.substr(0, length);
   QString text = Shown(head).left(kLongest);
   std::ranges::replace_if(
       text, [](QChar c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
@@ -65,7 +70,7 @@ QVariant SheetModel::data(const QModelIndex& index, int role) const {
         case CellKind::kNumber:
           return tr("Number");
         case CellKind::kText:
-          return tr("Text: %1").arg(OneLineOf(cell));
+          return tr("Text: %1").arg(OneLineOf(cell)).toHtmlEscaped();
       }
       return {};
     case Qt::AccessibleDescriptionRole:

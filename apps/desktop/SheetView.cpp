@@ -12,6 +12,7 @@
 namespace {
 
 constexpr std::size_t kRowsPerReport = 512;
+constexpr qsizetype kLongestCopy = 500'000'000;
 
 bool Holds(const MemoryCell& cell, const QString& wanted) {
   if (cell.kind == CellKind::kMissing) return false;
@@ -21,11 +22,13 @@ bool Holds(const MemoryCell& cell, const QString& wanted) {
 }  // namespace
 
 std::optional<CellPlace> ParsePlace(const QString& text) {
-  static const QRegularExpression kPlace(R"(^\s*R?\s*(\d+)\s*(?:[,;:. C]\s*)+(\d+)\s*$)",
+  static const QRegularExpression kPlace(R"(^\s*R?\s*(\d+)\s*[,;:. C]\s*(\d+)\s*$)",
                                          QRegularExpression::CaseInsensitiveOption);
   const auto match = kPlace.match(text);
   if (!match.hasMatch()) return std::nullopt;
-  return CellPlace{match.captured(1).toInt(), match.captured(2).toInt()};
+  bool fits[2] = {};
+  const CellPlace place{match.captured(1).toInt(&fits[0]), match.captured(2).toInt(&fits[1])};
+  return fits[0] && fits[1] ? std::optional(place) : std::nullopt;
 }
 
 std::optional<CellPlace> FindText(MemorySheet& sheet, const QString& wanted, CellPlace from,
@@ -67,6 +70,7 @@ QString TabSeparated(const MemorySheet& sheet, const CellRange& range, const Rep
       text += cell;
     }
     text += '\n';
+    if (text.size() > kLongestCopy) return {};
     if (row % kRowsPerReport == 0 && !report(row, rows)) return {};
   }
   return text;
@@ -76,6 +80,7 @@ SheetView::SheetView(QWidget* parent) : QTableView(parent) {
   setModel(&model_);
   setAccessibleName(tr("Sheet"));
   setWordWrap(false);
+  setTabKeyNavigation(false);
   setHorizontalScrollMode(ScrollPerPixel);
   setVerticalScrollMode(ScrollPerPixel);
   // Rows and columns of one size each: a sheet of millions is laid out at once.
@@ -111,13 +116,17 @@ std::optional<CellRange> SheetView::Selected() const {
   const QItemSelection selection = selectionModel()->selection();
   if (selection.isEmpty()) return std::nullopt;
   CellRange all{model_.rowCount(), 1, model_.columnCount(), 1};
+  qint64 cells = 0;
   for (const QItemSelectionRange& range : selection) {
+    cells += qint64{range.width()} * range.height();
     all.first_row = std::min(all.first_row, range.top() + 1);
     all.last_row = std::max(all.last_row, range.bottom() + 1);
     all.first_column = std::min(all.first_column, range.left() + 1);
     all.last_column = std::max(all.last_column, range.right() + 1);
   }
-  return all;
+  const bool whole =
+      cells == qint64{all.last_row - all.first_row + 1} * (all.last_column - all.first_column + 1);
+  return whole ? std::optional(all) : std::nullopt;
 }
 
 std::vector<int> SheetView::SelectedLines(Qt::Orientation orientation) const {

@@ -27,7 +27,7 @@ struct CellRange {
   int first_row, last_row, first_column, last_column;
 };
 // Rows of texts apart by TABs; line breaks and TABs in them become blanks. Empty when `report`
-// stops it.
+// stops it, or when it is more than a clipboard can hold.
 QString TabSeparated(const MemorySheet& sheet, const CellRange& range, const Report& report);
 
 // The table of a sheet.
@@ -40,7 +40,7 @@ class SheetView : public QTableView {
   void GoTo(CellPlace place);
   // The current cell.
   CellPlace Place() const;
-  // What is selected, as one rectangle; none where nothing is.
+  // What is selected; none where that is nothing, or not one rectangle.
   std::optional<CellRange> Selected() const;
   // The rows (or the columns) that are selected, rising.
   std::vector<int> SelectedLines(Qt::Orientation orientation) const;

@@ -1,6 +1,9 @@
 #include "apps/desktop/SpectraPlot.h"
 
+#include <QBuffer>
 #include <QFileInfo>
+#include <QPdfWriter>
+#include <QSaveFile>
 #include <QSvgGenerator>
 #include <algorithm>
 #include <chrono>
@@ -58,6 +61,8 @@ QColor Between(const QColor& a, const QColor& b, float part) {
   return QColor::fromRgbF(mix(a.redF(), b.redF()), mix(a.greenF(), b.greenF()),
                           mix(a.blueF(), b.blueF()));
 }
+
+QCPRange Widened(const QCPRange& range, double by) { return {range.lower - by, range.upper + by}; }
 
 CurvesPlottable* AddCurves(QCustomPlot& plot, const QString& layer, bool emphasized) {
   auto* const curves = new CurvesPlottable(plot.xAxis, plot.yAxis);
@@ -140,14 +145,20 @@ void SpectraPlot::MakeLegend() {
 }
 
 void SpectraPlot::SetReversed(bool reversed) {
+  Hover(std::nullopt);
   xAxis->setRangeReversed(reversed);
   replot(rpQueuedReplot);
 }
 
 void SpectraPlot::ShowAll() {
-  rescaleAxes();
-  const QCPRange y = yAxis->range();
-  yAxis->setRange(y.lower - y.size() * kMargin, y.upper + y.size() * kMargin);
+  Hover(std::nullopt);
+  bool found = false;
+  const QCPRange x = all_->getKeyRange(found, QCP::sdBoth);
+  if (found) xAxis->setRange(Widened(x, x.size() > 0 ? 0 : 1));
+  const QCPRange y = all_->getValueRange(found, QCP::sdBoth, {});
+  // What is constant gets room too.
+  const double room = y.size() > 0 ? y.size() * kMargin : std::max(std::abs(y.lower) * 0.1, 1e-6);
+  if (found) yAxis->setRange(Widened(y, room));
   replot(rpQueuedReplot);
 }
 
@@ -163,18 +174,15 @@ void SpectraPlot::Emphasize(const std::vector<int>& lines) {
 }
 
 std::optional<SpectraPlot::Spot> SpectraPlot::SpotAt(const QPointF& place) const {
-  if (curves_ == nullptr || !axisRect()->rect().contains(place.toPoint())) return std::nullopt;
+  if (curves_ == nullptr || curves_->size() == 0 || !axisRect()->rect().contains(place.toPoint()))
+    return std::nullopt;
   const std::vector<double>& x = curves_->x;
   const double one = xAxis->pixelToCoord(place.x() - kNear);
   const double other = xAxis->pixelToCoord(place.x() + kNear);
-  auto begin = std::ranges::lower_bound(x, std::min(one, other)) - x.begin();
-  auto end = std::ranges::upper_bound(x, std::max(one, other)) - x.begin();
-  // Between points that lie far apart the nearer one counts.
-  if (begin == end && curves_->spectra) {
-    begin = std::max<std::ptrdiff_t>(begin - 1, 0);
-    end = std::min<std::ptrdiff_t>(end + 1, std::ssize(x));
-  }
+  const auto begin = std::ranges::lower_bound(x, std::min(one, other)) - x.begin();
+  const auto end = std::ranges::upper_bound(x, std::max(one, other)) - x.begin();
   const double at = xAxis->pixelToCoord(place.x());
+  if (std::max(one, other) < x.front() || std::min(one, other) > x.back()) return std::nullopt;
   std::optional<Spot> nearest;
   double least = kNear;
   for (std::size_t curve = 0; curve < curves_->size(); ++curve) {
@@ -216,9 +224,8 @@ QString SpectraPlot::Words(const Spot& spot) const {
   FloatText buffer;
   const std::string_view value = FormatFloat(curves_->Of(spot.curve)[spot.point], buffer);
   return QStringLiteral("%1: %2, %3")
-      .arg(curves_->names[spot.curve])
-      .arg(curves_->x[spot.point], 0, 'g', 8)
-      .arg(QLatin1StringView(value.data(), static_cast<qsizetype>(value.size())));
+      .arg(curves_->names[spot.curve], QString::number(curves_->x[spot.point], 'g', 8),
+           QString::fromLatin1(value.data(), static_cast<qsizetype>(value.size())));
 }
 
 void SpectraPlot::Hover(const std::optional<Spot>& spot) {
@@ -246,39 +253,49 @@ void SpectraPlot::Hover(const std::optional<Spot>& spot) {
 
 QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) {
   const QString suffix = kind.isEmpty() ? QFileInfo(path).suffix().toLower() : kind;
-  const QString not_written = tr("The picture could not be written.");
+  if (suffix != "svg" && suffix != "png" && suffix != "pdf")
+    return tr("A picture is an SVG, PNG or PDF file.");
   Hover(std::nullopt);
   const QPalette before = palette();
   QPalette paper;
   paper.setColor(QPalette::Base, Qt::white);
   paper.setColor(QPalette::Text, Qt::black);
   TakeColors(paper);
-  QString failure;
+  QBuffer picture;
+  picture.open(QIODevice::WriteOnly);
+  bool drawn = true;
+  const auto draw_on = [&](QPaintDevice& device) {
+    QCPPainter painter;
+    drawn = painter.begin(&device);
+    if (!drawn) return;
+    painter.setMode(QCPPainter::pmVectorized);
+    painter.setMode(QCPPainter::pmNoCaching);
+    painter.setMode(QCPPainter::pmNonCosmetic);
+    toPainter(&painter, size.width(), size.height());
+  };
   if (suffix == "png") {
-    if (!savePng(path, size.width(), size.height())) failure = not_written;
-  } else if (suffix == "pdf") {
-    if (!savePdf(path, size.width(), size.height())) failure = not_written;
+    drawn = toPixmap(size.width(), size.height()).save(&picture, "PNG");
   } else if (suffix == "svg") {
     QSvgGenerator generator;
-    generator.setFileName(path);
+    generator.setOutputDevice(&picture);
     generator.setSize(size);
     generator.setViewBox(QRect({0, 0}, size));
-    QCPPainter painter;
-    if (painter.begin(&generator)) {
-      painter.setMode(QCPPainter::pmVectorized);
-      painter.setMode(QCPPainter::pmNoCaching);
-      painter.setMode(QCPPainter::pmNonCosmetic);
-      toPainter(&painter, size.width(), size.height());
-      painter.end();
-    } else {
-      failure = not_written;
-    }
+    draw_on(generator);
   } else {
-    failure = tr("A picture is an SVG, PNG or PDF file.");
+    constexpr int kPointsPerInch = 72;
+    QPdfWriter writer(&picture);
+    writer.setResolution(kPointsPerInch);
+    writer.setPageSize(QPageSize(size, {}, QPageSize::ExactMatch));
+    writer.setPageMargins({});
+    draw_on(writer);
   }
   TakeColors(before);
   replot(rpQueuedReplot);
-  return failure;
+  // A picture that is not whole is none.
+  QSaveFile file(path);
+  const bool written = drawn && file.open(QIODevice::WriteOnly) &&
+                       file.write(picture.data()) == picture.data().size() && file.commit();
+  return written ? QString() : tr("The picture could not be written.");
 }
 
 void SpectraPlot::mousePressEvent(QMouseEvent* event) {

@@ -12,6 +12,7 @@
 #include "framework/FormatDetection.h"
 #include "framework/FormatList.h"
 #include "framework/ImportHelper.h"
+#include "platform/Log.h"
 
 namespace {
 
@@ -32,15 +33,20 @@ QString AnswerWords(int answer) {
 // Answers for the preview of a range, which is all of it.
 class WholeRange : public Dialogs {
  public:
-  WholeRange() : before_(Install(this)) {}
+  // Nothing of it is worth a note.
+  WholeRange() : before_(Install(this)), log_(Log::Install([](const LogEntry&) {})) {}
   WholeRange(const WholeRange&) = delete;
   WholeRange& operator=(const WholeRange&) = delete;
-  ~WholeRange() override { Install(before_); }
+  ~WholeRange() override {
+    Log::Install(std::move(log_));
+    Install(before_);
+  }
 
   std::optional<RangeChoice> SelectRange(const RangeQuestion&) override { return RangeChoice{}; }
 
  private:
   Dialogs* before_;
+  Log::Sink log_;
 };
 
 // The first spectrum of a file, all its points.
@@ -71,7 +77,7 @@ void WindowDialogs::Begin(std::string path, bool repeated) {
   format_ = 0;
   trouble_ = {};
   warnings_.clear();
-  if (!repeated) decimal_mark_.reset();
+  decimal_mark_.reset();
 }
 
 std::optional<std::size_t> WindowDialogs::SelectFileType(const FileTypeQuestion& question) {

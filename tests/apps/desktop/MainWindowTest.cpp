@@ -17,6 +17,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTreeWidget>
+#include <cmath>
 
 #include "apps/desktop/MainWindow.h"
 #include "apps/desktop/SheetText.h"
@@ -294,6 +295,54 @@ class MainWindowTest : public QObject {
     QCOMPARE(next.unexpected(), 0);
     QVERIFY(!ActionOf(window, "Export...")->isEnabled());
     QVERIFY(ActionOf(window, "Open...")->isEnabled());
+  }
+
+  void ClosingStopsAnImport() {
+    const QString path = folder_.filePath("long.csv");
+    Write(path, QByteArray("1,2,3,4,5,6,7,8\n").repeated(3'000'000));
+    for (const int wait : {0, 5, 20}) {
+      MainWindow window;
+      window.OpenFiles({path});
+      QTest::qWait(wait);
+    }
+    QVERIFY(QFile::remove(path));
+  }
+
+  void SheetsMakeCurvesOrPoints() {
+    const auto curves_of = [](MemorySheet& sheet) {
+      return TakeCurves(sheet, '.', [](std::size_t, std::size_t) { return true; });
+    };
+    MemorySheet empty;
+    QCOMPARE(curves_of(empty).size(), std::size_t{0});
+    // Numbers that rise in the first row of a table are not yet x values.
+    MemorySheet table;
+    const float row[] = {5, 1, 2, 3, 2, 9, 4, 8};
+    for (int column = 1; column <= 8; ++column)
+      for (const int line : {1, 2}) table.Set(column, line, row[column - 1]);
+    QVERIFY(!curves_of(table).spectra);
+    QCOMPARE(curves_of(table).size(), std::size_t{8});
+    // What has no end is no number, and a single one is drawn.
+    MemorySheet odd;
+    for (const auto& [column, name] : {std::pair(1, "w3"), std::pair(2, "w2"), std::pair(3, "w1")})
+      odd.Set(column, 1, name);
+    odd.Set(1, 2, "1e300");
+    odd.Set(3, 2, 7.0F);
+    const Curves spectra = curves_of(odd);
+    QVERIFY(spectra.spectra && spectra.x_falls);
+    QCOMPARE(spectra.Of(0)[0], 7.0F);
+    QVERIFY(std::isnan(spectra.Of(0)[2]));
+    SpectraPlot plot;
+    plot.resize(300, 200);
+    plot.SetCurves(std::make_shared<const Curves>(spectra));
+    plot.replot();
+    QVERIFY(plot.yAxis->range().contains(7) && plot.yAxis->range().size() < 3);
+    // A cell in the far corner takes no memory for all that is missing.
+    MemorySheet corner;
+    corner.Set(16384, 1'048'576, 1.0F);
+    QCOMPARE(curves_of(corner).size(), std::size_t{0});
+    MemorySheet wide;
+    wide.Set(1500, 1'000'000, 1.0F);
+    QCOMPARE(curves_of(wide).y.size(), std::size_t{1'000'000});
   }
 
   void FiltersAreTheDrivers() {

@@ -121,6 +121,10 @@ class QuestionDialogsTest : public QObject {
       QVERIFY(!merges[0]->isEnabled() && merges[1]->isChecked());
       Press(dialog, {Qt::Key_Space});
       QVERIFY(!Ok(dialog)->isEnabled());
+      // Nothing is accepted that is not ticked.
+      emit list->itemDoubleClicked(list->topLevelItem(1), 0);
+      Press(dialog, {Qt::Key_Return});
+      QVERIFY(dialog.isVisible());
       ButtonOf(dialog, "Select all")->click();
       Press(dialog, {Qt::Key_Down, Qt::Key_Space});
       QVERIFY(merges[0]->isEnabled());
