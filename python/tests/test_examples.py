@@ -42,7 +42,7 @@ def test_example(folder, script, arguments, needs, printed):
         [sys.executable, EXAMPLES / script, *arguments],
         capture_output=True,
         text=True,
-        timeout=120,
+        timeout=300,
         env={**os.environ, "MPLCONFIGDIR": str(folder)},
     )
     assert done.returncode == 0, done.stderr

@@ -257,7 +257,7 @@ def test_ctrl_c_cancels(folder):
         [sys.executable, "-c", INTERRUPTED],
         capture_output=True,
         text=True,
-        timeout=60,
+        timeout=300,
         env={**os.environ, "PYTHONPATH": os.pathsep.join(p for p in sys.path if p)},
     )
     assert done.stdout == "(4, 102)\n", done.stderr
