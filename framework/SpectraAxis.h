@@ -18,8 +18,8 @@ struct SpectraAxis {
   bool falls() const { return x.back() < x.front(); }
 };
 
-// The axis in the first row of a sheet, its cells from column 1. A name holds an x value when it is a
-// number, or a letter and a number ("w1100", "t 400"). Of the runs of at least three columns with
+// The axis in the first row of a sheet, its cells from column 1. A name holds an x value when it is
+// a number, or a letter and a number ("w1100", "t 400"). Of the runs of at least three columns with
 // like names and rising or falling x values, the longest; none without such.
 NVIMPORT_API std::optional<SpectraAxis> FindSpectraAxis(std::span<const MemoryCell> first_row,
                                                         char decimal_mark = '.');
