@@ -16,6 +16,9 @@
 #include "tests/support/JCAMPFixture.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/NsasFixture.h"
+#ifdef NVIMPORT_PACKAGE_FOUND
+#include "tests/support/PackageFixture.h"
+#endif
 #include "tests/support/SpcFixture.h"
 
 namespace {
@@ -45,6 +48,11 @@ std::span<const Format> Formats() {
       {"DIF File(OEM)", "TABLE\n0,1\n\"\"\nDATA\n0,0\n\"\"\n-1,0\nBOT\n0,1\nV\n-1,0\nEOD\n"},
       {"TIVON File", "a\tb\n"},
       {"CSV File", "a,\"b;c\"\n1,5;2\n"},
+#ifdef NVIMPORT_PACKAGE_FOUND
+      {"Excel2007 File",
+       PackageFixture{{{"<row><c><v>1</v></c></row>"}, {"<row><c><v>2</v></c><c/></row>", "Two"}}}
+           .File()},
+#endif
   };
   return kFormats;
 }
