@@ -311,7 +311,11 @@ std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& pa
   OutputTarget target(path, overwrite);
   auto failure = target.Check();
   if (!failure)
-    failure = WriteWhole(*output, ShownName(path), sheet, TextConversion(), target, dialogs, bar);
+    failure = WriteWhole(*output, ShownName(path), sheet, TextConversion(), target, bar,
+                         [&](const std::string& temporary, SpreadsheetData& whole) {
+                           return WriteFormat(output->registered, temporary, ShownName(path), whole,
+                                              dialogs);
+                         });
   if (bar.IsCancelled()) {
     refusal.kind = Refusal::Kind::kCancelled;
     refusal.code = kCancelled;

@@ -13,8 +13,6 @@
 #include "apps/desktop/WindowDialogs.h"
 #include "apps/nvimport/FileKinds.h"
 #include "apps/nvimport/ImportSession.h"
-#include "apps/nvimport/OutputTarget.h"
-#include "apps/nvimport/SheetWriters.h"
 #include "framework/FileSelection.h"
 #include "framework/FormatList.h"
 #include "framework/ImportHelper.h"
@@ -102,6 +100,9 @@ ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobPro
   const GatheredLog log(result.notes, logged);
   const bool repeated = request.options != nullptr;
   dialogs.Begin(request.files.front(), repeated);
+  Input input;
+  for (const std::string& file : request.files) input.parts.push_back({file, file, {}});
+  const std::uintmax_t size = TotalSize(input);
   ImportHelper driver;
   auto sheet = std::make_shared<MemorySheet>();
   NvImportOpenOptions options{0, nullptr};
@@ -123,6 +124,8 @@ ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobPro
     done = driver.ReadSpreadsheetFile(FileSelection::Join(again.files).c_str(), again.format,
                                       sheet.get(), nullptr, &options, true);
   });
+  const bool is_whole = TotalSize(input) >= size;
+  done = done && is_whole;
   result.warnings = dialogs.warnings();
   if (again.format > 0) result.format = FromBytes(FormatAt(again.format).name);
   if (done) {
@@ -140,13 +143,10 @@ ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobPro
   if (!thrown.isEmpty()) trouble.text = thrown;
   if (error == ReadErrors::kNotExaminable)
     trouble.text = QObject::tr("The file could not be opened.");
+  if (!is_whole) trouble.text = FromBytes(kBecameShorter);
   // A question that the user cancelled is no trouble.
   if (trouble.text.isEmpty()) return result;
-  for (const std::string& file : request.files)
-    if (const auto failure = CheckInput({file, file, {}})) {
-      trouble.detail = FromBytes(failure->advice);
-      break;
-    }
+  if (const auto failure = CheckInput(input)) trouble.detail = FromBytes(failure->advice);
   trouble.file = Files(request.files);
   trouble.advice = Advice(request, again.format > 0, logged);
   result.trouble = std::move(trouble);
@@ -172,13 +172,11 @@ std::vector<ExportKind> ExportKinds() {
   std::vector<ExportKind> kinds;
   const struct {
     const char* filter;
-    const char* extension;
-    SheetFormat format;
-  } kOwn[] = {{"CSV (*.csv)", ".csv", SheetFormat::kCsv},
-              {"Text, by TABs (*.tsv)", ".tsv", SheetFormat::kTsv},
-              {"JSON Lines (*.jsonl)", ".jsonl", SheetFormat::kJsonLines}};
-  for (const auto& own : kOwn)
-    kinds.push_back({own.filter, own.extension, 0, static_cast<int>(own.format)});
+    OutputFormat format;
+  } kOwn[] = {{"CSV (*.csv)", {SheetFormat::kCsv, 0, ".csv"}},
+              {"Text, by TABs (*.tsv)", {SheetFormat::kTsv, 0, ".tsv"}},
+              {"JSON Lines (*.jsonl)", {SheetFormat::kJsonLines, 0, ".jsonl"}}};
+  for (const auto& own : kOwn) kinds.push_back({own.filter, own.format});
   for (int format = 1; format <= static_cast<int>(Formats().size()); ++format) {
     const NvImportFormatInfo& info = FormatAt(format);
     const auto extensions = Extensions(info);
@@ -188,48 +186,38 @@ std::vector<ExportKind> ExportKinds() {
     for (const std::string& extension : extensions) patterns.push_back("*" + FromBytes(extension));
     const bool any = extensions.front() == ".*";
     kinds.push_back({Filter(FromBytes(info.write_filter), any ? "*.*" : patterns.join(';')),
-                     any ? ".txt" : FromBytes(extensions.front()), format, 0});
+                     {std::nullopt, format, any ? ".txt" : extensions.front()}});
   }
   return kinds;
 }
 
-std::optional<Trouble> Export(MemorySheet& sheet, const std::string& path, const ExportKind& kind,
-                              WindowDialogs& dialogs, JobProgress& progress) {
+ExportResult Export(MemorySheet& sheet, const std::string& path, const ExportKind& kind,
+                    WindowDialogs& dialogs, JobProgress& progress) {
   dialogs.Begin(path, /*repeated=*/false);
-  const TextConversion conversion;
   std::optional<Failure> failure;
   const QString thrown = Thrown([&] {
     OutputTarget target(path, /*force=*/true);
     failure = target.Check();
     if (failure) return;
-    if (kind.format == 0) {
-      OutputFile stream;
-      failure = target.Begin(stream);
-      if (failure) return;
-      WriteSheet(static_cast<SheetFormat>(kind.sheet_format), sheet, conversion, stream, progress);
-      stream.Close();
-    } else {
-      std::string temporary;
-      failure = target.BeginAtPath(kind.extension.toStdString(), temporary);
-      if (failure) return;
-      ConvertedSheet converted(sheet, conversion);
-      if (!ImportHelper().WriteSpreadsheetFile(temporary.c_str(), kind.format, &converted, nullptr,
-                                               nullptr)) {
-        failure = Failure{kFailed, dialogs.trouble().text.toStdString(),
-                          dialogs.trouble().detail.toStdString()};
-        return;
-      }
-    }
-    if (!progress.stopped()) failure = target.Commit();
+    failure = WriteWhole(
+        kind.format, path, sheet, TextConversion(), target, progress,
+        [&](const std::string& temporary, SpreadsheetData& whole) -> std::optional<Failure> {
+          if (ImportHelper().WriteSpreadsheetFile(temporary.c_str(), kind.format.registered, &whole,
+                                                  nullptr, nullptr))
+            return std::nullopt;
+          return Failure{kFailed, dialogs.trouble().text.toStdString(),
+                         dialogs.trouble().detail.toStdString()};
+        });
   });
-  if (progress.stopped() || (!failure && thrown.isEmpty())) return std::nullopt;
+  if (!failure && thrown.isEmpty()) return {true, std::nullopt};
+  if (progress.stopped()) return {};
   Trouble trouble{
       thrown, {}, FromBytes(path), QObject::tr("Choose another place or another type.")};
   if (failure) {
     trouble.text = FromBytes(failure->text);
     trouble.detail = FromBytes(failure->advice);
   }
-  return trouble;
+  return {false, std::move(trouble)};
 }
 
 QStringList OpenFilters(int& first) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "apps/desktop/QuestionDialogs.h"
+#include "apps/nvimport/OutputFormats.h"
 #include "framework/MemorySheet.h"
 #include "framework/SpreadsheetOpenOptions.h"
 
@@ -38,16 +39,19 @@ ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobPro
 
 // What can be written, in the order of the save dialog.
 struct ExportKind {
-  QString filter;        // "CSV (*.csv)"
-  QString extension;     // ".csv"
-  int format = 0;        // position in the list of formats; 0 for those that follow
-  int sheet_format = 0;  // of what the programs write themselves
+  QString filter;  // "CSV (*.csv)"
+  OutputFormat format;
 };
 std::vector<ExportKind> ExportKinds();
 
-// Writes the whole sheet; what went wrong, if anything. In the library's thread.
-std::optional<Trouble> Export(MemorySheet& sheet, const std::string& path, const ExportKind& kind,
-                              WindowDialogs& dialogs, JobProgress& progress);
+struct ExportResult {
+  bool written = false;
+  std::optional<Trouble> trouble;  // none when the user cancelled
+};
+
+// Writes the whole sheet; in the library's thread.
+ExportResult Export(MemorySheet& sheet, const std::string& path, const ExportKind& kind,
+                    WindowDialogs& dialogs, JobProgress& progress);
 
 // The filters of the open dialog, and the one it begins with, from 0.
 QStringList OpenFilters(int& first);

@@ -456,7 +456,7 @@ void MainWindow::ChooseExport() {
   dialog.selectFile(input.completeBaseName());
   const auto take_suffix = [&](const QString& filter) {
     const auto kind = static_cast<std::size_t>(std::max<qsizetype>(filters.indexOf(filter), 0));
-    dialog.setDefaultSuffix(kinds[kind].extension.mid(1));
+    dialog.setDefaultSuffix(FromBytes(kinds[kind].format.extension).mid(1));
   };
   take_suffix(filters.front());
   connect(&dialog, &QFileDialog::filterSelected, this, take_suffix);
@@ -468,19 +468,18 @@ void MainWindow::ChooseExport() {
 
 void MainWindow::ExportTo(const QString& path, std::size_t kind) {
   if (cells_ == nullptr || library_.busy()) return;
-  auto trouble = std::make_shared<std::optional<Trouble>>();
+  auto result = std::make_shared<ExportResult>();
   Run(
       tr("Writing %1").arg(QFileInfo(path).fileName()),
-      [this, trouble, kind = ExportKinds()[kind], path = Paths({path}).front(), cells = cells_] {
-        *trouble = Export(*cells, path, kind, dialogs_, library_.progress());
+      [this, result, kind = ExportKinds()[kind], path = Paths({path}).front(), cells = cells_] {
+        *result = Export(*cells, path, kind, dialogs_, library_.progress());
       },
-      [this, trouble] {
-        if (*trouble)
-          ShowTrouble(this, **trouble);
+      [this, result] {
+        if (result->trouble)
+          ShowTrouble(this, *result->trouble);
         else
-          statusBar()->showMessage(
-              library_.progress().stopped() ? tr("Nothing was written.") : tr("Written."),
-              kMessageTime);
+          statusBar()->showMessage(result->written ? tr("Written.") : tr("Nothing was written."),
+                                   kMessageTime);
         emit Finished();
       });
 }

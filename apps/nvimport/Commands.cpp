@@ -324,9 +324,15 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
   auto session = turn.Session();
   MemorySheet sheet;
   auto failure = session.Read(sheet);
-  if (!failure)
-    failure = WriteWhole(plan.format, ShownName(output), sheet, turn.plan().conversion, target,
-                         turn.dialogs(), turn.progress());
+  if (!failure) {
+    const std::string shown = ShownName(output);
+    turn.progress().Begin("writing " + shown, "rows");
+    failure = WriteWhole(plan.format, shown, sheet, turn.plan().conversion, target, turn.progress(),
+                         [&](const std::string& path, SpreadsheetData& whole) {
+                           return WriteFormat(plan.format.registered, path, shown, whole,
+                                              turn.dialogs());
+                         });
+  }
   if (failure) turn.Fail(*failure);
   turn.SayNotes(session);
 }

@@ -28,18 +28,6 @@
 
 namespace {
 
-// The bytes of all files.
-std::uintmax_t TotalSize(const Input& input) {
-  if (input.parts.empty()) {
-    std::error_code none;
-    const std::uintmax_t size = std::filesystem::file_size(input.path, none);
-    return none ? 0 : size;
-  }
-  std::uintmax_t total = 0;
-  for (const Input& part : input.parts) total += TotalSize(part);
-  return total;
-}
-
 // The library's questions and messages go to `dialogs` while this lives.
 class InstalledDialogs {
  public:
@@ -100,6 +88,17 @@ int FindFormat(const std::string& name, bool for_writing) {
     found = format;
   }
   return found;
+}
+
+std::uintmax_t TotalSize(const Input& input) {
+  if (input.parts.empty()) {
+    std::error_code none;
+    const std::uintmax_t size = std::filesystem::file_size(input.path, none);
+    return none ? 0 : size;
+  }
+  std::uintmax_t total = 0;
+  for (const Input& part : input.parts) total += TotalSize(part);
+  return total;
 }
 
 std::optional<Failure> CheckInput(const Input& input) {
@@ -247,7 +246,7 @@ std::optional<Failure> ImportSession::Run(
   if (!thrown.empty()) return Because(OneLine(thrown));
   if (!done) return Refusal();
   if (TotalSize(input_) < size)
-    return Failure{kFailed, "The file became shorter while it was read.",
+    return Failure{kFailed, kBecameShorter,
                    input_.shown + ": what was read is not whole; try again"};
   // One that guesses its delimiter says which.
   options = {static_cast<int>(stored_options_.size()), stored_options_.data()};

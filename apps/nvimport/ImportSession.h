@@ -36,6 +36,11 @@ const NvImportFormatInfo& FormatAt(int format);
 // can be read or written. 0 for none.
 int FindFormat(const std::string& name, bool for_writing);
 
+// The bytes of all files.
+std::uintmax_t TotalSize(const Input& input);
+
+inline constexpr const char* kBecameShorter = "The file became shorter while it was read.";
+
 // Why the file can't be read at all, whatever its format.
 std::optional<Failure> CheckInput(const Input& input);
 

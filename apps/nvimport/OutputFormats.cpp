@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "apps/nvimport/ImportSession.h"
-#include "apps/nvimport/ProgressBar.h"
 #include "platform/OutputFile.h"
 #include "platform/Paths.h"
+#include "platform/Progress.h"
 
 namespace {
 
@@ -27,9 +27,8 @@ std::optional<OutputFormat> FindOutputFormat(const std::string& name) {
 
 std::optional<Failure> WriteWhole(const OutputFormat& format, const std::string& shown,
                                   MemorySheet& sheet, const TextConversion& conversion,
-                                  OutputTarget& target, TerminalDialogs& dialogs,
-                                  ProgressBar& progress) {
-  progress.Begin("writing " + shown, "rows");
+                                  OutputTarget& target, Progress& progress,
+                                  const RegisteredWriter& write) {
   if (format.own) {
     OutputFile stream;
     if (auto failure = target.Begin(stream)) return failure;
@@ -42,7 +41,7 @@ std::optional<Failure> WriteWhole(const OutputFormat& format, const std::string&
     std::string path;
     if (auto failure = target.BeginAtPath(format.extension, path)) return failure;
     ConvertedSheet source(sheet, conversion);
-    if (auto failure = WriteFormat(format.registered, path, shown, source, dialogs)) return failure;
+    if (auto failure = write(path, source)) return failure;
   }
   return target.Commit();
 }

@@ -114,6 +114,24 @@ class MainWindowTest : public QObject {
     QCOMPARE(next.unexpected(), 0);
   }
 
+  void AFileThatShrinksIsNotShownAsWhole() {
+    const QString path = folder_.filePath("shrinks.txt");
+    QVERIFY(QFile::copy(Sample("batches.txt"), path));
+    MainWindow window;
+    NextDialog next;
+    next.Expect([&](QDialog& dialog) {
+      QVERIFY(QFile::resize(path, 40));
+      PressOk(dialog);
+    });
+    next.Expect([](QDialog& dialog) {
+      QCOMPARE(dynamic_cast<QMessageBox&>(dialog).text(),
+               "The file became shorter while it was read.");
+      dialog.accept();
+    });
+    QVERIFY(!Open(window, {path}));
+    QVERIFY(next.all_came());
+  }
+
   void WorksheetsAreChosenAndRemembered() {
     MainWindow window;
     NextDialog next;
@@ -213,7 +231,8 @@ class MainWindowTest : public QObject {
     QVERIFY(kinds.size() >= 5);
     NextDialog next;
     for (std::size_t kind = 0; kind < kinds.size(); ++kind) {
-      const QString path = folder_.filePath("out") + kinds[kind].extension;
+      const QString path =
+          folder_.filePath("out") + QString::fromStdString(kinds[kind].format.extension);
       Finish(window, [&] { window.ExportTo(path, kind); });
       const QByteArray written = Contents(path);
       QVERIFY2(written.contains("Clover 1") && written.contains("w1100"), qPrintable(path));
