@@ -11,46 +11,15 @@
 
 #include "formats/text/CsvFile.h"
 #include "formats/text/TextScan.h"
-#include "framework/SpreadsheetData.h"
 #include "framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
+#include "tests/support/GatheringSink.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ReferenceCsv.h"
 
 namespace {
 
 constexpr std::size_t kBlock = 256 * 1024;
-
-using Rows = std::vector<std::vector<std::string>>;
-
-// Gathers the cells, which must come in their order; those not set are empty.
-class GatheringSink : public ReadSpreadSheetData {
- public:
-  using ReadSpreadSheetData::Set;
-  void Set(int column, int row, const char* text) override {
-    Check(column >= 1 && column <= columns && row >= 1 && row <= size_rows,
-          "the cell lies within the size");
-    Check(*text != '\0', "an empty field is not set");
-    const auto index = static_cast<std::size_t>(row);
-    Check(index >= rows.size(), "no row comes back");
-    rows.resize(index);
-    const auto place = static_cast<std::size_t>(column);
-    Check(rows.back().size() < place, "no column comes back");
-    rows.back().resize(place);
-    rows.back().back() = text;
-  }
-  void Set(int, int, float) override { Check(false, "text is no number"); }
-  void SetDataSize(int announced_columns, int announced_rows) override {
-    columns = announced_columns;
-    size_rows = announced_rows;
-  }
-  int GetNumberOfColumns() override { return columns; }
-  int GetNumberOfRows() override { return size_rows; }
-
-  Rows rows;
-  int columns = 0;
-  int size_rows = 0;
-};
 
 void CompareScans(std::string text, char delimiter, char quote) {
 #if defined(__x86_64__)
@@ -78,7 +47,7 @@ void OpenAndCompare(CsvFile& reader, const MemoryFile& file, NvImportOpenOptions
     Check(expected == nullptr, "a file without a NUL opens");
     return;
   }
-  GatheringSink sink;
+  GatheringSink sink(GatheringSink::EmptyFields::kLeftOut);
   const bool read = reader.Read(&sink) == 0;
   if (expected == nullptr) return;
   Check(read == (expected->open_line == 0), "an open quote, and nothing else, is refused");

@@ -10,43 +10,15 @@
 
 #include "formats/text/TextFile.h"
 #include "formats/text/TextScan.h"
-#include "framework/SpreadsheetData.h"
 #include "framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
+#include "tests/support/GatheringSink.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ReferenceSplitter.h"
 
 namespace {
 
 constexpr std::size_t kBlock = 256 * 1024;
-
-using Rows = std::vector<std::vector<std::string>>;
-
-// Gathers the cells, which must come row by row, each row from its first column on.
-class GatheringSink : public ReadSpreadSheetData {
- public:
-  using ReadSpreadSheetData::Set;
-  void Set(int column, int row, const char* text) override {
-    Check(column >= 1 && column <= columns && row >= 1 && row <= size_rows,
-          "the cell lies within the size");
-    const auto index = static_cast<std::size_t>(row);
-    Check(index >= rows.size(), "no row comes back");
-    rows.resize(index);
-    rows.back().emplace_back(text);
-    Check(rows.back().size() == static_cast<std::size_t>(column), "no column is left out");
-  }
-  void Set(int, int, float) override { Check(false, "text is no number"); }
-  void SetDataSize(int announced_columns, int announced_rows) override {
-    columns = announced_columns;
-    size_rows = announced_rows;
-  }
-  int GetNumberOfColumns() override { return columns; }
-  int GetNumberOfRows() override { return size_rows; }
-
-  Rows rows;
-  int columns = 0;
-  int size_rows = 0;
-};
 
 void CompareScans(std::string text, char delimiter) {
 #if defined(__x86_64__)
@@ -90,12 +62,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!opened) return 0;
 
   delimiter = delimiter.c_str();  // a delimiter ends at its NUL
-  const Rows rows = ReferenceSplit(text, delimiter, ignore_consecutive);
+  const GatheringSink::Rows rows = ReferenceSplit(text, delimiter, ignore_consecutive);
   std::size_t columns = 0;
   for (const auto& row : rows) columns = std::max(columns, row.size());
   Check(reader.GetNumRows() == static_cast<int>(rows.size()), "the rows are counted");
   Check(reader.GetNumCols() == static_cast<int>(columns), "the columns are counted");
-  GatheringSink sink;
+  GatheringSink sink(GatheringSink::EmptyFields::kSet);
   Check(reader.Read(&sink) == 0, "what opened and has a size is read");
   sink.rows.resize(rows.size());
   Check(sink.rows == rows, "every cell came");
