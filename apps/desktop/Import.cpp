@@ -9,10 +9,10 @@
 #include "apps/desktop/DecimalGuess.h"
 #include "apps/desktop/LibraryThread.h"
 #include "apps/desktop/SheetText.h"
-#include "apps/desktop/Thrown.h"
 #include "apps/desktop/WindowDialogs.h"
 #include "apps/nvimport/FileKinds.h"
 #include "apps/nvimport/ImportSession.h"
+#include "apps/nvimport/Thrown.h"
 #include "framework/FileSelection.h"
 #include "framework/FormatList.h"
 #include "framework/ImportHelper.h"
@@ -108,7 +108,7 @@ ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobPro
   NvImportOpenOptions options{0, nullptr};
   bool done = false;
   ReadErrors error = ReadErrors::kNone;
-  const QString thrown = Thrown([&] {
+  const std::string thrown = Thrown([&] {
     const std::string path = FileSelection::Join(request.files);
     if (again.format == 0) {
       int format = request.filter;
@@ -140,7 +140,7 @@ ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobPro
   SpreadsheetOpenOptions::FreeOpenOptions(&options);
   if (progress.stopped()) return result;
   Trouble trouble = dialogs.trouble();
-  if (!thrown.isEmpty()) trouble.text = thrown;
+  if (!thrown.empty()) trouble.text = FromBytes(thrown);
   if (error == ReadErrors::kNotExaminable)
     trouble.text = QObject::tr("The file could not be opened.");
   if (!is_whole) trouble.text = FromBytes(kBecameShorter);
@@ -195,7 +195,7 @@ ExportResult Export(MemorySheet& sheet, const std::string& path, const ExportKin
                     WindowDialogs& dialogs, JobProgress& progress) {
   dialogs.Begin(path, /*repeated=*/false);
   std::optional<Failure> failure;
-  const QString thrown = Thrown([&] {
+  const std::string thrown = Thrown([&] {
     OutputTarget target(path, /*force=*/true);
     failure = target.Check();
     if (failure) return;
@@ -209,10 +209,10 @@ ExportResult Export(MemorySheet& sheet, const std::string& path, const ExportKin
                          dialogs.trouble().detail.toStdString()};
         });
   });
-  if (!failure && thrown.isEmpty()) return {true, std::nullopt};
+  if (!failure && thrown.empty()) return {true, std::nullopt};
   if (progress.stopped()) return {};
   Trouble trouble{
-      thrown, {}, FromBytes(path), QObject::tr("Choose another place or another type.")};
+      FromBytes(thrown), {}, FromBytes(path), QObject::tr("Choose another place or another type.")};
   if (failure) {
     trouble.text = FromBytes(failure->text);
     trouble.detail = FromBytes(failure->advice);

@@ -4,7 +4,8 @@
 
 #include <utility>
 
-#include "apps/desktop/Thrown.h"
+#include "apps/desktop/SheetText.h"
+#include "apps/nvimport/Thrown.h"
 
 LibraryThread::LibraryThread(QObject* parent) : QObject(parent) {
   // Sheets are made there and released here: one heap for both gives their memory back to the next.
@@ -26,7 +27,7 @@ void LibraryThread::Start(std::function<void()> job, std::function<void()> done)
   emit Changed(true);
   QMetaObject::invokeMethod(&there_, [this, job = std::move(job), done = std::move(done)] {
     Progress::Install(&progress_);
-    const QString thrown = Thrown(job);
+    const QString thrown = FromBytes(Thrown(job));
     Progress::Install(nullptr);
     QMetaObject::invokeMethod(this, [this, done, thrown] {
       busy_ = false;

@@ -327,11 +327,11 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
   if (!failure) {
     const std::string shown = ShownName(output);
     turn.progress().Begin("writing " + shown, "rows");
-    failure = WriteWhole(plan.format, shown, sheet, turn.plan().conversion, target, turn.progress(),
-                         [&](const std::string& path, SpreadsheetData& whole) {
-                           return WriteFormat(plan.format.registered, path, shown, whole,
-                                              turn.dialogs());
-                         });
+    failure =
+        WriteWhole(plan.format, shown, sheet, turn.plan().conversion, target, turn.progress(),
+                   [&](const std::string& path, SpreadsheetData& whole) {
+                     return WriteFormat(plan.format.registered, path, shown, whole, turn.dialogs());
+                   });
   }
   if (failure) turn.Fail(*failure);
   turn.SayNotes(session);

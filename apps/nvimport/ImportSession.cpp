@@ -7,9 +7,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
-#include <exception>
 #include <filesystem>
-#include <new>
 #include <utility>
 
 #include "apps/nvimport/CellText.h"
@@ -18,6 +16,7 @@
 #include "apps/nvimport/FileKinds.h"
 #include "apps/nvimport/ProgressBar.h"
 #include "apps/nvimport/TerminalDialogs.h"
+#include "apps/nvimport/Thrown.h"
 #include "framework/FileSelection.h"
 #include "framework/FormatList.h"
 #include "framework/OptionPairs.h"
@@ -39,19 +38,6 @@ class InstalledDialogs {
  private:
   Dialogs* before_;
 };
-
-// What `operation` throws, if it does.
-template <typename Operation>
-std::string Thrown(Operation operation) {
-  try {
-    operation();
-    return {};
-  } catch (const std::bad_alloc&) {
-    return "There is not enough memory for this file.";
-  } catch (const std::exception& exception) {
-    return exception.what();
-  }
-}
 
 std::string Quoted(const char* name) { return "\"" + std::string(name) + "\""; }
 
