@@ -33,10 +33,8 @@ Rows Fill(MemorySheet& sheet, ByteReader input) {
   Rows rows(1);
   while (input.ok() && input.remaining() > 0 && rows.size() < 100) {
     const unsigned kind = input.U8();
-    if (kind == 2) {
-      rows.emplace_back();
-      continue;
-    }
+    if (kind == 2 || rows.back().size() == 20) rows.emplace_back();
+    if (kind == 2) continue;
     const int row = static_cast<int>(rows.size());
     Cell& cell = rows.back().emplace_back();
     const int column = static_cast<int>(rows.back().size());
