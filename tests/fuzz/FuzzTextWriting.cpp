@@ -1,8 +1,10 @@
 // A sheet written as text and read back. Input: a byte that chooses the delimiter, then the cells,
-// row by row: a byte for each,
-//   0 missing   1 a number, four bytes more   2 the row ends   else a text of that many bytes less
-//   3
-// What must be in the file is put together here, cell by cell.
+// row by row, a byte for each:
+//   0      missing
+//   1      a number, four bytes more
+//   2      the row ends, as it does after twenty cells
+//   above  a text of that many bytes less 3
+// What must come back is put together here, cell by cell.
 
 #include <algorithm>
 #include <cmath>
