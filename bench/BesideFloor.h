@@ -8,6 +8,8 @@
 #include <functional>
 #include <string>
 
+namespace nvimport {
+
 // The path of a large input, made by `make` on first use in $NVIMPORT_BENCH_DATA, or in a folder
 // "nvimport-bench" among the temporary files.
 inline std::string BenchInput(const std::string& name,
@@ -51,3 +53,5 @@ void BesideFloor(benchmark::State& state, const std::string& path, Floor floor, 
   state.SetBytesProcessed(state.iterations() *
                           static_cast<std::int64_t>(std::filesystem::file_size(path)));
 }
+
+}  // namespace nvimport

@@ -9,6 +9,8 @@
 
 #include "tests/support/BiffFixture.h"
 
+namespace nvimport {
+
 template <typename Value>
 void Put(std::string& bytes, std::size_t at, Value value) {
   std::memcpy(&bytes[at], &value, sizeof value);
@@ -84,3 +86,5 @@ inline std::string CompoundFileAround(std::string stream) {
   if (lists > 0) Put(list, list.size() - 4, kEnd);
   return header + stream + entries + table + list;
 }
+
+}  // namespace nvimport

@@ -30,6 +30,8 @@
 
 #include "bench/Sums.h"
 
+namespace nvimport {
+
 namespace {
 
 class Sink {
@@ -472,7 +474,10 @@ std::unique_ptr<Sink> MakeSink(char**& arguments) {
 
 }  // namespace
 
+}  // namespace nvimport
+
 int main(int count, char** arguments) {
+  using namespace nvimport;
   char** const end = arguments + count;
   ++arguments;
   if (count < 3) return 2;

@@ -10,11 +10,13 @@
 
 #include "bench/BesideFloor.h"
 #include "bench/TouchingSink.h"
-#include "formats/workbook/ExcelFile.h"
-#include "platform/ByteReader.h"
-#include "platform/InputFile.h"
-#include "platform/OutputFile.h"
+#include "nvimport/formats/workbook/ExcelFile.h"
+#include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/OutputFile.h"
 #include "tests/support/BiffFixture.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -110,3 +112,5 @@ void Workbook(benchmark::State& state) {
 BENCHMARK(Workbook)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+}  // namespace nvimport

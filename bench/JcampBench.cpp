@@ -11,10 +11,12 @@
 
 #include "bench/BesideFloor.h"
 #include "bench/TouchingSink.h"
-#include "formats/spectra/JCAMPFile.h"
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/InputFile.h"
-#include "platform/OutputFile.h"
+#include "nvimport/formats/spectra/JCAMPFile.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/OutputFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -127,3 +129,5 @@ BENCHMARK_CAPTURE(ReadBlocks, differences, kDifferences)
 BENCHMARK_CAPTURE(ReadBlocks, link, kLink)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+}  // namespace nvimport

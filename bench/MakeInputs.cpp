@@ -13,11 +13,13 @@
 #include <vector>
 
 #include "bench/CompoundFileAround.h"
-#include "platform/OutputFile.h"
+#include "nvimport/platform/OutputFile.h"
 #include "tests/support/BiffFixture.h"
 #ifdef NVIMPORT_HAS_PACKAGES
 #include "tests/support/PackageFixture.h"
 #endif
+
+namespace nvimport {
 
 namespace {
 
@@ -548,7 +550,10 @@ constexpr struct {
 
 }  // namespace
 
+}  // namespace nvimport
+
 int main(int count, char** arguments) {
+  using namespace nvimport;
   if (count != 4) return 2;
   const int units = std::atoi(arguments[3]);
   for (const auto& generator : kGenerators) {

@@ -8,11 +8,13 @@
 #include "bench/BesideFloor.h"
 #include "bench/TouchValues.h"
 #include "bench/TouchingSink.h"
-#include "formats/spectra/BrimroseFile.h"
-#include "formats/spectra/NsasFile.h"
-#include "platform/OutputFile.h"
+#include "nvimport/formats/spectra/BrimroseFile.h"
+#include "nvimport/formats/spectra/NsasFile.h"
+#include "nvimport/platform/OutputFile.h"
 #include "tests/support/BrimroseFixture.h"
 #include "tests/support/NsasFixture.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -74,3 +76,5 @@ BENCHMARK(Nsas)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(Brimrose)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+}  // namespace nvimport

@@ -11,16 +11,18 @@
 
 #include "bench/CompoundFileAround.h"
 #include "bench/Sums.h"
-#include "formats/spectra/JCAMPValues.h"
-#include "formats/text/FieldScanner.h"
-#include "formats/workbook/ExcelStream.h"
-#include "framework/DLLReadSpreadSheetData.h"
-#include "framework/MemorySheet.h"
-#include "platform/CompoundFile.h"
-#include "platform/InputFile.h"
-#include "platform/NumberText.h"
+#include "nvimport/formats/spectra/JCAMPValues.h"
+#include "nvimport/formats/text/FieldScanner.h"
+#include "nvimport/formats/workbook/ExcelStream.h"
+#include "nvimport/framework/DLLReadSpreadSheetData.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/platform/CompoundFile.h"
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/NumberText.h"
 #include "tests/support/BiffFixture.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -217,3 +219,5 @@ void CellsOfSheet(benchmark::State& state) {
 BENCHMARK(CellsOfSheet);
 
 }  // namespace
+
+}  // namespace nvimport

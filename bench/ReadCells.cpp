@@ -12,10 +12,12 @@
 #include <vector>
 
 #include "bench/TouchingSink.h"
-#include "framework/FormatDetection.h"
-#include "framework/MemorySheet.h"
-#include "framework/SprFileFactory.h"
-#include "platform/Dialogs.h"
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/platform/Dialogs.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -78,7 +80,10 @@ int StoreCells(const char* path, int format, bool takes_numbers) {
 
 }  // namespace
 
+}  // namespace nvimport
+
 int main(int count, char** arguments) {
+  using namespace nvimport;
   const bool takes_numbers = count > 1 && std::string_view(arguments[1]) == "--numbers";
   const bool stores = takes_numbers || (count > 1 && std::string_view(arguments[1]) == "--store");
   count -= stores ? 1 : 0;

@@ -9,10 +9,12 @@
 #include "bench/BesideFloor.h"
 #include "bench/TouchValues.h"
 #include "bench/TouchingSink.h"
-#include "formats/spectra/GalacticSPCFile.h"
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/OutputFile.h"
+#include "nvimport/formats/spectra/GalacticSPCFile.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/OutputFile.h"
 #include "tests/support/SpcFixture.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -76,3 +78,5 @@ BENCHMARK(Spc32Bit)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(Spc16Bit)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+}  // namespace nvimport

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace nvimport {
+
 // What sinks keep that look at every cell and store none.
 struct CellSums {
   std::uint64_t cells = 0;
@@ -68,3 +70,5 @@ class TableSums {
   int last_column_;
   CellSums sums_;
 };
+
+}  // namespace nvimport

@@ -12,12 +12,14 @@
 
 #include "bench/BesideFloor.h"
 #include "bench/TouchingSink.h"
-#include "formats/text/TextFile.h"
-#include "framework/MemorySheet.h"
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/InputFile.h"
-#include "platform/NumberText.h"
-#include "platform/OutputFile.h"
+#include "nvimport/formats/text/TextFile.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/NumberText.h"
+#include "nvimport/platform/OutputFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -116,3 +118,5 @@ BENCHMARK_CAPTURE(Store, long, kLong)->UseManualTime()->Unit(benchmark::kMillise
 BENCHMARK_CAPTURE(Store, wide, kWide)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+}  // namespace nvimport

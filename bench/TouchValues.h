@@ -3,9 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "framework/SpreadsheetData.h"
-#include "platform/ByteReader.h"
-#include "platform/InputFile.h"
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/InputFile.h"
+
+namespace nvimport {
 
 // Every value as the file has it, headers included. Apart, so that the calls stay calls.
 template <typename Value>
@@ -18,3 +20,5 @@ template <typename Value>
     for (std::ptrdiff_t at = 0; at + kSize <= got; at += kSize)
       sink.Set(++column, 1, static_cast<float>(LoadLittle<Value>(block.data() + at)));
 }
+
+}  // namespace nvimport

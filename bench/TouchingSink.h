@@ -1,7 +1,9 @@
 #pragma once
 
 #include "bench/Sums.h"
-#include "framework/SpreadsheetData.h"
+#include "nvimport/framework/SpreadsheetData.h"
+
+namespace nvimport {
 
 // A sink that looks at every cell and keeps only sums.
 template <typename Sums>
@@ -22,3 +24,5 @@ class SummingSink final : public ReadSpreadSheetData {
   Sums sums_;
 };
 using TouchingSink = SummingSink<LaneSums>;
+
+}  // namespace nvimport

@@ -8,11 +8,13 @@
 
 #include "bench/BesideFloor.h"
 #include "bench/TouchingSink.h"
-#include "formats/text/DIFFile.h"
-#include "formats/text/LotusFile.h"
-#include "platform/ByteReader.h"
-#include "platform/InputFile.h"
-#include "platform/OutputFile.h"
+#include "nvimport/formats/text/DIFFile.h"
+#include "nvimport/formats/text/LotusFile.h"
+#include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/OutputFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -133,3 +135,5 @@ BENCHMARK(Dif)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(Lotus)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+}  // namespace nvimport

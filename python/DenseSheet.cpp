@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+namespace nvimport {
+
 namespace {
 
 // Cells are looked at in pieces of rows.
@@ -160,3 +162,5 @@ void DenseSheet::CopyTo(MemorySheet& sheet) const {
               }
             });
 }
+
+}  // namespace nvimport

@@ -9,8 +9,10 @@
 #include <span>
 
 #include "apps/nvimport/Sheets.h"
-#include "framework/MemorySheet.h"
-#include "framework/SpectraAxis.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/SpectraAxis.h"
+
+namespace nvimport {
 
 // A sheet whose numbers lie in one matrix, row by row, so that an array can show them where they
 // are. Texts, and numbers that the matrix has no room for, lie in a MemorySheet beside it.
@@ -89,3 +91,5 @@ class DenseSheet final : public ReadOnlySheet {
   MemorySheet aside_;
   int last_text_column_ = 0;  // below the first row
 };
+
+}  // namespace nvimport

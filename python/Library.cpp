@@ -19,10 +19,12 @@
 #include "apps/nvimport/OutputFormats.h"
 #include "apps/nvimport/ProgressBar.h"
 #include "apps/nvimport/TerminalDialogs.h"
-#include "framework/FileSelection.h"
-#include "framework/FormatList.h"
-#include "framework/OptionPairs.h"
-#include "platform/Paths.h"
+#include "nvimport/framework/FileSelection.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/OptionPairs.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 namespace py = pybind11;
 
@@ -325,3 +327,5 @@ std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& pa
   if (!failure) return std::nullopt;
   return Outside(*failure, ShownName(path));
 }
+
+}  // namespace nvimport

@@ -8,6 +8,8 @@
 
 #include "python/DenseSheet.h"
 
+namespace nvimport {
+
 // What Python asks of the library, one call at a time and without the interpreter's lock. Texts are
 // UTF-8, paths bytes.
 
@@ -93,3 +95,5 @@ std::vector<ListedFormat> ListFormats();
 // Writes a sheet; `format` decides where the extension can't.
 std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& path,
                                   const std::string& format, bool overwrite);
+
+}  // namespace nvimport

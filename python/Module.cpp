@@ -9,9 +9,11 @@
 #include <cmath>
 
 #include "apps/nvimport/CellText.h"
-#include "platform/NumberText.h"
-#include "platform/Utf8.h"
+#include "nvimport/platform/NumberText.h"
+#include "nvimport/platform/Utf8.h"
 #include "python/Library.h"
+
+namespace nvimport {
 
 namespace py = pybind11;
 
@@ -297,3 +299,5 @@ PYBIND11_MODULE(_nvimport, module) {
   module.def("list_formats", &ListFormats);
   module.def("write_cells", &WriteCells);
 }
+
+}  // namespace nvimport

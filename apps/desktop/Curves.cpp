@@ -6,9 +6,11 @@
 #include <optional>
 
 #include "apps/desktop/SheetText.h"
-#include "framework/MemorySheet.h"
-#include "framework/SpectraAxis.h"
-#include "platform/NumberText.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/SpectraAxis.h"
+#include "nvimport/platform/NumberText.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -160,3 +162,5 @@ Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report) {
   TakePoints(rows, count, decimal_mark, curves);
   return curves;
 }
+
+}  // namespace nvimport

@@ -6,6 +6,8 @@
 #include <span>
 #include <vector>
 
+namespace nvimport {
+
 class MemorySheet;
 
 // What of a sheet can be drawn. In a sheet of spectra each row is a curve over the x values in the
@@ -30,3 +32,5 @@ using Report = std::function<bool(std::size_t done, std::size_t all)>;
 
 // Texts that read as numbers with `decimal_mark` count as numbers.
 Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report);
+
+}  // namespace nvimport

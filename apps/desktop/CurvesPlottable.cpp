@@ -6,6 +6,8 @@
 #include <limits>
 #include <span>
 
+namespace nvimport {
+
 namespace {
 
 constexpr int kFewCurves = 10;
@@ -224,3 +226,5 @@ void CurvesPlottable::draw(QCPPainter* painter) {
   if (stride_ == 1)
     seconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
+
+}  // namespace nvimport

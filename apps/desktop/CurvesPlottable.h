@@ -8,6 +8,8 @@
 
 #include "apps/desktop/Curves.h"
 
+namespace nvimport {
+
 // The colours of the curves, before a light or a dark background.
 class CurveColors {
  public:
@@ -50,3 +52,5 @@ class CurvesPlottable : public QCPAbstractPlottable {
   std::size_t stride_ = 1;
   double seconds_ = 0;
 };
+
+}  // namespace nvimport

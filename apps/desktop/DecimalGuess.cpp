@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
-#include "framework/MemorySheet.h"
+#include "nvimport/framework/MemorySheet.h"
+
+namespace nvimport {
 
 char GuessDecimalMark(MemorySheet& sheet) {
   constexpr int kMost = 100;
@@ -15,3 +17,5 @@ char GuessDecimalMark(MemorySheet& sheet) {
         guess.Take(cell.text);
   return guess.mark();
 }
+
+}  // namespace nvimport

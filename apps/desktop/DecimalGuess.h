@@ -2,7 +2,9 @@
 
 #include <string_view>
 
-#include "platform/NumberText.h"
+#include "nvimport/platform/NumberText.h"
+
+namespace nvimport {
 
 class MemorySheet;
 
@@ -24,3 +26,5 @@ class DecimalGuess {
 
 // The mark that the first texts of a sheet have.
 char GuessDecimalMark(MemorySheet& sheet);
+
+}  // namespace nvimport

@@ -13,11 +13,13 @@
 #include "apps/nvimport/FileKinds.h"
 #include "apps/nvimport/ImportSession.h"
 #include "apps/nvimport/Thrown.h"
-#include "framework/FileSelection.h"
-#include "framework/FormatList.h"
-#include "framework/ImportHelper.h"
-#include "framework/SpreadsheetFile.h"
-#include "platform/Log.h"
+#include "nvimport/framework/FileSelection.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/ImportHelper.h"
+#include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/Log.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -231,3 +233,5 @@ QStringList OpenFilters(int& first) {
 }
 
 void RememberFormat(int format) { ImportHelper::UpdateDefaultFileType(format); }
+
+}  // namespace nvimport

@@ -8,8 +8,10 @@
 
 #include "apps/desktop/QuestionDialogs.h"
 #include "apps/nvimport/OutputFormats.h"
-#include "framework/MemorySheet.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+
+namespace nvimport {
 
 class JobProgress;
 class WindowDialogs;
@@ -57,3 +59,5 @@ ExportResult Export(MemorySheet& sheet, const std::string& path, const ExportKin
 QStringList OpenFilters(int& first);
 // Remembers that a file was read as `format`, 0 for any, by the filter chosen there.
 void RememberFormat(int format);
+
+}  // namespace nvimport

@@ -7,6 +7,8 @@
 #include "apps/desktop/SheetText.h"
 #include "apps/nvimport/Thrown.h"
 
+namespace nvimport {
+
 LibraryThread::LibraryThread(QObject* parent) : QObject(parent) {
   // Sheets are made there and released here: one heap for both gives their memory back to the next.
   ::mallopt(M_ARENA_MAX, 1);
@@ -43,3 +45,5 @@ void LibraryThread::RunMeanwhile(std::function<void()> job) {
   QMetaObject::invokeMethod(
       &there_, [job = std::move(job)] { Thrown(job); }, Qt::QueuedConnection);
 }
+
+}  // namespace nvimport

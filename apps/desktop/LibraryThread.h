@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <functional>
 
-#include "platform/Progress.h"
+#include "nvimport/platform/Progress.h"
+
+namespace nvimport {
 
 // How far a job is, seen from both threads; the window's asks it to stop.
 class JobProgress : public Progress {
@@ -61,3 +63,5 @@ class LibraryThread : public QObject {
   JobProgress progress_;
   bool busy_ = false;
 };
+
+}  // namespace nvimport

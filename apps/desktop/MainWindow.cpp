@@ -29,6 +29,8 @@
 #include "apps/desktop/SheetView.h"
 #include "apps/desktop/SpectraPlot.h"
 
+namespace nvimport {
+
 namespace {
 
 constexpr int kMostRecent = 10;
@@ -541,3 +543,5 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   library_.progress().Stop();
   event->accept();
 }
+
+}  // namespace nvimport

@@ -17,6 +17,9 @@ class QListWidget;
 class QProgressBar;
 class QPushButton;
 class QStackedWidget;
+
+namespace nvimport {
+
 class SheetView;
 class SpectraPlot;
 
@@ -104,3 +107,5 @@ class MainWindow : public QMainWindow {
   bool remembers_ = false;  // the type of the file that is being read
   char decimal_mark_ = '.';
 };
+
+}  // namespace nvimport

@@ -10,7 +10,9 @@
 #include "apps/nvimport/Commands.h"
 #include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/OutputTarget.h"
-#include "platform/Paths.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -79,3 +81,5 @@ int RunPlot(const Settings& settings) {
     turn.SayNotes(session);
   });
 }
+
+}  // namespace nvimport

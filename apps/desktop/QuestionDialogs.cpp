@@ -24,7 +24,9 @@
 #include "apps/desktop/RangePlot.h"
 #include "apps/desktop/SheetText.h"
 #include "apps/nvimport/Delimiters.h"
-#include "platform/NumberText.h"
+#include "nvimport/platform/NumberText.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -435,3 +437,5 @@ void ShowTrouble(QWidget* parent, const Trouble& trouble) {
   box.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   box.exec();
 }
+
+}  // namespace nvimport

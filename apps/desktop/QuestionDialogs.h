@@ -10,7 +10,9 @@
 #include <vector>
 
 #include "apps/desktop/Curves.h"
-#include "platform/Dialogs.h"
+#include "nvimport/platform/Dialogs.h"
+
+namespace nvimport {
 
 // The questions of an import as dialogs. None is what the user cancelled.
 
@@ -57,3 +59,5 @@ struct Trouble {
   QString advice;  // what can be done
 };
 void ShowTrouble(QWidget* parent, const Trouble& trouble);
+
+}  // namespace nvimport

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+namespace nvimport {
+
 RangePlot::RangePlot(QWidget* parent) : SpectraPlot(parent) {
   setInteractions(QCP::iNone);
   setFocusPolicy(Qt::NoFocus);
@@ -46,3 +48,5 @@ void RangePlot::mouseMoveEvent(QMouseEvent* event) {
 }
 
 void RangePlot::mouseReleaseEvent(QMouseEvent*) { dragging_ = false; }
+
+}  // namespace nvimport

@@ -2,6 +2,8 @@
 
 #include "apps/desktop/SpectraPlot.h"
 
+namespace nvimport {
+
 // A spectrum with a range of x that is dragged by its edges, or anew.
 class RangePlot : public SpectraPlot {
   Q_OBJECT
@@ -26,3 +28,5 @@ class RangePlot : public SpectraPlot {
   double fixed_ = 0;  // the end that stays while the other is dragged
   bool dragging_ = false;
 };
+
+}  // namespace nvimport

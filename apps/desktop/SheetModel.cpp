@@ -6,6 +6,8 @@
 
 #include "apps/desktop/SheetText.h"
 
+namespace nvimport {
+
 namespace {
 
 // A long text is shown by its beginning; all of it is copied.
@@ -87,3 +89,5 @@ QVariant SheetModel::headerData(int section, Qt::Orientation orientation, int ro
   // The name that the column mostly has stays in sight.
   return number + '\n' + OneLineOf(sheet_->GetCell(section + 1, 1));
 }
+
+}  // namespace nvimport

@@ -4,7 +4,9 @@
 #include <QBrush>
 #include <memory>
 
-#include "framework/MemorySheet.h"
+#include "nvimport/framework/MemorySheet.h"
+
+namespace nvimport {
 
 // A sheet as a table. Numbers stand right, texts left and in a colour of their own, missing cells
 // are hatched.
@@ -28,3 +30,5 @@ class SheetModel : public QAbstractTableModel {
   QBrush text_;
   QBrush missing_;
 };
+
+}  // namespace nvimport

@@ -1,8 +1,10 @@
 #include "apps/desktop/SheetText.h"
 
 #include "apps/nvimport/CellText.h"
-#include "framework/MemorySheet.h"
-#include "platform/NumberText.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/platform/NumberText.h"
+
+namespace nvimport {
 
 QString FromBytes(std::string_view bytes) { return QString::fromStdString(ToUtf8(bytes)); }
 
@@ -20,3 +22,5 @@ QString Shown(const MemoryCell& cell) {
   }
   return {};
 }
+
+}  // namespace nvimport

@@ -9,6 +9,8 @@
 
 #include "apps/desktop/SheetText.h"
 
+namespace nvimport {
+
 namespace {
 
 constexpr std::size_t kRowsPerReport = 512;
@@ -160,3 +162,5 @@ void SheetView::changeEvent(QEvent* event) {
   QTableView::changeEvent(event);
   if (event->type() == QEvent::PaletteChange) model_.SetColors(palette());
 }
+
+}  // namespace nvimport

@@ -8,6 +8,8 @@
 #include "apps/desktop/Curves.h"
 #include "apps/desktop/SheetModel.h"
 
+namespace nvimport {
+
 // A cell's place, from 1.
 struct CellPlace {
   int row = 1;
@@ -56,3 +58,5 @@ class SheetView : public QTableView {
  private:
   SheetModel model_;
 };
+
+}  // namespace nvimport

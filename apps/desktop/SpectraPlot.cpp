@@ -12,7 +12,9 @@
 #include <string>
 
 #include "apps/desktop/CurvesPlottable.h"
-#include "platform/NumberText.h"
+#include "nvimport/platform/NumberText.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -411,3 +413,5 @@ void SpectraPlot::TakeColors(const QPalette& colors) {
   for (CurvesPlottable* plottable : {all_, emphasized_, hovered_}) plottable->SetDark(dark_);
   MakeLegend();
 }
+
+}  // namespace nvimport

@@ -9,6 +9,8 @@
 
 #include "apps/desktop/Curves.h"
 
+namespace nvimport {
+
 class CurvesPlottable;
 
 // The picture of a sheet's curves: zoomed by the wheel and by a frame drawn with Shift held, moved
@@ -72,3 +74,5 @@ class SpectraPlot : public QCustomPlot {
   QPoint pressed_;
   bool dark_ = false;
 };
+
+}  // namespace nvimport

@@ -9,10 +9,12 @@
 #include "apps/desktop/SheetText.h"
 #include "apps/nvimport/DelimiterGuess.h"
 #include "apps/nvimport/Sheets.h"
-#include "framework/FormatDetection.h"
-#include "framework/FormatList.h"
-#include "framework/ImportHelper.h"
-#include "platform/Log.h"
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/ImportHelper.h"
+#include "nvimport/platform/Log.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -179,3 +181,5 @@ void WindowDialogs::ShowWaitCursor(bool on) {
     on ? window.setCursor(Qt::WaitCursor) : window.unsetCursor();
   });
 }
+
+}  // namespace nvimport

@@ -8,7 +8,9 @@
 
 #include "apps/desktop/LibraryThread.h"
 #include "apps/desktop/QuestionDialogs.h"
-#include "platform/Dialogs.h"
+#include "nvimport/platform/Dialogs.h"
+
+namespace nvimport {
 
 // The library's questions, asked in its own thread, put to the user in the window's.
 class WindowDialogs : public Dialogs {
@@ -63,3 +65,5 @@ class WindowDialogs : public Dialogs {
   Trouble trouble_;
   QStringList warnings_;
 };
+
+}  // namespace nvimport

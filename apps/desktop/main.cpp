@@ -6,7 +6,9 @@
 
 #include "apps/desktop/MainWindow.h"
 #include "apps/nvimport/CommandLine.h"
-#include "platform/NvApp.h"
+#include "nvimport/platform/NvApp.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -28,9 +30,12 @@ int RunWindow(QApplication& application) {
 
 }  // namespace
 
+}  // namespace nvimport
+
 // With --plot first it draws a picture, shows nothing, and takes what the command "nvimport plot"
 // takes.
 int main(int count, char** arguments) {
+  using namespace nvimport;
   const bool plots = count > 1 && std::strcmp(arguments[1], "--plot") == 0;
   if (plots) {
     qputenv("QT_QPA_PLATFORM", "offscreen");

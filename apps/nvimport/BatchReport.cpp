@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+namespace nvimport {
+
 std::optional<Failure> BatchReport::Begin() {
   if (auto failure = target_.Check()) return failure;
   if (auto failure = target_.Begin(stream_)) return failure;
@@ -33,3 +35,5 @@ std::optional<Failure> BatchReport::End(const Totals& totals) {
   if (!failed_.empty()) return target_.Because(failed_);
   return target_.Commit();
 }
+
+}  // namespace nvimport

@@ -8,6 +8,8 @@
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/OutputTarget.h"
 
+namespace nvimport {
+
 // The report of a conversion of many files, written as they are done.
 class BatchReport {
  public:
@@ -33,3 +35,5 @@ class BatchReport {
   std::string failed_;  // the system's words
   bool is_first_ = true;
 };
+
+}  // namespace nvimport

@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <cstdint>
 
-#include "platform/CodePages.h"
+#include "nvimport/platform/CodePages.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -162,3 +164,5 @@ std::string CutToWidth(std::string_view utf8, std::size_t width) {
   }
   return std::string(utf8.substr(0, kept)) + "\u2026";
 }
+
+}  // namespace nvimport

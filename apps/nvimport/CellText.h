@@ -4,7 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Utf8.h"
+#include "nvimport/platform/Utf8.h"
+
+namespace nvimport {
 
 // Texts at the edge: the library's bytes become UTF-8, and UTF-8 becomes what is written.
 
@@ -80,3 +82,5 @@ std::size_t DisplayWidth(std::string_view utf8);
 
 // `utf8` cut to `width` columns, an ellipsis standing for what was cut.
 std::string CutToWidth(std::string_view utf8, std::size_t width);
+
+}  // namespace nvimport

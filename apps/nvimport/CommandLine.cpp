@@ -12,8 +12,10 @@
 #include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/PluginCheck.h"
 #include "apps/nvimport/TemporaryPaths.h"
-#include "framework/FormatList.h"
-#include "platform/NvFile.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/platform/NvFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -254,3 +256,5 @@ int RunCommandLine(int count, char** arguments) try {
   return SayFailure({kFailed, "The command could not be carried out.",
                      ShownName(exception.what()) + "; tell the makers, with the command"});
 }
+
+}  // namespace nvimport

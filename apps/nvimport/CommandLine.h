@@ -5,6 +5,8 @@
 
 #include "apps/nvimport/Commands.h"
 
+namespace nvimport {
+
 using Command = int (*)(const Settings& settings);
 
 // A name and what it means.
@@ -36,3 +38,5 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen);
 
 // Parses the arguments of a program and runs the command that they name. Returns the exit code.
 int RunCommandLine(int count, char** arguments);
+
+}  // namespace nvimport

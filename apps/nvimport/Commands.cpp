@@ -15,9 +15,11 @@
 #include "apps/nvimport/Sheets.h"
 #include "apps/nvimport/TableView.h"
 #include "apps/nvimport/Terminal.h"
-#include "framework/FormatList.h"
-#include "framework/MemorySheet.h"
-#include "platform/Paths.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -390,3 +392,5 @@ int RunConvert(const Settings& settings) {
   if (const auto failure = SettleOutput(settings, run.plan(), plan)) return SayFailure(*failure);
   return run.ForEach([&](FileTurn& turn) { Convert(turn, plan); });
 }
+
+}  // namespace nvimport

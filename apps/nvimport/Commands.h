@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace nvimport {
+
 // What the command line says, unjudged.
 struct Settings {
   std::vector<std::string> words;  // behind the name of the command
@@ -54,3 +56,5 @@ int RunConvert(const Settings& settings);
 int RunValidate(const Settings& settings);
 // The desktop program draws the picture; the command starts it.
 int RunPlot(const Settings& settings);
+
+}  // namespace nvimport

@@ -4,10 +4,12 @@
 
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/ImportSession.h"
-#include "framework/FormatList.h"
-#include "framework/PluginFunctions.h"
-#include "platform/NvApp.h"
-#include "platform/Paths.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/PluginFunctions.h"
+#include "nvimport/platform/NvApp.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -36,3 +38,5 @@ bool CompleteWouldServe(int format) {
     if (EqualIgnoringCase(functions.get_info(index)->name, FormatAt(format).name)) return true;
   return false;
 }
+
+}  // namespace nvimport

@@ -5,6 +5,8 @@
 
 #include "apps/nvimport/Failure.h"
 
+namespace nvimport {
+
 // NvImport Complete: the library whose formats leave out no cells for old habits' sake. It lies in
 // a folder of its own and serves only where it is asked for.
 
@@ -13,3 +15,5 @@ std::optional<Failure> UseComplete();
 
 // Whether it would read more than the format that is used does.
 bool CompleteWouldServe(int format);
+
+}  // namespace nvimport

@@ -4,7 +4,9 @@
 #include <string_view>
 
 #include "apps/nvimport/Delimiters.h"
-#include "platform/NumberText.h"
+#include "nvimport/platform/NumberText.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -90,3 +92,5 @@ TextImportChoice GuessDelimiter(const TextImportQuestion& question) {
   if (size < kLong) lines = FirstLines(question, kGuessedLines);
   return GuessDelimiter(lines);
 }
+
+}  // namespace nvimport

@@ -3,7 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/Dialogs.h"
+#include "nvimport/platform/Dialogs.h"
+
+namespace nvimport {
 
 // What most likely delimits the first lines of a text file: the candidate whose number of fields
 // varies least from line to line. TAB where there is nothing to go by.
@@ -11,3 +13,5 @@ TextImportChoice GuessDelimiter(const std::vector<std::string>& lines);
 
 // The same for the file of a question, by its preview.
 TextImportChoice GuessDelimiter(const TextImportQuestion& question);
+
+}  // namespace nvimport

@@ -5,7 +5,9 @@
 #include <optional>
 
 #include "apps/nvimport/CellText.h"
-#include "platform/Paths.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -90,3 +92,5 @@ std::string DelimiterOptions(const TextImportChoice& choice) {
   }
   return "--delimiter '" + quoted + "'" + ignore;
 }
+
+}  // namespace nvimport

@@ -4,7 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Dialogs.h"
+#include "nvimport/platform/Dialogs.h"
+
+namespace nvimport {
 
 // A delimiter that has a name of its own.
 struct NamedDelimiter {
@@ -28,3 +30,5 @@ std::string ShownDelimiter(const TextImportChoice& choice);
 
 // The options that give the choice.
 std::string DelimiterOptions(const TextImportChoice& choice);
+
+}  // namespace nvimport

@@ -4,7 +4,9 @@
 
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/ImportSession.h"
-#include "platform/Paths.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 std::string DetectionReason(const Detection& detection, const std::string& path) {
   const auto count = [&](int answer) { return std::ranges::count(detection.answers, answer); };
@@ -47,3 +49,5 @@ bool HasOption(std::string_view format, std::string_view key) {
     return option.substr(0, option.find('=')) == key;
   });
 }
+
+}  // namespace nvimport

@@ -4,7 +4,9 @@
 #include <string_view>
 #include <vector>
 
-#include "framework/FormatDetection.h"
+#include "nvimport/framework/FormatDetection.h"
+
+namespace nvimport {
 
 // What the command says of its own accord about formats.
 
@@ -14,3 +16,5 @@ std::string DetectionReason(const Detection& detection, const std::string& path)
 // What --option takes for a format, beside what it asks.
 std::vector<std::string> OptionsOf(std::string_view format);
 bool HasOption(std::string_view format, std::string_view key);
+
+}  // namespace nvimport

@@ -7,7 +7,9 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/Paths.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 std::string FailureLines(const Failure& failure) {
   return "nvimport: " + failure.text + "\n  " + failure.advice + "\n";
@@ -47,3 +49,5 @@ int Graver(int a, int b) {
   const auto rank = [](int code) { return std::ranges::find(kFromGravest, code); };
   return rank(a) < rank(b) ? a : b;
 }
+
+}  // namespace nvimport

@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+namespace nvimport {
+
 // The exit codes of the command.
 enum ExitCode : int {
   kDone = 0,
@@ -31,3 +33,5 @@ std::string Advised(const std::string& words);
 
 // The exit code of several files: that of the gravest among them.
 int Graver(int a, int b);
+
+}  // namespace nvimport

@@ -5,9 +5,11 @@
 #include <cctype>
 #include <string_view>
 
-#include "platform/CompoundFile.h"
-#include "platform/InputFile.h"
-#include "platform/Paths.h"
+#include "nvimport/platform/CompoundFile.h"
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 using namespace std::string_view_literals;
 
@@ -185,3 +187,5 @@ std::optional<FileKind> RecogniseKind(const std::string& path) {
     return kOtherSpc;
   return std::nullopt;
 }
+
+}  // namespace nvimport

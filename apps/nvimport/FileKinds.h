@@ -3,6 +3,8 @@
 #include <optional>
 #include <string>
 
+namespace nvimport {
+
 // What a file looks like, by its first bytes, whether or not any format reads it.
 struct FileKind {
   const char* name;         // "a PDF document"
@@ -14,3 +16,5 @@ struct FileKind {
 };
 
 std::optional<FileKind> RecogniseKind(const std::string& path);
+
+}  // namespace nvimport

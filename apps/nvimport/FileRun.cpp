@@ -16,7 +16,9 @@
 #include "apps/nvimport/ItemList.h"
 #include "apps/nvimport/OutputTarget.h"
 #include "apps/nvimport/Terminal.h"
-#include "framework/FileSelection.h"
+#include "nvimport/framework/FileSelection.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -361,3 +363,5 @@ void FileRun::Finish() {
               << RoundedText(static_cast<double>(tried) / seconds) << " files/s";
   std::cerr << "\n" << std::flush;
 }
+
+}  // namespace nvimport

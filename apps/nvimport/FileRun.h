@@ -18,6 +18,8 @@
 #include "apps/nvimport/TerminalDialogs.h"
 #include "apps/nvimport/Workers.h"
 
+namespace nvimport {
+
 // One command over its files: judges the settings, runs the command for each file, here or in
 // workers, and reports in the order of the files.
 
@@ -130,3 +132,5 @@ int SayFailure(const Failure& failure);
 
 // The JSON string of a text.
 std::string JsonText(std::string_view text);
+
+}  // namespace nvimport

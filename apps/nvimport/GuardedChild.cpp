@@ -13,7 +13,9 @@
 #include <system_error>
 
 #include "apps/nvimport/TemporaryPaths.h"
-#include "platform/Sanitizer.h"
+#include "nvimport/platform/Sanitizer.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -143,3 +145,5 @@ ChildOutcome GuardedChild::Finish() {
     outcome.fault = "ended the process with exit(" + std::to_string(end.si_status) + ")";
   return outcome;
 }
+
+}  // namespace nvimport

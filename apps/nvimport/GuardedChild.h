@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+namespace nvimport {
+
 struct ChildLimits {
   int seconds = 10;
   // Of writable memory and of a file written. A sanitizer takes more memory than any limit, so its
@@ -48,3 +50,5 @@ class GuardedChild {
   int pipe_ = -1;
   std::string received_;
 };
+
+}  // namespace nvimport

@@ -17,13 +17,15 @@
 #include "apps/nvimport/ProgressBar.h"
 #include "apps/nvimport/TerminalDialogs.h"
 #include "apps/nvimport/Thrown.h"
-#include "framework/FileSelection.h"
-#include "framework/FormatList.h"
-#include "framework/OptionPairs.h"
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/ByteWriter.h"
-#include "platform/Dialogs.h"
-#include "platform/Paths.h"
+#include "nvimport/framework/FileSelection.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/OptionPairs.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/ByteWriter.h"
+#include "nvimport/platform/Dialogs.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -268,3 +270,5 @@ std::optional<Failure> WriteFormat(int format, const std::string& path, const st
       kFailed, thrown.empty() ? dialogs.message() : OneLine(thrown),
       shown + ": written as " + Quoted(FormatAt(format).name) + "; --to NAME takes another format"};
 }
+
+}  // namespace nvimport

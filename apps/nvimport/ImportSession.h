@@ -6,9 +6,11 @@
 #include <vector>
 
 #include "apps/nvimport/Failure.h"
-#include "framework/FormatDetection.h"
-#include "framework/ImportHelper.h"
-#include "platform/Log.h"
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/ImportHelper.h"
+#include "nvimport/platform/Log.h"
+
+namespace nvimport {
 
 class ProgressBar;
 class TerminalDialogs;
@@ -98,3 +100,5 @@ class ImportSession {
 // Writes `sheet` to `path` in a registered format; `shown` names the output in messages.
 std::optional<Failure> WriteFormat(int format, const std::string& path, const std::string& shown,
                                    SpreadsheetData& sheet, TerminalDialogs& dialogs);
+
+}  // namespace nvimport

@@ -5,7 +5,9 @@
 #include <system_error>
 
 #include "apps/nvimport/CellText.h"
-#include "platform/Paths.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -88,3 +90,5 @@ std::optional<RangeChoice> ParseRange(std::string_view text) {
   if (!first || !last || *first < 1 || (*last != 0 && *last < *first)) return std::nullopt;
   return RangeChoice{*first, *last};
 }
+
+}  // namespace nvimport

@@ -6,7 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Dialogs.h"
+#include "nvimport/platform/Dialogs.h"
+
+namespace nvimport {
 
 // What a user writes to choose from a list whose entries are numbered from 1: "2", "1,3", "2-5",
 // "all", or the names of entries. The positions in that order, each once; none when something in it
@@ -19,3 +21,5 @@ std::string ItemNumbers(const std::vector<std::size_t>& positions);
 
 // "FIRST,LAST" with points from 1, a last one of 0 for the end.
 std::optional<RangeChoice> ParseRange(std::string_view text);
+
+}  // namespace nvimport

@@ -5,9 +5,11 @@
 #include <utility>
 
 #include "apps/nvimport/ImportSession.h"
-#include "platform/OutputFile.h"
-#include "platform/Paths.h"
-#include "platform/Progress.h"
+#include "nvimport/platform/OutputFile.h"
+#include "nvimport/platform/Paths.h"
+#include "nvimport/platform/Progress.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -45,3 +47,5 @@ std::optional<Failure> WriteWhole(const OutputFormat& format, const std::string&
   }
   return target.Commit();
 }
+
+}  // namespace nvimport

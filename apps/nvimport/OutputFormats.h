@@ -7,6 +7,8 @@
 #include "apps/nvimport/OutputTarget.h"
 #include "apps/nvimport/SheetWriters.h"
 
+namespace nvimport {
+
 // What a sheet is written as: a format of the command's own or a registered one.
 struct OutputFormat {
   std::optional<SheetFormat> own;
@@ -27,3 +29,5 @@ std::optional<Failure> WriteWhole(const OutputFormat& format, const std::string&
                                   MemorySheet& sheet, const TextConversion& conversion,
                                   OutputTarget& target, Progress& progress,
                                   const RegisteredWriter& write);
+
+}  // namespace nvimport

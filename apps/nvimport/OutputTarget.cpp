@@ -9,8 +9,10 @@
 #include <vector>
 
 #include "apps/nvimport/CellText.h"
-#include "platform/InputFile.h"
-#include "platform/Paths.h"
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -142,3 +144,5 @@ std::optional<Failure> PrintData(std::string_view text) {
   stream.Close();
   return target.Commit();
 }
+
+}  // namespace nvimport

@@ -5,7 +5,9 @@
 
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/TemporaryPaths.h"
-#include "platform/OutputFile.h"
+#include "nvimport/platform/OutputFile.h"
+
+namespace nvimport {
 
 constexpr const char* kNotWritten = "File could not be written.";
 
@@ -52,3 +54,5 @@ class OutputTarget {
 
 // Writes `text` to standard output at once.
 std::optional<Failure> PrintData(std::string_view text);
+
+}  // namespace nvimport

@@ -9,6 +9,8 @@
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/FileRun.h"
 
+namespace nvimport {
+
 // Pictures are drawn by the desktop program, so that this one needs nothing of what draws.
 int RunPlot(const Settings& settings) {
   constexpr const char* kProgram = "nvimport-desktop";
@@ -29,3 +31,5 @@ int RunPlot(const Settings& settings) {
                      "it takes the program nvimport-desktop, which is not installed; it comes with "
                      "the package nvimport-desktop"});
 }
+
+}  // namespace nvimport

@@ -21,8 +21,10 @@
 #include "apps/nvimport/OutputTarget.h"
 #include "apps/nvimport/PluginChecks.h"
 #include "apps/nvimport/TemporaryPaths.h"
-#include "platform/DynamicLibrary.h"
-#include "platform/OutputFile.h"
+#include "nvimport/platform/DynamicLibrary.h"
+#include "nvimport/platform/OutputFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -361,3 +363,5 @@ std::string PluginCheckList() {
   }
   return list;
 }
+
+}  // namespace nvimport

@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace nvimport {
+
 struct Settings;
 
 // Checks a library against the contract of plug-ins; returns the command's exit code.
@@ -9,3 +11,5 @@ int RunCheckPlugin(const Settings& settings);
 
 // What is checked, for the command's help.
 std::string PluginCheckList();
+
+}  // namespace nvimport

@@ -11,8 +11,10 @@
 
 #include "apps/nvimport/ProgressBar.h"
 #include "apps/nvimport/TerminalDialogs.h"
-#include "framework/FormatDetection.h"
-#include "framework/FormatList.h"
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/FormatList.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -338,3 +340,5 @@ void RunPluginCheck(const PluginCheck& check, const std::string& library, int fo
     driver.Break(std::string("an exception left ") + driver.last_call(), kAskedOfExceptions);
   }
 }
+
+}  // namespace nvimport

@@ -5,6 +5,8 @@
 
 #include "apps/nvimport/PluginDriver.h"
 
+namespace nvimport {
+
 // The checks of a library against the contract of plug-ins.
 
 struct PluginCheck {
@@ -24,3 +26,5 @@ std::span<const PluginCheck> PluginChecks();
 // it is about one, in a process that may not survive it. The library stays loaded.
 void RunPluginCheck(const PluginCheck& check, const std::string& library, int format,
                     const PluginFiles& files, const SayPluginNews& say);
+
+}  // namespace nvimport

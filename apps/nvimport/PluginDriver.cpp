@@ -4,7 +4,9 @@
 #include <bit>
 #include <utility>
 
-#include "framework/FormatDetection.h"
+#include "nvimport/framework/FormatDetection.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -290,3 +292,5 @@ void PluginDriver::ExpectText(const PluginFile& file) {
   else
     text_ = text;
 }
+
+}  // namespace nvimport

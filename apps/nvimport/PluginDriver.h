@@ -9,9 +9,11 @@
 #include <string_view>
 #include <vector>
 
-#include "framework/NvImport.h"
-#include "framework/PluginFunctions.h"
-#include "platform/DynamicLibrary.h"
+#include "nvimport/framework/NvImport.h"
+#include "nvimport/framework/PluginFunctions.h"
+#include "nvimport/platform/DynamicLibrary.h"
+
+namespace nvimport {
 
 // The calls of a check: each is announced before it is made, and its answer judged after.
 
@@ -151,3 +153,5 @@ class PluginDriver {
   const char* last_call_ = "";
   std::string text_;  // the last one fetched: copying it walks to its end
 };
+
+}  // namespace nvimport

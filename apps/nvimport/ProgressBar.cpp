@@ -8,6 +8,8 @@
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/Terminal.h"
 
+namespace nvimport {
+
 namespace {
 
 constexpr auto kInterval = std::chrono::milliseconds(100);
@@ -87,3 +89,5 @@ ProgressBar::ProgressBar(bool shown) : line_(shown) {
 ProgressBar::~ProgressBar() {
   if (line_.shown()) Install(before_);
 }
+
+}  // namespace nvimport

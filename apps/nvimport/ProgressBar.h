@@ -5,7 +5,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Progress.h"
+#include "nvimport/platform/Progress.h"
+
+namespace nvimport {
 
 // How far a piece of work is, how fast, and how long it will yet take: "reading table.txt 40 %,
 // 120 MB/s, 3 s left". What is counted is bytes or named by `unit`; without `size` its end is not
@@ -73,3 +75,5 @@ class ProgressBar : public Progress {
   ProgressLine line_;
   Progress* before_ = nullptr;
 };
+
+}  // namespace nvimport

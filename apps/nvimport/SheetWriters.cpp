@@ -6,8 +6,10 @@
 #include <span>
 #include <string_view>
 
-#include "platform/NumberText.h"
-#include "platform/Progress.h"
+#include "nvimport/platform/NumberText.h"
+#include "nvimport/platform/Progress.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -275,3 +277,5 @@ const char* ConvertedSheet::GetText(int column, int row) {
   // Either the sheet's own text or one of the two strings, so it ends with its NUL.
   return written.data();
 }
+
+}  // namespace nvimport

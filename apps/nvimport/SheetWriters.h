@@ -3,8 +3,10 @@
 #include <string>
 
 #include "apps/nvimport/CellText.h"
-#include "framework/MemorySheet.h"
-#include "platform/OutputFile.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/platform/OutputFile.h"
+
+namespace nvimport {
 
 class Progress;
 
@@ -55,3 +57,5 @@ class ConvertedSheet final : public SpreadsheetData {
   std::string decoded_;
   std::string encoded_;
 };
+
+}  // namespace nvimport

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
-#include "framework/MemorySheet.h"
+#include "nvimport/framework/MemorySheet.h"
+
+namespace nvimport {
 
 // A sheet that is only read into. What it does with cells is up to those derived from it.
 class ReadOnlySheet : public SpreadsheetData {
@@ -61,3 +63,5 @@ class HeadSheet final : public ReadOnlySheet {
   int most_rows_;
   MemorySheet head_;
 };
+
+}  // namespace nvimport

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <string_view>
 
+namespace nvimport {
+
 namespace {
 
 int WriteAll(int descriptor, std::string_view bytes) {
@@ -45,3 +47,5 @@ int SpooledInput::Fill() {
   if (::close(descriptor) != 0 && error == 0) error = errno;
   return error;
 }
+
+}  // namespace nvimport

@@ -6,6 +6,8 @@
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/TemporaryPaths.h"
 
+namespace nvimport {
+
 // Standard input as a file of a given name, since readers go back and forth in theirs. It lies in a
 // folder of its own and goes with this object.
 class SpooledInput {
@@ -25,3 +27,5 @@ class SpooledInput {
   TemporaryPath file_;
   std::optional<Failure> failure_;
 };
+
+}  // namespace nvimport

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
-#include "platform/NumberText.h"
+#include "nvimport/platform/NumberText.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -103,3 +105,5 @@ FormattedTable FormatTable(const std::vector<TableRow>& rows, const TableLimits&
   }
   return {table, widths.size()};
 }
+
+}  // namespace nvimport

@@ -4,7 +4,9 @@
 #include <vector>
 
 #include "apps/nvimport/CellText.h"
-#include "framework/MemorySheet.h"
+#include "nvimport/framework/MemorySheet.h"
+
+namespace nvimport {
 
 // A cell as a table shows it.
 struct TableCell {
@@ -30,3 +32,5 @@ struct FormattedTable {
 
 // Aligned columns under their numbers, rows behind theirs.
 FormattedTable FormatTable(const std::vector<TableRow>& rows, const TableLimits& limits);
+
+}  // namespace nvimport

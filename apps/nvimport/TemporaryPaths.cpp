@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <utility>
 
+namespace nvimport {
+
 namespace {
 
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE};
@@ -143,3 +145,5 @@ void TemporaryPath::Forget() {
   registered_ = false;
   if (slot_ < slots.size()) slots[slot_].used = 0;
 }
+
+}  // namespace nvimport

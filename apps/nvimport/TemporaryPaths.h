@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <string>
 
+namespace nvimport {
+
 // What must not outlive the process: removed on the way out, and by the handler when a signal ends
 // the process.
 
@@ -50,3 +52,5 @@ void ForgetTemporaries();
 
 // The folder for temporary files.
 std::string TemporaryFolder();
+
+}  // namespace nvimport

@@ -7,6 +7,8 @@
 #include <iostream>
 #include <string_view>
 
+namespace nvimport {
+
 namespace {
 
 bool IsDumb() {
@@ -42,3 +44,5 @@ std::optional<std::string> ReadAnswer() {
   if (!std::getline(std::cin, line)) return std::nullopt;
   return line;
 }
+
+}  // namespace nvimport

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+namespace nvimport {
+
 // What the standard streams are.
 
 bool CanAsk();            // someone can answer
@@ -15,3 +17,5 @@ bool WantsColour();
 std::size_t TerminalWidth();
 // A line from standard input, none at its end.
 std::optional<std::string> ReadAnswer();
+
+}  // namespace nvimport

@@ -13,6 +13,8 @@
 #include "apps/nvimport/TableView.h"
 #include "apps/nvimport/Terminal.h"
 
+namespace nvimport {
+
 namespace {
 
 constexpr int kPreviewRows = 8;
@@ -366,3 +368,5 @@ void TerminalDialogs::SayWhatWasNotAsked() {
   say(given_.blocks.has_value(), "blocks", "--blocks");
   say(given_.range.has_value(), "range", "--range");
 }
+
+}  // namespace nvimport

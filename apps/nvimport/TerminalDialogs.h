@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "apps/nvimport/Failure.h"
-#include "platform/Dialogs.h"
+#include "nvimport/platform/Dialogs.h"
+
+namespace nvimport {
 
 class ProgressBar;
 
@@ -97,3 +99,5 @@ class TerminalDialogs : public Dialogs {
   std::optional<Failure> refusal_;
   std::optional<AnsweredQuestion> refused_;
 };
+
+}  // namespace nvimport

@@ -4,6 +4,8 @@
 #include <new>
 #include <string>
 
+namespace nvimport {
+
 // What `operation` throws, if it does.
 template <typename Operation>
 std::string Thrown(const Operation& operation) {
@@ -16,3 +18,5 @@ std::string Thrown(const Operation& operation) {
     return exception.what();
   }
 }
+
+}  // namespace nvimport

@@ -25,6 +25,8 @@
 #include "apps/nvimport/Failure.h"
 #include "apps/nvimport/TemporaryPaths.h"
 
+namespace nvimport {
+
 namespace {
 
 bool SendBytes(int socket, const void* bytes, std::size_t count) {
@@ -336,3 +338,5 @@ void RunInWorkers(std::size_t count, unsigned jobs, std::chrono::seconds limit,
     if (reported > before && reported < count) std::this_thread::sleep_for(kGather);
   }
 }
+
+}  // namespace nvimport

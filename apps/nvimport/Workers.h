@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+namespace nvimport {
+
 // What became of one file.
 struct FileReport {
   int exit_code = 0;
@@ -21,3 +23,5 @@ void RunInWorkers(std::size_t count, unsigned jobs, std::chrono::seconds limit,
                   const std::function<FileReport(std::size_t)>& work,
                   const std::function<FileReport(std::size_t, const std::string&, double)>& died,
                   const std::function<bool(std::size_t, const FileReport&)>& done);
+
+}  // namespace nvimport

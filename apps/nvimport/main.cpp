@@ -1,3 +1,3 @@
 #include "apps/nvimport/CommandLine.h"
 
-int main(int count, char** arguments) { return RunCommandLine(count, arguments); }
+int main(int count, char** arguments) { return nvimport::RunCommandLine(count, arguments); }

@@ -19,9 +19,11 @@
 #include "apps/desktop/MainWindow.h"
 #include "apps/desktop/SheetView.h"
 #include "apps/desktop/SpectraPlot.h"
-#include "framework/FormatDetection.h"
-#include "framework/FormatList.h"
-#include "framework/ImportHelper.h"
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/ImportHelper.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -203,7 +205,10 @@ int Start(const QString& path) {
 
 }  // namespace
 
+}  // namespace nvimport
+
 int main(int count, char** arguments) {
+  using namespace nvimport;
   QApplication application(count, arguments);
   const QStringList words = QApplication::arguments();
   const QString mode = words.value(1);

@@ -2,12 +2,14 @@
 // which cost cells. Each takes the place of the built-in format of its name. They stand in the
 // order of the built-in ones.
 
-#include "formats/spectra/GalacticSPCFile.h"
-#include "formats/spectra/JCAMPFile.h"
-#include "formats/spectra/NsasFile.h"
-#include "formats/text/DIFFile.h"
-#include "formats/text/LotusFile.h"
-#include "formats/workbook/ExcelFile.h"
+#include "nvimport/formats/spectra/GalacticSPCFile.h"
+#include "nvimport/formats/spectra/JCAMPFile.h"
+#include "nvimport/formats/spectra/NsasFile.h"
+#include "nvimport/formats/text/DIFFile.h"
+#include "nvimport/formats/text/LotusFile.h"
+#include "nvimport/formats/workbook/ExcelFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -19,3 +21,5 @@ LotusFileFactory lotus_factory(LotusRules::Off());
 NsasFileFactory nsas_factory(NsasRules::Off());
 
 }  // namespace
+
+}  // namespace nvimport

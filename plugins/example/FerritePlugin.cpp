@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "framework/NvImport.h"
+#include "nvimport/framework/NvImport.h"
 
 namespace {
 

@@ -3,6 +3,8 @@
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/ProgressBar.h"
 
+namespace nvimport {
+
 namespace {
 std::string Decoded(std::string_view bytes, const std::string& encoding = {}) {
   std::string scratch;
@@ -103,3 +105,5 @@ TEST(CellText, ProgressSaysHowFarHowFastAndHowLong) {
     EXPECT_EQ(ProgressText("reading a.txt", c.unit, c.position, c.size, c.seconds, c.width),
               c.text);
 }
+
+}  // namespace nvimport

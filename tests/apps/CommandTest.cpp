@@ -20,6 +20,8 @@
 
 #include "tests/support/Support.h"
 
+namespace nvimport {
+
 using namespace std::string_literals;
 
 namespace {
@@ -1095,3 +1097,5 @@ TEST(Command, ShowsTheHeadOfTheSheet) {
             "3  \\u202egnp                 3\n"
             "3 rows x 2 columns, Text File\n");
 }
+
+}  // namespace nvimport

@@ -3,6 +3,8 @@
 #include "apps/nvimport/DelimiterGuess.h"
 #include "apps/nvimport/Delimiters.h"
 
+namespace nvimport {
+
 TEST(DelimiterGuess, TakesWhatSplitsTheLinesEvenly) {
   const struct {
     const char* why;
@@ -57,3 +59,5 @@ TEST(Delimiters, WhatTheUserWrites) {
   EXPECT_EQ(ShownDelimiter({";", true}) + " " + DelimiterOptions({";", true}),
             "runs of semicolon --delimiter semicolon --ignore-consecutive");
 }
+
+}  // namespace nvimport

@@ -7,8 +7,10 @@
 
 #include "apps/nvimport/Commands.h"
 #include "apps/nvimport/PluginCheck.h"
-#include "platform/Sanitizer.h"
+#include "nvimport/platform/Sanitizer.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -160,3 +162,5 @@ TEST(PluginCheck, AnswersInJson) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

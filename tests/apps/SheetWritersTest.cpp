@@ -9,6 +9,8 @@
 #include "apps/nvimport/SheetWriters.h"
 #include "tests/support/Support.h"
 
+namespace nvimport {
+
 namespace {
 std::string Written(SheetFormat format, MemorySheet& sheet, const std::string& encoding = {},
                     bool guards_formulas = false) {
@@ -106,3 +108,5 @@ TEST(SheetWriters, GuardsFormulasOnRequest) {
   EXPECT_EQ(Written(SheetFormat::kCsv, sheet).substr(0, 9), "=1+1,+cmd");
   EXPECT_EQ(Written(SheetFormat::kJsonLines, sheet, {}, true).substr(0, 7), "[\"=1+1\"");
 }
+
+}  // namespace nvimport

@@ -24,11 +24,13 @@
 #include <string_view>
 #include <vector>
 
-#include "framework/SprFileFactory.h"
-#include "framework/SpreadsheetData.h"
-#include "platform/Dialogs.h"
-#include "platform/Log.h"
-#include "platform/Paths.h"
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/Dialogs.h"
+#include "nvimport/platform/Log.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -178,7 +180,10 @@ std::map<std::string, std::string> ReadTable(const char* path) {
 
 }  // namespace
 
+}  // namespace nvimport
+
 int main(int count, char** arguments) {
+  using namespace nvimport;
   const char* const corpus = std::getenv("NVIMPORT_CORPUS");
   if (count < 2) return 2;
   if (corpus == nullptr) {

@@ -12,15 +12,15 @@
 #include <memory>
 #include <vector>
 
-#include "formats/spectra/GalacticSPCFile.h"
-#include "formats/spectra/JCAMPFile.h"
-#include "formats/spectra/NsasFile.h"
-#include "formats/text/DIFFile.h"
-#include "formats/text/LotusFile.h"
-#include "formats/workbook/ExcelFile.h"
-#include "framework/FormatDetection.h"
-#include "framework/SprFileFactory.h"
-#include "framework/SpreadsheetData.h"
+#include "nvimport/formats/spectra/GalacticSPCFile.h"
+#include "nvimport/formats/spectra/JCAMPFile.h"
+#include "nvimport/formats/spectra/NsasFile.h"
+#include "nvimport/formats/text/DIFFile.h"
+#include "nvimport/formats/text/LotusFile.h"
+#include "nvimport/formats/workbook/ExcelFile.h"
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/SpreadsheetData.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/BiffFixture.h"
 #include "tests/support/BrimroseFixture.h"
@@ -29,6 +29,8 @@
 #include "tests/support/NsasFixture.h"
 #include "tests/support/Samples.h"
 #include "tests/support/SpcFixture.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -218,3 +220,5 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

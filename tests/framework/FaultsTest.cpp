@@ -9,17 +9,19 @@
 #include <memory>
 #include <stdexcept>
 
-#include "framework/FormatDetection.h"
-#include "framework/NvImport.h"
-#include "framework/SprFileFactory.h"
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/OutputFile.h"
-#include "platform/Progress.h"
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/NvImport.h"
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/OutputFile.h"
+#include "nvimport/platform/Progress.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/FileFaults.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/Samples.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -297,3 +299,5 @@ TEST(Faults, AWriteThatFailsIsAFailure) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -3,9 +3,11 @@
 #include <filesystem>
 #include <string>
 
-#include "framework/FormatDetection.h"
+#include "nvimport/framework/FormatDetection.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -100,3 +102,5 @@ TEST(FormatDetection, AsksTheUserWhereThereIsAChoice) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

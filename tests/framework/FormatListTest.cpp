@@ -5,15 +5,17 @@
 #include <filesystem>
 #include <fstream>
 
-#include "framework/DLLFile.h"
-#include "framework/FormatList.h"
-#include "framework/SprFileFactory.h"
-#include "platform/DynamicLibrary.h"
-#include "platform/NvApp.h"
+#include "nvimport/framework/DLLFile.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/platform/DynamicLibrary.h"
+#include "nvimport/platform/NvApp.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -286,3 +288,5 @@ TEST(DynamicLibrary, AChainOfSymbolsThatLoopsEnds) {
 INSTANTIATE_TEST_SUITE_P(DynamicLibrary, SymbolTableTest, testing::Values("good", "old-hash"));
 
 }  // namespace
+
+}  // namespace nvimport

@@ -7,16 +7,18 @@
 #include <fstream>
 #include <iostream>
 
-#include "framework/FileSelection.h"
-#include "framework/FormatList.h"
-#include "framework/ImportHelper.h"
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/Exception.h"
-#include "platform/NvApp.h"
-#include "platform/Progress.h"
+#include "nvimport/framework/FileSelection.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/ImportHelper.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/Exception.h"
+#include "nvimport/platform/NvApp.h"
+#include "nvimport/platform/Progress.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -308,3 +310,5 @@ TEST(FileSelection, JoinsAndSplits) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

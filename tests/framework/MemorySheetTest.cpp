@@ -5,9 +5,11 @@
 #include <iterator>
 #include <string>
 
-#include "framework/MemorySheet.h"
+#include "nvimport/framework/MemorySheet.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -127,3 +129,5 @@ TEST(MemorySheet, ShowsNumbersAndTextsAsEitherKind) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

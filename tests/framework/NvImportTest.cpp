@@ -3,9 +3,11 @@
 #include <stdexcept>
 #include <string>
 
-#include "framework/NvImport.h"
+#include "nvimport/framework/NvImport.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -187,3 +189,5 @@ TEST(NvImport, BearsWhatACallerMayGetWrong) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

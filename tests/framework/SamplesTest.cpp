@@ -3,13 +3,15 @@
 #include <fstream>
 #include <iterator>
 
-#include "framework/FormatDetection.h"
-#include "framework/FormatList.h"
-#include "framework/NvImport.h"
-#include "framework/SprFileFactory.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/NvImport.h"
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/support/Samples.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -89,3 +91,5 @@ TEST(Samples, ReadAlikeThroughEveryFaceAndWithoutQuestionsTheSecondTime) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -3,7 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "framework/SpectraAxis.h"
+#include "nvimport/framework/SpectraAxis.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -43,3 +45,5 @@ TEST(SpectraAxis, IsTheLongestRunOfLikeNames) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -5,10 +5,12 @@
 #include <limits>
 #include <string>
 
-#include "framework/FormatDetection.h"
-#include "framework/SprFileFactory.h"
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/SprFileFactory.h"
 #include "tests/support/BrimroseFixture.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -166,3 +168,5 @@ TEST(Registry, TakesNoOtherFileForBrimrose) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

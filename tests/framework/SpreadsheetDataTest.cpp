@@ -6,10 +6,12 @@
 #include <string>
 #include <string_view>
 
-#include "framework/DLLReadSpreadSheetData.h"
-#include "framework/DLLWriteSpreadSheetData.h"
-#include "framework/SpreadsheetData.h"
-#include "platform/NumberText.h"
+#include "nvimport/framework/DLLReadSpreadSheetData.h"
+#include "nvimport/framework/DLLWriteSpreadSheetData.h"
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/NumberText.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -164,3 +166,5 @@ TEST(DLLWriteSpreadSheetData, AsksRowsFirstButTheFlagColumnsFirst) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -4,9 +4,11 @@
 #include <climits>
 #include <string>
 
-#include "formats/UnbuiltFile.h"
-#include "framework/SpreadsheetFile.h"
+#include "nvimport/formats/UnbuiltFile.h"
+#include "nvimport/framework/SpreadsheetFile.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -100,3 +102,5 @@ TEST(SpreadsheetFile, DoesNotWriteUnlessAFormatDoes) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -4,11 +4,13 @@
 #include <sstream>
 #include <string>
 
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/Exception.h"
-#include "platform/StreamReader.h"
-#include "platform/StreamWriter.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/Exception.h"
+#include "nvimport/platform/StreamReader.h"
+#include "nvimport/platform/StreamWriter.h"
 #include "tests/support/AllocationCounter.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -116,3 +118,5 @@ TEST(SpreadsheetOpenOptions, RefusesDamagedStreams) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -7,7 +7,9 @@
 #include <span>
 #include <string_view>
 
-#include "platform/ByteReader.h"
+#include "nvimport/platform/ByteReader.h"
+
+namespace nvimport {
 
 // What libFuzzer, or ReplayMain, calls with each input.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
@@ -22,3 +24,5 @@ inline void Check(bool holds, const char* what) {
   std::fprintf(stderr, "not so: %s\n", what);
   std::abort();
 }
+
+}  // namespace nvimport

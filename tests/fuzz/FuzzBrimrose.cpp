@@ -1,11 +1,13 @@
 // Brimrose. Input: one file. Bytes of its header that no reader looks at say how it is read:
 //   100, 101 the rows   102, 103 the columns
 
-#include "formats/spectra/BrimroseFile.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/spectra/BrimroseFile.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/CheckingSink.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto setting = [&](std::size_t at) { return at < size ? data[at] : std::uint8_t{0}; };
@@ -27,3 +29,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         "a file that is surely one can be read");
   return 0;
 }
+
+}  // namespace nvimport

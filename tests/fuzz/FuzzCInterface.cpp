@@ -7,9 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "framework/NvImport.h"
+#include "nvimport/framework/NvImport.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -115,3 +117,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   NvImportReleasePackage();
   return 0;
 }
+
+}  // namespace nvimport

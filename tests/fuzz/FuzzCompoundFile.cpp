@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <vector>
 
-#include "platform/CompoundFile.h"
+#include "nvimport/platform/CompoundFile.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const MemoryFile memory(InputReader(data, size).Text(size));
@@ -29,3 +31,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Check(read <= size, "no byte belongs to two streams");
   return 0;
 }
+
+}  // namespace nvimport

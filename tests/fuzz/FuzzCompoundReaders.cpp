@@ -3,12 +3,14 @@
 
 #include <memory>
 
-#include "formats/workbook/ExcelFile.h"
-#include "formats/workbook/TivonFile.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/workbook/ExcelFile.h"
+#include "nvimport/formats/workbook/TivonFile.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/CheckingSink.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -33,3 +35,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   return 0;
 }
+
+}  // namespace nvimport

@@ -9,13 +9,15 @@
 #include <string>
 #include <vector>
 
-#include "formats/text/CsvFile.h"
-#include "formats/text/TextScan.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/text/CsvFile.h"
+#include "nvimport/formats/text/TextScan.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/GatheringSink.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ReferenceCsv.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -111,3 +113,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   SpreadsheetOpenOptions::FreeOpenOptions(options.get());
   return 0;
 }
+
+}  // namespace nvimport

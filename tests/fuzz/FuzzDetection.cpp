@@ -5,9 +5,11 @@
 #include <set>
 #include <string>
 
-#include "framework/FormatDetection.h"
+#include "nvimport/framework/FormatDetection.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -59,3 +61,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   return 0;
 }
+
+}  // namespace nvimport

@@ -4,12 +4,14 @@
 #include <sstream>
 #include <string>
 
-#include "formats/text/DIFFile.h"
-#include "framework/MemorySheet.h"
+#include "nvimport/formats/text/DIFFile.h"
+#include "nvimport/framework/MemorySheet.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/CheckingSink.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -60,3 +62,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
   return 0;
 }
+
+}  // namespace nvimport

@@ -6,11 +6,13 @@
 #include <memory>
 #include <vector>
 
-#include "formats/workbook/ExcelFile.h"
-#include "framework/SpreadsheetData.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/workbook/ExcelFile.h"
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -53,3 +55,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   SpreadsheetOpenOptions::FreeOpenOptions(options.get());
   return 0;
 }
+
+}  // namespace nvimport

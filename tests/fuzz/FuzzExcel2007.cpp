@@ -10,12 +10,14 @@
 #include <string_view>
 #include <vector>
 
-#include "formats/workbook/Excel2007File.h"
-#include "framework/SpreadsheetData.h"
-#include "platform/Utf8.h"
+#include "nvimport/formats/workbook/Excel2007File.h"
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/Utf8.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/PackageFixture.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -100,3 +102,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Check(Read(ZipArchive(parts)) == outcome, "the parser alone comes to the same");
   return 0;
 }
+
+}  // namespace nvimport

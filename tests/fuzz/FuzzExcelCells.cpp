@@ -4,11 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "formats/workbook/ExcelFile.h"
+#include "nvimport/formats/workbook/ExcelFile.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/BiffFixture.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ReferenceBiff.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -70,3 +72,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   return 0;
 }
+
+}  // namespace nvimport

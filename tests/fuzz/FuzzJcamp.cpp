@@ -8,14 +8,16 @@
 #include <string_view>
 #include <vector>
 
-#include "formats/spectra/JCAMPFile.h"
-#include "framework/FileSelection.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/spectra/JCAMPFile.h"
+#include "nvimport/framework/FileSelection.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/CheckingSink.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ReferenceValues.h"
 #include "tests/support/ScriptedDialogs.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -128,3 +130,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   return 0;
 }
+
+}  // namespace nvimport

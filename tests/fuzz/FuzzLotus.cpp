@@ -1,9 +1,11 @@
 // Lotus 1-2-3 worksheets, with all the kept rules and with none. Input: the file.
 
-#include "formats/text/LotusFile.h"
+#include "nvimport/formats/text/LotusFile.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/CheckingSink.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -27,3 +29,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Read(bytes, LotusRules::Off());
   return 0;
 }
+
+}  // namespace nvimport

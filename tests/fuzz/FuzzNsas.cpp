@@ -5,12 +5,14 @@
 #include <filesystem>
 #include <string>
 
-#include "formats/spectra/NsasFile.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/spectra/NsasFile.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/CheckingSink.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -48,3 +50,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   SpreadsheetOpenOptions::FreeOpenOptions(options.get());
   return 0;
 }
+
+}  // namespace nvimport

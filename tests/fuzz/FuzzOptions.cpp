@@ -4,11 +4,11 @@
 #include <sstream>
 #include <vector>
 
-#include "framework/SprFileFactory.h"
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/Exception.h"
-#include "platform/StreamReader.h"
-#include "platform/StreamWriter.h"
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/Exception.h"
+#include "nvimport/platform/StreamReader.h"
+#include "nvimport/platform/StreamWriter.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/BiffFixture.h"
 #include "tests/support/BrimroseFixture.h"
@@ -16,10 +16,12 @@
 #include "tests/support/JCAMPFixture.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/NsasFixture.h"
-#ifdef NVIMPORT_PACKAGE_FOUND
+#ifdef NVIMPORT_HAS_PACKAGES
 #include "tests/support/PackageFixture.h"
 #endif
 #include "tests/support/SpcFixture.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -48,7 +50,7 @@ std::span<const Format> Formats() {
       {"DIF File(OEM)", "TABLE\n0,1\n\"\"\nDATA\n0,0\n\"\"\n-1,0\nBOT\n0,1\nV\n-1,0\nEOD\n"},
       {"TIVON File", "a\tb\n"},
       {"CSV File", "a,\"b;c\"\n1,5;2\n"},
-#ifdef NVIMPORT_PACKAGE_FOUND
+#ifdef NVIMPORT_HAS_PACKAGES
       {"Excel2007 File",
        PackageFixture{{{"<row><c><v>1</v></c></row>"}, {"<row><c><v>2</v></c><c/></row>", "Two"}}}
            .File()},
@@ -94,3 +96,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ReadStored({data, data + size});
   return 0;
 }
+
+}  // namespace nvimport

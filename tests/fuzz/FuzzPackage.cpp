@@ -1,10 +1,12 @@
 // An Excel 2007 workbook as a file: the archive and, as far as they unpack, its parts.
 
-#include "formats/workbook/Excel2007File.h"
-#include "formats/workbook/SheetExtent.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/workbook/Excel2007File.h"
+#include "nvimport/formats/workbook/SheetExtent.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   ByteReader input = InputReader(data, size);
@@ -21,3 +23,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   SpreadsheetOpenOptions::FreeOpenOptions(options.get());
   return 0;
 }
+
+}  // namespace nvimport

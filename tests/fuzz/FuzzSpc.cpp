@@ -5,12 +5,14 @@
 
 #include <string>
 
-#include "formats/spectra/GalacticSPCFile.h"
-#include "framework/FileSelection.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/spectra/GalacticSPCFile.h"
+#include "nvimport/framework/FileSelection.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/CheckingSink.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::size_t kSettings = 100;
@@ -35,3 +37,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   SpreadsheetOpenOptions::FreeOpenOptions(options.get());
   return 0;
 }
+
+}  // namespace nvimport

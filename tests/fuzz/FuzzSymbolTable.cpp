@@ -1,8 +1,10 @@
 // The input as a dynamic library whose table of symbols is looked into before it is loaded.
 
-#include "platform/DynamicLibrary.h"
+#include "nvimport/platform/DynamicLibrary.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const MemoryFile file;
@@ -15,3 +17,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Check(!defines({"NvImport no such name"}), "a name that no symbol can have is not found");
   return 0;
 }
+
+}  // namespace nvimport

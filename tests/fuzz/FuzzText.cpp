@@ -8,13 +8,15 @@
 #include <string>
 #include <vector>
 
-#include "formats/text/TextFile.h"
-#include "formats/text/TextScan.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/text/TextFile.h"
+#include "nvimport/formats/text/TextScan.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/GatheringSink.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ReferenceSplitter.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -73,3 +75,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Check(sink.rows == rows, "every cell came");
   return 0;
 }
+
+}  // namespace nvimport

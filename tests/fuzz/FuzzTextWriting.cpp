@@ -14,11 +14,13 @@
 #include <string>
 #include <vector>
 
-#include "formats/text/TextFile.h"
-#include "framework/MemorySheet.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/text/TextFile.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -106,3 +108,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             "the cell comes back");
   return 0;
 }
+
+}  // namespace nvimport

@@ -8,6 +8,8 @@
 
 #include "tests/fuzz/Fuzz.h"
 
+namespace nvimport {
+
 namespace {
 
 int runs = 0;
@@ -31,14 +33,16 @@ void RunDamaged(std::string bytes) {
 
 }  // namespace
 
+}  // namespace nvimport
+
 int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i)
     for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[i])) {
       // What makes the samples is none of them, and long.
       if (!entry.is_regular_file() || entry.path().extension() == ".sh") continue;
       std::ifstream file(entry.path(), std::ios::binary);
-      RunDamaged({std::istreambuf_iterator<char>(file), {}});
+      nvimport::RunDamaged({std::istreambuf_iterator<char>(file), {}});
     }
-  std::printf("%d runs\n", runs);
-  return runs > 0 ? 0 : 1;
+  std::printf("%d runs\n", nvimport::runs);
+  return nvimport::runs > 0 ? 0 : 1;
 }

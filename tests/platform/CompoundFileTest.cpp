@@ -5,9 +5,11 @@
 #include <map>
 #include <string>
 
-#include "platform/CompoundFile.h"
+#include "nvimport/platform/CompoundFile.h"
 #include "tests/support/CompoundWriter.h"
 #include "tests/support/MemoryFile.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -220,3 +222,5 @@ TEST(CompoundFile, EndsAListThatLoops) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -7,11 +7,13 @@
 #include <cstring>
 #include <filesystem>
 
-#include "platform/InputFile.h"
-#include "platform/NvFile.h"
-#include "platform/OutputFile.h"
-#include "platform/Progress.h"
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/NvFile.h"
+#include "nvimport/platform/OutputFile.h"
+#include "nvimport/platform/Progress.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -143,3 +145,5 @@ TEST(NvFile, TellsTheEncoding) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -3,7 +3,9 @@
 #include <limits>
 #include <string>
 
-#include "platform/SerialDate.h"
+#include "nvimport/platform/SerialDate.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -50,3 +52,5 @@ TEST(SerialDate, IsIsoToTheSecond) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -7,12 +7,14 @@
 #include <sstream>
 #include <string>
 
-#include "platform/CodePages.h"
-#include "platform/Exception.h"
-#include "platform/NumberText.h"
-#include "platform/Paths.h"
-#include "platform/StreamReader.h"
-#include "platform/StreamWriter.h"
+#include "nvimport/platform/CodePages.h"
+#include "nvimport/platform/Exception.h"
+#include "nvimport/platform/NumberText.h"
+#include "nvimport/platform/Paths.h"
+#include "nvimport/platform/StreamReader.h"
+#include "nvimport/platform/StreamWriter.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -160,3 +162,5 @@ TEST(Streams, StoreAndReadLittleEndian) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

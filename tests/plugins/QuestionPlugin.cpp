@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "framework/FileSelection.h"
-#include "framework/NvImport.h"
-#include "platform/Dialogs.h"
+#include "nvimport/framework/FileSelection.h"
+#include "nvimport/framework/NvImport.h"
+#include "nvimport/platform/Dialogs.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -112,3 +114,5 @@ const char* NvImportGetLastError(int, long handle) { return FromHandle(handle)->
 const char* NvImportGetWarning(int, long handle) {
   return FromHandle(handle)->warns ? "The file\nis old." : nullptr;
 }
+
+}  // namespace nvimport

@@ -6,7 +6,7 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "framework/NvImport.h"
+#include "nvimport/framework/NvImport.h"
 
 #ifndef FORMAT_NAME
 #define FORMAT_NAME "Test File"

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <new>
 
+namespace nvimport {
+
 namespace {
 
 std::size_t held = 0;
@@ -47,6 +49,12 @@ AllocationFault::~AllocationFault() { granted_still = kAll; }
 bool AllocationFault::happened() const { return granted_still == kAll; }
 
 std::size_t AllocatedBytes() { return held; }
+
+}  // namespace nvimport
+
+using nvimport::Counted;
+using nvimport::Fails;
+using nvimport::Release;
 
 // The other forms of new and delete end in these.
 void* operator new(std::size_t size) { return Counted(Fails() ? nullptr : std::malloc(size)); }

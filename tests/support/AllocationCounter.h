@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+namespace nvimport {
+
 // Measures what the test binary takes through operator new, in bytes of the heap.
 class AllocationCounter {
  public:
@@ -28,3 +30,5 @@ class AllocationFault {
 
 // What is held now.
 std::size_t AllocatedBytes();
+
+}  // namespace nvimport

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+namespace nvimport {
+
 // Little-endian values and records of workbooks.
 template <typename T>
 std::string Bytes(T value) {
@@ -103,3 +105,5 @@ inline std::string SheetFile(unsigned bof, std::string_view records, unsigned ro
          Record(bof == 0x0009 ? 0x0008 : 0x0208, std::string(16, '\0')) + std::string(records) +
          Eof();
 }
+
+}  // namespace nvimport

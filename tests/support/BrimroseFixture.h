@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string>
 
+namespace nvimport {
+
 // A good file of three points and two observations, whose values are 10, 11, 12 and 20, 21, 22, and
 // whose times are 1 and 2 hours after 1970 began. A test names only what it changes.
 struct BrimroseFixture {
@@ -35,3 +37,5 @@ struct BrimroseFixture {
     return bytes;
   }
 };
+
+}  // namespace nvimport

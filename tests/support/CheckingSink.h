@@ -1,8 +1,10 @@
 #pragma once
 
-#include "framework/SpreadsheetData.h"
-#include "framework/SpreadsheetFile.h"
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/framework/SpreadsheetFile.h"
 #include "tests/fuzz/Fuzz.h"
+
+namespace nvimport {
 
 // A sink for damaged files: every cell must lie within the announced size, or at least have a
 // place.
@@ -46,3 +48,5 @@ inline void ReadAsAnnounced(SpreadsheetFile& file, CheckingSink::Beyond beyond =
   Check(sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns,
         "the read sets the size that was asked before");
 }
+
+}  // namespace nvimport

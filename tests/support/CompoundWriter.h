@@ -10,6 +10,8 @@
 #include <memory>
 #include <string>
 
+namespace nvimport {
+
 struct Unref {
   void operator()(void* object) const { ::g_object_unref(object); }
 };
@@ -45,3 +47,5 @@ inline std::string WriteCompoundFile(const std::map<std::string, std::string>& s
   return {reinterpret_cast<const char*>(bytes),
           static_cast<std::size_t>(::gsf_output_size(memory.get()))};
 }
+
+}  // namespace nvimport

@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <utility>
 
+namespace nvimport {
+
 namespace {
 
 FileFaults* current = nullptr;
@@ -42,3 +44,5 @@ extern "C" ::ssize_t read(int descriptor, void* bytes, std::size_t count) {
 extern "C" ::ssize_t write(int descriptor, const void* bytes, std::size_t count) {
   return Move(SYS_write, descriptor, const_cast<void*>(bytes), count);
 }
+
+}  // namespace nvimport

@@ -3,6 +3,8 @@
 #include <climits>
 #include <functional>
 
+namespace nvimport {
+
 // What becomes of the program's reads and writes while it lives.
 class FileFaults {
  public:
@@ -17,3 +19,5 @@ class FileFaults {
   std::function<void(int call)> before = nullptr;
   int calls = 0;
 };
+
+}  // namespace nvimport

@@ -3,8 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "framework/SpreadsheetData.h"
+#include "nvimport/framework/SpreadsheetData.h"
 #include "tests/fuzz/Fuzz.h"
+
+namespace nvimport {
 
 // Gathers the texts of a table, which must come row by row, each row from its first column on.
 class GatheringSink : public ReadSpreadSheetData {
@@ -45,3 +47,5 @@ class GatheringSink : public ReadSpreadSheetData {
   int columns_ = 0;
   int rows_ = 0;
 };
+
+}  // namespace nvimport

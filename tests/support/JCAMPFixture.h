@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace nvimport {
+
 // A good block of three points. A test names only what it changes.
 struct JCAMPFixture {
   std::string title = "A";
@@ -28,3 +30,5 @@ struct JCAMPFixture {
     return value.empty() ? "" : "##" + label + "= " + value + "\n";
   }
 };
+
+}  // namespace nvimport

@@ -4,7 +4,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Log.h"
+#include "nvimport/platform/Log.h"
+
+namespace nvimport {
 
 // Keeps what is logged while it lives.
 class LogRecorder {
@@ -29,3 +31,5 @@ class LogRecorder {
   std::vector<LogEntry> entries_;
   Log::Sink before_;
 };
+
+}  // namespace nvimport

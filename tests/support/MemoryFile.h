@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+namespace nvimport {
+
 // A file that lies in memory and has a path: for tests that change one thousands of times, and for
 // sizes that no disk should have to hold.
 class MemoryFile {
@@ -39,3 +41,5 @@ class MemoryFile {
   int descriptor_;
   std::string path_;
 };
+
+}  // namespace nvimport

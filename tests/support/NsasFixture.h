@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace nvimport {
+
 // A record of three values, 1, 2 and 3, at 1100, 1110 and 1120. A test names only what it changes.
 struct NsasSpectrum {
   std::int16_t model = 6500;
@@ -54,3 +56,5 @@ inline std::string NsasConstituents(const std::string& names,
   }
   return bytes;
 }
+
+}  // namespace nvimport

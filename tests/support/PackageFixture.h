@@ -11,6 +11,8 @@
 
 #include "tests/support/BiffFixture.h"
 
+namespace nvimport {
+
 // A part of a zip archive, and how it is written.
 struct ZipPart {
   std::string name;
@@ -233,3 +235,5 @@ struct PackageFixture {
 
   std::string File() const { return ZipArchive(Parts()); }
 };
+
+}  // namespace nvimport

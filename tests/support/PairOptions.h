@@ -2,7 +2,9 @@
 
 #include <string>
 
-#include "framework/NvImport.h"
+#include "nvimport/framework/NvImport.h"
+
+namespace nvimport {
 
 // The open options that `pairs`, "key=value;key=value", stand for. At most 255 bytes.
 class PairOptions {
@@ -18,3 +20,5 @@ class PairOptions {
   std::string bytes_;
   NvImportOpenOptions record_{};
 };
+
+}  // namespace nvimport

@@ -7,8 +7,10 @@
 #include <string_view>
 #include <vector>
 
-#include "framework/SpreadsheetData.h"
-#include "platform/SerialDate.h"
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/SerialDate.h"
+
+namespace nvimport {
 
 // The cells of one worksheet of BIFF5 or BIFF8, record by record, as slow and plain as can be. The
 // reader must agree with it on any bytes.
@@ -141,3 +143,5 @@ class ReferenceBiff {
   std::vector<bool> dates_;
   std::vector<std::string> strings_;
 };
+
+}  // namespace nvimport

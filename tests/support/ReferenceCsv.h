@@ -6,7 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/Utf16.h"
+#include "nvimport/platform/Utf16.h"
+
+namespace nvimport {
 
 // What the CSV reader must deliver, said as plainly as possible.
 
@@ -90,3 +92,5 @@ inline ReferenceTable ReferenceCsv(const std::string& text, char delimiter,
   }
   return table;
 }
+
+}  // namespace nvimport

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace nvimport {
+
 // What the delimited text reader must deliver, said as plainly as possible: the fields of each row
 // of a whole file. Rows may be empty.
 inline std::vector<std::string> ReferenceFields(std::string line, const std::string& delimiter,
@@ -36,3 +38,5 @@ inline std::vector<std::vector<std::string>> ReferenceSplit(const std::string& b
   if (rows.back().empty()) rows.pop_back();
   return rows;
 }
+
+}  // namespace nvimport

@@ -3,7 +3,9 @@
 #include <cstring>
 #include <string>
 
-#include "formats/spectra/JCAMPValues.h"
+#include "nvimport/formats/spectra/JCAMPValues.h"
+
+namespace nvimport {
 
 // The rules of JCAMP-DX ordinates said as plainly as possible: takes the next value, and what
 // separates it from others, from the front of a line. Its arithmetic rounds at every digit.
@@ -73,3 +75,5 @@ inline int ReferenceNextValue(std::string& line, JCAMPValueForm form, JCAMPValue
   if (difference) value.count = -value.count;
   return finish();
 }
+
+}  // namespace nvimport

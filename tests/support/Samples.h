@@ -6,6 +6,8 @@
 
 #include "tests/support/ScriptedDialogs.h"
 
+namespace nvimport {
+
 // The sample files by name.
 inline std::set<std::filesystem::path> Samples() {
   std::set<std::filesystem::path> samples;
@@ -32,3 +34,5 @@ class Obliging : public ScriptedDialogs {
  private:
   std::size_t text_questions = 0;
 };
+
+}  // namespace nvimport

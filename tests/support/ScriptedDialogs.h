@@ -4,7 +4,9 @@
 #include <optional>
 #include <vector>
 
-#include "platform/Dialogs.h"
+#include "nvimport/platform/Dialogs.h"
+
+namespace nvimport {
 
 // Answers from a script while it lives; what the script leaves out is cancelled.
 class ScriptedDialogs : public Dialogs {
@@ -42,3 +44,5 @@ class ScriptedDialogs : public Dialogs {
  private:
   Dialogs* before_;
 };
+
+}  // namespace nvimport

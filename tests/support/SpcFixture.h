@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace nvimport {
+
 // A file of three points, 10, 12 and 14, without a sub-file yet. A test names only what it changes.
 struct SpcFixture {
   char version = 'K';
@@ -68,3 +70,5 @@ struct SpcFixture {
     return bytes;
   }
 };
+
+}  // namespace nvimport

@@ -5,6 +5,8 @@
 #include <fstream>
 #include <stdexcept>
 
+namespace nvimport {
+
 TempFolder::TempFolder() {
   // Never a folder that another run left behind under the same process number.
   path_ = (std::filesystem::temp_directory_path() / "nvimport-XXXXXX").string();
@@ -53,3 +55,5 @@ Outcome ImportFile(SpreadsheetFile& file, const char* path, NvImportOpenOptions*
   outcome.sheet = SheetText(sheet);
   return outcome;
 }
+
+}  // namespace nvimport

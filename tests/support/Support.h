@@ -3,8 +3,10 @@
 #include <string>
 #include <string_view>
 
-#include "framework/MemorySheet.h"
-#include "framework/SpreadsheetFile.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/SpreadsheetFile.h"
+
+namespace nvimport {
 
 // A folder for one test, removed with all that is in it.
 class TempFolder {
@@ -55,3 +57,5 @@ Outcome Import(std::string_view bytes, NvImportOpenOptions* options = nullptr) {
   Reader reader;
   return ImportFile(reader, file.path(), options);
 }
+
+}  // namespace nvimport

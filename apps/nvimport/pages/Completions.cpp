@@ -3,6 +3,8 @@
 
 #include "apps/nvimport/pages/Definitions.h"
 
+namespace nvimport {
+
 namespace {
 
 constexpr std::string_view kHead = "# Made from the command's own definitions.\n";
@@ -265,3 +267,5 @@ std::string FishCompletion(const CLI::App& app) {
   }
   return text;
 }
+
+}  // namespace nvimport

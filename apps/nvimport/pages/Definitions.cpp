@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <sstream>
 
-#include "framework/FormatDetection.h"
+#include "nvimport/framework/FormatDetection.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -66,3 +68,5 @@ Values ValuesOf(const OptionPage& option) {
     return {Values::kWords, Split(option.value, '|')};
   return {};
 }
+
+}  // namespace nvimport

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+namespace nvimport {
+
 // The command's definitions, as the manual page and the completions take them from the parser.
 
 struct OptionPage {
@@ -39,3 +41,5 @@ std::string ManualPage(const CLI::App& app);
 std::string BashCompletion(const CLI::App& app);
 std::string ZshCompletion(const CLI::App& app);
 std::string FishCompletion(const CLI::App& app);
+
+}  // namespace nvimport

@@ -3,7 +3,9 @@
 
 #include "apps/nvimport/CommandLine.h"
 #include "apps/nvimport/pages/Definitions.h"
-#include "framework/FormatDetection.h"
+#include "nvimport/framework/FormatDetection.h"
+
+namespace nvimport {
 
 namespace {
 
@@ -135,3 +137,5 @@ std::string ManualPage(const CLI::App& app) {
          Entries(kExitCodes) + "Of several files the gravest counts: 1 before 3 before 4.\n" +
          Section("ENVIRONMENT") + Entries(kEnvironment) + Section("EXAMPLES") + Examples();
 }
+
+}  // namespace nvimport

@@ -6,6 +6,8 @@
 #include "apps/nvimport/CommandLine.h"
 #include "apps/nvimport/pages/Definitions.h"
 
+namespace nvimport {
+
 // nvimport-pages FOLDER: writes the manual page and the completions into the folder.
 
 namespace {
@@ -19,7 +21,10 @@ void Write(const std::filesystem::path& path, const std::string& text) {
 
 }  // namespace
 
+}  // namespace nvimport
+
 int main(int count, char** arguments) {
+  using namespace nvimport;
   if (count != 2) {
     std::fputs("usage: nvimport-pages FOLDER\n", stderr);
     return 2;

@@ -8,7 +8,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "framework/NvImport.h"
+#include "nvimport/framework/NvImport.h"
 
 /* The record comes first, so that the callbacks find the rest behind it. */
 struct table {

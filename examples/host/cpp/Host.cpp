@@ -9,10 +9,10 @@
 #include <string>
 #include <utility>
 
-#include "framework/ImportHelper.h"
-#include "framework/SpreadsheetData.h"
-#include "platform/Dialogs.h"
-#include "platform/Log.h"
+#include "nvimport/framework/ImportHelper.h"
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/Dialogs.h"
+#include "nvimport/platform/Log.h"
 
 // The program's sheet: columns and rows count from 1, and a cell that was never set is missing.
 class Sheet : public SpreadsheetData {

@@ -25,6 +25,8 @@
 #include "apps/desktop/SpectraPlot.h"
 #include "tests/apps/desktop/NextDialog.h"
 
+namespace nvimport {
+
 namespace {
 
 QString Sample(const char* name) { return QStringLiteral(NVIMPORT_TEST_SAMPLES "/") + name; }
@@ -452,5 +454,7 @@ class MainWindowTest : public QObject {
   }
 };
 
-QTEST_MAIN(MainWindowTest)
+}  // namespace nvimport
+
+QTEST_MAIN(nvimport::MainWindowTest)
 #include "MainWindowTest.moc"

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+namespace nvimport {
+
 // Answers the dialogs that come, one after the other, as a user would. One that nobody waits for is
 // cancelled, and counted.
 class NextDialog : public QObject {
@@ -55,3 +57,5 @@ inline void Press(QDialog& dialog, std::initializer_list<int> keys) {
     QTest::keyClick(focus, static_cast<Qt::Key>(key));
   }
 }
+
+}  // namespace nvimport

@@ -16,6 +16,8 @@
 #include "apps/desktop/RangePlot.h"
 #include "tests/apps/desktop/NextDialog.h"
 
+namespace nvimport {
+
 namespace {
 
 QPushButton* Ok(QDialog& dialog) {
@@ -235,5 +237,7 @@ class QuestionDialogsTest : public QObject {
   }
 };
 
-QTEST_MAIN(QuestionDialogsTest)
+}  // namespace nvimport
+
+QTEST_MAIN(nvimport::QuestionDialogsTest)
 #include "QuestionDialogsTest.moc"

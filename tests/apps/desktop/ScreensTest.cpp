@@ -18,6 +18,8 @@
 #include "apps/desktop/SpectraPlot.h"
 #include "tests/apps/desktop/NextDialog.h"
 
+namespace nvimport {
+
 namespace {
 
 constexpr QSize kWindow(1200, 720);
@@ -167,5 +169,7 @@ class ScreensTest : public QObject {
   }
 };
 
-QTEST_MAIN(ScreensTest)
+}  // namespace nvimport
+
+QTEST_MAIN(nvimport::ScreensTest)
 #include "ScreensTest.moc"

@@ -6,13 +6,15 @@
 #include <memory>
 #include <optional>
 
-#include "formats/spectra/BrimroseFile.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/spectra/BrimroseFile.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/support/BrimroseFixture.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/PairOptions.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -212,3 +214,5 @@ TEST(BrimroseFile, TakesRowsAndColumns) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -6,15 +6,17 @@
 #include <limits>
 #include <memory>
 
-#include "formats/spectra/GalacticSPCFile.h"
-#include "framework/FileSelection.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/spectra/GalacticSPCFile.h"
+#include "nvimport/framework/FileSelection.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/PairOptions.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/SpcFixture.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -439,3 +441,5 @@ TEST(GalacticSPCFile, OptionsFromAProgram) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -6,11 +6,11 @@
 #include <memory>
 #include <random>
 
-#include "formats/spectra/JCAMPFile.h"
-#include "formats/spectra/JCAMPLines.h"
-#include "framework/FileSelection.h"
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/NvApp.h"
+#include "nvimport/formats/spectra/JCAMPFile.h"
+#include "nvimport/formats/spectra/JCAMPLines.h"
+#include "nvimport/framework/FileSelection.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/NvApp.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/JCAMPFixture.h"
 #include "tests/support/LogRecorder.h"
@@ -18,6 +18,8 @@
 #include "tests/support/PairOptions.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -877,3 +879,5 @@ TEST(JCAMPFile, ACutFileFailsOrGivesTheSameCells) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

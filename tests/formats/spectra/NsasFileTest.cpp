@@ -4,13 +4,15 @@
 #include <memory>
 #include <sstream>
 
-#include "formats/spectra/NsasFile.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/spectra/NsasFile.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/NsasFixture.h"
 #include "tests/support/PairOptions.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -329,3 +331,5 @@ TEST(NsasFile, TakesColumns) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

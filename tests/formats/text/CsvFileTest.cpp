@@ -2,16 +2,18 @@
 
 #include <fstream>
 
-#include "formats/text/CsvFile.h"
-#include "formats/text/CsvGuess.h"
-#include "formats/text/TextScan.h"
-#include "framework/MemorySheet.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/text/CsvFile.h"
+#include "nvimport/formats/text/CsvGuess.h"
+#include "nvimport/formats/text/TextScan.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/PairOptions.h"
 #include "tests/support/ReferenceCsv.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -369,3 +371,5 @@ TEST(CsvFile, BearsAFileThatChangesMeanwhile) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

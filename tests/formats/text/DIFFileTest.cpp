@@ -2,11 +2,13 @@
 
 #include <sstream>
 
-#include "formats/text/DIFFile.h"
-#include "platform/CodePages.h"
+#include "nvimport/formats/text/DIFFile.h"
+#include "nvimport/platform/CodePages.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -301,3 +303,5 @@ TEST(DIFFile, ReadsEveryPrefixAndAcrossBlocks) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

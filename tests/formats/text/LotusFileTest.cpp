@@ -3,10 +3,12 @@
 #include <bit>
 #include <cmath>
 
-#include "formats/text/LotusFile.h"
+#include "nvimport/formats/text/LotusFile.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -249,3 +251,5 @@ TEST(LotusFile, ReadsEveryPrefix) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -6,19 +6,21 @@
 #include <fstream>
 #include <functional>
 
-#include "formats/text/TextFile.h"
-#include "formats/text/TextScan.h"
-#include "framework/MemorySheet.h"
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/Dialogs.h"
-#include "platform/Exception.h"
-#include "platform/Progress.h"
+#include "nvimport/formats/text/TextFile.h"
+#include "nvimport/formats/text/TextScan.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/Dialogs.h"
+#include "nvimport/platform/Exception.h"
+#include "nvimport/platform/Progress.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ReferenceSplitter.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -524,3 +526,5 @@ TEST(TextScan, EveryWayFindsTheSame) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

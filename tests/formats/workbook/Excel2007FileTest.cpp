@@ -9,16 +9,18 @@
 #include <vector>
 
 #include "bench/CompoundFileAround.h"
-#include "formats/workbook/Excel2007File.h"
-#include "formats/workbook/SheetExtent.h"
-#include "framework/MemorySheet.h"
-#include "framework/SpreadsheetOpenOptions.h"
+#include "nvimport/formats/workbook/Excel2007File.h"
+#include "nvimport/formats/workbook/SheetExtent.h"
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/PackageFixture.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -268,7 +270,7 @@ TEST(Excel2007File, RefusesWhatIsNoWorkbook) {
        ""},
       {"a name for each element", with_rows([] {
          std::string names;
-         for (int i = 0; i < 200'000; ++i) names += "<n" + std::to_string(i) + "/>";
+         for (int i = 0; i < 400'000; ++i) names += "<n" + std::to_string(i) + "/>";
          return names;
        }()),
        3330, ""},
@@ -368,5 +370,7 @@ TEST(Excel2007File, TakesNoMemoryByClaims) {
 }
 
 }  // namespace
+
+}  // namespace nvimport
 
 #endif

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "formats/workbook/ExcelFile.h"
-#include "framework/SpreadsheetOpenOptions.h"
-#include "platform/NvApp.h"
+#include "nvimport/formats/workbook/ExcelFile.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/NvApp.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/BiffFixture.h"
 #include "tests/support/CompoundWriter.h"
@@ -14,6 +14,8 @@
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -735,3 +737,5 @@ TEST(ExcelFile, ShufflesBytes) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

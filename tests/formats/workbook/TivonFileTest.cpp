@@ -6,11 +6,13 @@
 #include <fstream>
 #include <string>
 
-#include "formats/workbook/TivonFile.h"
-#include "platform/CompoundFile.h"
+#include "nvimport/formats/workbook/TivonFile.h"
+#include "nvimport/platform/CompoundFile.h"
 #include "tests/support/CompoundWriter.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/Support.h"
+
+namespace nvimport {
 
 using namespace std::string_literals;
 
@@ -122,3 +124,5 @@ TEST(TivonFile, DeliversNoPartOfACutWorksheet) {
 }
 
 }  // namespace
+
+}  // namespace nvimport

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <array>
+#include <bit>
+
+namespace nvimport {
+
+// Habits that repeat imports of old exactly. Each costs what its line says.
+struct JCAMPRules {
+  bool bad_blocks_refuse_files = true;  // all blocks of a file, for one that can't be read
+  bool labels_begin_lines = true;       // files whose labels are indented
+  bool ends_match_titles = true;        // files with an END too few, too many or without its "="
+  bool npoints_is_right = true;         // blocks without NPOINTS, and pairs beyond it
+  bool forms_are_exact = true;          // XYDATA whose form lacks a bracket
+  bool lines_of_255_characters = true;  // what stands behind them in a line
+  bool comments_in_titles = true;       // what follows "$$" in a title
+  bool missing_as_minus_99 = true;      // the difference between no ordinate and -99, and its x
+  bool first_page_only = true;          // the further pages of a block
+  bool no_ntuples = true;               // n-tuples but for the first page of pairs
+  bool no_ra_data = true;               // RADATA
+  bool no_other_pairs = true;           // XYPAIRS, pairs with a width, peak assignments
+  bool only_xydata_of_several = true;   // imports of several files with other blocks
+
+  // None of them.
+  static constexpr JCAMPRules Off() {
+    return std::bit_cast<JCAMPRules>(std::array<bool, sizeof(JCAMPRules)>{});
+  }
+};
+
+}  // namespace nvimport

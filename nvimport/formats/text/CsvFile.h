@@ -1,0 +1,62 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "nvimport/formats/text/TextInput.h"
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+// Reads comma-separated values (RFC 4180, and what is met besides): lines are rows, a delimiter
+// separates fields, quotes hold fields together. Every field is handed on as text, empty ones are
+// missing. Ragged rows are allowed. Nothing is asked: what the options leave open is guessed.
+class NVIMPORT_API CsvFile final : public SpreadsheetFile {
+ public:
+  // New options. `delimiter` is "comma", "semicolon", "tab", "bar", "blank" or a byte, guessed when
+  // empty; `quote` is "double", "single", "none" or a byte; `header` whether the first row is
+  // delivered. The caller owns the record and its bytes.
+  static NvImportOpenOptions* GetImportOptions(const std::string& delimiter,
+                                               const std::string& quote = "double",
+                                               bool header = true);
+
+  // Options are pairs "delimiter=semicolon;quote=none;header=0".
+  int Open(bool read, const char* path, NvImportOpenOptions* options) override;
+  void Close() override;
+  int Read(ReadSpreadSheetData* sink) override;
+  void GetErrorMessage(char* buffer, unsigned int size) override;
+
+ private:
+  int EstablishSize() override;
+  int TakeOptions(const NvImportOpenOptions* options);
+  // Looks at the start of the file for what the options left open.
+  int TakeHead();
+  void WriteBack(NvImportOpenOptions& options);
+  // Goes to the first row.
+  bool SeekRows();
+  // Fails with a status whose text names the line of the field that the rows hold at `offset`.
+  int FailAtField(int status, std::uint64_t offset);
+  // The line of the file, from 1, on which the byte of its text stands.
+  std::uint64_t LineOf(std::uint64_t offset);
+
+  TextInput input_;
+  char delimiter_ = '\0';  // NUL while it isn't known
+  char quote_ = '"';
+  bool header_ = true;
+  std::uint64_t rows_begin_ = 0;  // in the text, behind a line that only names the delimiter
+  std::uint64_t failed_line_ = 0;
+  std::vector<unsigned char> options_;  // handed out through the record given to Open
+};
+
+// Registers the format.
+class NVIMPORT_API CsvFileFactory final : public SprFileFactory {
+ public:
+  CsvFileFactory();
+  int IsCorrectFileType(const char* path) override;
+  SpreadsheetFile* Create() override;
+};
+
+}  // namespace nvimport

@@ -1,0 +1,188 @@
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/Export.h"
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/OutputFile.h"
+
+namespace nvimport {
+
+// Habits that repeat imports of old exactly. Each costs what its line says.
+struct DIFRules {
+  bool only_lower_case_truth = true;  // the indicators TRUE and FALSE arrive empty
+  bool errors_as_empty_texts = true;  // ERROR and NA, which are missing, arrive as texts
+  bool errors_not_counted = true;     // rows that end in ERROR or NA make the size too small
+  bool last_row_as_size = true;       // the size announced by a read is the last row's
+  bool single_byte_texts = true;      // UTF-8 texts and files, what Windows-1252 lacks
+  bool short_lines_only = true;       // files with a line of more than 2,023 bytes
+  bool texts_on_one_line = true;      // files with a line break within a text
+  bool texts_need_quotes = true;      // files with a text without quotes
+  bool quotes_as_they_stand = true;   // quotes that are doubled within a text stay so
+
+  // None of them: every cell of the file.
+  static constexpr DIFRules Off() {
+    return std::bit_cast<DIFRules>(std::array<bool, sizeof(DIFRules)>{});
+  }
+};
+
+// Data Interchange Format worksheets, read and written, whose texts pass as they are.
+class NVIMPORT_API DIFFile : public SpreadsheetFile {
+ public:
+  // A reader with some of the kept rules of reading, at first with all.
+  explicit DIFFile(const DIFRules& rules = {}) : rules_(rules) {}
+  DIFFile(const DIFFile&) = delete;
+  DIFFile& operator=(const DIFFile&) = delete;
+  ~DIFFile() override;
+
+  int Open(bool read, const char* path, NvImportOpenOptions* options) override;
+  // Read from and write to a stream of the caller's, which stays open; `title` stands for the
+  // file's name.
+  int Open(std::istream& stream, const char* title);
+  int Open(std::ostream& stream, const char* title);
+  int Read(ReadSpreadSheetData* sink) override;
+  int Write(WriteSpreadSheetData* source) override;
+  void Close() override;
+  void GetErrorMessage(char* buffer, unsigned int size) override;
+
+  // The title that a file read gives itself, at most 49 bytes.
+  const std::string& GetTitle() const { return title_; }
+
+ protected:
+  // What could not be written so that it reads back.
+  struct Lossy {
+    std::uint64_t breaks = 0;
+    std::uint64_t characters = 0;
+    std::uint64_t long_lines = 0;
+  };
+
+  // Cells that arrive otherwise than they stand in the file.
+  struct Changed {
+    std::uint64_t truths = 0;
+    std::uint64_t errors = 0;
+    std::uint64_t utf8_texts = 0;
+    std::uint64_t characters = 0;
+  };
+
+  int EstablishSize() override;
+
+  // The kept rules that hold.
+  const DIFRules& rules() const { return rules_; }
+
+  // The texts of cells between the file's code page and that of sheets.
+  virtual const char* ConvertFromFile(char* text, std::size_t count, Changed& changed);
+  virtual std::string ConvertToFile(std::string record, Lossy& lossy) const;
+  // A text cell as it is written.
+  virtual std::string CellText(std::string text) const;
+
+ private:
+  enum class Mode { kNone, kReading, kWriting };
+  enum Kind : int {
+    kError = 0,
+    kTable = 1,
+    kVectors = 2,
+    kTuples = 3,
+    kData = 4,
+    kBeginning = 5,
+    kEnd = 6,
+    kText = 7,
+    kNumber = 8,
+    kOtherTopic = 9,
+    kNoValue = 9,
+    kSkipped = 10
+  };
+  // A line, NUL-terminated and without its break.
+  struct Line {
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::string_view view() const { return {text, size}; }
+  };
+  struct Breaks {
+    std::size_t first = 0;
+    std::size_t second = 0;  // 0 when they were not found
+  };
+  // The two lines of a record, without text where there are none.
+  struct Entry {
+    Line type;
+    Line text;
+  };
+
+  bool Rewind();
+  // Reads on behind what is left in the buffer, up to `capacity` bytes together.
+  void Fill(std::size_t capacity);
+  // Has the lines of an entry in the buffer, as far as the file goes.
+  void Prepare();
+  // The next line; false when there is none or it is too long. It lasts until the next entry.
+  bool GetLine(Line& line);
+  // Takes an entry's lines once more, from `begin`, with as much of the file as that needs.
+  bool GetLongEntry(std::size_t begin, std::span<Line* const> lines);
+  // Adds the lines that a text's closing quote is behind.
+  bool GetRestOfText(Line& text);
+  void TakeQuoted(Line& text, Line& value) const;
+  int TakeOddText(Line& text, Line& value);
+  static Line EndLine(char* text, std::size_t size);
+  Breaks FindBreaks() const;
+  // An entry of any length.
+  Entry GetLongEntry();
+  int ReadDIFHeaderEntry(Line& text);
+  int ReadHeader();
+  // The value is that of a text or number, else empty.
+  int ReadDIFRecord(Line& value);
+  int ReadEntry(const Entry& entry, Line& value);
+  int TakeNumber(std::string_view indicator, Line& value);
+  void WriteCell(WriteSpreadSheetData& source, int column, int row, Lossy& lossy);
+  void WriteRecord(std::string record, Lossy& lossy);
+  void Forget();
+
+  DIFRules rules_;
+  Mode mode_ = Mode::kNone;
+  InputFile input_;
+  OutputFile output_;
+  std::istream* input_stream_ = nullptr;
+  std::ostream* output_stream_ = nullptr;
+  std::string title_;
+  std::string file_title_;
+  bool has_mark_ = false;  // of UTF-8
+  Changed changed_;
+
+  std::vector<char> buffer_;
+  std::size_t begin_ = 0;
+  std::size_t end_ = 0;
+  bool at_end_ = false;  // of the file
+};
+
+// The same in the OEM code page: texts become those of Windows-1252.
+class NVIMPORT_API DIFFileOEM : public DIFFile {
+ public:
+  using DIFFile::DIFFile;
+
+ protected:
+  const char* ConvertFromFile(char* text, std::size_t count, Changed& changed) override;
+  std::string ConvertToFile(std::string record, Lossy& lossy) const override;
+  std::string CellText(std::string text) const override;
+
+ private:
+  std::string converted_;
+};
+
+class NVIMPORT_API DiffFileOEMFactory final : public SprFileFactory {
+ public:
+  explicit DiffFileOEMFactory(const DIFRules& rules = {});
+  // Claims Unicode files as well, so that they are refused with a text of their own.
+  int IsCorrectFileType(const char* path) override;
+  SpreadsheetFile* Create() override;
+
+ private:
+  DIFRules rules_;
+};
+
+}  // namespace nvimport

@@ -1,0 +1,375 @@
+// Lotus 1-2-3 release 1A to 2.2 and Symphony worksheets: records of a 16-bit type, a 16-bit length
+// and that many bytes, little-endian, the first of them BOF with the version. Cells begin with a
+// format byte, a 16-bit column and a 16-bit row, both from 0:
+//   13 INTEGER int16   14 NUMBER double   15 LABEL a prefix character, then the text with its NUL
+//   16 FORMULA double, the value, then the formula   51 STRING the text that it results in, with
+//   NUL 6 RANGE int16 first column, first row, last column, last row   1 EOF
+
+#include "nvimport/formats/text/LotusFile.h"
+
+#include <algorithm>
+#include <bit>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <span>
+
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/Log.h"
+
+namespace nvimport {
+
+namespace {
+
+enum Status : int {
+  kNoFile = 2304,
+  kNotThisFormat = 2305,
+  kWk3 = 2306,
+  kWk4 = 2307,
+  kWj1 = 2308,
+  kFrm = 2309,
+  kWorkbook = 2310,
+  kOtherVersion = 2311,
+  kNoRange = 2312,
+  kNoEnd = 2313,
+  kReadFailed = 2314,
+  kCorrupt = 2315
+};
+
+#define SUPPORTED                         \
+  "Lotus 1-2-3 version 1.A (WKS)\r\n"     \
+  "Lotus 1-2-3 version 2.0-2.2 (WK1)\r\n" \
+  "Symphony file 1.0/1.01 (WRK) and\r\n"  \
+  "Symphony file 1.1/1.2/2.0 (WR1)."
+
+constexpr StatusText kTexts[] = {
+    {kNoFile, "Unable to open file."},
+    {kNotThisFormat, "The file does not seem to be a valid Lotus 1-2-3 file."},
+    {kWk3,
+     "The file is a Lotus version 3.0 (WK3) file.  However, Olvan does only support the following "
+     "Lotus formats:\r\n\r\n" SUPPORTED},
+    {kWk4,
+     "The file is a Lotus version 4.0 (WK4) file. However, Olvan does only support the following "
+     "Lotus formats:\r\n\r\n" SUPPORTED},
+    {kWj1,
+     "The file is a Lotus 1-2-3/J (WJ1) file. However, Olvan does only support the following Lotus "
+     "formats:\r\n\r\n" SUPPORTED},
+    {kFrm, "This file is a Lotus 1-2-3 (FRM) file. Such files cannot be imported by Olvan."},
+    {kWorkbook,
+     "The file seems to be a Lotus Workbook (123) file.  However, Olvan does only support the "
+     "following Lotus formats:\r\n\r\n" SUPPORTED},
+    {kOtherVersion,
+     "unrecognized Lotus 1-2-3 version format. Olvan supports the following Lotus "
+     "formats:\r\n\r\n" SUPPORTED},
+    {kNoRange,
+     "An error occurred while trying to establish size size of the dataset. The file seems to be "
+     "corrupt and cannot be imported."},
+    {kNoEnd,
+     "Found unexpected EOF (End-Of-File) while reading for data. The file seems to be corrupt and "
+     "cannot be imported."},
+    {kReadFailed, "Read() failed. The file seems to be corrupt and cannot be imported."},
+    {kCorrupt, "A corrupt data record was found. The file cannot be imported."},
+};
+static_assert(WellFormed(kTexts, 2304, 2315));
+
+enum RecordType : int {
+  kEof = 1,
+  kRange = 6,
+  kInteger = 13,
+  kNumber = 14,
+  kLabel = 15,
+  kFormula = 16,
+  kString = 51
+};
+constexpr int kLastType = 256;  // that the formats of these versions have
+constexpr std::size_t kRecordHeaderSize = 4;
+// In a cell's record.
+constexpr std::size_t kValue = 5;
+constexpr std::size_t kLabelText = 6;
+// The bytes of a number's record, no more and no less.
+constexpr std::size_t kWholeNumber = kRecordHeaderSize + kValue + sizeof(double);
+
+// A number at `at` in a record; what lies past its end is zero.
+template <typename T>
+T Field(std::span<const char> record, std::size_t at) {
+  if (at + sizeof(T) <= record.size()) return LoadLittle<T>(record.data() + at);
+  char bytes[sizeof(T)] = {};
+  if (at < record.size()) std::memcpy(bytes, record.data() + at, record.size() - at);
+  return LoadLittle<T>(bytes);
+}
+
+// Kept: true for these four, none of which is an ordinary number, and for nothing else.
+bool IsValidDouble(double value) {
+  constexpr std::uint64_t kPatterns[] = {0xfff8000000000000, 0x7ff0000000000000, 0xfff0000000000000,
+                                         0xfaffffffffffffff};
+  return std::ranges::find(kPatterns, std::bit_cast<std::uint64_t>(value)) != std::end(kPatterns);
+}
+
+}  // namespace
+
+LotusFile::LotusFile(const LotusRules& rules)
+    : rules_(rules), last_type_(rules.new_records_end_read ? kLastType : SHRT_MAX) {}
+
+LotusFile::LotusFile(const LotusFile& other)
+    : SpreadsheetFile(other),
+      rules_(other.rules_),
+      last_type_(other.last_type_),
+      path_(other.path_),
+      shift_(other.shift_) {
+  if (other.input_.is_open()) input_ = InputFile(path_.c_str());
+}
+
+LotusFile& LotusFile::operator=(const LotusFile& other) {
+  if (this == &other) return *this;
+  SpreadsheetFile::operator=(other);
+  rules_ = other.rules_;
+  last_type_ = other.last_type_;
+  path_ = other.path_;
+  shift_ = other.shift_;
+  input_ = other.input_.is_open() ? InputFile(path_.c_str()) : InputFile();
+  return *this;
+}
+
+LotusFile::~LotusFile() = default;
+
+void LotusFile::GetErrorMessage(char* buffer, unsigned int size) {
+  if (!CopyText(kTexts, buffer, size)) SpreadsheetFile::GetErrorMessage(buffer, size);
+}
+
+void LotusFile::Close() {
+  input_.Close();
+  size_established_ = false;
+  SpreadsheetFile::Close();
+}
+
+int LotusFile::Open(bool read, const char* path, NvImportOpenOptions*) {
+  if (status_ != kGood) return status_;
+  if (!read) return Fail(kWrongMode);
+  path_ = path != nullptr ? path : "";
+  size_established_ = false;
+  input_ = InputFile(path_.c_str());
+  return input_.is_open() ? IsLotusFile() : Fail(kNoFile);
+}
+
+int LotusFile::IsLotusFile() {
+  char bytes[6];
+  if (input_.Read(bytes) != std::ssize(bytes)) return Fail(kNotThisFormat);
+  constexpr std::uint32_t kShortBof = 0x00020000;
+  constexpr std::uint32_t kLongBof = 0x001a0000;
+  const auto bof = LoadLittle<std::uint32_t>(bytes);
+  const auto version = LoadLittle<std::uint16_t>(bytes + 4);
+  if (bof == kShortBof) return version >= 0x0404 && version <= 0x0406 ? kGood : Fail(kOtherVersion);
+  if (bof != kLongBof) return Fail(kNotThisFormat);
+  static constexpr std::pair<int, int> kRefused[] = {
+      {0x1000, kWk3}, {0x1002, kWk4}, {0x0600, kWj1}, {0x8007, kFrm}, {0x1003, kWorkbook}};
+  for (const auto& [refused, status] : kRefused)
+    if (version == refused) return Fail(status);
+  return Fail(kOtherVersion);
+}
+
+inline bool LotusFile::IsCorrupt(const Record& record) const {
+  return record.length < 0 || record.type > last_type_;
+}
+
+bool LotusFile::ReadRecord(Record& record) {
+  auto bytes = reader_.Ahead(kRecordHeaderSize);
+  if (bytes.size() < kRecordHeaderSize) return false;
+  record.type = LoadLittle<std::int16_t>(bytes.data());
+  record.length = LoadLittle<std::int16_t>(bytes.data() + 2);
+  if (IsCorrupt(record)) return true;
+  const std::size_t size = kRecordHeaderSize + static_cast<std::size_t>(record.length);
+  if (bytes.size() < size) bytes = reader_.Ahead(size);
+  if (bytes.size() < size) return false;
+  record.data = bytes.data() + kRecordHeaderSize;
+  reader_.Skip(size);
+  return true;
+}
+
+bool LotusFile::FindLotusRecord(int type, Record& record) {
+  reader_.Begin(input_, 0);
+  while (ReadRecord(record)) {
+    if (IsCorrupt(record)) return false;
+    if (record.type == type) return true;
+  }
+  return false;
+}
+
+int LotusFile::EstablishSize() { return 1; }
+
+bool LotusFile::EstablishRange() {
+  if (status_ != kGood) return false;
+  if (size_established_) return true;
+  Record record;
+  if (!FindLotusRecord(kRange, record)) {
+    if (!rules_.range_needed && MeasureRange()) return true;
+    num_cols_ = num_rows_ = -1;
+    Fail(kNoRange);
+    return false;
+  }
+  const std::span data(record.data, static_cast<std::size_t>(record.length));
+  const int first_column = Field<std::int16_t>(data, 0);
+  const int first_row = Field<std::int16_t>(data, 2);
+  // Kept: the start of the range is not subtracted.
+  if (!rules_.range_start_ignored) shift_ = {1 - first_column, 1 - first_row};
+  // A range that ends before it starts holds no data.
+  num_cols_ = std::max(Field<std::int16_t>(data, 4) - first_column + 1, 0);
+  num_rows_ = std::max(Field<std::int16_t>(data, 6) - first_row + 1, 0);
+  size_established_ = true;
+  return true;
+}
+
+// The range of a worksheet that states none; false when it has no cells.
+bool LotusFile::MeasureRange() {
+  num_cols_ = num_rows_ = 0;
+  shift_ = {1, 1};
+  reader_.Begin(input_, 0);
+  Record record;
+  while (ReadRecord(record) && !IsCorrupt(record) && record.type != kEof) {
+    if (record.type < kInteger || record.type > kFormula) continue;
+    const Place place = PlaceOf(record);
+    num_cols_ = std::max(num_cols_, place.column);
+    num_rows_ = std::max(num_rows_, place.row);
+  }
+  size_established_ = num_cols_ > 0 && num_rows_ > 0;
+  return size_established_;
+}
+
+int LotusFile::GetNumCols() { return EstablishRange() ? num_cols_ : -1; }
+
+int LotusFile::GetNumRows() { return EstablishRange() ? num_rows_ : -1; }
+
+int LotusFile::Read(ReadSpreadSheetData* sink) {
+  if (status_ != kGood) return status_;
+  if (!input_.is_open()) return Fail(kReadFailed);
+  if (!EstablishRange()) return status_;
+  sink->SetDataSize(num_cols_, num_rows_);
+  LeftOut left_out;
+  end_ = rules_.cells_in_range_only ? Place{num_cols_, num_rows_} : Place{INT_MAX, INT_MAX};
+  reader_.Begin(input_, 0);
+  Record record;
+  while (true) {
+    reader_.Skip(SetNumbers(reader_.Ahead(kWholeNumber), *sink, left_out));
+    if (!ReadRecord(record)) {
+      Fail(reader_.failed() ? kReadFailed : kNoEnd);
+      break;
+    }
+    if (IsCorrupt(record)) {
+      Fail(kCorrupt);
+      break;
+    }
+    if (record.type == kEof) break;
+    if (record.type >= kInteger && record.type <= kFormula) SetCell(record, *sink, left_out);
+  }
+  Log::WriteCount("LotusFile", left_out.formulas, "formula cell arrives empty",
+                  "formula cells arrive empty");
+  Log::WriteCount("LotusFile", left_out.outside,
+                  "cell outside the width or height of the range was not delivered",
+                  "cells outside the width or height of the range were not delivered");
+  return status_;
+}
+
+inline bool LotusFile::IsValidPos(Place place) const {
+  return place.column >= 1 && place.column <= end_.column && place.row >= 1 &&
+         place.row <= end_.row;
+}
+
+inline LotusFile::Place LotusFile::PlaceOf(const Record& record) const {
+  const std::span data(record.data, static_cast<std::size_t>(record.length));
+  return {Field<std::int16_t>(data, 1) + shift_.column, Field<std::int16_t>(data, 3) + shift_.row};
+}
+
+// Sets the numbers that lie next, which are most cells of most worksheets, and returns their bytes.
+std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
+                                  LeftOut& left_out) const {
+  constexpr std::uint32_t kHeader = std::uint32_t{kNumber} | (kWholeNumber - kRecordHeaderSize)
+                                                                 << 16;
+  std::size_t at = 0;
+  for (; bytes.size() - at >= kWholeNumber; at += kWholeNumber) {
+    const char* const record = bytes.data() + at;
+    if (LoadLittle<std::uint32_t>(record) != kHeader) break;
+    const char* const cell = record + kRecordHeaderSize;
+    const Place place = {LoadLittle<std::int16_t>(cell + 1) + shift_.column,
+                         LoadLittle<std::int16_t>(cell + 3) + shift_.row};
+    if (IsValidPos(place))
+      sink.Set(place.column, place.row,
+               std::bit_cast<double>(LoadLittle<std::uint64_t>(cell + kValue)));
+    else
+      ++left_out.outside;
+  }
+  return at;
+}
+
+// Sets the text at `at`.
+inline void LotusFile::SetText(std::span<const char> data, std::size_t at, Place place,
+                               ReadSpreadSheetData& sink) {
+  const auto text = data.subspan(std::min(at, data.size()));
+  if (std::memchr(text.data(), '\0', text.size()) != nullptr)
+    sink.Set(place.column, place.row, text.data());
+  else
+    SetCutText(text, place, sink);
+}
+
+// Sets a text that lacks its NUL.
+void LotusFile::SetCutText(std::span<const char> text, Place place, ReadSpreadSheetData& sink) {
+  sink.Set(place.column, place.row, std::string(text.begin(), text.end()).c_str());
+}
+
+void LotusFile::SetFormula(std::span<const char> data, Place place, ReadSpreadSheetData& sink,
+                           LeftOut& left_out) {
+  const bool is_inside = IsValidPos(place);
+  left_out.outside += is_inside ? 0 : 1;
+  const auto value = Field<double>(data, kValue);
+  if (is_inside && std::isnan(value) && SetFormulaText(place, sink)) return;
+  if (is_inside && (IsValidDouble(value) || !rules_.formula_values_left_out)) {
+    sink.Set(place.column, place.row, value);
+  } else if (place.column >= 1 && place.row >= 1) {
+    // Kept: outside the range as well.
+    left_out.formulas += is_inside ? 1 : 0;
+    sink.Set(place.column, place.row, "");
+  }
+}
+
+// Takes the STRING record that may come next.
+bool LotusFile::SetFormulaText(Place place, ReadSpreadSheetData& sink) {
+  const auto next = reader_.Ahead(kRecordHeaderSize);
+  Record record;
+  if (rules_.formula_texts_left_out || next.size() < kRecordHeaderSize ||
+      LoadLittle<std::int16_t>(next.data()) != kString || !ReadRecord(record) || IsCorrupt(record))
+    return false;
+  SetText({record.data, static_cast<std::size_t>(record.length)}, kValue, place, sink);
+  return true;
+}
+
+void LotusFile::SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut& left_out) {
+  const std::span data(record.data, static_cast<std::size_t>(record.length));
+  const Place place = PlaceOf(record);
+  if (record.type == kFormula) return SetFormula(data, place, sink, left_out);
+  if (!IsValidPos(place)) {
+    ++left_out.outside;
+    return;
+  }
+  if (record.type == kInteger) {
+    sink.Set(place.column, place.row, static_cast<int>(Field<std::int16_t>(data, kValue)));
+  } else if (record.type == kNumber) {
+    sink.Set(place.column, place.row, Field<double>(data, kValue));
+  } else {
+    SetText(data, kLabelText, place, sink);
+  }
+}
+
+LotusFileFactory::LotusFileFactory(const LotusRules& rules)
+    : SprFileFactory("Lotus 1-2-3 File", "Lotus 1-2-3 Files (*.wks; *.wk1)", nullptr, 4,
+                     ".wks\0.wk1\0.wrk\0.wr1", /*can_write=*/false, /*can_read=*/true,
+                     /*several_at_once=*/false, true, false),
+      rules_(rules) {}
+
+// Every file may be one: only Open looks inside.
+int LotusFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
+
+SpreadsheetFile* LotusFileFactory::Create() {
+  return std::make_unique<LotusFile>(rules_).release();
+}
+
+}  // namespace nvimport

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/BlockReader.h"
+#include "nvimport/platform/Export.h"
+#include "nvimport/platform/InputFile.h"
+
+namespace nvimport {
+
+// Habits that repeat imports of old exactly. Each costs what its line says.
+struct LotusRules {
+  bool formula_values_left_out = true;  // a formula's value arrives only if it is no number
+  bool formula_texts_left_out = true;   // the texts that formulas result in
+  bool range_start_ignored = true;      // a range not from the first cell loses what its width ends
+  bool cells_in_range_only = true;      // cells beyond the range that the worksheet states
+  bool range_needed = true;             // worksheets that state none
+  bool new_records_end_read = true;     // worksheets with records of types above 256
+
+  // None of them: every cell of the file.
+  static constexpr LotusRules Off() {
+    return std::bit_cast<LotusRules>(std::array<bool, sizeof(LotusRules)>{});
+  }
+};
+
+// Worksheets of Lotus 1-2-3 release 1A and 2 and of Symphony (WKS, WK1, WRK, WR1).
+class NVIMPORT_API LotusFile : public SpreadsheetFile {
+ public:
+  // A reader with some of the kept rules of reading, at first with all.
+  explicit LotusFile(const LotusRules& rules = {});
+  // A reader of the same file, from its beginning.
+  LotusFile(const LotusFile& other);
+  LotusFile& operator=(const LotusFile& other);
+  ~LotusFile() override;
+
+  int Open(bool read, const char* path, NvImportOpenOptions* options) override;
+  int Read(ReadSpreadSheetData* sink) override;
+  void Close() override;
+  // From the range that the worksheet states; -1 without one.
+  int GetNumCols() override;
+  int GetNumRows() override;
+  void GetErrorMessage(char* buffer, unsigned int size) override;
+
+ protected:
+  // The size comes from the range alone: this does nothing and returns 1.
+  int EstablishSize() override;
+
+ private:
+  struct Record {
+    int type = 0;
+    int length = 0;
+    const char* data = nullptr;
+  };
+  struct LeftOut {
+    std::uint64_t formulas = 0;
+    std::uint64_t outside = 0;
+  };
+  struct Place {
+    int column = 0;
+    int row = 0;
+  };
+
+  int IsLotusFile();
+  // Takes the next record, whole; false at the end of the file or at one that can't be.
+  bool ReadRecord(Record& record);
+  bool IsCorrupt(const Record& record) const;
+  bool FindLotusRecord(int type, Record& record);
+  bool EstablishRange();
+  bool MeasureRange();
+  Place PlaceOf(const Record& record) const;
+  std::size_t SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
+                         LeftOut& left_out) const;
+  void SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut& left_out);
+  static void SetText(std::span<const char> data, std::size_t at, Place place,
+                      ReadSpreadSheetData& sink);
+  static void SetCutText(std::span<const char> text, Place place, ReadSpreadSheetData& sink);
+  void SetFormula(std::span<const char> data, Place place, ReadSpreadSheetData& sink,
+                  LeftOut& left_out);
+  bool SetFormulaText(Place place, ReadSpreadSheetData& sink);
+  bool IsValidPos(Place place) const;
+
+  LotusRules rules_;
+  int last_type_;  // of records; one above it is none
+  std::string path_;
+  InputFile input_;
+  BlockReader reader_;
+  Place shift_ = {1, 1};  // added to the numbers from 0 that cells have
+  Place end_;             // the last place that a cell may have
+};
+
+class NVIMPORT_API LotusFileFactory final : public SprFileFactory {
+ public:
+  explicit LotusFileFactory(const LotusRules& rules = {});
+  int IsCorrectFileType(const char* path) override;
+  SpreadsheetFile* Create() override;
+
+ private:
+  LotusRules rules_;
+};
+
+}  // namespace nvimport

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/Export.h"
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/OutputFile.h"
+
+namespace nvimport {
+
+struct TextImportChoice;
+
+// Reads and writes delimited text: lines are rows, a delimiter string separates fields. There is no
+// quoting and no trimming, and every field is handed on as text. Ragged rows are allowed.
+class NVIMPORT_API TextFile : public SpreadsheetFile {
+ public:
+  TextFile() = default;
+  // A copy takes settings, sizes and status, but not the open file.
+  TextFile(const TextFile& other);
+  TextFile& operator=(const TextFile& other);
+  ~TextFile() override;
+
+  // True when the file can be read and has no NUL in its first 30,768 bytes.
+  static bool IsTextFile(const char* path);
+
+  // New options that make Open split by `delimiter` without asking. The caller owns the record and
+  // its bytes (SpreadsheetOpenOptions::FreeOpenOptions frees those).
+  static NvImportOpenOptions* GetImportOptions(const std::string& delimiter,
+                                               bool ignore_consecutive);
+
+  // The delimiter, TAB at first; it may be longer than a character. An empty one makes each line
+  // one field.
+  void SetDelimiter(const char* delimiter);
+  // Whether a run of delimiters counts as one; not at first.
+  void IgnoreConsecutiveDelimiters(bool ignore);
+
+  // Options are the delimiter (32-bit length, bytes) and a byte 0 or 1 for ignoring consecutive
+  // delimiters. Without them the user is asked. Throws an Exception when they don't parse.
+  int Open(bool read, const char* path, NvImportOpenOptions* options) override;
+  void Close() override;
+  int Read(ReadSpreadSheetData* sink) override;
+  // Reads a rectangle; rows and columns count from 1.
+  int Read(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
+           int first_column);
+  // Separates by the first character of the delimiter; texts are written as they are.
+  int Write(WriteSpreadSheetData* source) override;
+  void GetErrorMessage(char* buffer, unsigned int size) override;
+
+ protected:
+  // Takes the choice from `options` or from the user. False when there is none.
+  virtual bool SetOptions(NvImportOpenOptions* options);
+
+ private:
+  enum class Mode { kClosed, kReading, kWriting };
+
+  // What a walk through the cells met.
+  struct Walked {
+    std::uint64_t cut_lines = 0;
+    int lines = 0;
+    bool to_the_end = false;
+  };
+
+  int EstablishSize() override;
+  int ReadCells(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
+                int first_column, Walked& walked);
+  // Reads a rectangle, its size announced where it is known, and writes the notes on it.
+  Walked ReadAnnounced(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
+                       int first_column);
+  std::vector<std::vector<std::string>> Preview(const TextImportChoice& choice, int rows,
+                                                int columns);
+
+  Mode mode_ = Mode::kClosed;
+  bool ignore_consecutive_ = false;
+  std::string delimiter_ = "\t";
+  std::string path_;
+  InputFile input_;
+  OutputFile output_;
+  std::vector<unsigned char> options_;  // handed out through the record given to Open
+};
+
+class NVIMPORT_API TextFileFactory final : public SprFileFactory {
+ public:
+  TextFileFactory();
+  int IsCorrectFileType(const char* path) override;
+  SpreadsheetFile* Create() override;
+};
+
+}  // namespace nvimport

@@ -1,0 +1,81 @@
+#include "nvimport/formats/text/TextInput.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "nvimport/platform/Utf8.h"
+
+namespace nvimport {
+
+namespace {
+constexpr std::size_t kPiece = 64 * 1024;
+}  // namespace
+
+TextInput::TextInput(const char* path) : file_(path) {
+  if (!file_.is_open()) return;
+  const struct {
+    std::string_view mark;
+    Encoding encoding;
+  } kMarks[] = {{"\xEF\xBB\xBF", Encoding::kBytes},
+                {"\xFF\xFE", Encoding::kUtf16Little},
+                {"\xFE\xFF", Encoding::kUtf16Big}};
+  char head[3];
+  const std::ptrdiff_t got = file_.Read(head);
+  const std::string_view start(head, static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0)));
+  for (const auto& known : kMarks) {
+    if (!start.starts_with(known.mark)) continue;
+    encoding_ = known.encoding;
+    mark_size_ = known.mark.size();
+  }
+}
+
+bool TextInput::Rewind() {
+  decoded_.clear();
+  taken_ = 0;
+  decoder_ = {};
+  at_end_ = false;
+  return file_.Seek(mark_size_);
+}
+
+std::ptrdiff_t TextInput::Read(std::span<char> into) {
+  return encoding_ == Encoding::kBytes ? file_.Read(into) : ReadUtf16(into);
+}
+
+std::ptrdiff_t TextInput::ReadUtf16(std::span<char> into) {
+  std::size_t filled = 0;
+  while (filled < into.size()) {
+    if (taken_ == decoded_.size()) {
+      if (at_end_) break;
+      if (!Decode()) return -1;
+    }
+    const std::size_t count = std::min(decoded_.size() - taken_, into.size() - filled);
+    std::memcpy(into.data() + filled, decoded_.data() + taken_, count);
+    taken_ += count;
+    filled += count;
+  }
+  return static_cast<std::ptrdiff_t>(filled);
+}
+
+bool TextInput::Decode() {
+  piece_.resize(kPiece);
+  decoded_.clear();
+  taken_ = 0;
+  const std::ptrdiff_t got = file_.Read(piece_);
+  if (got < 0) return false;
+  at_end_ = static_cast<std::size_t>(got) < kPiece;
+  const auto take = [&](char32_t c) { AppendUtf8(decoded_, c); };
+  const bool big = encoding_ == Encoding::kUtf16Big;
+  const auto byte = [&](std::ptrdiff_t at) {
+    return static_cast<unsigned char>(piece_[static_cast<std::size_t>(at)]);
+  };
+  for (std::ptrdiff_t at = 0; at + 2 <= got; at += 2)
+    decoder_.Unit(static_cast<char16_t>(byte(big ? at : at + 1) << 8 | byte(big ? at + 1 : at)),
+                  take);
+  if (at_end_) decoder_.End(take);
+  return true;
+}
+
+void TextInput::Close() { *this = TextInput(); }
+
+}  // namespace nvimport

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/Utf16.h"
+
+namespace nvimport {
+
+// The text of a file as bytes, without a byte-order mark: UTF-16 with one becomes UTF-8, all else
+// stays as it is.
+class TextInput {
+ public:
+  TextInput() = default;
+  explicit TextInput(const char* path);
+
+  bool is_open() const { return file_.is_open(); }
+  // The file's size now, in bytes.
+  std::uint64_t size() const { return file_.size(); }
+
+  // Of the byte-order mark.
+  std::size_t mark_size() const { return mark_size_; }
+  bool is_utf16() const { return encoding_ != Encoding::kBytes; }
+
+  // Goes to the start of the text.
+  bool Rewind();
+
+  // Fills `into` from the current position, less only where the text ends. Returns the number of
+  // bytes, or -1 when the read failed or the user cancelled.
+  std::ptrdiff_t Read(std::span<char> into);
+
+  void Close();
+
+ private:
+  enum class Encoding { kBytes, kUtf16Little, kUtf16Big };
+
+  std::ptrdiff_t ReadUtf16(std::span<char> into);
+  // Decodes the next piece of the file; false when the read failed.
+  bool Decode();
+
+  InputFile file_;
+  Encoding encoding_ = Encoding::kBytes;
+  std::size_t mark_size_ = 0;
+  // Of UTF-16: a piece of the file, what it became, and how much of that was taken.
+  std::vector<char> piece_;
+  std::string decoded_;
+  std::size_t taken_ = 0;
+  Utf16Decoder decoder_;
+  bool at_end_ = false;
+};
+
+}  // namespace nvimport

@@ -1,0 +1,249 @@
+// The records of binary parts, each 7 or 14 bits of type, up to 28 bits of length and the body:
+//   BrtRowHdr     0 uint32 row
+//   cells         0 uint32 column      4 uint24 style, uint8 flags      8 value
+//   short cells   their column is the next; 0 uint24 style, uint8 flags  4 value
+//   BrtSSTItem    0 uint8 flags        1 string
+//   BrtFmt        0 uint16 number      2 string
+//   BrtXF         0 uint16 parent      2 uint16 number of the format
+//   BrtWbProp     0 uint32 flags
+//   BrtBundleSh   0 uint32 visibility  4 uint32 id  8 string, of the relationship  then the name;
+//                 workbooks from before the first release have another 32 bits before the id
+// A string is 32 bits of length and as many 16-bit characters; a length of all ones is none.
+
+#include <bit>
+
+#include "nvimport/formats/workbook/Excel2007Parts.h"
+#include "nvimport/formats/workbook/ExcelFile.h"
+#include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/Utf16.h"
+
+namespace nvimport {
+
+namespace {
+
+enum Type : std::uint32_t {
+  kRowHdr = 0,
+  kCellBlank = 1,
+  kCellRk = 2,
+  kCellError = 3,
+  kCellBool = 4,
+  kCellReal = 5,
+  kCellSt = 6,
+  kCellIsst = 7,
+  kFmlaString = 8,
+  kFmlaNum = 9,
+  kFmlaBool = 10,
+  kFmlaError = 11,
+  kShortBlank = 12,
+  kShortRk = 13,
+  kShortError = 14,
+  kShortBool = 15,
+  kShortReal = 16,
+  kShortSt = 17,
+  kShortIsst = 18,
+  kSstItem = 19,
+  kFmt = 44,
+  kXf = 47,
+  kCellRString = 62,
+  kBeginSheetData = 145,
+  kEndSheetData = 146,
+  kEndBundleShs = 144,
+  kWbProp = 153,
+  kBundleSh = 156,
+  kBeginCellXfs = 617,
+  kEndCellXfs = 618
+};
+
+// The records of the part that a package has open.
+class Records {
+ public:
+  explicit Records(ZipPackage& package) : package_(package) {}
+
+  // Goes to the next record; false at the end of the part, and where it breaks off.
+  bool Next() {
+    package_.Skip(length_);
+    constexpr std::size_t kLongestHead = 6;
+    const std::span<const char> head = package_.Ahead(kLongestHead);
+    std::size_t used = 0;
+    const auto next = [&] {
+      return used < head.size() ? static_cast<unsigned char>(head[used++]) : std::uint32_t{0};
+    };
+    length_ = 0;
+    if (head.empty()) return false;
+    type_ = next();
+    if ((type_ & 0x80) != 0) type_ = (type_ & 0x7F) | (next() & 0x7F) << 7;
+    for (unsigned shift = 0; shift < 28; shift += 7) {
+      const std::uint32_t byte = next();
+      length_ |= (byte & 0x7F) << shift;
+      if ((byte & 0x80) == 0) break;
+    }
+    package_.Skip(used);
+    return true;
+  }
+
+  std::uint32_t type() const { return type_; }
+
+  // Its body, of which what is longer than any record that counts is left out.
+  ByteReader Body() {
+    const std::span<const char> body = package_.Ahead(length_);
+    is_cut_ = is_cut_ || body.size() < std::min<std::size_t>(length_, ZipPackage::kMostAhead);
+    return ByteReader(std::as_bytes(body.first(std::min<std::size_t>(length_, body.size()))));
+  }
+
+  bool is_whole() const { return !is_cut_ && !package_.failed(); }
+
+ private:
+  ZipPackage& package_;
+  std::uint32_t type_ = 0;
+  std::uint32_t length_ = 0;
+  bool is_cut_ = false;
+};
+
+// Takes a string; a damaged one fails the reader.
+void TakeString(ByteReader& body, std::string& text) {
+  constexpr std::uint32_t kNone = 0xFFFFFFFF;
+  text.clear();
+  const std::uint32_t length = body.U32();
+  if (length != kNone) AppendUtf16(text, body.Text(std::size_t{length} * 2));
+}
+
+// Takes the two strings that a BrtBundleSh ends with. False when they don't end it.
+bool TakeNames(ByteReader& body, std::size_t at, std::string& relationship, std::string& name) {
+  body.Skip(at);
+  TakeString(body, relationship);
+  TakeString(body, name);
+  return body.ok() && body.remaining() == 0;
+}
+
+class Sheet {
+ public:
+  Sheet(ZipPackage& package, Excel2007Cells& cells) : records_(package), cells_(cells) {}
+
+  bool Read() {
+    bool is_in_data = false;
+    while (records_.Next()) {
+      const std::uint32_t type = records_.type();
+      if (type == kBeginSheetData) is_in_data = true;
+      if (type == kEndSheetData && is_in_data) return records_.is_whole();
+      if (!is_in_data || (type > kShortIsst && type != kCellRString)) continue;
+      ByteReader body = records_.Body();
+      if (!Take(type, body) || !body.ok()) return false;
+    }
+    return false;
+  }
+
+ private:
+  bool Take(std::uint32_t type, ByteReader& body) {
+    if (type == kRowHdr) {
+      row_ = body.U32();
+      column_ = ~std::uint32_t{0};
+      return true;
+    }
+    const bool is_short = type >= kShortBlank && type <= kShortIsst;
+    column_ = is_short ? column_ + 1 : body.U32();
+    const std::uint32_t style = body.U32() & 0xFFFFFF;
+    if (!cells_.GoTo(column_, row_)) return false;
+    if (type == kCellBlank || type == kShortBlank) return true;
+    if (cells_.TakesExtentOnly()) return true;
+    TakeValue(is_short ? type - (kShortBlank - kCellBlank) : type, style, body);
+    return true;
+  }
+
+  void TakeValue(std::uint32_t type, std::uint32_t style, ByteReader& body) {
+    switch (type) {
+      case kCellRk:
+        cells_.SetNumber(style, ExcelFile::NumFromRk(body.I32()));
+        break;
+      case kCellReal:
+      case kFmlaNum:
+        cells_.SetNumber(style, body.F64());
+        break;
+      case kCellIsst:
+        cells_.SetShared(body.U32());
+        break;
+      case kCellBool:
+      case kFmlaBool:
+        cells_.SetBoolean(body.U8() != 0);
+        break;
+      case kCellError:
+      case kFmlaError:
+        cells_.SetError();
+        break;
+      case kCellRString:
+        body.Skip(1);
+        [[fallthrough]];
+      default:
+        TakeString(body, text_);
+        cells_.SetText(text_.c_str());
+    }
+  }
+
+  Records records_;
+  Excel2007Cells& cells_;
+  std::uint32_t row_ = 0;
+  std::uint32_t column_ = ~std::uint32_t{0};
+  std::string text_;
+};
+
+}  // namespace
+
+bool BinaryParts::ReadWorkbook(ZipPackage& package, WorkbookPart& workbook) {
+  Records records(package);
+  std::string relationship;
+  std::string name;
+  while (records.Next() && records.type() != kEndBundleShs) {
+    if (records.type() != kWbProp && records.type() != kBundleSh) continue;
+    ByteReader body = records.Body();
+    const std::uint32_t first = body.U32();
+    if (records.type() == kWbProp) {
+      workbook.since_1904 = (first & 1) != 0;
+      continue;
+    }
+    ByteReader early = body;
+    if (!TakeNames(body, 4, relationship, name) && !TakeNames(early, 8, relationship, name))
+      return false;
+    workbook.sheets.push_back({name, relationship, first != 0});
+  }
+  return records.is_whole();
+}
+
+bool BinaryParts::ReadStyles(ZipPackage& package, StyleTable& styles) {
+  Records records(package);
+  bool is_of_cells = false;
+  std::string text;
+  while (records.Next() && records.type() != kEndCellXfs) {
+    if (records.type() == kBeginCellXfs) is_of_cells = true;
+    if (records.type() == kFmt) {
+      ByteReader body = records.Body();
+      const std::uint16_t number = body.U16();
+      TakeString(body, text);
+      if (body.ok()) styles.TakeFormat(number, text);
+    }
+    if (records.type() == kXf && is_of_cells) {
+      ByteReader body = records.Body();
+      body.Skip(2);
+      styles.TakeStyle(body.U16());
+    }
+  }
+  return records.is_whole();
+}
+
+bool BinaryParts::ReadStrings(ZipPackage& package, SharedStrings& strings) {
+  Records records(package);
+  std::string text;
+  while (records.Next()) {
+    if (records.type() != kSstItem) continue;
+    ByteReader body = records.Body();
+    body.Skip(1);
+    TakeString(body, text);
+    if (!body.ok()) return false;
+    strings.Add(text);
+  }
+  return records.is_whole();
+}
+
+bool BinaryParts::ReadSheet(ZipPackage& package, Excel2007Cells& cells) {
+  return Sheet(package, cells).Read();
+}
+
+}  // namespace nvimport

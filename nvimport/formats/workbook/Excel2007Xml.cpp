@@ -1,0 +1,448 @@
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "nvimport/formats/workbook/Excel2007Parts.h"
+#include "nvimport/formats/workbook/XmlPart.h"
+#include "nvimport/platform/NumberText.h"
+#include "nvimport/platform/Utf16.h"
+
+namespace nvimport {
+
+namespace {
+
+using Step = XmlPart::Step;
+
+// The number that a text begins with; none where it begins with none or with one too large.
+std::optional<std::uint32_t> Whole(std::string_view text) {
+  std::uint32_t number = 0;
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+  return result.ec == std::errc() ? std::optional(number) : std::nullopt;
+}
+
+bool IsTrue(std::string_view text) { return text == "1" || text == "true"; }
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+  return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+}
+
+// Resolves the escapes of characters that XML can't hold: "_x000D_" is a CR, "_x005F_" the line
+// itself. A NUL, which a text can't hold either, is left out.
+void Unescape(std::string& text) {
+  constexpr std::size_t kEscape = 7;
+  std::size_t at = text.find("_x");
+  if (at == std::string::npos) return;
+  std::string plain;
+  std::size_t done = 0;
+  Utf16Decoder decoder;
+  const auto take = [&](char32_t c) {
+    if (c != 0) AppendUtf8(plain, c);
+  };
+  for (; at != std::string::npos; at = text.find("_x", at)) {
+    unsigned unit = 0;
+    const char* const digits = text.data() + at + 2;
+    const bool is_escape = at + kEscape <= text.size() && text[at + kEscape - 1] == '_' &&
+                           std::from_chars(digits, digits + 4, unit, 16).ptr == digits + 4;
+    if (!is_escape) {
+      ++at;
+      continue;
+    }
+    if (at > done) decoder.End(take);
+    plain.append(text, done, at - done);
+    decoder.Unit(static_cast<char16_t>(unit), take);
+    at += kEscape;
+    done = at;
+  }
+  decoder.End(take);
+  plain.append(text, done);
+  text = std::move(plain);
+}
+
+// Adds a piece of a cell's text. False when it becomes longer than thirty cells.
+bool Gather(std::string& text, std::string_view piece) {
+  constexpr std::size_t kLongest = std::size_t{1} << 20;
+  if (piece.size() > kLongest - text.size()) return false;
+  text += piece;
+  return true;
+}
+
+class RelationshipsXml final : public XmlPart {
+ public:
+  explicit RelationshipsXml(std::vector<Relationship>& found) : XmlPart(kSteps), found_(found) {}
+
+ private:
+  enum : State { kAll = 1, kOne };
+  static constexpr Step kSteps[] = {{kNowhere, "Relationships", kAll},
+                                    {kAll, "Relationship", kOne}};
+
+  void Start(State state, XmlAttributes attributes) override {
+    if (state != kOne || attributes.Find("TargetMode") == "External") return;
+    const std::string_view type = attributes.Find("Type").value_or("");
+    found_.push_back({std::string(attributes.Find("Id").value_or("")),
+                      std::string(type.substr(type.rfind('/') + 1)),
+                      std::string(attributes.Find("Target").value_or(""))});
+  }
+  void End(State) override {}
+
+  std::vector<Relationship>& found_;
+};
+
+class WorkbookXml final : public XmlPart {
+ public:
+  explicit WorkbookXml(WorkbookPart& workbook) : XmlPart(kSteps), workbook_(workbook) {}
+
+ private:
+  enum : State { kWorkbook = 1, kProperties, kSheets, kSheet };
+  static constexpr Step kSteps[] = {{kNowhere, "workbook", kWorkbook},
+                                    {kWorkbook, "workbookPr", kProperties},
+                                    {kWorkbook, "sheets", kSheets},
+                                    {kSheets, "sheet", kSheet}};
+
+  void Start(State state, XmlAttributes attributes) override {
+    if (state == kProperties)
+      workbook_.since_1904 = IsTrue(attributes.Find("date1904").value_or(""));
+    if (state != kSheet) return;
+    const std::string_view visibility = attributes.Find("state").value_or("visible");
+    std::string name(attributes.Find("name").value_or(""));
+    Unescape(name);
+    workbook_.sheets.push_back({std::move(name), std::string(attributes.Find("*:id").value_or("")),
+                                visibility != "visible"});
+  }
+  void End(State) override {}
+
+  WorkbookPart& workbook_;
+};
+
+class StylesXml final : public XmlPart {
+ public:
+  explicit StylesXml(StyleTable& styles) : XmlPart(kSteps), styles_(styles) {}
+
+ private:
+  enum : State { kStyles = 1, kFormats, kFormat, kCellStyles, kCellStyle };
+  static constexpr Step kSteps[] = {{kNowhere, "styleSheet", kStyles},
+                                    {kStyles, "numFmts", kFormats},
+                                    {kFormats, "numFmt", kFormat},
+                                    {kStyles, "cellXfs", kCellStyles},
+                                    {kCellStyles, "xf", kCellStyle}};
+
+  void Start(State state, XmlAttributes attributes) override {
+    const std::uint32_t number = Whole(attributes.Find("numFmtId").value_or("")).value_or(0);
+    if (state == kFormat) styles_.TakeFormat(number, attributes.Find("formatCode").value_or(""));
+    if (state == kCellStyle) styles_.TakeStyle(number);
+  }
+  void End(State state) override {
+    if (state == kCellStyles) Stop();
+  }
+
+  StyleTable& styles_;
+};
+
+class StringsXml final : public XmlPart {
+ public:
+  explicit StringsXml(SharedStrings& strings) : XmlPart(kSteps), strings_(strings) {}
+
+ private:
+  enum : State { kStrings = 1, kString, kRun, kText };
+  static constexpr Step kSteps[] = {{kNowhere, "sst", kStrings},
+                                    {kStrings, "si", kString},
+                                    {kString, "t", kText},
+                                    {kString, "r", kRun},
+                                    {kRun, "t", kText}};
+
+  void Start(State state, XmlAttributes) override {
+    if (state == kString) text_.clear();
+  }
+  void Text(State state, std::string_view text) override {
+    if (state == kText && !Gather(text_, text)) Refuse();
+  }
+  void End(State state) override {
+    if (state != kString) return;
+    Unescape(text_);
+    strings_.Add(text_);
+  }
+
+  SharedStrings& strings_;
+  std::string text_;
+};
+
+// What most programs write: printable ASCII that stands for itself, in attributes and in text.
+constexpr std::array<bool, 256> kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (unsigned c = ' '; c <= '~'; ++c) plain[c] = c != '<' && c != '>' && c != '&' && c != '"';
+  return plain;
+}();
+
+// Takes plain XML off a text, piece by piece.
+class PlainXml {
+ public:
+  explicit PlainXml(std::string_view text) : at_(text.data()), end_(at_ + text.size()) {}
+
+  const char* at() const { return at_; }
+
+  bool Take(std::string_view piece) {
+    if (static_cast<std::size_t>(end_ - at_) < piece.size() ||
+        std::memcmp(at_, piece.data(), piece.size()) != 0)
+      return false;
+    at_ += piece.size();
+    return true;
+  }
+
+  // Up to what is not plain.
+  std::string_view TakePlain() {
+    const char* const begin = at_;
+    while (at_ < end_ && kPlain[static_cast<unsigned char>(*at_)]) ++at_;
+    return {begin, static_cast<std::size_t>(at_ - begin)};
+  }
+
+  // An attribute: a blank, a name, its value in quotes.
+  bool TakeAttribute(std::string_view& name, std::string_view& value) {
+    if (!Take(" ")) return false;
+    const char* const begin = at_;
+    while (at_ < end_ && IsLetter(*at_)) ++at_;
+    name = {begin, static_cast<std::size_t>(at_ - begin)};
+    if (name.empty() || !Take("=\"")) return false;
+    value = TakePlain();
+    return Take("\"");
+  }
+
+ private:
+  static bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+  const char* at_;
+  const char* end_;
+};
+
+enum class CellType { kNumber, kShared, kText, kInline, kBoolean, kError, kDate, kUnknown };
+
+CellType TypeOf(std::string_view name) {
+  constexpr std::pair<std::string_view, CellType> kTypes[] = {
+      {"s", CellType::kShared},  {"n", CellType::kNumber}, {"str", CellType::kText},
+      {"b", CellType::kBoolean}, {"e", CellType::kError},  {"inlineStr", CellType::kInline},
+      {"d", CellType::kDate}};
+  for (const auto& [known, type] : kTypes)
+    if (known == name) return type;
+  return CellType::kUnknown;
+}
+
+class SheetXml final : public XmlPart {
+ public:
+  explicit SheetXml(Excel2007Cells& cells)
+      : XmlPart(kSteps, /*takes_directly=*/true), cells_(cells) {}
+
+ private:
+  enum : State { kSheet = 1, kData, kRow, kCell, kValue, kInline, kRun, kText };
+  static constexpr Step kSteps[] = {
+      {kRow, "c", kCell},     {kCell, "v", kValue},         {kData, "row", kRow},
+      {kCell, "is", kInline}, {kInline, "t", kText},        {kInline, "r", kRun},
+      {kRun, "t", kText},     {kSheet, "sheetData", kData}, {kNowhere, "worksheet", kSheet}};
+
+  void Start(State state, XmlAttributes attributes) override {
+    switch (state) {
+      case kRow:
+        StartRow(attributes.Find("r"));
+        break;
+      case kCell:
+        StartCell();
+        attributes.ForEachLetter([&](char name, std::string_view value) { Take(name, value); });
+        break;
+      case kValue:
+      case kInline:
+        has_value_ = true;
+        // Of two values the inline one counts, wherever it stands.
+        is_inline_ = is_inline_ || state == kInline;
+        if (state == kInline) text_.clear();
+        break;
+      default:
+        break;
+    }
+  }
+
+  void Text(State state, std::string_view text) override {
+    const bool counts = state == kText || (state == kValue && !is_inline_);
+    if (counts && !Gather(text_, text)) Refuse();
+  }
+
+  void End(State state) override {
+    if (state == kCell && !TakeCell()) Refuse();
+    if (state == kData) Stop();
+  }
+
+  // Inside a row: plain cells, and steps from one row to the next.
+  std::size_t TakeDirectly(State state, std::string_view ahead) override {
+    if (state != kRow) return 0;
+    std::size_t taken = 0;
+    while (true) {
+      PlainXml text(ahead.substr(taken));
+      is_there_ = TakePlainCell(text);
+      if (!is_there_ && !TakePlainRow(text = PlainXml(ahead.substr(taken)))) return taken;
+      if (!TakeCell()) {
+        Refuse();
+        return taken;
+      }
+      taken = static_cast<std::size_t>(text.at() - ahead.data());
+    }
+  }
+
+  // <c r="A1" s="2" t="s"><v>5</v></c>
+  bool TakePlainCell(PlainXml& text) {
+    if (!text.Take("<c")) return false;
+    StartCell();
+    unsigned seen = 0;
+    std::string_view name;
+    std::string_view value;
+    while (!text.Take(">")) {
+      if (text.Take("/>")) return true;
+      if (!text.TakeAttribute(name, value) || name.size() != 1) return false;
+      const unsigned bit = 1U << (static_cast<unsigned char>(name[0]) & 31U);
+      if (!IsLetterOfCell(name[0]) || (seen & bit) != 0) return false;
+      seen |= bit;
+      Take(name[0], value);
+    }
+    if (text.Take("<v>")) {
+      has_value_ = true;
+      text_ = text.TakePlain();
+      if (!text.Take("</v>")) return false;
+    }
+    return text.Take("</c>");
+  }
+
+  // </row><row r="2" spans="1:9">
+  bool TakePlainRow(PlainXml& text) {
+    if (!text.Take("</row>") || !text.Take("<row")) return false;
+    std::optional<std::string_view> row;
+    std::string_view name;
+    std::string_view value;
+    bool has_spans = false;
+    while (!text.Take(">")) {
+      if (!text.TakeAttribute(name, value)) return false;
+      if (name == "r" && !row)
+        row = value;
+      else if (name == "spans" && !has_spans)
+        has_spans = true;
+      else
+        return false;
+    }
+    StartRow(row);
+    return true;
+  }
+
+  void StartRow(std::optional<std::string_view> number) {
+    row_ = number ? Whole(*number).value_or(0) : row_ + 1;
+    column_ = 0;
+    has_value_ = false;
+  }
+
+  // A cell without a place stands behind the one before.
+  void StartCell() {
+    cell_column_ = column_ + 1;
+    cell_row_ = row_;
+    style_ = 0;
+    type_ = CellType::kNumber;
+    is_there_ = true;
+    has_value_ = is_inline_ = false;
+    text_.clear();
+  }
+
+  static bool IsLetterOfCell(char name) { return name == 'r' || name == 's' || name == 't'; }
+
+  // An attribute of a cell.
+  void Take(char name, std::string_view value) {
+    if (name == 'r') TakePlace(value);
+    if (name == 's') style_ = Whole(value).value_or(0);
+    if (name == 't') type_ = TypeOf(value);
+  }
+
+  // "AB12"
+  void TakePlace(std::string_view text) {
+    std::uint32_t column = 0;
+    std::size_t at = 0;
+    for (; at < text.size() && column <= Excel2007Cells::kColumns; ++at) {
+      const auto letter = static_cast<unsigned char>(text[at] & ~0x20);
+      if (letter < 'A' || letter > 'Z') break;
+      column = column * 26 + (letter - 'A' + 1U);
+    }
+    if (column > 0) cell_column_ = column;
+    cell_row_ = Whole(text.substr(at)).value_or(row_);
+  }
+
+  // Hands over the cell that ended. False when there is no such place.
+  bool TakeCell() {
+    if (!std::exchange(is_there_, false)) return true;
+    column_ = cell_column_;
+    if (!cells_.GoTo(cell_column_ - 1, cell_row_ - 1)) return false;
+    if (has_value_) TakeValue();
+    return true;
+  }
+
+  void TakeValue() {
+    const bool is_text = type_ == CellType::kText || type_ == CellType::kInline;
+    // Without a value there is no cell, but a text may be empty.
+    if (!is_text && IsBlank()) return;
+    if (cells_.TakesExtentOnly()) return;
+    switch (type_) {
+      case CellType::kNumber:
+        if (const auto number = ParseNumber(text_)) return cells_.SetNumber(style_, *number);
+        return cells_.SetText(text_.c_str());
+      case CellType::kShared:
+        return cells_.SetShared(Whole(Trimmed(text_)).value_or(~std::uint32_t{0}));
+      case CellType::kText:
+      case CellType::kInline:
+        Unescape(text_);
+        return cells_.SetText(text_.c_str());
+      case CellType::kBoolean:
+        return cells_.SetBoolean(IsTrue(Trimmed(text_)));
+      case CellType::kError:
+        return cells_.SetError();
+      case CellType::kDate:
+        return cells_.SetIsoDate(text_);
+      case CellType::kUnknown:
+        return cells_.SetText(text_.c_str());
+    }
+  }
+
+  bool IsBlank() const { return Trimmed(text_).empty(); }
+
+  Excel2007Cells& cells_;
+  std::uint32_t row_ = 0;  // rows and columns count from 1 here
+  std::uint32_t column_ = 0;
+  std::uint32_t cell_row_ = 0;
+  std::uint32_t cell_column_ = 0;
+  std::uint32_t style_ = 0;
+  CellType type_ = CellType::kNumber;
+  std::string text_;
+  bool is_there_ = false;  // a cell that is not handed over yet
+  bool has_value_ = false;
+  bool is_inline_ = false;
+};
+
+}  // namespace
+
+bool ReadRelationships(ZipPackage& package, std::vector<Relationship>& relationships) {
+  return RelationshipsXml(relationships).Read(package);
+}
+
+bool XmlParts::ReadWorkbook(ZipPackage& package, WorkbookPart& workbook) {
+  WorkbookXml part(workbook);
+  const bool is_good = part.Read(package);
+  workbook.is_workbook = !part.has_other_root();
+  return is_good;
+}
+
+bool XmlParts::ReadStyles(ZipPackage& package, StyleTable& styles) {
+  return StylesXml(styles).Read(package);
+}
+
+bool XmlParts::ReadStrings(ZipPackage& package, SharedStrings& strings) {
+  return StringsXml(strings).Read(package);
+}
+
+bool XmlParts::ReadSheet(ZipPackage& package, Excel2007Cells& cells) {
+  return SheetXml(cells).Read(package);
+}
+
+}  // namespace nvimport

@@ -1,0 +1,78 @@
+#include "nvimport/formats/workbook/ExcelStream.h"
+
+#include <cstring>
+
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
+
+BaseStream::BaseStream(const char* path) : file_(path) {
+  if (file_.is_open())
+    Set(Status::kGood, file_.size());
+  else
+    Set(Status::kNoStorage, 0);
+}
+
+BaseStream::~BaseStream() = default;
+
+void BaseStream::Set(Status status, std::uint64_t size) {
+  status_ = status;
+  size_ = size;
+  capacity_ = std::clamp<std::uint64_t>(size, kSmallestWindow, kLargestWindow);
+  window_ = std::make_unique_for_overwrite<char[]>(capacity_ + 1);
+}
+
+void BaseStream::Seek(std::uint64_t position) {
+  if (position >= window_begin_ && position - window_begin_ <= have_) {
+    next_ = position - window_begin_;
+    return;
+  }
+  window_begin_ = position;
+  have_ = next_ = 0;
+  block_ = kFirstBlock;
+}
+
+char* BaseStream::PeekAcross(std::size_t count) {
+  have_ -= next_;
+  std::memmove(window_.get(), window_.get() + next_, have_);
+  window_begin_ += next_;
+  next_ = 0;
+  const std::size_t wanted = std::min(std::max(count - have_, block_), capacity_ - have_);
+  block_ = std::min(block_ * 2, capacity_);
+  const std::ptrdiff_t got = Fetch(window_begin_ + have_, {window_.get() + have_, wanted});
+  have_ += static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0));
+  return have_ >= count ? window_.get() : nullptr;
+}
+
+std::ptrdiff_t BaseStream::Fetch(std::uint64_t position, std::span<char> into) {
+  return file_.Seek(position) ? file_.Read(into) : -1;
+}
+
+ExcelStgStream::ExcelStgStream(const char* path, bool exact_names) {
+  Set(Status::kNoStorage, 0);
+  if (!compound_file_.Open(path)) return;
+  const auto elements = compound_file_.Elements(0);
+  if (!elements) return;
+  const auto find = [&](auto is_wanted) {
+    const auto found = std::ranges::find_if(*elements, [&](std::size_t element) {
+      return is_wanted(compound_file_.entries()[element].name);
+    });
+    if (stream_ == nullptr && found != elements->end()) stream_ = compound_file_.OpenStream(*found);
+  };
+  if (exact_names) {
+    find([](const std::string& name) { return name == "Workbook" || name == "Book"; });
+  } else {
+    for (const char* const wanted : {"Workbook", "Book"})
+      find([&](const std::string& name) { return EqualIgnoringCase(name, wanted); });
+  }
+  if (stream_ != nullptr)
+    Set(Status::kGood, stream_->size());
+  else
+    Set(Status::kNoStream, 0);
+}
+
+std::ptrdiff_t ExcelStgStream::Fetch(std::uint64_t position, std::span<char> into) {
+  return compound_file_.Read(*stream_, position, into);
+}
+
+}  // namespace nvimport

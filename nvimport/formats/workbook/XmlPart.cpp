@@ -1,0 +1,220 @@
+#include "nvimport/formats/workbook/XmlPart.h"
+
+#include <expat.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "nvimport/formats/workbook/ZipPackage.h"
+
+namespace nvimport {
+
+namespace {
+
+// The parser keeps what is open, and a tag until it ends.
+constexpr std::uint64_t kDeepest = 256;
+constexpr std::uint64_t kLongestTag = std::uint64_t{1} << 20;
+
+// What the parser takes follows what is open and the names that it has met, of which a part may
+// make up any number: so the parser has this much, and no more.
+constexpr std::size_t kMostMemory = std::size_t{16} << 20;
+
+class ParserMemory {
+ public:
+  static const XML_Memory_Handling_Suite& Functions() {
+    static constexpr XML_Memory_Handling_Suite kFunctions = {
+        [](std::size_t size) { return Change(nullptr, size); }, Change,
+        [](void* memory) { Free(memory); }};
+    return kFunctions;
+  }
+
+  // Whether more was wanted than there is, since the last call.
+  static bool TakeExceeded() { return std::exchange(is_exceeded_, false); }
+
+ private:
+  // Before what is handed out, its size.
+  static constexpr std::size_t kHead = alignof(std::max_align_t);
+
+  static std::size_t& SizeOf(void* memory) {
+    return *reinterpret_cast<std::size_t*>(static_cast<char*>(memory) - kHead);
+  }
+
+  // NOLINTBEGIN(cppcoreguidelines-owning-memory): C's functions, as the parser has them.
+  static void* Change(void* memory, std::size_t size) {
+    const std::size_t before = memory == nullptr ? 0 : SizeOf(memory);
+    if (size > kMostMemory || held_ - before + size > kMostMemory) {
+      is_exceeded_ = true;
+      return nullptr;
+    }
+    void* const begin = memory == nullptr ? nullptr : static_cast<char*>(memory) - kHead;
+    void* const changed = std::realloc(begin, kHead + size);
+    if (changed == nullptr) return nullptr;
+    held_ += size - before;
+    char* const given = static_cast<char*>(changed) + kHead;
+    SizeOf(given) = size;
+    return given;
+  }
+
+  static void Free(void* memory) {
+    if (memory == nullptr) return;
+    held_ -= SizeOf(memory);
+    std::free(static_cast<char*>(memory) - kHead);
+  }
+  // NOLINTEND(cppcoreguidelines-owning-memory)
+
+  static thread_local std::size_t held_;
+  static thread_local bool is_exceeded_;
+};
+
+thread_local std::size_t ParserMemory::held_ = 0;
+thread_local bool ParserMemory::is_exceeded_ = false;
+
+// What may be taken directly is not longer; and after so many tags in vain it is not tried again.
+constexpr std::size_t kDirectPiece = 2048;
+constexpr int kMostInVain = 256;
+
+// The bytes up to the end of the next tag, if that is what the next '>' is.
+std::size_t ToEndOfTag(std::span<const char> ahead) {
+  const void* const end = ahead.empty() ? nullptr : std::memchr(ahead.data(), '>', ahead.size());
+  if (end == nullptr) return ahead.size();
+  return static_cast<std::size_t>(static_cast<const char*>(end) - ahead.data()) + 1;
+}
+
+}  // namespace
+
+std::optional<std::string_view> XmlAttributes::Find(std::string_view name) const {
+  const bool any_prefix = name.starts_with("*:");
+  for (const char** pair = pairs_; *pair != nullptr; pair += 2) {
+    const std::string_view found = pair[0];
+    if (any_prefix ? found.ends_with(name.substr(1)) : found == name) return pair[1];
+  }
+  return std::nullopt;
+}
+
+// No exception passes through the parser: it waits until the parser has returned.
+struct XmlPart::Callbacks {
+  template <typename Body>
+  static void Guard(void* self, Body body) {
+    XmlPart& part = *static_cast<XmlPart*>(self);
+    if (part.is_stopped_) return;
+    try {
+      body(part);
+    } catch (...) {
+      part.thrown_ = std::current_exception();
+      part.is_stopped_ = true;
+    }
+    if (part.is_stopped_) XML_StopParser(part.parser_, XML_FALSE);
+  }
+
+  static void Start(void* self, const char* name, const char** attributes) {
+    Guard(self, [&](XmlPart& part) { part.OnStart(name, attributes); });
+  }
+  static void End(void* self, const char*) {
+    Guard(self, [](XmlPart& part) { part.OnEnd(); });
+  }
+  static void Text(void* self, const char* text, int size) {
+    const XmlPart& inside = *static_cast<XmlPart*>(self);
+    if (inside.skipped_ > 0 || inside.states_.empty()) return;
+    Guard(self, [&](XmlPart& part) {
+      part.Text(part.states_.back(), {text, static_cast<std::size_t>(size)});
+    });
+  }
+  static void Doctype(void* self, const char*, const char*, const char*, int) {
+    Guard(self, [](XmlPart& part) { part.Refuse(); });
+  }
+};
+
+bool XmlPart::Read(ZipPackage& package) {
+  const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
+      XML_ParserCreate_MM(nullptr, &ParserMemory::Functions(), nullptr), &XML_ParserFree);
+  if (!parser) throw std::bad_alloc();
+  parser_ = parser.get();
+  XML_SetUserData(parser_, this);
+  XML_SetElementHandler(parser_, Callbacks::Start, Callbacks::End);
+  XML_SetCharacterDataHandler(parser_, Callbacks::Text);
+  XML_SetStartDoctypeDeclHandler(parser_, Callbacks::Doctype);
+
+  std::uint64_t given = 0;
+  bool is_last = false;
+  while (!is_stopped_ && !is_last) {
+    if (is_offered_ && TakeDirectly(package, given) > 0) continue;
+    std::span<const char> ahead = package.Ahead(1);
+    is_last = ahead.empty();
+    // Behind a tag the rest may be taken directly.
+    if (is_offered_) ahead = ahead.first(ToEndOfTag(ahead));
+    const XML_Status status =
+        XML_Parse(parser_, ahead.data(), static_cast<int>(ahead.size()), is_last ? 1 : 0);
+    if (thrown_) std::rethrow_exception(thrown_);
+    if (is_stopped_) break;
+    if (XML_GetErrorCode(parser_) == XML_ERROR_NO_MEMORY && !ParserMemory::TakeExceeded())
+      throw std::bad_alloc();
+    given += ahead.size();
+    const auto parsed = static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_));
+    if (status != XML_STATUS_OK || given - parsed > kLongestTag) Refuse();
+    package.Skip(ahead.size());
+  }
+  return !is_refused_ && !package.failed();
+}
+
+// All that the parser was given is parsed, and ended in an element that counts.
+bool XmlPart::IsBetweenTags(std::uint64_t given) const {
+  const auto parsed = static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_)) +
+                      static_cast<std::uint64_t>(XML_GetCurrentByteCount(parser_));
+  return skipped_ == 0 && prefix_ == 0 && !states_.empty() && parsed == given;
+}
+
+std::size_t XmlPart::TakeDirectly(ZipPackage& package, std::uint64_t given) {
+  if (!IsBetweenTags(given)) return 0;
+  const std::span<const char> ahead = package.Ahead(kDirectPiece);
+  const std::size_t taken = TakeDirectly(states_.back(), {ahead.data(), ahead.size()});
+  package.Skip(taken);
+  in_vain_ = taken > 0 ? 0 : in_vain_ + 1;
+  if (in_vain_ > kMostInVain) is_offered_ = false;
+  return taken;
+}
+
+XmlPart::State XmlPart::Next(State parent, const char* name) const {
+  for (std::size_t i = 0; i < prefix_; ++i)
+    if (name[i] == '\0') return kNowhere;
+  for (const Step& step : steps_)
+    if (step.parent == parent && std::strcmp(step.name, name + prefix_) == 0) return step.state;
+  return kNowhere;
+}
+
+void XmlPart::OnStart(const char* name, const char** attributes) {
+  if (skipped_ + states_.size() >= kDeepest) return Refuse();
+  if (skipped_ > 0) {
+    ++skipped_;
+    return;
+  }
+  if (states_.empty()) {
+    const char* const colon = std::strchr(name, ':');
+    prefix_ = colon == nullptr ? 0 : static_cast<std::size_t>(colon - name) + 1;
+  }
+  const State state = Next(states_.empty() ? kNowhere : states_.back(), name);
+  if (state != kNowhere) {
+    states_.push_back(state);
+    Start(state, XmlAttributes(attributes));
+  } else if (states_.empty()) {
+    has_other_root_ = true;
+    Refuse();
+  } else {
+    ++skipped_;
+  }
+}
+
+void XmlPart::OnEnd() {
+  if (skipped_ > 0) {
+    --skipped_;
+    return;
+  }
+  const State state = states_.back();
+  states_.pop_back();
+  End(state);
+}
+
+}  // namespace nvimport

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+struct XML_ParserStruct;
+
+namespace nvimport {
+
+class ZipPackage;
+
+// The attributes of an element.
+class XmlAttributes {
+ public:
+  explicit XmlAttributes(const char** pairs) : pairs_(pairs) {}
+
+  // The value, none where there is no such attribute. A name without a prefix finds only one
+  // without, "*:id" one with any.
+  std::optional<std::string_view> Find(std::string_view name) const;
+
+  // Calls `take(letter, value)` for each whose name is one letter.
+  template <typename Take>
+  void ForEachLetter(Take take) const {
+    for (const char** pair = pairs_; *pair != nullptr; pair += 2)
+      if (pair[0][0] != '\0' && pair[0][1] == '\0') take(pair[0][0], std::string_view(pair[1]));
+  }
+
+ private:
+  const char** pairs_;
+};
+
+// Reads a part that is XML from its beginning to its end, in pieces. Of its elements only those
+// count that a subclass has names for; others are passed over with what they hold.
+//
+// An element is known by its way from the root: `states` tells what a name means within its parent.
+// The prefix of the root is that of all elements.
+class XmlPart {
+ public:
+  using State = unsigned char;
+  struct Step {
+    State parent;  // kNowhere for the root
+    const char* name;
+    State state;
+  };
+  static constexpr State kNowhere = 0;
+
+  // With `takes_directly` the subclass may take plain stretches itself.
+  explicit XmlPart(std::span<const Step> steps, bool takes_directly = false)
+      : steps_(steps), is_offered_(takes_directly) {}
+  XmlPart(const XmlPart&) = delete;
+  XmlPart& operator=(const XmlPart&) = delete;
+  virtual ~XmlPart() = default;
+
+  // Reads the part that the package has open. False when it is no XML, has another root, a DTD,
+  // or more depth or longer tags than a document needs; and when a subclass refused it.
+  bool Read(ZipPackage& package);
+
+  // The root was not one of those that there are names for.
+  bool has_other_root() const { return has_other_root_; }
+
+ protected:
+  virtual void Start(State state, XmlAttributes attributes) = 0;
+  virtual void End(State) {}
+  // A piece of the text of the innermost element.
+  virtual void Text(State, std::string_view) {}
+  // Of what lies ahead behind a tag, inside an element of `state` and no other, the bytes that the
+  // subclass takes by itself. Without them the part must be as well-formed as with them.
+  virtual std::size_t TakeDirectly(State, std::string_view) { return 0; }
+
+  // Reads no further: all that counts has come, or the part is not what it should be.
+  void Stop() { is_stopped_ = true; }
+  void Refuse() { is_stopped_ = is_refused_ = true; }
+
+ private:
+  struct Callbacks;
+  State Next(State parent, const char* name) const;
+  bool IsBetweenTags(std::uint64_t given) const;
+  std::size_t TakeDirectly(ZipPackage& package, std::uint64_t given);
+  void OnStart(const char* name, const char** attributes);
+  void OnEnd();
+
+  std::span<const Step> steps_;
+  std::vector<State> states_;  // of the elements that are open and count
+  std::uint64_t skipped_ = 0;  // open elements that don't count
+  std::size_t prefix_ = 0;
+  XML_ParserStruct* parser_ = nullptr;  // while reading
+  bool is_offered_;                     // to the subclass, as long as it takes some
+  int in_vain_ = 0;                     // tags parsed since TakeDirectly took something
+  bool is_stopped_ = false;
+  bool is_refused_ = false;
+  bool has_other_root_ = false;
+  std::exception_ptr thrown_;
+};
+
+}  // namespace nvimport

@@ -1,0 +1,261 @@
+// The directory stands at the end of the file (see APPNOTE.TXT of the format).
+//   end of the directory   PK 5 6   12 uint32 its size  16 uint32 its offset  20 uint16 comment
+//   zip64: its place       PK 6 7   20 bytes before the end; 8 uint64 offset of the zip64 end
+//   zip64: end             PK 6 6   40 uint64 size of the directory  48 uint64 its offset
+//   entry                  PK 1 2   8 uint16 flags  10 uint16 method  16 uint32 CRC-32
+//                          20 uint32 packed  24 uint32 unpacked  28, 30, 32 uint16 lengths of name,
+//                          extra fields, comment  42 uint32 offset of the header  46 name
+//   header                 PK 3 4   26, 28 uint16 lengths of name and extra fields  30 name
+//   extra field            0 uint16 id  2 uint16 size; id 1 has what did not fit 32 bits, as 64
+
+#include "nvimport/formats/workbook/ZipPackage.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <new>
+
+#include "nvimport/platform/BlockReader.h"
+#include "nvimport/platform/ByteReader.h"
+
+namespace nvimport {
+
+namespace {
+
+constexpr std::size_t kBlock = std::size_t{64} << 10;
+constexpr std::size_t kEndSize = 22;
+constexpr std::size_t kLocatorSize = 20;
+constexpr std::size_t kEnd64Size = 56;
+constexpr std::size_t kEntrySize = 46;
+constexpr std::size_t kHeaderSize = 30;
+constexpr std::uint32_t kElsewhere = 0xFFFFFFFF;
+constexpr std::uint16_t kEncrypted = 1;
+
+template <typename T>
+T Field(const char* record, std::size_t at) {
+  return LoadLittle<T>(record + at);
+}
+
+bool Begins(std::string_view text, std::string_view signature) {
+  return text.substr(0, signature.size()) == signature;
+}
+
+// The numbers of an entry that stand in its extra field, if they do.
+void TakeLongNumbers(std::string_view extra, std::initializer_list<std::uint64_t*> numbers) {
+  constexpr std::uint16_t kZip64 = 1;
+  constexpr std::size_t kHead = 4;
+  while (extra.size() >= kHead) {
+    const auto id = Field<std::uint16_t>(extra.data(), 0);
+    const std::size_t size =
+        std::min<std::size_t>(Field<std::uint16_t>(extra.data(), 2), extra.size() - kHead);
+    std::string_view field = extra.substr(kHead, size);
+    extra.remove_prefix(kHead + size);
+    if (id != kZip64) continue;
+    for (std::uint64_t* number : numbers) {
+      if (*number != kElsewhere || field.size() < sizeof *number) continue;
+      *number = Field<std::uint64_t>(field.data(), 0);
+      field.remove_prefix(sizeof *number);
+    }
+  }
+}
+
+}  // namespace
+
+// What is left of the open part, packed and unpacked.
+struct ZipPackage::Unpacker {
+  explicit Unpacker(const Place& place) : packed(place.packed), size(place.size), sum(place.sum) {}
+  Unpacker(const Unpacker&) = delete;
+  Unpacker& operator=(const Unpacker&) = delete;
+  ~Unpacker() {
+    if (is_deflated) inflateEnd(&stream);
+  }
+
+  void Inflate() {
+    if (inflateInit2(&stream, -MAX_WBITS) != Z_OK) throw std::bad_alloc();
+    is_deflated = true;
+  }
+
+  std::uint64_t position = 0;  // in the file
+  std::uint64_t packed;
+  std::uint64_t size;
+  std::uint32_t sum;
+  std::uint32_t sum_so_far = 0;
+  bool is_deflated = false;
+  z_stream stream{};
+  std::array<char, kBlock> input;
+};
+
+ZipPackage::ZipPackage() = default;
+
+ZipPackage::~ZipPackage() = default;
+
+bool ZipPackage::Open(const char* path) {
+  file_ = InputFile(path);
+  size_ = file_.is_open() ? file_.size() : 0;
+  buffer_.resize(kBlock);
+  std::uint64_t begin = 0;
+  std::uint64_t end = 0;
+  std::uint64_t base = 0;
+  return FindDirectory(begin, end, base) && ReadDirectory(begin, end, base);
+}
+
+std::string ZipPackage::KeyOf(std::string_view name) {
+  std::string key(name.substr(name.starts_with('/') ? 1 : 0));
+  for (char& c : key) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    if (c == '\\') c = '/';
+  }
+  return key;
+}
+
+bool ZipPackage::ReadAt(std::uint64_t position, std::span<char> into) {
+  return position <= size_ && file_.Seek(position) &&
+         file_.Read(into) == static_cast<std::ptrdiff_t>(into.size());
+}
+
+// An archive may stand behind something else, which moves all offsets by `base`.
+bool ZipPackage::FindDirectory(std::uint64_t& begin, std::uint64_t& end, std::uint64_t& base) {
+  constexpr std::size_t kLongestComment = 0xFFFF;
+  const auto tail_size =
+      static_cast<std::size_t>(std::min<std::uint64_t>(size_, kEndSize + kLongestComment));
+  std::vector<char> bytes(tail_size);
+  if (tail_size < kEndSize || !ReadAt(size_ - tail_size, bytes)) return false;
+  const std::string_view tail(bytes.data(), bytes.size());
+  const std::size_t at = tail.rfind("PK\5\6", tail_size - kEndSize);
+  if (at == std::string_view::npos) return false;
+  std::uint64_t length = Field<std::uint32_t>(&tail[at], 12);
+  std::uint64_t offset = Field<std::uint32_t>(&tail[at], 16);
+  end = size_ - tail_size + at;
+  if (at >= kLocatorSize && Begins(tail.substr(at - kLocatorSize), "PK\6\7")) {
+    const auto position = Field<std::uint64_t>(&tail[at - kLocatorSize], 8);
+    std::array<char, kEnd64Size> end64{};
+    if (!ReadAt(position, end64) || !Begins({end64.data(), 4}, "PK\6\6")) return false;
+    length = Field<std::uint64_t>(end64.data(), 40);
+    offset = Field<std::uint64_t>(end64.data(), 48);
+    end = position;
+  }
+  if (length > end || offset > end - length) return false;
+  begin = end - length;
+  base = begin - offset;
+  return true;
+}
+
+bool ZipPackage::ReadDirectory(std::uint64_t begin, std::uint64_t end, std::uint64_t base) {
+  BlockReader directory;
+  directory.Begin(file_, begin);
+  while (directory.position() < end) {
+    const auto head = directory.Ahead(kEntrySize);
+    if (head.size() < kEntrySize || !Begins({head.data(), 4}, "PK\1\2")) return false;
+    const std::size_t name_size = Field<std::uint16_t>(head.data(), 28);
+    const std::size_t extra_size = Field<std::uint16_t>(head.data(), 30);
+    const std::size_t comment_size = Field<std::uint16_t>(head.data(), 32);
+    const auto entry = directory.Ahead(kEntrySize + name_size + extra_size);
+    if (entry.size() < kEntrySize + name_size + extra_size) return false;
+    const char* const record = entry.data();
+    Place place{
+        Field<std::uint32_t>(record, 42), Field<std::uint32_t>(record, 20),
+        Field<std::uint32_t>(record, 24), Field<std::uint32_t>(record, 16),
+        Field<std::uint16_t>(record, 10), (Field<std::uint16_t>(record, 8) & kEncrypted) != 0};
+    TakeLongNumbers({record + kEntrySize + name_size, extra_size},
+                    {&place.size, &place.packed, &place.header});
+    place.header += base;
+    parts_.try_emplace(KeyOf({record + kEntrySize, name_size}), place);
+    directory.Skip(kEntrySize + name_size + extra_size + comment_size);
+  }
+  return !directory.failed();
+}
+
+bool ZipPackage::OpenPart(std::string_view name, std::uint64_t most) {
+  unpacker_.reset();
+  begin_ = end_ = 0;
+  failed_ = is_too_large_ = false;
+  part_size_ = 0;
+  const auto found = parts_.find(KeyOf(name));
+  if (found == parts_.end()) return false;
+  const Place& place = found->second;
+  part_size_ = place.size;
+  is_too_large_ = place.size > most;
+  const bool is_known =
+      place.method == Z_DEFLATED || (place.method == 0 && place.packed == place.size);
+  if (is_too_large_ || place.is_encrypted || !is_known) return false;
+  std::array<char, kHeaderSize> header{};
+  if (!ReadAt(place.header, header) || !Begins({header.data(), 4}, "PK\3\4")) return false;
+  unpacker_ = std::make_unique<Unpacker>(place);
+  unpacker_->position = place.header + kHeaderSize + Field<std::uint16_t>(header.data(), 26) +
+                        Field<std::uint16_t>(header.data(), 28);
+  if (place.method == Z_DEFLATED) unpacker_->Inflate();
+  return file_.Seek(unpacker_->position);
+}
+
+void ZipPackage::EndPart(bool is_good) {
+  failed_ = failed_ || !is_good;
+  unpacker_.reset();
+}
+
+void ZipPackage::Skip(std::uint64_t count) {
+  while (count > end_ - begin_) {
+    count -= end_ - begin_;
+    begin_ = end_;
+    Fill(1);
+    if (begin_ == end_) return;
+  }
+  begin_ += static_cast<std::size_t>(count);
+}
+
+void ZipPackage::Fill(std::size_t least) {
+  std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+  end_ -= begin_;
+  begin_ = 0;
+  least = std::min(least, kMostAhead);
+  while (unpacker_ && end_ < least) {
+    // As large as what has come, not as what may.
+    if (end_ == buffer_.size()) buffer_.resize(std::min(2 * buffer_.size(), kMostAhead));
+    end_ += Unpack(std::span(buffer_).subspan(end_));
+  }
+}
+
+// Ends the part where all that is stated has come, and where it is damaged.
+std::size_t ZipPackage::Unpack(std::span<char> into) {
+  Unpacker& part = *unpacker_;
+  z_stream& stream = part.stream;
+  into = into.first(static_cast<std::size_t>(std::min<std::uint64_t>(into.size(), part.size)));
+  if (stream.avail_in == 0 && part.packed > 0) {
+    const auto wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(part.input.size(), part.packed));
+    const std::ptrdiff_t got = file_.Read(std::span(part.input).first(wanted));
+    if (got <= 0) {
+      EndPart(false);
+      return 0;
+    }
+    stream.next_in = reinterpret_cast<Bytef*>(part.input.data());
+    stream.avail_in = static_cast<uInt>(got);
+    part.packed -= static_cast<std::uint64_t>(got);
+  }
+  std::size_t count = 0;
+  bool is_good = true;
+  bool is_last = false;
+  if (part.is_deflated) {
+    stream.next_out = reinterpret_cast<Bytef*>(into.data());
+    stream.avail_out = static_cast<uInt>(into.size());
+    const int status = inflate(&stream, Z_NO_FLUSH);
+    if (status == Z_MEM_ERROR) throw std::bad_alloc();
+    count = into.size() - stream.avail_out;
+    is_last = status == Z_STREAM_END || count == part.size;
+    is_good = status == Z_STREAM_END || status == Z_OK;
+  } else {
+    count = std::min<std::size_t>(into.size(), stream.avail_in);
+    if (count > 0) std::memcpy(into.data(), stream.next_in, count);
+    stream.next_in += count;
+    stream.avail_in -= static_cast<uInt>(count);
+    is_last = count == part.size;
+  }
+  part.size -= count;
+  part.sum_so_far = static_cast<std::uint32_t>(crc32(
+      part.sum_so_far, reinterpret_cast<const Bytef*>(into.data()), static_cast<uInt>(count)));
+  if (!is_good || is_last) EndPart(is_good && part.size == 0 && part.sum_so_far == part.sum);
+  return count;
+}
+
+}  // namespace nvimport

@@ -1,0 +1,231 @@
+#include "nvimport/framework/DLLFile.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "nvimport/framework/OpenFiles.h"
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/Progress.h"
+
+namespace nvimport {
+
+namespace {
+
+enum Status : int { kMissingFunction = 2048, kLibraryFailed = 2049, kNotOpened = 2050 };
+constexpr StatusText kTexts[] = {
+    {kMissingFunction, "The import dll is missing a function."},
+    {kNotOpened, "The file was not opened properly."},
+};
+static_assert(WellFormed(kTexts, 2048, 2050));
+
+// Calls back into C++ out of a library's C function, through which nothing may be thrown: an
+// exception is kept until that function has returned. From then on, or once stopped, nothing more
+// is done.
+class Callback {
+ public:
+  template <typename Work, typename Result>
+  Result Run(Result otherwise, Work work) {
+    if (stopped_) return otherwise;
+    try {
+      return work();
+    } catch (...) {
+      exception_ = std::current_exception();
+      stopped_ = true;
+      return otherwise;
+    }
+  }
+
+  void Stop() { stopped_ = true; }
+
+  void Rethrow() const {
+    if (exception_ != nullptr) std::rethrow_exception(exception_);
+  }
+
+ private:
+  std::exception_ptr exception_;
+  bool stopped_ = false;
+};
+
+struct ReadRecord : NvImportReadData {
+  ReadSpreadSheetData* sink;
+  Callback callback;
+  // Nobody else counts what a plug-in reads.
+  static constexpr unsigned kCellsPerPoll = 4096;
+  unsigned cells_until_poll = kCellsPerPoll;
+
+  explicit ReadRecord(ReadSpreadSheetData* target) : NvImportReadData{}, sink(target) {
+    set_number = [](NvImportReadData* data, int row, int column, float value) {
+      Self(data).Deliver(column, row, value);
+    };
+    set_text = [](NvImportReadData* data, int row, int column, const char* text) {
+      Self(data).Deliver(column, row, text);
+    };
+    set_size = [](NvImportReadData* data, int new_rows, int new_columns) {
+      ReadRecord& self = Self(data);
+      self.callback.Run(0, [&] {
+        self.sink->SetDataSize(new_columns, new_rows);
+        self.TakeSize();
+        return 0;
+      });
+    };
+    next_index = [](NvImportReadData* data, int previous) {
+      ReadRecord& self = Self(data);
+      return self.callback.Run(-1, [&] { return self.sink->GetNextIndex(previous); });
+    };
+    TakeSize();
+  }
+
+  template <typename Value>
+  void Deliver(int column, int row, Value value) {
+    // Apart, so that the usual cell pays for the count alone.
+    if (--cells_until_poll == 0) return PollAndDeliver(column, row, value);
+    callback.Run(0, [&] { return sink->Set(column, row, value), 0; });
+  }
+
+  template <typename Value>
+  [[gnu::noinline]] void PollAndDeliver(int column, int row, Value value) {
+    cells_until_poll = kCellsPerPoll;
+    if (!Progress::Poll()) callback.Stop();
+    callback.Run(0, [&] { return sink->Set(column, row, value), 0; });
+  }
+
+  void TakeSize() {
+    rows = sink->GetNumberOfRows();
+    columns = sink->GetNumberOfColumns();
+  }
+
+  static ReadRecord& Self(NvImportReadData* data) { return *static_cast<ReadRecord*>(data); }
+};
+
+struct WriteRecord : NvImportWriteData {
+  WriteSpreadSheetData* source;
+  Callback callback;
+
+  explicit WriteRecord(WriteSpreadSheetData* from) : NvImportWriteData{}, source(from) {
+    kind = [](NvImportWriteData* data, int row, int column) {
+      WriteRecord& self = Self(data);
+      return self.callback.Run('\0', [&] { return self.Kind(column, row); });
+    };
+    number = [](NvImportWriteData* data, int row, int column) {
+      WriteRecord& self = Self(data);
+      return self.callback.Run(0.0F, [&] { return self.source->GetNumber(column, row); });
+    };
+    text = [](NvImportWriteData* data, int row, int column) {
+      WriteRecord& self = Self(data);
+      return self.callback.Run(static_cast<const char*>(""),
+                               [&] { return self.source->GetText(column, row); });
+    };
+    flag = [](NvImportWriteData* data, int column, int row) {
+      WriteRecord& self = Self(data);
+      return self.callback.Run('\0',
+                               [&] { return self.source->CellFlag(column, row) ? '\1' : '\0'; });
+    };
+    rows = source->GetNumberOfRows();
+    columns = source->GetNumberOfColumns();
+  }
+
+  char Kind(int column, int row) {
+    if (source->IsNumber(column, row)) return static_cast<char>(CellKind::kNumber);
+    if (source->IsText(column, row)) return static_cast<char>(CellKind::kText);
+    return source->IsMissing(column, row) ? static_cast<char>(CellKind::kMissing) : '\0';
+  }
+
+  static WriteRecord& Self(NvImportWriteData* data) { return *static_cast<WriteRecord*>(data); }
+};
+
+}  // namespace
+
+DLLFile::DLLFile(decltype(&NvImportOpen) open, decltype(&NvImportClose) close,
+                 decltype(&NvImportGetLastError) get_last_error,
+                 decltype(&NvImportEstablishSize) establish_size, decltype(&NvImportRead) read,
+                 decltype(&NvImportWrite) write, decltype(&NvImportGetWarning) get_warning,
+                 bool can_read, bool can_write, int index)
+    : open_(open),
+      close_(close),
+      get_last_error_(get_last_error),
+      establish_size_(establish_size),
+      read_(read),
+      write_(write),
+      get_warning_(get_warning),
+      can_read_(can_read),
+      can_write_(can_write),
+      index_(index) {}
+
+DLLFile::~DLLFile() { CloseHandle(); }
+
+void DLLFile::CloseHandle() {
+  if (handle_ != 0 && close_ != nullptr) close_(index_, handle_);
+  handle_ = 0;
+  opened_ = false;
+}
+
+void DLLFile::Close() {
+  CloseHandle();
+  SpreadsheetFile::Close();
+}
+
+int DLLFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
+  if (status_ != kGood) return status_;
+  if (!read && !can_write_) return Fail(kWrongMode);
+  if (open_ == nullptr) return Fail(kMissingFunction);
+  CloseHandle();
+  size_established_ = false;
+  opened_ = open_(index_, path, read ? '\1' : '\0', &handle_, options) != 0;
+  return opened_ ? kGood : Fail(kLibraryFailed);
+}
+
+int DLLFile::EstablishSize() {
+  // Over the status of a failed open too: what is wrong with the call is that there is no file.
+  if (!opened_) return status_ = kNotOpened;
+  if (status_ != kGood) return status_;
+  if (establish_size_ == nullptr) return Fail(kMissingFunction);
+  int rows = -1;
+  int columns = -1;
+  if (establish_size_(index_, handle_, &rows, &columns) == 0 || rows < 0 || columns < 0)
+    return Fail(kLibraryFailed);
+  return SetSize(static_cast<std::uint64_t>(columns), static_cast<std::uint64_t>(rows));
+}
+
+int DLLFile::Read(ReadSpreadSheetData* sink) {
+  if (!opened_) return status_ = kNotOpened;
+  if (status_ != kGood) return status_;
+  if (read_ == nullptr) return Fail(kMissingFunction);
+  ReadRecord record(sink);
+  const bool done = read_(index_, handle_, &record) != 0;
+  record.callback.Rethrow();
+  return done ? kGood : Fail(kLibraryFailed);
+}
+
+int DLLFile::Write(WriteSpreadSheetData* source) {
+  if (!opened_) return status_ = kNotOpened;
+  if (status_ != kGood) return status_;
+  if (!can_write_) return Fail(kWrongMode);
+  if (write_ == nullptr) return Fail(kMissingFunction);
+  WriteRecord record(source);
+  const bool done = write_(index_, handle_, &record) != 0;
+  record.callback.Rethrow();
+  return done ? kGood : Fail(kLibraryFailed);
+}
+
+int DLLFile::GetServedStatus() const {
+  const int served = open_ == &NvImportOpen ? StatusOfOpenFile(handle_) : kGood;
+  return served != kGood ? served : status_;
+}
+
+void DLLFile::GetErrorMessage(char* buffer, unsigned int size) {
+  if (status_ != kLibraryFailed) {
+    if (!CopyText(kTexts, buffer, size)) SpreadsheetFile::GetErrorMessage(buffer, size);
+    return;
+  }
+  const char* text = get_last_error_ != nullptr ? get_last_error_(index_, handle_) : nullptr;
+  const StatusText own[] = {{kLibraryFailed, text != nullptr ? text : ""}};
+  CopyText(own, buffer, size);
+}
+
+const char* DLLFile::GetWarningMessage() {
+  return get_warning_ != nullptr && opened_ ? get_warning_(index_, handle_) : nullptr;
+}
+
+}  // namespace nvimport

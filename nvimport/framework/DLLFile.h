@@ -1,0 +1,53 @@
+#pragma once
+
+#include "nvimport/framework/NvImport.h"
+#include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+// One open file of a format that some library serves through the twelve functions.
+class NVIMPORT_API DLLFile : public SpreadsheetFile {
+ public:
+  // The functions may be null each; `index` is the format's number within its library, which must
+  // stay loaded as long as this object.
+  DLLFile(decltype(&NvImportOpen) open, decltype(&NvImportClose) close,
+          decltype(&NvImportGetLastError) get_last_error,
+          decltype(&NvImportEstablishSize) establish_size, decltype(&NvImportRead) read,
+          decltype(&NvImportWrite) write, decltype(&NvImportGetWarning) get_warning, bool can_read,
+          bool can_write, int index);
+  DLLFile(const DLLFile&) = delete;
+  DLLFile& operator=(const DLLFile&) = delete;
+  ~DLLFile() override;
+
+  void Close() override;
+  void GetErrorMessage(char* buffer, unsigned int size) override;
+  const char* GetWarningMessage() override;
+  int Open(bool read, const char* path, NvImportOpenOptions* options) override;
+  // An exception of the sink or the source leaves here, after the library's function has ended.
+  int Read(ReadSpreadSheetData* sink) override;
+  int Write(WriteSpreadSheetData* source) override;
+
+  // The status of the reader that this library itself serves, which its functions don't tell; else
+  // that of this object.
+  int GetServedStatus() const;
+
+ private:
+  int EstablishSize() override;
+  void CloseHandle();
+
+  decltype(&NvImportOpen) open_;
+  decltype(&NvImportClose) close_;
+  decltype(&NvImportGetLastError) get_last_error_;
+  decltype(&NvImportEstablishSize) establish_size_;
+  decltype(&NvImportRead) read_;
+  decltype(&NvImportWrite) write_;
+  decltype(&NvImportGetWarning) get_warning_;
+  bool can_read_;
+  bool can_write_;
+  int index_;
+  long handle_ = 0;  // also that of a failed open, which its error text and Close need
+  bool opened_ = false;
+};
+
+}  // namespace nvimport

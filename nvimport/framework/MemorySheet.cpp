@@ -1,0 +1,255 @@
+#include "nvimport/framework/MemorySheet.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <limits>
+
+namespace nvimport {
+
+namespace {
+
+constexpr std::size_t kLinesInChunk = 1024;
+constexpr std::size_t kArenaChunk = 64 * 1024;
+// A text this long gets a chunk to itself, so that little is lost at a chunk's end.
+constexpr std::size_t kLongText = 4 * 1024;
+
+constexpr bool HasOwnChunk(std::size_t length) { return length >= kLongText; }
+
+// Of a text that ends before the eighth byte, zeros behind it.
+std::size_t InlineLength(const char* bytes) {
+  std::uint64_t text = 0;
+  for (unsigned i = 0; i < 8; ++i)
+    text |= std::uint64_t{static_cast<unsigned char>(bytes[i])} << (8 * i);
+  return (71U - static_cast<unsigned>(std::countl_zero(text))) / 8;
+}
+
+// The block's rows above, the line's columns below.
+std::uint64_t BlockKey(unsigned column, unsigned row, unsigned line_bits, unsigned block_bits) {
+  return std::uint64_t{row >> block_bits} << 32 | column >> line_bits;
+}
+
+}  // namespace
+
+MemorySheet::~MemorySheet() = default;
+
+void MemorySheet::Clear() {
+  columns_ = rows_ = 0;
+  blocks_.clear();
+  cache_.fill({});
+  last_line_ = nullptr;
+  line_chunks_.clear();
+  lines_used_ = 0;
+  arena_.clear();
+  arena_used_ = SIZE_MAX;
+}
+
+MemorySheet::Line& MemorySheet::LineAt(std::uint32_t index) const {
+  return line_chunks_[(index - 1) / kLinesInChunk][(index - 1) % kLinesInChunk];
+}
+
+MemorySheet::Block& MemorySheet::BlockFor(std::uint64_t key) {
+  // Neighbouring columns lie in neighbouring entries, so a row's blocks stay found while the rows
+  // of a block are filled.
+  CachedBlock& cached = cache_[key % cache_.size()];
+  if (cached.key != key) cached = {key, &blocks_[key]};
+  return *cached.block;
+}
+
+MemorySheet::Slot& MemorySheet::SlotFor(int column, int row) {
+  columns_ = std::max(columns_, column);
+  const auto c = static_cast<unsigned>(column - 1);
+  const auto r = static_cast<unsigned>(row - 1);
+  if (last_line_ == nullptr || r != last_row_ || c >> kLineBits != last_group_) {
+    rows_ = std::max(rows_, row);
+    last_line_ = &LineFor(c, r);
+    last_row_ = r;
+    last_group_ = c >> kLineBits;
+  }
+  return last_line_->cells[c % (1U << kLineBits)];
+}
+
+MemorySheet::Line& MemorySheet::LineFor(unsigned column, unsigned row) {
+  Block& block = BlockFor(BlockKey(column, row, kLineBits, kBlockBits));
+  std::uint32_t& line = block.lines[row % block.lines.size()];
+  if (line == 0) {
+    if (lines_used_ % kLinesInChunk == 0)
+      line_chunks_.push_back(std::make_unique<Line[]>(kLinesInChunk));
+    line = ++lines_used_;
+  }
+  return LineAt(line);
+}
+
+const MemorySheet::Line* MemorySheet::FindLine(unsigned column, unsigned row) const {
+  const std::uint64_t key = BlockKey(column, row, kLineBits, kBlockBits);
+  const CachedBlock& cached = cache_[key % cache_.size()];
+  const Block* block = cached.block;
+  if (cached.key != key) {
+    const auto found = blocks_.find(key);
+    if (found == blocks_.end()) return nullptr;
+    block = &found->second;
+  }
+  const std::uint32_t line = block->lines[row % block->lines.size()];
+  return line != 0 ? &LineAt(line) : nullptr;
+}
+
+void MemorySheet::PutInArena(std::string_view text, Slot& slot) {
+  const std::size_t size = text.size() + 1;
+  std::uint32_t chunk = arena_chunk_;
+  std::size_t offset = arena_used_;
+  if (HasOwnChunk(text.size())) {
+    chunk = static_cast<std::uint32_t>(arena_.size());
+    arena_.push_back(std::make_unique_for_overwrite<char[]>(size));
+    offset = 0;
+  } else {
+    if (arena_used_ > kArenaChunk - size) {
+      arena_.push_back(std::make_unique_for_overwrite<char[]>(kArenaChunk));
+      arena_chunk_ = chunk = static_cast<std::uint32_t>(arena_.size() - 1);
+      arena_used_ = offset = 0;
+    }
+    arena_used_ += size;
+  }
+  char* copy = arena_[chunk].get() + offset;
+  std::memcpy(copy, text.data(), text.size());
+  copy[text.size()] = '\0';
+  const auto short_offset = static_cast<std::uint16_t>(offset);
+  std::memcpy(slot.bytes, &chunk, sizeof chunk);
+  std::memcpy(slot.bytes + sizeof chunk, &short_offset, sizeof short_offset);
+  slot.bytes[6] = static_cast<char>(std::min(text.size(), kLongest));
+  slot.bytes[7] = kInArena;
+}
+
+void MemorySheet::Set(int column, int row, const char* text) {
+  if (column < 1 || row < 1 || text == nullptr) return;
+  Slot& slot = SlotFor(column, row);
+  const std::size_t length = std::strlen(text);
+  if (length >= sizeof slot.bytes) return SetLongText({text, length}, slot);
+  Slot fresh{};
+  std::memcpy(fresh.bytes, text, length);
+  if (length == 0) fresh.bytes[7] = kEmptyText;
+  Replace(slot, fresh);
+}
+
+void MemorySheet::SetLongText(std::string_view text, Slot& slot) {
+  const std::size_t old_length = slot.bytes[7] == kInArena ? ArenaLength(slot) : 0;
+  if (old_length >= text.size() && HasOwnChunk(old_length) == HasOwnChunk(text.size())) {
+    // The text may be that very one.
+    char* place = ArenaText(slot);
+    std::memmove(place, text.data(), text.size());
+    place[text.size()] = '\0';
+    slot.bytes[6] = static_cast<char>(std::min(text.size(), kLongest));
+    return;
+  }
+  Slot fresh{};
+  PutInArena(text, fresh);
+  Replace(slot, fresh);
+}
+
+void MemorySheet::Replace(Slot& slot, const Slot& fresh) {
+  if (slot.bytes[7] == kInArena && HasOwnChunk(ArenaLength(slot))) arena_[ArenaChunk(slot)].reset();
+  slot = fresh;
+}
+
+std::uint32_t MemorySheet::ArenaChunk(const Slot& slot) {
+  std::uint32_t chunk = 0;
+  std::memcpy(&chunk, slot.bytes, sizeof chunk);
+  return chunk;
+}
+
+char* MemorySheet::ArenaText(const Slot& slot) const {
+  std::uint16_t offset = 0;
+  std::memcpy(&offset, slot.bytes + sizeof(std::uint32_t), sizeof offset);
+  return arena_[ArenaChunk(slot)].get() + offset;
+}
+
+std::size_t MemorySheet::ArenaLength(const Slot& slot) const {
+  const auto length = static_cast<unsigned char>(slot.bytes[6]);
+  return length < kLongest ? length : std::strlen(ArenaText(slot));
+}
+
+void MemorySheet::Set(int column, int row, float value) {
+  if (column < 1 || row < 1) return;
+  Slot fresh{{0, 0, 0, 0, 0, 0, 0, kFloat}};
+  std::memcpy(fresh.bytes, &value, sizeof value);
+  Replace(SlotFor(column, row), fresh);
+}
+
+void MemorySheet::SetDataSize(int columns, int rows) {
+  columns_ = std::max(columns_, columns);
+  rows_ = std::max(rows_, rows);
+}
+
+MemoryCell MemorySheet::CellIn(const Slot& slot) const {
+  MemoryCell cell;
+  switch (slot.bytes[7]) {
+    case kInline: {
+      const std::string_view text(slot.bytes, InlineLength(slot.bytes));
+      if (!text.empty()) cell = {CellKind::kText, 0, text};
+      break;
+    }
+    case kFloat:
+      cell.kind = CellKind::kNumber;
+      std::memcpy(&cell.number, slot.bytes, sizeof cell.number);
+      break;
+    case kEmptyText:
+      cell = {CellKind::kText, 0, ""};
+      break;
+    default:
+      cell = {CellKind::kText, 0, {ArenaText(slot), ArenaLength(slot)}};
+  }
+  return cell;
+}
+
+MemoryCell MemorySheet::GetCell(int column, int row) const {
+  if (column < 1 || row < 1 || column > columns_ || row > rows_) return {};
+  const auto c = static_cast<unsigned>(column - 1);
+  const Line* line = FindLine(c, static_cast<unsigned>(row - 1));
+  return line != nullptr ? CellIn(line->cells[c % (1U << kLineBits)]) : MemoryCell{};
+}
+
+void MemorySheet::GetCells(int column, int row, std::span<MemoryCell> cells) const {
+  std::ranges::fill(cells, MemoryCell{});
+  if (column < 1 || row < 1) return;
+  const auto first = static_cast<unsigned>(column - 1);
+  const Line* line = nullptr;
+  for (unsigned i = 0; i < cells.size(); ++i) {
+    const unsigned c = first + i;
+    const unsigned slot = c % (1U << kLineBits);
+    if (slot == 0 || i == 0) line = FindLine(c, static_cast<unsigned>(row - 1));
+    if (line != nullptr) cells[i] = CellIn(line->cells[slot]);
+  }
+}
+
+float MemorySheet::GetNumber(int column, int row) {
+  const MemoryCell cell = GetCell(column, row);
+  return cell.kind == CellKind::kNumber ? cell.number : std::numeric_limits<float>::quiet_NaN();
+}
+
+const char* MemorySheet::GetText(int column, int row) {
+  const MemoryCell cell = GetCell(column, row);
+  if (cell.kind == CellKind::kNumber) return FormatFloat(cell.number, number_text_).data();
+  return cell.kind == CellKind::kText ? cell.text.data() : "";
+}
+
+bool MemorySheet::CellFlag(int, int) { return false; }
+
+bool MemorySheet::IsNumber(int column, int row) {
+  return GetCell(column, row).kind == CellKind::kNumber;
+}
+
+bool MemorySheet::IsMissing(int column, int row) {
+  return GetCell(column, row).kind == CellKind::kMissing;
+}
+
+bool MemorySheet::IsText(int column, int row) {
+  return GetCell(column, row).kind == CellKind::kText;
+}
+
+std::optional<double> MemorySheet::AsNumber(int column, int row, char decimal_mark) const {
+  const MemoryCell cell = GetCell(column, row);
+  if (cell.kind == CellKind::kNumber) return cell.number;
+  if (cell.kind == CellKind::kText) return ParseNumber(cell.text, decimal_mark);
+  return std::nullopt;
+}
+
+}  // namespace nvimport

@@ -1,0 +1,127 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/Export.h"
+#include "nvimport/platform/NumberText.h"
+
+namespace nvimport {
+
+// A cell as MemorySheet shows it.
+struct MemoryCell {
+  CellKind kind = CellKind::kMissing;  // which of the two below counts, if any
+  float number = 0;                    // of a number cell
+  std::string_view text;               // NUL-terminated; valid until the sheet changes
+};
+
+// A sheet in memory, for hosts that have none of their own. It grows to whatever is set, in any
+// order, and its memory follows the cells that are set, never the highest index or an announced
+// size. A cell at an index below 1 is dropped.
+class NVIMPORT_API MemorySheet : public SpreadsheetData {
+ public:
+  MemorySheet() = default;
+  MemorySheet(const MemorySheet&) = delete;
+  MemorySheet& operator=(const MemorySheet&) = delete;
+  ~MemorySheet() override;
+
+  using ReadSpreadSheetData::Set;
+
+  // Stores a cell in the place of what was there. A text is copied; a null one is dropped.
+  void Set(int column, int row, const char* text) override;
+  void Set(int column, int row, float value) override;
+  // The extent becomes at least this.
+  void SetDataSize(int columns, int rows) override;
+
+  // The highest column and row that were set or announced.
+  int GetNumberOfColumns() override { return columns_; }
+  int GetNumberOfRows() override { return rows_; }
+
+  // The number of a number cell, else NaN.
+  float GetNumber(int column, int row) override;
+  // The text of a text cell, a number's shortest text (valid until the next call), else "".
+  const char* GetText(int column, int row) override;
+  bool CellFlag(int column, int row) override;
+  bool IsNumber(int column, int row) override;
+  bool IsMissing(int column, int row) override;
+  bool IsText(int column, int row) override;
+
+  // The cell, missing where nothing was set or nothing can be.
+  MemoryCell GetCell(int column, int row) const;
+
+  // The cells of a row from a column on, as many as there is room for.
+  void GetCells(int column, int row, std::span<MemoryCell> cells) const;
+
+  // The number that a cell holds or that its text reads as; see ParseNumber.
+  std::optional<double> AsNumber(int column, int row, char decimal_mark = '.') const;
+
+  // Back to an empty sheet.
+  void Clear();
+
+ private:
+  // Eight bytes a cell. Tag 0 is a text of up to seven bytes, which the tag itself ends; all zero
+  // is a missing cell, so that fresh memory holds nothing. A text in the arena: 32 bits of its
+  // chunk, 16 of its place there, and its length if a byte can hold it, else kLongest.
+  struct Slot {
+    char bytes[8];
+  };
+  enum Tag : char { kInline = 0, kFloat = 1, kInArena = 2, kEmptyText = 3 };
+  static constexpr std::size_t kLongest = 255;
+
+  // Slots are made eight columns of one row at a time, and found through blocks of rows.
+  static constexpr unsigned kLineBits = 3;
+  static constexpr unsigned kBlockBits = 5;
+  struct Line {
+    Slot cells[1U << kLineBits];
+  };
+  struct Block {
+    std::array<std::uint32_t, 1U << kBlockBits> lines{};  // index into the lines, from 1
+  };
+  struct CachedBlock {
+    std::uint64_t key = ~std::uint64_t{0};
+    Block* block = nullptr;
+  };
+
+  Slot& SlotFor(int column, int row);
+  Line& LineFor(unsigned column, unsigned row);
+  const Line* FindLine(unsigned column, unsigned row) const;
+  Line& LineAt(std::uint32_t index) const;
+  Block& BlockFor(std::uint64_t key);
+  MemoryCell CellIn(const Slot& slot) const;
+  // Takes a text of at least eight bytes, in the place of the slot's old one if it fits there.
+  void SetLongText(std::string_view text, Slot& slot);
+  // Releases what only the slot's old text needed.
+  void Replace(Slot& slot, const Slot& fresh);
+  static std::uint32_t ArenaChunk(const Slot& slot);
+  char* ArenaText(const Slot& slot) const;
+  std::size_t ArenaLength(const Slot& slot) const;
+  void PutInArena(std::string_view text, Slot& slot);
+
+  int columns_ = 0;
+  int rows_ = 0;
+  std::unordered_map<std::uint64_t, Block> blocks_;
+  std::array<CachedBlock, 64> cache_;
+  // The line of the last cell set: the next one is mostly its neighbour.
+  Line* last_line_ = nullptr;
+  unsigned last_row_ = 0;
+  unsigned last_group_ = 0;
+  std::vector<std::unique_ptr<Line[]>> line_chunks_;
+  std::uint32_t lines_used_ = 0;
+  std::vector<std::unique_ptr<char[]>> arena_;
+  std::uint32_t arena_chunk_ = 0;      // the one being filled
+  std::size_t arena_used_ = SIZE_MAX;  // of that chunk; none yet
+  FloatText number_text_{};
+};
+
+// The sheet of a preview.
+using SpreadsheetListView = MemorySheet;
+
+}  // namespace nvimport

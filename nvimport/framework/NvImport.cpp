@@ -1,0 +1,216 @@
+#include "nvimport/framework/NvImport.h"
+
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <map>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "nvimport/framework/DLLReadSpreadSheetData.h"
+#include "nvimport/framework/DLLWriteSpreadSheetData.h"
+#include "nvimport/framework/OpenFiles.h"
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/SpreadsheetFile.h"
+
+namespace nvimport {
+
+// Plug-ins for 32-bit hosts are built against these sizes.
+static_assert(sizeof(void*) != 4 || sizeof(NvImportReadData) == 28);
+static_assert(sizeof(void*) != 4 || sizeof(NvImportWriteData) == 24);
+static_assert(sizeof(void*) != 4 || sizeof(NvImportOpenOptions) == 8);
+
+namespace {
+
+constexpr unsigned kTextSize = 256;
+constexpr const char* kNoRecord = "There is no record of callbacks.";
+
+// The text of a failure that is no status: an exception caught at the edge, a misused function.
+struct FailureText {
+  char text[kTextSize] = "";
+
+  void Keep(const char* reason) {
+    std::strncpy(text, reason, kTextSize - 1);
+    text[kTextSize - 1] = '\0';
+  }
+};
+
+struct OpenFile {
+  std::unique_ptr<SpreadsheetFile> file;
+  FailureText failure;
+};
+
+// The open files by handle. A handle is the object's address; where a long can't hold one it is
+// the key alone that counts.
+std::map<long, OpenFile>& OpenFiles() {
+  static std::map<long, OpenFile> files;
+  return files;
+}
+
+OpenFile* Find(long handle) {
+  const auto found = OpenFiles().find(handle);
+  return found != OpenFiles().end() ? &found->second : nullptr;
+}
+
+long NewHandle(const SpreadsheetFile* file) {
+  if constexpr (sizeof(long) >= sizeof(void*)) {
+    return static_cast<long>(reinterpret_cast<std::intptr_t>(file));
+  } else {
+    static long last = 0;
+    return ++last;
+  }
+}
+
+// What there is to say where no handle could be made.
+FailureText no_handle_failure;
+
+// Runs `operation`, which tells success, and lets nothing out: an exception becomes a kept text.
+template <typename Operation>
+char Guard(FailureText& failure, Operation operation) {
+  try {
+    return operation() ? 1 : 0;
+  } catch (const std::bad_alloc&) {
+    failure.Keep("Out of memory.");
+  } catch (const std::exception& e) {
+    failure.Keep(e.what());
+  } catch (...) {
+    failure.Keep("An unforeseen error occurred.");
+  }
+  return 0;
+}
+
+template <typename Operation>
+char WithFile(long handle, Operation operation) {
+  OpenFile* open = Find(handle);
+  if (open == nullptr) return 0;
+  open->failure = {};
+  return Guard(open->failure, [&] { return operation(*open); });
+}
+
+bool Refuse(OpenFile& open, const char* reason) {
+  open.failure.Keep(reason);
+  return false;
+}
+
+}  // namespace
+
+int StatusOfOpenFile(long handle) {
+  const OpenFile* open = Find(handle);
+  return open != nullptr ? open->file->GetStatus() : kGood;
+}
+
+}  // namespace nvimport
+
+using namespace nvimport;
+
+void NvImportInitPackage() {}
+
+void NvImportReleasePackage() {}
+
+int NvImportSizeFileFormatsSupported() { return SprFileFactory::GetNumberOfFormats(); }
+
+NvImportFormatInfo* NvImportGetFileFormatInfo(int format) {
+  return SprFileFactory::GetFormat(format);
+}
+
+char NvImportIsCorrectFileType(int format, const char* path) {
+  int answer = 0;
+  Guard(no_handle_failure, [&] {
+    answer = path != nullptr ? SprFileFactory::TestFile(format, path) : 0;
+    return true;
+  });
+  return static_cast<char>(answer);
+}
+
+char NvImportOpen(int format, const char* path, char mode, long* handle,
+                  NvImportOpenOptions* options) {
+  if (handle == nullptr) return 0;
+  *handle = 0;
+  no_handle_failure = {};
+  OpenFile* open = nullptr;
+  Guard(no_handle_failure, [&] {
+    auto file = SprFileFactory::CreateReader(format);
+    if (file == nullptr) {
+      no_handle_failure.Keep("There is no such format.");
+      return false;
+    }
+    const long key = NewHandle(file.get());
+    open = &OpenFiles()[key];
+    open->file = std::move(file);
+    *handle = key;
+    return true;
+  });
+  if (open == nullptr) return 0;
+  return Guard(open->failure, [&] {
+    return open->file->Open(mode != 0, path != nullptr ? path : "", options) == kGood;
+  });
+}
+
+char NvImportEstablishSize(int, long handle, int* rows, int* columns) {
+  int found_rows = -1;
+  int found_columns = -1;
+  const char done = WithFile(handle, [&](OpenFile& open) {
+    found_rows = open.file->GetNumRows();
+    found_columns = open.file->GetNumCols();
+    return found_rows >= 0 && found_columns >= 0;
+  });
+  if (rows != nullptr) *rows = done != 0 ? found_rows : -1;
+  if (columns != nullptr) *columns = done != 0 ? found_columns : -1;
+  return done;
+}
+
+char NvImportRead(int, long handle, NvImportReadData* data) {
+  return WithFile(handle, [&](OpenFile& open) {
+    if (data == nullptr) return Refuse(open, kNoRecord);
+    DLLReadSpreadSheetData sink(data);
+    return open.file->Read(&sink) == kGood;
+  });
+}
+
+char NvImportWrite(int, long handle, NvImportWriteData* data) {
+  return WithFile(handle, [&](OpenFile& open) {
+    if (data == nullptr) return Refuse(open, kNoRecord);
+    DLLWriteSpreadSheetData source(data);
+    return open.file->Write(&source) == kGood;
+  });
+}
+
+void NvImportClose(int, long handle) {
+  WithFile(handle, [](OpenFile& open) {
+    open.file->Close();
+    return true;
+  });
+  OpenFiles().erase(handle);
+}
+
+const char* NvImportGetLastError(int, long handle) {
+  // Kept: one buffer for all handles, and one byte less than it holds.
+  static char text[kTextSize];
+  text[0] = '\0';
+  const OpenFile* open = Find(handle);
+  if (open != nullptr && open->file->GetStatus() != kGood) {
+    FailureText ignored;
+    Guard(ignored, [&] {
+      open->file->GetErrorMessage(text, kTextSize - 1);
+      return true;
+    });
+  } else {
+    // Handle 0 is what a failed NvImportOpen leaves when not even an object could be made.
+    const FailureText& failure = open != nullptr ? open->failure : no_handle_failure;
+    std::memcpy(text, failure.text, kTextSize - 1);
+    text[kTextSize - 2] = '\0';
+  }
+  return text;
+}
+
+const char* NvImportGetWarning(int, long handle) {
+  const OpenFile* open = Find(handle);
+  const char* warning = nullptr;
+  FailureText ignored;
+  Guard(ignored, [&] {
+    if (open != nullptr) warning = open->file->GetWarningMessage();
+    return true;
+  });
+  return warning;
+}

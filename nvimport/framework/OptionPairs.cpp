@@ -1,0 +1,88 @@
+#include "nvimport/framework/OptionPairs.h"
+
+#include <charconv>
+#include <span>
+#include <system_error>
+
+#include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/ByteWriter.h"
+
+namespace nvimport {
+
+std::optional<OptionPairs> OptionPairs::Parse(const NvImportOpenOptions* options) {
+  OptionPairs pairs;
+  if (options == nullptr || options->size == 0 || options->data == nullptr) return pairs;
+  if (options->size < 0) return std::nullopt;
+  ByteReader reader(
+      std::as_bytes(std::span(options->data, static_cast<std::size_t>(options->size))));
+  std::string_view text = reader.Text(reader.U32());
+  if (!reader.ok() || reader.remaining() != 0) return std::nullopt;
+  while (!text.empty()) {
+    const std::string_view pair = text.substr(0, text.find(';'));
+    text.remove_prefix(pair.size() < text.size() ? pair.size() + 1 : text.size());
+    if (pair.empty()) continue;
+    const std::size_t equals = pair.find('=');
+    if (equals == std::string_view::npos || equals == 0) return std::nullopt;
+    pairs.Set(pair.substr(0, equals), std::string(pair.substr(equals + 1)));
+  }
+  return pairs;
+}
+
+std::optional<std::vector<int>> OptionPairs::Numbers(std::string_view text) {
+  std::vector<int> numbers;
+  const char* next = text.data();
+  const char* const end = next + text.size();
+  while (true) {
+    int number = -1;
+    const auto [parsed, error] = std::from_chars(next, end, number);
+    if (error != std::errc{} || number < 0) return std::nullopt;
+    numbers.push_back(number);
+    if (parsed == end) return numbers;
+    if (*parsed != ',') return std::nullopt;
+    next = parsed + 1;
+  }
+}
+
+std::string OptionPairs::Join(const std::vector<int>& numbers) {
+  std::string text;
+  for (const int number : numbers) text += (text.empty() ? "" : ",") + std::to_string(number);
+  return text;
+}
+
+std::optional<std::string_view> OptionPairs::Find(std::string_view key) const {
+  for (const auto& [known, value] : pairs_)
+    if (known == key) return value;
+  return std::nullopt;
+}
+
+std::optional<RangeChoice> OptionPairs::FindRange(std::string_view key) const {
+  const auto text = Find(key);
+  if (!text) return RangeChoice{};
+  const auto numbers = Numbers(*text);
+  if (!numbers || numbers->size() != 2) return std::nullopt;
+  const RangeChoice range{numbers->front(), numbers->back()};
+  if (range.first < 1 || (range.last != 0 && range.last < range.first)) return std::nullopt;
+  return range;
+}
+
+void OptionPairs::Set(std::string_view key, std::string value) {
+  for (auto& [known, old] : pairs_)
+    if (known == key) {
+      old = std::move(value);
+      return;
+    }
+  pairs_.emplace_back(key, std::move(value));
+}
+
+std::vector<unsigned char> OptionPairs::Bytes() const {
+  std::string text;
+  for (const auto& [key, value] : pairs_) {
+    if (!text.empty()) text += ';';
+    text.append(key).append("=").append(value);
+  }
+  ByteWriter writer;
+  writer.WriteBinaryString(text);
+  return {writer.bytes().begin(), writer.bytes().end()};
+}
+
+}  // namespace nvimport

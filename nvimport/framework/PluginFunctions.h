@@ -1,0 +1,56 @@
+#pragma once
+
+#include <type_traits>
+
+#include "nvimport/framework/NvImport.h"
+#include "nvimport/platform/DynamicLibrary.h"
+
+namespace nvimport {
+
+// The twelve functions of one library. Those that it lacks are null.
+struct PluginFunctions {
+  decltype(&NvImportInitPackage) init_package = nullptr;
+  decltype(&NvImportReleasePackage) release_package = nullptr;
+  decltype(&NvImportSizeFileFormatsSupported) count_formats = nullptr;
+  decltype(&NvImportGetFileFormatInfo) get_info = nullptr;
+  decltype(&NvImportIsCorrectFileType) is_correct_type = nullptr;
+  decltype(&NvImportOpen) open = nullptr;
+  decltype(&NvImportEstablishSize) establish_size = nullptr;
+  decltype(&NvImportRead) read = nullptr;
+  decltype(&NvImportWrite) write = nullptr;
+  decltype(&NvImportClose) close = nullptr;
+  decltype(&NvImportGetLastError) get_last_error = nullptr;
+  decltype(&NvImportGetWarning) get_warning = nullptr;
+
+  // Those that `library` itself defines.
+  static PluginFunctions Of(const DynamicLibrary& library) {
+    PluginFunctions functions;
+    functions.ForEach([&](const char* name, auto& function) {
+      using Function = std::remove_pointer_t<std::remove_reference_t<decltype(function)>>;
+      function = library.Find<Function>(name);
+    });
+    return functions;
+  }
+
+  // Without these two a library serves no formats.
+  bool can_list() const { return count_formats != nullptr && get_info != nullptr; }
+
+  // Calls `visit` with the name and the pointer of each.
+  template <typename Visit>
+  void ForEach(Visit visit) {
+    visit("NvImportInitPackage", init_package);
+    visit("NvImportReleasePackage", release_package);
+    visit("NvImportSizeFileFormatsSupported", count_formats);
+    visit("NvImportGetFileFormatInfo", get_info);
+    visit("NvImportIsCorrectFileType", is_correct_type);
+    visit("NvImportOpen", open);
+    visit("NvImportEstablishSize", establish_size);
+    visit("NvImportRead", read);
+    visit("NvImportWrite", write);
+    visit("NvImportClose", close);
+    visit("NvImportGetLastError", get_last_error);
+    visit("NvImportGetWarning", get_warning);
+  }
+};
+
+}  // namespace nvimport

@@ -1,0 +1,27 @@
+#include "nvimport/framework/SpreadsheetData.h"
+
+#include <climits>
+
+namespace nvimport {
+
+SpreadSheetDataBase::~SpreadSheetDataBase() = default;
+
+void ReadSpreadSheetData::Set(int column, int row, int value) {
+  Set(column, row, static_cast<float>(value));
+}
+
+void ReadSpreadSheetData::Set(int column, int row, long long value) {
+  Set(column, row, static_cast<float>(value));
+}
+
+void ReadSpreadSheetData::Set(int column, int row, double value) {
+  Set(column, row, static_cast<float>(value));
+}
+
+int ReadSpreadSheetData::GetNextIndex(int previous) {
+  return previous == INT_MAX ? -1 : previous + 1;
+}
+
+int SpreadsheetData::SetTag(int value) { return tag_ = value; }
+
+}  // namespace nvimport

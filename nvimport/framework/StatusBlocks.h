@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+
+namespace nvimport {
+
+// Which status codes are whose. A new format takes a block that nobody has.
+struct StatusBlock {
+  const char* format;
+  int first;
+  int last;
+};
+
+inline constexpr StatusBlock kStatusBlocks[] = {
+    {"text and Tivon", 512, 516},  // Tivon is read by the text reader and shares its 512.
+    {"DIF", 768, 771},
+    {"NSAS", 1280, 1291},
+    {"Excel", 256, 264},
+    {"JCAMP-DX", 1536, 1567},
+    {"plug-in libraries", 2048, 2050},
+    {"Lotus 1-2-3", 2304, 2315},
+    {"Galactic SPC", 2560, 2569},
+    {"Brimrose", 2816, 2822},
+    {"CSV", 3072, 3075},
+    {"Excel 2007", 3328, 3335},
+};
+
+static_assert([] {
+  constexpr std::size_t kCount = sizeof kStatusBlocks / sizeof *kStatusBlocks;
+  for (std::size_t a = 0; a < kCount; ++a)
+    for (std::size_t b = a + 1; b < kCount; ++b)
+      if (kStatusBlocks[a].first <= kStatusBlocks[b].last &&
+          kStatusBlocks[b].first <= kStatusBlocks[a].last)
+        return false;
+  return true;
+}());
+
+}  // namespace nvimport

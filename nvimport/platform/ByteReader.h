@@ -1,0 +1,72 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string_view>
+
+namespace nvimport {
+
+// The little-endian number at `bytes`.
+template <typename T>
+T LoadLittle(const void* bytes) {
+  std::array<std::byte, sizeof(T)> value;
+  std::memcpy(value.data(), bytes, sizeof(T));
+  if constexpr (std::endian::native == std::endian::big) std::reverse(value.begin(), value.end());
+  return std::bit_cast<T>(value);
+}
+
+// A little-endian cursor over bytes that somebody else owns. It never reads outside them: a read
+// that does not fit yields zero and fails the cursor for good, so a run of fields is read plainly
+// and checked once with ok(). position() then still names the field that did not fit.
+class ByteReader {
+ public:
+  explicit ByteReader(std::span<const std::byte> bytes) : bytes_(bytes) {}
+
+  bool ok() const { return ok_; }
+  std::size_t position() const { return position_; }
+  std::size_t remaining() const { return bytes_.size() - position_; }
+
+  std::span<const std::byte> Bytes(std::size_t count) {
+    if (!ok_ || count > remaining()) {
+      ok_ = false;
+      return {};
+    }
+    const auto taken = bytes_.subspan(position_, count);
+    position_ += count;
+    return taken;
+  }
+
+  std::string_view Text(std::size_t count) {
+    const auto taken = Bytes(count);
+    return {reinterpret_cast<const char*>(taken.data()), taken.size()};
+  }
+
+  void Skip(std::size_t count) { Bytes(count); }
+
+  std::uint8_t U8() { return Number<std::uint8_t>(); }
+  std::uint16_t U16() { return Number<std::uint16_t>(); }
+  std::uint32_t U32() { return Number<std::uint32_t>(); }
+  int I8() { return static_cast<int>(U8() ^ 0x80U) - 0x80; }
+  std::int16_t I16() { return Number<std::int16_t>(); }
+  std::int32_t I32() { return Number<std::int32_t>(); }
+  float F32() { return Number<float>(); }
+  double F64() { return Number<double>(); }
+
+ private:
+  template <typename T>
+  T Number() {
+    const auto taken = Bytes(sizeof(T));
+    return taken.empty() ? T{} : LoadLittle<T>(taken.data());
+  }
+
+  std::span<const std::byte> bytes_;
+  std::size_t position_ = 0;
+  bool ok_ = true;
+};
+
+}  // namespace nvimport

@@ -1,0 +1,42 @@
+#include "nvimport/platform/Dialogs.h"
+
+#include <utility>
+
+#include "nvimport/platform/Progress.h"
+
+namespace nvimport {
+
+namespace {
+Dialogs* installed = nullptr;
+}  // namespace
+
+Dialogs::~Dialogs() = default;
+
+std::optional<std::size_t> Dialogs::SelectFileType(const FileTypeQuestion&) { return {}; }
+
+std::optional<TextImportChoice> Dialogs::ImportText(const TextImportQuestion&) { return {}; }
+
+std::optional<ItemsChoice> Dialogs::SelectItems(const ItemsQuestion&) { return {}; }
+
+std::optional<RangeChoice> Dialogs::SelectRange(const RangeQuestion&) { return {}; }
+
+std::optional<std::vector<std::string>> Dialogs::SortFiles(const std::vector<std::string>&) {
+  return {};
+}
+
+int Dialogs::ShowMessage(const MessageBoxQuestion&) { return MessageBoxQuestion::kOkAnswer; }
+
+void Dialogs::ShowDetails(const DetailMessage&) {}
+
+std::unique_ptr<Progress> Dialogs::ShowProgress(const std::string&) { return nullptr; }
+
+void Dialogs::ShowWaitCursor(bool) {}
+
+Dialogs& Dialogs::Current() {
+  static Dialogs nobody;
+  return installed != nullptr ? *installed : nobody;
+}
+
+Dialogs* Dialogs::Install(Dialogs* dialogs) { return std::exchange(installed, dialogs); }
+
+}  // namespace nvimport

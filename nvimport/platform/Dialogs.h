@@ -1,0 +1,146 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+class Progress;
+
+// A window of the host's GUI library, handed through to its dialogs.
+class CWnd;
+
+// A message box: its buttons and, added to them, its icon.
+struct MessageBoxQuestion {
+  static constexpr unsigned kOk = 0;              // one button
+  static constexpr unsigned kOkCancel = 1;        // two buttons
+  static constexpr unsigned kStop = 0x10;         // the icon of an error
+  static constexpr unsigned kExclamation = 0x30;  // of a warning
+  static constexpr unsigned kInformation = 0x40;  // of a message
+  // The button that ended it.
+  enum Answer : int { kOkAnswer = 1, kCancelAnswer = 2 };
+
+  CWnd* parent = nullptr;  // the window that it belongs to, if any
+  std::string text;        // what is asked or said
+  std::string title;       // of the box
+  unsigned type = kOk;     // buttons and icon
+};
+
+// A message with a detail that the user can unfold.
+struct DetailMessage {
+  CWnd* parent = nullptr;  // the window that it belongs to, if any
+  std::string text;        // what is said
+  std::string detail;      // what is unfolded
+  std::string title;       // of the box
+};
+
+// A choice among formats that are equally likely.
+struct FileTypeQuestion {
+  std::string title;               // of the dialog
+  std::string label;               // above the list
+  std::string prompt;              // what to do
+  std::vector<std::string> names;  // of the formats
+};
+
+// How a delimited text is split. An empty delimiter makes each line one field.
+struct TextImportChoice {
+  std::string delimiter = "\t";     // what stands between fields
+  bool ignore_consecutive = false;  // a run of delimiters is one
+};
+
+// The text import page: a delimiter, with a preview of what it gives.
+struct TextImportQuestion {
+  std::string title;         // of the dialog
+  std::string path;          // of the file
+  TextImportChoice current;  // to begin with
+  // The first rows and columns of the sheet under a choice, missing cells as empty texts.
+  std::function<std::vector<std::vector<std::string>>(const TextImportChoice& choice, int rows,
+                                                      int columns)>
+      preview;
+};
+
+// A choice of entries from a list.
+struct ItemsQuestion {
+  // What the entries are.
+  enum class Kind { kWorksheets, kBlocks, kFiles, kReference };
+
+  Kind kind = Kind::kWorksheets;     // what the entries are
+  std::string title;                 // of the dialog
+  std::string prompt;                // what to do
+  std::string heading;               // of the list's column
+  std::vector<std::string> items;    // the entries
+  std::vector<std::string> details;  // of each entry, such as its size; may be empty
+  bool only_one = false;             // else as many as the user likes
+  // How several entries become one sheet, and the choice to begin with; empty when that is no
+  // question.
+  std::vector<std::string> merge_choices;
+  std::size_t merge = 0;
+};
+
+// The answer to an ItemsQuestion.
+struct ItemsChoice {
+  std::vector<std::size_t> items;  // positions in the question's list, in the user's order
+  std::size_t merge = 0;           // position in merge_choices
+};
+
+// A range of points of a common x axis.
+struct RangeQuestion {
+  std::string title;   // of the dialog
+  std::string path;    // of the first file
+  double first_x = 0;  // in the file's own unit, as the two below
+  double last_x = 0;   // of the last point
+  double spacing = 0;  // from point to point
+  int points = 0;      // in all
+};
+
+// Points from 1; a last one of 0 means to the end.
+struct RangeChoice {
+  int first = 1;  // of the points taken
+  int last = 0;   // of the points taken
+
+  // Whether the point is taken.
+  bool Holds(int point) const { return point >= first && (last == 0 || point <= last); }
+  // The last of `count` points.
+  int LastOf(int count) const { return last == 0 ? count : std::min(last, count); }
+};
+
+// The one door to the user. A host installs its own; without one every question is answered
+// "cancelled". An operation that a host does not override is cancelled too.
+class NVIMPORT_API Dialogs {
+ public:
+  virtual ~Dialogs();
+
+  // The position chosen in `names`, or none when cancelled; likewise below.
+  virtual std::optional<std::size_t> SelectFileType(const FileTypeQuestion& question);
+  virtual std::optional<TextImportChoice> ImportText(const TextImportQuestion& question);
+  virtual std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question);
+  virtual std::optional<RangeChoice> SelectRange(const RangeQuestion& question);
+
+  // The files in the order that the user gives them.
+  virtual std::optional<std::vector<std::string>> SortFiles(const std::vector<std::string>& files);
+
+  // Shows a message and returns the MessageBoxQuestion::Answer; without a host it is OK.
+  virtual int ShowMessage(const MessageBoxQuestion& message);
+  virtual void ShowDetails(const DetailMessage& message);
+
+  // A progress window that is shown while the object lives, or null for none.
+  virtual std::unique_ptr<Progress> ShowProgress(const std::string& title);
+
+  // The wait cursor, on or off.
+  virtual void ShowWaitCursor(bool on);
+
+  // The dialogs installed, or ones that answer every question with "cancelled".
+  static Dialogs& Current();
+
+  // Makes `dialogs` the current ones (null for none) and returns those before, null for none.
+  static Dialogs* Install(Dialogs* dialogs);
+};
+
+}  // namespace nvimport

@@ -1,0 +1,9 @@
+#include "nvimport/platform/Exception.h"
+
+namespace nvimport {
+
+Exception::~Exception() = default;
+
+CancelException::~CancelException() = default;
+
+}  // namespace nvimport

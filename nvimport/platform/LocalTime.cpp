@@ -1,0 +1,15 @@
+#include "nvimport/platform/LocalTime.h"
+
+#include <ctime>
+
+namespace nvimport {
+
+std::optional<std::array<int, 6>> LocalTime(std::int64_t seconds) {
+  const std::time_t time{seconds};
+  std::tm local{};
+  if (::localtime_r(&time, &local) == nullptr) return std::nullopt;
+  return std::array{local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+                    local.tm_hour,        local.tm_min,     local.tm_sec};
+}
+
+}  // namespace nvimport

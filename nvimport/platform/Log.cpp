@@ -1,0 +1,48 @@
+#include "nvimport/platform/Log.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <utility>
+
+namespace nvimport {
+
+namespace {
+Log::Sink& Installed() {
+  static Log::Sink sink;
+  return sink;
+}
+
+// A line per entry, with the time in UTC; line breaks and other controls become blanks.
+void AppendToFile(const char* path, const LogEntry& entry) {
+  const std::time_t now = std::time(nullptr);
+  char time[32] = "";
+  if (std::tm parts{}; ::gmtime_r(&now, &parts) != nullptr)
+    std::strftime(time, sizeof time, "%Y-%m-%dT%H:%M:%SZ", &parts);
+  std::string line = std::string(time) + " " + std::to_string(entry.importance) + " " +
+                     entry.source + " " + entry.operation + ": " + entry.text;
+  for (char& c : line)
+    if (static_cast<unsigned char>(c) < ' ') c = ' ';
+  std::ofstream(path, std::ios::app) << line + "\n";
+}
+
+}  // namespace
+
+void Log::WriteMessage(std::string_view source, std::string_view operation, std::string_view text,
+                       int importance) {
+  const char* path = std::getenv("NVIMPORT_LOG");
+  if (!Installed() && path == nullptr) return;
+  const LogEntry entry{std::string(source), std::string(operation), std::string(text), importance};
+  if (Installed()) Installed()(entry);
+  if (path != nullptr && *path != '\0') AppendToFile(path, entry);
+}
+
+void Log::WriteCount(std::string_view source, std::uint64_t count, std::string_view one,
+                     std::string_view several) {
+  if (count == 0) return;
+  WriteNote(source, std::to_string(count) + " " + std::string(count == 1 ? one : several));
+}
+
+Log::Sink Log::Install(Sink sink) { return std::exchange(Installed(), std::move(sink)); }
+
+}  // namespace nvimport

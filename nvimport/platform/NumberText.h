@@ -1,0 +1,36 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+// Numbers as texts, whatever the locale.
+
+// The number that `text` is, all of it: a decimal number with optional sign, point and exponent,
+// blanks around it allowed. With decimal mark ',' the point is no part of a number. None for
+// anything else, "inf", "nan" and hexadecimal included, and for what a double can't hold.
+NVIMPORT_API std::optional<double> ParseNumber(std::string_view text, char decimal_mark = '.');
+
+// Room for the text of any float.
+using FloatText = std::array<char, 24>;
+
+// The shortest text that reads back to the same float, NUL-terminated in `buffer`.
+NVIMPORT_API std::string_view FormatFloat(float value, FloatText& buffer);
+
+// Writes `value` as C's "%g" does, digit for digit, with its NUL, and returns the end.
+NVIMPORT_API char* FormatGeneral(double value, FloatText& buffer, std::size_t at = 0);
+
+// Room for any time stamp.
+using TimeStampText = std::array<char, 80>;
+
+// Six numbers, each with at least two digits, the first with `first_width`, as
+// "2024-05-06 07:08:09" with `between` in place of the blank; NUL-terminated in `buffer`.
+const char* FormatTimeStamp(const std::array<int, 6>& numbers, int first_width, char between,
+                            TimeStampText& buffer);
+
+}  // namespace nvimport

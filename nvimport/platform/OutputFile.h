@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+// A file written through a buffer, replacing what was there. Writers don't report a full disk, so
+// the first failed write, flush or close of the process is remembered for whoever asked for the
+// file: see TakeFailure.
+class NVIMPORT_API OutputFile {
+ public:
+  OutputFile() = default;
+  explicit OutputFile(const char* path);
+  // Writes to an open descriptor, which is closed only if `owned`.
+  OutputFile(int descriptor, bool owned);
+  OutputFile(OutputFile&& other) noexcept;
+  OutputFile& operator=(OutputFile&& other) noexcept;
+  ~OutputFile() { Close(); }
+
+  bool is_open() const { return descriptor_ >= 0; }
+
+  void Write(std::string_view text) {
+    if (text.size() > kBufferSize - used_) return WriteAcross(text);
+    text.copy(buffer_.get() + used_, text.size());
+    used_ += text.size();
+  }
+
+  void Flush();
+
+  // Flushes and closes.
+  void Close();
+
+  // The system's words for the first failure since the last call ("No space left on device"),
+  // empty when there was none.
+  static std::string TakeFailure();
+
+ private:
+  static constexpr std::size_t kBufferSize = 256 * 1024;
+
+  void WriteAcross(std::string_view text);
+  void WriteOut(const char* bytes, std::size_t count);
+
+  int descriptor_ = -1;
+  bool owned_ = true;
+  std::unique_ptr<char[]> buffer_;
+  std::size_t used_ = kBufferSize;  // without a buffer every write goes the long way
+};
+
+}  // namespace nvimport

@@ -1,0 +1,40 @@
+#include "nvimport/platform/TemporaryFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+namespace nvimport {
+
+TemporaryFile::TemporaryFile() {
+  std::error_code none;
+  const std::filesystem::path folder = std::filesystem::temp_directory_path(none);
+  if (none) return;
+  std::string name = (folder / "tmpXXXXXX").string();
+  descriptor_ = ::mkostemp(name.data(), O_CLOEXEC);
+  if (descriptor_ >= 0) path_ = name;
+}
+
+TemporaryFile::~TemporaryFile() {
+  Remove();
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+bool TemporaryFile::Write(std::span<const char> bytes) {
+  while (!bytes.empty()) {
+    const ::ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
+    if (written < 0 && errno != EINTR) return false;
+    if (written > 0) bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+void TemporaryFile::Remove() {
+  if (!path_.empty()) ::unlink(path_.c_str());
+  path_.clear();
+}
+
+}  // namespace nvimport

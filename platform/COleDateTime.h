@@ -1,6 +1,0 @@
-#pragma once
-
-// A date and time as hosts keep it: days since 30 December 1899, the time of day as a fraction.
-struct COleDateTime {
-  double m_dt = 0;
-};

@@ -1,5 +1,0 @@
-#include "platform/Exception.h"
-
-Exception::~Exception() = default;
-
-CancelException::~CancelException() = default;
