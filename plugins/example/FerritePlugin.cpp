@@ -4,6 +4,8 @@
 //   4 uint32  points per scan  12 4 bytes unused    24 double  X step
 // The sheet has the X values in row 1 and a scan in each row below.
 
+#include <nvimport/framework/NvImport.h>
+
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -12,8 +14,6 @@
 #include <new>
 #include <string>
 #include <vector>
-
-#include "nvimport/framework/NvImport.h"
 
 namespace {
 

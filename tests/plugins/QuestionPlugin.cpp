@@ -9,7 +9,7 @@
 #include "nvimport/framework/NvImport.h"
 #include "nvimport/platform/Dialogs.h"
 
-namespace nvimport {
+using namespace nvimport;
 
 namespace {
 
@@ -114,5 +114,3 @@ const char* NvImportGetLastError(int, long handle) { return FromHandle(handle)->
 const char* NvImportGetWarning(int, long handle) {
   return FromHandle(handle)->warns ? "The file\nis old." : nullptr;
 }
-
-}  // namespace nvimport

@@ -4,11 +4,10 @@
  * A host in C has no dialogs: what a format would ask is said in the bytes of its open options
  * (docs/open-options.md). CHOICE is the delimiter of a text, or what spectra want to be told, such
  * as range=1,0 for all points. */
+#include <nvimport/framework/NvImport.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
-#include "nvimport/framework/NvImport.h"
 
 /* The record comes first, so that the callbacks find the rest behind it. */
 struct table {

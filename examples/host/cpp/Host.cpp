@@ -2,6 +2,11 @@
 // in the format that OUT's extension names (.txt, .dif). Questions are asked in the terminal, and
 // what the readers note goes to stderr.
 
+#include <nvimport/framework/ImportHelper.h>
+#include <nvimport/framework/SpreadsheetData.h>
+#include <nvimport/platform/Dialogs.h>
+#include <nvimport/platform/Log.h>
+
 #include <algorithm>
 #include <iostream>
 #include <map>
@@ -9,10 +14,7 @@
 #include <string>
 #include <utility>
 
-#include "nvimport/framework/ImportHelper.h"
-#include "nvimport/framework/SpreadsheetData.h"
-#include "nvimport/platform/Dialogs.h"
-#include "nvimport/platform/Log.h"
+using namespace nvimport;
 
 // The program's sheet: columns and rows count from 1, and a cell that was never set is missing.
 class Sheet : public SpreadsheetData {

@@ -16,6 +16,7 @@
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/framework/StoredValues.h"
+#include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/LocalTime.h"
 #include "nvimport/platform/NumberText.h"
@@ -96,6 +97,10 @@ bool BrimroseFile::IsBrimroseFile(const char* path) {
                                           header->ObservationSize();
 }
 
+BrimroseFile::BrimroseFile() : reader_(std::make_unique<BlockReader>()) {}
+
+BrimroseFile::~BrimroseFile() = default;
+
 NvImportOpenOptions* BrimroseFile::GetImportOptions(RangeChoice rows, RangeChoice columns) {
   OptionPairs pairs;
   pairs.Set("rows", OptionPairs::Join({rows.first, rows.last}));
@@ -152,8 +157,8 @@ int BrimroseFile::Read(ReadSpreadSheetData* sink) {
   const int first = std::max(rows_.first, 2);
   const int last = rows_.LastOf(num_rows_);
   file_size_ = file_.size();
-  reader_.Begin(file_,
-                kHeaderSize + static_cast<std::uint64_t>(first - 2) * header_.ObservationSize());
+  reader_->Begin(file_,
+                 kHeaderSize + static_cast<std::uint64_t>(first - 2) * header_.ObservationSize());
   for (int row = first; row <= last; ++row)
     if (MakeDataRow(*sink, row) != kGood) return status_;
   return kGood;
@@ -175,11 +180,11 @@ void BrimroseFile::MakeNameRow(ReadSpreadSheetData& sink) const {
 }
 
 int BrimroseFile::MakeDataRow(ReadSpreadSheetData& sink, int row) {
-  const std::uint64_t begin = reader_.position();
+  const std::uint64_t begin = reader_->position();
   const std::uint64_t end = begin + header_.ObservationSize();
   if (std::min(begin + kSubHeaderSize, end) > file_size_) return Fail(kSubHeaderCut);
   if (end > file_size_) return Fail(kDataCut);
-  const auto bytes = reader_.Ahead(kValues);
+  const auto bytes = reader_->Ahead(kValues);
   if (bytes.size() < kValues) return Fail(kSubHeaderCut);
   if (columns_.Holds(1)) sink.Set(1, row, row - 1);
   if (columns_.Holds(2)) {
@@ -191,10 +196,10 @@ int BrimroseFile::MakeDataRow(ReadSpreadSheetData& sink, int row) {
   const int from = std::max(columns_.first, kFirstPointColumn);
   const int to = columns_.LastOf(num_cols_);
   if (from <= to) {
-    reader_.Skip(kValues + static_cast<std::uint64_t>(from - kFirstPointColumn) * sizeof(float));
-    if (!SetStoredFloats(reader_, sink, from, row, to - from + 1)) return Fail(kDataCut);
+    reader_->Skip(kValues + static_cast<std::uint64_t>(from - kFirstPointColumn) * sizeof(float));
+    if (!SetStoredFloats(*reader_, sink, from, row, to - from + 1)) return Fail(kDataCut);
   }
-  reader_.Skip(end - reader_.position());
+  reader_->Skip(end - reader_->position());
   return kGood;
 }
 

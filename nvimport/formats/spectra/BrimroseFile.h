@@ -1,21 +1,26 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
-#include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
 
 namespace nvimport {
 
+class BlockReader;
+
 // Brimrose near-infrared spectra: names in row 1, then an observation a row, with its sequence
 // number, its local time and its values from column 3 on.
 class NVIMPORT_API BrimroseFile : public SpreadsheetFile {
  public:
+  BrimroseFile();
+  ~BrimroseFile() override;
+
   // True when the file's header makes sense in every field and its length is what the header says.
   // A true answer silences every other format, so nothing less will do.
   static bool IsBrimroseFile(const char* path);
@@ -53,7 +58,7 @@ class NVIMPORT_API BrimroseFile : public SpreadsheetFile {
   RangeChoice rows_;
   RangeChoice columns_;
   InputFile file_;
-  BlockReader reader_;
+  std::unique_ptr<BlockReader> reader_;
   std::uint64_t file_size_ = 0;
   Header header_;
 };

@@ -30,6 +30,7 @@
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/framework/StoredValues.h"
+#include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/Log.h"
@@ -131,6 +132,11 @@ double Scale(int exponent, int bits) {
 }
 
 }  // namespace
+
+GalacticSPCFile::GalacticSPCFile(GalacticSPCRules rules)
+    : rules_(rules), reader_(std::make_unique<BlockReader>()) {}
+
+GalacticSPCFile::~GalacticSPCFile() = default;
 
 NvImportOpenOptions* GalacticSPCFile::GetImportOptions(RangeChoice range,
                                                        const std::vector<int>& files,
@@ -286,15 +292,15 @@ int GalacticSPCFile::ReadXArray(const Header& header, InputFile& file) {
   if (header.has_x_array) {
     const auto count = static_cast<std::size_t>(header.points);
     if (header.size < header.data) return Fail(kCutShort);
-    reader_.Begin(file, kNewHeaderSize);
+    reader_->Begin(file, kNewHeaderSize);
     x.reserve(count);
     while (x.size() < count) {
-      const auto bytes = reader_.Ahead(sizeof(float));
+      const auto bytes = reader_->Ahead(sizeof(float));
       const std::size_t values = std::min(bytes.size() / sizeof(float), count - x.size());
       if (values == 0) return Fail(kCutShort);
       for (std::size_t i = 0; i < values; ++i)
         x.push_back(Load<float>(bytes.data() + i * sizeof(float), header.swaps_bytes));
-      reader_.Skip(values * sizeof(float));
+      reader_->Skip(values * sizeof(float));
     }
   }
   if (&header == files_.data()) {
@@ -307,15 +313,15 @@ int GalacticSPCFile::ReadXArray(const Header& header, InputFile& file) {
 
 // Adds the x values of the whole sub-files; reading fails at the others.
 int GalacticSPCFile::AddOwnX(const Header& header, InputFile& file) {
-  reader_.Begin(file, header.data);
+  reader_->Begin(file, header.data);
   std::vector<float> x;
   for (int number = 0; number < header.sub_files; ++number) {
-    const auto bytes = reader_.Ahead(kSubHeaderSize);
+    const auto bytes = reader_->Ahead(kSubHeaderSize);
     if (bytes.size() < kSubHeaderSize) break;
     const auto [exponent, points] = ReadSubHeaderInfo(header, bytes);
-    reader_.Skip(kSubHeaderSize);
+    reader_->Skip(kSubHeaderSize);
     if (!ReadOwnX(header, points, x)) break;
-    reader_.Skip(static_cast<std::uint64_t>(points) * ValueSize(header.is_16_bit, exponent));
+    reader_->Skip(static_cast<std::uint64_t>(points) * ValueSize(header.is_16_bit, exponent));
     std::ranges::sort(x, IsBefore);
     int equal = 0;
     for (std::size_t i = 0; i < x.size(); ++i) {
@@ -331,15 +337,15 @@ bool GalacticSPCFile::ReadOwnX(const Header& header, int points, std::vector<flo
   if (points < 0) return false;
   const auto count = static_cast<std::size_t>(points);
   // The y values take two bytes at least.
-  if (reader_.position() + std::uint64_t{count} * 6 > header.size) return false;
+  if (reader_->position() + std::uint64_t{count} * 6 > header.size) return false;
   x.reserve(count);
   while (x.size() < count) {
-    const auto bytes = reader_.Ahead(sizeof(float));
+    const auto bytes = reader_->Ahead(sizeof(float));
     const std::size_t values = std::min(bytes.size() / sizeof(float), count - x.size());
     if (values == 0) return false;
     for (std::size_t i = 0; i < values; ++i)
       x.push_back(Load<float>(bytes.data() + i * sizeof(float), header.swaps_bytes));
-    reader_.Skip(values * sizeof(float));
+    reader_->Skip(values * sizeof(float));
   }
   return true;
 }
@@ -540,7 +546,7 @@ int GalacticSPCFile::Read(ReadSpreadSheetData* sink) {
 int GalacticSPCFile::ReadSpectra(const Header& header, ReadSpreadSheetData& sink, int& row) {
   InputFile file(header.path.c_str());
   if (!file.is_open()) return Fail(kNoFile);
-  reader_.Begin(file, header.data);
+  reader_->Begin(file, header.data);
   // Only whole sub-files are delivered.
   const std::uint64_t size = file.size();
   std::uint64_t position = header.data;
@@ -550,10 +556,10 @@ int GalacticSPCFile::ReadSpectra(const Header& header, ReadSpreadSheetData& sink
     int points = header.points;
     if (!header.is_old || number > 1) {
       position += kSubHeaderSize;
-      const auto bytes = reader_.Ahead(kSubHeaderSize);
+      const auto bytes = reader_->Ahead(kSubHeaderSize);
       if (position > size || bytes.size() < kSubHeaderSize) return Fail(kCutShort);
       std::tie(exponent, points) = ReadSubHeaderInfo(header, bytes);
-      reader_.Skip(kSubHeaderSize);
+      reader_->Skip(kSubHeaderSize);
     }
     if (header.has_own_x) {
       if (!ReadOwnX(header, points, own_x)) return Fail(kCutShort);
@@ -615,18 +621,18 @@ bool GalacticSPCFile::DeliverPoints(const Header& header, ReadSpreadSheetData& s
     for (const int column : own_columns_) {
       const int point = column - first_index();
       const int wanted = point >= 0 && point < interval_size() ? 1 : 0;
-      if (!SetStoredValues<Stored>(reader_, sink, kFirstPointColumn + point, row, wanted, convert))
+      if (!SetStoredValues<Stored>(*reader_, sink, kFirstPointColumn + point, row, wanted, convert))
         return false;
-      if (wanted == 0) reader_.Skip(sizeof(Stored));
+      if (wanted == 0) reader_->Skip(sizeof(Stored));
     }
     return true;
   }
   const int before = std::min(first_index(), header.points);
   const int wanted = std::min(interval_size(), header.points - before);
-  reader_.Skip(static_cast<std::uint64_t>(before) * sizeof(Stored));
-  if (!SetStoredValues<Stored>(reader_, sink, kFirstPointColumn, row, wanted, convert))
+  reader_->Skip(static_cast<std::uint64_t>(before) * sizeof(Stored));
+  if (!SetStoredValues<Stored>(*reader_, sink, kFirstPointColumn, row, wanted, convert))
     return false;
-  reader_.Skip(static_cast<std::uint64_t>(header.points - before - wanted) * sizeof(Stored));
+  reader_->Skip(static_cast<std::uint64_t>(header.points - before - wanted) * sizeof(Stored));
   return true;
 }
 

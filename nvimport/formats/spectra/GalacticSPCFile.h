@@ -3,6 +3,7 @@
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -12,12 +13,13 @@
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/framework/USDBase.h"
-#include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Export.h"
 
 namespace nvimport {
 
+class BlockReader;
+class InputFile;
 class OptionPairs;
 
 // Habits that repeat imports of old exactly. Each costs what its line says.
@@ -37,7 +39,8 @@ struct GalacticSPCRules {
 class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
  public:
   // A reader with some of the kept rules of reading, at first with all.
-  explicit GalacticSPCFile(GalacticSPCRules rules = {}) : rules_(rules) {}
+  explicit GalacticSPCFile(GalacticSPCRules rules = {});
+  ~GalacticSPCFile() override;
 
   // Options that import the points of `range`, of the files at these positions of the selection
   // (from 1, none for all); the names of points as texts; the x values in a row of their own. The
@@ -133,7 +136,7 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
   bool text_names_ = false;
   bool include_x_row_ = false;
   std::vector<unsigned char> choices_;
-  BlockReader reader_;
+  std::unique_ptr<BlockReader> reader_;
 };
 
 class NVIMPORT_API GalacticSPCFileFactory final : public SprFileFactory {

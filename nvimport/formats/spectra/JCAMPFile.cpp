@@ -6,6 +6,7 @@
 #include <span>
 #include <utility>
 
+#include "nvimport/formats/spectra/JCAMPBlocks.h"
 #include "nvimport/formats/spectra/JCAMPDate.h"
 #include "nvimport/formats/spectra/JCAMPLines.h"
 #include "nvimport/formats/spectra/JCAMPStatus.h"
@@ -84,6 +85,14 @@ constexpr double kLeastOffered = 64;
 
 }  // namespace
 
+JCAMPFile::JCAMPFile(JCAMPRules rules) : rules_(rules), blocks_(JCAMPBlocks(rules)) {}
+
+JCAMPFile::JCAMPFile(const JCAMPFile& other) = default;
+
+JCAMPFile& JCAMPFile::operator=(const JCAMPFile& other) = default;
+
+JCAMPFile::~JCAMPFile() = default;
+
 NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& options) {
   OptionPairs pairs;
   if (!options.blocks.empty()) pairs.Set("blocks", OptionPairs::Join(options.blocks));
@@ -102,14 +111,14 @@ int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   for (const std::string& file : files_) {
     JCAMPLines lines(file.c_str(), LongestLine());
     if (!lines.is_open()) return Fail(kNoFile);
-    if (const int status = blocks_.CheckFile(lines))
+    if (const int status = blocks_->CheckFile(lines))
       return FailAt(status, static_cast<int>(&file - files_.data()), lines.line());
   }
-  for (std::size_t i = 0; i < blocks_.size(); ++i)
-    if (blocks_.IsOffered(i)) offered_.push_back(i);
+  for (std::size_t i = 0; i < blocks_->size(); ++i)
+    if (blocks_->IsOffered(i)) offered_.push_back(i);
   // What only some rules find stands behind what all find, whose numbers are the same.
-  for (std::size_t i = 0; i < blocks_.size(); ++i)
-    if (blocks_.IsOfferedBesides(i)) offered_.push_back(i);
+  for (std::size_t i = 0; i < blocks_->size(); ++i)
+    if (blocks_->IsOfferedBesides(i)) offered_.push_back(i);
   if (!rules_.npoints_is_right && CountPoints() != kGood) return status_;
   CheckPages();
   return SetOptions(options);
@@ -117,7 +126,7 @@ int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
 
 void JCAMPFile::Close() {
   files_.clear();
-  blocks_.Clear();
+  blocks_->Clear();
   offered_.clear();
   several_files_ = false;
   current_block_ = kNone;
@@ -172,7 +181,8 @@ int JCAMPFile::ChooseBlocks(const OptionPairs& given, OptionPairs& choices) {
     }
   } else if (count == 1) {
     positions = {0};
-  } else if (count > kMostOffered && blocks_.bytes() / static_cast<double>(count) < kLeastOffered) {
+  } else if (count > kMostOffered &&
+             blocks_->bytes() / static_cast<double>(count) < kLeastOffered) {
     Log::WriteNote(kSource, std::to_string(count) +
                                 " blocks with next to nothing in them are too many to choose from; "
                                 "the option blocks takes their numbers");
@@ -197,8 +207,8 @@ int JCAMPFile::ChooseBlocks(const OptionPairs& given, OptionPairs& choices) {
 }
 
 void JCAMPFile::Select(const std::vector<std::size_t>& positions) {
-  for (std::size_t i = 0; i < blocks_.size(); ++i) blocks_.Select(i, false);
-  for (const std::size_t position : positions) blocks_.Select(offered_[position], true);
+  for (std::size_t i = 0; i < blocks_->size(); ++i) blocks_->Select(i, false);
+  for (const std::size_t position : positions) blocks_->Select(offered_[position], true);
   const std::vector<std::size_t> selected = Selected();
   current_block_ = selected.empty() ? kNone : selected.front();
   union_x_.clear();
@@ -267,7 +277,7 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
   } else {
     return kGood;
   }
-  if (chosen == kNone || !blocks_.IsSelected(chosen) || Problem(FirstGood(chosen)) != kGood)
+  if (chosen == kNone || !blocks_->IsSelected(chosen) || Problem(FirstGood(chosen)) != kGood)
     return Fail(kIllegalSeries);
   reference_ = chosen;
   reference_data_ = FirstGood(chosen);
@@ -279,14 +289,14 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
 std::vector<std::size_t> JCAMPFile::Selected() const {
   std::vector<std::size_t> selected;
   for (const std::size_t i : offered_)
-    if (blocks_.IsSelected(i)) selected.push_back(i);
+    if (blocks_->IsSelected(i)) selected.push_back(i);
   return selected;
 }
 
 std::vector<JCAMPFile::Series> JCAMPFile::SelectedSeries(LeftOut* left_out) const {
   std::vector<Series> selected;
   for (const std::size_t block : Selected())
-    for (std::size_t page = 0; page < blocks_.Pages(block); ++page) {
+    for (std::size_t page = 0; page < blocks_->Pages(block); ++page) {
       const Series series{static_cast<std::uint32_t>(block), static_cast<std::uint32_t>(page)};
       const int problem = LeavesOutBadBlocks() ? Problem(Get(series)) : kGood;
       if (problem == kGood)
@@ -316,20 +326,20 @@ std::string JCAMPFile::FilePrefix(const JCAMPData& block) const {
 }
 
 std::string JCAMPFile::Entry(const JCAMPData& block) const {
-  return FilePrefix(block) + blocks_.Text(block.data_type) + ", 1x" + std::to_string(block.points) +
-         " obs, " + blocks_.Text(block.title);
+  return FilePrefix(block) + blocks_->Text(block.data_type) + ", 1x" +
+         std::to_string(block.points) + " obs, " + blocks_->Text(block.title);
 }
 
 void JCAMPFile::GetTitle(char* title) const {
   const std::string_view text =
-      current_block_ != kNone ? blocks_.Text(Block(current_block_).title) : "";
+      current_block_ != kNone ? blocks_->Text(Block(current_block_).title) : "";
   constexpr std::size_t kMost = 255;
   title[text.copy(title, kMost)] = '\0';
 }
 
 const char* JCAMPFile::GetDateCreated(COleDateTime& date) const {
   if (current_block_ == kNone) return "";
-  const char* text = blocks_.Text(Block(current_block_).date);
+  const char* text = blocks_->Text(Block(current_block_).date);
   const auto parsed = ParseJCAMPDate(text);
   if (!parsed) return "";
   date = *parsed;

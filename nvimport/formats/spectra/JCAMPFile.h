@@ -7,15 +7,18 @@
 #include <string_view>
 #include <vector>
 
-#include "nvimport/formats/spectra/JCAMPBlocks.h"
+#include "nvimport/formats/spectra/JCAMPData.h"
+#include "nvimport/formats/spectra/JCAMPRules.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/Boxed.h"
 #include "nvimport/platform/COleDateTime.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Export.h"
 
 namespace nvimport {
 
+class JCAMPBlocks;
 class JCAMPLines;
 class OptionPairs;
 
@@ -32,7 +35,10 @@ struct JCAMPImportOptions {
 class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
  public:
   // A reader with some of the kept rules of reading, at first with all.
-  explicit JCAMPFile(JCAMPRules rules = {}) : rules_(rules), blocks_(rules) {}
+  explicit JCAMPFile(JCAMPRules rules = {});
+  JCAMPFile(const JCAMPFile& other);
+  JCAMPFile& operator=(const JCAMPFile& other);
+  ~JCAMPFile() override;
 
   // Options that make Open ask nothing. The caller frees them with
   // SpreadsheetOpenOptions::FreeOpenOptions and deletes the record.
@@ -109,8 +115,8 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   int CountPoints();
   void CheckPages();
 
-  JCAMPData Block(std::size_t block) const { return blocks_.Get(block, 0); }
-  JCAMPData Get(Series series) const { return blocks_.Get(series.block, series.page); }
+  JCAMPData Block(std::size_t block) const;
+  JCAMPData Get(Series series) const;
   // The first page of a block that can be read, if any can.
   JCAMPData FirstGood(std::size_t block) const;
   std::string RowLabel(Series series) const;
@@ -146,7 +152,7 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
 
   JCAMPRules rules_;
   std::vector<std::string> files_;
-  JCAMPBlocks blocks_;
+  Boxed<JCAMPBlocks> blocks_;
   std::vector<std::size_t> offered_;  // positions of those that can be chosen
   bool several_files_ = false;
   std::size_t current_block_ = kNone;

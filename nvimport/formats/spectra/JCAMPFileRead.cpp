@@ -12,6 +12,7 @@
 #include <tuple>
 #include <utility>
 
+#include "nvimport/formats/spectra/JCAMPBlocks.h"
 #include "nvimport/formats/spectra/JCAMPFile.h"
 #include "nvimport/formats/spectra/JCAMPLines.h"
 #include "nvimport/formats/spectra/JCAMPStatus.h"
@@ -141,7 +142,7 @@ bool JCAMPFile::SameX(const JCAMPData& a, const JCAMPData& b) {
 
 int JCAMPFile::EstablishSize() {
   if (status_ != kGood) return status_;
-  if (blocks_.size() == 0) return Fail(kReadFailed);
+  if (blocks_->size() == 0) return Fail(kReadFailed);
   const std::vector<std::size_t> blocks = Selected();
   if (blocks.empty()) return Fail(offered_.empty() ? kNoData : kNoneSelected);
   const std::vector<Series> selected = SelectedSeries();
@@ -164,7 +165,8 @@ int JCAMPFile::EstablishSize() {
   auto columns = static_cast<std::uint64_t>(points);
   if (reference_ != kNone) {
     columns = static_cast<std::uint64_t>(reference_data_.points);
-    if (static_cast<double>(columns) * static_cast<double>(selected.size()) > blocks_.most_points())
+    if (static_cast<double>(columns) * static_cast<double>(selected.size()) >
+        blocks_->most_points())
       return Fail(kNoSize);
   }
   if (unites_x_) {
@@ -184,7 +186,7 @@ int JCAMPFile::UniteX(const std::vector<Series>& selected) {
   constexpr double kBytesPerPair = 6;
   double announced = 0;
   for (const Series series : selected) announced += Get(series).points;
-  if (announced > kMostUnbacked + blocks_.bytes() / kBytesPerPair) return Fail(kNoSize);
+  if (announced > kMostUnbacked + blocks_->bytes() / kBytesPerPair) return Fail(kNoSize);
   std::vector<std::pair<double, int>> all;  // with its number among equal ones of its block
   all.reserve(static_cast<std::size_t>(announced));
   BlockFile file(*this);
@@ -347,8 +349,8 @@ int JCAMPFile::ReadBlock(Series series, int row, bool names_points, BlockFile& f
 
 std::string JCAMPFile::RowLabel(Series series) const {
   const JCAMPData block = Get(series);
-  const std::string page = blocks_.PageName(series.block, series.page);
-  const std::string label = FilePrefix(block) + blocks_.Text(block.title);
+  const std::string page = blocks_->PageName(series.block, series.page);
+  const std::string label = FilePrefix(block) + blocks_->Text(block.title);
   if (page.empty()) return label.empty() ? "Y" : label;
   return label.empty() ? page : label + ", " + page;
 }
@@ -359,7 +361,7 @@ int JCAMPFile::EndBlock(int status, const JCAMPData& block, const JCAMPLines& li
     return FailAt(status, block.file, lines.line());
   line_ = lines.line();
   if (!only_sizes_)
-    Log::WriteNote(kSource, "block \"" + std::string(blocks_.Text(block.title)) +
+    Log::WriteNote(kSource, "block \"" + std::string(blocks_->Text(block.title)) +
                                 "\" was not delivered from line " + std::to_string(line_) +
                                 " on: " + MessageOf(status));
   return kGood;
@@ -380,10 +382,10 @@ int JCAMPFile::CountPoints() {
   BlockFile file(*this);
   only_sizes_ = true;
   for (const std::size_t block : offered_)
-    for (std::size_t page = 0; page < blocks_.Pages(block); ++page) {
-      JCAMPData data = blocks_.Get(block, page);
+    for (std::size_t page = 0; page < blocks_->Pages(block); ++page) {
+      JCAMPData data = blocks_->Get(block, page);
       if (data.points > 0) continue;
-      data.points = static_cast<int>(std::clamp<double>(blocks_.points_left(), 0, INT_MAX));
+      data.points = static_cast<int>(std::clamp<double>(blocks_->points_left(), 0, INT_MAX));
       if (Problem(data) != kGood) continue;
       JCAMPLines* lines = file.Open(data);
       if (lines == nullptr) return Fail(kNoFile);
@@ -396,7 +398,7 @@ int JCAMPFile::CountPoints() {
         ReadPeakTable(data, *lines, pairs);
         points = static_cast<int>(std::min<std::size_t>(pairs.size(), INT_MAX));
       }
-      blocks_.SetPoints(block, page, points);
+      blocks_->SetPoints(block, page, points);
     }
   only_sizes_ = false;
   return kGood;
@@ -405,20 +407,24 @@ int JCAMPFile::CountPoints() {
 // Of several pages those are read that have the axis of the first that can be.
 void JCAMPFile::CheckPages() {
   for (const std::size_t block : offered_) {
-    if (blocks_.Pages(block) == 1) continue;
+    if (blocks_->Pages(block) == 1) continue;
     const JCAMPData first = FirstGood(block);
-    for (std::size_t page = 0; page < blocks_.Pages(block); ++page) {
-      const JCAMPData data = blocks_.Get(block, page);
+    for (std::size_t page = 0; page < blocks_->Pages(block); ++page) {
+      const JCAMPData data = blocks_->Get(block, page);
       if (data.form == JCAMPForm::kOrdinates && first.form == data.form &&
           data.points != first.points)
-        blocks_.LeaveOutPage(block, page);
+        blocks_->LeaveOutPage(block, page);
     }
   }
 }
 
+JCAMPData JCAMPFile::Block(std::size_t block) const { return blocks_->Get(block, 0); }
+
+JCAMPData JCAMPFile::Get(Series series) const { return blocks_->Get(series.block, series.page); }
+
 JCAMPData JCAMPFile::FirstGood(std::size_t block) const {
-  for (std::size_t page = 0; page < blocks_.Pages(block); ++page) {
-    const JCAMPData data = blocks_.Get(block, page);
+  for (std::size_t page = 0; page < blocks_->Pages(block); ++page) {
+    const JCAMPData data = blocks_->Get(block, page);
     if (Problem(data) == kGood) return data;
   }
   return Block(block);

@@ -19,6 +19,7 @@
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/framework/StoredValues.h"
+#include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/NumberText.h"
@@ -92,6 +93,13 @@ std::uint64_t WholeBlocks(std::uint64_t bytes) {
 
 }  // namespace
 
+NsasFile::NsasFile(NsasRules rules)
+    : rules_(rules),
+      da_reader_(std::make_unique<BlockReader>()),
+      cn_reader_(std::make_unique<BlockReader>()) {}
+
+NsasFile::~NsasFile() = default;
+
 NvImportOpenOptions* NsasFile::GetImportOptions(RangeChoice columns) {
   OptionPairs pairs;
   pairs.Set("columns", OptionPairs::Join({columns.first, columns.last}));
@@ -145,7 +153,7 @@ NsasFile::Name NsasFile::GetHeaderChar(std::span<const char> bytes, std::size_t 
 }
 
 int NsasFile::ReadDaHeader(Header& header) {
-  const auto bytes = da_reader_.Ahead(kBlockSize);
+  const auto bytes = da_reader_->Ahead(kBlockSize);
   if (bytes.size() < kHeaderSize) return kHeaderCut;
   header.model = GetHeaderInt(bytes, 0);
   header.number = GetHeaderInt(bytes, 2);
@@ -164,7 +172,7 @@ int NsasFile::ReadDaHeader(Header& header) {
   else if (header.step != first_record_->step || header.constituents != first_record_->constituents)
     return kHeadersDiffer;
   if (bytes.size() < kBlockSize) return kHeaderFillerCut;
-  da_reader_.Skip(kBlockSize);
+  da_reader_->Skip(kBlockSize);
   return kGood;
 }
 
@@ -172,7 +180,7 @@ int NsasFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (!da_.is_open()) return Fail(kNotOpenForReading);
   da_size_ = da_.size();
-  da_reader_.Begin(da_, 0);
+  da_reader_->Begin(da_, 0);
   first_record_.reset();
   is_damaged_ = false;
   double last = 0;
@@ -188,13 +196,13 @@ int NsasFile::EstablishSize() {
     first_ = records == 0 ? header.first : std::min(first_, header.first);
     const bool ends_sheet = (last_here < last) == rules_.ends_with_shortest_spectrum;
     if (records == 0 || ends_sheet) last = last_here;
-    da_reader_.Skip(WholeBlocks(ValueBytes(header.points)));
-    if (da_reader_.position() > da_size_) {
+    da_reader_->Skip(WholeBlocks(ValueBytes(header.points)));
+    if (da_reader_->position() > da_size_) {
       if (rules_.damage_refuses_files) return Fail(kDataCut);
       is_damaged_ = true;
     }
     ++records;
-  } while (da_reader_.position() < da_size_);
+  } while (da_reader_->position() < da_size_);
   leaves_out_cn_ = !rules_.constituents_fit && cn_.is_open() && !CnFits(records);
   if (leaves_out_cn_) cn_.Close();
   const double points = std::round((last - first_) / first_record_->step) + 1;
@@ -218,7 +226,7 @@ int NsasFile::OpenCn() {
   if (!CnFits(static_cast<std::uint64_t>(num_rows_ - kRowsBeforeSpectra))) return Fail(kCnSize);
   // A block has no room for more.
   if (first_record_->constituents > kMostConstituents) return Fail(kCnValuesCut);
-  cn_reader_.Begin(cn_, 0);
+  cn_reader_->Begin(cn_, 0);
   return kGood;
 }
 
@@ -228,7 +236,7 @@ int NsasFile::Read(ReadSpreadSheetData* sink) {
   if (MakeNameRow(*sink) != kGood) return status_;
   MakeInfoRow(*sink);
   da_size_ = da_.size();
-  da_reader_.Begin(da_, 0);
+  da_reader_->Begin(da_, 0);
   left_out_ = 0;
   for (int row = kRowsBeforeSpectra + 1; row <= num_rows_; ++row)
     if (MakeValueRow(*sink, row) != kGood) return status_;
@@ -272,7 +280,7 @@ int NsasFile::ReadCnHeader(ReadSpreadSheetData& sink) {
   constexpr std::size_t kSize = kCnHeaderBlocks * kBlockSize;
   std::span<const char> bytes;
   if (has_constituent_names_) {
-    bytes = cn_reader_.Ahead(kSize);
+    bytes = cn_reader_->Ahead(kSize);
     if (bytes.size() < kSize) return Fail(kCnNamesCut);
   }
   for (int i = 0; i < first_record_->constituents; ++i) {
@@ -281,7 +289,7 @@ int NsasFile::ReadCnHeader(ReadSpreadSheetData& sink) {
                           : Name{};
     SetCell(sink, kFirstPointColumn + points_ + i, 1, name.data());
   }
-  if (has_constituent_names_) cn_reader_.Skip(kSize);
+  if (has_constituent_names_) cn_reader_->Skip(kSize);
   return kGood;
 }
 
@@ -293,7 +301,7 @@ void NsasFile::MakeInfoRow(ReadSpreadSheetData& sink) const {
 int NsasFile::MakeValueRow(ReadSpreadSheetData& sink, int row) {
   Header header;
   if (const int status = ReadDaHeader(header)) return Fail(status);
-  const std::uint64_t data = da_reader_.position();
+  const std::uint64_t data = da_reader_->position();
   if (data + ValueBytes(header.points) > da_size_) {
     if (!is_damaged_) return Fail(kDataCut);
     header.points = static_cast<int>((da_size_ - std::min(data, da_size_)) / sizeof(float));
@@ -304,8 +312,8 @@ int NsasFile::MakeValueRow(ReadSpreadSheetData& sink, int row) {
   SetCell(sink, 3, row, header.name.data());
   SetCell(sink, 4, row, FormatTimeStamp(header.time, 2, ' ', time));
   if (ReadSpectraValues(header, sink, row) != kGood) return status_;
-  da_reader_.Skip(data + WholeBlocks(ValueBytes(header.points)) - da_reader_.position());
-  if (da_reader_.position() > da_size_ && !is_damaged_) return Fail(kDataFillerCut);
+  da_reader_->Skip(data + WholeBlocks(ValueBytes(header.points)) - da_reader_->position());
+  if (da_reader_->position() > da_size_ && !is_damaged_) return Fail(kDataFillerCut);
   return cn_.is_open() ? ReadConstituensValues(sink, row) : kGood;
 }
 
@@ -327,20 +335,20 @@ int NsasFile::ReadSpectraValues(const Header& header, ReadSpreadSheetData& sink,
   const int to = columns_.LastOf(kFirstPointColumn + end - 1);
   if (from > to) return kGood;
   const int before = from - kFirstPointColumn - static_cast<int>(std::lround(offset));
-  da_reader_.Skip(ValueBytes(before));
-  if (!SetStoredFloats(da_reader_, sink, from, row, to - from + 1)) return Fail(kDataCut);
+  da_reader_->Skip(ValueBytes(before));
+  if (!SetStoredFloats(*da_reader_, sink, from, row, to - from + 1)) return Fail(kDataCut);
   return kGood;
 }
 
 int NsasFile::ReadConstituensValues(ReadSpreadSheetData& sink, int row) {
   const int constituents = first_record_->constituents;
-  const auto bytes = cn_reader_.Ahead(kBlockSize);
+  const auto bytes = cn_reader_->Ahead(kBlockSize);
   if (bytes.size() < ValueBytes(constituents)) return Fail(kCnValuesCut);
   for (int i = 0; i < constituents; ++i)
     SetCell(sink, kFirstPointColumn + points_ + i, row,
             LoadLittle<float>(bytes.data() + ValueBytes(i)));
   if (bytes.size() < kBlockSize) return Fail(kCnFillerCut);
-  cn_reader_.Skip(kBlockSize);
+  cn_reader_->Skip(kBlockSize);
   return kGood;
 }
 

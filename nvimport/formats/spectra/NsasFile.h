@@ -4,17 +4,19 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
-#include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
 
 namespace nvimport {
+
+class BlockReader;
 
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct NsasRules {
@@ -35,7 +37,8 @@ struct NsasRules {
 class NVIMPORT_API NsasFile : public SpreadsheetFile {
  public:
   // A reader with some of the kept rules of reading, at first with all.
-  explicit NsasFile(NsasRules rules = {}) : rules_(rules) {}
+  explicit NsasFile(NsasRules rules = {});
+  ~NsasFile() override;
 
   // Options that import these columns of the sheet. The caller frees them with
   // SpreadsheetOpenOptions::FreeOpenOptions and deletes the record.
@@ -85,8 +88,8 @@ class NVIMPORT_API NsasFile : public SpreadsheetFile {
   RangeChoice columns_;
   InputFile da_;
   InputFile cn_;
-  BlockReader da_reader_;
-  BlockReader cn_reader_;
+  std::unique_ptr<BlockReader> da_reader_;
+  std::unique_ptr<BlockReader> cn_reader_;
   std::uint64_t da_size_ = 0;
   bool has_constituent_names_ = false;
   std::optional<Header> first_record_;

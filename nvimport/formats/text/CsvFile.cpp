@@ -10,6 +10,7 @@
 #include "nvimport/formats/text/CellReader.h"
 #include "nvimport/formats/text/CsvGuess.h"
 #include "nvimport/formats/text/CsvScanner.h"
+#include "nvimport/formats/text/TextInput.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
 
@@ -81,6 +82,10 @@ DelimiterLine FindDelimiterLine(std::string_view head) {
 
 }  // namespace
 
+CsvFile::CsvFile() : input_(std::make_unique<TextInput>()) {}
+
+CsvFile::~CsvFile() = default;
+
 NvImportOpenOptions* CsvFile::GetImportOptions(const std::string& delimiter,
                                                const std::string& quote, bool header) {
   // A semicolon would end its pair.
@@ -93,15 +98,15 @@ int CsvFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (!read) return Fail(kWrongMode);
   size_established_ = false;
   if (TakeOptions(options) != kGood) return status_;
-  input_ = TextInput(path != nullptr ? path : "");
-  if (!input_.is_open()) return Fail(kNoStream);
+  *input_ = TextInput(path != nullptr ? path : "");
+  if (!input_->is_open()) return Fail(kNoStream);
   if (TakeHead() != kGood) return status_;
   if (TakesChoices(options)) WriteBack(*options);
   return kGood;
 }
 
 void CsvFile::Close() {
-  input_.Close();
+  input_->Close();
   options_.clear();
   SpreadsheetFile::Close();
 }
@@ -132,11 +137,11 @@ int CsvFile::TakeOptions(const NvImportOpenOptions* options) {
 
 int CsvFile::TakeHead() {
   std::vector<char> bytes(kHead);
-  if (!input_.Rewind()) return Fail(kNoStream);
-  const std::ptrdiff_t got = input_.Read(bytes);
+  if (!input_->Rewind()) return Fail(kNoStream);
+  const std::ptrdiff_t got = input_->Read(bytes);
   if (got < 0) return Fail(kNoStream);
   std::string_view head(bytes.data(), static_cast<std::size_t>(got));
-  if (!input_.is_utf16() && IsBinary(head.substr(0, kTestedHead - input_.mark_size())))
+  if (!input_->is_utf16() && IsBinary(head.substr(0, kTestedHead - input_->mark_size())))
     return Fail(kBinary);
   const DelimiterLine line = FindDelimiterLine(head);
   rows_begin_ = line.size;
@@ -160,13 +165,13 @@ void CsvFile::WriteBack(NvImportOpenOptions& options) {
 bool CsvFile::SeekRows() {
   std::array<char, 16> skipped{};
   const auto begin = std::span(skipped).first(static_cast<std::size_t>(rows_begin_));
-  return input_.Rewind() && input_.Read(begin) >= 0;
+  return input_->Rewind() && input_->Read(begin) >= 0;
 }
 
 int CsvFile::EstablishSize() {
   if (status_ != kGood) return status_;
-  if (!input_.is_open()) return Fail(kWrongMode);
-  CsvScanner scanner(input_, delimiter_, quote_);
+  if (!input_->is_open()) return Fail(kWrongMode);
+  CsvScanner scanner(*input_, delimiter_, quote_);
   if (!SeekRows()) return Fail(kNoStream);
   CsvSize size;
   switch (scanner.Measure(header_ ? 0 : 1, size)) {
@@ -187,7 +192,7 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
   if (status_ != kGood) return status_;
   sink->SetDataSize(columns, rows);
   CellReader cells(sink, columns, rows, 1, 1, header_ ? 1 : 0);
-  CsvScanner scanner(input_, delimiter_, quote_);
+  CsvScanner scanner(*input_, delimiter_, quote_);
   if (!SeekRows()) return Fail(kNoStream);
   if (!cells.AskForRow()) return kGood;
   const CsvScanner::Outcome outcome = scanner.Walk(cells);
@@ -220,9 +225,9 @@ std::uint64_t CsvFile::LineOf(std::uint64_t offset) {
   std::vector<char> piece(kHead);
   std::uint64_t line = 1;
   char before = '\0';
-  bool more = input_.Rewind();
+  bool more = input_->Rewind();
   while (more && offset > 0) {
-    const std::ptrdiff_t got = input_.Read(piece);
+    const std::ptrdiff_t got = input_->Read(piece);
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(
         offset, static_cast<std::uint64_t>(std::max<std::ptrdiff_t>(got, 0))));
     more = count > 0;

@@ -1,21 +1,26 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "nvimport/formats/text/TextInput.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
 
 namespace nvimport {
 
+class TextInput;
+
 // Reads comma-separated values (RFC 4180, and what is met besides): lines are rows, a delimiter
 // separates fields, quotes hold fields together. Every field is handed on as text, empty ones are
 // missing. Ragged rows are allowed. Nothing is asked: what the options leave open is guessed.
 class NVIMPORT_API CsvFile final : public SpreadsheetFile {
  public:
+  CsvFile();
+  ~CsvFile() override;
+
   // New options. `delimiter` is "comma", "semicolon", "tab", "bar", "blank" or a byte, guessed when
   // empty; `quote` is "double", "single", "none" or a byte; `header` whether the first row is
   // delivered. The caller owns the record and its bytes.
@@ -42,7 +47,7 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
   // The line of the file, from 1, on which the byte of its text stands.
   std::uint64_t LineOf(std::uint64_t offset);
 
-  TextInput input_;
+  std::unique_ptr<TextInput> input_;
   char delimiter_ = '\0';  // NUL while it isn't known
   char quote_ = '"';
   bool header_ = true;

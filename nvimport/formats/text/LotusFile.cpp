@@ -16,6 +16,7 @@
 #include <span>
 
 #include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/Log.h"
 
@@ -110,13 +111,16 @@ bool IsValidDouble(double value) {
 }  // namespace
 
 LotusFile::LotusFile(const LotusRules& rules)
-    : rules_(rules), last_type_(rules.new_records_end_read ? kLastType : SHRT_MAX) {}
+    : rules_(rules),
+      last_type_(rules.new_records_end_read ? kLastType : SHRT_MAX),
+      reader_(std::make_unique<BlockReader>()) {}
 
 LotusFile::LotusFile(const LotusFile& other)
     : SpreadsheetFile(other),
       rules_(other.rules_),
       last_type_(other.last_type_),
       path_(other.path_),
+      reader_(std::make_unique<BlockReader>()),
       shift_(other.shift_) {
   if (other.input_.is_open()) input_ = InputFile(path_.c_str());
 }
@@ -174,21 +178,21 @@ inline bool LotusFile::IsCorrupt(const Record& record) const {
 }
 
 bool LotusFile::ReadRecord(Record& record) {
-  auto bytes = reader_.Ahead(kRecordHeaderSize);
+  auto bytes = reader_->Ahead(kRecordHeaderSize);
   if (bytes.size() < kRecordHeaderSize) return false;
   record.type = LoadLittle<std::int16_t>(bytes.data());
   record.length = LoadLittle<std::int16_t>(bytes.data() + 2);
   if (IsCorrupt(record)) return true;
   const std::size_t size = kRecordHeaderSize + static_cast<std::size_t>(record.length);
-  if (bytes.size() < size) bytes = reader_.Ahead(size);
+  if (bytes.size() < size) bytes = reader_->Ahead(size);
   if (bytes.size() < size) return false;
   record.data = bytes.data() + kRecordHeaderSize;
-  reader_.Skip(size);
+  reader_->Skip(size);
   return true;
 }
 
 bool LotusFile::FindLotusRecord(int type, Record& record) {
-  reader_.Begin(input_, 0);
+  reader_->Begin(input_, 0);
   while (ReadRecord(record)) {
     if (IsCorrupt(record)) return false;
     if (record.type == type) return true;
@@ -224,7 +228,7 @@ bool LotusFile::EstablishRange() {
 bool LotusFile::MeasureRange() {
   num_cols_ = num_rows_ = 0;
   shift_ = {1, 1};
-  reader_.Begin(input_, 0);
+  reader_->Begin(input_, 0);
   Record record;
   while (ReadRecord(record) && !IsCorrupt(record) && record.type != kEof) {
     if (record.type < kInteger || record.type > kFormula) continue;
@@ -247,12 +251,12 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   sink->SetDataSize(num_cols_, num_rows_);
   LeftOut left_out;
   end_ = rules_.cells_in_range_only ? Place{num_cols_, num_rows_} : Place{INT_MAX, INT_MAX};
-  reader_.Begin(input_, 0);
+  reader_->Begin(input_, 0);
   Record record;
   while (true) {
-    reader_.Skip(SetNumbers(reader_.Ahead(kWholeNumber), *sink, left_out));
+    reader_->Skip(SetNumbers(reader_->Ahead(kWholeNumber), *sink, left_out));
     if (!ReadRecord(record)) {
-      Fail(reader_.failed() ? kReadFailed : kNoEnd);
+      Fail(reader_->failed() ? kReadFailed : kNoEnd);
       break;
     }
     if (IsCorrupt(record)) {
@@ -333,7 +337,7 @@ void LotusFile::SetFormula(std::span<const char> data, Place place, ReadSpreadSh
 
 // Takes the STRING record that may come next.
 bool LotusFile::SetFormulaText(Place place, ReadSpreadSheetData& sink) {
-  const auto next = reader_.Ahead(kRecordHeaderSize);
+  const auto next = reader_->Ahead(kRecordHeaderSize);
   Record record;
   if (rules_.formula_texts_left_out || next.size() < kRecordHeaderSize ||
       LoadLittle<std::int16_t>(next.data()) != kString || !ReadRecord(record) || IsCorrupt(record))

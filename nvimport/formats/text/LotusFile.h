@@ -3,16 +3,18 @@
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
-#include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
 
 namespace nvimport {
+
+class BlockReader;
 
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct LotusRules {
@@ -89,7 +91,7 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   int last_type_;  // of records; one above it is none
   std::string path_;
   InputFile input_;
-  BlockReader reader_;
+  std::unique_ptr<BlockReader> reader_;
   Place shift_ = {1, 1};  // added to the numbers from 0 that cells have
   Place end_;             // the last place that a cell may have
 };

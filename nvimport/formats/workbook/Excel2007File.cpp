@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "nvimport/formats/workbook/Excel2007Book.h"
+#include "nvimport/formats/workbook/SheetSelection.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/platform/Log.h"
@@ -71,7 +72,7 @@ int StatusOf(Excel2007Book::Outcome outcome) {
 
 }  // namespace
 
-Excel2007File::Excel2007File() = default;
+Excel2007File::Excel2007File() : selection_(std::make_unique<SheetSelection>()) {}
 
 Excel2007File::~Excel2007File() = default;
 
@@ -88,7 +89,7 @@ int Excel2007File::Open(bool read, const char* path, NvImportOpenOptions* option
   book_ = Excel2007Book::Open(path != nullptr ? path : "", outcome);
   if (!book_) return Fail(StatusOf(outcome));
   sizes_.resize(book_->sheets().size());
-  selection_.sheets.assign(1, 1);
+  selection_->sheets.assign(1, 1);
   if (ChooseSheets(options) != kGood) book_.reset();
   return status_;
 }
@@ -96,7 +97,7 @@ int Excel2007File::Open(bool read, const char* path, NvImportOpenOptions* option
 void Excel2007File::Close() {
   book_.reset();
   sizes_.clear();
-  selection_ = {};
+  *selection_ = {};
   options_.clear();
   SpreadsheetFile::Close();
 }
@@ -116,10 +117,10 @@ int Excel2007File::ChooseSheets(NvImportOpenOptions* options) {
       selection = SheetSelection::Ask(offered);
     }
     if (!selection) return Fail(is_stored ? kInvalidOptions : kCancelled);
-    selection_ = *std::move(selection);
+    *selection_ = *std::move(selection);
   }
   if (TakesChoices(options)) {
-    options_ = selection_.Bytes();
+    options_ = selection_->Bytes();
     *options = {static_cast<int>(options_.size()), options_.data()};
   }
   return kGood;
@@ -144,9 +145,9 @@ int Excel2007File::GetWorksheets(std::vector<std::string>& names) const {
 int Excel2007File::SetCurWorksheet(int sheet) { return SetCurWorksheet(std::vector<int>{sheet}); }
 
 int Excel2007File::SetCurWorksheet(const std::vector<int>& sheets) {
-  SheetSelection selection{sheets, selection_.above_and_below};
+  SheetSelection selection{sheets, selection_->above_and_below};
   if (!selection.IsWithin(sizes_.size())) return kInvalidOptions;
-  selection_ = std::move(selection);
+  *selection_ = std::move(selection);
   size_established_ = false;
   return kGood;
 }
@@ -154,14 +155,14 @@ int Excel2007File::SetCurWorksheet(const std::vector<int>& sheets) {
 int Excel2007File::EstablishSize() {
   if (status_ != kGood) return status_;
   if (!book_) return Fail(kWrongMode);
-  SheetLayout layout(selection_.above_and_below);
-  for (const int number : selection_.sheets) {
+  SheetLayout layout(selection_->above_and_below);
+  for (const int number : selection_->sheets) {
     const auto sheet = static_cast<std::size_t>(number - 1);
     Measure(sheet, /*is_one_of_many=*/false);
     layout.Add(sizes_[sheet].columns, sizes_[sheet].rows);
   }
   // As with ExcelFile.
-  if (selection_.sheets.size() > 1) layout.AddExtraOne();
+  if (selection_->sheets.size() > 1) layout.AddExtraOne();
   return SetSize(layout.columns(), layout.rows());
 }
 
@@ -169,9 +170,9 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
   if (GetNumCols() < 0) return status_;
   sink->SetDataSize(num_cols_, num_rows_);
   const std::uint64_t errors_before = book_->errors();
-  SheetLayout layout(selection_.above_and_below);
+  SheetLayout layout(selection_->above_and_below);
   Excel2007Book::Outcome worst = Excel2007Book::Outcome::kGood;
-  for (const int number : selection_.sheets) {
+  for (const int number : selection_->sheets) {
     const auto sheet = static_cast<std::size_t>(number - 1);
     const auto outcome = book_->ReadSheet(book_->sheets()[sheet],
                                           {sink, layout.column_offset(), layout.row_offset()});

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "nvimport/formats/workbook/SheetSelection.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
@@ -14,6 +13,7 @@
 namespace nvimport {
 
 class Excel2007Book;
+struct SheetSelection;
 
 // Reads Excel workbooks that are packages: .xlsx and .xlsm, whose parts are XML, and .xlsb, whose
 // parts are binary. Several worksheets of a workbook become one sheet, as with ExcelFile.
@@ -59,7 +59,7 @@ class NVIMPORT_API Excel2007File : public SpreadsheetFile {
 
   std::unique_ptr<Excel2007Book> book_;
   std::vector<Size> sizes_;  // of each worksheet
-  SheetSelection selection_;
+  std::unique_ptr<SheetSelection> selection_;
   std::vector<unsigned char> options_;  // handed out through the record given to Open
 };
 

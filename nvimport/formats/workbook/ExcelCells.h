@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "nvimport/formats/workbook/ExcelFile.h"
+#include "nvimport/formats/workbook/ExcelWorkbook.h"
 
 namespace nvimport {
 

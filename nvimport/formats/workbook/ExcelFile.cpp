@@ -19,7 +19,9 @@
 #include <utility>
 
 #include "nvimport/formats/workbook/ExcelCells.h"
+#include "nvimport/formats/workbook/ExcelWorkbook.h"
 #include "nvimport/formats/workbook/SheetExtent.h"
+#include "nvimport/formats/workbook/SheetSelection.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/ByteWriter.h"
@@ -103,6 +105,14 @@ T Shuffle(const unsigned char* bytes, bool swap) {
 
 }  // namespace
 
+ExcelFile::ExcelFile(const ExcelRules& rules)
+    : book_(std::make_unique<ExcelWorkbook>(rules)),
+      selection_(std::make_unique<SheetSelection>(SheetSelection{{0}})) {}
+
+ExcelFile::~ExcelFile() = default;
+
+bool ExcelFile::ReadBiffRecord(BIFFRecord& record) { return book_->ReadRecord(record); }
+
 std::string ExcelWorkbook::TextOf(std::string_view stored) const {
   if (rules.texts_as_stored) return std::string(stored);
   std::string text;
@@ -150,25 +160,25 @@ int ExcelFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (OpenStream(path != nullptr ? path : "") != kGood) return status_;
 
   BIFFRecord bof;
-  if (!book_.ReadRecord(bof) || bof.low_id() != kBof) return Fail(kNotExcel);
-  book_.version = bof.id >> 8;
-  if (book_.version > kNewestVersion) return Fail(kUnknownVersion);
-  book_.is_biff2 = book_.version == 0;
-  book_.is_biff8 = bof.U16(0) == 0x0600;
+  if (!book_->ReadRecord(bof) || bof.low_id() != kBof) return Fail(kNotExcel);
+  book_->version = bof.id >> 8;
+  if (book_->version > kNewestVersion) return Fail(kUnknownVersion);
+  book_->is_biff2 = book_->version == 0;
+  book_->is_biff8 = bof.U16(0) == 0x0600;
   const std::uint16_t substream = bof.U16(2);
   if (substream == kWorksheet) return OpenSingleSheet(options);
   const bool has_globals =
-      substream == kGlobals || (substream == kWorkspace && book_.version == kWorkspaceVersion);
+      substream == kGlobals || (substream == kWorkspace && book_->version == kWorkspaceVersion);
   if (has_globals && ReadGlobals() != kGood) return status_;
   return GetSheet(options);
 }
 
 int ExcelFile::OpenStream(const char* path) {
   if (CompoundFile::IsCompoundFile(path))
-    book_.stream = std::make_unique<ExcelStgStream>(path, book_.rules.exact_stream_names);
+    book_->stream = std::make_unique<ExcelStgStream>(path, book_->rules.exact_stream_names);
   else
-    book_.stream = std::make_unique<BaseStream>(path);
-  switch (book_.stream->status()) {
+    book_->stream = std::make_unique<BaseStream>(path);
+  switch (book_->stream->status()) {
     case BaseStream::Status::kNoStorage:
       return Fail(kCannotOpen);
     case BaseStream::Status::kNoStream:
@@ -176,24 +186,22 @@ int ExcelFile::OpenStream(const char* path) {
     case BaseStream::Status::kGood:
       break;
   }
-  budget_ = OpeningBudget(book_.stream->size());
+  budget_ = OpeningBudget(book_->stream->size());
   return kGood;
 }
 
 void ExcelFile::Close() {
-  const ExcelRules rules = book_.rules;
-  book_ = {};
-  book_.rules = rules;
+  *book_ = ExcelWorkbook(book_->rules);
   sheets_.assign(1, {});
   extra_sheets_.clear();
-  selection_ = {{0}};
+  *selection_ = {{0}};
   sheets_without_dimensions_ = sheets_unread_ = 0;
   options_.clear();
   SpreadsheetFile::Close();
 }
 
 int ExcelFile::OpenSingleSheet(NvImportOpenOptions* options) {
-  book_.is_sheet_alone = true;
+  book_->is_sheet_alone = true;
   if (const int status = IsWorksheet(0, sheets_[0]); status != kGood) return Fail(status);
   if (TakesChoices(options)) {
     ByteWriter writer;
@@ -206,46 +214,46 @@ int ExcelFile::OpenSingleSheet(NvImportOpenOptions* options) {
 int ExcelFile::ReadGlobals() {
   ExcelFormats formats;
   BIFFRecord record;
-  book_.stream->Seek(0);
+  book_->stream->Seek(0);
   while (true) {
-    const std::uint64_t position = book_.stream->Tell();
+    const std::uint64_t position = book_->stream->Tell();
     if (!ReadWithinBudget(record)) return Fail(kBadWorkbook);
     if (record.id == kEof) break;
     if (const int status = TakeGlobal(record, position, formats); status != kGood)
       return Fail(status);
   }
-  book_.xfs = formats.Xfs(book_.rules.dates_by_lower_case_letters);
+  book_->xfs = formats.Xfs(book_->rules.dates_by_lower_case_letters);
   std::ranges::move(extra_sheets_, std::back_inserter(sheets_));
   extra_sheets_.clear();
-  if (sheets_.size() > 1) selection_.sheets.assign(1, 1);
+  if (sheets_.size() > 1) selection_->sheets.assign(1, 1);
   return kGood;
 }
 
 int ExcelFile::TakeGlobal(const BIFFRecord& record, std::uint64_t position, ExcelFormats& formats) {
-  if (record.id == kCodePage) book_.TakeCodePage(record);
-  if (book_.version == kWorkspaceVersion) {
-    if (record.id == kBundleOffsets) book_.stream->Seek(record.U32(0));
+  if (record.id == kCodePage) book_->TakeCodePage(record);
+  if (book_->version == kWorkspaceVersion) {
+    if (record.id == kBundleOffsets) book_->stream->Seek(record.U32(0));
     return record.id == kBundleHeader ? TakeBundleHeader(record) : kGood;
   }
-  if (book_.version != kNewestVersion) return kGood;
+  if (book_->version != kNewestVersion) return kGood;
   switch (record.id) {
     case kFilePass:
       return kProtected;
     case kBoundSheet:
       return TakeBoundSheet(record);
     case kDateMode:
-      book_.since_1904 = record.U16(0) == 1;
+      book_->since_1904 = record.U16(0) == 1;
       return kGood;
     case kFormat:
-      formats.TakeFormat(record, book_.version, book_.is_biff8);
+      formats.TakeFormat(record, book_->version, book_->is_biff8);
       return kGood;
     case kXf:
       formats.TakeXf(record);
       return kGood;
     case kSst:
-      if (!book_.strings.Read(*book_.stream, position, book_.longest_record(),
-                              book_.rules.continued_strings_keep_option_byte,
-                              !book_.rules.texts_as_stored))
+      if (!book_->strings.Read(*book_->stream, position, book_->longest_record(),
+                               book_->rules.continued_strings_keep_option_byte,
+                               !book_->rules.texts_as_stored))
         return kBadWorkbook;
       return kGood;
     default:
@@ -257,13 +265,13 @@ int ExcelFile::TakeGlobal(const BIFFRecord& record, std::uint64_t position, Exce
 // bytes of that.
 int ExcelFile::TakeBundleHeader(const BIFFRecord& header) {
   const auto offset = static_cast<std::uint64_t>(header.Field<std::int32_t>(0));
-  const std::string name = book_.TextOf(header.Text(5, header.U8(4)));
+  const std::string name = book_->TextOf(header.Text(5, header.U8(4)));
   BIFFRecord bof;
   if (!ReadWithinBudget(bof)) return kBadWorkbook;
-  const std::uint64_t position = book_.stream->Tell();
+  const std::uint64_t position = book_->stream->Tell();
   int status = kGood;
   if (bof.low_id() == kBof && bof.U16(2) == kWorksheet) status = AddSheet(name, position);
-  book_.stream->Seek(position + offset - 10);
+  book_->stream->Seek(position + offset - 10);
   return status;
 }
 
@@ -272,9 +280,9 @@ int ExcelFile::TakeBoundSheet(const BIFFRecord& record) {
   constexpr std::size_t kName = 7;
   const std::size_t length = record.U8(6);
   std::string name;
-  if (!book_.is_biff8) {
-    name = book_.TextOf(record.Text(kName, length));
-  } else if (book_.rules.narrow_sheet_names) {
+  if (!book_->is_biff8) {
+    name = book_->TextOf(record.Text(kName, length));
+  } else if (book_->rules.narrow_sheet_names) {
     // Kept: the length's byte and the option byte count as one number.
     name = record.Text(kName + 1, record.U16(6));
   } else if ((record.U8(kName) & 0x01) != 0) {
@@ -289,7 +297,7 @@ int ExcelFile::AddSheet(std::string_view name, std::uint64_t position) {
   Sheet sheet;
   const int status = IsWorksheet(position, sheet);
   if (status == kNoData) return kGood;
-  if (status == kBadWorksheet && !book_.rules.bad_sheet_ends_workbook && budget_ > 0) {
+  if (status == kBadWorksheet && !book_->rules.bad_sheet_ends_workbook && budget_ > 0) {
     ++sheets_unread_;
     return kGood;
   }
@@ -300,7 +308,7 @@ int ExcelFile::AddSheet(std::string_view name, std::uint64_t position) {
 }
 
 bool ExcelFile::ReadWithinBudget(BIFFRecord& record) {
-  if (!book_.ReadRecord(record)) return false;
+  if (!book_->ReadRecord(record)) return false;
   const std::uint64_t size = BaseStream::kHeadSize + static_cast<std::uint64_t>(record.length);
   return Spend(size);
 }
@@ -315,9 +323,9 @@ bool ExcelFile::Spend(std::uint64_t bytes) {
 // Whether the sheet at `position` is a worksheet with data, and of which size. The stream stays
 // where it is.
 int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
-  const std::uint64_t before = book_.stream->Tell();
+  const std::uint64_t before = book_->stream->Tell();
   sheet.position = position;
-  book_.stream->Seek(position);
+  book_->stream->Seek(position);
   BIFFRecord record;
   bool is_read = false;
   bool is_dialog = false;
@@ -328,23 +336,23 @@ int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
     if (record.low_id() == kWsBool) is_dialog = (record.U8(0) & 0x10) != 0;
     if (record.low_id() != kDimensions) continue;
     has_dimensions = true;
-    sheet.rows = book_.is_biff8 ? record.U32(4) : record.U16(2);
-    sheet.columns = book_.is_biff8 ? record.U32(10) : record.U16(6);
+    sheet.rows = book_->is_biff8 ? record.U32(4) : record.U16(2);
+    sheet.columns = book_->is_biff8 ? record.U32(10) : record.U16(6);
     // Kept: a size of nothing at all is none of an empty sheet.
     is_empty = sheet.rows == 0 && sheet.columns == 256;
   }
   if (is_read && !is_dialog && is_empty) {
-    if (!book_.rules.sheets_need_dimensions) {
+    if (!book_->rules.sheets_need_dimensions) {
       sheet.columns = 0;
       MeasureSheet(sheet);
       sheet.is_extra = true;
-      is_read = Spend(book_.stream->Tell() - position);
+      is_read = Spend(book_->stream->Tell() - position);
       is_empty = sheet.rows == 0;
     } else if (!has_dimensions) {
       ++sheets_without_dimensions_;
     }
   }
-  book_.stream->Seek(before);
+  book_->stream->Seek(before);
   if (!is_read) return kBadWorksheet;
   if (is_dialog || is_empty) return kNoData;
   return kGood;
@@ -352,7 +360,7 @@ int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
 
 void ExcelFile::MeasureSheet(Sheet& sheet) {
   SheetExtent extent;
-  ExcelCells(book_).ReadSheet(sheet.position, &extent, 0, 0);
+  ExcelCells(*book_).ReadSheet(sheet.position, &extent, 0, 0);
   sheet.rows = std::max(sheet.rows, static_cast<std::uint32_t>(extent.GetNumberOfRows()));
   sheet.columns = std::max(sheet.columns, static_cast<std::uint32_t>(extent.GetNumberOfColumns()));
   sheet.is_measured = true;
@@ -365,12 +373,12 @@ int ExcelFile::GetSheet(NvImportOpenOptions* options) {
     auto selection =
         is_stored ? SheetSelection::Parse(*options, sheets_.size() - 1, "ExcelFile") : Ask();
     if (!selection) {
-      if (!is_stored) book_.stream.reset();
+      if (!is_stored) book_->stream.reset();
       return Fail(is_stored ? kInvalidOptions : kCancelled);
     }
-    selection_ = *std::move(selection);
+    *selection_ = *std::move(selection);
   }
-  if (TakesChoices(options)) StoreBytes(selection_.Bytes(), options);
+  if (TakesChoices(options)) StoreBytes(selection_->Bytes(), options);
   return kGood;
 }
 
@@ -395,9 +403,9 @@ int ExcelFile::GetWorksheets(std::vector<std::string>& names) const {
 int ExcelFile::SetCurWorksheet(int sheet) { return SetCurWorksheet(std::vector<int>{sheet}); }
 
 int ExcelFile::SetCurWorksheet(const std::vector<int>& sheets) {
-  SheetSelection selection{sheets, selection_.above_and_below};
+  SheetSelection selection{sheets, selection_->above_and_below};
   if (!selection.IsWithin(sheets_.size() - 1)) return kInvalidOptions;
-  selection_ = std::move(selection);
+  *selection_ = std::move(selection);
   size_established_ = false;
   return kGood;
 }
@@ -408,17 +416,17 @@ int ExcelFile::GetNumRows() { return status_ == kGood ? SpreadsheetFile::GetNumR
 
 int ExcelFile::EstablishSize() {
   if (status_ != kGood) return status_;
-  if (!book_.stream) return Fail(kWrongMode);
-  const std::vector<int>& chosen = selection_.sheets;
-  SheetLayout layout(selection_.above_and_below);
+  if (!book_->stream) return Fail(kWrongMode);
+  const std::vector<int>& chosen = selection_->sheets;
+  SheetLayout layout(selection_->above_and_below);
   for (const int number : chosen) {
     Sheet& sheet = sheets_[static_cast<std::size_t>(number)];
     const bool matters = chosen.size() > 1 || sheet.rows == 0 || sheet.columns == 0;
-    if (matters && !sheet.is_measured && !book_.rules.sizes_as_stated) MeasureSheet(sheet);
+    if (matters && !sheet.is_measured && !book_->rules.sizes_as_stated) MeasureSheet(sheet);
     layout.Add(sheet.columns, sheet.rows);
   }
   if (chosen.size() > 1) {
-    if (book_.rules.size_with_extra_one) layout.AddExtraOne();
+    if (book_->rules.size_with_extra_one) layout.AddExtraOne();
     // A cell may stand up to here beyond its sheet's size.
     if (std::max(layout.columns(), layout.rows()) > INT_MAX - 0x10000) return Fail(kNoSize);
   }
@@ -427,10 +435,10 @@ int ExcelFile::EstablishSize() {
 
 int ExcelFile::Read(ReadSpreadSheetData* sink) {
   if (GetNumCols() < 0) return status_;
-  ExcelCells cells(book_);
+  ExcelCells cells(*book_);
   bool is_read = true;
-  SheetLayout layout(selection_.above_and_below);
-  for (const int number : selection_.sheets) {
+  SheetLayout layout(selection_->above_and_below);
+  for (const int number : selection_->sheets) {
     const Sheet& sheet = sheets_[static_cast<std::size_t>(number)];
     is_read = cells.ReadSheet(sheet.position, sink, layout.column_offset(), layout.row_offset());
     layout.Add(sheet.columns, sheet.rows);

@@ -9,15 +9,16 @@
 #include <string_view>
 #include <vector>
 
-#include "nvimport/formats/workbook/ExcelFormats.h"
 #include "nvimport/formats/workbook/ExcelStream.h"
-#include "nvimport/formats/workbook/ExcelStrings.h"
-#include "nvimport/formats/workbook/SheetSelection.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
 
 namespace nvimport {
+
+class ExcelFormats;
+struct ExcelWorkbook;
+struct SheetSelection;
 
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct ExcelRules {
@@ -50,35 +51,6 @@ struct ExcelRules {
   }
 };
 
-// What reading a worksheet's cells needs of its workbook.
-struct ExcelWorkbook {
-  ExcelRules rules;
-  std::unique_ptr<BaseStream> stream;
-  int version = 0;  // 0, 2, 4 and 8 for BIFF2, BIFF3, BIFF4, and BIFF5 and 8
-  bool is_biff2 = false;
-  bool is_biff8 = false;
-  bool is_sheet_alone = false;
-  bool since_1904 = false;
-  int code_page = kAnsi;
-  std::vector<ExcelXf> xfs;
-  ExcelStrings strings;
-
-  bool ReadRecord(BiffRecord& record) const { return stream->ReadRecord(longest_record(), record); }
-  int longest_record() const { return is_biff8 ? 8224 : 2080; }
-
-  // A CODEPAGE record. Excel has numbers of its own for the pages of the Macintosh and of Windows.
-  void TakeCodePage(const BiffRecord& record) {
-    constexpr int kOwnMacRoman = 0x8000;
-    code_page = record.U16(0) == kOwnMacRoman ? kMacRoman : record.U16(0);
-  }
-
-  // A text of 8-bit characters that is not in a BIFF8 string, as the rules have it.
-  std::string TextOf(std::string_view stored) const;
-
-  static constexpr int kAnsi = 1252;
-  static constexpr int kMacRoman = 10000;
-};
-
 // Reads Excel workbooks and worksheets of BIFF2 to BIFF8. Several worksheets of a workbook become
 // one sheet, side by side or above and below.
 class NVIMPORT_API ExcelFile : public SpreadsheetFile {
@@ -87,7 +59,8 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   using BIFFRecord = BiffRecord;
 
   // A reader with some of the kept rules of reading, at first with all.
-  explicit ExcelFile(const ExcelRules& rules = {}) { book_.rules = rules; }
+  explicit ExcelFile(const ExcelRules& rules = {});
+  ~ExcelFile() override;
 
   // Little-endian values of the type that the name says; `swap` takes them big-endian.
   static signed char I1Shuffle(const unsigned char* bytes, bool swap);
@@ -137,7 +110,7 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   int SetCurWorksheet(const std::vector<int>& sheets);
 
   // Reads the next record of the workbook; false when there is none.
-  bool ReadBiffRecord(BIFFRecord& record) { return book_.ReadRecord(record); }
+  bool ReadBiffRecord(BIFFRecord& record);
 
  private:
   struct Sheet {
@@ -165,11 +138,11 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   std::optional<SheetSelection> Ask() const;
   void StoreBytes(std::vector<unsigned char> bytes, NvImportOpenOptions* options);
 
-  ExcelWorkbook book_;
+  std::unique_ptr<ExcelWorkbook> book_;
   std::vector<Sheet> sheets_ = std::vector<Sheet>(1);  // entry 0 is the stream itself
   // Those that only some rules offer. They come last, so that a number means the same under all.
   std::vector<Sheet> extra_sheets_;
-  SheetSelection selection_ = {{0}};
+  std::unique_ptr<SheetSelection> selection_;
   std::uint64_t budget_ = 0;  // bytes of records that opening may still read
   std::uint64_t sheets_without_dimensions_ = 0;
   std::uint64_t sheets_unread_ = 0;

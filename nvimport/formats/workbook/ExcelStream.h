@@ -113,7 +113,7 @@ class NVIMPORT_API BaseStream {
 
 // The workbook's stream in a compound file: the first element called "Workbook" or "Book". Without
 // `exact_names` in any case, and of both the former, which is the one without a code page.
-class ExcelStgStream final : public BaseStream {
+class NVIMPORT_API ExcelStgStream final : public BaseStream {
  public:
   explicit ExcelStgStream(const char* path, bool exact_names = true);
 
