@@ -36,9 +36,9 @@ class CMakeBuild(build_ext):
         )
 
 
-version = re.search(r"project\(NvImport VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text())
+header = (ROOT / "nvimport/framework/Version.h").read_text()
 setup(
-    version=version[1],
+    version=".".join(re.findall(r"#define NVIMPORT_VERSION_(?:MAJOR|MINOR|PATCH) (\d+)", header)),
     ext_modules=[Extension("nvimport._nvimport", [])],
     cmdclass={"build_ext": CMakeBuild},
 )

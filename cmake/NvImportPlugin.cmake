@@ -1,5 +1,5 @@
 # nvimport_add_plugin(NAME SOURCE...): a plug-in library NAME.so that exports the twelve functions of
-# framework/NvImport.h. It finds libraries that lie beside it, and shows nothing else.
+# nvimport/framework/NvImport.h. It finds libraries that lie beside it, and shows nothing else.
 function(nvimport_add_plugin name)
   add_library(${name} MODULE ${ARGN})
   target_include_directories(${name} PRIVATE

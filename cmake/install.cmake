@@ -3,7 +3,12 @@
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/NvImport)
-install(TARGETS nvimport EXPORT NvImportTargets
+set(libraries nvimport)
+if(NOT NVIMPORT_SHARED)
+  list(APPEND libraries nvimport-complete)
+endif()
+install(TARGETS ${libraries} EXPORT NvImportTargets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     COMPONENT runtime NAMELINK_COMPONENT development)
 install(EXPORT NvImportTargets NAMESPACE NvImport:: DESTINATION ${package_folder}
@@ -17,6 +22,15 @@ install(FILES ${PROJECT_BINARY_DIR}/NvImportConfig.cmake
   ${PROJECT_BINARY_DIR}/NvImportConfigVersion.cmake cmake/NvImportPlugin.cmake
   DESTINATION ${package_folder} COMPONENT development)
 
+# What a program that is linked to the static library needs besides.
+set(pc_requires)
+set(pc_libs)
+if(NOT NVIMPORT_SHARED)
+  set(pc_libs "-lstdc++ -lm")
+  if(NVIMPORT_PACKAGES_FOUND)
+    set(pc_requires "expat zlib")
+  endif()
+endif()
 file(RELATIVE_PATH pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/nvimport.pc.in ${PROJECT_BINARY_DIR}/nvimport.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/nvimport.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

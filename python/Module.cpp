@@ -9,6 +9,7 @@
 #include <cmath>
 
 #include "apps/nvimport/CellText.h"
+#include "nvimport/framework/Version.h"
 #include "nvimport/platform/NumberText.h"
 #include "nvimport/platform/Utf8.h"
 #include "python/Library.h"

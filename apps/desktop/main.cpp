@@ -6,6 +6,7 @@
 
 #include "apps/desktop/MainWindow.h"
 #include "apps/nvimport/CommandLine.h"
+#include "nvimport/framework/Version.h"
 #include "nvimport/platform/NvApp.h"
 
 namespace nvimport {

@@ -13,6 +13,7 @@
 #include "apps/nvimport/PluginCheck.h"
 #include "apps/nvimport/TemporaryPaths.h"
 #include "nvimport/framework/FormatList.h"
+#include "nvimport/framework/Version.h"
 #include "nvimport/platform/NvFile.h"
 
 namespace nvimport {

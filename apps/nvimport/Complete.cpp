@@ -1,7 +1,5 @@
 #include "apps/nvimport/Complete.h"
 
-#include <filesystem>
-
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/ImportSession.h"
 #include "nvimport/framework/FormatList.h"
@@ -11,27 +9,19 @@
 
 namespace nvimport {
 
-namespace {
-
-std::string LibraryPath() {
-  return std::filesystem::path(NvApp::GetCompleteDirectory()) / "nvimport-complete.so";
-}
-
-}  // namespace
-
 std::optional<Failure> UseComplete() {
   NvApp::AddPluginDirectory(NvApp::GetCompleteDirectory());
   const FormatList& list = FormatList::Get();
   for (int format = 1; format <= list.size(); ++format)
-    if (list.GetLibraryPath(format) == LibraryPath()) return std::nullopt;
+    if (list.GetLibraryPath(format) == NvApp::GetCompleteLibrary()) return std::nullopt;
   return Failure{kFailed, "NvImport Complete is not there.",
-                 "it is looked for as " + ShownName(LibraryPath()) +
+                 "it is looked for as " + ShownName(NvApp::GetCompleteLibrary()) +
                      "; put it there, or leave --complete out"};
 }
 
 bool CompleteWouldServe(int format) {
   if (!FormatList::Get().GetLibraryPath(format).empty()) return false;
-  static const DynamicLibrary library(LibraryPath());
+  static const DynamicLibrary library(NvApp::GetCompleteLibrary());
   static const PluginFunctions functions = PluginFunctions::Of(library);
   if (!functions.can_list()) return false;
   for (int index = 1; index <= functions.count_formats(); ++index)

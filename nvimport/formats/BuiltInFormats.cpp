@@ -16,6 +16,7 @@
 #include "nvimport/formats/workbook/Excel2007File.h"
 #include "nvimport/formats/workbook/ExcelFile.h"
 #include "nvimport/formats/workbook/TivonFile.h"
+#include "nvimport/framework/FormatRegistry.h"
 #include "nvimport/framework/SprFileFactory.h"
 
 namespace nvimport {
@@ -82,26 +83,33 @@ struct UnscramblerFileFactory final : UnbuiltFactory {
                        ".uns\0.inp", false, true, false, true, false) {}
 };
 
-BrimroseFileFactory brimrose_file_factory;
-BrooksideFileFileFactory brookside_file_file_factory;
-BrooksideXMLFactory brookside_xml_factory;
-BrukerOPUSFileFactory bruker_opusfile_factory;
-ChemStationFileFactory chem_station_file_factory;
-CsvFileFactory csv_file_factory;
-DiffFileOEMFactory diff_file_oem_factory;
-Excel2007FileFactory excel2007_file_factory;
-ExcelFileFactory excel_file_factory;
-GalacticSPCFileFactory galactic_spcfile_factory;
-JCAMPFileFactory jcampfile_factory;
-LotusFileFactory lotus_file_factory;
-MatFileFactory mat_file_factory;
-TivonFileFactory tivon_file_factory;
-NetCDFFileFactory net_cdffile_factory;
-NsasFileFactory nsas_file_factory;
-TextFileFactory text_file_factory;
-ThermoSIEVEFileFactory thermo_sievefile_factory;
-UnscramblerFileFactory unscrambler_file_factory;
+// Before all global objects of a host that a static library is linked into, whatever registers
+// there.
+struct Factories {
+  BrimroseFileFactory brimrose_file_factory;
+  BrooksideFileFileFactory brookside_file_file_factory;
+  BrooksideXMLFactory brookside_xml_factory;
+  BrukerOPUSFileFactory bruker_opusfile_factory;
+  ChemStationFileFactory chem_station_file_factory;
+  CsvFileFactory csv_file_factory;
+  DiffFileOEMFactory diff_file_oem_factory;
+  Excel2007FileFactory excel2007_file_factory;
+  ExcelFileFactory excel_file_factory;
+  GalacticSPCFileFactory galactic_spcfile_factory;
+  JCAMPFileFactory jcampfile_factory;
+  LotusFileFactory lotus_file_factory;
+  MatFileFactory mat_file_factory;
+  TivonFileFactory tivon_file_factory;
+  NetCDFFileFactory net_cdffile_factory;
+  NsasFileFactory nsas_file_factory;
+  TextFileFactory text_file_factory;
+  ThermoSIEVEFileFactory thermo_sievefile_factory;
+  UnscramblerFileFactory unscrambler_file_factory;
+};
+[[gnu::init_priority(101)]] Factories factories;
 
 }  // namespace
+
+void KeepFactories() {}
 
 }  // namespace nvimport

@@ -210,7 +210,7 @@ int DLLFile::Write(WriteSpreadSheetData* source) {
 }
 
 int DLLFile::GetServedStatus() const {
-  const int served = open_ == &NvImportOpen ? StatusOfOpenFile(handle_) : kGood;
+  const int served = close_ == &NvImportClose ? StatusOfOpenFile(handle_) : kGood;
   return served != kGood ? served : status_;
 }
 

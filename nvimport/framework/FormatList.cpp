@@ -5,6 +5,8 @@
 #include <filesystem>
 
 #include "nvimport/framework/DLLFile.h"
+#include "nvimport/framework/FormatRegistry.h"
+#include "nvimport/framework/OpenFiles.h"
 #include "nvimport/framework/PluginFunctions.h"
 #include "nvimport/platform/DynamicLibrary.h"
 #include "nvimport/platform/Log.h"
@@ -40,20 +42,40 @@ struct FormatList::Library {
   PluginFunctions functions;
 
   // This library itself, without the detour over its file.
-  Library()
-      : functions{&NvImportInitPackage,
-                  &NvImportReleasePackage,
-                  &NvImportSizeFileFormatsSupported,
-                  &NvImportGetFileFormatInfo,
-                  &NvImportIsCorrectFileType,
-                  &NvImportOpen,
-                  &NvImportEstablishSize,
-                  &NvImportRead,
-                  &NvImportWrite,
-                  &NvImportClose,
-                  &NvImportGetLastError,
-                  &NvImportGetWarning} {
-    NvImportInitPackage();
+  Library() : functions(OfThisLibrary()) { NvImportInitPackage(); }
+
+  // NvImport Complete where it is linked into the program: handles are those of this library.
+  static std::shared_ptr<const Library> LinkedComplete() {
+    auto library = std::make_shared<Library>();
+    library->path = NvApp::GetCompleteLibrary();
+    PluginFunctions& functions = library->functions;
+    functions.count_formats = [] { return FormatRegistry::linked_complete->size(); };
+    functions.get_info = [](int format) -> NvImportFormatInfo* {
+      return FormatRegistry::linked_complete->Find(format);
+    };
+    functions.is_correct_type = [](int format, const char* file) {
+      return IsCorrectFileType(*FormatRegistry::linked_complete, format, file);
+    };
+    functions.open = [](int format, const char* file, char mode, long* handle,
+                        NvImportOpenOptions* options) {
+      return OpenFileOf(*FormatRegistry::linked_complete, format, file, mode, handle, options);
+    };
+    return library;
+  }
+
+  static PluginFunctions OfThisLibrary() {
+    return {&NvImportInitPackage,
+            &NvImportReleasePackage,
+            &NvImportSizeFileFormatsSupported,
+            &NvImportGetFileFormatInfo,
+            &NvImportIsCorrectFileType,
+            &NvImportOpen,
+            &NvImportEstablishSize,
+            &NvImportRead,
+            &NvImportWrite,
+            &NvImportClose,
+            &NvImportGetLastError,
+            &NvImportGetWarning};
   }
 
   explicit Library(const std::string& library_path)
@@ -90,6 +112,8 @@ FormatList::FormatList()
     if (danger != nullptr)
       Log::WriteMessage("FormatList", "AddFolder", folder + " is left out, since " + danger,
                         Log::kNormal);
+    else if (FormatRegistry::linked_complete != nullptr && folder == NvApp::GetCompleteDirectory())
+      Append(Library::LinkedComplete());
     else
       AddFolder(folder);
   }

@@ -11,7 +11,6 @@
 #include "nvimport/framework/DLLReadSpreadSheetData.h"
 #include "nvimport/framework/DLLWriteSpreadSheetData.h"
 #include "nvimport/framework/OpenFiles.h"
-#include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 
 namespace nvimport {
@@ -95,42 +94,23 @@ bool Refuse(OpenFile& open, const char* reason) {
 
 }  // namespace
 
-int StatusOfOpenFile(long handle) {
-  const OpenFile* open = Find(handle);
-  return open != nullptr ? open->file->GetStatus() : kGood;
-}
-
-}  // namespace nvimport
-
-using namespace nvimport;
-
-void NvImportInitPackage() {}
-
-void NvImportReleasePackage() {}
-
-int NvImportSizeFileFormatsSupported() { return SprFileFactory::GetNumberOfFormats(); }
-
-NvImportFormatInfo* NvImportGetFileFormatInfo(int format) {
-  return SprFileFactory::GetFormat(format);
-}
-
-char NvImportIsCorrectFileType(int format, const char* path) {
+char IsCorrectFileType(FormatRegistry& registry, int format, const char* path) {
   int answer = 0;
   Guard(no_handle_failure, [&] {
-    answer = path != nullptr ? SprFileFactory::TestFile(format, path) : 0;
+    answer = path != nullptr ? registry.TestFile(format, path) : 0;
     return true;
   });
   return static_cast<char>(answer);
 }
 
-char NvImportOpen(int format, const char* path, char mode, long* handle,
-                  NvImportOpenOptions* options) {
+char OpenFileOf(FormatRegistry& registry, int format, const char* path, char mode, long* handle,
+                NvImportOpenOptions* options) {
   if (handle == nullptr) return 0;
   *handle = 0;
   no_handle_failure = {};
   OpenFile* open = nullptr;
   Guard(no_handle_failure, [&] {
-    auto file = SprFileFactory::CreateReader(format);
+    auto file = registry.CreateReader(format);
     if (file == nullptr) {
       no_handle_failure.Keep("There is no such format.");
       return false;
@@ -145,6 +125,34 @@ char NvImportOpen(int format, const char* path, char mode, long* handle,
   return Guard(open->failure, [&] {
     return open->file->Open(mode != 0, path != nullptr ? path : "", options) == kGood;
   });
+}
+
+int StatusOfOpenFile(long handle) {
+  const OpenFile* open = Find(handle);
+  return open != nullptr ? open->file->GetStatus() : kGood;
+}
+
+}  // namespace nvimport
+
+using namespace nvimport;
+
+void NvImportInitPackage() {}
+
+void NvImportReleasePackage() {}
+
+int NvImportSizeFileFormatsSupported() { return FormatRegistry::Own().size(); }
+
+NvImportFormatInfo* NvImportGetFileFormatInfo(int format) {
+  return FormatRegistry::Own().Find(format);
+}
+
+char NvImportIsCorrectFileType(int format, const char* path) {
+  return IsCorrectFileType(FormatRegistry::Own(), format, path);
+}
+
+char NvImportOpen(int format, const char* path, char mode, long* handle,
+                  NvImportOpenOptions* options) {
+  return OpenFileOf(FormatRegistry::Own(), format, path, mode, handle, options);
 }
 
 char NvImportEstablishSize(int, long handle, int* rows, int* columns) {

@@ -17,6 +17,7 @@
 #ifndef NVIMPORT_FRAMEWORK_NVIMPORT_H
 #define NVIMPORT_FRAMEWORK_NVIMPORT_H
 
+#include "nvimport/framework/Version.h"
 #include "nvimport/platform/Export.h"
 
 #ifdef __cplusplus

@@ -1,8 +1,16 @@
 #pragma once
 
+#include "nvimport/framework/FormatRegistry.h"
+#include "nvimport/framework/NvImport.h"
+
 namespace nvimport {
 
-// The status of the file behind a handle of NvImportOpen, 0 where there is none.
+// What NvImportIsCorrectFileType and NvImportOpen do, for the formats of `registry`.
+char IsCorrectFileType(FormatRegistry& registry, int format, const char* path);
+char OpenFileOf(FormatRegistry& registry, int format, const char* path, char mode, long* handle,
+                NvImportOpenOptions* options);
+
+// The status of the file behind a handle, 0 where there is none.
 int StatusOfOpenFile(long handle);
 
 }  // namespace nvimport

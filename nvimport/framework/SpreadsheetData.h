@@ -1,5 +1,8 @@
 #pragma once
 
+#include <concepts>
+#include <type_traits>
+
 #include "nvimport/platform/Export.h"
 
 namespace nvimport {
@@ -38,6 +41,17 @@ class NVIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
   virtual void Set(int column, int row, int value);
   virtual void Set(int column, int row, long long value);
   virtual void Set(int column, int row, double value);
+
+  // Whole numbers of the other types, as the one above that holds all of theirs.
+  template <std::integral Whole>
+  void Set(int column, int row, Whole value) {
+    if constexpr (sizeof(Whole) < sizeof(int))
+      Set(column, row, static_cast<int>(value));
+    else if constexpr (std::is_signed_v<Whole> || sizeof(Whole) < sizeof(long long))
+      Set(column, row, static_cast<long long>(value));
+    else
+      Set(column, row, static_cast<double>(value));
+  }
 
   // Stores a text cell, whose bytes are valid only during the call.
   virtual void Set(int column, int row, const char* text) = 0;

@@ -30,7 +30,7 @@ using TimeStampText = std::array<char, 80>;
 
 // Six numbers, each with at least two digits, the first with `first_width`, as
 // "2024-05-06 07:08:09" with `between` in place of the blank; NUL-terminated in `buffer`.
-const char* FormatTimeStamp(const std::array<int, 6>& numbers, int first_width, char between,
-                            TimeStampText& buffer);
+NVIMPORT_API const char* FormatTimeStamp(const std::array<int, 6>& numbers, int first_width,
+                                         char between, TimeStampText& buffer);
 
 }  // namespace nvimport

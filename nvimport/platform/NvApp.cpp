@@ -51,4 +51,8 @@ void NvApp::AddPluginDirectory(const std::string& folder) { AddedFolders().push_
 
 std::string NvApp::GetCompleteDirectory() { return FolderBesideLibrary("complete"); }
 
+std::string NvApp::GetCompleteLibrary() {
+  return std::filesystem::path(GetCompleteDirectory()) / "nvimport-complete.so";
+}
+
 }  // namespace nvimport

@@ -18,8 +18,12 @@ class NVIMPORT_API NvApp {
   static void AddPluginDirectory(const std::string& folder);
 
   // Where NvImport Complete lies, beside this library: formats that keep no habits which cost
-  // cells. Nothing is loaded from there unless a host adds the folder.
+  // cells. Nothing is loaded from there unless a host adds the folder. Where it is linked into the
+  // program, its formats stand for the folder.
   static std::string GetCompleteDirectory();
+
+  // Its file in that folder.
+  static std::string GetCompleteLibrary();
 
   // The name under which the application speaks to its user, the title of its messages; at first
   // that of the program.

@@ -33,7 +33,7 @@ PYTHONPATH=$work/prefix/$folder reads "$python" "$work/prefix"
 
 unset PYTHONPATH
 mkdir "$work/source"
-(cd "$source" && cp -R pyproject.toml setup.py CMakeLists.txt docs python "$work/source")
+(cd "$source" && cp -R pyproject.toml setup.py docs python nvimport "$work/source")
 quiet "$python" -m venv --system-site-packages "$work/venv"
 quiet "$work/venv/bin/pip" install --no-index --no-build-isolation "$work/source"
 reads "$work/venv/bin/python" "$work/venv"

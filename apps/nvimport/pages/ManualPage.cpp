@@ -4,6 +4,7 @@
 #include "apps/nvimport/CommandLine.h"
 #include "apps/nvimport/pages/Definitions.h"
 #include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/Version.h"
 
 namespace nvimport {
 

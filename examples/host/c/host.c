@@ -1,5 +1,6 @@
 /* host-c FILE [CHOICE]: finds the format of a file among those built in, and prints its cells,
- * "row,column: value" a line. Plain C99, over the twelve functions of framework/NvImport.h.
+ * "row,column: value" a line. Plain C99, over the twelve functions of
+ * nvimport/framework/NvImport.h.
  *
  * A host in C has no dialogs: what a format would ask is said in the bytes of its open options
  * (docs/open-options.md). CHOICE is the delimiter of a text, or what spectra want to be told, such

@@ -1,0 +1,43 @@
+#include "nvimport/framework/FormatRegistry.h"
+
+namespace nvimport {
+
+FormatRegistry* FormatRegistry::linked_complete = nullptr;
+FormatRegistry* FormatRegistry::target_ = nullptr;
+
+FormatRegistry& FormatRegistry::Own() {
+  // Made on first use, since factories are constructed before main and in any order; it lives until
+  // the library is unloaded.
+  static FormatRegistry registry;
+  KeepFactories();
+  return registry;
+}
+
+void FormatRegistry::Register(const FormatDescription& format) {
+  (target_ != nullptr ? *target_ : Own()).formats_.push_back(format);
+}
+
+FormatDescription* FormatRegistry::Find(int index) {
+  if (index > size()) return nullptr;
+  return &formats_[index < 1 ? 0 : static_cast<std::size_t>(index - 1)];
+}
+
+std::unique_ptr<SpreadsheetFile> FormatRegistry::CreateReader(int index) {
+  const FormatDescription* format = Find(index);
+  return std::unique_ptr<SpreadsheetFile>(format != nullptr ? format->factory->Create() : nullptr);
+}
+
+int FormatRegistry::TestFile(int index, const char* path) {
+  const FormatDescription* format = Find(index);
+  switch (format != nullptr ? format->factory->IsCorrectFileType(path) : kNotThis) {
+    case kCertain:
+      return 2;
+    case kPlausible:
+    case kNoOpinion:
+      return 1;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace nvimport
