@@ -36,7 +36,7 @@ namespace {
 
 constexpr int kSkipped = 77;
 constexpr unsigned kSeconds = 10;
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(NVIMPORT_UNDER_ASAN)
 constexpr std::uintmax_t kMemory = std::uintmax_t{2} << 30;  // the sanitizer's own share
 #else
 constexpr std::uintmax_t kMemory = std::uintmax_t{64} << 20;

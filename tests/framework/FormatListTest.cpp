@@ -10,6 +10,7 @@
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/platform/DynamicLibrary.h"
 #include "nvimport/platform/NvApp.h"
+#include "nvimport/platform/Sanitizer.h"
 #include "tests/support/LogRecorder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ScriptedDialogs.h"
@@ -187,7 +188,7 @@ TEST(FormatList, AskingDetectsWithEveryLibrarysTest) {
 }
 
 TEST(DLLFile, ReadsThroughTheLibrarysFunctions) {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(NVIMPORT_UNDER_ASAN)
   GTEST_SKIP() << "the address sanitizer can't live with RTLD_DEEPBIND";
 #endif
   FormatList list;

@@ -8,6 +8,7 @@
 #include "nvimport/framework/NvImport.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/platform/Sanitizer.h"
 #include "tests/support/Samples.h"
 #include "tests/support/Support.h"
 
@@ -61,7 +62,7 @@ TEST(Samples, EveryFormatsAnswerIsWhatTheTableSays) {
 // by the options that the first came back with, which ask nothing.
 TEST(Samples, ReadAlikeThroughEveryFaceAndWithoutQuestionsTheSecondTime) {
   FormatList list;
-#if !defined(__SANITIZE_ADDRESS__)  // two copies of a sanitized library don't live in one process
+#if !defined(NVIMPORT_UNDER_ASAN)  // two copies of a sanitized library don't live in one process
   const int formats = list.size();
   ASSERT_TRUE(list.AddLibrary(NVIMPORT_TEST_LIBRARY));
   ASSERT_EQ(list.size(), formats) << "each format replaced itself";
