@@ -9,7 +9,7 @@ python_packages="$run_packages pybind11-dev python3-dask python3-dev python3-dis
   python3-wheel python3-xlrd"
 test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib pkg-config
   libgsf-1-dev"
-ci_packages="$test_packages $desktop_packages $python_packages xauth xvfb clang clang-format clang-tidy cppcheck doxygen dpkg-dev
+ci_packages="$test_packages $desktop_packages $python_packages ccache xauth xvfb clang clang-format clang-tidy cppcheck doxygen dpkg-dev
   fish groff-base libclang-rt-14-dev lintian python3 valgrind zsh"
 
 # Installs those of the packages named that are missing; says nothing when there are none.
@@ -44,11 +44,19 @@ need_packages() {
   installed_some=yes
 }
 
+# What was compiled before, in whichever folder, is not compiled again where ccache is installed.
+use_ccache() {
+  command -v ccache >/dev/null || return 0
+  export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+  export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
+}
+
 # build PRESET [TARGET...]: configures where that has not been done or new packages may change it,
 # and builds.
 build() {
   preset=$1
   shift
+  use_ccache
   if [ ! -f "$root/build/$preset/build.ninja" ] || [ -n "${installed_some:-}" ]; then
     (cd "$root" && cmake --preset "$preset" >&2) || exit 1
   fi

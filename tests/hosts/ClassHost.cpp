@@ -70,7 +70,8 @@ int main(int, char** arguments) {
 
   const auto reader = SprFileFactory::CreateReader(17);
   Expect(dynamic_cast<TextFile*>(reader.get()) != nullptr, "a reader is of its class");
-  Expect(typeid(*reader) == typeid(TextFile), "the host and the library mean the same class");
+  const SpreadsheetFile& file = *reader;
+  Expect(typeid(file) == typeid(TextFile), "the host and the library mean the same class");
 
   NvImportOpenOptions* options = TextFile::GetImportOptions(";", false);
   SmallSheet sheet;

@@ -31,9 +31,22 @@ mv "$work/built" "$work/prefix"
 nvimport=$work/prefix/bin/nvimport
 libraries=$(dirname "$(find "$work/prefix" -name libnvimport.so)")
 
-# The public headers bring all that they include.
-(cd "$work/prefix/include/nvimport" && find . -name '*.h' | sed 's/.*/#include "&"/') >"$work/all.cpp"
-quiet "${CXX:-c++}" -std=c++20 -fsyntax-only -I"$work/prefix/include/nvimport" "$work/all.cpp"
+# Each public header brings all that it includes, to either compiler, those of the C interface in C too.
+include=$work/prefix/include
+for header in $(cd "$include" && find nvimport -name '*.h'); do
+  for compiler in g++ clang++; do
+    command -v $compiler >/dev/null || continue
+    printf '%s -std=c++20 -x c++ -fsyntax-only -Wall -Wextra -Werror -I%s -include %s /dev/null\n' \
+      $compiler "$include" "$header"
+  done
+done >"$work/commands"
+for header in NvImport Version; do
+  echo "cc -std=c99 -pedantic -x c -fsyntax-only -Wall -Wextra -Werror -I$include \
+    -include nvimport/framework/$header.h /dev/null"
+done >>"$work/commands"
+quiet xargs -P "$(nproc)" -d '\n' -n 1 sh -c <"$work/commands"
+# Nothing of ours is there by another path.
+[ "$(ls "$include")" = nvimport ] || same "$(ls "$include")" nvimport
 
 # The host in C.
 tank='1,1: "Tank"

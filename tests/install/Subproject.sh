@@ -18,7 +18,7 @@ fail() {
 }
 rm -rf "$build/prefix"
 quiet "$cmake" -S "$source/tests/install/subproject" -B "$build" -G Ninja \
-  -DNVIMPORT_SOURCE="$source" -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
+  -DNVIMPORT_SOURCE="$source" -DCMAKE_BUILD_TYPE=Release -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
 quiet "$cmake" --build "$build" -j "$(nproc)"
 grep 'Host.cpp.o ' "$build/compile_commands.json" | grep -qe '-W\|-fstack' &&
   fail "the parent's programs are compiled with NvImport's flags"
