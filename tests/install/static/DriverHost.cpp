@@ -1,5 +1,5 @@
-// DriverHost FILE...: reads each file through the driver, NvImport Complete asked for, and says what
-// its last cell holds or why there is none.
+// DriverHost FILE...: reads each file through the driver, NvImport Complete asked for, and says
+// what its last cell holds or why there is none.
 
 #include <nvimport/framework/FormatList.h>
 #include <nvimport/framework/ImportHelper.h>
