@@ -43,6 +43,12 @@ TEST(ReadSpreadSheetData, ConvertsEveryNumberToTheNearestFloat) {
   EXPECT_EQ(sink.last, "(2,7)16777216");
   base.Set(2, 7, LLONG_MIN);
   EXPECT_EQ(sink.last, "(2,7)-9.223372e+18");
+  base.Set(2, 7, std::int64_t{-3});
+  EXPECT_EQ(sink.last, "(2,7)-3");
+  base.Set(2, 7, std::size_t{1} << 63);
+  EXPECT_EQ(sink.last, "(2,7)9.223372e+18");
+  base.Set(2, 7, static_cast<unsigned char>(200));
+  EXPECT_EQ(sink.last, "(2,7)200");
   base.Set(2, 7, 0.1);
   EXPECT_EQ(sink.last, "(2,7)0.1");
   sink.Set(2, 7, "0.1");

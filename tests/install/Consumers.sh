@@ -45,8 +45,9 @@ for header in NvImport Version; do
     -include nvimport/framework/$header.h /dev/null"
 done >>"$work/commands"
 quiet xargs -P "$(nproc)" -d '\n' -n 1 sh -c <"$work/commands"
-# Nothing of ours is there by another path.
-[ "$(ls "$include")" = nvimport ] || same "$(ls "$include")" nvimport
+# Nothing of ours is there by another path, and a part of another project has the same.
+same "$(ls "$include")" nvimport
+same "$(cd "$build/include" && find . ! -type d | sort)" "$(cd "$include" && find . ! -type d | sort)"
 
 # The host in C.
 tank='1,1: "Tank"
