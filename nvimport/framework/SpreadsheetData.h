@@ -5,6 +5,7 @@
 
 #include "nvimport/platform/Export.h"
 
+// All of NvImport in C++. The C functions, their records and the macros are global.
 namespace nvimport {
 
 // The contract between formats and sheets. Every reader delivers its cells into a
