@@ -215,7 +215,10 @@ py::list Pairs(const std::vector<std::pair<std::string, std::string>>& pairs) {
 
 }  // namespace
 
+}  // namespace nvimport
+
 PYBIND11_MODULE(_nvimport, module) {
+  using namespace nvimport;
   py::class_<DenseSheet, SheetPointer>(module, "Cells")
       .def(py::init(&Empty))
       .def_property_readonly("shape",
@@ -300,5 +303,3 @@ PYBIND11_MODULE(_nvimport, module) {
   module.def("list_formats", &ListFormats);
   module.def("write_cells", &WriteCells);
 }
-
-}  // namespace nvimport

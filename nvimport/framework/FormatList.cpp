@@ -42,7 +42,21 @@ struct FormatList::Library {
   PluginFunctions functions;
 
   // This library itself, without the detour over its file.
-  Library() : functions(OfThisLibrary()) { NvImportInitPackage(); }
+  Library()
+      : functions{&NvImportInitPackage,
+                  &NvImportReleasePackage,
+                  &NvImportSizeFileFormatsSupported,
+                  &NvImportGetFileFormatInfo,
+                  &NvImportIsCorrectFileType,
+                  &NvImportOpen,
+                  &NvImportEstablishSize,
+                  &NvImportRead,
+                  &NvImportWrite,
+                  &NvImportClose,
+                  &NvImportGetLastError,
+                  &NvImportGetWarning} {
+    NvImportInitPackage();
+  }
 
   // NvImport Complete where it is linked into the program: handles are those of this library.
   static std::shared_ptr<const Library> LinkedComplete() {
@@ -61,21 +75,6 @@ struct FormatList::Library {
       return OpenFileOf(*FormatRegistry::linked_complete, format, file, mode, handle, options);
     };
     return library;
-  }
-
-  static PluginFunctions OfThisLibrary() {
-    return {&NvImportInitPackage,
-            &NvImportReleasePackage,
-            &NvImportSizeFileFormatsSupported,
-            &NvImportGetFileFormatInfo,
-            &NvImportIsCorrectFileType,
-            &NvImportOpen,
-            &NvImportEstablishSize,
-            &NvImportRead,
-            &NvImportWrite,
-            &NvImportClose,
-            &NvImportGetLastError,
-            &NvImportGetWarning};
   }
 
   explicit Library(const std::string& library_path)
