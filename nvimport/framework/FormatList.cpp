@@ -105,8 +105,9 @@ FormatList::FormatList()
     : own_path_(DynamicLibrary::PathOf(
           reinterpret_cast<const void*>(&NvImportSizeFileFormatsSupported))) {
   Append(std::make_shared<const Library>());
-  AddFolder(std::filesystem::path(own_path_).parent_path());
-  for (const std::string& folder : NvApp::GetPluginDirectory()) {
+  std::vector<std::string> folders = NvApp::GetPluginDirectory();
+  folders.insert(folders.begin(), std::filesystem::path(own_path_).parent_path());
+  for (const std::string& folder : folders) {
     const char* const danger = DangerOf(folder);
     if (danger != nullptr)
       Log::WriteMessage("FormatList", "AddFolder", folder + " is left out, since " + danger,

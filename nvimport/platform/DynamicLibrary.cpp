@@ -186,7 +186,10 @@ bool DynamicLibrary::Defines(const char* path, std::initializer_list<const char*
 
 std::string DynamicLibrary::PathOf(const void* address) {
   Dl_info info{};
-  return ::dladdr(address, &info) != 0 && info.dli_fname != nullptr ? RealPath(info.dli_fname) : "";
+  link_map* object = nullptr;
+  if (::dladdr1(address, &info, reinterpret_cast<void**>(&object), RTLD_DL_LINKMAP) == 0) return "";
+  // The program's name is empty there; as what it was started may mean another file by now.
+  return RealPath(object->l_name[0] != '\0' ? object->l_name : "/proc/self/exe");
 }
 
 }  // namespace nvimport

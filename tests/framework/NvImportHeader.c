@@ -61,7 +61,8 @@ int main(int argc, char** argv) {
   for (format = 1; format <= NvImportSizeFileFormatsSupported(); ++format)
     if (strcmp(NvImportGetFileFormatInfo(format)->name, "Text File") == 0) text_format = format;
   check(text_format == 17, "text is format 17");
-  check(strcmp(NvImportGetVersion(), NVIMPORT_VERSION) == 0, "the library has the header's version");
+  check(strcmp(NvImportGetVersion(), NVIMPORT_VERSION) == 0,
+        "the library has the header's version");
   check(NvImportGetVersionNumber() == NVIMPORT_VERSION_NUMBER, "and its number");
   check(NvImportIsCorrectFileType(text_format, path) == 1, "the file may be text");
   check(NvImportOpen(text_format, path, 1, &handle, &options) == 1, "the file opens");

@@ -48,6 +48,12 @@ status 2049
 310"
 done
 
+# Beside the program is where its file lies, whatever the working folder holds under its name.
+mkdir -p "$build/elsewhere"
+cp "$plugin/plugin.so" "$build/elsewhere"
+: >"$build/elsewhere/driver-host"
+same "$(cd "$build/elsewhere" && PATH=$build:$PATH driver-host)" "19 formats, 19 in the list"
+
 # Nothing of the library is shown by a program that it is a part of.
 shown=$(nm -D --defined-only "$build/complete-host" | grep -i nvimport || true)
 same "$shown" ""
