@@ -8,18 +8,10 @@ build=$2
 source=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+log=$work/log
 export NVIMPORT_PLUGIN_PATH='' XDG_CONFIG_HOME="$work"
+. "$source/tests/install/functions.sh"
 
-quiet() {
-  "$@" >"$work/log" 2>&1 && return
-  cat "$work/log"
-  exit 1
-}
-same() {
-  [ "$1" = "$2" ] && return
-  printf 'got\n%s\nnot\n%s\n' "$1" "$2"
-  exit 1
-}
 # consumer FOLDER: builds that of the source in $work/FOLDER.
 consumer() {
   quiet "$cmake" -S "$source/$1" -B "$work/$1" -DCMAKE_PREFIX_PATH="$work/prefix"

@@ -9,17 +9,7 @@ build=$3
 plugin=$4
 log=$build.log
 export XDG_CONFIG_HOME="$build" NVIMPORT_PLUGIN_PATH=''
-
-quiet() {
-  "$@" >"$log" 2>&1 && return
-  cat "$log"
-  exit 1
-}
-same() {
-  [ "$1" = "$2" ] && return
-  printf 'got\n%s\nnot\n%s\n' "$1" "$2"
-  exit 1
-}
+. "$source/tests/install/functions.sh"
 
 rm -rf "$build/prefix" "$build/found"
 quiet "$cmake" -S "$source/tests/install/static" -B "$build" -G Ninja -DNVIMPORT_SOURCE="$source" \

@@ -6,16 +6,8 @@ cmake=$1
 source=$2
 build=$3
 log=$build.log
+. "$source/tests/install/functions.sh"
 
-quiet() {
-  "$@" >"$log" 2>&1 && return
-  cat "$log"
-  exit 1
-}
-fail() {
-  echo "$1"
-  exit 1
-}
 rm -rf "$build/prefix"
 quiet "$cmake" -S "$source/tests/install/subproject" -B "$build" -G Ninja \
   -DNVIMPORT_SOURCE="$source" -DCMAKE_BUILD_TYPE=Release -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
