@@ -25,7 +25,9 @@ install(FILES ${PROJECT_BINARY_DIR}/NvImportConfig.cmake
 # What a program that is linked to the static library needs besides.
 set(pc_requires)
 set(pc_libs)
+set(pc_cflags)
 if(NOT NVIMPORT_SHARED)
+  set(pc_cflags -DNVIMPORT_STATIC)
   set(pc_libs "-lstdc++ -lm")
   if(NVIMPORT_PACKAGES_FOUND)
     set(pc_requires "expat zlib")
