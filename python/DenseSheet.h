@@ -8,9 +8,9 @@
 #include <optional>
 #include <span>
 
-#include "apps/nvimport/Sheets.h"
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/framework/SpectraAxis.h"
+#include "nvimport/hosting/import/Sheets.h"
 
 namespace nvimport {
 

@@ -9,19 +9,17 @@
 #include <iterator>
 #include <mutex>
 
-#include "apps/nvimport/CellText.h"
-#include "apps/nvimport/Complete.h"
-#include "apps/nvimport/Delimiters.h"
-#include "apps/nvimport/Explanations.h"
-#include "apps/nvimport/FileKinds.h"
-#include "apps/nvimport/ImportSession.h"
-#include "apps/nvimport/ItemList.h"
-#include "apps/nvimport/OutputFormats.h"
-#include "apps/nvimport/ProgressBar.h"
-#include "apps/nvimport/TerminalDialogs.h"
-#include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/OptionPairs.h"
+#include "nvimport/hosting/CellText.h"
+#include "nvimport/hosting/export/Export.h"
+#include "nvimport/hosting/export/OutputTarget.h"
+#include "nvimport/hosting/import/Complete.h"
+#include "nvimport/hosting/import/Delimiters.h"
+#include "nvimport/hosting/import/FileKinds.h"
+#include "nvimport/hosting/import/Formats.h"
+#include "nvimport/hosting/import/Import.h"
+#include "nvimport/hosting/import/ItemList.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -56,14 +54,9 @@ class Turn {
 };
 
 // Has Python look at its signals now and then, and stops the work when a handler raises.
-class SignalBar final : public ProgressBar {
+class Signals {
  public:
-  SignalBar() : ProgressBar(/*shown=*/false), before_(Install(this)) {}
-  SignalBar(const SignalBar&) = delete;
-  SignalBar& operator=(const SignalBar&) = delete;
-  ~SignalBar() override { Install(before_); }
-
-  bool Advance(std::uint64_t, std::uint64_t) override {
+  bool GoOn() {
     const auto now = Clock::now();
     if (now < next_) return !raised_;
     next_ = now + kSignalInterval;
@@ -82,7 +75,6 @@ class SignalBar final : public ProgressBar {
   }
 
  private:
-  Progress* before_;
   Clock::time_point next_ = Clock::now();
   std::optional<py::error_already_set> raised_;
 };
@@ -104,20 +96,18 @@ std::optional<Refusal> PrepareFormats() {
   return Refusal{Refusal::Kind::kError, 0, failure->text, failure->advice, {}, {}, {}};
 }
 
-std::optional<Refusal> TakeAnswers(const Request& request, ImportSettings& settings,
-                                   GivenAnswers& answers) {
+std::optional<Refusal> TakeRequest(const Request& request, ImportRequest& import) {
+  import.files = request.paths;
+  import.name = request.name;
   if (!request.format.empty()) {
-    settings.format = FindFormat(request.format, /*for_writing=*/false);
-    if (settings.format == 0)
+    import.format = FindFormat(request.format, /*for_writing=*/false);
+    if (import.format == 0)
       return RefuseArgument("There is no format \"" + ShownName(request.format) + "\".");
   }
-  settings.options = request.pairs;
-  if (request.options && !request.options->empty())
-    settings.stored_options.emplace(request.options->begin(), request.options->end());
-  if (request.delimiter) {
-    answers.text_import = ParseDelimiter(*request.delimiter);
-    settings.delimiter = answers.text_import->delimiter;
-  }
+  import.pairs = request.pairs;
+  if (request.options) import.options.assign(request.options->begin(), request.options->end());
+  GivenAnswers& answers = import.answers;
+  if (request.delimiter) answers.text_import = ParseDelimiter(*request.delimiter);
   answers.ignore_consecutive = request.ignore_consecutive;
   answers.sheets = request.sheet;
   answers.blocks = request.blocks;
@@ -134,53 +124,17 @@ std::optional<Refusal> TakeAnswers(const Request& request, ImportSettings& setti
   return std::nullopt;
 }
 
-Input InputOf(const Request& request) {
-  const std::string first =
-      request.name.empty() ? ShownName(request.paths.front()) : ShownName(request.name);
-  if (request.paths.size() == 1) return {request.paths.front(), first, {}};
-  Input input{FileSelection::Join(request.paths),
-              first + " and " + std::to_string(request.paths.size() - 1) + " more",
-              {}};
-  for (const std::string& path : request.paths) input.parts.push_back({path, ShownName(path), {}});
-  return input;
-}
-
-std::uint64_t SizeOf(const std::vector<std::string>& paths) {
+// What a read may take in memory for the size that a file claims.
+std::uint64_t MatrixBytes(const std::vector<std::string>& paths) {
+  constexpr std::uint64_t kAnyFile = 16 << 20;
+  constexpr std::uint64_t kPerByte = 4;
   std::uint64_t size = 0;
   for (const std::string& path : paths) {
     std::error_code none;
     const auto bytes = std::filesystem::file_size(path, none);
     if (!none) size += bytes;
   }
-  return size;
-}
-
-// What a read may take in memory for the size that a file claims.
-std::uint64_t MatrixBytes(const std::vector<std::string>& paths) {
-  constexpr std::uint64_t kAnyFile = 16 << 20;
-  constexpr std::uint64_t kPerByte = 4;
-  return kAnyFile + kPerByte * SizeOf(paths);
-}
-
-Refusal WhyNot(const Failure& failure, const ImportSession& session,
-               const TerminalDialogs& dialogs) {
-  Refusal refusal;
-  refusal.text = failure.text;
-  refusal.code = session.status();
-  if (session.format() > 0) refusal.format = ToUtf8(session.format_name());
-  refusal.detail = session.last_entry();
-  if (dialogs.refused()) {
-    refusal.kind = Refusal::Kind::kChoice;
-    refusal.question = dialogs.refused()->name;
-    refusal.candidates = dialogs.refused()->entries;
-  } else if (failure.exit_code == kFormatUnknown && !dialogs.file_types().empty()) {
-    refusal.kind = Refusal::Kind::kChoice;
-    refusal.question = "format";
-    for (const std::string& name : dialogs.file_types()) refusal.candidates.push_back(ToUtf8(name));
-  } else if (refusal.code == kCancelled) {
-    refusal.kind = Refusal::Kind::kCancelled;
-  }
-  return refusal;
+  return kAnyFile + kPerByte * size;
 }
 
 // What can be said of a file that its format refused.
@@ -188,15 +142,34 @@ std::string KindWords(const std::string& path, const std::string& format) {
   const auto kind = RecogniseKind(path);
   if (!kind || format == kind->format) return {};
   std::string words = std::string("it looks like ") + kind->name;
-  return *kind->format == '\0' ? words + ": " + kind->advice : words;
+  return *kind->format == '\0' ? words + ": " + kind->Advice({}) : words;
 }
 
-// A failure that no reader is the cause of, such as a file that is not there.
-Refusal Outside(const Failure& failure, const std::string& shown) {
+Refusal WhyNot(const Failure& failure, const ImportResult& result, const std::string& path) {
+  constexpr Refusal::Kind kKinds[] = {Refusal::Kind::kError, Refusal::Kind::kArgument,
+                                      Refusal::Kind::kChoice, Refusal::Kind::kChoice,
+                                      Refusal::Kind::kCancelled};
+  Refusal refusal;
+  refusal.kind = kKinds[failure.kind];
+  if (failure.kind == Failure::kFormatUnknown && failure.candidates.empty())
+    refusal.kind = Refusal::Kind::kError;
+  refusal.code = failure.kind == Failure::kCancelled ? kCancelled : failure.status;
+  refusal.text = failure.text;
+  refusal.format = FormatName(result.format);
+  refusal.question = failure.question;
+  refusal.candidates = failure.candidates;
+  if (failure.status != 0) refusal.text += (failure.detail.empty() ? "" : " ") + failure.detail;
+  refusal.detail = result.format == 0 && failure.status == 0 ? failure.detail : result.log_entry;
+  if (refusal.detail.empty() && failure.kind != Failure::kChoice)
+    refusal.detail = KindWords(path, refusal.format);
+  return refusal;
+}
+
+// Of what is said of a file beside the library.
+Refusal Outside(const Failure& failure) {
   Refusal refusal;
   refusal.text = failure.text;
-  refusal.detail = failure.advice;
-  if (refusal.detail.starts_with(shown + ": ")) refusal.detail.erase(0, shown.size() + 2);
+  refusal.detail = failure.Explanation();
   return refusal;
 }
 
@@ -213,44 +186,42 @@ bool HasXRow(const std::string& options) {
 Import ReadSheet(const Request& request, bool with_cells) {
   const Turn turn;
   Import import;
-  ImportSettings settings;
-  GivenAnswers answers;
+  ImportRequest asked;
   if ((import.refusal = PrepareFormats())) return import;
-  if ((import.refusal = TakeAnswers(request, settings, answers))) return import;
-  const Input input = InputOf(request);
-  if (const auto failure = CheckInput(input)) {
-    import.refusal = Outside(*failure, input.shown);
+  if ((import.refusal = TakeRequest(request, asked))) return import;
+  if (const auto failure = CheckFiles(request.paths)) {
+    import.refusal = Outside(*failure);
     return import;
   }
 
-  SignalBar bar;
-  TerminalDialogs dialogs(std::move(answers), /*may_ask=*/false, bar, [](const std::string&) {});
-  ImportSession session(input, std::move(settings), dialogs, bar);
+  Signals signals;
+  asked.progress = [&](const ImportProgress&) { return signals.GoOn(); };
   import.cells = std::make_shared<DenseSheet>(MatrixBytes(request.paths));
-  const auto failure = with_cells ? session.Read(*import.cells) : session.Measure();
-  if (bar.IsCancelled()) {
+  const ImportResult result = with_cells ? ImportFile(asked, *import.cells) : MeasureFile(asked);
+  if (signals.IsCancelled()) {
     import.refusal.emplace();
     import.refusal->kind = Refusal::Kind::kCancelled;
     import.refusal->code = kCancelled;
     import.refusal->text = "The import was cancelled.";
     return import;
   }
-  if (failure) {
-    import.refusal = WhyNot(*failure, session, dialogs);
-    if (import.refusal->detail.empty() && !dialogs.refused())
-      import.refusal->detail = KindWords(request.paths.front(), import.refusal->format);
+  if (result.failure) {
+    import.refusal = WhyNot(*result.failure, result, request.paths.front());
     return import;
   }
-  import.format = ToUtf8(session.format_name());
-  import.rows = session.rows();
-  import.columns = session.columns();
-  import.options.assign(session.stored_options().begin(), session.stored_options().end());
-  import.pairs = OptionsOf(session.format_name());
-  for (const AnsweredQuestion& question : dialogs.answered())
-    import.choices.push_back({question.name, question.answer, question.source, question.entries});
-  import.notes = session.notes();
-  import.warnings = dialogs.warnings();
-  import.has_x_row = HasOption(session.format_name(), "xrow") && HasXRow(import.options);
+  import.format = FormatName(result.format);
+  import.rows = result.rows;
+  import.columns = result.columns;
+  import.options.assign(result.options.begin(), result.options.end());
+  import.pairs = UnaskedOptionsOf(import.format);
+  for (const AnsweredQuestion& question : result.questions)
+    import.choices.push_back(
+        {question.name, question.answer,
+         question.source == AnsweredQuestion::Source::kGiven ? "given" : "guessed",
+         question.entries});
+  import.notes = result.notes;
+  import.warnings = result.warnings;
+  import.has_x_row = HasOption(import.format, "xrow") && HasXRow(import.options);
   return import;
 }
 
@@ -258,20 +229,19 @@ Detected DetectSheet(const std::string& path) {
   const Turn turn;
   Detected detected;
   if ((detected.refusal = PrepareFormats())) return detected;
-  if (const auto failure = CheckInput({path, ShownName(path), {}})) {
-    detected.refusal = Outside(*failure, ShownName(path));
+  if (const auto failure = CheckFiles({path})) {
+    detected.refusal = Outside(*failure);
     return detected;
   }
-  const Detection detection = DetectFormat(Formats(), path.c_str());
-  if (detection.format > 0) detected.format = ToUtf8(FormatAt(detection.format).name);
+  const Detection detection = DetectFormat(path);
+  detected.format = FormatName(detection.format);
   detected.reason = DetectionReason(detection, path);
   const auto kind = RecogniseKind(path);
   if (kind && (detection.format < 1 || *kind->format == '\0')) detected.looks_like = kind->name;
-  for (const int format : detection.candidates)
-    detected.candidates.push_back(ToUtf8(FormatAt(format).name));
+  for (const int format : detection.candidates) detected.candidates.push_back(FormatName(format));
   constexpr const char* kAnswers[] = {"no", "possible", "certain"};
   for (std::size_t i = 0; i < detection.answers.size(); ++i)
-    detected.answers.emplace_back(ToUtf8(FormatAt(static_cast<int>(i) + 1).name),
+    detected.answers.emplace_back(FormatName(static_cast<int>(i) + 1),
                                   kAnswers[std::clamp(detection.answers[i], 0, 2)]);
   return detected;
 }
@@ -280,7 +250,7 @@ std::vector<ListedFormat> ListFormats() {
   const Turn turn;
   PrepareFormats();
   std::vector<ListedFormat> formats;
-  for (int format = 1; format <= static_cast<int>(Formats().size()); ++format) {
+  for (int format = 1; format <= FormatCount(); ++format) {
     const NvImportFormatInfo& info = FormatAt(format);
     std::vector<std::string> extensions = Extensions(info);
     for (std::string& extension : extensions) extension = ToUtf8(extension);
@@ -308,24 +278,19 @@ std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& pa
   }
   MemorySheet sheet;
   cells.CopyTo(sheet);
-  SignalBar bar;
-  TerminalDialogs dialogs({}, /*may_ask=*/false, bar, [](const std::string&) {});
-  OutputTarget target(path, overwrite);
-  auto failure = target.Check();
-  if (!failure)
-    failure = WriteWhole(*output, ShownName(path), sheet, TextConversion(), target, bar,
-                         [&](const std::string& temporary, SpreadsheetData& whole) {
-                           return WriteFormat(output->registered, temporary, ShownName(path), whole,
-                                              dialogs);
-                         });
-  if (bar.IsCancelled()) {
+  Signals signals;
+  ExportRequest request{path, *output};
+  request.replaces = overwrite;
+  request.progress = [&](auto, auto) { return signals.GoOn(); };
+  const auto failure = ExportSheet(sheet, request);
+  if (signals.IsCancelled()) {
     refusal.kind = Refusal::Kind::kCancelled;
     refusal.code = kCancelled;
     refusal.text = kNotWritten;
     return refusal;
   }
   if (!failure) return std::nullopt;
-  return Outside(*failure, ShownName(path));
+  return Outside(*failure);
 }
 
 }  // namespace nvimport

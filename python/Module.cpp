@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "apps/nvimport/CellText.h"
 #include "nvimport/framework/Version.h"
+#include "nvimport/hosting/CellText.h"
 #include "nvimport/platform/NumberText.h"
 #include "nvimport/platform/Utf8.h"
 #include "python/Library.h"

@@ -1,46 +1,22 @@
 #include "apps/desktop/Import.h"
 
-#include <QFileInfo>
 #include <QObject>
-#include <QTemporaryDir>
 #include <algorithm>
 #include <span>
 
-#include "apps/desktop/DecimalGuess.h"
 #include "apps/desktop/LibraryThread.h"
 #include "apps/desktop/SheetText.h"
 #include "apps/desktop/WindowDialogs.h"
-#include "apps/nvimport/FileKinds.h"
-#include "apps/nvimport/ImportSession.h"
-#include "apps/nvimport/Thrown.h"
-#include "nvimport/framework/FileSelection.h"
-#include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/ImportHelper.h"
-#include "nvimport/framework/SpreadsheetFile.h"
-#include "nvimport/platform/Log.h"
+#include "nvimport/hosting/Thrown.h"
+#include "nvimport/hosting/import/DecimalGuess.h"
+#include "nvimport/hosting/import/FileKinds.h"
+#include "nvimport/hosting/import/Formats.h"
+#include "nvimport/hosting/import/Import.h"
 
 namespace nvimport {
 
 namespace {
-
-// What the library logs goes to `notes`, and what readers say beside them to `last`, while this
-// lives.
-class GatheredLog {
- public:
-  GatheredLog(QStringList& notes, QString& last)
-      : before_(Log::Install([&notes, &last](const LogEntry& entry) {
-          if (entry.operation == "Note")
-            notes.push_back(FromBytes(entry.text));
-          else if (entry.source != "ImportHelper")
-            last = FromBytes(entry.text);
-        })) {}
-  GatheredLog(const GatheredLog&) = delete;
-  GatheredLog& operator=(const GatheredLog&) = delete;
-  ~GatheredLog() { Log::Install(std::move(before_)); }
-
- private:
-  Log::Sink before_;
-};
 
 QString Files(const std::vector<std::string>& files) {
   QStringList names;
@@ -52,7 +28,7 @@ QString Files(const std::vector<std::string>& files) {
 }
 
 // What the user can do about a file that was not read.
-QString Advice(const ImportRequest& request, bool format_settled, const QString& logged) {
+QString Advice(const OpenRequest& request, bool format_settled, const QString& logged) {
   QStringList advice;
   if (const auto kind = RecogniseKind(request.files.front()))
     advice.push_back(*kind->format == '\0'
@@ -92,132 +68,82 @@ std::vector<std::pair<QString, QString>> FilterPairs(const char* texts) {
   return pairs;
 }
 
+QStringList Lines(const std::vector<std::string>& texts) {
+  QStringList lines;
+  for (const std::string& text : texts) lines.push_back(FromBytes(text));
+  return lines;
+}
+
 }  // namespace
 
-ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobProgress& progress) {
-  ImportResult result;
-  result.again = request;
-  ImportRequest& again = result.again;
-  QString logged;
-  const GatheredLog log(result.notes, logged);
-  const bool repeated = request.options != nullptr;
-  dialogs.Begin(request.files.front(), repeated);
-  Input input;
-  for (const std::string& file : request.files) input.parts.push_back({file, file, {}});
-  const std::uintmax_t size = TotalSize(input);
-  ImportHelper driver;
-  auto sheet = std::make_shared<MemorySheet>();
-  NvImportOpenOptions options{0, nullptr};
-  bool done = false;
-  ReadErrors error = ReadErrors::kNone;
-  const std::string thrown = Thrown([&] {
-    const std::string path = FileSelection::Join(request.files);
-    if (again.format == 0) {
-      int format = request.filter;
-      const bool settled = driver.CheckFilesBeforeRead(path.c_str(), format, nullptr, error, true);
-      if (settled) {
-        again.format = format;
-        again.files = driver.GetSelection();
-      }
-      if (!settled || progress.stopped()) return;
-    }
-    dialogs.SettleFormat(again.format);
-    if (repeated) SpreadsheetOpenOptions::CopyOpenOptions(&options, request.options);
-    done = driver.ReadSpreadsheetFile(FileSelection::Join(again.files).c_str(), again.format,
-                                      sheet.get(), nullptr, &options, true);
-  });
-  const bool is_whole = TotalSize(input) >= size;
-  done = done && is_whole;
-  result.warnings = dialogs.warnings();
-  if (again.format > 0) result.format = FromBytes(FormatAt(again.format).name);
-  if (done) {
-    again.options = SpreadsheetOpenOptions(&options);
-    SpreadsheetOpenOptions::FreeOpenOptions(&options);
-    if (dialogs.decimal_mark()) again.decimal_mark = dialogs.decimal_mark();
-    result.decimal_mark = again.decimal_mark.value_or(GuessDecimalMark(*sheet));
-    if (!dialogs.trouble().text.isEmpty()) result.warnings.push_back(dialogs.trouble().text);
-    result.sheet = std::move(sheet);
-    return result;
-  }
-  SpreadsheetOpenOptions::FreeOpenOptions(&options);
-  if (progress.stopped()) return result;
-  Trouble trouble = dialogs.trouble();
-  if (!thrown.empty()) trouble.text = FromBytes(thrown);
-  if (error == ReadErrors::kNotExaminable)
-    trouble.text = QObject::tr("The file could not be opened.");
-  if (!is_whole) trouble.text = FromBytes(kBecameShorter);
-  // A question that the user cancelled is no trouble.
-  if (trouble.text.isEmpty()) return result;
-  if (const auto failure = CheckInput(input)) trouble.detail = FromBytes(failure->advice);
-  trouble.file = Files(request.files);
-  trouble.advice = Advice(request, again.format > 0, logged);
-  result.trouble = std::move(trouble);
+OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress& progress) {
+  OpenResult result;
+  OpenRequest& again = result.again = request;
+  dialogs.Begin(request.files.front(), /*repeated=*/!request.options.empty());
+  ImportRequest import;
+  import.files = request.files;
+  import.format = request.format != 0 ? request.format : FormatOfFilter(request.filter);
+  import.options = request.options;
+  import.dialogs = &dialogs;
+  import.progress = [&](const ImportProgress& now) {
+    if (now.begins) dialogs.SettleFormat(now.format);
+  return progress.Advance(now.position, now.size);
+};
+auto sheet = std::make_shared<MemorySheet>();
+const ImportResult read = ImportFile(import, *sheet);
+if (read.format > 0) again.format = read.format;
+if (!read.files.empty()) again.files = read.files;
+result.format = FromBytes(FormatName(read.format));
+result.warnings = Lines(read.warnings);
+result.notes = Lines(read.notes);
+if (read) {
+  again.options = read.options;
+  if (dialogs.decimal_mark()) again.decimal_mark = dialogs.decimal_mark();
+  result.decimal_mark = again.decimal_mark.value_or(GuessDecimalMark(*sheet));
+  result.sheet = std::move(sheet);
   return result;
 }
-
-namespace {
-
-// Whether a format writes at all: some say so and have no writer.
-bool Writes(int format) {
-  bool opens = false;
-  Thrown([&] {
-    const QTemporaryDir folder;
-    const QByteArray path = QFile::encodeName(folder.filePath("file"));
-    opens = FormatList::Get().CreateFile(format)->Open(false, path.constData(), nullptr) == kGood;
-  });
-  return opens;
-}
-
-}  // namespace
+// A question that the user cancelled is no trouble, nor is a format that was not chosen.
+const Failure& failure = *read.failure;
+if (progress.stopped() || failure.kind == Failure::kCancelled || !failure.candidates.empty())
+  return result;
+result.trouble = {FromBytes(failure.text), FromBytes(failure.detail), Files(request.files),
+                  Advice(request, read.format > 0, FromBytes(read.log_entry))};
+return result;
+}  // namespace nvimport
 
 std::vector<ExportKind> ExportKinds() {
   std::vector<ExportKind> kinds;
-  const struct {
-    const char* filter;
-    OutputFormat format;
-  } kOwn[] = {{"CSV (*.csv)", {SheetFormat::kCsv, 0, ".csv"}},
-              {"Text, by TABs (*.tsv)", {SheetFormat::kTsv, 0, ".tsv"}},
-              {"JSON Lines (*.jsonl)", {SheetFormat::kJsonLines, 0, ".jsonl"}}};
-  for (const auto& own : kOwn) kinds.push_back({own.filter, own.format});
-  for (int format = 1; format <= static_cast<int>(Formats().size()); ++format) {
-    const NvImportFormatInfo& info = FormatAt(format);
-    const auto extensions = Extensions(info);
-    if (!info.can_write || info.write_filter == nullptr || extensions.empty() || !Writes(format))
+  for (const OutputFormat& format : OutputFormats()) {
+    if (format.own) {
+      constexpr const char* kFilters[] = {"CSV (*.csv)", "Text, by TABs (*.tsv)",
+                                          "JSON Lines (*.jsonl)"};
+      kinds.push_back({kFilters[static_cast<std::size_t>(*format.own)], format});
       continue;
+    }
+    const NvImportFormatInfo& info = FormatAt(format.registered);
     QStringList patterns;
-    for (const std::string& extension : extensions) patterns.push_back("*" + FromBytes(extension));
-    const bool any = extensions.front() == ".*";
-    kinds.push_back({Filter(FromBytes(info.write_filter), any ? "*.*" : patterns.join(';')),
-                     {std::nullopt, format, any ? ".txt" : extensions.front()}});
+    for (const std::string& extension : Extensions(info))
+      patterns.push_back(extension == ".*" ? "*.*" : "*" + FromBytes(extension));
+    kinds.push_back({Filter(FromBytes(info.write_filter), patterns.join(';')), format});
   }
   return kinds;
 }
 
 ExportResult Export(MemorySheet& sheet, const std::string& path, const ExportKind& kind,
-                    WindowDialogs& dialogs, JobProgress& progress) {
-  dialogs.Begin(path, /*repeated=*/false);
+                    JobProgress& progress) {
+  ExportRequest request{path, kind.format};
+  request.replaces = true;
+  request.progress = [&](auto row, auto rows) { return progress.Advance(row, rows); };
   std::optional<Failure> failure;
-  const std::string thrown = Thrown([&] {
-    OutputTarget target(path, /*force=*/true);
-    failure = target.Check();
-    if (failure) return;
-    failure = WriteWhole(
-        kind.format, path, sheet, TextConversion(), target, progress,
-        [&](const std::string& temporary, SpreadsheetData& whole) -> std::optional<Failure> {
-          if (ImportHelper().WriteSpreadsheetFile(temporary.c_str(), kind.format.registered, &whole,
-                                                  nullptr, nullptr))
-            return std::nullopt;
-          return Failure{kFailed, dialogs.trouble().text.toStdString(),
-                         dialogs.trouble().detail.toStdString()};
-        });
-  });
+  const std::string thrown = Thrown([&] { failure = ExportSheet(sheet, request); });
   if (!failure && thrown.empty()) return {true, std::nullopt};
   if (progress.stopped()) return {};
   Trouble trouble{
       FromBytes(thrown), {}, FromBytes(path), QObject::tr("Choose another place or another type.")};
   if (failure) {
     trouble.text = FromBytes(failure->text);
-    trouble.detail = FromBytes(failure->advice);
+    trouble.detail = FromBytes(failure->Explanation());
   }
   return {false, std::move(trouble)};
 }

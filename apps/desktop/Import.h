@@ -7,9 +7,8 @@
 #include <vector>
 
 #include "apps/desktop/QuestionDialogs.h"
-#include "apps/nvimport/OutputFormats.h"
 #include "nvimport/framework/MemorySheet.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/hosting/export/Export.h"
 
 namespace nvimport {
 
@@ -17,18 +16,18 @@ class JobProgress;
 class WindowDialogs;
 
 // What is to be read.
-struct ImportRequest {
+struct OpenRequest {
   std::vector<std::string> files;
-  int filter = 1;                    // position in the open dialog
-  int format = 0;                    // position in the list of formats, once it is known
-  SpreadsheetOpenOptions options;    // of the import that is repeated, or none
-  std::optional<char> decimal_mark;  // what the user said of it
+  int filter = 1;                      // position in the open dialog
+  int format = 0;                      // position in the list of formats, once it is known
+  std::vector<unsigned char> options;  // of the import that is repeated, or none
+  std::optional<char> decimal_mark;    // what the user said of it
 };
 
 // What came of it.
-struct ImportResult {
+struct OpenResult {
   std::shared_ptr<MemorySheet> sheet;  // null when nothing was read
-  ImportRequest again;                 // reads the same without a question
+  OpenRequest again;                   // reads the same without a question
   QString format;                      // its name
   char decimal_mark = '.';             // of numbers in texts
   QStringList warnings;
@@ -37,7 +36,7 @@ struct ImportResult {
 };
 
 // Reads through the driver, asking `dialogs`; in the library's thread.
-ImportResult Import(const ImportRequest& request, WindowDialogs& dialogs, JobProgress& progress);
+OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress& progress);
 
 // What can be written, in the order of the save dialog.
 struct ExportKind {
@@ -53,7 +52,7 @@ struct ExportResult {
 
 // Writes the whole sheet; in the library's thread.
 ExportResult Export(MemorySheet& sheet, const std::string& path, const ExportKind& kind,
-                    WindowDialogs& dialogs, JobProgress& progress);
+                    JobProgress& progress);
 
 // The filters of the open dialog, and the one it begins with, from 0.
 QStringList OpenFilters(int& first);

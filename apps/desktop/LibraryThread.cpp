@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "apps/desktop/SheetText.h"
-#include "apps/nvimport/Thrown.h"
+#include "nvimport/hosting/Thrown.h"
 
 namespace nvimport {
 

@@ -304,7 +304,7 @@ void MainWindow::ChooseFiles() {
 
 void MainWindow::OpenFiles(const QStringList& paths, std::optional<int> filter) {
   if (paths.isEmpty()) return;
-  ImportRequest request;
+  OpenRequest request;
   request.files = Paths(paths);
   request.filter = filter.value_or(0) + 1;
   remembers_ = filter.has_value();
@@ -315,14 +315,14 @@ void MainWindow::ImportAgain() {
   if (!last_.files.empty()) Start(last_, tr("Reading %1").arg(NameOf(last_.files)));
 }
 
-void MainWindow::Start(const ImportRequest& request, const QString& label) {
-  auto result = std::make_shared<ImportResult>();
+void MainWindow::Start(const OpenRequest& request, const QString& label) {
+  auto result = std::make_shared<OpenResult>();
   Run(
-      label, [this, request, result] { *result = Import(request, dialogs_, library_.progress()); },
+      label, [this, request, result] { *result = Open(request, dialogs_, library_.progress()); },
       [this, result] { Show(std::move(*result)); });
 }
 
-void MainWindow::Show(ImportResult result) {
+void MainWindow::Show(OpenResult result) {
   if (result.trouble) {
     emit Imported(false);
     return ShowTrouble(this, *result.trouble);
@@ -357,7 +357,7 @@ void MainWindow::Show(ImportResult result) {
   emit Imported(true);
 }
 
-void MainWindow::ShowNotes(const ImportResult& result) {
+void MainWindow::ShowNotes(const OpenResult& result) {
   notes_->clear();
   for (const auto& [kind, texts] :
        {std::pair(tr("Warning: %1"), result.warnings), std::pair(tr("%1"), result.notes)})
@@ -474,7 +474,7 @@ void MainWindow::ExportTo(const QString& path, std::size_t kind) {
   Run(
       tr("Writing %1").arg(QFileInfo(path).fileName()),
       [this, result, kind = ExportKinds()[kind], path = Paths({path}).front(), cells = cells_] {
-        *result = Export(*cells, path, kind, dialogs_, library_.progress());
+        *result = Export(*cells, path, kind, library_.progress());
       },
       [this, result] {
         if (result->trouble)

@@ -72,9 +72,9 @@ class MainWindow : public QMainWindow {
   void ShowRecent();
   void Remember(const std::vector<std::string>& files);
 
-  void Start(const ImportRequest& request, const QString& label);
-  void Show(ImportResult result);
-  void ShowNotes(const ImportResult& result);
+  void Start(const OpenRequest& request, const QString& label);
+  void Show(OpenResult result);
+  void ShowNotes(const OpenResult& result);
   void PrepareCurves();
   void EmphasizeSelected();
   // Runs a job under a label, then `done`; the status line is afterwards as it was.
@@ -103,7 +103,7 @@ class MainWindow : public QMainWindow {
   QAction* reverse_;
   std::vector<QAction*> for_sheet_;
   std::shared_ptr<MemorySheet> cells_;
-  ImportRequest last_;
+  OpenRequest last_;
   bool remembers_ = false;  // the type of the file that is being read
   char decimal_mark_ = '.';
 };

@@ -23,7 +23,7 @@
 
 #include "apps/desktop/RangePlot.h"
 #include "apps/desktop/SheetText.h"
-#include "apps/nvimport/Delimiters.h"
+#include "nvimport/hosting/import/Delimiters.h"
 #include "nvimport/platform/NumberText.h"
 
 namespace nvimport {

@@ -1,7 +1,7 @@
 #include "apps/desktop/SheetText.h"
 
-#include "apps/nvimport/CellText.h"
 #include "nvimport/framework/MemorySheet.h"
+#include "nvimport/hosting/CellText.h"
 #include "nvimport/platform/NumberText.h"
 
 namespace nvimport {

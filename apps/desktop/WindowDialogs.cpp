@@ -5,13 +5,11 @@
 #include <cmath>
 #include <utility>
 
-#include "apps/desktop/DecimalGuess.h"
 #include "apps/desktop/SheetText.h"
-#include "apps/nvimport/DelimiterGuess.h"
-#include "apps/nvimport/Sheets.h"
-#include "nvimport/framework/FormatDetection.h"
-#include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/ImportHelper.h"
+#include "nvimport/hosting/import/DecimalGuess.h"
+#include "nvimport/hosting/import/Formats.h"
+#include "nvimport/hosting/import/Sheets.h"
 #include "nvimport/platform/Log.h"
 
 namespace nvimport {
@@ -77,33 +75,28 @@ void WindowDialogs::Begin(std::string path, bool repeated) {
   path_ = std::move(path);
   repeated_ = repeated;
   format_ = 0;
-  trouble_ = {};
-  warnings_.clear();
   decimal_mark_.reset();
 }
 
 std::optional<std::size_t> WindowDialogs::SelectFileType(const FileTypeQuestion& question) {
-  const std::vector<KnownFormat> formats = FormatList::Get().GetKnownFormats();
-  const Detection detection = DetectFormat(formats, path_.c_str());
-  QStringList answers;
+  const Detection detection = DetectFormat(path_);
+  QStringList answers(static_cast<qsizetype>(question.names.size()), AnswerWords(1));
   std::vector<FormatAnswer> others;
-  for (const bool candidates : {true, false})
-    for (std::size_t i = 0; i < detection.answers.size(); ++i) {
-      const bool is_candidate =
-          std::ranges::count(detection.candidates, static_cast<int>(i) + 1) > 0;
-      if (is_candidate != candidates) continue;
-      const QString words = AnswerWords(detection.answers[i]);
-      if (candidates)
-        answers.push_back(words);
-      else
-        others.push_back({FromBytes(formats[i].info->name), words});
-    }
+  for (std::size_t i = 0; i < detection.answers.size(); ++i) {
+    const char* name = FormatAt(static_cast<int>(i) + 1).name;
+    const QString words = AnswerWords(detection.answers[i]);
+    const auto named = std::ranges::find(question.names, name);
+    if (named != question.names.end())
+      answers[named - question.names.begin()] = words;
+    else
+      others.push_back({FromBytes(name), words});
+  }
   return Ask([&] { return AskFileType(&window_, question, answers, others); });
 }
 
 std::optional<TextImportChoice> WindowDialogs::ImportText(const TextImportQuestion& question) {
   TextImportQuestion guessed = question;
-  guessed.current = GuessDelimiter(question);
+  guessed.current = question.usual.value_or(question.current);
   DecimalGuess decimal;
   for (const auto& row : question.preview(guessed.current, kPreviewRows, kPreviewColumns))
     for (const std::string& text : row) decimal.Take(text);
@@ -139,41 +132,15 @@ std::optional<RangeChoice> WindowDialogs::SelectRange(const RangeQuestion& quest
 }
 
 std::optional<std::vector<std::string>> WindowDialogs::SortFiles(
-    const std::vector<std::string>& files) {
-  return Ask([&] { return AskFileOrder(&window_, files); });
+    const FileOrderQuestion& question) {
+  return Ask([&] { return AskFileOrder(&window_, question.files); });
 }
 
 int WindowDialogs::ShowMessage(const MessageBoxQuestion& message) {
-  const bool asks = (message.type & MessageBoxQuestion::kOkCancel) != 0;
-  if (!asks) {
-    trouble_.text = FromBytes(message.text);
-    return MessageBoxQuestion::kOkAnswer;
-  }
-  warnings_.push_back(FromBytes(message.text));
   if (repeated_) return MessageBoxQuestion::kOkAnswer;
   const bool goes_on =
       Ask([&] { return AskWarning(&window_, FromBytes(message.title), FromBytes(message.text)); });
   return goes_on ? MessageBoxQuestion::kOkAnswer : MessageBoxQuestion::kCancelAnswer;
-}
-
-void WindowDialogs::ShowDetails(const DetailMessage& message) {
-  trouble_.text = FromBytes(message.text);
-  trouble_.detail = FromBytes(message.detail);
-}
-
-std::unique_ptr<Progress> WindowDialogs::ShowProgress(const std::string&) {
-  // The window shows the same of every job.
-  class Forward : public Progress {
-   public:
-    explicit Forward(JobProgress& progress) : progress_(progress) {}
-    bool Advance(std::uint64_t position, std::uint64_t size) override {
-      return progress_.Advance(position, size);
-    }
-
-   private:
-    JobProgress& progress_;
-  };
-  return std::make_unique<Forward>(library_.progress());
 }
 
 void WindowDialogs::ShowWaitCursor(bool on) {

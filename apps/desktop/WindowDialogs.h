@@ -24,19 +24,13 @@ class WindowDialogs : public Dialogs {
   void SettleFormat(int format) { format_ = format; }
   // How texts are read as numbers, when the user was asked.
   std::optional<char> decimal_mark() const { return decimal_mark_; }
-  // The failure that the library told last: what it said, and what it said of it.
-  const Trouble& trouble() const { return trouble_; }
-  // What the reader warned of.
-  const QStringList& warnings() const { return warnings_; }
 
   std::optional<std::size_t> SelectFileType(const FileTypeQuestion& question) override;
   std::optional<TextImportChoice> ImportText(const TextImportQuestion& question) override;
   std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override;
   std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
-  std::optional<std::vector<std::string>> SortFiles(const std::vector<std::string>& files) override;
+  std::optional<std::vector<std::string>> SortFiles(const FileOrderQuestion& question) override;
   int ShowMessage(const MessageBoxQuestion& message) override;
-  void ShowDetails(const DetailMessage& message) override;
-  std::unique_ptr<Progress> ShowProgress(const std::string& title) override;
   void ShowWaitCursor(bool on) override;
 
  private:
@@ -62,8 +56,6 @@ class WindowDialogs : public Dialogs {
   bool repeated_ = false;
   int format_ = 0;
   std::optional<char> decimal_mark_;
-  Trouble trouble_;
-  QStringList warnings_;
 };
 
 }  // namespace nvimport

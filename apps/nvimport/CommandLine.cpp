@@ -6,14 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "apps/nvimport/CellText.h"
-#include "apps/nvimport/Complete.h"
-#include "apps/nvimport/Failure.h"
 #include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/PluginCheck.h"
-#include "apps/nvimport/TemporaryPaths.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/Version.h"
+#include "nvimport/hosting/CellText.h"
+#include "nvimport/hosting/TemporaryPaths.h"
+#include "nvimport/hosting/import/Complete.h"
 #include "nvimport/platform/NvFile.h"
 
 namespace nvimport {
@@ -242,10 +241,10 @@ int RunCommandLine(int count, char** arguments) try {
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
     if (chosen == nullptr && count > 1 && arguments[1][0] != '-' && app.get_subcommands().empty())
-      return SayFailure({kWrongUsage, "There is no command \"" + ShownName(arguments[1]) + "\".",
-                         "nvimport --help lists them"});
+      return SayFailure(WrongUsage("There is no command \"" + ShownName(arguments[1]) + "\".",
+                                   "nvimport --help lists them"));
     return SayFailure(
-        {kWrongUsage, ShownName(error.what()), "nvimport COMMAND --help tells how it is used"});
+        WrongUsage(ShownName(error.what()), "nvimport COMMAND --help tells how it is used"));
   }
   RemoveTemporariesOnSignals();
   if (settings.complete)
@@ -254,7 +253,7 @@ int RunCommandLine(int count, char** arguments) try {
   FormatList::Release();
   return exit_code;
 } catch (const std::exception& exception) {
-  return SayFailure({kFailed, "The command could not be carried out.",
+  return SayFailure({Failure::kFailed, "The command could not be carried out.",
                      ShownName(exception.what()) + "; tell the makers, with the command"});
 }
 

@@ -6,17 +6,17 @@
 #include <set>
 #include <utility>
 
-#include "apps/nvimport/CellText.h"
-#include "apps/nvimport/Explanations.h"
-#include "apps/nvimport/FileKinds.h"
 #include "apps/nvimport/FileRun.h"
-#include "apps/nvimport/OutputFormats.h"
-#include "apps/nvimport/OutputTarget.h"
-#include "apps/nvimport/Sheets.h"
 #include "apps/nvimport/TableView.h"
 #include "apps/nvimport/Terminal.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/MemorySheet.h"
+#include "nvimport/hosting/CellText.h"
+#include "nvimport/hosting/export/Export.h"
+#include "nvimport/hosting/export/OutputTarget.h"
+#include "nvimport/hosting/import/FileKinds.h"
+#include "nvimport/hosting/import/Formats.h"
+#include "nvimport/hosting/import/Sheets.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -49,22 +49,22 @@ std::string Counted(int count, const char* noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-std::string Shape(const ImportSession& session) {
-  return Counted(session.rows(), "row") + " x " + Counted(session.columns(), "column");
+std::string Shape(const ImportResult& result) {
+  return Counted(result.rows, "row") + " x " + Counted(result.columns, "column");
 }
 
 Json FormatJson(int format) { return {{"index", format}, {"name", FormatAt(format).name}}; }
 
-Json ImportJson(const Input& input, const ImportSession& session) {
+Json ImportJson(const Input& input, const ImportResult& result) {
   return {{"file", input.shown},
-          {"format", FormatJson(session.format())},
-          {"rows", session.rows()},
-          {"columns", session.columns()}};
+          {"format", FormatJson(result.format)},
+          {"rows", result.rows},
+          {"columns", result.columns}};
 }
 
-void AddNotes(FileTurn& turn, const ImportSession& session, Json& json) {
-  json["notes"] = session.notes();
-  json["warnings"] = turn.dialogs().warnings();
+void AddNotes(const ImportResult& result, Json& json) {
+  json["notes"] = result.notes;
+  json["warnings"] = result.warnings;
 }
 
 int RunOver(FileRun& run, const std::function<void(FileTurn&)>& command) {
@@ -86,8 +86,9 @@ std::string DetectionText(const Input& input, const Detection& detection,
     text += "no format";
   else
     text += "one of " + Join(candidates) + " (--format NAME decides)";
-  text += "\n  why: " + DetectionReason(detection, input.path) + "\n";
-  if (kind) text += "  looks like: " + std::string(kind->name) + "; " + kind->advice + "\n";
+  text += "\n  why: " + DetectionReason(detection, input.files.front()) + "\n";
+  if (kind)
+    text += "  looks like: " + std::string(kind->name) + "; " + kind->Advice(CommandWords()) + "\n";
   for (int answer = 2; answer >= 0; --answer) {
     std::vector<std::string> names;
     for (std::size_t i = 0; i < detection.answers.size(); ++i)
@@ -103,12 +104,12 @@ std::string DetectionJson(const Input& input, const Detection& detection,
                           const std::optional<FileKind>& kind) {
   Json json = {{"file", input.shown},
                {"format", nullptr},
-               {"reason", DetectionReason(detection, input.path)},
+               {"reason", DetectionReason(detection, input.files.front())},
                {"looks_like", nullptr},
                {"candidates", candidates},
                {"answers", Json::array()}};
   if (detection.format > 0) json["format"] = FormatJson(detection.format);
-  if (kind) json["looks_like"] = {{"kind", kind->name}, {"advice", kind->advice}};
+  if (kind) json["looks_like"] = {{"kind", kind->name}, {"advice", kind->Advice(CommandWords())}};
   for (std::size_t i = 0; i < detection.answers.size(); ++i) {
     Json answer = FormatJson(static_cast<int>(i) + 1);
     answer["answer"] = kAnswers[std::clamp(detection.answers[i], 0, 2)];
@@ -118,11 +119,13 @@ std::string DetectionJson(const Input& input, const Detection& detection,
 }
 
 void Detect(FileTurn& turn) {
-  if (const auto failure = CheckInput(turn.input())) return turn.Fail(*failure);
-  const Detection detection = DetectFormat(Formats(), turn.input().path.c_str());
+  if (const auto failure = CheckFiles(turn.input().files, CommandWords()))
+    return turn.Fail(*failure);
+  const std::string& path = turn.input().files.front();
+  const Detection detection = DetectFormat(path);
   std::vector<std::string> candidates;
   for (const int format : detection.candidates) candidates.emplace_back(FormatAt(format).name);
-  auto kind = RecogniseKind(turn.input().path);
+  auto kind = RecogniseKind(path);
   // Where a format is taken there is nothing to be said for the one that would read it too.
   if (kind && detection.format > 0 && *kind->format != '\0') kind.reset();
   turn.Print((turn.plan().json ? DetectionJson : DetectionText)(turn.input(), detection, candidates,
@@ -132,25 +135,22 @@ void Detect(FileTurn& turn) {
 
 // ---- info
 
-std::string InfoText(FileTurn& turn, const ImportSession& session,
-                     const std::vector<AnsweredQuestion>& answered) {
+std::string InfoText(FileTurn& turn, const ImportResult& result) {
   std::vector<std::pair<std::string, std::string>> lines = {
-      {"format",
-       std::string(session.format_name()) + " (" + std::to_string(session.format()) + ")"},
-      {"rows", std::to_string(session.rows())},
-      {"columns", std::to_string(session.columns())}};
-  for (const AnsweredQuestion& question : answered) {
-    lines.emplace_back(question.name,
-                       question.answer + " (" + question.source + "; " + question.option + ")");
+      {"format", FormatName(result.format) + " (" + std::to_string(result.format) + ")"},
+      {"rows", std::to_string(result.rows)},
+      {"columns", std::to_string(result.columns)}};
+  for (const AnsweredQuestion& question : result.questions) {
+    lines.emplace_back(question.name, question.answer + " (" + SourceWord(question.source) + "; " +
+                                          OptionFor(question) + ")");
     for (std::size_t i = 0; i < question.entries.size(); ++i)
       lines.emplace_back("", std::to_string(i + 1) + "  " + question.entries[i]);
-    lines.emplace_back("", "asks " + question.asked);
+    lines.emplace_back("", "asks " + OptionsAsked(question));
   }
-  if (const auto options = OptionsOf(session.format_name()); !options.empty())
+  if (const auto options = UnaskedOptionsOf(FormatName(result.format)); !options.empty())
     lines.emplace_back("options", Join(options) + " (--option KEY=VALUE)");
-  for (const std::string& note : session.notes()) lines.emplace_back("note", note);
-  for (const std::string& warning : turn.dialogs().warnings())
-    lines.emplace_back("warning", warning);
+  for (const std::string& note : result.notes) lines.emplace_back("note", note);
+  for (const std::string& warning : result.warnings) lines.emplace_back("warning", warning);
   std::string text = turn.input().shown + "\n";
   for (auto& [name, value] : lines) {
     constexpr std::size_t kNameWidth = 11;
@@ -160,38 +160,34 @@ std::string InfoText(FileTurn& turn, const ImportSession& session,
   return text;
 }
 
-std::string InfoJson(FileTurn& turn, const ImportSession& session,
-                     const std::vector<AnsweredQuestion>& answered, bool with_notes) {
-  Json json = ImportJson(turn.input(), session);
+std::string InfoJson(FileTurn& turn, const ImportResult& result, bool with_notes) {
+  Json json = ImportJson(turn.input(), result);
   json["choices"] = Json::array();
-  for (const AnsweredQuestion& question : answered)
+  for (const AnsweredQuestion& question : result.questions)
     json["choices"].push_back({{"name", question.name},
                                {"answer", question.answer},
-                               {"source", question.source},
-                               {"option", question.option},
-                               {"asks", question.asked},
+                               {"source", SourceWord(question.source)},
+                               {"option", OptionFor(question)},
+                               {"asks", OptionsAsked(question)},
                                {"entries", question.entries}});
-  json["options"] = OptionsOf(session.format_name());
-  if (with_notes) AddNotes(turn, session, json);
+  json["options"] = UnaskedOptionsOf(FormatName(result.format));
+  if (with_notes) AddNotes(result, json);
   return json.dump();
 }
 
 void Info(FileTurn& turn, bool with_notes) {
-  auto session = turn.Session();
   NoSheet nothing;
-  if (const auto failure = with_notes ? session.Read(nothing) : session.Measure())
-    return turn.Fail(*failure);
-  const auto& answered = turn.dialogs().answered();
-  turn.Print(turn.plan().json ? InfoJson(turn, session, answered, with_notes)
-                              : InfoText(turn, session, answered));
-  turn.CountNotes(session);
+  const ImportResult result = with_notes ? turn.Read(nothing) : turn.Measure();
+  if (result.failure) return turn.Fail(*result.failure);
+  turn.Print(turn.plan().json ? InfoJson(turn, result, with_notes) : InfoText(turn, result));
+  turn.CountNotes(result);
 }
 
 // ---- show
 
-std::string HeadJson(const Input& input, const ImportSession& session, const MemorySheet& sheet,
+std::string HeadJson(const Input& input, const ImportResult& result, const MemorySheet& sheet,
                      int columns, int rows, const TextDecoder& decoder) {
-  std::string json = ImportJson(input, session).dump();
+  std::string json = ImportJson(input, result).dump();
   json.back() = ',';
   json += " \"head\": [";
   for (int row = 1; row <= rows; ++row) {
@@ -206,10 +202,10 @@ std::string HeadJson(const Input& input, const ImportSession& session, const Mem
 }
 
 // Which part of the sheet stands above, where that is not all.
-std::string ShownPart(const ImportSession& session, int rows, int columns) {
+std::string ShownPart(const ImportResult& result, int rows, int columns) {
   std::string part;
-  if (rows < session.rows()) part += "rows 1-" + std::to_string(rows);
-  if (columns < session.columns())
+  if (rows < result.rows) part += "rows 1-" + std::to_string(rows);
+  if (columns < result.columns)
     part += (part.empty() ? "" : ", ") + ("columns 1-" + std::to_string(columns));
   return part.empty() ? part : " (" + part + " shown)";
 }
@@ -219,15 +215,15 @@ void Show(FileTurn& turn, const Settings& settings) {
   constexpr std::size_t kNarrowest = 3;
   const std::size_t width = settings.columns > 0 ? 0 : TerminalWidth();
   const int most = settings.columns > 0 ? settings.columns : static_cast<int>(width / kNarrowest);
-  auto session = turn.Session();
   HeadSheet head(most, settings.rows);
-  if (const auto failure = session.Read(head)) return turn.Fail(*failure);
+  const ImportResult result = turn.Read(head);
+  if (result.failure) return turn.Fail(*result.failure);
 
   const TextConversion& conversion = turn.plan().conversion;
   const int columns = head.head_columns();
   const int rows = head.head_rows();
   if (turn.plan().json) {
-    turn.Print(HeadJson(turn.input(), session, head.head(), columns, rows, conversion.decoder));
+    turn.Print(HeadJson(turn.input(), result, head.head(), columns, rows, conversion.decoder));
   } else {
     std::vector<TableRow> table;
     for (int row = 1; row <= rows; ++row) {
@@ -236,31 +232,31 @@ void Show(FileTurn& turn, const Settings& settings) {
         cells.push_back(ShownCell(head.head().GetCell(column, row), conversion.decoder));
     }
     auto [text, shown] = FormatTable(table, {width, DataGoesToScreen() && WantsColour()});
-    text += Shape(session) + ", " + session.format_name() +
-            ShownPart(session, rows, static_cast<int>(shown)) + "\n";
+    text += Shape(result) + ", " + FormatName(result.format) +
+            ShownPart(result, rows, static_cast<int>(shown)) + "\n";
     std::string encoded;
     turn.Print(std::string(conversion.encoder.Encode(text, encoded)));
   }
-  turn.SayNotes(session);
+  turn.SayNotes(result);
 }
 
 // ---- validate
 
 void Validate(FileTurn& turn) {
-  auto session = turn.Session();
   NoSheet nothing;
-  if (const auto failure = session.Read(nothing)) {
-    turn.Fail(*failure);
+  const ImportResult result = turn.Read(nothing);
+  if (result.failure) {
+    turn.Fail(*result.failure);
   } else if (turn.plan().json) {
-    Json json = ImportJson(turn.input(), session);
+    Json json = ImportJson(turn.input(), result);
     json["ok"] = true;
-    AddNotes(turn, session, json);
+    AddNotes(result, json);
     turn.Print(json.dump());
   } else {
-    turn.Print("ok " + turn.input().shown + ": " + session.format_name() + ", " + Shape(session) +
-               "\n");
+    turn.Print("ok " + turn.input().shown + ": " + FormatName(result.format) + ", " +
+               Shape(result) + "\n");
   }
-  turn.SayNotes(session);
+  turn.SayNotes(result);
 }
 
 // ---- convert
@@ -299,14 +295,13 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
   std::error_code error;
   if (into_folder) std::filesystem::create_directories(settings.out_dir, error);
   if (error)
-    return Failure{kFailed, "The output folder could not be made.",
-                   ShownName(settings.out_dir) + ": " + SystemWords(error.value())};
+    return Failure::OfSystem("The output folder could not be made.", ShownName(settings.out_dir),
+                             error.value());
   std::set<std::string> taken;
   for (const Input& input : run.inputs) {
     std::string output = settings.output;
     if (into_folder) {
-      const Input& named = input.parts.empty() ? input : input.parts.front();
-      const auto stem = std::filesystem::path(named.path).filename().replace_extension();
+      const auto stem = std::filesystem::path(input.files.front()).filename().replace_extension();
       output = std::filesystem::path(settings.out_dir) / (stem.string() + plan.format.extension);
     }
     run.outputs.push_back(output);
@@ -318,25 +313,28 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
 void Convert(FileTurn& turn, const ConvertPlan& plan) {
   const std::string& output = turn.plan().outputs[turn.index()];
   if (plan.collides[turn.index()])
-    return turn.Fail({kFailed, kNotWritten,
-                      turn.input().shown + ": another file goes into " + ShownName(output) +
-                          " already; another --outdir takes it"});
-  OutputTarget target(output, plan.force);
+    return turn.Fail(
+        {Failure::kFailed, kNotWritten,
+         "another file goes into " + ShownName(output) + " already; another --outdir takes it",
+         turn.input().shown});
+  OutputTarget target(output, plan.force, CommandWords());
   if (const auto failure = target.Check()) return turn.Fail(*failure);
-  auto session = turn.Session();
   MemorySheet sheet;
-  auto failure = session.Read(sheet);
+  const ImportResult result = turn.Read(sheet);
+  auto failure = result.failure;
   if (!failure) {
-    const std::string shown = ShownName(output);
-    turn.progress().Begin("writing " + shown, "rows");
-    failure =
-        WriteWhole(plan.format, shown, sheet, turn.plan().conversion, target, turn.progress(),
-                   [&](const std::string& path, SpreadsheetData& whole) {
-                     return WriteFormat(plan.format.registered, path, shown, whole, turn.dialogs());
-                   });
+    turn.progress().Begin("writing " + ShownName(output), "rows");
+    failure = ExportSheet(
+        sheet,
+        {.path = output,
+         .format = plan.format,
+         .conversion = turn.plan().conversion,
+         .progress = [&](auto row, auto rows) { return turn.progress().Advance(row, rows); },
+         .words = CommandWords()},
+        target);
   }
   if (failure) turn.Fail(*failure);
-  turn.SayNotes(session);
+  turn.SayNotes(result);
 }
 
 }  // namespace
@@ -345,7 +343,7 @@ int RunFormats(const Settings& settings) {
   Json json = {{"version", 1}, {"formats", Json::array()}};
   std::vector<std::vector<std::string>> lines = {
       {"index", "name", "extensions", "reads", "writes", "origin"}};
-  for (int format = 1; format <= static_cast<int>(Formats().size()); ++format) {
+  for (int format = 1; format <= FormatCount(); ++format) {
     const NvImportFormatInfo& info = FormatAt(format);
     const std::vector<std::string> extensions = Extensions(info);
     const auto yes_or_no = [](bool yes) { return yes ? "yes" : "no"; };

@@ -10,13 +10,13 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "apps/nvimport/CellText.h"
-#include "apps/nvimport/Complete.h"
-#include "apps/nvimport/Delimiters.h"
-#include "apps/nvimport/ItemList.h"
-#include "apps/nvimport/OutputTarget.h"
 #include "apps/nvimport/Terminal.h"
-#include "nvimport/framework/FileSelection.h"
+#include "nvimport/hosting/CellText.h"
+#include "nvimport/hosting/export/OutputTarget.h"
+#include "nvimport/hosting/import/Complete.h"
+#include "nvimport/hosting/import/Delimiters.h"
+#include "nvimport/hosting/import/Formats.h"
+#include "nvimport/hosting/import/ItemList.h"
 
 namespace nvimport {
 
@@ -61,13 +61,9 @@ Json EntryOf(const RunPlan& plan, std::size_t index, const char* status, double 
 
 }  // namespace
 
-Failure WrongUsage(std::string text, std::string advice) {
-  return {kWrongUsage, std::move(text), std::move(advice)};
-}
-
 int SayFailure(const Failure& failure) {
   std::cerr << FailureLines(failure) << std::flush;
-  return failure.exit_code;
+  return ExitCodeOf(failure);
 }
 
 std::string JsonText(std::string_view text) { return nlohmann::json(ToUtf8(text)).dump(); }
@@ -76,11 +72,45 @@ FileTurn::FileTurn(const RunPlan& plan, std::size_t index, bool in_worker)
     : plan_(plan),
       index_(index),
       in_worker_(in_worker),
-      progress_(!in_worker && !plan.quiet && ErrorsGoToScreen()),
-      dialogs_(plan.answers, plan.asks && !in_worker && CanAsk(), progress_,
-               [this](const std::string& line) {
-                 if (!plan_.quiet && plan_.asks) Say(line);
-               }) {}
+      progress_(!in_worker && !plan.quiet && ErrorsGoToScreen()) {
+  if (plan.asks && !in_worker && CanAsk()) dialogs_.emplace(input().shown, progress_);
+}
+
+ImportRequest FileTurn::Request() {
+  ImportRequest request = plan_.import;
+  request.files = input().files;
+  request.name = input().name;
+  request.dialogs = dialogs_ ? &*dialogs_ : nullptr;
+  // The bar follows all files that are read and written; here its label is renewed.
+  request.progress = [this](const ImportProgress& now) {
+    if (now.begins)
+      progress_.Begin(
+          (now.stage == ImportProgress::kSizing ? "establishing the size of " : "reading ") +
+          input().shown);
+    return progress_.Advance(now.position, now.size);
+  };
+  return request;
+}
+
+ImportResult FileTurn::Told(ImportResult result) {
+  result_ = result;
+  if (!plan_.asks || plan_.quiet) return result;
+  for (const AnsweredQuestion& question : result.questions)
+    if (const auto said = SaidOf(question, input().shown)) Say(*said);
+  if (result.failure) return result;
+  const GivenAnswers& given = plan_.import.answers;
+  const auto say_unneeded = [&](bool is_given, std::string_view key, std::string_view name,
+                                const char* option) {
+    const auto is_asked = [&](const AnsweredQuestion& question) { return question.name == name; };
+    if (is_given && std::ranges::none_of(result.questions, is_asked) &&
+        !HasOption(FormatAt(result.format).name, key))
+      Say(input().shown + ": " + option + " was not needed, there was no such choice");
+  };
+  say_unneeded(given.sheets.has_value(), "sheets", "worksheets", "--sheet");
+  say_unneeded(given.blocks.has_value(), "blocks", "blocks", "--blocks");
+  say_unneeded(given.range.has_value(), "range", "range", "--range");
+  return result;
+}
 
 void FileTurn::Say(const std::string& line) {
   progress_.Clear();
@@ -92,25 +122,24 @@ void FileTurn::Say(const std::string& line) {
 
 void FileTurn::Fail(const Failure& failure) {
   failure_ = failure;
-  report_.exit_code = failure.exit_code;
+  report_.exit_code = ExitCodeOf(failure);
   std::string lines = FailureLines(failure);
   lines.pop_back();
   Say(lines);
   if (plan_.json)
-    Print("{\"file\": " + JsonText(input().shown) + ", \"error\": " + JsonText(failure.text) +
-          ", \"advice\": " + JsonText(failure.advice) + "}");
+    Print(Json{
+        {"file", input().shown}, {"error", FirstLine(failure)}, {"advice", SecondLine(failure)}}
+              .dump());
 }
 
-void FileTurn::SayNotes(const ImportSession& session) {
+void FileTurn::SayNotes(const ImportResult& result) {
   const std::string whose = plan_.inputs.size() > 1 ? input().shown + ": " : "";
   const auto say_all = [&](std::string_view kind, const std::vector<std::string>& texts) {
     for (const std::string& text : texts) Say(std::string(kind).append(whose).append(text));
   };
-  say_all("warning: ", dialogs_.warnings());
-  say_all("note: ", session.notes());
-  CountNotes(session);
-  if (plan_.reports && session.format() > 0)
-    sheet_ = {session.format(), session.rows(), session.columns(), session.notes()};
+  say_all("warning: ", result.warnings);
+  say_all("note: ", result.notes);
+  CountNotes(result);
 }
 
 FileReport&& FileTurn::TakeReport(std::optional<double> seconds) {
@@ -122,25 +151,25 @@ FileReport&& FileTurn::TakeReport(std::optional<double> seconds) {
 std::string FileTurn::Entry(double seconds) const {
   Json json = EntryOf(plan_, index_, report_.exit_code == kDone ? "done" : "failed", seconds);
   json["exit_code"] = report_.exit_code;
-  json["warnings"] = dialogs_.warnings();
-  if (sheet_) {
-    json["format"] = {{"index", sheet_->format}, {"name", FormatAt(sheet_->format).name}};
-    json["notes"] = sheet_->notes;
+  json["warnings"] = result_.warnings;
+  if (result_.format > 0) {
+    json["format"] = {{"index", result_.format}, {"name", FormatName(result_.format)}};
+    json["notes"] = result_.notes;
   }
-  if (failure_.exit_code != kDone) {
-    json["text"] = failure_.text;
-    json["advice"] = failure_.advice;
-  } else if (sheet_) {
-    json["rows"] = sheet_->rows;
-    json["columns"] = sheet_->columns;
+  if (failure_) {
+    json["text"] = FirstLine(*failure_);
+    json["advice"] = SecondLine(*failure_);
+  } else if (result_.format > 0) {
+    json["rows"] = result_.rows;
+    json["columns"] = result_.columns;
   }
   // A library's text may be in any encoding.
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-void FileTurn::CountNotes(const ImportSession& session) {
-  if (!session.notes().empty()) report_.noted_format = session.format();
-  const bool warned = !dialogs_.warnings().empty() || !session.notes().empty();
+void FileTurn::CountNotes(const ImportResult& result) {
+  if (!result.notes.empty()) report_.noted_format = result.format;
+  const bool warned = !result.warnings.empty() || !result.notes.empty();
   if (plan_.strict && warned && report_.exit_code == kDone) report_.exit_code = kWarned;
 }
 
@@ -148,6 +177,7 @@ std::optional<Failure> FileRun::Prepare() {
   plan_.json = settings_.json;
   plan_.quiet = settings_.quiet;
   plan_.strict = settings_.strict;
+  plan_.import.words = CommandWords();
   if (!settings_.format.empty()) {
     plan_.import.format = FindFormat(settings_.format, /*for_writing=*/false);
     if (plan_.import.format == 0)
@@ -167,12 +197,8 @@ std::optional<Failure> FileRun::Prepare() {
 }
 
 std::optional<Failure> FileRun::TakeOptions() {
-  GivenAnswers& answers = plan_.answers;
-  const auto take_delimiter = [&](std::string_view text) {
-    answers.text_import = ParseDelimiter(text);
-    plan_.import.delimiter = answers.text_import->delimiter;
-  };
-  if (settings_.delimiter) take_delimiter(*settings_.delimiter);
+  GivenAnswers& answers = plan_.import.answers;
+  if (settings_.delimiter) answers.text_import = ParseDelimiter(*settings_.delimiter);
   answers.ignore_consecutive = settings_.ignore_consecutive;
   answers.sheets = settings_.sheets;
   answers.blocks = settings_.blocks;
@@ -192,14 +218,14 @@ std::optional<Failure> FileRun::TakeOptions() {
                         "--option takes KEY=VALUE");
     const std::string value = option.substr(equals + 1);
     if (key == "delimiter") {
-      take_delimiter(value);
+      answers.text_import = ParseDelimiter(value);
     } else if (key == "ignore-consecutive") {
       if (value != "0" && value != "1")
         return WrongUsage("\"" + ShownName(option) + "\" is no option of an import.",
                           "ignore-consecutive is 0 or 1");
       answers.ignore_consecutive = value == "1";
     } else {
-      plan_.import.options += (plan_.import.options.empty() ? "" : ";") + option;
+      plan_.import.pairs += (plan_.import.pairs.empty() ? "" : ";") + option;
     }
   }
   return std::nullopt;
@@ -217,14 +243,14 @@ std::optional<Failure> FileRun::TakeFiles() {
     std::ifstream list(settings_.files_from);
     if (list) TakeLines(list, names);
     if (!list.eof())
-      return Failure{kFailed, "The list of files cannot be read.",
-                     ShownName(settings_.files_from) + ": " + SystemWords(errno)};
+      return Failure::OfSystem("The list of files cannot be read.", ShownName(settings_.files_from),
+                               errno);
   }
   if (names.empty())
     return WrongUsage("There is no file to read.", "give FILE, or - to read standard input");
   for (const std::string& name : names) {
     if (name != kStandardInput) {
-      plan_.inputs.push_back({name, ShownName(name), {}});
+      plan_.inputs.push_back({{name}, "", ShownName(name)});
       continue;
     }
     if (std::exchange(takes_input, true))
@@ -235,7 +261,8 @@ std::optional<Failure> FileRun::TakeFiles() {
                         "--stdin-name takes one without folders");
     spooled_.emplace(settings_.stdin_name);
     if (spooled_->failure()) return spooled_->failure();
-    plan_.inputs.push_back({spooled_->path(), ShownName(settings_.stdin_name), {}});
+    plan_.inputs.push_back(
+        {{spooled_->path()}, settings_.stdin_name, ShownName(settings_.stdin_name)});
   }
   return settings_.together ? JoinFiles() : std::nullopt;
 }
@@ -258,12 +285,11 @@ std::optional<Failure> FileRun::JoinFiles() {
     plan_.inputs = std::move(files);
     return std::nullopt;
   }
-  std::vector<std::string> paths;
-  paths.reserve(files.size());
-  for (const Input& file : files) paths.push_back(file.path);
-  plan_.inputs = {{FileSelection::Join(paths),
-                   files.front().shown + " and " + std::to_string(files.size() - 1) + " more",
-                   files}};
+  Input joined = files.front();
+  for (std::size_t i = 1; i < files.size(); ++i) joined.files.push_back(files[i].files.front());
+  joined.name = files.front().shown;
+  joined.shown += " and " + std::to_string(files.size() - 1) + " more";
+  plan_.inputs = {std::move(joined)};
   return std::nullopt;
 }
 
@@ -280,8 +306,8 @@ std::optional<Failure> FileRun::BeginReport() {
   if (std::ranges::any_of(plan_.outputs, is_same))
     return WrongUsage("The report can't go where an output goes.", "--report takes another name");
   plan_.reports = true;
-  report_.emplace(settings_.report, settings_.force);
-  return report_->Begin();
+  report_.emplace(settings_.report, settings_.force, CommandWords());
+  return report_->Begin(R"({"version": 1, "files": [)");
 }
 
 int FileRun::ForEach(const std::function<void(FileTurn&)>& command) {
@@ -289,29 +315,32 @@ int FileRun::ForEach(const std::function<void(FileTurn&)>& command) {
   const std::size_t count = plan_.inputs.size();
   progress_.emplace(count > 1 && !plan_.quiet && ErrorsGoToScreen());
   progress_->Begin("all files", "files");
-  const bool in_workers = (settings_.jobs > 1 && count > 1) || settings_.timeout > 0;
+  const BatchSettings batch{settings_.jobs, std::chrono::seconds(settings_.timeout)};
+  const bool in_workers = batch.TakesWorkers(count);
+  const auto undone = [](FileTurn& turn, std::string detail, const char* advice) {
+    Failure failure{Failure::kFailed, "The file could not be dealt with.", advice,
+                    turn.input().shown};
+    failure.detail = std::move(detail);
+    turn.Fail(failure);
+  };
   const auto work = [&](std::size_t index) {
     FileTurn turn(plan_, index, in_workers);
     try {
       command(turn);
     } catch (const std::exception& exception) {
-      turn.Fail({kFailed, "The file could not be dealt with.",
-                 turn.input().shown + ": " + exception.what() + "; --keep-going does the others"});
+      undone(turn, exception.what(), "--keep-going does the others");
     }
     return turn.TakeReport();
   };
-  if (in_workers) {
-    const auto died = [&](std::size_t index, const std::string& what, double seconds) {
-      FileTurn turn(plan_, index, in_workers);
-      turn.Fail({kFailed, "The file could not be dealt with.",
-                 turn.input().shown + ": the worker that read it " + what});
-      return turn.TakeReport(seconds);
-    };
-    RunInWorkers(count, settings_.jobs, std::chrono::seconds(settings_.timeout), work, died,
-                 [&](std::size_t, const FileReport& report) { return Report(report); });
-  } else {
-    for (std::size_t i = 0; i < count && Report(work(i)); ++i) continue;
-  }
+  const auto died = [&](std::size_t index, const WorkerEnd& end) {
+    FileTurn turn(plan_, index, in_workers);
+    undone(turn, "the worker that read it " + end.what,
+           end.is_late ? "a larger --timeout gives it longer"
+                       : "leave the file out, and send it to the makers");
+    return turn.TakeReport(end.seconds);
+  };
+  RunBatch(count, batch, work, died,
+           [&](std::size_t, const FileReport& report) { return Report(report); });
   Finish();
   return exit_code_;
 }
@@ -343,7 +372,12 @@ void FileRun::Finish() {
   if (report_) {
     for (std::size_t i = tried; i < count; ++i)
       report_->Add(EntryOf(plan_, i, "not tried", 0).dump());
-    if (const auto failure = report_->End({count, done_, failed_, InMilliseconds(seconds)}))
+    const Json totals = {{"files", count},
+                         {"done", done_},
+                         {"failed", failed_},
+                         {"not_tried", count - tried},
+                         {"seconds", InMilliseconds(seconds)}};
+    if (const auto failure = report_->End("\n], \"totals\": " + totals.dump() + "}\n"))
       exit_code_ = SayFailure(*failure);
   }
   if (plan_.json) {

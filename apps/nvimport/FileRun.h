@@ -8,25 +8,31 @@
 #include <string_view>
 #include <vector>
 
-#include "apps/nvimport/BatchReport.h"
+#include "apps/nvimport/CommandWords.h"
 #include "apps/nvimport/Commands.h"
-#include "apps/nvimport/Failure.h"
-#include "apps/nvimport/ImportSession.h"
 #include "apps/nvimport/ProgressBar.h"
-#include "apps/nvimport/SheetWriters.h"
-#include "apps/nvimport/SpooledInput.h"
 #include "apps/nvimport/TerminalDialogs.h"
-#include "apps/nvimport/Workers.h"
+#include "nvimport/hosting/batch/Batch.h"
+#include "nvimport/hosting/batch/BatchReport.h"
+#include "nvimport/hosting/export/SheetWriters.h"
+#include "nvimport/hosting/import/Import.h"
+#include "nvimport/hosting/import/SpooledInput.h"
 
 namespace nvimport {
 
 // One command over its files: judges the settings, runs the command for each file, here or in
 // workers, and reports in the order of the files.
 
+// A file to read, or several that become one sheet.
+struct Input {
+  std::vector<std::string> files;
+  std::string name;   // in place of the first file's
+  std::string shown;  // in messages
+};
+
 // What the settings mean for every file.
 struct RunPlan {
-  ImportSettings import;
-  GivenAnswers answers;
+  ImportRequest import;  // but for the files
   TextConversion conversion;
   std::vector<Input> inputs;
   std::vector<std::string> outputs;  // of a conversion, where each input goes
@@ -45,10 +51,10 @@ class FileTurn {
   const RunPlan& plan() const { return plan_; }
   std::size_t index() const { return index_; }
   const Input& input() const { return plan_.inputs[index_]; }
-  TerminalDialogs& dialogs() { return dialogs_; }
   ProgressBar& progress() { return progress_; }
-  // Reads the file.
-  ImportSession Session() { return {input(), plan_.import, dialogs_, progress_}; }
+  // Imports the file, and says what there is to say of the answers.
+  ImportResult Read(SpreadsheetData& sheet) { return Told(ImportFile(Request(), sheet)); }
+  ImportResult Measure() { return Told(MeasureFile(Request())); }
 
   // A line for standard error.
   void Say(const std::string& line);
@@ -58,9 +64,9 @@ class FileTurn {
   // Like a failure, without anything said.
   void EndWith(int exit_code) { report_.exit_code = exit_code; }
   // Notes and warnings of the import, which may count as failures.
-  void SayNotes(const ImportSession& session);
+  void SayNotes(const ImportResult& result);
   // Takes them into account where they were said otherwise.
-  void CountNotes(const ImportSession& session);
+  void CountNotes(const ImportResult& result);
 
   // What became of the file, which took as long as it has been at work here, or `seconds`.
   FileReport&& TakeReport(std::optional<double> seconds = std::nullopt);
@@ -68,25 +74,19 @@ class FileTurn {
  private:
   using Clock = std::chrono::steady_clock;
 
+  ImportRequest Request();
+  ImportResult Told(ImportResult result);
   std::string Entry(double seconds) const;
-
-  // What an import came to.
-  struct Sheet {
-    int format;
-    int rows;
-    int columns;
-    std::vector<std::string> notes;
-  };
 
   const RunPlan& plan_;
   std::size_t index_;
   bool in_worker_;
   Clock::time_point begun_ = Clock::now();
   FileReport report_;
-  Failure failure_{kDone, {}, {}};
-  std::optional<Sheet> sheet_;
+  std::optional<Failure> failure_;
+  ImportResult result_;  // of which the notes were said
   ProgressBar progress_;
-  TerminalDialogs dialogs_;
+  std::optional<TerminalDialogs> dialogs_;
 };
 
 class FileRun {
@@ -124,8 +124,6 @@ class FileRun {
   std::size_t failed_ = 0;
   std::set<int> noted_formats_;
 };
-
-Failure WrongUsage(std::string text, std::string advice);
 
 // Says `failure` and returns its exit code.
 int SayFailure(const Failure& failure);

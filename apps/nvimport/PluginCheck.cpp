@@ -14,13 +14,13 @@
 #include <utility>
 #include <vector>
 
-#include "apps/nvimport/CellText.h"
 #include "apps/nvimport/Commands.h"
 #include "apps/nvimport/FileRun.h"
-#include "apps/nvimport/GuardedChild.h"
-#include "apps/nvimport/OutputTarget.h"
 #include "apps/nvimport/PluginChecks.h"
-#include "apps/nvimport/TemporaryPaths.h"
+#include "nvimport/hosting/CellText.h"
+#include "nvimport/hosting/TemporaryPaths.h"
+#include "nvimport/hosting/batch/GuardedChild.h"
+#include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/platform/DynamicLibrary.h"
 #include "nvimport/platform/OutputFile.h"
 
@@ -346,7 +346,7 @@ int RunCheckPlugin(const Settings& settings) {
   if (const auto failure = PrintData(settings.json ? JsonReport(examination) : Report(examination)))
     return SayFailure(*failure);
   if (examination.verdict() == Verdict::kBroken)
-    return SayFailure({kFailed, "The library breaks the contract of plug-ins.",
+    return SayFailure({Failure::kFailed, "The library breaks the contract of plug-ins.",
                        ShownName(settings.library) + "; docs/plugins.md says what it asks"});
   return settings.strict && examination.verdict() == Verdict::kWarning ? kWarned : kDone;
 }

@@ -9,10 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "apps/nvimport/ProgressBar.h"
-#include "apps/nvimport/TerminalDialogs.h"
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/FormatList.h"
+#include "nvimport/hosting/import/Answers.h"
 
 namespace nvimport {
 
@@ -324,8 +323,7 @@ std::span<const PluginCheck> PluginChecks() { return kChecks; }
 void RunPluginCheck(const PluginCheck& check, const std::string& library, int format,
                     const PluginFiles& files, const SayPluginNews& say) {
   // These live until the process ends: unloading is a check of its own.
-  static ProgressBar progress(false);
-  static TerminalDialogs dialogs({}, /*may_ask=*/false, progress, [](const std::string&) {});
+  static AnsweringDialogs dialogs;
   static PluginDriver driver(library, format, files, check.weight == PluginCheck::kAsked, say);
   Dialogs::Install(&dialogs);
   constexpr const char* kAskedOfExceptions = "that nothing is thrown through a C function";

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "apps/nvimport/CellText.h"
 #include "apps/nvimport/Terminal.h"
+#include "nvimport/hosting/CellText.h"
 
 namespace nvimport {
 

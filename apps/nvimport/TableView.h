@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/nvimport/CellText.h"
 #include "nvimport/framework/MemorySheet.h"
+#include "nvimport/hosting/CellText.h"
 
 namespace nvimport {
 

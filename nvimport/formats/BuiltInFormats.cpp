@@ -3,6 +3,7 @@
 // objects stand here, in the order that fixes the index.
 
 #include <memory>
+#include <utility>
 
 #include "nvimport/formats/UnbuiltFile.h"
 #include "nvimport/formats/spectra/BrimroseFile.h"
@@ -27,14 +28,18 @@ namespace {
 // files by their content claims none until it can.
 class UnbuiltFactory : public SprFileFactory {
  public:
-  template <typename... Description>
-  explicit UnbuiltFactory(Confidence confidence, Description... description)
-      : SprFileFactory(description...), confidence_(confidence) {}
+  UnbuiltFactory(Confidence confidence, FormatTraits traits)
+      : SprFileFactory(Unbuilt(std::move(traits))), confidence_(confidence) {}
 
   int IsCorrectFileType(const char*) override { return confidence_; }
   SpreadsheetFile* Create() override { return std::make_unique<UnbuiltFile>().release(); }
 
  private:
+  static FormatTraits Unbuilt(FormatTraits traits) {
+    traits.has_reader = traits.has_writer = false;
+    return traits;
+  }
+
   Confidence confidence_;
 };
 
@@ -42,45 +47,61 @@ class UnbuiltFactory : public SprFileFactory {
 // extensions than their filter names.
 struct BrooksideFileFileFactory final : UnbuiltFactory {
   BrooksideFileFileFactory()
-      : UnbuiltFactory(kNoOpinion, "Brookside File", "Brookside Files (*.trn; *.pkg)", nullptr, 2,
-                       ".trn\0.pkg", false, true, false, true, false) {}
+      : UnbuiltFactory(kNoOpinion, {.name = "Brookside File",
+                                    .read_filter = "Brookside Files (*.trn; *.pkg)",
+                                    .extensions = {".trn", ".pkg"}}) {}
 };
 struct BrooksideXMLFactory final : UnbuiltFactory {
   BrooksideXMLFactory()
-      : UnbuiltFactory(kNotThis, "Brookside Ver. 2.6 XML File",
-                       "Brookside Ver. 2.6 XML Files (*.xml)", nullptr, 1, ".xml", false, true,
-                       true, true, false) {}
+      : UnbuiltFactory(kNotThis, {.name = "Brookside Ver. 2.6 XML File",
+                                  .read_filter = "Brookside Ver. 2.6 XML Files (*.xml)",
+                                  .extensions = {".xml"},
+                                  .several_at_once = true}) {}
 };
 struct BrukerOPUSFileFactory final : UnbuiltFactory {
   BrukerOPUSFileFactory()
-      : UnbuiltFactory(kNotThis, "Bruker OPUS File", "Bruker OPUS File (*.*)", nullptr, 1, ".*",
-                       false, true, true, true, false) {}
+      : UnbuiltFactory(kNotThis, {.name = "Bruker OPUS File",
+                                  .read_filter = "Bruker OPUS File (*.*)",
+                                  .extensions = {".*"},
+                                  .several_at_once = true}) {}
 };
 struct ChemStationFileFactory final : UnbuiltFactory {
   ChemStationFileFactory()
-      : UnbuiltFactory(kNotThis, "HPLC ChemStation File", "HPLC ChemStation Files (*.ch, *.uv)",
-                       "HPLC ChemStation File (*.ch)", 2, ".ch\0.uv", false, true, true, true,
-                       false) {}
+      : UnbuiltFactory(kNotThis, {.name = "HPLC ChemStation File",
+                                  .read_filter = "HPLC ChemStation Files (*.ch, *.uv)",
+                                  .write_filter = "HPLC ChemStation File (*.ch)",
+                                  .extensions = {".ch", ".uv"},
+                                  .several_at_once = true}) {}
 };
 struct MatFileFactory final : UnbuiltFactory {
   MatFileFactory()
-      : UnbuiltFactory(kNoOpinion, "Matlab File", "Matlab Files (*.mat)", "Matlab Files (*.mat)", 1,
-                       ".mat", true, true, false, false, false) {}
+      : UnbuiltFactory(kNoOpinion, {.name = "Matlab File",
+                                    .read_filter = "Matlab Files (*.mat)",
+                                    .write_filter = "Matlab Files (*.mat)",
+                                    .extensions = {".mat"},
+                                    .can_write = true,
+                                    .flag4 = false}) {}
 };
 struct NetCDFFileFactory final : UnbuiltFactory {
   NetCDFFileFactory()
-      : UnbuiltFactory(kNotThis, "NetCDF Files", "NetCDF Files (*.nc; *.cdf) (MVACDF, ANDI)",
-                       nullptr, 2, ".nc\0.cdf", false, true, true, true, false) {}
+      : UnbuiltFactory(kNotThis, {.name = "NetCDF Files",
+                                  .read_filter = "NetCDF Files (*.nc; *.cdf) (MVACDF, ANDI)",
+                                  .extensions = {".nc", ".cdf"},
+                                  .several_at_once = true}) {}
 };
 struct ThermoSIEVEFileFactory final : UnbuiltFactory {
   ThermoSIEVEFileFactory()
-      : UnbuiltFactory(kNotThis, "Thermo SIEVE File", "Thermo SIEVE Files (*.txt)",
-                       "Thermo SIEVE File (*.txt)", 1, ".txt", false, true, false, true, true) {}
+      : UnbuiltFactory(kNotThis, {.name = "Thermo SIEVE File",
+                                  .read_filter = "Thermo SIEVE Files (*.txt)",
+                                  .write_filter = "Thermo SIEVE File (*.txt)",
+                                  .extensions = {".txt"},
+                                  .flag5 = true}) {}
 };
 struct UnscramblerFileFactory final : UnbuiltFactory {
   UnscramblerFileFactory()
-      : UnbuiltFactory(kNotThis, "Unscrambler File", "Unscrambler Files (*.uns; *.inp)", nullptr, 2,
-                       ".uns\0.inp", false, true, false, true, false) {}
+      : UnbuiltFactory(kNotThis, {.name = "Unscrambler File",
+                                  .read_filter = "Unscrambler Files (*.uns; *.inp)",
+                                  .extensions = {".uns", ".inp"}}) {}
 };
 
 // Before all global objects of a host that a static library is linked into, whatever registers

@@ -1,5 +1,10 @@
 #include "nvimport/framework/FormatRegistry.h"
 
+#include <algorithm>
+#include <utility>
+
+#include "nvimport/platform/Paths.h"
+
 namespace nvimport {
 
 FormatRegistry* FormatRegistry::linked_complete = nullptr;
@@ -13,13 +18,22 @@ FormatRegistry& FormatRegistry::Own() {
   return registry;
 }
 
-void FormatRegistry::Register(const FormatDescription& format) {
-  (target_ != nullptr ? *target_ : Own()).formats_.push_back(format);
+void FormatRegistry::Register(FormatDescription format) {
+  FormatDescription& kept =
+      (target_ != nullptr ? *target_ : Own()).formats_.emplace_back(std::move(format));
+  if (kept.extensions == nullptr) kept.extensions = kept.extension_texts.c_str();
 }
 
 FormatDescription* FormatRegistry::Find(int index) {
   if (index > size()) return nullptr;
   return &formats_[index < 1 ? 0 : static_cast<std::size_t>(index - 1)];
+}
+
+const FormatDescription* FormatRegistry::Find(std::string_view name) const {
+  const auto found = std::ranges::find_if(formats_, [&](const FormatDescription& format) {
+    return EqualIgnoringCase(format.name, name);
+  });
+  return found != formats_.end() ? &*found : nullptr;
 }
 
 std::unique_ptr<SpreadsheetFile> FormatRegistry::CreateReader(int index) {

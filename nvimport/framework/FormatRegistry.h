@@ -27,12 +27,14 @@ class FormatRegistry {
   // That of NvImport Complete where it is linked into the program, else null.
   static FormatRegistry* linked_complete;
 
-  static void Register(const FormatDescription& format);
+  static void Register(FormatDescription format);
 
   int size() const { return static_cast<int>(formats_.size()); }
 
   // The description of format `index`, null beyond the last one; below 1 it is the first.
   FormatDescription* Find(int index);
+  // That of the format of that name, whatever the case; null where there is none.
+  const FormatDescription* Find(std::string_view name) const;
 
   // A new reader of format `index`, null beyond the last one.
   std::unique_ptr<SpreadsheetFile> CreateReader(int index);

@@ -162,7 +162,7 @@ void ImportHelper::PutMsgDD(CWnd* parent, const char* text, const char* detail, 
   }
   if (log_messages_)
     Log::WriteMessage("ImportHelper", "PutMsgDD", std::string(text) + ": " + detail, Log::kNormal);
-  if (throw_on_error_) throw Exception(text);
+  if (throw_on_error_) throw Exception(text, detail);
   if (show_messages_) Dialogs::Current().ShowDetails({parent, text, detail, title});
 }
 
@@ -182,6 +182,7 @@ std::string ImportHelper::OneAtATimeText(const char* name) {
 
 bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* parent,
                                         ReadErrors& error, bool show_one_at_a_time) {
+  const ParentWindow window(parent);
   error = ReadErrors::kNone;
   const std::string title = NvApp::GetName();
   selection_ = FileSelection::Split(path);
@@ -224,7 +225,7 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
                  MessageBoxQuestion::kStop);
       return false;
     }
-    auto sorted = Dialogs::Current().SortFiles(selection_);
+    auto sorted = Dialogs::Current().SortFiles({selection_});
     if (!sorted) {
       error = ReadErrors::kNoFormatChosen;
       return false;
@@ -254,6 +255,7 @@ bool ImportHelper::SizeSpreadsheetFile(const char* path, int format, CWnd* paren
 
 bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
                           bool format_known, const std::function<bool(SpreadsheetFile&)>& read) {
+  const ParentWindow window(parent);
   rows_ = columns_ = -1;
   status_ = kGood;
   std::string selected = path;
@@ -299,7 +301,7 @@ bool ImportHelper::EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, 
 
 bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd* parent) {
   constexpr const char* kNotRead = "Data could not be read from the file. Import will be aborted.";
-  const Watch watch(Dialogs::Current().ShowProgress("Loading data file..."));
+  const Watch watch(Dialogs::Current().ShowProgress({"Loading data file..."}));
   const int status = file.Read(sheet);
   if (watch.cancelled()) {
     status_ = kCancelled;
@@ -317,6 +319,7 @@ bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd
 
 bool ImportHelper::WriteSpreadsheetFile(const char* path, int format, SpreadsheetData* sheet,
                                         CWnd* parent, NvImportOpenOptions* options) {
+  const ParentWindow window(parent);
   status_ = kGood;
   FormatList& formats = FormatList::Get();
   if (format < 1) {

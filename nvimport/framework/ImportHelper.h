@@ -35,8 +35,8 @@ class NVIMPORT_API ImportHelper {
   // Whether messages are shown (at first they are) and logged (at first they are not).
   void SetVerboseMode(bool show_messages, bool log_messages);
 
-  // Whether a failure is thrown instead of shown: an Exception with the message, a CancelException
-  // when the user cancelled. Not at first.
+  // Whether a failure is thrown instead of shown: an Exception with the message and its detail, a
+  // CancelException when the user cancelled. Not at first.
   void SetThrowExceptionOnError(bool throw_on_error);
 
   // Reads `path`, which may hold several files (FileSelection). `format` is a position in the

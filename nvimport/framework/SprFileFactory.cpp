@@ -1,5 +1,7 @@
 #include "nvimport/framework/SprFileFactory.h"
 
+#include <utility>
+
 #include "nvimport/framework/FormatRegistry.h"
 
 namespace nvimport {
@@ -12,12 +14,29 @@ SprFileFactory::SprFileFactory(const char* name, const char* read_filter, const 
                             this});
 }
 
+SprFileFactory::SprFileFactory(FormatTraits traits) {
+  std::string extensions;
+  for (const char* extension : traits.extensions) extensions.append(extension).push_back('\0');
+  FormatRegistry::Register({{traits.name, traits.read_filter, traits.write_filter,
+                             static_cast<int>(traits.extensions.size()), nullptr, traits.can_write,
+                             traits.can_read, traits.several_at_once, traits.flag4, traits.flag5},
+                            this,
+                            std::move(traits.options),
+                            traits.has_reader,
+                            traits.has_writer,
+                            std::move(extensions)});
+}
+
 SprFileFactory::~SprFileFactory() = default;
 
 int SprFileFactory::GetNumberOfFormats() { return FormatRegistry::Own().size(); }
 
 FormatDescription* SprFileFactory::GetFormat(int index) {
   return FormatRegistry::Own().Find(index);
+}
+
+const FormatDescription* SprFileFactory::Describe(std::string_view name) {
+  return FormatRegistry::Own().Find(name);
 }
 
 std::unique_ptr<SpreadsheetFile> SprFileFactory::CreateReader(int index) {

@@ -8,7 +8,14 @@ namespace nvimport {
 
 namespace {
 Dialogs* installed = nullptr;
+CWnd* current_parent = nullptr;
 }  // namespace
+
+ParentWindow::ParentWindow(CWnd* parent) : before_(std::exchange(current_parent, parent)) {}
+
+ParentWindow::~ParentWindow() { current_parent = before_; }
+
+CWnd* ParentWindow::Current() { return current_parent; }
 
 Dialogs::~Dialogs() = default;
 
@@ -20,15 +27,13 @@ std::optional<ItemsChoice> Dialogs::SelectItems(const ItemsQuestion&) { return {
 
 std::optional<RangeChoice> Dialogs::SelectRange(const RangeQuestion&) { return {}; }
 
-std::optional<std::vector<std::string>> Dialogs::SortFiles(const std::vector<std::string>&) {
-  return {};
-}
+std::optional<std::vector<std::string>> Dialogs::SortFiles(const FileOrderQuestion&) { return {}; }
 
 int Dialogs::ShowMessage(const MessageBoxQuestion&) { return MessageBoxQuestion::kOkAnswer; }
 
 void Dialogs::ShowDetails(const DetailMessage&) {}
 
-std::unique_ptr<Progress> Dialogs::ShowProgress(const std::string&) { return nullptr; }
+std::unique_ptr<Progress> Dialogs::ShowProgress(const ProgressWindow&) { return nullptr; }
 
 void Dialogs::ShowWaitCursor(bool) {}
 

@@ -17,6 +17,21 @@ class Progress;
 // A window of the host's GUI library, handed through to its dialogs.
 class CWnd;
 
+// While one lives, the questions that are asked belong to that window of the host.
+class NVIMPORT_API ParentWindow {
+ public:
+  explicit ParentWindow(CWnd* parent);
+  ParentWindow(const ParentWindow&) = delete;
+  ParentWindow& operator=(const ParentWindow&) = delete;
+  ~ParentWindow();
+
+  // The window, null for none.
+  static CWnd* Current();
+
+ private:
+  CWnd* before_;
+};
+
 // A message box: its buttons and, added to them, its icon.
 struct MessageBoxQuestion {
   static constexpr unsigned kOk = 0;              // one button
@@ -41,12 +56,15 @@ struct DetailMessage {
   std::string title;       // of the box
 };
 
-// A choice among formats that are equally likely.
+// The questions below say what is taken where nobody is there to answer, and belong to `parent`.
+
+// A choice among formats that are equally likely, of which none is safe.
 struct FileTypeQuestion {
   std::string title;               // of the dialog
   std::string label;               // above the list
   std::string prompt;              // what to do
   std::vector<std::string> names;  // of the formats
+  CWnd* parent = ParentWindow::Current();
 };
 
 // How a delimited text is split. An empty delimiter makes each line one field.
@@ -64,6 +82,8 @@ struct TextImportQuestion {
   std::function<std::vector<std::vector<std::string>>(const TextImportChoice& choice, int rows,
                                                       int columns)>
       preview;
+  std::optional<TextImportChoice> usual{};  // none: what the preview suggests
+  CWnd* parent = ParentWindow::Current();
 };
 
 // A choice of entries from a list.
@@ -82,22 +102,14 @@ struct ItemsQuestion {
   // question.
   std::vector<std::string> merge_choices;
   std::size_t merge = 0;
+  std::vector<std::size_t> usual{};  // none where no choice is safe
+  CWnd* parent = ParentWindow::Current();
 };
 
 // The answer to an ItemsQuestion.
 struct ItemsChoice {
   std::vector<std::size_t> items;  // positions in the question's list, in the user's order
   std::size_t merge = 0;           // position in merge_choices
-};
-
-// A range of points of a common x axis.
-struct RangeQuestion {
-  std::string title;   // of the dialog
-  std::string path;    // of the first file
-  double first_x = 0;  // in the file's own unit, as the two below
-  double last_x = 0;   // of the last point
-  double spacing = 0;  // from point to point
-  int points = 0;      // in all
 };
 
 // Points from 1; a last one of 0 means to the end.
@@ -109,6 +121,30 @@ struct RangeChoice {
   bool Holds(int point) const { return point >= first && (last == 0 || point <= last); }
   // The last of `count` points.
   int LastOf(int count) const { return last == 0 ? count : std::min(last, count); }
+};
+
+// A range of points of a common x axis.
+struct RangeQuestion {
+  std::string title;   // of the dialog
+  std::string path;    // of the first file
+  double first_x = 0;  // in the file's own unit, as the two below
+  double last_x = 0;   // of the last point
+  double spacing = 0;  // from point to point
+  int points = 0;      // in all
+  RangeChoice usual{};
+  CWnd* parent = ParentWindow::Current();
+};
+
+// The order of several files that are read together, the one given where nobody answers.
+struct FileOrderQuestion {
+  std::vector<std::string> files;  // paths
+  CWnd* parent = ParentWindow::Current();
+};
+
+// A window that shows how far a read is.
+struct ProgressWindow {
+  std::string title;  // of the window
+  CWnd* parent = ParentWindow::Current();
 };
 
 // The one door to the user. A host installs its own; without one every question is answered
@@ -124,14 +160,14 @@ class NVIMPORT_API Dialogs {
   virtual std::optional<RangeChoice> SelectRange(const RangeQuestion& question);
 
   // The files in the order that the user gives them.
-  virtual std::optional<std::vector<std::string>> SortFiles(const std::vector<std::string>& files);
+  virtual std::optional<std::vector<std::string>> SortFiles(const FileOrderQuestion& question);
 
   // Shows a message and returns the MessageBoxQuestion::Answer; without a host it is OK.
   virtual int ShowMessage(const MessageBoxQuestion& message);
   virtual void ShowDetails(const DetailMessage& message);
 
   // A progress window that is shown while the object lives, or null for none.
-  virtual std::unique_ptr<Progress> ShowProgress(const std::string& title);
+  virtual std::unique_ptr<Progress> ShowProgress(const ProgressWindow& window);
 
   // The wait cursor, on or off.
   virtual void ShowWaitCursor(bool on);

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
+#include <utility>
 
 #include "nvimport/platform/Export.h"
 
@@ -10,9 +12,17 @@ namespace nvimport {
 class NVIMPORT_API Exception : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+  Exception(const std::string& text, std::string detail)
+      : std::runtime_error(text), detail_(std::move(detail)) {}
   Exception(const Exception&) = default;
   Exception& operator=(const Exception&) = default;
   ~Exception() override;
+
+  // What the reader or the system said of it, empty for nothing.
+  const std::string& GetDetail() const { return detail_; }
+
+ private:
+  std::string detail_;
 };
 
 // The user cancelled.

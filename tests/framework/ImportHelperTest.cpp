@@ -46,8 +46,8 @@ class Host : public ScriptedDialogs {
   void ShowDetails(const DetailMessage& message) override {
     messages.push_back(message.text + "|" + message.detail);
   }
-  std::unique_ptr<Progress> ShowProgress(const std::string& title) override {
-    EXPECT_EQ(title, "Loading data file...");
+  std::unique_ptr<Progress> ShowProgress(const ProgressWindow& window) override {
+    EXPECT_EQ(window.title, "Loading data file...");
     class Window : public Progress {
      public:
       explicit Window(bool goes_on) : goes_on_(goes_on) {}

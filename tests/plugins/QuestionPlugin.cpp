@@ -32,6 +32,10 @@ ItemsQuestion Question(ItemsQuestion::Kind kind) {
     question.merge = 1;
   }
   question.only_one = kind == ItemsQuestion::Kind::kReference;
+  if (kind == ItemsQuestion::Kind::kBlocks)
+    question.usual = {0, 1, 2};
+  else if (kind != ItemsQuestion::Kind::kFiles)
+    question.usual = {0};
   return question;
 }
 

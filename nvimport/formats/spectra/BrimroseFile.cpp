@@ -204,9 +204,10 @@ int BrimroseFile::MakeDataRow(ReadSpreadSheetData& sink, int row) {
 }
 
 BrimroseFileFactory::BrimroseFileFactory()
-    : SprFileFactory("Brimrose File", "Brimrose Files (*.dat)", nullptr, 1, ".dat",
-                     /*can_write=*/false, /*can_read=*/true, /*several_at_once=*/false, true,
-                     false) {}
+    : SprFileFactory({.name = "Brimrose File",
+                      .read_filter = "Brimrose Files (*.dat)",
+                      .extensions = {".dat"},
+                      .options = {{"rows", "FIRST,LAST"}, {"columns", "FIRST,LAST"}}}) {}
 
 int BrimroseFileFactory::IsCorrectFileType(const char* path) {
   return BrimroseFile::IsBrimroseFile(path) ? kCertain : kNotThis;

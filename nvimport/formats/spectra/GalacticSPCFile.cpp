@@ -637,8 +637,15 @@ bool GalacticSPCFile::DeliverPoints(const Header& header, ReadSpreadSheetData& s
 }
 
 GalacticSPCFileFactory::GalacticSPCFileFactory(GalacticSPCRules rules)
-    : SprFileFactory("GalacticSPC File", "Galactic SPC Files (*.spc)", nullptr, 1, ".spc",
-                     /*can_write=*/false, /*can_read=*/true, /*several_at_once=*/true, true, true),
+    : SprFileFactory({.name = "GalacticSPC File",
+                      .read_filter = "Galactic SPC Files (*.spc)",
+                      .extensions = {".spc"},
+                      .several_at_once = true,
+                      .flag5 = true,
+                      .options = {{"range", "FIRST,LAST", /*is_asked=*/true},
+                                  {"files", "N,N...", /*is_asked=*/true},
+                                  {"names", "number|text"},
+                                  {"xrow", "0|1"}}}),
       rules_(rules) {}
 
 // Every file may be one: only Open looks inside.

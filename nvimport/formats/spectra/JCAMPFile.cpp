@@ -190,6 +190,7 @@ int JCAMPFile::ChooseBlocks(const OptionPairs& given, OptionPairs& choices) {
   } else if (count > 1) {
     ItemsQuestion question = Question(offered_);
     question.kind = ItemsQuestion::Kind::kBlocks;
+    for (std::size_t i = 0; i < count; ++i) question.usual.push_back(i);
     question.prompt = "Please select the data blocks you want to import.";
     auto choice = Dialogs::Current().SelectItems(question);
     if (!choice) return Fail(kCancelled);
@@ -270,6 +271,7 @@ int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
     question.kind = ItemsQuestion::Kind::kReference;
     question.prompt = prompt;
     question.only_one = true;
+    question.usual = {0};
     const auto choice = Dialogs::Current().SelectItems(question);
     if (!choice) return Fail(kReferenceCancelled);
     if (choice->items.size() == 1 && choice->items.front() < selected.size())
@@ -405,9 +407,14 @@ void JCAMPFile::Warn(std::string_view text) {
 }
 
 JCAMPFileFactory::JCAMPFileFactory(JCAMPRules rules)
-    : SprFileFactory("JCAMP-DX File", "JCAMP-DX Files (*.jcm; *.dx; *.jdx)", nullptr, 3,
-                     ".jcm\0.dx\0.jdx", /*can_write=*/false, /*can_read=*/true,
-                     /*several_at_once=*/true, true, false),
+    : SprFileFactory({.name = "JCAMP-DX File",
+                      .read_filter = "JCAMP-DX Files (*.jcm; *.dx; *.jdx)",
+                      .extensions = {".jcm", ".dx", ".jdx"},
+                      .several_at_once = true,
+                      .options = {{"blocks", "N,N...", /*is_asked=*/true},
+                                  {"reference", "N"},
+                                  {"xrow", "0|1"},
+                                  {"columns", "FIRST,LAST"}}}),
       rules_(rules) {}
 
 int JCAMPFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }

@@ -353,8 +353,10 @@ int NsasFile::ReadConstituensValues(ReadSpreadSheetData& sink, int row) {
 }
 
 NsasFileFactory::NsasFileFactory(NsasRules rules)
-    : SprFileFactory("NSAS File", "NSAS Files (*.da)", nullptr, 1, ".da", /*can_write=*/false,
-                     /*can_read=*/true, /*several_at_once=*/false, true, false),
+    : SprFileFactory({.name = "NSAS File",
+                      .read_filter = "NSAS Files (*.da)",
+                      .extensions = {".da"},
+                      .options = {{"columns", "FIRST,LAST"}}}),
       rules_(rules) {}
 
 // Nothing in these files says what they are.

@@ -251,8 +251,13 @@ void CsvFile::GetErrorMessage(char* buffer, unsigned int size) {
 }
 
 CsvFileFactory::CsvFileFactory()
-    : SprFileFactory("CSV File", "CSV Files (*.csv)", nullptr, 1, ".csv", /*can_write=*/false,
-                     /*can_read=*/true, /*several_at_once=*/false, true, true) {}
+    : SprFileFactory(
+          {.name = "CSV File",
+           .read_filter = "CSV Files (*.csv)",
+           .extensions = {".csv"},
+           .flag5 = true,
+           .options = {
+               {"delimiter", "TEXT"}, {"quote", "double|single|none|BYTE"}, {"header", "0|1"}}}) {}
 
 int CsvFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
 

@@ -547,8 +547,12 @@ std::string DIFFileOEM::ConvertToFile(std::string record, Lossy& lossy) const {
 std::string DIFFileOEM::CellText(std::string text) const { return text; }
 
 DiffFileOEMFactory::DiffFileOEMFactory(const DIFRules& rules)
-    : SprFileFactory("DIF File(OEM)", "DIF Files(OEM) (*.dif)", "DIF Files(OEM) (*.dif)", 1, ".dif",
-                     /*can_write=*/true, /*can_read=*/true, /*several_at_once=*/false, true, true),
+    : SprFileFactory({.name = "DIF File(OEM)",
+                      .read_filter = "DIF Files(OEM) (*.dif)",
+                      .write_filter = "DIF Files(OEM) (*.dif)",
+                      .extensions = {".dif"},
+                      .can_write = true,
+                      .flag5 = true}),
       rules_(rules) {}
 
 int DiffFileOEMFactory::IsCorrectFileType(const char* path) {

@@ -364,9 +364,9 @@ void LotusFile::SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut
 }
 
 LotusFileFactory::LotusFileFactory(const LotusRules& rules)
-    : SprFileFactory("Lotus 1-2-3 File", "Lotus 1-2-3 Files (*.wks; *.wk1)", nullptr, 4,
-                     ".wks\0.wk1\0.wrk\0.wr1", /*can_write=*/false, /*can_read=*/true,
-                     /*several_at_once=*/false, true, false),
+    : SprFileFactory({.name = "Lotus 1-2-3 File",
+                      .read_filter = "Lotus 1-2-3 Files (*.wks; *.wk1)",
+                      .extensions = {".wks", ".wk1", ".wrk", ".wr1"}}),
       rules_(rules) {}
 
 // Every file may be one: only Open looks inside.

@@ -278,9 +278,14 @@ void TextFile::GetErrorMessage(char* buffer, unsigned int size) {
 }
 
 TextFileFactory::TextFileFactory()
-    : SprFileFactory("Text File", "Text Files (*.txt; *.dat)", "Text File (*.txt)", 2, ".txt\0.dat",
-                     /*can_write=*/true, /*can_read=*/true,
-                     /*several_at_once=*/false, true, true) {}
+    : SprFileFactory({.name = "Text File",
+                      .read_filter = "Text Files (*.txt; *.dat)",
+                      .write_filter = "Text File (*.txt)",
+                      .extensions = {".txt", ".dat"},
+                      .can_write = true,
+                      .flag5 = true,
+                      .options = {{"delimiter", "TEXT", /*is_asked=*/true, /*is_pair=*/false},
+                                  {"ignore-consecutive", "0|1", true, false}}}) {}
 
 int TextFileFactory::IsCorrectFileType(const char* path) {
   return TextFile::IsTextFile(path) ? kPlausible : kNotThis;

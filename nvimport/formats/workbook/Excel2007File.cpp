@@ -189,9 +189,12 @@ void Excel2007File::GetErrorMessage(char* buffer, unsigned int size) {
 }
 
 Excel2007FileFactory::Excel2007FileFactory()
-    : SprFileFactory("Excel2007 File", "Excel 2007 Files (*.xlsx; *.xlsb)",
-                     "Excel 2007 Files (*.xlsx)", 2, ".xlsx\0.xlsb", /*can_write=*/false,
-                     /*can_read=*/true, /*several_at_once=*/false, true, false) {}
+    : SprFileFactory({.name = "Excel2007 File",
+                      .read_filter = "Excel 2007 Files (*.xlsx; *.xlsb)",
+                      .write_filter = "Excel 2007 Files (*.xlsx)",
+                      .extensions = {".xlsx", ".xlsb"},
+                      .options = {{"sheets", "SHEETS", /*is_asked=*/true, /*is_pair=*/false},
+                                  {"merge", "side|below", true, false}}}) {}
 
 int Excel2007FileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
 

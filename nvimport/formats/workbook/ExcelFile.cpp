@@ -458,8 +458,12 @@ void ExcelFile::GetErrorMessage(char* buffer, unsigned int size) {
 }
 
 ExcelFileFactory::ExcelFileFactory(const ExcelRules& rules)
-    : SprFileFactory("Excel File", "Excel 97-2003 Files (*.xl*)", nullptr, 2, ".xls\0.xlw",
-                     /*can_write=*/false, /*can_read=*/true, /*several_at_once=*/false, true, true),
+    : SprFileFactory({.name = "Excel File",
+                      .read_filter = "Excel 97-2003 Files (*.xl*)",
+                      .extensions = {".xls", ".xlw"},
+                      .flag5 = true,
+                      .options = {{"sheets", "SHEETS", /*is_asked=*/true, /*is_pair=*/false},
+                                  {"merge", "side|below", true, false}}}),
       rules_(rules) {}
 
 int ExcelFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }

@@ -42,6 +42,7 @@ std::optional<SheetSelection> SheetSelection::Ask(const std::vector<OfferedSheet
   question.heading = "Worksheet";
   question.merge_choices = {"Merge side by side", "Merge above and below"};
   question.merge = 1;
+  question.usual = {0};
   for (const OfferedSheet& sheet : offered) {
     question.items.push_back(sheet.name);
     question.details.push_back(std::to_string(sheet.rows) + " x " + std::to_string(sheet.columns));

@@ -83,9 +83,9 @@ void TivonFile::GetErrorMessage(char* buffer, unsigned int size) {
 }
 
 TivonFileFactory::TivonFileFactory()
-    : SprFileFactory("TIVON File", "TIVON Files (*.mip; *.dat)", nullptr, 2, ".mip\0.dat",
-                     /*can_write=*/false, /*can_read=*/true, /*several_at_once=*/false, true,
-                     false) {}
+    : SprFileFactory({.name = "TIVON File",
+                      .read_filter = "TIVON Files (*.mip; *.dat)",
+                      .extensions = {".mip", ".dat"}}) {}
 
 int TivonFileFactory::IsCorrectFileType(const char* path) {
   return EqualIgnoringCase(NvGetFileExtension(path), "mip") || TextFile::IsTextFile(path)

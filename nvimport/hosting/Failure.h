@@ -1,0 +1,69 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+// Why something was not done, in words for the user: lines of UTF-8 without control characters.
+struct Failure {
+  enum Kind {
+    kFailed,         // the file, the system, or the memory is in the way
+    kArgument,       // what was asked makes no sense
+    kFormatUnknown,  // the file has no format, or not one alone
+    kChoice,         // a question found no answer
+    kCancelled,      // the user or the host stopped it
+  };
+
+  Kind kind = kFailed;
+  std::string text{};    // what is said first, a sentence
+  std::string advice{};  // what can be done about it, in words that end a sentence
+  std::string where{};   // the input or output that it is about
+  std::string detail{};  // what the reader, the system or the format said of it
+  int status = 0;        // of the reader or writer that refused; then the detail is a sentence too
+  std::string question{};                 // of kChoice and kFormatUnknown: what has to be chosen
+  std::vector<std::string> candidates{};  // among these
+
+  // "detail; advice".
+  NVIMPORT_API std::string Explanation() const;
+  // The failure of a system call, by its error number.
+  NVIMPORT_API static Failure OfSystem(std::string text, std::string where, int error);
+  // The same by the system's words that came without their number.
+  NVIMPORT_API static Failure OfSystem(std::string text, std::string where, std::string words);
+};
+
+// How a host calls the ways out of a failure. The usual words name no option of any host.
+struct HostWords {
+  const char* format_given = "as was asked; without that the format is detected";
+  const char* other_format = "it can be read as another format";
+  const char* any_format = "it can be read as a given format all the same";
+  const char* choose_format = "no format was chosen";
+  const char* choose_among = "the format has to be chosen among: ";
+  const char* answer_before = "nothing was read";
+  const char* range_numbers = "a range is two numbers from 1, a last one of 0 for the end";
+  const char* no_regular_file = "copy its data into a file";
+  const char* replace = "it can be replaced on request";
+  const char* into_folder = "name a file in it";
+  const char* other_output = "it can be written as another format";
+  // The options of the format that were given.
+  std::function<std::string(const std::string& pairs)> options_given =
+      [](const std::string& pairs) { return "the options given were " + pairs; };
+  // What reads a file as `format`, "this format reads it".
+  std::function<std::string(std::string_view format)> reads = [](std::string_view format) {
+    return std::string("the format \"").append(format).append("\" reads it");
+  };
+  // What chooses among the entries of the question of that name.
+  std::function<std::string(std::string_view question)> chooses = [](std::string_view) {
+    return std::string("choose");
+  };
+};
+
+// The system's words for `error`, as the end of a sentence, and what to do about it where that can
+// be said: "no such file or directory; check the name".
+NVIMPORT_API std::string SystemWords(int error);
+
+}  // namespace nvimport

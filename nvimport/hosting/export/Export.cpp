@@ -1,0 +1,119 @@
+#include "nvimport/hosting/export/Export.h"
+
+#include <cstdint>
+#include <string_view>
+#include <utility>
+
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/ImportHelper.h"
+#include "nvimport/hosting/Thrown.h"
+#include "nvimport/hosting/export/OutputTarget.h"
+#include "nvimport/hosting/import/Answers.h"
+#include "nvimport/hosting/import/Formats.h"
+#include "nvimport/platform/OutputFile.h"
+#include "nvimport/platform/Paths.h"
+#include "nvimport/platform/Progress.h"
+
+namespace nvimport {
+
+namespace {
+
+constexpr std::pair<const char*, SheetFormat> kOwnFormats[] = {
+    {".csv", SheetFormat::kCsv}, {".tsv", SheetFormat::kTsv}, {".jsonl", SheetFormat::kJsonLines}};
+
+// Tells the host how far the output is.
+class Told : public Progress {
+ public:
+  explicit Told(const ExportRequest& request) : request_(request) {}
+  bool Advance(std::uint64_t row, std::uint64_t rows) override {
+    if (!stopped_ && request_.progress) stopped_ = !request_.progress(row, rows);
+    return !stopped_;
+  }
+
+ private:
+  const ExportRequest& request_;
+  bool stopped_ = false;
+};
+
+// Writes `sheet` to `path` by the format's own writer.
+std::optional<Failure> WriteRegistered(const ExportRequest& request, const std::string& path,
+                                       const OutputTarget& target, SpreadsheetData& sheet) {
+  AnsweringDialogs dialogs;
+  Dialogs* const before = Dialogs::Install(&dialogs);
+  ImportHelper driver;
+  bool done = false;
+  const std::string thrown = Thrown([&] {
+    done = driver.WriteSpreadsheetFile(path.c_str(), request.format.registered, &sheet, nullptr,
+                                       nullptr);
+  });
+  Dialogs::Install(before);
+  if (done) return std::nullopt;
+  if (driver.GetStatus() == 0 && !dialogs.detail().empty()) return target.Because(dialogs.detail());
+  Failure failure{Failure::kFailed, thrown.empty() ? dialogs.message() : OneLine(thrown),
+                  "written as \"" + std::string(FormatAt(request.format.registered).name) + "\"; " +
+                      request.words.other_output,
+                  target.shown()};
+  failure.detail = dialogs.detail();
+  failure.status = driver.GetStatus();
+  return failure;
+}
+
+OutputFormat Registered(int format) {
+  const std::string extension = Extensions(FormatAt(format)).front();
+  return {std::nullopt, format, extension == ".*" ? ".txt" : extension};
+}
+
+}  // namespace
+
+std::optional<OutputFormat> FindOutputFormat(const std::string& name) {
+  for (const auto& [extension, format] : kOwnFormats)
+    if (EqualIgnoringCase(extension, name) || EqualIgnoringCase(extension, "." + name))
+      return OutputFormat{format, 0, extension};
+  const int format = FindFormat(name, /*for_writing=*/true);
+  if (format == 0 || !FormatAt(format).can_write) return std::nullopt;
+  return Registered(format);
+}
+
+std::vector<OutputFormat> OutputFormats() {
+  std::vector<OutputFormat> formats;
+  for (const auto& [extension, format] : kOwnFormats) formats.push_back({format, 0, extension});
+  for (int format = 1; format <= FormatCount(); ++format)
+    if (HasWriter(format) && FormatAt(format).write_filter != nullptr)
+      formats.push_back(Registered(format));
+  return formats;
+}
+
+std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& request) {
+  OutputTarget target(request.path, request.replaces, request.words);
+  if (auto failure = target.Check()) return failure;
+  return ExportSheet(sheet, request, target);
+}
+
+std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& request,
+                                   OutputTarget& target) {
+  Told told(request);
+  const auto cancelled = [&] {
+    Failure failure = target.Because("it was cancelled");
+    failure.kind = Failure::kCancelled;
+    return failure;
+  };
+  if (request.format.own) {
+    OutputFile stream;
+    if (auto failure = target.Begin(stream)) return failure;
+    WriteSheet(*request.format.own, sheet, request.conversion, stream, told);
+    stream.Close();
+    const auto rows = static_cast<std::uint64_t>(sheet.GetNumberOfRows());
+    if (!told.Advance(rows, rows)) return cancelled();
+  } else {
+    std::string path;
+    if (auto failure = target.BeginAtPath(request.format.extension, path)) return failure;
+    ConvertedSheet source(sheet, request.conversion);
+    Progress* const before = Progress::Install(&told);
+    auto failure = WriteRegistered(request, path, target, source);
+    Progress::Install(before);
+    if (failure) return told.Advance(0, 0) ? failure : cancelled();
+  }
+  return target.Commit();
+}
+
+}  // namespace nvimport

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "nvimport/framework/MemorySheet.h"
+#include "nvimport/hosting/Failure.h"
+#include "nvimport/hosting/export/SheetWriters.h"
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+class OutputTarget;
+
+// What a sheet is written as: a format of this layer's own or a registered one.
+struct OutputFormat {
+  std::optional<SheetFormat> own{};
+  int registered = 0;
+  std::string extension{};  // with its point
+};
+
+// The format that `name` (or an extension without its point) names, if it can be written.
+NVIMPORT_API std::optional<OutputFormat> FindOutputFormat(const std::string& name);
+
+// All that a sheet can be written as: those of this layer, then the registered ones.
+NVIMPORT_API std::vector<OutputFormat> OutputFormats();
+
+// Where a sheet goes, and how.
+struct ExportRequest {
+  std::string path;  // of the file, "-" for standard output
+  OutputFormat format{};
+  TextConversion conversion{};  // of the texts; without one they become UTF-8
+  bool replaces = false;        // a file that is there
+  std::function<bool(std::uint64_t row, std::uint64_t rows)> progress{};  // false stops
+  HostWords words{};
+};
+
+// Writes the whole sheet. A file is there only when it is whole; what was there before stays when
+// that fails or is stopped.
+NVIMPORT_API std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& request);
+// The same to a target that was checked before, in place of the request's path.
+NVIMPORT_API std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& request,
+                                                OutputTarget& target);
+
+}  // namespace nvimport

@@ -1,0 +1,281 @@
+#include "nvimport/hosting/export/SheetWriters.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <span>
+#include <string_view>
+
+#include "nvimport/platform/NumberText.h"
+#include "nvimport/platform/Progress.h"
+
+namespace nvimport {
+
+namespace {
+
+constexpr int kRowsPerReport = 1024;
+constexpr std::size_t kCellsAtOnce = 64;
+
+// A stream's face over a string, for single values.
+class StringStream {
+ public:
+  void Write(std::string_view text) { text_ += text; }
+  std::string&& Take() { return std::move(text_); }
+
+ private:
+  std::string text_;
+};
+
+// A file that takes UTF-8. Encoding comes last, since in some encodings a character's second byte
+// looks like a quote or a backslash.
+class EncodedStream {
+ public:
+  EncodedStream(OutputFile& file, const TextEncoder& encoder) : file_(file), encoder_(encoder) {}
+  void Write(std::string_view text) { file_.Write(encoder_.Encode(text, scratch_)); }
+
+ private:
+  OutputFile& file_;
+  const TextEncoder& encoder_;
+  std::string scratch_;
+};
+
+// The characters that a format can't write as they stand.
+using CharacterSet = std::array<bool, 256>;
+
+enum class Besides { kNothing, kControls, kNotAscii };
+
+constexpr CharacterSet SetOf(std::string_view characters, Besides besides = Besides::kNothing) {
+  CharacterSet set{};
+  for (const char c : characters) set[static_cast<unsigned char>(c)] = true;
+  if (besides == Besides::kControls) std::fill_n(set.begin(), 0x20, true);
+  if (besides == Besides::kNotAscii) std::fill(set.begin() + 0x80, set.end(), true);
+  return set;
+}
+
+const char* FindAny(std::string_view text, const CharacterSet& set) {
+  return std::ranges::find_if(text, [&](char c) { return set[static_cast<unsigned char>(c)]; });
+}
+
+// All characters are looked at: texts are short, and a jump that can't be foreseen costs more.
+bool Holds(std::string_view text, const CharacterSet& set) {
+  bool holds = false;
+  for (const char c : text) holds |= set[static_cast<unsigned char>(c)];
+  return holds;
+}
+
+// Writes `text`, each character of `set` as `escape` says.
+template <typename Stream, typename Escape>
+void WriteEscaped(Stream& out, std::string_view text, const CharacterSet& set, Escape escape) {
+  while (true) {
+    const char* next = FindAny(text, set);
+    const auto plain = static_cast<std::size_t>(next - text.data());
+    out.Write(text.substr(0, plain));
+    if (plain == text.size()) return;
+    out.Write(escape(*next));
+    text.remove_prefix(plain + 1);
+  }
+}
+
+// Whether a spreadsheet that opens a CSV or TSV file would take the text for a formula.
+bool IsFormula(std::string_view text) {
+  // The signs that begin one, in their full width too.
+  constexpr std::string_view kSigns[] = {"=", "+", "-", "@", "＝", "＋", "－", "＠"};
+  const std::string_view shown =
+      text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+  return std::ranges::any_of(kSigns, [&](auto sign) { return shown.starts_with(sign); }) &&
+         !ParseNumber(text) && !ParseNumber(text, ',');
+}
+
+// Each format's IsPlain: whether a text of the sheet is written as it stands in every encoding, as
+// most are. It may say no of others that are.
+
+// RFC 4180, with lines that end in LF.
+struct Csv {
+  static constexpr std::string_view kRowStart = "";
+  static constexpr std::string_view kSeparator = ",";
+  static constexpr std::string_view kRowEnd = "\n";
+  // A line without anything is no row to many a program.
+  static constexpr std::string_view kLoneEmpty = "\"\"";
+  static bool IsPlain(std::string_view text) {
+    static constexpr CharacterSet kOther = SetOf(",\"\r\n ", Besides::kNotAscii);
+    return !Holds(text, kOther);
+  }
+
+  static void Text(auto& out, std::string_view text) {
+    static constexpr CharacterSet kQuoted = SetOf(",\"\r\n");
+    static constexpr CharacterSet kQuote = SetOf("\"");
+    if (text.empty()) return;
+    if (text.front() != ' ' && text.back() != ' ' && !Holds(text, kQuoted)) return out.Write(text);
+    out.Write("\"");
+    WriteEscaped(out, text, kQuote, [](char) { return std::string_view("\"\""); });
+    out.Write("\"");
+  }
+  static void Number(auto& out, std::string_view text, float) { out.Write(text); }
+  static void Missing(auto&) {}
+};
+
+struct Tsv {
+  static constexpr std::string_view kRowStart = "";
+  static constexpr std::string_view kSeparator = "\t";
+  static constexpr std::string_view kRowEnd = "\n";
+  static constexpr std::string_view kLoneEmpty = "";
+  static bool IsPlain(std::string_view text) {
+    static constexpr CharacterSet kOther = SetOf("\t\n\r", Besides::kNotAscii);
+    return !Holds(text, kOther);
+  }
+
+  static void Text(auto& out, std::string_view text) {
+    static constexpr CharacterSet kEscaped = SetOf("\t\n\r");
+    WriteEscaped(out, text, kEscaped, [](char c) -> std::string_view {
+      return c == '\t' ? "\\t" : c == '\n' ? "\\n" : "\\r";
+    });
+  }
+  static void Number(auto& out, std::string_view text, float) { out.Write(text); }
+  static void Missing(auto&) {}
+};
+
+// True when `text` is a number in JSON's own grammar.
+bool IsJsonNumber(std::string_view text) {
+  const auto take_digits = [&] {
+    const std::size_t end = std::min(text.find_first_not_of("0123456789"), text.size());
+    text.remove_prefix(end);
+    return end > 0;
+  };
+  const auto take = [&](std::string_view any) {
+    const bool taken = !text.empty() && any.find(text.front()) != std::string_view::npos;
+    if (taken) text.remove_prefix(1);
+    return taken;
+  };
+  take("-");
+  if (!take("0") && !take_digits()) return false;
+  if (take(".") && !take_digits()) return false;
+  if (take("eE")) {
+    take("+-");
+    if (!take_digits()) return false;
+  }
+  return text.empty();
+}
+
+struct JsonLines {
+  static constexpr std::string_view kRowStart = "[";
+  static constexpr std::string_view kSeparator = ",";
+  static constexpr std::string_view kRowEnd = "]\n";
+  static constexpr std::string_view kLoneEmpty = "";
+  static bool IsPlain(std::string_view) { return false; }
+
+  static void Text(auto& out, std::string_view text) {
+    static constexpr CharacterSet kEscaped = SetOf("\"\\", Besides::kControls);
+    if (IsJsonNumber(text)) return out.Write(text);
+    out.Write("\"");
+    std::array<char, 6> control = {'\\', 'u', '0', '0', '0', '0'};
+    WriteEscaped(out, text, kEscaped, [&](char c) -> std::string_view {
+      switch (c) {
+        case '"':
+          return "\\\"";
+        case '\\':
+          return "\\\\";
+        case '\n':
+          return "\\n";
+        case '\r':
+          return "\\r";
+        case '\t':
+          return "\\t";
+        default:
+          control[4] = static_cast<char>('0' + c / 16);
+          control[5] = "0123456789abcdef"[c % 16];
+          return {control.data(), control.size()};
+      }
+    });
+    out.Write("\"");
+  }
+  static void Number(auto& out, std::string_view text, float value) {
+    out.Write(std::isfinite(value) ? text : "null");
+  }
+  static void Missing(auto& out) { out.Write("null"); }
+};
+
+template <typename Format, typename Stream>
+void WriteCell(Stream& out, const MemoryCell& cell, auto&& decode) {
+  FloatText buffer;
+  switch (cell.kind) {
+    case CellKind::kText:
+      return Format::Text(out, decode(cell.text));
+    case CellKind::kNumber:
+      return Format::Number(out, FormatFloat(cell.number, buffer), cell.number);
+    case CellKind::kMissing:
+      return Format::Missing(out);
+  }
+}
+
+template <typename Format>
+void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConversion& conversion,
+               OutputFile& file, Progress& progress) {
+  EncodedStream out(file, conversion.encoder);
+  std::string decoded;
+  std::string guarded;
+  const bool guards = conversion.guards_formulas && !std::is_same_v<Format, JsonLines>;
+  const auto decode = [&](std::string_view text) {
+    text = conversion.decoder.Decode(text, decoded);
+    if (!guards || !IsFormula(text)) return text;
+    return std::string_view(guarded.assign("'").append(text));
+  };
+  std::array<MemoryCell, kCellsAtOnce> cells;
+  for (int row = 1; row <= rows; ++row) {
+    out.Write(Format::kRowStart);
+    for (int column = 0; column < columns; ++column) {
+      const auto i = static_cast<std::size_t>(column) % cells.size();
+      if (i == 0) {
+        const auto rest = static_cast<std::size_t>(columns - column);
+        sheet.GetCells(column + 1, row, std::span(cells).first(std::min(rest, cells.size())));
+      }
+      if (column > 0) out.Write(Format::kSeparator);
+      const MemoryCell& cell = cells[i];
+      if (columns == 1 && cell.kind != CellKind::kNumber && cell.text.empty() &&
+          !Format::kLoneEmpty.empty())
+        out.Write(Format::kLoneEmpty);
+      else if (cell.kind == CellKind::kText && !guards && Format::IsPlain(cell.text))
+        file.Write(cell.text);
+      else
+        WriteCell<Format>(out, cell, decode);
+    }
+    out.Write(Format::kRowEnd);
+    if (row % kRowsPerReport == 0 &&
+        !progress.Advance(static_cast<std::uint64_t>(row), static_cast<std::uint64_t>(rows)))
+      return;
+  }
+}
+
+}  // namespace
+
+void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& conversion,
+                OutputFile& out, Progress& progress) {
+  const int columns = sheet.GetNumberOfColumns();
+  const int rows = sheet.GetNumberOfRows();
+  switch (format) {
+    case SheetFormat::kCsv:
+      return WriteRows<Csv>(sheet, columns, rows, conversion, out, progress);
+    case SheetFormat::kTsv:
+      return WriteRows<Tsv>(sheet, columns, rows, conversion, out, progress);
+    case SheetFormat::kJsonLines:
+      return WriteRows<JsonLines>(sheet, columns, rows, conversion, out, progress);
+  }
+}
+
+std::string JsonCell(const MemoryCell& cell, const TextDecoder& decoder) {
+  StringStream out;
+  std::string decoded;
+  WriteCell<JsonLines>(out, cell,
+                       [&](std::string_view text) { return decoder.Decode(text, decoded); });
+  return out.Take();
+}
+
+const char* ConvertedSheet::GetText(int column, int row) {
+  const char* text = sheet_.GetText(column, row);
+  if (IsAscii(text)) return text;
+  const std::string_view utf8 = conversion_.decoder.Decode(text, decoded_);
+  const std::string_view written = conversion_.encoder.Encode(utf8, encoded_);
+  // Either the sheet's own text or one of the two strings, so it ends with its NUL.
+  return written.data();
+}
+
+}  // namespace nvimport

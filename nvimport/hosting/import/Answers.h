@@ -1,0 +1,106 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "nvimport/hosting/Failure.h"
+#include "nvimport/platform/Dialogs.h"
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+// Answers to questions that may be asked, given beforehand. Choices from lists are written as for
+// ParseItems: "2", "1,3", "2-4", "all", or names.
+struct GivenAnswers {
+  std::optional<TextImportChoice> text_import{};
+  bool ignore_consecutive = false;  // also of a delimiter that is guessed
+  std::optional<std::string> sheets{};
+  std::optional<std::string> blocks{};
+  std::optional<RangeChoice> range{};
+  std::optional<std::size_t> merge{};  // position in the question's choices
+};
+
+// How sheets are merged, in the order in which a question offers it.
+inline constexpr const char* kMergeWords[] = {"side", "below"};
+
+// A question that a reader asked, and its answer.
+struct AnsweredQuestion {
+  // Where the answer came from.
+  enum class Source {
+    kGiven,    // beforehand
+    kUsual,    // nobody was there to answer
+    kChosen,   // by the user
+    kSettled,  // by the reader, which asks nothing
+    kRefused,  // there is none
+  };
+
+  std::string name;  // "delimiter", "worksheets", "blocks", "range", ...
+  Source source = Source::kGiven;
+  std::string answer;                  // as a sentence has it
+  std::string value;                   // as it is given beforehand
+  bool ignore_consecutive = false;     // of a delimiter whose value does not say so
+  std::optional<std::size_t> merge{};  // of several worksheets
+  std::vector<std::string> entries{};  // what there was to choose from, numbered from 1; of a range
+                                       // what is said of it
+};
+
+// The entries of a list as they are shown, each with what is said of it.
+NVIMPORT_API std::vector<std::string> EntriesOf(const ItemsQuestion& question);
+// The points that a range is chosen from, "701 points, x from 400 to 1100, spacing 1".
+NVIMPORT_API std::string DescribeRange(const RangeQuestion& question);
+
+// How a delimiter was settled.
+NVIMPORT_API AnsweredQuestion DelimiterAnswer(const TextImportChoice& choice,
+                                              AnsweredQuestion::Source source);
+
+// Answers the questions of one import: as given, else as the host's own dialogs answer, else with
+// the usual answer of the question. Keeps what was asked and said.
+class NVIMPORT_API AnsweringDialogs : public Dialogs {
+ public:
+  // `asked` (null for nobody) is asked what is not given, and must outlive this.
+  explicit AnsweringDialogs(GivenAnswers given = {}, Dialogs* asked = nullptr,
+                            HostWords words = {});
+
+  std::optional<std::size_t> SelectFileType(const FileTypeQuestion& question) override;
+  std::optional<TextImportChoice> ImportText(const TextImportQuestion& question) override;
+  std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override;
+  std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
+  std::optional<std::vector<std::string>> SortFiles(const FileOrderQuestion& question) override;
+  int ShowMessage(const MessageBoxQuestion& message) override;
+  void ShowDetails(const DetailMessage& message) override;
+  std::unique_ptr<Progress> ShowProgress(const ProgressWindow& window) override;
+  void ShowWaitCursor(bool on) override;
+
+  // Chooses among formats that have a reader and are equally likely, none where that can't be told;
+  // before anybody is asked.
+  std::function<std::optional<std::size_t>(const std::vector<std::string>& names)> choose_format;
+
+  const std::vector<AnsweredQuestion>& answered() const { return answered_; }
+  // Takes down the answer to what a reader settles by itself.
+  void Answered(AnsweredQuestion answered) { answered_.push_back(std::move(answered)); }
+  // The formats that could not be told apart.
+  const std::vector<std::string>& file_types() const { return file_types_; }
+  // What the reader warned of.
+  const std::vector<std::string>& warnings() const { return warnings_; }
+  // What the library said last, when something failed, and what it said of it.
+  const std::string& message() const { return message_; }
+  const std::string& detail() const { return detail_; }
+  // Why a question found no answer.
+  const std::optional<Failure>& refusal() const { return refusal_; }
+
+ private:
+  GivenAnswers given_;
+  Dialogs* asked_;
+  HostWords words_;
+  std::vector<AnsweredQuestion> answered_;
+  std::vector<std::string> file_types_;
+  std::vector<std::string> warnings_;
+  std::string message_;
+  std::string detail_;
+  std::optional<Failure> refusal_;
+};
+
+}  // namespace nvimport

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+// The formats of all libraries as hosts list and name them. One is known by its position, from 1.
+
+NVIMPORT_API int FormatCount();
+NVIMPORT_API const NvImportFormatInfo& FormatAt(int format);
+
+// The format of that name or position; of that extension (with or without its point) the first that
+// can be read or written; else the one whose name alone begins so. 0 for none.
+NVIMPORT_API int FindFormat(const std::string& name, bool for_writing);
+
+// The format that a filter of the open dialog stands for, from 1; 0 where it has all detected.
+NVIMPORT_API int FormatOfFilter(int filter);
+
+// The options that the format of that name takes, none where nothing is known of it.
+NVIMPORT_API std::span<const FormatOption> OptionsOf(std::string_view format);
+NVIMPORT_API bool HasOption(std::string_view format, std::string_view key);
+// Those that are "key=value" and that no question gives, "xrow=0|1".
+NVIMPORT_API std::vector<std::string> UnaskedOptionsOf(std::string_view format);
+
+// Whether the format has a reader, or a writer: some keep a place and have none.
+NVIMPORT_API bool HasReader(int format);
+NVIMPORT_API bool HasWriter(int format);
+
+// What the formats say of the file at `path`.
+NVIMPORT_API Detection DetectFormat(const std::string& path);
+
+// Why the formats' answers about the file at `path` came to what `detection` says.
+NVIMPORT_API std::string DetectionReason(const Detection& detection, const std::string& path);
+
+}  // namespace nvimport

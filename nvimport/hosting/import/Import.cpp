@@ -1,0 +1,392 @@
+#include "nvimport/hosting/import/Import.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <utility>
+
+#include "nvimport/framework/FileSelection.h"
+#include "nvimport/framework/ImportHelper.h"
+#include "nvimport/framework/OptionPairs.h"
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
+#include "nvimport/hosting/CellText.h"
+#include "nvimport/hosting/Thrown.h"
+#include "nvimport/hosting/import/Delimiters.h"
+#include "nvimport/hosting/import/FileKinds.h"
+#include "nvimport/hosting/import/Formats.h"
+#include "nvimport/platform/ByteWriter.h"
+#include "nvimport/platform/Log.h"
+#include "nvimport/platform/Progress.h"
+
+namespace nvimport {
+
+namespace {
+
+constexpr const char* kNotOpened = "The file could not be opened.";
+
+std::optional<Failure> CheckFile(const std::string& path, const HostWords& words) {
+  const std::string shown = ShownName(path);
+  const auto because = [&](std::string detail, std::string advice) {
+    Failure failure{Failure::kFailed, kNotOpened, std::move(advice), shown};
+    failure.detail = std::move(detail);
+    return failure;
+  };
+  if (path.empty()) return because("a file needs a name", "");
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return Failure::OfSystem(kNotOpened, shown, errno);
+  if (S_ISDIR(status.st_mode)) {
+    Failure failure = because("it is a folder", "name the files in it");
+    failure.text = ImportHelper::kDirectoryText;
+    return failure;
+  }
+  if (!S_ISREG(status.st_mode))
+    return because(S_ISFIFO(status.st_mode) ? "it is a pipe" : "it is not a regular file",
+                   words.no_regular_file);
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0) return Failure::OfSystem(kNotOpened, shown, errno);
+  ::close(descriptor);
+  return std::nullopt;
+}
+
+// The bytes of all files.
+std::uintmax_t TotalSize(const std::vector<std::string>& files) {
+  std::uintmax_t total = 0;
+  for (const std::string& file : files) {
+    std::error_code none;
+    const std::uintmax_t size = std::filesystem::file_size(file, none);
+    if (!none) total += size;
+  }
+  return total;
+}
+
+// What the library asks, logs and reports goes to one import while this lives.
+class Listening {
+ public:
+  Listening(Dialogs& dialogs, Progress* progress, ImportResult& result)
+      : dialogs_(Dialogs::Install(&dialogs)),
+        log_(Log::Install([&result](const LogEntry& entry) {
+          if (entry.operation == "Note")
+            result.notes.push_back(EscapeControls(ToUtf8(entry.text)));
+          else if (entry.source != "ImportHelper")
+            result.log_entry = EscapeControls(ToUtf8(entry.text));
+        })),
+        has_progress_(progress != nullptr),
+        progress_(has_progress_ ? Progress::Install(progress) : nullptr) {}
+  Listening(const Listening&) = delete;
+  Listening& operator=(const Listening&) = delete;
+  ~Listening() {
+    if (has_progress_) Progress::Install(progress_);
+    Log::Install(std::move(log_));
+    Dialogs::Install(dialogs_);
+  }
+
+ private:
+  Dialogs* dialogs_;
+  Log::Sink log_;
+  bool has_progress_;
+  Progress* progress_;
+};
+
+// Tells the host how far the import is.
+class Told : public Progress {
+ public:
+  explicit Told(const ImportRequest& request) : request_(request) {}
+
+  bool Begin(ImportProgress::Stage stage, int format) {
+    now_ = {stage, true, format, 0, 0};
+    const bool goes_on = Tell();
+    now_.begins = false;
+    return goes_on;
+  }
+  bool Advance(std::uint64_t position, std::uint64_t size) override {
+    now_.position = position;
+    now_.size = size;
+    return Tell();
+  }
+  bool stopped() const { return stopped_; }
+
+ private:
+  bool Tell() {
+    if (!stopped_ && request_.progress) stopped_ = !request_.progress(now_);
+    return !stopped_;
+  }
+
+  const ImportRequest& request_;
+  ImportProgress now_;
+  bool stopped_ = false;
+};
+
+// The stage of reading begins when the driver asks for its window.
+class ImportDialogs final : public AnsweringDialogs {
+ public:
+  ImportDialogs(const ImportRequest& request, Told& told)
+      : AnsweringDialogs(request.answers, request.dialogs, request.words),
+        request_(request),
+        told_(told) {}
+
+  void SettleFormat(int format) { format_ = format; }
+  std::unique_ptr<Progress> ShowProgress(const ProgressWindow& window) override {
+    if (!request_.progress) return AnsweringDialogs::ShowProgress(window);
+    told_.Begin(ImportProgress::kReading, format_);
+    return std::make_unique<Forward>(told_);
+  }
+
+ private:
+  class Forward : public Progress {
+   public:
+    explicit Forward(Told& told) : told_(told) {}
+    bool Advance(std::uint64_t position, std::uint64_t size) override {
+      return told_.Advance(position, size);
+    }
+
+   private:
+    Told& told_;
+  };
+
+  const ImportRequest& request_;
+  Told& told_;
+  int format_ = 0;
+};
+
+// Does one operation of the driver, which takes the path and the options.
+class Session {
+ public:
+  Session(const ImportRequest& request, ImportResult& result)
+      : request_(request),
+        result_(result),
+        files_(request.files),
+        told_(request),
+        dialogs_(request, told_) {
+    driver_.SetVerboseMode(/*show_messages=*/true, /*log_messages=*/true);
+    dialogs_.choose_format = [this](const std::vector<std::string>& names) {
+      return ChooseByContent(files_.front(), names);
+    };
+  }
+
+  void Run(SpreadsheetData* sheet) {
+    result_.failure = CheckFiles(files_, request_.words);
+    if (result_.failure) {
+      if (files_.size() == 1) result_.failure->where = NameOf(request_);
+      return;
+    }
+    const std::uintmax_t size = TotalSize(files_);
+    {
+      const Listening listening(dialogs_, request_.progress ? &told_ : nullptr, result_);
+      result_.failure = SettleFormat();
+      if (!result_.failure) result_.failure = Operate(sheet);
+    }
+    result_.files = files_;
+    result_.questions = dialogs_.answered();
+    result_.warnings = dialogs_.warnings();
+    if (!result_.failure && TotalSize(files_) < size) {
+      result_.failure = Because("The file became shorter while it was read.");
+      result_.failure->advice = "what was read is not whole; try again";
+    }
+    if (result_.failure && result_.failure->where.empty())
+      result_.failure->where = NameOf(request_);
+  }
+
+ private:
+  std::optional<Failure> SettleFormat() {
+    int& format = result_.format;
+    format = request_.format;
+    if (format > FormatCount() || format < 0)
+      return Failure{Failure::kArgument, "There is no such format.", "", ""};
+    if (format != 0) {
+      if (files_.size() < 2) return std::nullopt;
+      if (!FormatAt(format).several_at_once)
+        return Refused(OneLine(ImportHelper::OneAtATimeText(FormatAt(format).name)));
+      auto sorted = request_.dialogs != nullptr ? request_.dialogs->SortFiles({files_}) : files_;
+      if (!sorted) return Cancelled();
+      files_ = std::move(*sorted);
+      return std::nullopt;
+    }
+    constexpr int kDetect = 1;
+    int detected = kDetect;
+    ReadErrors error = ReadErrors::kNone;
+    const std::string path = FileSelection::Join(files_);
+    if (driver_.CheckFilesBeforeRead(path.c_str(), detected, request_.parent, error, true)) {
+      format = detected;
+      files_ = driver_.GetSelection();
+      return std::nullopt;
+    }
+    if (detected < 1) return FormatFailure();
+    format = detected;
+    return Refusal();
+  }
+
+  std::vector<unsigned char> GivenOptions(bool takes_delimiter) const {
+    if (!request_.options.empty()) return request_.options;
+    std::string pairs = request_.pairs;
+    if (const auto& given = request_.answers.text_import; takes_delimiter && given)
+      pairs += (pairs.empty() ? "delimiter=" : ";delimiter=") + DelimiterValue(given->delimiter);
+    if (pairs.empty()) return {};
+    ByteWriter writer;
+    writer.WriteBinaryString(pairs);
+    return {writer.bytes().begin(), writer.bytes().end()};
+  }
+
+  std::optional<Failure> Operate(SpreadsheetData* sheet) {
+    dialogs_.SettleFormat(result_.format);
+    const bool takes_delimiter =
+        HasOption(FormatAt(result_.format).name, "delimiter") && TakesPairs(result_.format);
+    std::vector<unsigned char>& stored = result_.options = GivenOptions(takes_delimiter);
+    NvImportOpenOptions options{static_cast<int>(stored.size()), stored.data()};
+    // An empty record comes back with the choices made.
+    NvImportOpenOptions choices{0, nullptr};
+    const bool is_given = !stored.empty();
+    bool done = false;
+    if (!told_.Begin(ImportProgress::kSizing, result_.format)) return Cancelled();
+    const std::string thrown = Thrown([&] {
+      const std::string path = FileSelection::Join(files_);
+      NvImportOpenOptions* record = is_given ? &options : &choices;
+      done = sheet != nullptr ? driver_.ReadSpreadsheetFile(path.c_str(), result_.format, sheet,
+                                                            request_.parent, record, true)
+                              : driver_.SizeSpreadsheetFile(path.c_str(), result_.format,
+                                                            request_.parent, record, true);
+    });
+    if (!is_given && choices.size > 0) stored.assign(choices.data, choices.data + choices.size);
+    SpreadsheetOpenOptions::FreeOpenOptions(&choices);
+    result_.rows = driver_.GetNumRows();
+    result_.columns = driver_.GetNumCols();
+    if (!thrown.empty()) return Refused(OneLine(thrown));
+    if (!done) return Refusal();
+    if (takes_delimiter) TellDelimiter();
+    return std::nullopt;
+  }
+
+  // One that guesses its delimiter says which.
+  void TellDelimiter() {
+    std::vector<unsigned char>& stored = result_.options;
+    const NvImportOpenOptions options{static_cast<int>(stored.size()), stored.data()};
+    const auto taken = OptionPairs::Parse(&options);
+    const auto delimiter = taken ? taken->Find("delimiter") : std::nullopt;
+    if (!delimiter) return;
+    const bool is_given = request_.answers.text_import || !request_.options.empty();
+    using Source = AnsweredQuestion::Source;
+    dialogs_.Answered(DelimiterAnswer({ParseDelimiter(*delimiter).delimiter, false},
+                                      is_given ? Source::kGiven : Source::kSettled));
+  }
+
+  static bool TakesPairs(int format) {
+    for (const FormatOption& option : OptionsOf(FormatAt(format).name))
+      if (option.is_pair) return true;
+    return false;
+  }
+
+  Failure Because(std::string text) const {
+    return {Failure::kFailed, std::move(text), "", NameOf(request_)};
+  }
+
+  Failure Cancelled() const {
+    Failure failure = Because("The import was cancelled.");
+    failure.kind = Failure::kCancelled;
+    failure.advice = request_.words.answer_before;
+    return failure;
+  }
+
+  // Why the driver or a reader refused.
+  Failure Refusal() const {
+    if (dialogs_.refusal()) {
+      Failure failure = *dialogs_.refusal();
+      failure.status = driver_.GetStatus();
+      return failure;
+    }
+    if (dialogs_.message().empty() || told_.stopped()) return Cancelled();
+    Failure failure = Refused(dialogs_.message());
+    failure.detail = dialogs_.detail();
+    failure.status = driver_.GetStatus();
+    if (failure.status == kCancelled) failure.kind = Failure::kCancelled;
+    return failure;
+  }
+
+  // With what may be the cause.
+  Failure Refused(std::string text) const {
+    const HostWords& words = request_.words;
+    Failure failure = Because(std::move(text));
+    std::string& advice = failure.advice;
+    advice = "taken for \"" + FormatName(result_.format) + "\"";
+    advice += request_.format != 0 ? ", " + std::string(words.format_given)
+                                   : "; " + std::string(words.other_format);
+    if (!request_.pairs.empty()) advice += "; " + words.options_given(request_.pairs);
+    const auto kind = RecogniseKind(files_.front());
+    if (kind && kind->format != FormatName(result_.format)) advice += "; " + kind->Words(words);
+    if (!result_.log_entry.empty()) advice += "; " + result_.log_entry;
+    return failure;
+  }
+
+  Failure FormatFailure() const {
+    const HostWords& words = request_.words;
+    const auto& names = dialogs_.file_types();
+    const auto kind = RecogniseKind(files_.front());
+    Failure failure =
+        Because(names.empty() ? "The format is not recognised." : "The format is not certain.");
+    failure.kind = Failure::kFormatUnknown;
+    failure.question = "format";
+    failure.candidates = names;
+    std::string& advice = failure.advice;
+    if (kind) advice = kind->Words(words) + "; ";
+    if (names.empty())
+      return advice += "no format takes it; " + std::string(words.any_format), failure;
+    if (request_.dialogs != nullptr) return advice += words.choose_format, failure;
+    if (kind && *kind->format == '\0') return advice += words.any_format, failure;
+    advice += words.choose_among;
+    for (const std::string& name : names) advice += (&name == names.data() ? "" : ", ") + name;
+    return failure;
+  }
+
+  const ImportRequest& request_;
+  ImportResult& result_;
+  std::vector<std::string> files_;
+  Told told_;
+  ImportDialogs dialogs_;
+  ImportHelper driver_;
+};
+
+ImportResult Import(const ImportRequest& request, SpreadsheetData* sheet) {
+  ImportResult result;
+  Session(request, result).Run(sheet);
+  return result;
+}
+
+}  // namespace
+
+std::string NameOf(const ImportRequest& request) {
+  if (request.files.empty()) return {};
+  const std::string first = ShownName(request.name.empty() ? request.files.front() : request.name);
+  return request.files.size() > 1
+             ? first + " and " + std::to_string(request.files.size() - 1) + " more"
+             : first;
+}
+
+std::optional<Failure> CheckFiles(const std::vector<std::string>& files, const HostWords& words) {
+  if (files.empty()) return Failure{Failure::kArgument, "There is no file to read."};
+  for (const std::string& file : files)
+    if (auto failure = CheckFile(file, words)) return failure;
+  return std::nullopt;
+}
+
+std::string FormatName(int format) {
+  return format > 0 ? ToUtf8(FormatAt(format).name) : std::string();
+}
+
+std::optional<std::size_t> ChooseByContent(const std::string& path,
+                                           const std::vector<std::string>& names) {
+  if (names.size() == 1) return 0;
+  const auto kind = RecogniseKind(path);
+  if (!kind) return std::nullopt;
+  for (std::size_t i = 0; i < names.size(); ++i)
+    if (names[i] == kind->format) return i;
+  return std::nullopt;
+}
+
+ImportResult ImportFile(const ImportRequest& request, SpreadsheetData& sheet) {
+  return Import(request, &sheet);
+}
+
+ImportResult MeasureFile(const ImportRequest& request) { return Import(request, nullptr); }
+
+}  // namespace nvimport

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/hosting/Failure.h"
+#include "nvimport/hosting/import/Answers.h"
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+// How far an import is.
+struct ImportProgress {
+  enum Stage { kSizing, kReading };
+
+  Stage stage = kSizing;
+  bool begins = false;         // the first call of a stage
+  int format = 0;              // that the file is read as
+  std::uint64_t position = 0;  // in the file, in bytes
+  std::uint64_t size = 0;      // of the file, 0 when it is not known
+};
+
+// What is to be read, and how.
+struct ImportRequest {
+  std::vector<std::string> files;  // a path, or several files that become one sheet
+  std::string name{};              // of the whole in messages; by the files where empty
+  int format = 0;                  // a position in the list of formats, 0 to have it detected
+  std::string pairs{};             // "key=value;key=value", for formats that take such options
+  std::vector<unsigned char> options{};  // those of an earlier import: asks nothing, and repeats it
+  GivenAnswers answers{};
+  Dialogs* dialogs = nullptr;  // asked what nothing above answers; without them the usual answer is
+                               // taken, where there is one
+  CWnd* parent = nullptr;      // the host's window, passed to the dialogs
+  std::function<bool(const ImportProgress& progress)> progress{};  // false stops the import
+  HostWords words{};
+};
+
+// What came of it.
+struct ImportResult {
+  std::optional<Failure> failure{};  // none when it was done
+  std::vector<std::string> files{};  // in the order in which they were taken
+  int format = 0;                    // in the list of formats, 0 while it is not settled
+  int rows = -1;                     // of the sheet, -1 while its size is not known
+  int columns = -1;
+  std::vector<unsigned char> options{};  // that repeat the import; empty for none
+  std::vector<AnsweredQuestion> questions{};
+  std::vector<std::string> warnings{};  // of the reader
+  std::vector<std::string> notes{};     // on cells that were left out
+  std::string log_entry{};              // the last one of a reader, notes apart
+
+  explicit operator bool() const { return !failure; }
+};
+
+// Reads into `sheet`. Dialogs, log and progress installed by the host serve again afterwards.
+NVIMPORT_API ImportResult ImportFile(const ImportRequest& request, SpreadsheetData& sheet);
+
+// The same as far as it goes without reading cells.
+NVIMPORT_API ImportResult MeasureFile(const ImportRequest& request);
+
+// The name that messages call the files by.
+NVIMPORT_API std::string NameOf(const ImportRequest& request);
+
+// Why the files can't be read at all, whatever their format.
+NVIMPORT_API std::optional<Failure> CheckFiles(const std::vector<std::string>& files,
+                                               const HostWords& words = {});
+
+// The name of the format that was taken, empty while it is not settled.
+NVIMPORT_API std::string FormatName(int format);
+
+// Which of the formats called `names`, all of which could be right, the file at `path` has by its
+// content; none where that can't be told.
+NVIMPORT_API std::optional<std::size_t> ChooseByContent(const std::string& path,
+                                                        const std::vector<std::string>& names);
+
+}  // namespace nvimport

@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <fstream>
+#include <iterator>
+
+#include "nvimport/hosting/export/SheetWriters.h"
+#include "nvimport/platform/Progress.h"
+#include "tests/support/Support.h"
+
+namespace nvimport {
+
+namespace {
+struct NeverStops : Progress {
+  bool Advance(std::uint64_t, std::uint64_t) override { return true; }
+};
+
+std::string Written(SheetFormat format, MemorySheet& sheet, const std::string& encoding = {},
+                    bool guards_formulas = false) {
+  const TempFile file("");
+  NeverStops none;
+  OutputFile out(file.path());
+  WriteSheet(format, sheet, {TextDecoder(), TextEncoder(encoding), guards_formulas}, out, none);
+  out.Close();
+  std::ifstream written(file.path(), std::ios::binary);
+  return {std::istreambuf_iterator<char>(written), {}};
+}
+}  // namespace
+
+TEST(SheetWriters, EachKindOfCell) {
+  // The second column keeps a cell from being its row's only one.
+  MemorySheet sheet;
+  sheet.SetDataSize(2, 18);
+  int row = 0;
+  for (const char* text : {"plain", "", "a,b", "\"q\"", "two\nlines\r", "\t\\", " led", "trailed ",
+                           "\x01\x1f", "\xe9", "1.50", "12345678901234567890"})
+    sheet.Set(1, ++row, text);
+  for (const float number : {0.1F, 16777216.0F, -0.0F, INFINITY, NAN}) sheet.Set(1, ++row, number);
+  EXPECT_EQ(Written(SheetFormat::kCsv, sheet),
+            "plain,\n,\n\"a,b\",\n\"\"\"q\"\"\",\n\"two\nlines\r\",\n\t\\,\n\" led\",\n"
+            "\"trailed \",\n\x01\x1f,\né,\n1.50,\n12345678901234567890,\n"
+            "0.1,\n16777216,\n-0,\ninf,\nnan,\n,\n");
+  EXPECT_EQ(Written(SheetFormat::kTsv, sheet),
+            "plain\t\n\t\na,b\t\n\"q\"\t\ntwo\\nlines\\r\t\n\\t\\\t\n led\t\n"
+            "trailed \t\n\x01\x1f\t\né\t\n1.50\t\n12345678901234567890\t\n"
+            "0.1\t\n16777216\t\n-0\t\ninf\t\nnan\t\n\t\n");
+  EXPECT_EQ(Written(SheetFormat::kJsonLines, sheet),
+            R"(["plain",null]
+["",null]
+["a,b",null]
+["\"q\"",null]
+["two\nlines\r",null]
+["\t\\",null]
+[" led",null]
+["trailed ",null]
+["\u0001\u001f",null]
+["é",null]
+[1.50,null]
+[12345678901234567890,null]
+[0.1,null]
+[16777216,null]
+[-0,null]
+[null,null]
+[null,null]
+[null,null]
+)");
+}
+
+TEST(SheetWriters, ATextIsAJsonNumberOnlyInJsonsGrammar) {
+  const auto cell = [](const char* text) {
+    MemorySheet sheet;
+    sheet.SetDataSize(1, 1);
+    sheet.Set(1, 1, text);
+    return JsonCell(sheet.GetCell(1, 1), TextDecoder());
+  };
+  for (const std::string text : {"0", "-0", "10", "-1.50", "0.5", "1e5", "1E+5", "2.5e-10"})
+    EXPECT_EQ(cell(text.c_str()), text);
+  for (const std::string text : {"01", "-", "+1", ".5", "1.", "1e", "1e+", "1,5", "1 ", " 1", "0x1",
+                                 "-01", "nan", "true", "null", "1_0", "--1"})
+    EXPECT_EQ(cell(text.c_str()), '"' + text + '"');
+}
+
+TEST(SheetWriters, AnEmptyRowOfOneColumnStaysARow) {
+  MemorySheet sheet;
+  sheet.SetDataSize(1, 2);
+  sheet.Set(1, 2, "");
+  EXPECT_EQ(Written(SheetFormat::kCsv, sheet), "\"\"\n\"\"\n");
+  EXPECT_EQ(Written(SheetFormat::kTsv, sheet), "\n\n");
+}
+
+TEST(SheetWriters, EscapesBeforeItEncodes) {
+  MemorySheet sheet;
+  sheet.SetDataSize(1, 1);
+  sheet.Set(1, 1, "表\"");
+  EXPECT_EQ(Written(SheetFormat::kJsonLines, sheet, "cp932"), "[\"\x95\\\\\"\"]\n")
+      << "the second byte of the character is a backslash";
+}
+
+TEST(SheetWriters, GuardsFormulasOnRequest) {
+  MemorySheet sheet;
+  sheet.SetDataSize(14, 1);
+  int column = 0;
+  for (const char* text : {"=1+1", "+cmd", "-2+3", "@SUM(A1)", "\t=x", " =x", "\r\n=x", "＝x",
+                           "-1.5", "+1,5e3", "a=b", "-"})
+    sheet.Set(++column, 1, text);
+  sheet.Set(++column, 1, -7.0F);
+  EXPECT_EQ(Written(SheetFormat::kTsv, sheet, {}, true),
+            "'=1+1\t'+cmd\t'-2+3\t'@SUM(A1)\t'\\t=x\t' =x\t'\\r\\n=x\t'＝x\t-1.5\t+1,5e3\ta=b\t"
+            "'-\t-7\t\n");
+  EXPECT_EQ(Written(SheetFormat::kCsv, sheet, {}, true).substr(0, 10), "'=1+1,'+cm");
+  EXPECT_EQ(Written(SheetFormat::kCsv, sheet).substr(0, 9), "=1+1,+cmd");
+  EXPECT_EQ(Written(SheetFormat::kJsonLines, sheet, {}, true).substr(0, 7), "[\"=1+1\"");
+}
+
+}  // namespace nvimport
