@@ -213,6 +213,7 @@ class Session {
       files_ = driver_.GetSelection();
       return std::nullopt;
     }
+    if (told_.stopped()) return Cancelled();
     if (detected < 1) return FormatFailure();
     format = detected;
     return Refusal();

@@ -19,7 +19,7 @@ struct ImportProgress {
 
   Stage stage = kSizing;
   bool begins = false;         // the first call of a stage
-  int format = 0;              // that the file is read as
+  int format = 0;              // that the file is read as, 0 while it is detected
   std::uint64_t position = 0;  // in the file, in bytes
   std::uint64_t size = 0;      // of the file, 0 when it is not known
 };

@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "nvimport/hosting/export/Export.h"
+#include "nvimport/hosting/import/Import.h"
+#include "nvimport/platform/Log.h"
+#include "nvimport/platform/Progress.h"
+#include "tests/support/LogRecorder.h"
+#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/Support.h"
+
+namespace nvimport {
+
+namespace {
+
+std::string Sample(const char* name) { return std::string(NVIMPORT_TEST_SAMPLES "/") + name; }
+
+CWnd* const kWindow = reinterpret_cast<CWnd*>(0x10);  // NOLINT: a host's window is never looked at
+
+}  // namespace
+
+TEST(Import, TellsEveryFailureWithItsDetail) {
+  const TempFolder folder;
+  const struct {
+    const char* why;
+    ImportRequest request;
+    Failure::Kind kind;
+    const char* text;
+    const char* detail;
+    int status;
+  } kCases[] = {
+      {"no file", {{}}, Failure::kArgument, "There is no file to read.", "", 0},
+      {"not there",
+       {{folder.path() + "/none.txt"}},
+       Failure::kFailed,
+       "The file could not be opened.",
+       "no such file or directory",
+       0},
+      {"a folder",
+       {{folder.path()}},
+       Failure::kFailed,
+       "Directories can not be imported.",
+       "it is a folder",
+       0},
+      {"another format",
+       {{Sample("wheat.txt")}, "", 16},
+       Failure::kFailed,
+       "The file size could not be established. Import will be aborted.",
+       "Spectra header in DA-file is corrupt! Spectra header contains corrupt information about "
+       "starting, ending wavelength, or number of data points.",
+       1283},
+      {"no such worksheet",
+       {{Sample("ovens.xls")}, "", 0, "", {}, {.sheets = "Zork"}},
+       Failure::kChoice,
+       "\"Zork\" is not among the worksheets.",
+       "",
+       4},
+      {"nothing decides",
+       {{folder.Put("noise", "\1\2\3")}},
+       Failure::kFormatUnknown,
+       "The format is not certain.",
+       "",
+       0},
+      {"no such format",
+       {{Sample("wheat.txt")}, "", 4000},
+       Failure::kArgument,
+       "There is no such format.",
+       "",
+       0},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.why);
+    MemorySheet sheet;
+    const ImportResult result = ImportFile(c.request, sheet);
+    ASSERT_TRUE(result.failure);
+    EXPECT_EQ(result.failure->kind, c.kind);
+    EXPECT_EQ(result.failure->text, c.text);
+    EXPECT_EQ(result.failure->detail, c.detail);
+    EXPECT_EQ(result.failure->status, c.status);
+    EXPECT_EQ(result.failure->candidates.empty(),
+              c.kind != Failure::kChoice && c.kind != Failure::kFormatUnknown);
+  }
+}
+
+TEST(Import, RepeatsByItsOptionsWithoutAQuestion) {
+  const struct {
+    std::vector<std::string> files;
+    const char* question;
+  } kCases[] = {{{Sample("ovens.xls")}, "worksheets"},
+                {{Sample("oils.jdx")}, "blocks"},
+                {{Sample("barley.spc")}, "range"},
+                {{Sample("batches.txt")}, "delimiter"},
+                {{Sample("carotene.csv")}, "delimiter"}};
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.files.front());
+    MemorySheet first;
+    ImportRequest request{c.files};
+    const ImportResult result = ImportFile(request, first);
+    ASSERT_TRUE(result) << result.failure->text;
+    ASSERT_FALSE(result.questions.empty());
+    EXPECT_EQ(result.questions.front().name, c.question);
+    request.options = result.options;
+    MemorySheet again;
+    const ImportResult repeated = ImportFile(request, again);
+    EXPECT_EQ(SheetText(again), SheetText(first));
+    EXPECT_EQ(repeated.options, result.options);
+    using Source = AnsweredQuestion::Source;
+    EXPECT_TRUE(std::ranges::all_of(repeated.questions, [](const AnsweredQuestion& question) {
+      return question.source == Source::kGiven;
+    }));
+  }
+}
+
+TEST(Import, AsksTheHostInItsOwnWindow) {
+  ScriptedDialogs dialogs;
+  dialogs.items = ItemsChoice{{1}, 0};
+  dialogs.range = RangeChoice{2, 3};
+  dialogs.import_text = [](const TextImportQuestion& question) {
+    EXPECT_EQ(question.parent, kWindow);
+    return question.usual;
+  };
+  for (const char* name : {"ovens.xls", "barley.spc", "batches.txt"}) {
+    ImportRequest request{{Sample(name)}};
+    request.dialogs = &dialogs;
+    request.parent = kWindow;
+    MemorySheet sheet;
+    const ImportResult result = ImportFile(request, sheet);
+    ASSERT_TRUE(result) << name;
+    EXPECT_EQ(result.questions.front().source, AnsweredQuestion::Source::kChosen) << name;
+  }
+  ASSERT_EQ(dialogs.items_questions.size(), 1U);
+  EXPECT_EQ(dialogs.items_questions.front().parent, kWindow);
+  EXPECT_EQ(dialogs.range_questions.at(0).parent, kWindow);
+}
+
+TEST(Import, StopsWhereTheHostSaysSoAndLeavesTheHostAlone) {
+  const LogRecorder log;
+  using Moment = std::pair<ImportProgress::Stage, int>;
+  for (const Moment& moment :
+       {Moment(ImportProgress::kSizing, 0), Moment(ImportProgress::kSizing, 17),
+        Moment(ImportProgress::kReading, 17)}) {
+    ImportRequest request{{Sample("wheat.txt")}};
+    request.progress = [&](const ImportProgress& now) {
+      return Moment(now.stage, now.format) != moment;
+    };
+    MemorySheet sheet;
+    const ImportResult result = ImportFile(request, sheet);
+    ASSERT_TRUE(result.failure);
+    EXPECT_EQ(result.failure->kind, Failure::kCancelled);
+    EXPECT_EQ(result.failure->text, "The import was cancelled.");
+  }
+  const auto before = log.entries().size();
+  Log::WriteMessage("Host", "Test", "still here", Log::kNormal);
+  EXPECT_EQ(log.entries().size(), before + 1);
+}
+
+TEST(Export, LeavesWhatWasThereUnlessItIsWhole) {
+  const TempFolder folder;
+  const std::string path = folder.Put("out.csv", "precious\n");
+  MemorySheet sheet;
+  for (int row = 1; row <= 3000; ++row) sheet.Set(1, row, "a");
+  ExportRequest request{path, *FindOutputFormat("csv")};
+  auto failure = ExportSheet(sheet, request);
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->detail, "it exists already");
+  request.replaces = true;
+  request.progress = [](std::uint64_t row, std::uint64_t) { return row < 2000; };
+  failure = ExportSheet(sheet, request);
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, Failure::kCancelled);
+  EXPECT_EQ(std::filesystem::file_size(path), 9U);
+  request.progress = {};
+  EXPECT_FALSE(ExportSheet(sheet, request));
+  EXPECT_EQ(std::filesystem::file_size(path), 6000U);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+}  // namespace nvimport
