@@ -4,12 +4,13 @@
 #include <memory>
 
 #include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/platform/Export.h"
 
 namespace nvimport {
 
 // The formats of one library in the order in which their factories were constructed. A format is
 // known by its position, from 1.
-class FormatRegistry {
+class NVIMPORT_API FormatRegistry {
  public:
   // That of this library, in which factories register.
   static FormatRegistry& Own();
@@ -48,8 +49,11 @@ class FormatRegistry {
   std::deque<FormatDescription> formats_;  // a deque: the descriptions handed out stay put
 };
 
-// Defined beside the factory objects of a library. Who asks for its formats names it, else a linker
-// would leave those objects of a static library out.
+// Defined beside the factory objects. Who asks for the library's own formats names it, else a
+// linker would leave those objects of a static library out.
 void KeepFactories();
+
+// The formats that a library serves by its twelve functions.
+FormatRegistry& ServedFormats();
 
 }  // namespace nvimport

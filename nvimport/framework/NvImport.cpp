@@ -140,19 +140,17 @@ void NvImportInitPackage() {}
 
 void NvImportReleasePackage() {}
 
-int NvImportSizeFileFormatsSupported() { return FormatRegistry::Own().size(); }
+int NvImportSizeFileFormatsSupported() { return ServedFormats().size(); }
 
-NvImportFormatInfo* NvImportGetFileFormatInfo(int format) {
-  return FormatRegistry::Own().Find(format);
-}
+NvImportFormatInfo* NvImportGetFileFormatInfo(int format) { return ServedFormats().Find(format); }
 
 char NvImportIsCorrectFileType(int format, const char* path) {
-  return IsCorrectFileType(FormatRegistry::Own(), format, path);
+  return IsCorrectFileType(ServedFormats(), format, path);
 }
 
 char NvImportOpen(int format, const char* path, char mode, long* handle,
                   NvImportOpenOptions* options) {
-  return OpenFileOf(FormatRegistry::Own(), format, path, mode, handle, options);
+  return OpenFileOf(ServedFormats(), format, path, mode, handle, options);
 }
 
 char NvImportEstablishSize(int, long handle, int* rows, int* columns) {

@@ -1,29 +1,15 @@
-// NvImport Complete as a part of the program: its formats stand apart from the built-in ones until
-// a host asks for them.
+// NvImport Complete as a part of the program: a host gets its formats once it asks for them.
 
-#include <optional>
-
-#include "nvimport/framework/FormatRegistry.h"
-#include "plugins/complete/CompleteFactories.h"
+#include "plugins/complete/CompleteFormats.h"
 
 namespace nvimport {
 
 namespace {
 
-class Linked {
- public:
-  Linked() {
-    const FormatRegistry::Instead apart(formats_);
-    factories_.emplace();
-    FormatRegistry::linked_complete = &formats_;
-  }
-
- private:
-  FormatRegistry formats_;
-  std::optional<CompleteFactories> factories_;
-};
-
-Linked linked;
+const bool linked = [] {
+  FormatRegistry::linked_complete = &CompleteFormats();
+  return true;
+}();
 
 }  // namespace
 

@@ -141,6 +141,8 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
 
 class NVIMPORT_API GalacticSPCFileFactory final : public SprFileFactory {
  public:
+  using Rules = GalacticSPCRules;
+
   explicit GalacticSPCFileFactory(GalacticSPCRules rules = {});
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;

@@ -174,6 +174,8 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
 
 class NVIMPORT_API JCAMPFileFactory final : public SprFileFactory {
  public:
+  using Rules = JCAMPRules;
+
   explicit JCAMPFileFactory(JCAMPRules rules = {});
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;

@@ -102,6 +102,8 @@ class NVIMPORT_API NsasFile : public SpreadsheetFile {
 
 class NVIMPORT_API NsasFileFactory final : public SprFileFactory {
  public:
+  using Rules = NsasRules;
+
   explicit NsasFileFactory(NsasRules rules = {});
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;

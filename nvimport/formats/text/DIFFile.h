@@ -176,6 +176,8 @@ class NVIMPORT_API DIFFileOEM : public DIFFile {
 
 class NVIMPORT_API DiffFileOEMFactory final : public SprFileFactory {
  public:
+  using Rules = DIFRules;
+
   explicit DiffFileOEMFactory(const DIFRules& rules = {});
   // Claims Unicode files as well, so that they are refused with a text of their own.
   int IsCorrectFileType(const char* path) override;

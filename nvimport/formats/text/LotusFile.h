@@ -98,6 +98,8 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
 
 class NVIMPORT_API LotusFileFactory final : public SprFileFactory {
  public:
+  using Rules = LotusRules;
+
   explicit LotusFileFactory(const LotusRules& rules = {});
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;

@@ -151,6 +151,8 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
 
 class NVIMPORT_API ExcelFileFactory final : public SprFileFactory {
  public:
+  using Rules = ExcelRules;
+
   explicit ExcelFileFactory(const ExcelRules& rules = {});
   int IsCorrectFileType(const char* path) override;
   SpreadsheetFile* Create() override;
