@@ -11,8 +11,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
@@ -21,8 +19,6 @@
 #include "tests/support/Support.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 
@@ -37,11 +33,6 @@ struct Ran {
 
 void PrintTo(const Ran& ran, std::ostream* stream) {
   *stream << "exit " << ran.exit_code << "\n--- out\n" << ran.out << "--- errors\n" << ran.errors;
-}
-
-std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // How the program's streams and limits differ from files without a limit.

@@ -11,10 +11,8 @@
 #include "nvimport/platform/DynamicLibrary.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Sanitizer.h"
-#include "tests/support/LogRecorder.h"
-#include "tests/support/MemoryFile.h"
-#include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
+#include "tests/support/MemoryFile.h"
 
 namespace nvimport {
 

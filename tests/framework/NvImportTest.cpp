@@ -4,7 +4,6 @@
 #include <string>
 
 #include "nvimport/framework/NvImport.h"
-#include "tests/support/ScriptedDialogs.h"
 #include "tests/support/Support.h"
 
 namespace nvimport {

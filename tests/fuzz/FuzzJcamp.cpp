@@ -15,7 +15,7 @@
 #include "tests/support/CheckingSink.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/ReferenceValues.h"
-#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/Support.h"
 
 namespace nvimport {
 
