@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
 
 #include "apps/nvimport/CellText.h"
 #include "apps/nvimport/ProgressBar.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

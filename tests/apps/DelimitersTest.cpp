@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
 
 #include "apps/nvimport/DelimiterGuess.h"
 #include "apps/nvimport/Delimiters.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

@@ -1,13 +1,10 @@
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cmath>
-#include <fstream>
-#include <iterator>
 
 #include "apps/nvimport/ProgressBar.h"
 #include "apps/nvimport/SheetWriters.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 
@@ -19,8 +16,7 @@ std::string Written(SheetFormat format, MemorySheet& sheet, const std::string& e
   OutputFile out(file.path());
   WriteSheet(format, sheet, {TextDecoder(), TextEncoder(encoding), guards_formulas}, out, none);
   out.Close();
-  std::ifstream written(file.path(), std::ios::binary);
-  return {std::istreambuf_iterator<char>(written), {}};
+  return Contents(file.path());
 }
 }  // namespace
 

@@ -1,24 +1,18 @@
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 
 #include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/ImportHelper.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/platform/Exception.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Progress.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 

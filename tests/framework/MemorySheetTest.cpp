@@ -1,13 +1,9 @@
-#include <gtest/gtest.h>
 
 #include <climits>
 #include <cmath>
-#include <iterator>
-#include <string>
 
-#include "nvimport/framework/MemorySheet.h"
 #include "tests/support/AllocationCounter.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

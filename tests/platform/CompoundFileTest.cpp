@@ -1,15 +1,8 @@
 #if __has_include(<gsf/gsf-outfile.h>)  // as CompoundWriter.h needs it
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <cstring>
-#include <map>
-#include <string>
-
 #include "nvimport/platform/CompoundFile.h"
+#include "tests/support/Cases.h"
 #include "tests/support/CompoundWriter.h"
-#include "tests/support/MemoryFile.h"
 
 namespace nvimport {
 

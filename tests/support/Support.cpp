@@ -1,11 +1,7 @@
 #include "tests/support/Support.h"
 
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <stdexcept>
 
 namespace nvimport {
 
@@ -68,6 +64,21 @@ std::string BytesOf(const NvImportOpenOptions& options) {
 }
 
 std::string PairsOf(const NvImportOpenOptions& options) { return BytesOf(options).substr(4); }
+
+SheetRecord::SheetRecord() : NvImportReadData{} {
+  set_number = [](NvImportReadData* data, int row, int column, float value) {
+    static_cast<SheetRecord*>(data)->sheet.Set(column, row, value);
+  };
+  set_text = [](NvImportReadData* data, int row, int column, const char* text) {
+    static_cast<SheetRecord*>(data)->sheet.Set(column, row, text);
+  };
+  set_size = [](NvImportReadData* data, int new_rows, int new_columns) {
+    static_cast<SheetRecord*>(data)->sheet.SetDataSize(new_columns, new_rows);
+  };
+  next_index = [](NvImportReadData* data, int previous) {
+    return static_cast<SheetRecord*>(data)->refused_after-- > 0 ? previous + 1 : -1;
+  };
+}
 
 std::string ErrorText(SpreadsheetFile& file) {
   char text[1024] = "nothing was written";

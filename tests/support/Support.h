@@ -1,8 +1,15 @@
 #pragma once
 
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
 #include <functional>
+#include <iterator>
+#include <limits>
+#include <map>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -140,6 +147,13 @@ class PickySheet : public MemorySheet {
 
  private:
   std::function<int(int)> next_;
+};
+
+// The C functions' sink for a sheet, which refuses rows and columns after so many.
+struct SheetRecord : NvImportReadData {
+  MemorySheet sheet;
+  int refused_after = std::numeric_limits<int>::max();
+  SheetRecord();
 };
 
 std::string ErrorText(SpreadsheetFile& file);

@@ -1,4 +1,3 @@
-#include <iterator>
 #include <random>
 
 #include "nvimport/formats/spectra/JCAMPFile.h"

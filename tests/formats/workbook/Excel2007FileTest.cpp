@@ -1,7 +1,5 @@
 #ifdef NVIMPORT_HAS_PACKAGES
 
-#include <algorithm>
-
 #include "bench/CompoundFileAround.h"
 #include "nvimport/formats/workbook/Excel2007File.h"
 #include "nvimport/formats/workbook/SheetExtent.h"

@@ -1,7 +1,6 @@
 #if __has_include(<gsf/gsf-outfile.h>)  // as CompoundWriter.h needs it
 
 #include <cstdlib>
-#include <filesystem>
 
 #include "nvimport/formats/workbook/TivonFile.h"
 #include "tests/support/Cases.h"
