@@ -1,28 +1,20 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
-#include <vector>
 
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 
@@ -37,11 +29,6 @@ struct Ran {
 
 void PrintTo(const Ran& ran, std::ostream* stream) {
   *stream << "exit " << ran.exit_code << "\n--- out\n" << ran.out << "--- errors\n" << ran.errors;
-}
-
-std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // How the program's streams and limits differ from files without a limit.

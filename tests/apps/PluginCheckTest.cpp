@@ -1,14 +1,12 @@
-#include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "apps/nvimport/Commands.h"
 #include "apps/nvimport/PluginCheck.h"
 #include "nvimport/platform/Sanitizer.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

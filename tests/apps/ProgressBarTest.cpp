@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include "tests/support/Cases.h"
 
 #include "apps/nvimport/ProgressBar.h"
 

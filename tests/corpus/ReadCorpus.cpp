@@ -1,4 +1,4 @@
-// read-corpus TABLE [--write]: reads the files under $NVIMPORT_CORPUS, each in a process of its
+// read-corpus TABLE [--complete] [--write]: reads the files under $NVIMPORT_CORPUS, each in a process of its
 // own, and compares what came with the table's row: the status of Open or else of Read, rows and
 // columns, the number of cells and their digest, the notes. --write prints the whole table as it is
 // now.
@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -20,15 +21,16 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Log.h"
-#include "nvimport/platform/Paths.h"
+#include "plugins/complete/CompleteFormats.h"
 
 namespace nvimport {
 
@@ -42,23 +44,21 @@ constexpr std::uintmax_t kMemory = std::uintmax_t{2} << 30;  // the sanitizer's 
 constexpr std::uintmax_t kMemory = std::uintmax_t{64} << 20;
 #endif
 
-// The folders, whose files are read as one format each where that is registered.
-constexpr struct {
-  const char* folder;
-  const char* format;
-  const char* extension;  // of the files that count; empty for all
-} kFolders[] = {
-    {"compound", "TIVON File", "mip"}, {"csv", "CSV File", "csv"},
-    {"dif", "DIF File(OEM)", ""},      {"jcamp", "JCAMP-DX File", ""},
-    {"lotus", "Lotus 1-2-3 File", ""}, {"nsas", "NSAS File", "da"},
-    {"spc", "GalacticSPC File", ""},   {"text", "Text File", ""},
-    {"xls", "Excel File", ""},         {"xlsx", "Excel2007 File", ""},
-};
+FormatRegistry* formats = nullptr;
 
-// The index of a format, 0 for none.
-int FormatOf(std::string_view name) {
-  for (int index = SprFileFactory::GetNumberOfFormats(); index > 0; --index)
-    if (SprFileFactory::GetFormat(index)->name == name) return index;
+// The format, by its index, that a folder is named after: by a word of its name or an extension. 0
+// for none.
+int FormatOf(std::string folder) {
+  if (folder == "compound") folder = "mip";  // the worksheets in such files
+  for (int index = formats->size(); index > 0; --index) {
+    const NvImportFormatInfo& info = *formats->Find(index);
+    if (std::ranges::count(Extensions(info), "." + folder) > 0) return index;
+  }
+  for (int index = formats->size(); index > 0; --index) {
+    std::string name = formats->Find(index)->name;
+    std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
+    if (name.find(folder) != std::string::npos) return index;
+  }
   return 0;
 }
 
@@ -120,7 +120,7 @@ std::string ReadFile(int format, const char* path) {
   Log::Install([&](const LogEntry& entry) {
     if (entry.operation == "Note") notes += (notes.empty() ? "" : "; ") + entry.text;
   });
-  const auto file = SprFileFactory::CreateReader(format);
+  const auto file = formats->CreateReader(format);
   int status = file->Open(true, path, nullptr);
   const int rows = status == 0 ? file->GetNumRows() : -1;
   const int columns = status == 0 ? file->GetNumCols() : -1;
@@ -169,6 +169,15 @@ std::string ReadApart(int format, const std::filesystem::path& path) {
 
 bool EndedWell(const std::string& row) { return row.find('\t') != std::string::npos; }
 
+std::vector<std::filesystem::path> Sorted(const std::filesystem::path& folder) {
+  std::vector<std::filesystem::path> paths;
+  std::error_code none;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, none))
+    paths.push_back(entry.path());
+  std::ranges::sort(paths);
+  return paths;
+}
+
 std::map<std::string, std::string> ReadTable(const char* path) {
   std::map<std::string, std::string> table;
   std::ifstream file(path);
@@ -190,32 +199,33 @@ int main(int count, char** arguments) {
     std::cout << "Skipped: NVIMPORT_CORPUS names no folder.\n";
     return kSkipped;
   }
-  const bool writes = count > 2 && std::string_view(arguments[2]) == "--write";
+  const auto has = [words = std::span(arguments, static_cast<std::size_t>(count))](
+                       std::string_view word) { return std::ranges::count(words, word) > 0; };
+  const bool writes = has("--write");
+  formats = has("--complete") ? &CompleteFormats() : &FormatRegistry::Own();
   const std::map<std::string, std::string> table = ReadTable(arguments[1]);
   int files = 0;
   int failed = 0;
   int unknown = 0;
   std::map<std::string, std::map<std::string, int>> outcomes;  // by folder and status
-  for (const auto& folder : kFolders) {
-    const int format = FormatOf(folder.format);
+  for (const auto& folder_path : Sorted(corpus)) {
+    const std::string folder = folder_path.filename();
+    const int format = FormatOf(folder);
     if (format == 0) continue;
-    std::vector<std::filesystem::path> paths;
-    std::error_code none;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(std::filesystem::path(corpus) / folder.folder, none))
-      if (*folder.extension == '\0' ||
-          EqualIgnoringCase(NvGetFileExtension(entry.path().string()), folder.extension))
-        paths.push_back(entry.path());
-    std::ranges::sort(paths);
-    for (const auto& path : paths) {
-      const std::string name = folder.folder + ("/" + path.filename().string());
+    const auto extensions = Extensions(*formats->Find(format));
+    for (const auto& path : Sorted(folder_path)) {
+      const std::string name = folder + "/" + path.filename().string();
+      // Others lie beside those that are read.
+      if (!table.contains(name) && std::ranges::count(extensions, path.extension().string()) == 0)
+        continue;
       const std::string row = ReadApart(format, path);
+      if (row.starts_with("1\t")) break;  // a format that is still to be built
       ++files;
       if (writes) {
         std::cout << name << '\t' << row << '\n';
         continue;
       }
-      ++outcomes[folder.folder][row.substr(0, row.find('\t'))];
+      ++outcomes[folder][row.substr(0, row.find('\t'))];
       const auto known = table.find(name);
       unknown += known == table.end() ? 1 : 0;
       if (EndedWell(row) && (known == table.end() || known->second == row)) continue;

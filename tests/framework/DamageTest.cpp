@@ -1,19 +1,9 @@
 // Every reader over every sample damaged in every way on a list, and over files that claim the most
 // for the fewest bytes: each ends, within memory and time that the file is worth.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cctype>
-#include <cstring>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
-#include <memory>
 #include <set>
-#include <vector>
 
 #include "nvimport/formats/spectra/GalacticSPCFile.h"
 #include "nvimport/formats/spectra/JCAMPFile.h"
@@ -27,8 +17,8 @@
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/BiffFixture.h"
 #include "tests/support/BrimroseFixture.h"
+#include "tests/support/Cases.h"
 #include "tests/support/JCAMPFixture.h"
-#include "tests/support/MemoryFile.h"
 #include "tests/support/NsasFixture.h"
 #include "tests/support/Samples.h"
 #include "tests/support/SpcFixture.h"
@@ -138,8 +128,7 @@ std::set<std::filesystem::path> SmallSamples() {
 class DamagedSample : public testing::TestWithParam<std::filesystem::path> {};
 
 TEST_P(DamagedSample, EndsWithinItsBounds) {
-  std::ifstream stream(GetParam(), std::ios::binary);
-  const std::string whole{std::istreambuf_iterator<char>(stream), {}};
+  const std::string whole = Contents(GetParam());
   Obliging dialogs;
   const MemoryFile file;
   std::size_t runs = 0;
@@ -162,12 +151,6 @@ INSTANTIATE_TEST_SUITE_P(Damage, DamagedSample, testing::ValuesIn(SmallSamples()
                              if (std::isalnum(static_cast<unsigned char>(c)) == 0) c = '_';
                            return name;
                          });
-
-std::string Repeated(std::string_view text, std::size_t times) {
-  std::string repeated;
-  while (times-- > 0) repeated += text;
-  return repeated;
-}
 
 // One worksheet that a workbook names again and again.
 std::string SheetNamedOften() {

@@ -1,25 +1,18 @@
 // Every reader where the system fails it: each ends in a status, and holds nothing afterwards.
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <memory>
-#include <stdexcept>
 
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/NvImport.h"
 #include "nvimport/framework/SprFileFactory.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/platform/OutputFile.h"
 #include "nvimport/platform/Progress.h"
 #include "tests/support/AllocationCounter.h"
+#include "tests/support/Cases.h"
 #include "tests/support/FileFaults.h"
-#include "tests/support/MemoryFile.h"
 #include "tests/support/Samples.h"
-#include "tests/support/Support.h"
 
 namespace nvimport {
 
@@ -132,23 +125,6 @@ TEST(Faults, AFileThatChangesWhileItIsReadEndsWell) {
       }
   });
 }
-
-// The C functions' sink for a sheet.
-struct SheetRecord : NvImportReadData {
-  MemorySheet sheet;
-  int refused_after = INT_MAX;  // answers of next_index
-  SheetRecord() : NvImportReadData{} {
-    set_number = [](NvImportReadData* data, int row, int column, float value) {
-      static_cast<SheetRecord*>(data)->sheet.Set(column, row, value);
-    };
-    set_text = [](NvImportReadData* data, int row, int column, const char* text) {
-      static_cast<SheetRecord*>(data)->sheet.Set(column, row, text);
-    };
-    next_index = [](NvImportReadData* data, int previous) {
-      return static_cast<SheetRecord*>(data)->refused_after-- > 0 ? previous + 1 : -1;
-    };
-  }
-};
 
 TEST(Faults, AnyAllocationMayFail) {
   ForEachSample([](Case& sample) {

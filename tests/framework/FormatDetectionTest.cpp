@@ -1,11 +1,7 @@
-#include <gtest/gtest.h>
 
-#include <filesystem>
-#include <string>
 
 #include "nvimport/framework/FormatDetection.h"
-#include "tests/support/ScriptedDialogs.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

@@ -1,8 +1,6 @@
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <link.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "nvimport/framework/DLLFile.h"
@@ -11,14 +9,9 @@
 #include "nvimport/platform/DynamicLibrary.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Sanitizer.h"
-#include "tests/support/LogRecorder.h"
-#include "tests/support/MemoryFile.h"
-#include "tests/support/ScriptedDialogs.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 
@@ -247,8 +240,7 @@ TEST(DLLFile, CarriesASinksExceptionAcrossTheLibrary) {
 class SymbolTableTest : public testing::TestWithParam<const char*> {};
 
 TEST_P(SymbolTableTest, OfDamagedLibrariesIsLookedInto) {
-  std::ifstream stream(Plugin(GetParam()), std::ios::binary);
-  const std::string whole{std::istreambuf_iterator<char>(stream), {}};
+  const std::string whole = Contents(Plugin(GetParam()));
   const MemoryFile file;
   const auto defines = [&](const std::string& bytes) {
     file.Put(bytes);
@@ -271,8 +263,7 @@ TEST_P(SymbolTableTest, OfDamagedLibrariesIsLookedInto) {
 }
 
 TEST(DynamicLibrary, AChainOfSymbolsThatLoopsEnds) {
-  std::ifstream stream(Plugin("old-hash"), std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+  std::string bytes = Contents(Plugin("old-hash"));
   const auto& header = *reinterpret_cast<ElfW(Ehdr)*>(bytes.data());
   const auto* segment = reinterpret_cast<ElfW(Phdr)*>(bytes.data() + header.e_phoff);
   while (segment->p_type != PT_DYNAMIC) ++segment;

@@ -1,26 +1,18 @@
-#include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 
 #include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/ImportHelper.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/platform/Exception.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Progress.h"
-#include "tests/support/LogRecorder.h"
-#include "tests/support/ScriptedDialogs.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 
@@ -73,7 +65,7 @@ TEST(ImportHelper, ReadsAndGivesTheChoicesBack) {
   ImportHelper helper;
   NvImportOpenOptions options{0, nullptr};
   ASSERT_TRUE(helper.ReadSpreadsheetFile(file.path(), kDetect, &sheet, nullptr, &options, false));
-  EXPECT_EQ(SheetText(sheet), "\"a\" | \"b\"\n\"1\" | \"2\"\n");
+  EXPECT_EQ(SheetText(sheet), "'a' | 'b'\n'1' | '2'\n");
   ASSERT_NE(options.data, nullptr);
   EXPECT_EQ(std::string(options.data, options.data + options.size), "\1\0\0\0;\0"s);
   EXPECT_EQ(host.wait_cursors, 0);

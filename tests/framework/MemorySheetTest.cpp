@@ -1,13 +1,9 @@
-#include <gtest/gtest.h>
 
 #include <climits>
 #include <cmath>
-#include <iterator>
-#include <string>
 
-#include "nvimport/framework/MemorySheet.h"
 #include "tests/support/AllocationCounter.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 
@@ -28,17 +24,17 @@ TEST(MemorySheet, GrowsToWhateverIsSetInAnyOrder) {
   sheet.Set(2, 1, static_cast<const char*>(nullptr));
   sheet.SetDataSize(2, 1);
   sheet.SetDataSize(-1, -1);
-  EXPECT_EQ(SheetText(sheet), "1.5 | . | .\n. | . | \"c2\"\n");
+  EXPECT_EQ(SheetText(sheet), "1.5 | . | .\n. | . | 'c2'\n");
 
   sheet.Set(3, 2, 2.0);
   sheet.Set(1, 1, "a1");
   sheet.SetDataSize(3, 3);
-  EXPECT_EQ(SheetText(sheet), "\"a1\" | . | .\n. | . | 2\n. | . | .\n");
+  EXPECT_EQ(SheetText(sheet), "'a1' | . | .\n. | . | 2\n. | . | .\n");
 
   sheet.Clear();
   EXPECT_EQ(SheetText(sheet), "");
   sheet.Set(3, 2, "again");
-  EXPECT_EQ(SheetText(sheet), ". | . | .\n. | . | \"again\"\n");
+  EXPECT_EQ(SheetText(sheet), ". | . | .\n. | . | 'again'\n");
 }
 
 TEST(MemorySheet, KeepsTextsOfEveryLength) {

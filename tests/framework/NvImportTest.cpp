@@ -1,15 +1,9 @@
-#include <gtest/gtest.h>
 
-#include <stdexcept>
-#include <string>
 
 #include "nvimport/framework/NvImport.h"
-#include "tests/support/ScriptedDialogs.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 

@@ -1,16 +1,12 @@
-#include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/NvImport.h"
 #include "nvimport/framework/SprFileFactory.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/platform/Sanitizer.h"
+#include "tests/support/Cases.h"
 #include "tests/support/Samples.h"
-#include "tests/support/Support.h"
 
 namespace nvimport {
 
@@ -18,22 +14,7 @@ namespace {
 
 // Reads through the C functions of this very program.
 std::string ReadThroughTheFunctions(int format, const char* path, NvImportOpenOptions* options) {
-  struct Record : NvImportReadData {
-    MemorySheet sheet;
-    Record() : NvImportReadData{} {
-      set_number = [](NvImportReadData* data, int row, int column, float value) {
-        static_cast<Record*>(data)->sheet.Set(column, row, value);
-      };
-      set_text = [](NvImportReadData* data, int row, int column, const char* text) {
-        static_cast<Record*>(data)->sheet.Set(column, row, text);
-      };
-      set_size = [](NvImportReadData* data, int new_rows, int new_columns) {
-        static_cast<Record*>(data)->sheet.SetDataSize(new_columns, new_rows);
-      };
-      next_index = [](NvImportReadData*, int previous) { return previous + 1; };
-    }
-  };
-  Record record;
+  SheetRecord record;
   long handle = 0;
   EXPECT_EQ(NvImportOpen(format, path, 1, &handle, options), 1);
   EXPECT_EQ(NvImportRead(format, handle, &record), 1);
@@ -53,9 +34,7 @@ TEST(Samples, EveryFormatsAnswerIsWhatTheTableSays) {
                    SprFileFactory::GetFormat(static_cast<int>(i) + 1)->name + ",";
     table.back() = '\n';
   }
-  std::ifstream file(NVIMPORT_TEST_ANSWERS);
-  const std::string expected{std::istreambuf_iterator<char>(file), {}};
-  EXPECT_EQ(table, expected) << "the whole table is now:\n" << table;
+  EXPECT_EQ(table, Contents(NVIMPORT_TEST_ANSWERS)) << "the whole table is now:\n" << table;
 }
 
 // The class, the C functions and the shared library as a plug-in give the same sheet, the last two

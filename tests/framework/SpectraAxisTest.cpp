@@ -1,9 +1,7 @@
-#include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
 
 #include "nvimport/framework/SpectraAxis.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

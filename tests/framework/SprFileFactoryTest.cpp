@@ -1,18 +1,12 @@
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <limits>
-#include <string>
 
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "tests/support/BrimroseFixture.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 

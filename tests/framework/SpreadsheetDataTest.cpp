@@ -1,15 +1,13 @@
-#include <gtest/gtest.h>
 
 #include <climits>
 #include <cmath>
 #include <limits>
-#include <string>
-#include <string_view>
 
 #include "nvimport/framework/DLLReadSpreadSheetData.h"
 #include "nvimport/framework/DLLWriteSpreadSheetData.h"
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/platform/NumberText.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

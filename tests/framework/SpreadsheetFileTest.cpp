@@ -1,12 +1,8 @@
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <climits>
-#include <string>
 
 #include "nvimport/formats/UnbuiltFile.h"
-#include "nvimport/framework/SpreadsheetFile.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

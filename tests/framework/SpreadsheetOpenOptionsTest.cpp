@@ -1,18 +1,13 @@
-#include <gtest/gtest.h>
 
-#include <optional>
 #include <sstream>
-#include <string>
 
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/platform/Exception.h"
 #include "nvimport/platform/StreamReader.h"
 #include "nvimport/platform/StreamWriter.h"
 #include "tests/support/AllocationCounter.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 

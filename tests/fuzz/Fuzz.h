@@ -1,21 +1,26 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "nvimport/platform/ByteReader.h"
+#include "tests/support/Support.h"
 
 namespace nvimport {
 
-// What libFuzzer, or ReplayMain, calls with each input.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+// What a target does with each input.
+void Fuzz(std::string_view input);
 
-inline ByteReader InputReader(const std::uint8_t* data, std::size_t size) {
-  return ByteReader(std::as_bytes(std::span(data, size)));
+inline ByteReader InputReader(std::string_view input) {
+  return ByteReader(std::as_bytes(std::span(input)));
+}
+
+// A byte of the input that says how the rest is read, 0 beyond its end.
+inline int Setting(std::string_view input, std::size_t at) {
+  return at < input.size() ? static_cast<unsigned char>(input[at]) : 0;
 }
 
 // Ends the run where something that must hold does not.
@@ -23,6 +28,69 @@ inline void Check(bool holds, const char* what) {
   if (holds) return;
   std::fprintf(stderr, "not so: %s\n", what);
   std::abort();
+}
+
+// Every cell must lie within the announced size, or at least have a place; keeps the cells if
+// asked.
+class CheckingSink : public ReadSpreadSheetData {
+ public:
+  enum class Beyond { kForbidden, kAllowed };
+  struct SeenCell {
+    int column;
+    int row;
+    std::string text;  // a number by its bytes
+    bool operator==(const SeenCell&) const = default;
+  };
+
+  explicit CheckingSink(Beyond beyond = Beyond::kForbidden, bool keeps = false)
+      : beyond_(beyond), keeps_(keeps) {}
+
+  using ReadSpreadSheetData::Set;
+  void Set(int column, int row, const char* text) override { Take(column, row, text); }
+  void Set(int column, int row, float value) override {
+    Take(column, row, {reinterpret_cast<const char*>(&value), sizeof value}, "#");
+  }
+  void SetDataSize(int columns, int rows) override {
+    Check(columns_ < 0, "the size is announced once");
+    columns_ = columns;
+    rows_ = rows;
+  }
+  int GetNumberOfColumns() override { return columns_; }
+  int GetNumberOfRows() override { return rows_; }
+
+  std::vector<SeenCell> cells;
+
+ private:
+  void Take(int column, int row, std::string_view text, std::string before = "") {
+    Check(column >= 1 && row >= 1, "the cell has a place");
+    Check((column <= columns_ && row <= rows_) || beyond_ == Beyond::kAllowed,
+          "the cell lies within the size");
+    if (keeps_) cells.push_back({column, row, before.append(text)});
+  }
+
+  Beyond beyond_;
+  bool keeps_;
+  int columns_ = -1;
+  int rows_ = -1;
+};
+
+// Reads an opened file, and returns the status. One that announces its size announces what it was
+// asked for before.
+inline int ReadAsAnnounced(SpreadsheetFile& file, CheckingSink& sink) {
+  const int rows = file.GetNumRows();
+  const int columns = file.GetNumCols();
+  if (const int status = file.Read(&sink); status != 0 || sink.GetNumberOfRows() < 0) return status;
+  Check(sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns,
+        "the read sets the size that was asked before");
+  return 0;
+}
+
+// Opens the file, and reads it where it opens.
+inline int OpenAndRead(SpreadsheetFile& file, const std::string& path,
+                       NvImportOpenOptions* options = nullptr, CheckingSink::Beyond beyond = {}) {
+  if (const int status = file.Open(true, path.c_str(), options); status != 0) return status;
+  CheckingSink sink(beyond);
+  return ReadAsAnnounced(file, sink);
 }
 
 }  // namespace nvimport

@@ -4,12 +4,9 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "nvimport/framework/NvImport.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/support/MemoryFile.h"
 
 namespace nvimport {
 
@@ -65,8 +62,8 @@ char Write(ByteReader& input, long handle) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  ByteReader input = InputReader(data, size);
+void Fuzz(std::string_view bytes) {
+  ByteReader input = InputReader(bytes);
   const std::size_t file_size = input.U16();
   const MemoryFile file(input.Text(std::min<std::size_t>(file_size, input.remaining())));
   long handles[4] = {};
@@ -115,7 +112,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   for (const long handle : handles) NvImportClose(0, handle);
   NvImportReleasePackage();
-  return 0;
 }
 
 }  // namespace nvimport

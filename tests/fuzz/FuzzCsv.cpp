@@ -4,17 +4,11 @@
 //   begins at the end of a block, as far before it as the next byte says
 
 #include <algorithm>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "nvimport/formats/text/CsvFile.h"
 #include "nvimport/formats/text/TextScan.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/support/GatheringSink.h"
-#include "tests/support/MemoryFile.h"
+#include "tests/fuzz/GatheringSink.h"
 #include "tests/support/ReferenceCsv.h"
 
 namespace nvimport {
@@ -35,12 +29,6 @@ void CompareScans(std::string text, char delimiter, char quote) {
     Check(plain == masks, "every scan finds the same");
   }
 #endif
-}
-
-std::string ErrorText(SpreadsheetFile& file) {
-  char text[256];
-  file.GetErrorMessage(text, sizeof text);
-  return text;
 }
 
 void OpenAndCompare(CsvFile& reader, const MemoryFile& file, NvImportOpenOptions* options,
@@ -69,7 +57,7 @@ void OpenAndCompare(CsvFile& reader, const MemoryFile& file, NvImportOpenOptions
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void Fuzz(std::string_view input_bytes) {
   constexpr struct {
     const char* name;
     char byte;
@@ -79,7 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::optional<char> byte;
   } kQuotes[] = {{"double", '"'}, {"single", '\''}, {"none", std::nullopt}, {"q", 'q'}};
 
-  ByteReader input = InputReader(data, size);
+  ByteReader input = InputReader(input_bytes);
   const unsigned settings = input.U8();
   const auto& delimiter = kDelimiters[settings & 3];
   const auto& quote = kQuotes[settings >> 2 & 3];
@@ -105,13 +93,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CsvFile second;
     if (choice.data != nullptr)
       Check(second.Open(true, file.path(), &choice) == 0, "the choice is taken again");
-    return 0;
+    return;
   }
-  const std::unique_ptr<NvImportOpenOptions> options(
-      CsvFile::GetImportOptions(delimiter.name, quote.name, header));
+  OpenOptions options =
+      OpenOptions::Made(CsvFile::GetImportOptions(delimiter.name, quote.name, header));
   OpenAndCompare(reader, file, options.get(), opens ? &table : nullptr);
-  SpreadsheetOpenOptions::FreeOpenOptions(options.get());
-  return 0;
 }
 
 }  // namespace nvimport

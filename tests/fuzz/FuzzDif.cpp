@@ -2,38 +2,19 @@
 // it holds is written and read back: texts without line breaks must come back as they were.
 
 #include <sstream>
-#include <string>
 
 #include "nvimport/formats/text/DIFFile.h"
-#include "nvimport/framework/MemorySheet.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/support/CheckingSink.h"
-#include "tests/support/MemoryFile.h"
-#include "tests/support/Support.h"
 
 namespace nvimport {
 
-namespace {
-
-// Without its rules the size that the reader announces is the one that it was asked for.
-void ReadWithoutRules(const char* path) {
-  DIFFileOEM file(DIFRules::Off());
-  if (file.Open(true, path, nullptr) != 0) return;
-  const int columns = file.GetNumCols();
-  const int rows = file.GetNumRows();
-  CheckingSink sink(CheckingSink::Beyond::kAllowed);
-  if (rows < 0 || file.Read(&sink) != 0) return;
-  Check(sink.GetNumberOfColumns() == columns && sink.GetNumberOfRows() == rows,
-        "the size is the one asked for");
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const MemoryFile bytes(InputReader(data, size).Text(size));
-  ReadWithoutRules(bytes.path());
+void Fuzz(std::string_view input) {
+  const MemoryFile bytes(input);
+  // Without its rules the size that the reader announces is the one that it was asked for.
+  DIFFileOEM without_rules(DIFRules::Off());
+  OpenAndRead(without_rules, bytes.path(), nullptr, CheckingSink::Beyond::kAllowed);
   DIFFile file;
-  if (file.Open(true, bytes.path(), nullptr) != 0) return 0;
+  if (file.Open(true, bytes.path(), nullptr) != 0) return;
   const int rows = file.GetNumRows();
   MemorySheet sheet;
   const bool read = rows >= 0 && file.Read(&sheet) == 0;
@@ -41,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   MemorySheet converted;
   const bool read_oem = oem.Open(true, bytes.path(), nullptr) == 0 && oem.Read(&converted) == 0;
   Check(read == read_oem || rows < 0, "the code page decides nothing");
-  if (!read || sheet.GetNumberOfColumns() == 0) return 0;
+  if (!read || sheet.GetNumberOfColumns() == 0) return;
   Check(sheet.GetNumberOfRows() == rows, "the rows are those that were counted");
 
   std::ostringstream out;
@@ -53,14 +34,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   MemorySheet back;
   reader.Open(in, "title");
   // A number's text goes between quotes now, so that a longest line no longer fits.
-  if (reader.Read(&back) != 0) return 0;
+  if (reader.Read(&back) != 0) return;
   for (int row = 1; row <= rows; ++row)
     for (int column = 1; column <= sheet.GetNumberOfColumns(); ++column) {
       const std::string text = sheet.GetText(column, row);
       Check(text.find('\r') != std::string::npos || text == back.GetText(column, row),
             "the text came back");
     }
-  return 0;
 }
 
 }  // namespace nvimport

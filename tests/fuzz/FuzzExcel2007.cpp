@@ -4,68 +4,35 @@
 //
 // XML rows are read a second time in UTF-16, in which nothing is taken without the parser.
 
+#include "tests/fuzz/Fuzz.h"
+
+#ifdef NVIMPORT_HAS_PACKAGES
+
 #include <algorithm>
 #include <array>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "nvimport/formats/workbook/Excel2007File.h"
-#include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/platform/Utf8.h"
-#include "tests/fuzz/Fuzz.h"
-#include "tests/support/MemoryFile.h"
 #include "tests/support/PackageFixture.h"
 
 namespace nvimport {
 
 namespace {
 
-// Keeps what comes, as text.
-class RecordingSink final : public ReadSpreadSheetData {
- public:
-  using ReadSpreadSheetData::Set;
-  void Set(int column, int row, const char* text) override { Add(column, row, text); }
-  void Set(int column, int row, float value) override {
-    Add(column, row, std::to_string(std::bit_cast<std::uint32_t>(value)));
-  }
-  void SetDataSize(int, int) override {}
-  int GetNumberOfColumns() override { return columns_; }
-  int GetNumberOfRows() override { return rows_; }
-
-  std::vector<std::string> cells;
-
- private:
-  void Add(int column, int row, std::string value) {
-    Check(column >= 1 && row >= 1, "indices begin at 1");
-    columns_ = std::max(columns_, column);
-    rows_ = std::max(rows_, row);
-    cells.push_back(std::to_string(column) + ' ' + std::to_string(row) + ' ' + std::move(value));
-  }
-
-  int columns_ = 0;
-  int rows_ = 0;
-};
-
-struct Outcome {
-  int status = 0;
-  std::vector<std::string> cells;
-  bool operator==(const Outcome&) const = default;
-};
-
-Outcome Read(const std::string& bytes) {
+// The status, and the cells.
+std::pair<int, std::vector<CheckingSink::SeenCell>> Read(const std::string& bytes) {
   const MemoryFile workbook(bytes);
   Excel2007File file;
-  RecordingSink sink;
+  CheckingSink sink(CheckingSink::Beyond::kAllowed, /*keeps=*/true);
   if (file.Open(true, workbook.path(), nullptr) == 0) {
-    const int columns = file.GetNumCols();
-    const int rows = file.GetNumRows();
+    const std::pair size(file.GetNumRows(), file.GetNumCols());
     file.Read(&sink);
-    Check(sink.GetNumberOfColumns() <= columns && sink.GetNumberOfRows() <= rows,
+    std::pair extent(0, 0);
+    for (const auto& cell : sink.cells)
+      extent = {std::max(extent.first, cell.row), std::max(extent.second, cell.column)};
+    Check(extent.first <= size.first && extent.second <= size.second,
           "no cell lies beyond the size");
-    Check(file.GetStatus() != 0 ||
-              (sink.GetNumberOfColumns() == columns && sink.GetNumberOfRows() == rows),
-          "the size is that of the cells");
+    Check(file.GetStatus() != 0 || extent == size, "the size is that of the cells");
   }
   return {file.GetStatus(), std::move(sink.cells)};
 }
@@ -78,10 +45,9 @@ std::string InUtf16(std::string_view ascii) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  ByteReader input = InputReader(data, size);
-  const unsigned settings = input.U8();
-  std::string_view rest = input.Text(input.remaining());
+void Fuzz(std::string_view input) {
+  const int settings = Setting(input, 0);
+  std::string_view rest = input.substr(std::min<std::size_t>(1, input.size()));
   constexpr std::string_view kEnd = "\n--\n";
   std::array<std::string, 4> pieces;
   for (std::string& piece : pieces) {
@@ -94,13 +60,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if ((settings & 2) != 0) workbook.properties = "date1904=\"1\"";
   std::vector<ZipPart> parts = workbook.Parts();
   for (ZipPart& part : parts) part.is_packed = false;
-  const Outcome outcome = Read(ZipArchive(parts));
-  if (workbook.is_binary || !IsAscii(pieces[0])) return 0;
+  const auto outcome = Read(ZipArchive(parts));
+  if (workbook.is_binary || !IsAscii(pieces[0])) return;
 
   const auto sheet = std::ranges::find(parts, "xl/worksheets/sheet1.xml", &ZipPart::name);
   sheet->bytes = InUtf16(std::string_view(sheet->bytes).substr(std::strlen(PackageFixture::kHead)));
   Check(Read(ZipArchive(parts)) == outcome, "the parser alone comes to the same");
-  return 0;
 }
 
 }  // namespace nvimport
+
+#else
+void nvimport::Fuzz(std::string_view) {}
+#endif

@@ -4,18 +4,11 @@
 
 #include <cmath>
 #include <deque>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "nvimport/formats/spectra/JCAMPFile.h"
 #include "nvimport/framework/FileSelection.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/support/CheckingSink.h"
-#include "tests/support/MemoryFile.h"
 #include "tests/support/ReferenceValues.h"
-#include "tests/support/ScriptedDialogs.h"
 
 namespace nvimport {
 
@@ -78,11 +71,7 @@ std::vector<std::string> Read(const std::string& path, JCAMPRules rules) {
   file.GetErrorMessage(text, sizeof text);
   if (!opened) return blocks;
   CheckingSink sink;
-  const int columns = file.GetNumCols();
-  const int rows = file.GetNumRows();
-  const int status = file.Read(&sink);
-  Check(status != 0 || (sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns),
-        "the read sets the size that was asked before");
+  const int status = ReadAsAnnounced(file, sink);
   file.GetErrorMessage(text, sizeof text);
   file.GetWarningMessage();
   file.GetTitle(text);
@@ -101,8 +90,8 @@ std::vector<std::string> Read(const std::string& path, JCAMPRules rules) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::string_view input(reinterpret_cast<const char*>(data), size);
+void Fuzz(std::string_view whole) {
+  std::string_view input = whole;
   std::deque<MemoryFile> files;
   std::vector<std::string> paths;
   constexpr std::string_view kBetween("\0\n", 2);
@@ -122,13 +111,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (std::size_t i = 0; i < kept.size(); ++i)
     Check(type(kept[i]) == type(more[i]), "blocks have the same numbers under all rules");
 
-  for (std::string_view lines(reinterpret_cast<const char*>(data), size); !lines.empty();) {
+  for (std::string_view lines = whole; !lines.empty();) {
     const std::size_t end = std::min(lines.find_first_of("\r\n"), lines.size());
     CompareValues(lines.substr(0, end), {});
     CompareValues(lines.substr(0, end), {.plain_only = true, .comma_separates = true});
     lines.remove_prefix(std::min(end + 1, lines.size()));
   }
-  return 0;
 }
 
 }  // namespace nvimport

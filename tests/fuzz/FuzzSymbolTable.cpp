@@ -2,20 +2,17 @@
 
 #include "nvimport/platform/DynamicLibrary.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/support/MemoryFile.h"
 
 namespace nvimport {
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const MemoryFile file;
-  file.Put({reinterpret_cast<const char*>(data), size});
-  const auto defines = [](std::initializer_list<const char*> names) {
+void Fuzz(std::string_view input) {
+  const MemoryFile file(input);
+  const auto defines = [&](std::initializer_list<const char*> names) {
     return DynamicLibrary::Defines(file.path(), names);
   };
   const bool lists = defines({"NvImportSizeFileFormatsSupported", "NvImportGetFileFormatInfo"});
   Check(!lists || defines({"NvImportGetFileFormatInfo"}), "what defines both defines each");
   Check(!defines({"NvImport no such name"}), "a name that no symbol can have is not found");
-  return 0;
 }
 
 }  // namespace nvimport

@@ -4,16 +4,11 @@
 //   the next byte says
 
 #include <algorithm>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "nvimport/formats/text/TextFile.h"
 #include "nvimport/formats/text/TextScan.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/support/GatheringSink.h"
-#include "tests/support/MemoryFile.h"
+#include "tests/fuzz/GatheringSink.h"
 #include "tests/support/ReferenceSplitter.h"
 
 namespace nvimport {
@@ -42,8 +37,8 @@ void CompareScans(std::string text, char delimiter) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  ByteReader input = InputReader(data, size);
+void Fuzz(std::string_view bytes) {
+  ByteReader input = InputReader(bytes);
   const unsigned settings = input.U8();
   const bool ignore_consecutive = (settings & 4) != 0;
   std::string text;
@@ -54,14 +49,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   text += tail;
 
   const MemoryFile file(text);
-  const std::unique_ptr<NvImportOpenOptions> options(
-      TextFile::GetImportOptions(delimiter, ignore_consecutive));
+  OpenOptions options =
+      OpenOptions::Made(TextFile::GetImportOptions(delimiter, ignore_consecutive));
   TextFile reader;
   const bool opened = reader.Open(true, file.path(), options.get()) == 0;
-  SpreadsheetOpenOptions::FreeOpenOptions(options.get());
   Check(opened == (text.substr(0, 30768).find('\0') == std::string::npos),
         "a NUL in the head, and nothing else, refuses a file");
-  if (!opened) return 0;
+  if (!opened) return;
 
   delimiter = delimiter.c_str();  // a delimiter ends at its NUL
   const GatheringSink::Rows rows = ReferenceSplit(text, delimiter, ignore_consecutive);
@@ -73,7 +67,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Check(reader.Read(&sink) == 0, "what opened and has a size is read");
   sink.rows.resize(rows.size());
   Check(sink.rows == rows, "every cell came");
-  return 0;
 }
 
 }  // namespace nvimport

@@ -9,16 +9,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
 
 #include "nvimport/formats/text/TextFile.h"
-#include "nvimport/framework/MemorySheet.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/support/MemoryFile.h"
 
 namespace nvimport {
 
@@ -63,11 +56,11 @@ bool IsSame(const Cell& cell, const std::string& came) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
-  const std::string delimiter(1, "\t;,| "[data[0] % 5]);
+void Fuzz(std::string_view input) {
+  if (input.empty()) return;
+  const std::string delimiter(1, "\t;,| "[Setting(input, 0) % 5]);
   MemorySheet sheet;
-  Rows cells = Fill(sheet, InputReader(data + 1, size - 1));
+  Rows cells = Fill(sheet, InputReader(input.substr(1)));
   // A sheet ends with its last cell that is there.
   const auto rows = static_cast<std::size_t>(sheet.GetNumberOfRows());
   const auto columns = static_cast<std::size_t>(sheet.GetNumberOfColumns());
@@ -90,12 +83,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const Cell& cell : row)
       comes_back = comes_back && cell.text.find_first_of(delimiter + "\r\n") == std::string::npos;
   }
-  if (!comes_back) return 0;
+  if (!comes_back) return;
   TextFile reader;
-  const std::unique_ptr<NvImportOpenOptions> options(TextFile::GetImportOptions(delimiter, false));
-  const bool opened = reader.Open(true, file.path(), options.get()) == 0;
-  SpreadsheetOpenOptions::FreeOpenOptions(options.get());
-  Check(opened, "what was written opens");
+  OpenOptions options = OpenOptions::Made(TextFile::GetImportOptions(delimiter, false));
+  Check(reader.Open(true, file.path(), options.get()) == 0, "what was written opens");
   Check(reader.GetNumRows() == static_cast<int>(rows), "the rows come back");
   Check(reader.GetNumCols() == static_cast<int>(columns - (ends_empty ? 1 : 0)),
         "the columns come back");
@@ -106,7 +97,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       Check(IsSame(cells[row][column],
                    back.GetText(static_cast<int>(column + 1), static_cast<int>(row + 1))),
             "the cell comes back");
-  return 0;
 }
 
 }  // namespace nvimport

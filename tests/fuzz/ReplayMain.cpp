@@ -2,10 +2,7 @@
 // cut at lengths and changed in bytes that are spread evenly over all of them.
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
 #include "tests/fuzz/Fuzz.h"
 
@@ -17,7 +14,7 @@ int runs = 0;
 
 void Run(const std::string& bytes) {
   ++runs;
-  LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+  Fuzz(bytes);
 }
 
 void RunDamaged(const std::string& bytes, std::size_t step) {
@@ -42,8 +39,7 @@ int main(int argc, char** argv) {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[i])) {
       // What makes the samples is none of them, and long.
       if (!entry.is_regular_file() || entry.path().extension() == ".sh") continue;
-      std::ifstream file(entry.path(), std::ios::binary);
-      files.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+      files.push_back(nvimport::Contents(entry.path()));
       size += files.back().size();
     }
   for (const std::string& bytes : files) {

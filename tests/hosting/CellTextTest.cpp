@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
 
 #include "nvimport/hosting/CellText.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

@@ -1,7 +1,7 @@
-#include <gtest/gtest.h>
 
 #include "nvimport/hosting/import/DelimiterGuess.h"
 #include "nvimport/hosting/import/Delimiters.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
 
@@ -7,9 +5,7 @@
 #include "nvimport/hosting/import/Import.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/Progress.h"
-#include "tests/support/LogRecorder.h"
-#include "tests/support/ScriptedDialogs.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

@@ -1,13 +1,10 @@
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cmath>
-#include <fstream>
-#include <iterator>
 
 #include "nvimport/hosting/export/SheetWriters.h"
 #include "nvimport/platform/Progress.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 
@@ -23,8 +20,7 @@ std::string Written(SheetFormat format, MemorySheet& sheet, const std::string& e
   OutputFile out(file.path());
   WriteSheet(format, sheet, {TextDecoder(), TextEncoder(encoding), guards_formulas}, out, none);
   out.Close();
-  std::ifstream written(file.path(), std::ios::binary);
-  return {std::istreambuf_iterator<char>(written), {}};
+  return Contents(file.path());
 }
 }  // namespace
 

@@ -1,21 +1,16 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <array>
 #include <cerrno>
-#include <cstring>
-#include <filesystem>
 
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/NvFile.h"
 #include "nvimport/platform/OutputFile.h"
 #include "nvimport/platform/Progress.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 

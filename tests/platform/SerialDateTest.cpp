@@ -1,9 +1,8 @@
-#include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
 
 #include "nvimport/platform/SerialDate.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

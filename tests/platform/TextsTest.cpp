@@ -1,11 +1,8 @@
-#include <gtest/gtest.h>
 
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <sstream>
-#include <string>
 
 #include "nvimport/platform/CodePages.h"
 #include "nvimport/platform/Exception.h"
@@ -13,10 +10,9 @@
 #include "nvimport/platform/Paths.h"
 #include "nvimport/platform/StreamReader.h"
 #include "nvimport/platform/StreamWriter.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 

@@ -8,23 +8,18 @@
 
 #include "nvimport/framework/NvImport.h"
 
-#ifndef FORMAT_NAME
-#define FORMAT_NAME "Test File"
+#ifndef FAULT
+#define FAULT
 #endif
-#ifndef FORMAT_COUNT
-#define FORMAT_COUNT 1
-#endif
-#ifndef CAN_READ
-#define CAN_READ true
-#endif
-#ifndef EXTENSIONS
-#define EXTENSIONS 1, ".tst"
+#ifndef FAULT_AT
+#define FAULT_AT "NvImportInitPackage"
 #endif
 
 static NvImportFormatInfo info = {
-    FORMAT_NAME, "Test Files (*.tst)", NULL, EXTENSIONS, false, CAN_READ, true, true, false};
+    "Test File", "Test Files (*.tst)", NULL, 1, ".tst", false, true, true, true, false};
 static NvImportFormatInfo* below_first = &info;
-static int format_count = FORMAT_COUNT;
+static int format_count = 1;
+static int missing = 0; /* a format without a description */
 static char test_answer = 2;
 static bool opens_missing = false;
 static bool closed = false;
@@ -43,13 +38,9 @@ static const char* error = "The test plug-in refused.";
 
 /* Every function passes here; the fault comes to pass in the one that FAULT_AT names. */
 static void Pass(const char* function) {
-#ifdef FAULT
   if (strcmp(function, FAULT_AT) == 0) {
     FAULT;
   }
-#else
-  (void)function;
-#endif
 }
 
 static int released_count = 0;
@@ -70,10 +61,7 @@ int NvImportSizeFileFormatsSupported(void) {
 NvImportFormatInfo* NvImportGetFileFormatInfo(int format) {
   Pass(__func__);
   if (format < 1) return below_first;
-#ifdef NULL_INFO
-  if (format == FORMAT_COUNT) return NULL;
-#endif
-  return &info;
+  return format == missing ? NULL : &info;
 }
 
 #ifndef WITHOUT_TEST

@@ -4,7 +4,7 @@
 #include <optional>
 #include <set>
 
-#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/Support.h"
 
 namespace nvimport {
 

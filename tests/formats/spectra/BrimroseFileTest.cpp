@@ -1,22 +1,12 @@
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 #include <ctime>
 #include <limits>
-#include <memory>
-#include <optional>
 
 #include "nvimport/formats/spectra/BrimroseFile.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "tests/support/BrimroseFixture.h"
-#include "tests/support/LogRecorder.h"
-#include "tests/support/MemoryFile.h"
-#include "tests/support/PairOptions.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 
@@ -42,50 +32,34 @@ class TimeZone {
   std::optional<std::string> before_;
 };
 
-Outcome ImportBytes(const std::string& bytes, const std::string& pairs = "") {
-  const TimeZone zone("CET-1");
-  const MemoryFile file(bytes);
-  PairOptions options(pairs);
-  BrimroseFile brimrose;
-  return ImportFile(brimrose, file.path(), options.get());
-}
+// Hours after 1970 began, in a zone whose clocks are one ahead.
+class BrimroseTest : public testing::Test {
+  const TimeZone zone_{"CET-1"};
+};
 
-constexpr const char* kNames = R"("SampleNo" | "DateTime" | "w1100" | "w1110" | "w1120")"
-                               "\n";
-constexpr const char* kFirst = "1 | \"1970-01-01/02:00:00\" | 10 | 11 | 12\n";
-constexpr const char* kSecond = "2 | \"1970-01-01/03:00:00\" | 20 | 21 | 22\n";
-constexpr const char* kNothing = ". | . | . | . | .\n";
+const std::string kGood = BrimroseFixture{}.Bytes();
+const std::string kNames = "'SampleNo' | 'DateTime' | 'w1100' | 'w1110' | 'w1120'\n";
+const std::string kFirst = "1 | '1970-01-01/02:00:00' | 10 | 11 | 12\n";
+const std::string kSecond = "2 | '1970-01-01/03:00:00' | 20 | 21 | 22\n";
+const std::string kNothing = ". | . | . | . | .\n";
 
-TEST(BrimroseFile, ReadsObservations) {
+TEST_F(BrimroseTest, ReadsObservations) {
   constexpr float kMost = std::numeric_limits<float>::max();
-  const struct {
-    const char* why;
-    BrimroseFixture file;
-    std::string sheet;
-  } kCases[] = {
-      {"a good file", {}, kNames + std::string(kFirst) + kSecond},
-      {"names are whole numbers",
-       {.first = 0.5F, .last = 2, .step = 1},
-       R"("SampleNo" | "DateTime" | "w0" | "w2" | "w2")"
-       "\n" +
-           std::string(kFirst) + kSecond},
-      {"one point",
-       {.last = 1100, .points = 1, .size = 512 + 2 * 124},
-       "\"SampleNo\" | \"DateTime\" | \"w1100\"\n1 | \"1970-01-01/02:00:00\" | 10\n"
-       "2 | \"1970-01-01/03:00:00\" | 20\n"},
+  ExpectImports<BrimroseFile>({
+      {"a good file", kGood, kNames + kFirst + kSecond},
+      {"names are whole numbers", BrimroseFixture{.first = 0.5F, .last = 2, .step = 1}.Bytes(),
+       "'SampleNo' | 'DateTime' | 'w0' | 'w2' | 'w2'\n" + kFirst + kSecond},
+      {"one point", BrimroseFixture{.last = 1100, .points = 1, .size = 512 + 2 * 124}.Bytes(),
+       "'SampleNo' | 'DateTime' | 'w1100'\n1 | '1970-01-01/02:00:00' | 10\n"
+       "2 | '1970-01-01/03:00:00' | 20\n"},
       {"the largest names",
-       {.first = kMost, .last = kMost, .step = kMost, .points = 2, .size = 512 + 2 * 128},
-       "\"SampleNo\" | \"DateTime\" | \"w340282346638528859811704183484516925440\" | "
-       "\"w680564693277057719623408366969033850880\"\n1 | \"1970-01-01/02:00:00\" | 10 | 11\n"
-       "2 | \"1970-01-01/03:00:00\" | 20 | 21\n"},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.why);
-    const Outcome got = ImportBytes(c.file.Bytes());
-    EXPECT_EQ(got.status, 0) << got.text;
-    EXPECT_EQ(got.sheet, c.sheet);
-  }
-
+       BrimroseFixture{
+           .first = kMost, .last = kMost, .step = kMost, .points = 2, .size = 512 + 2 * 128}
+           .Bytes(),
+       "'SampleNo' | 'DateTime' | 'w340282346638528859811704183484516925440' | "
+       "'w680564693277057719623408366969033850880'\n"
+       "1 | '1970-01-01/02:00:00' | 10 | 11\n2 | '1970-01-01/03:00:00' | 20 | 21\n"},
+  });
   const MemoryFile none(BrimroseFixture{.observations = 0, .size = 512}.Bytes());
   BrimroseFile file;
   MemorySheet sheet;
@@ -95,76 +69,50 @@ TEST(BrimroseFile, ReadsObservations) {
   EXPECT_EQ(sheet.GetNumberOfRows(), 0);
 }
 
-TEST(BrimroseFile, TellsTheTimeOfThePlatformsZone) {
+TEST_F(BrimroseTest, TellsTheTimeOfThePlatformsZone) {
   const struct {
     std::int32_t seconds;
     const char* zone;
     const char* text;
   } kCases[] = {
-      {0, "UTC0", "1970-01-01/00:00:00"},
       {0, "EST5", "1969-12-31/19:00:00"},
       {std::numeric_limits<std::int32_t>::max(), "UTC0", "2038-01-19/03:14:07"},
       {1719835200, "CET-1CEST,M3.5.0,M10.5.0/3", "2024-07-01/14:00:00"},
       {-1, "UTC0", "1969-12-31/23:59:59"},
   };
   for (const auto& c : kCases) {
-    std::string bytes = BrimroseFixture{}.Bytes();
+    std::string bytes = kGood;
     std::memcpy(&bytes[512], &c.seconds, sizeof c.seconds);
     const TimeZone zone(c.zone);
-    MemorySheet sheet;
-    const MemoryFile file(bytes);
-    BrimroseFile brimrose;
-    ASSERT_EQ(brimrose.Open(true, file.path(), nullptr), 0);
-    ASSERT_EQ(brimrose.Read(&sheet), 0);
-    EXPECT_STREQ(sheet.GetText(2, 2), c.text);
+    EXPECT_EQ(Import<BrimroseFile>(bytes, "rows=2,2;columns=2,2").sheet,
+              ". | 'DateTime' | . | . | .\n. | '"s + c.text + "' | . | . | .\n" + kNothing);
   }
 }
 
-TEST(BrimroseFile, RefusesWithAStatusAndAText) {
+TEST_F(BrimroseTest, RefusesWithAStatusAndAText) {
   constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
-  constexpr const char* kBadHeader =
-      "File is corrupt! Header contains corrupt information about starting, ending wavelength, or "
-      "number of data points.";
-  constexpr const char* kNotBrimrose = "The file does not seem to be a valid Brimrose file.";
-  const struct {
-    const char* why;
-    BrimroseFixture file;
-    int status;
-    const char* text;
-  } kCases[] = {
-      {"cut",
-       {.size = 511},
-       2818,
-       "File corrupt! Could not read the whole main header (possibly end of file)."},
-      {"no points", {.points = 0}, 2821, kBadHeader},
-      {"no first", {.first = 0}, 2821, kBadHeader},
-      {"no step", {.step = 0}, 2821, kBadHeader},
-      {"a step back", {.step = -10}, 2821, kBadHeader},
-      {"last below first", {.last = 1099}, 2821, kBadHeader},
-      {"first not finite", {.first = kNaN}, 2822, kNotBrimrose},
-      {"last not finite", {.last = kInfinity, .points = 0}, 2822, kNotBrimrose},
-      {"step not finite", {.step = -kInfinity}, 2822, kNotBrimrose},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.why);
-    const Outcome got = ImportBytes(c.file.Bytes());
-    EXPECT_EQ(got.status, c.status);
-    EXPECT_EQ(got.text, c.text);
-    EXPECT_EQ(got.sheet, "");
-  }
-  BrimroseFile file;
-  EXPECT_EQ(file.Open(true, "/none.dat", nullptr), 2816);
-  EXPECT_EQ(ErrorText(file), "Failed to open stream for reading.");
-  file.Close();
-  EXPECT_EQ(file.Open(false, "a.dat", nullptr), 3);
-  file.Close();
-  EXPECT_EQ(file.GetNumCols(), -1);
-  EXPECT_EQ(ErrorText(file),
-            "Wrong file mode. The executed operation is only supported in read mode.");
+  const std::string bad_header =
+      "2821 File is corrupt! Header contains corrupt information about starting, ending "
+      "wavelength, or number of data points.\n";
+  const std::string not_brimrose = "2822 The file does not seem to be a valid Brimrose file.\n";
+  ExpectImports<BrimroseFile>({
+      {"cut", kGood.substr(0, 511),
+       "2818 File corrupt! Could not read the whole main header (possibly end of file).\n"},
+      {"no points", BrimroseFixture{.points = 0}.Bytes(), bad_header},
+      {"no first", BrimroseFixture{.first = 0}.Bytes(), bad_header},
+      {"no step", BrimroseFixture{.step = 0}.Bytes(), bad_header},
+      {"last below first", BrimroseFixture{.last = 1099}.Bytes(), bad_header},
+      {"first not finite", BrimroseFixture{.first = kNaN}.Bytes(), not_brimrose},
+      {"last not finite", BrimroseFixture{.last = kInfinity, .points = 0}.Bytes(), not_brimrose},
+      {"step not finite", BrimroseFixture{.step = -kInfinity}.Bytes(), not_brimrose},
+  });
+  ExpectNoFile<BrimroseFile>(
+      "2816 Failed to open stream for reading.",
+      "2817 Wrong file mode. The executed operation is only supported in read mode.", 2817);
 }
 
-TEST(BrimroseFile, DeliversTheWholeObservationsOfAFileCutAnywhere) {
+TEST_F(BrimroseTest, DeliversTheWholeObservationsOfAFileCutAnywhere) {
   const std::string whole = BrimroseFixture{.observations = 65535}.Bytes();
   constexpr std::size_t kObservation = 120 + 4 * 3;
   const MemoryFile cut;
@@ -175,42 +123,29 @@ TEST(BrimroseFile, DeliversTheWholeObservationsOfAFileCutAnywhere) {
     ASSERT_EQ(file.Open(true, cut.path(), nullptr), 0);
     EXPECT_EQ(file.GetNumRows(), 65536);
     EXPECT_EQ(file.Read(&sheet), (size - 512) % kObservation < 128 ? 2819 : 2820) << size;
-    EXPECT_EQ(sheet.IsNumber(1, 2), size >= 512 + kObservation) << size;
-    EXPECT_EQ(sheet.IsNumber(5, 2), size >= 512 + kObservation) << size;
-    EXPECT_EQ(sheet.IsNumber(1, 3), size == whole.size()) << size;
+    for (const int row : {2, 3})
+      for (const int column : {1, 5})
+        EXPECT_EQ(sheet.IsNumber(column, row),
+                  size >= 512 + kObservation * static_cast<unsigned>(row - 1))
+            << size;
   }
 }
 
-TEST(BrimroseFile, TakesRowsAndColumns) {
-  const struct {
-    const char* pairs;
-    std::string sheet;
-  } kCases[] = {
-      {"rows=3,0", kNames + std::string(kNothing) + kSecond},
-      {"rows=1,2", kNames + std::string(kFirst) + kNothing},
-      {"rows=9,0", kNames + std::string(kNothing) + kNothing},
-      {"columns=4,4;rows=2,3",
-       ". | . | . | \"w1110\" | .\n. | . | . | 11 | .\n. | . | . | 21 | .\n"},
-      {"columns=2,3",
-       ". | \"DateTime\" | \"w1100\" | . | .\n"
-       ". | \"1970-01-01/02:00:00\" | 10 | . | .\n"
-       ". | \"1970-01-01/03:00:00\" | 20 | . | .\n"},
-      {"columns=6,0", kNothing + std::string(kNothing) + kNothing},
-  };
-  for (const auto& c : kCases)
-    EXPECT_EQ(ImportBytes(BrimroseFixture{}.Bytes(), c.pairs).sheet, c.sheet) << c.pairs;
-
-  for (const char* pairs : {"rows=0,1", "columns=3,2", "rows=1", "columns=x,1"}) {
-    const LogRecorder log;
-    EXPECT_EQ(ImportBytes(BrimroseFixture{}.Bytes(), pairs).status, 5) << pairs;
-    EXPECT_EQ(log.entries().size(), 1U);
-  }
-
-  const std::unique_ptr<NvImportOpenOptions> options(
-      BrimroseFile::GetImportOptions({2, 3}, {4, 0}));
-  EXPECT_EQ(std::string(options->data, options->data + options->size),
-            "\x14\0\0\0rows=2,3;columns=4,0"s);
-  SpreadsheetOpenOptions::FreeOpenOptions(options.get());
+TEST_F(BrimroseTest, TakesRowsAndColumns) {
+  ExpectImports<BrimroseFile>({
+      {"", kGood, kNames + kNothing + kSecond, "rows=3,0"},
+      {"", kGood, kNames + kFirst + kNothing, "rows=1,2"},
+      {"", kGood, kNames + kNothing + kNothing, "rows=9,0"},
+      {"", kGood, ". | . | . | 'w1110' | .\n. | . | . | 11 | .\n. | . | . | 21 | .\n",
+       "columns=4,4;rows=2,3"},
+      {"", kGood,
+       ". | 'DateTime' | 'w1100' | . | .\n. | '1970-01-01/02:00:00' | 10 | . | .\n"
+       ". | '1970-01-01/03:00:00' | 20 | . | .\n",
+       "columns=2,3"},
+      {"", kGood, kNothing + kNothing + kNothing, "columns=6,0"},
+  });
+  ExpectRefusedOptions<BrimroseFile>(kGood, {"rows=0,1", "columns=3,2", "rows=1", "columns=x,1"});
+  ExpectMade(BrimroseFile::GetImportOptions({2, 3}, {4, 0}), "rows=2,3;columns=4,0");
 }
 
 }  // namespace

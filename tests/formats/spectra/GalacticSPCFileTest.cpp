@@ -1,24 +1,12 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <limits>
-#include <memory>
 
 #include "nvimport/formats/spectra/GalacticSPCFile.h"
 #include "nvimport/framework/FileSelection.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
-#include "tests/support/LogRecorder.h"
-#include "tests/support/MemoryFile.h"
-#include "tests/support/PairOptions.h"
-#include "tests/support/ScriptedDialogs.h"
+#include "tests/support/Cases.h"
 #include "tests/support/SpcFixture.h"
-#include "tests/support/Support.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 
@@ -28,123 +16,97 @@ using Longs = std::vector<std::int32_t>;
 using Shorts = std::vector<std::int16_t>;
 
 Outcome ImportPath(const std::string& path, const std::string& pairs = "range=1,0") {
-  PairOptions options(pairs);
   GalacticSPCFile file;
-  return ImportFile(file, path.c_str(), options.get());
+  return ImportFile(file, path, pairs);
 }
 
-Outcome ImportBytes(const std::string& bytes, const std::string& pairs = "range=1,0") {
-  const TempFile file(bytes, "a.spc");
-  return ImportPath(file.path(), pairs);
-}
-
-constexpr const char* kNames = "\"Primary ID\" | \"Name\" | 10 | 12 | 14\n";
+const std::string kNames = "'Primary ID' | 'Name' | 10 | 12 | 14\n";
+const std::string kOne = kNames + "1 | 'file.txt' | ";
 
 TEST(GalacticSPCFile, ReadsEveryLayout) {
-  const std::string one = kNames + R"(1 | "a.spc" | )"s;
-  const std::string three = R"(1 | "a.spc_1" | )";
   const struct {
     const char* why;
     SpcFixture file;
     std::string sheet;
   } kCases[] = {
       {"floats, NaN and infinity as they are", SpcFixture{}.Add(Floats{1.5F, NAN, -INFINITY}),
-       one + "1.5 | nan | -inf\n"},
+       kOne + "1.5 | nan | -inf\n"},
       {"32-bit, point before the first bit",
-       SpcFixture{.exponent = 0}.Add(Longs{INT32_MIN, 1 << 30, 0}), one + "-0.5 | 0.25 | 0\n"},
+       SpcFixture{.exponent = 0}.Add(Longs{INT32_MIN, 1 << 30, 0}), kOne + "-0.5 | 0.25 | 0\n"},
       {"32-bit, whole", SpcFixture{.exponent = 32}.Add(Longs{-7, 16777216, 1}),
-       one + "-7 | 16777216 | 1\n"},
+       kOne + "-7 | 16777216 | 1\n"},
       {"the largest exponent", SpcFixture{.exponent = 127}.Add(Longs{1, 0, -1}),
-       one + "3.9614081e+28 | 0 | -3.9614081e+28\n"},
+       kOne + "3.9614081e+28 | 0 | -3.9614081e+28\n"},
       {"the smallest", SpcFixture{.exponent = -127}.Add(Longs{INT32_MIN, 0, 1 << 30}),
-       one + "-2.938736e-39 | 0 | 1.469368e-39\n"},
+       kOne + "-2.938736e-39 | 0 | 1.469368e-39\n"},
       {"16-bit", SpcFixture{.flags = 0x01, .exponent = 15}.Add(Shorts{-32768, 1, 3}),
-       one + "-16384 | 0.5 | 1.5\n"},
+       kOne + "-16384 | 0.5 | 1.5\n"},
       {"16-bit, multiplied", SpcFixture{.flags = 0x01, .exponent = 18}.Add(Shorts{-1, 1, 3}),
-       one + "-4 | 4 | 12\n"},
+       kOne + "-4 | 4 | 12\n"},
       {"each sub-file its own exponent, floats among 16-bit ones",
        SpcFixture{.flags = 0x05, .exponent = 1}
            .Add(Shorts{2, 4, 6}, 16)
            .Add(Floats{1, 2, 3}, -128)
            .Add(Shorts{2, 4, 6}, 15),
-       kNames + three + "2 | 4 | 6\n2 | \"a.spc_2\" | 1 | 2 | 3\n3 | \"a.spc_3\" | 1 | 2 | 3\n"},
+       kNames + "1 | 'file.txt_1' | 2 | 4 | 6\n2 | 'file.txt_2' | 1 | 2 | 3\n3 | 'file.txt_3' | 1 "
+                "| 2 | 3\n"},
       {"without that flag they don't count",
        SpcFixture{.exponent = 32}.Add(Longs{2, 4, 6}, -128).Add(Longs{1, 2, 3}, 1),
-       kNames + three + "2 | 4 | 6\n2 | \"a.spc_2\" | 1 | 2 | 3\n"},
+       kNames + "1 | 'file.txt_1' | 2 | 4 | 6\n2 | 'file.txt_2' | 1 | 2 | 3\n"},
       {"an x array", SpcFixture{.flags = 0x80, .x = {1, 2.5F, 7}}.Add(Floats{1, 2, 3}),
-       "\"Primary ID\" | \"Name\" | 1 | 2.5 | 7\n1 | \"a.spc\" | 1 | 2 | 3\n"},
+       "'Primary ID' | 'Name' | 1 | 2.5 | 7\n1 | 'file.txt' | 1 | 2 | 3\n"},
       {"no sub-files", SpcFixture{}, kNames},
       {"no points", SpcFixture{.points = 0}.Add(Floats{}),
-       "\"Primary ID\" | \"Name\"\n1 | \"a.spc\"\n"},
+       "'Primary ID' | 'Name'\n1 | 'file.txt'\n"},
       {"one point", SpcFixture{.points = 1}.Add(Floats{5}),
-       "\"Primary ID\" | \"Name\" | 10\n1 | \"a.spc\" | 5\n"},
+       "'Primary ID' | 'Name' | 10\n1 | 'file.txt' | 5\n"},
       {"descending x", SpcFixture{.first_x = 14, .last_x = 10}.Add(Floats{1, 2, 3}),
-       "\"Primary ID\" | \"Name\" | 14 | 12 | 10\n1 | \"a.spc\" | 1 | 2 | 3\n"},
+       "'Primary ID' | 'Name' | 14 | 12 | 10\n1 | 'file.txt' | 1 | 2 | 3\n"},
       {"old, 32-bit, high half first",
        SpcFixture{.version = 'M', .exponent = 32, .data = {"\1\0\0\0\0\0\1\0\xff\xff\xfe\xff"s}},
-       one + "65536 | 1 | -2\n"},
+       kOne + "65536 | 1 | -2\n"},
       {"old, 16-bit",
        SpcFixture{.version = 'M', .flags = 0x01, .exponent = 16, .data = {"\1\0\2\0\xff\xff"s}},
-       one + "1 | 2 | -1\n"},
+       kOne + "1 | 2 | -1\n"},
       {"old, floats", SpcFixture{.version = 'M', .data = {SpcFixture::Values(Floats{1.5F, 2, 3})}},
-       one + "1.5 | 2 | 3\n"},
+       kOne + "1.5 | 2 | 3\n"},
       {"old, an exponent beyond reason",
        SpcFixture{.version = 'M', .exponent = 32767, .data = {"\1\0\0\0\0\0\0\0\xff\xff\xff\xff"s}},
-       one + "inf | 0 | -inf\n"},
+       kOne + "inf | 0 | -inf\n"},
   };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.why);
-    const Outcome got = ImportBytes(c.file.Bytes());
-    EXPECT_EQ(got.status, 0) << got.text;
-    EXPECT_EQ(got.sheet, c.sheet);
-  }
+  for (const auto& c : kCases)
+    EXPECT_EQ(Import<GalacticSPCFile>(c.file.Bytes(), "range=1,0").Summary(), c.sheet) << c.why;
 }
 
 TEST(GalacticSPCFile, RefusesWithAStatusAndAText) {
-  constexpr const char* kCut = "No further information available.";
-  const auto open = [](const SpcFixture& file) { return file.Bytes(); };
-  const struct {
-    const char* why;
-    std::string bytes;
-    int status;
-    const char* text;
-  } kCases[] = {
-      {"empty", "", 2562, "This file does not seem to be a valid Galactic SPC file."},
-      {"one byte", "\0"s, 2562, "This file does not seem to be a valid Galactic SPC file."},
-      {"another version", open({.version = 'N'}), 2562,
-       "This file does not seem to be a valid Galactic SPC file."},
-      {"the other byte order", "@L", 2563, "This version of Galactic SPC files are not supported."},
-      {"a new header cut short", "\0K"s, 2564, kCut},
-      {"an old header cut short", "\0M"s, 2564, kCut},
-      {"an x array cut short", open({.flags = 0x80, .x = {1, 2}}), 2564, kCut},
-      {"an old file with an x array", open({.version = 'M', .flags = 0x80}), 2565,
-       "Unevenly spaced X-variables are not supported."},
-      {"an x array each, before the length is looked at", "\xc0K", 2568,
-       "Looks like GC-MS spectra file(s) and that is not supported at the moment. Contact the "
-       "Quellon support."},
-      {"negative points", open({.points = -1}), 2564, kCut},
-      {"negative sub-files", open({.sub_files = INT32_MIN}), 2564, kCut},
+  const std::string not_spc = "2562 This file does not seem to be a valid Galactic SPC file.\n";
+  const std::string cut = "2564 No further information available.\n";
+  ExpectImports<GalacticSPCFile>({
+      {"one byte", "\0"s, not_spc},
+      {"another version", SpcFixture{.version = 'N'}.Bytes(), not_spc},
+      {"the other byte order", "@L",
+       "2563 This version of Galactic SPC files are not supported.\n"},
+      {"a new header cut short", "\0K"s, cut},
+      {"an old header cut short", "\0M"s, cut},
+      {"an x array cut short", SpcFixture{.flags = 0x80, .x = {1, 2}}.Bytes(), cut},
+      {"an old file with an x array", SpcFixture{.version = 'M', .flags = 0x80}.Bytes(),
+       "2565 Unevenly spaced X-variables are not supported.\n"},
+      {"an x array each, before the length is looked at", "\xc0K",
+       "2568 Looks like GC-MS spectra file(s) and that is not supported at the moment. Contact the "
+       "Quellon support.\n"},
+      {"negative points", SpcFixture{.points = -1}.Bytes(), cut},
+      {"negative sub-files", SpcFixture{.sub_files = INT32_MIN}.Bytes(), cut},
       {"points that are no number",
-       SpcFixture{.version = 'M'}.Bytes().replace(4, 4, "\0\0\xc0\x7f"s), 2564, kCut},
-      {"a claim of points that would only cost", open({.points = INT32_MAX}), 2564, kCut},
-      {"a claim of sub-files that would only cost", open({.points = 0, .sub_files = 2000000}), 2564,
-       kCut},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.why);
-    const Outcome got = ImportBytes(c.bytes);
-    EXPECT_EQ(got.status, c.status);
-    EXPECT_EQ(got.text, c.text);
-    EXPECT_EQ(got.sheet, "");
-  }
-  EXPECT_EQ(ImportPath("/none.spc").text, "Unable to open file.");
+       SpcFixture{.version = 'M'}.Bytes().replace(4, 4, "\0\0\xc0\x7f"s), cut},
+      {"a claim of points that would only cost", SpcFixture{.points = INT32_MAX}.Bytes(), cut,
+       "range=1,0"},
+      {"a claim of sub-files that would only cost",
+       SpcFixture{.points = 0, .sub_files = 2000000}.Bytes(), cut, "range=1,0"},
+  });
+  ExpectNoFile<GalacticSPCFile>(
+      "2560 Unable to open file.",
+      "2561 Unable to read file. The file was not opened or Open File failed.", 2561);
   EXPECT_EQ(ImportPath("").text, "No files were selected, import aborted.");
-  GalacticSPCFile file;
-  MemorySheet sheet;
-  EXPECT_EQ(file.Read(&sheet), 2561);
-  EXPECT_EQ(ErrorText(file), "Unable to read file. The file was not opened or Open File failed.");
-  file.Close();
-  EXPECT_EQ(file.Open(false, "a.spc", nullptr), 3);
 }
 
 // Instruments stop while they write: the whole sub-files before the cut are delivered.
@@ -157,42 +119,33 @@ TEST(GalacticSPCFile, DeliversTheWholeSubFilesOfAFileCutAnywhere) {
     file.Put(whole.substr(0, size));
     const Outcome got = ImportPath(file.path());
     EXPECT_EQ(got.status, size == whole.size() ? 0 : (size < 2 ? 2562 : 2564)) << size;
-    const auto rows = std::ranges::count(got.sheet, '\n');
-    EXPECT_EQ(rows, size < kHeaders ? 0 : 3) << size;
-    EXPECT_EQ(got.sheet.find("_1\" | 1 | 2 | 3\n") != std::string::npos, size >= kHeaders + 44)
+    EXPECT_EQ(std::ranges::count(got.sheet, '\n'), size < kHeaders ? 0 : 3) << size;
+    EXPECT_EQ(got.sheet.find("_1' | 1 | 2 | 3\n") != std::string::npos, size >= kHeaders + 44)
         << size;
   }
 }
 
 TEST(GalacticSPCFile, TakesARangeNamesAndARowOfX) {
-  const TempFile file(SpcFixture{}.Add(Floats{1, 2, 3}).Bytes(), "a.spc");
-  const struct {
-    const char* pairs;
-    const char* sheet;
-  } kCases[] = {
-      {"range=2,2", "\"Primary ID\" | \"Name\" | 12\n1 | \"a.spc\" | 2\n"},
-      {"range=2,99", "\"Primary ID\" | \"Name\" | 12 | 14\n1 | \"a.spc\" | 2 | 3\n"},
-      {"names=text;zork=1;range=3,0", "\"Primary ID\" | \"Name\" | \"t 14\"\n1 | \"a.spc\" | 3\n"},
-      {"xrow=1;range=1,2;",
-       "\"Primary ID\" | \"Name\" | 10 | 12\n. | \"X-values\" | 10 | 12\n2 | \"a.spc\" | 1 | 2\n"},
-  };
-  for (const auto& c : kCases)
-    EXPECT_EQ(ImportPath(file.path(), c.pairs).sheet, c.sheet) << c.pairs;
-
-  for (const char* pairs :
-       {"range=0,1", "range=4,0", "range=3,2", "range=1", "range=1,2,3", "range=a,b", "names=x",
-        "xrow=2", "files=2", "files=0", "files=", "range", "=1"}) {
-    const LogRecorder log;
-    const Outcome got = ImportPath(file.path(), pairs);
-    EXPECT_EQ(got.status, 5) << pairs;
-    EXPECT_EQ(got.text, "The import options are not valid for this format.");
-    EXPECT_EQ(log.entries().size(), 1U);
-  }
+  const std::string bytes = SpcFixture{}.Add(Floats{1, 2, 3}).Bytes();
+  ExpectImports<GalacticSPCFile>({
+      {"", bytes, "'Primary ID' | 'Name' | 12\n1 | 'file.txt' | 2\n", "range=2,2"},
+      {"", bytes, "'Primary ID' | 'Name' | 12 | 14\n1 | 'file.txt' | 2 | 3\n", "range=2,99"},
+      {"", bytes, "'Primary ID' | 'Name' | 't 14'\n1 | 'file.txt' | 3\n",
+       "names=text;zork=1;range=3,0"},
+      {"", bytes,
+       "'Primary ID' | 'Name' | 10 | 12\n. | 'X-values' | 10 | 12\n2 | 'file.txt' | 1 | 2\n",
+       "xrow=1;range=1,2;"},
+  });
+  ExpectRefusedOptions<GalacticSPCFile>(
+      bytes, {"range=0,1", "range=4,0", "range=3,2", "range=1", "range=1,2,3", "range=a,b",
+              "names=x", "xrow=2", "files=2", "files=0", "files=", "range", "=1"});
+  ExpectMade(GalacticSPCFile::GetImportOptions({2, 3}, {2, 1}, true, true),
+             "range=2,3;files=2,1;names=text;xrow=1");
 
   // The row of x values serves one read.
-  PairOptions options("range=1,0;xrow=1");
+  const TempFile file(bytes);
   GalacticSPCFile spc;
-  ASSERT_EQ(spc.Open(true, file.path(), options.get()), 0);
+  ASSERT_EQ(spc.Open(true, file.path(), OpenOptions::Pairs("range=1,0;xrow=1").get()), 0);
   for (const int rows : {3, 2}) {
     EXPECT_EQ(spc.GetNumRows(), rows);
     MemorySheet sheet;
@@ -202,33 +155,19 @@ TEST(GalacticSPCFile, TakesARangeNamesAndARowOfX) {
 }
 
 TEST(GalacticSPCFile, FollowsTheRowsThatTheSinkWants) {
-  class From : public MemorySheet {
-   public:
-    From(int first, int last) : first_(first), last_(last) {}
-    int GetNextIndex(int previous) override {
-      if (previous >= last_) return -1;
-      return previous == 0 ? first_ : previous + 1;
-    }
-
-   private:
-    int first_;
-    int last_;
-  };
-  const TempFile file(SpcFixture{}.Add(Floats{1, 2, 3}).Add(Floats{4, 5, 6}).Bytes(), "a.spc");
-  PairOptions options("range=3,0");
-  const std::string start = "\"Primary ID\" | \"Name\" | 14\n";
+  const TempFile file(SpcFixture{}.Add(Floats{1, 2, 3}).Add(Floats{4, 5, 6}).Bytes());
+  const std::string start = "'Primary ID' | 'Name' | 14\n";
   for (const auto& [first, last, sheet] :
-       {std::tuple(3, 9,
-                   ". | . | .\n. | . | .\n" + start +
-                       "3 | \"a.spc_1\" | 3\n"
-                       "4 | \"a.spc_2\" | 6\n"),
-        std::tuple(1, 2,
-                   start + "1 | \"a.spc_1\" | 3\n"
-                           ". | . | .\n"),
+       {std::tuple(
+            3, 9,
+            ". | . | .\n. | . | .\n" + start + "3 | 'file.txt_1' | 3\n4 | 'file.txt_2' | 6\n"),
+        std::tuple(1, 2, start + "1 | 'file.txt_1' | 3\n. | . | .\n"),
         std::tuple(-1, 0, ". | . | .\n. | . | .\n. | . | .\n"s)}) {
     GalacticSPCFile spc;
-    From sink(first, last);
-    ASSERT_EQ(spc.Open(true, file.path(), options.get()), 0);
+    PickySheet sink([first = first, last = last](int previous) {
+      return previous >= last ? -1 : std::max(previous + 1, first);
+    });
+    ASSERT_EQ(spc.Open(true, file.path(), OpenOptions::Pairs("range=3,0").get()), 0);
     EXPECT_EQ(spc.Read(&sink), 0);
     EXPECT_EQ(SheetText(sink), sheet);
   }
@@ -261,10 +200,10 @@ class SpcSet : public testing::Test {
 
 TEST_F(SpcSet, FilesThatFitAreOneSheet) {
   EXPECT_EQ(ImportPath(Paths({"a.spc", "b.spc", "near.spc"})).sheet,
-            "\"Primary ID\" | \"Name\" | 10 | 12 | 14 | 16\n1 | \"a.spc\" | 1 | 2 | 3 | .\n"
-            "2 | \"b.spc\" | 4 | 5 | 6 | 7\n3 | \"near.spc\" | 1 | 1 | 1 | .\n");
+            "'Primary ID' | 'Name' | 10 | 12 | 14 | 16\n1 | 'a.spc' | 1 | 2 | 3 | .\n"
+            "2 | 'b.spc' | 4 | 5 | 6 | 7\n3 | 'near.spc' | 1 | 1 | 1 | .\n");
   EXPECT_EQ(ImportPath(Paths({"a.spc", "c.spc", "b.spc"}), "files=3,1;range=4,0").sheet,
-            "\"Primary ID\" | \"Name\" | 16\n1 | \"b.spc\" | 7\n2 | \"a.spc\" | .\n");
+            "'Primary ID' | 'Name' | 16\n1 | 'b.spc' | 7\n2 | 'a.spc' | .\n");
   EXPECT_EQ(ImportPath(Paths({"nan.spc", "nan2.spc"})).status, 0);
   EXPECT_EQ(ImportPath(Paths({"a.spc", "bad.spc", "c.spc"})).status, 2563);
 }
@@ -291,22 +230,22 @@ TEST_F(SpcSet, FilesThatDoNotAreChosenFrom) {
   ScriptedDialogs dialogs;
   NvImportOpenOptions options{0, nullptr};
   GalacticSPCFile file;
-  EXPECT_EQ(ImportFile(file, paths.c_str(), &options).status, 4) << "nobody chose";
+  EXPECT_EQ(ImportFile(file, paths, &options).status, 4) << "nobody chose";
   file.Close();
   dialogs.items = ItemsChoice{{}, 0};
-  EXPECT_EQ(ImportFile(file, paths.c_str(), &options).status, 2566);
+  EXPECT_EQ(ImportFile(file, paths, &options).status, 2566);
   file.Close();
   dialogs.items = ItemsChoice{{0, 1, 2}, 0};
-  EXPECT_EQ(ImportFile(file, paths.c_str(), &options).status, 2567) << "all of them again";
+  EXPECT_EQ(ImportFile(file, paths, &options).status, 2567) << "all of them again";
   file.Close();
   dialogs.items = ItemsChoice{{2, 0}, 0};
-  EXPECT_EQ(ImportFile(file, paths.c_str(), &options).status, 4) << "nobody gave a range";
+  EXPECT_EQ(ImportFile(file, paths, &options).status, 4) << "nobody gave a range";
   file.Close();
   dialogs.range = RangeChoice{2, 4};
-  const Outcome chosen = ImportFile(file, paths.c_str(), &options);
-  EXPECT_EQ(chosen.sheet,
-            "\"Primary ID\" | \"Name\" | 12 | 14 | 16\n1 | \"b.spc\" | 5 | 6 | 7\n"
-            "2 | \"a.spc\" | 2 | 3 | .\n");
+  const Outcome chosen = ImportFile(file, paths, &options);
+  EXPECT_EQ(
+      chosen.sheet,
+      "'Primary ID' | 'Name' | 12 | 14 | 16\n1 | 'b.spc' | 5 | 6 | 7\n2 | 'a.spc' | 2 | 3 | .\n");
 
   const ItemsQuestion& question = dialogs.items_questions.back();
   EXPECT_EQ(question.title, "Select Files");
@@ -328,29 +267,18 @@ TEST_F(SpcSet, FilesThatDoNotAreChosenFrom) {
 
   const std::size_t asked = dialogs.items_questions.size() + dialogs.range_questions.size();
   GalacticSPCFile again;
-  EXPECT_EQ(ImportFile(again, paths.c_str(), &options).sheet, chosen.sheet);
+  EXPECT_EQ(ImportFile(again, paths, &options).sheet, chosen.sheet);
   EXPECT_EQ(dialogs.items_questions.size() + dialogs.range_questions.size(), asked);
 }
 
 TEST_F(SpcSet, AFileThatVanishesEndsTheReadWhereItStood) {
-  PairOptions options("range=1,1");
   GalacticSPCFile file;
-  ASSERT_EQ(file.Open(true, Paths({"a.spc", "b.spc"}).c_str(), options.get()), 0);
+  ASSERT_EQ(
+      file.Open(true, Paths({"a.spc", "b.spc"}).c_str(), OpenOptions::Pairs("range=1,1").get()), 0);
   std::filesystem::remove(folder_.path() + "/b.spc");
   MemorySheet sheet;
   EXPECT_EQ(file.Read(&sheet), 2560);
-  EXPECT_EQ(SheetText(sheet), "\"Primary ID\" | \"Name\" | 10\n1 | \"a.spc\" | 1\n. | . | .\n");
-}
-
-TEST(GalacticSPCFile, SaysHowManySpectraOfAnOldFileItLeavesOut) {
-  SpcFixture old{.version = 'M', .flags = 0x04, .data = {SpcFixture::Values(Floats{1, 2, 3})}};
-  old.Add(Floats{4, 5, 6}, -128).Add(Floats{7, 8, 9}, -128);
-  const LogRecorder log;
-  EXPECT_EQ(ImportBytes(old.Bytes()).sheet, kNames + "1 | \"a.spc\" | 1 | 2 | 3\n"s);
-  ASSERT_EQ(log.entries().size(), 1U);
-  EXPECT_EQ(log.entries()[0].operation, "Note");
-  EXPECT_EQ(log.entries()[0].text,
-            "2 further spectra of files of the old layout were not delivered");
+  EXPECT_EQ(SheetText(sheet), "'Primary ID' | 'Name' | 10\n1 | 'a.spc' | 1\n. | . | .\n");
 }
 
 // The same file, big-endian: fields of a header, then numbers of `width` bytes in sub-files, each
@@ -377,67 +305,42 @@ std::string Swapped(const SpcFixture& file, std::size_t width) {
 
 TEST(GalacticSPCFile, EveryHabitCostsCells) {
   SpcFixture old{.version = 'M', .flags = 0x04, .data = {SpcFixture::Values(Floats{1, 2, 3})}};
-  old.Add(Floats{4, 5, 6}, -128);
+  old.Add(Floats{4, 5, 6}, -128).Add(Floats{7, 8, 9}, -128);
   SpcFixture own_x{.flags = 0xc4, .points = 70000};
   own_x.AddOwnX({5, 3, 5, 4}, Floats{1, 2, 3, 4}).AddOwnX({3}, Floats{5}).AddOwnX({}, Floats{});
   SpcFixture own_x_fixed{.flags = 0xc5, .exponent = 16};
   own_x_fixed.AddOwnX({1, 2}, Shorts{7, 8});
-  const std::string byte_order = "This version of Galactic SPC files are not supported.";
+  const std::string byte_order = "2563 This version of Galactic SPC files are not supported.\n";
   const std::string mass_spectra =
-      "Looks like GC-MS spectra file(s) and that is not supported at the moment. Contact the "
-      "Quellon support.";
-  const std::string united = R"("Primary ID" | "Name" | 3 | 4 | 5 | 5)"
-                             "\n1 | \"a.spc_1\" | 2 | 4 | 1 | 3\n2 | \"a.spc_2\" | 5 | . | . | .\n"
-                             "3 | \"a.spc_3\" | . | . | . | .\n";
-  const auto one = [](const std::string& cells) { return kNames + R"(1 | "a.spc" | )"s + cells; };
+      "2568 Looks like GC-MS spectra file(s) and that is not supported at the moment. Contact the "
+      "Quellon support.\n";
+  const std::string united =
+      "'Primary ID' | 'Name' | 3 | 4 | 5 | 5\n1 | 'file.txt_1' | 2 | 4 | 1 | 3\n"
+      "2 | 'file.txt_2' | 5 | . | . | .\n3 | 'file.txt_3' | . | . | . | .\n";
   using Rules = GalacticSPCRules;
-  const struct {
-    bool Rules::*habit;
-    std::string bytes;
-    std::string kept;
-    std::string without;
-    const char* options = "range=1,0";
-  } kCases[] = {
-      {&Rules::one_spectrum_of_old_files, old.Bytes(), one("1 | 2 | 3\n"),
-       kNames + R"(1 | "a.spc_1" | 1 | 2 | 3)"s + "\n2 | \"a.spc_2\" | 4 | 5 | 6\n"},
-      {&Rules::refuse_other_byte_order, Swapped(SpcFixture{}.Add(Floats{1.5F, -2, NAN}), 4),
-       byte_order, one("1.5 | -2 | nan\n")},
-      {&Rules::refuse_other_byte_order,
+  ExpectRules<GalacticSPCFile, Rules>({
+      {"old files", &Rules::one_spectrum_of_old_files, old.Bytes(),
+       kOne + "1 | 2 | 3\n2 further spectra of files of the old layout were not delivered\n",
+       kNames + "1 | 'file.txt_1' | 1 | 2 | 3\n2 | 'file.txt_2' | 4 | 5 | 6\n"
+                "3 | 'file.txt_3' | 7 | 8 | 9\n",
+       "range=1,0"},
+      {"floats", &Rules::refuse_other_byte_order,
+       Swapped(SpcFixture{}.Add(Floats{1.5F, -2, NAN}), 4), byte_order, kOne + "1.5 | -2 | nan\n",
+       "range=1,0"},
+      {"16-bit values", &Rules::refuse_other_byte_order,
        Swapped(SpcFixture{.flags = 0x81, .exponent = 16, .x = {1, 2, 4}}.Add(Shorts{1, -2, 300}),
                2),
-       byte_order, R"("Primary ID" | "Name" | 1 | 2 | 4)"s + "\n1 | \"a.spc\" | 1 | -2 | 300\n"},
-      {&Rules::refuse_own_x_arrays, own_x.Bytes(), mass_spectra, united},
-      {&Rules::refuse_own_x_arrays, own_x.Bytes(), mass_spectra,
-       R"("Primary ID" | "Name" | 4 | 5)"
-       "\n1 | \"a.spc_1\" | 4 | 1\n2 | \"a.spc_2\" | . | .\n3 | \"a.spc_3\" | . | .\n",
+       byte_order, "'Primary ID' | 'Name' | 1 | 2 | 4\n1 | 'file.txt' | 1 | -2 | 300\n",
+       "range=1,0"},
+      {"x of each", &Rules::refuse_own_x_arrays, own_x.Bytes(), mass_spectra, united, "range=1,0"},
+      {"a range of it", &Rules::refuse_own_x_arrays, own_x.Bytes(), mass_spectra,
+       "'Primary ID' | 'Name' | 4 | 5\n1 | 'file.txt_1' | 4 | 1\n2 | 'file.txt_2' | . | .\n"
+       "3 | 'file.txt_3' | . | .\n",
        "range=2,3"},
-      {&Rules::refuse_own_x_arrays, own_x_fixed.Bytes(), mass_spectra,
-       R"("Primary ID" | "Name" | 1 | 2)"
-       "\n1 | \"a.spc\" | 7 | 8\n"},
-  };
-  const auto result = [](Rules rules, const std::string& bytes, const char* pairs) {
-    const TempFile file(bytes, "a.spc");
-    PairOptions options(pairs);
-    GalacticSPCFile reader(rules);
-    const Outcome got = ImportFile(reader, file.path(), options.get());
-    return got.status == 0 ? got.sheet : got.text;
-  };
-  for (const auto& c : kCases) {
-    Rules rules;
-    EXPECT_EQ(result(rules, c.bytes, c.options), c.kept);
-    rules.*c.habit = false;
-    EXPECT_EQ(result(rules, c.bytes, c.options), c.without);
-    EXPECT_EQ(result(Rules::Off(), c.bytes, c.options), c.without);
-  }
-  EXPECT_EQ(result(Rules::Off(), Swapped(own_x, 4), "range=1,0"), united);
-}
-
-TEST(GalacticSPCFile, OptionsFromAProgram) {
-  const std::unique_ptr<NvImportOpenOptions> options(
-      GalacticSPCFile::GetImportOptions({2, 3}, {2, 1}, true, true));
-  EXPECT_EQ(std::string(options->data, options->data + options->size),
-            "%\0\0\0range=2,3;files=2,1;names=text;xrow=1"s);
-  SpreadsheetOpenOptions::FreeOpenOptions(options.get());
+      {"of 16-bit values", &Rules::refuse_own_x_arrays, own_x_fixed.Bytes(), mass_spectra,
+       "'Primary ID' | 'Name' | 1 | 2\n1 | 'file.txt' | 7 | 8\n", "range=1,0"},
+  });
+  EXPECT_EQ(Import<GalacticSPCFile>(Swapped(own_x, 4), "range=1,0", Rules::Off()).sheet, united);
 }
 
 }  // namespace

@@ -1,16 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <bit>
 #include <cmath>
 
 #include "nvimport/formats/text/LotusFile.h"
-#include "tests/support/LogRecorder.h"
-#include "tests/support/MemoryFile.h"
-#include "tests/support/Support.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
-
-using namespace std::string_literals;
 
 namespace {
 
@@ -27,10 +21,10 @@ std::string Record(int type, Values... values) {
 }
 
 using Short = std::int16_t;
+constexpr int kFormula = 16;
 
 std::string Cell(int type, int column, int row) {
-  std::string cell = Record(type, '\xff', static_cast<Short>(column), static_cast<Short>(row));
-  return cell;
+  return Record(type, '\xff', static_cast<Short>(column), static_cast<Short>(row));
 }
 
 std::string With(std::string cell, std::string_view more) {
@@ -54,66 +48,53 @@ std::string Range(Short first_column, Short first_row, Short last_column, Short 
 const std::string kBof = Record(0, Short{0x0406});
 const std::string kEof = Record(1);
 
-Outcome ImportLotus(const std::string& bytes) { return Import<LotusFile>(bytes); }
-
-TEST(LotusFile, ReadsCells) {
-  constexpr int kFormula = 16;
-  const std::string start = kBof + Range(0, 0, 2, 1);
-  const struct {
-    const char* why;
-    std::string records;
-    const char* sheet;
-  } kCases[] = {
-      {"every kind of cell", Integer(0, 0, -5) + Real(14, 1, 0, 0.25) + Label(2, 0, "caf\xe9"),
-       "-5 | 0.25 | \"caf\xe9\"\n. | . | .\n"},
-      {"records in between", Record(47, '\1') + Integer(0, 1, 7) + Record(256, 1.0),
-       ". | . | .\n7 | . | .\n"},
-      {"a formula's value arrives empty", Real(kFormula, 0, 0, 4.5), "\"\" | . | .\n. | . | .\n"},
-      {"unless it is none",
-       Real(kFormula, 0, 0, HUGE_VAL) + Real(kFormula, 1, 0, -HUGE_VAL) +
-           Real(kFormula, 2, 0, std::bit_cast<double>(0xfff8000000000000)) +
-           Real(kFormula, 0, 1, std::bit_cast<double>(0x7ff8000000000000)),
-       "inf | -inf | -nan\n\"\" | . | .\n"},
-      {"cells outside the range, formulas arrive empty all the same",
-       Integer(3, 0, 1) + Label(0, 2, "x") + Integer(-1, 0, 1) + Real(kFormula, 3, 0, 1),
-       ". | . | . | \"\"\n. | . | . | .\n"},
-      {"records that are too short", Record(14, '\0', Short{1}) + Record(13) + Record(15, '\0'),
-       "\"\" | 0 | .\n. | . | .\n"},
-      {"a label without an end", Record(15, '\0', Short{0}, Short{0}, '\'', 'a', 'b'),
-       "\"ab\" | . | .\n. | . | .\n"},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.why);
-    const Outcome got = ImportLotus(start + c.records + kEof + "what follows");
-    EXPECT_EQ(got.status, 0) << got.text;
-    EXPECT_EQ(got.sheet, c.sheet);
-  }
-  const Outcome got =
-      ImportLotus(kBof + Range(1, 1, 2, 2) + Integer(1, 1, 5) + Integer(2, 2, 6) + kEof);
-  EXPECT_EQ(got.sheet, ". | .\n. | 5\n") << "the start of the range is not subtracted";
-}
-
 std::string String(int column, int row, std::string_view text) {
   return With(Cell(51, column, row), std::string(text) + "\0"s);
 }
 
 // The status or the sheet, the size and the notes.
-std::string Summary(const std::string& bytes, const LotusRules& rules) {
+std::string Summary(const std::string& bytes, const LotusRules& rules = {}) {
   const MemoryFile memory(bytes);
-  const LogRecorder log;
   LotusFile file(rules);
-  const Outcome outcome = ImportFile(file, memory.path(), nullptr);
-  std::string summary = outcome.status == 0 ? outcome.sheet : std::to_string(outcome.status) + "\n";
-  summary += std::to_string(file.GetNumRows()) + " x " + std::to_string(file.GetNumCols());
-  for (const std::string& note : log.Notes()) summary += "\n" + note;
-  return summary;
+  const Outcome outcome = ImportFile(file, memory.path());
+  return (outcome.status == 0 ? outcome.sheet : std::to_string(outcome.status) + "\n") +
+         std::to_string(file.GetNumRows()) + " x " + std::to_string(file.GetNumCols()) + "\n" +
+         outcome.notes;
+}
+
+TEST(LotusFile, ReadsCells) {
+  const std::string start = kBof + Range(0, 0, 2, 1);
+  const struct {
+    const char* why;
+    std::string records;
+    const char* summary;
+  } kCases[] = {
+      {"every kind of cell", Integer(0, 0, -5) + Real(14, 1, 0, 0.25) + Label(2, 0, "caf\xe9"),
+       "-5 | 0.25 | 'caf\xe9'\n. | . | .\n2 x 3\n"},
+      {"records in between", Record(47, '\1') + Integer(0, 1, 7) + Record(256, 1.0),
+       ". | . | .\n7 | . | .\n2 x 3\n"},
+      {"a formula's value, where it is none",
+       Real(kFormula, 0, 0, HUGE_VAL) + Real(kFormula, 1, 0, -HUGE_VAL) +
+           Real(kFormula, 2, 0, std::bit_cast<double>(0xfff8000000000000)) +
+           Real(kFormula, 0, 1, std::bit_cast<double>(0x7ff8000000000000)),
+       "inf | -inf | -nan\n'' | . | .\n2 x 3\n1 formula cell arrives empty\n"},
+      {"cells outside the range, formulas arrive empty all the same",
+       Integer(3, 0, 1) + Label(0, 2, "x") + Integer(-1, 0, 1) + Real(kFormula, 3, 0, 1),
+       ". | . | . | ''\n. | . | . | .\n2 x 3\n"
+       "4 cells outside the width or height of the range were not delivered\n"},
+      {"records that are too short", Record(14, '\0', Short{1}) + Record(13) + Record(15, '\0'),
+       "'' | 0 | .\n. | . | .\n2 x 3\n"},
+      {"a label without an end", Record(15, '\0', Short{0}, Short{0}, '\'', 'a', 'b'),
+       "'ab' | . | .\n. | . | .\n2 x 3\n"},
+  };
+  for (const auto& c : kCases)
+    EXPECT_EQ(Summary(start + c.records + kEof + "what follows"), c.summary) << c.why;
 }
 
 // Each rule, what it costs, and what comes without this one.
 TEST(LotusFile, CountsWhatItsRulesCost) {
-  constexpr int kFormula = 16;
   const auto none = std::bit_cast<double>(0x7ff0000000099ffa);
-  const std::string outside = "\n1 cell outside the width or height of the range was not delivered";
+  const std::string outside = "1 cell outside the width or height of the range was not delivered\n";
   const struct {
     const char* why;
     bool LotusRules::*rule;
@@ -123,31 +104,32 @@ TEST(LotusFile, CountsWhatItsRulesCost) {
   } kCases[] = {
       {"formulas", &LotusRules::formula_values_left_out,
        Range(0, 0, 0, 1) + Real(kFormula, 0, 0, 1) + Real(kFormula, 0, 1, 2),
-       "\"\"\n\"\"\n2 x 1\n2 formula cells arrive empty", "1\n2\n2 x 1"},
+       "''\n''\n2 x 1\n2 formula cells arrive empty\n", "1\n2\n2 x 1\n"},
       {"a formula's text", &LotusRules::formula_texts_left_out,
        Range(0, 0, 1, 0) + Real(kFormula, 0, 0, none) + String(0, 0, "text") + Integer(1, 0, 5),
-       "\"\" | 5\n1 x 2\n1 formula cell arrives empty", "\"text\" | 5\n1 x 2"},
+       "'' | 5\n1 x 2\n1 formula cell arrives empty\n", "'text' | 5\n1 x 2\n"},
       {"no text behind it", &LotusRules::formula_texts_left_out,
        Range(0, 0, 1, 0) + Real(kFormula, 0, 0, none) + Integer(1, 0, 5),
-       "\"\" | 5\n1 x 2\n1 formula cell arrives empty",
-       "\"\" | 5\n1 x 2\n1 formula cell arrives empty"},
+       "'' | 5\n1 x 2\n1 formula cell arrives empty\n",
+       "'' | 5\n1 x 2\n1 formula cell arrives empty\n"},
       {"the start of the range", &LotusRules::range_start_ignored,
-       Range(1, 1, 2, 2) + Integer(1, 1, 5) + Integer(2, 2, 6), ". | .\n. | 5\n2 x 2" + outside,
-       "5 | .\n. | 6\n2 x 2"},
+       Range(1, 1, 2, 2) + Integer(1, 1, 5) + Integer(2, 2, 6), ". | .\n. | 5\n2 x 2\n" + outside,
+       "5 | .\n. | 6\n2 x 2\n"},
       {"cells beyond the range", &LotusRules::cells_in_range_only,
-       Range(0, 0, 0, 0) + Integer(0, 0, 5) + Integer(1, 0, 6), "5\n1 x 1" + outside,
-       "5 | 6\n1 x 1"},
-      {"no range", &LotusRules::range_needed, Integer(2, 1, 5), "2312\n-1 x -1",
-       ". | . | .\n. | . | 5\n2 x 3"},
-      {"no range and no cells", &LotusRules::range_needed, "", "2312\n-1 x -1", "2312\n-1 x -1"},
+       Range(0, 0, 0, 0) + Integer(0, 0, 5) + Integer(1, 0, 6), "5\n1 x 1\n" + outside,
+       "5 | 6\n1 x 1\n"},
+      {"no range", &LotusRules::range_needed, Integer(2, 1, 5), "2312\n-1 x -1\n",
+       ". | . | .\n. | . | 5\n2 x 3\n"},
+      {"no range and no cells", &LotusRules::range_needed, "", "2312\n-1 x -1\n",
+       "2312\n-1 x -1\n"},
       {"newer records", &LotusRules::new_records_end_read,
        Record(0x5405, Short{1}) + Range(0, 0, 0, 0) + Record(300) + Integer(0, 0, 5),
-       "2312\n-1 x -1", "5\n1 x 1"},
+       "2312\n-1 x -1\n", "5\n1 x 1\n"},
   };
   for (const auto& c : kCases) {
     LotusRules rules;
     rules.*c.rule = false;
-    EXPECT_EQ(Summary(kBof + c.records + kEof, {}), c.kept) << c.why;
+    EXPECT_EQ(Summary(kBof + c.records + kEof), c.kept) << c.why;
     EXPECT_EQ(Summary(kBof + c.records + kEof, rules), c.without) << c.why;
   }
 }
@@ -161,56 +143,43 @@ TEST(LotusFile, RefusesByName) {
       "1.0/1.01 (WRK) and\r\nSymphony file 1.1/1.2/2.0 (WR1).";
   const std::string only = " However, Olvan does only support the following Lotus formats:" + list;
   const std::string corrupt = " The file seems to be corrupt and cannot be imported.";
-  const std::string invalid = "The file does not seem to be a valid Lotus 1-2-3 file.";
+  const std::string invalid = "2305 The file does not seem to be a valid Lotus 1-2-3 file.\n";
   const std::string start = kBof + Range(0, 0, 0, 0);
-  const struct {
-    const char* why;
-    std::string bytes;
-    int status;
-    std::string text;
-  } kCases[] = {
-      {"empty", "", 2305, invalid},
-      {"five bytes", kBof.substr(0, 5), 2305, invalid},
-      {"text", "a;b;c;d", 2305, invalid},
-      {"WK3", long_bof(0x1000), 2306, "The file is a Lotus version 3.0 (WK3) file. " + only},
-      {"WK4", long_bof(0x1002), 2307, "The file is a Lotus version 4.0 (WK4) file." + only},
-      {"WJ1", long_bof(0x0600), 2308, "The file is a Lotus 1-2-3/J (WJ1) file." + only},
-      {"FRM", long_bof(0x8007), 2309,
-       "This file is a Lotus 1-2-3 (FRM) file. Such files cannot be imported by Olvan."},
-      {"123", long_bof(0x1003), 2310, "The file seems to be a Lotus Workbook (123) file. " + only},
-      {"another long one", long_bof(0x1004), 2311,
-       "unrecognized Lotus 1-2-3 version format. Olvan supports the following Lotus formats:" +
-           list},
-      {"another short one", Record(0, Short{0x0407}), 2311,
-       "unrecognized Lotus 1-2-3 version format. Olvan supports the following Lotus formats:" +
-           list},
-      {"no range", kBof + kEof, 2312,
-       "An error occurred while trying to establish size size of the dataset." + corrupt},
+  ExpectImports<LotusFile>({
+      {"empty", "", invalid},
+      {"five bytes", kBof.substr(0, 5), invalid},
+      {"text", "a;b;c;d", invalid},
+      {"WK3", long_bof(0x1000), "2306 The file is a Lotus version 3.0 (WK3) file. " + only + "\n"},
+      {"WK4", long_bof(0x1002), "2307 The file is a Lotus version 4.0 (WK4) file." + only + "\n"},
+      {"WJ1", long_bof(0x0600), "2308 The file is a Lotus 1-2-3/J (WJ1) file." + only + "\n"},
+      {"FRM", long_bof(0x8007),
+       "2309 This file is a Lotus 1-2-3 (FRM) file. Such files cannot be imported by Olvan.\n"},
+      {"123", long_bof(0x1003),
+       "2310 The file seems to be a Lotus Workbook (123) file. " + only + "\n"},
+      {"another long one", long_bof(0x1004),
+       "2311 unrecognized Lotus 1-2-3 version format. Olvan supports the following Lotus formats:" +
+           list + "\n"},
+      {"another short one", Record(0, Short{0x0407}),
+       "2311 unrecognized Lotus 1-2-3 version format. Olvan supports the following Lotus formats:" +
+           list + "\n"},
+      {"no range", kBof + kEof,
+       "2312 An error occurred while trying to establish size size of the dataset." + corrupt +
+           "\n"},
       {"a negative length before the range", kBof + Record(9).replace(2, 2, "\xff\xff") + start,
-       2312, "An error occurred while trying to establish size size of the dataset." + corrupt},
-      {"no end", start, 2313,
-       "Found unexpected EOF (End-Of-File) while reading for data." + corrupt},
-      {"a record cut short", start + Integer(0, 0, 1).substr(0, 8), 2313,
-       "Found unexpected EOF (End-Of-File) while reading for data." + corrupt},
-      {"a negative length", start + Record(9).replace(2, 2, "\xff\xff") + kEof, 2315,
-       "A corrupt data record was found. The file cannot be imported."},
-      {"a type that none has", start + Record(257) + kEof, 2315,
-       "A corrupt data record was found. The file cannot be imported."},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(c.why);
-    const TempFile file(c.bytes);
-    LotusFile lotus;
-    const Outcome got = ImportFile(lotus, file.path(), nullptr);
-    EXPECT_EQ(got.status, c.status);
-    std::string text(1024, '\0');
-    lotus.GetErrorMessage(text.data(), 1024);
-    EXPECT_EQ(text.c_str(), c.text);
-  }
-  LotusFile file;
-  EXPECT_EQ(file.Open(true, "/none", nullptr), 2304);
-  file.Close();
-  EXPECT_EQ(file.Open(false, "/none", nullptr), 3);
+       "2312 An error occurred while trying to establish size size of the dataset." + corrupt +
+           "\n"},
+      {"no end", start,
+       "2313 Found unexpected EOF (End-Of-File) while reading for data." + corrupt + "\n.\n"},
+      {"a record cut short", start + Integer(0, 0, 1).substr(0, 8),
+       "2313 Found unexpected EOF (End-Of-File) while reading for data." + corrupt + "\n.\n"},
+      {"a negative length", start + Record(9).replace(2, 2, "\xff\xff") + kEof,
+       "2315 A corrupt data record was found. The file cannot be imported.\n.\n"},
+      {"a type that none has", start + Record(257) + kEof,
+       "2315 A corrupt data record was found. The file cannot be imported.\n.\n"},
+  });
+  ExpectNoFile<LotusFile>(
+      "2304 Unable to open file.",
+      "2312 An error occurred while trying to establish size size of the dataset." + corrupt, 2314);
 }
 
 TEST(LotusFile, TheSizeIsTheRanges) {
@@ -244,7 +213,7 @@ TEST(LotusFile, ReadsEveryPrefix) {
     file.Put(whole.substr(0, size));
     for (const LotusRules& rules : {LotusRules{}, LotusRules::Off()}) {
       LotusFile lotus(rules);
-      const int status = ImportFile(lotus, file.path(), nullptr).status;
+      const int status = ImportFile(lotus, file.path()).status;
       EXPECT_EQ(status, size < 6 ? 2305 : (size < 18 ? 2312 : 2313)) << size;
     }
   }
