@@ -15,7 +15,7 @@ namespace nvimport {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 inline ByteReader InputReader(const std::uint8_t* data, std::size_t size) {
-  return ByteReader(std::as_bytes(std::span(data, size)));
+  return ByteReader(std::span(data, size));
 }
 
 // Ends the run where something that must hold does not.
