@@ -10,13 +10,14 @@ CsvScanner::CsvScanner(TextInput& file, char delimiter, char quote, FindCsvBytes
       delimiter_(delimiter),
       quote_(quote),
       find_bytes_(find_bytes),
-      text_(file.size()) {}
+      block_(RefillBuffer::BlockFor(file.size())) {}
 
 bool CsvScanner::Next(std::size_t kept_from) {
   if (text_.at_end()) return false;
   const std::size_t kept = text_.size() - kept_from;
-  read_failed_ = !text_.Fill(file_, kept_from);
-  if (read_failed_) return false;
+  text_.Skip(kept_from);
+  text_.Fill(block_, [this](std::span<char> into) { return file_.Read(into); });
+  if (text_.failed()) return false;
   position_ += kept_from;
   base_ = scanned_ - kept_from;
   // The masks of a block need the byte behind it.
@@ -88,7 +89,7 @@ CsvScanner::Outcome CsvScanner::Measure(int unwanted_lines, CsvSize& size) {
   std::uint64_t fields = 0;  // of the current line so far
   const auto too_long = [&](std::uint64_t end) {
     failed_field_ = field;
-    return end - field > TextBlocks::kLongestField;
+    return end - field > kLongestField;
   };
   const auto end_line = [&](bool is_empty) {
     if (unwanted_lines > 0) {
@@ -123,7 +124,7 @@ CsvScanner::Outcome CsvScanner::Measure(int unwanted_lines, CsvSize& size) {
     }
     if (too_long(position_ + std::min(scanned_, text_.size()))) return Outcome::kFieldTooLong;
   }
-  if (read_failed_) return Outcome::kReadFailed;
+  if (text_.failed()) return Outcome::kReadFailed;
   failed_field_ = field;
   if (quoted_ != 0) return Outcome::kNotClosed;
   if (position_ + text_.size() > line) {

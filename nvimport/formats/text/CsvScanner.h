@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "nvimport/formats/text/TextBlocks.h"
 #include "nvimport/formats/text/TextInput.h"
 #include "nvimport/formats/text/TextScan.h"
+#include "nvimport/platform/RefillBuffer.h"
 
 namespace nvimport {
 
@@ -77,13 +77,13 @@ class CsvScanner {
   char delimiter_;
   char quote_;
   FindCsvBytes find_bytes_;
-  TextBlocks text_;
+  std::size_t block_;  // bytes read at a time
+  RefillBuffer text_;
   std::vector<CsvMasks> masks_;
   std::uint64_t position_ = 0;  // of the text's first byte here, from where the walk began
   std::size_t base_ = 0;        // where the masks begin
   std::size_t scanned_ = 0;     // where they end
-  bool read_failed_ = false;
-  bool holds_nul_ = false;  // somewhere in the text here
+  bool holds_nul_ = false;      // somewhere in the text here
   // At the end of the last 64 bytes: all ones inside quotes; whether a quote that comes next opens.
   std::uint64_t quoted_ = 0;
   std::uint64_t after_separator_ = 1;
@@ -144,7 +144,7 @@ CsvScanner::Outcome CsvScanner::Walk(Visitor& visitor) {
       if (!tidy_) tidy_from_ = base + 64;
       for (; bits != 0; bits &= bits - 1) {
         const std::size_t at = base + static_cast<unsigned>(std::countr_zero(bits));
-        if (at - field > TextBlocks::kLongestField) return FailAt(Outcome::kFieldTooLong, field);
+        if (at - field > kLongestField) return FailAt(Outcome::kFieldTooLong, field);
         if (text_[at] == delimiter_) {
           Give(visitor, field, at);
           begins_line = false;
@@ -159,10 +159,10 @@ CsvScanner::Outcome CsvScanner::Walk(Visitor& visitor) {
       }
       base += 64;
     }
-    if (std::min(scanned_, text_.size()) - field > TextBlocks::kLongestField)
+    if (std::min(scanned_, text_.size()) - field > kLongestField)
       return FailAt(Outcome::kFieldTooLong, field);
   }
-  if (read_failed_) return Outcome::kReadFailed;
+  if (text_.failed()) return Outcome::kReadFailed;
   if (quoted_ != 0) return FailAt(Outcome::kNotClosed, field);
   if (begins_line && field == text_.size()) return Outcome::kEnd;
   Give(visitor, field, text_.size());
