@@ -1,0 +1,124 @@
+#include "nvimport/platform/LineReader.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace nvimport {
+
+void LineReader::Restart(std::uint64_t position, std::uint64_t line) {
+  buffer_.Clear();
+  ++fills_;
+  end_position_ = position;
+  line_ = line;
+  rest_ = Rest::kNone;
+}
+
+bool LineReader::SkipTo(std::uint64_t position, std::uint64_t line) {
+  // What was taken may have been written to.
+  if (position < this->position() || position > end_position_) return false;
+  buffer_.KeepLast(end_position_ - position);
+  line_ = line;
+  rest_ = Rest::kNone;
+  return true;
+}
+
+bool LineReader::Fill() {
+  constexpr std::size_t kBlock = 64 * 1024;
+  if (buffer_.at_end()) return false;
+  ++fills_;
+  const std::size_t have = buffer_.size();
+  // As much again of a line that goes on, so that its end is not sought once more for every block.
+  const bool is_more = buffer_.Fill(std::max(kBlock, have), read_);
+  end_position_ += buffer_.size() - have;
+  return is_more;
+}
+
+char* LineReader::Find(Sought& sought, char* begin) const {
+  if (sought.fill != fills_ || sought.at < begin) {
+    const auto size = static_cast<std::size_t>(buffer_.end() - begin);
+    const void* const found = std::memchr(begin, sought.character, size);
+    sought.at =
+        found != nullptr ? begin + (static_cast<const char*>(found) - begin) : buffer_.end();
+    sought.fill = fills_;
+  }
+  return sought.at;
+}
+
+char* LineReader::FindEnd(char* begin) {
+  char* const line_feed = Find(line_feed_, begin);
+  return ends_at_either_ ? std::min(line_feed, Find(carriage_return_, begin)) : line_feed;
+}
+
+bool LineReader::AtLine() {
+  if (rest_ == Rest::kLine) {
+    char* end = FindEnd(buffer_.data());
+    for (; end == buffer_.end(); end = FindEnd(buffer_.data())) {
+      buffer_.Skip(buffer_.size());
+      if (!Fill()) return false;
+    }
+    buffer_.Skip(static_cast<std::size_t>(end + 1 - buffer_.data()));
+    rest_ = ends_at_either_ ? Rest::kEnd : Rest::kNone;
+  }
+  if (buffer_.size() == 0 && !Fill()) return false;
+  const bool may_be_end = std::exchange(rest_, Rest::kNone) == Rest::kEnd;
+  return !may_be_end || (front() != '\n' && front() != '\r') || SkipFront();
+}
+
+bool LineReader::Next(Line& line) { return AtLine() && TakeFrom(0, line); }
+
+bool LineReader::Extend(Line& line) {
+  const auto offset = static_cast<std::size_t>(buffer_.data() - line.data());
+  buffer_.KeepLast(buffer_.size() + offset);
+  return TakeFrom(offset, line);
+}
+
+// Takes up to the end of the line that begins `offset` bytes ahead.
+bool LineReader::TakeFrom(std::size_t offset, Line& line) {
+  char* end = FindEnd(buffer_.data() + offset);
+  while (end == buffer_.end() && buffer_.size() <= longest_ && Fill())
+    end = FindEnd(buffer_.data() + offset);
+  char* const begin = buffer_.data();
+  const auto size = static_cast<std::size_t>(end - begin);
+  const bool has_end = end != buffer_.end();
+  if (size > longest_) {
+    line = {begin, longest_ + 1};
+    rest_ = Rest::kLine;
+    buffer_.Skip(longest_ + 1);
+  } else if (!has_end && (failed() || size == offset)) {
+    return false;
+  } else {
+    line = has_end && !ends_at_either_ ? WithoutCr(begin, end) : Line(begin, end);
+    rest_ = has_end && ends_at_either_ ? Rest::kEnd : Rest::kNone;
+    buffer_.Skip(size + (has_end ? 1 : 0));
+  }
+  ++line_;
+  return true;
+}
+
+void LineReader::SkipLines(Sought& sought) {
+  char* const begin = buffer_.data();
+  const char* const stop = Find(sought, begin);
+  char* next = begin;
+  const char* second = nullptr;  // of a pair that ends a line
+  for (char* at = begin; at < stop; at += 32) {
+    std::uint32_t ends = FindIn32(at, '\n') | (ends_at_either_ ? FindIn32(at, '\r') : 0);
+    for (; ends != 0; ends &= ends - 1) {
+      char* const end = at + std::countr_zero(ends);
+      if (end >= stop) break;
+      const bool is_second = end == second;
+      second = is_second || !ends_at_either_ ? nullptr : end + 1;
+      if (is_second) continue;
+      next = end + 1;
+      ++line_;
+    }
+  }
+  if (next == begin) {
+    Line line;
+    Next(line);
+  } else {
+    buffer_.Skip(static_cast<std::size_t>(next - begin));
+    rest_ = ends_at_either_ ? Rest::kEnd : Rest::kNone;
+  }
+}
+
+}  // namespace nvimport
