@@ -33,23 +33,14 @@ bool LineReader::Fill() {
   return is_more;
 }
 
-char* LineReader::Find(Sought& sought, char* begin) const {
-  if (sought.fill != fills_ || sought.at < begin) {
-    const auto size = static_cast<std::size_t>(buffer_.end() - begin);
-    const void* const found = std::memchr(begin, sought.character, size);
-    sought.at =
-        found != nullptr ? begin + (static_cast<const char*>(found) - begin) : buffer_.end();
-    sought.fill = fills_;
-  }
-  return sought.at;
+void LineReader::FindAnew(Sought& sought, char* begin) const {
+  const auto size = static_cast<std::size_t>(buffer_.end() - begin);
+  const void* const found = std::memchr(begin, sought.character, size);
+  sought.at = found != nullptr ? begin + (static_cast<const char*>(found) - begin) : buffer_.end();
+  sought.fill = fills_;
 }
 
-char* LineReader::FindEnd(char* begin) {
-  char* const line_feed = Find(line_feed_, begin);
-  return ends_at_either_ ? std::min(line_feed, Find(carriage_return_, begin)) : line_feed;
-}
-
-bool LineReader::AtLine() {
+bool LineReader::GoToLine() {
   if (rest_ == Rest::kLine) {
     char* end = FindEnd(buffer_.data());
     for (; end == buffer_.end(); end = FindEnd(buffer_.data())) {
@@ -60,11 +51,17 @@ bool LineReader::AtLine() {
     rest_ = ends_at_either_ ? Rest::kEnd : Rest::kNone;
   }
   if (buffer_.size() == 0 && !Fill()) return false;
-  const bool may_be_end = std::exchange(rest_, Rest::kNone) == Rest::kEnd;
-  return !may_be_end || (front() != '\n' && front() != '\r') || SkipFront();
+  if (std::exchange(rest_, Rest::kNone) == Rest::kEnd) PassSecond();
+  return buffer_.size() > 0 || Fill();
 }
 
-bool LineReader::Next(Line& line) { return AtLine() && TakeFrom(0, line); }
+// Of a pair that ends a line.
+inline void LineReader::PassSecond() {
+  if (buffer_.size() == 0)
+    rest_ = Rest::kEnd;
+  else if (front() == '\n' || front() == '\r')
+    buffer_.Skip(1);
+}
 
 bool LineReader::Extend(Line& line) {
   const auto offset = static_cast<std::size_t>(buffer_.data() - line.data());
@@ -88,8 +85,8 @@ bool LineReader::TakeFrom(std::size_t offset, Line& line) {
     return false;
   } else {
     line = has_end && !ends_at_either_ ? WithoutCr(begin, end) : Line(begin, end);
-    rest_ = has_end && ends_at_either_ ? Rest::kEnd : Rest::kNone;
     buffer_.Skip(size + (has_end ? 1 : 0));
+    if (has_end && ends_at_either_) PassSecond();
   }
   ++line_;
   return true;
@@ -117,7 +114,7 @@ void LineReader::SkipLines(Sought& sought) {
     Next(line);
   } else {
     buffer_.Skip(static_cast<std::size_t>(next - begin));
-    rest_ = ends_at_either_ ? Rest::kEnd : Rest::kNone;
+    if (ends_at_either_) PassSecond();
   }
 }
 

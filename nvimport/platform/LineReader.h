@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -51,15 +52,16 @@ class LineReader {
 
   // Goes to where the next line begins; false when there is none. Of that line: its first byte, and
   // what leaves that out; false when nothing follows.
-  bool AtLine();
+  bool AtLine() { return (rest_ == Rest::kNone && buffer_.size() > 0) || GoToLine(); }
   char front() const { return buffer_[0]; }
   bool SkipFront() {
     buffer_.Skip(1);
     return buffer_.size() > 0 || Fill();
   }
 
-  // Takes the next line; false when there is none. The last may go without its end.
-  bool Next(Line& line);
+  // Takes the next line, or the one just reached; false when there is none. The last may go without
+  // its end.
+  bool Next(Line& line) { return AtLine() && TakeFrom(0, line); }
   // Takes two lines that end within the next 32 bytes, where line feeds end them. False when they
   // don't, and nothing is taken.
   bool NextShort(Line& first, Line& second);
@@ -71,14 +73,23 @@ class LineReader {
   void SkipLines(Sought& sought);
 
   // What is sought from `begin` on, as far as was read; else the end of that.
-  char* Find(Sought& sought, char* begin) const;
+  char* Find(Sought& sought, char* begin) const {
+    if (sought.fill != fills_ || sought.at < begin) FindAnew(sought, begin);
+    return sought.at;
+  }
 
  private:
   enum class Rest { kNone, kEnd, kLine };
 
   bool Fill();
+  bool GoToLine();
+  void PassSecond();
+  void FindAnew(Sought& sought, char* begin) const;
   bool TakeFrom(std::size_t offset, Line& line);
-  char* FindEnd(char* begin);
+  char* FindEnd(char* begin) {
+    char* const line_feed = Find(line_feed_, begin);
+    return ends_at_either_ ? std::min(line_feed, Find(carriage_return_, begin)) : line_feed;
+  }
   static Line WithoutCr(char* begin, char* end) {
     return {begin, end > begin && end[-1] == '\r' ? end - 1 : end};
   }
