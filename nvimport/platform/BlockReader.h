@@ -35,7 +35,7 @@ class BlockReader {
   }
 
   // Of the next byte in the file, which may lie behind its end.
-  std::uint64_t position() const { return next_ - buffer_.size(); }
+  std::uint64_t position() const { return buffer_.position(); }
 
  private:
   void Fill();
@@ -43,7 +43,6 @@ class BlockReader {
 
   InputFile* file_ = nullptr;
   RefillBuffer buffer_;
-  std::uint64_t next_ = 0;  // of the file, behind the buffer
 };
 
 }  // namespace nvimport

@@ -6,17 +6,15 @@
 namespace nvimport {
 
 void LineReader::Restart(std::uint64_t position, std::uint64_t line) {
-  buffer_.Clear();
+  buffer_.Clear(position);
   ++fills_;
-  end_position_ = position;
   line_ = line;
   rest_ = Rest::kNone;
 }
 
 bool LineReader::SkipTo(std::uint64_t position, std::uint64_t line) {
   // What was taken may have been written to.
-  if (position < this->position() || position > end_position_) return false;
-  buffer_.KeepLast(end_position_ - position);
+  if (position < buffer_.position() || !buffer_.Seek(position)) return false;
   line_ = line;
   rest_ = Rest::kNone;
   return true;
@@ -26,11 +24,8 @@ bool LineReader::Fill() {
   constexpr std::size_t kBlock = 64 * 1024;
   if (buffer_.at_end()) return false;
   ++fills_;
-  const std::size_t have = buffer_.size();
   // As much again of a line that goes on, so that its end is not sought once more for every block.
-  const bool is_more = buffer_.Fill(std::max(kBlock, have), read_);
-  end_position_ += buffer_.size() - have;
-  return is_more;
+  return buffer_.Fill(std::max(kBlock, buffer_.size()), read_);
 }
 
 void LineReader::FindAnew(Sought& sought, char* begin) const {
@@ -65,15 +60,15 @@ inline void LineReader::PassSecond() {
 
 bool LineReader::Extend(Line& line) {
   const auto offset = static_cast<std::size_t>(buffer_.data() - line.data());
-  buffer_.KeepLast(buffer_.size() + offset);
+  buffer_.Seek(buffer_.position() - offset);
   return TakeFrom(offset, line);
 }
 
 // Takes up to the end of the line that begins `offset` bytes ahead.
 bool LineReader::TakeFrom(std::size_t offset, Line& line) {
   char* end = FindEnd(buffer_.data() + offset);
-  while (end == buffer_.end() && buffer_.size() <= longest_ && Fill())
-    end = FindEnd(buffer_.data() + offset);
+  for (bool more = true; end == buffer_.end() && more; end = FindEnd(buffer_.data() + offset))
+    more = buffer_.size() <= longest_ && Fill();
   char* const begin = buffer_.data();
   const auto size = static_cast<std::size_t>(end - begin);
   const bool has_end = end != buffer_.end();
@@ -98,24 +93,22 @@ void LineReader::SkipLines(Sought& sought) {
   char* next = begin;
   const char* second = nullptr;  // of a pair that ends a line
   for (char* at = begin; at < stop; at += 32) {
-    std::uint32_t ends = FindIn32(at, '\n') | (ends_at_either_ ? FindIn32(at, '\r') : 0);
+    std::uint32_t ends = FindIn32(at, '\n') | FindIn32(at, '\r');
     for (; ends != 0; ends &= ends - 1) {
       char* const end = at + std::countr_zero(ends);
       if (end >= stop) break;
-      const bool is_second = end == second;
-      second = is_second || !ends_at_either_ ? nullptr : end + 1;
-      if (is_second) continue;
+      second = end == second ? nullptr : end + 1;
+      if (second == nullptr) continue;
       next = end + 1;
       ++line_;
     }
   }
-  if (next == begin) {
-    Line line;
+  buffer_.Skip(static_cast<std::size_t>(next - begin));
+  Line line;
+  if (next == begin)
     Next(line);
-  } else {
-    buffer_.Skip(static_cast<std::size_t>(next - begin));
-    if (ends_at_either_) PassSecond();
-  }
+  else
+    PassSecond();
 }
 
 }  // namespace nvimport

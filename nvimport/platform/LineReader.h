@@ -25,7 +25,7 @@ class LineReader {
   // number, or -1 when that failed or was stopped.
   using Source = std::function<std::ptrdiff_t(std::span<char>)>;
 
-  // Good until the next call. It may be written to, as may the byte behind it.
+  // Good until the next call. It may be written to, as may the byte behind one that was not cut.
   using Line = std::span<char>;
 
   // A character that is looked for again and again, and where it was found last.
@@ -47,7 +47,7 @@ class LineReader {
   // Since the last start a read failed, or was stopped. The line that it cut is not given.
   bool failed() const { return buffer_.failed(); }
   // Of the next byte, and the lines before it.
-  std::uint64_t position() const { return end_position_ - buffer_.size(); }
+  std::uint64_t position() const { return buffer_.position(); }
   std::uint64_t line() const { return line_; }
 
   // Goes to where the next line begins; false when there is none. Of that line: its first byte, and
@@ -69,7 +69,7 @@ class LineReader {
   // none.
   bool Extend(Line& line);
 
-  // At a line, takes all that end before what is sought, at least one.
+  // At a line, takes all that end before what is sought, at least one, where either ends them.
   void SkipLines(Sought& sought);
 
   // What is sought from `begin` on, as far as was read; else the end of that.
@@ -98,7 +98,6 @@ class LineReader {
   std::size_t longest_;
   Source read_;
   RefillBuffer buffer_;
-  std::uint64_t end_position_ = 0;  // behind what was read
   std::uint64_t line_ = 0;
   std::size_t fills_ = 1;
   Sought line_feed_{'\n'};

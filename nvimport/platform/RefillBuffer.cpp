@@ -6,8 +6,21 @@
 
 namespace nvimport {
 
-void RefillBuffer::Clear() {
+bool RefillBuffer::Seek(std::uint64_t position) {
+  const auto held = static_cast<std::size_t>(end_ - bytes_.get());
+  if (position <= end_position_ && end_position_ - position <= held) {
+    begin_ = end_ - (end_position_ - position);
+    return true;
+  }
   begin_ = end_ = bytes_.get();
+  end_position_ = position;
+  at_end_ = false;
+  return false;
+}
+
+void RefillBuffer::Clear(std::uint64_t position) {
+  begin_ = end_ = bytes_.get();
+  end_position_ = position;
   at_end_ = failed_ = false;
 }
 
@@ -29,15 +42,11 @@ std::span<char> RefillBuffer::MakeRoom(std::size_t count) {
 bool RefillBuffer::Take(std::ptrdiff_t got, std::size_t count) {
   failed_ |= got < 0;
   at_end_ = got < static_cast<std::ptrdiff_t>(count);
-  end_ += std::max<std::ptrdiff_t>(got, 0);
+  const auto taken = static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0));
+  end_ += taken;
+  end_position_ += taken;
   std::memset(end_, 0, kPadding);
-  return got > 0;
-}
-
-std::size_t RefillBuffer::BlockFor(std::uint64_t size) {
-  constexpr std::uint64_t kSmallest = 4 * 1024;
-  constexpr std::uint64_t kLargest = 256 * 1024;
-  return static_cast<std::size_t>(std::clamp(size + 1, kSmallest, kLargest));
+  return taken > 0;
 }
 
 }  // namespace nvimport

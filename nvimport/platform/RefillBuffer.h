@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -20,21 +21,22 @@ class RefillBuffer {
   char& operator[](std::size_t at) const { return begin_[at]; }
   std::size_t size() const { return static_cast<std::size_t>(end_ - begin_); }
 
-  // Since the last Clear, a Fill got less than it asked for; one failed, or was stopped.
+  // Of the next byte in what is read.
+  std::uint64_t position() const { return end_position_ - size(); }
+
+  // The last Fill got less than it asked for; one failed, or was stopped, since the last Clear.
   bool at_end() const { return at_end_; }
   bool failed() const { return failed_; }
 
   // Takes `count` bytes of what is ahead.
   void Skip(std::size_t count) { begin_ += count; }
 
-  // Goes on, or back, to where `count` bytes are ahead; false when they are not in the buffer.
-  bool KeepLast(std::uint64_t count) {
-    if (count > static_cast<std::size_t>(end_ - bytes_.get())) return false;
-    begin_ = end_ - count;
-    return true;
-  }
+  // Goes to `position`. False when that is not in the buffer, which then is empty, and who reads
+  // has to go there.
+  bool Seek(std::uint64_t position);
 
-  void Clear();
+  // Empties it for what begins at `position`.
+  void Clear(std::uint64_t position);
 
   // Has `read`, called with a span, put up to `count` bytes more behind what is ahead. It returns
   // their number, or less than 0 when it failed. False when none came.
@@ -44,7 +46,9 @@ class RefillBuffer {
   }
 
   // How many bytes of a file of `size` to read at a time: a small one needs no large block.
-  static std::size_t BlockFor(std::uint64_t size);
+  static std::size_t BlockFor(std::uint64_t size) {
+    return std::clamp<std::uint64_t>(size + 1, 4 * 1024, 256 * 1024);
+  }
 
  private:
   std::span<char> MakeRoom(std::size_t count);
@@ -54,6 +58,7 @@ class RefillBuffer {
   std::size_t capacity_ = 0;
   char* begin_ = nullptr;
   char* end_ = nullptr;
+  std::uint64_t end_position_ = 0;
   bool at_end_ = false;
   bool failed_ = false;
 };

@@ -12,6 +12,9 @@
 
 namespace nvimport {
 
+// How a walk through a table ended.
+enum class CsvOutcome { kEnd, kStopped, kReadFailed, kFieldTooLong, kNotClosed };
+
 // The size of a table: its longest line, in fields, and its lines.
 struct CsvSize {
   std::uint64_t columns = 0;
@@ -33,7 +36,7 @@ struct CsvSize {
 //   bool EndLine()                 after each line; false stops the walk.
 class CsvScanner {
  public:
-  enum class Outcome { kEnd, kStopped, kReadFailed, kFieldTooLong, kNotClosed };
+  using Outcome = CsvOutcome;
 
   // `delimiter` and `quote` differ and are no line ends, but for kNoQuote.
   CsvScanner(TextInput& file, char delimiter, char quote,
@@ -69,7 +72,7 @@ class CsvScanner {
   void CountCut(std::size_t begin, std::size_t end);
 
   Outcome FailAt(Outcome outcome, std::size_t field) {
-    failed_field_ = position_ + field;
+    failed_field_ = text_.position() + field;
     return outcome;
   }
 
@@ -80,10 +83,9 @@ class CsvScanner {
   std::size_t block_;  // bytes read at a time
   RefillBuffer text_;
   std::vector<CsvMasks> masks_;
-  std::uint64_t position_ = 0;  // of the text's first byte here, from where the walk began
-  std::size_t base_ = 0;        // where the masks begin
-  std::size_t scanned_ = 0;     // where they end
-  bool holds_nul_ = false;      // somewhere in the text here
+  std::size_t base_ = 0;     // where the masks begin
+  std::size_t scanned_ = 0;  // where they end
+  bool holds_nul_ = false;   // somewhere in the text here
   // At the end of the last 64 bytes: all ones inside quotes; whether a quote that comes next opens.
   std::uint64_t quoted_ = 0;
   std::uint64_t after_separator_ = 1;

@@ -20,18 +20,14 @@ void BaseStream::Set(Status status, std::uint64_t size) {
 }
 
 void BaseStream::Seek(std::uint64_t position) {
-  if (position <= window_end_ && window_.KeepLast(window_end_ - position)) return;
-  window_.Clear();
-  window_end_ = position;
-  block_ = kFirstBlock;
+  if (!window_.Seek(position)) block_ = kFirstBlock;
 }
 
 char* BaseStream::PeekAcross(std::size_t count) {
   const std::size_t have = window_.size();
   const std::size_t wanted = std::min(std::max(count - have, block_), capacity_ - have);
   block_ = std::min(block_ * 2, capacity_);
-  window_.Fill(wanted, [this](std::span<char> into) { return Fetch(window_end_, into); });
-  window_end_ += window_.size() - have;
+  window_.Fill(wanted, [&](std::span<char> into) { return Fetch(Tell() + have, into); });
   return window_.size() >= count ? window_.data() : nullptr;
 }
 

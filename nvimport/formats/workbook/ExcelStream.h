@@ -55,7 +55,7 @@ class NVIMPORT_API BaseStream {
   Status status() const { return status_; }
   std::uint64_t size() const { return size_; }
 
-  std::uint64_t Tell() const { return window_end_ - window_.size(); }
+  std::uint64_t Tell() const { return window_.position(); }
 
   // Goes to `position`; beyond the end no record is read.
   void Seek(std::uint64_t position);
@@ -104,7 +104,6 @@ class NVIMPORT_API BaseStream {
   Status status_ = Status::kGood;
   std::uint64_t size_ = 0;
   RefillBuffer window_;
-  std::uint64_t window_end_ = 0;
   std::size_t capacity_ = 0;
   std::size_t block_ = kFirstBlock;
 };

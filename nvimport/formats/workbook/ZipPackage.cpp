@@ -169,7 +169,7 @@ bool ZipPackage::ReadDirectory(std::uint64_t begin, std::uint64_t end, std::uint
 
 bool ZipPackage::OpenPart(std::string_view name, std::uint64_t most) {
   unpacker_.reset();
-  buffer_.Clear();
+  buffer_.Clear(0);
   failed_ = is_too_large_ = false;
   part_size_ = 0;
   const auto found = parts_.find(KeyOf(name));
