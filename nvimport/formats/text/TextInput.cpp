@@ -1,8 +1,10 @@
 #include "nvimport/formats/text/TextInput.h"
 
 #include <algorithm>
+#include <bit>
 #include <string_view>
 
+#include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/Utf8.h"
 
 namespace nvimport {
@@ -54,13 +56,10 @@ bool TextInput::Decode() {
   if (got < 0) return false;
   at_end_ = static_cast<std::size_t>(got) < kPiece;
   const auto take = [&](char32_t c) { AppendUtf8(decoded_, c); };
-  const bool big = encoding_ == Encoding::kUtf16Big;
-  const auto byte = [&](std::ptrdiff_t at) {
-    return static_cast<unsigned char>(piece_[static_cast<std::size_t>(at)]);
-  };
+  const std::endian order =
+      encoding_ == Encoding::kUtf16Big ? std::endian::big : std::endian::little;
   for (std::ptrdiff_t at = 0; at + 2 <= got; at += 2)
-    decoder_.Unit(static_cast<char16_t>(byte(big ? at : at + 1) << 8 | byte(big ? at + 1 : at)),
-                  take);
+    decoder_.Unit(Load<char16_t>(piece_.data() + at, order), take);
   if (at_end_) decoder_.End(take);
   return true;
 }
