@@ -12,17 +12,16 @@ void BlockReader::Begin(InputFile& file, std::uint64_t position) {
 
 void BlockReader::Fill() {
   // No more room than the file can fill.
-  const std::size_t have = buffer_.size();
-  const std::uint64_t next = position() + have;
-  const std::uint64_t rest = file_->size() > next ? file_->size() - next : 0;
-  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kSize - have, rest));
+  const std::uint64_t end = position() + buffer_.size();
+  const std::uint64_t rest = file_->size() > end ? file_->size() - end : 0;
+  const auto wanted = std::min<std::uint64_t>(kSize - buffer_.size(), rest);
   if (wanted == 0) return;
-  buffer_.Fill(wanted, [this](std::span<char> into) { return file_->Read(into); });
+  buffer_.Fill(static_cast<std::size_t>(wanted),
+               [this](std::span<char> into) { return file_->Read(into); });
 }
 
 void BlockReader::SkipFar(std::uint64_t count) {
-  buffer_.Seek(position() + count);
-  file_->Seek(position());
+  if (!buffer_.Seek(position() + count)) file_->Seek(position());
 }
 
 }  // namespace nvimport

@@ -5,19 +5,14 @@
 
 namespace nvimport {
 
-void LineReader::Restart(std::uint64_t position, std::uint64_t line) {
+bool LineReader::Seek(std::uint64_t position, std::uint64_t line) {
+  line_ = line;
+  rest_ = Rest::kNone;
+  // What was taken may have been written to.
+  if (position >= buffer_.position() && buffer_.Seek(position)) return true;
   buffer_.Clear(position);
   ++fills_;
-  line_ = line;
-  rest_ = Rest::kNone;
-}
-
-bool LineReader::SkipTo(std::uint64_t position, std::uint64_t line) {
-  // What was taken may have been written to.
-  if (position < buffer_.position() || !buffer_.Seek(position)) return false;
-  line_ = line;
-  rest_ = Rest::kNone;
-  return true;
+  return false;
 }
 
 bool LineReader::Fill() {
@@ -35,6 +30,14 @@ void LineReader::FindAnew(Sought& sought, char* begin) const {
   sought.fill = fills_;
 }
 
+// Of a pair that ends a line.
+inline void LineReader::PassSecond() {
+  if (buffer_.size() == 0)
+    rest_ = Rest::kEnd;
+  else if (front() == '\n' || front() == '\r')
+    buffer_.Skip(1);
+}
+
 bool LineReader::GoToLine() {
   if (rest_ == Rest::kLine) {
     char* end = FindEnd(buffer_.data());
@@ -48,14 +51,6 @@ bool LineReader::GoToLine() {
   if (buffer_.size() == 0 && !Fill()) return false;
   if (std::exchange(rest_, Rest::kNone) == Rest::kEnd) PassSecond();
   return buffer_.size() > 0 || Fill();
-}
-
-// Of a pair that ends a line.
-inline void LineReader::PassSecond() {
-  if (buffer_.size() == 0)
-    rest_ = Rest::kEnd;
-  else if (front() == '\n' || front() == '\r')
-    buffer_.Skip(1);
 }
 
 bool LineReader::Extend(Line& line) {

@@ -39,12 +39,12 @@ class LineReader {
   LineReader(End end, std::size_t longest, Source read)
       : ends_at_either_(end == End::kEither), longest_(longest), read_(std::move(read)) {}
 
-  // Begins anew where the source goes on, which is at `position` and behind `line` lines.
-  void Restart(std::uint64_t position = 0, std::uint64_t line = 0);
-  // Goes on to `position`; false when that is behind, or farther ahead than was read.
-  bool SkipTo(std::uint64_t position, std::uint64_t line);
+  // Goes to `position`, which is behind `line` lines. False when that is not ahead in the buffer,
+  // so that the source has to go there.
+  bool Seek(std::uint64_t position, std::uint64_t line);
 
-  // Since the last start a read failed, or was stopped. The line that it cut is not given.
+  // A read failed, or was stopped, since the source went somewhere. The line that it cut is not
+  // given.
   bool failed() const { return buffer_.failed(); }
   // Of the next byte, and the lines before it.
   std::uint64_t position() const { return buffer_.position(); }

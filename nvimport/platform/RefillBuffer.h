@@ -41,7 +41,7 @@ class RefillBuffer {
   // Has `read`, called with a span, put up to `count` bytes more behind what is ahead. It returns
   // their number, or less than 0 when it failed. False when none came.
   template <typename Read>
-  bool Fill(std::size_t count, Read&& read) {
+  bool Fill(std::size_t count, const Read& read) {
     return Take(read(MakeRoom(count)), count);
   }
 

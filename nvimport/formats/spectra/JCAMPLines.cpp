@@ -12,10 +12,9 @@ JCAMPLines::JCAMPLines(const char* path, std::size_t longest)
              [this](std::span<char> into) { return file_.Read(into); }) {}
 
 void JCAMPLines::Seek(std::uint64_t position, std::uint64_t line) {
+  failed_ |= lines_.failed();
   // Blocks of a file follow one another, many to a buffer.
-  if (lines_.SkipTo(position, line)) return;
-  failed_ = failed() || !file_.Seek(position);
-  lines_.Restart(position, line);
+  if (!lines_.Seek(position, line)) failed_ |= !file_.Seek(position);
 }
 
 // Goes to the next line, behind the blanks that begin it where those don't count.

@@ -64,7 +64,7 @@ class JCAMPLines {
   bool ignores_indentation_ = false;
   bool indented_ = false;
   bool indentation_ahead_ = false;
-  bool failed_ = false;  // to go to a position
+  bool failed_ = false;  // before the last Seek, or there
   std::uint64_t long_lines_ = 0;
 };
 

@@ -33,10 +33,7 @@ constexpr int kOemPage = 437;
 
 }  // namespace
 
-DIFFile::DIFFile(const DIFRules& rules)
-    : rules_(rules), records_(std::make_unique<DIFRecords>(rules_, [this](std::span<char> into) {
-        return ReadBytes(into);
-      })) {}
+DIFFile::DIFFile(const DIFRules& rules) : rules_(rules) {}
 
 DIFFile::~DIFFile() = default;
 
@@ -95,16 +92,14 @@ int DIFFile::Open(std::ostream& stream, const char* title) {
   return status_;
 }
 
-std::ptrdiff_t DIFFile::ReadBytes(std::span<char> into) {
-  if (input_stream_ == nullptr) return input_.Read(into);
-  input_stream_->read(into.data(), std::ssize(into));
-  return static_cast<std::ptrdiff_t>(input_stream_->gcount());
-}
-
 int DIFFile::ReadHeader() {
   if (input_stream_ != nullptr) input_stream_->clear();
   const bool is_at_begin = input_stream_ != nullptr ? static_cast<bool>(input_stream_->seekg(0))
                                                     : input_.Seek(has_mark_ ? kMarkSize : 0);
+  records_ = std::make_unique<DIFRecords>(rules_, [this](std::span<char> into) {
+    if (input_stream_ == nullptr) return input_.Read(into);
+    return std::ptrdiff_t{input_stream_->read(into.data(), std::ssize(into)).gcount()};
+  });
   return is_at_begin && records_->ReadHeader(title_) ? kGood : Fail(kBadHeader);
 }
 

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
-#include <span>
 #include <string>
 
 #include "nvimport/framework/SprFileFactory.h"
@@ -86,7 +85,6 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
 
  private:
   enum class Mode { kNone, kReading, kWriting };
-  std::ptrdiff_t ReadBytes(std::span<char> into);
   int ReadHeader();
   void WriteCell(WriteSpreadSheetData& source, int column, int row, Lossy& lossy);
   void WriteRecord(std::string record, Lossy& lossy);
@@ -100,8 +98,8 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   std::ostream* output_stream_ = nullptr;
   std::string title_;
   std::string file_title_;
-  bool has_mark_ = false;  // of UTF-8
-  std::unique_ptr<DIFRecords> records_;
+  bool has_mark_ = false;                // of UTF-8
+  std::unique_ptr<DIFRecords> records_;  // from the beginning of the input on
 };
 
 // The same in the OEM code page: texts become those of Windows-1252.

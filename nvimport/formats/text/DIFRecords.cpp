@@ -77,8 +77,6 @@ DIFRecords::Kind DIFRecords::ReadDIFHeaderEntry(std::string_view& text) {
 
 bool DIFRecords::ReadHeader(std::string& title) {
   constexpr std::size_t kLongestTitle = 49;
-  lines_.Restart();
-  lost_truths_ = 0;
   while (true) {
     std::string_view text;
     const Kind kind = ReadDIFHeaderEntry(text);

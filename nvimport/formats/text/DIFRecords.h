@@ -34,17 +34,16 @@ class DIFRecords {
   // What a text or number says, with a NUL behind it. It may be written to.
   using Value = LineReader::Line;
 
-  // `rules` must outlive this.
+  // Of the text that `read` begins with. `rules` must outlive this.
   DIFRecords(const DIFRules& rules, LineReader::Source read);
 
-  // Reads what precedes the records of a text that begins anew, and its title. False when that is
-  // damaged.
+  // Reads what precedes the records, and the title in it. False when that is damaged.
   bool ReadHeader(std::string& title);
 
   // Reads a record; kError when it is damaged or there is none.
   Kind ReadDIFRecord(Value& value);
 
-  // Since the header, numbers with the indicators TRUE and FALSE that became empty.
+  // Numbers so far with the indicators TRUE and FALSE that became empty.
   std::uint64_t lost_truths() const { return lost_truths_; }
 
  private:
