@@ -6,11 +6,13 @@
 #include <memory>
 #include <span>
 
+#include "nvimport/platform/Export.h"
+
 namespace nvimport {
 
 // Bytes that were read ahead of who takes them, in one buffer that serves again and again. What is
 // still ahead moves to the front when more is read behind it. All of it may be written to.
-class RefillBuffer {
+class NVIMPORT_API RefillBuffer {
  public:
   // As many bytes behind the last may be looked at and written to. They are NUL after a Fill.
   static constexpr std::size_t kPadding = 64;
