@@ -13,8 +13,7 @@ std::optional<OptionPairs> OptionPairs::Parse(const NvImportOpenOptions* options
   OptionPairs pairs;
   if (options == nullptr || options->size == 0 || options->data == nullptr) return pairs;
   if (options->size < 0) return std::nullopt;
-  ByteReader reader(
-      std::as_bytes(std::span(options->data, static_cast<std::size_t>(options->size))));
+  ByteReader reader(std::span(options->data, static_cast<std::size_t>(options->size)));
   std::string_view text = reader.Text(reader.U32());
   if (!reader.ok() || reader.remaining() != 0) return std::nullopt;
   while (!text.empty()) {

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
 #include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/RefillBuffer.h"
 
 namespace nvimport {
 
@@ -21,32 +21,28 @@ class BlockReader {
   // What lies ahead in the buffer, at least `least` bytes (up to kSize) unless the file ends or a
   // read fails.
   std::span<const char> Ahead(std::size_t least) {
-    if (end_ - begin_ < least) Fill();
-    return {buffer_.data() + begin_, end_ - begin_};
+    if (buffer_.size() < least) Fill();
+    return {buffer_.data(), buffer_.size()};
   }
 
   // True when a read failed, or was stopped, since Begin.
-  bool failed() const { return failed_; }
+  bool failed() const { return buffer_.failed(); }
 
   // Goes `count` bytes on, whether they are in the buffer or not.
   void Skip(std::uint64_t count) {
-    if (count > end_ - begin_) return SkipFar(count);
-    begin_ += static_cast<std::size_t>(count);
+    if (count > buffer_.size()) return SkipFar(count);
+    buffer_.Skip(static_cast<std::size_t>(count));
   }
 
   // Of the next byte in the file, which may lie behind its end.
-  std::uint64_t position() const { return next_ - (end_ - begin_); }
+  std::uint64_t position() const { return buffer_.position(); }
 
  private:
   void Fill();
   void SkipFar(std::uint64_t count);
 
   InputFile* file_ = nullptr;
-  bool failed_ = false;
-  std::vector<char> buffer_;
-  std::size_t begin_ = 0;
-  std::size_t end_ = 0;
-  std::uint64_t next_ = 0;  // of the file, behind the buffer
+  RefillBuffer buffer_;
 };
 
 }  // namespace nvimport

@@ -11,27 +11,46 @@
 
 namespace nvimport {
 
-// The little-endian number at `bytes`.
+// The number at `bytes`, whose bytes have that order.
 template <typename T>
-T LoadLittle(const void* bytes) {
-  std::array<std::byte, sizeof(T)> value;
+T Load(const void* bytes, std::endian order) {
+  std::array<char, sizeof(T)> value;
   std::memcpy(value.data(), bytes, sizeof(T));
-  if constexpr (std::endian::native == std::endian::big) std::reverse(value.begin(), value.end());
+  if (order != std::endian::native) std::reverse(value.begin(), value.end());
   return std::bit_cast<T>(value);
 }
 
-// A little-endian cursor over bytes that somebody else owns. It never reads outside them: a read
-// that does not fit yields zero and fails the cursor for good, so a run of fields is read plainly
-// and checked once with ok(). position() then still names the field that did not fit.
+template <typename T>
+T LoadLittle(const void* bytes) {
+  return Load<T>(bytes, std::endian::little);
+}
+
+// A cursor over bytes that somebody else owns, little-endian unless told otherwise. It never reads
+// outside them: a read that does not fit yields zero and fails the cursor for good, so a run of
+// fields is read plainly and checked once with ok(). position() then still names the field that did
+// not fit.
 class ByteReader {
  public:
-  explicit ByteReader(std::span<const std::byte> bytes) : bytes_(bytes) {}
+  explicit ByteReader(std::span<const char> bytes, std::endian order = std::endian::little)
+      : bytes_(bytes), order_(order) {}
+
+  // Bytes as records of the C interface have them.
+  explicit ByteReader(std::span<const unsigned char> bytes)
+      : ByteReader({reinterpret_cast<const char*>(bytes.data()), bytes.size()},
+                   std::endian::little) {}
 
   bool ok() const { return ok_; }
   std::size_t position() const { return position_; }
   std::size_t remaining() const { return bytes_.size() - position_; }
 
-  std::span<const std::byte> Bytes(std::size_t count) {
+  // Goes to `position`, counted from the first byte.
+  ByteReader& Seek(std::size_t position) {
+    ok_ = ok_ && position <= bytes_.size();
+    if (ok_) position_ = position;
+    return *this;
+  }
+
+  std::span<const char> Bytes(std::size_t count) {
     if (!ok_ || count > remaining()) {
       ok_ = false;
       return {};
@@ -43,7 +62,7 @@ class ByteReader {
 
   std::string_view Text(std::size_t count) {
     const auto taken = Bytes(count);
-    return {reinterpret_cast<const char*>(taken.data()), taken.size()};
+    return {taken.data(), taken.size()};
   }
 
   void Skip(std::size_t count) { Bytes(count); }
@@ -61,11 +80,12 @@ class ByteReader {
   template <typename T>
   T Number() {
     const auto taken = Bytes(sizeof(T));
-    return taken.empty() ? T{} : LoadLittle<T>(taken.data());
+    return taken.empty() ? T{} : Load<T>(taken.data(), order_);
   }
 
-  std::span<const std::byte> bytes_;
+  std::span<const char> bytes_;
   std::size_t position_ = 0;
+  std::endian order_;
   bool ok_ = true;
 };
 

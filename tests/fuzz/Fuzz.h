@@ -15,7 +15,7 @@ namespace nvimport {
 void Fuzz(std::string_view input);
 
 inline ByteReader InputReader(std::string_view input) {
-  return ByteReader(std::as_bytes(std::span(input)));
+  return ByteReader(input);
 }
 
 // A byte of the input that says how the rest is read, 0 beyond its end.

@@ -71,8 +71,8 @@ std::optional<BrimroseFile::Header> BrimroseFile::ReadMainHeader(InputFile& file
   char bytes[kHeaderSize];
   if (!file.Seek(0) || file.Read(bytes) != static_cast<std::ptrdiff_t>(kHeaderSize))
     return std::nullopt;
-  ByteReader reader(std::as_bytes(std::span(bytes)));
-  reader.Skip(kWavelengths);
+  ByteReader reader(bytes);
+  reader.Seek(kWavelengths);
   Header header;
   header.first = reader.F32();
   header.last = reader.F32();

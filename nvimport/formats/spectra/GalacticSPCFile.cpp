@@ -103,19 +103,6 @@ bool SameX(std::span<const float> a, std::span<const float> b) {
       a, b, [](float x, float y) { return x == y || (std::isnan(x) && std::isnan(y)); });
 }
 
-template <typename T>
-T Swapped(T value) {
-  auto bytes = std::bit_cast<std::array<std::byte, sizeof(T)>>(value);
-  std::ranges::reverse(bytes);
-  return std::bit_cast<T>(bytes);
-}
-
-template <typename T>
-T Load(const char* bytes, bool swaps) {
-  const T value = LoadLittle<T>(bytes);
-  return swaps ? Swapped(value) : value;
-}
-
 // The order of x values, of which those that are no numbers come last.
 bool IsBefore(float a, float b) { return a < b || (std::isnan(b) && !std::isnan(a)); }
 
@@ -227,8 +214,9 @@ int GalacticSPCFile::ReadHeaderInfo(Header& header) {
   const std::ptrdiff_t got = file.Read(buffer);
   const std::string_view bytes(buffer.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
   if (bytes.size() < 2 || !IsValidGalacticCPCFile(bytes[1])) return Fail(kNotThisFormat);
-  header.swaps_bytes = bytes[1] == kOtherOrderVersion;
-  if (header.swaps_bytes && rules_.refuse_other_byte_order) return Fail(kOtherByteOrder);
+  const bool is_other_order = bytes[1] == kOtherOrderVersion;
+  if (is_other_order) header.byte_order = std::endian::big;
+  if (is_other_order && rules_.refuse_other_byte_order) return Fail(kOtherByteOrder);
 
   const auto flags = static_cast<unsigned char>(bytes[0]);
   header.is_16_bit = (flags & k16Bit) != 0;
@@ -256,17 +244,18 @@ int GalacticSPCFile::ReadHeaderInfo(Header& header) {
 }
 
 bool GalacticSPCFile::TakeNewHeader(std::string_view bytes, Header& header) {
-  const char* const at = bytes.data();
-  header.exponent = ByteReader(std::as_bytes(std::span(bytes.substr(3, 1)))).I8();
-  header.points = Load<std::int32_t>(at + 4, header.swaps_bytes);
-  header.first_x = Load<double>(at + 8, header.swaps_bytes);
-  header.last_x = Load<double>(at + 16, header.swaps_bytes);
-  header.sub_files = Load<std::int32_t>(at + 24, header.swaps_bytes);
+  ByteReader reader(bytes, header.byte_order);
+  reader.Seek(3);
+  header.exponent = reader.I8();
+  header.points = reader.I32();
+  header.first_x = reader.F64();
+  header.last_x = reader.F64();
+  header.sub_files = reader.I32();
   return header.points >= 0 && header.sub_files >= 0;
 }
 
 bool GalacticSPCFile::TakeOldHeader(std::string_view bytes, Header& header) const {
-  ByteReader reader(std::as_bytes(std::span(bytes)));
+  ByteReader reader(bytes);
   reader.Skip(2);
   header.exponent = reader.I16();
   const float points = reader.F32();
@@ -299,7 +288,7 @@ int GalacticSPCFile::ReadXArray(const Header& header, InputFile& file) {
       const std::size_t values = std::min(bytes.size() / sizeof(float), count - x.size());
       if (values == 0) return Fail(kCutShort);
       for (std::size_t i = 0; i < values; ++i)
-        x.push_back(Load<float>(bytes.data() + i * sizeof(float), header.swaps_bytes));
+        x.push_back(Load<float>(bytes.data() + i * sizeof(float), header.byte_order));
       reader_->Skip(values * sizeof(float));
     }
   }
@@ -344,7 +333,7 @@ bool GalacticSPCFile::ReadOwnX(const Header& header, int points, std::vector<flo
     const std::size_t values = std::min(bytes.size() / sizeof(float), count - x.size());
     if (values == 0) return false;
     for (std::size_t i = 0; i < values; ++i)
-      x.push_back(Load<float>(bytes.data() + i * sizeof(float), header.swaps_bytes));
+      x.push_back(Load<float>(bytes.data() + i * sizeof(float), header.byte_order));
     reader_->Skip(values * sizeof(float));
   }
   return true;
@@ -583,7 +572,7 @@ std::pair<int, int> GalacticSPCFile::ReadSubHeaderInfo(const Header& header,
                                                        std::span<const char> bytes) {
   const int exponent = header.is_multifile ? static_cast<signed char>(bytes[1]) : header.exponent;
   const int points =
-      header.has_own_x ? Load<std::int32_t>(&bytes[16], header.swaps_bytes) : header.points;
+      header.has_own_x ? Load<std::int32_t>(&bytes[16], header.byte_order) : header.points;
   return {exponent, points};
 }
 
@@ -609,19 +598,20 @@ bool GalacticSPCFile::ReadPoints(const Header& header, int exponent, ReadSpreadS
 template <typename Stored, typename Convert>
 bool GalacticSPCFile::DeliverValues(const Header& header, ReadSpreadSheetData& sink, int row,
                                     Convert convert) {
-  if (!header.swaps_bytes) return DeliverPoints<Stored>(header, sink, row, convert);
-  return DeliverPoints<Stored>(header, sink, row,
-                               [convert](Stored value) { return convert(Swapped(value)); });
+  if (header.byte_order == std::endian::little)
+    return DeliverPoints<Stored, std::endian::little>(header, sink, row, convert);
+  return DeliverPoints<Stored, std::endian::big>(header, sink, row, convert);
 }
 
-template <typename Stored, typename Convert>
+template <typename Stored, std::endian kOrder, typename Convert>
 bool GalacticSPCFile::DeliverPoints(const Header& header, ReadSpreadSheetData& sink, int row,
                                     Convert convert) {
   if (header.has_own_x) {
     for (const int column : own_columns_) {
       const int point = column - first_index();
       const int wanted = point >= 0 && point < interval_size() ? 1 : 0;
-      if (!SetStoredValues<Stored>(*reader_, sink, kFirstPointColumn + point, row, wanted, convert))
+      if (!SetStoredValues<Stored, kOrder>(*reader_, sink, kFirstPointColumn + point, row, wanted,
+                                           convert))
         return false;
       if (wanted == 0) reader_->Skip(sizeof(Stored));
     }
@@ -630,7 +620,7 @@ bool GalacticSPCFile::DeliverPoints(const Header& header, ReadSpreadSheetData& s
   const int before = std::min(first_index(), header.points);
   const int wanted = std::min(interval_size(), header.points - before);
   reader_->Skip(static_cast<std::uint64_t>(before) * sizeof(Stored));
-  if (!SetStoredValues<Stored>(*reader_, sink, kFirstPointColumn, row, wanted, convert))
+  if (!SetStoredValues<Stored, kOrder>(*reader_, sink, kFirstPointColumn, row, wanted, convert))
     return false;
   reader_->Skip(static_cast<std::uint64_t>(header.points - before - wanted) * sizeof(Stored));
   return true;

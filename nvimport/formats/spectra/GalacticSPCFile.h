@@ -78,8 +78,8 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
     bool is_16_bit = false;
     bool is_multifile = false;
     bool has_x_array = false;
-    bool has_own_x = false;    // each sub-file has an x array, all of which make the common one
-    bool swaps_bytes = false;  // numbers are big-endian
+    bool has_own_x = false;  // each sub-file has an x array, all of which make the common one
+    std::endian byte_order = std::endian::little;
     int exponent = 0;
     double first_x = 0;
     double last_x = 0;
@@ -118,7 +118,7 @@ class NVIMPORT_API GalacticSPCFile : public SpreadsheetFile, public USDBase {
   bool ReadPoints(const Header& header, int exponent, ReadSpreadSheetData& sink, int row);
   template <typename Stored, typename Convert>
   bool DeliverValues(const Header& header, ReadSpreadSheetData& sink, int row, Convert convert);
-  template <typename Stored, typename Convert>
+  template <typename Stored, std::endian kOrder, typename Convert>
   bool DeliverPoints(const Header& header, ReadSpreadSheetData& sink, int row, Convert convert);
 
   GalacticSPCRules rules_;

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <vector>
 
 #include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/LineReader.h"
 
 namespace nvimport {
 
@@ -16,11 +16,12 @@ class JCAMPLines {
  public:
   static constexpr std::size_t kLongest = 255;
 
-  explicit JCAMPLines(const char* path, std::size_t longest = kLongest)
-      : file_(path), longest_(longest) {}
+  explicit JCAMPLines(const char* path, std::size_t longest = kLongest);
+  JCAMPLines(const JCAMPLines&) = delete;
+  JCAMPLines& operator=(const JCAMPLines&) = delete;
 
   bool is_open() const { return file_.is_open(); }
-  bool failed() const { return failed_; }
+  bool failed() const { return failed_ || lines_.failed(); }
   std::uint64_t size() const { return file_.size(); }
 
   // Blanks that begin a line don't count.
@@ -48,38 +49,22 @@ class JCAMPLines {
   std::uint64_t Position();
 
   // The lines read so far, and those of them that were too long.
-  std::uint64_t line() const { return line_; }
+  std::uint64_t line() const { return lines_.line(); }
   std::uint64_t long_lines() const { return long_lines_; }
 
  private:
   bool Ahead();
-  bool AtText();
-  bool Fill();
-  char* Find(char character, char*& found) const;
-  char* FindEnd();
-  void PassLines(const char* stop);
-  char* NextEnd();
-  void GoBehind(char* end);
 
   InputFile file_;
   std::size_t longest_;
+  LineReader lines_;
+  LineReader::Sought dollar_{'$'};
+  LineReader::Sought hash_{'#'};
+  LineReader::Line text_;  // the line that was last taken, with its comment
   bool ignores_indentation_ = false;
-  std::vector<char> buffer_;
-  char* next_ = nullptr;
-  char* filled_ = nullptr;
-  // The next of each from next_ on, or filled_; out of date when before next_.
-  char* line_feed_ = nullptr;
-  char* carriage_return_ = nullptr;
-  char* dollar_ = nullptr;
-  char* hash_ = nullptr;
-  std::uint64_t position_ = 0;  // of the file, behind what is in the buffer
-  char* text_ = nullptr;        // the line that was last taken, with its comment
-  char* text_end_ = nullptr;
   bool indented_ = false;
   bool indentation_ahead_ = false;
-  bool end_goes_on_ = false;  // the character behind a line end has not been looked at
-  bool failed_ = false;
-  std::uint64_t line_ = 0;
+  bool failed_ = false;  // before the last Seek, or there
   std::uint64_t long_lines_ = 0;
 };
 

@@ -174,16 +174,9 @@ int CsvFile::EstablishSize() {
   CsvScanner scanner(*input_, delimiter_, quote_);
   if (!SeekRows()) return Fail(kNoStream);
   CsvSize size;
-  switch (scanner.Measure(header_ ? 0 : 1, size)) {
-    case CsvScanner::Outcome::kReadFailed:
-      return Fail(kNoSize);
-    case CsvScanner::Outcome::kFieldTooLong:
-      return FailAtField(kTooLong, scanner.failed_field());
-    case CsvScanner::Outcome::kNotClosed:
-      return FailAtField(kNotClosed, scanner.failed_field());
-    default:
-      return SetSize(size.columns, size.rows);
-  }
+  const CsvOutcome outcome = scanner.Measure(header_ ? 0 : 1, size);
+  if (outcome == CsvOutcome::kEnd) return SetSize(size.columns, size.rows);
+  return FailAs(outcome, kNoSize, scanner.failed_field());
 }
 
 int CsvFile::Read(ReadSpreadSheetData* sink) {
@@ -195,30 +188,21 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
   CsvScanner scanner(*input_, delimiter_, quote_);
   if (!SeekRows()) return Fail(kNoStream);
   if (!cells.AskForRow()) return kGood;
-  const CsvScanner::Outcome outcome = scanner.Walk(cells);
+  const CsvOutcome outcome = scanner.Walk(cells);
   Log::WriteCount(kSource, scanner.cut_fields(),
                   "field holds a NUL byte, and what follows it there was not delivered",
                   "fields hold a NUL byte, and what follows it there was not delivered");
   const int delivered = cells.lines() - (header_ ? 0 : 1);
-  switch (outcome) {
-    case CsvScanner::Outcome::kReadFailed:
-      return Fail(kNoStream);
-    case CsvScanner::Outcome::kFieldTooLong:
-      return FailAtField(kTooLong, scanner.failed_field());
-    case CsvScanner::Outcome::kNotClosed:
-      return FailAtField(kNotClosed, scanner.failed_field());
-    case CsvScanner::Outcome::kEnd:
-      if (delivered < rows) NoteMissingRows(kSource, std::max(delivered, 0), rows);
-      return kGood;
-    case CsvScanner::Outcome::kStopped:
-      return kGood;
-  }
+  if (outcome == CsvOutcome::kStopped) return kGood;
+  if (outcome != CsvOutcome::kEnd) return FailAs(outcome, kNoStream, scanner.failed_field());
+  if (delivered < rows) NoteMissingRows(kSource, std::max(delivered, 0), rows);
   return kGood;
 }
 
-int CsvFile::FailAtField(int status, std::uint64_t offset) {
-  failed_line_ = LineOf(rows_begin_ + offset);
-  return Fail(status);
+int CsvFile::FailAs(CsvOutcome outcome, int read_failed, std::uint64_t field) {
+  if (outcome == CsvOutcome::kReadFailed) return Fail(read_failed);
+  failed_line_ = LineOf(rows_begin_ + field);
+  return Fail(outcome == CsvOutcome::kNotClosed ? kNotClosed : kTooLong);
 }
 
 std::uint64_t CsvFile::LineOf(std::uint64_t offset) {

@@ -12,6 +12,7 @@
 namespace nvimport {
 
 class TextInput;
+enum class CsvOutcome;
 
 // Reads comma-separated values (RFC 4180, and what is met besides): lines are rows, a delimiter
 // separates fields, quotes hold fields together. Every field is handed on as text, empty ones are
@@ -42,8 +43,8 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
   void WriteBack(NvImportOpenOptions& options);
   // Goes to the first row.
   bool SeekRows();
-  // Fails with a status whose text names the line of the field that the rows hold at `offset`.
-  int FailAtField(int status, std::uint64_t offset);
+  // Fails where a walk through the rows did. The text names the line of the field at `field` there.
+  int FailAs(CsvOutcome outcome, int read_failed, std::uint64_t field);
   // The line of the file, from 1, on which the byte of its text stands.
   std::uint64_t LineOf(std::uint64_t offset);
 

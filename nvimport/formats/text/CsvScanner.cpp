@@ -10,14 +10,14 @@ CsvScanner::CsvScanner(TextInput& file, char delimiter, char quote, FindCsvBytes
       delimiter_(delimiter),
       quote_(quote),
       find_bytes_(find_bytes),
-      text_(file.size()) {}
+      block_(RefillBuffer::BlockFor(file.size())) {}
 
 bool CsvScanner::Next(std::size_t kept_from) {
   if (text_.at_end()) return false;
   const std::size_t kept = text_.size() - kept_from;
-  read_failed_ = !text_.Fill(file_, kept_from);
-  if (read_failed_) return false;
-  position_ += kept_from;
+  text_.Skip(kept_from);
+  text_.Fill(block_, [this](std::span<char> into) { return file_.Read(into); });
+  if (text_.failed()) return false;
   base_ = scanned_ - kept_from;
   // The masks of a block need the byte behind it.
   const std::size_t unscanned = text_.size() - base_;
@@ -88,7 +88,7 @@ CsvScanner::Outcome CsvScanner::Measure(int unwanted_lines, CsvSize& size) {
   std::uint64_t fields = 0;  // of the current line so far
   const auto too_long = [&](std::uint64_t end) {
     failed_field_ = field;
-    return end - field > TextBlocks::kLongestField;
+    return end - field > kLongestField;
   };
   const auto end_line = [&](bool is_empty) {
     if (unwanted_lines > 0) {
@@ -101,32 +101,33 @@ CsvScanner::Outcome CsvScanner::Measure(int unwanted_lines, CsvSize& size) {
   };
   // A byte is kept for a look at what precedes a line feed.
   while (Next(scanned_ > 0 ? scanned_ - 1 : 0)) {
+    const std::uint64_t position = text_.position();
     std::size_t base = base_;
     for (const CsvMasks& found : masks_) {
       std::uint64_t separators = Separators(found);
       if (separators != 0) {
-        if (too_long(position_ + base + static_cast<unsigned>(std::countr_zero(separators))))
+        if (too_long(position + base + static_cast<unsigned>(std::countr_zero(separators))))
           return Outcome::kFieldTooLong;
-        field = position_ + base + 64 - static_cast<unsigned>(std::countl_zero(separators));
+        field = position + base + 64 - static_cast<unsigned>(std::countl_zero(separators));
         for (std::uint64_t ends = separators & found.end; ends != 0; ends &= ends - 1) {
           const std::uint64_t until = ends ^ (ends - 1);
           fields += static_cast<unsigned>(std::popcount(separators & until));
           separators &= ~until;
           const std::size_t at = base + static_cast<unsigned>(std::countr_zero(ends));
-          const std::uint64_t length = position_ + at - line;
+          const std::uint64_t length = position + at - line;
           end_line(length == 0 || (length == 1 && text_[at] == '\n' && text_[at - 1] == '\r'));
-          line = position_ + at + 1;
+          line = position + at + 1;
         }
         fields += static_cast<unsigned>(std::popcount(separators));
       }
       base += 64;
     }
-    if (too_long(position_ + std::min(scanned_, text_.size()))) return Outcome::kFieldTooLong;
+    if (too_long(position + std::min(scanned_, text_.size()))) return Outcome::kFieldTooLong;
   }
-  if (read_failed_) return Outcome::kReadFailed;
+  if (text_.failed()) return Outcome::kReadFailed;
   failed_field_ = field;
   if (quoted_ != 0) return Outcome::kNotClosed;
-  if (position_ + text_.size() > line) {
+  if (text_.position() + text_.size() > line) {
     ++fields;
     end_line(false);
   }

@@ -6,11 +6,14 @@
 #include <cstdint>
 #include <vector>
 
-#include "nvimport/formats/text/TextBlocks.h"
 #include "nvimport/formats/text/TextInput.h"
 #include "nvimport/formats/text/TextScan.h"
+#include "nvimport/platform/RefillBuffer.h"
 
 namespace nvimport {
+
+// How a walk through a table ended.
+enum class CsvOutcome { kEnd, kStopped, kReadFailed, kFieldTooLong, kNotClosed };
 
 // The size of a table: its longest line, in fields, and its lines.
 struct CsvSize {
@@ -33,7 +36,7 @@ struct CsvSize {
 //   bool EndLine()                 after each line; false stops the walk.
 class CsvScanner {
  public:
-  enum class Outcome { kEnd, kStopped, kReadFailed, kFieldTooLong, kNotClosed };
+  using Outcome = CsvOutcome;
 
   // `delimiter` and `quote` differ and are no line ends, but for kNoQuote.
   CsvScanner(TextInput& file, char delimiter, char quote,
@@ -69,7 +72,7 @@ class CsvScanner {
   void CountCut(std::size_t begin, std::size_t end);
 
   Outcome FailAt(Outcome outcome, std::size_t field) {
-    failed_field_ = position_ + field;
+    failed_field_ = text_.position() + field;
     return outcome;
   }
 
@@ -77,13 +80,12 @@ class CsvScanner {
   char delimiter_;
   char quote_;
   FindCsvBytes find_bytes_;
-  TextBlocks text_;
+  std::size_t block_;  // bytes read at a time
+  RefillBuffer text_;
   std::vector<CsvMasks> masks_;
-  std::uint64_t position_ = 0;  // of the text's first byte here, from where the walk began
-  std::size_t base_ = 0;        // where the masks begin
-  std::size_t scanned_ = 0;     // where they end
-  bool read_failed_ = false;
-  bool holds_nul_ = false;  // somewhere in the text here
+  std::size_t base_ = 0;     // where the masks begin
+  std::size_t scanned_ = 0;  // where they end
+  bool holds_nul_ = false;   // somewhere in the text here
   // At the end of the last 64 bytes: all ones inside quotes; whether a quote that comes next opens.
   std::uint64_t quoted_ = 0;
   std::uint64_t after_separator_ = 1;
@@ -144,7 +146,7 @@ CsvScanner::Outcome CsvScanner::Walk(Visitor& visitor) {
       if (!tidy_) tidy_from_ = base + 64;
       for (; bits != 0; bits &= bits - 1) {
         const std::size_t at = base + static_cast<unsigned>(std::countr_zero(bits));
-        if (at - field > TextBlocks::kLongestField) return FailAt(Outcome::kFieldTooLong, field);
+        if (at - field > kLongestField) return FailAt(Outcome::kFieldTooLong, field);
         if (text_[at] == delimiter_) {
           Give(visitor, field, at);
           begins_line = false;
@@ -159,10 +161,10 @@ CsvScanner::Outcome CsvScanner::Walk(Visitor& visitor) {
       }
       base += 64;
     }
-    if (std::min(scanned_, text_.size()) - field > TextBlocks::kLongestField)
+    if (std::min(scanned_, text_.size()) - field > kLongestField)
       return FailAt(Outcome::kFieldTooLong, field);
   }
-  if (read_failed_) return Outcome::kReadFailed;
+  if (text_.failed()) return Outcome::kReadFailed;
   if (quoted_ != 0) return FailAt(Outcome::kNotClosed, field);
   if (begins_line && field == text_.size()) return Outcome::kEnd;
   Give(visitor, field, text_.size());

@@ -4,10 +4,8 @@
 #include <bit>
 #include <cstdint>
 #include <iosfwd>
-#include <span>
+#include <memory>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
@@ -16,6 +14,8 @@
 #include "nvimport/platform/OutputFile.h"
 
 namespace nvimport {
+
+class DIFRecords;
 
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct DIFRules {
@@ -39,7 +39,7 @@ struct DIFRules {
 class NVIMPORT_API DIFFile : public SpreadsheetFile {
  public:
   // A reader with some of the kept rules of reading, at first with all.
-  explicit DIFFile(const DIFRules& rules = {}) : rules_(rules) {}
+  explicit DIFFile(const DIFRules& rules = {});
   DIFFile(const DIFFile&) = delete;
   DIFFile& operator=(const DIFFile&) = delete;
   ~DIFFile() override;
@@ -67,7 +67,6 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
 
   // Cells that arrive otherwise than they stand in the file.
   struct Changed {
-    std::uint64_t truths = 0;
     std::uint64_t errors = 0;
     std::uint64_t utf8_texts = 0;
     std::uint64_t characters = 0;
@@ -86,59 +85,7 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
 
  private:
   enum class Mode { kNone, kReading, kWriting };
-  enum Kind : int {
-    kError = 0,
-    kTable = 1,
-    kVectors = 2,
-    kTuples = 3,
-    kData = 4,
-    kBeginning = 5,
-    kEnd = 6,
-    kText = 7,
-    kNumber = 8,
-    kOtherTopic = 9,
-    kNoValue = 9,
-    kSkipped = 10
-  };
-  // A line, NUL-terminated and without its break.
-  struct Line {
-    char* text = nullptr;
-    std::size_t size = 0;
-    std::string_view view() const { return {text, size}; }
-  };
-  struct Breaks {
-    std::size_t first = 0;
-    std::size_t second = 0;  // 0 when they were not found
-  };
-  // The two lines of a record, without text where there are none.
-  struct Entry {
-    Line type;
-    Line text;
-  };
-
-  bool Rewind();
-  // Reads on behind what is left in the buffer, up to `capacity` bytes together.
-  void Fill(std::size_t capacity);
-  // Has the lines of an entry in the buffer, as far as the file goes.
-  void Prepare();
-  // The next line; false when there is none or it is too long. It lasts until the next entry.
-  bool GetLine(Line& line);
-  // Takes an entry's lines once more, from `begin`, with as much of the file as that needs.
-  bool GetLongEntry(std::size_t begin, std::span<Line* const> lines);
-  // Adds the lines that a text's closing quote is behind.
-  bool GetRestOfText(Line& text);
-  void TakeQuoted(Line& text, Line& value) const;
-  int TakeOddText(Line& text, Line& value);
-  static Line EndLine(char* text, std::size_t size);
-  Breaks FindBreaks() const;
-  // An entry of any length.
-  Entry GetLongEntry();
-  int ReadDIFHeaderEntry(Line& text);
   int ReadHeader();
-  // The value is that of a text or number, else empty.
-  int ReadDIFRecord(Line& value);
-  int ReadEntry(const Entry& entry, Line& value);
-  int TakeNumber(std::string_view indicator, Line& value);
   void WriteCell(WriteSpreadSheetData& source, int column, int row, Lossy& lossy);
   void WriteRecord(std::string record, Lossy& lossy);
   void Forget();
@@ -151,13 +98,8 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   std::ostream* output_stream_ = nullptr;
   std::string title_;
   std::string file_title_;
-  bool has_mark_ = false;  // of UTF-8
-  Changed changed_;
-
-  std::vector<char> buffer_;
-  std::size_t begin_ = 0;
-  std::size_t end_ = 0;
-  bool at_end_ = false;  // of the file
+  bool has_mark_ = false;                // of UTF-8
+  std::unique_ptr<DIFRecords> records_;  // from the beginning of the input on
 };
 
 // The same in the OEM code page: texts become those of Windows-1252.

@@ -10,7 +10,7 @@ FieldScanner::FieldScanner(InputFile& file, std::string_view delimiter, bool ign
       simple_(delimiter_.empty() || (delimiter_.size() == 1 && delimiter_[0] != '\r')),
       sought_byte_(delimiter_.empty() ? '\n' : delimiter_[0]),
       find_bytes_(find_bytes),
-      text_(file.size()) {}
+      block_(RefillBuffer::BlockFor(file.size())) {}
 
 FieldScanner::Match FieldScanner::MatchAt(std::size_t at) const {
   const std::size_t end = at + delimiter_.size();

@@ -4,13 +4,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "nvimport/formats/text/TextBlocks.h"
 #include "nvimport/formats/text/TextScan.h"
 #include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/RefillBuffer.h"
 
 namespace nvimport {
 
@@ -48,8 +49,6 @@ class FieldScanner {
  private:
   enum class Match { kYes, kNo, kNeedsMore };
 
-  static constexpr std::size_t kLongestField = TextBlocks::kLongestField;
-
   // One byte that isn't CR, or none: what the masks say needs no second look.
   template <bool kSimple, typename Visitor>
   Outcome Walk(Visitor& visitor);
@@ -62,7 +61,8 @@ class FieldScanner {
   bool simple_;
   char sought_byte_;  // the delimiter's first; without one, a byte that the masks give as an end
   FindBytes find_bytes_;
-  TextBlocks text_;
+  std::size_t block_;  // bytes read at a time
+  RefillBuffer text_;
   std::vector<ByteMasks> masks_;
   std::uint64_t cut_lines_ = 0;
 };
@@ -93,7 +93,9 @@ FieldScanner::Outcome FieldScanner::Walk(Visitor& visitor) {
     // A cut line's rest need not be kept.
     const std::size_t kept_from = cut ? text_.size() : field;
     if (text_.size() - kept_from > kLongestField + 1) return Outcome::kFieldTooLong;
-    if (!text_.Fill(file_, kept_from)) return Outcome::kReadFailed;
+    text_.Skip(kept_from);
+    text_.Fill(block_, [this](std::span<char> into) { return file_.Read(into); });
+    if (text_.failed()) return Outcome::kReadFailed;
     scanned -= kept_from;
     field -= field < kept_from ? field : kept_from;
 

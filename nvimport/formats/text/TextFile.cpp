@@ -39,7 +39,7 @@ std::vector<unsigned char> Serialise(const TextImportChoice& choice) {
 
 TextImportChoice Deserialise(const NvImportOpenOptions& options) {
   const auto size = static_cast<std::size_t>(std::max(options.size, 0));
-  ByteReader reader(std::as_bytes(std::span(options.data, size)));
+  ByteReader reader(std::span(options.data, size));
   TextImportChoice choice;
   choice.delimiter = reader.Text(reader.U32());
   const std::uint8_t ignore = reader.U8();

@@ -1,9 +1,10 @@
 #include "nvimport/formats/text/TextInput.h"
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 #include <string_view>
 
+#include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/Utf8.h"
 
 namespace nvimport {
@@ -32,7 +33,6 @@ TextInput::TextInput(const char* path) : file_(path) {
 
 bool TextInput::Rewind() {
   decoded_.clear();
-  taken_ = 0;
   decoder_ = {};
   at_end_ = false;
   return file_.Seek(mark_size_);
@@ -43,35 +43,23 @@ std::ptrdiff_t TextInput::Read(std::span<char> into) {
 }
 
 std::ptrdiff_t TextInput::ReadUtf16(std::span<char> into) {
-  std::size_t filled = 0;
-  while (filled < into.size()) {
-    if (taken_ == decoded_.size()) {
-      if (at_end_) break;
-      if (!Decode()) return -1;
-    }
-    const std::size_t count = std::min(decoded_.size() - taken_, into.size() - filled);
-    std::memcpy(into.data() + filled, decoded_.data() + taken_, count);
-    taken_ += count;
-    filled += count;
-  }
-  return static_cast<std::ptrdiff_t>(filled);
+  while (decoded_.size() < into.size() && !at_end_)
+    if (!Decode()) return -1;
+  const std::size_t count = decoded_.copy(into.data(), into.size());
+  decoded_.erase(0, count);
+  return static_cast<std::ptrdiff_t>(count);
 }
 
 bool TextInput::Decode() {
   piece_.resize(kPiece);
-  decoded_.clear();
-  taken_ = 0;
   const std::ptrdiff_t got = file_.Read(piece_);
   if (got < 0) return false;
   at_end_ = static_cast<std::size_t>(got) < kPiece;
   const auto take = [&](char32_t c) { AppendUtf8(decoded_, c); };
-  const bool big = encoding_ == Encoding::kUtf16Big;
-  const auto byte = [&](std::ptrdiff_t at) {
-    return static_cast<unsigned char>(piece_[static_cast<std::size_t>(at)]);
-  };
+  const std::endian order =
+      encoding_ == Encoding::kUtf16Big ? std::endian::big : std::endian::little;
   for (std::ptrdiff_t at = 0; at + 2 <= got; at += 2)
-    decoder_.Unit(static_cast<char16_t>(byte(big ? at : at + 1) << 8 | byte(big ? at + 1 : at)),
-                  take);
+    decoder_.Unit(Load<char16_t>(piece_.data() + at, order), take);
   if (at_end_) decoder_.End(take);
   return true;
 }

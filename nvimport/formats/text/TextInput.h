@@ -45,10 +45,9 @@ class TextInput {
   InputFile file_;
   Encoding encoding_ = Encoding::kBytes;
   std::size_t mark_size_ = 0;
-  // Of UTF-16: a piece of the file, what it became, and how much of that was taken.
+  // Of UTF-16: a piece of the file, and what it became as far as that was not taken yet.
   std::vector<char> piece_;
   std::string decoded_;
-  std::size_t taken_ = 0;
   Utf16Decoder decoder_;
   bool at_end_ = false;
 };

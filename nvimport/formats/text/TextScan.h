@@ -5,6 +5,9 @@
 
 namespace nvimport {
 
+// A longer field is refused: more than a block of the text and a field is never held.
+inline constexpr std::size_t kLongestField = std::size_t{64} << 20;
+
 // Finds the bytes that matter to a splitter, 64 at a time.
 
 // Bit i stands for byte i of a block of 64.

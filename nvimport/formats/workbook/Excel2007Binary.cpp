@@ -87,7 +87,7 @@ class Records {
   ByteReader Body() {
     const std::span<const char> body = package_.Ahead(length_);
     is_cut_ = is_cut_ || body.size() < std::min<std::size_t>(length_, ZipPackage::kMostAhead);
-    return ByteReader(std::as_bytes(body.first(std::min<std::size_t>(length_, body.size()))));
+    return ByteReader(body.first(std::min<std::size_t>(length_, body.size())));
   }
 
   bool is_whole() const { return !is_cut_ && !package_.failed(); }

@@ -1,7 +1,5 @@
 #include "nvimport/formats/workbook/ExcelStream.h"
 
-#include <cstring>
-
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -19,29 +17,18 @@ void BaseStream::Set(Status status, std::uint64_t size) {
   status_ = status;
   size_ = size;
   capacity_ = std::clamp<std::uint64_t>(size, kSmallestWindow, kLargestWindow);
-  window_ = std::make_unique_for_overwrite<char[]>(capacity_ + 1);
 }
 
 void BaseStream::Seek(std::uint64_t position) {
-  if (position >= window_begin_ && position - window_begin_ <= have_) {
-    next_ = position - window_begin_;
-    return;
-  }
-  window_begin_ = position;
-  have_ = next_ = 0;
-  block_ = kFirstBlock;
+  if (!window_.Seek(position)) block_ = kFirstBlock;
 }
 
 char* BaseStream::PeekAcross(std::size_t count) {
-  have_ -= next_;
-  std::memmove(window_.get(), window_.get() + next_, have_);
-  window_begin_ += next_;
-  next_ = 0;
-  const std::size_t wanted = std::min(std::max(count - have_, block_), capacity_ - have_);
+  const std::size_t have = window_.size();
+  const std::size_t wanted = std::min(std::max(count - have, block_), capacity_ - have);
   block_ = std::min(block_ * 2, capacity_);
-  const std::ptrdiff_t got = Fetch(window_begin_ + have_, {window_.get() + have_, wanted});
-  have_ += static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0));
-  return have_ >= count ? window_.get() : nullptr;
+  window_.Fill(wanted, [&](std::span<char> into) { return Fetch(Tell() + have, into); });
+  return window_.size() >= count ? window_.data() : nullptr;
 }
 
 std::ptrdiff_t BaseStream::Fetch(std::uint64_t position, std::span<char> into) {

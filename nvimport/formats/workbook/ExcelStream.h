@@ -4,7 +4,6 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <string_view>
 
@@ -12,6 +11,7 @@
 #include "nvimport/platform/CompoundFile.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/RefillBuffer.h"
 
 namespace nvimport {
 
@@ -55,7 +55,7 @@ class NVIMPORT_API BaseStream {
   Status status() const { return status_; }
   std::uint64_t size() const { return size_; }
 
-  std::uint64_t Tell() const { return window_begin_ + next_; }
+  std::uint64_t Tell() const { return window_.position(); }
 
   // Goes to `position`; beyond the end no record is read.
   void Seek(std::uint64_t position);
@@ -72,7 +72,7 @@ class NVIMPORT_API BaseStream {
     char* const bytes = Peek(whole);
     if (bytes == nullptr) return false;
     record.data = bytes + kHeadSize;
-    next_ += whole;
+    window_.Skip(whole);
     return true;
   }
 
@@ -96,19 +96,16 @@ class NVIMPORT_API BaseStream {
 
   // The next `count` bytes, or null.
   char* Peek(std::size_t count) {
-    return count <= have_ - next_ ? window_.get() + next_ : PeekAcross(count);
+    return count <= window_.size() ? window_.data() : PeekAcross(count);
   }
   char* PeekAcross(std::size_t count);
 
   InputFile file_;
   Status status_ = Status::kGood;
   std::uint64_t size_ = 0;
-  std::unique_ptr<char[]> window_;  // with a byte to spare
+  RefillBuffer window_;
   std::size_t capacity_ = 0;
-  std::size_t have_ = 0;
-  std::size_t next_ = 0;
   std::size_t block_ = kFirstBlock;
-  std::uint64_t window_begin_ = 0;
 };
 
 // The workbook's stream in a compound file: the first element called "Workbook" or "Book". Without

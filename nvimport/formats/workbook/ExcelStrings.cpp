@@ -191,7 +191,7 @@ struct Store {
 
 void ReadExcelString(const BiffRecord& record, std::size_t at, std::string& text, bool as_utf8) {
   const std::string_view bytes = record.Text(at, static_cast<std::size_t>(record.length));
-  ByteReader reader(std::as_bytes(std::span(bytes)));
+  ByteReader reader(bytes);
   const ExcelStringHead head = ExcelStringHead::Read(reader);
   const std::size_t claimed = std::size_t{head.characters} * (head.is_wide() ? 2 : 1);
   const std::string_view characters = reader.Text(std::min(claimed, reader.remaining()));

@@ -59,8 +59,7 @@ std::optional<SheetSelection> SheetSelection::Ask(const std::vector<OfferedSheet
 
 std::optional<SheetSelection> SheetSelection::Parse(const NvImportOpenOptions& options,
                                                     std::size_t count, std::string_view source) {
-  ByteReader reader(
-      std::as_bytes(std::span(options.data, static_cast<std::size_t>(std::max(options.size, 0)))));
+  ByteReader reader(std::span(options.data, static_cast<std::size_t>(std::max(options.size, 0))));
   const std::string text(reader.Text(reader.U32()));
   const std::int32_t single = reader.I32();
   SheetSelection selection = FromText(text);

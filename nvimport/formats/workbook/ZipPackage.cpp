@@ -16,6 +16,7 @@
 #include <array>
 #include <cstring>
 #include <new>
+#include <vector>
 
 #include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/ByteReader.h"
@@ -94,7 +95,6 @@ ZipPackage::~ZipPackage() = default;
 bool ZipPackage::Open(const char* path) {
   file_ = InputFile(path);
   size_ = file_.is_open() ? file_.size() : 0;
-  buffer_.resize(kBlock);
   std::uint64_t begin = 0;
   std::uint64_t end = 0;
   std::uint64_t base = 0;
@@ -169,7 +169,7 @@ bool ZipPackage::ReadDirectory(std::uint64_t begin, std::uint64_t end, std::uint
 
 bool ZipPackage::OpenPart(std::string_view name, std::uint64_t most) {
   unpacker_.reset();
-  begin_ = end_ = 0;
+  buffer_.Clear(0);
   failed_ = is_too_large_ = false;
   part_size_ = 0;
   const auto found = parts_.find(KeyOf(name));
@@ -195,29 +195,23 @@ void ZipPackage::EndPart(bool is_good) {
 }
 
 void ZipPackage::Skip(std::uint64_t count) {
-  while (count > end_ - begin_) {
-    count -= end_ - begin_;
-    begin_ = end_;
+  while (count > buffer_.size()) {
+    count -= buffer_.size();
+    buffer_.Skip(buffer_.size());
     Fill(1);
-    if (begin_ == end_) return;
+    if (buffer_.size() == 0) return;
   }
-  begin_ += static_cast<std::size_t>(count);
+  buffer_.Skip(static_cast<std::size_t>(count));
 }
 
 void ZipPackage::Fill(std::size_t least) {
-  std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
-  end_ -= begin_;
-  begin_ = 0;
   least = std::min(least, kMostAhead);
-  while (unpacker_ && end_ < least) {
-    // As large as what has come, not as what may.
-    if (end_ == buffer_.size()) buffer_.resize(std::min(2 * buffer_.size(), kMostAhead));
-    end_ += Unpack(std::span(buffer_).subspan(end_));
-  }
+  while (unpacker_ && buffer_.size() < least)
+    buffer_.Fill(kBlock, [this](std::span<char> into) { return Unpack(into); });
 }
 
 // Ends the part where all that is stated has come, and where it is damaged.
-std::size_t ZipPackage::Unpack(std::span<char> into) {
+std::ptrdiff_t ZipPackage::Unpack(std::span<char> into) {
   Unpacker& part = *unpacker_;
   z_stream& stream = part.stream;
   into = into.first(static_cast<std::size_t>(std::min<std::uint64_t>(into.size(), part.size)));
@@ -255,7 +249,7 @@ std::size_t ZipPackage::Unpack(std::span<char> into) {
   part.sum_so_far = static_cast<std::uint32_t>(crc32(
       part.sum_so_far, reinterpret_cast<const Bytef*>(into.data()), static_cast<uInt>(count)));
   if (!is_good || is_last) EndPart(is_good && part.size == 0 && part.sum_so_far == part.sum);
-  return count;
+  return static_cast<std::ptrdiff_t>(count);
 }
 
 }  // namespace nvimport

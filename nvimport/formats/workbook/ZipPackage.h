@@ -7,9 +7,9 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/RefillBuffer.h"
 
 namespace nvimport {
 
@@ -38,8 +38,8 @@ class ZipPackage {
   // What lies ahead in the part, at least `least` bytes (up to kMostAhead) unless it ends or is
   // damaged; valid until the next call.
   std::span<const char> Ahead(std::size_t least) {
-    if (end_ - begin_ < least) Fill(least);
-    return {buffer_.data() + begin_, end_ - begin_};
+    if (buffer_.size() < least) Fill(least);
+    return {buffer_.data(), buffer_.size()};
   }
   // Goes on in the part, also past its end.
   void Skip(std::uint64_t count);
@@ -70,16 +70,14 @@ class ZipPackage {
   bool ReadDirectory(std::uint64_t begin, std::uint64_t end, std::uint64_t base);
   void EndPart(bool is_good);
   void Fill(std::size_t least);
-  std::size_t Unpack(std::span<char> into);
+  std::ptrdiff_t Unpack(std::span<char> into);
 
   InputFile file_;
   std::uint64_t size_ = 0;
   std::map<std::string, Place, std::less<>> parts_;
   std::unique_ptr<Unpacker> unpacker_;  // of the part that is open
   std::uint64_t part_size_ = 0;
-  std::vector<char> buffer_;
-  std::size_t begin_ = 0;
-  std::size_t end_ = 0;
+  RefillBuffer buffer_;
   bool is_too_large_ = false;
   bool failed_ = false;
 };

@@ -1,0 +1,154 @@
+// Data Interchange Format: a header of topics, each a line with its name, a line "vector,value" and
+// a line with a string, ended by the topic DATA; then pairs of lines, "type,value" and a string:
+//   -1 BOT begins a row, EOD ends the data   0 a number, the string its indicator   1 a text,
+//   quoted
+
+#include "nvimport/formats/text/DIFRecords.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+#include "nvimport/formats/text/DIFFile.h"
+#include "nvimport/platform/Paths.h"
+
+namespace nvimport {
+
+namespace {
+
+std::string_view View(LineReader::Line line) { return {line.data(), line.size()}; }
+
+bool IsQuoted(std::string_view text) {
+  return text.size() >= 2 && text.front() == '"' && text.back() == '"';
+}
+
+// Where all quotes are doubled: leaves one of each two.
+LineReader::Line HalveQuotes(LineReader::Line text) {
+  const std::string_view all = View(text);
+  const std::size_t size = text.size();
+  const std::size_t first = all.find('"');
+  for (std::size_t at = first; at < size; at = all.find('"', at + 2))
+    if (at + 1 == size || text[at + 1] != '"') return text;
+  std::size_t used = std::min(first, size);
+  for (std::size_t i = used; i < size; ++i) {
+    text[used++] = text[i];
+    if (text[i] == '"') ++i;
+  }
+  return text.first(used);
+}
+
+// The whole number that `text` begins with, 0 without one.
+int LenientInt(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+  if (text.starts_with('+')) text.remove_prefix(1);
+  int number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+std::string_view FirstWord(std::string_view text) {
+  constexpr std::string_view kWhite = " \t\r\v\f";
+  text.remove_prefix(std::min(text.find_first_not_of(kWhite), text.size()));
+  return text.substr(0, text.find_first_of(kWhite));
+}
+
+}  // namespace
+
+DIFRecords::DIFRecords(const DIFRules& rules, LineReader::Source read)
+    : rules_(rules),
+      longest_(rules.short_lines_only ? kLongestLine : std::numeric_limits<std::size_t>::max()),
+      lines_(LineReader::End::kLineFeed, longest_, std::move(read)) {}
+
+bool DIFRecords::GetLine(Line& line) { return lines_.Next(line) && line.size() <= longest_; }
+
+DIFRecords::Kind DIFRecords::ReadDIFHeaderEntry(std::string_view& text) {
+  static constexpr std::string_view kTopics[] = {"TABLE", "VECTORS", "TUPLES", "DATA"};
+  Line line;
+  if (!GetLine(line)) return kError;
+  const std::string_view word = FirstWord(View(line));
+  const auto* const topic = std::ranges::find_if(
+      kTopics, [&](std::string_view known) { return EqualIgnoringCase(word, known); });
+  if (!GetLine(line) || View(line).find(',') == std::string_view::npos || !GetLine(line))
+    return kError;
+  text = View(line);
+  if (IsQuoted(text)) text = text.substr(1, text.size() - 2);
+  return topic != std::end(kTopics) ? Kind(kTable + (topic - kTopics)) : kOtherTopic;
+}
+
+bool DIFRecords::ReadHeader(std::string& title) {
+  constexpr std::size_t kLongestTitle = 49;
+  while (true) {
+    std::string_view text;
+    const Kind kind = ReadDIFHeaderEntry(text);
+    if (kind == kTable) title = text.substr(0, kLongestTitle);
+    if (kind == kData || kind == kError) return kind == kData;
+  }
+}
+
+DIFRecords::Kind DIFRecords::ReadLongRecord(Value& value) {
+  Line line;
+  if (!GetLine(line)) return kError;
+  type_ = View(line);
+  return GetLine(line) ? TakeRecord(type_, line, value) : kError;
+}
+
+DIFRecords::Kind DIFRecords::TakeRecord(Line type, Line text, Value& value) {
+  // One digit and the comma, nearly always.
+  std::size_t comma = 1;
+  int number = type.size() > 1 && type[1] == ',' ? type[0] - '0' : -1;
+  if (number < 0 || number > 9) {
+    comma = View(type).find(',');
+    if (comma == std::string_view::npos) return kError;
+    number = LenientInt(View(type).substr(0, comma));
+  }
+  value = WithNul(type.subspan(comma + 1));
+  const std::string_view word = View(text);
+  switch (number) {
+    case -1:
+      if (View(value) != "0") return kSkipped;
+      if (word == "BOT") return kBeginning;
+      return word == "EOD" ? kEnd : kSkipped;
+    case 0:
+      return word == "V" ? kNumber : TakeNumber(word, value);
+    case 1:
+      if (!IsQuoted(word)) return TakeOddText(text, value);
+      value = TakeQuoted(text);
+      return kText;
+    default:
+      return kSkipped;
+  }
+}
+
+DIFRecords::Value DIFRecords::TakeQuoted(Line text) const {
+  const Line inner = text.subspan(1, text.size() - 2);
+  return WithNul(rules_.quotes_as_they_stand ? inner : HalveQuotes(inner));
+}
+
+// A text whose line is not quoted.
+DIFRecords::Kind DIFRecords::TakeOddText(Line text, Value& value) {
+  const bool is_open = text.size() > 0 && text[0] == '"';
+  if (is_open && !rules_.texts_on_one_line) {
+    while (!IsQuoted(View(text)))
+      if (!lines_.Extend(text)) return kError;
+    value = TakeQuoted(text);
+    return kText;
+  }
+  value = WithNul(text);
+  return is_open || rules_.texts_need_quotes ? kError : kText;
+}
+
+DIFRecords::Kind DIFRecords::TakeNumber(std::string_view indicator, Value& value) {
+  truth_.clear();
+  // Kept: lower case only, though other writers say TRUE and FALSE.
+  const bool is_true = EqualIgnoringCase(indicator, "true");
+  if (is_true || EqualIgnoringCase(indicator, "false")) {
+    if (indicator.front() == 't' || indicator.front() == 'f' || !rules_.only_lower_case_truth)
+      truth_ = is_true ? "1" : "0";
+    else
+      ++lost_truths_;
+  }
+  value = truth_;
+  return indicator == "ERROR" || indicator == "NA" ? kNoValue : kNumber;
+}
+
+}  // namespace nvimport

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "nvimport/platform/LineReader.h"
+
+namespace nvimport {
+
+struct DIFRules;
+
+// What a file in Data Interchange Format holds, record by record.
+class DIFRecords {
+ public:
+  enum Kind : int {
+    kError = 0,
+    kTable = 1,
+    kVectors = 2,
+    kTuples = 3,
+    kData = 4,
+    kBeginning = 5,
+    kEnd = 6,
+    kText = 7,
+    kNumber = 8,
+    kOtherTopic = 9,
+    kNoValue = 9,
+    kSkipped = 10
+  };
+
+  static constexpr std::size_t kLongestLine = 2023;
+
+  // What a text or number says, with a NUL behind it. It may be written to.
+  using Value = LineReader::Line;
+
+  // Of the text that `read` begins with. `rules` must outlive this.
+  DIFRecords(const DIFRules& rules, LineReader::Source read);
+
+  // Reads what precedes the records, and the title in it. False when that is damaged.
+  bool ReadHeader(std::string& title);
+
+  // Reads a record; kError when it is damaged or there is none.
+  Kind ReadDIFRecord(Value& value);
+
+  // Numbers so far with the indicators TRUE and FALSE that became empty.
+  std::uint64_t lost_truths() const { return lost_truths_; }
+
+ private:
+  using Line = LineReader::Line;
+
+  // The next line; false when there is none or it is too long.
+  bool GetLine(Line& line);
+  Kind ReadDIFHeaderEntry(std::string_view& text);
+  Kind ReadLongRecord(Value& value);
+  Kind TakeRecord(Line type, Line text, Value& value);
+  Kind TakeNumber(std::string_view indicator, Value& value);
+  Kind TakeOddText(Line text, Value& value);
+  Value TakeQuoted(Line text) const;
+  static Value WithNul(Line line) {
+    line.data()[line.size()] = '\0';
+    return line;
+  }
+
+  const DIFRules& rules_;
+  std::size_t longest_;
+  LineReader lines_;
+  std::string type_;   // the first line of a long record
+  std::string truth_;  // the value that an indicator stands for
+  std::uint64_t lost_truths_ = 0;
+};
+
+inline DIFRecords::Kind DIFRecords::ReadDIFRecord(Value& value) {
+  Line type;
+  Line text;
+  if (!lines_.NextShort(type, text)) return ReadLongRecord(value);
+  // Most are numbers, "0,1.5" and "V".
+  constexpr std::size_t kPrefix = 2;
+  if (type.data()[0] != '0' || type.data()[1] != ',' || text.size() != 1 || text[0] != 'V')
+    return TakeRecord(type, text, value);
+  value = WithNul(type.subspan(kPrefix));
+  return kNumber;
+}
+
+}  // namespace nvimport
