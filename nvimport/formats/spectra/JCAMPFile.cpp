@@ -98,7 +98,7 @@ NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& optio
   if (!options.blocks.empty()) pairs.Set("blocks", OptionPairs::Join(options.blocks));
   if (options.reference > 0) pairs.Set("reference", std::to_string(options.reference));
   pairs.Set("xrow", options.x_row ? "1" : "0");
-  pairs.Set("columns", OptionPairs::Join({options.columns.first, options.columns.last}));
+  pairs.Set("columns", OptionPairs::Join(options.columns));
   return SpreadsheetOpenOptions::NewOpenOptions(pairs.Bytes());
 }
 
