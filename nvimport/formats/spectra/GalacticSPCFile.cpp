@@ -284,7 +284,11 @@ int GalacticSPCFile::SetHeads(ReadSpreadSheetData& sink, int row) {
     sink.Set(2, row, "Name");
   }
   if (x_row >= 0) sink.Set(2, x_row, "X-values");
-  NamePoints({sink, text_names_ ? "t " : "", {}, row, x_row}, first_index(), interval_size());
+  // Names that are numbers are a row of x values too.
+  const int text_row = text_names_ ? row : -1;
+  const int number_row = text_names_ ? -1 : row;
+  NamePoints({sink, "t ", {}, text_row, number_row}, first_index(), interval_size());
+  NamePoints({sink, "", {}, -1, x_row}, first_index(), interval_size());
   if (!x_row_) return row;
   // Kept: the row of x values serves one read.
   x_row_ = size_established_ = false;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -14,10 +15,8 @@ namespace nvimport {
 // count, or all, and of those what stands before "$$", a comment.
 class JCAMPLines {
  public:
-  static constexpr std::size_t kLongest = 255;
-
-  explicit JCAMPLines(const char* path, std::size_t longest = kLongest)
-      : file_(path), longest_(longest) {}
+  explicit JCAMPLines(const char* path, bool cuts_long_lines = true)
+      : file_(path), longest_(cuts_long_lines ? 255 : std::numeric_limits<std::size_t>::max()) {}
 
   bool is_open() const { return file_.is_open(); }
   bool failed() const { return failed_; }
