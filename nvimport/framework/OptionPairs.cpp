@@ -1,5 +1,6 @@
 #include "nvimport/framework/OptionPairs.h"
 
+#include <algorithm>
 #include <charconv>
 #include <span>
 #include <system_error>
@@ -105,12 +106,13 @@ bool GivenOptions::TakeRange(std::string_view key, RangeChoice& range) {
   return found ? ok_ : Refuse(key, *Find(key));
 }
 
-bool GivenOptions::TakeNumbers(std::string_view key, std::vector<int>& numbers) {
+bool GivenOptions::TakeNumbers(std::string_view key, std::vector<int>& numbers, int most) {
   numbers.clear();
   const auto text = Find(key);
   if (!text) return ok_;
   auto found = OptionPairs::Numbers(*text);
-  if (!found) return Refuse(key, *text);
+  const auto is_one = [&](int number) { return number >= 1 && number <= most; };
+  if (!found || !std::ranges::all_of(*found, is_one)) return Refuse(key, *text);
   numbers = *std::move(found);
   return ok_;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <climits>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -59,9 +60,9 @@ class NVIMPORT_API GivenOptions {
   std::optional<std::string_view> Find(std::string_view key) const { return pairs_.Find(key); }
 
   // Each takes the value of `key`, and returns ok(). Without that key the range is the whole, there
-  // are no numbers, and the first of two words is meant.
+  // are no numbers, which are from 1 to `most` else, and the first of two words is meant.
   bool TakeRange(std::string_view key, RangeChoice& range);
-  bool TakeNumbers(std::string_view key, std::vector<int>& numbers);
+  bool TakeNumbers(std::string_view key, std::vector<int>& numbers, int most = INT_MAX);
   bool TakeWord(std::string_view key, const std::array<std::string_view, 2>& words, bool& second);
 
   // Fails for a value that makes no sense. Returns false.

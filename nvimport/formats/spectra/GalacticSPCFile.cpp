@@ -100,12 +100,8 @@ int GalacticSPCFile::Open(bool read, const char* path, NvImportOpenOptions* opti
       files_.push_back({std::move(name), static_cast<int>(files_.size()) + 1});
   GivenOptions given(kSource, options);
   std::vector<int> positions;
-  if (!given.TakeNumbers("files", positions)) return Fail(kInvalidOptions);
-  for (const int position : positions)
-    if (position < 1 || position > static_cast<int>(files_.size())) {
-      given.Refuse("files", OptionPairs::Join(positions));
-      return Fail(kInvalidOptions);
-    }
+  if (!given.TakeNumbers("files", positions, static_cast<int>(files_.size())))
+    return Fail(kInvalidOptions);
   if (!positions.empty()) SelectFilesToImport(positions);
   OptionPairs choices;
   if (ReadHeaders() != kGood || SetOptions(given, choices) != kGood) return status_;

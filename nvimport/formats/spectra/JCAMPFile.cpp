@@ -284,17 +284,12 @@ int JCAMPFile::FailAt(int status, int file, std::uint64_t line) {
 int JCAMPFile::ChooseBlocks(GivenOptions& given, OptionPairs& choices) {
   const std::vector<std::size_t>& offered = contents_->offered;
   const std::size_t count = offered.size();
-  std::vector<std::size_t> positions;
-  if (const auto text = given.Find("blocks")) {
-    for (const int number : OptionPairs::Numbers(*text).value_or(std::vector{0})) {
-      if (number < 1 || static_cast<std::size_t>(number) > count) {
-        given.Refuse("blocks", *text);
-        return Fail(kInvalidOptions);
-      }
-      positions.push_back(static_cast<std::size_t>(number) - 1);
-    }
+  std::vector<int> numbers;  // from 1
+  if (!given.TakeNumbers("blocks", numbers, static_cast<int>(count))) return Fail(kInvalidOptions);
+  if (!numbers.empty()) {
+    // Nothing is left to ask.
   } else if (count == 1) {
-    positions = {0};
+    numbers = {1};
   } else if (count > kMostOffered &&
              contents_->layout.bytes / static_cast<double>(count) < kLeastOffered) {
     Note(
@@ -308,28 +303,25 @@ int JCAMPFile::ChooseBlocks(GivenOptions& given, OptionPairs& choices) {
     question.prompt = "Please select the data blocks you want to import.";
     auto choice = Dialogs::Current().SelectItems(question);
     if (!choice) return Fail(kCancelled);
-    positions = std::move(choice->items);
-    std::erase_if(positions, [&](std::size_t position) { return position >= count; });
-    std::ranges::sort(positions);
-    if (positions.empty()) return Fail(kNoneSelected);
-    std::vector<int> numbers;
-    numbers.reserve(positions.size());
-    for (const std::size_t position : positions) numbers.push_back(static_cast<int>(position) + 1);
+    std::ranges::sort(choice->items);
+    for (const std::size_t item : choice->items)
+      if (item < count) numbers.push_back(static_cast<int>(item) + 1);
+    if (numbers.empty()) return Fail(kNoneSelected);
     choices.Set("blocks", OptionPairs::Join(numbers));
   }
-  Select(std::move(positions));
+  Select(std::move(numbers));
   return kGood;
 }
 
-// Selects these of the blocks offered, and their series.
-void JCAMPFile::Select(std::vector<std::size_t> positions) {
-  std::ranges::sort(positions);
-  positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
+// Selects these of the blocks offered, from 1, and their series.
+void JCAMPFile::Select(std::vector<int> numbers) {
+  std::ranges::sort(numbers);
+  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
   contents_->selected.clear();
   contents_->series.clear();
   contents_->left_out.clear();
-  for (const std::size_t position : positions) {
-    const std::size_t block = contents_->offered[position];
+  for (const int number : numbers) {
+    const std::size_t block = contents_->offered[static_cast<std::size_t>(number) - 1];
     contents_->selected.push_back(block);
     for (std::size_t page = 0; page < contents_->layout.Pages(block); ++page) {
       const Series series{static_cast<std::uint32_t>(block), static_cast<std::uint32_t>(page)};
@@ -349,10 +341,9 @@ int JCAMPFile::SelectJCAMPBlock(int position) { return SelectJCAMPBlock(std::vec
 
 int JCAMPFile::SelectJCAMPBlock(const std::vector<int>& positions) {
   if (status_ != kGood) return status_;
-  std::vector<std::size_t> known;
+  std::vector<int> known;
   for (const int position : positions)
-    if (position >= 0 && position < GetNumJCAMPBlocks())
-      known.push_back(static_cast<std::size_t>(position));
+    if (position >= 0 && position < GetNumJCAMPBlocks()) known.push_back(position + 1);
   if (known.empty()) return Fail(kNoneSelected);
   Select(std::move(known));
   GivenOptions none(kSource, nullptr);
@@ -389,18 +380,15 @@ int JCAMPFile::ChooseReference(GivenOptions& given, OptionPairs& choices) {
   if (const int status = CheckMultiSelection(prompt)) return Fail(status);
   std::optional<std::size_t> chosen;  // block
   std::vector<int> numbers;
-  if (!given.TakeNumbers("reference", numbers)) return Fail(kInvalidOptions);
-  if (given.Find("reference")) {
-    if (numbers.size() != 1 || numbers.front() < 1) {
-      given.Refuse("reference", *given.Find("reference"));
-      return Fail(kInvalidOptions);
-    }
+  if (!given.TakeNumbers("reference", numbers) ||
+      (numbers.size() > 1 && !given.Refuse("reference", *given.Find("reference"))))
+    return Fail(kInvalidOptions);
+  if (prompt == nullptr) return kGood;
+  if (!numbers.empty()) {
     const auto position = static_cast<std::size_t>(numbers.front()) - 1;
     if (position < offered.size() && std::ranges::count(selected, offered[position]) > 0)
       chosen = offered[position];
-  }
-  if (prompt == nullptr) return kGood;
-  if (numbers.empty()) {
+  } else {
     std::vector<std::size_t> blocks;
     for (const Series series : contents_->series)
       if (blocks.empty() || blocks.back() != series.block) blocks.push_back(series.block);

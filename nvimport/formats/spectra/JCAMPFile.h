@@ -88,7 +88,7 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   int ChooseBlocks(GivenOptions& given, OptionPairs& choices);
   int ChooseReference(GivenOptions& given, OptionPairs& choices);
   int CheckMultiSelection(const char*& prompt);
-  void Select(std::vector<std::size_t> positions);
+  void Select(std::vector<int> numbers);
   int UniteX(std::size_t readable);
   template <typename Take>
   int ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take);

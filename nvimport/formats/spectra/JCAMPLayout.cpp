@@ -80,7 +80,27 @@ class JCAMPLabels {
   JCAMPLabels(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout)
       : lines_(lines), rules_(rules), layout_(layout) {}
 
-  int CheckFile();
+  int CheckFile() {
+    Restart(layout_.blocks.size());
+    layout_.bytes += static_cast<double>(lines_.size());
+
+    std::string_view line;
+    do {
+      if (!lines_.Next(line)) return lines_.failed() ? kReadFailed : kNotJCAMP;
+    } while (Deblank(line).empty());
+    if (Stripped(line).text() != "##TITLE=") return kNotJCAMP;
+    const std::size_t indentation = line.find('#');
+    if (indentation > 0 && !rules_.labels_begin_lines) {
+      lines_.IgnoreIndentation();
+      is_indented_ = true;
+      line.remove_prefix(indentation);
+    }
+    if (const int status = ReadLabels(line)) return status;
+    CloseBlock();
+    ++layout_.files;
+    if (lines_.failed()) return kReadFailed;
+    return open_titles_ != 0 ? Uneven() : 0;
+  }
 
  private:
   // What a label does, and the habit under which it does nothing but refuse the file, with a status
@@ -91,7 +111,6 @@ class JCAMPLabels {
     bool JCAMPRules::*habit = nullptr;
     int refusal = 0;
   };
-  static const Rule kRules[];
 
   // What the lines below a data label hold, by what stands behind its equals sign.
   struct Form {
@@ -104,12 +123,192 @@ class JCAMPLabels {
   // Of n-tuples: what their labels list.
   enum Variable : std::size_t { kSymbol, kSize, kFirst, kLast, kFactor, kVariables };
 
-  int ReadLabels(std::string_view line);
-  int ReadLabel(std::string_view line);
-  int ReadPageLabel(const Rule& rule, std::string_view value);
-  std::optional<Form> FindForm(std::string_view text) const;
-  void AddPage(std::string_view form, int problem);
-  void TakeVariables(const Form& form, JCAMPNumbers& numbers, int& points) const;
+  // The rule of a label. Other labels are accepted and tell nothing.
+  static const Rule* FindRule(std::string_view label) {
+    using L = JCAMPLabels;
+    using N = JCAMPNumbers;
+    using R = JCAMPRules;
+    static constexpr Rule kRules[] = {
+        {"##TITLE=", &L::TakeTitle},
+        {"##DATATYPE=", &L::TakeDataType},
+        {"##DATACLASS=", &L::TakeDataClass},
+        {"##BLOCKS=", &L::TakeBlocks},
+        {"##FIRSTX=", &L::TakeNumber<&N::first_x>},
+        {"##LASTX=", &L::TakeNumber<&N::last_x>},
+        {"##DELTAX=", &L::TakeNumber<&N::delta_x>},
+        {"##XFACTOR=", &L::TakeFactor<&N::x_factor>},
+        {"##YFACTOR=", &L::TakeFactor<&N::y_factor>},
+        {"##BINARY=", &L::TakeBinary},
+        {"##NPOINTS=", &L::TakePoints},
+        {"##END=", &L::TakeEnd},
+        {"##XYDATA=", &L::TakeForm},
+        {"##DATATABLE=", &L::TakeForm},
+        {"##PEAKTABLE=", &L::TakeForm},
+        {"##XYPOINTS=", &L::TakeForm},
+        {"##PAGE=", &L::TakePage},
+        {"##DATE=", &L::TakeDate},
+        {"##TIME=", &L::TakeTime},
+        {"##RADATA=", &L::TakeForm, &R::no_ra_data, kRADataMet},
+        {"##FIRSTR=", &L::TakeNumber<&N::first_x>, &R::no_ra_data},
+        {"##LASTR=", &L::TakeNumber<&N::last_x>, &R::no_ra_data},
+        {"##DELTAR=", &L::TakeNumber<&N::delta_x>, &R::no_ra_data},
+        {"##AFACTOR=", &L::TakeFactor<&N::y_factor>, &R::no_ra_data},
+        {"##XYPAIRS=", &L::TakeForm, &R::no_other_pairs, kXYPairsMet},
+        {"##ASSIGNMENTS=", &L::TakeForm, &R::no_other_pairs, kAssignmentsMet},
+        {"##PEAKASSIGNMENTS=", &L::TakeForm, &R::no_other_pairs, kAssignmentsMet},
+        {"##SYMBOL=", &L::TakeVariable<L::kSymbol>, &R::no_ntuples},
+        {"##VARDIM=", &L::TakeVariable<L::kSize>, &R::no_ntuples},
+        {"##FIRST=", &L::TakeVariable<L::kFirst>, &R::no_ntuples},
+        {"##LAST=", &L::TakeVariable<L::kLast>, &R::no_ntuples},
+        {"##FACTOR=", &L::TakeVariable<L::kFactor>, &R::no_ntuples},
+    };
+
+    const auto* const rule = std::ranges::find(kRules, label, &Rule::label);
+    return rule == std::end(kRules) ? nullptr : rule;
+  }
+
+  // Reads the labels from `line` on to the end of the file.
+  int ReadLabels(std::string_view line) {
+    const std::size_t before = layout_.blocks.size();
+    do {
+      if (!line.starts_with("##")) continue;
+      // Blocks are numbered as where indented labels are none: they don't stand before others.
+      if (is_indented_ && !lines_.indented() && Stripped(line).text() == "##TITLE=") {
+        lines_.RespectIndentation();
+        Restart(before);
+      }
+      const int status = ReadLabel(line);
+      if (RefusesFileFor(status)) return status;
+      // The block can't be read for it, or it is one of the labels that might as well not be there.
+      if (status != 0 && status != kNoValue && status != kFreeText && status != kIllegalPoints)
+        block_.problem = static_cast<std::uint8_t>(status - kNoFile);
+    } while (lines_.Next(line));
+    return 0;
+  }
+
+  int ReadLabel(std::string_view line) {
+    const std::size_t equals = line.find('=');
+    const Stripped label(line);
+    if (equals == std::string_view::npos) {
+      if (Uneven() != 0) return kNoEqualsSign;
+      return label.text() == "##END" ? TakeEnd({}) : 0;
+    }
+    const Rule* const rule = FindRule(label.text());
+    if (rule == nullptr) return 0;
+    if (rule->habit != nullptr && rules_.*rule->habit) return rule->refusal;
+    std::string_view value = line.substr(equals + 1);
+    if (rule->take == &JCAMPLabels::TakeForm || rule->take == &JCAMPLabels::TakePage)
+      return ReadPageLabel(*rule, Deblank(value));
+    if (rule->take == &JCAMPLabels::TakeTitle && !rules_.comments_in_titles) {
+      value = lines_.WithComment();
+      value.remove_prefix(value.find('=') + 1);
+    }
+    return (this->*rule->take)(Deblank(value));
+  }
+
+  int ReadPageLabel(const Rule& rule, std::string_view value) {
+    if (rule.take == &JCAMPLabels::TakePage) {
+      if (!rules_.first_page_only) {
+        page_begins_ = true;
+        if (const int status = Keep(value, next_page_.name)) return status;
+      }
+      // A page that says only which one it is leaves its lines to the data label that follows.
+      if (lines_.NextBeginsWith('#')) return 0;
+    }
+    const Stripped form(value);
+    const int status = (this->*rule.take)(form.text());
+    AddPage(form.text(), status);
+    if (RefusesFileFor(status)) return status;
+    lines_.SkipToLabel();
+    return 0;
+  }
+
+  std::optional<Form> FindForm(std::string_view text) const {
+    const auto unless = [&](Form form) {
+      return form.habit != nullptr && rules_.*form.habit ? std::nullopt : std::optional(form);
+    };
+    if (text == "(X++(Y..Y))" || text == "XYDATA") return Form{};
+    if (text.starts_with("(XY..XY)")) return Form{JCAMPForm::kPairs};
+    if (!text.starts_with('(')) return std::nullopt;
+    text.remove_prefix(1);
+    if (const std::size_t end = text.find("++("); end != std::string_view::npos) {
+      Form form{JCAMPForm::kOrdinates, text.substr(0, end)};
+      text.remove_prefix(end + 3);
+      form.ordinate = text.substr(0, text.find(".."));
+      const bool is_xy = form.abscissa == "X" && form.ordinate == "Y";
+      const bool is_ra = form.abscissa == "R" && form.ordinate == "A";
+      form.habit = is_xy   ? &JCAMPRules::forms_are_exact
+                   : is_ra ? &JCAMPRules::no_ra_data
+                           : &JCAMPRules::no_ntuples;
+      return unless(form);
+    }
+    const std::string_view names = text.substr(0, text.find_first_of(".)"));
+    if (!names.starts_with("XY")) return std::nullopt;
+    Form form{JCAMPForm::kPairs, "X", "Y", &JCAMPRules::no_other_pairs};
+    if (names.ends_with('A'))
+      form.lines = JCAMPForm::kGroups;
+    else if (names.size() == 3)
+      form.lines = JCAMPForm::kTriples;
+    else if (names.size() > 3)
+      return std::nullopt;
+    return unless(form);
+  }
+
+  void AddPage(std::string_view text, int problem) {
+    const bool is_first = block_.pages++ == 0;
+    if (!is_first && !layout_.all_pages) return;
+    JCAMPPage page = std::exchange(next_page_, {});
+    page_begins_ = false;
+    page.position = lines_.Position();
+    page.line = lines_.line();
+    page.problem = static_cast<std::uint8_t>(problem != 0 ? problem - kNoFile : 0);
+    JCAMPNumbers numbers = numbers_;
+    if (const auto form = FindForm(text)) {
+      page.form = form->lines;
+      TakeVariables(*form, numbers, page.points);
+    }
+    if (is_first) {
+      block_.first_page = static_cast<std::uint32_t>(layout_.pages.size());
+      if (page.points > 0) block_.points = page.points;
+      numbers_ = numbers;
+    }
+    const auto same = [](double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); };
+    // Where the first page has pairs every x has its column anyway.
+    if (!is_first && page.form == JCAMPForm::kOrdinates &&
+        layout_.pages[block_.first_page].form == JCAMPForm::kOrdinates &&
+        (!same(numbers.first_x, numbers_.first_x) || !same(numbers.last_x, numbers_.last_x)))
+      page.problem = kNTuplesMet - kNoFile;
+    if (numbers.x_factor != numbers_.x_factor || numbers.y_factor != numbers_.y_factor)
+      page.numbers = KeepNumbers(numbers);
+    layout_.pages.push_back(page);
+  }
+
+  // What the lists of n-tuples say of the variables of a page.
+  void TakeVariables(const Form& form, JCAMPNumbers& numbers, int& points) const {
+    const std::string_view symbols = variables_[kSymbol];
+    const auto find = [&](std::string_view name) {
+      std::size_t number = 0;
+      for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)).text() != name; ++number) {
+        const std::size_t comma = rest.find(',');
+        if (comma == std::string_view::npos) return symbols.size();
+        rest.remove_prefix(comma + 1);
+      }
+      return number;
+    };
+    const std::size_t x = find(form.abscissa);
+    const std::size_t y = find(form.ordinate);
+    const auto value = [&](std::size_t variable, std::size_t number, double otherwise) {
+      return LabelNumber(PartOf(variables_[variable], number)).value_or(otherwise);
+    };
+    numbers.first_x = value(kFirst, x, numbers.first_x);
+    numbers.last_x = value(kLast, x, numbers.last_x);
+    numbers.y_factor = value(kFactor, y, numbers.y_factor);
+    if (form.lines != JCAMPForm::kOrdinates) numbers.x_factor = value(kFactor, x, numbers.x_factor);
+    const double size = value(kSize, x, 0);
+    if (points > 0 || !(size >= 1) || size > layout_.points_left()) return;
+    points = static_cast<int>(std::min<double>(size, INT_MAX));
+    layout_.points += points;
+  }
 
   // Begins with the file anew, of which no block counts so far.
   void Restart(std::size_t blocks) {
@@ -290,211 +489,6 @@ class JCAMPLabels {
   bool page_begins_ = false;
   std::array<std::string, kVariables> variables_;
 };
-
-using L = JCAMPLabels;
-using N = JCAMPNumbers;
-using R = JCAMPRules;
-
-// Other labels are accepted and tell nothing.
-const JCAMPLabels::Rule JCAMPLabels::kRules[] = {
-    {"##TITLE=", &L::TakeTitle},
-    {"##DATATYPE=", &L::TakeDataType},
-    {"##DATACLASS=", &L::TakeDataClass},
-    {"##BLOCKS=", &L::TakeBlocks},
-    {"##FIRSTX=", &L::TakeNumber<&N::first_x>},
-    {"##LASTX=", &L::TakeNumber<&N::last_x>},
-    {"##DELTAX=", &L::TakeNumber<&N::delta_x>},
-    {"##XFACTOR=", &L::TakeFactor<&N::x_factor>},
-    {"##YFACTOR=", &L::TakeFactor<&N::y_factor>},
-    {"##BINARY=", &L::TakeBinary},
-    {"##NPOINTS=", &L::TakePoints},
-    {"##END=", &L::TakeEnd},
-    {"##XYDATA=", &L::TakeForm},
-    {"##DATATABLE=", &L::TakeForm},
-    {"##PEAKTABLE=", &L::TakeForm},
-    {"##XYPOINTS=", &L::TakeForm},
-    {"##PAGE=", &L::TakePage},
-    {"##DATE=", &L::TakeDate},
-    {"##TIME=", &L::TakeTime},
-    {"##RADATA=", &L::TakeForm, &R::no_ra_data, kRADataMet},
-    {"##FIRSTR=", &L::TakeNumber<&N::first_x>, &R::no_ra_data},
-    {"##LASTR=", &L::TakeNumber<&N::last_x>, &R::no_ra_data},
-    {"##DELTAR=", &L::TakeNumber<&N::delta_x>, &R::no_ra_data},
-    {"##AFACTOR=", &L::TakeFactor<&N::y_factor>, &R::no_ra_data},
-    {"##XYPAIRS=", &L::TakeForm, &R::no_other_pairs, kXYPairsMet},
-    {"##ASSIGNMENTS=", &L::TakeForm, &R::no_other_pairs, kAssignmentsMet},
-    {"##PEAKASSIGNMENTS=", &L::TakeForm, &R::no_other_pairs, kAssignmentsMet},
-    {"##SYMBOL=", &L::TakeVariable<L::kSymbol>, &R::no_ntuples},
-    {"##VARDIM=", &L::TakeVariable<L::kSize>, &R::no_ntuples},
-    {"##FIRST=", &L::TakeVariable<L::kFirst>, &R::no_ntuples},
-    {"##LAST=", &L::TakeVariable<L::kLast>, &R::no_ntuples},
-    {"##FACTOR=", &L::TakeVariable<L::kFactor>, &R::no_ntuples},
-};
-
-int JCAMPLabels::CheckFile() {
-  Restart(layout_.blocks.size());
-  layout_.bytes += static_cast<double>(lines_.size());
-
-  std::string_view line;
-  do {
-    if (!lines_.Next(line)) return lines_.failed() ? kReadFailed : kNotJCAMP;
-  } while (Deblank(line).empty());
-  if (Stripped(line).text() != "##TITLE=") return kNotJCAMP;
-  const std::size_t indentation = line.find('#');
-  if (indentation > 0 && !rules_.labels_begin_lines) {
-    lines_.IgnoreIndentation();
-    is_indented_ = true;
-    line.remove_prefix(indentation);
-  }
-  if (const int status = ReadLabels(line)) return status;
-  CloseBlock();
-  ++layout_.files;
-  if (lines_.failed()) return kReadFailed;
-  return open_titles_ != 0 ? Uneven() : 0;
-}
-
-// Reads the labels from `line` on to the end of the file.
-int JCAMPLabels::ReadLabels(std::string_view line) {
-  const std::size_t before = layout_.blocks.size();
-  do {
-    if (!line.starts_with("##")) continue;
-    // Blocks are numbered as where indented labels are none: they don't stand before others.
-    if (is_indented_ && !lines_.indented() && Stripped(line).text() == "##TITLE=") {
-      lines_.RespectIndentation();
-      Restart(before);
-    }
-    const int status = ReadLabel(line);
-    if (RefusesFileFor(status)) return status;
-    // The block can't be read for it, or it is one of the labels that might as well not be there.
-    if (status != 0 && status != kNoValue && status != kFreeText && status != kIllegalPoints)
-      block_.problem = static_cast<std::uint8_t>(status - kNoFile);
-  } while (lines_.Next(line));
-  return 0;
-}
-
-int JCAMPLabels::ReadLabel(std::string_view line) {
-  const std::size_t equals = line.find('=');
-  const Stripped label(line);
-  if (equals == std::string_view::npos) {
-    if (Uneven() != 0) return kNoEqualsSign;
-    return label.text() == "##END" ? TakeEnd({}) : 0;
-  }
-  const auto* const rule = std::ranges::find(kRules, label.text(), &Rule::label);
-  if (rule == std::end(kRules)) return 0;
-  if (rule->habit != nullptr && rules_.*rule->habit) return rule->refusal;
-  std::string_view value = line.substr(equals + 1);
-  if (rule->take == &L::TakeForm || rule->take == &L::TakePage)
-    return ReadPageLabel(*rule, Deblank(value));
-  if (rule->take == &L::TakeTitle && !rules_.comments_in_titles) {
-    value = lines_.WithComment();
-    value.remove_prefix(value.find('=') + 1);
-  }
-  return (this->*rule->take)(Deblank(value));
-}
-
-int JCAMPLabels::ReadPageLabel(const Rule& rule, std::string_view value) {
-  if (rule.take == &L::TakePage) {
-    if (!rules_.first_page_only) {
-      page_begins_ = true;
-      if (const int status = Keep(value, next_page_.name)) return status;
-    }
-    // A page that says only which one it is leaves its lines to the data label that follows.
-    if (lines_.NextBeginsWith('#')) return 0;
-  }
-  const Stripped form(value);
-  const int status = (this->*rule.take)(form.text());
-  AddPage(form.text(), status);
-  if (RefusesFileFor(status)) return status;
-  lines_.SkipToLabel();
-  return 0;
-}
-
-std::optional<JCAMPLabels::Form> JCAMPLabels::FindForm(std::string_view text) const {
-  const auto unless = [&](Form form) {
-    return form.habit != nullptr && rules_.*form.habit ? std::nullopt : std::optional(form);
-  };
-  if (text == "(X++(Y..Y))" || text == "XYDATA") return Form{};
-  if (text.starts_with("(XY..XY)")) return Form{JCAMPForm::kPairs};
-  if (!text.starts_with('(')) return std::nullopt;
-  text.remove_prefix(1);
-  if (const std::size_t end = text.find("++("); end != std::string_view::npos) {
-    Form form{JCAMPForm::kOrdinates, text.substr(0, end)};
-    text.remove_prefix(end + 3);
-    form.ordinate = text.substr(0, text.find(".."));
-    const bool is_xy = form.abscissa == "X" && form.ordinate == "Y";
-    const bool is_ra = form.abscissa == "R" && form.ordinate == "A";
-    form.habit = is_xy   ? &JCAMPRules::forms_are_exact
-                 : is_ra ? &JCAMPRules::no_ra_data
-                         : &JCAMPRules::no_ntuples;
-    return unless(form);
-  }
-  const std::string_view names = text.substr(0, text.find_first_of(".)"));
-  if (!names.starts_with("XY")) return std::nullopt;
-  Form form{JCAMPForm::kPairs, "X", "Y", &JCAMPRules::no_other_pairs};
-  if (names.ends_with('A'))
-    form.lines = JCAMPForm::kGroups;
-  else if (names.size() == 3)
-    form.lines = JCAMPForm::kTriples;
-  else if (names.size() > 3)
-    return std::nullopt;
-  return unless(form);
-}
-
-void JCAMPLabels::AddPage(std::string_view text, int problem) {
-  const bool is_first = block_.pages++ == 0;
-  if (!is_first && !layout_.all_pages) return;
-  JCAMPPage page = std::exchange(next_page_, {});
-  page_begins_ = false;
-  page.position = lines_.Position();
-  page.line = lines_.line();
-  page.problem = static_cast<std::uint8_t>(problem != 0 ? problem - kNoFile : 0);
-  JCAMPNumbers numbers = numbers_;
-  if (const auto form = FindForm(text)) {
-    page.form = form->lines;
-    TakeVariables(*form, numbers, page.points);
-  }
-  if (is_first) {
-    block_.first_page = static_cast<std::uint32_t>(layout_.pages.size());
-    if (page.points > 0) block_.points = page.points;
-    numbers_ = numbers;
-  }
-  const auto same = [](double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); };
-  // Where the first page has pairs every x has its column anyway.
-  if (!is_first && page.form == JCAMPForm::kOrdinates &&
-      layout_.pages[block_.first_page].form == JCAMPForm::kOrdinates &&
-      (!same(numbers.first_x, numbers_.first_x) || !same(numbers.last_x, numbers_.last_x)))
-    page.problem = kNTuplesMet - kNoFile;
-  if (numbers.x_factor != numbers_.x_factor || numbers.y_factor != numbers_.y_factor)
-    page.numbers = KeepNumbers(numbers);
-  layout_.pages.push_back(page);
-}
-
-// What the lists of n-tuples say of the variables of a page.
-void JCAMPLabels::TakeVariables(const Form& form, JCAMPNumbers& numbers, int& points) const {
-  const std::string_view symbols = variables_[kSymbol];
-  const auto find = [&](std::string_view name) {
-    std::size_t number = 0;
-    for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)).text() != name; ++number) {
-      const std::size_t comma = rest.find(',');
-      if (comma == std::string_view::npos) return symbols.size();
-      rest.remove_prefix(comma + 1);
-    }
-    return number;
-  };
-  const std::size_t x = find(form.abscissa);
-  const std::size_t y = find(form.ordinate);
-  const auto value = [&](std::size_t variable, std::size_t number, double otherwise) {
-    return LabelNumber(PartOf(variables_[variable], number)).value_or(otherwise);
-  };
-  numbers.first_x = value(kFirst, x, numbers.first_x);
-  numbers.last_x = value(kLast, x, numbers.last_x);
-  numbers.y_factor = value(kFactor, y, numbers.y_factor);
-  if (form.lines != JCAMPForm::kOrdinates) numbers.x_factor = value(kFactor, x, numbers.x_factor);
-  const double size = value(kSize, x, 0);
-  if (points > 0 || !(size >= 1) || size > layout_.points_left()) return;
-  points = static_cast<int>(std::min<double>(size, INT_MAX));
-  layout_.points += points;
-}
 
 }  // namespace
 

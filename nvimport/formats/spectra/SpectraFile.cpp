@@ -13,10 +13,6 @@ SpectraFile::SpectraFile(const char* source, std::span<const StatusText> texts,
                          int first_point_column)
     : source_(source), texts_(texts), first_point_column_(first_point_column) {}
 
-SpectraFile::SpectraFile(const SpectraFile&) = default;
-
-SpectraFile& SpectraFile::operator=(const SpectraFile&) = default;
-
 SpectraFile::~SpectraFile() = default;
 
 void SpectraFile::Close() {

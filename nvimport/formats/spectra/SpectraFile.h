@@ -36,8 +36,8 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
  protected:
   // A reader that the log calls `source`, with the texts of its own statuses.
   SpectraFile(const char* source, std::span<const StatusText> texts, int first_point_column);
-  SpectraFile(const SpectraFile&);
-  SpectraFile& operator=(const SpectraFile&);
+  SpectraFile(const SpectraFile&) = default;
+  SpectraFile& operator=(const SpectraFile&) = default;
 
   // Begins to open the files of `path`: 0 or the status that forbids it.
   int BeginOpen(bool read, const char* path);
