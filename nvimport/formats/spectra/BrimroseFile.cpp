@@ -9,7 +9,6 @@
 
 #include "nvimport/formats/spectra/BrimroseLayout.h"
 #include "nvimport/framework/OptionPairs.h"
-#include "nvimport/framework/StoredValues.h"
 #include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/LocalTime.h"
 #include "nvimport/platform/NumberText.h"
@@ -128,20 +127,18 @@ void BrimroseFile::MakeNameRow(ReadSpreadSheetData& sink) const {
 }
 
 int BrimroseFile::MakeDataRow(ReadSpreadSheetData& sink, int row, std::uint64_t file_size) {
-  constexpr std::size_t kValues = BrimroseLayout::kValues;
   const std::uint64_t begin = reader_->position();
   const std::uint64_t end = begin + layout_->ObservationSize();
   if (std::min(begin + kSubHeaderSize, end) > file_size) return Fail(kSubHeaderCut);
   if (end > file_size) return Fail(kDataCut);
-  const auto bytes = reader_->Ahead(kValues);
-  if (bytes.size() < kValues) return Fail(kSubHeaderCut);
+  const auto head = ReadBrimroseHead(*reader_);
+  if (!head) return Fail(kSubHeaderCut);
   SetCell(sink, 1, row, row - 1);
   if (columns_.Holds(2)) {
     TimeStampText text;
-    const auto time = LocalTime(LoadLittle<std::int32_t>(bytes.data()));
+    const auto time = LocalTime(head->time);
     sink.Set(2, row, time ? FormatTimeStamp(*time, 4, '/', text) : "");
   }
-  reader_->Skip(kValues);
   if (!SetFloats(sink, row, 0, axis_.points, *reader_)) return Fail(kDataCut);
   reader_->Skip(end - reader_->position());
   return kGood;

@@ -6,6 +6,7 @@
 
 #include "nvimport/formats/spectra/BrimroseLayout.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "nvimport/platform/ByteReader.h"
@@ -15,6 +16,7 @@ namespace nvimport {
 namespace {
 
 constexpr std::size_t kHeaderSize = 512;
+constexpr std::size_t kHeadSize = 120;  // of an observation
 
 }  // namespace
 
@@ -35,6 +37,21 @@ std::optional<BrimroseLayout> ReadBrimroseLayout(InputFile& file) {
 
 bool BrimroseLayout::IsFinite() const {
   return std::isfinite(axis.first) && std::isfinite(axis.last) && std::isfinite(axis.spacing);
+}
+
+std::optional<BrimroseHead> ReadBrimroseHead(BlockReader& reader) {
+  const auto bytes = reader.Ahead(kHeadSize);
+  if (bytes.size() < kHeadSize) return std::nullopt;
+  ByteReader fields(bytes.first(kHeadSize));
+  BrimroseHead head{fields.I32(), {}};
+  head.sample = fields.Text(fields.remaining());
+  head.sample.resize(std::min(head.sample.find('\0'), head.sample.size()));
+  reader.Skip(kHeadSize);
+  return head;
+}
+
+std::uint64_t BrimroseLayout::ObservationSize() const {
+  return kHeadSize + static_cast<std::uint64_t>(axis.points) * sizeof(float);
 }
 
 std::uint64_t BrimroseLayout::Observation(int number) const {
