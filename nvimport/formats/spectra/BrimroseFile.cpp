@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <memory>
 #include <span>
 
 #include "nvimport/formats/spectra/BrimroseLayout.h"

@@ -3,10 +3,8 @@
 #include "nvimport/formats/spectra/GalacticSPCFile.h"
 
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <cmath>
-#include <memory>
 #include <numeric>
 
 #include "nvimport/formats/spectra/PointNames.h"

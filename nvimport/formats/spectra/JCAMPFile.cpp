@@ -167,6 +167,7 @@ struct JCAMPFile::Contents {
   std::optional<std::size_t> current;     // block
   std::optional<JCAMPData> reference;     // the series onto whose x values the others are brought
   bool unites_x = false;                  // a block of pairs is among the selected ones
+  std::size_t readable = 0;               // series before the first one that can't be read
 
   JCAMPData Get(Series one) const { return layout.Get(one.block, one.page); }
 };
@@ -351,16 +352,24 @@ int JCAMPFile::SelectJCAMPBlock(const std::vector<int>& positions) {
   return ChooseReference(none, choices);
 }
 
+// Finds what the selected series have in common.
 int JCAMPFile::CheckMultiSelection(const char*& prompt) {
   prompt = nullptr;
   bool& unites_x = contents_->unites_x = false;
+  std::size_t& readable = contents_->readable = 0;
+  axis_ = {};
   std::optional<JCAMPData> first;
-  for (const Series series : contents_->series) {
+  for (const Series& series : contents_->series) {
     const JCAMPData block = contents_->Get(series);
     if (several_files_ && rules_.only_xydata_of_several && block.data_class != JCAMPClass::kXYData)
       return kOnlyXYData;
     // Reading refuses the others.
     if (block.Problem() != kGood) continue;
+    // What precedes a block that can't be read is delivered before that fails.
+    if (&series == &contents_->series[readable]) {
+      if (readable++ == 0) axis_ = {block.Axis(), {}};
+      axis_.points = std::max(axis_.points, block.points);
+    }
     unites_x |= block.data_class == JCAMPClass::kPeakTable;
     if (!first) first = block;
     if (!first->SameX(block))
@@ -514,10 +523,10 @@ const char* JCAMPFile::GetWarningMessage() {
 }
 
 // Makes every x that occurs in the series before the first one that can't be read a point.
-int JCAMPFile::UniteX(std::size_t readable) {
+int JCAMPFile::UniteX() {
   // What the file's own length backs; spectra of repetitions can announce much more.
   constexpr double kBytesPerPair = 6;
-  const auto series = std::span(contents_->series).first(readable);
+  const auto series = std::span(contents_->series).first(contents_->readable);
   double announced = 0;
   for (const Series one : series) announced += contents_->Get(one).points;
   if (announced > static_cast<double>(kMostUnbacked) + contents_->layout.bytes / kBytesPerPair)
@@ -543,16 +552,7 @@ int JCAMPFile::EstablishSize() {
   if (layout.blocks.empty()) return Fail(kReadFailed);
   if (contents_->selected.empty())
     return Fail(contents_->offered.empty() ? kNoData : kNoneSelected);
-  // What precedes a block that can't be read is delivered before that fails.
-  std::size_t readable = 0;
-  axis_ = {};
-  for (; readable < series.size(); ++readable) {
-    const JCAMPData page = contents_->Get(series[readable]);
-    if (page.Problem() != kGood) break;
-    if (readable == 0) axis_ = {page.Axis(), {}};
-    axis_.points = std::max(axis_.points, page.points);
-  }
-  if (readable == 0) {
+  if (contents_->readable == 0) {
     const JCAMPData page =
         series.empty() ? layout.Get(contents_->selected.front()) : contents_->Get(series.front());
     return FailAt(page.Problem(), page.file, page.line);
@@ -563,7 +563,7 @@ int JCAMPFile::EstablishSize() {
         layout.most_points())
       return Fail(kNoSize);
   }
-  if (contents_->unites_x && UniteX(readable) != kGood) return status_;
+  if (contents_->unites_x && UniteX() != kGood) return status_;
   return SetSize(kFirstPointColumn - 1 + static_cast<std::uint64_t>(axis_.points),
                  series.size() + (x_row_ ? 2 : 1));
 }

@@ -89,7 +89,7 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   int ChooseReference(GivenOptions& given, OptionPairs& choices);
   int CheckMultiSelection(const char*& prompt);
   void Select(std::vector<int> numbers);
-  int UniteX(std::size_t readable);
+  int UniteX();
   template <typename Take>
   int ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take);
   int ReadBlock(const JCAMPData& page, int row, bool names_points, JCAMPPageReader& reader,

@@ -5,7 +5,6 @@
 
 #include "nvimport/formats/spectra/JCAMPLayout.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <climits>
