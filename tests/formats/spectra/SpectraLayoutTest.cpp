@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include <charconv>
 #include <string>
 #include <vector>
 
@@ -18,15 +18,19 @@ namespace nvimport {
 
 namespace {
 
-// "first to last by spacing: values", with the name in front; x values of its own in their place.
-template <typename Values>
-std::string Line(const std::string& name, const SpectrumAxis& axis, const Values& values) {
-  std::ostringstream line;
-  line.precision(17);
-  line << name << ' ' << axis.first << " to " << axis.last << " by " << axis.spacing << ":";
-  for (const double x : axis.values) line << " at " << x;
-  for (const double value : values) line << ' ' << value;
-  return line.str() + "\n";
+std::string Text(double number) {
+  char text[32];
+  return {text, std::to_chars(text, text + sizeof text, number).ptr};
+}
+
+// "name first to last by spacing: values", with the x values that a file lists before these.
+std::string Line(const std::string& name, const SpectrumAxis& axis,
+                 const std::vector<float>& values) {
+  std::string line =
+      name + " " + Text(axis.first) + " to " + Text(axis.last) + " by " + Text(axis.spacing) + ":";
+  for (const double x : axis.values) line += " at " + Text(x);
+  for (const float value : values) line += " " + Text(static_cast<double>(value));
+  return line + "\n";
 }
 
 std::vector<float> Floats(BlockReader& reader, int count) {
@@ -118,8 +122,7 @@ TEST(SpectraLayout, GivesTheSpectraOfAFile) {
   SpcFixture own_x{.flags = 0x44};
   own_x.AddOwnX({5, 3}, std::vector{1.F, 2.F}).AddOwnX({0.5}, std::vector{3.F});
   const std::string jcamp = JCAMPFixture{.first = "0.1", .last = "0.7"}.Bytes();
-  const std::string one =
-      "1 0.10000000000000001 to 0.69999999999999996 by 0.29999999999999999: 1 2 3\n";
+  const std::string one = "1 0.1 to 0.7 by 0.3: 1 2 3\n";
   const struct {
     const char* why;
     std::string (*read)(InputFile file, const std::string& path);
