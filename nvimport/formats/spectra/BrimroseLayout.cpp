@@ -6,7 +6,6 @@
 
 #include "nvimport/formats/spectra/BrimroseLayout.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "nvimport/platform/ByteReader.h"
@@ -43,9 +42,8 @@ std::optional<BrimroseHead> ReadBrimroseHead(BlockReader& reader) {
   const auto bytes = reader.Ahead(kHeadSize);
   if (bytes.size() < kHeadSize) return std::nullopt;
   ByteReader fields(bytes.first(kHeadSize));
-  BrimroseHead head{fields.I32(), {}};
-  head.sample = fields.Text(fields.remaining());
-  head.sample.resize(std::min(head.sample.find('\0'), head.sample.size()));
+  BrimroseHead head{fields.I32(), fields.Text(fields.remaining())};
+  head.sample = head.sample.substr(0, head.sample.find('\0'));
   reader.Skip(kHeadSize);
   return head;
 }

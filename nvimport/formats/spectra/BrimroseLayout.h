@@ -2,7 +2,7 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
+#include <string_view>
 
 #include "nvimport/formats/spectra/SpectrumAxis.h"
 #include "nvimport/platform/BlockReader.h"
@@ -28,8 +28,8 @@ std::optional<BrimroseLayout> ReadBrimroseLayout(InputFile& file);
 
 // What an observation begins with. Its values follow, as float32.
 struct BrimroseHead {
-  std::int32_t time = 0;  // in seconds since 1970 began
-  std::string sample;
+  std::int32_t time = 0;    // in seconds since 1970 began
+  std::string_view sample;  // good until more is read
 };
 
 // Reads the one that lies ahead and goes on to the values; none of a file that ends before.

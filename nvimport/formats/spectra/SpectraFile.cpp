@@ -48,7 +48,8 @@ bool SpectraFile::SetFloats(ReadSpreadSheetData& sink, int row, int first, int c
   if (from > to) return true;
   reader.Skip(static_cast<std::uint64_t>(from - first_column) * sizeof(float));
   return TakeStoredValues<float, std::endian::little>(
-      reader, to - from + 1, [&](int i, float value) { sink.Set(from + i, row, value); });
+      reader, to - from + 1,
+      [&sink, from, row](int i, float value) { sink.Set(from + i, row, value); });
 }
 
 void SpectraFile::Note(std::string_view text) const { Log::WriteNote(source_, text); }

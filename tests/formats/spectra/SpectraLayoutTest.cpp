@@ -48,7 +48,7 @@ std::string Brimrose(InputFile file, const std::string&) {
     reader.Begin(file, layout->Observation(i));
     const auto head = ReadBrimroseHead(reader);
     if (!head) return lines + "cut";
-    lines += Line(head->sample + std::to_string(head->time), {layout->axis, {}},
+    lines += Line(std::string(head->sample) + std::to_string(head->time), {layout->axis, {}},
                   Floats(reader, layout->axis.points));
   }
   return layout ? lines : "no header";
