@@ -512,7 +512,7 @@ std::string JCAMPFile::MessageOf(int status) const {
 
 void JCAMPFile::GetErrorMessage(char* buffer, unsigned int size) {
   const std::string text = MessageOf(status_);
-  if (text.empty()) return SpreadsheetFile::GetErrorMessage(buffer, size);
+  if (text.empty()) return SpectraFile::GetErrorMessage(buffer, size);
   const StatusText composed[] = {{status_, text.c_str()}};
   CopyText(composed, buffer, size);
   if (status_ == kOnlyXYData || status_ == kReferenceCancelled) several_files_ = false;
