@@ -3,7 +3,7 @@
 // objects are made here.
 
 #include "nvimport/formats/BuiltInFactories.h"
-#include "nvimport/framework/FormatRegistry.h"
+#include "nvimport/framework/ServedFormats.h"
 
 namespace nvimport {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "nvimport/framework/ServedFormats.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {

@@ -11,6 +11,7 @@
 #include "nvimport/framework/DLLReadSpreadSheetData.h"
 #include "nvimport/framework/DLLWriteSpreadSheetData.h"
 #include "nvimport/framework/OpenFiles.h"
+#include "nvimport/framework/ServedFormats.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 
 namespace nvimport {

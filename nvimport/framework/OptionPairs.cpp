@@ -1,11 +1,14 @@
 #include "nvimport/framework/OptionPairs.h"
 
+#include <algorithm>
 #include <charconv>
 #include <span>
 #include <system_error>
 
+#include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/ByteWriter.h"
+#include "nvimport/platform/Log.h"
 
 namespace nvimport {
 
@@ -82,6 +85,61 @@ std::vector<unsigned char> OptionPairs::Bytes() const {
   ByteWriter writer;
   writer.WriteBinaryString(text);
   return {writer.bytes().begin(), writer.bytes().end()};
+}
+
+NvImportOpenOptions* OptionPairs::NewRecord() const {
+  return SpreadsheetOpenOptions::NewOpenOptions(Bytes());
+}
+
+GivenOptions::GivenOptions(const char* source, const NvImportOpenOptions* options)
+    : source_(source) {
+  auto pairs = OptionPairs::Parse(options);
+  if (pairs)
+    pairs_ = *std::move(pairs);
+  else
+    Refuse("bytes", "the whole of them");
+}
+
+bool GivenOptions::TakeRange(std::string_view key, RangeChoice& range) {
+  const auto found = pairs_.FindRange(key);
+  range = found.value_or(RangeChoice{});
+  return found ? ok_ : Refuse(key, *Find(key));
+}
+
+bool GivenOptions::TakeNumbers(std::string_view key, std::vector<int>& numbers, int most) {
+  numbers.clear();
+  const auto text = Find(key);
+  if (!text) return ok_;
+  auto found = OptionPairs::Numbers(*text);
+  const auto is_one = [&](int number) { return number >= 1 && number <= most; };
+  if (!found || !std::ranges::all_of(*found, is_one)) return Refuse(key, *text);
+  numbers = *std::move(found);
+  return ok_;
+}
+
+bool GivenOptions::TakeWord(std::string_view key, const std::array<std::string_view, 2>& words,
+                            bool& second) {
+  const auto word = Find(key).value_or(words[0]);
+  second = word == words[1];
+  return second || word == words[0] ? ok_ : Refuse(key, word);
+}
+
+bool GivenOptions::Refuse(std::string_view key, std::string_view value) {
+  if (std::exchange(ok_, false)) LogRefusedOption(source_, key, value);
+  return false;
+}
+
+void LogRefusedOption(std::string_view source, std::string_view key, std::string_view value) {
+  Log::WriteMessage(source, "Open",
+                    "the options make no sense: " + std::string(key) + "=" + std::string(value),
+                    Log::kNormal);
+}
+
+void GiveChoices(std::vector<unsigned char> bytes, std::vector<unsigned char>& kept,
+                 NvImportOpenOptions* options) {
+  if (!TakesChoices(options)) return;
+  kept = std::move(bytes);
+  *options = {static_cast<int>(kept.size()), kept.data()};
 }
 
 }  // namespace nvimport

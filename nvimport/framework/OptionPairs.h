@@ -1,5 +1,8 @@
 #pragma once
 
+#include <array>
+#include <climits>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +19,9 @@ namespace nvimport {
 // order, the last of a key counts, and a reader looks only for those it knows.
 class NVIMPORT_API OptionPairs {
  public:
+  OptionPairs() = default;
+  OptionPairs(std::initializer_list<std::pair<std::string, std::string>> pairs) : pairs_(pairs) {}
+
   // The pairs of a record, none of a null or an empty one. No value when the bytes make no sense.
   static std::optional<OptionPairs> Parse(const NvImportOpenOptions* options);
 
@@ -23,6 +29,7 @@ class NVIMPORT_API OptionPairs {
   static std::optional<std::vector<int>> Numbers(std::string_view text);
   // The same the other way round.
   static std::string Join(const std::vector<int>& numbers);
+  static std::string Join(RangeChoice range) { return Join(std::vector{range.first, range.last}); }
 
   std::optional<std::string_view> Find(std::string_view key) const;
   // "first,last" from 1 on, a last one of 0 for the end; the whole without that key. No value when
@@ -30,16 +37,54 @@ class NVIMPORT_API OptionPairs {
   std::optional<RangeChoice> FindRange(std::string_view key) const;
   void Set(std::string_view key, std::string value);
 
+  bool empty() const { return pairs_.empty(); }
+
   // The bytes of a record.
   std::vector<unsigned char> Bytes() const;
+  // A record for the static GetImportOptions of readers, see SpreadsheetOpenOptions.
+  NvImportOpenOptions* NewRecord() const;
 
  private:
   std::vector<std::pair<std::string, std::string>> pairs_;
 };
 
+// The pairs that a reader is given, taken key by key. The first value that makes no sense is
+// logged, and fails this for good.
+class NVIMPORT_API GivenOptions {
+ public:
+  // `source` is the reader, which the log names.
+  GivenOptions(const char* source, const NvImportOpenOptions* options);
+
+  bool ok() const { return ok_; }
+
+  std::optional<std::string_view> Find(std::string_view key) const { return pairs_.Find(key); }
+
+  // Each takes the value of `key`, and returns ok(). Without that key the range is the whole, there
+  // are no numbers, which are from 1 to `most` else, and the first of two words is meant.
+  bool TakeRange(std::string_view key, RangeChoice& range);
+  bool TakeNumbers(std::string_view key, std::vector<int>& numbers, int most = INT_MAX);
+  bool TakeWord(std::string_view key, const std::array<std::string_view, 2>& words, bool& second);
+
+  // Fails for a value that makes no sense. Returns false.
+  bool Refuse(std::string_view key, std::string_view value);
+
+ private:
+  const char* source_;
+  OptionPairs pairs_;
+  bool ok_ = true;
+};
+
+// Tells the log of a value that makes no sense.
+NVIMPORT_API void LogRefusedOption(std::string_view source, std::string_view key,
+                                   std::string_view value);
+
 // True when a caller gave an empty record, which a reader fills with the choices made.
 inline bool TakesChoices(const NvImportOpenOptions* options) {
   return options != nullptr && options->size == 0 && options->data == nullptr;
 }
+
+// Fills such a record with `bytes`, which live in `kept` from then on.
+NVIMPORT_API void GiveChoices(std::vector<unsigned char> bytes, std::vector<unsigned char>& kept,
+                              NvImportOpenOptions* options);
 
 }  // namespace nvimport

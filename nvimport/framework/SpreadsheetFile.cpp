@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "nvimport/platform/Log.h"
+#include "nvimport/framework/OptionPairs.h"
 #include "nvimport/platform/NvApp.h"
 
 namespace nvimport {
@@ -74,9 +74,7 @@ int SpreadsheetFile::Fail(int status) {
 
 int SpreadsheetFile::RefuseOptions(std::string_view source, std::string_view key,
                                    std::string_view value) {
-  Log::WriteMessage(source, "Open",
-                    "the options make no sense: " + std::string(key) + "=" + std::string(value),
-                    Log::kNormal);
+  LogRefusedOption(source, key, value);
   return Fail(kInvalidOptions);
 }
 

@@ -1,22 +1,21 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
-#include <optional>
 
+#include "nvimport/formats/spectra/SpectraFile.h"
 #include "nvimport/framework/SprFileFactory.h"
-#include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
 
 namespace nvimport {
 
+struct BrimroseLayout;
 class BlockReader;
 
 // Brimrose near-infrared spectra: names in row 1, then an observation a row, with its sequence
 // number, its local time and its values from column 3 on.
-class NVIMPORT_API BrimroseFile : public SpreadsheetFile {
+class NVIMPORT_API BrimroseFile : public SpectraFile {
  public:
   BrimroseFile();
   ~BrimroseFile() override;
@@ -32,35 +31,18 @@ class NVIMPORT_API BrimroseFile : public SpreadsheetFile {
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   int Read(ReadSpreadSheetData* sink) override;
   void Close() override;
-  void GetErrorMessage(char* buffer, unsigned int size) override;
 
  protected:
   int EstablishSize() override;
 
  private:
-  struct Header {
-    double first = 0;  // wavelength
-    double last = 0;
-    double step = 0;
-    int points = 0;
-    int observations = 0;
-
-    bool IsFinite() const;
-    std::uint64_t ObservationSize() const;
-  };
-
-  // The header at the start of the file; none of a file that is too short for one.
-  static std::optional<Header> ReadMainHeader(InputFile& file);
-
   void MakeNameRow(ReadSpreadSheetData& sink) const;
-  int MakeDataRow(ReadSpreadSheetData& sink, int row);
+  int MakeDataRow(ReadSpreadSheetData& sink, int row, std::uint64_t file_size);
 
   RangeChoice rows_;
-  RangeChoice columns_;
   InputFile file_;
   std::unique_ptr<BlockReader> reader_;
-  std::uint64_t file_size_ = 0;
-  Header header_;
+  std::unique_ptr<BrimroseLayout> layout_;
 };
 
 class NVIMPORT_API BrimroseFileFactory final : public SprFileFactory {

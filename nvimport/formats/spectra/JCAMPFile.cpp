@@ -1,20 +1,22 @@
+// The sheet of JCAMP-DX blocks.
+
 #include "nvimport/formats/spectra/JCAMPFile.h"
 
 #include <algorithm>
+#include <climits>
+#include <cmath>
+#include <map>
 #include <memory>
 #include <optional>
-#include <span>
 #include <utility>
 
-#include "nvimport/formats/spectra/JCAMPBlocks.h"
 #include "nvimport/formats/spectra/JCAMPDate.h"
-#include "nvimport/formats/spectra/JCAMPLines.h"
-#include "nvimport/formats/spectra/JCAMPStatus.h"
+#include "nvimport/formats/spectra/JCAMPLayout.h"
+#include "nvimport/formats/spectra/JCAMPPages.h"
+#include "nvimport/formats/spectra/PointNames.h"
+#include "nvimport/formats/spectra/XUnion.h"
 #include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/OptionPairs.h"
-#include "nvimport/framework/SpreadsheetData.h"
-#include "nvimport/framework/SpreadsheetOpenOptions.h"
-#include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Paths.h"
@@ -77,15 +79,101 @@ constexpr const char* kPointsDiffer =
     "There is not the same number of data points in all data series. Data must be interpolated. "
     "Select data series to use for interpolation.";
 
+// What a host says of a JCAMPWarning, with %r for the values read and %e for those expected.
+constexpr const char* kWarnings[] = {
+    "",
+    "%lData seem to be missing in the file. Could only read %r y-values, but expected to read %e. "
+    "Continue with the import will cause incorrectly computed x-values, since the nominal spacing "
+    "between the x-values is calculated from the number of y-values.",
+    "%fThere seem to be more y-values in the file than specified by the '##NPOINTS'-label. "
+    "Continue with the import will cause incorrectly computed x-values, since the nominal spacing "
+    "between the x-values is calculated from the number of y-values.",
+    "%fY-value check failed on line %n. The remaining part of the dataset will be ignored.",
+};
+
 constexpr const char* kSource = "JCAMPFile";
+
+constexpr int kLabelColumn = 2;
+constexpr int kFirstPointColumn = 3;
 
 // A list of more blocks is made only when they have some bytes each: it would outgrow the file.
 constexpr std::size_t kMostOffered = 65536;
 constexpr double kLeastOffered = 64;
 
+// Sets the ordinates of a block in a row: n from 1, y scaled.
+struct Row {
+  ReadSpreadSheetData* sink;
+  int row;
+  float missing_value;
+
+  void operator()(int n, double y, bool missing) const {
+    if (missing && std::isnan(missing_value)) return;
+    sink->Set(kFirstPointColumn - 1 + n, row, missing ? missing_value : static_cast<float>(y));
+  }
+};
+
+// Brings them onto the x values of another block, point by point as they come.
+class Interpolator {
+ public:
+  Interpolator(Row row, SpectrumGrid own, SpectrumGrid wanted)
+      : row_(row), own_(own), wanted_(wanted), forward_(own.spacing >= 0) {
+    // The wanted points are walked in this block's direction.
+    const bool same_direction = forward_ == (wanted.spacing >= 0);
+    next_ = same_direction ? 1 : wanted.points;
+    step_ = same_direction ? 1 : -1;
+    // Ends that should meet may miss each other by what rounding does.
+    constexpr double kPart = 1e-6;
+    slack_ = kPart * std::fabs(own.spacing);
+  }
+
+  void operator()(int n, double y, bool missing) {
+    const double x = own_.X(n - 1);
+    for (; next_ >= 1 && next_ <= wanted_.points; next_ += step_) {
+      const double wanted = wanted_.X(next_ - 1);
+      const double beyond = forward_ ? wanted - x : x - wanted;
+      if (beyond > slack_) break;
+      if (n == 1 && beyond < -slack_) continue;
+      const bool on_point = beyond >= -slack_;
+      const double value =
+          on_point ? y : last_y_ + (y - last_y_) * (wanted - last_x_) / (x - last_x_);
+      row_(next_, value, missing || (!on_point && last_missing_));
+    }
+    last_x_ = x;
+    last_y_ = y;
+    last_missing_ = missing;
+  }
+
+ private:
+  Row row_;
+  SpectrumGrid own_;
+  SpectrumGrid wanted_;
+  bool forward_;
+  int next_;
+  int step_;
+  double slack_;
+  double last_x_ = 0;
+  double last_y_ = 0;
+  bool last_missing_ = false;
+};
+
 }  // namespace
 
-JCAMPFile::JCAMPFile(JCAMPRules rules) : rules_(rules), blocks_(JCAMPBlocks(rules)) {}
+struct JCAMPFile::Contents {
+  JCAMPLayout layout;
+  std::vector<std::size_t> offered;       // the blocks that can be chosen
+  std::vector<std::size_t> selected;      // those of them that were
+  std::vector<Series> series;             // of these
+  std::map<int, std::uint64_t> left_out;  // those that are left out instead, by problem
+  std::optional<std::size_t> current;     // block
+  std::optional<JCAMPData> reference;     // the series onto whose x values the others are brought
+  bool unites_x = false;                  // a block of pairs is among the selected ones
+  std::size_t readable = 0;               // series before the first one that can't be read
+
+  JCAMPData Get(Series one) const { return layout.Get(one.block, one.page); }
+};
+
+JCAMPFile::JCAMPFile(JCAMPRules rules)
+    : SpectraFile(kSource, kTexts, kFirstPointColumn), rules_(rules), contents_(Contents{}) {}
 
 JCAMPFile::JCAMPFile(const JCAMPFile& other) = default;
 
@@ -98,45 +186,94 @@ NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& optio
   if (!options.blocks.empty()) pairs.Set("blocks", OptionPairs::Join(options.blocks));
   if (options.reference > 0) pairs.Set("reference", std::to_string(options.reference));
   pairs.Set("xrow", options.x_row ? "1" : "0");
-  pairs.Set("columns", OptionPairs::Join({options.columns.first, options.columns.last}));
-  return SpreadsheetOpenOptions::NewOpenOptions(pairs.Bytes());
+  pairs.Set("columns", OptionPairs::Join(options.columns));
+  return pairs.NewRecord();
 }
 
 int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
-  if (status_ != kGood) return status_;
-  if (!read) return Fail(kWrongMode);
-  Close();
-  files_ = FileSelection::Split(path != nullptr ? path : "");
-  several_files_ = files_.size() > 1;
-  for (const std::string& file : files_) {
-    JCAMPLines lines(file.c_str(), LongestLine());
-    if (!lines.is_open()) return Fail(kNoFile);
-    if (const int status = blocks_->CheckFile(lines))
-      return FailAt(status, static_cast<int>(&file - files_.data()), lines.line());
-  }
-  for (std::size_t i = 0; i < blocks_->size(); ++i)
-    if (blocks_->IsOffered(i)) offered_.push_back(i);
-  // What only some rules find stands behind what all find, whose numbers are the same.
-  for (std::size_t i = 0; i < blocks_->size(); ++i)
-    if (blocks_->IsOfferedBesides(i)) offered_.push_back(i);
-  if (!rules_.npoints_is_right && CountPoints() != kGood) return status_;
-  CheckPages();
-  return SetOptions(options);
+  if (BeginOpen(read, path) != kGood || ReadLayout() != kGood) return status_;
+  GivenOptions given(kSource, options);
+  if (!given.TakeWord("xrow", {"0", "1"}, x_row_) || !given.TakeRange("columns", columns_))
+    return Fail(kInvalidOptions);
+  // Kept: the columns limit nothing but names, and those only of several files.
+  if (!several_files_) columns_ = {};
+  OptionPairs choices;
+  if (ChooseBlocks(given, choices) == kGood && ChooseReference(given, choices) == kGood)
+    GiveBack(choices, options);
+  return status_;
 }
 
 void JCAMPFile::Close() {
   files_.clear();
-  blocks_->Clear();
-  offered_.clear();
   several_files_ = false;
-  current_block_ = kNone;
+  *contents_ = {};
   current_file_ = -1;
-  reference_ = kNone;
-  unites_x_ = false;
-  union_x_.clear();
   warning_.clear();
-  choices_.clear();
-  SpreadsheetFile::Close();
+  SpectraFile::Close();
+}
+
+int JCAMPFile::ReadLayout() {
+  files_ = FileSelection::Split(path_);
+  several_files_ = files_.size() > 1;
+  JCAMPLayout& layout = contents_->layout;
+  for (const std::string& file : files_) {
+    JCAMPLines lines(file.c_str(), rules_.lines_of_255_characters);
+    if (!lines.is_open()) return Fail(kNoFile);
+    if (const int status = ReadJCAMPLayout(lines, rules_, layout))
+      return FailAt(status, static_cast<int>(&file - files_.data()), lines.line());
+  }
+  std::vector<std::size_t>& offered = contents_->offered;
+  offered.reserve(layout.blocks.size());
+  for (std::size_t i = 0; i < layout.blocks.size(); ++i)
+    if (layout.IsOffered(i)) offered.push_back(i);
+  // What only some rules find stands behind what all find, whose numbers are the same.
+  for (std::size_t i = 0; i < layout.blocks.size(); ++i)
+    if (layout.IsOfferedBesides(i)) offered.push_back(i);
+  if (!rules_.npoints_is_right && CountPoints() != kGood) return status_;
+  CheckPages();
+  return kGood;
+}
+
+// Counts the points where the labels don't.
+int JCAMPFile::CountPoints() {
+  JCAMPLayout& layout = contents_->layout;
+  JCAMPInput input(files_, rules_);
+  for (const std::size_t block : contents_->offered)
+    for (std::size_t page = 0; page < layout.Pages(block); ++page) {
+      JCAMPData data = layout.Get(block, page);
+      if (data.points > 0) continue;
+      data.points = static_cast<int>(std::clamp<double>(layout.points_left(), 0, INT_MAX));
+      if (data.Problem() != kGood) continue;
+      JCAMPLines* lines = input.Open(data.file);
+      if (lines == nullptr) return Fail(kNoFile);
+      JCAMPPageReader reader(data, rules_, *lines);
+      int points = 0;
+      // What ends it early is met again when the cells are read.
+      if (data.data_class == JCAMPClass::kXYData) {
+        reader.ReadXYData([&](int n, double, bool) { points = n; });
+      } else {
+        std::vector<JCAMPPair> pairs;
+        reader.ReadPeakTable(pairs);
+        points = static_cast<int>(std::min<std::size_t>(pairs.size(), INT_MAX));
+      }
+      layout.SetPoints(block, page, points);
+    }
+  return kGood;
+}
+
+// Of several pages those are read that have the axis of the first that can be.
+void JCAMPFile::CheckPages() {
+  JCAMPLayout& layout = contents_->layout;
+  for (const std::size_t block : contents_->offered) {
+    if (layout.Pages(block) == 1) continue;
+    const JCAMPData first = layout.FirstGood(block);
+    for (std::size_t page = 0; page < layout.Pages(block); ++page) {
+      const JCAMPData data = layout.Get(block, page);
+      if (data.form == JCAMPForm::kOrdinates && first.form == data.form &&
+          data.points != first.points)
+        layout.Page(block, page).problem = kNTuplesMet - kNoFile;
+    }
+  }
 }
 
 int JCAMPFile::FailAt(int status, int file, std::uint64_t line) {
@@ -145,74 +282,60 @@ int JCAMPFile::FailAt(int status, int file, std::uint64_t line) {
   return Fail(status);
 }
 
-int JCAMPFile::SetOptions(NvImportOpenOptions* options) {
-  const auto given = OptionPairs::Parse(options);
-  if (!given) return RefuseOptions(kSource, "bytes", "the whole of them");
-  OptionPairs choices;
-  if (SetLayout(*given) != kGood || ChooseBlocks(*given, choices) != kGood ||
-      ChooseReference(*given, choices) != kGood)
-    return status_;
-  if (TakesChoices(options) && (choices.Find("blocks") || choices.Find("reference"))) {
-    choices_ = choices.Bytes();
-    *options = {static_cast<int>(choices_.size()), choices_.data()};
-  }
-  return kGood;
-}
-
-int JCAMPFile::SetLayout(const OptionPairs& given) {
-  const auto x_row = given.Find("xrow").value_or("0");
-  if (x_row != "0" && x_row != "1") return RefuseOptions(kSource, "xrow", x_row);
-  x_row_ = x_row == "1";
-
-  const auto columns = given.FindRange("columns");
-  if (!columns) return RefuseOptions(kSource, "columns", *given.Find("columns"));
-  columns_ = *columns;
-  return kGood;
-}
-
-int JCAMPFile::ChooseBlocks(const OptionPairs& given, OptionPairs& choices) {
-  const std::size_t count = offered_.size();
-  std::vector<std::size_t> positions;
-  if (const auto text = given.Find("blocks")) {
-    for (const int number : OptionPairs::Numbers(*text).value_or(std::vector{0})) {
-      if (number < 1 || static_cast<std::size_t>(number) > count)
-        return RefuseOptions(kSource, "blocks", *text);
-      positions.push_back(static_cast<std::size_t>(number) - 1);
-    }
+int JCAMPFile::ChooseBlocks(GivenOptions& given, OptionPairs& choices) {
+  const std::vector<std::size_t>& offered = contents_->offered;
+  const std::size_t count = offered.size();
+  std::vector<int> numbers;  // from 1
+  if (!given.TakeNumbers("blocks", numbers, static_cast<int>(count))) return Fail(kInvalidOptions);
+  if (!numbers.empty()) {
+    // Nothing is left to ask.
   } else if (count == 1) {
-    positions = {0};
+    numbers = {1};
   } else if (count > kMostOffered &&
-             blocks_->bytes() / static_cast<double>(count) < kLeastOffered) {
-    Log::WriteNote(kSource, std::to_string(count) +
-                                " blocks with next to nothing in them are too many to choose from; "
-                                "the option blocks takes their numbers");
+             contents_->layout.bytes / static_cast<double>(count) < kLeastOffered) {
+    Note(
+        std::to_string(count) +
+        " blocks with next to nothing in them are too many to choose from; the option blocks takes "
+        "their numbers");
     return Fail(kCancelled);
   } else if (count > 1) {
-    ItemsQuestion question = Question(offered_);
+    ItemsQuestion question = Question(offered);
     question.kind = ItemsQuestion::Kind::kBlocks;
     for (std::size_t i = 0; i < count; ++i) question.usual.push_back(i);
     question.prompt = "Please select the data blocks you want to import.";
     auto choice = Dialogs::Current().SelectItems(question);
     if (!choice) return Fail(kCancelled);
-    positions = std::move(choice->items);
-    std::erase_if(positions, [&](std::size_t position) { return position >= count; });
-    std::ranges::sort(positions);
-    if (positions.empty()) return Fail(kNoneSelected);
-    std::vector<int> numbers;
-    numbers.reserve(positions.size());
-    for (const std::size_t position : positions) numbers.push_back(static_cast<int>(position) + 1);
+    std::ranges::sort(choice->items);
+    for (const std::size_t item : choice->items)
+      if (item < count) numbers.push_back(static_cast<int>(item) + 1);
+    if (numbers.empty()) return Fail(kNoneSelected);
     choices.Set("blocks", OptionPairs::Join(numbers));
   }
-  Select(positions);
+  Select(std::move(numbers));
   return kGood;
 }
 
-void JCAMPFile::Select(const std::vector<std::size_t>& positions) {
-  for (std::size_t i = 0; i < blocks_->size(); ++i) blocks_->Select(i, false);
-  for (const std::size_t position : positions) blocks_->Select(offered_[position], true);
-  const std::vector<std::size_t> selected = Selected();
-  current_block_ = selected.empty() ? kNone : selected.front();
-  union_x_.clear();
+// Selects these of the blocks offered, from 1, and their series.
+void JCAMPFile::Select(std::vector<int> numbers) {
+  std::ranges::sort(numbers);
+  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+  contents_->selected.clear();
+  contents_->series.clear();
+  contents_->left_out.clear();
+  for (const int number : numbers) {
+    const std::size_t block = contents_->offered[static_cast<std::size_t>(number) - 1];
+    contents_->selected.push_back(block);
+    for (std::size_t page = 0; page < contents_->layout.Pages(block); ++page) {
+      const Series series{static_cast<std::uint32_t>(block), static_cast<std::uint32_t>(page)};
+      const int problem = rules_.bad_blocks_refuse_files ? kGood : contents_->Get(series).Problem();
+      if (problem == kGood)
+        contents_->series.push_back(series);
+      else
+        ++contents_->left_out[problem];
+    }
+  }
+  contents_->current.reset();
+  if (!contents_->selected.empty()) contents_->current = contents_->selected.front();
   size_established_ = false;
 }
 
@@ -220,135 +343,134 @@ int JCAMPFile::SelectJCAMPBlock(int position) { return SelectJCAMPBlock(std::vec
 
 int JCAMPFile::SelectJCAMPBlock(const std::vector<int>& positions) {
   if (status_ != kGood) return status_;
-  std::vector<std::size_t> known;
+  std::vector<int> known;
   for (const int position : positions)
-    if (position >= 0 && position < GetNumJCAMPBlocks())
-      known.push_back(static_cast<std::size_t>(position));
+    if (position >= 0 && position < GetNumJCAMPBlocks()) known.push_back(position + 1);
   if (known.empty()) return Fail(kNoneSelected);
-  Select(known);
+  Select(std::move(known));
+  GivenOptions none(kSource, nullptr);
   OptionPairs choices;
-  return ChooseReference({}, choices);
+  return ChooseReference(none, choices);
 }
 
+// Finds what the selected series have in common.
 int JCAMPFile::CheckMultiSelection(const char*& prompt) {
   prompt = nullptr;
-  unites_x_ = false;
+  bool& unites_x = contents_->unites_x = false;
+  std::size_t& readable = contents_->readable = 0;
+  axis_ = {};
   std::optional<JCAMPData> first;
-  for (const Series series : SelectedSeries()) {
-    const JCAMPData block = Get(series);
+  for (const Series& series : contents_->series) {
+    const JCAMPData block = contents_->Get(series);
     if (several_files_ && rules_.only_xydata_of_several && block.data_class != JCAMPClass::kXYData)
       return kOnlyXYData;
     // Reading refuses the others.
-    if (Problem(block) != kGood) continue;
-    unites_x_ |= block.data_class == JCAMPClass::kPeakTable;
+    if (block.Problem() != kGood) continue;
+    // What precedes a block that can't be read is delivered before that fails.
+    if (&series == &contents_->series[readable]) {
+      if (readable++ == 0) axis_ = {block.Axis(), {}};
+      axis_.points = std::max(axis_.points, block.points);
+    }
+    unites_x |= block.data_class == JCAMPClass::kPeakTable;
     if (!first) first = block;
-    if (!SameX(*first, block))
+    if (!first->SameX(block))
       prompt = kXDiffers;
     else if (first->points != block.points && prompt == nullptr)
       prompt = kPointsDiffer;
   }
-  if (unites_x_) prompt = nullptr;
+  if (unites_x) prompt = nullptr;
   return kGood;
 }
 
-int JCAMPFile::ChooseReference(const OptionPairs& given, OptionPairs& choices) {
-  reference_ = kNone;
+int JCAMPFile::ChooseReference(GivenOptions& given, OptionPairs& choices) {
+  const std::vector<std::size_t>& offered = contents_->offered;
+  const std::vector<std::size_t>& selected = contents_->selected;
+  contents_->reference.reset();
   const char* prompt = nullptr;
   if (const int status = CheckMultiSelection(prompt)) return Fail(status);
-  std::size_t chosen = kNone;  // in the array
-  if (const auto text = given.Find("reference")) {
-    const auto number = OptionPairs::Numbers(*text);
-    if (!number || number->size() != 1 || number->front() < 1)
-      return RefuseOptions(kSource, "reference", *text);
-    if (prompt == nullptr) return kGood;
-    const auto position = static_cast<std::size_t>(number->front()) - 1;
-    if (position < offered_.size()) chosen = offered_[position];
-  } else if (prompt != nullptr) {
-    std::vector<std::size_t> selected;
-    for (const Series series : SelectedSeries())
-      if (selected.empty() || selected.back() != series.block) selected.push_back(series.block);
-    ItemsQuestion question = Question(selected);
+  std::optional<std::size_t> chosen;  // block
+  std::vector<int> numbers;
+  if (!given.TakeNumbers("reference", numbers) ||
+      (numbers.size() > 1 && !given.Refuse("reference", *given.Find("reference"))))
+    return Fail(kInvalidOptions);
+  if (prompt == nullptr) return kGood;
+  if (!numbers.empty()) {
+    const auto position = static_cast<std::size_t>(numbers.front()) - 1;
+    if (position < offered.size() && std::ranges::count(selected, offered[position]) > 0)
+      chosen = offered[position];
+  } else {
+    std::vector<std::size_t> blocks;
+    for (const Series series : contents_->series)
+      if (blocks.empty() || blocks.back() != series.block) blocks.push_back(series.block);
+    ItemsQuestion question = Question(blocks);
     question.kind = ItemsQuestion::Kind::kReference;
     question.prompt = prompt;
     question.only_one = true;
     question.usual = {0};
     const auto choice = Dialogs::Current().SelectItems(question);
     if (!choice) return Fail(kReferenceCancelled);
-    if (choice->items.size() == 1 && choice->items.front() < selected.size())
-      chosen = selected[choice->items.front()];
-  } else {
-    return kGood;
+    if (choice->items.size() == 1 && choice->items.front() < blocks.size())
+      chosen = blocks[choice->items.front()];
   }
-  if (chosen == kNone || !blocks_->IsSelected(chosen) || Problem(FirstGood(chosen)) != kGood)
-    return Fail(kIllegalSeries);
-  reference_ = chosen;
-  reference_data_ = FirstGood(chosen);
-  const auto position = std::ranges::find(offered_, chosen) - offered_.begin();
+  if (!chosen) return Fail(kIllegalSeries);
+  contents_->reference = contents_->layout.FirstGood(*chosen);
+  if (contents_->reference->Problem() != kGood) return Fail(kIllegalSeries);
+  const auto position = std::ranges::find(offered, *chosen) - offered.begin();
   choices.Set("reference", std::to_string(position + 1));
   return kGood;
 }
 
-std::vector<std::size_t> JCAMPFile::Selected() const {
-  std::vector<std::size_t> selected;
-  for (const std::size_t i : offered_)
-    if (blocks_->IsSelected(i)) selected.push_back(i);
-  return selected;
+int JCAMPFile::GetNumJCAMPBlocks() const { return static_cast<int>(contents_->offered.size()); }
+
+std::vector<std::string> JCAMPFile::GetJCAMPBlockList() const {
+  return Question(contents_->offered).items;
 }
-
-std::vector<JCAMPFile::Series> JCAMPFile::SelectedSeries(LeftOut* left_out) const {
-  std::vector<Series> selected;
-  for (const std::size_t block : Selected())
-    for (std::size_t page = 0; page < blocks_->Pages(block); ++page) {
-      const Series series{static_cast<std::uint32_t>(block), static_cast<std::uint32_t>(page)};
-      const int problem = LeavesOutBadBlocks() ? Problem(Get(series)) : kGood;
-      if (problem == kGood)
-        selected.push_back(series);
-      else if (left_out != nullptr)
-        ++(*left_out)[problem];
-    }
-  return selected;
-}
-
-int JCAMPFile::GetNumJCAMPBlocks() const { return static_cast<int>(offered_.size()); }
-
-std::vector<std::string> JCAMPFile::GetJCAMPBlockList() const { return Question(offered_).items; }
 
 ItemsQuestion JCAMPFile::Question(const std::vector<std::size_t>& blocks) const {
   ItemsQuestion question;
   question.title = "Select JCAMP Data Blocks";
   question.heading = several_files_ ? "File, datatype, size of dataset, title."
                                     : "Data type, size of dataset, title.";
-  for (const std::size_t block : blocks) question.items.push_back(Entry(Block(block)));
+  const JCAMPLayout& layout = contents_->layout;
+  for (const std::size_t number : blocks) {
+    const JCAMPData block = layout.Get(number);
+    question.items.push_back(FilePrefix(block.file) + layout.Text(block.data_type) + ", 1x" +
+                             std::to_string(block.points) + " obs, " + layout.Text(block.title));
+  }
   return question;
 }
 
-std::string JCAMPFile::FilePrefix(const JCAMPData& block) const {
-  if (!several_files_) return {};
-  return FileName(files_[static_cast<std::size_t>(block.file)]) + ", ";
+std::string JCAMPFile::FilePrefix(int file) const {
+  return several_files_ ? FileName(files_[static_cast<std::size_t>(file)]) + ", " : "";
 }
 
-std::string JCAMPFile::Entry(const JCAMPData& block) const {
-  return FilePrefix(block) + blocks_->Text(block.data_type) + ", 1x" +
-         std::to_string(block.points) + " obs, " + blocks_->Text(block.title);
+std::string JCAMPFile::RowLabel(Series series) const {
+  const JCAMPBlock& block = contents_->layout.blocks[series.block];
+  const std::string page = contents_->layout.PageName(series.block, series.page);
+  const std::string label = FilePrefix(block.file) + contents_->layout.Text(block.title);
+  if (page.empty()) return label.empty() ? "Y" : label;
+  return label.empty() ? page : label + ", " + page;
 }
 
 void JCAMPFile::GetTitle(char* title) const {
-  const std::string_view text =
-      current_block_ != kNone ? blocks_->Text(Block(current_block_).title) : "";
+  const auto current = contents_->current;
+  const JCAMPLayout& layout = contents_->layout;
+  const std::string_view text = current ? layout.Text(layout.blocks[*current].title) : "";
   constexpr std::size_t kMost = 255;
   title[text.copy(title, kMost)] = '\0';
 }
 
 const char* JCAMPFile::GetDateCreated(COleDateTime& date) const {
-  if (current_block_ == kNone) return "";
-  const char* text = blocks_->Text(Block(current_block_).date);
+  const auto current = contents_->current;
+  const JCAMPLayout& layout = contents_->layout;
+  const char* const text = current ? layout.Text(layout.blocks[*current].date) : "";
   const auto parsed = ParseJCAMPDate(text);
   if (!parsed) return "";
   date = *parsed;
   return text;
 }
 
-std::string JCAMPFile::Compose(std::string_view text) const {
+std::string JCAMPFile::Compose(std::string_view text, int read, int expected) const {
   const bool names_file = several_files_ && current_file_ >= 0;
   const std::string file =
       names_file
@@ -366,6 +488,12 @@ std::string JCAMPFile::Compose(std::string_view text) const {
         break;
       case 'l':
         if (names_file) composed += file + ", line " + std::to_string(line_) + ": ";
+        break;
+      case 'r':
+        composed += std::to_string(read);
+        break;
+      case 'e':
+        composed += std::to_string(expected);
         break;
       case 'n':
         composed += std::to_string(line_);
@@ -386,7 +514,7 @@ std::string JCAMPFile::MessageOf(int status) const {
 
 void JCAMPFile::GetErrorMessage(char* buffer, unsigned int size) {
   const std::string text = MessageOf(status_);
-  if (text.empty()) return SpreadsheetFile::GetErrorMessage(buffer, size);
+  if (text.empty()) return SpectraFile::GetErrorMessage(buffer, size);
   const StatusText composed[] = {{status_, text.c_str()}};
   CopyText(composed, buffer, size);
   if (status_ == kOnlyXYData || status_ == kReferenceCancelled) several_files_ = false;
@@ -396,14 +524,161 @@ const char* JCAMPFile::GetWarningMessage() {
   return status_ == kGood && JCAMPWarning() ? warning_.c_str() : nullptr;
 }
 
-void JCAMPFile::Warn(std::string_view text) {
-  if (only_sizes_ || std::exchange(has_warned_, true)) return;
-  std::string warning = Compose(text);
-  // Only one can be shown.
-  if (warning_.empty())
-    warning_ = std::move(warning);
-  else
-    Log::WriteNote(kSource, warning);
+// Makes every x that occurs in the series before the first one that can't be read a point.
+int JCAMPFile::UniteX() {
+  // What the file's own length backs; spectra of repetitions can announce much more.
+  constexpr double kBytesPerPair = 6;
+  const auto series = std::span(contents_->series).first(contents_->readable);
+  double announced = 0;
+  for (const Series one : series) announced += contents_->Get(one).points;
+  if (announced > static_cast<double>(kMostUnbacked) + contents_->layout.bytes / kBytesPerPair)
+    return Fail(kNoSize);
+  XUnion<double> all;
+  all.Reserve(static_cast<std::size_t>(announced));
+  JCAMPInput input(files_, rules_);
+  std::vector<JCAMPPair> pairs;
+  for (const Series one : series) {
+    const auto collect = [&](JCAMPPageReader& reader) { return reader.CollectPairs(pairs); };
+    if (ReadPage(contents_->Get(one), input, /*tells=*/false, collect) != kGood) return status_;
+    all.Add(pairs, [](const JCAMPPair& pair) { return pair.x; });
+  }
+  axis_.values = all.Take();
+  axis_.points = static_cast<int>(axis_.values.size());
+  return kGood;
+}
+
+int JCAMPFile::EstablishSize() {
+  if (status_ != kGood) return status_;
+  const JCAMPLayout& layout = contents_->layout;
+  const std::vector<Series>& series = contents_->series;
+  if (layout.blocks.empty()) return Fail(kReadFailed);
+  if (contents_->selected.empty())
+    return Fail(contents_->offered.empty() ? kNoData : kNoneSelected);
+  if (contents_->readable == 0) {
+    const JCAMPData page =
+        series.empty() ? layout.Get(contents_->selected.front()) : contents_->Get(series.front());
+    return FailAt(page.Problem(), page.file, page.line);
+  }
+  if (contents_->reference) {
+    axis_ = {contents_->reference->Axis(), {}};
+    if (static_cast<double>(axis_.points) * static_cast<double>(series.size()) >
+        layout.most_points())
+      return Fail(kNoSize);
+  }
+  if (contents_->unites_x && UniteX() != kGood) return status_;
+  return SetSize(kFirstPointColumn - 1 + static_cast<std::uint64_t>(axis_.points),
+                 series.size() + (x_row_ ? 2 : 1));
+}
+
+// Reads a page with `take`, which returns a status, and tells of what there is to tell.
+template <typename Take>
+int JCAMPFile::ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take) {
+  if (tells) current_file_ = page.file;
+  JCAMPLines* lines = input.Open(page.file);
+  if (lines == nullptr) return Fail(kNoFile);
+  JCAMPPageReader reader(page, rules_, *lines);
+  const int status = take(reader);
+  if (status == kReadFailed || (status != kGood && rules_.bad_blocks_refuse_files))
+    return FailAt(status, page.file, lines->line());
+  line_ = lines->line();
+  if (!tells) return kGood;
+  if (status != kGood)
+    Note("block \"" + std::string(contents_->layout.Text(page.title)) +
+         "\" was not delivered from line " + std::to_string(line_) + " on: " + MessageOf(status));
+  if (reader.warning() != JCAMPWarning::kNone && !std::exchange(has_warned_, true)) {
+    std::string warning =
+        Compose(kWarnings[static_cast<std::size_t>(reader.warning())], reader.read(), page.points);
+    // Only one can be shown.
+    if (warning_.empty())
+      warning_ = std::move(warning);
+    else
+      Note(warning);
+  }
+  return kGood;
+}
+
+int JCAMPFile::Read(ReadSpreadSheetData* sink) {
+  if (GetNumCols() < 0 || status_ != kGood) return status_;
+  warning_.clear();
+  sink->SetDataSize(num_cols_, num_rows_);
+  for (const auto& [problem, count] : contents_->left_out) {
+    const std::string reason =
+        problem == kIllegalValue ? "A label has an illegal value." : MessageOf(problem);
+    Log::WriteCount(kSource, count, "data block was not delivered: " + reason,
+                    "data blocks were not delivered: " + reason);
+  }
+  bool names_points = !contents_->unites_x && !contents_->reference;
+  if (!names_points && InitXValues(sink) != kGood) return status_;
+  JCAMPInput input(files_, rules_);
+  int row = x_row_ ? 2 : 1;
+  std::uint64_t further_pages = 0;
+  for (const Series series : contents_->series) {
+    const JCAMPData page = contents_->Get(series);
+    contents_->current = series.block;
+    if (series.page == 0) has_warned_ = false;
+    if (const int problem = page.Problem()) return FailAt(problem, page.file, page.line);
+    ++row;
+    const auto read = [&](JCAMPPageReader& reader) {
+      sink->Set(1, row, row - 1);
+      sink->Set(kLabelColumn, row, RowLabel(series).c_str());
+      return ReadBlock(page, row, std::exchange(names_points, false), reader, *sink);
+    };
+    if (ReadPage(page, input, /*tells=*/true, read) != kGood) return status_;
+    if (rules_.first_page_only) further_pages += static_cast<std::uint64_t>(page.pages) - 1;
+  }
+  Log::WriteCount(kSource, input.long_lines(),
+                  "line is longer than 255 characters, and the rest was not delivered",
+                  "lines are longer than 255 characters, and the rest was not delivered");
+  Log::WriteCount(kSource, further_pages, "further data page was not delivered",
+                  "further data pages were not delivered");
+  return kGood;
+}
+
+PointNames JCAMPFile::BeginNames(ReadSpreadSheetData& sink) const {
+  if (x_row_) sink.Set(kLabelColumn, 2, "X");
+  return {sink, "t ", columns_, 1, x_row_ ? 2 : 0};
+}
+
+int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
+  if (GetNumCols() < 0) return status_;
+  PointNames names = BeginNames(*sink);
+  if (contents_->unites_x) NamePoints(names, 0, axis_.points);
+  if (!contents_->reference) return kGood;
+  JCAMPInput input(files_, rules_);
+  return ReadPage(*contents_->reference, input, /*tells=*/false, [&](JCAMPPageReader& reader) {
+    return reader.ReadXYData([&](int n, double, bool missing) {
+      names.Put(kFirstPointColumn - 1 + n, NamedX(axis_, n, missing));
+    });
+  });
+}
+
+int JCAMPFile::ReadBlock(const JCAMPData& page, int row, bool names_points, JCAMPPageReader& reader,
+                         ReadSpreadSheetData& sink) const {
+  const Row cells{&sink, row, JCAMPPageReader::MissingValue(rules_)};
+  if (contents_->unites_x) {
+    std::vector<JCAMPPair> pairs;
+    const int status = reader.CollectPairs(pairs);
+    XPlaces places(axis_.values);
+    for (const JCAMPPair& pair : pairs) {
+      const std::size_t place = places.Next(pair.x);
+      if (place == axis_.values.size()) break;
+      cells(static_cast<int>(place) + 1, static_cast<double>(pair.y), std::isnan(pair.y));
+    }
+    return status;
+  }
+  const SpectrumGrid axis = page.Axis();
+  if (names_points) {
+    PointNames names = BeginNames(sink);
+    return reader.ReadXYData([&](int n, double y, bool missing) {
+      cells(n, y, missing);
+      names.Put(kFirstPointColumn - 1 + n, NamedX(axis, n, missing));
+    });
+  }
+  const std::optional<JCAMPData>& reference = contents_->reference;
+  if (!reference || (page.SameX(*reference) && page.points == reference->points))
+    return reader.ReadXYData(cells);
+  Interpolator interpolate(cells, axis, reference->Axis());
+  return reader.ReadXYData([&](int n, double y, bool missing) { interpolate(n, y, missing); });
 }
 
 JCAMPFileFactory::JCAMPFileFactory(JCAMPRules rules)

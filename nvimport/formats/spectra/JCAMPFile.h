@@ -2,15 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "nvimport/formats/spectra/JCAMPData.h"
 #include "nvimport/formats/spectra/JCAMPRules.h"
+#include "nvimport/formats/spectra/SpectraFile.h"
 #include "nvimport/framework/SprFileFactory.h"
-#include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Boxed.h"
 #include "nvimport/platform/COleDateTime.h"
 #include "nvimport/platform/Dialogs.h"
@@ -18,9 +16,10 @@
 
 namespace nvimport {
 
-class JCAMPBlocks;
-class JCAMPLines;
-class OptionPairs;
+class GivenOptions;
+class JCAMPInput;
+class JCAMPPageReader;
+struct JCAMPData;
 
 // What is imported of JCAMP-DX files, and how.
 struct JCAMPImportOptions {
@@ -32,7 +31,7 @@ struct JCAMPImportOptions {
 
 // JCAMP-DX spectra of one or several files: names in row 1, then a block a row with its number in
 // column 1, its title in column 2 and its points from column 3 on.
-class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
+class NVIMPORT_API JCAMPFile : public SpectraFile {
  public:
   // A reader with some of the kept rules of reading, at first with all.
   explicit JCAMPFile(JCAMPRules rules = {});
@@ -77,99 +76,48 @@ class NVIMPORT_API JCAMPFile : public SpreadsheetFile {
   int EstablishSize() override;
 
  private:
-  class BlockFile;
-  class Names;
-  struct Pair;
-  using Pairs = std::vector<Pair>;
-
-  // The x values of an XYDATA block; n counts from 1.
-  struct Grid {
-    double first = 0;
-    double step = 0;
-    int points = 0;
-    double X(int n) const { return first + (n - 1) * step; }
-  };
-
-  int SetOptions(NvImportOpenOptions* options);
-  int SetLayout(const OptionPairs& given);
-  int ChooseBlocks(const OptionPairs& given, OptionPairs& choices);
-  int ChooseReference(const OptionPairs& given, OptionPairs& choices);
-  int CheckMultiSelection(const char*& prompt);
-  void Select(const std::vector<std::size_t>& positions);
-
-  ItemsQuestion Question(const std::vector<std::size_t>& blocks) const;
-
-  // Positions in the array of blocks.
-  std::vector<std::size_t> Selected() const;
-
+  struct Contents;
   // What makes a row: a data page of a block, from 0.
   struct Series {
     std::uint32_t block;
     std::uint32_t page;
   };
-  // Those of the selected blocks, without those that are left out, which are counted by problem.
-  using LeftOut = std::map<int, std::uint64_t>;
-  std::vector<Series> SelectedSeries(LeftOut* left_out = nullptr) const;
-  void NoteLeftOut(const LeftOut& left_out) const;
-  bool LeavesOutBadBlocks() const { return !rules_.bad_blocks_refuse_files; }
+  int ReadLayout();
   int CountPoints();
   void CheckPages();
+  int ChooseBlocks(GivenOptions& given, OptionPairs& choices);
+  int ChooseReference(GivenOptions& given, OptionPairs& choices);
+  int CheckMultiSelection(const char*& prompt);
+  void Select(std::vector<int> numbers);
+  int UniteX();
+  template <typename Take>
+  int ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take);
+  int ReadBlock(const JCAMPData& page, int row, bool names_points, JCAMPPageReader& reader,
+                ReadSpreadSheetData& sink) const;
+  PointNames BeginNames(ReadSpreadSheetData& sink) const;
+  // The x that names the n-th point. Kept: a missing ordinate is named by what stands for it.
+  double NamedX(const SpectrumGrid& axis, int n, bool missing) const {
+    return missing && rules_.missing_as_minus_99 ? -99 : axis.X(n - 1);
+  }
 
-  JCAMPData Block(std::size_t block) const;
-  JCAMPData Get(Series series) const;
-  // The first page of a block that can be read, if any can.
-  JCAMPData FirstGood(std::size_t block) const;
+  ItemsQuestion Question(const std::vector<std::size_t>& blocks) const;
+  std::string FilePrefix(int file) const;
   std::string RowLabel(Series series) const;
-  std::string FilePrefix(const JCAMPData& block) const;
-  std::string Entry(const JCAMPData& block) const;
 
-  std::string Compose(std::string_view text) const;
+  std::string Compose(std::string_view text, int read = 0, int expected = 0) const;
   std::string MessageOf(int status) const;
-  std::size_t LongestLine() const;
-  // What a missing ordinate becomes, no number for a missing cell.
-  float MissingValue() const;
   int FailAt(int status, int file, std::uint64_t line);
-  void Warn(std::string_view text);
-
-  // Reading, in JCAMPFileRead.cpp. What reads a block returns a JCAMPStatus or 0.
-  static int Problem(const JCAMPData& block);
-  static Grid GridOf(const JCAMPData& block);
-  static bool SameX(const JCAMPData& a, const JCAMPData& b);
-  int UniteX(const std::vector<Series>& selected);
-  int ReadBlocks(ReadSpreadSheetData* sink);
-  int ReadBlock(Series series, int row, bool names_points, BlockFile& file,
-                ReadSpreadSheetData* sink);
-  // What data lines come to that end before a label or the end of the file, or with it.
-  int EndBlock(int status, const JCAMPData& block, const JCAMPLines& lines);
-  int EndData(const JCAMPLines& lines, bool at_label, int read, int expected);
-  int ReadPairs(const JCAMPData& block, int row, JCAMPLines& lines, ReadSpreadSheetData* sink);
-  template <typename Store>
-  int ReadXYData(const JCAMPData& block, JCAMPLines& lines, Store store);
-  int ReadPeakTable(const JCAMPData& block, JCAMPLines& lines, Pairs& pairs);
-  int CollectPairs(const JCAMPData& block, JCAMPLines& lines, Pairs& pairs);
-
-  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
   JCAMPRules rules_;
   std::vector<std::string> files_;
-  Boxed<JCAMPBlocks> blocks_;
-  std::vector<std::size_t> offered_;  // positions of those that can be chosen
   bool several_files_ = false;
-  std::size_t current_block_ = kNone;
+  bool x_row_ = false;
+  Boxed<Contents> contents_;
   // The file that is checked or read, -1 for none, and the line reached in it.
   int current_file_ = -1;
   std::uint64_t line_ = 0;
-
-  bool x_row_ = false;
-  RangeChoice columns_;
-  std::size_t reference_ = kNone;
-  JCAMPData reference_data_;
-  bool unites_x_ = false;        // a block of pairs is among the selected ones
-  std::vector<double> union_x_;  // then all of their x values, ascending
-  bool only_sizes_ = false;      // what is met will be told when the cells are read
-  bool has_warned_ = false;      // of the block that is read, or of a page before
+  bool has_warned_ = false;  // of the block that is read
   std::string warning_;
-  std::vector<unsigned char> choices_;
 };
 
 class NVIMPORT_API JCAMPFileFactory final : public SprFileFactory {

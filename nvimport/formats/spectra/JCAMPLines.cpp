@@ -1,14 +1,15 @@
 #include "nvimport/formats/spectra/JCAMPLines.h"
 
 #include <algorithm>
+#include <limits>
 #include <span>
 
 namespace nvimport {
 
-JCAMPLines::JCAMPLines(const char* path, std::size_t longest)
+JCAMPLines::JCAMPLines(const char* path, bool cuts_long_lines)
     : file_(path),
-      longest_(longest),
-      lines_(LineReader::End::kEither, longest,
+      longest_(cuts_long_lines ? 255 : std::numeric_limits<std::size_t>::max()),
+      lines_(LineReader::End::kEither, longest_,
              [this](std::span<char> into) { return file_.Read(into); }) {}
 
 void JCAMPLines::Seek(std::uint64_t position, std::uint64_t line) {

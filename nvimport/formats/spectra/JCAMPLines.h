@@ -14,9 +14,7 @@ namespace nvimport {
 // count, or all, and of those what stands before "$$", a comment.
 class JCAMPLines {
  public:
-  static constexpr std::size_t kLongest = 255;
-
-  explicit JCAMPLines(const char* path, std::size_t longest = kLongest);
+  explicit JCAMPLines(const char* path, bool cuts_long_lines = true);
   JCAMPLines(const JCAMPLines&) = delete;
   JCAMPLines& operator=(const JCAMPLines&) = delete;
 

@@ -2,21 +2,16 @@
 
 #include <array>
 #include <bit>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
-#include <span>
 
+#include "nvimport/formats/spectra/SpectraFile.h"
 #include "nvimport/framework/SprFileFactory.h"
-#include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
 
 namespace nvimport {
-
-class BlockReader;
 
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct NsasRules {
@@ -34,7 +29,7 @@ struct NsasRules {
 // NSAS near-infrared spectra of a DA file, with the constituents of the CN file beside it. Names in
 // row 1, the instrument in row 2, then a spectrum a row: its sequence number, number, name and time
 // in columns 1 to 4, its values from column 5 on, its constituents behind them.
-class NVIMPORT_API NsasFile : public SpreadsheetFile {
+class NVIMPORT_API NsasFile : public SpectraFile {
  public:
   // A reader with some of the kept rules of reading, at first with all.
   explicit NsasFile(NsasRules rules = {});
@@ -47,54 +42,25 @@ class NVIMPORT_API NsasFile : public SpreadsheetFile {
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   int Read(ReadSpreadSheetData* sink) override;
   void Close() override;
-  void GetErrorMessage(char* buffer, unsigned int size) override;
 
  protected:
   int EstablishSize() override;
 
  private:
-  using Name = std::array<char, 11>;
+  struct Spectra;
 
-  struct Header {
-    int model = 0;
-    int number = 0;
-    Name name{};
-    int points = 0;
-    int first = 0;    // wavelength
-    double step = 0;  // of wavelengths
-    int constituents = 0;
-    std::array<int, 6> time{};
-  };
-
-  static int GetHeaderInt(std::span<const char> bytes, std::size_t at);
-  static Name GetHeaderChar(std::span<const char> bytes, std::size_t at);
-
-  // Reads the header at the reader's place, goes on to the data, and compares it with the first.
-  // Returns a status.
-  int ReadDaHeader(Header& header);
-  bool CnFits(std::uint64_t records);
   int OpenCn();
   void NoteLeftOut() const;
-  int ReadCnHeader(ReadSpreadSheetData& sink);
-  template <typename Value>
-  void SetCell(ReadSpreadSheetData& sink, int column, int row, Value value) const;
+  int first_constituent_column() const { return first_point_column_ + axis_.points; }
   int MakeNameRow(ReadSpreadSheetData& sink);
   void MakeInfoRow(ReadSpreadSheetData& sink) const;
   int MakeValueRow(ReadSpreadSheetData& sink, int row);
-  int ReadSpectraValues(const Header& header, ReadSpreadSheetData& sink, int row);
-  int ReadConstituensValues(ReadSpreadSheetData& sink, int row);
+  bool ReadSpectraValues(const SpectrumGrid& axis, ReadSpreadSheetData& sink, int row);
 
   NsasRules rules_;
-  RangeChoice columns_;
   InputFile da_;
   InputFile cn_;
-  std::unique_ptr<BlockReader> da_reader_;
-  std::unique_ptr<BlockReader> cn_reader_;
-  std::uint64_t da_size_ = 0;
-  bool has_constituent_names_ = false;
-  std::optional<Header> first_record_;
-  int first_ = 0;  // wavelength, of all spectra
-  int points_ = 0;
+  std::unique_ptr<Spectra> spectra_;
   std::int64_t left_out_ = 0;
   bool is_damaged_ = false;
   bool leaves_out_cn_ = false;

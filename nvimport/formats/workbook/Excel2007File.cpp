@@ -119,10 +119,7 @@ int Excel2007File::ChooseSheets(NvImportOpenOptions* options) {
     if (!selection) return Fail(is_stored ? kInvalidOptions : kCancelled);
     *selection_ = *std::move(selection);
   }
-  if (TakesChoices(options)) {
-    options_ = selection_->Bytes();
-    *options = {static_cast<int>(options_.size()), options_.data()};
-  }
+  GiveChoices(selection_->Bytes(), options_, options);
   return kGood;
 }
 

@@ -24,7 +24,6 @@
 #include "nvimport/formats/workbook/SheetSelection.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/platform/ByteReader.h"
-#include "nvimport/platform/ByteWriter.h"
 #include "nvimport/platform/CodePages.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/Utf16.h"
@@ -203,11 +202,7 @@ void ExcelFile::Close() {
 int ExcelFile::OpenSingleSheet(NvImportOpenOptions* options) {
   book_->is_sheet_alone = true;
   if (const int status = IsWorksheet(0, sheets_[0]); status != kGood) return Fail(status);
-  if (TakesChoices(options)) {
-    ByteWriter writer;
-    writer.WriteFourBytes(0);
-    StoreBytes({writer.bytes().begin(), writer.bytes().end()}, options);
-  }
+  GiveChoices({0, 0, 0, 0}, options_, options);  // the position of the only sheet
   return kGood;
 }
 
@@ -378,7 +373,7 @@ int ExcelFile::GetSheet(NvImportOpenOptions* options) {
     }
     *selection_ = *std::move(selection);
   }
-  if (TakesChoices(options)) StoreBytes(selection_->Bytes(), options);
+  GiveChoices(selection_->Bytes(), options_, options);
   return kGood;
 }
 
@@ -387,11 +382,6 @@ std::optional<SheetSelection> ExcelFile::Ask() const {
   for (std::size_t i = 1; i < sheets_.size(); ++i)
     offered.push_back({sheets_[i].name, sheets_[i].columns, sheets_[i].rows});
   return SheetSelection::Ask(offered);
-}
-
-void ExcelFile::StoreBytes(std::vector<unsigned char> bytes, NvImportOpenOptions* options) {
-  options_ = std::move(bytes);
-  *options = {static_cast<int>(options_.size()), options_.data()};
 }
 
 int ExcelFile::GetWorksheets(std::vector<std::string>& names) const {

@@ -136,7 +136,6 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   void MeasureSheet(Sheet& sheet);
   int GetSheet(NvImportOpenOptions* options);
   std::optional<SheetSelection> Ask() const;
-  void StoreBytes(std::vector<unsigned char> bytes, NvImportOpenOptions* options);
 
   std::unique_ptr<ExcelWorkbook> book_;
   std::vector<Sheet> sheets_ = std::vector<Sheet>(1);  // entry 0 is the stream itself

@@ -1,0 +1,563 @@
+// A JCAMP-DX file is lines of text. A line "##LABEL= value" gives a label, whose blanks, slashes,
+// hyphens, underscores and case don't matter; other lines continue the one before. A block begins
+// with TITLE and ends with END; a block of the data type LINK holds others between. A data label
+// (XYDATA, PEAKTABLE, ...) names the form of the lines of numbers that follow it.
+
+#include "nvimport/formats/spectra/JCAMPLayout.h"
+
+#include <array>
+#include <bit>
+#include <climits>
+#include <cmath>
+#include <iterator>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "nvimport/formats/spectra/JCAMPLines.h"
+#include "nvimport/formats/spectra/JCAMPStatus.h"
+#include "nvimport/platform/NumberText.h"
+
+namespace nvimport {
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t\v\f";
+
+std::string_view Deblank(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+char Upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// A label or a value of a closed set, its case and the characters that don't count taken away up to
+// the first equals sign, which ends it.
+class Stripped {
+ public:
+  explicit Stripped(std::string_view text) {
+    for (const char c : text) {
+      if (kIgnored.find(c) != std::string_view::npos) continue;
+      characters_[length_++] = Upper(c);
+      if (c == '=' || length_ == characters_.size()) break;
+    }
+  }
+  std::string_view text() const { return {characters_.data(), length_}; }
+
+ private:
+  static constexpr std::string_view kIgnored = " \t\v\f\\/_-";
+  std::array<char, 256> characters_;
+  std::size_t length_ = 0;
+};
+
+JCAMPClass ClassOf(JCAMPForm form) {
+  if (form == JCAMPForm::kUnknown) return JCAMPClass::kUnknown;
+  return form == JCAMPForm::kOrdinates ? JCAMPClass::kXYData : JCAMPClass::kPeakTable;
+}
+
+// A number with what follows it after a blank left out. A decimal comma will do.
+std::optional<double> LabelNumber(std::string_view value) {
+  value = value.substr(0, value.find_first_of(kBlanks));
+  return ParseNumber(value, value.find(',') != std::string_view::npos ? ',' : '.');
+}
+
+// The part of a list that has this number, from 0.
+std::string_view PartOf(std::string_view list, std::size_t number) {
+  for (; number > 0; --number) {
+    const std::size_t comma = list.find(',');
+    if (comma == std::string_view::npos) return {};
+    list.remove_prefix(comma + 1);
+  }
+  return Deblank(list.substr(0, list.find(',')));
+}
+
+// Reads the labels of a file.
+class JCAMPLabels {
+ public:
+  JCAMPLabels(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout)
+      : lines_(lines), rules_(rules), layout_(layout) {}
+
+  int CheckFile() {
+    Restart(layout_.blocks.size());
+    layout_.bytes += static_cast<double>(lines_.size());
+
+    std::string_view line;
+    do {
+      if (!lines_.Next(line)) return lines_.failed() ? kReadFailed : kNotJCAMP;
+    } while (Deblank(line).empty());
+    if (Stripped(line).text() != "##TITLE=") return kNotJCAMP;
+    const std::size_t indentation = line.find('#');
+    if (indentation > 0 && !rules_.labels_begin_lines) {
+      lines_.IgnoreIndentation();
+      is_indented_ = true;
+      line.remove_prefix(indentation);
+    }
+    if (const int status = ReadLabels(line)) return status;
+    CloseBlock();
+    ++layout_.files;
+    if (lines_.failed()) return kReadFailed;
+    return open_titles_ != 0 ? Uneven() : 0;
+  }
+
+ private:
+  // What a label does, and the habit under which it does nothing but refuse the file, with a status
+  // above 0.
+  struct Rule {
+    std::string_view label;
+    int (JCAMPLabels::*take)(std::string_view value);
+    bool JCAMPRules::*habit = nullptr;
+    int refusal = 0;
+  };
+
+  // What the lines below a data label hold, by what stands behind its equals sign.
+  struct Form {
+    JCAMPForm lines = JCAMPForm::kOrdinates;
+    std::string_view abscissa = "X";
+    std::string_view ordinate = "Y";
+    bool JCAMPRules::*habit = nullptr;  // which makes it none that is known
+  };
+
+  // Of n-tuples: what their labels list.
+  enum Variable : std::size_t { kSymbol, kSize, kFirst, kLast, kFactor, kVariables };
+
+  // The rule of a label. Other labels are accepted and tell nothing.
+  static const Rule* FindRule(std::string_view label) {
+    using L = JCAMPLabels;
+    using N = JCAMPNumbers;
+    using R = JCAMPRules;
+    static constexpr Rule kRules[] = {
+        {"##TITLE=", &L::TakeTitle},
+        {"##DATATYPE=", &L::TakeDataType},
+        {"##DATACLASS=", &L::TakeDataClass},
+        {"##BLOCKS=", &L::TakeBlocks},
+        {"##FIRSTX=", &L::TakeNumber<&N::first_x>},
+        {"##LASTX=", &L::TakeNumber<&N::last_x>},
+        {"##DELTAX=", &L::TakeNumber<&N::delta_x>},
+        {"##XFACTOR=", &L::TakeFactor<&N::x_factor>},
+        {"##YFACTOR=", &L::TakeFactor<&N::y_factor>},
+        {"##BINARY=", &L::TakeBinary},
+        {"##NPOINTS=", &L::TakePoints},
+        {"##END=", &L::TakeEnd},
+        {"##XYDATA=", &L::TakeForm},
+        {"##DATATABLE=", &L::TakeForm},
+        {"##PEAKTABLE=", &L::TakeForm},
+        {"##XYPOINTS=", &L::TakeForm},
+        {"##PAGE=", &L::TakePage},
+        {"##DATE=", &L::TakeDate},
+        {"##TIME=", &L::TakeTime},
+        {"##RADATA=", &L::TakeForm, &R::no_ra_data, kRADataMet},
+        {"##FIRSTR=", &L::TakeNumber<&N::first_x>, &R::no_ra_data},
+        {"##LASTR=", &L::TakeNumber<&N::last_x>, &R::no_ra_data},
+        {"##DELTAR=", &L::TakeNumber<&N::delta_x>, &R::no_ra_data},
+        {"##AFACTOR=", &L::TakeFactor<&N::y_factor>, &R::no_ra_data},
+        {"##XYPAIRS=", &L::TakeForm, &R::no_other_pairs, kXYPairsMet},
+        {"##ASSIGNMENTS=", &L::TakeForm, &R::no_other_pairs, kAssignmentsMet},
+        {"##PEAKASSIGNMENTS=", &L::TakeForm, &R::no_other_pairs, kAssignmentsMet},
+        {"##SYMBOL=", &L::TakeVariable<L::kSymbol>, &R::no_ntuples},
+        {"##VARDIM=", &L::TakeVariable<L::kSize>, &R::no_ntuples},
+        {"##FIRST=", &L::TakeVariable<L::kFirst>, &R::no_ntuples},
+        {"##LAST=", &L::TakeVariable<L::kLast>, &R::no_ntuples},
+        {"##FACTOR=", &L::TakeVariable<L::kFactor>, &R::no_ntuples},
+    };
+
+    const auto* const rule = std::ranges::find(kRules, label, &Rule::label);
+    return rule == std::end(kRules) ? nullptr : rule;
+  }
+
+  // Reads the labels from `line` on to the end of the file.
+  int ReadLabels(std::string_view line) {
+    const std::size_t before = layout_.blocks.size();
+    do {
+      if (!line.starts_with("##")) continue;
+      // Blocks are numbered as where indented labels are none: they don't stand before others.
+      if (is_indented_ && !lines_.indented() && Stripped(line).text() == "##TITLE=") {
+        lines_.RespectIndentation();
+        Restart(before);
+      }
+      const int status = ReadLabel(line);
+      if (RefusesFileFor(status)) return status;
+      // The block can't be read for it, or it is one of the labels that might as well not be there.
+      if (status != 0 && status != kNoValue && status != kFreeText && status != kIllegalPoints)
+        block_.problem = static_cast<std::uint8_t>(status - kNoFile);
+    } while (lines_.Next(line));
+    return 0;
+  }
+
+  int ReadLabel(std::string_view line) {
+    const std::size_t equals = line.find('=');
+    const Stripped label(line);
+    if (equals == std::string_view::npos) {
+      if (Uneven() != 0) return kNoEqualsSign;
+      return label.text() == "##END" ? TakeEnd({}) : 0;
+    }
+    const Rule* const rule = FindRule(label.text());
+    if (rule == nullptr) return 0;
+    if (rule->habit != nullptr && rules_.*rule->habit) return rule->refusal;
+    std::string_view value = line.substr(equals + 1);
+    if (rule->take == &JCAMPLabels::TakeForm || rule->take == &JCAMPLabels::TakePage)
+      return ReadPageLabel(*rule, Deblank(value));
+    if (rule->take == &JCAMPLabels::TakeTitle && !rules_.comments_in_titles) {
+      value = lines_.WithComment();
+      value.remove_prefix(value.find('=') + 1);
+    }
+    return (this->*rule->take)(Deblank(value));
+  }
+
+  int ReadPageLabel(const Rule& rule, std::string_view value) {
+    if (rule.take == &JCAMPLabels::TakePage) {
+      if (!rules_.first_page_only) {
+        page_begins_ = true;
+        if (const int status = Keep(value, next_page_.name)) return status;
+      }
+      // A page that says only which one it is leaves its lines to the data label that follows.
+      if (lines_.NextBeginsWith('#')) return 0;
+    }
+    const Stripped form(value);
+    const int status = (this->*rule.take)(form.text());
+    AddPage(form.text(), status);
+    if (RefusesFileFor(status)) return status;
+    lines_.SkipToLabel();
+    return 0;
+  }
+
+  std::optional<Form> FindForm(std::string_view text) const {
+    const auto unless = [&](Form form) {
+      return form.habit != nullptr && rules_.*form.habit ? std::nullopt : std::optional(form);
+    };
+    if (text == "(X++(Y..Y))" || text == "XYDATA") return Form{};
+    if (text.starts_with("(XY..XY)")) return Form{JCAMPForm::kPairs};
+    if (!text.starts_with('(')) return std::nullopt;
+    text.remove_prefix(1);
+    if (const std::size_t end = text.find("++("); end != std::string_view::npos) {
+      Form form{JCAMPForm::kOrdinates, text.substr(0, end)};
+      text.remove_prefix(end + 3);
+      form.ordinate = text.substr(0, text.find(".."));
+      const bool is_xy = form.abscissa == "X" && form.ordinate == "Y";
+      const bool is_ra = form.abscissa == "R" && form.ordinate == "A";
+      form.habit = is_xy   ? &JCAMPRules::forms_are_exact
+                   : is_ra ? &JCAMPRules::no_ra_data
+                           : &JCAMPRules::no_ntuples;
+      return unless(form);
+    }
+    const std::string_view names = text.substr(0, text.find_first_of(".)"));
+    if (!names.starts_with("XY")) return std::nullopt;
+    Form form{JCAMPForm::kPairs, "X", "Y", &JCAMPRules::no_other_pairs};
+    if (names.ends_with('A'))
+      form.lines = JCAMPForm::kGroups;
+    else if (names.size() == 3)
+      form.lines = JCAMPForm::kTriples;
+    else if (names.size() > 3)
+      return std::nullopt;
+    return unless(form);
+  }
+
+  void AddPage(std::string_view text, int problem) {
+    const bool is_first = block_.pages++ == 0;
+    if (!is_first && !layout_.all_pages) return;
+    JCAMPPage page = std::exchange(next_page_, {});
+    page_begins_ = false;
+    page.position = lines_.Position();
+    page.line = lines_.line();
+    page.problem = static_cast<std::uint8_t>(problem != 0 ? problem - kNoFile : 0);
+    JCAMPNumbers numbers = numbers_;
+    if (const auto form = FindForm(text)) {
+      page.form = form->lines;
+      TakeVariables(*form, numbers, page.points);
+    }
+    if (is_first) {
+      block_.first_page = static_cast<std::uint32_t>(layout_.pages.size());
+      if (page.points > 0) block_.points = page.points;
+      numbers_ = numbers;
+    }
+    const auto same = [](double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); };
+    // Where the first page has pairs every x has its column anyway.
+    if (!is_first && page.form == JCAMPForm::kOrdinates &&
+        layout_.pages[block_.first_page].form == JCAMPForm::kOrdinates &&
+        (!same(numbers.first_x, numbers_.first_x) || !same(numbers.last_x, numbers_.last_x)))
+      page.problem = kNTuplesMet - kNoFile;
+    if (numbers.x_factor != numbers_.x_factor || numbers.y_factor != numbers_.y_factor)
+      page.numbers = KeepNumbers(numbers);
+    layout_.pages.push_back(page);
+  }
+
+  // What the lists of n-tuples say of the variables of a page.
+  void TakeVariables(const Form& form, JCAMPNumbers& numbers, int& points) const {
+    const std::string_view symbols = variables_[kSymbol];
+    const auto find = [&](std::string_view name) {
+      std::size_t number = 0;
+      for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)).text() != name; ++number) {
+        const std::size_t comma = rest.find(',');
+        if (comma == std::string_view::npos) return symbols.size();
+        rest.remove_prefix(comma + 1);
+      }
+      return number;
+    };
+    const std::size_t x = find(form.abscissa);
+    const std::size_t y = find(form.ordinate);
+    const auto value = [&](std::size_t variable, std::size_t number, double otherwise) {
+      return LabelNumber(PartOf(variables_[variable], number)).value_or(otherwise);
+    };
+    numbers.first_x = value(kFirst, x, numbers.first_x);
+    numbers.last_x = value(kLast, x, numbers.last_x);
+    numbers.y_factor = value(kFactor, y, numbers.y_factor);
+    if (form.lines != JCAMPForm::kOrdinates) numbers.x_factor = value(kFactor, x, numbers.x_factor);
+    const double size = value(kSize, x, 0);
+    if (points > 0 || !(size >= 1) || size > layout_.points_left()) return;
+    points = static_cast<int>(std::min<double>(size, INT_MAX));
+    layout_.points += points;
+  }
+
+  // Begins with the file anew, of which no block counts so far.
+  void Restart(std::size_t blocks) {
+    layout_.blocks.resize(blocks);
+    is_indented_ = false;
+    OpenBlock();
+    in_block_ = false;
+    titles_ = ends_ = 0;
+    open_titles_ = 0;
+  }
+
+  void OpenBlock() {
+    block_ = {};
+    block_.is_indented = is_indented_;
+    block_.file = layout_.files;
+    in_block_ = true;
+    numbers_ = {};
+    next_page_ = {};
+    page_begins_ = false;
+    for (std::string& variable : variables_) variable.clear();
+  }
+
+  void CloseBlock() {
+    if (!in_block_) return;
+    if (block_.pages > 0) block_.numbers = KeepNumbers(numbers_);
+    layout_.blocks.push_back(block_);
+  }
+
+  // Blocks alike share theirs. The first of all are the defaults.
+  std::uint32_t KeepNumbers(const JCAMPNumbers& numbers) {
+    using Bits = std::array<std::uint64_t, sizeof(JCAMPNumbers) / sizeof(double)>;
+    if (layout_.numbers.size() == 1 ||
+        std::bit_cast<Bits>(numbers) != std::bit_cast<Bits>(layout_.numbers.back()))
+      layout_.numbers.push_back(numbers);
+    return static_cast<std::uint32_t>(layout_.numbers.size() - 1);
+  }
+
+  int Keep(std::string_view text, std::uint32_t& offset) {
+    offset = 0;
+    if (text.empty()) return 0;
+    if (layout_.texts.size() > std::numeric_limits<std::uint32_t>::max()) return kReadFailed;
+    offset = static_cast<std::uint32_t>(layout_.texts.size());
+    layout_.texts.append(text) += '\0';
+    return 0;
+  }
+
+  bool RefusesFileFor(int status) const {
+    return status != 0 && (rules_.bad_blocks_refuse_files || status == kReadFailed);
+  }
+
+  // What a count of titles and ends that don't match comes to.
+  int Uneven() const { return rules_.ends_match_titles ? kUnevenTitles : 0; }
+
+  // What the value of a label does; each returns a status.
+
+  int TakeTitle(std::string_view value) {
+    if (titles_ == ends_) titles_ = ends_ = 0;
+    if (titles_ == 0 || ends_ > 0) {
+      CloseBlock();
+      OpenBlock();
+    }
+    ++titles_;
+    ++open_titles_;
+    // Kept: the first block within a link takes over the link's record.
+    return Keep(value, block_.title);
+  }
+
+  int TakeEnd(std::string_view) {
+    ++ends_;
+    return --open_titles_ < 0 ? Uneven() : 0;
+  }
+
+  int TakeDataType(std::string_view value) {
+    if (const int status = Keep(value, block_.data_type)) return status;
+    if (value == "LINK")
+      block_.data_class = JCAMPClass::kLink;
+    else
+      for (std::size_t i = 0; i < value.size(); ++i)
+        layout_.texts[block_.data_type + i] = i == 0 ? Upper(value[i]) : Lower(value[i]);
+    return 0;
+  }
+
+  int TakeDataClass(std::string_view value) {
+    constexpr struct {
+      std::string_view name;
+      JCAMPClass data_class;
+    } kNames[] = {{"XYDATA", JCAMPClass::kXYData},           {"RADATA", JCAMPClass::kRAData},
+                  {"XYPOINTS", JCAMPClass::kXYPoints},       {"PEAKTABLE", JCAMPClass::kPeakTable},
+                  {"ASSIGNMENTS", JCAMPClass::kAssignments}, {"NTUPLES", JCAMPClass::kNTuples}};
+    const Stripped name(value);
+    block_.data_class = JCAMPClass::kUnknown;
+    for (const auto& known : kNames)
+      if (name.text() == known.name) block_.data_class = known.data_class;
+    return 0;
+  }
+
+  int TakeBlocks(std::string_view value) {
+    if (value.empty()) return kNoValue;
+    if (block_.data_class != JCAMPClass::kLink) return kFreeText;
+    return LabelNumber(value) ? 0 : kIllegalValue;
+  }
+
+  template <double JCAMPNumbers::*kMember>
+  int TakeNumber(std::string_view value) {
+    if (value.empty()) return kNoValue;
+    const auto number = LabelNumber(value);
+    if (!number) return kIllegalValue;
+    numbers_.*kMember = *number;
+    return 0;
+  }
+
+  template <double JCAMPNumbers::*kMember>
+  int TakeFactor(std::string_view value) {
+    const int status = TakeNumber<kMember>(value);
+    return status == 0 && numbers_.*kMember == 0 ? kIllegalValue : status;
+  }
+
+  int TakePoints(std::string_view value) {
+    if (value.empty()) return kNoValue;
+    constexpr double kMostFraction = 1e-30;
+    const auto number = ParseNumber(value.substr(0, value.find_first_of(kBlanks)));
+    if (!number || *number < 1 || *number > INT_MAX ||
+        *number - std::floor(*number) > kMostFraction)
+      return kIllegalPoints;
+    const bool is_of_page = block_.pages > 0 && page_begins_;
+    int& points = is_of_page ? next_page_.points : block_.points;
+    const double more = *number - std::max(points, 0);
+    if (more > layout_.points_left()) return kIllegalPoints;
+    layout_.points += more;
+    points = static_cast<int>(*number);
+    return 0;
+  }
+
+  int TakeDate(std::string_view value) { return block_.date == 0 ? Keep(value, block_.date) : 0; }
+
+  int TakeTime(std::string_view value) {
+    constexpr std::size_t kLongestDate = 12;
+    const std::string date = layout_.Text(block_.date);
+    if (date.empty()) return Keep(value, block_.date);
+    return date.size() < kLongestDate ? Keep(date + ' ' + std::string(value), block_.date) : 0;
+  }
+
+  int TakeForm(std::string_view form) {
+    const auto known = FindForm(form);
+    if (form == "(XA)" || (!known && (form == "(XYA)" || form == "(XYMA)"))) return kAssignmentsMet;
+    JCAMPClass& data_class = block_.data_class;
+    // The numbers of blocks are the same whatever forms are known, and links have none.
+    if (known && (known->habit == nullptr || data_class != JCAMPClass::kLink))
+      data_class = ClassOf(known->lines);
+    if (data_class == JCAMPClass::kRAData) return kRADataMet;
+    return data_class == JCAMPClass::kNTuples ? kNTuplesMet : 0;
+  }
+
+  int TakePage(std::string_view) { return 0; }
+
+  int TakeBinary(std::string_view) { return kBinaryForm; }
+
+  template <std::size_t kVariable>
+  int TakeVariable(std::string_view value) {
+    // Every page looks into these lists, whose variables are few.
+    constexpr std::size_t kLongest = 1000;
+    variables_[kVariable] = value.substr(0, kLongest);
+    return 0;
+  }
+
+  JCAMPLines& lines_;
+  const JCAMPRules& rules_;
+  JCAMPLayout& layout_;
+  std::uint64_t titles_ = 0;
+  std::uint64_t ends_ = 0;
+  std::int64_t open_titles_ = 0;
+  bool is_indented_ = false;
+  // The block that is read, or what stands before the first:
+  bool in_block_ = false;
+  JCAMPBlock block_;
+  JCAMPNumbers numbers_;
+  JCAMPPage next_page_;  // what is said of a page before its data
+  bool page_begins_ = false;
+  std::array<std::string, kVariables> variables_;
+};
+
+}  // namespace
+
+int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout) {
+  layout.all_pages = !rules.first_page_only;
+  return JCAMPLabels(lines, rules, layout).CheckFile();
+}
+
+JCAMPData JCAMPLayout::Get(std::size_t number, std::size_t page_number) const {
+  const JCAMPBlock& block = blocks[number];
+  JCAMPData data{block, numbers[block.numbers]};
+  const JCAMPPage& page = pages[block.pages > 0 ? block.first_page + page_number : 0];
+  data.position = page.position;
+  data.line = page.line;
+  data.form = page.form;
+  if (data.problem == 0) data.problem = page.problem;
+  if (data.data_class == JCAMPClass::kLink) data.data_class = ClassOf(pages[block.first_page].form);
+  if (Pages(number) == 1) return data;
+  if (page.form != JCAMPForm::kUnknown) data.data_class = ClassOf(page.form);
+  if (page.points > 0) data.points = page.points;
+  if (page.numbers != 0) {
+    data.x_factor = numbers[page.numbers].x_factor;
+    data.y_factor = numbers[page.numbers].y_factor;
+  }
+  return data;
+}
+
+JCAMPData JCAMPLayout::FirstGood(std::size_t block) const {
+  for (std::size_t page = 0; page < Pages(block); ++page)
+    if (const JCAMPData data = Get(block, page); data.Problem() == 0) return data;
+  return Get(block);
+}
+
+void JCAMPLayout::SetPoints(std::size_t block, std::size_t page, int count) {
+  (Pages(block) == 1 ? blocks[block].points : Page(block, page).points) = count;
+  points += count;
+}
+
+bool JCAMPLayout::IsOfferedBesides(std::size_t number) const {
+  const JCAMPBlock& block = blocks[number];
+  if (block.data_class != JCAMPClass::kLink) return block.is_indented;
+  const JCAMPPage& page = pages[block.first_page];
+  return block.problem != 0 || page.form != JCAMPForm::kUnknown ||
+         (Pages(number) == 1 && page.problem != 0);
+}
+
+SpectrumGrid JCAMPData::Axis() const {
+  const bool has_last = !std::isnan(last_x) && last_x != first_x;
+  SpectrumGrid grid{first_x, last_x, delta_x, points};
+  if (has_last && points > 1) grid.spacing = (last_x - first_x) / (points - 1);
+  if (!has_last) grid.last = grid.X(points - 1);
+  return grid;
+}
+
+bool JCAMPData::SameX(const JCAMPData& other) const {
+  return first_x == other.first_x && Axis().last == other.Axis().last;
+}
+
+int JCAMPData::Problem() const {
+  if (problem != 0) return kNoFile + problem;
+  if (data_class == JCAMPClass::kRAData) return kRADataMet;
+  const bool is_xy_data = data_class == JCAMPClass::kXYData;
+  if (!is_xy_data && data_class != JCAMPClass::kXYPoints && data_class != JCAMPClass::kPeakTable)
+    return kUnknownClass;
+  if (points < 1) return kNoPoints;
+  if (pages == 0) return kNoData;
+  if (!is_xy_data) return form < JCAMPForm::kPairs ? kXYPointsMet : 0;
+  const SpectrumGrid axis = Axis();
+  const bool has_spacing = std::isfinite(axis.spacing) && (axis.spacing != 0 || points == 1);
+  return has_spacing && !std::isnan(axis.first) ? 0 : kNoSpacing;
+}
+
+}  // namespace nvimport

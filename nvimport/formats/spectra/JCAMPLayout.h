@@ -1,0 +1,128 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <limits>
+#include <string>
+
+#include "nvimport/formats/spectra/JCAMPRules.h"
+#include "nvimport/formats/spectra/SpectrumAxis.h"
+
+namespace nvimport {
+
+class JCAMPLines;
+
+enum class JCAMPClass : std::uint8_t {
+  kLink = 0,
+  kXYData = 1,
+  kRAData = 3,
+  kXYPoints = 4,
+  kPeakTable = 5,
+  kAssignments = 6,
+  kNTuples = 7,
+  kUnknown = 8
+};
+
+// How the data lines of a page are read: as ordinates behind an abscissa, as pairs, as pairs with a
+// third value, or as groups in brackets that begin with a pair.
+enum class JCAMPForm : std::uint8_t { kUnknown, kOrdinates, kPairs, kTriples, kGroups };
+
+// What every block has. A file can hold one in every fifteen bytes: what a block seldom has takes
+// no room in all. Texts, numbers and pages are places in the layout.
+struct JCAMPBlock {
+  std::uint32_t title = 0;
+  std::uint32_t data_type = 0;
+  std::uint32_t date = 0;
+  std::uint32_t numbers = 0;
+  std::uint32_t first_page = 0;
+  int pages = 0;
+  int points = -1;
+  int file = 0;
+  JCAMPClass data_class = JCAMPClass::kUnknown;
+  bool is_indented = false;
+  std::uint8_t problem = 0;  // why it can't be read: a JCAMPStatus less kNoFile
+};
+
+struct JCAMPNumbers {
+  double first_x = std::numeric_limits<double>::quiet_NaN();
+  double last_x = std::numeric_limits<double>::quiet_NaN();
+  double x_factor = 1;
+  double y_factor = 1;
+  double delta_x = 0;
+};
+
+// Where the lines of a data page begin, and what only they have.
+struct JCAMPPage {
+  std::uint64_t position = 0;
+  std::uint64_t line = 0;  // lines that precede them
+  std::uint32_t name = 0;
+  std::uint32_t numbers = 0;  // whose factors count, 0 for those of the block
+  int points = -1;
+  JCAMPForm form = JCAMPForm::kUnknown;
+  std::uint8_t problem = 0;
+};
+
+// All that is said of a data page.
+struct JCAMPData : JCAMPBlock, JCAMPNumbers {
+  std::uint64_t position = 0;
+  std::uint64_t line = 0;
+  JCAMPForm form = JCAMPForm::kUnknown;
+
+  // The x values of ordinates.
+  SpectrumGrid Axis() const;
+  // Whether it has the first and last x of another.
+  bool SameX(const JCAMPData& other) const;
+  // Why it can't be read: a JCAMPStatus or 0.
+  int Problem() const;
+};
+
+// The blocks of one or several files in their order.
+struct JCAMPLayout {
+  std::deque<JCAMPBlock> blocks;
+  std::deque<JCAMPNumbers> numbers = std::deque<JCAMPNumbers>(1);
+  std::deque<JCAMPPage> pages = std::deque<JCAMPPage>(1);  // those of a block in a row
+  std::string texts = std::string(1, '\0');                // offset 0 is the empty text
+  int files = 0;
+  double bytes = 0;       // of the files
+  double points = 0;      // announced by all blocks together
+  bool all_pages = true;  // else only the first of each block
+
+  // A page of a block, from 0; a block without has one of which nothing is said.
+  JCAMPData Get(std::size_t block, std::size_t page = 0) const;
+  std::size_t Pages(std::size_t block) const {
+    return all_pages ? static_cast<std::size_t>(std::max(blocks[block].pages, 1)) : 1;
+  }
+  // The first page that can be read, if any can.
+  JCAMPData FirstGood(std::size_t block) const;
+  JCAMPPage& Page(std::size_t block, std::size_t page) {
+    return pages[blocks[block].first_page + page];
+  }
+  // Takes the number of points that was counted.
+  void SetPoints(std::size_t block, std::size_t page, int count);
+  const char* Text(std::uint32_t offset) const { return texts.c_str() + offset; }
+  // What names a page among several.
+  const char* PageName(std::size_t block, std::size_t page) const {
+    return Pages(block) == 1 ? "" : Text(pages[blocks[block].first_page + page].name);
+  }
+
+  // Whether it can be chosen by all rules, or by those that know its labels and forms.
+  bool IsOffered(std::size_t block) const {
+    return blocks[block].data_class != JCAMPClass::kLink && !blocks[block].is_indented;
+  }
+  bool IsOfferedBesides(std::size_t block) const;
+
+  // How many points the files may make: a hundred bytes can claim billions.
+  double most_points() const {
+    constexpr double kMostPerByte = 64;  // counts of repetitions make that much true
+    return static_cast<double>(kMostUnbacked) + kMostPerByte * bytes;
+  }
+  // How many more all of them may make.
+  double points_left() const { return most_points() - points; }
+};
+
+// Adds the blocks of the next file. Returns a JCAMPStatus or 0.
+int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout);
+
+}  // namespace nvimport

@@ -1,0 +1,155 @@
+#pragma once
+
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "nvimport/formats/spectra/JCAMPLayout.h"
+#include "nvimport/formats/spectra/JCAMPLines.h"
+#include "nvimport/formats/spectra/JCAMPStatus.h"
+#include "nvimport/formats/spectra/JCAMPValues.h"
+
+namespace nvimport {
+
+// The files of an import, of which one is open at a time: blocks of one file follow one another.
+class JCAMPInput {
+ public:
+  JCAMPInput(const std::vector<std::string>& files, const JCAMPRules& rules)
+      : files_(files), rules_(rules) {}
+
+  // The lines of a file, null when it can't be opened.
+  JCAMPLines* Open(int file);
+
+  // The lines so far that were cut.
+  std::uint64_t long_lines() const { return long_lines_ + (lines_ ? lines_->long_lines() : 0); }
+
+ private:
+  const std::vector<std::string>& files_;
+  const JCAMPRules& rules_;
+  int file_ = -1;
+  std::unique_ptr<JCAMPLines> lines_;
+  std::uint64_t long_lines_ = 0;  // of those before
+};
+
+// What there is to say of lines that were read all the same.
+enum class JCAMPWarning : std::uint8_t { kNone, kFewerValues, kMoreValues, kCheckFailed };
+
+struct JCAMPPair {
+  double x = 0;
+  int order = 0;  // in the page
+  float y = 0;    // no number for a missing cell
+};
+
+// Decodes the lines of a data page. What reads returns a JCAMPStatus or 0.
+class JCAMPPageReader {
+ public:
+  JCAMPPageReader(const JCAMPData& page, const JCAMPRules& rules, JCAMPLines& lines)
+      : page_(page), rules_(rules), lines_(lines) {
+    lines.Seek(page.position, page.line);
+  }
+
+  // An abscissa, which only says where a line begins, then ordinates: gives `store` the number of
+  // each, from 1, its value and whether it is missing.
+  template <typename Store>
+  int ReadXYData(Store store);
+
+  // Adds the pairs in their order.
+  int ReadPeakTable(std::vector<JCAMPPair>& pairs);
+
+  // The points by ascending x, whatever the form.
+  int CollectPairs(std::vector<JCAMPPair>& pairs);
+
+  JCAMPWarning warning() const { return warning_; }
+  int read() const { return read_; }  // before a label, when fewer than expected
+  std::uint64_t line() const { return lines_.line(); }
+
+  // What a missing ordinate becomes, no number for a missing cell.
+  static constexpr float kMissing = -99;
+  static float MissingValue(const JCAMPRules& rules) {
+    return rules.missing_as_minus_99 ? kMissing : std::numeric_limits<float>::quiet_NaN();
+  }
+
+ private:
+  // What lines come to that end at a label or with the file.
+  int EndData(bool at_label, int read) {
+    if (!at_label && lines_.failed()) return kReadFailed;
+    if (!at_label && rules_.ends_match_titles) return kUnexpectedEnd;
+    read_ = read;
+    return read < page_.points ? Warn(JCAMPWarning::kFewerValues) : 0;
+  }
+
+  int Warn(JCAMPWarning warning) {
+    warning_ = warning;
+    return 0;
+  }
+
+  static int NextValue(const char*& text, JCAMPValue& value) {
+    std::int64_t whole = 0;
+    bool is_difference = false;
+    if (!TakeWhole(text, whole, is_difference)) return ReadNextValue(text, {}, value);
+    value = {static_cast<double>(whole), is_difference ? -1 : 1, false};
+    return 0;
+  }
+
+  // Decimals that should meet may miss each other in their last digit.
+  static bool Differ(double a, double b) {
+    constexpr double kTolerance = 1e-12;
+    return std::fabs(a - b) > kTolerance * std::fabs(a);
+  }
+
+  const JCAMPData& page_;
+  const JCAMPRules& rules_;
+  JCAMPLines& lines_;
+  JCAMPWarning warning_ = JCAMPWarning::kNone;
+  int read_ = 0;
+};
+
+template <typename Store>
+int JCAMPPageReader::ReadXYData(Store store) {
+  const double factor = page_.y_factor;
+  const int expected = page_.points;
+  int read = 0;
+  double y = 0;
+  bool ends_in_difference = false;
+  JCAMPValue value;
+  std::string_view line;
+  while (lines_.Next(line)) {
+    if (line.starts_with('#')) return EndData(true, read);
+    const char* text = jcamp::SkipBlanks(line.data());
+    if (const int status = NextValue(text, value)) return status;
+    if (value.count == 0) continue;
+    if (value.count != 1) return kAbscissaRepeats;
+    for (bool first = true;; first = false) {
+      std::int64_t whole = 0;
+      bool is_difference = false;
+      while (!first && read < expected && TakeWhole(text, whole, is_difference)) {
+        y = static_cast<double>(whole) + (is_difference ? y : 0);
+        ends_in_difference = is_difference;
+        store(++read, y * factor, false);
+      }
+      if (*text == '\n') break;
+      if (const int status = NextValue(text, value)) return status;
+      if (value.count == 0) break;
+      const bool is_check = first && ends_in_difference;
+      if (first && value.count < 0) return kDifferenceFirst;
+      if (is_check && !value.missing && Differ(value.value, y) && read < expected)
+        return Warn(JCAMPWarning::kCheckFailed);
+      ends_in_difference = value.count < 0;
+      const double difference = ends_in_difference ? value.value : 0;
+      if (!ends_in_difference && !is_check && !value.missing) y = value.value;
+      // What is only a check has been stored before.
+      int times = std::abs(value.count) - (is_check ? 1 : 0);
+      for (; times > 0; --times) {
+        if (read == expected) return Warn(JCAMPWarning::kMoreValues);
+        y += difference;
+        store(++read, y * factor, value.missing);
+      }
+    }
+  }
+  return EndData(false, read);
+}
+
+}  // namespace nvimport

@@ -1,0 +1,57 @@
+#include "nvimport/formats/spectra/SpectraFile.h"
+
+#include <algorithm>
+
+#include "nvimport/formats/spectra/PointNames.h"
+#include "nvimport/framework/OptionPairs.h"
+#include "nvimport/framework/StoredValues.h"
+#include "nvimport/platform/Log.h"
+
+namespace nvimport {
+
+SpectraFile::SpectraFile(const char* source, std::span<const StatusText> texts,
+                         int first_point_column)
+    : source_(source), texts_(texts), first_point_column_(first_point_column) {}
+
+SpectraFile::~SpectraFile() = default;
+
+void SpectraFile::Close() {
+  choices_.clear();
+  SpreadsheetFile::Close();
+}
+
+void SpectraFile::GetErrorMessage(char* buffer, unsigned int size) {
+  if (!CopyText(texts_, buffer, size)) SpreadsheetFile::GetErrorMessage(buffer, size);
+}
+
+int SpectraFile::BeginOpen(bool read, const char* path) {
+  if (status_ != kGood) return status_;
+  if (!read) return Fail(kWrongMode);
+  Close();
+  path_ = path != nullptr ? path : "";
+  return kGood;
+}
+
+void SpectraFile::GiveBack(const OptionPairs& choices, NvImportOpenOptions* options) {
+  if (!choices.empty()) GiveChoices(choices.Bytes(), choices_, options);
+}
+
+void SpectraFile::NamePoints(PointNames names, int first, int count) const {
+  for (int i = 0; i < count; ++i) names.Put(first_point_column_ + i, axis_.X(first + i));
+}
+
+bool SpectraFile::SetFloats(ReadSpreadSheetData& sink, int row, int first, int count,
+                            BlockReader& reader) const {
+  const int first_column = first_point_column_ + first;
+  const int from = std::max(columns_.first, first_column);
+  const int to = columns_.LastOf(first_column + count - 1);
+  if (from > to) return true;
+  reader.Skip(static_cast<std::uint64_t>(from - first_column) * sizeof(float));
+  return TakeStoredValues<float, std::endian::little>(
+      reader, to - from + 1,
+      [&sink, from, row](int i, float value) { sink.Set(from + i, row, value); });
+}
+
+void SpectraFile::Note(std::string_view text) const { Log::WriteNote(source_, text); }
+
+}  // namespace nvimport

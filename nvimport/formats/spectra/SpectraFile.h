@@ -1,0 +1,76 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "nvimport/formats/spectra/SpectrumAxis.h"
+#include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/framework/USDBase.h"
+#include "nvimport/platform/Dialogs.h"
+#include "nvimport/platform/Export.h"
+
+namespace nvimport {
+
+class BlockReader;
+class OptionPairs;
+class PointNames;
+
+// What the readers of spectra share: one or several files, the names of points in row 1, a spectrum
+// in each row below, with its number in column 1. What a file holds is read apart from the sheet.
+class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
+ public:
+  ~SpectraFile() override;
+
+  void Close() override;
+  void GetErrorMessage(char* buffer, unsigned int size) override;
+
+  // The axis of the sheet's columns.
+  double GetFirstPoint() const override { return axis_.first; }
+  double GetLastPoint() const override { return axis_.last; }
+  double GetPointSpacing() const override { return axis_.spacing; }
+  int GetNumberOfPoints() const override { return axis_.points; }
+
+ protected:
+  // A reader that the log calls `source`, with the texts of its own statuses.
+  SpectraFile(const char* source, std::span<const StatusText> texts, int first_point_column);
+  SpectraFile(const SpectraFile&) = default;
+  SpectraFile& operator=(const SpectraFile&) = default;
+
+  // Begins to open the files of `path`: 0 or the status that forbids it.
+  int BeginOpen(bool read, const char* path);
+
+  // Gives the choices made back to a caller who left room for them.
+  void GiveBack(const OptionPairs& choices, NvImportOpenOptions* options);
+
+  // Sets a cell whose column is among the wanted ones.
+  template <typename Value>
+  void SetCell(ReadSpreadSheetData& sink, int column, int row, Value value) const {
+    if (columns_.Holds(column)) sink.Set(column, row, value);
+  }
+
+  // Names so many points of the axis, from `first` on, from the first point column on.
+  void NamePoints(PointNames names, int first, int count) const;
+
+  // Sets a row to the `count` floats that lie ahead, the first at point `first` of the axis, as far
+  // as their columns are wanted. False when the file ends before them.
+  bool SetFloats(ReadSpreadSheetData& sink, int row, int first, int count,
+                 BlockReader& reader) const;
+
+  // One line of the log about what is left out.
+  void Note(std::string_view text) const;
+
+  const char* source_;
+  std::span<const StatusText> texts_;
+  int first_point_column_;
+  std::string path_;
+  SpectrumAxis axis_;
+  RangeChoice columns_;  // those that are set
+
+ private:
+  std::vector<unsigned char> choices_;
+};
+
+}  // namespace nvimport

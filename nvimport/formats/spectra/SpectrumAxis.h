@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace nvimport {
+
+// Points of x that lie evenly.
+struct SpectrumGrid {
+  double first = 0;
+  double last = 0;
+  double spacing = 0;
+  int points = 0;
+
+  // The x of a point, from 0. The spacing of a single point may be no number.
+  double X(int point) const { return point == 0 ? first : first + point * spacing; }
+};
+
+// The x axis of a spectrum, or of a sheet of them: evenly spaced points, or a value for each.
+struct SpectrumAxis : SpectrumGrid {
+  std::vector<double> values;
+
+  double X(int point) const {
+    return values.empty() ? SpectrumGrid::X(point) : values[static_cast<std::size_t>(point)];
+  }
+};
+
+// A short file may announce this many points or spectra that it does not hold; more is a claim that
+// would only cost.
+inline constexpr std::uint64_t kMostUnbacked = 1'000'000;
+
+}  // namespace nvimport
