@@ -74,6 +74,17 @@ class CheckingSink : public ReadSpreadSheetData {
   int rows_ = -1;
 };
 
+// The cells of rows of texts, of which a reader sets the empty ones or leaves them out.
+inline std::vector<CheckingSink::SeenCell> CellsOf(
+    const std::vector<std::vector<std::string>>& rows, bool with_empty) {
+  std::vector<CheckingSink::SeenCell> cells;
+  for (std::size_t r = 0; r < rows.size(); ++r)
+    for (std::size_t c = 0; c < rows[r].size(); ++c)
+      if (with_empty || !rows[r][c].empty())
+        cells.push_back({static_cast<int>(c + 1), static_cast<int>(r + 1), rows[r][c]});
+  return cells;
+}
+
 // Reads an opened file, and returns the status. One that announces its size announces what it was
 // asked for before.
 inline int ReadAsAnnounced(SpreadsheetFile& file, CheckingSink& sink) {

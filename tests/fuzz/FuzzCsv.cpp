@@ -8,7 +8,6 @@
 #include "nvimport/formats/text/CsvFile.h"
 #include "nvimport/formats/text/TextScan.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/fuzz/GatheringSink.h"
 #include "tests/support/ReferenceCsv.h"
 
 namespace nvimport {
@@ -37,7 +36,7 @@ void OpenAndCompare(CsvFile& reader, const MemoryFile& file, NvImportOpenOptions
     Check(expected == nullptr, "a file without a NUL opens");
     return;
   }
-  GatheringSink sink(GatheringSink::EmptyFields::kLeftOut);
+  CheckingSink sink(CheckingSink::Beyond::kForbidden, /*keeps=*/true);
   const bool read = reader.Read(&sink) == 0;
   if (expected == nullptr) return;
   Check(read == (expected->open_line == 0), "an open quote, and nothing else, is refused");
@@ -49,10 +48,7 @@ void OpenAndCompare(CsvFile& reader, const MemoryFile& file, NvImportOpenOptions
   }
   Check(reader.GetNumRows() == static_cast<int>(expected->rows.size()), "the rows are counted");
   Check(reader.GetNumCols() == static_cast<int>(expected->columns()), "the columns are counted");
-  sink.rows.resize(expected->rows.size());
-  for (std::size_t row = 0; row < sink.rows.size(); ++row)
-    sink.rows[row].resize(std::max(sink.rows[row].size(), expected->rows[row].size()));
-  Check(sink.rows == expected->rows, "every cell came");
+  Check(sink.cells == CellsOf(expected->rows, /*with_empty=*/false), "every cell came");
 }
 
 }  // namespace

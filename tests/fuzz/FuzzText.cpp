@@ -8,7 +8,6 @@
 #include "nvimport/formats/text/TextFile.h"
 #include "nvimport/formats/text/TextScan.h"
 #include "tests/fuzz/Fuzz.h"
-#include "tests/fuzz/GatheringSink.h"
 #include "tests/support/ReferenceSplitter.h"
 
 namespace nvimport {
@@ -58,15 +57,14 @@ void Fuzz(std::string_view bytes) {
   if (!opened) return;
 
   delimiter = delimiter.c_str();  // a delimiter ends at its NUL
-  const GatheringSink::Rows rows = ReferenceSplit(text, delimiter, ignore_consecutive);
+  const auto rows = ReferenceSplit(text, delimiter, ignore_consecutive);
   std::size_t columns = 0;
   for (const auto& row : rows) columns = std::max(columns, row.size());
   Check(reader.GetNumRows() == static_cast<int>(rows.size()), "the rows are counted");
   Check(reader.GetNumCols() == static_cast<int>(columns), "the columns are counted");
-  GatheringSink sink(GatheringSink::EmptyFields::kSet);
+  CheckingSink sink(CheckingSink::Beyond::kForbidden, /*keeps=*/true);
   Check(reader.Read(&sink) == 0, "what opened and has a size is read");
-  sink.rows.resize(rows.size());
-  Check(sink.rows == rows, "every cell came");
+  Check(sink.cells == CellsOf(rows, /*with_empty=*/true), "every cell came");
 }
 
 }  // namespace nvimport

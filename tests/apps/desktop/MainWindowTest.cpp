@@ -1,6 +1,5 @@
 #include <QClipboard>
 #include <QComboBox>
-#include <QDialogButtonBox>
 #include <QDropEvent>
 #include <QFile>
 #include <QFileInfo>
@@ -28,12 +27,6 @@
 namespace nvimport {
 
 namespace {
-
-QString Sample(const char* name) { return QStringLiteral(NVIMPORT_TEST_SAMPLES "/") + name; }
-
-void PressOk(QDialog& dialog) {
-  dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
-}
 
 // What the table shows in a cell.
 QString CellOf(MainWindow& window, int row, int column) {

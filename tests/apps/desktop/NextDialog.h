@@ -2,9 +2,11 @@
 
 #include <QApplication>
 #include <QDialog>
+#include <QDialogButtonBox>
 #include <QLabel>
 #include <QObject>
 #include <QPointer>
+#include <QPushButton>
 #include <QTest>
 #include <QTimer>
 #include <functional>
@@ -12,6 +14,12 @@
 #include <vector>
 
 namespace nvimport {
+
+inline QString Sample(const char* name) { return QStringLiteral(NVIMPORT_TEST_SAMPLES "/") + name; }
+
+inline void PressOk(QDialog& dialog) {
+  dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+}
 
 // Answers the dialogs that come, one after the other, as a user would. One that nobody waits for is
 // cancelled, and counted.

@@ -1,6 +1,5 @@
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -175,7 +174,7 @@ class QuestionDialogsTest : public QObject {
     QCOMPARE(answer->first, 11);
     QCOMPARE(answer->last, 20);
 
-    next.Expect([](QDialog& dialog) { Ok(dialog)->click(); });
+    next.Expect(PressOk);
     answer = AskRange(nullptr, question, spectrum);
     QCOMPARE(answer->first, 1);
     QCOMPARE(answer->last, 0);

@@ -1,6 +1,5 @@
 // Drives the real window on a screen and keeps pictures of it in the folder $NVIMPORT_SCREENS.
 
-#include <QDialogButtonBox>
 #include <QDir>
 #include <QFile>
 #include <QPushButton>
@@ -40,12 +39,6 @@ QPalette DarkPalette() {
   for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
     dark.setColor(QPalette::Disabled, role, QColor("#808080"));
   return dark;
-}
-
-QString Sample(const char* name) { return QStringLiteral(NVIMPORT_TEST_SAMPLES "/") + name; }
-
-void PressOk(QDialog& dialog) {
-  dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
 }
 
 }  // namespace

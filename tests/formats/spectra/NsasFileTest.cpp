@@ -94,6 +94,11 @@ TEST(NsasFile, PlacesValuesByTheirWavelength) {
       {"a little off the grid",
        {{}, {.first = 1104, .end = 1134}},
        names + "1 | 2 | 3\n. | 2 | 3\n1" + left_out},
+      {"a spectrum that ends before the last column",
+       {{.points = 5, .end = 1150}, {.first = 1116, .end = 1146}},
+       "'w1100' | 'w1110' | 'w1120' | 'w1130' | 'w1140'\n. | . | . | . | .\n1 | 2 | 3 | 4 | 5\n"
+       ". | . | 1 | 2 | .\n1" +
+           left_out},
       {"half a step",
        {{}, {.first = 1105, .end = 1135}},
        names + "1 | 2 | 3\n. | 1 | 2\n1" + left_out},
@@ -232,6 +237,10 @@ TEST(NsasFile, TakesNoConstituentsFromAFileOfAnotherSize) {
     EXPECT_EQ(ImportFile(reader, path).status, size == 128 || size == 512 ? 0 : 1291) << size;
   }
 
+  // As many as fit, and more.
+  EXPECT_TRUE(ImportNsas(NsasBytes({{.constituents = 32}}),
+                         NsasConstituents("", {std::vector<float>(32, 1.5F)}))
+                  .ends_with(Repeated(" | 1.5", 32) + "\n"));
   for (const std::int16_t constituents : {std::int16_t{33}, std::int16_t{32767}}) {
     const std::string da = NsasBytes({{.constituents = constituents}});
     EXPECT_EQ(ImportNsas(da, whole),

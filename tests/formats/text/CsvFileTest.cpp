@@ -187,13 +187,14 @@ std::string Expected(const std::string& text, char delimiter) {
   if (table.open_line != 0)
     return "3074 The quoted field that begins in line " + std::to_string(table.open_line) +
            " is not closed.\n";
+  const std::size_t columns = table.columns();
   std::string sheet;
   for (const auto& row : table.rows) {
-    for (std::size_t c = 0; c < table.columns(); ++c) {
+    for (std::size_t c = 0; c < columns; ++c) {
       const bool is_set = c < row.size() && !row[c].empty();
       sheet += (c > 0 ? " | " : "") + (is_set ? "'" + row[c] + "'" : ".");
     }
-    if (table.columns() > 0) sheet += "\n";
+    if (columns > 0) sheet += "\n";
   }
   return sheet;
 }

@@ -92,7 +92,7 @@ TEST(DIFFileOEM, CountsWhatItsRulesCost) {
       {"UTF-8 with a mark", &DIFRules::single_byte_texts,
        "\xEF\xBB\xBF" + kHeader + kBot + Text("\u00E9") + kEod, "771", "'\u00E9'\n1 x 1, 1 x 1\n"},
       {"UTF-8 without one", &DIFRules::single_byte_texts, kHeader + kBot + Text("\u03B1") + kEod,
-       "'?" "?'\n1 x 1, 1 x 1\n1 text is in UTF-8 and was taken for one in the code page\n",
+       "'?\?'\n1 x 1, 1 x 1\n1 text is in UTF-8 and was taken for one in the code page\n",
        "'\u03B1'\n1 x 1, 1 x 1\n"},
       {"what Windows-1252 lacks", &DIFRules::single_byte_texts,
        kHeader + kBot + Text("\xE0\x82") + kEod,
