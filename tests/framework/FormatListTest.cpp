@@ -20,6 +20,9 @@ std::string Plugin(const std::string& name) {
   return std::string(NVIMPORT_TEST_PLUGINS) + "/" + name + "/plugin.so";
 }
 
+// The number of the formats that are built in.
+const int kOwn = SprFileFactory::GetNumberOfFormats();
+
 int PositionOf(const FormatList& list, const std::string& name) {
   for (int position = 1; position <= list.size(); ++position)
     if (list.GetInfo(position).name == name) return position;
@@ -28,14 +31,14 @@ int PositionOf(const FormatList& list, const std::string& name) {
 
 TEST(FormatList, APlugInFormatOfTheSameNameReplacesTheEarlierOne) {
   FormatList list;
-  ASSERT_EQ(list.size(), 19);
+  ASSERT_EQ(list.size(), kOwn);
   EXPECT_EQ(PositionOf(list, "Text File"), 17);
   EXPECT_EQ(list.GetLibraryPath(17), "");
   ASSERT_TRUE(list.AddLibrary(Plugin("override")));
-  ASSERT_EQ(list.size(), 19);
+  ASSERT_EQ(list.size(), kOwn);
   EXPECT_EQ(PositionOf(list, "Text File"), -1);
-  EXPECT_EQ(PositionOf(list, "text file"), 19);
-  EXPECT_EQ(list.GetLibraryPath(19), Plugin("override"));
+  EXPECT_EQ(PositionOf(list, "text file"), kOwn);
+  EXPECT_EQ(list.GetLibraryPath(kOwn), Plugin("override"));
   EXPECT_STREQ(list.GetInfo(17).name, "Thermo SIEVE File");
 }
 
@@ -52,7 +55,7 @@ TEST(FormatList, UnloadsALibraryWithItsLastFormat) {
   EXPECT_TRUE(IsMapped(Plugin("good")));
   ASSERT_TRUE(list.AddLibrary(Plugin("no-read")));  // the same name
   EXPECT_FALSE(IsMapped(Plugin("good")));
-  EXPECT_EQ(list.size(), 20);
+  EXPECT_EQ(list.size(), kOwn + 1);
 }
 
 // It is made of classes that the host has too: none of them may meet.
@@ -120,7 +123,7 @@ TEST(FormatList, ALibraryThatCannotServeChangesNothing) {
     FormatList list;
     const LogRecorder log;
     EXPECT_FALSE(list.AddLibrary(c.path));
-    EXPECT_EQ(list.size(), 19);
+    EXPECT_EQ(list.size(), kOwn);
     ASSERT_EQ(log.entries().size(), *c.logged == '\0' ? 0U : 1U);
     if (*c.logged != '\0') {
       EXPECT_NE(log.entries()[0].text.find(c.logged), std::string::npos);
@@ -138,10 +141,10 @@ TEST(FormatList, LooksIntoThePlugInFoldersInOrder) {
   ::setenv("NVIMPORT_PLUGIN_PATH", (first.path() + "::" + second.path() + "/").c_str(), 1);
   const FormatList list;
   ::unsetenv("NVIMPORT_PLUGIN_PATH");
-  ASSERT_EQ(list.size(), 20);
-  EXPECT_STREQ(list.GetInfo(19).name, "text file");
-  EXPECT_STREQ(list.GetInfo(20).name, "Test File");
-  EXPECT_EQ(list.GetLibraryPath(20), second.path() + "/0.so");
+  ASSERT_EQ(list.size(), kOwn + 1);
+  EXPECT_STREQ(list.GetInfo(kOwn).name, "text file");
+  EXPECT_STREQ(list.GetInfo(kOwn + 1).name, "Test File");
+  EXPECT_EQ(list.GetLibraryPath(kOwn + 1), second.path() + "/0.so");
 }
 
 TEST(FormatList, LoadsNothingFromWhereOthersDecideWhatLies) {
@@ -153,14 +156,14 @@ TEST(FormatList, LoadsNothingFromWhereOthersDecideWhatLies) {
   ::setenv("NVIMPORT_PLUGIN_PATH", (folder.path() + ":.").c_str(), 1);
   {
     const LogRecorder log;
-    EXPECT_EQ(FormatList().size(), 19);
+    EXPECT_EQ(FormatList().size(), kOwn);
     ASSERT_EQ(log.entries().size(), 2U);
     EXPECT_EQ(log.entries()[0].text,
               folder.path() + " is left out, since everybody may write there");
     EXPECT_EQ(log.entries()[1].text, ". is left out, since it depends on the working folder");
   }
   std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
-  EXPECT_EQ(FormatList().size(), 20);
+  EXPECT_EQ(FormatList().size(), kOwn + 1);
   ::unsetenv("NVIMPORT_PLUGIN_PATH");
   std::filesystem::current_path(before);
 }
@@ -169,7 +172,7 @@ TEST(FormatList, AskingDetectsWithEveryLibrarysTest) {
   FormatList list;
   ASSERT_TRUE(list.AddLibrary(Plugin("good")));
   const TempFile file("a\tb\n", "table.tst");
-  EXPECT_EQ(DetectFormat(list.GetKnownFormats(), file.path()).format, 20);
+  EXPECT_EQ(DetectFormat(list.GetKnownFormats(), file.path()).format, kOwn + 1);
   FormatList untested;
   ASSERT_TRUE(untested.AddLibrary(Plugin("no-test")));
   EXPECT_EQ(DetectFormat(untested.GetKnownFormats(), file.path()).answers.back(), 1);
@@ -181,7 +184,7 @@ TEST(DLLFile, ReadsThroughTheLibrarysFunctions) {
 #endif
   FormatList list;
   ASSERT_TRUE(list.AddLibrary(Plugin("good")));
-  const auto file = list.CreateFile(20);
+  const auto file = list.CreateFile(kOwn + 1);
   MemorySheet sheet;
   EXPECT_EQ(ImportFile(*file, "/dev/null", nullptr).sheet, "1\n")
       << "the plug-in asked its own functions, not ours";
@@ -192,7 +195,7 @@ TEST(DLLFile, ReadsThroughTheLibrarysFunctions) {
 TEST(DLLFile, AFailedOpenLeavesOnlyItsText) {
   FormatList list;
   ASSERT_TRUE(list.AddLibrary(Plugin("good")));
-  const auto file = list.CreateFile(20);
+  const auto file = list.CreateFile(kOwn + 1);
   MemorySheet sheet;
   EXPECT_EQ(file->Read(&sheet), 2050);
   EXPECT_EQ(ErrorText(*file), "The file was not opened properly.");

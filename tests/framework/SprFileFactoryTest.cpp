@@ -1,5 +1,7 @@
 
 #include <limits>
+#include <regex>
+#include <set>
 
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/SprFileFactory.h"
@@ -10,9 +12,8 @@ namespace nvimport {
 
 namespace {
 
-constexpr int kFormats = 19;
-
-TEST(Registry, HoldsTheNineteenFormatsToTheLetter) {
+// Callers keep their index.
+TEST(Registry, BeginsWithTheNineteenFormatsToTheLetter) {
   // Name, read filter, write filter, extensions; then can write, can read, several at once and the
   // two flags without a name.
   constexpr const char* kTable =
@@ -38,7 +39,7 @@ TEST(Registry, HoldsTheNineteenFormatsToTheLetter) {
       "Thermo SIEVE File|Thermo SIEVE Files (*.txt)|Thermo SIEVE File (*.txt)|.txt|01011\n"
       "Unscrambler File|Unscrambler Files (*.uns; *.inp)|-|.uns .inp|01010\n";
   std::string table;
-  for (int index = 1; index <= NvImportSizeFileFormatsSupported(); ++index) {
+  for (int index = 1; index <= 19; ++index) {
     const NvImportFormatInfo& f = *NvImportGetFileFormatInfo(index);
     table += f.name + "|"s + f.read_filter + "|" + (f.write_filter ? f.write_filter : "-") + "|";
     for (const std::string& extension : Extensions(f)) table += extension + " ";
@@ -50,14 +51,34 @@ TEST(Registry, HoldsTheNineteenFormatsToTheLetter) {
   EXPECT_EQ(table, kTable);
 }
 
+TEST(Registry, TheTableOfOptionsSaysWhatTheFormatsSay) {
+  const std::string page = Contents(NVIMPORT_TEST_SCHEMAS "/../open-options.md");
+  for (int index = 1; index <= SprFileFactory::GetNumberOfFormats(); ++index) {
+    const FormatDescription& format = *SprFileFactory::GetFormat(index);
+    const std::size_t begin = page.find("\n| "s + format.name + " | ");
+    EXPECT_EQ(begin != std::string::npos, !format.options.empty()) << format.name;
+    if (format.options.empty() || !format.options.front().is_pair) continue;
+    const std::string row = page.substr(begin + 1, page.find('\n', begin + 1) - begin);
+    std::set<std::string> keys;
+    std::set<std::string> told;
+    for (const FormatOption& option : format.options) keys.emplace(option.key);
+    const std::regex key("`([a-z]+)=");
+    for (std::sregex_iterator next(row.begin(), row.end(), key); next != std::sregex_iterator();
+         ++next)
+      told.insert((*next)[1]);
+    EXPECT_EQ(told, keys) << format.name;
+  }
+}
+
 TEST(Registry, BearsIndicesOutsideTheList) {
+  const int beyond = NvImportSizeFileFormatsSupported() + 1;
   EXPECT_EQ(NvImportGetFileFormatInfo(0), NvImportGetFileFormatInfo(1));
   EXPECT_EQ(NvImportGetFileFormatInfo(-5), NvImportGetFileFormatInfo(1));
-  EXPECT_EQ(NvImportGetFileFormatInfo(kFormats + 1), nullptr);
-  EXPECT_EQ(SprFileFactory::CreateReader(kFormats + 1), nullptr);
+  EXPECT_EQ(NvImportGetFileFormatInfo(beyond), nullptr);
+  EXPECT_EQ(SprFileFactory::CreateReader(beyond), nullptr);
   const TempFile brimrose(BrimroseFixture{}.Bytes());
   EXPECT_EQ(SprFileFactory::TestFile(0, brimrose.path()), 2);
-  EXPECT_EQ(SprFileFactory::TestFile(kFormats + 1, brimrose.path()), 0);
+  EXPECT_EQ(SprFileFactory::TestFile(beyond, brimrose.path()), 0);
 }
 
 // Every format's answer to every file, and what follows from them.

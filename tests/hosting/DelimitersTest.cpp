@@ -45,8 +45,7 @@ TEST(Delimiters, WhatTheUserWrites) {
       {R"(\x1b')", "\x1b'", false, R"("\x1b'")", R"(\x1b\x27)"},
       {R"(\xe9)", "\xe9", false, "\"é\"", R"(\xe9)"},
       {R"(\\t)", R"(\t)", false, R"("\t")", R"(\x5ct)"},
-      {R"(\x00\x+1\x4)", R"(\x00\x+1\x4)", false, R"("\x00\x+1\x4")",
-       R"(\x5cx00\x5cx+1\x5cx4)"},
+      {R"(\x00\x+1\x4)", R"(\x00\x+1\x4)", false, R"("\x00\x+1\x4")", R"(\x5cx00\x5cx+1\x5cx4)"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.written);

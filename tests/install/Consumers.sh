@@ -95,7 +95,7 @@ readelf -d "$plugin" | grep -q 'path: .[$]ORIGIN.$' || {
 }
 printf 'FRT1\2\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0\0\060\221\100\0\0\0\0\0\0\0\100' >"$work/scan.frt"
 printf '\0\0\0\077\0\0\200\077' >>"$work/scan.frt"
-same "$("$nvimport" formats | tail -n 1 | tr -s ' ')" "20 Ferrite File .frt yes no $plugin"
+same "$("$nvimport" formats | tail -n 1 | tr -s ' ' | cut -d ' ' -f 2-)" "Ferrite File .frt yes no $plugin"
 same "$("$nvimport" convert "$work/scan.frt" -o -)" "1100,1102
 0.5,1"
 "$nvimport" check-plugin "$plugin" --file "$work/scan.frt" --strict >"$work/report"
