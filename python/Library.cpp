@@ -153,7 +153,7 @@ Refusal WhyNot(const Failure& failure, const ImportResult& result, const std::st
   refusal.kind = kKinds[failure.kind];
   if (failure.kind == Failure::kFormatUnknown && failure.candidates.empty())
     refusal.kind = Refusal::Kind::kError;
-  refusal.code = failure.kind == Failure::kCancelled ? kCancelled : failure.status;
+  refusal.code = failure.kind == Failure::kStopped ? kCancelled : failure.status;
   refusal.text = failure.text;
   refusal.format = FormatName(result.format);
   refusal.question = failure.question;

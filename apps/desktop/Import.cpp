@@ -105,7 +105,7 @@ if (read) {
 }
 // A question that the user cancelled is no trouble, nor is a format that was not chosen.
 const Failure& failure = *read.failure;
-if (progress.stopped() || failure.kind == Failure::kCancelled || !failure.candidates.empty())
+if (progress.stopped() || failure.kind == Failure::kStopped || !failure.candidates.empty())
   return result;
 result.trouble = {FromBytes(failure.text), FromBytes(failure.detail), Files(request.files),
                   Advice(request, read.format > 0, FromBytes(read.log_entry))};

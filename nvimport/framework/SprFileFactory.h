@@ -27,27 +27,27 @@ struct FormatOption {
 // What a format says of itself. The texts are kept as pointers and must live as long as the
 // library.
 struct FormatTraits {
-  const char* name;
+  const char* name;                     // shown to the user
   const char* read_filter;              // of the open dialog
   const char* write_filter = nullptr;   // of the save dialog
   std::vector<const char*> extensions;  // each with its point, the usual one first
-  bool can_write = false;
-  bool can_read = true;
-  bool several_at_once = false;  // several files may be imported together
-  bool flag4 = true;             // a wait cursor is shown while the size is established
-  bool flag5 = false;
-  std::vector<FormatOption> options{};
+  bool can_write = false;               // it has a writer
+  bool can_read = true;                 // it has a reader
+  bool several_at_once = false;         // several files may be imported together
+  bool flag4 = true;                    // a wait cursor is shown while the size is established
+  bool flag5 = false;                   // carried, and of no effect here
+  std::vector<FormatOption> options{};  // those that it takes
   bool has_reader = true;  // else the format keeps its place, and says so when it opens a file
   bool has_writer = true;  // of one that can write
 };
 
 // One registered format: its description, who makes its readers, and what hosts may know of it.
 struct FormatDescription : NvImportFormatInfo {
-  SprFileFactory* factory;  // makes its readers
-  std::vector<FormatOption> options{};
-  bool has_reader = true;
-  bool has_writer = true;
-  std::string extension_texts{};  // where `extensions` points, unless it was given
+  SprFileFactory* factory;              // makes its readers
+  std::vector<FormatOption> options{};  // those that it takes
+  bool has_reader = true;               // else it only keeps its place
+  bool has_writer = true;               // of one that can write
+  std::string extension_texts{};        // where `extensions` points, unless it was given
 };
 
 // Makes the readers of one format. Constructing a factory registers its format at the end of the

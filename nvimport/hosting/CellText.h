@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "nvimport/platform/Utf8.h"
 #include "nvimport/platform/Export.h"
+#include "nvimport/platform/Utf8.h"
 
 namespace nvimport {
 

@@ -11,15 +11,16 @@ namespace nvimport {
 
 // Why something was not done, in words for the user: lines of UTF-8 without control characters.
 struct Failure {
+  // Of what kind it is.
   enum Kind {
     kFailed,         // the file, the system, or the memory is in the way
     kArgument,       // what was asked makes no sense
     kFormatUnknown,  // the file has no format, or not one alone
     kChoice,         // a question found no answer
-    kCancelled,      // the user or the host stopped it
+    kStopped,        // by the user or the host
   };
 
-  Kind kind = kFailed;
+  Kind kind = kFailed;   // how it came about
   std::string text{};    // what is said first, a sentence
   std::string advice{};  // what can be done about it, in words that end a sentence
   std::string where{};   // the input or output that it is about
@@ -38,16 +39,27 @@ struct Failure {
 
 // How a host calls the ways out of a failure. The usual words name no option of any host.
 struct HostWords {
+  // How the format came to be taken.
   const char* format_given = "as was asked; without that the format is detected";
+  // The way to another one.
   const char* other_format = "it can be read as another format";
+  // The way to a format all the same.
   const char* any_format = "it can be read as a given format all the same";
+  // The way to choose one.
   const char* choose_format = "no format was chosen";
+  // The same, before their names.
   const char* choose_among = "the format has to be chosen among: ";
+  // The way not to be asked.
   const char* answer_before = "nothing was read";
+  // What a range is.
   const char* range_numbers = "a range is two numbers from 1, a last one of 0 for the end";
+  // What to do with a pipe or a device.
   const char* no_regular_file = "copy its data into a file";
+  // The way to replace a file.
   const char* replace = "it can be replaced on request";
+  // The way to write into a folder.
   const char* into_folder = "name a file in it";
+  // The way to another output.
   const char* other_output = "it can be written as another format";
   // The options of the format that were given.
   std::function<std::string(const std::string& pairs)> options_given =

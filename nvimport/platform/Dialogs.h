@@ -20,6 +20,7 @@ class CWnd;
 // While one lives, the questions that are asked belong to that window of the host.
 class NVIMPORT_API ParentWindow {
  public:
+  // `parent` may be null.
   explicit ParentWindow(CWnd* parent);
   ParentWindow(const ParentWindow&) = delete;
   ParentWindow& operator=(const ParentWindow&) = delete;
@@ -60,11 +61,11 @@ struct DetailMessage {
 
 // A choice among formats that are equally likely, of which none is safe.
 struct FileTypeQuestion {
-  std::string title;               // of the dialog
-  std::string label;               // above the list
-  std::string prompt;              // what to do
-  std::vector<std::string> names;  // of the formats
-  CWnd* parent = ParentWindow::Current();
+  std::string title;                       // of the dialog
+  std::string label;                       // above the list
+  std::string prompt;                      // what to do
+  std::vector<std::string> names;          // of the formats
+  CWnd* parent = ParentWindow::Current();  // the window that it belongs to, if any
 };
 
 // How a delimited text is split. An empty delimiter makes each line one field.
@@ -83,7 +84,7 @@ struct TextImportQuestion {
                                                       int columns)>
       preview;
   std::optional<TextImportChoice> usual{};  // none: what the preview suggests
-  CWnd* parent = ParentWindow::Current();
+  CWnd* parent = ParentWindow::Current();   // the window that it belongs to, if any
 };
 
 // A choice of entries from a list.
@@ -102,8 +103,8 @@ struct ItemsQuestion {
   // question.
   std::vector<std::string> merge_choices;
   std::size_t merge = 0;
-  std::vector<std::size_t> usual{};  // none where no choice is safe
-  CWnd* parent = ParentWindow::Current();
+  std::vector<std::size_t> usual{};        // none where no choice is safe
+  CWnd* parent = ParentWindow::Current();  // the window that it belongs to, if any
 };
 
 // The answer to an ItemsQuestion.
@@ -125,26 +126,26 @@ struct RangeChoice {
 
 // A range of points of a common x axis.
 struct RangeQuestion {
-  std::string title;   // of the dialog
-  std::string path;    // of the first file
-  double first_x = 0;  // in the file's own unit, as the two below
-  double last_x = 0;   // of the last point
-  double spacing = 0;  // from point to point
-  int points = 0;      // in all
-  RangeChoice usual{};
-  CWnd* parent = ParentWindow::Current();
+  std::string title;                       // of the dialog
+  std::string path;                        // of the first file
+  double first_x = 0;                      // in the file's own unit, as the two below
+  double last_x = 0;                       // of the last point
+  double spacing = 0;                      // from point to point
+  int points = 0;                          // in all
+  RangeChoice usual{};                     // all of them
+  CWnd* parent = ParentWindow::Current();  // the window that it belongs to, if any
 };
 
 // The order of several files that are read together, the one given where nobody answers.
 struct FileOrderQuestion {
-  std::vector<std::string> files;  // paths
-  CWnd* parent = ParentWindow::Current();
+  std::vector<std::string> files;          // paths
+  CWnd* parent = ParentWindow::Current();  // the window that it belongs to, if any
 };
 
 // A window that shows how far a read is.
 struct ProgressWindow {
-  std::string title;  // of the window
-  CWnd* parent = ParentWindow::Current();
+  std::string title;                       // of the window
+  CWnd* parent = ParentWindow::Current();  // the window that it belongs to, if any
 };
 
 // The one door to the user. A host installs its own; without one every question is answered

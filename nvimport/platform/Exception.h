@@ -12,6 +12,7 @@ namespace nvimport {
 class NVIMPORT_API Exception : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+  // With what the reader or the system said of it.
   Exception(const std::string& text, std::string detail)
       : std::runtime_error(text), detail_(std::move(detail)) {}
   Exception(const Exception&) = default;

@@ -147,7 +147,7 @@ TEST(Import, StopsWhereTheHostSaysSoAndLeavesTheHostAlone) {
     MemorySheet sheet;
     const ImportResult result = ImportFile(request, sheet);
     ASSERT_TRUE(result.failure);
-    EXPECT_EQ(result.failure->kind, Failure::kCancelled);
+    EXPECT_EQ(result.failure->kind, Failure::kStopped);
     EXPECT_EQ(result.failure->text, "The import was cancelled.");
   }
   const auto before = log.entries().size();
@@ -168,7 +168,7 @@ TEST(Export, LeavesWhatWasThereUnlessItIsWhole) {
   request.progress = [](std::uint64_t row, std::uint64_t) { return row < 2000; };
   failure = ExportSheet(sheet, request);
   ASSERT_TRUE(failure);
-  EXPECT_EQ(failure->kind, Failure::kCancelled);
+  EXPECT_EQ(failure->kind, Failure::kStopped);
   EXPECT_EQ(std::filesystem::file_size(path), 9U);
   request.progress = {};
   EXPECT_FALSE(ExportSheet(sheet, request));

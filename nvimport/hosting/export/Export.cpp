@@ -94,7 +94,7 @@ std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& requ
   Told told(request);
   const auto cancelled = [&] {
     Failure failure = target.Because("it was cancelled");
-    failure.kind = Failure::kCancelled;
+    failure.kind = Failure::kStopped;
     return failure;
   };
   if (request.format.own) {

@@ -16,9 +16,9 @@ class OutputTarget;
 
 // What a sheet is written as: a format of this layer's own or a registered one.
 struct OutputFormat {
-  std::optional<SheetFormat> own{};
-  int registered = 0;
-  std::string extension{};  // with its point
+  std::optional<SheetFormat> own{};  // one of those of this layer, or none
+  int registered = 0;                // else the position of the format
+  std::string extension{};           // with its point
 };
 
 // The format that `name` (or an extension without its point) names, if it can be written.
@@ -29,12 +29,12 @@ NVIMPORT_API std::vector<OutputFormat> OutputFormats();
 
 // Where a sheet goes, and how.
 struct ExportRequest {
-  std::string path;  // of the file, "-" for standard output
-  OutputFormat format{};
+  std::string path;             // of the file, "-" for standard output
+  OutputFormat format{};        // what it is written as
   TextConversion conversion{};  // of the texts; without one they become UTF-8
   bool replaces = false;        // a file that is there
   std::function<bool(std::uint64_t row, std::uint64_t rows)> progress{};  // false stops
-  HostWords words{};
+  HostWords words{};  // how failures call the ways out of them
 };
 
 // Writes the whole sheet. A file is there only when it is whole; what was there before stays when

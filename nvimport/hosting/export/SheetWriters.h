@@ -2,10 +2,10 @@
 
 #include <string>
 
-#include "nvimport/hosting/CellText.h"
 #include "nvimport/framework/MemorySheet.h"
-#include "nvimport/platform/OutputFile.h"
+#include "nvimport/hosting/CellText.h"
 #include "nvimport/platform/Export.h"
+#include "nvimport/platform/OutputFile.h"
 
 namespace nvimport {
 
@@ -16,16 +16,16 @@ enum class SheetFormat { kCsv, kTsv, kJsonLines };
 
 // How texts are taken from a sheet and how they are written.
 struct TextConversion {
-  TextDecoder decoder{};
-  TextEncoder encoder{};
+  TextDecoder decoder{};  // from the bytes of the sheet to UTF-8
+  TextEncoder encoder{};  // from UTF-8 to what is written
   // In CSV and TSV: a text that a spreadsheet would run as a formula gets an apostrophe before it.
   bool guards_formulas = false;
 };
 
 // Writes all rows, each as wide as the sheet, until `progress` stops it. Failures stay with the
 // stream.
-NVIMPORT_API void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& conversion,
-                OutputFile& out, Progress& progress);
+NVIMPORT_API void WriteSheet(SheetFormat format, MemorySheet& sheet,
+                             const TextConversion& conversion, OutputFile& out, Progress& progress);
 
 // One cell as a JSON value in UTF-8.
 NVIMPORT_API std::string JsonCell(const MemoryCell& cell, const TextDecoder& decoder);
@@ -33,6 +33,7 @@ NVIMPORT_API std::string JsonCell(const MemoryCell& cell, const TextDecoder& dec
 // A sheet for the writer of a registered format: texts come out converted.
 class NVIMPORT_API ConvertedSheet final : public SpreadsheetData {
  public:
+  // Both must outlive it.
   ConvertedSheet(MemorySheet& sheet, const TextConversion& conversion)
       : sheet_(sheet), conversion_(conversion) {}
 

@@ -15,12 +15,12 @@ namespace nvimport {
 // Answers to questions that may be asked, given beforehand. Choices from lists are written as for
 // ParseItems: "2", "1,3", "2-4", "all", or names.
 struct GivenAnswers {
-  std::optional<TextImportChoice> text_import{};
-  bool ignore_consecutive = false;  // also of a delimiter that is guessed
-  std::optional<std::string> sheets{};
-  std::optional<std::string> blocks{};
-  std::optional<RangeChoice> range{};
-  std::optional<std::size_t> merge{};  // position in the question's choices
+  std::optional<TextImportChoice> text_import{};  // how delimited texts are split
+  bool ignore_consecutive = false;                // also of a delimiter that is guessed
+  std::optional<std::string> sheets{};            // the worksheets of a workbook
+  std::optional<std::string> blocks{};            // the data blocks of a file
+  std::optional<RangeChoice> range{};             // the points of a spectrum
+  std::optional<std::size_t> merge{};             // position in the question's choices
 };
 
 // How sheets are merged, in the order in which a question offers it.
@@ -37,8 +37,8 @@ struct AnsweredQuestion {
     kRefused,  // there is none
   };
 
-  std::string name;  // "delimiter", "worksheets", "blocks", "range", ...
-  Source source = Source::kGiven;
+  std::string name;                    // "delimiter", "worksheets", "blocks", "range", ...
+  Source source = Source::kGiven;      // who gave it
   std::string answer;                  // as a sentence has it
   std::string value;                   // as it is given beforehand
   bool ignore_consecutive = false;     // of a delimiter whose value does not say so
@@ -78,6 +78,7 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   // before anybody is asked.
   std::function<std::optional<std::size_t>(const std::vector<std::string>& names)> choose_format;
 
+  // What was asked, in order.
   const std::vector<AnsweredQuestion>& answered() const { return answered_; }
   // Takes down the answer to what a reader settles by itself.
   void Answered(AnsweredQuestion answered) { answered_.push_back(std::move(answered)); }

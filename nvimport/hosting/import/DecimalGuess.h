@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "nvimport/platform/NumberText.h"
 #include "nvimport/platform/Export.h"
+#include "nvimport/platform/NumberText.h"
 
 namespace nvimport {
 

@@ -29,8 +29,8 @@ NVIMPORT_API std::string DelimiterValue(const std::string& delimiter);
 // The choice in a sentence: "TAB", "runs of blanks", "\"::\"".
 NVIMPORT_API std::string ShownDelimiter(const TextImportChoice& choice);
 
-// The delimiter as ParseDelimiter takes it: its word, or characters of which those that a terminal or
-// a shell would not take as they stand are by number.
+// The delimiter as ParseDelimiter takes it: its word, or characters of which those that a terminal
+// or a shell would not take as they stand are by number.
 NVIMPORT_API std::string WrittenDelimiter(const TextImportChoice& choice);
 
 }  // namespace nvimport

@@ -284,7 +284,7 @@ class Session {
 
   Failure Cancelled() const {
     Failure failure = Because("The import was cancelled.");
-    failure.kind = Failure::kCancelled;
+    failure.kind = Failure::kStopped;
     failure.advice = request_.words.answer_before;
     return failure;
   }
@@ -300,7 +300,7 @@ class Session {
     Failure failure = Refused(dialogs_.message());
     failure.detail = dialogs_.detail();
     failure.status = driver_.GetStatus();
-    if (failure.status == kCancelled) failure.kind = Failure::kCancelled;
+    if (failure.status == kCancelled) failure.kind = Failure::kStopped;
     return failure;
   }
 

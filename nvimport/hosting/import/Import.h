@@ -15,9 +15,10 @@ namespace nvimport {
 
 // How far an import is.
 struct ImportProgress {
+  // What is done: the size is found (the file opened, questions asked), the cells are read.
   enum Stage { kSizing, kReading };
 
-  Stage stage = kSizing;
+  Stage stage = kSizing;       // what is done now
   bool begins = false;         // the first call of a stage
   int format = 0;              // that the file is read as, 0 while it is detected
   std::uint64_t position = 0;  // in the file, in bytes
@@ -31,27 +32,28 @@ struct ImportRequest {
   int format = 0;                  // a position in the list of formats, 0 to have it detected
   std::string pairs{};             // "key=value;key=value", for formats that take such options
   std::vector<unsigned char> options{};  // those of an earlier import: asks nothing, and repeats it
-  GivenAnswers answers{};
+  GivenAnswers answers{};                // to questions that may be asked
   Dialogs* dialogs = nullptr;  // asked what nothing above answers; without them the usual answer is
                                // taken, where there is one
   CWnd* parent = nullptr;      // the host's window, passed to the dialogs
   std::function<bool(const ImportProgress& progress)> progress{};  // false stops the import
-  HostWords words{};
+  HostWords words{};  // how failures call the ways out of them
 };
 
 // What came of it.
 struct ImportResult {
-  std::optional<Failure> failure{};  // none when it was done
-  std::vector<std::string> files{};  // in the order in which they were taken
-  int format = 0;                    // in the list of formats, 0 while it is not settled
-  int rows = -1;                     // of the sheet, -1 while its size is not known
-  int columns = -1;
-  std::vector<unsigned char> options{};  // that repeat the import; empty for none
-  std::vector<AnsweredQuestion> questions{};
-  std::vector<std::string> warnings{};  // of the reader
-  std::vector<std::string> notes{};     // on cells that were left out
-  std::string log_entry{};              // the last one of a reader, notes apart
+  std::optional<Failure> failure{};           // none when it was done
+  std::vector<std::string> files{};           // in the order in which they were taken
+  int format = 0;                             // in the list of formats, 0 while it is not settled
+  int rows = -1;                              // of the sheet, -1 while its size is not known
+  int columns = -1;                           // likewise
+  std::vector<unsigned char> options{};       // that repeat the import; empty for none
+  std::vector<AnsweredQuestion> questions{};  // that were asked, with their answers
+  std::vector<std::string> warnings{};        // of the reader
+  std::vector<std::string> notes{};           // on cells that were left out
+  std::string log_entry{};                    // the last one of a reader, notes apart
 
+  // True when it was done.
   explicit operator bool() const { return !failure; }
 };
 

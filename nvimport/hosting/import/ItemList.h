@@ -14,8 +14,8 @@ namespace nvimport {
 // What a user writes to choose from a list whose entries are numbered from 1: "2", "1,3", "2-5",
 // "all", or the names of entries. The positions in that order, each once; none when something in it
 // is not in the list.
-NVIMPORT_API std::optional<std::vector<std::size_t>> ParseItems(std::string_view text,
-                                                   const std::vector<std::string>& items);
+NVIMPORT_API std::optional<std::vector<std::size_t>> ParseItems(
+    std::string_view text, const std::vector<std::string>& items);
 
 // The same the other way round: "1,3".
 NVIMPORT_API std::string ItemNumbers(const std::vector<std::size_t>& positions);
