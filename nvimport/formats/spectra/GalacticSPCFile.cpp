@@ -139,7 +139,7 @@ int GalacticSPCFile::ReadHeaderInfo(File& file) {
 
 // Makes every x that occurs in files with own x arrays a point of all of them.
 int GalacticSPCFile::UniteX() {
-  XUnion<float> all;
+  XUnion all;
   for (const File& file : files_) {
     if (!file.layout.has_own_x) continue;
     InputFile input(file.path.c_str());
@@ -147,9 +147,9 @@ int GalacticSPCFile::UniteX() {
     SpcSubFiles sub_files(file.layout, input, *reader_);
     // Reading fails at one that is cut.
     while (sub_files.number() < file.layout.sub_files && sub_files.Next()) {
-      std::vector<float> x = sub_files.own_x();
+      std::vector<double> x = sub_files.own_x();
       std::ranges::sort(x, IsBefore);
-      all.Add(x, [](float value) { return value; });
+      all.Add(std::move(x));
     }
   }
   const std::vector<double> values = all.Take();
@@ -324,37 +324,30 @@ bool GalacticSPCFile::SetPoints(SpcSubFiles& sub_files, bool has_own_x, ReadSpre
 }
 
 // The place of each point on the axis, from 0.
-std::vector<int> GalacticSPCFile::FindColumns(const std::vector<float>& x) const {
+std::vector<int> GalacticSPCFile::FindColumns(const std::vector<double>& x) const {
   std::vector<int> order(x.size());
   std::iota(order.begin(), order.end(), 0);
   std::ranges::stable_sort(order, IsBefore,
                            [&](int point) { return x[static_cast<std::size_t>(point)]; });
   std::vector<int> columns(x.size());
-  XPlaces places(axis_.values);
+  std::size_t next = 0;
   for (const int point : order) {
     const auto at = static_cast<std::size_t>(point);
-    columns[at] = static_cast<int>(places.Next(x[at]));
+    columns[at] = static_cast<int>(PlaceOf(x[at], axis_.values, next));
   }
   return columns;
 }
 
 GalacticSPCFileFactory::GalacticSPCFileFactory(GalacticSPCRules rules)
-    : SprFileFactory({.name = "GalacticSPC File",
-                      .read_filter = "Galactic SPC Files (*.spc)",
-                      .extensions = {".spc"},
-                      .several_at_once = true,
-                      .flag5 = true,
-                      .options = {{"range", "FIRST,LAST", /*is_asked=*/true},
-                                  {"files", "N,N...", /*is_asked=*/true},
-                                  {"names", "number|text"},
-                                  {"xrow", "0|1"}}}),
-      rules_(rules) {}
-
-// Every file may be one: only Open looks inside.
-int GalacticSPCFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
-
-SpreadsheetFile* GalacticSPCFileFactory::Create() {
-  return std::make_unique<GalacticSPCFile>(rules_).release();
-}
+    : RuledFactory({.name = "GalacticSPC File",
+                    .read_filter = "Galactic SPC Files (*.spc)",
+                    .extensions = {".spc"},
+                    .several_at_once = true,
+                    .flag5 = true,
+                    .options = {{"range", "FIRST,LAST", /*is_asked=*/true},
+                                {"files", "N,N...", /*is_asked=*/true},
+                                {"names", "number|text"},
+                                {"xrow", "0|1"}}},
+                   rules) {}
 
 }  // namespace nvimport

@@ -533,14 +533,15 @@ int JCAMPFile::UniteX() {
   for (const Series one : series) announced += contents_->Get(one).points;
   if (announced > static_cast<double>(kMostUnbacked) + contents_->layout.bytes / kBytesPerPair)
     return Fail(kNoSize);
-  XUnion<double> all;
-  all.Reserve(static_cast<std::size_t>(announced));
+  XUnion all;
   JCAMPInput input(files_, rules_);
   std::vector<JCAMPPair> pairs;
   for (const Series one : series) {
     const auto collect = [&](JCAMPPageReader& reader) { return reader.CollectPairs(pairs); };
     if (ReadPage(contents_->Get(one), input, /*tells=*/false, collect) != kGood) return status_;
-    all.Add(pairs, [](const JCAMPPair& pair) { return pair.x; });
+    std::vector<double> x(pairs.size());
+    std::ranges::transform(pairs, x.begin(), &JCAMPPair::x);
+    all.Add(std::move(x));
   }
   axis_.values = all.Take();
   axis_.points = static_cast<int>(axis_.values.size());
@@ -658,9 +659,9 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, int row, bool names_points, JCAM
   if (contents_->unites_x) {
     std::vector<JCAMPPair> pairs;
     const int status = reader.CollectPairs(pairs);
-    XPlaces places(axis_.values);
+    std::size_t next = 0;
     for (const JCAMPPair& pair : pairs) {
-      const std::size_t place = places.Next(pair.x);
+      const std::size_t place = PlaceOf(pair.x, axis_.values, next);
       if (place == axis_.values.size()) break;
       cells(static_cast<int>(place) + 1, static_cast<double>(pair.y), std::isnan(pair.y));
     }
@@ -682,20 +683,14 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, int row, bool names_points, JCAM
 }
 
 JCAMPFileFactory::JCAMPFileFactory(JCAMPRules rules)
-    : SprFileFactory({.name = "JCAMP-DX File",
-                      .read_filter = "JCAMP-DX Files (*.jcm; *.dx; *.jdx)",
-                      .extensions = {".jcm", ".dx", ".jdx"},
-                      .several_at_once = true,
-                      .options = {{"blocks", "N,N...", /*is_asked=*/true},
-                                  {"reference", "N"},
-                                  {"xrow", "0|1"},
-                                  {"columns", "FIRST,LAST"}}}),
-      rules_(rules) {}
-
-int JCAMPFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
-
-SpreadsheetFile* JCAMPFileFactory::Create() {
-  return std::make_unique<JCAMPFile>(rules_).release();
-}
+    : RuledFactory({.name = "JCAMP-DX File",
+                    .read_filter = "JCAMP-DX Files (*.jcm; *.dx; *.jdx)",
+                    .extensions = {".jcm", ".dx", ".jdx"},
+                    .several_at_once = true,
+                    .options = {{"blocks", "N,N...", /*is_asked=*/true},
+                                {"reference", "N"},
+                                {"xrow", "0|1"},
+                                {"columns", "FIRST,LAST"}}},
+                   rules) {}
 
 }  // namespace nvimport

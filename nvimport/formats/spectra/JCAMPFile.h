@@ -8,7 +8,6 @@
 
 #include "nvimport/formats/spectra/JCAMPRules.h"
 #include "nvimport/formats/spectra/SpectraFile.h"
-#include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/platform/Boxed.h"
 #include "nvimport/platform/COleDateTime.h"
 #include "nvimport/platform/Dialogs.h"
@@ -120,16 +119,9 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   std::string warning_;
 };
 
-class NVIMPORT_API JCAMPFileFactory final : public SprFileFactory {
+class NVIMPORT_API JCAMPFileFactory final : public RuledFactory<JCAMPFile, JCAMPRules> {
  public:
-  using Rules = JCAMPRules;
-
   explicit JCAMPFileFactory(JCAMPRules rules = {});
-  int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
-
- private:
-  JCAMPRules rules_;
 };
 
 }  // namespace nvimport

@@ -220,15 +220,10 @@ bool NsasFile::ReadSpectraValues(const SpectrumGrid& axis, ReadSpreadSheetData& 
 }
 
 NsasFileFactory::NsasFileFactory(NsasRules rules)
-    : SprFileFactory({.name = "NSAS File",
-                      .read_filter = "NSAS Files (*.da)",
-                      .extensions = {".da"},
-                      .options = {{"columns", "FIRST,LAST"}}}),
-      rules_(rules) {}
-
-// Nothing in these files says what they are.
-int NsasFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
-
-SpreadsheetFile* NsasFileFactory::Create() { return std::make_unique<NsasFile>(rules_).release(); }
+    : RuledFactory({.name = "NSAS File",
+                    .read_filter = "NSAS Files (*.da)",
+                    .extensions = {".da"},
+                    .options = {{"columns", "FIRST,LAST"}}},
+                   rules) {}
 
 }  // namespace nvimport

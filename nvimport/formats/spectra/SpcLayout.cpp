@@ -40,11 +40,10 @@ bool IsValidGalacticCPCFile(char version) {
 }
 
 // Reads x values, whose number the file's length backs.
-template <typename X>
-bool ReadX(BlockReader& reader, std::endian order, int points, std::vector<X>& x) {
+bool ReadX(BlockReader& reader, std::endian order, int points, std::vector<double>& x) {
   x.clear();
   x.reserve(static_cast<std::size_t>(points));
-  const auto take = [&](int, float value) { x.push_back(static_cast<X>(value)); };
+  const auto take = [&](int, float value) { x.push_back(value); };
   return order == std::endian::little
              ? TakeStoredValues<float, std::endian::little>(reader, points, take)
              : TakeStoredValues<float, std::endian::big>(reader, points, take);
