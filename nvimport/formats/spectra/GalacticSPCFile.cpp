@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <numeric>
+#include <utility>
 
 #include "nvimport/formats/spectra/PointNames.h"
 #include "nvimport/formats/spectra/SpcLayout.h"
@@ -36,8 +36,6 @@ constexpr StatusText kTexts[] = {
 };
 static_assert(WellFormed(std::span(kTexts).subspan(1), 2560, 2569));
 
-constexpr const char* kSource = "GalacticSPCFile";
-
 constexpr int kFirstPointColumn = 3;
 
 bool Differ(double a, double b) {
@@ -65,11 +63,22 @@ struct GalacticSPCFile::File {
            (layout.has_own_x || std::ranges::equal(layout.axis.values, other.axis.values, is_same));
   }
   // As a list of files shows it.
-  std::string Entry() const;
+  std::string Entry() const {
+    const SpectrumAxis& axis = layout.axis;
+    std::string entry = FileName(path) + " [Num ";
+    if (layout.sub_files > 1)
+      entry += "sub-files: " + std::to_string(layout.sub_files) +
+               ", Num values: " + std::to_string(axis.points);
+    else
+      entry +=
+          "values: " + std::to_string(axis.points) + ", First value: " + ShortNumber(axis.first) +
+          ", Last value: " + ShortNumber(axis.last) + ", X-Spacing: " + ShortNumber(axis.spacing);
+    return entry + "]";
+  }
 };
 
 GalacticSPCFile::GalacticSPCFile(GalacticSPCRules rules)
-    : SpectraFile(kSource, kTexts, kFirstPointColumn),
+    : SpectraFile("GalacticSPCFile", kTexts, kFirstPointColumn),
       rules_(rules),
       reader_(std::make_unique<BlockReader>()) {}
 
@@ -96,7 +105,7 @@ int GalacticSPCFile::Open(bool read, const char* path, NvImportOpenOptions* opti
   if (!path_.empty())
     for (std::string& name : FileSelection::Split(path_))
       files_.push_back({std::move(name), static_cast<int>(files_.size()) + 1});
-  GivenOptions given(kSource, options);
+  GivenOptions given(source_, options);
   std::vector<int> positions;
   if (!given.TakeNumbers("files", positions, static_cast<int>(files_.size())))
     return Fail(kInvalidOptions);
@@ -210,22 +219,9 @@ int GalacticSPCFile::SetOptions(GivenOptions& given, OptionPairs& choices) {
   return kGood;
 }
 
-std::string GalacticSPCFile::File::Entry() const {
-  const SpectrumAxis& axis = layout.axis;
-  std::string entry = FileName(path) + " [Num ";
-  if (layout.sub_files > 1)
-    entry += "sub-files: " + std::to_string(layout.sub_files) +
-             ", Num values: " + std::to_string(axis.points);
-  else
-    entry +=
-        "values: " + std::to_string(axis.points) + ", First value: " + ShortNumber(axis.first) +
-        ", Last value: " + ShortNumber(axis.last) + ", X-Spacing: " + ShortNumber(axis.spacing);
-  return entry + "]";
-}
-
 int GalacticSPCFile::AskForFiles(int status) {
   const char* const reason = std::ranges::find(kTexts, status, &StatusText::status)->text;
-  Log::WriteMessage(kSource, "SetOptions", reason, Log::kNormal);
+  Log::WriteMessage(source_, "SetOptions", reason, Log::kNormal);
   ItemsQuestion question;
   question.kind = ItemsQuestion::Kind::kFiles;
   question.title = "Select Files";
@@ -264,7 +260,7 @@ int GalacticSPCFile::Read(ReadSpreadSheetData* sink) {
     if (ReadSpectra(file, *sink, row) != kGood) return status_;
     left_out += static_cast<std::uint64_t>(file.left_out);
   }
-  Log::WriteCount(kSource, left_out,
+  Log::WriteCount(source_, left_out,
                   "further spectrum of a file of the old layout was not delivered",
                   "further spectra of files of the old layout were not delivered");
   return kGood;
@@ -316,26 +312,17 @@ bool GalacticSPCFile::SetPoints(SpcSubFiles& sub_files, bool has_own_x, ReadSpre
         before, std::min(interval_size(), points - before),
         [&](int i, float value) { sink.Set(kFirstPointColumn + i, row, value); });
   }
-  const std::vector<int> columns = FindColumns(sub_files.own_x());
-  return sub_files.TakeValues(0, points, [&](int i, float value) {
-    const int point = columns[static_cast<std::size_t>(i)] - first_index();
-    if (point >= 0 && point < interval_size()) sink.Set(kFirstPointColumn + point, row, value);
+  std::vector<std::pair<double, float>> values;
+  const bool is_whole = sub_files.TakeValues(0, points, [&](int i, float value) {
+    values.emplace_back(sub_files.own_x()[static_cast<std::size_t>(i)], value);
   });
-}
-
-// The place of each point on the axis, from 0.
-std::vector<int> GalacticSPCFile::FindColumns(const std::vector<double>& x) const {
-  std::vector<int> order(x.size());
-  std::iota(order.begin(), order.end(), 0);
-  std::ranges::stable_sort(order, IsBefore,
-                           [&](int point) { return x[static_cast<std::size_t>(point)]; });
-  std::vector<int> columns(x.size());
+  std::ranges::stable_sort(values, IsBefore, &std::pair<double, float>::first);
   std::size_t next = 0;
-  for (const int point : order) {
-    const auto at = static_cast<std::size_t>(point);
-    columns[at] = static_cast<int>(PlaceOf(x[at], axis_.values, next));
+  for (const auto& [x, value] : values) {
+    const int point = static_cast<int>(PlaceOf(x, axis_.values, next)) - first_index();
+    if (point >= 0 && point < interval_size()) sink.Set(kFirstPointColumn + point, row, value);
   }
-  return columns;
+  return is_whole;
 }
 
 GalacticSPCFileFactory::GalacticSPCFileFactory(GalacticSPCRules rules)

@@ -63,7 +63,6 @@ class NVIMPORT_API GalacticSPCFile : public SpectraFile {
   int SetHeads(ReadSpreadSheetData& sink, int row);
   int ReadSpectra(const File& file, ReadSpreadSheetData& sink, int& row);
   bool SetPoints(SpcSubFiles& sub_files, bool has_own_x, ReadSpreadSheetData& sink, int row) const;
-  std::vector<int> FindColumns(const std::vector<double>& x) const;
 
   GalacticSPCRules rules_;
   bool opened_ = false;

@@ -69,25 +69,16 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   // Whether reading has met something to warn of.
   bool JCAMPWarning() const { return !warning_.empty(); }
   // Whether several files are imported.
-  bool MultiSelection() const { return several_files_; }
+  bool MultiSelection() const;
 
  protected:
   int EstablishSize() override;
 
  private:
   struct Contents;
-  // What makes a row: a data page of a block, from 0.
-  struct Series {
-    std::uint32_t block;
-    std::uint32_t page;
-  };
   int ReadLayout();
-  int CountPoints();
-  void CheckPages();
   int ChooseBlocks(GivenOptions& given, OptionPairs& choices);
   int ChooseReference(GivenOptions& given, OptionPairs& choices);
-  int CheckMultiSelection(const char*& prompt);
-  void Select(std::vector<int> numbers);
   int UniteX();
   template <typename Take>
   int ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take);
@@ -99,22 +90,11 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
     return missing && rules_.missing_as_minus_99 ? -99 : axis.X(n - 1);
   }
 
-  ItemsQuestion Question(const std::vector<std::size_t>& blocks) const;
-  std::string FilePrefix(int file) const;
-  std::string RowLabel(Series series) const;
-
-  std::string Compose(std::string_view text, int read = 0, int expected = 0) const;
-  std::string MessageOf(int status) const;
   int FailAt(int status, int file, std::uint64_t line);
 
   JCAMPRules rules_;
-  std::vector<std::string> files_;
-  bool several_files_ = false;
   bool x_row_ = false;
   Boxed<Contents> contents_;
-  // The file that is checked or read, -1 for none, and the line reached in it.
-  int current_file_ = -1;
-  std::uint64_t line_ = 0;
   bool has_warned_ = false;  // of the block that is read
   std::string warning_;
 };

@@ -6,6 +6,7 @@
 #include <deque>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "nvimport/formats/spectra/JCAMPRules.h"
 #include "nvimport/formats/spectra/SpectrumAxis.h"
@@ -68,6 +69,7 @@ struct JCAMPPage {
 struct JCAMPData : JCAMPBlock, JCAMPNumbers {
   std::uint64_t position = 0;
   std::uint64_t line = 0;
+  std::uint32_t name = 0;  // among several
   JCAMPForm form = JCAMPForm::kUnknown;
 
   // The x values of ordinates.
@@ -99,19 +101,11 @@ struct JCAMPLayout {
   JCAMPPage& Page(std::size_t block, std::size_t page) {
     return pages[blocks[block].first_page + page];
   }
-  // Takes the number of points that was counted.
-  void SetPoints(std::size_t block, std::size_t page, int count);
   const char* Text(std::uint32_t offset) const { return texts.c_str() + offset; }
-  // What names a page among several.
-  const char* PageName(std::size_t block, std::size_t page) const {
-    return Pages(block) == 1 ? "" : Text(pages[blocks[block].first_page + page].name);
-  }
 
-  // Whether it can be chosen by all rules, or by those that know its labels and forms.
-  bool IsOffered(std::size_t block) const {
-    return blocks[block].data_class != JCAMPClass::kLink && !blocks[block].is_indented;
-  }
-  bool IsOfferedBesides(std::size_t block) const;
+  // The blocks that can be chosen. What only some rules find stands behind what all find, whose
+  // numbers are the same.
+  std::vector<std::size_t> Offered() const;
 
   // How many points the files may make: a hundred bytes can claim billions.
   double most_points() const {

@@ -15,8 +15,7 @@ namespace nvimport {
 class JCAMPLines {
  public:
   explicit JCAMPLines(const char* path, bool cuts_long_lines = true);
-  JCAMPLines(const JCAMPLines&) = delete;
-  JCAMPLines& operator=(const JCAMPLines&) = delete;
+  JCAMPLines(JCAMPLines&&) = delete;
 
   bool is_open() const { return file_.is_open(); }
   bool failed() const { return failed_ || lines_.failed(); }

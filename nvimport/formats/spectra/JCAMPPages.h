@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -9,7 +10,6 @@
 
 #include "nvimport/formats/spectra/JCAMPLayout.h"
 #include "nvimport/formats/spectra/JCAMPLines.h"
-#include "nvimport/formats/spectra/JCAMPStatus.h"
 #include "nvimport/formats/spectra/JCAMPValues.h"
 
 namespace nvimport {

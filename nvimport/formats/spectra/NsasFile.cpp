@@ -46,8 +46,6 @@ constexpr StatusText kTexts[] = {
 };
 static_assert(WellFormed(std::span(kTexts).subspan(1), 1280, 1291));
 
-constexpr const char* kSource = "NsasFile";
-
 constexpr int kRowsBeforeSpectra = 2;
 constexpr int kFirstPointColumn = 5;
 
@@ -60,7 +58,7 @@ struct NsasFile::Spectra {
 };
 
 NsasFile::NsasFile(NsasRules rules)
-    : SpectraFile(kSource, kTexts, kFirstPointColumn),
+    : SpectraFile("NsasFile", kTexts, kFirstPointColumn),
       rules_(rules),
       spectra_(std::make_unique<Spectra>()) {}
 
@@ -78,7 +76,7 @@ void NsasFile::Close() {
 
 int NsasFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (BeginOpen(read, path) != kGood) return status_;
-  GivenOptions given(kSource, options);
+  GivenOptions given(source_, options);
   if (!given.TakeRange("columns", columns_)) return Fail(kInvalidOptions);
   da_ = InputFile(path_.c_str());
   if (!da_.is_open()) return Fail(kDaCannotOpen);
@@ -125,15 +123,13 @@ int NsasFile::EstablishSize() {
   return SetSize(static_cast<std::uint64_t>(columns), spectra + kRowsBeforeSpectra);
 }
 
-int NsasFile::OpenCn() {
-  if (!cn_.is_open()) return kGood;
-  const auto spectra = static_cast<std::uint64_t>(num_rows_ - kRowsBeforeSpectra);
-  if (!spectra_->cn.Begin(cn_, spectra)) return Fail(kCnSize);
-  return spectra_->first.constituents <= NsasCnFile::kMostConstituents ? kGood : Fail(kCnValuesCut);
-}
-
 int NsasFile::Read(ReadSpreadSheetData* sink) {
-  if (status_ != kGood || GetNumRows() < 0 || OpenCn() != kGood) return status_;
+  if (status_ != kGood || GetNumRows() < 0) return status_;
+  if (cn_.is_open()) {
+    const auto spectra = static_cast<std::uint64_t>(num_rows_ - kRowsBeforeSpectra);
+    if (!spectra_->cn.Begin(cn_, spectra)) return Fail(kCnSize);
+    if (spectra_->first.constituents > NsasCnFile::kMostConstituents) return Fail(kCnValuesCut);
+  }
   sink->SetDataSize(num_cols_, num_rows_);
   if (MakeNameRow(*sink) != kGood) return status_;
   MakeInfoRow(*sink);
@@ -141,11 +137,6 @@ int NsasFile::Read(ReadSpreadSheetData* sink) {
   left_out_ = 0;
   for (int row = kRowsBeforeSpectra + 1; row <= num_rows_; ++row)
     if (MakeValueRow(*sink, row) != kGood) return status_;
-  NoteLeftOut();
-  return kGood;
-}
-
-void NsasFile::NoteLeftOut() const {
   if (left_out_ > 0)
     Note(std::to_string(left_out_) +
          " values at the ends of spectra, at wavelengths that not all spectra have, were not "
@@ -154,6 +145,7 @@ void NsasFile::NoteLeftOut() const {
     Note("the DA file is cut or damaged, and what follows the last spectrum was not delivered");
   if (leaves_out_cn_)
     Note("the size of the CN file fits no version of it, and the constituents were not delivered");
+  return kGood;
 }
 
 int NsasFile::MakeNameRow(ReadSpreadSheetData& sink) {

@@ -45,8 +45,6 @@ class NVIMPORT_API NsasFile : public SpectraFile {
  private:
   struct Spectra;
 
-  int OpenCn();
-  void NoteLeftOut() const;
   int first_constituent_column() const { return first_point_column_ + axis_.points; }
   int MakeNameRow(ReadSpreadSheetData& sink);
   void MakeInfoRow(ReadSpreadSheetData& sink) const;
