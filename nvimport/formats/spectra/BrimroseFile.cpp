@@ -1,5 +1,3 @@
-// The sheet of a Brimrose file.
-
 #include "nvimport/formats/spectra/BrimroseFile.h"
 
 #include <algorithm>
@@ -26,7 +24,6 @@ enum Status : int {
   kNotThisFormat = 2822
 };
 constexpr StatusText kTexts[] = {
-    {kInvalidOptions, kInvalidOptionsText},
     {kCannotOpen, "Failed to open stream for reading."},
     {kNotOpenForReading, "Wrong file mode. The executed operation is only supported in read mode."},
     {kMainHeaderCut, "File corrupt! Could not read the whole main header (possibly end of file)."},
@@ -37,7 +34,7 @@ constexpr StatusText kTexts[] = {
      "number of data points."},
     {kNotThisFormat, "The file does not seem to be a valid Brimrose file."},
 };
-static_assert(WellFormed(std::span(kTexts).subspan(1), 2816, 2822));
+static_assert(WellFormed(kTexts, 2816, 2822));
 
 // Kept: a cut among the first two values is one inside the sub header.
 constexpr std::uint64_t kSubHeaderSize = 128;

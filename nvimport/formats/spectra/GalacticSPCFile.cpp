@@ -1,5 +1,3 @@
-// The sheet of Galactic SPC files.
-
 #include "nvimport/formats/spectra/GalacticSPCFile.h"
 
 #include <algorithm>
@@ -21,7 +19,6 @@ namespace nvimport {
 namespace {
 
 constexpr StatusText kTexts[] = {
-    {kInvalidOptions, kInvalidOptionsText},
     {kSpcNoFile, "Unable to open file."},
     {kSpcNotOpened, "Unable to read file. The file was not opened or Open File failed."},
     {kSpcNotThisFormat, "This file does not seem to be a valid Galactic SPC file."},
@@ -34,7 +31,7 @@ constexpr StatusText kTexts[] = {
      "Quellon support."},
     {kSpcXArraysDiffer, "The X variable names in files differ from each other"},
 };
-static_assert(WellFormed(std::span(kTexts).subspan(1), 2560, 2569));
+static_assert(WellFormed(kTexts, 2560, 2569));
 
 constexpr int kFirstPointColumn = 3;
 
@@ -312,17 +309,17 @@ bool GalacticSPCFile::SetPoints(SpcSubFiles& sub_files, bool has_own_x, ReadSpre
         before, std::min(interval_size(), points - before),
         [&](int i, float value) { sink.Set(kFirstPointColumn + i, row, value); });
   }
-  std::vector<std::pair<double, float>> values;
-  const bool is_whole = sub_files.TakeValues(0, points, [&](int i, float value) {
-    values.emplace_back(sub_files.own_x()[static_cast<std::size_t>(i)], value);
-  });
-  std::ranges::stable_sort(values, IsBefore, &std::pair<double, float>::first);
+  std::vector<std::pair<double, int>> order;
+  for (const double x : sub_files.own_x()) order.emplace_back(x, static_cast<int>(order.size()));
+  std::ranges::stable_sort(order, IsBefore, &std::pair<double, int>::first);
+  std::vector<int> places(order.size());
   std::size_t next = 0;
-  for (const auto& [x, value] : values) {
-    const int point = static_cast<int>(PlaceOf(x, axis_.values, next)) - first_index();
+  for (const auto& [x, point] : order)
+    places[static_cast<std::size_t>(point)] = static_cast<int>(PlaceOf(x, axis_.values, next));
+  return sub_files.TakeValues(0, points, [&](int i, float value) {
+    const int point = places[static_cast<std::size_t>(i)] - first_index();
     if (point >= 0 && point < interval_size()) sink.Set(kFirstPointColumn + point, row, value);
-  }
-  return is_whole;
+  });
 }
 
 GalacticSPCFileFactory::GalacticSPCFileFactory(GalacticSPCRules rules)

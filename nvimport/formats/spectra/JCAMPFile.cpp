@@ -1,5 +1,3 @@
-// The sheet of JCAMP-DX blocks.
-
 #include "nvimport/formats/spectra/JCAMPFile.h"
 
 #include <algorithm>
@@ -27,7 +25,6 @@ namespace {
 
 // %f: the file, among several; %l: the file and the line; %n: the line alone; %s: the application.
 constexpr StatusText kTexts[] = {
-    {kInvalidOptions, kInvalidOptionsText},
     {kNoFile, "Unable to open file."},
     {kNotJCAMP, "The file does not appear to be a valid JCAMP-DX file."},
     {kBinaryForm, "%fThe data is stored in an unsupported (binary) form."},
@@ -68,7 +65,7 @@ constexpr StatusText kTexts[] = {
     {kOnlyXYData, "Only files with dataclass = 'XYDATA' are supported by multiselection."},
     {kReferenceCancelled, "File read interrupted by the user."},
 };
-static_assert(WellFormed(std::span(kTexts).subspan(1), 1536, 1567));
+static_assert(WellFormed(kTexts, 1536, 1567));
 
 constexpr const char* kNotJCAMPAmongSeveral =
     "One of the files does not appear to be a valid JCAMP-DX file.";
@@ -351,7 +348,20 @@ NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& optio
 }
 
 int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
-  if (BeginOpen(read, path) != kGood || ReadLayout() != kGood) return status_;
+  if (BeginOpen(read, path) != kGood) return status_;
+  const std::vector<std::string>& files = contents_->files = FileSelection::Split(path_);
+  contents_->several_files = files.size() > 1;
+  JCAMPLayout& layout = contents_->layout;
+  for (const std::string& file : files) {
+    JCAMPLines lines(file.c_str(), rules_.lines_of_255_characters);
+    if (!lines.is_open()) return Fail(kNoFile);
+    if (const int status = ReadJCAMPLayout(lines, rules_, layout))
+      return FailAt(status, static_cast<int>(&file - files.data()), lines.line());
+  }
+  contents_->offered = layout.Offered();
+  if (!rules_.npoints_is_right)
+    if (const int status = contents_->CountPoints(rules_)) return Fail(status);
+  contents_->CheckPages();
   GivenOptions given(source_, options);
   if (!given.TakeWord("xrow", {"0", "1"}, x_row_) || !given.TakeRange("columns", columns_))
     return Fail(kInvalidOptions);
@@ -367,23 +377,6 @@ void JCAMPFile::Close() {
   *contents_ = {};
   warning_.clear();
   SpectraFile::Close();
-}
-
-int JCAMPFile::ReadLayout() {
-  const std::vector<std::string>& files = contents_->files = FileSelection::Split(path_);
-  contents_->several_files = files.size() > 1;
-  JCAMPLayout& layout = contents_->layout;
-  for (const std::string& file : files) {
-    JCAMPLines lines(file.c_str(), rules_.lines_of_255_characters);
-    if (!lines.is_open()) return Fail(kNoFile);
-    if (const int status = ReadJCAMPLayout(lines, rules_, layout))
-      return FailAt(status, static_cast<int>(&file - files.data()), lines.line());
-  }
-  contents_->offered = layout.Offered();
-  if (!rules_.npoints_is_right)
-    if (const int status = contents_->CountPoints(rules_)) return Fail(status);
-  contents_->CheckPages();
-  return kGood;
 }
 
 int JCAMPFile::FailAt(int status, int file, std::uint64_t line) {

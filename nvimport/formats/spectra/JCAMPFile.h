@@ -76,7 +76,6 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
 
  private:
   struct Contents;
-  int ReadLayout();
   int ChooseBlocks(GivenOptions& given, OptionPairs& choices);
   int ChooseReference(GivenOptions& given, OptionPairs& choices);
   int UniteX();

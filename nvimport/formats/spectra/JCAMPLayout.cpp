@@ -35,22 +35,17 @@ char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + '
 
 // A label or a value of a closed set, its case and the characters that don't count taken away up to
 // the first equals sign, which ends it.
-class Stripped {
- public:
-  explicit Stripped(std::string_view text) {
-    for (const char c : text) {
-      if (kIgnored.find(c) != std::string_view::npos) continue;
-      characters_[length_++] = Upper(c);
-      if (c == '=' || length_ == characters_.size()) break;
-    }
+std::string Stripped(std::string_view text) {
+  constexpr std::string_view kIgnored = " \t\v\f\\/_-";
+  constexpr std::size_t kLongest = 256;
+  std::string stripped;
+  for (const char c : text) {
+    if (kIgnored.find(c) != std::string_view::npos) continue;
+    stripped += Upper(c);
+    if (c == '=' || stripped.size() == kLongest) break;
   }
-  std::string_view text() const { return {characters_.data(), length_}; }
-
- private:
-  static constexpr std::string_view kIgnored = " \t\v\f\\/_-";
-  std::array<char, 256> characters_;
-  std::size_t length_ = 0;
-};
+  return stripped;
+}
 
 JCAMPClass ClassOf(JCAMPForm form) {
   if (form == JCAMPForm::kUnknown) return JCAMPClass::kUnknown;
@@ -87,7 +82,7 @@ class JCAMPLabels {
     do {
       if (!lines_.Next(line)) return lines_.failed() ? kReadFailed : kNotJCAMP;
     } while (Deblank(line).empty());
-    if (Stripped(line).text() != "##TITLE=") return kNotJCAMP;
+    if (Stripped(line) != "##TITLE=") return kNotJCAMP;
     const std::size_t indentation = line.find('#');
     if (indentation > 0 && !rules_.labels_begin_lines) {
       lines_.IgnoreIndentation();
@@ -172,7 +167,7 @@ class JCAMPLabels {
     do {
       if (!line.starts_with("##")) continue;
       // Blocks are numbered as where indented labels are none: they don't stand before others.
-      if (is_indented_ && !lines_.indented() && Stripped(line).text() == "##TITLE=") {
+      if (is_indented_ && !lines_.indented() && Stripped(line) == "##TITLE=") {
         lines_.RespectIndentation();
         Restart(before);
       }
@@ -187,12 +182,12 @@ class JCAMPLabels {
 
   int ReadLabel(std::string_view line) {
     const std::size_t equals = line.find('=');
-    const Stripped label(line);
+    const std::string label = Stripped(line);
     if (equals == std::string_view::npos) {
       if (Uneven() != 0) return kNoEqualsSign;
-      return label.text() == "##END" ? TakeEnd({}) : 0;
+      return label == "##END" ? TakeEnd({}) : 0;
     }
-    const Rule* const rule = FindRule(label.text());
+    const Rule* const rule = FindRule(label);
     if (rule == nullptr) return 0;
     if (rule->habit != nullptr && rules_.*rule->habit) return rule->refusal;
     return (this->*rule->take)(Deblank(line.substr(equals + 1)));
@@ -265,7 +260,7 @@ class JCAMPLabels {
     const std::string_view symbols = variables_[kSymbol];
     const auto find = [&](std::string_view name) {
       std::size_t number = 0;
-      for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)).text() != name; ++number) {
+      for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)) != name; ++number) {
         const std::size_t comma = rest.find(',');
         if (comma == std::string_view::npos) return symbols.size();
         rest.remove_prefix(comma + 1);
@@ -379,10 +374,10 @@ class JCAMPLabels {
     } kNames[] = {{"XYDATA", JCAMPClass::kXYData},           {"RADATA", JCAMPClass::kRAData},
                   {"XYPOINTS", JCAMPClass::kXYPoints},       {"PEAKTABLE", JCAMPClass::kPeakTable},
                   {"ASSIGNMENTS", JCAMPClass::kAssignments}, {"NTUPLES", JCAMPClass::kNTuples}};
-    const Stripped name(value);
+    const std::string name = Stripped(value);
     block_.data_class = JCAMPClass::kUnknown;
     for (const auto& known : kNames)
-      if (name.text() == known.name) block_.data_class = known.data_class;
+      if (name == known.name) block_.data_class = known.data_class;
     return 0;
   }
 
@@ -433,8 +428,7 @@ class JCAMPLabels {
   }
 
   int TakeForm(std::string_view value) {
-    const Stripped stripped(value);
-    const std::string_view text = stripped.text();
+    const std::string text = Stripped(value);
     const Form form = FindForm(text);
     const bool is_known = form.lines != JCAMPForm::kUnknown;
     if (text == "(XA)" || (!is_known && (text == "(XYA)" || text == "(XYMA)")))
@@ -453,7 +447,7 @@ class JCAMPLabels {
       if (const int status = Keep(value, next_page_.name)) return status;
     }
     // A page that says only which one it is leaves its lines to the data label that follows.
-    return lines_.NextBeginsWith('#') ? 0 : TakeLines(Stripped(value).text(), 0);
+    return lines_.NextBeginsWith('#') ? 0 : TakeLines(Stripped(value), 0);
   }
 
   int TakeBinary(std::string_view) { return kBinaryForm; }
@@ -491,15 +485,14 @@ int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& lay
 
 JCAMPData JCAMPLayout::Get(std::size_t number, std::size_t page_number) const {
   const JCAMPBlock& block = blocks[number];
-  JCAMPData data{block, numbers[block.numbers]};
   const JCAMPPage& page = pages[block.pages > 0 ? block.first_page + page_number : 0];
-  data.position = page.position;
-  data.line = page.line;
-  data.form = page.form;
+  JCAMPData data{block, numbers[block.numbers], page};
   if (data.problem == 0) data.problem = page.problem;
   if (data.data_class == JCAMPClass::kLink) data.data_class = ClassOf(pages[block.first_page].form);
-  if (Pages(number) == 1) return data;
-  data.name = page.name;
+  if (Pages(number) == 1) {
+    data.name = 0;
+    return data;
+  }
   if (page.form != JCAMPForm::kUnknown) data.data_class = ClassOf(page.form);
   if (page.points > 0) data.points = page.points;
   if (page.numbers != 0) {

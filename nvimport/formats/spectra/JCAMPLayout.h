@@ -54,24 +54,22 @@ struct JCAMPNumbers {
   double delta_x = 0;
 };
 
-// Where the lines of a data page begin, and what only they have.
-struct JCAMPPage {
+// Where the lines of a data page begin, and what they are.
+struct JCAMPPlace {
   std::uint64_t position = 0;
   std::uint64_t line = 0;  // lines that precede them
   std::uint32_t name = 0;
+  JCAMPForm form = JCAMPForm::kUnknown;
+};
+
+struct JCAMPPage : JCAMPPlace {
+  std::uint8_t problem = 0;
   std::uint32_t numbers = 0;  // whose factors count, 0 for those of the block
   int points = -1;
-  JCAMPForm form = JCAMPForm::kUnknown;
-  std::uint8_t problem = 0;
 };
 
 // All that is said of a data page.
-struct JCAMPData : JCAMPBlock, JCAMPNumbers {
-  std::uint64_t position = 0;
-  std::uint64_t line = 0;
-  std::uint32_t name = 0;  // among several
-  JCAMPForm form = JCAMPForm::kUnknown;
-
+struct JCAMPData : JCAMPBlock, JCAMPNumbers, JCAMPPlace {
   // The x values of ordinates.
   SpectrumGrid Axis() const;
   // Whether it has the first and last x of another.

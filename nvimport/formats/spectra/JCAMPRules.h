@@ -20,7 +20,6 @@ struct JCAMPRules {
   bool no_other_pairs = true;           // XYPAIRS, pairs with a width, peak assignments
   bool only_xydata_of_several = true;   // imports of several files with other blocks
 
-  // None of them.
   static constexpr JCAMPRules Off() { return NoRules<JCAMPRules>(); }
 };
 

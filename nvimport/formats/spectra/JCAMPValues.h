@@ -1,8 +1,12 @@
 #pragma once
 
 #include <array>
+#include <charconv>
 #include <cstdint>
+#include <limits>
+#include <string>
 #include <string_view>
+#include <system_error>
 
 namespace nvimport {
 
@@ -125,7 +129,21 @@ struct Written {
 inline constexpr int kMostExponent = 99'999;
 
 // The double nearest to the number, for those that one multiplication or division can't give.
-double NearestDouble(const Written& number);
+[[gnu::cold]] inline double NearestDouble(const Written& number) {
+  std::string text;
+  for (const char* at = number.text; text.size() < static_cast<std::size_t>(number.length); ++at) {
+    const Meaning meaning = MeaningOf(*at);
+    if (meaning.kind != Kind::kPoint && meaning.kind != Kind::kComma)
+      text += static_cast<char>('0' + meaning.digit);
+  }
+  text += 'e' + std::to_string(number.exponent - number.decimals);
+  double value = 0;
+  const auto error = std::from_chars(text.data(), text.data() + text.size(), value).ec;
+  // Too small for a double is 0, and too large only with an exponent above 0.
+  if (error == std::errc::result_out_of_range && number.exponent > 0)
+    return std::numeric_limits<double>::infinity();
+  return error == std::errc() ? value : 0;
+}
 
 inline double ToDouble(const Written& number) {
   constexpr std::array<double, 23> kPowers = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,

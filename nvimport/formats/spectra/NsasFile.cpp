@@ -1,5 +1,3 @@
-// The sheet of NSAS spectra.
-
 #include "nvimport/formats/spectra/NsasFile.h"
 
 #include <algorithm>
@@ -17,7 +15,6 @@ namespace nvimport {
 namespace {
 
 constexpr StatusText kTexts[] = {
-    {kInvalidOptions, kInvalidOptionsText},
     {kDaCannotOpen, "Failed to open stream for reading."},
     {kDaNotOpen, "Wrong file mode. The executed operation is only supported in read mode."},
     {kDaHeaderCut,
@@ -44,7 +41,7 @@ constexpr StatusText kTexts[] = {
      "CN-file corrupt! Could not read through the value record filler (possibly end of file)."},
     {kCnSize, "CN-file corrupt! File size do not match any known version of CN file formats."},
 };
-static_assert(WellFormed(std::span(kTexts).subspan(1), 1280, 1291));
+static_assert(WellFormed(kTexts, 1280, 1291));
 
 constexpr int kRowsBeforeSpectra = 2;
 constexpr int kFirstPointColumn = 5;
