@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <span>
 
 #include "nvimport/formats/spectra/BrimroseLayout.h"
 #include "nvimport/framework/OptionPairs.h"

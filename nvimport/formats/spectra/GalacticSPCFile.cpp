@@ -59,7 +59,6 @@ struct GalacticSPCFile::File {
     return layout.has_own_x == other.has_own_x && layout.has_x_array == other.has_x_array &&
            (layout.has_own_x || std::ranges::equal(layout.axis.values, other.axis.values, is_same));
   }
-  // As a list of files shows it.
   std::string Entry() const {
     const SpectrumAxis& axis = layout.axis;
     std::string entry = FileName(path) + " [Num ";

@@ -4,7 +4,6 @@
 #include <climits>
 #include <cmath>
 #include <map>
-#include <memory>
 #include <optional>
 #include <utility>
 
@@ -95,19 +94,9 @@ constexpr int kFirstPointColumn = 3;
 constexpr std::size_t kMostOffered = 65536;
 constexpr double kLeastOffered = 64;
 
-// Sets the ordinates of a block in a row: n from 1, y scaled.
-struct Row {
-  ReadSpreadSheetData* sink;
-  int row;
-  float missing_value;
-
-  void operator()(int n, double y, bool missing) const {
-    if (missing && std::isnan(missing_value)) return;
-    sink->Set(kFirstPointColumn - 1 + n, row, missing ? missing_value : static_cast<float>(y));
-  }
-};
-
-// Brings them onto the x values of another block, point by point as they come.
+// Brings the ordinates of a block onto the x values of another, point by point as they come, and
+// gives them to `row`: n from 1, y scaled.
+template <typename Row>
 class Interpolator {
  public:
   Interpolator(Row row, const SpectrumGrid& own, const SpectrumGrid& wanted)
@@ -230,7 +219,6 @@ struct JCAMPFile::Contents {
     }
   }
 
-  // Selects these of the blocks offered, from 1, and their series.
   void Select(std::vector<int> numbers, const JCAMPRules& rules) {
     std::ranges::sort(numbers);
     numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
@@ -332,12 +320,6 @@ struct JCAMPFile::Contents {
 JCAMPFile::JCAMPFile(JCAMPRules rules)
     : SpectraFile("JCAMPFile", kTexts, kFirstPointColumn), rules_(rules), contents_(Contents{}) {}
 
-JCAMPFile::JCAMPFile(const JCAMPFile& other) = default;
-
-JCAMPFile& JCAMPFile::operator=(const JCAMPFile& other) = default;
-
-JCAMPFile::~JCAMPFile() = default;
-
 NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& options) {
   OptionPairs pairs;
   if (!options.blocks.empty()) pairs.Set("blocks", OptionPairs::Join(options.blocks));
@@ -390,18 +372,17 @@ int JCAMPFile::ChooseBlocks(GivenOptions& given, OptionPairs& choices) {
   const std::size_t count = offered.size();
   std::vector<int> numbers;  // from 1
   if (!given.TakeNumbers("blocks", numbers, static_cast<int>(count))) return Fail(kInvalidOptions);
-  if (!numbers.empty()) {
-    // Nothing is left to ask.
-  } else if (count == 1) {
-    numbers = {1};
-  } else if (count > kMostOffered &&
-             contents_->layout.bytes / static_cast<double>(count) < kLeastOffered) {
+  const bool asks = numbers.empty() && count > 1;
+  if (numbers.empty() && count == 1) numbers = {1};
+  if (asks && count > kMostOffered &&
+      contents_->layout.bytes / static_cast<double>(count) < kLeastOffered) {
     Note(
         std::to_string(count) +
         " blocks with next to nothing in them are too many to choose from; the option blocks takes "
         "their numbers");
     return Fail(kCancelled);
-  } else if (count > 1) {
+  }
+  if (asks) {
     ItemsQuestion question = contents_->Question(
         offered, ItemsQuestion::Kind::kBlocks, "Please select the data blocks you want to import.");
     for (std::size_t i = 0; i < count; ++i) question.usual.push_back(i);
@@ -635,7 +616,11 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
 
 int JCAMPFile::ReadBlock(const JCAMPData& page, int row, bool names_points, JCAMPPageReader& reader,
                          ReadSpreadSheetData& sink) const {
-  const Row cells{&sink, row, JCAMPPageReader::MissingValue(rules_)};
+  const float missing_value = JCAMPPageReader::MissingValue(rules_);
+  const auto cells = [&sink, row, missing_value](int n, double y, bool missing) {
+    if (missing && std::isnan(missing_value)) return;
+    sink.Set(kFirstPointColumn - 1 + n, row, missing ? missing_value : static_cast<float>(y));
+  };
   if (contents_->unites_x) {
     std::vector<JCAMPPair> pairs;
     const int status = reader.CollectPairs(pairs);

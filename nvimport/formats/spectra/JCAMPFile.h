@@ -1,9 +1,7 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "nvimport/formats/spectra/JCAMPRules.h"
@@ -34,9 +32,6 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
  public:
   // A reader with some of the kept rules of reading, at first with all.
   explicit JCAMPFile(JCAMPRules rules = {});
-  JCAMPFile(const JCAMPFile& other);
-  JCAMPFile& operator=(const JCAMPFile& other);
-  ~JCAMPFile() override;
 
   // Options that make Open ask nothing. The caller frees them with
   // SpreadsheetOpenOptions::FreeOpenOptions and deletes the record.

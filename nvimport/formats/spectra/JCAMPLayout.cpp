@@ -68,7 +68,6 @@ std::string_view PartOf(std::string_view list, std::size_t number) {
   return Deblank(list.substr(0, list.find(',')));
 }
 
-// Reads the labels of a file.
 class JCAMPLabels {
  public:
   JCAMPLabels(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout)
@@ -230,8 +229,7 @@ class JCAMPLabels {
 
   void AddPage(std::string_view text, int problem) {
     const bool is_first = block_.pages == 1;
-    JCAMPPage page = std::exchange(next_page_, {});
-    page_begins_ = false;
+    JCAMPPage page = std::exchange(next_page_, std::nullopt).value_or(JCAMPPage());
     page.position = lines_.Position();
     page.line = lines_.line();
     page.problem = static_cast<std::uint8_t>(problem != 0 ? problem - kNoFile : 0);
@@ -298,8 +296,7 @@ class JCAMPLabels {
     block_.file = layout_.files;
     in_block_ = true;
     numbers_ = {};
-    next_page_ = {};
-    page_begins_ = false;
+    next_page_.reset();
     for (std::string& variable : variables_) variable.clear();
   }
 
@@ -409,8 +406,7 @@ class JCAMPLabels {
     if (!number || *number < 1 || *number > INT_MAX ||
         *number - std::floor(*number) > kMostFraction)
       return kIllegalPoints;
-    const bool is_of_page = block_.pages > 0 && page_begins_;
-    int& points = is_of_page ? next_page_.points : block_.points;
+    int& points = block_.pages > 0 && next_page_ ? next_page_->points : block_.points;
     const double more = *number - std::max(points, 0);
     if (more > layout_.points_left()) return kIllegalPoints;
     layout_.points += more;
@@ -443,8 +439,8 @@ class JCAMPLabels {
 
   int TakePage(std::string_view value) {
     if (!rules_.first_page_only) {
-      page_begins_ = true;
-      if (const int status = Keep(value, next_page_.name)) return status;
+      if (!next_page_) next_page_.emplace();
+      if (const int status = Keep(value, next_page_->name)) return status;
     }
     // A page that says only which one it is leaves its lines to the data label that follows.
     return lines_.NextBeginsWith('#') ? 0 : TakeLines(Stripped(value), 0);
@@ -471,8 +467,7 @@ class JCAMPLabels {
   bool in_block_ = false;
   JCAMPBlock block_;
   JCAMPNumbers numbers_;
-  JCAMPPage next_page_;  // what is said of a page before its data
-  bool page_begins_ = false;
+  std::optional<JCAMPPage> next_page_;  // what is said of a page before its data
   std::array<std::string, kVariables> variables_;
 };
 

@@ -36,13 +36,10 @@ class JCAMPLines {
   std::string_view WithComment();
   bool indented() const { return indented_; }
 
-  // Whether the next line begins with `character`.
   bool NextBeginsWith(char character);
 
-  // Leaves out the lines before a label.
   void SkipToLabel();
 
-  // Where the next line begins.
   std::uint64_t Position();
 
   // The lines read so far, and those of them that were too long.

@@ -34,7 +34,6 @@ constexpr std::size_t kNewHeaderSize = 512;
 constexpr std::size_t kOldHeaderSize = 256;
 constexpr std::size_t kSubHeaderSize = 32;
 
-// True when the version is one that files of this format have.
 bool IsValidGalacticCPCFile(char version) {
   return version == kNewVersion || version == kOldVersion || version == kOtherOrderVersion;
 }

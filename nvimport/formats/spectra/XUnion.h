@@ -23,7 +23,6 @@ class XUnion {
     while (parts_.size() > 1 && parts_.end()[-2].size() <= parts_.back().size()) Merge();
   }
 
-  // All of them in their order.
   std::vector<double> Take() {
     while (parts_.size() > 1) Merge();
     return parts_.empty() ? std::vector<double>() : std::move(parts_.front());
