@@ -12,6 +12,26 @@
 
 namespace nvimport {
 
+namespace {
+
+// "1,3" as numbers from 0 on; no value when it is anything else.
+std::optional<std::vector<int>> Numbers(std::string_view text) {
+  std::vector<int> numbers;
+  const char* next = text.data();
+  const char* const end = next + text.size();
+  while (true) {
+    int number = -1;
+    const auto [parsed, error] = std::from_chars(next, end, number);
+    if (error != std::errc{} || number < 0) return std::nullopt;
+    numbers.push_back(number);
+    if (parsed == end) return numbers;
+    if (*parsed != ',') return std::nullopt;
+    next = parsed + 1;
+  }
+}
+
+}  // namespace
+
 std::optional<OptionPairs> OptionPairs::Parse(const NvImportOpenOptions* options) {
   OptionPairs pairs;
   if (options == nullptr || options->size == 0 || options->data == nullptr) return pairs;
@@ -30,21 +50,6 @@ std::optional<OptionPairs> OptionPairs::Parse(const NvImportOpenOptions* options
   return pairs;
 }
 
-std::optional<std::vector<int>> OptionPairs::Numbers(std::string_view text) {
-  std::vector<int> numbers;
-  const char* next = text.data();
-  const char* const end = next + text.size();
-  while (true) {
-    int number = -1;
-    const auto [parsed, error] = std::from_chars(next, end, number);
-    if (error != std::errc{} || number < 0) return std::nullopt;
-    numbers.push_back(number);
-    if (parsed == end) return numbers;
-    if (*parsed != ',') return std::nullopt;
-    next = parsed + 1;
-  }
-}
-
 std::string OptionPairs::Join(const std::vector<int>& numbers) {
   std::string text;
   for (const int number : numbers) text += (text.empty() ? "" : ",") + std::to_string(number);
@@ -55,16 +60,6 @@ std::optional<std::string_view> OptionPairs::Find(std::string_view key) const {
   for (const auto& [known, value] : pairs_)
     if (known == key) return value;
   return std::nullopt;
-}
-
-std::optional<RangeChoice> OptionPairs::FindRange(std::string_view key) const {
-  const auto text = Find(key);
-  if (!text) return RangeChoice{};
-  const auto numbers = Numbers(*text);
-  if (!numbers || numbers->size() != 2) return std::nullopt;
-  const RangeChoice range{numbers->front(), numbers->back()};
-  if (range.first < 1 || (range.last != 0 && range.last < range.first)) return std::nullopt;
-  return range;
 }
 
 void OptionPairs::Set(std::string_view key, std::string value) {
@@ -101,16 +96,22 @@ GivenOptions::GivenOptions(const char* source, const NvImportOpenOptions* option
 }
 
 bool GivenOptions::TakeRange(std::string_view key, RangeChoice& range) {
-  const auto found = pairs_.FindRange(key);
-  range = found.value_or(RangeChoice{});
-  return found ? ok_ : Refuse(key, *Find(key));
+  range = {};
+  const auto text = Find(key);
+  if (!text) return ok_;
+  const auto found = Numbers(*text);
+  if (!found || found->size() != 2 || found->front() < 1 ||
+      (found->back() != 0 && found->back() < found->front()))
+    return Refuse(key, *text);
+  range = {found->front(), found->back()};
+  return ok_;
 }
 
 bool GivenOptions::TakeNumbers(std::string_view key, std::vector<int>& numbers, int most) {
   numbers.clear();
   const auto text = Find(key);
   if (!text) return ok_;
-  auto found = OptionPairs::Numbers(*text);
+  auto found = Numbers(*text);
   const auto is_one = [&](int number) { return number >= 1 && number <= most; };
   if (!found || !std::ranges::all_of(*found, is_one)) return Refuse(key, *text);
   numbers = *std::move(found);

@@ -25,16 +25,11 @@ class NVIMPORT_API OptionPairs {
   // The pairs of a record, none of a null or an empty one. No value when the bytes make no sense.
   static std::optional<OptionPairs> Parse(const NvImportOpenOptions* options);
 
-  // "1,3" as numbers from 0 on; no value when it is anything else.
-  static std::optional<std::vector<int>> Numbers(std::string_view text);
-  // The same the other way round.
+  // Numbers as a value, "1,3".
   static std::string Join(const std::vector<int>& numbers);
   static std::string Join(RangeChoice range) { return Join(std::vector{range.first, range.last}); }
 
   std::optional<std::string_view> Find(std::string_view key) const;
-  // "first,last" from 1 on, a last one of 0 for the end; the whole without that key. No value when
-  // it makes no sense.
-  std::optional<RangeChoice> FindRange(std::string_view key) const;
   void Set(std::string_view key, std::string value);
 
   bool empty() const { return pairs_.empty(); }
@@ -55,12 +50,11 @@ class NVIMPORT_API GivenOptions {
   // `source` is the reader, which the log names.
   GivenOptions(const char* source, const NvImportOpenOptions* options);
 
-  bool ok() const { return ok_; }
-
   std::optional<std::string_view> Find(std::string_view key) const { return pairs_.Find(key); }
 
-  // Each takes the value of `key`, and returns ok(). Without that key the range is the whole, there
-  // are no numbers, which are from 1 to `most` else, and the first of two words is meant.
+  // Each takes the value of `key`; false once one made no sense. Without that key the range, which
+  // ends with the last of all for a 0, is the whole, there are no numbers, which are from 1 to
+  // `most` else, and the first of two words is meant.
   bool TakeRange(std::string_view key, RangeChoice& range);
   bool TakeNumbers(std::string_view key, std::vector<int>& numbers, int most = INT_MAX);
   bool TakeWord(std::string_view key, const std::array<std::string_view, 2>& words, bool& second);

@@ -9,10 +9,12 @@ namespace nvimport {
 template <typename T>
 class Boxed {
  public:
-  explicit Boxed(T value) : value_(std::make_unique<T>(std::move(value))) {}
-  Boxed(const Boxed& other) : Boxed(*other) {}
+  explicit Boxed(T value)
+      : copy_([](const T& from) { return std::make_shared<T>(from); }),
+        value_(std::make_shared<T>(std::move(value))) {}
+  Boxed(const Boxed& other) : copy_(other.copy_), value_(copy_(*other)) {}
   Boxed& operator=(const Boxed& other) {
-    if (this != &other) *value_ = *other;
+    value_ = copy_(*other);
     return *this;
   }
   ~Boxed() = default;
@@ -23,7 +25,9 @@ class Boxed {
   const T* operator->() const { return value_.get(); }
 
  private:
-  std::unique_ptr<T> value_;
+  // Neither needs the class where the owner is copied and ends.
+  std::shared_ptr<T> (*copy_)(const T&);
+  std::shared_ptr<T> value_;
 };
 
 }  // namespace nvimport

@@ -1,10 +1,7 @@
-// The sheet of a Brimrose file.
-
 #include "nvimport/formats/spectra/BrimroseFile.h"
 
 #include <algorithm>
 #include <charconv>
-#include <span>
 
 #include "nvimport/formats/spectra/BrimroseLayout.h"
 #include "nvimport/framework/OptionPairs.h"
@@ -26,7 +23,6 @@ enum Status : int {
   kNotThisFormat = 2822
 };
 constexpr StatusText kTexts[] = {
-    {kInvalidOptions, kInvalidOptionsText},
     {kCannotOpen, "Failed to open stream for reading."},
     {kNotOpenForReading, "Wrong file mode. The executed operation is only supported in read mode."},
     {kMainHeaderCut, "File corrupt! Could not read the whole main header (possibly end of file)."},
@@ -37,9 +33,7 @@ constexpr StatusText kTexts[] = {
      "number of data points."},
     {kNotThisFormat, "The file does not seem to be a valid Brimrose file."},
 };
-static_assert(WellFormed(std::span(kTexts).subspan(1), 2816, 2822));
-
-constexpr const char* kSource = "BrimroseFile";
+static_assert(WellFormed(kTexts, 2816, 2822));
 
 // Kept: a cut among the first two values is one inside the sub header.
 constexpr std::uint64_t kSubHeaderSize = 128;
@@ -53,12 +47,7 @@ bool BrimroseFile::IsBrimroseFile(const char* path) {
   return layout && layout->IsWhole(file.size());
 }
 
-BrimroseFile::BrimroseFile()
-    : SpectraFile(kSource, kTexts, kFirstPointColumn),
-      reader_(std::make_unique<BlockReader>()),
-      layout_(std::make_unique<BrimroseLayout>()) {}
-
-BrimroseFile::~BrimroseFile() = default;
+BrimroseFile::BrimroseFile() : SpectraFile("BrimroseFile", kTexts, kFirstPointColumn) {}
 
 NvImportOpenOptions* BrimroseFile::GetImportOptions(RangeChoice rows, RangeChoice columns) {
   return OptionPairs{{"rows", OptionPairs::Join(rows)}, {"columns", OptionPairs::Join(columns)}}
@@ -72,7 +61,7 @@ void BrimroseFile::Close() {
 
 int BrimroseFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (BeginOpen(read, path) != kGood) return status_;
-  GivenOptions given(kSource, options);
+  GivenOptions given(source_, options);
   if (!given.TakeRange("rows", rows_) || !given.TakeRange("columns", columns_))
     return Fail(kInvalidOptions);
   file_ = InputFile(path_.c_str());
@@ -88,7 +77,6 @@ int BrimroseFile::EstablishSize() {
   const SpectrumGrid& axis = layout->axis;
   if (axis.first <= 0 || axis.spacing <= 0 || axis.points == 0 || axis.last < axis.first)
     return Fail(kBadHeader);
-  *layout_ = *layout;
   axis_ = {axis, {}};
   const auto points = static_cast<std::uint64_t>(axis.points);
   // Kept: without observations there is no row of names, and no room for the first columns.
@@ -102,12 +90,13 @@ int BrimroseFile::Read(ReadSpreadSheetData* sink) {
   sink->SetDataSize(num_cols_, num_rows_);
   if (num_rows_ == 0) return kGood;
   MakeNameRow(*sink);
-  const int first = std::max(rows_.first, 2);
   const int last = rows_.LastOf(num_rows_);
+  int row = std::max(rows_.first, 2);
   const std::uint64_t file_size = file_.size();
-  reader_->Begin(file_, layout_->Observation(first - 2));
-  for (int row = first; row <= last; ++row)
-    if (MakeDataRow(*sink, row, file_size) != kGood) return status_;
+  BlockReader reader;
+  reader.Begin(file_, BrimroseLayout{axis_}.Observation(row - 2));
+  for (; row <= last; ++row)
+    if (MakeDataRow(*sink, row, reader, file_size) != kGood) return status_;
   return kGood;
 }
 
@@ -125,12 +114,13 @@ void BrimroseFile::MakeNameRow(ReadSpreadSheetData& sink) const {
   }
 }
 
-int BrimroseFile::MakeDataRow(ReadSpreadSheetData& sink, int row, std::uint64_t file_size) {
-  const std::uint64_t begin = reader_->position();
-  const std::uint64_t end = begin + layout_->ObservationSize();
+int BrimroseFile::MakeDataRow(ReadSpreadSheetData& sink, int row, BlockReader& reader,
+                              std::uint64_t file_size) {
+  const std::uint64_t begin = reader.position();
+  const std::uint64_t end = begin + BrimroseLayout{axis_}.ObservationSize();
   if (std::min(begin + kSubHeaderSize, end) > file_size) return Fail(kSubHeaderCut);
   if (end > file_size) return Fail(kDataCut);
-  const auto head = ReadBrimroseHead(*reader_);
+  const auto head = ReadBrimroseHead(reader);
   if (!head) return Fail(kSubHeaderCut);
   SetCell(sink, 1, row, row - 1);
   if (columns_.Holds(2)) {
@@ -138,8 +128,8 @@ int BrimroseFile::MakeDataRow(ReadSpreadSheetData& sink, int row, std::uint64_t 
     const auto time = LocalTime(head->time);
     sink.Set(2, row, time ? FormatTimeStamp(*time, 4, '/', text) : "");
   }
-  if (!SetFloats(sink, row, 0, axis_.points, *reader_)) return Fail(kDataCut);
-  reader_->Skip(end - reader_->position());
+  if (!SetFloats(sink, row, 0, axis_.points, reader)) return Fail(kDataCut);
+  reader.Skip(end - reader.position());
   return kGood;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <cstdint>
 
 #include "nvimport/formats/spectra/SpectraFile.h"
 #include "nvimport/framework/SprFileFactory.h"
@@ -10,15 +10,11 @@
 
 namespace nvimport {
 
-struct BrimroseLayout;
-class BlockReader;
-
 // Brimrose near-infrared spectra: names in row 1, then an observation a row, with its sequence
 // number, its local time and its values from column 3 on.
 class NVIMPORT_API BrimroseFile : public SpectraFile {
  public:
   BrimroseFile();
-  ~BrimroseFile() override;
 
   // True when the file's header makes sense in every field and its length is what the header says.
   // A true answer silences every other format, so nothing less will do.
@@ -37,12 +33,10 @@ class NVIMPORT_API BrimroseFile : public SpectraFile {
 
  private:
   void MakeNameRow(ReadSpreadSheetData& sink) const;
-  int MakeDataRow(ReadSpreadSheetData& sink, int row, std::uint64_t file_size);
+  int MakeDataRow(ReadSpreadSheetData& sink, int row, BlockReader& reader, std::uint64_t file_size);
 
   RangeChoice rows_;
   InputFile file_;
-  std::unique_ptr<BlockReader> reader_;
-  std::unique_ptr<BrimroseLayout> layout_;
 };
 
 class NVIMPORT_API BrimroseFileFactory final : public SprFileFactory {

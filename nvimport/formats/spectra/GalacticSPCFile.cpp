@@ -1,11 +1,9 @@
-// The sheet of Galactic SPC files.
-
 #include "nvimport/formats/spectra/GalacticSPCFile.h"
 
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <numeric>
+#include <utility>
 
 #include "nvimport/formats/spectra/PointNames.h"
 #include "nvimport/formats/spectra/SpcLayout.h"
@@ -21,7 +19,6 @@ namespace nvimport {
 namespace {
 
 constexpr StatusText kTexts[] = {
-    {kInvalidOptions, kInvalidOptionsText},
     {kSpcNoFile, "Unable to open file."},
     {kSpcNotOpened, "Unable to read file. The file was not opened or Open File failed."},
     {kSpcNotThisFormat, "This file does not seem to be a valid Galactic SPC file."},
@@ -34,9 +31,7 @@ constexpr StatusText kTexts[] = {
      "Quellon support."},
     {kSpcXArraysDiffer, "The X variable names in files differ from each other"},
 };
-static_assert(WellFormed(std::span(kTexts).subspan(1), 2560, 2569));
-
-constexpr const char* kSource = "GalacticSPCFile";
+static_assert(WellFormed(kTexts, 2560, 2569));
 
 constexpr int kFirstPointColumn = 3;
 
@@ -64,12 +59,22 @@ struct GalacticSPCFile::File {
     return layout.has_own_x == other.has_own_x && layout.has_x_array == other.has_x_array &&
            (layout.has_own_x || std::ranges::equal(layout.axis.values, other.axis.values, is_same));
   }
-  // As a list of files shows it.
-  std::string Entry() const;
+  std::string Entry() const {
+    const SpectrumAxis& axis = layout.axis;
+    std::string entry = FileName(path) + " [Num ";
+    if (layout.sub_files > 1)
+      entry += "sub-files: " + std::to_string(layout.sub_files) +
+               ", Num values: " + std::to_string(axis.points);
+    else
+      entry +=
+          "values: " + std::to_string(axis.points) + ", First value: " + ShortNumber(axis.first) +
+          ", Last value: " + ShortNumber(axis.last) + ", X-Spacing: " + ShortNumber(axis.spacing);
+    return entry + "]";
+  }
 };
 
 GalacticSPCFile::GalacticSPCFile(GalacticSPCRules rules)
-    : SpectraFile(kSource, kTexts, kFirstPointColumn),
+    : SpectraFile("GalacticSPCFile", kTexts, kFirstPointColumn),
       rules_(rules),
       reader_(std::make_unique<BlockReader>()) {}
 
@@ -96,7 +101,7 @@ int GalacticSPCFile::Open(bool read, const char* path, NvImportOpenOptions* opti
   if (!path_.empty())
     for (std::string& name : FileSelection::Split(path_))
       files_.push_back({std::move(name), static_cast<int>(files_.size()) + 1});
-  GivenOptions given(kSource, options);
+  GivenOptions given(source_, options);
   std::vector<int> positions;
   if (!given.TakeNumbers("files", positions, static_cast<int>(files_.size())))
     return Fail(kInvalidOptions);
@@ -139,7 +144,7 @@ int GalacticSPCFile::ReadHeaderInfo(File& file) {
 
 // Makes every x that occurs in files with own x arrays a point of all of them.
 int GalacticSPCFile::UniteX() {
-  XUnion<float> all;
+  XUnion all;
   for (const File& file : files_) {
     if (!file.layout.has_own_x) continue;
     InputFile input(file.path.c_str());
@@ -147,9 +152,9 @@ int GalacticSPCFile::UniteX() {
     SpcSubFiles sub_files(file.layout, input, *reader_);
     // Reading fails at one that is cut.
     while (sub_files.number() < file.layout.sub_files && sub_files.Next()) {
-      std::vector<float> x = sub_files.own_x();
+      std::vector<double> x = sub_files.own_x();
       std::ranges::sort(x, IsBefore);
-      all.Add(x, [](float value) { return value; });
+      all.Add(std::move(x));
     }
   }
   const std::vector<double> values = all.Take();
@@ -210,22 +215,9 @@ int GalacticSPCFile::SetOptions(GivenOptions& given, OptionPairs& choices) {
   return kGood;
 }
 
-std::string GalacticSPCFile::File::Entry() const {
-  const SpectrumAxis& axis = layout.axis;
-  std::string entry = FileName(path) + " [Num ";
-  if (layout.sub_files > 1)
-    entry += "sub-files: " + std::to_string(layout.sub_files) +
-             ", Num values: " + std::to_string(axis.points);
-  else
-    entry +=
-        "values: " + std::to_string(axis.points) + ", First value: " + ShortNumber(axis.first) +
-        ", Last value: " + ShortNumber(axis.last) + ", X-Spacing: " + ShortNumber(axis.spacing);
-  return entry + "]";
-}
-
 int GalacticSPCFile::AskForFiles(int status) {
   const char* const reason = std::ranges::find(kTexts, status, &StatusText::status)->text;
-  Log::WriteMessage(kSource, "SetOptions", reason, Log::kNormal);
+  Log::WriteMessage(source_, "SetOptions", reason, Log::kNormal);
   ItemsQuestion question;
   question.kind = ItemsQuestion::Kind::kFiles;
   question.title = "Select Files";
@@ -264,7 +256,7 @@ int GalacticSPCFile::Read(ReadSpreadSheetData* sink) {
     if (ReadSpectra(file, *sink, row) != kGood) return status_;
     left_out += static_cast<std::uint64_t>(file.left_out);
   }
-  Log::WriteCount(kSource, left_out,
+  Log::WriteCount(source_, left_out,
                   "further spectrum of a file of the old layout was not delivered",
                   "further spectra of files of the old layout were not delivered");
   return kGood;
@@ -316,45 +308,29 @@ bool GalacticSPCFile::SetPoints(SpcSubFiles& sub_files, bool has_own_x, ReadSpre
         before, std::min(interval_size(), points - before),
         [&](int i, float value) { sink.Set(kFirstPointColumn + i, row, value); });
   }
-  const std::vector<int> columns = FindColumns(sub_files.own_x());
+  std::vector<std::pair<double, int>> order;
+  for (const double x : sub_files.own_x()) order.emplace_back(x, static_cast<int>(order.size()));
+  std::ranges::stable_sort(order, IsBefore, &std::pair<double, int>::first);
+  std::vector<int> places(order.size());
+  std::size_t next = 0;
+  for (const auto& [x, point] : order)
+    places[static_cast<std::size_t>(point)] = static_cast<int>(PlaceOf(x, axis_.values, next));
   return sub_files.TakeValues(0, points, [&](int i, float value) {
-    const int point = columns[static_cast<std::size_t>(i)] - first_index();
+    const int point = places[static_cast<std::size_t>(i)] - first_index();
     if (point >= 0 && point < interval_size()) sink.Set(kFirstPointColumn + point, row, value);
   });
 }
 
-// The place of each point on the axis, from 0.
-std::vector<int> GalacticSPCFile::FindColumns(const std::vector<float>& x) const {
-  std::vector<int> order(x.size());
-  std::iota(order.begin(), order.end(), 0);
-  std::ranges::stable_sort(order, IsBefore,
-                           [&](int point) { return x[static_cast<std::size_t>(point)]; });
-  std::vector<int> columns(x.size());
-  XPlaces places(axis_.values);
-  for (const int point : order) {
-    const auto at = static_cast<std::size_t>(point);
-    columns[at] = static_cast<int>(places.Next(x[at]));
-  }
-  return columns;
-}
-
 GalacticSPCFileFactory::GalacticSPCFileFactory(GalacticSPCRules rules)
-    : SprFileFactory({.name = "GalacticSPC File",
-                      .read_filter = "Galactic SPC Files (*.spc)",
-                      .extensions = {".spc"},
-                      .several_at_once = true,
-                      .flag5 = true,
-                      .options = {{"range", "FIRST,LAST", /*is_asked=*/true},
-                                  {"files", "N,N...", /*is_asked=*/true},
-                                  {"names", "number|text"},
-                                  {"xrow", "0|1"}}}),
-      rules_(rules) {}
-
-// Every file may be one: only Open looks inside.
-int GalacticSPCFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
-
-SpreadsheetFile* GalacticSPCFileFactory::Create() {
-  return std::make_unique<GalacticSPCFile>(rules_).release();
-}
+    : RuledFactory({.name = "GalacticSPC File",
+                    .read_filter = "Galactic SPC Files (*.spc)",
+                    .extensions = {".spc"},
+                    .several_at_once = true,
+                    .flag5 = true,
+                    .options = {{"range", "FIRST,LAST", /*is_asked=*/true},
+                                {"files", "N,N...", /*is_asked=*/true},
+                                {"names", "number|text"},
+                                {"xrow", "0|1"}}},
+                   rules) {}
 
 }  // namespace nvimport

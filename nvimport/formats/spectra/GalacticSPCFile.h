@@ -1,12 +1,10 @@
 #pragma once
 
-#include <array>
-#include <bit>
 #include <memory>
 #include <vector>
 
 #include "nvimport/formats/spectra/SpectraFile.h"
-#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/RuledFactory.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Export.h"
 
@@ -22,10 +20,7 @@ struct GalacticSPCRules {
   bool refuse_other_byte_order = true;    // files of version L
   bool refuse_own_x_arrays = true;        // files whose spectra have an x axis each
 
-  // None of them.
-  static constexpr GalacticSPCRules Off() {
-    return std::bit_cast<GalacticSPCRules>(std::array<bool, sizeof(GalacticSPCRules)>{});
-  }
+  static constexpr GalacticSPCRules Off() { return NoRules<GalacticSPCRules>(); }
 };
 
 // Galactic SPC spectra of one or several files: names in row 1, then a spectrum a row with its
@@ -67,7 +62,6 @@ class NVIMPORT_API GalacticSPCFile : public SpectraFile {
   int SetHeads(ReadSpreadSheetData& sink, int row);
   int ReadSpectra(const File& file, ReadSpreadSheetData& sink, int& row);
   bool SetPoints(SpcSubFiles& sub_files, bool has_own_x, ReadSpreadSheetData& sink, int row) const;
-  std::vector<int> FindColumns(const std::vector<float>& x) const;
 
   GalacticSPCRules rules_;
   bool opened_ = false;
@@ -77,16 +71,10 @@ class NVIMPORT_API GalacticSPCFile : public SpectraFile {
   std::unique_ptr<BlockReader> reader_;
 };
 
-class NVIMPORT_API GalacticSPCFileFactory final : public SprFileFactory {
+class NVIMPORT_API GalacticSPCFileFactory final
+    : public RuledFactory<GalacticSPCFile, GalacticSPCRules> {
  public:
-  using Rules = GalacticSPCRules;
-
   explicit GalacticSPCFileFactory(GalacticSPCRules rules = {});
-  int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
-
- private:
-  GalacticSPCRules rules_;
 };
 
 }  // namespace nvimport

@@ -1,12 +1,9 @@
-// The sheet of JCAMP-DX blocks.
-
 #include "nvimport/formats/spectra/JCAMPFile.h"
 
 #include <algorithm>
 #include <climits>
 #include <cmath>
 #include <map>
-#include <memory>
 #include <optional>
 #include <utility>
 
@@ -27,7 +24,6 @@ namespace {
 
 // %f: the file, among several; %l: the file and the line; %n: the line alone; %s: the application.
 constexpr StatusText kTexts[] = {
-    {kInvalidOptions, kInvalidOptionsText},
     {kNoFile, "Unable to open file."},
     {kNotJCAMP, "The file does not appear to be a valid JCAMP-DX file."},
     {kBinaryForm, "%fThe data is stored in an unsupported (binary) form."},
@@ -68,7 +64,7 @@ constexpr StatusText kTexts[] = {
     {kOnlyXYData, "Only files with dataclass = 'XYDATA' are supported by multiselection."},
     {kReferenceCancelled, "File read interrupted by the user."},
 };
-static_assert(WellFormed(std::span(kTexts).subspan(1), 1536, 1567));
+static_assert(WellFormed(kTexts, 1536, 1567));
 
 constexpr const char* kNotJCAMPAmongSeveral =
     "One of the files does not appear to be a valid JCAMP-DX file.";
@@ -91,8 +87,6 @@ constexpr const char* kWarnings[] = {
     "%fY-value check failed on line %n. The remaining part of the dataset will be ignored.",
 };
 
-constexpr const char* kSource = "JCAMPFile";
-
 constexpr int kLabelColumn = 2;
 constexpr int kFirstPointColumn = 3;
 
@@ -100,40 +94,31 @@ constexpr int kFirstPointColumn = 3;
 constexpr std::size_t kMostOffered = 65536;
 constexpr double kLeastOffered = 64;
 
-// Sets the ordinates of a block in a row: n from 1, y scaled.
-struct Row {
-  ReadSpreadSheetData* sink;
-  int row;
-  float missing_value;
-
-  void operator()(int n, double y, bool missing) const {
-    if (missing && std::isnan(missing_value)) return;
-    sink->Set(kFirstPointColumn - 1 + n, row, missing ? missing_value : static_cast<float>(y));
-  }
-};
-
-// Brings them onto the x values of another block, point by point as they come.
+// Brings the ordinates of a block onto the x values of another, point by point as they come, and
+// gives them to `row`: n from 1, y scaled.
+template <typename Row>
 class Interpolator {
  public:
-  Interpolator(Row row, SpectrumGrid own, SpectrumGrid wanted)
-      : row_(row), own_(own), wanted_(wanted), forward_(own.spacing >= 0) {
-    // The wanted points are walked in this block's direction.
-    const bool same_direction = forward_ == (wanted.spacing >= 0);
-    next_ = same_direction ? 1 : wanted.points;
-    step_ = same_direction ? 1 : -1;
-    // Ends that should meet may miss each other by what rounding does.
-    constexpr double kPart = 1e-6;
-    slack_ = kPart * std::fabs(own.spacing);
-  }
+  Interpolator(Row row, const SpectrumGrid& own, const SpectrumGrid& wanted)
+      : row_(row),
+        own_(own),
+        wanted_(wanted),
+        direction_(own.spacing >= 0 ? 1 : -1),
+        // The wanted points are walked in this block's direction.
+        step_(wanted.spacing >= 0 ? direction_ : -direction_),
+        next_(step_ > 0 ? 1 : wanted.points) {}
 
   void operator()(int n, double y, bool missing) {
+    // Ends that should meet may miss each other by what rounding does.
+    constexpr double kPart = 1e-6;
+    const double slack = kPart * std::fabs(own_.spacing);
     const double x = own_.X(n - 1);
     for (; next_ >= 1 && next_ <= wanted_.points; next_ += step_) {
       const double wanted = wanted_.X(next_ - 1);
-      const double beyond = forward_ ? wanted - x : x - wanted;
-      if (beyond > slack_) break;
-      if (n == 1 && beyond < -slack_) continue;
-      const bool on_point = beyond >= -slack_;
+      const double beyond = direction_ * (wanted - x);
+      if (beyond > slack) break;
+      if (n == 1 && beyond < -slack) continue;
+      const bool on_point = beyond >= -slack;
       const double value =
           on_point ? y : last_y_ + (y - last_y_) * (wanted - last_x_) / (x - last_x_);
       row_(next_, value, missing || (!on_point && last_missing_));
@@ -147,10 +132,9 @@ class Interpolator {
   Row row_;
   SpectrumGrid own_;
   SpectrumGrid wanted_;
-  bool forward_;
-  int next_;
+  int direction_;
   int step_;
-  double slack_;
+  int next_;
   double last_x_ = 0;
   double last_y_ = 0;
   bool last_missing_ = false;
@@ -159,27 +143,182 @@ class Interpolator {
 }  // namespace
 
 struct JCAMPFile::Contents {
+  // What makes a row: a data page of a block, from 0.
+  struct Series {
+    std::uint32_t block;
+    std::uint32_t page;
+  };
+
+  std::vector<std::string> files;
+  bool several_files = false;
   JCAMPLayout layout;
   std::vector<std::size_t> offered;       // the blocks that can be chosen
   std::vector<std::size_t> selected;      // those of them that were
   std::vector<Series> series;             // of these
   std::map<int, std::uint64_t> left_out;  // those that are left out instead, by problem
-  std::optional<std::size_t> current;     // block
+  JCAMPBlock current;                     // of which nothing is said while there is none
   std::optional<JCAMPData> reference;     // the series onto whose x values the others are brought
   bool unites_x = false;                  // a block of pairs is among the selected ones
   std::size_t readable = 0;               // series before the first one that can't be read
+  // The file that is checked or read, -1 for none, and the line reached in it.
+  int current_file = -1;
+  std::uint64_t line = 0;
 
   JCAMPData Get(Series one) const { return layout.Get(one.block, one.page); }
+
+  std::string FilePrefix(int file) const {
+    return several_files ? FileName(files[static_cast<std::size_t>(file)]) + ", " : "";
+  }
+
+  std::string RowLabel(const JCAMPData& page) const {
+    const std::string name = layout.Text(page.name);
+    const std::string label = FilePrefix(page.file) + layout.Text(page.title);
+    if (name.empty()) return label.empty() ? "Y" : label;
+    return label.empty() ? name : label + ", " + name;
+  }
+
+  // Counts the points where the labels don't.
+  int CountPoints(const JCAMPRules& rules) {
+    JCAMPInput input(files, rules);
+    for (const std::size_t block : offered)
+      for (std::size_t page = 0; page < layout.Pages(block); ++page) {
+        JCAMPData data = layout.Get(block, page);
+        if (data.points > 0) continue;
+        data.points = static_cast<int>(std::clamp<double>(layout.points_left(), 0, INT_MAX));
+        if (data.Problem() != kGood) continue;
+        JCAMPLines* lines = input.Open(data.file);
+        if (lines == nullptr) return kNoFile;
+        JCAMPPageReader reader(data, rules, *lines);
+        int points = 0;
+        // What ends it early is met again when the cells are read.
+        if (data.data_class == JCAMPClass::kXYData) {
+          reader.ReadXYData([&](int n, double, bool) { points = n; });
+        } else {
+          std::vector<JCAMPPair> pairs;
+          reader.ReadPeakTable(pairs);
+          points = static_cast<int>(std::min<std::size_t>(pairs.size(), INT_MAX));
+        }
+        (layout.Pages(block) == 1 ? layout.blocks[block].points : layout.Page(block, page).points) =
+            points;
+        layout.points += points;
+      }
+    return kGood;
+  }
+
+  // Of several pages those are read that have the axis of the first that can be.
+  void CheckPages() {
+    for (const std::size_t block : offered) {
+      if (layout.Pages(block) == 1) continue;
+      const JCAMPData first = layout.FirstGood(block);
+      for (std::size_t page = 0; page < layout.Pages(block); ++page) {
+        const JCAMPData data = layout.Get(block, page);
+        if (data.form == JCAMPForm::kOrdinates && first.form == data.form &&
+            data.points != first.points)
+          layout.Page(block, page).problem = kNTuplesMet - kNoFile;
+      }
+    }
+  }
+
+  void Select(std::vector<int> numbers, const JCAMPRules& rules) {
+    std::ranges::sort(numbers);
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    selected.clear();
+    series.clear();
+    left_out.clear();
+    for (const int number : numbers) {
+      const std::size_t block = offered[static_cast<std::size_t>(number) - 1];
+      selected.push_back(block);
+      for (std::size_t page = 0; page < layout.Pages(block); ++page) {
+        const Series one{static_cast<std::uint32_t>(block), static_cast<std::uint32_t>(page)};
+        const int problem = rules.bad_blocks_refuse_files ? kGood : Get(one).Problem();
+        if (problem == kGood)
+          series.push_back(one);
+        else
+          ++left_out[problem];
+      }
+    }
+    current = selected.empty() ? JCAMPBlock() : layout.blocks[selected.front()];
+  }
+
+  // Finds what the selected series have in common.
+  int CheckMultiSelection(const JCAMPRules& rules, SpectrumAxis& axis, const char*& prompt) {
+    prompt = nullptr;
+    unites_x = false;
+    readable = 0;
+    axis = {};
+    std::optional<JCAMPData> first;
+    for (const Series& one : series) {
+      const JCAMPData block = Get(one);
+      if (several_files && rules.only_xydata_of_several && block.data_class != JCAMPClass::kXYData)
+        return kOnlyXYData;
+      // Reading refuses the others.
+      if (block.Problem() != kGood) continue;
+      // What precedes a block that can't be read is delivered before that fails.
+      if (&one == &series[readable]) {
+        if (readable++ == 0) axis = {block.Axis(), {}};
+        axis.points = std::max(axis.points, block.points);
+      }
+      unites_x |= block.data_class == JCAMPClass::kPeakTable;
+      if (!first) first = block;
+      if (!first->SameX(block))
+        prompt = kXDiffers;
+      else if (first->points != block.points && prompt == nullptr)
+        prompt = kPointsDiffer;
+    }
+    if (unites_x) prompt = nullptr;
+    return kGood;
+  }
+
+  ItemsQuestion Question(const std::vector<std::size_t>& blocks, ItemsQuestion::Kind kind = {},
+                         const char* prompt = "") const {
+    ItemsQuestion question;
+    question.kind = kind;
+    question.title = "Select JCAMP Data Blocks";
+    question.prompt = prompt;
+    question.heading = several_files ? "File, datatype, size of dataset, title."
+                                     : "Data type, size of dataset, title.";
+    for (const std::size_t number : blocks) {
+      const JCAMPData block = layout.Get(number);
+      question.items.push_back(FilePrefix(block.file) + layout.Text(block.data_type) + ", 1x" +
+                               std::to_string(block.points) + " obs, " + layout.Text(block.title));
+    }
+    return question;
+  }
+
+  std::string Compose(std::string_view text, int read = 0, int expected = 0) const {
+    const std::string at_line = std::to_string(line);
+    std::string in_file;
+    std::string in_line;
+    if (several_files && current_file >= 0) {
+      const std::string file =
+          "Error in file '" + FileName(files[static_cast<std::size_t>(current_file)]) + "'";
+      in_file = file + ": ";
+      in_line = file + ", line " + at_line + ": ";
+    }
+    const std::map<char, std::string> parts{{'f', in_file},
+                                            {'l', in_line},
+                                            {'n', at_line},
+                                            {'r', std::to_string(read)},
+                                            {'e', std::to_string(expected)},
+                                            {'s', NvApp::GetName()}};
+    std::string composed;
+    for (std::size_t i = 0; i < text.size(); ++i)
+      if (text[i] == '%')
+        composed += parts.at(text[++i]);
+      else
+        composed += text[i];
+    return composed;
+  }
+
+  std::string MessageOf(int status) const {
+    const auto* known = std::ranges::find(kTexts, status, &StatusText::status);
+    if (known == std::end(kTexts)) return {};
+    return Compose(several_files && status == kNotJCAMP ? kNotJCAMPAmongSeveral : known->text);
+  }
 };
 
 JCAMPFile::JCAMPFile(JCAMPRules rules)
-    : SpectraFile(kSource, kTexts, kFirstPointColumn), rules_(rules), contents_(Contents{}) {}
-
-JCAMPFile::JCAMPFile(const JCAMPFile& other) = default;
-
-JCAMPFile& JCAMPFile::operator=(const JCAMPFile& other) = default;
-
-JCAMPFile::~JCAMPFile() = default;
+    : SpectraFile("JCAMPFile", kTexts, kFirstPointColumn), rules_(rules), contents_(Contents{}) {}
 
 NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& options) {
   OptionPairs pairs;
@@ -191,12 +330,25 @@ NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& optio
 }
 
 int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
-  if (BeginOpen(read, path) != kGood || ReadLayout() != kGood) return status_;
-  GivenOptions given(kSource, options);
+  if (BeginOpen(read, path) != kGood) return status_;
+  const std::vector<std::string>& files = contents_->files = FileSelection::Split(path_);
+  contents_->several_files = files.size() > 1;
+  JCAMPLayout& layout = contents_->layout;
+  for (const std::string& file : files) {
+    JCAMPLines lines(file.c_str(), rules_.lines_of_255_characters);
+    if (!lines.is_open()) return Fail(kNoFile);
+    if (const int status = ReadJCAMPLayout(lines, rules_, layout))
+      return FailAt(status, static_cast<int>(&file - files.data()), lines.line());
+  }
+  contents_->offered = layout.Offered();
+  if (!rules_.npoints_is_right)
+    if (const int status = contents_->CountPoints(rules_)) return Fail(status);
+  contents_->CheckPages();
+  GivenOptions given(source_, options);
   if (!given.TakeWord("xrow", {"0", "1"}, x_row_) || !given.TakeRange("columns", columns_))
     return Fail(kInvalidOptions);
   // Kept: the columns limit nothing but names, and those only of several files.
-  if (!several_files_) columns_ = {};
+  if (!contents_->several_files) columns_ = {};
   OptionPairs choices;
   if (ChooseBlocks(given, choices) == kGood && ChooseReference(given, choices) == kGood)
     GiveBack(choices, options);
@@ -204,81 +356,14 @@ int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
 }
 
 void JCAMPFile::Close() {
-  files_.clear();
-  several_files_ = false;
   *contents_ = {};
-  current_file_ = -1;
   warning_.clear();
   SpectraFile::Close();
 }
 
-int JCAMPFile::ReadLayout() {
-  files_ = FileSelection::Split(path_);
-  several_files_ = files_.size() > 1;
-  JCAMPLayout& layout = contents_->layout;
-  for (const std::string& file : files_) {
-    JCAMPLines lines(file.c_str(), rules_.lines_of_255_characters);
-    if (!lines.is_open()) return Fail(kNoFile);
-    if (const int status = ReadJCAMPLayout(lines, rules_, layout))
-      return FailAt(status, static_cast<int>(&file - files_.data()), lines.line());
-  }
-  std::vector<std::size_t>& offered = contents_->offered;
-  offered.reserve(layout.blocks.size());
-  for (std::size_t i = 0; i < layout.blocks.size(); ++i)
-    if (layout.IsOffered(i)) offered.push_back(i);
-  // What only some rules find stands behind what all find, whose numbers are the same.
-  for (std::size_t i = 0; i < layout.blocks.size(); ++i)
-    if (layout.IsOfferedBesides(i)) offered.push_back(i);
-  if (!rules_.npoints_is_right && CountPoints() != kGood) return status_;
-  CheckPages();
-  return kGood;
-}
-
-// Counts the points where the labels don't.
-int JCAMPFile::CountPoints() {
-  JCAMPLayout& layout = contents_->layout;
-  JCAMPInput input(files_, rules_);
-  for (const std::size_t block : contents_->offered)
-    for (std::size_t page = 0; page < layout.Pages(block); ++page) {
-      JCAMPData data = layout.Get(block, page);
-      if (data.points > 0) continue;
-      data.points = static_cast<int>(std::clamp<double>(layout.points_left(), 0, INT_MAX));
-      if (data.Problem() != kGood) continue;
-      JCAMPLines* lines = input.Open(data.file);
-      if (lines == nullptr) return Fail(kNoFile);
-      JCAMPPageReader reader(data, rules_, *lines);
-      int points = 0;
-      // What ends it early is met again when the cells are read.
-      if (data.data_class == JCAMPClass::kXYData) {
-        reader.ReadXYData([&](int n, double, bool) { points = n; });
-      } else {
-        std::vector<JCAMPPair> pairs;
-        reader.ReadPeakTable(pairs);
-        points = static_cast<int>(std::min<std::size_t>(pairs.size(), INT_MAX));
-      }
-      layout.SetPoints(block, page, points);
-    }
-  return kGood;
-}
-
-// Of several pages those are read that have the axis of the first that can be.
-void JCAMPFile::CheckPages() {
-  JCAMPLayout& layout = contents_->layout;
-  for (const std::size_t block : contents_->offered) {
-    if (layout.Pages(block) == 1) continue;
-    const JCAMPData first = layout.FirstGood(block);
-    for (std::size_t page = 0; page < layout.Pages(block); ++page) {
-      const JCAMPData data = layout.Get(block, page);
-      if (data.form == JCAMPForm::kOrdinates && first.form == data.form &&
-          data.points != first.points)
-        layout.Page(block, page).problem = kNTuplesMet - kNoFile;
-    }
-  }
-}
-
 int JCAMPFile::FailAt(int status, int file, std::uint64_t line) {
-  current_file_ = file;
-  line_ = line;
+  contents_->current_file = file;
+  contents_->line = line;
   return Fail(status);
 }
 
@@ -287,22 +372,20 @@ int JCAMPFile::ChooseBlocks(GivenOptions& given, OptionPairs& choices) {
   const std::size_t count = offered.size();
   std::vector<int> numbers;  // from 1
   if (!given.TakeNumbers("blocks", numbers, static_cast<int>(count))) return Fail(kInvalidOptions);
-  if (!numbers.empty()) {
-    // Nothing is left to ask.
-  } else if (count == 1) {
-    numbers = {1};
-  } else if (count > kMostOffered &&
-             contents_->layout.bytes / static_cast<double>(count) < kLeastOffered) {
+  const bool asks = numbers.empty() && count > 1;
+  if (numbers.empty() && count == 1) numbers = {1};
+  if (asks && count > kMostOffered &&
+      contents_->layout.bytes / static_cast<double>(count) < kLeastOffered) {
     Note(
         std::to_string(count) +
         " blocks with next to nothing in them are too many to choose from; the option blocks takes "
         "their numbers");
     return Fail(kCancelled);
-  } else if (count > 1) {
-    ItemsQuestion question = Question(offered);
-    question.kind = ItemsQuestion::Kind::kBlocks;
+  }
+  if (asks) {
+    ItemsQuestion question = contents_->Question(
+        offered, ItemsQuestion::Kind::kBlocks, "Please select the data blocks you want to import.");
     for (std::size_t i = 0; i < count; ++i) question.usual.push_back(i);
-    question.prompt = "Please select the data blocks you want to import.";
     auto choice = Dialogs::Current().SelectItems(question);
     if (!choice) return Fail(kCancelled);
     std::ranges::sort(choice->items);
@@ -311,32 +394,9 @@ int JCAMPFile::ChooseBlocks(GivenOptions& given, OptionPairs& choices) {
     if (numbers.empty()) return Fail(kNoneSelected);
     choices.Set("blocks", OptionPairs::Join(numbers));
   }
-  Select(std::move(numbers));
-  return kGood;
-}
-
-// Selects these of the blocks offered, from 1, and their series.
-void JCAMPFile::Select(std::vector<int> numbers) {
-  std::ranges::sort(numbers);
-  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
-  contents_->selected.clear();
-  contents_->series.clear();
-  contents_->left_out.clear();
-  for (const int number : numbers) {
-    const std::size_t block = contents_->offered[static_cast<std::size_t>(number) - 1];
-    contents_->selected.push_back(block);
-    for (std::size_t page = 0; page < contents_->layout.Pages(block); ++page) {
-      const Series series{static_cast<std::uint32_t>(block), static_cast<std::uint32_t>(page)};
-      const int problem = rules_.bad_blocks_refuse_files ? kGood : contents_->Get(series).Problem();
-      if (problem == kGood)
-        contents_->series.push_back(series);
-      else
-        ++contents_->left_out[problem];
-    }
-  }
-  contents_->current.reset();
-  if (!contents_->selected.empty()) contents_->current = contents_->selected.front();
+  contents_->Select(std::move(numbers), rules_);
   size_established_ = false;
+  return kGood;
 }
 
 int JCAMPFile::SelectJCAMPBlock(int position) { return SelectJCAMPBlock(std::vector{position}); }
@@ -347,39 +407,11 @@ int JCAMPFile::SelectJCAMPBlock(const std::vector<int>& positions) {
   for (const int position : positions)
     if (position >= 0 && position < GetNumJCAMPBlocks()) known.push_back(position + 1);
   if (known.empty()) return Fail(kNoneSelected);
-  Select(std::move(known));
-  GivenOptions none(kSource, nullptr);
+  contents_->Select(std::move(known), rules_);
+  size_established_ = false;
+  GivenOptions none(source_, nullptr);
   OptionPairs choices;
   return ChooseReference(none, choices);
-}
-
-// Finds what the selected series have in common.
-int JCAMPFile::CheckMultiSelection(const char*& prompt) {
-  prompt = nullptr;
-  bool& unites_x = contents_->unites_x = false;
-  std::size_t& readable = contents_->readable = 0;
-  axis_ = {};
-  std::optional<JCAMPData> first;
-  for (const Series& series : contents_->series) {
-    const JCAMPData block = contents_->Get(series);
-    if (several_files_ && rules_.only_xydata_of_several && block.data_class != JCAMPClass::kXYData)
-      return kOnlyXYData;
-    // Reading refuses the others.
-    if (block.Problem() != kGood) continue;
-    // What precedes a block that can't be read is delivered before that fails.
-    if (&series == &contents_->series[readable]) {
-      if (readable++ == 0) axis_ = {block.Axis(), {}};
-      axis_.points = std::max(axis_.points, block.points);
-    }
-    unites_x |= block.data_class == JCAMPClass::kPeakTable;
-    if (!first) first = block;
-    if (!first->SameX(block))
-      prompt = kXDiffers;
-    else if (first->points != block.points && prompt == nullptr)
-      prompt = kPointsDiffer;
-  }
-  if (unites_x) prompt = nullptr;
-  return kGood;
 }
 
 int JCAMPFile::ChooseReference(GivenOptions& given, OptionPairs& choices) {
@@ -387,7 +419,7 @@ int JCAMPFile::ChooseReference(GivenOptions& given, OptionPairs& choices) {
   const std::vector<std::size_t>& selected = contents_->selected;
   contents_->reference.reset();
   const char* prompt = nullptr;
-  if (const int status = CheckMultiSelection(prompt)) return Fail(status);
+  if (const int status = contents_->CheckMultiSelection(rules_, axis_, prompt)) return Fail(status);
   std::optional<std::size_t> chosen;  // block
   std::vector<int> numbers;
   if (!given.TakeNumbers("reference", numbers) ||
@@ -400,11 +432,9 @@ int JCAMPFile::ChooseReference(GivenOptions& given, OptionPairs& choices) {
       chosen = offered[position];
   } else {
     std::vector<std::size_t> blocks;
-    for (const Series series : contents_->series)
+    for (const auto series : contents_->series)
       if (blocks.empty() || blocks.back() != series.block) blocks.push_back(series.block);
-    ItemsQuestion question = Question(blocks);
-    question.kind = ItemsQuestion::Kind::kReference;
-    question.prompt = prompt;
+    ItemsQuestion question = contents_->Question(blocks, ItemsQuestion::Kind::kReference, prompt);
     question.only_one = true;
     question.usual = {0};
     const auto choice = Dialogs::Current().SelectItems(question);
@@ -423,101 +453,31 @@ int JCAMPFile::ChooseReference(GivenOptions& given, OptionPairs& choices) {
 int JCAMPFile::GetNumJCAMPBlocks() const { return static_cast<int>(contents_->offered.size()); }
 
 std::vector<std::string> JCAMPFile::GetJCAMPBlockList() const {
-  return Question(contents_->offered).items;
+  return contents_->Question(contents_->offered).items;
 }
 
-ItemsQuestion JCAMPFile::Question(const std::vector<std::size_t>& blocks) const {
-  ItemsQuestion question;
-  question.title = "Select JCAMP Data Blocks";
-  question.heading = several_files_ ? "File, datatype, size of dataset, title."
-                                    : "Data type, size of dataset, title.";
-  const JCAMPLayout& layout = contents_->layout;
-  for (const std::size_t number : blocks) {
-    const JCAMPData block = layout.Get(number);
-    question.items.push_back(FilePrefix(block.file) + layout.Text(block.data_type) + ", 1x" +
-                             std::to_string(block.points) + " obs, " + layout.Text(block.title));
-  }
-  return question;
-}
-
-std::string JCAMPFile::FilePrefix(int file) const {
-  return several_files_ ? FileName(files_[static_cast<std::size_t>(file)]) + ", " : "";
-}
-
-std::string JCAMPFile::RowLabel(Series series) const {
-  const JCAMPBlock& block = contents_->layout.blocks[series.block];
-  const std::string page = contents_->layout.PageName(series.block, series.page);
-  const std::string label = FilePrefix(block.file) + contents_->layout.Text(block.title);
-  if (page.empty()) return label.empty() ? "Y" : label;
-  return label.empty() ? page : label + ", " + page;
-}
+bool JCAMPFile::MultiSelection() const { return contents_->several_files; }
 
 void JCAMPFile::GetTitle(char* title) const {
-  const auto current = contents_->current;
-  const JCAMPLayout& layout = contents_->layout;
-  const std::string_view text = current ? layout.Text(layout.blocks[*current].title) : "";
   constexpr std::size_t kMost = 255;
+  const std::string_view text = contents_->layout.Text(contents_->current.title);
   title[text.copy(title, kMost)] = '\0';
 }
 
 const char* JCAMPFile::GetDateCreated(COleDateTime& date) const {
-  const auto current = contents_->current;
-  const JCAMPLayout& layout = contents_->layout;
-  const char* const text = current ? layout.Text(layout.blocks[*current].date) : "";
+  const char* const text = contents_->layout.Text(contents_->current.date);
   const auto parsed = ParseJCAMPDate(text);
   if (!parsed) return "";
   date = *parsed;
   return text;
 }
 
-std::string JCAMPFile::Compose(std::string_view text, int read, int expected) const {
-  const bool names_file = several_files_ && current_file_ >= 0;
-  const std::string file =
-      names_file
-          ? "Error in file '" + FileName(files_[static_cast<std::size_t>(current_file_)]) + "'"
-          : "";
-  std::string composed;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '%') {
-      composed += text[i];
-      continue;
-    }
-    switch (text[++i]) {
-      case 'f':
-        composed += file + (names_file ? ": " : "");
-        break;
-      case 'l':
-        if (names_file) composed += file + ", line " + std::to_string(line_) + ": ";
-        break;
-      case 'r':
-        composed += std::to_string(read);
-        break;
-      case 'e':
-        composed += std::to_string(expected);
-        break;
-      case 'n':
-        composed += std::to_string(line_);
-        break;
-      default:
-        composed += NvApp::GetName();
-    }
-  }
-  return composed;
-}
-
-std::string JCAMPFile::MessageOf(int status) const {
-  const auto* known = std::ranges::find(kTexts, status, &StatusText::status);
-  if (known == std::end(kTexts)) return {};
-  const bool among_several = several_files_ && status == kNotJCAMP;
-  return Compose(among_several ? kNotJCAMPAmongSeveral : known->text);
-}
-
 void JCAMPFile::GetErrorMessage(char* buffer, unsigned int size) {
-  const std::string text = MessageOf(status_);
+  const std::string text = contents_->MessageOf(status_);
   if (text.empty()) return SpectraFile::GetErrorMessage(buffer, size);
   const StatusText composed[] = {{status_, text.c_str()}};
   CopyText(composed, buffer, size);
-  if (status_ == kOnlyXYData || status_ == kReferenceCancelled) several_files_ = false;
+  if (status_ == kOnlyXYData || status_ == kReferenceCancelled) contents_->several_files = false;
 }
 
 const char* JCAMPFile::GetWarningMessage() {
@@ -530,17 +490,18 @@ int JCAMPFile::UniteX() {
   constexpr double kBytesPerPair = 6;
   const auto series = std::span(contents_->series).first(contents_->readable);
   double announced = 0;
-  for (const Series one : series) announced += contents_->Get(one).points;
+  for (const auto one : series) announced += contents_->Get(one).points;
   if (announced > static_cast<double>(kMostUnbacked) + contents_->layout.bytes / kBytesPerPair)
     return Fail(kNoSize);
-  XUnion<double> all;
-  all.Reserve(static_cast<std::size_t>(announced));
-  JCAMPInput input(files_, rules_);
+  XUnion all;
+  JCAMPInput input(contents_->files, rules_);
   std::vector<JCAMPPair> pairs;
-  for (const Series one : series) {
+  for (const auto one : series) {
     const auto collect = [&](JCAMPPageReader& reader) { return reader.CollectPairs(pairs); };
     if (ReadPage(contents_->Get(one), input, /*tells=*/false, collect) != kGood) return status_;
-    all.Add(pairs, [](const JCAMPPair& pair) { return pair.x; });
+    std::vector<double> x(pairs.size());
+    std::ranges::transform(pairs, x.begin(), &JCAMPPair::x);
+    all.Add(std::move(x));
   }
   axis_.values = all.Take();
   axis_.points = static_cast<int>(axis_.values.size());
@@ -550,7 +511,7 @@ int JCAMPFile::UniteX() {
 int JCAMPFile::EstablishSize() {
   if (status_ != kGood) return status_;
   const JCAMPLayout& layout = contents_->layout;
-  const std::vector<Series>& series = contents_->series;
+  const auto& series = contents_->series;
   if (layout.blocks.empty()) return Fail(kReadFailed);
   if (contents_->selected.empty())
     return Fail(contents_->offered.empty() ? kNoData : kNoneSelected);
@@ -573,21 +534,22 @@ int JCAMPFile::EstablishSize() {
 // Reads a page with `take`, which returns a status, and tells of what there is to tell.
 template <typename Take>
 int JCAMPFile::ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take) {
-  if (tells) current_file_ = page.file;
+  if (tells) contents_->current_file = page.file;
   JCAMPLines* lines = input.Open(page.file);
   if (lines == nullptr) return Fail(kNoFile);
   JCAMPPageReader reader(page, rules_, *lines);
   const int status = take(reader);
   if (status == kReadFailed || (status != kGood && rules_.bad_blocks_refuse_files))
     return FailAt(status, page.file, lines->line());
-  line_ = lines->line();
+  contents_->line = lines->line();
   if (!tells) return kGood;
   if (status != kGood)
     Note("block \"" + std::string(contents_->layout.Text(page.title)) +
-         "\" was not delivered from line " + std::to_string(line_) + " on: " + MessageOf(status));
+         "\" was not delivered from line " + std::to_string(lines->line()) +
+         " on: " + contents_->MessageOf(status));
   if (reader.warning() != JCAMPWarning::kNone && !std::exchange(has_warned_, true)) {
-    std::string warning =
-        Compose(kWarnings[static_cast<std::size_t>(reader.warning())], reader.read(), page.points);
+    std::string warning = contents_->Compose(kWarnings[static_cast<std::size_t>(reader.warning())],
+                                             reader.read(), page.points);
     // Only one can be shown.
     if (warning_.empty())
       warning_ = std::move(warning);
@@ -603,33 +565,33 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
   sink->SetDataSize(num_cols_, num_rows_);
   for (const auto& [problem, count] : contents_->left_out) {
     const std::string reason =
-        problem == kIllegalValue ? "A label has an illegal value." : MessageOf(problem);
-    Log::WriteCount(kSource, count, "data block was not delivered: " + reason,
+        problem == kIllegalValue ? "A label has an illegal value." : contents_->MessageOf(problem);
+    Log::WriteCount(source_, count, "data block was not delivered: " + reason,
                     "data blocks were not delivered: " + reason);
   }
   bool names_points = !contents_->unites_x && !contents_->reference;
   if (!names_points && InitXValues(sink) != kGood) return status_;
-  JCAMPInput input(files_, rules_);
+  JCAMPInput input(contents_->files, rules_);
   int row = x_row_ ? 2 : 1;
   std::uint64_t further_pages = 0;
-  for (const Series series : contents_->series) {
+  for (const auto series : contents_->series) {
     const JCAMPData page = contents_->Get(series);
-    contents_->current = series.block;
+    contents_->current = page;
     if (series.page == 0) has_warned_ = false;
     if (const int problem = page.Problem()) return FailAt(problem, page.file, page.line);
     ++row;
     const auto read = [&](JCAMPPageReader& reader) {
       sink->Set(1, row, row - 1);
-      sink->Set(kLabelColumn, row, RowLabel(series).c_str());
+      sink->Set(kLabelColumn, row, contents_->RowLabel(page).c_str());
       return ReadBlock(page, row, std::exchange(names_points, false), reader, *sink);
     };
     if (ReadPage(page, input, /*tells=*/true, read) != kGood) return status_;
     if (rules_.first_page_only) further_pages += static_cast<std::uint64_t>(page.pages) - 1;
   }
-  Log::WriteCount(kSource, input.long_lines(),
+  Log::WriteCount(source_, input.long_lines(),
                   "line is longer than 255 characters, and the rest was not delivered",
                   "lines are longer than 255 characters, and the rest was not delivered");
-  Log::WriteCount(kSource, further_pages, "further data page was not delivered",
+  Log::WriteCount(source_, further_pages, "further data page was not delivered",
                   "further data pages were not delivered");
   return kGood;
 }
@@ -644,7 +606,7 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
   PointNames names = BeginNames(*sink);
   if (contents_->unites_x) NamePoints(names, 0, axis_.points);
   if (!contents_->reference) return kGood;
-  JCAMPInput input(files_, rules_);
+  JCAMPInput input(contents_->files, rules_);
   return ReadPage(*contents_->reference, input, /*tells=*/false, [&](JCAMPPageReader& reader) {
     return reader.ReadXYData([&](int n, double, bool missing) {
       names.Put(kFirstPointColumn - 1 + n, NamedX(axis_, n, missing));
@@ -654,13 +616,17 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
 
 int JCAMPFile::ReadBlock(const JCAMPData& page, int row, bool names_points, JCAMPPageReader& reader,
                          ReadSpreadSheetData& sink) const {
-  const Row cells{&sink, row, JCAMPPageReader::MissingValue(rules_)};
+  const float missing_value = JCAMPPageReader::MissingValue(rules_);
+  const auto cells = [&sink, row, missing_value](int n, double y, bool missing) {
+    if (missing && std::isnan(missing_value)) return;
+    sink.Set(kFirstPointColumn - 1 + n, row, missing ? missing_value : static_cast<float>(y));
+  };
   if (contents_->unites_x) {
     std::vector<JCAMPPair> pairs;
     const int status = reader.CollectPairs(pairs);
-    XPlaces places(axis_.values);
+    std::size_t next = 0;
     for (const JCAMPPair& pair : pairs) {
-      const std::size_t place = places.Next(pair.x);
+      const std::size_t place = PlaceOf(pair.x, axis_.values, next);
       if (place == axis_.values.size()) break;
       cells(static_cast<int>(place) + 1, static_cast<double>(pair.y), std::isnan(pair.y));
     }
@@ -674,7 +640,7 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, int row, bool names_points, JCAM
       names.Put(kFirstPointColumn - 1 + n, NamedX(axis, n, missing));
     });
   }
-  const std::optional<JCAMPData>& reference = contents_->reference;
+  const auto& reference = contents_->reference;
   if (!reference || (page.SameX(*reference) && page.points == reference->points))
     return reader.ReadXYData(cells);
   Interpolator interpolate(cells, axis, reference->Axis());
@@ -682,20 +648,14 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, int row, bool names_points, JCAM
 }
 
 JCAMPFileFactory::JCAMPFileFactory(JCAMPRules rules)
-    : SprFileFactory({.name = "JCAMP-DX File",
-                      .read_filter = "JCAMP-DX Files (*.jcm; *.dx; *.jdx)",
-                      .extensions = {".jcm", ".dx", ".jdx"},
-                      .several_at_once = true,
-                      .options = {{"blocks", "N,N...", /*is_asked=*/true},
-                                  {"reference", "N"},
-                                  {"xrow", "0|1"},
-                                  {"columns", "FIRST,LAST"}}}),
-      rules_(rules) {}
-
-int JCAMPFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
-
-SpreadsheetFile* JCAMPFileFactory::Create() {
-  return std::make_unique<JCAMPFile>(rules_).release();
-}
+    : RuledFactory({.name = "JCAMP-DX File",
+                    .read_filter = "JCAMP-DX Files (*.jcm; *.dx; *.jdx)",
+                    .extensions = {".jcm", ".dx", ".jdx"},
+                    .several_at_once = true,
+                    .options = {{"blocks", "N,N...", /*is_asked=*/true},
+                                {"reference", "N"},
+                                {"xrow", "0|1"},
+                                {"columns", "FIRST,LAST"}}},
+                   rules) {}
 
 }  // namespace nvimport

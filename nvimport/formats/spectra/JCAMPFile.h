@@ -1,14 +1,11 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "nvimport/formats/spectra/JCAMPRules.h"
 #include "nvimport/formats/spectra/SpectraFile.h"
-#include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/platform/Boxed.h"
 #include "nvimport/platform/COleDateTime.h"
 #include "nvimport/platform/Dialogs.h"
@@ -35,9 +32,6 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
  public:
   // A reader with some of the kept rules of reading, at first with all.
   explicit JCAMPFile(JCAMPRules rules = {});
-  JCAMPFile(const JCAMPFile& other);
-  JCAMPFile& operator=(const JCAMPFile& other);
-  ~JCAMPFile() override;
 
   // Options that make Open ask nothing. The caller frees them with
   // SpreadsheetOpenOptions::FreeOpenOptions and deletes the record.
@@ -70,25 +64,15 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   // Whether reading has met something to warn of.
   bool JCAMPWarning() const { return !warning_.empty(); }
   // Whether several files are imported.
-  bool MultiSelection() const { return several_files_; }
+  bool MultiSelection() const;
 
  protected:
   int EstablishSize() override;
 
  private:
   struct Contents;
-  // What makes a row: a data page of a block, from 0.
-  struct Series {
-    std::uint32_t block;
-    std::uint32_t page;
-  };
-  int ReadLayout();
-  int CountPoints();
-  void CheckPages();
   int ChooseBlocks(GivenOptions& given, OptionPairs& choices);
   int ChooseReference(GivenOptions& given, OptionPairs& choices);
-  int CheckMultiSelection(const char*& prompt);
-  void Select(std::vector<int> numbers);
   int UniteX();
   template <typename Take>
   int ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take);
@@ -100,36 +84,18 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
     return missing && rules_.missing_as_minus_99 ? -99 : axis.X(n - 1);
   }
 
-  ItemsQuestion Question(const std::vector<std::size_t>& blocks) const;
-  std::string FilePrefix(int file) const;
-  std::string RowLabel(Series series) const;
-
-  std::string Compose(std::string_view text, int read = 0, int expected = 0) const;
-  std::string MessageOf(int status) const;
   int FailAt(int status, int file, std::uint64_t line);
 
   JCAMPRules rules_;
-  std::vector<std::string> files_;
-  bool several_files_ = false;
   bool x_row_ = false;
   Boxed<Contents> contents_;
-  // The file that is checked or read, -1 for none, and the line reached in it.
-  int current_file_ = -1;
-  std::uint64_t line_ = 0;
   bool has_warned_ = false;  // of the block that is read
   std::string warning_;
 };
 
-class NVIMPORT_API JCAMPFileFactory final : public SprFileFactory {
+class NVIMPORT_API JCAMPFileFactory final : public RuledFactory<JCAMPFile, JCAMPRules> {
  public:
-  using Rules = JCAMPRules;
-
   explicit JCAMPFileFactory(JCAMPRules rules = {});
-  int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
-
- private:
-  JCAMPRules rules_;
 };
 
 }  // namespace nvimport

@@ -15,7 +15,7 @@
 #include <utility>
 
 #include "nvimport/formats/spectra/JCAMPLines.h"
-#include "nvimport/formats/spectra/JCAMPStatus.h"
+#include "nvimport/formats/spectra/JCAMPValues.h"
 #include "nvimport/platform/NumberText.h"
 
 namespace nvimport {
@@ -35,22 +35,17 @@ char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + '
 
 // A label or a value of a closed set, its case and the characters that don't count taken away up to
 // the first equals sign, which ends it.
-class Stripped {
- public:
-  explicit Stripped(std::string_view text) {
-    for (const char c : text) {
-      if (kIgnored.find(c) != std::string_view::npos) continue;
-      characters_[length_++] = Upper(c);
-      if (c == '=' || length_ == characters_.size()) break;
-    }
+std::string Stripped(std::string_view text) {
+  constexpr std::string_view kIgnored = " \t\v\f\\/_-";
+  constexpr std::size_t kLongest = 256;
+  std::string stripped;
+  for (const char c : text) {
+    if (kIgnored.find(c) != std::string_view::npos) continue;
+    stripped += Upper(c);
+    if (c == '=' || stripped.size() == kLongest) break;
   }
-  std::string_view text() const { return {characters_.data(), length_}; }
-
- private:
-  static constexpr std::string_view kIgnored = " \t\v\f\\/_-";
-  std::array<char, 256> characters_;
-  std::size_t length_ = 0;
-};
+  return stripped;
+}
 
 JCAMPClass ClassOf(JCAMPForm form) {
   if (form == JCAMPForm::kUnknown) return JCAMPClass::kUnknown;
@@ -73,7 +68,6 @@ std::string_view PartOf(std::string_view list, std::size_t number) {
   return Deblank(list.substr(0, list.find(',')));
 }
 
-// Reads the labels of a file.
 class JCAMPLabels {
  public:
   JCAMPLabels(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout)
@@ -87,7 +81,7 @@ class JCAMPLabels {
     do {
       if (!lines_.Next(line)) return lines_.failed() ? kReadFailed : kNotJCAMP;
     } while (Deblank(line).empty());
-    if (Stripped(line).text() != "##TITLE=") return kNotJCAMP;
+    if (Stripped(line) != "##TITLE=") return kNotJCAMP;
     const std::size_t indentation = line.find('#');
     if (indentation > 0 && !rules_.labels_begin_lines) {
       lines_.IgnoreIndentation();
@@ -113,7 +107,7 @@ class JCAMPLabels {
 
   // What the lines below a data label hold, by what stands behind its equals sign.
   struct Form {
-    JCAMPForm lines = JCAMPForm::kOrdinates;
+    JCAMPForm lines = JCAMPForm::kUnknown;
     std::string_view abscissa = "X";
     std::string_view ordinate = "Y";
     bool JCAMPRules::*habit = nullptr;  // which makes it none that is known
@@ -172,7 +166,7 @@ class JCAMPLabels {
     do {
       if (!line.starts_with("##")) continue;
       // Blocks are numbered as where indented labels are none: they don't stand before others.
-      if (is_indented_ && !lines_.indented() && Stripped(line).text() == "##TITLE=") {
+      if (is_indented_ && !lines_.indented() && Stripped(line) == "##TITLE=") {
         lines_.RespectIndentation();
         Restart(before);
       }
@@ -187,51 +181,26 @@ class JCAMPLabels {
 
   int ReadLabel(std::string_view line) {
     const std::size_t equals = line.find('=');
-    const Stripped label(line);
+    const std::string label = Stripped(line);
     if (equals == std::string_view::npos) {
       if (Uneven() != 0) return kNoEqualsSign;
-      return label.text() == "##END" ? TakeEnd({}) : 0;
+      return label == "##END" ? TakeEnd({}) : 0;
     }
-    const Rule* const rule = FindRule(label.text());
+    const Rule* const rule = FindRule(label);
     if (rule == nullptr) return 0;
     if (rule->habit != nullptr && rules_.*rule->habit) return rule->refusal;
-    std::string_view value = line.substr(equals + 1);
-    if (rule->take == &JCAMPLabels::TakeForm || rule->take == &JCAMPLabels::TakePage)
-      return ReadPageLabel(*rule, Deblank(value));
-    if (rule->take == &JCAMPLabels::TakeTitle && !rules_.comments_in_titles) {
-      value = lines_.WithComment();
-      value.remove_prefix(value.find('=') + 1);
-    }
-    return (this->*rule->take)(Deblank(value));
+    return (this->*rule->take)(Deblank(line.substr(equals + 1)));
   }
 
-  int ReadPageLabel(const Rule& rule, std::string_view value) {
-    if (rule.take == &JCAMPLabels::TakePage) {
-      if (!rules_.first_page_only) {
-        page_begins_ = true;
-        if (const int status = Keep(value, next_page_.name)) return status;
-      }
-      // A page that says only which one it is leaves its lines to the data label that follows.
-      if (lines_.NextBeginsWith('#')) return 0;
-    }
-    const Stripped form(value);
-    const int status = (this->*rule.take)(form.text());
-    AddPage(form.text(), status);
-    if (RefusesFileFor(status)) return status;
-    lines_.SkipToLabel();
-    return 0;
-  }
-
-  std::optional<Form> FindForm(std::string_view text) const {
-    const auto unless = [&](Form form) {
-      return form.habit != nullptr && rules_.*form.habit ? std::nullopt : std::optional(form);
-    };
-    if (text == "(X++(Y..Y))" || text == "XYDATA") return Form{};
-    if (text.starts_with("(XY..XY)")) return Form{JCAMPForm::kPairs};
-    if (!text.starts_with('(')) return std::nullopt;
+  // No form that is known, or that a habit lets be known, has no lines.
+  Form FindForm(std::string_view text) const {
+    if (text == "(X++(Y..Y))" || text == "XYDATA") return {JCAMPForm::kOrdinates};
+    if (text.starts_with("(XY..XY)")) return {JCAMPForm::kPairs};
+    if (!text.starts_with('(')) return {};
     text.remove_prefix(1);
+    Form form{JCAMPForm::kPairs, "X", "Y", &JCAMPRules::no_other_pairs};
     if (const std::size_t end = text.find("++("); end != std::string_view::npos) {
-      Form form{JCAMPForm::kOrdinates, text.substr(0, end)};
+      form = {JCAMPForm::kOrdinates, text.substr(0, end)};
       text.remove_prefix(end + 3);
       form.ordinate = text.substr(0, text.find(".."));
       const bool is_xy = form.abscissa == "X" && form.ordinate == "Y";
@@ -239,33 +208,35 @@ class JCAMPLabels {
       form.habit = is_xy   ? &JCAMPRules::forms_are_exact
                    : is_ra ? &JCAMPRules::no_ra_data
                            : &JCAMPRules::no_ntuples;
-      return unless(form);
+    } else {
+      const std::string_view names = text.substr(0, text.find_first_of(".)"));
+      if (names.ends_with('A'))
+        form.lines = JCAMPForm::kGroups;
+      else if (names.size() == 3)
+        form.lines = JCAMPForm::kTriples;
+      if (!names.starts_with("XY") || (names.size() > 3 && !names.ends_with('A'))) return {};
     }
-    const std::string_view names = text.substr(0, text.find_first_of(".)"));
-    if (!names.starts_with("XY")) return std::nullopt;
-    Form form{JCAMPForm::kPairs, "X", "Y", &JCAMPRules::no_other_pairs};
-    if (names.ends_with('A'))
-      form.lines = JCAMPForm::kGroups;
-    else if (names.size() == 3)
-      form.lines = JCAMPForm::kTriples;
-    else if (names.size() > 3)
-      return std::nullopt;
-    return unless(form);
+    return rules_.*form.habit ? Form() : form;
+  }
+
+  // Of the form `text`, whose lines are ahead.
+  int TakeLines(std::string_view text, int problem) {
+    if (block_.pages++ == 0 || layout_.all_pages) AddPage(text, problem);
+    if (RefusesFileFor(problem)) return problem;
+    lines_.SkipToLabel();
+    return 0;
   }
 
   void AddPage(std::string_view text, int problem) {
-    const bool is_first = block_.pages++ == 0;
-    if (!is_first && !layout_.all_pages) return;
-    JCAMPPage page = std::exchange(next_page_, {});
-    page_begins_ = false;
+    const bool is_first = block_.pages == 1;
+    JCAMPPage page = std::exchange(next_page_, std::nullopt).value_or(JCAMPPage());
     page.position = lines_.Position();
     page.line = lines_.line();
     page.problem = static_cast<std::uint8_t>(problem != 0 ? problem - kNoFile : 0);
     JCAMPNumbers numbers = numbers_;
-    if (const auto form = FindForm(text)) {
-      page.form = form->lines;
-      TakeVariables(*form, numbers, page.points);
-    }
+    const Form form = FindForm(text);
+    page.form = form.lines;
+    if (form.lines != JCAMPForm::kUnknown) TakeVariables(form, numbers, page.points);
     if (is_first) {
       block_.first_page = static_cast<std::uint32_t>(layout_.pages.size());
       if (page.points > 0) block_.points = page.points;
@@ -287,7 +258,7 @@ class JCAMPLabels {
     const std::string_view symbols = variables_[kSymbol];
     const auto find = [&](std::string_view name) {
       std::size_t number = 0;
-      for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)).text() != name; ++number) {
+      for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)) != name; ++number) {
         const std::size_t comma = rest.find(',');
         if (comma == std::string_view::npos) return symbols.size();
         rest.remove_prefix(comma + 1);
@@ -325,8 +296,7 @@ class JCAMPLabels {
     block_.file = layout_.files;
     in_block_ = true;
     numbers_ = {};
-    next_page_ = {};
-    page_begins_ = false;
+    next_page_.reset();
     for (std::string& variable : variables_) variable.clear();
   }
 
@@ -371,6 +341,10 @@ class JCAMPLabels {
     }
     ++titles_;
     ++open_titles_;
+    if (!rules_.comments_in_titles) {
+      value = lines_.WithComment();
+      value = Deblank(value.substr(value.find('=') + 1));
+    }
     // Kept: the first block within a link takes over the link's record.
     return Keep(value, block_.title);
   }
@@ -397,10 +371,10 @@ class JCAMPLabels {
     } kNames[] = {{"XYDATA", JCAMPClass::kXYData},           {"RADATA", JCAMPClass::kRAData},
                   {"XYPOINTS", JCAMPClass::kXYPoints},       {"PEAKTABLE", JCAMPClass::kPeakTable},
                   {"ASSIGNMENTS", JCAMPClass::kAssignments}, {"NTUPLES", JCAMPClass::kNTuples}};
-    const Stripped name(value);
+    const std::string name = Stripped(value);
     block_.data_class = JCAMPClass::kUnknown;
     for (const auto& known : kNames)
-      if (name.text() == known.name) block_.data_class = known.data_class;
+      if (name == known.name) block_.data_class = known.data_class;
     return 0;
   }
 
@@ -432,8 +406,7 @@ class JCAMPLabels {
     if (!number || *number < 1 || *number > INT_MAX ||
         *number - std::floor(*number) > kMostFraction)
       return kIllegalPoints;
-    const bool is_of_page = block_.pages > 0 && page_begins_;
-    int& points = is_of_page ? next_page_.points : block_.points;
+    int& points = block_.pages > 0 && next_page_ ? next_page_->points : block_.points;
     const double more = *number - std::max(points, 0);
     if (more > layout_.points_left()) return kIllegalPoints;
     layout_.points += more;
@@ -450,18 +423,28 @@ class JCAMPLabels {
     return date.size() < kLongestDate ? Keep(date + ' ' + std::string(value), block_.date) : 0;
   }
 
-  int TakeForm(std::string_view form) {
-    const auto known = FindForm(form);
-    if (form == "(XA)" || (!known && (form == "(XYA)" || form == "(XYMA)"))) return kAssignmentsMet;
+  int TakeForm(std::string_view value) {
+    const std::string text = Stripped(value);
+    const Form form = FindForm(text);
+    const bool is_known = form.lines != JCAMPForm::kUnknown;
+    if (text == "(XA)" || (!is_known && (text == "(XYA)" || text == "(XYMA)")))
+      return TakeLines(text, kAssignmentsMet);
     JCAMPClass& data_class = block_.data_class;
     // The numbers of blocks are the same whatever forms are known, and links have none.
-    if (known && (known->habit == nullptr || data_class != JCAMPClass::kLink))
-      data_class = ClassOf(known->lines);
-    if (data_class == JCAMPClass::kRAData) return kRADataMet;
-    return data_class == JCAMPClass::kNTuples ? kNTuplesMet : 0;
+    if (is_known && (form.habit == nullptr || data_class != JCAMPClass::kLink))
+      data_class = ClassOf(form.lines);
+    if (data_class == JCAMPClass::kRAData) return TakeLines(text, kRADataMet);
+    return TakeLines(text, data_class == JCAMPClass::kNTuples ? kNTuplesMet : 0);
   }
 
-  int TakePage(std::string_view) { return 0; }
+  int TakePage(std::string_view value) {
+    if (!rules_.first_page_only) {
+      if (!next_page_) next_page_.emplace();
+      if (const int status = Keep(value, next_page_->name)) return status;
+    }
+    // A page that says only which one it is leaves its lines to the data label that follows.
+    return lines_.NextBeginsWith('#') ? 0 : TakeLines(Stripped(value), 0);
+  }
 
   int TakeBinary(std::string_view) { return kBinaryForm; }
 
@@ -484,8 +467,7 @@ class JCAMPLabels {
   bool in_block_ = false;
   JCAMPBlock block_;
   JCAMPNumbers numbers_;
-  JCAMPPage next_page_;  // what is said of a page before its data
-  bool page_begins_ = false;
+  std::optional<JCAMPPage> next_page_;  // what is said of a page before its data
   std::array<std::string, kVariables> variables_;
 };
 
@@ -498,14 +480,14 @@ int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& lay
 
 JCAMPData JCAMPLayout::Get(std::size_t number, std::size_t page_number) const {
   const JCAMPBlock& block = blocks[number];
-  JCAMPData data{block, numbers[block.numbers]};
   const JCAMPPage& page = pages[block.pages > 0 ? block.first_page + page_number : 0];
-  data.position = page.position;
-  data.line = page.line;
-  data.form = page.form;
+  JCAMPData data{block, numbers[block.numbers], page};
   if (data.problem == 0) data.problem = page.problem;
   if (data.data_class == JCAMPClass::kLink) data.data_class = ClassOf(pages[block.first_page].form);
-  if (Pages(number) == 1) return data;
+  if (Pages(number) == 1) {
+    data.name = 0;
+    return data;
+  }
   if (page.form != JCAMPForm::kUnknown) data.data_class = ClassOf(page.form);
   if (page.points > 0) data.points = page.points;
   if (page.numbers != 0) {
@@ -521,17 +503,20 @@ JCAMPData JCAMPLayout::FirstGood(std::size_t block) const {
   return Get(block);
 }
 
-void JCAMPLayout::SetPoints(std::size_t block, std::size_t page, int count) {
-  (Pages(block) == 1 ? blocks[block].points : Page(block, page).points) = count;
-  points += count;
-}
-
-bool JCAMPLayout::IsOfferedBesides(std::size_t number) const {
-  const JCAMPBlock& block = blocks[number];
-  if (block.data_class != JCAMPClass::kLink) return block.is_indented;
-  const JCAMPPage& page = pages[block.first_page];
-  return block.problem != 0 || page.form != JCAMPForm::kUnknown ||
-         (Pages(number) == 1 && page.problem != 0);
+std::vector<std::size_t> JCAMPLayout::Offered() const {
+  std::vector<std::size_t> offered;
+  offered.reserve(blocks.size());
+  for (const bool by_all : {true, false})
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+      const JCAMPBlock& block = blocks[i];
+      const JCAMPPage& page = pages[block.first_page];
+      const bool is_link = block.data_class == JCAMPClass::kLink;
+      const bool is_empty = block.problem == 0 && page.form == JCAMPForm::kUnknown &&
+                            (Pages(i) > 1 || page.problem == 0);
+      if (by_all == (!is_link && !block.is_indented) && !(is_link && is_empty))
+        offered.push_back(i);
+    }
+  return offered;
 }
 
 SpectrumGrid JCAMPData::Axis() const {

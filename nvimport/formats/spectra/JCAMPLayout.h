@@ -6,6 +6,7 @@
 #include <deque>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "nvimport/formats/spectra/JCAMPRules.h"
 #include "nvimport/formats/spectra/SpectrumAxis.h"
@@ -53,23 +54,22 @@ struct JCAMPNumbers {
   double delta_x = 0;
 };
 
-// Where the lines of a data page begin, and what only they have.
-struct JCAMPPage {
+// Where the lines of a data page begin, and what they are.
+struct JCAMPPlace {
   std::uint64_t position = 0;
   std::uint64_t line = 0;  // lines that precede them
   std::uint32_t name = 0;
+  JCAMPForm form = JCAMPForm::kUnknown;
+};
+
+struct JCAMPPage : JCAMPPlace {
+  std::uint8_t problem = 0;
   std::uint32_t numbers = 0;  // whose factors count, 0 for those of the block
   int points = -1;
-  JCAMPForm form = JCAMPForm::kUnknown;
-  std::uint8_t problem = 0;
 };
 
 // All that is said of a data page.
-struct JCAMPData : JCAMPBlock, JCAMPNumbers {
-  std::uint64_t position = 0;
-  std::uint64_t line = 0;
-  JCAMPForm form = JCAMPForm::kUnknown;
-
+struct JCAMPData : JCAMPBlock, JCAMPNumbers, JCAMPPlace {
   // The x values of ordinates.
   SpectrumGrid Axis() const;
   // Whether it has the first and last x of another.
@@ -99,19 +99,11 @@ struct JCAMPLayout {
   JCAMPPage& Page(std::size_t block, std::size_t page) {
     return pages[blocks[block].first_page + page];
   }
-  // Takes the number of points that was counted.
-  void SetPoints(std::size_t block, std::size_t page, int count);
   const char* Text(std::uint32_t offset) const { return texts.c_str() + offset; }
-  // What names a page among several.
-  const char* PageName(std::size_t block, std::size_t page) const {
-    return Pages(block) == 1 ? "" : Text(pages[blocks[block].first_page + page].name);
-  }
 
-  // Whether it can be chosen by all rules, or by those that know its labels and forms.
-  bool IsOffered(std::size_t block) const {
-    return blocks[block].data_class != JCAMPClass::kLink && !blocks[block].is_indented;
-  }
-  bool IsOfferedBesides(std::size_t block) const;
+  // The blocks that can be chosen. What only some rules find stands behind what all find, whose
+  // numbers are the same.
+  std::vector<std::size_t> Offered() const;
 
   // How many points the files may make: a hundred bytes can claim billions.
   double most_points() const {

@@ -15,8 +15,7 @@ namespace nvimport {
 class JCAMPLines {
  public:
   explicit JCAMPLines(const char* path, bool cuts_long_lines = true);
-  JCAMPLines(const JCAMPLines&) = delete;
-  JCAMPLines& operator=(const JCAMPLines&) = delete;
+  JCAMPLines(JCAMPLines&&) = delete;
 
   bool is_open() const { return file_.is_open(); }
   bool failed() const { return failed_ || lines_.failed(); }
@@ -37,13 +36,10 @@ class JCAMPLines {
   std::string_view WithComment();
   bool indented() const { return indented_; }
 
-  // Whether the next line begins with `character`.
   bool NextBeginsWith(char character);
 
-  // Leaves out the lines before a label.
   void SkipToLabel();
 
-  // Where the next line begins.
   std::uint64_t Position();
 
   // The lines read so far, and those of them that were too long.

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -9,7 +10,6 @@
 
 #include "nvimport/formats/spectra/JCAMPLayout.h"
 #include "nvimport/formats/spectra/JCAMPLines.h"
-#include "nvimport/formats/spectra/JCAMPStatus.h"
 #include "nvimport/formats/spectra/JCAMPValues.h"
 
 namespace nvimport {
@@ -56,7 +56,6 @@ class JCAMPPageReader {
   template <typename Store>
   int ReadXYData(Store store);
 
-  // Adds the pairs in their order.
   int ReadPeakTable(std::vector<JCAMPPair>& pairs);
 
   // The points by ascending x, whatever the form.
@@ -64,7 +63,6 @@ class JCAMPPageReader {
 
   JCAMPWarning warning() const { return warning_; }
   int read() const { return read_; }  // before a label, when fewer than expected
-  std::uint64_t line() const { return lines_.line(); }
 
   // What a missing ordinate becomes, no number for a missing cell.
   static constexpr float kMissing = -99;

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <array>
-#include <bit>
+#include "nvimport/framework/RuledFactory.h"
 
 namespace nvimport {
 
@@ -21,10 +20,7 @@ struct JCAMPRules {
   bool no_other_pairs = true;           // XYPAIRS, pairs with a width, peak assignments
   bool only_xydata_of_several = true;   // imports of several files with other blocks
 
-  // None of them.
-  static constexpr JCAMPRules Off() {
-    return std::bit_cast<JCAMPRules>(std::array<bool, sizeof(JCAMPRules)>{});
-  }
+  static constexpr JCAMPRules Off() { return NoRules<JCAMPRules>(); }
 };
 
 }  // namespace nvimport

@@ -1,13 +1,47 @@
 #pragma once
 
 #include <array>
+#include <charconv>
 #include <cstdint>
-#include <span>
+#include <limits>
+#include <string>
 #include <string_view>
-
-#include "nvimport/formats/spectra/JCAMPStatus.h"
+#include <system_error>
 
 namespace nvimport {
+
+// The statuses of JCAMP-DX files. Their texts stand in JCAMPFile.cpp.
+enum JCAMPStatus : int {
+  kNoFile = 1536,
+  kNotJCAMP = 1537,
+  kBinaryForm = 1538,
+  kNoEqualsSign = 1539,
+  kNoValue = 1540,
+  kUnevenTitles = 1541,
+  kFreeText = 1542,
+  kIllegalValue = 1543,
+  kIllegalPoints = 1544,
+  kNoneSelected = 1545,
+  kReadFailed = 1546,
+  kNoPoints = 1547,
+  kNoData = 1548,
+  kUnknownClass = 1549,
+  kAssignmentsMet = 1550,
+  kRADataMet = 1551,
+  kNTuplesMet = 1552,
+  kXYPointsMet = 1554,
+  kXYPairsMet = 1555,
+  kIllegalSeries = 1556,
+  kNoSpacing = 1557,
+  kAbscissaRepeats = 1558,
+  kDifferenceFirst = 1559,
+  kUnexpectedEnd = 1560,
+  kIllegalCharacter = 1561,
+  kNotPlain = 1562,
+  kTwoDups = 1563,
+  kOnlyXYData = 1566,
+  kReferenceCancelled = 1567
+};
 
 // The ordinates of JCAMP-DX data in all their forms: plain numbers (AFFN, PAC) and those of ASDF,
 // where a letter is the first digit of a number (SQZ), of a difference (DIF) or of a count (DUP).
@@ -95,7 +129,21 @@ struct Written {
 inline constexpr int kMostExponent = 99'999;
 
 // The double nearest to the number, for those that one multiplication or division can't give.
-double NearestDouble(const Written& number);
+[[gnu::cold]] inline double NearestDouble(const Written& number) {
+  std::string text;
+  for (const char* at = number.text; text.size() < static_cast<std::size_t>(number.length); ++at) {
+    const Meaning meaning = MeaningOf(*at);
+    if (meaning.kind != Kind::kPoint && meaning.kind != Kind::kComma)
+      text += static_cast<char>('0' + meaning.digit);
+  }
+  text += 'e' + std::to_string(number.exponent - number.decimals);
+  double value = 0;
+  const auto error = std::from_chars(text.data(), text.data() + text.size(), value).ec;
+  // Too small for a double is 0, and too large only with an exponent above 0.
+  if (error == std::errc::result_out_of_range && number.exponent > 0)
+    return std::numeric_limits<double>::infinity();
+  return error == std::errc() ? value : 0;
+}
 
 inline double ToDouble(const Written& number) {
   constexpr std::array<double, 23> kPowers = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,

@@ -1,5 +1,3 @@
-// The sheet of NSAS spectra.
-
 #include "nvimport/formats/spectra/NsasFile.h"
 
 #include <algorithm>
@@ -17,7 +15,6 @@ namespace nvimport {
 namespace {
 
 constexpr StatusText kTexts[] = {
-    {kInvalidOptions, kInvalidOptionsText},
     {kDaCannotOpen, "Failed to open stream for reading."},
     {kDaNotOpen, "Wrong file mode. The executed operation is only supported in read mode."},
     {kDaHeaderCut,
@@ -44,9 +41,7 @@ constexpr StatusText kTexts[] = {
      "CN-file corrupt! Could not read through the value record filler (possibly end of file)."},
     {kCnSize, "CN-file corrupt! File size do not match any known version of CN file formats."},
 };
-static_assert(WellFormed(std::span(kTexts).subspan(1), 1280, 1291));
-
-constexpr const char* kSource = "NsasFile";
+static_assert(WellFormed(kTexts, 1280, 1291));
 
 constexpr int kRowsBeforeSpectra = 2;
 constexpr int kFirstPointColumn = 5;
@@ -60,7 +55,7 @@ struct NsasFile::Spectra {
 };
 
 NsasFile::NsasFile(NsasRules rules)
-    : SpectraFile(kSource, kTexts, kFirstPointColumn),
+    : SpectraFile("NsasFile", kTexts, kFirstPointColumn),
       rules_(rules),
       spectra_(std::make_unique<Spectra>()) {}
 
@@ -78,7 +73,7 @@ void NsasFile::Close() {
 
 int NsasFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (BeginOpen(read, path) != kGood) return status_;
-  GivenOptions given(kSource, options);
+  GivenOptions given(source_, options);
   if (!given.TakeRange("columns", columns_)) return Fail(kInvalidOptions);
   da_ = InputFile(path_.c_str());
   if (!da_.is_open()) return Fail(kDaCannotOpen);
@@ -125,15 +120,13 @@ int NsasFile::EstablishSize() {
   return SetSize(static_cast<std::uint64_t>(columns), spectra + kRowsBeforeSpectra);
 }
 
-int NsasFile::OpenCn() {
-  if (!cn_.is_open()) return kGood;
-  const auto spectra = static_cast<std::uint64_t>(num_rows_ - kRowsBeforeSpectra);
-  if (!spectra_->cn.Begin(cn_, spectra)) return Fail(kCnSize);
-  return spectra_->first.constituents <= NsasCnFile::kMostConstituents ? kGood : Fail(kCnValuesCut);
-}
-
 int NsasFile::Read(ReadSpreadSheetData* sink) {
-  if (status_ != kGood || GetNumRows() < 0 || OpenCn() != kGood) return status_;
+  if (status_ != kGood || GetNumRows() < 0) return status_;
+  if (cn_.is_open()) {
+    const auto spectra = static_cast<std::uint64_t>(num_rows_ - kRowsBeforeSpectra);
+    if (!spectra_->cn.Begin(cn_, spectra)) return Fail(kCnSize);
+    if (spectra_->first.constituents > NsasCnFile::kMostConstituents) return Fail(kCnValuesCut);
+  }
   sink->SetDataSize(num_cols_, num_rows_);
   if (MakeNameRow(*sink) != kGood) return status_;
   MakeInfoRow(*sink);
@@ -141,11 +134,6 @@ int NsasFile::Read(ReadSpreadSheetData* sink) {
   left_out_ = 0;
   for (int row = kRowsBeforeSpectra + 1; row <= num_rows_; ++row)
     if (MakeValueRow(*sink, row) != kGood) return status_;
-  NoteLeftOut();
-  return kGood;
-}
-
-void NsasFile::NoteLeftOut() const {
   if (left_out_ > 0)
     Note(std::to_string(left_out_) +
          " values at the ends of spectra, at wavelengths that not all spectra have, were not "
@@ -154,6 +142,7 @@ void NsasFile::NoteLeftOut() const {
     Note("the DA file is cut or damaged, and what follows the last spectrum was not delivered");
   if (leaves_out_cn_)
     Note("the size of the CN file fits no version of it, and the constituents were not delivered");
+  return kGood;
 }
 
 int NsasFile::MakeNameRow(ReadSpreadSheetData& sink) {
@@ -220,15 +209,10 @@ bool NsasFile::ReadSpectraValues(const SpectrumGrid& axis, ReadSpreadSheetData& 
 }
 
 NsasFileFactory::NsasFileFactory(NsasRules rules)
-    : SprFileFactory({.name = "NSAS File",
-                      .read_filter = "NSAS Files (*.da)",
-                      .extensions = {".da"},
-                      .options = {{"columns", "FIRST,LAST"}}}),
-      rules_(rules) {}
-
-// Nothing in these files says what they are.
-int NsasFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
-
-SpreadsheetFile* NsasFileFactory::Create() { return std::make_unique<NsasFile>(rules_).release(); }
+    : RuledFactory({.name = "NSAS File",
+                    .read_filter = "NSAS Files (*.da)",
+                    .extensions = {".da"},
+                    .options = {{"columns", "FIRST,LAST"}}},
+                   rules) {}
 
 }  // namespace nvimport

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <array>
-#include <bit>
 #include <cstdint>
 #include <memory>
 
 #include "nvimport/formats/spectra/SpectraFile.h"
-#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/RuledFactory.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
@@ -20,10 +18,7 @@ struct NsasRules {
   bool constituents_fit = true;             // imports with a CN file of another size
   bool damage_refuses_files = true;         // the spectra before a cut or a header without sense
 
-  // None of them.
-  static constexpr NsasRules Off() {
-    return std::bit_cast<NsasRules>(std::array<bool, sizeof(NsasRules)>{});
-  }
+  static constexpr NsasRules Off() { return NoRules<NsasRules>(); }
 };
 
 // NSAS near-infrared spectra of a DA file, with the constituents of the CN file beside it. Names in
@@ -49,8 +44,6 @@ class NVIMPORT_API NsasFile : public SpectraFile {
  private:
   struct Spectra;
 
-  int OpenCn();
-  void NoteLeftOut() const;
   int first_constituent_column() const { return first_point_column_ + axis_.points; }
   int MakeNameRow(ReadSpreadSheetData& sink);
   void MakeInfoRow(ReadSpreadSheetData& sink) const;
@@ -66,16 +59,9 @@ class NVIMPORT_API NsasFile : public SpectraFile {
   bool leaves_out_cn_ = false;
 };
 
-class NVIMPORT_API NsasFileFactory final : public SprFileFactory {
+class NVIMPORT_API NsasFileFactory final : public RuledFactory<NsasFile, NsasRules> {
  public:
-  using Rules = NsasRules;
-
   explicit NsasFileFactory(NsasRules rules = {});
-  int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
-
- private:
-  NsasRules rules_;
 };
 
 }  // namespace nvimport

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -72,7 +71,6 @@ class NsasCnFile {
 
   // The names, empty ones in the version without. Returns a status, as the next.
   int ReadCnHeader(std::span<NsasName> names);
-  // The constituents of the next spectrum.
   int ReadConstituensValues(std::span<float> values);
 
   static constexpr int kMostConstituents = 32;  // a block has no room for more

@@ -34,17 +34,15 @@ constexpr std::size_t kNewHeaderSize = 512;
 constexpr std::size_t kOldHeaderSize = 256;
 constexpr std::size_t kSubHeaderSize = 32;
 
-// True when the version is one that files of this format have.
 bool IsValidGalacticCPCFile(char version) {
   return version == kNewVersion || version == kOldVersion || version == kOtherOrderVersion;
 }
 
 // Reads x values, whose number the file's length backs.
-template <typename X>
-bool ReadX(BlockReader& reader, std::endian order, int points, std::vector<X>& x) {
+bool ReadX(BlockReader& reader, std::endian order, int points, std::vector<double>& x) {
   x.clear();
   x.reserve(static_cast<std::size_t>(points));
-  const auto take = [&](int, float value) { x.push_back(static_cast<X>(value)); };
+  const auto take = [&](int, float value) { x.push_back(value); };
   return order == std::endian::little
              ? TakeStoredValues<float, std::endian::little>(reader, points, take)
              : TakeStoredValues<float, std::endian::big>(reader, points, take);

@@ -66,7 +66,7 @@ class SpcSubFiles {
   // Of the sub-file: its number from 1, its points and, where it has its own, their x values.
   int number() const { return number_; }
   int points() const { return points_; }
-  const std::vector<float>& own_x() const { return own_x_; }
+  const std::vector<double>& own_x() const { return own_x_; }
   // Whether the file holds all of its values.
   bool is_whole() const { return end_ <= size_; }
 
@@ -106,7 +106,7 @@ class SpcSubFiles {
   int number_ = 0;
   int exponent_ = 0;
   int points_ = 0;
-  std::vector<float> own_x_;
+  std::vector<double> own_x_;
 };
 
 }  // namespace nvimport

@@ -21,7 +21,9 @@ void SpectraFile::Close() {
 }
 
 void SpectraFile::GetErrorMessage(char* buffer, unsigned int size) {
-  if (!CopyText(texts_, buffer, size)) SpreadsheetFile::GetErrorMessage(buffer, size);
+  constexpr StatusText kOfAll[] = {{kInvalidOptions, kInvalidOptionsText}};
+  if (!CopyText(texts_, buffer, size) && !CopyText(kOfAll, buffer, size))
+    SpreadsheetFile::GetErrorMessage(buffer, size);
 }
 
 int SpectraFile::BeginOpen(bool read, const char* path) {

@@ -45,7 +45,6 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   // Gives the choices made back to a caller who left room for them.
   void GiveBack(const OptionPairs& choices, NvImportOpenOptions* options);
 
-  // Sets a cell whose column is among the wanted ones.
   template <typename Value>
   void SetCell(ReadSpreadSheetData& sink, int column, int row, Value value) const {
     if (columns_.Holds(column)) sink.Set(column, row, value);

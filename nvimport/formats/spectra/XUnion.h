@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <span>
 #include <utility>
 #include <vector>
@@ -13,57 +14,41 @@ namespace nvimport {
 inline bool IsBefore(double a, double b) { return a < b || (std::isnan(b) && !std::isnan(a)); }
 
 // Every x that occurs in some spectra, as often as one of them has it.
-template <typename X>
 class XUnion {
  public:
-  void Reserve(std::size_t count) { all_.reserve(count); }
-
   // Adds those of a spectrum, in their order.
-  template <typename Points, typename XOf>
-  void Add(const Points& points, XOf x_of) {
-    const std::size_t begin = all_.size();
-    for (const auto& point : points) {
-      const X x = x_of(point);
-      const bool repeats = all_.size() > begin && !IsBefore(all_.back().first, x);
-      all_.emplace_back(x, repeats ? all_.back().second + 1 : 0);
-    }
+  void Add(std::vector<double> x) {
+    parts_.push_back(std::move(x));
+    // Only those of a like size are merged, so that each x is few times.
+    while (parts_.size() > 1 && parts_.end()[-2].size() <= parts_.back().size()) Merge();
   }
 
-  // All of them in their order.
   std::vector<double> Take() {
-    const auto is_before = [](const auto& a, const auto& b) {
-      return IsBefore(a.first, b.first) || (!IsBefore(b.first, a.first) && a.second < b.second);
-    };
-    std::ranges::sort(all_, is_before);
-    const auto is_same = [&](const auto& a, const auto& b) { return !is_before(a, b); };
-    all_.erase(std::unique(all_.begin(), all_.end(), is_same), all_.end());
-    std::vector<double> values;
-    values.reserve(all_.size());
-    for (const auto& [x, number] : all_) values.push_back(x);
-    return values;
+    while (parts_.size() > 1) Merge();
+    return parts_.empty() ? std::vector<double>() : std::move(parts_.front());
   }
 
  private:
-  std::vector<std::pair<X, int>> all_;  // with its number among equal ones of its spectrum
-};
-
-// Finds the places of the x values of a spectrum in such a union: the next one for each that
-// repeats.
-class XPlaces {
- public:
-  explicit XPlaces(std::span<const double> all) : all_(all) {}
-
-  // Of x, which is not before the last one asked for. The number of all where there is none.
-  std::size_t Next(double x) {
-    const auto at = std::lower_bound(all_.begin() + next_, all_.end(), x, IsBefore);
-    const auto place = at - all_.begin();
-    next_ = at == all_.end() ? place : place + 1;
-    return static_cast<std::size_t>(place);
+  void Merge() {
+    const std::vector<double> last = std::move(parts_.back());
+    parts_.pop_back();
+    std::vector<double> both;
+    both.reserve(parts_.back().size() + last.size());
+    std::ranges::set_union(parts_.back(), last, std::back_inserter(both), IsBefore);
+    parts_.back() = std::move(both);
   }
 
- private:
-  std::span<const double> all_;
-  std::ptrdiff_t next_ = 0;
+  std::vector<std::vector<double>> parts_;
 };
+
+// The place in such a union of an x that is not before the last one asked for: from `next` on,
+// which goes behind it, for an x that repeats has a place each time. The number of all where there
+// is none.
+inline std::size_t PlaceOf(double x, std::span<const double> all, std::size_t& next) {
+  const auto place = static_cast<std::size_t>(
+      std::ranges::lower_bound(all.subspan(next), x, IsBefore) - all.begin());
+  next = std::min(place + 1, all.size());
+  return place;
+}
 
 }  // namespace nvimport
