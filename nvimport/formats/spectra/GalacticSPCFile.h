@@ -20,6 +20,7 @@ struct GalacticSPCRules {
   bool refuse_other_byte_order = true;    // files of version L
   bool refuse_own_x_arrays = true;        // files whose spectra have an x axis each
 
+  // None of them.
   static constexpr GalacticSPCRules Off() { return NoRules<GalacticSPCRules>(); }
 };
 

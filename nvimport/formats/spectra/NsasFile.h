@@ -18,6 +18,7 @@ struct NsasRules {
   bool constituents_fit = true;             // imports with a CN file of another size
   bool damage_refuses_files = true;         // the spectra before a cut or a header without sense
 
+  // None of them.
   static constexpr NsasRules Off() { return NoRules<NsasRules>(); }
 };
 

@@ -45,6 +45,7 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   // Gives the choices made back to a caller who left room for them.
   void GiveBack(const OptionPairs& choices, NvImportOpenOptions* options);
 
+  // Sets a cell whose column is among the wanted ones.
   template <typename Value>
   void SetCell(ReadSpreadSheetData& sink, int column, int row, Value value) const {
     if (columns_.Holds(column)) sink.Set(column, row, value);
@@ -61,11 +62,11 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   // One line of the log about what is left out.
   void Note(std::string_view text) const;
 
-  const char* source_;
-  std::span<const StatusText> texts_;
-  int first_point_column_;
-  std::string path_;
-  SpectrumAxis axis_;
+  const char* source_;                 // in the log
+  std::span<const StatusText> texts_;  // of its statuses
+  int first_point_column_;             // of the sheet
+  std::string path_;                   // of the file, or of several
+  SpectrumAxis axis_;                  // of the sheet
   RangeChoice columns_;  // those that are set
 
  private:
