@@ -97,47 +97,37 @@ constexpr double kLeastOffered = 64;
 // Brings the ordinates of a block onto the x values of another, point by point as they come, and
 // gives them to `row`: n from 1, y scaled.
 template <typename Row>
-class Interpolator {
- public:
-  Interpolator(Row row, const SpectrumGrid& own, const SpectrumGrid& wanted)
-      : row_(row),
-        own_(own),
-        wanted_(wanted),
-        direction_(own.spacing >= 0 ? 1 : -1),
-        // The wanted points are walked in this block's direction.
-        step_(wanted.spacing >= 0 ? direction_ : -direction_),
-        next_(step_ > 0 ? 1 : wanted.points) {}
+struct Interpolator {
+  Row row;
+  SpectrumGrid own;
+  SpectrumGrid wanted;
+  // The wanted points are walked in this block's direction.
+  int direction = own.spacing >= 0 ? 1 : -1;
+  int step = wanted.spacing >= 0 ? direction : -direction;
+  int next = step > 0 ? 1 : wanted.points;
+  double last_x = 0;
+  double last_y = 0;
+  bool last_missing = false;
 
   void operator()(int n, double y, bool missing) {
     // Ends that should meet may miss each other by what rounding does.
     constexpr double kPart = 1e-6;
-    const double slack = kPart * std::fabs(own_.spacing);
-    const double x = own_.X(n - 1);
-    for (; next_ >= 1 && next_ <= wanted_.points; next_ += step_) {
-      const double wanted = wanted_.X(next_ - 1);
-      const double beyond = direction_ * (wanted - x);
+    const double slack = kPart * std::fabs(own.spacing);
+    const double x = own.X(n - 1);
+    for (; next >= 1 && next <= wanted.points; next += step) {
+      const double wanted_x = wanted.X(next - 1);
+      const double beyond = direction * (wanted_x - x);
       if (beyond > slack) break;
       if (n == 1 && beyond < -slack) continue;
       const bool on_point = beyond >= -slack;
       const double value =
-          on_point ? y : last_y_ + (y - last_y_) * (wanted - last_x_) / (x - last_x_);
-      row_(next_, value, missing || (!on_point && last_missing_));
+          on_point ? y : last_y + (y - last_y) * (wanted_x - last_x) / (x - last_x);
+      row(next, value, missing || (!on_point && last_missing));
     }
-    last_x_ = x;
-    last_y_ = y;
-    last_missing_ = missing;
+    last_x = x;
+    last_y = y;
+    last_missing = missing;
   }
-
- private:
-  Row row_;
-  SpectrumGrid own_;
-  SpectrumGrid wanted_;
-  int direction_;
-  int step_;
-  int next_;
-  double last_x_ = 0;
-  double last_y_ = 0;
-  bool last_missing_ = false;
 };
 
 }  // namespace
@@ -395,7 +385,6 @@ int JCAMPFile::ChooseBlocks(GivenOptions& given, OptionPairs& choices) {
     choices.Set("blocks", OptionPairs::Join(numbers));
   }
   contents_->Select(std::move(numbers), rules_);
-  size_established_ = false;
   return kGood;
 }
 
@@ -408,7 +397,6 @@ int JCAMPFile::SelectJCAMPBlock(const std::vector<int>& positions) {
     if (position >= 0 && position < GetNumJCAMPBlocks()) known.push_back(position + 1);
   if (known.empty()) return Fail(kNoneSelected);
   contents_->Select(std::move(known), rules_);
-  size_established_ = false;
   GivenOptions none(source_, nullptr);
   OptionPairs choices;
   return ChooseReference(none, choices);
@@ -418,6 +406,7 @@ int JCAMPFile::ChooseReference(GivenOptions& given, OptionPairs& choices) {
   const std::vector<std::size_t>& offered = contents_->offered;
   const std::vector<std::size_t>& selected = contents_->selected;
   contents_->reference.reset();
+  size_established_ = false;
   const char* prompt = nullptr;
   if (const int status = contents_->CheckMultiSelection(rules_, axis_, prompt)) return Fail(status);
   std::optional<std::size_t> chosen;  // block
@@ -643,7 +632,7 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, int row, bool names_points, JCAM
   const auto& reference = contents_->reference;
   if (!reference || (page.SameX(*reference) && page.points == reference->points))
     return reader.ReadXYData(cells);
-  Interpolator interpolate(cells, axis, reference->Axis());
+  Interpolator<decltype(cells)> interpolate{cells, axis, reference->Axis()};
   return reader.ReadXYData([&](int n, double y, bool missing) { interpolate(n, y, missing); });
 }
 

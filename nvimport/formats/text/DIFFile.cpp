@@ -277,23 +277,19 @@ std::string DIFFileOEM::ConvertToFile(std::string record, Lossy& lossy) const {
 std::string DIFFileOEM::CellText(std::string text) const { return text; }
 
 DiffFileOEMFactory::DiffFileOEMFactory(const DIFRules& rules)
-    : SprFileFactory({.name = "DIF File(OEM)",
-                      .read_filter = "DIF Files(OEM) (*.dif)",
-                      .write_filter = "DIF Files(OEM) (*.dif)",
-                      .extensions = {".dif"},
-                      .can_write = true,
-                      .flag5 = true}),
-      rules_(rules) {}
+    : RuledFactory({.name = "DIF File(OEM)",
+                    .read_filter = "DIF Files(OEM) (*.dif)",
+                    .write_filter = "DIF Files(OEM) (*.dif)",
+                    .extensions = {".dif"},
+                    .can_write = true,
+                    .flag5 = true},
+                   rules) {}
 
 int DiffFileOEMFactory::IsCorrectFileType(const char* path) {
   return NvFile::GetEncoding(path) != ETextFileEncoding::kSingleByte ||
                  EqualIgnoringCase(NvGetFileExtension(path), "dif")
              ? kPlausible
              : kNotThis;
-}
-
-SpreadsheetFile* DiffFileOEMFactory::Create() {
-  return std::make_unique<DIFFileOEM>(rules_).release();
 }
 
 }  // namespace nvimport

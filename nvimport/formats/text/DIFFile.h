@@ -1,13 +1,11 @@
 #pragma once
 
-#include <array>
-#include <bit>
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
 #include <string>
 
-#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/RuledFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
@@ -30,9 +28,7 @@ struct DIFRules {
   bool quotes_as_they_stand = true;   // quotes that are doubled within a text stay so
 
   // None of them: every cell of the file.
-  static constexpr DIFRules Off() {
-    return std::bit_cast<DIFRules>(std::array<bool, sizeof(DIFRules)>{});
-  }
+  static constexpr DIFRules Off() { return NoRules<DIFRules>(); }
 };
 
 // Data Interchange Format worksheets, read and written, whose texts pass as they are.
@@ -116,17 +112,11 @@ class NVIMPORT_API DIFFileOEM : public DIFFile {
   std::string converted_;
 };
 
-class NVIMPORT_API DiffFileOEMFactory final : public SprFileFactory {
+class NVIMPORT_API DiffFileOEMFactory final : public RuledFactory<DIFFileOEM, DIFRules> {
  public:
-  using Rules = DIFRules;
-
   explicit DiffFileOEMFactory(const DIFRules& rules = {});
   // Claims Unicode files as well, so that they are refused with a text of their own.
   int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
-
- private:
-  DIFRules rules_;
 };
 
 }  // namespace nvimport

@@ -364,16 +364,9 @@ void LotusFile::SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut
 }
 
 LotusFileFactory::LotusFileFactory(const LotusRules& rules)
-    : SprFileFactory({.name = "Lotus 1-2-3 File",
-                      .read_filter = "Lotus 1-2-3 Files (*.wks; *.wk1)",
-                      .extensions = {".wks", ".wk1", ".wrk", ".wr1"}}),
-      rules_(rules) {}
-
-// Every file may be one: only Open looks inside.
-int LotusFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
-
-SpreadsheetFile* LotusFileFactory::Create() {
-  return std::make_unique<LotusFile>(rules_).release();
-}
+    : RuledFactory({.name = "Lotus 1-2-3 File",
+                    .read_filter = "Lotus 1-2-3 Files (*.wks; *.wk1)",
+                    .extensions = {".wks", ".wk1", ".wrk", ".wr1"}},
+                   rules) {}
 
 }  // namespace nvimport

@@ -1,13 +1,11 @@
 #pragma once
 
-#include <array>
-#include <bit>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
 
-#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/RuledFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
@@ -26,9 +24,7 @@ struct LotusRules {
   bool new_records_end_read = true;     // worksheets with records of types above 256
 
   // None of them: every cell of the file.
-  static constexpr LotusRules Off() {
-    return std::bit_cast<LotusRules>(std::array<bool, sizeof(LotusRules)>{});
-  }
+  static constexpr LotusRules Off() { return NoRules<LotusRules>(); }
 };
 
 // Worksheets of Lotus 1-2-3 release 1A and 2 and of Symphony (WKS, WK1, WRK, WR1).
@@ -96,16 +92,9 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   Place end_;             // the last place that a cell may have
 };
 
-class NVIMPORT_API LotusFileFactory final : public SprFileFactory {
+class NVIMPORT_API LotusFileFactory final : public RuledFactory<LotusFile, LotusRules> {
  public:
-  using Rules = LotusRules;
-
   explicit LotusFileFactory(const LotusRules& rules = {});
-  int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
-
- private:
-  LotusRules rules_;
 };
 
 }  // namespace nvimport

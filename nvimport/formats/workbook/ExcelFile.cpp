@@ -448,18 +448,12 @@ void ExcelFile::GetErrorMessage(char* buffer, unsigned int size) {
 }
 
 ExcelFileFactory::ExcelFileFactory(const ExcelRules& rules)
-    : SprFileFactory({.name = "Excel File",
-                      .read_filter = "Excel 97-2003 Files (*.xl*)",
-                      .extensions = {".xls", ".xlw"},
-                      .flag5 = true,
-                      .options = {{"sheets", "SHEETS", /*is_asked=*/true, /*is_pair=*/false},
-                                  {"merge", "side|below", true, false}}}),
-      rules_(rules) {}
-
-int ExcelFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
-
-SpreadsheetFile* ExcelFileFactory::Create() {
-  return std::make_unique<ExcelFile>(rules_).release();
-}
+    : RuledFactory({.name = "Excel File",
+                    .read_filter = "Excel 97-2003 Files (*.xl*)",
+                    .extensions = {".xls", ".xlw"},
+                    .flag5 = true,
+                    .options = {{"sheets", "SHEETS", /*is_asked=*/true, /*is_pair=*/false},
+                                {"merge", "side|below", true, false}}},
+                   rules) {}
 
 }  // namespace nvimport

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <bit>
 #include <cstdint>
 #include <memory>
@@ -10,7 +9,7 @@
 #include <vector>
 
 #include "nvimport/formats/workbook/ExcelStream.h"
-#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/RuledFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
 
@@ -46,9 +45,7 @@ struct ExcelRules {
   bool size_with_extra_one = true;      // the right size of several sheets together
 
   // None of them: every cell of the file.
-  static constexpr ExcelRules Off() {
-    return std::bit_cast<ExcelRules>(std::array<bool, sizeof(ExcelRules)>{});
-  }
+  static constexpr ExcelRules Off() { return NoRules<ExcelRules>(); }
 };
 
 // Reads Excel workbooks and worksheets of BIFF2 to BIFF8. Several worksheets of a workbook become
@@ -148,16 +145,9 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   std::vector<unsigned char> options_;  // handed out through the record given to Open
 };
 
-class NVIMPORT_API ExcelFileFactory final : public SprFileFactory {
+class NVIMPORT_API ExcelFileFactory final : public RuledFactory<ExcelFile, ExcelRules> {
  public:
-  using Rules = ExcelRules;
-
   explicit ExcelFileFactory(const ExcelRules& rules = {});
-  int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
-
- private:
-  ExcelRules rules_;
 };
 
 }  // namespace nvimport
