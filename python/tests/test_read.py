@@ -8,7 +8,6 @@ import resource
 import subprocess
 import sys
 import threading
-import zipfile
 
 import numpy as np
 import nvimport
@@ -80,30 +79,8 @@ def test_frames_keep_texts_and_digits():
 
 
 def test_a_far_cell_costs_no_memory():
-    main = "http://schemas.openxmlformats.org/spreadsheetml/2006/main"
-    relations = "http://schemas.openxmlformats.org/package/2006/relationships"
-    office = "http://schemas.openxmlformats.org/officeDocument/2006/relationships"
-    parts = {
-        "_rels/.rels": f'<Relationships xmlns="{relations}"><Relationship Id="r" Type="{office}'
-        '/officeDocument" Target="xl/workbook.xml"/></Relationships>',
-        "xl/workbook.xml": f'<workbook xmlns="{main}" xmlns:r="{office}"><sheets>'
-        '<sheet name="Far" sheetId="1" r:id="s"/></sheets></workbook>',
-        "xl/_rels/workbook.xml.rels": f'<Relationships xmlns="{relations}"><Relationship Id="s" '
-        f'Type="{office}/worksheet" Target="worksheets/sheet1.xml"/></Relationships>',
-        "xl/worksheets/sheet1.xml": f'<worksheet xmlns="{main}"><sheetData><row r="1"><c r="A1">'
-        '<v>1</v></c></row><row r="60000"><c r="GJH60000"><v>2</v></c></row></sheetData></worksheet>',
-    }
-    workbook = io.BytesIO()
-    with zipfile.ZipFile(workbook, "w") as package:
-        for name, content in parts.items():
-            package.writestr(name, content)
     before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
-    try:
-        sheet = nvimport.read(workbook.getvalue(), name="far.xlsx")
-    except nvimport.Error as error:
-        if error.code == 1:
-            pytest.skip("built without Excel 2007 workbooks")
-        raise
+    sheet = nvimport.read(b"1" + b"\n" * 59999 + b"," * 4999 + b"2\n", name="far.csv", header=False)
     assert sheet.shape == (60000, 5000)
     assert sheet._data.numbers(1, 1, 1, 1, False, ".")[0, 0] == 1
     assert sheet._data.numbers(5000, 60000, 5000, 0, False, ".")[0, 0] == 2
