@@ -240,6 +240,10 @@ TEST(Command, SaysWhichDelimiterItTook) {
   EXPECT_EQ(desk.Run("convert in.txt -o -"),
             (Ran{0, "\"1,5\",2\n\"3,5\",4\n", said + "semicolon" + advice}));
   EXPECT_EQ(desk.Run("convert in.txt -o - --delimiter ,"), (Ran{0, "1,5;2\n3,5;4\n", ""}));
+  desk.Put("in.txt", "a   b\nc d\n");
+  EXPECT_EQ(desk.Run("convert in.txt -o out.jsonl"),
+            (Ran{0, "", said + "runs of blanks" + advice}));
+  EXPECT_EQ(desk.Get("out.jsonl"), "[\"a\",\"b\"]\n[\"c\",\"d\"]\n");
 }
 
 TEST(Command, TellsTheDelimiterOfAFormatThatAsksNothing) {
@@ -858,10 +862,13 @@ TEST(Command, NotesAndWhatTheyCost) {
   EXPECT_EQ(desk.Run("convert cut.txt -o x.csv --quiet --strict"), (Ran{4, "", note}));
   EXPECT_TRUE(desk.Get("x.csv").ends_with("plain,text\ncut,he\n"));
   EXPECT_EQ(desk.Run("show cut.txt --rows 9999 --quiet").errors, note);
-  EXPECT_EQ(desk.Run("info cut.txt --strict").exit_code, 0);
-  const Ran told = desk.Run("info cut.txt --strict --notes");
-  EXPECT_EQ(told.exit_code, 4);
-  EXPECT_TRUE(told.out.ends_with("  note       "s + kCutNote + "\n")) << told.out;
+  const std::string info =
+      "cut.txt\n  format     Text File (17)\n  rows       4001\n  columns    2\n"
+      "  delimiter  semicolon (guessed; --delimiter semicolon)\n"
+      "             asks what separates fields: --delimiter TEXT, --ignore-consecutive\n";
+  EXPECT_EQ(desk.Run("info cut.txt --strict"), (Ran{0, info, ""}));
+  EXPECT_EQ(desk.Run("info cut.txt --strict --notes"),
+            (Ran{4, info + "  note       " + kCutNote + "\n", ""}));
 
   // The gravest of several files decides.
   const struct {
@@ -932,6 +939,10 @@ TEST(Command, AnswersInJson) {
   const auto same = [](const nlohmann::json& json, const char* text) {
     EXPECT_EQ(json.dump(), nlohmann::json::parse(text).dump());
   };
+  same(answer("detect cut.txt", "files")[0]["answers"][16],
+       R"({"index": 17, "name": "Text File", "answer": "possible"})");
+  EXPECT_EQ(answer("formats", "formats")[16]["origin"], "built in");
+  EXPECT_EQ(answer("validate cut.txt", "files")[0]["ok"], true);
   same(answer("info cut.txt --notes", "files"),
        R"([{"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rows": 4001,
             "columns": 2, "choices": [{"name": "delimiter", "answer": "semicolon",
