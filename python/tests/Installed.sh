@@ -9,12 +9,9 @@ python=$4
 folder=$5
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+log=$work/log
+. "$source/tests/install/functions.sh"
 
-quiet() {
-  "$@" >"$work/log" 2>&1 && return
-  cat "$work/log"
-  exit 1
-}
 # reads PYTHON FOLDER: the package that PYTHON finds lies below FOLDER and reads.
 reads() {
   (cd "$work" && "$1" -B - "$2" "$source/samples" <<'END'

@@ -1,10 +1,32 @@
-#include "tests/hosts/NameTwins.h"
-
 #include <cstdlib>
 #include <memory>
+#include <string>
+#include <string_view>
 
-// None of these may be called by the library.
-#define DEFINE_TWINS                                      \
+// Classes and functions of a host, or of a library that has nothing to do with NvImport, which have
+// the names of NvImport's own. None of their bodies may be called by the library.
+#define TWINS                                             \
+  class CsvFile {                                         \
+   public:                                                \
+    virtual ~CsvFile();                                   \
+    virtual void Load();                                  \
+  };                                                      \
+  class TextFile : public CsvFile {                       \
+   public:                                                \
+    TextFile();                                           \
+    void Load() override;                                 \
+  };                                                      \
+  class Exception {                                       \
+   public:                                                \
+    virtual ~Exception();                                 \
+    virtual void Show();                                  \
+  };                                                      \
+  class FormatRegistry {                                  \
+   public:                                                \
+    static FormatRegistry& Own();                         \
+    virtual ~FormatRegistry();                            \
+  };                                                      \
+  std::string FileName(std::string_view path);            \
   CsvFile::~CsvFile() = default;                          \
   void CsvFile::Load() { std::abort(); }                  \
   TextFile::TextFile() = default;                         \
@@ -15,9 +37,9 @@
   FormatRegistry::~FormatRegistry() = default;            \
   std::string FileName(std::string_view) { return "the twin's"; }
 
-DEFINE_TWINS
+TWINS
 namespace nvimport {
-DEFINE_TWINS
+TWINS
 }
 
 bool UseTwins() {

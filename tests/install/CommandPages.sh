@@ -4,14 +4,10 @@
 # passed over.
 set -eu
 nvimport=$1
+. "$(dirname "$0")/functions.sh"
 cd "$2"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-
-fail() {
-  echo "$*"
-  exit 1
-}
 
 # quiet COMMAND...: runs it where it is there; it must have nothing to say.
 quiet() {
@@ -34,6 +30,11 @@ complete_in() {
   esac
 }
 
+# options COMMAND: those of its --help, one a line.
+options() {
+  "$nvimport" "$1" --help | grep -oE '^  (-.,)?--[a-z-]+' | grep -oE -- '--.*'
+}
+
 commands=$("$nvimport" --help | sed -n '/^Subcommands:/,/^$/s/^  \([a-z-]*\) .*/\1/p')
 [ "$(echo "$commands" | wc -l)" -ge 7 ] || fail "--help lists too few commands: $commands"
 for shell in bash fish; do
@@ -41,10 +42,9 @@ for shell in bash fish; do
   for command in $commands; do
     complete_in $shell nvimport "$command" | grep -qx "$command" || fail "$shell: no $command"
     complete_in $shell "nvimport $command" -- >"$work/offered"
-    "$nvimport" "$command" --help | grep -oE '^  (-.,)?--[a-z-]+' | grep -oE -- '--.*' |
-      while read -r option; do
-        grep -qxe "$option" "$work/offered" || fail "$shell: no $option for $command"
-      done
+    options "$command" | while read -r option; do
+      grep -qxe "$option" "$work/offered" || fail "$shell: no $option for $command"
+    done
   done
   for value in side below; do
     complete_in $shell "nvimport convert --merge" "$value" | grep -qx "$value" ||
@@ -61,9 +61,8 @@ sed 's/\\-/-/g' nvimport.1 >"$work/page"
 for command in $commands; do
   grep -q "^\\\\fBnvimport $command\\\\fR" "$work/page" || fail "the page lacks $command"
   sed -n "/^    $command)\$/,/;;/p" _nvimport >"$work/zsh"
-  "$nvimport" "$command" --help | grep -oE '^  (-.,)?--[a-z-]+' | grep -oE -- '--.*' |
-    while read -r option; do
-      grep -q "^\\\\fB.*$option\\\\fR" "$work/page" || fail "the page lacks $option"
-      grep -qe "$option[=[]" "$work/zsh" || fail "zsh: no $option for $command"
-    done
+  options "$command" | while read -r option; do
+    grep -q "^\\\\fB.*$option\\\\fR" "$work/page" || fail "the page lacks $option"
+    grep -qe "$option[=[]" "$work/zsh" || fail "zsh: no $option for $command"
+  done
 done

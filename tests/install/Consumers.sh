@@ -1,7 +1,7 @@
 #!/bin/sh
 # Consumers.sh CMAKE BUILD SOURCE: installs the build, moves what was installed elsewhere, builds the
 # hosts and the plug-in of examples/ and plugins/ against it as their own projects do, and reads
-# samples through them.
+# samples through them and through NvImport Complete as it lies there.
 set -eu
 cmake=$1
 build=$2
@@ -89,10 +89,8 @@ Sum,"
 consumer plugins/example
 export NVIMPORT_PLUGIN_PATH="$work/plugins/example"
 plugin=$work/plugins/example/ferrite.so
-readelf -d "$plugin" | grep -q 'path: .[$]ORIGIN.$' || {
-  echo "the plug-in does not look for libraries beside itself"
-  exit 1
-}
+readelf -d "$plugin" | grep -q 'path: .[$]ORIGIN.$' ||
+  fail "the plug-in does not look for libraries beside itself"
 printf 'FRT1\2\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0\0\060\221\100\0\0\0\0\0\0\0\100' >"$work/scan.frt"
 printf '\0\0\0\077\0\0\200\077' >>"$work/scan.frt"
 same "$("$nvimport" formats | tail -n 1 | tr -s ' ' | cut -d ' ' -f 2-)" "Ferrite File .frt yes no $plugin"
@@ -100,4 +98,14 @@ same "$("$nvimport" convert "$work/scan.frt" -o -)" "1100,1102
 0.5,1"
 "$nvimport" check-plugin "$plugin" --file "$work/scan.frt" --strict >"$work/report"
 # Whatever could not be checked or is missing has a line of another kind.
-! grep -v '^ok ' "$work/report"
+grep -v '^ok ' "$work/report" && fail "the plug-in does not keep to the contract"
+
+complete=$(find "$work/prefix" -name nvimport-complete.so)
+same "$(nm -D --defined-only "$complete" | grep -c ' T NvImport')" 12
+same "$(nm -D --defined-only "$complete" | wc -l)" 12
+"$nvimport" validate --complete --strict "$source/samples/tanks.wk1"
+"$nvimport" formats --complete | grep -qF "$complete"
+rm "$complete"
+"$nvimport" validate --complete "$source/samples/tanks.wk1" 2>"$work/errors" &&
+  fail "NvImport Complete is read where it is not"
+grep -q "^nvimport: NvImport Complete is not there" "$work/errors"

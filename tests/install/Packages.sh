@@ -10,26 +10,26 @@ for tool in dpkg-deb dpkg-shlibdeps lintian; do
     exit 0
   }
 done
-fail() {
-  echo "$1"
-  exit 1
-}
+log=cpack.log
+. "$root/tests/install/functions.sh"
 
 build package
 cd "$root/build/package"
 rm -rf ./*.deb root
-cpack >cpack.log 2>&1 || { cat cpack.log && exit 1; }
+quiet cpack
 # The packages are not meant for an archive whose bugs they could close.
 lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs \
   ./*.deb 2>lintian.log || fail "$(cat lintian.log)"
 
-# holds PACKAGE DEPENDS FILES: what it depends on, and its files but headers and what explains them.
+# holds PACKAGE DEPENDS FILES: what it depends on, and its files but headers and what explains them,
+# which ends with its changelogs and licence.
 holds() {
   dpkg-deb -x "$1"_*.deb root
   dpkg-deb -f "$1"_*.deb Depends | sed 's/ (>= [^)]*)//g' >got
   dpkg-deb -c "$1"_*.deb | sed -n 's/.* [.]\/\(usr\/.*[^/]\)$/\1/p' | sed 's/ -> .*//' |
     grep -v 'usr/include/nvimport/\|/examples/\|usr/share/[^d]' | LC_ALL=C sort >>got
   printf '%s\n' "$2" "$3" >want
+  printf "usr/share/doc/$1/%s\n" changelog.Debian.gz changelog.gz copyright >>want
   diff -u want got || fail "$1 has other dependencies or files"
 }
 version=$(dpkg-deb -f nvimport_*.deb Version)
@@ -37,32 +37,20 @@ lib=usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 system="libc6, libgcc-s1, libstdc++6"
 holds libnvimport1 "libc6, libexpat1, libgcc-s1, libstdc++6, zlib1g" "$lib/libnvimport.so.1
 $lib/libnvimport.so.${version%-*}
-$lib/nvimport/complete/nvimport-complete.so
-usr/share/doc/libnvimport1/changelog.Debian.gz
-usr/share/doc/libnvimport1/changelog.gz
-usr/share/doc/libnvimport1/copyright"
+$lib/nvimport/complete/nvimport-complete.so"
 holds libnvimport-dev "libnvimport1 (= $version)" "$lib/cmake/NvImport/NvImportConfig.cmake
 $lib/cmake/NvImport/NvImportConfigVersion.cmake
 $lib/cmake/NvImport/NvImportPlugin.cmake
 $lib/cmake/NvImport/NvImportTargets-release.cmake
 $lib/cmake/NvImport/NvImportTargets.cmake
 $lib/libnvimport.so
-$lib/pkgconfig/nvimport.pc
-usr/share/doc/libnvimport-dev/changelog.Debian.gz
-usr/share/doc/libnvimport-dev/changelog.gz
-usr/share/doc/libnvimport-dev/copyright"
-holds nvimport "libnvimport1 (= $version), $system" "usr/bin/nvimport
-usr/share/doc/nvimport/changelog.Debian.gz
-usr/share/doc/nvimport/changelog.gz
-usr/share/doc/nvimport/copyright"
+$lib/pkgconfig/nvimport.pc"
+holds nvimport "libnvimport1 (= $version), $system" "usr/bin/nvimport"
 
 # Where Qt is installed.
 if ls nvimport-desktop_*.deb >/dev/null 2>&1; then
   qt="libqcustomplot2.1-qt6, libqt6core6, libqt6gui6, libqt6svg6, libqt6widgets6"
-  holds nvimport-desktop "libnvimport1 (= $version), libc6, libgcc-s1, $qt, libstdc++6" "usr/bin/nvimport-desktop
-usr/share/doc/nvimport-desktop/changelog.Debian.gz
-usr/share/doc/nvimport-desktop/changelog.gz
-usr/share/doc/nvimport-desktop/copyright"
+  holds nvimport-desktop "libnvimport1 (= $version), libc6, libgcc-s1, $qt, libstdc++6" "usr/bin/nvimport-desktop"
 fi
 
 sum=$(LD_LIBRARY_PATH=root/$lib NVIMPORT_PLUGIN_PATH='' root/usr/bin/nvimport \

@@ -182,7 +182,6 @@ class MainWindowTest : public QObject {
       const char* text;
     } kCases[] = {{{path}, "could not be"},
                   {{folder_.filePath("none.txt")}, "The file could not be opened."},
-                  {{folder_.path()}, "Directories can not be imported."},
                   {{Sample("ovens.xls"), Sample("ovens.xls")}, "one at a time"}};
     for (const auto& c : kCases) {
       NextDialog next;
@@ -406,7 +405,6 @@ class MainWindowTest : public QObject {
         {{Sample("batches.txt"), "-o", picture + "png", "--size", "300x200"}, 0, "semicolon"},
         {{Sample("oils.jdx"), "-o", picture + "pdf", "--blocks", "2", "--reverse-x"}, 0, ""},
         {{Sample("clover.da"), "-o", picture + "gif"}, 2, "SVG, PNG or PDF"},
-        {{Sample("clover.da"), "-o", picture + "png", "--size", "3x"}, 2, "size"},
         {{Sample("sites.txt"), Sample("clover.da"), "-o", picture + "x.png"}, 2, "Several files"},
         {{folder_.filePath("none.da"), "-o", picture + "x.png"}, 1, "none.da"},
     };

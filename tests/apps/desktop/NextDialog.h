@@ -17,9 +17,10 @@ namespace nvimport {
 
 inline QString Sample(const char* name) { return QStringLiteral(NVIMPORT_TEST_SAMPLES "/") + name; }
 
-inline void PressOk(QDialog& dialog) {
-  dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+inline QPushButton& OkButton(QDialog& dialog) {
+  return *dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
 }
+inline void PressOk(QDialog& dialog) { OkButton(dialog).click(); }
 
 // Answers the dialogs that come, one after the other, as a user would. One that nobody waits for is
 // cancelled, and counted.

@@ -19,10 +19,6 @@ namespace nvimport {
 
 namespace {
 
-QPushButton* Ok(QDialog& dialog) {
-  return dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok);
-}
-
 QPushButton* ButtonOf(QDialog& dialog, const QString& text) {
   for (QPushButton* button : dialog.findChildren<QPushButton*>())
     if (button->text().remove('&') == text) return button;
@@ -54,7 +50,6 @@ class QuestionDialogsTest : public QObject {
       std::initializer_list<int> keys;
       std::optional<std::size_t> chosen;
     } kCases[] = {{{Qt::Key_Return}, 0},
-                  {{Qt::Key_Down, Qt::Key_Return}, 1},
                   // The format that said no can't be reached.
                   {{Qt::Key_Down, Qt::Key_Down, Qt::Key_Down, Qt::Key_Return}, 1},
                   {{Qt::Key_Down, Qt::Key_Escape}, std::nullopt}};
@@ -86,7 +81,6 @@ class QuestionDialogsTest : public QObject {
     };
     NextDialog next;
     next.Expect([&](QDialog& dialog) {
-      QCOMPARE(dialog.windowTitle(), "Text Import Wizard");
       auto* const table = dialog.findChild<QTableWidget*>();
       QCOMPARE(table->item(1, 0)->text(), ";");
       QVERIFY(table->item(1, 1)->textAlignment() & Qt::AlignRight);
@@ -100,7 +94,7 @@ class QuestionDialogsTest : public QObject {
       for (QCheckBox* box : boxes) QTest::keyClick(box, Qt::Key_Space);
       QVERIFY(table->item(0, 1)->textAlignment() & Qt::AlignRight);
       QVERIFY(!(table->item(1, 1)->textAlignment() & Qt::AlignRight));
-      Ok(dialog)->click();
+      PressOk(dialog);
     });
     const auto answer = AskTextImport(nullptr, question, '.', preview);
     QVERIFY(answer.has_value());
@@ -121,7 +115,7 @@ class QuestionDialogsTest : public QObject {
       const auto merges = dialog.findChildren<QRadioButton*>();
       QVERIFY(!merges[0]->isEnabled() && merges[1]->isChecked());
       Press(dialog, {Qt::Key_Space});
-      QVERIFY(!Ok(dialog)->isEnabled());
+      QVERIFY(!OkButton(dialog).isEnabled());
       // Nothing is accepted that is not ticked.
       emit list->itemDoubleClicked(list->topLevelItem(1), 0);
       Press(dialog, {Qt::Key_Return});
@@ -130,7 +124,7 @@ class QuestionDialogsTest : public QObject {
       Press(dialog, {Qt::Key_Down, Qt::Key_Space});
       QVERIFY(merges[0]->isEnabled());
       QTest::keyClick(merges[0], Qt::Key_Space);
-      Ok(dialog)->click();
+      PressOk(dialog);
     });
     const auto answer = AskItems(nullptr, Worksheets());
     QVERIFY(answer.has_value());
@@ -165,10 +159,10 @@ class QuestionDialogsTest : public QObject {
       const auto points = dialog.findChildren<QSpinBox*>();
       points[0]->setValue(11);
       points[1]->setValue(10);
-      QVERIFY(!Ok(dialog)->isEnabled());
+      QVERIFY(!OkButton(dialog).isEnabled());
       points[1]->setValue(20);
       QCOMPARE(dialog.findChild<QLabel*>("x")->text(), "x = 1980");
-      Ok(dialog)->click();
+      PressOk(dialog);
     });
     auto answer = AskRange(nullptr, question, spectrum);
     QCOMPARE(answer->first, 11);
@@ -191,7 +185,7 @@ class QuestionDialogsTest : public QObject {
                        Qt::LeftButton, {});
       QApplication::sendEvent(plot, &move);
       QTest::mouseRelease(plot, Qt::LeftButton, {}, at(1600));
-      Ok(dialog)->click();
+      PressOk(dialog);
     });
     answer = AskRange(nullptr, question, spectrum);
     QVERIFY(std::abs(answer->first - 101) <= 2);
@@ -201,21 +195,18 @@ class QuestionDialogsTest : public QObject {
   void FilesAreOrdered() {
     NextDialog next;
     next.Expect([](QDialog& dialog) {
-      ButtonOf(dialog, "Move down")->click();
-      ButtonOf(dialog, "Move down")->click();
-      ButtonOf(dialog, "Move down")->click();
+      for (int i = 0; i < 3; ++i) ButtonOf(dialog, "Move down")->click();
       QCOMPARE(dialog.findChild<QListWidget*>()->item(2)->text(), "c.spc");
-      Ok(dialog)->click();
+      PressOk(dialog);
     });
     const std::vector<std::string> files = {"/x/c.spc", "/y/a.spc", "/z/b.spc"};
     QCOMPARE(AskFileOrder(nullptr, files),
              (std::vector<std::string>{"/y/a.spc", "/z/b.spc", "/x/c.spc"}));
     next.Expect([](QDialog& dialog) {
       ButtonOf(dialog, "Sort by name")->click();
-      ButtonOf(dialog, "Move up")->click();
-      Ok(dialog)->click();
+      PressOk(dialog);
     });
-    QVERIFY(AskFileOrder(nullptr, files).has_value());
+    QCOMPARE(AskFileOrder(nullptr, files)->front(), "/y/a.spc");
   }
 
   void WarningsAndTroublesSayEverything() {

@@ -1,8 +1,6 @@
 // Drives the real window on a screen and keeps pictures of it in the folder $NVIMPORT_SCREENS.
 
 #include <QDir>
-#include <QFile>
-#include <QPushButton>
 #include <QScreen>
 #include <QSignalSpy>
 #include <QStyleFactory>
@@ -23,24 +21,6 @@ namespace {
 
 constexpr QSize kWindow(1200, 720);
 
-QPalette DarkPalette() {
-  QPalette dark;
-  const QColor window("#2b2d31");
-  const QColor text("#e6e6e6");
-  for (const auto role : {QPalette::Window, QPalette::Button, QPalette::ToolTipBase})
-    dark.setColor(role, window);
-  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText,
-                          QPalette::ToolTipText, QPalette::HighlightedText})
-    dark.setColor(role, text);
-  dark.setColor(QPalette::Base, QColor("#1e1f22"));
-  dark.setColor(QPalette::AlternateBase, QColor("#26282c"));
-  dark.setColor(QPalette::Highlight, QColor("#2f6db5"));
-  dark.setColor(QPalette::PlaceholderText, QColor("#9a9a9a"));
-  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
-    dark.setColor(QPalette::Disabled, role, QColor("#808080"));
-  return dark;
-}
-
 }  // namespace
 
 class ScreensTest : public QObject {
@@ -52,7 +32,7 @@ class ScreensTest : public QObject {
     const QImage picture = QGuiApplication::primaryScreen()
                                ->grabWindow(0, 0, 0, kWindow.width(), kWindow.height())
                                .toImage();
-    QVERIFY(picture.save(folder_ + "/" + name + theme_ + ".png"));
+    QVERIFY(picture.save(folder_ + "/" + name + ".png"));
     // A window that was not painted has one colour.
     std::set<QRgb> colors;
     for (int y = 0; y < picture.height(); ++y)
@@ -67,7 +47,6 @@ class ScreensTest : public QObject {
   }
 
   QString folder_;
-  QString theme_;
   QTemporaryDir settings_;
 
  private slots:
@@ -78,16 +57,7 @@ class ScreensTest : public QObject {
     QApplication::setStyle(QStyleFactory::create("Fusion"));
   }
 
-  void EverythingIsSeen_data() {
-    QTest::addColumn<bool>("dark");
-    QTest::newRow("light") << false;
-    QTest::newRow("dark") << true;
-  }
-
   void EverythingIsSeen() {
-    QFETCH(bool, dark);
-    theme_ = dark ? "-dark" : "";
-    QApplication::setPalette(dark ? DarkPalette() : QApplication::style()->standardPalette());
     MainWindow window;
     window.setGeometry({{0, 0}, kWindow});
     window.show();
@@ -111,11 +81,6 @@ class ScreensTest : public QObject {
       PressOk(dialog);
     });
     Open(window, {Sample("barley.spc")});
-    next.Expect([&](QDialog& dialog) {
-      Keep("blocks");
-      PressOk(dialog);
-    });
-    Open(window, {Sample("oils.jdx")});
 
     Open(window, {Sample("clover.da")});
     window.sheet().SelectLine(4, Qt::Vertical);
@@ -136,28 +101,6 @@ class ScreensTest : public QObject {
     Open(window, {Sample("batches.txt")});
     Keep("table");
 
-    const QString mixed = settings_.filePath("mixed.dat");
-    QFile file(mixed);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("a;b;c\n1;2;3\n") > 0);
-    file.close();
-    next.Expect([&](QDialog& dialog) {
-      Keep("file-type");
-      dialog.reject();
-    });
-    window.OpenFiles({mixed});
-    QTRY_VERIFY(next.all_came() && !window.library().busy());
-    next.Expect([&](QDialog& dialog) {
-      Keep("order");
-      dialog.reject();
-    });
-    window.OpenFiles({Sample("oil-affn.dx"), Sample("oil-dif.dx"), Sample("oils.jdx")});
-    QTRY_VERIFY(next.all_came() && !window.library().busy());
-    next.Expect([&](QDialog& dialog) {
-      Keep("trouble");
-      dialog.accept();
-    });
-    window.OpenFiles({Sample("tanks.wk1"), Sample("ovens.xls")});
-    QTRY_VERIFY(next.all_came() && !window.library().busy());
     QCOMPARE(next.unexpected(), 0);
   }
 };
