@@ -1,6 +1,5 @@
-#include "tests/support/Cases.h"
-
 #include "apps/nvimport/ProgressBar.h"
+#include "tests/support/Cases.h"
 
 namespace nvimport {
 

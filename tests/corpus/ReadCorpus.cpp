@@ -1,7 +1,7 @@
-// read-corpus TABLE [--complete] [--write]: reads the files under $NVIMPORT_CORPUS, each in a process of its
-// own, and compares what came with the table's row: the status of Open or else of Read, rows and
-// columns, the number of cells and their digest, the notes. --write prints the whole table as it is
-// now.
+// read-corpus TABLE [--complete] [--write]: reads the files under $NVIMPORT_CORPUS, each in a
+// process of its own, and compares what came with the table's row: the status of Open or else of
+// Read, rows and columns, the number of cells and their digest, the notes. --write prints the whole
+// table as it is now.
 //
 // A file without a row need only end well: no crash, no more than ten seconds, no more memory than
 // 64 MiB and three times its size.

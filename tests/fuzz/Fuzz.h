@@ -14,9 +14,7 @@ namespace nvimport {
 // What a target does with each input.
 void Fuzz(std::string_view input);
 
-inline ByteReader InputReader(std::string_view input) {
-  return ByteReader(input);
-}
+inline ByteReader InputReader(std::string_view input) { return ByteReader(input); }
 
 // A byte of the input that says how the rest is read, 0 beyond its end.
 inline int Setting(std::string_view input, std::size_t at) {

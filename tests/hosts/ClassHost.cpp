@@ -66,7 +66,8 @@ int main(int, char** arguments) {
   const std::string path = std::string(arguments[1]) + "/batches.txt";
   const int formats = SprFileFactory::GetNumberOfFormats();
   Expect(SprFileFactory::GetFormat(17)->name == std::string("Text File"), "the text format is 17");
-  Expect(SprFileFactory::GetFormat(formats)->name == std::string("Own File"), "the host's is the last");
+  Expect(SprFileFactory::GetFormat(formats)->name == std::string("Own File"),
+         "the host's is the last");
 
   const auto reader = SprFileFactory::CreateReader(17);
   Expect(dynamic_cast<TextFile*>(reader.get()) != nullptr, "a reader is of its class");

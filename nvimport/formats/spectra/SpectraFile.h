@@ -67,7 +67,7 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   int first_point_column_;             // of the sheet
   std::string path_;                   // of the file, or of several
   SpectrumAxis axis_;                  // of the sheet
-  RangeChoice columns_;  // those that are set
+  RangeChoice columns_;                // those that are set
 
  private:
   std::vector<unsigned char> choices_;

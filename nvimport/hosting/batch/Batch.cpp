@@ -293,7 +293,9 @@ void RunInWorkers(std::size_t count, const BatchSettings& settings,
   // Reports of small files are dealt with several at a time: to be woken for each would cost as
   // much as the file.
   constexpr std::chrono::microseconds kGather{500};
-  Pool pool(count, static_cast<unsigned>(std::min<std::size_t>({settings.jobs, count, kMostWorkers})), work);
+  Pool pool(count,
+            static_cast<unsigned>(std::min<std::size_t>({settings.jobs, count, kMostWorkers})),
+            work);
   std::size_t reported = 0;  // given to `done`
   std::map<std::size_t, FileReport> waiting;
   while (reported < count) {
@@ -321,10 +323,9 @@ void RunInWorkers(std::size_t count, const BatchSettings& settings,
       const double seconds = pool.SecondsAt(worker);
       const std::string end = pool.Replace(worker);
       if (file == kNoFile || file < reported || waiting.contains(file)) continue;
-      waiting[file] = died(
-          file,
-          {is_late ? "took more than " + std::to_string(limit.count()) + " s" : end, is_late,
-           seconds});
+      waiting[file] =
+          died(file, {is_late ? "took more than " + std::to_string(limit.count()) + " s" : end,
+                      is_late, seconds});
     }
     const std::size_t before = reported;
     for (auto first = waiting.begin(); first != waiting.end() && first->first == reported;

@@ -105,9 +105,10 @@ std::optional<Failure> OutputTarget::BeginAtPath(const std::string& extension, s
   if (there_ == There::kDevice) return std::nullopt;
   // Some formats hold the file's name, so it has its own in a folder that is temporary.
   const std::string folder = SettleFolder();
-  temporary_folder_ = std::make_unique<TemporaryPath>(TemporaryPath::Kind::kFolder,
-                                                      folder + "/.nvimport-XXXXXX");
-  if (!temporary_folder_->is_made()) return Failure::OfSystem(kNotWritten, shown(), temporary_folder_->error());
+  temporary_folder_ =
+      std::make_unique<TemporaryPath>(TemporaryPath::Kind::kFolder, folder + "/.nvimport-XXXXXX");
+  if (!temporary_folder_->is_made())
+    return Failure::OfSystem(kNotWritten, shown(), temporary_folder_->error());
   const std::string name = IsStandardOutput() ? "stdout" + extension : FileName(final_path_);
   temporary_ = std::make_unique<TemporaryPath>(temporary_folder_->path() + "/" + name);
   path = temporary_->path();

@@ -1,9 +1,9 @@
 #include "nvimport/hosting/import/Complete.h"
 
-#include "nvimport/hosting/CellText.h"
-#include "nvimport/hosting/import/Formats.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/PluginFunctions.h"
+#include "nvimport/hosting/CellText.h"
+#include "nvimport/hosting/import/Formats.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Paths.h"
 
