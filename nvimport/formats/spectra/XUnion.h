@@ -20,7 +20,7 @@ class XUnion {
   void Add(std::vector<double> x) {
     parts_.push_back(std::move(x));
     // Only those of a like size are merged, so that each x is few times.
-    while (parts_.size() > 1 && parts_.end()[-2].size() <= parts_.back().size()) Merge();
+    while (parts_.size() > 1 && parts_[parts_.size() - 2].size() <= parts_.back().size()) Merge();
   }
 
   std::vector<double> Take() {
