@@ -17,8 +17,9 @@ constexpr StatusText kTexts[] = {
     {kNoSize, "An error occurred when trying to establish the size of the data in the file."},
     {kWrongMode, "Tried to write to the file when it was opened for reading or vice versa."},
     {kCancelled, "AbortedByUser"},
+    {kOverBudget, "The file would take more memory or time than a file of its size may."},
 };
-static_assert(WellFormed(kTexts, kNotImplemented, kCancelled));
+static_assert(WellFormed(kTexts, kNotImplemented, kOverBudget));
 
 void Copy(const char* text, char* buffer, unsigned int size) {
   if (size == 0) return;

@@ -20,7 +20,8 @@ enum CommonStatus : int {
   kNoSize = 2,
   kWrongMode = 3,
   kCancelled = 4,
-  kInvalidOptions = 5
+  kInvalidOptions = 5,
+  kOverBudget = 6  // what the file says would take more memory or work than an import may
 };
 
 // The text of kInvalidOptions, which every format that has options gives.
