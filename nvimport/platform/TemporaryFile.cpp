@@ -32,6 +32,18 @@ bool TemporaryFile::Write(std::span<const char> bytes) {
   return true;
 }
 
+bool TemporaryFile::Read(std::uint64_t position, std::span<char> into) const {
+  while (!into.empty()) {
+    const ::ssize_t got =
+        ::pread(descriptor_, into.data(), into.size(), static_cast<::off_t>(position));
+    if (got == 0 || (got < 0 && errno != EINTR)) return false;
+    if (got < 0) continue;
+    into = into.subspan(static_cast<std::size_t>(got));
+    position += static_cast<std::uint64_t>(got);
+  }
+  return true;
+}
+
 void TemporaryFile::Remove() {
   if (!path_.empty()) ::unlink(path_.c_str());
   path_.clear();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string>
 
@@ -20,6 +21,10 @@ class TemporaryFile {
   // False when the bytes could not be written.
   bool Write(std::span<const char> bytes);
 
+  // False when there are not as many bytes at `position`.
+  bool Read(std::uint64_t position, std::span<char> into) const;
+
+  // Takes the name away; the bytes stay until the object goes.
   void Remove();
 
  private:

@@ -90,7 +90,8 @@ class Records {
     return ByteReader(body.first(std::min<std::size_t>(length_, body.size())));
   }
 
-  bool is_whole() const { return !is_cut_ && !package_.failed(); }
+  // Goes to the end of the part. False when it is damaged.
+  bool PassRest() { return package_.PassRest() && !is_cut_; }
 
  private:
   ZipPackage& package_;
@@ -124,7 +125,7 @@ class Sheet {
     while (records_.Next()) {
       const std::uint32_t type = records_.type();
       if (type == kBeginSheetData) is_in_data = true;
-      if (type == kEndSheetData && is_in_data) return records_.is_whole();
+      if (type == kEndSheetData && is_in_data) return records_.PassRest();
       if (!is_in_data || (type > kShortIsst && type != kCellRString)) continue;
       ByteReader body = records_.Body();
       if (!Take(type, body) || !body.ok()) return false;
@@ -202,9 +203,9 @@ bool BinaryParts::ReadWorkbook(ZipPackage& package, WorkbookPart& workbook) {
     ByteReader early = body;
     if (!TakeNames(body, 4, relationship, name) && !TakeNames(early, 8, relationship, name))
       return false;
-    workbook.sheets.push_back({name, relationship, first != 0});
+    if (!workbook.TakeSheet(name, relationship, first != 0, package.budget())) return false;
   }
-  return records.is_whole();
+  return records.PassRest();
 }
 
 bool BinaryParts::ReadStyles(ZipPackage& package, StyleTable& styles) {
@@ -217,18 +218,18 @@ bool BinaryParts::ReadStyles(ZipPackage& package, StyleTable& styles) {
       ByteReader body = records.Body();
       const std::uint16_t number = body.U16();
       TakeString(body, text);
-      if (body.ok()) styles.TakeFormat(number, text);
+      if (body.ok() && !styles.TakeFormat(number, text, package.budget())) return false;
     }
     if (records.type() == kXf && is_of_cells) {
       ByteReader body = records.Body();
       body.Skip(2);
-      styles.TakeStyle(body.U16());
+      if (!styles.TakeStyle(body.U16(), package.budget())) return false;
     }
   }
-  return records.is_whole();
+  return records.PassRest();
 }
 
-bool BinaryParts::ReadStrings(ZipPackage& package, SharedStrings& strings) {
+bool BinaryParts::ReadStrings(ZipPackage& package, SpooledStrings& strings) {
   Records records(package);
   std::string text;
   while (records.Next()) {
@@ -236,10 +237,9 @@ bool BinaryParts::ReadStrings(ZipPackage& package, SharedStrings& strings) {
     ByteReader body = records.Body();
     body.Skip(1);
     TakeString(body, text);
-    if (!body.ok()) return false;
-    strings.Add(text);
+    if (!body.ok() || !strings.Add(text)) return false;
   }
-  return records.is_whole();
+  return records.PassRest();
 }
 
 bool BinaryParts::ReadSheet(ZipPackage& package, Excel2007Cells& cells) {

@@ -22,12 +22,18 @@ class Excel2007Book {
     kBadWorkbook,
     kBadWorksheet,
     kNoSheets,
-    kTooLarge
+    kTooLarge,
+    kOverBudget
   };
 
   struct Sheet {
     std::string name;
-    std::string part;
+    std::size_t part;  // several may have the same
+  };
+
+  struct Extent {
+    std::uint32_t columns = 0;
+    std::uint32_t rows = 0;
   };
 
   // Where the cells of a worksheet go.
@@ -48,21 +54,21 @@ class Excel2007Book {
   // Those with cells, the hidden ones last.
   const std::vector<Sheet>& sheets() const { return sheets_; }
 
+  // Before the worksheets of a selection: what was noted until then is forgotten.
+  virtual void BeginRead() = 0;
+
   // Hands over the cells of a worksheet, as they are found. What stands before a fault is handed
   // over too.
   virtual Outcome ReadSheet(const Sheet& sheet, const Target& target) = 0;
 
-  // The extent of a worksheet's cells. With `is_one_of_many` all such calls since Open may together
-  // unpack only as much as one.
-  virtual Outcome Measure(const Sheet& sheet, bool is_one_of_many, std::uint32_t& columns,
-                          std::uint32_t& rows) = 0;
+  // Writes the notes about what was read.
+  virtual void WriteNotes() const = 0;
 
-  // Cells that hold an error, since Open; they come as empty texts.
-  std::uint64_t errors() const { return errors_; }
+  // The extent of a worksheet's cells, which is looked for once.
+  virtual Outcome Measure(const Sheet& sheet, Extent& extent) = 0;
 
  protected:
   std::vector<Sheet> sheets_;
-  std::uint64_t errors_ = 0;
 };
 
 }  // namespace nvimport

@@ -4,7 +4,6 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
-#include <cstring>
 #include <limits>
 
 #include "nvimport/platform/SerialDate.h"
@@ -72,29 +71,18 @@ double SerialOfIsoDate(std::string_view text) {
   return text.empty() ? serial : kNone;
 }
 
-void SharedStrings::Add(std::string_view text) {
-  const std::size_t size = text.size() + 1;
-  if (size > room_) {
-    const std::size_t chunk = std::max(kChunk, size);
-    chunks_.push_back(std::make_unique_for_overwrite<char[]>(chunk));
-    free_ = chunks_.back().get();
-    room_ = chunk;
-  }
-  if (!text.empty()) std::memcpy(free_, text.data(), text.size());
-  free_[text.size()] = '\0';
-  texts_.push_back(free_);
-  free_ += size;
-  room_ -= size;
-}
-
 bool Excel2007Cells::TakesExtentOnly() {
-  columns_ = std::max(columns_, column_ + 1);
-  rows_ = std::max(rows_, row_ + 1);
+  extent_.columns = std::max(extent_.columns, column_ + 1);
+  extent_.rows = std::max(extent_.rows, row_ + 1);
+  ++count_;
   return target_.sink == nullptr;
 }
 
 void Excel2007Cells::SetNumber(std::uint32_t style, double value) {
-  if (style < context_.date_styles.size() && context_.date_styles[style]) {
+  if (style >= context_.date_styles.size()) {
+    // Who writes no styles at all leaves their numbers at 0.
+    if (style > 0 || context_.is_without_styles) ++changed_.lost_styles;
+  } else if (context_.date_styles[style]) {
     DateText text;
     IEEEDate_2_string(value, context_.since_1904, text);
     return SetText(text.data());
@@ -102,10 +90,16 @@ void Excel2007Cells::SetNumber(std::uint32_t style, double value) {
   Sink().Set(column(), row(), value);
 }
 
+void Excel2007Cells::SetShared(std::uint32_t index) {
+  const char* const text = context_.strings.At(index);
+  if (text == nullptr) ++changed_.lost_texts;
+  SetText(text != nullptr ? text : "");
+}
+
 void Excel2007Cells::SetText(const char* text) { Sink().Set(column(), row(), text); }
 
 void Excel2007Cells::SetError() {
-  ++errors_;
+  ++changed_.errors;
   SetText("");
 }
 

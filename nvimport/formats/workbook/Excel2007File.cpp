@@ -6,7 +6,6 @@
 #include "nvimport/formats/workbook/SheetSelection.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/framework/SpreadsheetData.h"
-#include "nvimport/platform/Log.h"
 
 namespace nvimport {
 
@@ -66,6 +65,8 @@ int StatusOf(Excel2007Book::Outcome outcome) {
       return kNoSheets;
     case Outcome::kTooLarge:
       return kTooLarge;
+    case Outcome::kOverBudget:
+      return kOverBudget;
   }
   return kBadWorkbook;
 }
@@ -88,7 +89,6 @@ int Excel2007File::Open(bool read, const char* path, NvImportOpenOptions* option
   Excel2007Book::Outcome outcome{};
   book_ = Excel2007Book::Open(path != nullptr ? path : "", outcome);
   if (!book_) return Fail(StatusOf(outcome));
-  sizes_.resize(book_->sheets().size());
   selection_->sheets.assign(1, 1);
   if (ChooseSheets(options) != kGood) book_.reset();
   return status_;
@@ -96,23 +96,25 @@ int Excel2007File::Open(bool read, const char* path, NvImportOpenOptions* option
 
 void Excel2007File::Close() {
   book_.reset();
-  sizes_.clear();
   *selection_ = {};
   options_.clear();
   SpreadsheetFile::Close();
 }
 
 int Excel2007File::ChooseSheets(NvImportOpenOptions* options) {
-  if (sizes_.size() > 1) {
+  const auto& sheets = book_->sheets();
+  if (sheets.size() > 1) {
     const bool is_stored = options != nullptr && options->size != 0 && options->data != nullptr;
     std::optional<SheetSelection> selection;
     if (is_stored) {
-      selection = SheetSelection::Parse(*options, sizes_.size(), "Excel2007File");
+      selection = SheetSelection::Parse(*options, sheets.size(), "Excel2007File");
     } else {
       std::vector<OfferedSheet> offered;
-      for (std::size_t i = 0; i < sizes_.size(); ++i) {
-        Measure(i, /*is_one_of_many=*/true);
-        offered.push_back({book_->sheets()[i].name, sizes_[i].columns, sizes_[i].rows});
+      offered.reserve(sheets.size());
+      for (const Excel2007Book::Sheet& sheet : sheets) {
+        Excel2007Book::Extent extent;
+        book_->Measure(sheet, extent);
+        offered.push_back({sheet.name, extent.columns, extent.rows});
       }
       selection = SheetSelection::Ask(offered);
     }
@@ -121,15 +123,6 @@ int Excel2007File::ChooseSheets(NvImportOpenOptions* options) {
   }
   GiveChoices(selection_->Bytes(), options_, options);
   return kGood;
-}
-
-// A worksheet that breaks off has the size of what stands before; reading it says so.
-void Excel2007File::Measure(std::size_t sheet, bool is_one_of_many) {
-  Size& size = sizes_[sheet];
-  if (size.is_known) return;
-  const auto outcome =
-      book_->Measure(book_->sheets()[sheet], is_one_of_many, size.columns, size.rows);
-  size.is_known = outcome != Excel2007Book::Outcome::kTooLarge;
 }
 
 int Excel2007File::GetWorksheets(std::vector<std::string>& names) const {
@@ -143,42 +136,51 @@ int Excel2007File::SetCurWorksheet(int sheet) { return SetCurWorksheet(std::vect
 
 int Excel2007File::SetCurWorksheet(const std::vector<int>& sheets) {
   SheetSelection selection{sheets, selection_->above_and_below};
-  if (!selection.IsWithin(sizes_.size())) return kInvalidOptions;
+  if (!selection.IsWithin(book_ ? book_->sheets().size() : 0)) return kInvalidOptions;
   *selection_ = std::move(selection);
   size_established_ = false;
   return kGood;
 }
 
+// A worksheet that breaks off has the size of what stands before, and reading it says so; unless
+// nothing does.
 int Excel2007File::EstablishSize() {
+  using Outcome = Excel2007Book::Outcome;
   if (status_ != kGood) return status_;
   if (!book_) return Fail(kWrongMode);
   SheetLayout layout(selection_->above_and_below);
+  Outcome worst = Outcome::kGood;
   for (const int number : selection_->sheets) {
-    const auto sheet = static_cast<std::size_t>(number - 1);
-    Measure(sheet, /*is_one_of_many=*/false);
-    layout.Add(sizes_[sheet].columns, sizes_[sheet].rows);
+    Excel2007Book::Extent extent;
+    const Outcome outcome =
+        book_->Measure(book_->sheets()[static_cast<std::size_t>(number - 1)], extent);
+    if (worst == Outcome::kGood) worst = outcome;
+    layout.Add(extent.columns, extent.rows);
   }
+  if (worst != Outcome::kGood && layout.rows() == 0) return Fail(StatusOf(worst));
   // As with ExcelFile.
   if (selection_->sheets.size() > 1) layout.AddExtraOne();
   return SetSize(layout.columns(), layout.rows());
 }
 
 int Excel2007File::Read(ReadSpreadSheetData* sink) {
+  using Outcome = Excel2007Book::Outcome;
   if (GetNumCols() < 0) return status_;
   sink->SetDataSize(num_cols_, num_rows_);
-  const std::uint64_t errors_before = book_->errors();
+  book_->BeginRead();
   SheetLayout layout(selection_->above_and_below);
-  Excel2007Book::Outcome worst = Excel2007Book::Outcome::kGood;
+  Outcome worst = Outcome::kGood;
   for (const int number : selection_->sheets) {
-    const auto sheet = static_cast<std::size_t>(number - 1);
-    const auto outcome = book_->ReadSheet(book_->sheets()[sheet],
-                                          {sink, layout.column_offset(), layout.row_offset()});
-    if (worst == Excel2007Book::Outcome::kGood) worst = outcome;
-    layout.Add(sizes_[sheet].columns, sizes_[sheet].rows);
+    const Excel2007Book::Sheet& sheet = book_->sheets()[static_cast<std::size_t>(number - 1)];
+    const Outcome outcome =
+        book_->ReadSheet(sheet, {sink, layout.column_offset(), layout.row_offset()});
+    if (worst == Outcome::kGood) worst = outcome;
+    Excel2007Book::Extent extent;
+    book_->Measure(sheet, extent);
+    layout.Add(extent.columns, extent.rows);
   }
-  Log::WriteCount("Excel2007File", book_->errors() - errors_before,
-                  "error was delivered as an empty text", "errors were delivered as empty texts");
-  return worst == Excel2007Book::Outcome::kGood ? kGood : Fail(StatusOf(worst));
+  book_->WriteNotes();
+  return worst == Outcome::kGood ? kGood : Fail(StatusOf(worst));
 }
 
 void Excel2007File::GetErrorMessage(char* buffer, unsigned int size) {

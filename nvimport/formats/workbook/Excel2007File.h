@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -47,18 +46,10 @@ class NVIMPORT_API Excel2007File : public SpreadsheetFile {
   int SetCurWorksheet(const std::vector<int>& sheets);
 
  private:
-  struct Size {
-    std::uint32_t columns = 0;
-    std::uint32_t rows = 0;
-    bool is_known = false;
-  };
-
   int EstablishSize() override;
   int ChooseSheets(NvImportOpenOptions* options);
-  void Measure(std::size_t sheet, bool is_one_of_many);
 
   std::unique_ptr<Excel2007Book> book_;
-  std::vector<Size> sizes_;  // of each worksheet
   std::unique_ptr<SheetSelection> selection_;
   std::vector<unsigned char> options_;  // handed out through the record given to Open
 };

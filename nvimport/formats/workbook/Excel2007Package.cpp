@@ -1,22 +1,19 @@
 #include <algorithm>
 #include <array>
+#include <iterator>
+#include <map>
 #include <utility>
 
 #include "nvimport/formats/workbook/Excel2007Book.h"
 #include "nvimport/formats/workbook/Excel2007Parts.h"
 #include "nvimport/platform/CompoundFile.h"
+#include "nvimport/platform/Log.h"
 
 namespace nvimport {
 
 namespace {
 
 using Outcome = Excel2007Book::Outcome;
-
-// What a part may unpack to: so many bytes, and so many times the size of the file. Worksheets of
-// little but styles come to thirty times; what is kept in memory packs less well.
-constexpr std::uint64_t kSmallAllowance = std::uint64_t{16} << 20;
-constexpr std::uint64_t kSheetRatio = 100;
-constexpr std::uint64_t kHeldRatio = 32;
 
 // The name of the part that `target` is, seen from part `source`.
 std::string Resolve(std::string_view source, std::string_view target) {
@@ -71,86 +68,158 @@ class Package final : public Excel2007Book {
       return IsEncrypted(path) ? Outcome::kProtected : Outcome::kNotPackage;
     if (!InputFile(path).is_open()) return Outcome::kCannotOpen;
     if (!IsZip(path)) return Outcome::kNotPackage;
-    if (!package_.Open(path)) return Outcome::kBrokenPackage;
-    allowance_ = Allowance(kSheetRatio);
+    if (!package_.Open(path)) return OrOverBudget(Outcome::kBrokenPackage);
     return ReadWorkbook();
+  }
+
+  void BeginRead() override {
+    package_.budget().RenewWork();
+    for (Part& part : parts_) part.is_read = false;
+    changed_ = {};
   }
 
   Outcome ReadSheet(const Sheet& sheet, const Target& target) override {
     if (const Outcome outcome = ReadContext(); outcome != Outcome::kGood) return outcome;
+    Part& part = parts_[sheet.part];
+    const bool is_again = std::exchange(part.is_read, true);
+    if (is_again && !package_.budget().Work(part.size)) return Outcome::kOverBudget;
     Excel2007Cells cells(context_, target);
-    const Outcome outcome = ReadCells(sheet, Allowance(kSheetRatio), cells);
-    errors_ += cells.errors();
-    return outcome;
+    const Outcome outcome = ReadCells(part, cells);
+    constexpr std::uint64_t kUsualCell = 24;  // bytes of XML
+    if (is_again) package_.budget().EarnWork(kUsualCell * cells.count());
+    changed_.errors += cells.changed().errors;
+    changed_.lost_texts += cells.changed().lost_texts;
+    changed_.lost_styles += cells.changed().lost_styles;
+    return context_.strings.failed() ? Outcome::kOverBudget : outcome;
   }
 
-  Outcome Measure(const Sheet& sheet, bool is_one_of_many, std::uint32_t& columns,
-                  std::uint32_t& rows) override {
-    Excel2007Cells cells(context_);
-    const Outcome outcome =
-        ReadCells(sheet, is_one_of_many ? allowance_ : Allowance(kSheetRatio), cells);
-    if (is_one_of_many) allowance_ -= std::min(allowance_, package_.part_size());
-    columns = cells.columns();
-    rows = cells.rows();
-    return outcome;
+  void WriteNotes() const override {
+    const auto write = [](std::uint64_t count, const std::string& one, const std::string& several,
+                          const std::string& rest) {
+      Log::WriteCount("Excel2007File", count, one + rest, several + rest);
+    };
+    const auto named = [](const std::string& part, const char* kind) {
+      return part.empty() ? "and the workbook names no part of " + std::string(kind)
+                          : "that the part \"" + part + "\" does not hold";
+    };
+    write(changed_.errors, "error was delivered as an empty text",
+          "errors were delivered as empty texts", "");
+    write(changed_.lost_texts, "cell has a shared string ", "cells have shared strings ",
+          named(strings_part_, "those") + (changed_.lost_texts == 1
+                                               ? ", and was delivered as an empty text"
+                                               : ", and were delivered as empty texts"));
+    write(changed_.lost_styles, "number has a style ", "numbers have styles ",
+          named(styles_part_, "those") + " and may be a date");
+    write(lost_sheets_, "sheet is none of those that the part \"",
+          "sheets are none of those that the part \"",
+          RelationshipsOf(workbook_part_) + "\" names, and not offered");
+  }
+
+  Outcome Measure(const Sheet& sheet, Extent& extent) override {
+    Part& part = parts_[sheet.part];
+    if (!std::exchange(part.is_measured, true)) {
+      Excel2007Cells cells(context_);
+      part.outcome = ReadCells(part, cells);
+      part.extent = cells.extent();
+    }
+    extent = part.extent;
+    return part.outcome;
   }
 
  private:
-  std::uint64_t Allowance(std::uint64_t ratio) const {
-    return kSmallAllowance + ratio * package_.size();
+  // A worksheet.
+  struct Part {
+    std::string name;
+    std::uint64_t size = 0;  // that it states
+    Extent extent;
+    Outcome outcome = Outcome::kGood;  // of measuring it
+    bool is_measured = false;
+    bool is_read = false;
+  };
+
+  // What overdraws the budget fails in some way or other, and is told as what it is.
+  Outcome OrOverBudget(Outcome outcome) {
+    return package_.budget().overdrawn() ? Outcome::kOverBudget : outcome;
+  }
+
+  Outcome Bad(const std::string& part, Outcome outcome) {
+    outcome = OrOverBudget(package_.is_too_large() ? Outcome::kTooLarge : outcome);
+    if (outcome != Outcome::kOverBudget)
+      Log::WriteMessage(
+          "Excel2007File", "Read",
+          "The part \"" + part + "\" is " + (package_.Has(part) ? "damaged." : "missing."),
+          Log::kNormal);
+    return outcome;
   }
 
   // Reads a part with the function for its kind.
   template <typename... Into>
-  Outcome ReadPart(const std::string& part, std::uint64_t most, Outcome bad,
-                   bool (*read_xml)(ZipPackage&, Into&...),
+  Outcome ReadPart(const std::string& part, Outcome bad, bool (*read_xml)(ZipPackage&, Into&...),
                    bool (*read_binary)(ZipPackage&, Into&...), Into&... into) {
-    if (!package_.OpenPart(part, most)) return package_.is_too_large() ? Outcome::kTooLarge : bad;
-    return (IsXml(package_) ? read_xml : read_binary)(package_, into...) ? Outcome::kGood : bad;
+    const bool is_good =
+        package_.OpenPart(part) && (IsXml(package_) ? read_xml : read_binary)(package_, into...);
+    return is_good ? Outcome::kGood : Bad(part, bad);
   }
 
-  Outcome ReadCells(const Sheet& sheet, std::uint64_t most, Excel2007Cells& cells) {
-    return ReadPart(sheet.part, most, Outcome::kBadWorksheet, XmlParts::ReadSheet,
-                    BinaryParts::ReadSheet, cells);
+  Outcome ReadCells(Part& part, Excel2007Cells& cells) {
+    const Outcome outcome = ReadPart(part.name, Outcome::kBadWorksheet, XmlParts::ReadSheet,
+                                     BinaryParts::ReadSheet, cells);
+    part.size = package_.part_size();
+    return outcome;
   }
 
-  // Finds what part `source` (none: the package) refers to. False when that is damaged.
-  bool ReadRelationshipsOf(std::string_view source, std::vector<Relationship>& found) {
+  // Finds what part `source` (none: the package) refers to.
+  Outcome ReadRelationshipsOf(std::string_view source, Relationships& found) {
     const std::string part = RelationshipsOf(source);
-    const bool is_good = !package_.Has(part) || (package_.OpenPart(part, Allowance(kHeldRatio)) &&
-                                                 ReadRelationships(package_, found));
-    for (Relationship& relationship : found)
-      relationship.target = Resolve(source, relationship.target);
-    return is_good;
+    const bool is_good =
+        !package_.Has(part) || (package_.OpenPart(part) && ReadRelationships(package_, found));
+    return is_good ? Outcome::kGood : Bad(part, Outcome::kBadWorkbook);
   }
 
   Outcome ReadWorkbook() {
-    std::vector<Relationship> of_package;
-    const bool is_good = ReadRelationshipsOf("", of_package);
-    const auto root = std::ranges::find(of_package, "officeDocument", &Relationship::type);
-    if (root == of_package.end()) return is_good ? Outcome::kNotPackage : Outcome::kBadWorkbook;
-    WorkbookPart workbook;
-    const Outcome outcome = ReadPart(root->target, Allowance(kHeldRatio), Outcome::kBadWorkbook,
-                                     XmlParts::ReadWorkbook, BinaryParts::ReadWorkbook, workbook);
+    Relationships of_package;
+    Outcome outcome = ReadRelationshipsOf("", of_package);
+    if (outcome != Outcome::kGood) return outcome;
+    const Relationship* const root = of_package.OfType("officeDocument");
+    if (root == nullptr) return Outcome::kNotPackage;
+    workbook_part_ = Resolve("", root->target);
+    Relationships relationships;
+    const Outcome of_relationships = ReadRelationshipsOf(workbook_part_, relationships);
+    WorkbookPart workbook(relationships);
+    outcome = ReadPart(workbook_part_, Outcome::kBadWorkbook, XmlParts::ReadWorkbook,
+                       BinaryParts::ReadWorkbook, workbook);
     if (!workbook.is_workbook) return Outcome::kNotPackage;
+    if (of_relationships != Outcome::kGood) return of_relationships;
     if (outcome != Outcome::kGood) return outcome;
 
     context_.since_1904 = workbook.since_1904;
+    lost_sheets_ = workbook.lost_sheets;
     std::stable_partition(workbook.sheets.begin(), workbook.sheets.end(),
                           [](const auto& sheet) { return !sheet.is_hidden; });
-    std::vector<Relationship> relationships;
-    const bool are_good = ReadRelationshipsOf(root->target, relationships);
+    std::map<const Relationship*, std::size_t> parts;
     for (WorkbookPart::Sheet& sheet : workbook.sheets) {
-      const auto found = std::ranges::find(relationships, sheet.relationship, &Relationship::id);
-      if (found != relationships.end() && found->type == "worksheet")
-        sheets_.push_back({std::move(sheet.name), found->target});
+      const auto [found, is_new] = parts.try_emplace(sheet.relationship, parts_.size());
+      if (is_new && !AddPart(sheet.relationship->target)) return Outcome::kOverBudget;
+      sheets_.push_back({std::move(sheet.name), found->second});
     }
-    for (const Relationship& relationship : relationships) {
-      if (relationship.type == "sharedStrings") strings_part_ = relationship.target;
-      if (relationship.type == "styles") styles_part_ = relationship.target;
-    }
+    const auto name_of = [&](std::string_view type) {
+      const Relationship* const found = relationships.OfType(type);
+      return found != nullptr ? Resolve(workbook_part_, found->target) : std::string();
+    };
+    strings_part_ = name_of("sharedStrings");
+    styles_part_ = name_of("styles");
     if (!sheets_.empty()) return Outcome::kGood;
-    return are_good ? Outcome::kNoSheets : Outcome::kBadWorkbook;
+    return lost_sheets_ > 0 ? Bad(RelationshipsOf(workbook_part_), Outcome::kBadWorkbook)
+                            : Outcome::kNoSheets;
+  }
+
+  // The name is as long as the workbook's folder at least, however short the target.
+  bool AddPart(std::string_view target) {
+    constexpr std::size_t kKept = 256;
+    const std::size_t longest = workbook_part_.size() + target.size();
+    if (!package_.budget().Take(kKept + longest)) return false;
+    parts_.emplace_back().name = Resolve(workbook_part_, target);
+    return true;
   }
 
   // Styles and strings are read when the first cell is wanted.
@@ -159,30 +228,86 @@ class Package final : public Excel2007Book {
     return context_outcome_;
   }
 
+  // A workbook may do without either.
   Outcome ReadStylesAndStrings() {
     StyleTable styles;
-    // A workbook may do without either.
     Outcome outcome = Outcome::kGood;
+    context_.is_without_styles = !styles_part_.empty() && !package_.Has(styles_part_);
     if (package_.Has(styles_part_))
-      outcome = ReadPart(styles_part_, Allowance(kHeldRatio), Outcome::kBadWorkbook,
-                         XmlParts::ReadStyles, BinaryParts::ReadStyles, styles);
+      outcome = ReadPart(styles_part_, Outcome::kBadWorkbook, XmlParts::ReadStyles,
+                         BinaryParts::ReadStyles, styles);
     context_.date_styles = styles.DateStyles();
     if (outcome == Outcome::kGood && package_.Has(strings_part_))
-      outcome = ReadPart(strings_part_, Allowance(kHeldRatio), Outcome::kBadWorkbook,
-                         XmlParts::ReadStrings, BinaryParts::ReadStrings, context_.strings);
+      outcome = ReadPart(strings_part_, Outcome::kBadWorkbook, XmlParts::ReadStrings,
+                         BinaryParts::ReadStrings, context_.strings);
     return outcome;
   }
 
   ZipPackage package_;
-  std::uint64_t allowance_ = 0;  // of the worksheets measured together
-  CellContext context_;
+  CellContext context_{package_.budget()};
+  std::vector<Part> parts_;
+  std::uint64_t lost_sheets_ = 0;
+  std::string workbook_part_;
   std::string styles_part_;
   std::string strings_part_;
   bool has_context_ = false;
   Outcome context_outcome_ = Outcome::kGood;
+  Excel2007Cells::Changed changed_;
 };
 
 }  // namespace
+
+bool Relationships::Add(Relationship relationship, Budget& budget) {
+  constexpr std::size_t kKept = 256;
+  const std::size_t length =
+      relationship.id.size() + relationship.type.size() + relationship.target.size();
+  if (!budget.Take(kKept + length)) return false;
+  const Relationship& added = all_.emplace_back(std::move(relationship));
+  by_id_.try_emplace(added.id, &added);
+  return true;
+}
+
+const Relationship* Relationships::WithId(std::string_view id) const {
+  const auto found = by_id_.find(id);
+  return found != by_id_.end() ? found->second : nullptr;
+}
+
+const Relationship* Relationships::OfType(std::string_view type) const {
+  const auto found = std::ranges::find(all_, type, &Relationship::type);
+  return found != all_.end() ? &*found : nullptr;
+}
+
+bool WorkbookPart::TakeSheet(std::string name, std::string_view relationship, bool is_hidden,
+                             Budget& budget) {
+  constexpr std::string_view kOthers[] = {"chartsheet", "dialogsheet", "xlMacrosheet",
+                                          "xlIntlMacrosheet"};
+  // Here and where it is offered, with its size in words.
+  constexpr std::size_t kKept = 384;
+  const Relationship* const found = relationships.WithId(relationship);
+  if (found == nullptr || found->type != "worksheet") {
+    const bool is_other =
+        found != nullptr && std::ranges::find(kOthers, found->type) != std::end(kOthers);
+    lost_sheets += is_other ? 0 : 1;
+    return true;
+  }
+  if (!budget.Take(kKept + 4 * name.size())) return false;
+  sheets.push_back({std::move(name), found, is_hidden});
+  return true;
+}
+
+bool StyleTable::TakeFormat(std::uint32_t number, std::string_view text, Budget& budget) {
+  constexpr std::size_t kKept = 64;
+  if (!budget.Take(kKept)) return false;
+  formats_[number] = IsDateFormat(text);
+  return true;
+}
+
+bool StyleTable::TakeStyle(std::uint32_t format, Budget& budget) {
+  constexpr std::size_t kKept = 4 * sizeof format;  // as its list grows
+  if (!budget.Take(kKept)) return false;
+  styles_.push_back(format);
+  return true;
+}
 
 std::vector<bool> StyleTable::DateStyles() const {
   std::vector<bool> dates;

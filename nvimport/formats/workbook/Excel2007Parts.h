@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <string>
 #include <string_view>
@@ -23,24 +24,46 @@ struct Relationship {
   std::string target;  // a part's name or a way from the folder of the part that refers
 };
 
+// The references of a part to others, of which the first of an id or a type counts.
+class Relationships {
+ public:
+  // False when the import may not have as many.
+  bool Add(Relationship relationship, Budget& budget);
+
+  // Null when there is none.
+  const Relationship* WithId(std::string_view id) const;
+  const Relationship* OfType(std::string_view type) const;
+
+ private:
+  std::deque<Relationship> all_;
+  std::map<std::string_view, const Relationship*> by_id_;
+};
+
+// The workbook's own part, as it is read.
 struct WorkbookPart {
+  explicit WorkbookPart(const Relationships& found) : relationships(found) {}
+
+  // Takes a sheet if it is one with cells. False when the import may not have as many.
+  bool TakeSheet(std::string name, std::string_view relationship, bool is_hidden, Budget& budget);
+
   struct Sheet {
     std::string name;
-    std::string relationship;
-    bool is_hidden = false;
+    const Relationship* relationship;
+    bool is_hidden;
   };
+  const Relationships& relationships;
   bool is_workbook = true;  // else a part of another kind
   bool since_1904 = false;
   std::vector<Sheet> sheets;
+  std::uint64_t lost_sheets = 0;  // whose relationship there is not
 };
 
 // The styles of cells, as far as they denote dates.
 class StyleTable {
  public:
-  void TakeFormat(std::uint32_t number, std::string_view text) {
-    formats_[number] = IsDateFormat(text);
-  }
-  void TakeStyle(std::uint32_t format) { styles_.push_back(format); }
+  // False when the import may not have as many.
+  bool TakeFormat(std::uint32_t number, std::string_view text, Budget& budget);
+  bool TakeStyle(std::uint32_t format, Budget& budget);
 
   std::vector<bool> DateStyles() const;
 
@@ -49,19 +72,19 @@ class StyleTable {
   std::vector<std::uint32_t> styles_;
 };
 
-bool ReadRelationships(ZipPackage& package, std::vector<Relationship>& relationships);
+bool ReadRelationships(ZipPackage& package, Relationships& relationships);
 
 struct XmlParts {
   static bool ReadWorkbook(ZipPackage& package, WorkbookPart& workbook);
   static bool ReadStyles(ZipPackage& package, StyleTable& styles);
-  static bool ReadStrings(ZipPackage& package, SharedStrings& strings);
+  static bool ReadStrings(ZipPackage& package, SpooledStrings& strings);
   static bool ReadSheet(ZipPackage& package, Excel2007Cells& cells);
 };
 
 struct BinaryParts {
   static bool ReadWorkbook(ZipPackage& package, WorkbookPart& workbook);
   static bool ReadStyles(ZipPackage& package, StyleTable& styles);
-  static bool ReadStrings(ZipPackage& package, SharedStrings& strings);
+  static bool ReadStrings(ZipPackage& package, SpooledStrings& strings);
   static bool ReadSheet(ZipPackage& package, Excel2007Cells& cells);
 };
 

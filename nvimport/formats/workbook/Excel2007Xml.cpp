@@ -63,17 +63,38 @@ void Unescape(std::string& text) {
   text = std::move(plain);
 }
 
-// Adds a piece of a cell's text. False when it becomes longer than thirty cells.
-bool Gather(std::string& text, std::string_view piece) {
-  constexpr std::size_t kLongest = std::size_t{1} << 20;
-  if (piece.size() > kLongest - text.size()) return false;
-  text += piece;
-  return true;
-}
+// A cell's text that comes in pieces. What it may grow to is the budget's, thrice: it moves to
+// larger memory as it grows, and its escapes are resolved in another.
+class GatheredText {
+ public:
+  explicit GatheredText(Budget& budget) : budget_(budget) {}
+  GatheredText(const GatheredText&) = delete;
+  GatheredText& operator=(const GatheredText&) = delete;
+  ~GatheredText() { budget_.Return(3 * paid_); }
+
+  // False when it becomes too long.
+  bool Add(std::string_view piece) {
+    const std::size_t size = text.size() + piece.size();
+    if (size > paid_) {
+      const std::size_t more = std::max(size, 2 * paid_) - paid_;
+      if (!budget_.Take(3 * more)) return false;
+      paid_ += more;
+    }
+    text += piece;
+    return true;
+  }
+
+  std::string text;
+
+ private:
+  Budget& budget_;
+  std::size_t paid_ = 0;
+};
 
 class RelationshipsXml final : public XmlPart {
  public:
-  explicit RelationshipsXml(std::vector<Relationship>& found) : XmlPart(kSteps), found_(found) {}
+  RelationshipsXml(Relationships& found, Budget& budget)
+      : XmlPart(kSteps), found_(found), budget_(budget) {}
 
  private:
   enum : State { kAll = 1, kOne };
@@ -83,18 +104,22 @@ class RelationshipsXml final : public XmlPart {
   void Start(State state, XmlAttributes attributes) override {
     if (state != kOne || attributes.Find("TargetMode") == "External") return;
     const std::string_view type = attributes.Find("Type").value_or("");
-    found_.push_back({std::string(attributes.Find("Id").value_or("")),
-                      std::string(type.substr(type.rfind('/') + 1)),
-                      std::string(attributes.Find("Target").value_or(""))});
+    if (!found_.Add({std::string(attributes.Find("Id").value_or("")),
+                     std::string(type.substr(type.rfind('/') + 1)),
+                     std::string(attributes.Find("Target").value_or(""))},
+                    budget_))
+      Refuse();
   }
   void End(State) override {}
 
-  std::vector<Relationship>& found_;
+  Relationships& found_;
+  Budget& budget_;
 };
 
 class WorkbookXml final : public XmlPart {
  public:
-  explicit WorkbookXml(WorkbookPart& workbook) : XmlPart(kSteps), workbook_(workbook) {}
+  WorkbookXml(WorkbookPart& workbook, Budget& budget)
+      : XmlPart(kSteps), workbook_(workbook), budget_(budget) {}
 
  private:
   enum : State { kWorkbook = 1, kProperties, kSheets, kSheet };
@@ -110,17 +135,20 @@ class WorkbookXml final : public XmlPart {
     const std::string_view visibility = attributes.Find("state").value_or("visible");
     std::string name(attributes.Find("name").value_or(""));
     Unescape(name);
-    workbook_.sheets.push_back({std::move(name), std::string(attributes.Find("*:id").value_or("")),
-                                visibility != "visible"});
+    if (!workbook_.TakeSheet(std::move(name), attributes.Find("*:id").value_or(""),
+                             visibility != "visible", budget_))
+      Refuse();
   }
   void End(State) override {}
 
   WorkbookPart& workbook_;
+  Budget& budget_;
 };
 
 class StylesXml final : public XmlPart {
  public:
-  explicit StylesXml(StyleTable& styles) : XmlPart(kSteps), styles_(styles) {}
+  StylesXml(StyleTable& styles, Budget& budget)
+      : XmlPart(kSteps), styles_(styles), budget_(budget) {}
 
  private:
   enum : State { kStyles = 1, kFormats, kFormat, kCellStyles, kCellStyle };
@@ -132,19 +160,23 @@ class StylesXml final : public XmlPart {
 
   void Start(State state, XmlAttributes attributes) override {
     const std::uint32_t number = Whole(attributes.Find("numFmtId").value_or("")).value_or(0);
-    if (state == kFormat) styles_.TakeFormat(number, attributes.Find("formatCode").value_or(""));
-    if (state == kCellStyle) styles_.TakeStyle(number);
+    if (state == kFormat &&
+        !styles_.TakeFormat(number, attributes.Find("formatCode").value_or(""), budget_))
+      Refuse();
+    if (state == kCellStyle && !styles_.TakeStyle(number, budget_)) Refuse();
   }
   void End(State state) override {
     if (state == kCellStyles) Stop();
   }
 
   StyleTable& styles_;
+  Budget& budget_;
 };
 
 class StringsXml final : public XmlPart {
  public:
-  explicit StringsXml(SharedStrings& strings) : XmlPart(kSteps), strings_(strings) {}
+  StringsXml(SpooledStrings& strings, Budget& budget)
+      : XmlPart(kSteps), strings_(strings), text_(budget) {}
 
  private:
   enum : State { kStrings = 1, kString, kRun, kText };
@@ -155,19 +187,19 @@ class StringsXml final : public XmlPart {
                                     {kRun, "t", kText}};
 
   void Start(State state, XmlAttributes) override {
-    if (state == kString) text_.clear();
+    if (state == kString) text_.text.clear();
   }
   void Text(State state, std::string_view text) override {
-    if (state == kText && !Gather(text_, text)) Refuse();
+    if (state == kText && !text_.Add(text)) Refuse();
   }
   void End(State state) override {
     if (state != kString) return;
-    Unescape(text_);
-    strings_.Add(text_);
+    Unescape(text_.text);
+    if (!strings_.Add(text_.text)) Refuse();
   }
 
-  SharedStrings& strings_;
-  std::string text_;
+  SpooledStrings& strings_;
+  GatheredText text_;
 };
 
 // What most programs write: printable ASCII that stands for itself, in attributes and in text.
@@ -231,8 +263,8 @@ CellType TypeOf(std::string_view name) {
 
 class SheetXml final : public XmlPart {
  public:
-  explicit SheetXml(Excel2007Cells& cells)
-      : XmlPart(kSteps, /*takes_directly=*/true), cells_(cells) {}
+  SheetXml(Excel2007Cells& cells, Budget& budget)
+      : XmlPart(kSteps, /*takes_directly=*/true), cells_(cells), gathered_(budget) {}
 
  private:
   enum : State { kSheet = 1, kData, kRow, kCell, kValue, kInline, kRun, kText };
@@ -264,7 +296,7 @@ class SheetXml final : public XmlPart {
 
   void Text(State state, std::string_view text) override {
     const bool counts = state == kText || (state == kValue && !is_inline_);
-    if (counts && !Gather(text_, text)) Refuse();
+    if (counts && !gathered_.Add(text)) Refuse();
   }
 
   void End(State state) override {
@@ -414,7 +446,8 @@ class SheetXml final : public XmlPart {
   std::uint32_t cell_column_ = 0;
   std::uint32_t style_ = 0;
   CellType type_ = CellType::kNumber;
-  std::string text_;
+  GatheredText gathered_;
+  std::string& text_ = gathered_.text;
   bool is_there_ = false;  // a cell that is not handed over yet
   bool has_value_ = false;
   bool is_inline_ = false;
@@ -422,27 +455,27 @@ class SheetXml final : public XmlPart {
 
 }  // namespace
 
-bool ReadRelationships(ZipPackage& package, std::vector<Relationship>& relationships) {
-  return RelationshipsXml(relationships).Read(package);
+bool ReadRelationships(ZipPackage& package, Relationships& relationships) {
+  return RelationshipsXml(relationships, package.budget()).Read(package);
 }
 
 bool XmlParts::ReadWorkbook(ZipPackage& package, WorkbookPart& workbook) {
-  WorkbookXml part(workbook);
+  WorkbookXml part(workbook, package.budget());
   const bool is_good = part.Read(package);
   workbook.is_workbook = !part.has_other_root();
   return is_good;
 }
 
 bool XmlParts::ReadStyles(ZipPackage& package, StyleTable& styles) {
-  return StylesXml(styles).Read(package);
+  return StylesXml(styles, package.budget()).Read(package);
 }
 
-bool XmlParts::ReadStrings(ZipPackage& package, SharedStrings& strings) {
-  return StringsXml(strings).Read(package);
+bool XmlParts::ReadStrings(ZipPackage& package, SpooledStrings& strings) {
+  return StringsXml(strings, package.budget()).Read(package);
 }
 
 bool XmlParts::ReadSheet(ZipPackage& package, Excel2007Cells& cells) {
-  return SheetXml(cells).Read(package);
+  return SheetXml(cells, package.budget()).Read(package);
 }
 
 }  // namespace nvimport

@@ -37,6 +37,7 @@ class ExcelCells {
     std::uint64_t labels = 0;
     std::uint64_t boolerrs = 0;
     std::uint64_t shared_strings = 0;
+    std::uint64_t lost_strings = 0;
     std::uint64_t numbers_as_dates = 0;
     std::uint64_t dates_as_numbers = 0;
     std::uint64_t wrapped = 0;

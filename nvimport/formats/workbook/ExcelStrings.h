@@ -58,6 +58,8 @@ class ExcelStrings {
     return index < begins_.size() ? text_.get() + begins_[index] : "";
   }
 
+  std::size_t count() const { return begins_.size(); }
+
   // From this one on the strings are not what was written.
   std::uint32_t first_damaged() const { return first_damaged_; }
 

@@ -2,6 +2,7 @@
 
 #include <expat.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -15,16 +16,15 @@ namespace nvimport {
 
 namespace {
 
-// The parser keeps what is open, and a tag until it ends.
-constexpr std::uint64_t kDeepest = 256;
-constexpr std::uint64_t kLongestTag = std::uint64_t{1} << 20;
-
-// What the parser takes follows what is open and the names that it has met, of which a part may
-// make up any number: so the parser has this much, and no more.
-constexpr std::size_t kMostMemory = std::size_t{16} << 20;
-
+// What the parser takes follows what is open, its longest tag and the names that it has met, of
+// which a part may make up any number: so it draws from the budget of the part that is read.
 class ParserMemory {
  public:
+  explicit ParserMemory(Budget& budget) : before_(std::exchange(budget_, &budget)) {}
+  ParserMemory(const ParserMemory&) = delete;
+  ParserMemory& operator=(const ParserMemory&) = delete;
+  ~ParserMemory() { budget_ = before_; }
+
   static const XML_Memory_Handling_Suite& Functions() {
     static constexpr XML_Memory_Handling_Suite kFunctions = {
         [](std::size_t size) { return Change(nullptr, size); }, Change,
@@ -32,12 +32,10 @@ class ParserMemory {
     return kFunctions;
   }
 
-  // Whether more was wanted than there is, since the last call.
-  static bool TakeExceeded() { return std::exchange(is_exceeded_, false); }
-
  private:
   // Before what is handed out, its size.
   static constexpr std::size_t kHead = alignof(std::max_align_t);
+  static constexpr std::size_t kOverhead = kHead + 16;
 
   static std::size_t& SizeOf(void* memory) {
     return *reinterpret_cast<std::size_t*>(static_cast<char*>(memory) - kHead);
@@ -45,15 +43,12 @@ class ParserMemory {
 
   // NOLINTBEGIN(cppcoreguidelines-owning-memory): C's functions, as the parser has them.
   static void* Change(void* memory, std::size_t size) {
-    const std::size_t before = memory == nullptr ? 0 : SizeOf(memory);
-    if (size > kMostMemory || held_ - before + size > kMostMemory) {
-      is_exceeded_ = true;
-      return nullptr;
-    }
+    if (!budget_->Take(size + kOverhead)) return nullptr;
+    const std::size_t before = memory == nullptr ? 0 : SizeOf(memory) + kOverhead;
     void* const begin = memory == nullptr ? nullptr : static_cast<char*>(memory) - kHead;
     void* const changed = std::realloc(begin, kHead + size);
+    budget_->Return(changed == nullptr ? size + kOverhead : before);
     if (changed == nullptr) return nullptr;
-    held_ += size - before;
     char* const given = static_cast<char*>(changed) + kHead;
     SizeOf(given) = size;
     return given;
@@ -61,27 +56,25 @@ class ParserMemory {
 
   static void Free(void* memory) {
     if (memory == nullptr) return;
-    held_ -= SizeOf(memory);
+    budget_->Return(SizeOf(memory) + kOverhead);
     std::free(static_cast<char*>(memory) - kHead);
   }
   // NOLINTEND(cppcoreguidelines-owning-memory)
 
-  static thread_local std::size_t held_;
-  static thread_local bool is_exceeded_;
+  Budget* before_;
+  static thread_local Budget* budget_;
 };
 
-thread_local std::size_t ParserMemory::held_ = 0;
-thread_local bool ParserMemory::is_exceeded_ = false;
+thread_local Budget* ParserMemory::budget_ = nullptr;
 
 // What may be taken directly is not longer; and after so many tags in vain it is not tried again.
 constexpr std::size_t kDirectPiece = 2048;
 constexpr int kMostInVain = 256;
 
-// The bytes up to the end of the next tag, if that is what the next '>' is.
-std::size_t ToEndOfTag(std::span<const char> ahead) {
-  const void* const end = ahead.empty() ? nullptr : std::memchr(ahead.data(), '>', ahead.size());
-  if (end == nullptr) return ahead.size();
-  return static_cast<std::size_t>(static_cast<const char*>(end) - ahead.data()) + 1;
+// The bytes up to the end of the next tag, if that is what the next '>' from `from` on is.
+std::size_t ToEndOfTag(std::span<const char> ahead, std::size_t from) {
+  const std::string_view text(ahead.data(), ahead.size());
+  return std::min(text.find('>', from), text.size() - 1) + 1;
 }
 
 }  // namespace
@@ -129,9 +122,13 @@ struct XmlPart::Callbacks {
 };
 
 bool XmlPart::Read(ZipPackage& package) {
+  const ParserMemory memory(package.budget());
   const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
       XML_ParserCreate_MM(nullptr, &ParserMemory::Functions(), nullptr), &XML_ParserFree);
-  if (!parser) throw std::bad_alloc();
+  if (!parser) {
+    if (!package.budget().overdrawn()) throw std::bad_alloc();
+    return false;
+  }
   parser_ = parser.get();
   XML_SetUserData(parser_, this);
   XML_SetElementHandler(parser_, Callbacks::Start, Callbacks::End);
@@ -139,25 +136,30 @@ bool XmlPart::Read(ZipPackage& package) {
   XML_SetStartDoctypeDeclHandler(parser_, Callbacks::Doctype);
 
   std::uint64_t given = 0;
+  std::size_t pending = 0;  // bytes of what has begun and not ended
   bool is_last = false;
   while (!is_stopped_ && !is_last) {
     if (is_offered_ && TakeDirectly(package, given) > 0) continue;
-    std::span<const char> ahead = package.Ahead(1);
+    // The parser goes through what has not ended from its beginning again: so it gets as much
+    // again, or there would be no end to it.
+    std::span<const char> ahead = package.Ahead(std::max<std::size_t>(pending, 1));
     is_last = ahead.empty();
     // Behind a tag the rest may be taken directly.
-    if (is_offered_) ahead = ahead.first(ToEndOfTag(ahead));
+    if (is_offered_ && !is_last) ahead = ahead.first(ToEndOfTag(ahead, pending));
     const XML_Status status =
         XML_Parse(parser_, ahead.data(), static_cast<int>(ahead.size()), is_last ? 1 : 0);
     if (thrown_) std::rethrow_exception(thrown_);
     if (is_stopped_) break;
-    if (XML_GetErrorCode(parser_) == XML_ERROR_NO_MEMORY && !ParserMemory::TakeExceeded())
+    if (XML_GetErrorCode(parser_) == XML_ERROR_NO_MEMORY && !package.budget().overdrawn())
       throw std::bad_alloc();
     given += ahead.size();
-    const auto parsed = static_cast<std::uint64_t>(XML_GetCurrentByteIndex(parser_));
-    if (status != XML_STATUS_OK || given - parsed > kLongestTag) Refuse();
+    const auto parsed = std::max<XML_Index>(XML_GetCurrentByteIndex(parser_), 0);
+    pending = static_cast<std::size_t>(given - static_cast<std::uint64_t>(parsed));
+    if (IsBetweenTags(given)) pending = 0;
+    if (status != XML_STATUS_OK) Refuse();
     package.Skip(ahead.size());
   }
-  return !is_refused_ && !package.failed();
+  return !is_refused_ && package.PassRest();
 }
 
 // All that the parser was given is parsed, and ended in an element that counts.
@@ -186,7 +188,6 @@ XmlPart::State XmlPart::Next(State parent, const char* name) const {
 }
 
 void XmlPart::OnStart(const char* name, const char** attributes) {
-  if (skipped_ + states_.size() >= kDeepest) return Refuse();
   if (skipped_ > 0) {
     ++skipped_;
     return;

@@ -55,8 +55,9 @@ class XmlPart {
   XmlPart& operator=(const XmlPart&) = delete;
   virtual ~XmlPart() = default;
 
-  // Reads the part that the package has open. False when it is no XML, has another root, a DTD,
-  // or more depth or longer tags than a document needs; and when a subclass refused it.
+  // Reads the part that the package has open. False when it is no XML, has another root or a DTD,
+  // when it is damaged anywhere (also behind what was wanted), when it overdraws the package's
+  // budget, and when a subclass refused it.
   bool Read(ZipPackage& package);
 
   // The root was not one of those that there are names for.

@@ -1,7 +1,9 @@
 // The directory stands at the end of the file (see APPNOTE.TXT of the format).
-//   end of the directory   PK 5 6   12 uint32 its size  16 uint32 its offset  20 uint16 comment
+//   end of the directory   PK 5 6   10 uint16 parts  12 uint32 its size  16 uint32 its offset
+//                          20 uint16 comment
 //   zip64: its place       PK 6 7   20 bytes before the end; 8 uint64 offset of the zip64 end
-//   zip64: end             PK 6 6   40 uint64 size of the directory  48 uint64 its offset
+//   zip64: end             PK 6 6   32 uint64 parts  40 uint64 size of the directory
+//                          48 uint64 its offset
 //   entry                  PK 1 2   8 uint16 flags  10 uint16 method  16 uint32 CRC-32
 //                          20 uint32 packed  24 uint32 unpacked  28, 30, 32 uint16 lengths of name,
 //                          extra fields, comment  42 uint32 offset of the header  46 name
@@ -78,7 +80,6 @@ struct ZipPackage::Unpacker {
     is_deflated = true;
   }
 
-  std::uint64_t position = 0;  // in the file
   std::uint64_t packed;
   std::uint64_t size;
   std::uint32_t sum;
@@ -95,10 +96,9 @@ ZipPackage::~ZipPackage() = default;
 bool ZipPackage::Open(const char* path) {
   file_ = InputFile(path);
   size_ = file_.is_open() ? file_.size() : 0;
-  std::uint64_t begin = 0;
-  std::uint64_t end = 0;
-  std::uint64_t base = 0;
-  return FindDirectory(begin, end, base) && ReadDirectory(begin, end, base);
+  budget_ = Budget(size_);
+  Directory directory{};
+  return FindDirectory(directory) && ReadDirectory(directory);
 }
 
 std::string ZipPackage::KeyOf(std::string_view name) {
@@ -116,7 +116,7 @@ bool ZipPackage::ReadAt(std::uint64_t position, std::span<char> into) {
 }
 
 // An archive may stand behind something else, which moves all offsets by `base`.
-bool ZipPackage::FindDirectory(std::uint64_t& begin, std::uint64_t& end, std::uint64_t& base) {
+bool ZipPackage::FindDirectory(Directory& directory) {
   constexpr std::size_t kLongestComment = 0xFFFF;
   const auto tail_size =
       static_cast<std::size_t>(std::min<std::uint64_t>(size_, kEndSize + kLongestComment));
@@ -127,31 +127,36 @@ bool ZipPackage::FindDirectory(std::uint64_t& begin, std::uint64_t& end, std::ui
   if (at == std::string_view::npos) return false;
   std::uint64_t length = Field<std::uint32_t>(&tail[at], 12);
   std::uint64_t offset = Field<std::uint32_t>(&tail[at], 16);
-  end = size_ - tail_size + at;
+  directory.parts = Field<std::uint16_t>(&tail[at], 10);
+  directory.end = size_ - tail_size + at;
   if (at >= kLocatorSize && Begins(tail.substr(at - kLocatorSize), "PK\6\7")) {
     const auto position = Field<std::uint64_t>(&tail[at - kLocatorSize], 8);
     std::array<char, kEnd64Size> end64{};
     if (!ReadAt(position, end64) || !Begins({end64.data(), 4}, "PK\6\6")) return false;
+    directory.parts = Field<std::uint64_t>(end64.data(), 32);
+    directory.has_all_bits = true;
     length = Field<std::uint64_t>(end64.data(), 40);
     offset = Field<std::uint64_t>(end64.data(), 48);
-    end = position;
+    directory.end = position;
   }
-  if (length > end || offset > end - length) return false;
-  begin = end - length;
-  base = begin - offset;
+  if (length > directory.end || offset > directory.end - length) return false;
+  directory.begin = directory.end - length;
+  directory.base = directory.begin - offset;
   return true;
 }
 
-bool ZipPackage::ReadDirectory(std::uint64_t begin, std::uint64_t end, std::uint64_t base) {
-  BlockReader directory;
-  directory.Begin(file_, begin);
-  while (directory.position() < end) {
-    const auto head = directory.Ahead(kEntrySize);
+bool ZipPackage::ReadDirectory(const Directory& directory) {
+  constexpr std::size_t kKept = 192;  // of a part beside its name
+  BlockReader reader;
+  reader.Begin(file_, directory.begin);
+  std::uint64_t parts = 0;
+  for (; reader.position() < directory.end; ++parts) {
+    const auto head = reader.Ahead(kEntrySize);
     if (head.size() < kEntrySize || !Begins({head.data(), 4}, "PK\1\2")) return false;
     const std::size_t name_size = Field<std::uint16_t>(head.data(), 28);
     const std::size_t extra_size = Field<std::uint16_t>(head.data(), 30);
     const std::size_t comment_size = Field<std::uint16_t>(head.data(), 32);
-    const auto entry = directory.Ahead(kEntrySize + name_size + extra_size);
+    const auto entry = reader.Ahead(kEntrySize + name_size + extra_size);
     if (entry.size() < kEntrySize + name_size + extra_size) return false;
     const char* const record = entry.data();
     Place place{
@@ -160,14 +165,20 @@ bool ZipPackage::ReadDirectory(std::uint64_t begin, std::uint64_t end, std::uint
         Field<std::uint16_t>(record, 10), (Field<std::uint16_t>(record, 8) & kEncrypted) != 0};
     TakeLongNumbers({record + kEntrySize + name_size, extra_size},
                     {&place.size, &place.packed, &place.header});
-    place.header += base;
+    place.header += directory.base;
+    if (!budget_.Take(kKept + name_size)) return false;
     parts_.try_emplace(KeyOf({record + kEntrySize, name_size}), place);
-    directory.Skip(kEntrySize + name_size + extra_size + comment_size);
+    reader.Skip(kEntrySize + name_size + extra_size + comment_size);
   }
-  return !directory.failed();
+  // An entry whose lengths are damaged takes others with it.
+  const std::uint64_t stated = directory.has_all_bits ? parts : parts & 0xFFFF;
+  return !reader.failed() && reader.position() == directory.end && stated == directory.parts;
 }
 
-bool ZipPackage::OpenPart(std::string_view name, std::uint64_t most) {
+bool ZipPackage::OpenPart(std::string_view name) {
+  // No deflated byte stands for more; the rest is for what hardly is one.
+  constexpr std::uint64_t kMostRatio = 1032;
+  constexpr std::uint64_t kSmallest = 1024;
   unpacker_.reset();
   buffer_.Clear(0);
   failed_ = is_too_large_ = false;
@@ -176,17 +187,25 @@ bool ZipPackage::OpenPart(std::string_view name, std::uint64_t most) {
   if (found == parts_.end()) return false;
   const Place& place = found->second;
   part_size_ = place.size;
-  is_too_large_ = place.size > most;
+  is_too_large_ = place.size > kSmallest && (place.size - kSmallest) / kMostRatio > place.packed;
   const bool is_known =
       place.method == Z_DEFLATED || (place.method == 0 && place.packed == place.size);
   if (is_too_large_ || place.is_encrypted || !is_known) return false;
+  std::uint64_t position = 0;
+  if (!FindBytes(found->first, place, position)) return false;
+  unpacker_ = std::make_unique<Unpacker>(place);
+  if (place.method == Z_DEFLATED) unpacker_->Inflate();
+  return file_.Seek(position);
+}
+
+// Where a part's bytes begin. False when its header is not there or is that of another part.
+bool ZipPackage::FindBytes(std::string_view key, const Place& place, std::uint64_t& position) {
   std::array<char, kHeaderSize> header{};
   if (!ReadAt(place.header, header) || !Begins({header.data(), 4}, "PK\3\4")) return false;
-  unpacker_ = std::make_unique<Unpacker>(place);
-  unpacker_->position = place.header + kHeaderSize + Field<std::uint16_t>(header.data(), 26) +
-                        Field<std::uint16_t>(header.data(), 28);
-  if (place.method == Z_DEFLATED) unpacker_->Inflate();
-  return file_.Seek(unpacker_->position);
+  std::string name(Field<std::uint16_t>(header.data(), 26), '\0');
+  if (!ReadAt(place.header + kHeaderSize, name) || KeyOf(name) != key) return false;
+  position = place.header + kHeaderSize + name.size() + Field<std::uint16_t>(header.data(), 28);
+  return true;
 }
 
 void ZipPackage::EndPart(bool is_good) {
@@ -202,6 +221,11 @@ void ZipPackage::Skip(std::uint64_t count) {
     if (buffer_.size() == 0) return;
   }
   buffer_.Skip(static_cast<std::size_t>(count));
+}
+
+bool ZipPackage::PassRest() {
+  while (unpacker_) Skip(buffer_.size() + 1);
+  return !failed_;
 }
 
 void ZipPackage::Fill(std::size_t least) {

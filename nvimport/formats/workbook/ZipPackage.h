@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "nvimport/platform/Budget.h"
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/RefillBuffer.h"
 
@@ -16,20 +17,21 @@ namespace nvimport {
 // A zip archive that is one document: parts with names, of which one at a time is unpacked as it is
 // asked for. Names differ neither by case nor by the kind of slash. Where a part lies and what it
 // unpacks to is what the directory says: nothing is unpacked beyond that, and a part that is stated
-// to be larger than is allowed is not begun.
+// to unpack to more than its bytes can is not begun.
 class ZipPackage {
  public:
   ZipPackage();
   ~ZipPackage();
 
-  // Reads the directory. False when there is none.
+  // Reads the directory. False when there is none, when it is not whole, or when it overdraws the
+  // budget.
   bool Open(const char* path);
 
   bool Has(std::string_view name) const { return parts_.contains(KeyOf(name)); }
 
-  // Begins to read a part that is stated to unpack to `most` bytes or less. False when there is
-  // none, when it states more or when it is packed in a way that is not known.
-  bool OpenPart(std::string_view name, std::uint64_t most);
+  // Begins to read a part. False when there is none where the directory has it, when it states more
+  // than it can unpack to or when it is packed in a way that is not known.
+  bool OpenPart(std::string_view name);
   // The last OpenPart failed for what the part states.
   bool is_too_large() const { return is_too_large_; }
   // What the part last opened states to unpack to, in bytes.
@@ -43,12 +45,14 @@ class ZipPackage {
   }
   // Goes on in the part, also past its end.
   void Skip(std::uint64_t count);
+  // Goes on to the part's end. False when it is damaged anywhere.
+  bool PassRest();
 
   // The part is damaged, or could not be read, somewhere before its end.
   bool failed() const { return failed_; }
 
-  // Of the file, in bytes.
-  std::uint64_t size() const { return size_; }
+  // What reading the file may take.
+  Budget& budget() { return budget_; }
 
   static constexpr std::size_t kMostAhead = std::size_t{1} << 20;
 
@@ -62,18 +66,27 @@ class ZipPackage {
     std::uint16_t method;
     bool is_encrypted;
   };
+  struct Directory {
+    std::uint64_t begin;
+    std::uint64_t end;
+    std::uint64_t base;   // added to the places that it has
+    std::uint64_t parts;  // how many it has, of which the plain end keeps 16 bits
+    bool has_all_bits;
+  };
   struct Unpacker;
 
   static std::string KeyOf(std::string_view name);
   bool ReadAt(std::uint64_t position, std::span<char> into);
-  bool FindDirectory(std::uint64_t& begin, std::uint64_t& end, std::uint64_t& base);
-  bool ReadDirectory(std::uint64_t begin, std::uint64_t end, std::uint64_t base);
+  bool FindDirectory(Directory& directory);
+  bool ReadDirectory(const Directory& directory);
+  bool FindBytes(std::string_view key, const Place& place, std::uint64_t& position);
   void EndPart(bool is_good);
   void Fill(std::size_t least);
   std::ptrdiff_t Unpack(std::span<char> into);
 
   InputFile file_;
   std::uint64_t size_ = 0;
+  Budget budget_;
   std::map<std::string, Place, std::less<>> parts_;
   std::unique_ptr<Unpacker> unpacker_;  // of the part that is open
   std::uint64_t part_size_ = 0;
