@@ -82,7 +82,8 @@ class Package final : public Excel2007Book {
     if (const Outcome outcome = ReadContext(); outcome != Outcome::kGood) return outcome;
     Part& part = parts_[sheet.part];
     const bool is_again = std::exchange(part.is_read, true);
-    if (is_again && !package_.budget().Work(part.size)) return Outcome::kOverBudget;
+    constexpr std::uint64_t kBeginning = 32 * 1024;  // what a part without cells costs
+    if (is_again && !package_.budget().Work(kBeginning + part.size)) return Outcome::kOverBudget;
     Excel2007Cells cells(context_, target);
     const Outcome outcome = ReadCells(part, cells);
     constexpr std::uint64_t kUsualCell = 24;  // bytes of XML

@@ -142,10 +142,10 @@ void ExcelCells::Take(BiffRecord& record) {
     case kLabelSst:
       if (record.id == kLabelSst && book_.version >= 8) {
         const std::uint32_t index = record.U32(6);
-        if (index >= book_.strings.count())
-          ++changed_.lost_strings;
-        else if (index >= book_.strings.first_damaged())
+        if (index >= book_.strings.first_damaged())
           ++changed_.shared_strings;
+        else if (index >= book_.strings.whole())
+          ++changed_.lost_strings;
         const Place place = PlaceOf(record);
         sink_->Set(place.column, place.row, book_.strings.At(index));
       }
@@ -420,10 +420,10 @@ void ExcelCells::WriteNotes() const {
        "text stands behind a shared string that goes on in another record and may be damaged",
        "texts stand behind a shared string that goes on in another record and may be damaged"},
       {changed_.lost_strings,
-       "cell has a shared string that the SST record does not hold, and was delivered as an empty "
-       "text",
-       "cells have shared strings that the SST record does not hold, and were delivered as empty "
-       "texts"},
+       "cell has a shared string that the SST record does not hold whole, and was delivered empty "
+       "or cut",
+       "cells have shared strings that the SST record does not hold whole, and were delivered "
+       "empty or cut"},
       {changed_.numbers_as_dates, "number was taken for a date and delivered as its text",
        "numbers were taken for dates and delivered as their texts"},
       {changed_.dates_as_numbers, "date was taken for a number and delivered as that",

@@ -90,10 +90,6 @@ constexpr int kWorkspaceVersion = 4;
 constexpr int kNewestVersion = 8;
 constexpr std::size_t kMostSheets = 0xFFFF;  // sheet numbers have 16 bits
 
-// A workbook whose globals lead back into themselves, or whose sheets are all looked for in the
-// same long run of records, is given up after this.
-std::uint64_t OpeningBudget(std::uint64_t size) { return (std::uint64_t{1} << 16) + 16 * size; }
-
 template <typename T>
 T Shuffle(const unsigned char* bytes, bool swap) {
   char ordered[sizeof(T)];
@@ -185,7 +181,7 @@ int ExcelFile::OpenStream(const char* path) {
     case BaseStream::Status::kGood:
       break;
   }
-  budget_ = OpeningBudget(book_->stream->size());
+  budget_ = Budget(book_->stream->size());
   return kGood;
 }
 
@@ -201,7 +197,8 @@ void ExcelFile::Close() {
 
 int ExcelFile::OpenSingleSheet(NvImportOpenOptions* options) {
   book_->is_sheet_alone = true;
-  if (const int status = IsWorksheet(0, sheets_[0]); status != kGood) return Fail(status);
+  if (const int status = IsWorksheet(0, sheets_[0]); status != kGood)
+    return Fail(OrOverBudget(status));
   GiveChoices({0, 0, 0, 0}, options_, options);  // the position of the only sheet
   return kGood;
 }
@@ -212,10 +209,10 @@ int ExcelFile::ReadGlobals() {
   book_->stream->Seek(0);
   while (true) {
     const std::uint64_t position = book_->stream->Tell();
-    if (!ReadWithinBudget(record)) return Fail(kBadWorkbook);
+    if (!ReadWithinBudget(record)) return Fail(OrOverBudget(kBadWorkbook));
     if (record.id == kEof) break;
     if (const int status = TakeGlobal(record, position, formats); status != kGood)
-      return Fail(status);
+      return Fail(OrOverBudget(status));
   }
   book_->xfs = formats.Xfs(book_->rules.dates_by_lower_case_letters);
   std::ranges::move(extra_sheets_, std::back_inserter(sheets_));
@@ -292,7 +289,8 @@ int ExcelFile::AddSheet(std::string_view name, std::uint64_t position) {
   Sheet sheet;
   const int status = IsWorksheet(position, sheet);
   if (status == kNoData) return kGood;
-  if (status == kBadWorksheet && !book_->rules.bad_sheet_ends_workbook && budget_ > 0) {
+  if (status == kBadWorksheet && !book_->rules.bad_sheet_ends_workbook &&
+      !budget_.overdrawn()) {
     ++sheets_unread_;
     return kGood;
   }
@@ -304,15 +302,7 @@ int ExcelFile::AddSheet(std::string_view name, std::uint64_t position) {
 
 bool ExcelFile::ReadWithinBudget(BIFFRecord& record) {
   if (!book_->ReadRecord(record)) return false;
-  const std::uint64_t size = BaseStream::kHeadSize + static_cast<std::uint64_t>(record.length);
-  return Spend(size);
-}
-
-// False, for good, once opening has read all that it may.
-bool ExcelFile::Spend(std::uint64_t bytes) {
-  const bool has = bytes <= budget_;
-  budget_ = has ? budget_ - bytes : 0;
-  return has;
+  return budget_.Work(BaseStream::kHeadSize + static_cast<std::uint64_t>(record.length));
 }
 
 // Whether the sheet at `position` is a worksheet with data, and of which size. The stream stays
@@ -341,7 +331,7 @@ int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
       sheet.columns = 0;
       MeasureSheet(sheet);
       sheet.is_extra = true;
-      is_read = Spend(book_->stream->Tell() - position);
+      is_read = !budget_.overdrawn();
       is_empty = sheet.rows == 0;
     } else if (!has_dimensions) {
       ++sheets_without_dimensions_;
@@ -356,6 +346,7 @@ int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
 void ExcelFile::MeasureSheet(Sheet& sheet) {
   SheetExtent extent;
   ExcelCells(*book_).ReadSheet(sheet.position, &extent, 0, 0);
+  if (!budget_.Work(book_->stream->Tell() - sheet.position)) return;
   sheet.rows = std::max(sheet.rows, static_cast<std::uint32_t>(extent.GetNumberOfRows()));
   sheet.columns = std::max(sheet.columns, static_cast<std::uint32_t>(extent.GetNumberOfColumns()));
   sheet.is_measured = true;
@@ -413,6 +404,7 @@ int ExcelFile::EstablishSize() {
     Sheet& sheet = sheets_[static_cast<std::size_t>(number)];
     const bool matters = chosen.size() > 1 || sheet.rows == 0 || sheet.columns == 0;
     if (matters && !sheet.is_measured && !book_->rules.sizes_as_stated) MeasureSheet(sheet);
+    if (budget_.overdrawn()) return Fail(kOverBudget);
     layout.Add(sheet.columns, sheet.rows);
   }
   if (chosen.size() > 1) {
@@ -428,9 +420,13 @@ int ExcelFile::Read(ReadSpreadSheetData* sink) {
   ExcelCells cells(*book_);
   bool is_read = true;
   SheetLayout layout(selection_->above_and_below);
+  constexpr std::uint64_t kBeginning = 1024;  // what a sheet without records costs
+  budget_.RenewWork();
   for (const int number : selection_->sheets) {
     const Sheet& sheet = sheets_[static_cast<std::size_t>(number)];
     is_read = cells.ReadSheet(sheet.position, sink, layout.column_offset(), layout.row_offset());
+    if (!budget_.Work(kBeginning + book_->stream->Tell() - sheet.position))
+      return Fail(kOverBudget);
     layout.Add(sheet.columns, sheet.rows);
   }
   cells.WriteNotes();

@@ -11,6 +11,7 @@
 #include "nvimport/formats/workbook/ExcelStream.h"
 #include "nvimport/framework/RuledFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/Budget.h"
 #include "nvimport/platform/Export.h"
 
 namespace nvimport {
@@ -128,7 +129,7 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   int TakeBoundSheet(const BIFFRecord& record);
   int AddSheet(std::string_view name, std::uint64_t position);
   bool ReadWithinBudget(BIFFRecord& record);
-  bool Spend(std::uint64_t bytes);
+  int OrOverBudget(int status) const { return budget_.overdrawn() ? kOverBudget : status; }
   int IsWorksheet(std::uint64_t position, Sheet& sheet);
   void MeasureSheet(Sheet& sheet);
   int GetSheet(NvImportOpenOptions* options);
@@ -139,7 +140,8 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   // Those that only some rules offer. They come last, so that a number means the same under all.
   std::vector<Sheet> extra_sheets_;
   std::unique_ptr<SheetSelection> selection_;
-  std::uint64_t budget_ = 0;  // bytes of records that opening may still read
+  // Globals may lead back into themselves, and sheets into the same long run of records.
+  Budget budget_;
   std::uint64_t sheets_without_dimensions_ = 0;
   std::uint64_t sheets_unread_ = 0;
   std::vector<unsigned char> options_;  // handed out through the record given to Open

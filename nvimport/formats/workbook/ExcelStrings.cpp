@@ -105,9 +105,10 @@ class TableBytes {
   bool damaged_ = false;
 };
 
-// Hands a string's characters, as they come, to `put(const char*, size)`.
+// Hands a string's characters, as they come, to `put(const char*, size)`. False when the bytes end
+// before they do.
 template <typename Put>
-void TakeCharacters(TableBytes& bytes, const ExcelStringHead& head, bool as_utf8, Put put) {
+bool TakeCharacters(TableBytes& bytes, const ExcelStringHead& head, bool as_utf8, Put put) {
   using Inside = TableBytes::Inside;
   bytes.Enter(head.is_wide() ? Inside::kWide : Inside::kNarrow);
   Utf16Decoder decoder;
@@ -141,6 +142,7 @@ void TakeCharacters(TableBytes& bytes, const ExcelStringHead& head, bool as_utf8
     rest -= some.size();
   }
   bytes.Enter(Inside::kNothing);
+  return left == 0;
 }
 
 // Walks over at most `claimed` strings: begin() before each, put() for its parts, end() behind it.
@@ -148,9 +150,10 @@ template <typename Visitor>
 void WalkStrings(TableBytes& bytes, std::uint32_t claimed, bool as_utf8, Visitor& visitor) {
   for (std::uint32_t i = 0; i < claimed && !bytes.AtEnd(); ++i) {
     const ExcelStringHead head = ExcelStringHead::Read(bytes);
-    TakeCharacters(bytes, head, as_utf8,
-                   [&](const char* text, std::size_t size) { visitor.Put(text, size); });
-    if (!visitor.End(bytes.damaged())) break;
+    const bool is_whole =
+        TakeCharacters(bytes, head, as_utf8,
+                       [&](const char* text, std::size_t size) { visitor.Put(text, size); });
+    if (!visitor.End(bytes.damaged(), is_whole)) break;
   }
 }
 
@@ -158,11 +161,13 @@ struct Measure {
   std::uint64_t bytes = 0;
   std::uint32_t strings = 0;
   std::uint32_t good_strings = 0;
+  std::uint32_t whole_strings = 0;
 
   void Put(const char*, std::size_t size) { bytes += size; }
-  bool End(bool damaged) {
+  bool End(bool damaged, bool is_whole) {
     ++bytes;
     ++strings;
+    if (is_whole) whole_strings = strings;
     if (!damaged) good_strings = strings;
     return bytes < ~std::uint32_t{0};
   }
@@ -180,7 +185,7 @@ struct Store {
     std::copy_n(bytes, fits, text + used);
     used += fits;
   }
-  bool End(bool) {
+  bool End(bool, bool) {
     text[used++] = '\0';
     if (used < room) begins.push_back(static_cast<std::uint32_t>(used));
     return used < room;
@@ -231,6 +236,7 @@ bool ExcelStrings::Read(BaseStream& stream, std::uint64_t position, int longest_
   text_ = std::make_unique<char[]>(measure.bytes);
   begins_.reserve(measure.strings);
   begins_.push_back(0);
+  whole_ = measure.whole_strings;
   if (measure.good_strings < measure.strings) first_damaged_ = measure.good_strings;
   Store store{text_.get(), measure.bytes, begins_};
   return walk(store);

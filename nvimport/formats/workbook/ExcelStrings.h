@@ -58,7 +58,8 @@ class ExcelStrings {
     return index < begins_.size() ? text_.get() + begins_[index] : "";
   }
 
-  std::size_t count() const { return begins_.size(); }
+  // How many there are that don't break off.
+  std::uint32_t whole() const { return whole_; }
 
   // From this one on the strings are not what was written.
   std::uint32_t first_damaged() const { return first_damaged_; }
@@ -66,6 +67,7 @@ class ExcelStrings {
  private:
   std::unique_ptr<char[]> text_;
   std::vector<std::uint32_t> begins_;
+  std::uint32_t whole_ = 0;
   std::uint32_t first_damaged_ = ~std::uint32_t{0};
 };
 

@@ -150,6 +150,7 @@ bool ZipPackage::ReadDirectory(const Directory& directory) {
   BlockReader reader;
   reader.Begin(file_, directory.begin);
   std::uint64_t parts = 0;
+  std::uint64_t packed = 0;
   for (; reader.position() < directory.end; ++parts) {
     const auto head = reader.Ahead(kEntrySize);
     if (head.size() < kEntrySize || !Begins({head.data(), 4}, "PK\1\2")) return false;
@@ -166,6 +167,9 @@ bool ZipPackage::ReadDirectory(const Directory& directory) {
     TakeLongNumbers({record + kEntrySize + name_size, extra_size},
                     {&place.size, &place.packed, &place.header});
     place.header += directory.base;
+    // Parts that lie in one another would unpack to any multiple of the file.
+    if (place.packed > size_ - packed) return false;
+    packed += place.packed;
     if (!budget_.Take(kKept + name_size)) return false;
     parts_.try_emplace(KeyOf({record + kEntrySize, name_size}), place);
     reader.Skip(kEntrySize + name_size + extra_size + comment_size);
