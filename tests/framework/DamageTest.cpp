@@ -22,6 +22,9 @@
 #include "tests/support/NsasFixture.h"
 #include "tests/support/Samples.h"
 #include "tests/support/SpcFixture.h"
+#ifdef NVIMPORT_HAS_PACKAGES
+#include "tests/support/PackageFixture.h"
+#endif
 
 namespace nvimport {
 
@@ -165,6 +168,23 @@ std::string SheetNamedOften() {
          sheet;
 }
 
+#ifdef NVIMPORT_HAS_PACKAGES
+// A workbook with these sheets, relationships and rows; `folder` is that of its part.
+std::string Package(const std::string& sheets, const std::string& relationships,
+                    const std::string& rows, const std::string& folder = "xl") {
+  const std::string one = R"(<Relationship Id="a" Type="/worksheet" Target="/s.xml"/>)";
+  return ZipArchive(
+      {{"_rels/.rels", PackageFixture::Relationships(R"(<Relationship Type="/officeDocument" )"
+                                                     "Target=\"" +
+                                                     folder + "/workbook.xml\"/>")},
+       {folder + "/workbook.xml",
+        "<workbook xmlns:r=\"r\"><sheets>" + sheets + "</sheets></workbook>"},
+       {folder + "/_rels/workbook.xml.rels", PackageFixture::Relationships(relationships + one)},
+       {"s.xml", "<worksheet><sheetData>" + rows + "</sheetData></worksheet>"}});
+}
+std::string Rows(const std::string& rows) { return Package(R"(<sheet r:id="a"/>)", "", rows); }
+#endif
+
 TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
   std::string sub_files = SpcFixture{.flags = 4, .points = 1, .sub_files = 65536}.Bytes();
   const struct {
@@ -212,6 +232,24 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
       {"a line a byte", "CSV File", std::string(4 << 20, '\n')},
       {"a quote a byte", "CSV File", std::string(4 << 20, '"')},
       {"a quoted line end a byte", "CSV File", "\"" + std::string(4 << 20, '\n')},
+#ifdef NVIMPORT_HAS_PACKAGES
+      {"a million '>' in a value", "Excel2007 File",
+       Rows("<row a=\"" + std::string(1'000'000, '>') + "\"></row>")},
+      {"a million '>' in a comment", "Excel2007 File",
+       Rows("<!--" + std::string(1'000'000, '>') + "--><row></row>")},
+      {"a million elements in each other", "Excel2007 File", Rows(Repeated("<a>", 1'000'000))},
+      {"twenty million elements", "Excel2007 File", Rows(Repeated("<a/>", 20'000'000))},
+      {"a text of twenty megabytes", "Excel2007 File",
+       Rows("<row><c t=\"str\"><v>" + std::string(20'000'000, 'x') + "</v></c></row>")},
+      {"two million sheets", "Excel2007 File", Package(Repeated("<sheet/>", 2'000'000), "", "")},
+      {"a worksheet named a million times", "Excel2007 File",
+       Package(Repeated("<sheet r:id=\"a\"/>", 1'000'000), "", "")},
+      {"80,000 sheets and relationships", "Excel2007 File",
+       Package(Repeated("<sheet r:id=\"b\"/>", 80'000), Repeated("<Relationship/>", 80'000), "")},
+      {"a long folder's relationships", "Excel2007 File",
+       Package(Repeated("<sheet r:id=\"a\"/>", 1), Repeated("<Relationship Target=\"x\"/>", 90'000),
+               "", std::string(60'000, 'd'))},
+#endif
       {"three million empty fields", "Text File", Repeated(std::string(3000, '\t') + "\n", 1000)},
   };
   Obliging dialogs;

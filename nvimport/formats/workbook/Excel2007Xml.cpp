@@ -194,6 +194,7 @@ class StringsXml final : public XmlPart {
   }
   void End(State state) override {
     if (state != kString) return;
+    Excuse();
     Unescape(text_.text);
     if (!strings_.Add(text_.text)) Refuse();
   }
@@ -300,6 +301,7 @@ class SheetXml final : public XmlPart {
   }
 
   void End(State state) override {
+    if (state == kCell) Excuse();
     if (state == kCell && !TakeCell()) Refuse();
     if (state == kData) Stop();
   }

@@ -94,6 +94,7 @@ struct XmlPart::Callbacks {
   static void Guard(void* self, Body body) {
     XmlPart& part = *static_cast<XmlPart*>(self);
     if (part.is_stopped_) return;
+    part.CountTag();
     try {
       body(part);
     } catch (...) {
@@ -130,6 +131,7 @@ bool XmlPart::Read(ZipPackage& package) {
     return false;
   }
   parser_ = parser.get();
+  budget_ = &package.budget();
   XML_SetUserData(parser_, this);
   XML_SetElementHandler(parser_, Callbacks::Start, Callbacks::End);
   XML_SetCharacterDataHandler(parser_, Callbacks::Text);
@@ -160,6 +162,15 @@ bool XmlPart::Read(ZipPackage& package) {
     package.Skip(ahead.size());
   }
   return !is_refused_ && package.PassRest();
+}
+
+// A hundred megabytes of empty elements, which pack to nearly nothing, are not worth the time.
+void XmlPart::CountTag() {
+  constexpr unsigned kAtOnce = 4096;
+  constexpr std::uint64_t kWorth = 8;  // bytes read otherwise
+  if (++unexcused_ < kAtOnce) return;
+  unexcused_ = 0;
+  if (!budget_->Work(kAtOnce * kWorth)) Refuse();
 }
 
 // All that the parser was given is parsed, and ended in an element that counts.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <optional>
@@ -11,6 +12,7 @@ struct XML_ParserStruct;
 
 namespace nvimport {
 
+class Budget;
 class ZipPackage;
 
 // The attributes of an element.
@@ -76,8 +78,15 @@ class XmlPart {
   void Stop() { is_stopped_ = true; }
   void Refuse() { is_stopped_ = is_refused_ = true; }
 
+  // What has just ended is wanted, so that it is no work in vain.
+  void Excuse() { unexcused_ -= std::min(unexcused_, kTagsOfOne); }
+
  private:
+  // Tags and pieces of text, at most, of a cell with its share of a row.
+  static constexpr unsigned kTagsOfOne = 12;
+
   struct Callbacks;
+  void CountTag();
   State Next(State parent, const char* name) const;
   bool IsBetweenTags(std::uint64_t given) const;
   std::size_t TakeDirectly(ZipPackage& package, std::uint64_t given);
@@ -89,8 +98,10 @@ class XmlPart {
   std::uint64_t skipped_ = 0;  // open elements that don't count
   std::size_t prefix_ = 0;
   XML_ParserStruct* parser_ = nullptr;  // while reading
+  Budget* budget_ = nullptr;            // likewise
   bool is_offered_;                     // to the subclass, as long as it takes some
   int in_vain_ = 0;                     // tags parsed since TakeDirectly took something
+  unsigned unexcused_ = 0;              // tags and pieces of text
   bool is_stopped_ = false;
   bool is_refused_ = false;
   bool has_other_root_ = false;

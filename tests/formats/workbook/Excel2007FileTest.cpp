@@ -369,6 +369,54 @@ TEST(Excel2007File, TakesNoMemoryByClaims) {
   EXPECT_LT(peak_of(ZipArchive(parts), 3335), kLittle);
 }
 
+// A worksheet may come as often as somebody wants, but not for nothing.
+TEST(Excel2007File, ReadsOneWorksheetAgainForItsCells) {
+  const auto status_of = [](const std::string& rows) {
+    PackageFixture workbook = Xml(rows);
+    workbook.sheets.push_back({"<row><c><v>1</v></c></row>", "other"});
+    const MemoryFile file(workbook.File());
+    OpenOptions options =
+        OpenOptions::Made(Excel2007File::GetImportOptions(std::vector<int>(300, 1), true));
+    Excel2007File reader;
+    SheetExtent sink;
+    reader.Open(true, file.path(), options.get());
+    reader.Read(&sink);
+    return reader.GetStatus();
+  };
+  const std::string row = "<row>" + Repeated("<c><v>0</v></c>", 100) + "</row>";
+  EXPECT_EQ(status_of(Repeated(row, 150)), 0);
+  EXPECT_EQ(status_of("<!--" + std::string(1 << 20, 'x') + "-->" + row), 6);
+}
+
+// Those that memory has no room for are as good as the others.
+TEST(Excel2007File, SharesMoreTextsThanMemoryHolds) {
+  constexpr int kTexts = 1200;
+  PackageFixture workbook{{{}}};
+  for (int i = 0; i < kTexts; ++i) {
+    workbook.strings += "<si><t>" + std::to_string(i) + std::string(50'000, 'x') + "</t></si>";
+    // Forwards, and far away in turn.
+    workbook.sheets[0].data +=
+        R"(<row><c t="s"><v>)" + std::to_string(i % 2 == 0 ? i : kTexts - i) + "</v></c></row>";
+  }
+  class Sink : public MemorySheet {
+   public:
+    using MemorySheet::Set;
+    void Set(int, int row, const char* text) override {
+      const int i = row - 1;
+      good +=
+          text == std::to_string(i % 2 == 0 ? i : kTexts - i) + std::string(50'000, 'x') ? 1 : 0;
+    }
+    int good = 0;
+  } sink;
+  const MemoryFile file(workbook.File());
+  const AllocationCounter counter;
+  Excel2007File reader;
+  EXPECT_EQ(reader.Open(true, file.path(), nullptr), 0);
+  EXPECT_EQ(reader.Read(&sink), 0);
+  EXPECT_EQ(sink.good, kTexts);
+  EXPECT_LT(counter.Peak(), std::size_t{40} << 20) << "of 60 MB";
+}
+
 }  // namespace
 
 }  // namespace nvimport
