@@ -192,7 +192,10 @@ bool BinaryParts::ReadWorkbook(ZipPackage& package, WorkbookPart& workbook) {
   Records records(package);
   std::string relationship;
   std::string name;
-  while (records.Next() && records.type() != kEndBundleShs) {
+  while (true) {
+    // Sheets may be missing where the list has no end.
+    if (!records.Next()) return false;
+    if (records.type() == kEndBundleShs) return records.PassRest();
     if (records.type() != kWbProp && records.type() != kBundleSh) continue;
     ByteReader body = records.Body();
     const std::uint32_t first = body.U32();
@@ -205,14 +208,14 @@ bool BinaryParts::ReadWorkbook(ZipPackage& package, WorkbookPart& workbook) {
       return false;
     if (!workbook.TakeSheet(name, relationship, first != 0, package.budget())) return false;
   }
-  return records.PassRest();
 }
 
 bool BinaryParts::ReadStyles(ZipPackage& package, StyleTable& styles) {
   Records records(package);
   bool is_of_cells = false;
   std::string text;
-  while (records.Next() && records.type() != kEndCellXfs) {
+  while (records.Next()) {
+    if (records.type() == kEndCellXfs) return records.PassRest();
     if (records.type() == kBeginCellXfs) is_of_cells = true;
     if (records.type() == kFmt) {
       ByteReader body = records.Body();
@@ -226,7 +229,7 @@ bool BinaryParts::ReadStyles(ZipPackage& package, StyleTable& styles) {
       if (!styles.TakeStyle(body.U16(), package.budget())) return false;
     }
   }
-  return records.PassRest();
+  return !is_of_cells && records.PassRest();
 }
 
 bool BinaryParts::ReadStrings(ZipPackage& package, SpooledStrings& strings) {
