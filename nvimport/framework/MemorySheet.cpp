@@ -24,17 +24,6 @@ std::size_t InlineLength(const char* bytes) {
   return (71U - static_cast<unsigned>(std::countl_zero(text))) / 8;
 }
 
-// Never 0. Texts that differ in the middle alone may have the same one.
-std::uint64_t HashOf(std::string_view text) {
-  std::uint64_t ends[2];
-  std::memcpy(&ends[0], text.data(), sizeof ends[0]);
-  std::memcpy(&ends[1], text.data() + text.size() - sizeof ends[1], sizeof ends[1]);
-  constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;
-  std::uint64_t hash = (ends[0] ^ text.size()) * kOdd;
-  hash = ((hash ^ hash >> 32) + ends[1]) * kOdd;
-  return hash | 1;
-}
-
 // The block's rows above, the line's columns below.
 std::uint64_t BlockKey(unsigned column, unsigned row, unsigned line_bits, unsigned block_bits) {
   return std::uint64_t{row >> block_bits} << 32 | column >> line_bits;
@@ -53,7 +42,6 @@ void MemorySheet::Clear() {
   lines_used_ = 0;
   arena_.clear();
   arena_used_ = SIZE_MAX;
-  recent_.fill({});
 }
 
 MemorySheet::Line& MemorySheet::LineAt(std::uint32_t index) const {
@@ -153,27 +141,8 @@ void MemorySheet::SetLongText(std::string_view text, Slot& slot) {
     return;
   }
   Slot fresh{};
-  if (!FindShared(text, fresh)) PutInArena(text, fresh);
+  PutInArena(text, fresh);
   Replace(slot, fresh);
-}
-
-// The first time a text is its cell's own, which may write over it; from the second on all share.
-bool MemorySheet::FindShared(std::string_view text, Slot& slot) {
-  const std::uint64_t hash = HashOf(text);
-  Recent& recent = recent_[hash >> 56];
-  if (recent.hash != hash) {
-    recent = {hash, {}};
-    return false;
-  }
-  if (recent.slot.bytes[7] != kShared) {
-    PutInArena(text, recent.slot);
-    recent.slot.bytes[7] = kShared;
-  } else if (std::strncmp(ArenaText(recent.slot), text.data(), text.size() + 1) != 0) {
-    recent.slot = {};
-    return false;
-  }
-  slot = recent.slot;
-  return true;
 }
 
 void MemorySheet::Replace(Slot& slot, const Slot& fresh) {

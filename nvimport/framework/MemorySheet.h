@@ -69,12 +69,11 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
  private:
   // Eight bytes a cell. Tag 0 is a text of up to seven bytes, which the tag itself ends; all zero
   // is a missing cell, so that fresh memory holds nothing. A text in the arena: 32 bits of its
-  // chunk, 16 of its place there, and its length if a byte can hold it, else kLongest. A shared one
-  // lies there for any number of cells, and stays.
+  // chunk, 16 of its place there, and its length if a byte can hold it, else kLongest.
   struct Slot {
     char bytes[8];
   };
-  enum Tag : char { kInline = 0, kFloat = 1, kInArena = 2, kEmptyText = 3, kShared = 4 };
+  enum Tag : char { kInline = 0, kFloat = 1, kInArena = 2, kEmptyText = 3 };
   static constexpr std::size_t kLongest = 255;
 
   // Slots are made eight columns of one row at a time, and found through blocks of rows.
@@ -97,14 +96,6 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   Line& LineAt(std::uint32_t index) const;
   Block& BlockFor(std::uint64_t key);
   MemoryCell CellIn(const Slot& slot) const;
-  // A text that has come of late, and where it lies if it came again.
-  struct Recent {
-    std::uint64_t hash = 0;
-    Slot slot{};
-  };
-
-  // Finds a text that came before, or keeps in mind that it did.
-  bool FindShared(std::string_view text, Slot& slot);
   // Takes a text of at least eight bytes, in the place of the slot's old one if it fits there.
   void SetLongText(std::string_view text, Slot& slot);
   // Releases what only the slot's old text needed.
@@ -127,7 +118,6 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   std::vector<std::unique_ptr<char[]>> arena_;
   std::uint32_t arena_chunk_ = 0;      // the one being filled
   std::size_t arena_used_ = SIZE_MAX;  // of that chunk; none yet
-  std::array<Recent, 256> recent_{};   // by hash
   FloatText number_text_{};
 };
 

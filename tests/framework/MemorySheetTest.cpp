@@ -100,28 +100,6 @@ TEST(MemorySheet, ACellSetAgainAndAgainTakesTheSpaceOfOne) {
   EXPECT_LT(memory.Peak(), 1'000'000U);
 }
 
-TEST(MemorySheet, KeepsATextOfManyCellsOnce) {
-  for (const std::size_t length : {8U, 100U, 5000U}) {
-    const std::string text(length, 'x');
-    // With the same ends, as far as they are looked at first.
-    std::string other = text;
-    other[length / 2] = 'y';
-    const AllocationCounter counter;
-    MemorySheet sheet;
-    for (int row = 1; row <= 2000; ++row) {
-      sheet.Set(1, row, text.c_str());
-      sheet.Set(2, row, row % 100 == 0 ? other.c_str() : text.c_str());
-    }
-    EXPECT_LT(counter.Peak(), (std::size_t{512} << 10) + 100 * length) << length;
-    sheet.Set(1, 7, other.c_str());
-    sheet.Set(1, 8, "shorter text");
-    EXPECT_EQ(sheet.GetText(1, 7), other);
-    EXPECT_EQ(sheet.GetText(1, 9), text);
-    EXPECT_EQ(sheet.GetText(2, 100), other);
-    EXPECT_EQ(sheet.GetText(2, 1999), text);
-  }
-}
-
 TEST(MemorySheet, HoldsTwentyMillionShortCellsIn400Megabytes) {
   const AllocationCounter memory;
   MemorySheet sheet;
