@@ -37,40 +37,6 @@ TEST(MemorySheet, GrowsToWhateverIsSetInAnyOrder) {
   EXPECT_EQ(SheetText(sheet), ". | . | .\n. | . | 'again'\n");
 }
 
-TEST(MemorySheet, KeepsTextsOfEveryLength) {
-  MemorySheet sheet;
-  constexpr std::size_t kLengths[] = {0, 1, 6, 7, 8, 9, 4094, 4095, 4096, 5000, 65535, 70000};
-  constexpr int kRows = 300;
-  const auto text = [&](int row) {
-    const std::size_t length = kLengths[static_cast<unsigned>(row) % std::size(kLengths)];
-    return std::string(length, static_cast<char>('a' + row % 26));
-  };
-  for (int row = 1; row <= kRows; ++row) sheet.Set(1, row, text(row).c_str());
-  for (int row = 1; row <= kRows; ++row) {
-    ASSERT_TRUE(sheet.IsText(1, row)) << row;
-    ASSERT_EQ(sheet.GetText(1, row), text(row));
-  }
-}
-
-// Every cell of a large sheet, in an order that crosses its inner blocks, against plain arithmetic.
-TEST(MemorySheet, FindsEveryCellAgain) {
-  constexpr int kColumns = 1100;  // more than its cache holds at once
-  constexpr int kRows = 70;
-  const auto has_cell = [](int c, int r) { return (c * 31 + r * 17) % 3 == 0; };
-  MemorySheet sheet;
-  for (int i = 0; i < kColumns * kRows; ++i) {
-    const int cell = static_cast<int>(std::int64_t{i} * 7919 % (kColumns * kRows));
-    const int c = cell % kColumns + 1;
-    const int r = cell / kColumns + 1;
-    if (has_cell(c, r)) sheet.Set(c, r, c * 100 + r);
-  }
-  for (int c = 1; c <= kColumns; ++c)
-    for (int r = 1; r <= kRows; ++r) {
-      ASSERT_EQ(sheet.IsMissing(c, r), !has_cell(c, r)) << c << ", " << r;
-      ASSERT_EQ(sheet.GetText(c, r), has_cell(c, r) ? std::to_string(c * 100 + r) : "");
-    }
-}
-
 TEST(MemorySheet, TakesMemoryForCellsNotForExtent) {
   const AllocationCounter memory;
   MemorySheet sheet;
