@@ -1,6 +1,7 @@
-
 #include <climits>
 #include <cmath>
+#include <map>
+#include <random>
 
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/Cases.h"
@@ -64,6 +65,25 @@ TEST(MemorySheet, ACellSetAgainAndAgainTakesTheSpaceOfOne) {
   sheet.Set(2, 1, sheet.GetText(2, 1) + 5'990);
   EXPECT_STREQ(sheet.GetText(2, 1), "cccccccccc");
   EXPECT_LT(memory.Peak(), 1'000'000U);
+}
+
+TEST(MemorySheet, KeepsTextsThatComeAndGoAndSharesThoseThatAreTheSame) {
+  constexpr std::size_t kLengths[] = {0, 1, 7, 8, 15, 16, 17, 254, 255, 256, 4095, 4096, 5000};
+  std::minstd_rand random;
+  MemorySheet sheet;
+  std::map<int, std::string> expected;
+  for (int i = 0; i < 200'000; ++i) {
+    const int column = 1 + static_cast<int>(random() % 50);
+    std::string& text = expected[column];
+    text.assign(kLengths[random() % std::size(kLengths)], static_cast<char>('a' + random() % 20));
+    sheet.Set(column, 1, text.c_str());
+    const auto& [other, kept] = *expected.lower_bound(1 + static_cast<int>(random() % column));
+    ASSERT_EQ(sheet.GetCell(other, 1).text, kept) << i;
+  }
+  const AllocationCounter memory;
+  for (int row = 2; row <= 100'000; ++row)
+    for (int column = 1; column <= 5; ++column) sheet.Set(column, row, "what many cells show");
+  EXPECT_LT(memory.Peak(), 8 * kMebibyte);
 }
 
 TEST(MemorySheet, HoldsTwentyMillionShortCellsIn400Megabytes) {
