@@ -91,7 +91,7 @@ class Package final : public Excel2007Book {
     changed_.errors += cells.changed().errors;
     changed_.lost_texts += cells.changed().lost_texts;
     changed_.lost_styles += cells.changed().lost_styles;
-    return context_.strings.failed() ? Outcome::kOverBudget : outcome;
+    return OrOverBudget(outcome);
   }
 
   void WriteNotes() const override {
@@ -140,7 +140,8 @@ class Package final : public Excel2007Book {
 
   // What overdraws the budget fails in some way or other, and is told as what it is.
   Outcome OrOverBudget(Outcome outcome) {
-    return package_.budget().overdrawn() ? Outcome::kOverBudget : outcome;
+    const bool is_over = package_.budget().overdrawn() || context_.strings.failed();
+    return is_over ? Outcome::kOverBudget : outcome;
   }
 
   Outcome Bad(const std::string& part, Outcome outcome) {

@@ -65,20 +65,24 @@ bool Spool::Read(std::uint64_t position, std::span<char> into) {
 }
 
 bool SpooledStrings::Add(std::string_view text) {
+  if (!spools_ && Keep(text)) return true;
+  failed_ = failed_ || !PutInSpool(text);
+  return !failed_;
+}
+
+bool SpooledStrings::PutInSpool(std::string_view text) {
   if (!spools_) {
-    if (Keep(text)) return true;
     if (!budget_.Take(2 * Spool::kKept)) return false;
     spools_ = std::make_unique<Spools>();
+    std::uint64_t begin = 0;
+    if (!spools_->begins.Write(BytesOf(begin))) return false;
   }
   if (text.size() > longest_) {
     if (!budget_.Take(text.size() - longest_)) return false;
     longest_ = text.size();
   }
-  std::uint64_t begin = spools_->texts.size();
-  if (begin == 0 && spools_->begins.size() == 0 && !spools_->begins.Write(BytesOf(begin)))
-    return false;
-  begin += text.size();
-  return spools_->texts.Write(text) && spools_->begins.Write(BytesOf(begin));
+  std::uint64_t end = spools_->texts.size() + text.size();
+  return spools_->texts.Write(text) && spools_->begins.Write(BytesOf(end));
 }
 
 // False when there is no room in memory.

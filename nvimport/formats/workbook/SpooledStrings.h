@@ -55,7 +55,7 @@ class SpooledStrings {
     return number < texts_.size() ? texts_[number] : FromSpool(number - texts_.size());
   }
 
-  // A text that is there could not be read.
+  // A text found no room, or one that is there could not be read.
   bool failed() const { return failed_; }
 
  private:
@@ -65,6 +65,7 @@ class SpooledStrings {
   };
 
   bool Keep(std::string_view text);
+  bool PutInSpool(std::string_view text);
   const char* FromSpool(std::uint64_t number);
 
   static constexpr std::size_t kChunk = std::size_t{256} << 10;

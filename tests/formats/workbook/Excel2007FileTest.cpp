@@ -415,6 +415,13 @@ TEST(Excel2007File, SharesMoreTextsThanMemoryHolds) {
   EXPECT_EQ(reader.Read(&sink), 0);
   EXPECT_EQ(sink.good, kTexts);
   EXPECT_LT(counter.Peak(), std::size_t{40} << 20) << "of 60 MB";
+
+  const std::string before = std::filesystem::temp_directory_path();
+  ::setenv("TMPDIR", "/nowhere", 1);
+  Excel2007File without;
+  EXPECT_EQ(without.Open(true, file.path(), nullptr), 0);
+  EXPECT_EQ(without.Read(&sink), 6);
+  ::setenv("TMPDIR", before.c_str(), 1);
 }
 
 }  // namespace
