@@ -79,10 +79,12 @@ bool Excel2007Cells::TakesExtentOnly() {
 }
 
 void Excel2007Cells::SetNumber(std::uint32_t style, double value) {
-  if (style >= context_.date_styles.size()) {
+  if (style >= context_.styles.size()) {
     // Who writes no styles at all leaves their numbers at 0.
     if (style > 0 || context_.is_without_styles) ++changed_.lost_styles;
-  } else if (context_.date_styles[style]) {
+  } else if (context_.styles[style] == CellStyle::kLost) {
+    ++changed_.lost_styles;
+  } else if (context_.styles[style] == CellStyle::kDate) {
     DateText text;
     IEEEDate_2_string(value, context_.since_1904, text);
     return SetText(text.data());

@@ -11,13 +11,16 @@
 
 namespace nvimport {
 
+// What a style makes of a number; kLost where it refers to a format that there is not.
+enum class CellStyle : unsigned char { kNumber, kDate, kLost };
+
 // What a cell's style and content refer to.
 struct CellContext {
   explicit CellContext(Budget& budget) : strings(budget) {}
 
   bool since_1904 = false;
   bool is_without_styles = false;  // though the workbook names their part
-  std::vector<bool> date_styles;   // by number: the cells of that style are dates
+  std::vector<CellStyle> styles;   // by number
   SpooledStrings strings;
 };
 

@@ -41,6 +41,12 @@ std::string RelationshipsOf(std::string_view part) {
   return std::string(part.substr(0, file)) + "_rels/" + std::string(part.substr(file)) + ".rels";
 }
 
+// A name for a reader's eyes: of a long one, the end.
+std::string Shown(const std::string& part) {
+  constexpr std::size_t kLongest = 120;
+  return part.size() > kLongest ? "..." + part.substr(part.size() - kLongest) : part;
+}
+
 // Whether the open part is XML, by its first byte: text or a byte-order mark.
 bool IsXml(ZipPackage& package) {
   const auto ahead = package.Ahead(1);
@@ -101,7 +107,7 @@ class Package final : public Excel2007Book {
     };
     const auto named = [](const std::string& part, const char* kind) {
       return part.empty() ? "and the workbook names no part of " + std::string(kind)
-                          : "that the part \"" + part + "\" does not hold";
+                          : "that the part \"" + Shown(part) + "\" does not hold";
     };
     write(changed_.errors, "error was delivered as an empty text",
           "errors were delivered as empty texts", "");
@@ -113,7 +119,7 @@ class Package final : public Excel2007Book {
           named(styles_part_, "those") + " and may be a date");
     write(lost_sheets_, "sheet is none of those that the part \"",
           "sheets are none of those that the part \"",
-          RelationshipsOf(workbook_part_) + "\" names, and not offered");
+          Shown(RelationshipsOf(workbook_part_)) + "\" names, and not offered");
   }
 
   Outcome Measure(const Sheet& sheet, Extent& extent) override {
@@ -149,7 +155,7 @@ class Package final : public Excel2007Book {
     if (outcome != Outcome::kOverBudget)
       Log::WriteMessage(
           "Excel2007File", "Read",
-          "The part \"" + part + "\" is " + (package_.Has(part) ? "damaged." : "missing."),
+          "The part \"" + Shown(part) + "\" is " + (package_.Has(part) ? "damaged." : "missing."),
           Log::kNormal);
     return outcome;
   }
@@ -238,7 +244,7 @@ class Package final : public Excel2007Book {
     if (package_.Has(styles_part_))
       outcome = ReadPart(styles_part_, Outcome::kBadWorkbook, XmlParts::ReadStyles,
                          BinaryParts::ReadStyles, styles);
-    context_.date_styles = styles.DateStyles();
+    context_.styles = styles.CellStyles();
     if (outcome == Outcome::kGood && package_.Has(strings_part_))
       outcome = ReadPart(strings_part_, Outcome::kBadWorkbook, XmlParts::ReadStrings,
                          BinaryParts::ReadStrings, context_.strings);
@@ -311,14 +317,19 @@ bool StyleTable::TakeStyle(std::uint32_t format, Budget& budget) {
   return true;
 }
 
-std::vector<bool> StyleTable::DateStyles() const {
-  std::vector<bool> dates;
-  dates.reserve(styles_.size());
+std::vector<CellStyle> StyleTable::CellStyles() const {
+  constexpr std::uint32_t kFirstOwn = 164;  // formats before it are built in
+  std::vector<CellStyle> styles;
+  styles.reserve(styles_.size());
   for (const std::uint32_t format : styles_) {
     const auto found = formats_.find(format);
-    dates.push_back(found != formats_.end() ? found->second : IsDateFormat(std::size_t{format}));
+    const bool is_there = found != formats_.end();
+    const bool is_date = is_there ? found->second : IsDateFormat(std::size_t{format});
+    styles.push_back(is_date                          ? CellStyle::kDate
+                     : is_there || format < kFirstOwn ? CellStyle::kNumber
+                                                      : CellStyle::kLost);
   }
-  return dates;
+  return styles;
 }
 
 std::unique_ptr<Excel2007Book> Excel2007Book::Open(const char* path, Outcome& outcome) {

@@ -65,7 +65,7 @@ class StyleTable {
   bool TakeFormat(std::uint32_t number, std::string_view text, Budget& budget);
   bool TakeStyle(std::uint32_t format, Budget& budget);
 
-  std::vector<bool> DateStyles() const;
+  std::vector<CellStyle> CellStyles() const;
 
  private:
   std::map<std::uint32_t, bool> formats_;

@@ -295,6 +295,10 @@ TEST(Excel2007File, NotesWhatIsMissing) {
             "'first' | '' | 1" + lost +
                 "1 number has a style that the part \"xl/styles.xml\" does not hold and may be a "
                 "date\n");
+  EXPECT_EQ(without(Xml(R"(<row><c s="3"><v>1</v></c></row>)"),
+                    R"(<numFmt numFmtId="165" formatCode="[h]:mm"/>)"),
+            "11 number has a style that the part \"xl/styles.xml\" does not hold and may be a "
+            "date\n");
   EXPECT_EQ(without(two, two.Relationship("rId2", "worksheet", "worksheets/sheet2.xml")),
             one_text + lost +
                 "1 sheet is none of those that the part \"xl/_rels/workbook.xml.rels\" names, and "
