@@ -194,7 +194,7 @@ class StringsXml final : public XmlPart {
   }
   void End(State state) override {
     if (state != kString) return;
-    Excuse();
+    if (!text_.text.empty()) Excuse();
     Unescape(text_.text);
     if (!strings_.Add(text_.text)) Refuse();
   }
@@ -301,7 +301,7 @@ class SheetXml final : public XmlPart {
   }
 
   void End(State state) override {
-    if (state == kCell) Excuse();
+    if (state == kCell && has_value_) Excuse();
     if (state == kCell && !TakeCell()) Refuse();
     if (state == kData) Stop();
   }
