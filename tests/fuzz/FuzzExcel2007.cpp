@@ -30,7 +30,7 @@ std::pair<int, std::vector<CheckingSink::SeenCell>> Read(const std::string& byte
     std::pair extent(0, 0);
     for (const auto& cell : sink.cells)
       extent = {std::max(extent.first, cell.row), std::max(extent.second, cell.column)};
-    Check(extent.first <= size.first && extent.second <= size.second,
+    Check((extent.first <= size.first && extent.second <= size.second) || sink.cells.empty(),
           "no cell lies beyond the size");
     Check(file.GetStatus() != 0 || extent == size, "the size is that of the cells");
   }

@@ -193,8 +193,8 @@ class StringsXml final : public XmlPart {
     if (state == kText && !text_.Add(text)) Refuse();
   }
   void End(State state) override {
+    if (state == kText && !text_.text.empty()) Excuse();
     if (state != kString) return;
-    if (!text_.text.empty()) Excuse();
     Unescape(text_.text);
     if (!strings_.Add(text_.text)) Refuse();
   }

@@ -289,8 +289,7 @@ int ExcelFile::AddSheet(std::string_view name, std::uint64_t position) {
   Sheet sheet;
   const int status = IsWorksheet(position, sheet);
   if (status == kNoData) return kGood;
-  if (status == kBadWorksheet && !book_->rules.bad_sheet_ends_workbook &&
-      !budget_.overdrawn()) {
+  if (status == kBadWorksheet && !book_->rules.bad_sheet_ends_workbook && !budget_.overdrawn()) {
     ++sheets_unread_;
     return kGood;
   }

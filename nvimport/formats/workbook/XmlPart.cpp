@@ -167,7 +167,7 @@ bool XmlPart::Read(ZipPackage& package) {
 // A hundred megabytes of empty elements, which pack to nearly nothing, are not worth the time.
 void XmlPart::CountTag() {
   constexpr unsigned kAtOnce = 4096;
-  constexpr std::uint64_t kWorth = 8;  // bytes read otherwise
+  constexpr std::uint64_t kWorth = 16;  // bytes read otherwise
   if (++unexcused_ < kAtOnce) return;
   unexcused_ = 0;
   if (!budget_->Work(kAtOnce * kWorth)) Refuse();

@@ -82,8 +82,9 @@ class XmlPart {
   void Excuse() { unexcused_ -= std::min(unexcused_, kTagsOfOne); }
 
  private:
-  // Tags and pieces of text, at most, of a cell with its share of a row.
-  static constexpr unsigned kTagsOfOne = 12;
+  // Tags and pieces of text, mostly, of a cell with its share of a row, and of a text with its
+  // font.
+  static constexpr unsigned kTagsOfOne = 20;
 
   struct Callbacks;
   void CountTag();
