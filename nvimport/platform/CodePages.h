@@ -8,6 +8,8 @@
 namespace nvimport {
 
 // The code pages of old worksheets. OEM is CP437, ANSI is Windows-1252.
+inline constexpr int kOemPage = 437;
+inline constexpr int kAnsiPage = 1252;
 
 // Windows-1252 from 0x80 to 0x9f; above, its characters are those of Unicode. The five undefined
 // bytes are the control characters of the same value.

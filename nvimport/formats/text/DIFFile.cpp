@@ -29,7 +29,6 @@ static_assert(WellFormed(kTexts, 768, 771));
 
 constexpr const char* kSource = "DIFFile";
 constexpr std::size_t kMarkSize = 3;
-constexpr int kOemPage = 437;
 
 }  // namespace
 
