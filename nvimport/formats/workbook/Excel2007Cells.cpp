@@ -94,9 +94,9 @@ bool Excel2007Cells::TakesExtentOnly() {
 }
 
 void Excel2007Cells::SetNumber(std::uint32_t style, double value) {
-  if (style < context_.date_styles.size() && context_.date_styles[style]) {
+  if (style < context_.date_styles.size() && context_.date_styles[style] != DateForm::kNone) {
     DateText text;
-    IEEEDate_2_string(value, context_.since_1904, text);
+    IEEEDate_2_string(value, context_.since_1904, text, context_.date_styles[style]);
     return SetText(text.data());
   }
   Sink().Set(column(), row(), value);

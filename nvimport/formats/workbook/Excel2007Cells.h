@@ -9,6 +9,7 @@
 
 #include "nvimport/formats/workbook/Excel2007Book.h"
 #include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/SerialDate.h"
 
 namespace nvimport {
 
@@ -32,7 +33,7 @@ class SharedStrings {
 // What a cell's style and content refer to.
 struct CellContext {
   bool since_1904 = false;
-  std::vector<bool> date_styles;  // by number: the cells of that style are dates
+  std::vector<DateForm> date_styles;  // by number, what the cells of that style show
   SharedStrings strings;
 };
 

@@ -184,12 +184,12 @@ class Package final : public Excel2007Book {
 
 }  // namespace
 
-std::vector<bool> StyleTable::DateStyles() const {
-  std::vector<bool> dates;
+std::vector<DateForm> StyleTable::DateStyles() const {
+  std::vector<DateForm> dates;
   dates.reserve(styles_.size());
   for (const std::uint32_t format : styles_) {
     const auto found = formats_.find(format);
-    dates.push_back(found != formats_.end() ? found->second : IsDateFormat(std::size_t{format}));
+    dates.push_back(found != formats_.end() ? found->second : DateFormOf(std::size_t{format}));
   }
   return dates;
 }

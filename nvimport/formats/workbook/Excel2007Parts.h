@@ -38,14 +38,14 @@ struct WorkbookPart {
 class StyleTable {
  public:
   void TakeFormat(std::uint32_t number, std::string_view text) {
-    formats_[number] = IsDateFormat(text);
+    formats_[number] = DateFormOf(text);
   }
   void TakeStyle(std::uint32_t format) { styles_.push_back(format); }
 
-  std::vector<bool> DateStyles() const;
+  std::vector<DateForm> DateStyles() const;
 
  private:
-  std::map<std::uint32_t, bool> formats_;
+  std::map<std::uint32_t, DateForm> formats_;
   std::vector<std::uint32_t> styles_;
 };
 

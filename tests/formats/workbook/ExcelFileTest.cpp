@@ -215,14 +215,14 @@ TEST(ExcelFile, CountsWhatItsRulesCost) {
        "45000 | 45000\n"
        "1 number was taken for a date and delivered as its text\n"
        "2 dates were taken for numbers and delivered as those\n",
-       "1.5 | '2023-03-15 12:00:00' | '2023-03-15' | 45000 | '2023-03-15' | 45000 | '2023-03-15' | "
-       "45000\n"},
+       "1.5 | '2023-03-15 12:00:00' | '2023-03-15' | 45000 | '2023-03-15' | 45000 | "
+       "'1080000:00:00' | 45000\n"},
       {"dates of BIFF4, from 1904 on", &ExcelRules::dates_from_biff5_on,
        SheetFile(0x0409, Record(0x0022, U16(1)) + Record(0x041E, U16(9) + U8(1) + "0") +
                              Record(0x041E, U16(9) + U8(4) + "d/m ") +
                              Record(0x0443, U8(0) + U8(0)) + Record(0x0443, U8(0) + U8(1)) + Row() +
-                             Number(0, 0, 1, 0) + Number(0, 1, 1, 1)),
-       "1 | 1\n1 date was taken for a number and delivered as that\n", "1 | '1904-01-02'\n"},
+                             Number(0, 0, 1, 0) + Number(0, 1, 0, 1)),
+       "1 | 0\n1 date was taken for a number and delivered as that\n", "1 | '1904-01-01'\n"},
       {"a stream's name", &ExcelRules::exact_stream_names,
        WriteCompoundFile({{"BOOK", OneSheet(Number(0, 0, 1))}}),
        "262 No Excel stream was found in the file.\n", "1\n"},
