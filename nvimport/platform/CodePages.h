@@ -31,8 +31,8 @@ std::size_t OemToAnsi(char* text, std::size_t count);
 // it lacks becomes '?', counted in `lost`.
 std::string ToOem(std::string_view text, std::size_t& lost);
 
-// Adds `bytes`, which are in the code page of this number, as UTF-8. 10000 is Mac Roman; one that
-// is not known counts as Windows-1252.
+// Adds `bytes`, which are in the code page of this number, as UTF-8: any that a workbook may state,
+// by Excel's own numbers too. One that is not known counts as Windows-1252.
 void AppendFromCodePage(std::string& out, std::string_view bytes, int page);
 
 }  // namespace nvimport
