@@ -225,6 +225,26 @@ std::size_t OemToAnsi(char* text, std::size_t count) {
   return lost;
 }
 
+void OemOrAnsi::Count(std::string_view text) {
+  // Letters and signs of the one, most of which are rare in the other.
+  static constexpr std::string_view kOemSigns = "\xab\xac\xe1\xe6\xf1\xf8\xfd";
+  static constexpr std::string_view kAnsiSigns = "\x80\x85\x91\x92\x93\x94\x96\x97\xa3\xa7\xa9\xae";
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80) continue;
+    if (byte >= 0xb0 && byte <= 0xdf) {
+      // The lines of frames, which run on.
+      const bool is_run = (i > 0 && text[i - 1] == c) || (i + 1 < text.size() && text[i + 1] == c);
+      ++(is_run ? oem_ : ansi_);
+      continue;
+    }
+    if (byte <= 0x9a || (byte >= 0xa0 && byte <= 0xa8) || kOemSigns.find(c) != kOemSigns.npos)
+      ++oem_;
+    if (byte >= 0xe0 || kAnsiSigns.find(c) != kAnsiSigns.npos) ++ansi_;
+  }
+}
+
 std::string ToOem(std::string_view text, std::size_t& lost) {
   std::string oem;
   oem.reserve(text.size());

@@ -27,6 +27,19 @@ inline char32_t FromWindows1252(char c) {
 // Converts `count` bytes in place; what the other page lacks becomes '?'. The number of those.
 std::size_t OemToAnsi(char* text, std::size_t count);
 
+// Tells whether texts are in the OEM or the ANSI code page, by what characters their bytes would
+// be.
+class OemOrAnsi {
+ public:
+  void Count(std::string_view text);
+  // The OEM page where nothing tells.
+  int page() const { return ansi_ > oem_ ? kAnsiPage : kOemPage; }
+
+ private:
+  std::size_t oem_ = 0;
+  std::size_t ansi_ = 0;
+};
+
 // `text`, which is UTF-8 where it is valid UTF-8 and else Windows-1252, in the OEM code page. What
 // it lacks becomes '?', counted in `lost`.
 std::string ToOem(std::string_view text, std::size_t& lost);

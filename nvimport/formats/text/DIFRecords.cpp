@@ -111,7 +111,7 @@ DIFRecords::Kind DIFRecords::TakeRecord(Line type, Line text, Value& value) {
     case 0:
       return word == "V" ? kNumber : TakeNumber(word, value);
     case 1:
-      if (!IsQuoted(word)) return TakeOddText(text, value);
+      if (!IsQuoted(word) || !rules_.texts_on_one_line) return TakeLongText(text, value);
       value = TakeQuoted(text);
       return kText;
     default:
@@ -124,11 +124,19 @@ DIFRecords::Value DIFRecords::TakeQuoted(Line text) const {
   return WithNul(rules_.quotes_as_they_stand ? inner : HalveQuotes(inner));
 }
 
-// A text whose line is not quoted.
-DIFRecords::Kind DIFRecords::TakeOddText(Line text, Value& value) {
+// Whether a record may begin behind a text: where none does, a quote that ends its line is its own.
+bool DIFRecords::IsAtRecord(Line& text) {
+  constexpr std::size_t kLongestType = 3;
+  const auto next = lines_.Behind(text, kLongestType);
+  const std::string_view type(next.data(), next.size());
+  return type.empty() || type.starts_with("0,") || type.starts_with("1,") || type == "-1,";
+}
+
+// A text that is not quoted, or may be one of several lines.
+DIFRecords::Kind DIFRecords::TakeLongText(Line text, Value& value) {
   const bool is_open = text.size() > 0 && text[0] == '"';
   if (is_open && !rules_.texts_on_one_line) {
-    while (!IsQuoted(View(text)))
+    while (!IsQuoted(View(text)) || !IsAtRecord(text))
       if (!lines_.Extend(text)) return kError;
     value = TakeQuoted(text);
     return kText;

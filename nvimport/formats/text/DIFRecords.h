@@ -55,7 +55,8 @@ class DIFRecords {
   Kind ReadLongRecord(Value& value);
   Kind TakeRecord(Line type, Line text, Value& value);
   Kind TakeNumber(std::string_view indicator, Value& value);
-  Kind TakeOddText(Line text, Value& value);
+  Kind TakeLongText(Line text, Value& value);
+  bool IsAtRecord(Line& text);
   Value TakeQuoted(Line text) const;
   static Value WithNul(Line line) {
     line.data()[line.size()] = '\0';
