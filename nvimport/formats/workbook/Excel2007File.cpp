@@ -158,8 +158,6 @@ int Excel2007File::EstablishSize() {
     Measure(sheet, /*is_one_of_many=*/false);
     layout.Add(sizes_[sheet].columns, sizes_[sheet].rows);
   }
-  // As with ExcelFile.
-  if (selection_->sheets.size() > 1) layout.AddExtraOne();
   return SetSize(layout.columns(), layout.rows());
 }
 

@@ -534,10 +534,25 @@ TEST(ExcelFile, AChoiceMeansTheSameUnderAllRules) {
     const std::size_t asked = dialogs.items_questions.size();
     EXPECT_EQ(import({}, &options), "3 x 5\n1 | . | 3\n");
     EXPECT_EQ(import(right_size, &options), "2 x 5\n1 | . | 3\n");
-    EXPECT_EQ(import(ExcelRules::Off(), &options), "2 x 5\n1 | . | 3\n");
+    EXPECT_EQ(import(ExcelRules::Off(), &options), "1 x 2\n1 | 3\n");
     EXPECT_EQ(dialogs.items_questions.size(), asked);
   }
   EXPECT_EQ(dialogs.items_questions.at(1).items, (std::vector<std::string>{"A", "C", "B"}));
+}
+
+// Of one sheet too, whether it states less than it has or more.
+TEST(ExcelFile, ASizeIsStatedOrThatOfTheCells) {
+  for (const std::uint16_t stated : {std::uint16_t{1}, std::uint16_t{9}}) {
+    const MemoryFile file(
+        WorkbookFixture{{{Number(3, 0, 1) + Number(0, 2, 2), stated, stated, "A"}}}.Stream());
+    const auto size = [&](const ExcelRules& rules) {
+      ExcelFile reader(rules);
+      EXPECT_EQ(reader.Open(true, file.path(), nullptr), 0);
+      return std::pair(reader.GetNumRows(), reader.GetNumCols());
+    };
+    EXPECT_EQ(size({}), std::pair(int{stated}, int{stated}));
+    EXPECT_EQ(size(ExcelRules::Off()), std::pair(4, 3));
+  }
 }
 
 TEST(ExcelFile, WalksAWorkspaceBySheets) {
