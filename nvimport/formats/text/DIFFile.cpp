@@ -116,6 +116,7 @@ int DIFFile::EstablishSize() {
   std::uint64_t rows = 0;
   std::uint64_t cells = 0;
   std::uint64_t columns = 0;
+  const bool looks = !rules_.single_byte_texts && !has_looked_;
   DIFRecords::Value value;
   while (true) {
     switch (records_->ReadDIFRecord(value)) {
@@ -124,7 +125,7 @@ int DIFFile::EstablishSize() {
         cells = 0;
         break;
       case DIFRecords::kText:
-        if (!has_looked_) LookAt({value.data(), value.size()});
+        if (looks) LookAt({value.data(), value.size()});
         [[fallthrough]];
       case DIFRecords::kNumber:
         if (rows > 0) columns = std::max(columns, ++cells);
@@ -146,7 +147,7 @@ int DIFFile::EstablishSize() {
 }
 
 void DIFFile::LookAt(std::string_view text) {
-  if (!rules_.single_byte_texts && !IsAscii(text) && !IsUtf8(text)) pages_.Count(text);
+  if (!IsAscii(text) && !IsUtf8(text)) pages_.Count(text);
 }
 
 void DIFFile::LookAtTexts() {

@@ -343,7 +343,7 @@ void ExcelCells::TakeMulRk(const BiffRecord& record) {
 }
 
 void ExcelCells::SetNumber(Place place, std::uint16_t xf, double value) {
-  if (xf < book_.xfs.size() && book_.xfs[xf] != ExcelXf())
+  if (xf < book_.xfs.size() && !book_.xfs[xf].is_plain_number())
     return SetDate(place, book_.xfs[xf], value);
   sink_->Set(place.column, place.row, value);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -15,7 +16,7 @@ struct ExcelXf {
   DateForm form = DateForm::kNone;
   bool is_mistaken = false;  // a number taken for a date, or a date for a number
 
-  bool operator==(const ExcelXf&) const = default;
+  bool is_plain_number() const { return std::bit_cast<std::uint16_t>(*this) == 0; }
 };
 
 // What a number format shows: one that is built in, by its number, or a text, by the letters of
