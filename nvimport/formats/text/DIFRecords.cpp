@@ -56,6 +56,7 @@ std::string_view FirstWord(std::string_view text) {
 
 DIFRecords::DIFRecords(const DIFRules& rules, LineReader::Source read)
     : rules_(rules),
+      has_plain_texts_(rules.texts_on_one_line && rules.quotes_as_they_stand),
       longest_(rules.short_lines_only ? kLongestLine : std::numeric_limits<std::size_t>::max()),
       lines_(LineReader::End::kLineFeed, longest_, std::move(read)) {}
 
@@ -111,17 +112,12 @@ DIFRecords::Kind DIFRecords::TakeRecord(Line type, Line text, Value& value) {
     case 0:
       return word == "V" ? kNumber : TakeNumber(word, value);
     case 1:
-      if (!IsQuoted(word) || !rules_.texts_on_one_line) return TakeLongText(text, value);
-      value = TakeQuoted(text);
+      if (!has_plain_texts_ || !IsQuoted(word)) return TakeText(text, value);
+      value = WithNul(text.subspan(1, text.size() - 2));
       return kText;
     default:
       return kSkipped;
   }
-}
-
-DIFRecords::Value DIFRecords::TakeQuoted(Line text) const {
-  const Line inner = text.subspan(1, text.size() - 2);
-  return WithNul(rules_.quotes_as_they_stand ? inner : HalveQuotes(inner));
 }
 
 // Whether a record may begin behind a text: where none does, a quote that ends its line is its own.
@@ -132,13 +128,16 @@ bool DIFRecords::IsAtRecord(Line& text) {
   return type.empty() || type.starts_with("0,") || type.starts_with("1,") || type == "-1,";
 }
 
-// A text that is not quoted, or may be one of several lines.
-DIFRecords::Kind DIFRecords::TakeLongText(Line text, Value& value) {
+// A text that may be one of several lines, have doubled quotes, or none around it.
+DIFRecords::Kind DIFRecords::TakeText(Line text, Value& value) {
   const bool is_open = text.size() > 0 && text[0] == '"';
   if (is_open && !rules_.texts_on_one_line) {
     while (!IsQuoted(View(text)) || !IsAtRecord(text))
       if (!lines_.Extend(text)) return kError;
-    value = TakeQuoted(text);
+  }
+  if (IsQuoted(View(text))) {
+    const Line inner = text.subspan(1, text.size() - 2);
+    value = WithNul(rules_.quotes_as_they_stand ? inner : HalveQuotes(inner));
     return kText;
   }
   value = WithNul(text);
