@@ -188,6 +188,8 @@ const std::array<char, 128>& AnsiOfOem() {
   return table;
 }
 
+bool IsAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
 // A page of more than one byte to a character; false where the system does not know it.
 bool AppendFromSystem(std::string& out, std::string_view bytes, int page) {
   const ::iconv_t converter = ::iconv_open("UTF-8", ("CP" + std::to_string(page)).c_str());
@@ -229,6 +231,13 @@ void OemOrAnsi::Count(std::string_view text) {
   // Letters and signs of the one, most of which are rare in the other.
   static constexpr std::string_view kOemSigns = "\xab\xac\xe1\xe6\xf1\xf8\xfd";
   static constexpr std::string_view kAnsiSigns = "\x80\x85\x91\x92\x93\x94\x96\x97\xa3\xa7\xa9\xae";
+  // Those of the OEM page that are signs and a capital, which stand in no word, and letters that
+  // are no word.
+  static constexpr std::string_view kInNoWord = "\x92\xe6\xf1\xf8\xfd";
+  static constexpr std::string_view kNotAlone = "\x96\x97";
+  const auto is_letter = [&](std::size_t at) {
+    return at < text.size() && IsAsciiLetter(text[at]);
+  };
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
     const auto byte = static_cast<unsigned char>(c);
@@ -239,9 +248,15 @@ void OemOrAnsi::Count(std::string_view text) {
       ++(is_run ? oem_ : ansi_);
       continue;
     }
-    if (byte <= 0x9a || (byte >= 0xa0 && byte <= 0xa8) || kOemSigns.find(c) != kOemSigns.npos)
-      ++oem_;
-    if (byte >= 0xe0 || kAnsiSigns.find(c) != kAnsiSigns.npos) ++ansi_;
+    const bool is_behind = i > 0 && is_letter(i - 1);
+    const bool is_before = is_letter(i + 1);
+    const bool is_odd = is_behind && is_before
+                            ? kInNoWord.find(c) != kInNoWord.npos
+                            : !is_behind && !is_before && kNotAlone.find(c) != kNotAlone.npos;
+    const bool is_oem =
+        byte <= 0x9a || (byte >= 0xa0 && byte <= 0xa8) || kOemSigns.find(c) != kOemSigns.npos;
+    oem_ += is_oem && !is_odd ? 1 : 0;
+    ansi_ += byte >= 0xe0 || kAnsiSigns.find(c) != kAnsiSigns.npos ? 1 : 0;
   }
 }
 

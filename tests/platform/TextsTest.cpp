@@ -74,6 +74,40 @@ TEST(CodePages, BecomeUtf8) {
   }
 }
 
+TEST(CodePages, AreToldApartByTheirTexts) {
+  const struct {
+    int page;
+    const char* texts[3];
+  } kCases[] = {
+      {437, {"M\x81nchen", "\x82t\x82", "25 \xF8"}},
+      {437, {"\xC4\xC4\xC4", "\xCD\xCD\xBB", "m\xFD"}},
+      {437,
+       {"Stra\xE1"
+        "e",
+        "\xF1 2", "\xE6m"}},
+      {437, {"", "a", "1"}},
+      {1252,
+       {"caf\xE9", "\xB5 \x80",
+        "25 \xB0"
+        "C"}},
+      {1252,
+       {"Espa\xF1ol",
+        "K\xF8"
+        "b",
+        "don\x92t"}},
+      {1252,
+       {"10 \x96 20",
+        "Gr\xF6\xDF"
+        "e",
+        "\xC4\xD6"}},
+  };
+  for (const auto& c : kCases) {
+    OemOrAnsi pages;
+    for (const char* const text : c.texts) pages.Count(text);
+    EXPECT_EQ(pages.page(), c.page) << c.texts[0];
+  }
+}
+
 TEST(NumberText, ParsesDecimalNumbersOnly) {
   const struct {
     const char* text;
