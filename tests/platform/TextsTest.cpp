@@ -4,6 +4,7 @@
 #include <limits>
 #include <sstream>
 
+#include "nvimport/hosting/CellText.h"
 #include "nvimport/platform/CodePages.h"
 #include "nvimport/platform/Exception.h"
 #include "nvimport/platform/NumberText.h"
@@ -72,6 +73,29 @@ TEST(CodePages, BecomeUtf8) {
     AppendFromCodePage(text, c.bytes, c.page);
     EXPECT_EQ(text, c.text) << c.page;
   }
+}
+
+// The system's tables are another's work. Where it has no character ours may have a control one.
+TEST(CodePages, AgreeWithTheSystemsWhereItKnowsThem) {
+  constexpr int kNumbers[] = {437,  720,  737,  775,  850,  852,  855,  857,  858,
+                              860,  861,  862,  863,  864,  865,  866,  869,  874,
+                              1250, 1251, 1252, 1253, 1254, 1255, 1256, 1257, 1258};
+  int known = 0;
+  for (const int number : kNumbers) {
+    const Conversion system("UTF-8", "CP" + std::to_string(number));
+    if (!system.ok()) continue;
+    ++known;
+    for (int byte = 0x80; byte < 0x100; ++byte) {
+      const std::string bytes(1, static_cast<char>(byte));
+      std::string ours;
+      std::string theirs;
+      AppendFromCodePage(ours, bytes, number);
+      system.Convert(bytes, theirs, "?");
+      EXPECT_TRUE(ours == theirs || theirs == "?")
+          << number << " " << byte << " " << ours << " " << theirs;
+    }
+  }
+  EXPECT_GT(known, 0);
 }
 
 TEST(CodePages, AreToldApartByTheirTexts) {
