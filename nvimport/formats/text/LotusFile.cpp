@@ -325,11 +325,11 @@ std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetDa
 // Sets the text at `at`.
 inline void LotusFile::SetText(std::span<const char> data, std::size_t at, Place place,
                                ReadSpreadSheetData& sink) const {
-  const auto text = data.subspan(std::min(at, data.size()));
-  const void* const end = std::memchr(text.data(), '\0', text.size());
-  const std::string_view stored(
-      text.data(), end != nullptr ? static_cast<const char*>(end) - text.data() : text.size());
-  if (end != nullptr && (rules_.texts_as_stored || IsAscii(stored)))
+  const auto rest = data.subspan(std::min(at, data.size()));
+  const std::string_view text(rest.data(), rest.size());
+  const std::size_t end = text.find('\0');
+  const std::string_view stored = text.substr(0, end);
+  if (end != text.npos && (rules_.texts_as_stored || IsAscii(stored)))
     sink.Set(place.column, place.row, text.data());
   else
     SetOddText(stored, place, sink);
