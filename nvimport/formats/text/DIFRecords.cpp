@@ -122,10 +122,15 @@ DIFRecords::Kind DIFRecords::TakeRecord(Line type, Line text, Value& value) {
 
 // Whether a record may begin behind a text: where none does, a quote that ends its line is its own.
 bool DIFRecords::IsAtRecord(Line& text) {
-  constexpr std::size_t kLongestType = 3;
+  constexpr std::size_t kLongestType = 32;  // nearly always
   const auto next = lines_.Behind(text, kLongestType);
-  const std::string_view type(next.data(), next.size());
-  return type.empty() || type.starts_with("0,") || type.starts_with("1,") || type == "-1,";
+  const std::string_view behind(next.data(), next.size());
+  const std::string_view type = behind.substr(0, behind.find('\n'));
+  const std::string_view number = type.substr(0, type.find(','));
+  const bool is_type = number.size() < type.size() &&
+                       number.find_first_of("0123456789") != std::string_view::npos &&
+                       number.find_first_not_of(" \t+-0123456789") == std::string_view::npos;
+  return behind.empty() || (is_type && type.find('"') == std::string_view::npos);
 }
 
 // A text that may be one of several lines, have doubled quotes, or none around it.
