@@ -131,7 +131,7 @@ std::optional<RangeChoice> WindowDialogs::SelectRange(const RangeQuestion& quest
   });
 }
 
-std::optional<std::vector<std::string>> WindowDialogs::SortFiles(
+std::optional<std::vector<std::string>> WindowDialogs::OrderFiles(
     const FileOrderQuestion& question) {
   return Ask([&] { return AskFileOrder(&window_, question.files); });
 }

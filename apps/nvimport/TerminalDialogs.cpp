@@ -127,7 +127,7 @@ std::optional<RangeChoice> TerminalDialogs::SelectRange(const RangeQuestion& que
              });
 }
 
-std::optional<std::vector<std::string>> TerminalDialogs::SortFiles(
+std::optional<std::vector<std::string>> TerminalDialogs::OrderFiles(
     const FileOrderQuestion& question) {
   const std::vector<std::string>& files = question.files;
   std::vector<std::string> names;

@@ -22,7 +22,7 @@ class TerminalDialogs : public Dialogs {
   std::optional<TextImportChoice> ImportText(const TextImportQuestion& question) override;
   std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override;
   std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
-  std::optional<std::vector<std::string>> SortFiles(const FileOrderQuestion& question) override;
+  std::optional<std::vector<std::string>> OrderFiles(const FileOrderQuestion& question) override;
   int ShowMessage(const MessageBoxQuestion& message) override;
 
  private:

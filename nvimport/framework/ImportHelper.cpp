@@ -225,7 +225,7 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
                  MessageBoxQuestion::kStop);
       return false;
     }
-    auto sorted = Dialogs::Current().SortFiles({selection_});
+    auto sorted = Dialogs::Current().OrderFiles({selection_});
     if (!sorted) {
       error = ReadErrors::kNoFormatChosen;
       return false;
@@ -301,7 +301,7 @@ bool ImportHelper::EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, 
 
 bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd* parent) {
   constexpr const char* kNotRead = "Data could not be read from the file. Import will be aborted.";
-  const Watch watch(Dialogs::Current().ShowProgress({"Loading data file..."}));
+  const Watch watch(Dialogs::Current().OpenProgress({"Loading data file..."}));
   const int status = file.Read(sheet);
   if (watch.cancelled()) {
     status_ = kCancelled;

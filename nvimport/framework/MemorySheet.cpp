@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <functional>
 #include <limits>
 
 namespace nvimport {
@@ -13,6 +14,10 @@ constexpr std::size_t kLinesInChunk = 1024;
 constexpr std::size_t kArenaChunk = 64 * 1024;
 // A text this long gets a chunk to itself, so that little is lost at a chunk's end.
 constexpr std::size_t kLongText = 4 * 1024;
+
+// A search that finds neither its text nor a free entry so soon is given up: the text is stored
+// again.
+constexpr std::size_t kMostProbes = 64;
 
 constexpr bool HasOwnChunk(std::size_t length) { return length >= kLongText; }
 
@@ -42,6 +47,8 @@ void MemorySheet::Clear() {
   lines_used_ = 0;
   arena_.clear();
   arena_used_ = SIZE_MAX;
+  shared_.clear();
+  shared_entries_ = 0;
 }
 
 MemorySheet::Line& MemorySheet::LineAt(std::uint32_t index) const {
@@ -94,7 +101,8 @@ const MemorySheet::Line* MemorySheet::FindLine(unsigned column, unsigned row) co
 }
 
 void MemorySheet::PutInArena(std::string_view text, Slot& slot) {
-  const std::size_t size = text.size() + 1;
+  const std::size_t before = text.size() >= kShared ? sizeof(std::uint32_t) : 0;
+  const std::size_t size = before + text.size() + 1;
   std::uint32_t chunk = arena_chunk_;
   std::size_t offset = arena_used_;
   if (HasOwnChunk(text.size())) {
@@ -109,6 +117,7 @@ void MemorySheet::PutInArena(std::string_view text, Slot& slot) {
     }
     arena_used_ += size;
   }
+  offset += before;
   char* copy = arena_[chunk].get() + offset;
   std::memcpy(copy, text.data(), text.size());
   copy[text.size()] = '\0';
@@ -131,23 +140,92 @@ void MemorySheet::Set(int column, int row, const char* text) {
 }
 
 void MemorySheet::SetLongText(std::string_view text, Slot& slot) {
+  const bool shared = text.size() >= kShared;
+  if (shared) {
+    const Slot* known = FindShared(text, [&](const Slot& entry) {
+      return std::string_view(ArenaText(entry), ArenaLength(entry)) == text;
+    });
+    if (known != nullptr && known->bytes[7] == kInArena) {
+      const Slot same = *known;
+      SetUses(same, Uses(same) + 1);
+      return Replace(slot, same);
+    }
+  }
   const std::size_t old_length = slot.bytes[7] == kInArena ? ArenaLength(slot) : 0;
-  if (old_length >= text.size() && HasOwnChunk(old_length) == HasOwnChunk(text.size())) {
-    // The text may be that very one.
+  Slot fresh = slot;
+  if (old_length >= text.size() && HasOwnChunk(old_length) == HasOwnChunk(text.size()) &&
+      (old_length >= kShared) == shared && (!shared || Uses(slot) == 1)) {
+    if (shared) Unshare(slot);
+    // The text may be a part of that very one.
     char* place = ArenaText(slot);
     std::memmove(place, text.data(), text.size());
     place[text.size()] = '\0';
     slot.bytes[6] = static_cast<char>(std::min(text.size(), kLongest));
+    if (shared) Share({place, text.size()}, slot);
     return;
   }
-  Slot fresh{};
   PutInArena(text, fresh);
+  if (shared) {
+    SetUses(fresh, 1);
+    Share({ArenaText(fresh), text.size()}, fresh);
+  }
   Replace(slot, fresh);
 }
 
 void MemorySheet::Replace(Slot& slot, const Slot& fresh) {
-  if (slot.bytes[7] == kInArena && HasOwnChunk(ArenaLength(slot))) arena_[ArenaChunk(slot)].reset();
+  const Slot old = slot;
   slot = fresh;
+  if (old.bytes[7] != kInArena || ArenaLength(old) < kShared) return;
+  const std::uint32_t uses = Uses(old) - 1;
+  SetUses(old, uses);
+  if (uses > 0) return;
+  Unshare(old);
+  if (HasOwnChunk(ArenaLength(old))) arena_[ArenaChunk(old)].reset();
+}
+
+std::uint32_t MemorySheet::Uses(const Slot& slot) const {
+  std::uint32_t uses = 0;
+  std::memcpy(&uses, ArenaText(slot) - sizeof uses, sizeof uses);
+  return uses;
+}
+
+void MemorySheet::SetUses(const Slot& slot, std::uint32_t uses) {
+  std::memcpy(ArenaText(slot) - sizeof uses, &uses, sizeof uses);
+}
+
+template <typename IsIt>
+MemorySheet::Slot* MemorySheet::FindShared(std::string_view text, IsIt is_it) {
+  std::size_t place = std::hash<std::string_view>()(text);
+  for (std::size_t probes = 0; probes < std::min(kMostProbes, shared_.size()); ++probes) {
+    Slot& entry = shared_[place++ & (shared_.size() - 1)];
+    if (entry.bytes[7] == kInline || (entry.bytes[7] == kInArena && is_it(entry))) return &entry;
+  }
+  return nullptr;
+}
+
+void MemorySheet::Share(std::string_view text, const Slot& slot) {
+  const auto none = [](const Slot&) { return false; };
+  if (2 * ++shared_entries_ > shared_.size()) {
+    std::vector<Slot> entries(std::bit_ceil(std::max<std::size_t>(64, 3 * shared_entries_)));
+    entries.swap(shared_);
+    shared_entries_ = 1;
+    for (const Slot& entry : entries) {
+      if (entry.bytes[7] != kInArena) continue;
+      Slot* place = FindShared({ArenaText(entry), ArenaLength(entry)}, none);
+      if (place == nullptr) continue;
+      *place = entry;
+      ++shared_entries_;
+    }
+  }
+  if (Slot* entry = FindShared(text, none); entry != nullptr) *entry = slot;
+}
+
+void MemorySheet::Unshare(const Slot& slot) {
+  Slot* entry = FindShared({ArenaText(slot), ArenaLength(slot)}, [&](const Slot& other) {
+    return std::memcmp(other.bytes, slot.bytes, sizeof slot.bytes) == 0;
+  });
+  // It goes on being no end of a search.
+  if (entry != nullptr && entry->bytes[7] == kInArena) entry->bytes[7] = kEmptyText;
 }
 
 std::uint32_t MemorySheet::ArenaChunk(const Slot& slot) {

@@ -69,12 +69,14 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
  private:
   // Eight bytes a cell. Tag 0 is a text of up to seven bytes, which the tag itself ends; all zero
   // is a missing cell, so that fresh memory holds nothing. A text in the arena: 32 bits of its
-  // chunk, 16 of its place there, and its length if a byte can hold it, else kLongest.
+  // chunk, 16 of its place there, and its length if a byte can hold it, else kLongest. Those of
+  // kShared bytes and more are there once, behind the number of cells that show them.
   struct Slot {
     char bytes[8];
   };
   enum Tag : char { kInline = 0, kFloat = 1, kInArena = 2, kEmptyText = 3 };
   static constexpr std::size_t kLongest = 255;
+  static constexpr std::size_t kShared = 16;
 
   // Slots are made eight columns of one row at a time, and found through blocks of rows.
   static constexpr unsigned kLineBits = 3;
@@ -104,6 +106,15 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   char* ArenaText(const Slot& slot) const;
   std::size_t ArenaLength(const Slot& slot) const;
   void PutInArena(std::string_view text, Slot& slot);
+  // The number of cells that show a shared text.
+  std::uint32_t Uses(const Slot& slot) const;
+  void SetUses(const Slot& slot, std::uint32_t uses);
+  // Among the shared texts the entry of which `is_it` says so, or the free one that ends the
+  // search; null after a long search.
+  template <typename IsIt>
+  Slot* FindShared(std::string_view text, IsIt is_it);
+  void Share(std::string_view text, const Slot& slot);
+  void Unshare(const Slot& slot);
 
   int columns_ = 0;
   int rows_ = 0;
@@ -118,6 +129,8 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   std::vector<std::unique_ptr<char[]>> arena_;
   std::uint32_t arena_chunk_ = 0;      // the one being filled
   std::size_t arena_used_ = SIZE_MAX;  // of that chunk; none yet
+  std::vector<Slot> shared_;           // by the texts' hashes
+  std::size_t shared_entries_ = 0;     // that are or were in use
   FloatText number_text_{};
 };
 

@@ -27,13 +27,21 @@ std::optional<ItemsChoice> Dialogs::SelectItems(const ItemsQuestion&) { return {
 
 std::optional<RangeChoice> Dialogs::SelectRange(const RangeQuestion&) { return {}; }
 
-std::optional<std::vector<std::string>> Dialogs::SortFiles(const FileOrderQuestion&) { return {}; }
+std::optional<std::vector<std::string>> Dialogs::OrderFiles(const FileOrderQuestion& question) {
+  return SortFiles(question.files);
+}
+std::optional<std::vector<std::string>> Dialogs::SortFiles(const std::vector<std::string>&) {
+  return {};
+}
 
 int Dialogs::ShowMessage(const MessageBoxQuestion&) { return MessageBoxQuestion::kOkAnswer; }
 
 void Dialogs::ShowDetails(const DetailMessage&) {}
 
-std::unique_ptr<Progress> Dialogs::ShowProgress(const ProgressWindow&) { return nullptr; }
+std::unique_ptr<Progress> Dialogs::OpenProgress(const ProgressWindow& window) {
+  return ShowProgress(window.title);
+}
+std::unique_ptr<Progress> Dialogs::ShowProgress(const std::string&) { return nullptr; }
 
 void Dialogs::ShowWaitCursor(bool) {}
 

@@ -161,14 +161,18 @@ class NVIMPORT_API Dialogs {
   virtual std::optional<RangeChoice> SelectRange(const RangeQuestion& question);
 
   // The files in the order that the user gives them.
-  virtual std::optional<std::vector<std::string>> SortFiles(const FileOrderQuestion& question);
+  virtual std::optional<std::vector<std::string>> OrderFiles(const FileOrderQuestion& question);
+  // What that asks of a host that cares for no window.
+  virtual std::optional<std::vector<std::string>> SortFiles(const std::vector<std::string>& files);
 
   // Shows a message and returns the MessageBoxQuestion::Answer; without a host it is OK.
   virtual int ShowMessage(const MessageBoxQuestion& message);
   virtual void ShowDetails(const DetailMessage& message);
 
   // A progress window that is shown while the object lives, or null for none.
-  virtual std::unique_ptr<Progress> ShowProgress(const ProgressWindow& window);
+  virtual std::unique_ptr<Progress> OpenProgress(const ProgressWindow& window);
+  // What that asks of a host that cares for no parent.
+  virtual std::unique_ptr<Progress> ShowProgress(const std::string& title);
 
   // The wait cursor, on or off.
   virtual void ShowWaitCursor(bool on);

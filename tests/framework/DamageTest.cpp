@@ -5,15 +5,11 @@
 #include <ctime>
 #include <set>
 
-#include "nvimport/formats/spectra/GalacticSPCFile.h"
-#include "nvimport/formats/spectra/JCAMPFile.h"
-#include "nvimport/formats/spectra/NsasFile.h"
-#include "nvimport/formats/text/DIFFile.h"
-#include "nvimport/formats/text/LotusFile.h"
-#include "nvimport/formats/workbook/ExcelFile.h"
 #include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/FormatRegistry.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetData.h"
+#include "plugins/complete/CompleteFormats.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/BiffFixture.h"
 #include "tests/support/BrimroseFixture.h"
@@ -44,14 +40,10 @@ class CountingSink : public ReadSpreadSheetData {
 std::vector<std::unique_ptr<SpreadsheetFile>> ReadersOf(int format) {
   std::vector<std::unique_ptr<SpreadsheetFile>> readers;
   readers.push_back(SprFileFactory::CreateReader(format));
-  const std::string_view name = SprFileFactory::GetFormat(format)->name;
-  if (name == "DIF File(OEM)") readers.push_back(std::make_unique<DIFFileOEM>(DIFRules::Off()));
-  if (name == "Excel File") readers.push_back(std::make_unique<ExcelFile>(ExcelRules::Off()));
-  if (name == "GalacticSPC File")
-    readers.push_back(std::make_unique<GalacticSPCFile>(GalacticSPCRules::Off()));
-  if (name == "NSAS File") readers.push_back(std::make_unique<NsasFile>(NsasRules::Off()));
-  if (name == "JCAMP-DX File") readers.push_back(std::make_unique<JCAMPFile>(JCAMPRules::Off()));
-  if (name == "Lotus 1-2-3 File") readers.push_back(std::make_unique<LotusFile>(LotusRules::Off()));
+  FormatRegistry& complete = CompleteFormats();
+  for (int index = 1; index <= complete.size(); ++index)
+    if (complete.Find(index)->name == std::string_view(SprFileFactory::GetFormat(format)->name))
+      readers.push_back(complete.CreateReader(index));
   return readers;
 }
 

@@ -38,7 +38,7 @@ class Host : public ScriptedDialogs {
   void ShowDetails(const DetailMessage& message) override {
     messages.push_back(message.text + "|" + message.detail);
   }
-  std::unique_ptr<Progress> ShowProgress(const ProgressWindow& window) override {
+  std::unique_ptr<Progress> OpenProgress(const ProgressWindow& window) override {
     EXPECT_EQ(window.title, "Loading data file...");
     class Window : public Progress {
      public:

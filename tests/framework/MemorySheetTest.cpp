@@ -1,6 +1,7 @@
-
 #include <climits>
 #include <cmath>
+#include <map>
+#include <random>
 
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/Cases.h"
@@ -37,40 +38,6 @@ TEST(MemorySheet, GrowsToWhateverIsSetInAnyOrder) {
   EXPECT_EQ(SheetText(sheet), ". | . | .\n. | . | 'again'\n");
 }
 
-TEST(MemorySheet, KeepsTextsOfEveryLength) {
-  MemorySheet sheet;
-  constexpr std::size_t kLengths[] = {0, 1, 6, 7, 8, 9, 4094, 4095, 4096, 5000, 65535, 70000};
-  constexpr int kRows = 300;
-  const auto text = [&](int row) {
-    const std::size_t length = kLengths[static_cast<unsigned>(row) % std::size(kLengths)];
-    return std::string(length, static_cast<char>('a' + row % 26));
-  };
-  for (int row = 1; row <= kRows; ++row) sheet.Set(1, row, text(row).c_str());
-  for (int row = 1; row <= kRows; ++row) {
-    ASSERT_TRUE(sheet.IsText(1, row)) << row;
-    ASSERT_EQ(sheet.GetText(1, row), text(row));
-  }
-}
-
-// Every cell of a large sheet, in an order that crosses its inner blocks, against plain arithmetic.
-TEST(MemorySheet, FindsEveryCellAgain) {
-  constexpr int kColumns = 1100;  // more than its cache holds at once
-  constexpr int kRows = 70;
-  const auto has_cell = [](int c, int r) { return (c * 31 + r * 17) % 3 == 0; };
-  MemorySheet sheet;
-  for (int i = 0; i < kColumns * kRows; ++i) {
-    const int cell = static_cast<int>(std::int64_t{i} * 7919 % (kColumns * kRows));
-    const int c = cell % kColumns + 1;
-    const int r = cell / kColumns + 1;
-    if (has_cell(c, r)) sheet.Set(c, r, c * 100 + r);
-  }
-  for (int c = 1; c <= kColumns; ++c)
-    for (int r = 1; r <= kRows; ++r) {
-      ASSERT_EQ(sheet.IsMissing(c, r), !has_cell(c, r)) << c << ", " << r;
-      ASSERT_EQ(sheet.GetText(c, r), has_cell(c, r) ? std::to_string(c * 100 + r) : "");
-    }
-}
-
 TEST(MemorySheet, TakesMemoryForCellsNotForExtent) {
   const AllocationCounter memory;
   MemorySheet sheet;
@@ -98,6 +65,25 @@ TEST(MemorySheet, ACellSetAgainAndAgainTakesTheSpaceOfOne) {
   sheet.Set(2, 1, sheet.GetText(2, 1) + 5'990);
   EXPECT_STREQ(sheet.GetText(2, 1), "cccccccccc");
   EXPECT_LT(memory.Peak(), 1'000'000U);
+}
+
+TEST(MemorySheet, KeepsTextsThatComeAndGoAndSharesThoseThatAreTheSame) {
+  constexpr std::size_t kLengths[] = {0, 1, 7, 8, 15, 16, 17, 254, 255, 256, 4095, 4096, 5000};
+  std::minstd_rand random;
+  MemorySheet sheet;
+  std::map<int, std::string> expected;
+  for (int i = 0; i < 200'000; ++i) {
+    const int column = 1 + static_cast<int>(random() % 50);
+    std::string& text = expected[column];
+    text.assign(kLengths[random() % std::size(kLengths)], static_cast<char>('a' + random() % 20));
+    sheet.Set(column, 1, text.c_str());
+    const auto& [other, kept] = *expected.lower_bound(1 + static_cast<int>(random() % column));
+    ASSERT_EQ(sheet.GetCell(other, 1).text, kept) << i;
+  }
+  const AllocationCounter memory;
+  for (int row = 2; row <= 100'000; ++row)
+    for (int column = 1; column <= 5; ++column) sheet.Set(column, row, "what many cells show");
+  EXPECT_LT(memory.Peak(), 8 * kMebibyte);
 }
 
 TEST(MemorySheet, HoldsTwentyMillionShortCellsIn400Megabytes) {

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "nvimport/platform/ByteReader.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/Support.h"
 
 namespace nvimport {
@@ -26,6 +29,24 @@ inline void Check(bool holds, const char* what) {
   if (holds) return;
   std::fprintf(stderr, "not so: %s\n", what);
   std::abort();
+}
+
+// The cells that were delivered for this input, and those that a sink kept.
+inline std::uint64_t cells_seen = 0;
+inline std::uint64_t cells_kept = 0;
+
+// Fuzz within the memory and the processor's time that the input and its cells are worth, twice
+// and more of what a read may take: the sanitizers slow it down, and a target reads several times.
+inline void FuzzWithinBounds(std::string_view input) {
+  cells_seen = cells_kept = 0;
+  const AllocationCounter memory;
+  const std::clock_t start = std::clock();
+  Fuzz(input);
+  const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+  const double worth = static_cast<double>(input.size() + cells_seen) / 10e6;
+  Check(seconds < 2 + 20 * worth, "the time is what the input is worth");
+  const std::size_t kept = 300 * cells_kept;
+  Check(memory.Peak() < (64 << 20) + 3 * input.size() + kept, "so is the memory");
 }
 
 // Every cell must lie within the announced size, or at least have a place; keeps the cells if
@@ -63,6 +84,8 @@ class CheckingSink : public ReadSpreadSheetData {
     Check(column >= 1 && row >= 1, "the cell has a place");
     Check((column <= columns_ && row <= rows_) || beyond_ == Beyond::kAllowed,
           "the cell lies within the size");
+    ++cells_seen;
+    cells_kept += keeps_ ? 1 : 0;
     if (keeps_) cells.push_back({column, row, before.append(text)});
   }
 

@@ -3,6 +3,6 @@
 #include "tests/fuzz/Fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  nvimport::Fuzz({reinterpret_cast<const char*>(data), size});
+  nvimport::FuzzWithinBounds({reinterpret_cast<const char*>(data), size});
   return 0;
 }

@@ -14,7 +14,7 @@ int runs = 0;
 
 void Run(const std::string& bytes) {
   ++runs;
-  Fuzz(bytes);
+  FuzzWithinBounds(bytes);
 }
 
 void RunDamaged(const std::string& bytes, std::size_t step) {

@@ -50,7 +50,8 @@ holds nvimport "libnvimport1 (= $version), $system" "usr/bin/nvimport"
 # Where Qt is installed.
 if ls nvimport-desktop_*.deb >/dev/null 2>&1; then
   qt="libqcustomplot2.1-qt6, libqt6core6, libqt6gui6, libqt6svg6, libqt6widgets6"
-  holds nvimport-desktop "libnvimport1 (= $version), libc6, libgcc-s1, $qt, libstdc++6" "usr/bin/nvimport-desktop"
+  holds nvimport-desktop "libnvimport1 (= $version), libc6, libgcc-s1, $qt, libstdc++6" "usr/bin/nvimport-desktop
+$lib/nvimport/nvimport-draw.so"
 fi
 
 sum=$(LD_LIBRARY_PATH=root/$lib NVIMPORT_PLUGIN_PATH='' root/usr/bin/nvimport \

@@ -178,9 +178,9 @@ std::optional<RangeChoice> AnsweringDialogs::SelectRange(const RangeQuestion& qu
   return range;
 }
 
-std::optional<std::vector<std::string>> AnsweringDialogs::SortFiles(
+std::optional<std::vector<std::string>> AnsweringDialogs::OrderFiles(
     const FileOrderQuestion& question) {
-  return asked_ != nullptr ? asked_->SortFiles(question) : question.files;
+  return asked_ != nullptr ? asked_->OrderFiles(question) : question.files;
 }
 
 int AnsweringDialogs::ShowMessage(const MessageBoxQuestion& message) {
@@ -199,8 +199,8 @@ void AnsweringDialogs::ShowDetails(const DetailMessage& message) {
   detail_ = OneLine(message.detail);
 }
 
-std::unique_ptr<Progress> AnsweringDialogs::ShowProgress(const ProgressWindow& window) {
-  return asked_ != nullptr ? asked_->ShowProgress(window) : nullptr;
+std::unique_ptr<Progress> AnsweringDialogs::OpenProgress(const ProgressWindow& window) {
+  return asked_ != nullptr ? asked_->OpenProgress(window) : nullptr;
 }
 
 void AnsweringDialogs::ShowWaitCursor(bool on) {

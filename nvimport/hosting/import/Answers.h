@@ -68,10 +68,10 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   std::optional<TextImportChoice> ImportText(const TextImportQuestion& question) override;
   std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override;
   std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
-  std::optional<std::vector<std::string>> SortFiles(const FileOrderQuestion& question) override;
+  std::optional<std::vector<std::string>> OrderFiles(const FileOrderQuestion& question) override;
   int ShowMessage(const MessageBoxQuestion& message) override;
   void ShowDetails(const DetailMessage& message) override;
-  std::unique_ptr<Progress> ShowProgress(const ProgressWindow& window) override;
+  std::unique_ptr<Progress> OpenProgress(const ProgressWindow& window) override;
   void ShowWaitCursor(bool on) override;
 
   // Chooses among formats that have a reader and are equally likely, none where that can't be told;

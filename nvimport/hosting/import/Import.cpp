@@ -130,8 +130,8 @@ class ImportDialogs final : public AnsweringDialogs {
         told_(told) {}
 
   void SettleFormat(int format) { format_ = format; }
-  std::unique_ptr<Progress> ShowProgress(const ProgressWindow& window) override {
-    if (!request_.progress) return AnsweringDialogs::ShowProgress(window);
+  std::unique_ptr<Progress> OpenProgress(const ProgressWindow& window) override {
+    if (!request_.progress) return AnsweringDialogs::OpenProgress(window);
     told_.Begin(ImportProgress::kReading, format_);
     return std::make_unique<Forward>(told_);
   }
@@ -235,7 +235,7 @@ class Session {
       if (files_.size() < 2) return std::nullopt;
       if (!FormatAt(format).several_at_once)
         return Refused(OneLine(ImportHelper::OneAtATimeText(FormatAt(format).name)));
-      auto sorted = request_.dialogs != nullptr ? request_.dialogs->SortFiles({files_}) : files_;
+      auto sorted = request_.dialogs != nullptr ? request_.dialogs->OrderFiles({files_}) : files_;
       if (!sorted) return Cancelled();
       files_ = std::move(*sorted);
       return std::nullopt;

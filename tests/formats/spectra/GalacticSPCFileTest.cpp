@@ -154,25 +154,6 @@ TEST(GalacticSPCFile, TakesARangeNamesAndARowOfX) {
   }
 }
 
-TEST(GalacticSPCFile, FollowsTheRowsThatTheSinkWants) {
-  const TempFile file(SpcFixture{}.Add(Floats{1, 2, 3}).Add(Floats{4, 5, 6}).Bytes());
-  const std::string start = "'Primary ID' | 'Name' | 14\n";
-  for (const auto& [first, last, sheet] :
-       {std::tuple(
-            3, 9,
-            ". | . | .\n. | . | .\n" + start + "3 | 'file.txt_1' | 3\n4 | 'file.txt_2' | 6\n"),
-        std::tuple(1, 2, start + "1 | 'file.txt_1' | 3\n. | . | .\n"),
-        std::tuple(-1, 0, ". | . | .\n. | . | .\n. | . | .\n"s)}) {
-    GalacticSPCFile spc;
-    PickySheet sink([first = first, last = last](int previous) {
-      return previous >= last ? -1 : std::max(previous + 1, first);
-    });
-    ASSERT_EQ(spc.Open(true, file.path(), OpenOptions::Pairs("range=3,0").get()), 0);
-    EXPECT_EQ(spc.Read(&sink), 0);
-    EXPECT_EQ(SheetText(sink), sheet);
-  }
-}
-
 class SpcSet : public testing::Test {
  protected:
   SpcSet() {

@@ -775,17 +775,6 @@ TEST(JCAMPFile, HostileFilesEndSoon) {
     }
 }
 
-TEST(JCAMPFile, ACutFileFailsOrGivesTheSameCells) {
-  const std::string whole =
-      JCAMPFixture::Link(JCAMPFixture{.data = "10A1J1J1\n12C3\n"}.Bytes() +
-                         JCAMPFixture{.points = "5", .data = "10 1 2 3\n 4 5\n"}.Bytes());
-  for (std::size_t size = 0; size < whole.size() - 2; ++size) {
-    const Outcome got = ImportWith(whole.substr(0, size), "blocks=1,2;reference=1");
-    EXPECT_NE(got.status, 0) << size;
-    EXPECT_EQ(got.sheet, "") << size;
-  }
-}
-
 }  // namespace
 
 }  // namespace nvimport

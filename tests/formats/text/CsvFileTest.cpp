@@ -224,20 +224,6 @@ TEST(CsvFile, AgreesWithTheReferenceAcrossBlocks) {
       }
 }
 
-TEST(CsvFile, EveryPrefixAgreesWithTheReference) {
-  for (const std::string& whole :
-       {"sep=;\r\n\"a\"\"b\";c\r\n\r\n\"x\r\ny\"z;;\r\n"s,
-        "\xEF\xBB\xBF"
-        "a;\"b\"\nc"s,
-        Utf16(u"a;\"\u20ac\U0001F600\"\n\"b\"", false), Utf16(u"sep=;\na;b", true)})
-    for (std::size_t size = 0; size <= whole.size(); ++size) {
-      const std::string bytes = whole.substr(0, size);
-      const Outcome got = Split(bytes, "delimiter=semicolon");
-      if (got.status == 3073) continue;  // half a mark
-      EXPECT_EQ(got.Summary(), Expected(ReferenceText(bytes), ';'));
-    }
-}
-
 TEST(CsvFile, WhatANulCutsOffIsNoted) {
   const std::string head(30768, 'x');
   EXPECT_EQ(Split("h\n" + head + "\na,b\0c,d\n\"e\0\"\"f\"\n\0g,h\n"s).Summary(),
@@ -257,20 +243,6 @@ TEST(CsvFile, HoldsAFieldButNeverALine) {
   EXPECT_EQ(reader.GetNumCols(), 3595119);
   EXPECT_EQ(reader.GetNumRows(), 1);
   EXPECT_LT(memory.Peak(), 2U << 20);
-}
-
-TEST(CsvFile, DeliversTheRowsThatTheSinkAsksFor) {
-  const TempFile file("h,h\na,1\nb,2\n\"c\",3\n\"d\n\",4\ne,5\nf,\"open\"\n");
-  for (const bool header : {true, false}) {
-    CsvFile reader;
-    ASSERT_EQ(
-        reader.Open(true, file.path(), OpenOptions::Pairs(header ? "header=1" : "header=0").get()),
-        0);
-    PickySheet sheet([](int previous) { return previous < 4 ? previous + 2 : -1; });
-    EXPECT_EQ(reader.Read(&sheet), 0);
-    EXPECT_EQ(SheetText(sheet), header ? ". | .\n'a' | '1'\n. | .\n'c' | '3'\n. | .\n. | .\n. | .\n"
-                                       : ". | .\n'b' | '2'\n. | .\n'd\n' | '4'\n. | .\n. | .\n");
-  }
 }
 
 TEST(CsvFile, BearsAFileThatChangesMeanwhile) {

@@ -109,12 +109,6 @@ TEST(TextFile, AgreesWithTheReferenceAcrossBlocks) {
     }
 }
 
-TEST(TextFile, EveryPrefixAgreesWithTheReference) {
-  const std::string whole = "Name\tw1\tw2\r\nA\t\t1.5\n\nB\t2\t\t\t\t\n\n";
-  for (std::size_t size = 0; size <= whole.size(); ++size)
-    ExpectAsReference(whole.substr(0, size), "\t", false);
-}
-
 TEST(TextFile, RefusesWhatIsNoText) {
   const TempFolder folder;
   const std::string pipe = folder.path() + "/pipe";
@@ -137,28 +131,6 @@ TEST(TextFile, RefusesWhatIsNoText) {
     EXPECT_EQ(reader.GetNumCols() < 0, status != 0);
     EXPECT_EQ(reader.GetStatus(), status) << "the first failure stays";
   }
-}
-
-TEST(TextFile, RefusesTheWrongMode) {
-  const TempFile file("a\n");
-  MemorySheet sheet;
-  TextFile closed;
-  EXPECT_EQ(closed.Read(&sheet), 3);
-  EXPECT_EQ(ErrorText(closed),
-            "Tried to write to the file when it was opened for reading or vice versa.");
-  OpenText reader(file);
-  EXPECT_EQ(reader.Write(&sheet), 3);
-  const TempFolder folder;
-  TextFile writer;
-  ASSERT_EQ(writer.Open(false, (folder.path() + "/out.txt").c_str(), nullptr), 0);
-  EXPECT_EQ(writer.GetNumRows(), -1);
-  EXPECT_EQ(writer.GetStatus(), 3);
-  TextFile nowhere;
-  EXPECT_EQ(nowhere.Open(false, (folder.path() + "/no/out.txt").c_str(), nullptr), 512);
-  EXPECT_EQ(ErrorText(nowhere), "Failed to open stream for reading.");
-  EXPECT_EQ(nowhere.Open(true, file.path(), By("\t").get()), 512);
-  nowhere.Close();
-  EXPECT_EQ(nowhere.Open(true, file.path(), By("\t").get()), 0);
 }
 
 TEST(TextFile, AsksAndWritesTheChoiceBack) {
@@ -184,13 +156,6 @@ TEST(TextFile, AsksAndWritesTheChoiceBack) {
   TextFile second;
   EXPECT_EQ(second.Open(true, file.path(), OpenOptions(BytesOf(record)).get()), 0);
   EXPECT_EQ(second.GetNumCols(), 2);
-}
-
-TEST(TextFile, ACancelledQuestionIsStatus4) {
-  const TempFile file("a\n");
-  TextFile reader;  // without a host nobody answers
-  EXPECT_EQ(reader.Open(true, file.path(), nullptr), 4);
-  EXPECT_EQ(ErrorText(reader), "AbortedByUser");
 }
 
 TEST(TextFile, OptionsThatDoNotParseThrowAndChangeNothing) {
@@ -258,14 +223,6 @@ TEST(TextFile, ReadsTheRowsThatTheSinkAsksFor) {
     EXPECT_EQ(reader.Read(&sink), 0);
     EXPECT_EQ(sink.cells, c.cells);
   }
-}
-
-TEST(TextFile, ReadsARectangle) {
-  const TempFile file("a1\ta2\ta3\nb1\tb2\tb3\nc1\tc2\tc3\nd1\n");
-  OpenText reader(file);
-  PickySink sink([](int p) { return p + 1; });
-  EXPECT_EQ(reader.Read(&sink, 3, 3, 2, 2), 0);
-  EXPECT_EQ(sink.cells, "2,2=b2 3,2=b3 2,3=c2 3,3=c3 ");
 }
 
 TEST(TextFile, WritesWithTheFirstCharacterOfTheDelimiter) {

@@ -578,16 +578,6 @@ TEST(ExcelFile, WalksAWorkspaceBySheets) {
   EXPECT_EQ(dialogs.items_questions.at(0).items, (std::vector<std::string>{"One", "Two"}));
 }
 
-TEST(ExcelFile, RefusesSizesThatNoSheetHas) {
-  const MemoryFile file(WorkbookFixture{{{.rows = 0x7FFFFFFF}, {.rows = 0xFFFFFFFF}}}.Stream());
-  OpenOptions options = OpenOptions::Made(ExcelFile::GetImportOptions({1, 2}, true));
-  ExcelFile reader;
-  ASSERT_EQ(reader.Open(true, file.path(), options.get()), 0);
-  EXPECT_EQ(reader.GetNumRows(), -1);
-  MemorySheet sheet;
-  EXPECT_EQ(reader.Read(&sheet), 2);
-}
-
 // A workbook with all that a reader looks at.
 std::string Workbook() {
   return WorkbookFixture{
