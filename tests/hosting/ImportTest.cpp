@@ -83,6 +83,24 @@ TEST(Import, TellsEveryFailureWithItsDetail) {
   }
 }
 
+TEST(Import, LeavesOutTheMarkOfUtf8) {
+  const TempFolder folder;
+  const struct {
+    const char* file;
+    const char* text;
+    const char* sheet;
+  } kCases[] = {
+      {"a.txt", "\xEF\xBB\xBFname\t\xEF\xBB\xBFx\n", "'name' | '\xEF\xBB\xBFx'\n"},
+      {"c.csv", "\xEF\xBB\xBFname,x\n", "'name' | 'x'\n"},
+      {"d.txt", "a\xEF\xBB\xBF\tb\n", "'a\xEF\xBB\xBF' | 'b'\n"},
+  };
+  for (const auto& c : kCases) {
+    MemorySheet sheet;
+    EXPECT_TRUE(ImportFile({{folder.Put(c.file, c.text)}}, sheet));
+    EXPECT_EQ(SheetText(sheet), c.sheet) << c.file;
+  }
+}
+
 TEST(Import, RepeatsByItsOptionsWithoutAQuestion) {
   const struct {
     std::vector<std::string> files;

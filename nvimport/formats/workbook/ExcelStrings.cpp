@@ -150,9 +150,8 @@ template <typename Visitor>
 void WalkStrings(TableBytes& bytes, std::uint32_t claimed, bool as_utf8, Visitor& visitor) {
   for (std::uint32_t i = 0; i < claimed && !bytes.AtEnd(); ++i) {
     const ExcelStringHead head = ExcelStringHead::Read(bytes);
-    const bool is_whole =
-        TakeCharacters(bytes, head, as_utf8,
-                       [&](const char* text, std::size_t size) { visitor.Put(text, size); });
+    const bool is_whole = TakeCharacters(
+        bytes, head, as_utf8, [&](const char* text, std::size_t size) { visitor.Put(text, size); });
     if (!visitor.End(bytes.damaged(), is_whole)) break;
   }
 }
