@@ -139,6 +139,9 @@ struct JCAMPFile::Sheet {
   XPlaces<double> places;
   int row = 0;    // the last one set
   int named = 0;  // points, from the first one on
+  // Of a page whose x don't rise, by their place:
+  std::vector<float> values{};
+  std::vector<bool> is_set{};
 };
 
 struct JCAMPFile::Contents {
@@ -630,6 +633,7 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
     with_widths += page.form == JCAMPForm::kTriples ? 1 : 0;
     with_texts += page.form == JCAMPForm::kGroups ? 1 : 0;
   }
+  budget_.Return(sheet.values.size() * sizeof(float) + sheet.values.size() / CHAR_BIT);
   Log::WriteCount(source_, input.long_lines(),
                   "line is longer than 255 characters, and the rest was not delivered",
                   "lines are longer than 255 characters, and the rest was not delivered");
@@ -665,8 +669,28 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
   return kGood;
 }
 
+// Sets the points of a page by ascending x.
+int JCAMPFile::ReadInOrder(JCAMPPageReader& reader, Sheet& sheet) {
+  const std::size_t count = axis_.values.size();
+  if (sheet.values.empty() && !budget_.Take(count * sizeof(float) + count / CHAR_BIT))
+    return kOverBudget;
+  sheet.values.resize(count);
+  sheet.is_set.assign(count, false);
+  const float missing_value = JCAMPPageReader::MissingValue(rules_);
+  const int status = reader.ReadPoints([&](double x, double y, bool missing) {
+    const std::size_t place = sheet.places.Of(x);
+    if (place >= count) return;
+    sheet.values[place] = missing ? missing_value : static_cast<float>(y);
+    sheet.is_set[place] = !missing || !std::isnan(missing_value);
+  });
+  for (std::size_t i = 0; i < count; ++i)
+    if (sheet.is_set[i])
+      sheet.sink.Set(kFirstPointColumn + static_cast<int>(i), sheet.row, sheet.values[i]);
+  return status;
+}
+
 int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader,
-                         Sheet& sheet) const {
+                         Sheet& sheet) {
   const float missing_value = JCAMPPageReader::MissingValue(rules_);
   const auto cells = [&sink = sheet.sink, row = sheet.row, missing_value](int n, double y,
                                                                           bool missing) {
@@ -675,6 +699,7 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& 
   };
   if (contents_->unites_x) {
     if (!sheet.places.Begin(in_order)) return kOverBudget;
+    if (!in_order) return ReadInOrder(reader, sheet);
     return reader.ReadPoints([&](double x, double y, bool missing) {
       const std::size_t place = sheet.places.Of(x);
       if (place < axis_.values.size()) cells(static_cast<int>(place) + 1, y, missing);

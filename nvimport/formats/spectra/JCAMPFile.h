@@ -78,7 +78,8 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   bool GrowX(std::vector<double>& x, std::size_t more);
   template <typename Take>
   int ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take);
-  int ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet) const;
+  int ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet);
+  int ReadInOrder(JCAMPPageReader& reader, Sheet& sheet);
   PointNames BeginNames(ReadSpreadSheetData& sink) const;
   // The x that names the n-th point. Kept: a missing ordinate is named by what stands for it.
   double NamedX(const SpectrumGrid& axis, int n, bool missing) const {

@@ -710,7 +710,7 @@ TEST(JCAMPFile, EveryHabitCostsCells) {
        "1543 The label on line 6 has an illegal value.\n", one},
       {"x in the lines", &Rules::labels_say_x,
        JCAMPFixture{
-           .labels = "##XFACTOR= 2\n", .first = "", .last = "", .data = "5A1J\n5.5B2\n6C3\n"}
+           .labels = "##XFACTOR= 2\n", .first = "", .last = "", .data = "5A1J\n5.5A2\n6C3\n"}
            .Bytes(),
        no_spacing, names + "1 | 'A' | 11 | 12 | 33\n"},
       {"a first x in the lines", &Rules::labels_say_x,
@@ -720,7 +720,7 @@ TEST(JCAMPFile, EveryHabitCostsCells) {
        "1562 Found an invalid character while reading data from the dataset\n",
        pairs("2500 | 0.4")},
       {"exponents of ordinates", &Rules::exponents_have_signs,
-       JCAMPFixture{.data = "10 1.5E2 2 2E2\n"}.Bytes(), names + "1 | 'A' | 1.5 | 52 | 2\n" + "",
+       JCAMPFixture{.data = "10 1.5E2 2 2E2\n"}.Bytes(), names + "1 | 'A' | 1.5 | 52 | 2\n",
        names + "1 | 'A' | 150 | 2 | 2\n"},
       {"labels of a second page", &Rules::first_page_only,
        JCAMPFixture{.data = "10 1 2 3\n##LASTX= 11\n##NPOINTS= 2\n##YFACTOR= 2\n"
