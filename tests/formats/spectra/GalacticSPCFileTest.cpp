@@ -344,7 +344,8 @@ TEST(GalacticSPCFile, EveryHabitCostsCells) {
       {"a cut second spectrum", &Rules::refuse_cut_files, two.substr(0, two.size() - 1),
        "2564 No further information available.\n" + kNames +
            "1 | 'file.txt_1' | 1 | 2 | 3\n. | . | . | . | .\n",
-       kNames + "1 | 'file.txt_1' | 1 | 2 | 3\n1 spectrum is cut short and was not delivered\n", "range=1,0"},
+       kNames + "1 | 'file.txt_1' | 1 | 2 | 3\n1 spectrum is cut short and was not delivered\n",
+       "range=1,0"},
       {"the flag of own x arrays alone", &Rules::refuse_own_x_arrays,
        SpcFixture{.flags = 0x40}.Add(Floats{1, 2, 3}).Bytes(), mass_spectra, kOne + "1 | 2 | 3\n",
        "range=1,0"},
