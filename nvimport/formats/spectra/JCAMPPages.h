@@ -42,10 +42,7 @@ enum class JCAMPWarning : std::uint8_t { kNone, kFewerValues, kMoreValues, kChec
 class JCAMPPageReader {
  public:
   JCAMPPageReader(const JCAMPData& page, const JCAMPRules& rules, JCAMPLines& lines)
-      : page_(page),
-        rules_(rules),
-        lines_(lines),
-        form_{.loose_exponents = !rules.exponents_have_signs} {
+      : page_(page), rules_(rules), lines_(lines), loose_(!rules.exponents_have_signs) {
     lines.Seek(page.position, page.line);
   }
 
@@ -102,7 +99,8 @@ class JCAMPPageReader {
   int NextValue(const char*& text, JCAMPValue& value) const {
     std::int64_t whole = 0;
     bool is_difference = false;
-    if (!TakeWhole(text, whole, is_difference)) return ReadNextValue(text, form_, value);
+    if (!TakeWhole(text, whole, is_difference))
+      return ReadNextValue(text, {.loose_exponents = loose_}, value);
     value = {static_cast<double>(whole), is_difference ? -1 : 1, false};
     return 0;
   }
@@ -116,7 +114,7 @@ class JCAMPPageReader {
   const JCAMPData& page_;
   const JCAMPRules& rules_;
   JCAMPLines& lines_;
-  JCAMPValueForm form_;  // of ordinates
+  bool loose_;  // exponents
   JCAMPWarning warning_ = JCAMPWarning::kNone;
   int read_ = 0;
 };
@@ -170,8 +168,7 @@ int JCAMPPageReader::ReadXYData(Store store, Begin begin) {
 
 template <typename Store>
 int JCAMPPageReader::ReadPeakTable(Store store) {
-  const JCAMPValueForm form{
-      .plain_only = true, .comma_separates = true, .loose_exponents = form_.loose_exponents};
+  const JCAMPValueForm form{.plain_only = true, .comma_separates = true, .loose_exponents = loose_};
   const int most = rules_.npoints_is_right ? page_.points : INT_MAX;
   const bool is_grouped = page_.form == JCAMPForm::kGroups;
   bool in_text = false;
