@@ -63,6 +63,9 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   // The number that a cell holds or that its text reads as; see ParseNumber.
   std::optional<double> AsNumber(int column, int row, char decimal_mark = '.') const;
 
+  // The cells that are not missing, counted anew.
+  std::uint64_t CountCells() const;
+
   // Back to an empty sheet.
   void Clear();
 

@@ -221,7 +221,7 @@ int DIFFile::Write(WriteSpreadSheetData* source) {
   WriteRecord("TABLE\n0,1\n\"" + file_title_ + "\"\nVECTORS\n0," + std::to_string(columns) +
                   "\n\"\"\nTUPLES\n0," + std::to_string(rows) + "\n\"\"\nDATA\n0,0\n\"\"\n",
               lossy);
-  for (int row = 1; row <= rows; ++row) {
+  for (int row = 1; row <= rows && !output_.failed(); ++row) {
     WriteRecord("-1,0\nBOT\n", lossy);
     for (int column = 1; column <= columns; ++column) WriteCell(*source, column, row, lossy);
   }

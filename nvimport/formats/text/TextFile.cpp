@@ -268,6 +268,7 @@ int TextFile::Write(WriteSpreadSheetData* source) {
       output_.Write(CellText(*source, c, r, number));
     }
     output_.Write("\n");
+    if (output_.failed()) break;
   }
   output_.Flush();
   return kGood;
