@@ -60,7 +60,7 @@ class NVIMPORT_API FormatList {
   struct Entry {
     std::shared_ptr<const Library> library;
     int index;  // within the library, from 1
-    NvImportFormatInfo info;
+    std::shared_ptr<const NvImportFormatInfo> info;
   };
 
   bool Append(const std::shared_ptr<const Library>& library);
