@@ -9,6 +9,7 @@
 #include "nvimport/framework/OpenFiles.h"
 #include "nvimport/framework/PluginTurns.h"
 #include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/framework/WriteRecord.h"
 #include "nvimport/platform/Progress.h"
 
 namespace nvimport {
@@ -116,11 +117,7 @@ struct WriteRecord : NvImportWriteData {
       WriteRecord& self = Self(data);
       return self.callback.Run(0.0F, [&] { return self.source->GetNumber(column, row); });
     };
-    text = [](NvImportWriteData* data, int row, int column) {
-      WriteRecord& self = Self(data);
-      return self.callback.Run(static_cast<const char*>(""),
-                               [&] { return self.source->GetText(column, row); });
-    };
+    text = &Text;
     flag = [](NvImportWriteData* data, int column, int row) {
       WriteRecord& self = Self(data);
       return self.callback.Run('\0',
@@ -128,6 +125,12 @@ struct WriteRecord : NvImportWriteData {
     };
     rows = source->GetNumberOfRows();
     columns = source->GetNumberOfColumns();
+  }
+
+  static const char* Text(NvImportWriteData* data, int row, int column) {
+    WriteRecord& self = Self(data);
+    return self.callback.Run(static_cast<const char*>(""),
+                             [&] { return self.source->GetText(column, row); });
   }
 
   char Kind(int column, int row) {
@@ -140,6 +143,11 @@ struct WriteRecord : NvImportWriteData {
 };
 
 }  // namespace
+
+WriteSpreadSheetData* SourceOf(const NvImportWriteData& record) {
+  return record.text == &WriteRecord::Text ? static_cast<const WriteRecord&>(record).source
+                                           : nullptr;
+}
 
 DLLFile::DLLFile(decltype(&NvImportOpen) open, decltype(&NvImportClose) close,
                  decltype(&NvImportGetLastError) get_last_error,

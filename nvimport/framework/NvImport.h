@@ -59,8 +59,8 @@ struct NvImportWriteData {
   char (*kind)(NvImportWriteData* data, int row, int column);
   /* The value of a number cell. */
   float (*number)(NvImportWriteData* data, int row, int column);
-  /* The value of a text cell. For a number cell it may give the text to write instead of the
-   * number's shortest form, or null. */
+  /* The value of a text cell. Few formats (DIF) ask it of a number cell too, for the text to write
+   * instead of the number's shortest form, or null. */
   const char* (*text)(NvImportWriteData* data, int row, int column);
   /* A flag of the cell. Column first, unlike the others. */
   char (*flag)(NvImportWriteData* data, int column, int row);

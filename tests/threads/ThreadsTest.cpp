@@ -1,10 +1,12 @@
 // The library in several threads at once, for ThreadSanitizer too.
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <thread>
 
 #include "nvimport/framework/NvImport.h"
