@@ -249,11 +249,10 @@ int RunCommandLine(int count, char** arguments) try {
         WrongUsage(ShownName(error.what()), "nvimport COMMAND --help tells how it is used"));
   }
   RemoveTemporariesOnSignals();
+  const FormatList::ReleaseAtEnd list;
   if (settings.complete)
     if (const auto failure = UseComplete()) return SayFailure(*failure);
-  const int exit_code = chosen(settings);
-  FormatList::Release();
-  return exit_code;
+  return chosen(settings);
 } catch (const std::exception& exception) {
   return SayFailure({Failure::kFailed, "The command could not be carried out.",
                      ShownName(exception.what()) + "; tell the makers, with the command"});

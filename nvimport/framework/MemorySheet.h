@@ -53,6 +53,7 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   bool IsNumber(int column, int row) override;
   bool IsMissing(int column, int row) override;
   bool IsText(int column, int row) override;
+  bool KeepsTextOf(int, int) override { return true; }
 
   // The cell, missing where nothing was set or nothing can be.
   MemoryCell GetCell(int column, int row) const;

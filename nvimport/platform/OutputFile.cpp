@@ -11,7 +11,7 @@ namespace nvimport {
 
 namespace {
 
-int first_failure = 0;
+thread_local int first_failure = 0;
 
 void Remember(int error) {
   if (first_failure == 0) first_failure = error;
