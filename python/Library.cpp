@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
-#include <mutex>
 
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/OptionPairs.h"
@@ -30,28 +29,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr auto kSignalInterval = std::chrono::milliseconds(100);
-
-std::timed_mutex& LibraryMutex() {
-  static std::timed_mutex mutex;
-  return mutex;
-}
-
-// While it lives the library is this thread's, and the interpreter everybody else's.
-class Turn {
- public:
-  Turn() {
-    while (!LibraryMutex().try_lock_for(kSignalInterval)) {
-      const py::gil_scoped_acquire interpreter;
-      if (PyErr_CheckSignals() != 0) throw py::error_already_set();
-    }
-  }
-  Turn(const Turn&) = delete;
-  Turn& operator=(const Turn&) = delete;
-  ~Turn() { LibraryMutex().unlock(); }
-
- private:
-  py::gil_scoped_release released_;
-};
 
 // Has Python look at its signals now and then, and stops the work when a handler raises.
 class Signals {
@@ -184,7 +161,7 @@ bool HasXRow(const std::string& options) {
 }  // namespace
 
 Import ReadSheet(const Request& request, bool with_cells) {
-  const Turn turn;
+  const py::gil_scoped_release others_go_on;
   Import import;
   ImportRequest asked;
   if ((import.refusal = PrepareFormats())) return import;
@@ -226,7 +203,7 @@ Import ReadSheet(const Request& request, bool with_cells) {
 }
 
 Detected DetectSheet(const std::string& path) {
-  const Turn turn;
+  const py::gil_scoped_release others_go_on;
   Detected detected;
   if ((detected.refusal = PrepareFormats())) return detected;
   if (const auto failure = CheckFiles({path})) {
@@ -247,7 +224,7 @@ Detected DetectSheet(const std::string& path) {
 }
 
 std::vector<ListedFormat> ListFormats() {
-  const Turn turn;
+  const py::gil_scoped_release others_go_on;
   PrepareFormats();
   std::vector<ListedFormat> formats;
   for (int format = 1; format <= FormatCount(); ++format) {
@@ -263,7 +240,7 @@ std::vector<ListedFormat> ListFormats() {
 
 std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& path,
                                   const std::string& format, bool overwrite) {
-  const Turn turn;
+  const py::gil_scoped_release others_go_on;
   if (auto refusal = PrepareFormats()) return refusal;
   const std::string name = format.empty() ? NvGetFileExtension(path) : format;
   const auto output = FindOutputFormat(name);

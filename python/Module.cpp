@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/Version.h"
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/platform/NumberText.h"
@@ -219,6 +220,7 @@ py::list Pairs(const std::vector<std::pair<std::string, std::string>>& pairs) {
 
 PYBIND11_MODULE(_nvimport, module) {
   using namespace nvimport;
+  py::module_::import("atexit").attr("register")(py::cpp_function(&FormatList::Release));
   py::class_<DenseSheet, SheetPointer>(module, "Cells")
       .def(py::init(&Empty))
       .def_property_readonly("shape",

@@ -3,6 +3,7 @@
 #include <QTimer>
 
 #include "apps/desktop/MainWindow.h"
+#include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/Version.h"
 #include "nvimport/platform/NvApp.h"
 
@@ -37,5 +38,6 @@ int main(int count, char** arguments) {
   QApplication::setApplicationDisplayName(kName);
   QApplication::setApplicationVersion(NVIMPORT_VERSION);
   NvApp::SetName(kName);
+  const FormatList::ReleaseAtEnd list;
   return RunWindow(application);
 }

@@ -184,6 +184,8 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
                   "Writes to REPORT, in JSON, what became of each file; - for standard output")
       ->type_name("REPORT");
   convert.add_flag("--force", settings.force, "Replaces an output that exists");
+  convert.add_flag("--sparse", settings.sparse,
+                   "Writes over 100 MB of delimiters too that are a thousand times the cells");
 
   CLI::App& plot = *add("plot", "Draws the spectra of a file, or the columns of a table", RunPlot);
   AddFileOptions(plot, settings);
@@ -247,11 +249,10 @@ int RunCommandLine(int count, char** arguments) try {
         WrongUsage(ShownName(error.what()), "nvimport COMMAND --help tells how it is used"));
   }
   RemoveTemporariesOnSignals();
+  const FormatList::ReleaseAtEnd list;
   if (settings.complete)
     if (const auto failure = UseComplete()) return SayFailure(*failure);
-  const int exit_code = chosen(settings);
-  FormatList::Release();
-  return exit_code;
+  return chosen(settings);
 } catch (const std::exception& exception) {
   return SayFailure({Failure::kFailed, "The command could not be carried out.",
                      ShownName(exception.what()) + "; tell the makers, with the command"});

@@ -78,6 +78,7 @@ const HostWords& CommandWords() {
     ours.range_numbers = "--range takes numbers from 1, a last one of 0 for the end";
     ours.no_regular_file = "read it through standard input, with - as the file";
     ours.replace = "--force replaces it";
+    ours.sparse = "--sparse writes it all the same";
     ours.into_folder = "--outdir writes into one";
     ours.other_output = "--to NAME takes another format";
     ours.options_given = [](const std::string& pairs) {

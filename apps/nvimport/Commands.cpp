@@ -266,6 +266,7 @@ struct ConvertPlan {
   OutputFormat format;
   std::vector<bool> collides;  // with the output of an earlier file
   bool force = false;
+  bool is_sparse = false;
 };
 
 std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, ConvertPlan& plan) {
@@ -292,6 +293,7 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
         "written");
   plan.format = *format;
   plan.force = settings.force;
+  plan.is_sparse = settings.sparse;
   std::error_code error;
   if (into_folder) std::filesystem::create_directories(settings.out_dir, error);
   if (error)
@@ -329,6 +331,7 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
         {.path = output,
          .format = plan.format,
          .conversion = turn.plan().conversion,
+         .is_sparse = plan.is_sparse,
          .progress = [&](auto row, auto rows) { return turn.progress().Advance(row, rows); },
          .words = CommandWords()},
         target);

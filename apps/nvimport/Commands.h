@@ -29,6 +29,7 @@ struct Settings {
   std::string out_dir;
   std::string report;
   bool force = false;
+  bool sparse = false;
   bool safe_formulas = false;
   bool json = false;
   bool notes = false;

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <mutex>
 #include <string>
 
 #include "nvimport/framework/OpenFiles.h"
+#include "nvimport/framework/PluginTurns.h"
 #include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/framework/WriteRecord.h"
 #include "nvimport/platform/Progress.h"
 
 namespace nvimport {
@@ -87,8 +90,10 @@ struct ReadRecord : NvImportReadData {
   template <typename Value>
   [[gnu::noinline]] void PollAndDeliver(int column, int row, Value value) {
     cells_until_poll = kCellsPerPoll;
-    if (!Progress::Poll()) callback.Stop();
-    callback.Run(0, [&] { return sink->Set(column, row, value), 0; });
+    callback.Run(0, [&] {
+      if (!Progress::Poll()) return callback.Stop(), 0;
+      return sink->Set(column, row, value), 0;
+    });
   }
 
   void TakeSize() {
@@ -112,11 +117,7 @@ struct WriteRecord : NvImportWriteData {
       WriteRecord& self = Self(data);
       return self.callback.Run(0.0F, [&] { return self.source->GetNumber(column, row); });
     };
-    text = [](NvImportWriteData* data, int row, int column) {
-      WriteRecord& self = Self(data);
-      return self.callback.Run(static_cast<const char*>(""),
-                               [&] { return self.source->GetText(column, row); });
-    };
+    text = &Text;
     flag = [](NvImportWriteData* data, int column, int row) {
       WriteRecord& self = Self(data);
       return self.callback.Run('\0',
@@ -124,6 +125,12 @@ struct WriteRecord : NvImportWriteData {
     };
     rows = source->GetNumberOfRows();
     columns = source->GetNumberOfColumns();
+  }
+
+  static const char* Text(NvImportWriteData* data, int row, int column) {
+    WriteRecord& self = Self(data);
+    return self.callback.Run(static_cast<const char*>(""),
+                             [&] { return self.source->GetText(column, row); });
   }
 
   char Kind(int column, int row) {
@@ -137,11 +144,16 @@ struct WriteRecord : NvImportWriteData {
 
 }  // namespace
 
+WriteSpreadSheetData* SourceOf(const NvImportWriteData& record) {
+  return record.text == &WriteRecord::Text ? static_cast<const WriteRecord&>(record).source
+                                           : nullptr;
+}
+
 DLLFile::DLLFile(decltype(&NvImportOpen) open, decltype(&NvImportClose) close,
                  decltype(&NvImportGetLastError) get_last_error,
                  decltype(&NvImportEstablishSize) establish_size, decltype(&NvImportRead) read,
                  decltype(&NvImportWrite) write, decltype(&NvImportGetWarning) get_warning,
-                 bool can_read, bool can_write, int index)
+                 bool can_read, bool can_write, int index, PluginTurns* turns)
     : open_(open),
       close_(close),
       get_last_error_(get_last_error),
@@ -151,14 +163,30 @@ DLLFile::DLLFile(decltype(&NvImportOpen) open, decltype(&NvImportClose) close,
       get_warning_(get_warning),
       can_read_(can_read),
       can_write_(can_write),
-      index_(index) {}
+      index_(index),
+      turns_(turns) {}
 
 DLLFile::~DLLFile() { CloseHandle(); }
 
+template <typename Result, typename Function>
+Result DLLFile::Call(Result otherwise, Function function) {
+  std::unique_lock<PluginTurns> turn;
+  if (turns_ != nullptr) turn = std::unique_lock(*turns_);
+  try {
+    return function();
+  } catch (const std::exception& e) {
+    thrown_ = e.what();
+  } catch (...) {
+    thrown_ = "An unforeseen error occurred.";
+  }
+  return otherwise;
+}
+
 void DLLFile::CloseHandle() {
-  if (handle_ != 0 && close_ != nullptr) close_(index_, handle_);
+  if (handle_ != 0 && close_ != nullptr) Call(0, [&] { return close_(index_, handle_), 0; });
   handle_ = 0;
   opened_ = false;
+  thrown_.clear();
 }
 
 void DLLFile::Close() {
@@ -172,7 +200,9 @@ int DLLFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (open_ == nullptr) return Fail(kMissingFunction);
   CloseHandle();
   size_established_ = false;
-  opened_ = open_(index_, path, read ? '\1' : '\0', &handle_, options) != 0;
+  opened_ =
+      Call(false, [&] { return open_(index_, path, read ? '\1' : '\0', &handle_, options) != 0; });
+  if (opened_ && handle_ == 0) opened_ = false, Fail(kNotOpened);
   return opened_ ? kGood : Fail(kLibraryFailed);
 }
 
@@ -183,8 +213,9 @@ int DLLFile::EstablishSize() {
   if (establish_size_ == nullptr) return Fail(kMissingFunction);
   int rows = -1;
   int columns = -1;
-  if (establish_size_(index_, handle_, &rows, &columns) == 0 || rows < 0 || columns < 0)
-    return Fail(kLibraryFailed);
+  const bool done =
+      Call(false, [&] { return establish_size_(index_, handle_, &rows, &columns) != 0; });
+  if (!done || rows < 0 || columns < 0) return Fail(kLibraryFailed);
   return SetSize(static_cast<std::uint64_t>(columns), static_cast<std::uint64_t>(rows));
 }
 
@@ -193,7 +224,7 @@ int DLLFile::Read(ReadSpreadSheetData* sink) {
   if (status_ != kGood) return status_;
   if (read_ == nullptr) return Fail(kMissingFunction);
   ReadRecord record(sink);
-  const bool done = read_(index_, handle_, &record) != 0;
+  const bool done = Call(false, [&] { return read_(index_, handle_, &record) != 0; });
   record.callback.Rethrow();
   return done ? kGood : Fail(kLibraryFailed);
 }
@@ -204,7 +235,7 @@ int DLLFile::Write(WriteSpreadSheetData* source) {
   if (!can_write_) return Fail(kWrongMode);
   if (write_ == nullptr) return Fail(kMissingFunction);
   WriteRecord record(source);
-  const bool done = write_(index_, handle_, &record) != 0;
+  const bool done = Call(false, [&] { return write_(index_, handle_, &record) != 0; });
   record.callback.Rethrow();
   return done ? kGood : Fail(kLibraryFailed);
 }
@@ -219,13 +250,16 @@ void DLLFile::GetErrorMessage(char* buffer, unsigned int size) {
     if (!CopyText(kTexts, buffer, size)) SpreadsheetFile::GetErrorMessage(buffer, size);
     return;
   }
-  const char* text = get_last_error_ != nullptr ? get_last_error_(index_, handle_) : nullptr;
+  const char* text = thrown_.c_str();
+  if (thrown_.empty() && get_last_error_ != nullptr)
+    text = Call<const char*>(nullptr, [&] { return get_last_error_(index_, handle_); });
   const StatusText own[] = {{kLibraryFailed, text != nullptr ? text : ""}};
   CopyText(own, buffer, size);
 }
 
 const char* DLLFile::GetWarningMessage() {
-  return get_warning_ != nullptr && opened_ ? get_warning_(index_, handle_) : nullptr;
+  if (get_warning_ == nullptr || !opened_) return nullptr;
+  return Call<const char*>(nullptr, [&] { return get_warning_(index_, handle_); });
 }
 
 }  // namespace nvimport

@@ -1,21 +1,25 @@
 #pragma once
 
+#include <string>
+
 #include "nvimport/framework/NvImport.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
 
 namespace nvimport {
 
+class PluginTurns;
+
 // One open file of a format that some library serves through the twelve functions.
 class NVIMPORT_API DLLFile : public SpreadsheetFile {
  public:
   // The functions may be null each; `index` is the format's number within its library, which must
-  // stay loaded as long as this object.
+  // stay loaded as long as this object. Threads take their turns with it unless those are null.
   DLLFile(decltype(&NvImportOpen) open, decltype(&NvImportClose) close,
           decltype(&NvImportGetLastError) get_last_error,
           decltype(&NvImportEstablishSize) establish_size, decltype(&NvImportRead) read,
           decltype(&NvImportWrite) write, decltype(&NvImportGetWarning) get_warning, bool can_read,
-          bool can_write, int index);
+          bool can_write, int index, PluginTurns* turns = nullptr);
   DLLFile(const DLLFile&) = delete;
   DLLFile& operator=(const DLLFile&) = delete;
   ~DLLFile() override;
@@ -35,6 +39,9 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
  private:
   int EstablishSize() override;
   void CloseHandle();
+  // Calls a function of the library; `otherwise` when it throws.
+  template <typename Result, typename Function>
+  Result Call(Result otherwise, Function function);
 
   decltype(&NvImportOpen) open_;
   decltype(&NvImportClose) close_;
@@ -46,7 +53,9 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   bool can_read_;
   bool can_write_;
   int index_;
-  long handle_ = 0;  // also that of a failed open, which its error text and Close need
+  PluginTurns* turns_;
+  std::string thrown_;  // what the library threw, where nothing may be thrown
+  long handle_ = 0;     // also that of a failed open, which its error text and Close need
   bool opened_ = false;
 };
 

@@ -1,5 +1,7 @@
 #include "nvimport/framework/DLLWriteSpreadSheetData.h"
 
+#include "nvimport/framework/WriteRecord.h"
+
 namespace nvimport {
 
 float DLLWriteSpreadSheetData::GetNumber(int column, int row) {
@@ -25,6 +27,11 @@ bool DLLWriteSpreadSheetData::IsMissing(int column, int row) {
 
 bool DLLWriteSpreadSheetData::IsText(int column, int row) {
   return IsKind(CellKind::kText, column, row);
+}
+
+bool DLLWriteSpreadSheetData::KeepsTextOf(int column, int row) {
+  WriteSpreadSheetData* const source = SourceOf(*data_);
+  return source != nullptr && source->KeepsTextOf(column, row);
 }
 
 bool DLLWriteSpreadSheetData::IsKind(CellKind kind, int column, int row) {

@@ -19,6 +19,7 @@ class NVIMPORT_API DLLWriteSpreadSheetData : public WriteSpreadSheetData {
   bool IsNumber(int column, int row) override;
   bool IsMissing(int column, int row) override;
   bool IsText(int column, int row) override;
+  bool KeepsTextOf(int column, int row) override;
   int GetNumberOfColumns() override;
   int GetNumberOfRows() override;
 

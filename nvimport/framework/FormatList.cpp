@@ -3,12 +3,17 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 
 #include "nvimport/framework/DLLFile.h"
 #include "nvimport/framework/FormatRegistry.h"
 #include "nvimport/framework/OpenFiles.h"
 #include "nvimport/framework/PluginFunctions.h"
+#include "nvimport/framework/PluginTurns.h"
+#include "nvimport/platform/Danger.h"
 #include "nvimport/platform/DynamicLibrary.h"
+#include "nvimport/platform/Immortal.h"
+#include "nvimport/platform/LibraryLock.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Paths.h"
@@ -17,22 +22,40 @@ namespace nvimport {
 
 namespace {
 
-std::unique_ptr<FormatList>& TheList() {
-  // Never destroyed: unloading libraries while the process ends is what Release is for.
-  static auto& list = *std::make_unique<std::unique_ptr<FormatList>>().release();
-  return list;
+// Unloading libraries while the process ends is what Release is for.
+std::unique_ptr<FormatList>& TheList() { return Immortal<std::unique_ptr<FormatList>>(); }
+
+// Whether the library there means to serve formats; none of its code runs.
+bool ListsFormats(const std::string& path) {
+  return DynamicLibrary::Defines(path.c_str(),
+                                 {"NvImportSizeFileFormatsSupported", "NvImportGetFileFormatInfo"});
 }
 
-// Why somebody else could have this process run a library of theirs from there, null for no reason.
-const char* DangerOf(const std::string& folder) {
-  if (!std::filesystem::path(folder).is_absolute()) return "it depends on the working folder";
-  std::error_code error;
-  const auto permissions = std::filesystem::status(folder, error).permissions();
-  constexpr auto kNone = std::filesystem::perms::none;
-  if (!error && (permissions & std::filesystem::perms::others_write) != kNone)
-    return "everybody may write there";
-  return nullptr;
-}
+std::string TextOf(const char* text) { return text != nullptr ? text : ""; }
+
+// A description whose texts are its own: a library may have one record for all its formats.
+struct KeptInfo : NvImportFormatInfo {
+  explicit KeptInfo(const NvImportFormatInfo& info)
+      : NvImportFormatInfo(info),
+        own_name(info.name),
+        own_read_filter(TextOf(info.read_filter)),
+        own_write_filter(TextOf(info.write_filter)) {
+    const char* end = info.extensions;
+    for (int i = 0; i < info.extension_count; ++i) end += std::strlen(end) + 1;
+    own_extensions.assign(info.extensions, end);
+    name = own_name.c_str();
+    read_filter = own_read_filter.c_str();
+    if (write_filter != nullptr) write_filter = own_write_filter.c_str();
+    extensions = own_extensions.c_str();
+  }
+  KeptInfo(const KeptInfo&) = delete;
+  KeptInfo& operator=(const KeptInfo&) = delete;
+
+  std::string own_name;
+  std::string own_read_filter;
+  std::string own_write_filter;
+  std::string own_extensions;
+};
 
 }  // namespace
 
@@ -40,6 +63,8 @@ struct FormatList::Library {
   DynamicLibrary module;
   std::string path;  // empty for this library itself
   PluginFunctions functions;
+  std::unique_ptr<PluginTurns> turns;  // null for our own functions, which need none
+  bool is_ready = false;
 
   // This library itself, without the detour over its file.
   Library()
@@ -55,7 +80,7 @@ struct FormatList::Library {
                   &NvImportClose,
                   &NvImportGetLastError,
                   &NvImportGetWarning} {
-    NvImportInitPackage();
+    Initialise();
   }
 
   // NvImport Complete where it is linked into the program: handles are those of this library.
@@ -79,14 +104,36 @@ struct FormatList::Library {
 
   explicit Library(const std::string& library_path)
       : module(library_path), path(library_path), functions(PluginFunctions::Of(module)) {
-    if (functions.can_list() && functions.init_package != nullptr) functions.init_package();
+    std::error_code error;
+    if (!std::filesystem::equivalent(path, NvApp::GetCompleteLibrary(), error))
+      turns = std::make_unique<PluginTurns>();
+    if (functions.can_list()) Initialise();
   }
 
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
 
   ~Library() {
-    if (functions.can_list() && functions.release_package != nullptr) functions.release_package();
+    if (!is_ready || functions.release_package == nullptr) return;
+    Call([&] { return functions.release_package(), 0; });
+  }
+
+  void Initialise() {
+    is_ready = functions.init_package == nullptr ||
+               Call([&] { return functions.init_package(), 0; }).has_value();
+  }
+
+  // Calls a function of the library when it is its turn; none when it throws.
+  template <typename Function>
+  auto Call(Function function) const -> std::optional<decltype(function())> {
+    std::unique_lock<PluginTurns> turn;
+    if (turns != nullptr) turn = std::unique_lock(*turns);
+    try {
+      return function();
+    } catch (...) {
+      Complain("threw an exception");
+      return {};
+    }
   }
 
   void Complain(const std::string& what) const {
@@ -95,11 +142,15 @@ struct FormatList::Library {
 };
 
 FormatList& FormatList::Get() {
+  const LibraryLock lock;
   if (TheList() == nullptr) TheList() = std::make_unique<FormatList>();
   return *TheList();
 }
 
-void FormatList::Release() { TheList().reset(); }
+void FormatList::Release() {
+  const LibraryLock lock;
+  TheList().reset();
+}
 
 FormatList::FormatList()
     : own_path_(DynamicLibrary::PathOf(
@@ -130,16 +181,24 @@ void FormatList::AddFolder(const std::string& folder) {
     if (EqualIgnoringCase(NvGetFileExtension(next->path().native()), "so"))
       paths.push_back(std::filesystem::absolute(next->path()));
   std::ranges::sort(paths);
-  for (const std::string& path : paths) AddLibrary(path);
+  for (const std::string& path : paths) {
+    const char* const danger = DangerOf(path);
+    if (danger == nullptr)
+      AddLibrary(path);
+    else if (ListsFormats(path))
+      Log::WriteMessage("FormatList", "AddFolder", path + " is left out, since " + danger,
+                        Log::kNormal);
+  }
 }
 
 bool FormatList::AddLibrary(const std::string& path) {
   std::error_code error;
   if (std::filesystem::equivalent(path, own_path_, error)) return false;
-  if (!DynamicLibrary::Defines(path.c_str(),
-                               {"NvImportSizeFileFormatsSupported", "NvImportGetFileFormatInfo"}))
-    return false;
-  return Append(std::make_shared<const Library>(path));
+  // One that is found by two ways is one.
+  const bool is_known = std::ranges::any_of(entries_, [&](const Entry& entry) {
+    return std::filesystem::equivalent(path, entry.library->path, error);
+  });
+  return !is_known && ListsFormats(path) && Append(std::make_shared<const Library>(path));
 }
 
 bool FormatList::Append(const std::shared_ptr<const Library>& library) {
@@ -147,24 +206,25 @@ bool FormatList::Append(const std::shared_ptr<const Library>& library) {
     library->Complain("can't be loaded: " + library->module.error());
     return false;
   }
-  const int count = library->functions.count_formats();
+  if (!library->is_ready) return false;
+  const int count = library->Call([&] { return library->functions.count_formats(); }).value_or(0);
   if (count < 1 || count > kMostFormats) {
     library->Complain("claims " + std::to_string(count) + " formats");
     return false;
   }
   std::vector<Entry> added;
   for (int index = 1; index <= count; ++index) {
-    const NvImportFormatInfo* info = library->functions.get_info(index);
+    const NvImportFormatInfo* info =
+        library->Call([&] { return library->functions.get_info(index); }).value_or(nullptr);
     if (const std::string fault = FaultOf(info); !fault.empty()) {
       library->Complain("is left out, since its format " + std::to_string(index) + " " + fault);
       return false;
     }
-    added.push_back({library, index, *info});
-    if (info->read_filter == nullptr) added.back().info.read_filter = "";
+    added.push_back({library, index, std::make_shared<const KeptInfo>(*info)});
   }
   for (Entry& entry : added) {
     std::erase_if(entries_, [&](const Entry& earlier) {
-      return EqualIgnoringCase(earlier.info.name, entry.info.name);
+      return EqualIgnoringCase(earlier.info->name, entry.info->name);
     });
     entries_.push_back(std::move(entry));
   }
@@ -190,7 +250,7 @@ std::string FormatList::FaultOf(const NvImportFormatInfo* info) {
 
 int FormatList::size() const { return static_cast<int>(entries_.size()); }
 
-const NvImportFormatInfo& FormatList::GetInfo(int position) const { return At(position).info; }
+const NvImportFormatInfo& FormatList::GetInfo(int position) const { return *At(position).info; }
 
 const std::string& FormatList::GetLibraryPath(int position) const {
   return At(position).library->path;
@@ -199,9 +259,10 @@ const std::string& FormatList::GetLibraryPath(int position) const {
 std::unique_ptr<SpreadsheetFile> FormatList::CreateFile(int position) const {
   const Entry& entry = At(position);
   const PluginFunctions& library = entry.library->functions;
-  return std::make_unique<DLLFile>(
-      library.open, library.close, library.get_last_error, library.establish_size, library.read,
-      library.write, library.get_warning, entry.info.can_read, entry.info.can_write, entry.index);
+  return std::make_unique<DLLFile>(library.open, library.close, library.get_last_error,
+                                   library.establish_size, library.read, library.write,
+                                   library.get_warning, entry.info->can_read, entry.info->can_write,
+                                   entry.index, entry.library->turns.get());
 }
 
 std::vector<KnownFormat> FormatList::GetKnownFormats() const {
@@ -210,9 +271,12 @@ std::vector<KnownFormat> FormatList::GetKnownFormats() const {
     std::function<int(const char*)> test;
     if (entry.library->functions.is_correct_type != nullptr)
       test = [&entry](const char* path) {
-        return static_cast<int>(entry.library->functions.is_correct_type(entry.index, path));
+        const Library& library = *entry.library;
+        return static_cast<int>(
+            library.Call([&] { return library.functions.is_correct_type(entry.index, path); })
+                .value_or('\0'));
       };
-    formats.push_back({&entry.info, std::move(test)});
+    formats.push_back({entry.info.get(), std::move(test)});
   }
   return formats;
 }

@@ -24,6 +24,14 @@ class NVIMPORT_API FormatList {
   // next Get builds it anew.
   static void Release();
 
+  // Releases the list at the end of a scope, however that is left.
+  struct ReleaseAtEnd {
+    ReleaseAtEnd() = default;
+    ReleaseAtEnd(const ReleaseAtEnd&) = delete;
+    ReleaseAtEnd& operator=(const ReleaseAtEnd&) = delete;
+    ~ReleaseAtEnd() { Release(); }
+  };
+
   FormatList();
   FormatList(const FormatList&) = delete;
   FormatList& operator=(const FormatList&) = delete;
@@ -60,7 +68,7 @@ class NVIMPORT_API FormatList {
   struct Entry {
     std::shared_ptr<const Library> library;
     int index;  // within the library, from 1
-    NvImportFormatInfo info;
+    std::shared_ptr<const NvImportFormatInfo> info;
   };
 
   bool Append(const std::shared_ptr<const Library>& library);

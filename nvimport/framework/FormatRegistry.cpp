@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "nvimport/framework/ServedFormats.h"
+#include "nvimport/platform/Immortal.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -12,11 +13,9 @@ FormatRegistry* FormatRegistry::linked_complete = nullptr;
 FormatRegistry* FormatRegistry::target_ = nullptr;
 
 FormatRegistry& FormatRegistry::Own() {
-  // Made on first use, since factories are constructed before main and in any order; it lives until
-  // the library is unloaded.
-  static FormatRegistry registry;
+  // Made on first use, since factories are constructed before main and in any order.
   KeepFactories();
-  return registry;
+  return Immortal<FormatRegistry>();
 }
 
 void FormatRegistry::Register(FormatDescription format) {

@@ -31,53 +31,31 @@ constexpr const char* kNotReadable =
 constexpr const char* kAborted = "AbortedByUser";
 constexpr unsigned kErrorTextSize = 1024;
 
+constexpr const char* kAllFiles = "All Files (*.*)";
+constexpr const char* kEveryExtension = ".*";
+
 // The host's profile keeps the default format here.
 constexpr const char* kSection = "Settings";
 constexpr const char* kDefaultFileType = "DefaultFileType";
 
-// One entry of the file dialogs.
-struct DialogEntry {
-  std::string read_filter;
-  std::string write_filter;  // empty when the format can't write
-  std::vector<std::string> extensions;
-  bool can_write;
-  bool can_read;
-  bool several_at_once;
-  bool flag5;
-};
-
-// Entry 0 is all files, entry n the format at position n of the combined list. Built once.
-const std::vector<DialogEntry>& DialogEntries() {
-  static const std::vector<DialogEntry> entries = [] {
-    std::vector<DialogEntry> table = {
-        {"All Files (*.*)", "All Files (*.*)", {".*"}, true, true, true, true}};
-    const FormatList& formats = FormatList::Get();
-    for (int position = 1; position <= formats.size(); ++position) {
-      const NvImportFormatInfo& info = formats.GetInfo(position);
-      const bool has_write_filter = info.can_write && info.write_filter != nullptr;
-      table.push_back({info.read_filter, has_write_filter ? info.write_filter : "",
-                       Extensions(info), info.can_write, info.can_read, info.several_at_once,
-                       info.flag5});
-    }
-    return table;
-  }();
-  return entries;
-}
-
 // The formats that can read, in order: what the open dialog's filters from the second on stand for.
+// One that says nothing for a filter has none.
 std::vector<int> ReadableFormats() {
+  const FormatList& formats = FormatList::Get();
   std::vector<int> positions;
-  for (std::size_t n = 1; n < DialogEntries().size(); ++n)
-    if (DialogEntries()[n].can_read) positions.push_back(static_cast<int>(n));
+  for (int position = 1; position <= formats.size(); ++position) {
+    const NvImportFormatInfo& info = formats.GetInfo(position);
+    if (info.can_read && *info.read_filter != '\0') positions.push_back(position);
+  }
   return positions;
 }
 
-std::string Patterns(const DialogEntry& entry) {
+std::string Patterns(const std::vector<std::string>& extensions) {
   // Files with a number for an extension are what the format of every extension is for.
   constexpr const char* kNumbered = "*.0*;*.1*;*.2*;*.3*;*.4*;*.5*;*.6*;*.7*;*.8*;*.9*;";
   std::string patterns;
-  for (const std::string& extension : entry.extensions)
-    patterns += extension == ".*" ? kNumbered : "*" + extension + ";";
+  for (const std::string& extension : extensions)
+    patterns += extension == kEveryExtension ? kNumbered : "*" + extension + ";";
   if (!patterns.empty()) patterns.pop_back();
   return patterns;
 }
@@ -87,7 +65,8 @@ void AddFilter(std::string& filter, const std::string& text, const std::string& 
   filter.append(patterns).push_back('\0');
 }
 
-// Follows the progress of an operation and remembers that the user stopped it.
+// Follows the progress of an operation and remembers that the user stopped it, or that the window
+// failed, which no reader on the way is to see.
 class Watch {
  public:
   explicit Watch(std::unique_ptr<Progress> window) : window_(std::move(window)), report_(*this) {
@@ -95,19 +74,31 @@ class Watch {
   }
   Watch(const Watch&) = delete;
   Watch& operator=(const Watch&) = delete;
-  ~Watch() {
+  ~Watch() { Close(); }
+
+  // The window goes with its operation.
+  void Close() {
     if (window_ != nullptr) Progress::Install(previous_);
+    window_.reset();
   }
+
   bool cancelled() const { return cancelled_; }
+  // What the window threw; empty where it threw nothing.
+  const std::string& failure() const { return failure_; }
 
  private:
   class Report : public Progress {
    public:
     explicit Report(Watch& watch) : watch_(watch) {}
     bool Advance(std::uint64_t position, std::uint64_t size) override {
-      const bool goes_on = watch_.window_->Advance(position, size);
-      watch_.cancelled_ = watch_.cancelled_ || !goes_on;
-      return goes_on;
+      try {
+        watch_.cancelled_ = !watch_.window_->Advance(position, size) || watch_.cancelled_;
+      } catch (const std::exception& e) {
+        watch_.failure_ = e.what();
+      } catch (...) {
+        watch_.failure_ = "The progress window failed.";
+      }
+      return !watch_.cancelled_ && watch_.failure_.empty();
     }
 
    private:
@@ -118,6 +109,7 @@ class Watch {
   Report report_;
   Progress* previous_ = nullptr;
   bool cancelled_ = false;
+  std::string failure_;
 };
 
 class WaitCursor {
@@ -301,11 +293,13 @@ bool ImportHelper::EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, 
 
 bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd* parent) {
   constexpr const char* kNotRead = "Data could not be read from the file. Import will be aborted.";
-  const Watch watch(Dialogs::Current().OpenProgress({"Loading data file..."}));
+  Watch watch(Dialogs::Current().OpenProgress({"Loading data file..."}));
   const int status = file.Read(sheet);
-  if (watch.cancelled()) {
+  watch.Close();
+  if (watch.cancelled() || !watch.failure().empty()) {
     status_ = kCancelled;
-    PutMsgDD(parent, kNotRead, kAborted, NvApp::GetName().c_str());
+    const char* const why = watch.cancelled() ? kAborted : watch.failure().c_str();
+    PutMsgDD(parent, kNotRead, why, NvApp::GetName().c_str());
     return false;
   }
   if (status != kGood) return Fail(parent, kNotRead, file);
@@ -354,38 +348,45 @@ bool ImportHelper::WriteSpreadsheetFile(const char* path, int format, Spreadshee
 }
 
 void ImportHelper::GetFileData(OPENFILENAME& dialog, bool all_files) {
-  static const std::pair<std::string, std::string> filters = [] {
-    std::string supported;
-    std::string formats;
-    for (const int position : ReadableFormats()) {
-      const DialogEntry& entry = DialogEntries()[static_cast<std::size_t>(position)];
-      const std::string patterns = Patterns(entry);
-      supported += (supported.empty() ? "" : ";") + patterns;
-      AddFilter(formats, entry.read_filter, patterns);
-    }
-    std::string filter;
-    AddFilter(filter, "Supported Files", supported);
-    filter += formats;
-    std::string with_all = filter;
-    AddFilter(with_all, "All Files (*.*)", "*.*");
-    return std::pair(filter, with_all);
-  }();
-  dialog.lpstrFilter = all_files ? filters.second.c_str() : filters.first.c_str();
-
+  // A dialog's texts stand until the next one's; plug-ins come and go in between.
+  static thread_local std::string filter;
+  const FormatList& formats = FormatList::Get();
   const std::vector<int> readable = ReadableFormats();
+  std::string supported;
+  std::string single;
+  for (const int position : readable) {
+    const NvImportFormatInfo& info = formats.GetInfo(position);
+    const std::string patterns = Patterns(Extensions(info));
+    if (patterns.empty()) {
+      AddFilter(single, info.read_filter, "*.*");
+      continue;
+    }
+    supported += (supported.empty() ? "" : ";") + patterns;
+    AddFilter(single, info.read_filter, patterns);
+  }
+  filter.clear();
+  AddFilter(filter, "Supported Files", supported);
+  filter += single;
+  if (all_files) AddFilter(filter, kAllFiles, "*.*");
+  dialog.lpstrFilter = filter.c_str();
+
   const auto stored = std::ranges::find(readable, Profile::GetInt(kSection, kDefaultFileType, 0));
   dialog.nFilterIndex =
       stored == readable.end() ? 1 : static_cast<unsigned long>(stored - readable.begin()) + 2;
 }
 
 void ImportHelper::GetWriteFileData(OPENFILENAME& dialog) {
-  static const std::string filter = [] {
-    std::string filters;
-    for (const DialogEntry& entry : DialogEntries())
-      if (entry.can_write && !entry.write_filter.empty() && entry.extensions.front() != ".*")
-        AddFilter(filters, entry.write_filter, Patterns(entry));
-    return filters;
-  }();
+  static thread_local std::string filter;
+  filter.clear();
+  const FormatList& formats = FormatList::Get();
+  for (int position = 1; position <= formats.size(); ++position) {
+    const NvImportFormatInfo& info = formats.GetInfo(position);
+    const std::vector<std::string> extensions = Extensions(info);
+    const bool has_filter = info.write_filter != nullptr && *info.write_filter != '\0';
+    if (info.can_write && has_filter && !extensions.empty() &&
+        extensions.front() != kEveryExtension)
+      AddFilter(filter, info.write_filter, Patterns(extensions));
+  }
   dialog.lpstrFilter = filter.c_str();
   dialog.nFilterIndex = 1;
 }

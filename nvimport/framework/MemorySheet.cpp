@@ -298,6 +298,14 @@ void MemorySheet::GetCells(int column, int row, std::span<MemoryCell> cells) con
   }
 }
 
+std::uint64_t MemorySheet::CountCells() const {
+  std::uint64_t count = 0;
+  for (std::uint32_t line = 1; line <= lines_used_; ++line)
+    for (const Slot& slot : LineAt(line).cells)
+      count += CellIn(slot).kind != CellKind::kMissing ? 1 : 0;
+  return count;
+}
+
 float MemorySheet::GetNumber(int column, int row) {
   const MemoryCell cell = GetCell(column, row);
   return cell.kind == CellKind::kNumber ? cell.number : std::numeric_limits<float>::quiet_NaN();

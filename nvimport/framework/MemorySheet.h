@@ -53,6 +53,7 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   bool IsNumber(int column, int row) override;
   bool IsMissing(int column, int row) override;
   bool IsText(int column, int row) override;
+  bool KeepsTextOf(int, int) override { return true; }
 
   // The cell, missing where nothing was set or nothing can be.
   MemoryCell GetCell(int column, int row) const;
@@ -62,6 +63,9 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
 
   // The number that a cell holds or that its text reads as; see ParseNumber.
   std::optional<double> AsNumber(int column, int row, char decimal_mark = '.') const;
+
+  // The cells that are not missing, counted anew.
+  std::uint64_t CountCells() const;
 
   // Back to an empty sheet.
   void Clear();

@@ -13,6 +13,8 @@
 #include "nvimport/framework/OpenFiles.h"
 #include "nvimport/framework/ServedFormats.h"
 #include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/Immortal.h"
+#include "nvimport/platform/LibraryLock.h"
 
 namespace nvimport {
 
@@ -39,18 +41,18 @@ struct FailureText {
 struct OpenFile {
   std::unique_ptr<SpreadsheetFile> file;
   FailureText failure;
+  bool is_at_work = false;  // it reads or writes
 };
 
 // The open files by handle. A handle is the object's address; where a long can't hold one it is
-// the key alone that counts.
-std::map<long, OpenFile>& OpenFiles() {
-  static std::map<long, OpenFile> files;
-  return files;
-}
+// the key alone that counts. They are every thread's, a file that of the thread that calls.
+using OpenFiles = std::map<long, OpenFile>;
 
 OpenFile* Find(long handle) {
-  const auto found = OpenFiles().find(handle);
-  return found != OpenFiles().end() ? &found->second : nullptr;
+  const LibraryLock lock;
+  auto& files = Immortal<OpenFiles>();
+  const auto found = files.find(handle);
+  return found != files.end() ? &found->second : nullptr;
 }
 
 long NewHandle(const SpreadsheetFile* file) {
@@ -63,7 +65,7 @@ long NewHandle(const SpreadsheetFile* file) {
 }
 
 // What there is to say where no handle could be made.
-FailureText no_handle_failure;
+thread_local FailureText no_handle_failure;
 
 // Runs `operation`, which tells success, and lets nothing out: an exception becomes a kept text.
 template <typename Operation>
@@ -93,6 +95,18 @@ bool Refuse(OpenFile& open, const char* reason) {
   return false;
 }
 
+// The same for what a callback of the read or write at work must not do to its file.
+template <typename Operation>
+char WithIdleFile(long handle, Operation operation) {
+  return WithFile(handle, [&](OpenFile& open) {
+    if (open.is_at_work) return Refuse(open, "The file is being read or written.");
+    open.is_at_work = true;
+    const char done = Guard(open.failure, [&] { return operation(open); });
+    open.is_at_work = false;
+    return done != 0;
+  });
+}
+
 }  // namespace
 
 char IsCorrectFileType(FormatRegistry& registry, int format, const char* path) {
@@ -116,8 +130,9 @@ char OpenFileOf(FormatRegistry& registry, int format, const char* path, char mod
       no_handle_failure.Keep("There is no such format.");
       return false;
     }
+    const LibraryLock lock;
     const long key = NewHandle(file.get());
-    open = &OpenFiles()[key];
+    open = &Immortal<OpenFiles>()[key];
     open->file = std::move(file);
     *handle = key;
     return true;
@@ -168,7 +183,7 @@ char NvImportEstablishSize(int, long handle, int* rows, int* columns) {
 }
 
 char NvImportRead(int, long handle, NvImportReadData* data) {
-  return WithFile(handle, [&](OpenFile& open) {
+  return WithIdleFile(handle, [&](OpenFile& open) {
     if (data == nullptr) return Refuse(open, kNoRecord);
     DLLReadSpreadSheetData sink(data);
     return open.file->Read(&sink) == kGood;
@@ -176,7 +191,7 @@ char NvImportRead(int, long handle, NvImportReadData* data) {
 }
 
 char NvImportWrite(int, long handle, NvImportWriteData* data) {
-  return WithFile(handle, [&](OpenFile& open) {
+  return WithIdleFile(handle, [&](OpenFile& open) {
     if (data == nullptr) return Refuse(open, kNoRecord);
     DLLWriteSpreadSheetData source(data);
     return open.file->Write(&source) == kGood;
@@ -184,16 +199,20 @@ char NvImportWrite(int, long handle, NvImportWriteData* data) {
 }
 
 void NvImportClose(int, long handle) {
-  WithFile(handle, [](OpenFile& open) {
+  const char closed = WithIdleFile(handle, [](OpenFile& open) {
     open.file->Close();
     return true;
   });
-  OpenFiles().erase(handle);
+  const OpenFile* const open = Find(handle);
+  if (open == nullptr || (closed == 0 && open->is_at_work)) return;
+  OpenFiles::node_type gone;
+  const LibraryLock lock;
+  gone = Immortal<OpenFiles>().extract(handle);
 }
 
 const char* NvImportGetLastError(int, long handle) {
-  // Kept: one buffer for all handles, and one byte less than it holds.
-  static char text[kTextSize];
+  // Kept: one buffer for all handles of a thread, and one byte less than it holds.
+  static thread_local char text[kTextSize];
   text[0] = '\0';
   const OpenFile* open = Find(handle);
   if (open != nullptr && open->file->GetStatus() != kGood) {

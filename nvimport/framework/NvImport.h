@@ -12,7 +12,9 @@
  * Formats are numbered from 1. Rows and columns are numbered from 1 and stand row first, except in
  * the flag callback. Results of type char are 1 (success, true) or 0. No exception leaves a
  * function: running out of memory and option bytes that make no sense are a 0 result with a text.
- * Calls must not overlap; the library takes no locks.
+ * This library's functions may be called in several threads at the same time, those of one handle
+ * in one at a time; the dialogs, log and progress of a call are those that its thread installed.
+ * Nothing of the kind is asked of a plug-in: calls into one never overlap.
  */
 #ifndef NVIMPORT_FRAMEWORK_NVIMPORT_H
 #define NVIMPORT_FRAMEWORK_NVIMPORT_H
@@ -57,8 +59,8 @@ struct NvImportWriteData {
   char (*kind)(NvImportWriteData* data, int row, int column);
   /* The value of a number cell. */
   float (*number)(NvImportWriteData* data, int row, int column);
-  /* The value of a text cell. For a number cell it may give the text to write instead of the
-   * number's shortest form, or null. */
+  /* The value of a text cell. Few formats (DIF) ask it of a number cell too, for the text to write
+   * instead of the number's shortest form, or null. */
   const char* (*text)(NvImportWriteData* data, int row, int column);
   /* A flag of the cell. Column first, unlike the others. */
   char (*flag)(NvImportWriteData* data, int column, int row);
@@ -123,11 +125,12 @@ NVIMPORT_API char NvImportRead(int format, long handle, NvImportReadData* data);
 /* Writes the cells that the callbacks of `data` give. Returns 1 on success. */
 NVIMPORT_API char NvImportWrite(int format, long handle, NvImportWriteData* data);
 
-/* Closes the file and destroys its object; the handle is invalid afterwards. */
+/* Closes the file and destroys its object; the handle is invalid afterwards. Out of a callback of
+ * the file's own read or write nothing is closed. */
 NVIMPORT_API void NvImportClose(int format, long handle);
 
 /* Returns the text of the handle's last failure, at most 254 bytes, empty when there was none. It
- * stands in one buffer for all handles, valid until the next call of this function. */
+ * stands in one buffer for all handles of a thread, valid until its next call of this function. */
 NVIMPORT_API const char* NvImportGetLastError(int format, long handle);
 
 /* Returns the warning of the last read, or null when there is none. */

@@ -22,6 +22,8 @@ int ReadSpreadSheetData::GetNextIndex(int previous) {
   return previous == INT_MAX ? -1 : previous + 1;
 }
 
+bool WriteSpreadSheetData::KeepsTextOf(int, int) { return false; }
+
 int SpreadsheetData::SetTag(int value) { return tag_ = value; }
 
 }  // namespace nvimport

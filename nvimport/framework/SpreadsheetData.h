@@ -75,7 +75,8 @@ class NVIMPORT_API WriteSpreadSheetData : public virtual SpreadSheetDataBase {
   // The value of a number cell.
   virtual float GetNumber(int column, int row) = 0;
 
-  // The text of a text cell. For a number cell, the text to write in its place, or null.
+  // The text of a text cell. For a number cell, the text to write in its place, or null; see
+  // KeepsTextOf.
   virtual const char* GetText(int column, int row) = 0;
 
   // A mark that a host keeps with its cells; no format here writes it.
@@ -85,6 +86,10 @@ class NVIMPORT_API WriteSpreadSheetData : public virtual SpreadSheetDataBase {
   virtual bool IsNumber(int column, int row) = 0;
   virtual bool IsMissing(int column, int row) = 0;
   virtual bool IsText(int column, int row) = 0;
+
+  // Whether GetText gives a number cell's text as it is to be written, 1.50 for what is 1.5. Not
+  // at first: a source may answer GetText with whatever it has for a cell that is no text.
+  virtual bool KeepsTextOf(int column, int row);
 };
 
 // Sink and source in one: the sheet that a host reads into and writes from.

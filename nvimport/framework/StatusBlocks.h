@@ -21,7 +21,7 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"Lotus 1-2-3", 2304, 2315},
     {"Galactic SPC", 2560, 2569},
     {"Brimrose", 2816, 2822},
-    {"CSV", 3072, 3075},
+    {"CSV", 3072, 3076},
     {"Excel 2007", 3328, 3335},
 };
 

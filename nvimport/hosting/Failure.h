@@ -57,6 +57,8 @@ struct HostWords {
   const char* no_regular_file = "copy its data into a file";
   // The way to replace a file.
   const char* replace = "it can be replaced on request";
+  // The way to write a few cells among ever so many delimiters.
+  const char* sparse = "it can be written on request";
   // The way to write into a folder.
   const char* into_folder = "name a file in it";
   // The way to another output.

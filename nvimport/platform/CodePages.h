@@ -8,6 +8,8 @@
 namespace nvimport {
 
 // The code pages of old worksheets. OEM is CP437, ANSI is Windows-1252.
+inline constexpr int kOemPage = 437;
+inline constexpr int kAnsiPage = 1252;
 
 // Windows-1252 from 0x80 to 0x9f; above, its characters are those of Unicode. The five undefined
 // bytes are the control characters of the same value.
@@ -25,12 +27,25 @@ inline char32_t FromWindows1252(char c) {
 // Converts `count` bytes in place; what the other page lacks becomes '?'. The number of those.
 std::size_t OemToAnsi(char* text, std::size_t count);
 
+// Tells whether texts are in the OEM or the ANSI code page, by what characters their bytes would
+// be.
+class OemOrAnsi {
+ public:
+  void Count(std::string_view text);
+  // The OEM page where nothing tells.
+  int page() const { return ansi_ > oem_ ? kAnsiPage : kOemPage; }
+
+ private:
+  std::size_t oem_ = 0;
+  std::size_t ansi_ = 0;
+};
+
 // `text`, which is UTF-8 where it is valid UTF-8 and else Windows-1252, in the OEM code page. What
 // it lacks becomes '?', counted in `lost`.
 std::string ToOem(std::string_view text, std::size_t& lost);
 
-// Adds `bytes`, which are in the code page of this number, as UTF-8. 10000 is Mac Roman; one that
-// is not known counts as Windows-1252.
+// Adds `bytes`, which are in the code page of this number, as UTF-8: any that a workbook may state,
+// by Excel's own numbers too. One that is not known counts as Windows-1252.
 void AppendFromCodePage(std::string& out, std::string_view bytes, int page);
 
 }  // namespace nvimport

@@ -2,13 +2,13 @@
 
 #include <utility>
 
+#include "nvimport/platform/Installed.h"
 #include "nvimport/platform/Progress.h"
 
 namespace nvimport {
 
 namespace {
-Dialogs* installed = nullptr;
-CWnd* current_parent = nullptr;
+thread_local CWnd* current_parent = nullptr;
 }  // namespace
 
 ParentWindow::ParentWindow(CWnd* parent) : before_(std::exchange(current_parent, parent)) {}
@@ -46,10 +46,10 @@ std::unique_ptr<Progress> Dialogs::ShowProgress(const std::string&) { return nul
 void Dialogs::ShowWaitCursor(bool) {}
 
 Dialogs& Dialogs::Current() {
-  static Dialogs nobody;
-  return installed != nullptr ? *installed : nobody;
+  Dialogs* const installed = Installed<Dialogs*>::Current();
+  return installed != nullptr ? *installed : Immortal<Dialogs>();
 }
 
-Dialogs* Dialogs::Install(Dialogs* dialogs) { return std::exchange(installed, dialogs); }
+Dialogs* Dialogs::Install(Dialogs* dialogs) { return Installed<Dialogs*>::Exchange(dialogs); }
 
 }  // namespace nvimport

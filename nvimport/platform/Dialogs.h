@@ -180,7 +180,8 @@ class NVIMPORT_API Dialogs {
   // The dialogs installed, or ones that answer every question with "cancelled".
   static Dialogs& Current();
 
-  // Makes `dialogs` the current ones (null for none) and returns those before, null for none.
+  // Makes `dialogs` the current ones of this thread (null for none) and returns those before, null
+  // for none. A thread that installed none uses those of the thread that was the first to.
   static Dialogs* Install(Dialogs* dialogs);
 };
 

@@ -59,6 +59,15 @@ bool LineReader::Extend(Line& line) {
   return TakeFrom(offset, line);
 }
 
+void LineReader::ReadOn(Line& line, std::size_t count) {
+  const auto offset = static_cast<std::size_t>(buffer_.data() - line.data());
+  buffer_.Seek(buffer_.position() - offset);
+  while (buffer_.size() < offset + count && Fill()) {
+  }
+  line = {buffer_.data(), line.size()};
+  buffer_.Skip(offset);
+}
+
 // Takes up to the end of the line that begins `offset` bytes ahead.
 bool LineReader::TakeFrom(std::size_t offset, Line& line) {
   char* end = FindEnd(buffer_.data() + offset);

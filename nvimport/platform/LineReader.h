@@ -69,6 +69,12 @@ class LineReader {
   // none.
   bool Extend(Line& line);
 
+  // Up to `count` bytes behind the line last taken and its end, where line feeds end them.
+  std::span<const char> Behind(Line& line, std::size_t count) {
+    if (buffer_.size() < count) ReadOn(line, count);
+    return {buffer_.data(), std::min(buffer_.size(), count)};
+  }
+
   // At a line, takes all that end before what is sought, at least one, where either ends them.
   void SkipLines(Sought& sought);
 
@@ -83,6 +89,7 @@ class LineReader {
 
   bool Fill();
   bool GoToLine();
+  void ReadOn(Line& line, std::size_t count);
   void PassSecond();
   void FindAnew(Sought& sought, char* begin) const;
   bool TakeFrom(std::size_t offset, Line& line);

@@ -3,15 +3,15 @@
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
-#include <utility>
+#include <memory>
+
+#include "nvimport/platform/Installed.h"
 
 namespace nvimport {
 
 namespace {
-Log::Sink& Installed() {
-  static Log::Sink sink;
-  return sink;
-}
+
+using Sinks = Installed<std::shared_ptr<const Log::Sink>>;
 
 // A line per entry, with the time in UTC; line breaks and other controls become blanks.
 void AppendToFile(const char* path, const LogEntry& entry) {
@@ -31,9 +31,10 @@ void AppendToFile(const char* path, const LogEntry& entry) {
 void Log::WriteMessage(std::string_view source, std::string_view operation, std::string_view text,
                        int importance) {
   const char* path = std::getenv("NVIMPORT_LOG");
-  if (!Installed() && path == nullptr) return;
+  const auto sink = Sinks::Current();
+  if (sink == nullptr && path == nullptr) return;
   const LogEntry entry{std::string(source), std::string(operation), std::string(text), importance};
-  if (Installed()) Installed()(entry);
+  if (sink != nullptr) (*sink)(entry);
   if (path != nullptr && *path != '\0') AppendToFile(path, entry);
 }
 
@@ -43,6 +44,10 @@ void Log::WriteCount(std::string_view source, std::uint64_t count, std::string_v
   WriteNote(source, std::to_string(count) + " " + std::string(count == 1 ? one : several));
 }
 
-Log::Sink Log::Install(Sink sink) { return std::exchange(Installed(), std::move(sink)); }
+Log::Sink Log::Install(Sink sink) {
+  const auto before =
+      Sinks::Exchange(sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr);
+  return before != nullptr ? *before : Sink();
+}
 
 }  // namespace nvimport

@@ -40,7 +40,8 @@ class NVIMPORT_API Log {
   static void WriteCount(std::string_view source, std::uint64_t count, std::string_view one,
                          std::string_view several);
 
-  // Sends the entries to `sink` (none: to nobody) and returns the sink before it.
+  // Sends the entries of this thread to `sink` (none: to nobody) and returns the sink before it.
+  // Those of a thread that installed none go to the sink of the thread that was the first to.
   static Sink Install(Sink sink);
 };
 

@@ -6,19 +6,17 @@
 #include <sstream>
 
 #include "nvimport/platform/DynamicLibrary.h"
+#include "nvimport/platform/Immortal.h"
+#include "nvimport/platform/LibraryLock.h"
 
 namespace nvimport {
 
 namespace {
-std::string& GivenName() {
-  static std::string name;
-  return name;
-}
-
-std::vector<std::string>& AddedFolders() {
-  static std::vector<std::string> folders;
-  return folders;
-}
+// What the host said of itself.
+struct Host {
+  std::string name;
+  std::vector<std::string> plugin_folders;
+};
 
 std::filesystem::path FolderBesideLibrary(const char* name) {
   const std::string own =
@@ -29,10 +27,15 @@ std::filesystem::path FolderBesideLibrary(const char* name) {
 }  // namespace
 
 std::string NvApp::GetName() {
-  return GivenName().empty() ? program_invocation_short_name : GivenName();
+  const LibraryLock lock;
+  const std::string& name = Immortal<Host>().name;
+  return name.empty() ? program_invocation_short_name : name;
 }
 
-void NvApp::SetName(const std::string& name) { GivenName() = name; }
+void NvApp::SetName(const std::string& name) {
+  const LibraryLock lock;
+  Immortal<Host>().name = name;
+}
 
 std::vector<std::string> NvApp::GetPluginDirectory() {
   std::vector<std::string> folders;
@@ -43,11 +46,16 @@ std::vector<std::string> NvApp::GetPluginDirectory() {
   } else {
     folders.push_back(FolderBesideLibrary("plugins"));
   }
-  folders.insert(folders.end(), AddedFolders().begin(), AddedFolders().end());
+  const LibraryLock lock;
+  const std::vector<std::string>& added = Immortal<Host>().plugin_folders;
+  folders.insert(folders.end(), added.begin(), added.end());
   return folders;
 }
 
-void NvApp::AddPluginDirectory(const std::string& folder) { AddedFolders().push_back(folder); }
+void NvApp::AddPluginDirectory(const std::string& folder) {
+  const LibraryLock lock;
+  Immortal<Host>().plugin_folders.push_back(folder);
+}
 
 std::string NvApp::GetCompleteDirectory() { return FolderBesideLibrary("complete"); }
 

@@ -11,7 +11,7 @@ namespace nvimport {
 
 namespace {
 
-int first_failure = 0;
+thread_local int first_failure = 0;
 
 void Remember(int error) {
   if (first_failure == 0) first_failure = error;
@@ -33,6 +33,7 @@ OutputFile::OutputFile(OutputFile&& other) noexcept { *this = std::move(other); 
 OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
   std::swap(descriptor_, other.descriptor_);
   std::swap(owned_, other.owned_);
+  std::swap(failed_, other.failed_);
   std::swap(buffer_, other.buffer_);
   std::swap(used_, other.used_);
   return *this;
@@ -46,10 +47,13 @@ void OutputFile::WriteAcross(std::string_view text) {
 }
 
 void OutputFile::WriteOut(const char* bytes, std::size_t count) {
-  while (count > 0) {
+  while (count > 0 && !failed_) {
     const ::ssize_t written = ::write(descriptor_, bytes, count);
     if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return Remember(errno);
+    if (written < 0) {
+      failed_ = true;
+      return Remember(errno);
+    }
     bytes += written;
     count -= static_cast<std::size_t>(written);
   }

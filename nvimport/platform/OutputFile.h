@@ -24,6 +24,8 @@ class NVIMPORT_API OutputFile {
   ~OutputFile() { Close(); }
 
   bool is_open() const { return descriptor_ >= 0; }
+  // Whether a write has failed, so that no more is worth its while.
+  bool failed() const { return failed_; }
 
   void Write(std::string_view text) {
     if (text.size() > kBufferSize - used_) return WriteAcross(text);
@@ -48,6 +50,7 @@ class NVIMPORT_API OutputFile {
 
   int descriptor_ = -1;
   bool owned_ = true;
+  bool failed_ = false;
   std::unique_ptr<char[]> buffer_;
   std::size_t used_ = kBufferSize;  // without a buffer every write goes the long way
 };

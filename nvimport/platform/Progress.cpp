@@ -2,6 +2,8 @@
 
 #include <chrono>
 
+#include "nvimport/platform/Installed.h"
+
 namespace nvimport {
 
 namespace {
@@ -9,24 +11,23 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr auto kInterval = std::chrono::milliseconds(33);
 
+// Of the files that this thread reads.
 struct State {
-  Progress* installed = nullptr;
+  const Progress* reported = nullptr;
   Clock::time_point next_report;
   std::uint64_t position = 0;
   std::uint64_t size = 0;
   bool stopped = false;
 };
-State state;
+thread_local State state;
 
 }  // namespace
 
 Progress::~Progress() = default;
 
 Progress* Progress::Install(Progress* progress) {
-  Progress* previous = state.installed;
   state = {};
-  state.installed = progress;
-  return previous;
+  return Installed<Progress*>::Exchange(progress);
 }
 
 bool Progress::Report(std::uint64_t position, std::uint64_t size) {
@@ -36,12 +37,15 @@ bool Progress::Report(std::uint64_t position, std::uint64_t size) {
 }
 
 bool Progress::Poll() {
-  if (state.installed == nullptr) return true;
+  Progress* const installed = Installed<Progress*>::Current();
+  if (installed == nullptr) return true;
+  // Another thread may have installed it.
+  if (installed != state.reported) state = {installed, {}, state.position, state.size, false};
   if (state.stopped) return false;
   const auto now = Clock::now();
   if (now < state.next_report) return true;
   state.next_report = now + kInterval;
-  state.stopped = !state.installed->Advance(state.position, state.size);
+  state.stopped = !installed->Advance(state.position, state.size);
   return !state.stopped;
 }
 

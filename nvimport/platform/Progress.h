@@ -17,7 +17,8 @@ class NVIMPORT_API Progress {
   // it until another Progress is installed.
   virtual bool Advance(std::uint64_t position, std::uint64_t size) = 0;
 
-  // Makes `progress` the one that is reported to (null for none) and returns the one before it.
+  // Makes `progress` the one that this thread reports to (null for none) and returns the one before
+  // it. A thread that installed none reports to that of the thread that was the first to.
   static Progress* Install(Progress* progress);
 
   // For the file layer: reports, and tells whether to go on.

@@ -1,5 +1,6 @@
 #include "nvimport/platform/SerialDate.h"
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <cmath>
@@ -8,7 +9,8 @@ namespace nvimport {
 
 namespace {
 
-constexpr long long kSecondsPerDay = 86'400;
+constexpr long long kPerSecond = 1000;
+constexpr long long kPerDay = 86'400 * kPerSecond;
 constexpr double kEnd = 2'958'466;  // 1 January 10000
 constexpr long long kLeapDay = 60;  // 29 February 1900
 constexpr int kDaysTo1904 = 1'462;
@@ -34,29 +36,40 @@ char* PutDay(char* out, long long day, bool since_1904) {
   return PutDigits(out, static_cast<unsigned>(date.day()) + (is_leap_day ? 1 : 0), 2);
 }
 
-char* PutTime(char* out, long long second) {
-  out = PutDigits(out, second / 3600, 2);
+char* PutTime(char* out, long long time) {
+  const long long second = time / kPerSecond;
+  const long long hour = second / 3600;
+  out = hour < 100 ? PutDigits(out, hour, 2) : std::to_chars(out, out + 10, hour).ptr;
   *out++ = ':';
   out = PutDigits(out, second / 60 % 60, 2);
   *out++ = ':';
-  return PutDigits(out, second % 60, 2);
+  out = PutDigits(out, second % 60, 2);
+  if (time % kPerSecond == 0) return out;
+  *out++ = '.';
+  return PutDigits(out, time % kPerSecond, 3);
 }
 
 }  // namespace
 
-std::string_view IEEEDate_2_string(double serial, bool since_1904, DateText& buffer) {
+std::string_view IEEEDate_2_string(double serial, bool since_1904, DateText& buffer,
+                                   DateForm form) {
   char* out = buffer.data();
   const double end = since_1904 ? kEnd - kDaysTo1904 : kEnd;
-  const double seconds = std::round(serial * kSecondsPerDay);
-  if (!(serial >= 0 && seconds < end * kSecondsPerDay)) {
+  const double rounded = std::round(serial * kPerDay);
+  if (!(serial >= 0 && rounded < end * kPerDay)) {
     out = std::to_chars(out, buffer.end() - 1, serial).ptr;
   } else {
-    const auto total = static_cast<long long>(seconds);
-    const long long day = total / kSecondsPerDay;
-    const long long second = total % kSecondsPerDay;
-    if (day > 0) out = PutDay(out, day, since_1904);
-    if (day > 0 && second > 0) *out++ = ' ';
-    if (day == 0 || second > 0) out = PutTime(out, second);
+    const bool has_first_day = since_1904 && form == DateForm::kDays;
+    const bool is_time = form == DateForm::kElapsed || (serial < 1 && !has_first_day);
+    auto time = static_cast<long long>(rounded);
+    if (!is_time) {
+      out = PutDay(out, time / kPerDay, since_1904);
+      time %= kPerDay;
+      if (time > 0) *out++ = ' ';
+    } else if (form != DateForm::kElapsed) {
+      time = std::min(time, kPerDay - 1);  // no time of day is rounded into a day
+    }
+    if (is_time || time > 0) out = PutTime(out, time);
   }
   *out = '\0';
   return {buffer.data(), static_cast<std::size_t>(out - buffer.data())};

@@ -162,7 +162,7 @@ def test_what_is_written_is_read_again():
     assert pathlib.Path("t.csv").read_text().startswith("row,n"), "left alone"
 
 
-def test_threads_take_turns():
+def test_threads_read_side_by_side():
     sums = []
 
     def work():

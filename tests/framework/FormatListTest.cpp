@@ -95,6 +95,7 @@ TEST(FormatList, ReleasesEveryLibraryAtItsEnd) {
   {
     FormatList list;
     ASSERT_TRUE(list.AddLibrary(Plugin("good")));
+    EXPECT_FALSE(list.AddLibrary(Plugin("../test-plugins/good"))) << "found by another way";
     EXPECT_EQ(released(), 0);
   }
   EXPECT_EQ(released(), 1);
@@ -114,6 +115,9 @@ TEST(FormatList, ALibraryThatCannotServeChangesNothing) {
       {"a name is null", Plugin("null-name"), "its format 1 has no name"},
       {"too many extensions", Plugin("many-extensions"), "claims 65 extensions"},
       {"extensions are null", Plugin("null-extensions"), "has an extension without end"},
+      {"its start throws", Plugin("throw-initpackage"), "threw an exception"},
+      {"its number throws", Plugin("throw-sizefileformatssupported"), "claims 0 formats"},
+      {"a description throws", Plugin("throw-getfileformatinfo"), "has no description"},
       {"no library", folder.Put("text.so", "\177ELF but no more"), ""},
       {"a missing file", folder.path() + "/none.so", ""},
   };
@@ -123,9 +127,9 @@ TEST(FormatList, ALibraryThatCannotServeChangesNothing) {
     const LogRecorder log;
     EXPECT_FALSE(list.AddLibrary(c.path));
     EXPECT_EQ(list.size(), kOwn);
-    ASSERT_EQ(log.entries().size(), *c.logged == '\0' ? 0U : 1U);
+    ASSERT_EQ(log.entries().empty(), *c.logged == '\0');
     if (*c.logged != '\0') {
-      EXPECT_NE(log.entries()[0].text.find(c.logged), std::string::npos);
+      EXPECT_NE(log.entries().back().text.find(c.logged), std::string::npos);
     }
   }
 }
@@ -161,8 +165,22 @@ TEST(FormatList, LoadsNothingFromWhereOthersDecideWhatLies) {
               folder.path() + " is left out, since everybody may write there");
     EXPECT_EQ(log.entries()[1].text, ". is left out, since it depends on the working folder");
   }
+  // A folder below such a one, and a link into it.
+  const TempFolder own;
+  std::filesystem::create_directory(folder.path() + "/below");
+  std::filesystem::rename("plugin.so", "below/plugin.so");
+  std::filesystem::create_symlink(folder.path() + "/below", own.path() + "/link");
+  std::filesystem::create_symlink(folder.path() + "/below/plugin.so", own.path() + "/a.so");
+  for (const std::string& through :
+       {folder.path() + "/below", own.path() + "/link", own.path(), "/proc/self/cwd/below"s}) {
+    ::setenv("NVIMPORT_PLUGIN_PATH", through.c_str(), 1);
+    EXPECT_EQ(FormatList().size(), kOwn) << through;
+  }
   std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
+  ::setenv("NVIMPORT_PLUGIN_PATH", own.path().c_str(), 1);
   EXPECT_EQ(FormatList().size(), kOwn + 1);
+  std::filesystem::permissions("below/plugin.so", std::filesystem::perms::all);
+  EXPECT_EQ(FormatList().size(), kOwn) << "everybody may write the file";
   ::unsetenv("NVIMPORT_PLUGIN_PATH");
   std::filesystem::current_path(before);
 }
@@ -206,6 +224,31 @@ TEST(DLLFile, AFailedOpenLeavesOnlyItsText) {
   EXPECT_EQ(file->Write(&sheet), 2050);
   file->Close();
   EXPECT_EQ(file->Open(true, "/dev/null", nullptr), 0);
+}
+
+TEST(FormatList, KeepsWhatALibrarySaysInOneRecord) {
+  FormatList list;
+  ASSERT_TRUE(list.AddLibrary(Plugin("refills")));
+  EXPECT_EQ(PositionOf(list, "B File"), kOwn + 1);
+  EXPECT_EQ(PositionOf(list, "C File"), kOwn + 2);
+}
+
+TEST(DLLFile, WhatALibraryThrowsIsItsFailure) {
+  for (const char* function : {"open", "read", "close"}) {
+    SCOPED_TRACE(function);
+    FormatList list;
+    ASSERT_TRUE(list.AddLibrary(Plugin("throw-"s + function)));
+    const Outcome got = ImportFile(*list.CreateFile(kOwn + 1), "/dev/null", nullptr);
+    EXPECT_EQ(got.status, function == "close"s ? 0 : 2049);
+    EXPECT_EQ(got.text, function == "close"s ? "" : "An unforeseen error occurred.");
+  }
+  FormatList list;
+  ASSERT_TRUE(list.AddLibrary(Plugin("throw-iscorrectfiletype")));
+  const TempFile text("a;b\n", "table.txt");
+  EXPECT_EQ(DetectFormat(list.GetKnownFormats(), text.path()).answers.back(), 0);
+  FormatList zero;
+  ASSERT_TRUE(zero.AddLibrary(Plugin("handle-0")));
+  EXPECT_EQ(zero.CreateFile(kOwn + 1)->Open(true, "/dev/null", nullptr), 2050);
 }
 
 TEST(DLLFile, AFunctionThatOnlyADependencyHasIsMissing) {

@@ -1,4 +1,3 @@
-
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
@@ -42,19 +41,22 @@ class Host : public ScriptedDialogs {
     EXPECT_EQ(window.title, "Loading data file...");
     class Window : public Progress {
      public:
-      explicit Window(bool goes_on) : goes_on_(goes_on) {}
-      bool Advance(std::uint64_t, std::uint64_t) override { return goes_on_; }
+      explicit Window(const Host& host) : host_(host) {}
+      bool Advance(std::uint64_t, std::uint64_t) override {
+        return host_.fails ? throw std::runtime_error("broken") : !host_.cancels;
+      }
 
      private:
-      bool goes_on_;
+      const Host& host_;
     };
-    return std::make_unique<Window>(!cancels);
+    return std::make_unique<Window>(*this);
   }
   void ShowWaitCursor(bool on) override { wait_cursors += on ? 1 : -1; }
 
   int questions = 0;
   int wait_cursors = 0;
   bool cancels = false;
+  bool fails = false;
   std::vector<std::string> messages;
 };
 
@@ -184,6 +186,18 @@ TEST(ImportHelper, ACancelNeedsNoMessage) {
   }
 }
 
+TEST(ImportHelper, AProgressWindowThatThrowsIsAMessage) {
+  const TempFile file("a;b\n");
+  MemorySheet sheet;
+  Host host;
+  host.fails = true;
+  EXPECT_FALSE(
+      ImportHelper().ReadSpreadsheetFile(file.path(), kText, &sheet, nullptr, nullptr, true));
+  EXPECT_EQ(host.messages,
+            std::vector<std::string>{"Data could not be read from the file. Import will be "
+                                     "aborted.|broken"});
+}
+
 TEST(ImportHelper, TheFiltersPositionStandsForAFormatThatCanRead) {
   Host host;
   const TempFile file("a;b\n", "table.txt");
@@ -206,38 +220,44 @@ TEST(ImportHelper, TheFiltersPositionStandsForAFormatThatCanRead) {
   }
 }
 
-// In a process of its own: the table of the file dialogs is made from the list at its first need.
-TEST(ImportHelperDeathTest, TheFiltersLeaveOutWhatCannotReadAndStayAsTheyWereFirst) {
-  ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
-  const auto check = [] {
-    const TempFolder folder;
-    const auto plug_in = [](const char* name) {
-      return NVIMPORT_TEST_PLUGINS "/" + std::string(name) + "/plugin.so";
-    };
-    std::filesystem::copy(plug_in("unreadable"), folder.path() + "/20.so");
-    std::filesystem::copy(plug_in("good"), folder.path() + "/21.so");
-    ::setenv("NVIMPORT_PLUGIN_PATH", folder.path().c_str(), 1);
-    Host host;
-    const TempFile file("a;b\n", "table.txt");
-    std::string formats;
-    const auto settle = [&](int format) {
-      ReadErrors error{};
-      ImportHelper().CheckFilesBeforeRead(file.path(), format, nullptr, error, true);
-      formats += " " + std::to_string(format);
-    };
-    for (const int filter : {20, 21, 22, 23}) settle(filter);
-    OPENFILENAME before;
-    ImportHelper::GetFileData(before, true);
-    FormatList::Release();
-    ::unsetenv("NVIMPORT_PLUGIN_PATH");
-    OPENFILENAME after;
-    ImportHelper::GetFileData(after, true);
-    std::cerr << FormatList::Get().size() << formats << " "
-              << (before.lpstrFilter == after.lpstrFilter ? "same" : "another");
-    FormatList::Release();
-    std::exit(0);
+TEST(ImportHelper, TheFiltersLeaveOutWhatHasNone) {
+  const TempFolder folder;
+  int number = 20;
+  for (const std::string name : {"unreadable", "good", "filterless", "writes-nothing"})
+    std::filesystem::copy(NVIMPORT_TEST_PLUGINS "/" + name + "/plugin.so",
+                          folder.path() + "/" + std::to_string(number++) + ".so");
+  FormatList::Release();
+  ::setenv("NVIMPORT_PLUGIN_PATH", folder.path().c_str(), 1);
+  Host host;
+  const TempFile file("a;b\n", "table.txt");
+  const auto settle = [&](int format) {
+    ReadErrors error{};
+    ImportHelper().CheckFilesBeforeRead(file.path(), format, nullptr, error, true);
+    return format;
   };
-  EXPECT_EXIT(check(), ::testing::ExitedWithCode(0), "^19 19 21 17 -1 same");
+  // The last one has taken the place of the second.
+  EXPECT_EQ(FormatList::Get().size(), 22);
+  EXPECT_EQ(settle(20), 19);
+  EXPECT_EQ(settle(21), 22);
+  EXPECT_EQ(settle(22), kText) << "all files";
+  OPENFILENAME dialog;
+  ImportHelper::GetFileData(dialog, true);
+  const auto texts = [&] {
+    std::vector<std::string> all;
+    for (const char* next = dialog.lpstrFilter; *next != '\0'; next += all.back().size() + 1)
+      all.emplace_back(next);
+    return all;
+  };
+  EXPECT_EQ(texts().size(), 2U * (1 + 19 + 1 + 1));
+  EXPECT_EQ(texts()[41], "*.*");
+  ImportHelper::GetWriteFileData(dialog);
+  EXPECT_EQ(texts().size(), 6U);
+  // They are those of the list that is there.
+  FormatList::Release();
+  ::unsetenv("NVIMPORT_PLUGIN_PATH");
+  EXPECT_EQ(settle(22), -1);
+  ImportHelper::GetFileData(dialog, true);
+  EXPECT_EQ(texts().size(), 2U * (1 + 19 + 1));
 }
 
 TEST(ImportHelper, WritesWhatCanBeWritten) {

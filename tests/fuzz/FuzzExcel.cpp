@@ -17,7 +17,9 @@ void Fuzz(std::string_view input) {
     ExcelFile file(rules);
     if (file.Open(true, workbook.path(), options.get()) != 0 || file.GetNumRows() < 0) continue;
     Check(file.GetNumCols() >= 0, "a size has two sides");
-    CheckingSink sink(CheckingSink::Beyond::kAllowed);
+    CheckingSink sink(rules.sizes_as_stated ? CheckingSink::Beyond::kAllowed
+                                            : CheckingSink::Beyond::kForbidden);
+    sink.SetDataSize(file.GetNumCols(), file.GetNumRows());
     const int status = file.Read(&sink);
     Check(status == 0 || status == 258, "a sheet is read, or ends in a bad record");
   }

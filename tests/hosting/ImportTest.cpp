@@ -83,6 +83,24 @@ TEST(Import, TellsEveryFailureWithItsDetail) {
   }
 }
 
+TEST(Import, LeavesOutTheMarkOfUtf8) {
+  const TempFolder folder;
+  const struct {
+    const char* file;
+    const char* text;
+    const char* sheet;
+  } kCases[] = {
+      {"a.txt", "\xEF\xBB\xBFname\t\xEF\xBB\xBFx\n", "'name' | '\xEF\xBB\xBFx'\n"},
+      {"c.csv", "\xEF\xBB\xBFname,x\n", "'name' | 'x'\n"},
+      {"d.txt", "a\xEF\xBB\xBF\tb\n", "'a\xEF\xBB\xBF' | 'b'\n"},
+  };
+  for (const auto& c : kCases) {
+    MemorySheet sheet;
+    EXPECT_TRUE(ImportFile({{folder.Put(c.file, c.text)}}, sheet));
+    EXPECT_EQ(SheetText(sheet), c.sheet) << c.file;
+  }
+}
+
 TEST(Import, RepeatsByItsOptionsWithoutAQuestion) {
   const struct {
     std::vector<std::string> files;
@@ -174,6 +192,50 @@ TEST(Export, LeavesWhatWasThereUnlessItIsWhole) {
   EXPECT_FALSE(ExportSheet(sheet, request));
   EXPECT_EQ(std::filesystem::file_size(path), 6000U);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+TEST(Export, WritesNoDelimitersWithoutEnd) {
+  const TempFolder folder;
+  const struct {
+    const char* format;
+    int column;
+    int row;
+    const char* detail;
+  } kCases[] = {
+      {"csv", 10'000, 10'001, "2 cells among 100 MB of delimiters"},
+      {"dif", 10'001, 10'000, "2 cells among 100 MB of delimiters"},
+      {"jsonl", 1, 20'000'001, "2 cells among 100 MB of delimiters"},
+      {"jsonl", INT_MAX, INT_MAX, "2 cells among 18446744073709 MB of delimiters"},
+      {"csv", 10'000, 100, ""},
+  };
+  for (const auto& c : kCases) {
+    MemorySheet sheet;
+    sheet.Set(1, 1, "a");
+    sheet.Set(c.column, c.row, 1.F);
+    const auto failure =
+        ExportSheet(sheet, {folder.path() + "/" + c.format, *FindOutputFormat(c.format)});
+    EXPECT_EQ(failure ? failure->detail : "", c.detail);
+  }
+  // A thousandth of them that are cells are worth it, and so is who insists.
+  MemorySheet sheet;
+  for (int row = 1; row <= 100'001; ++row) sheet.Set(1, row, 1.F);
+  sheet.Set(1000, 1, 1.F);
+  EXPECT_FALSE(ExportSheet(sheet, {"/dev/null", *FindOutputFormat("csv"), {}, true}));
+  MemorySheet far;
+  far.Set(20'000'001, 1, 1.F);
+  ExportRequest request{"/dev/null", *FindOutputFormat("jsonl")};
+  request.is_sparse = true;
+  EXPECT_FALSE(ExportSheet(far, request));
+  // Nor any of them where nothing can be written.
+  request = {"/dev/full", *FindOutputFormat("csv")};
+  request.is_sparse = true;
+  for (const char* format : {"csv", "txt", "dif"}) {
+    request.format = *FindOutputFormat(format);
+    MemorySheet endless;
+    endless.Set(100'000, 100'000, 1.F);
+    const auto failure = ExportSheet(endless, request);
+    EXPECT_EQ(failure ? failure->detail : "", "No space left on device");
+  }
 }
 
 }  // namespace nvimport

@@ -4,6 +4,7 @@
 #include <limits>
 #include <sstream>
 
+#include "nvimport/hosting/CellText.h"
 #include "nvimport/platform/CodePages.h"
 #include "nvimport/platform/Exception.h"
 #include "nvimport/platform/NumberText.h"
@@ -24,21 +25,98 @@ TEST(CodePages, BecomeUtf8) {
   } kCases[] = {
       {437, "a\xE0\x82", "a\u03B1\u00E9"},
       {852, "\x9F", "\u010D"},
+      {855, "\xDD\xE1", "\u041F\u0440"},
       {866, "\x80\xEF", "\u0410\u044F"},
+      {874, "\xA1\xDF", "\u0E01\u0E3F"},
       {1250, "\x9A", "\u0161"},
       {1251, "\xC0\xFF", "\u0410\u044F"},
       {1252, "\x80\xE9", "\u20AC\u00E9"},
       {1253, "\xE1\xAA", "\u03B1\uFFFD"},
       {10000, "\x8A\xD0", "\u00E4\u2013"},
+      {0x8000, "\x8A", "\u00E4"},
+      {0x8001, "\x80", "\u20AC"},
+      {10004, "\xC7", "\u0627"},
+      {10006, "\xE1", "\u03B1"},
+      {10007, "\x80\xDF", "\u0410\u044F"},
+      {10010, "\xAF", "\u0218"},
+      {10017, "\x80", "\u0410"},
+      {10029, "\xE1\xF3", "\u0160\u016F"},
+      {10079, "\xDC", "\u00D0"},
+      {10081, "\xDA", "\u011E"},
+      {10082, "\xA9", "\u0160"},
+      {65001, "\u0160\u20AC", "\u0160\u20AC"},
+      {65001, "\x80", "\u20AC"},
       {31337, "\xE9", "\u00E9"},
       // Two bytes to a character, one that breaks off, one that there is not.
       {932, "\x8A\xBFz\x8A", "\u6F22z\uFFFD"},
       {932, "\xFFz", "\uFFFDz"},
+      {936, "\xBA\xBA", "\u6C49"},
+      {949, "\xC7\xD1", "\uD55C"},
+      {950, "\xBA\x7E", "\u6F22"},
+      {1361, "\xD0\x65", "\uD55C"},
+      {10001, "\x8A\xBF", "\u6F22"},
   };
   for (const auto& c : kCases) {
     std::string text;
     AppendFromCodePage(text, c.bytes, c.page);
     EXPECT_EQ(text, c.text) << c.page;
+  }
+}
+
+// The system's tables are another's work. Where it has no character ours may have a control one.
+TEST(CodePages, AgreeWithTheSystemsWhereItKnowsThem) {
+  constexpr int kNumbers[] = {437,  720,  737,  775,  850,  852,  855,  857,  858,
+                              860,  861,  862,  863,  864,  865,  866,  869,  874,
+                              1250, 1251, 1252, 1253, 1254, 1255, 1256, 1257, 1258};
+  int known = 0;
+  for (const int number : kNumbers) {
+    const Conversion system("UTF-8", "CP" + std::to_string(number));
+    if (!system.ok()) continue;
+    ++known;
+    for (int byte = 0x80; byte < 0x100; ++byte) {
+      const std::string bytes(1, static_cast<char>(byte));
+      std::string ours;
+      std::string theirs;
+      AppendFromCodePage(ours, bytes, number);
+      system.Convert(bytes, theirs, "?");
+      EXPECT_TRUE(ours == theirs || theirs == "?")
+          << number << " " << byte << " " << ours << " " << theirs;
+    }
+  }
+  EXPECT_GT(known, 0);
+}
+
+TEST(CodePages, AreToldApartByTheirTexts) {
+  const struct {
+    int page;
+    const char* texts[3];
+  } kCases[] = {
+      {437, {"M\x81nchen", "\x82t\x82", "25 \xF8"}},
+      {437, {"\xC4\xC4\xC4", "\xCD\xCD\xBB", "m\xFD"}},
+      {437,
+       {"Stra\xE1"
+        "e",
+        "\xF1 2", "\xE6m"}},
+      {437, {"", "a", "1"}},
+      {1252,
+       {"caf\xE9", "\xB5 \x80",
+        "25 \xB0"
+        "C"}},
+      {1252,
+       {"Espa\xF1ol",
+        "K\xF8"
+        "b",
+        "don\x92t"}},
+      {1252,
+       {"10 \x96 20",
+        "Gr\xF6\xDF"
+        "e",
+        "\xC4\xD6"}},
+  };
+  for (const auto& c : kCases) {
+    OemOrAnsi pages;
+    for (const char* const text : c.texts) pages.Count(text);
+    EXPECT_EQ(pages.page(), c.page) << c.texts[0];
   }
 }
 

@@ -22,6 +22,9 @@ static int format_count = 1;
 static int missing = 0; /* a format without a description */
 static char test_answer = 2;
 static bool opens_missing = false;
+static long given_handle = 7;
+static bool refills = false; /* one record, and one name, for all formats */
+static char refilled[] = "A File";
 static bool closed = false;
 static char success = 1;
 static int row = 1;
@@ -29,6 +32,7 @@ static bool gives_null = false;
 static const char* error = "The test plug-in refused.";
 
 /* What a fault may be, beside other values of the above. */
+void Throw(void);
 #define CRASH raise(SIGSEGV)
 #define HANG \
   for (;;) pause()
@@ -61,6 +65,10 @@ int NvImportSizeFileFormatsSupported(void) {
 NvImportFormatInfo* NvImportGetFileFormatInfo(int format) {
   Pass(__func__);
   if (format < 1) return below_first;
+  if (refills) {
+    refilled[0] = (char)('A' + format);
+    info.name = refilled;
+  }
   return format == missing ? NULL : &info;
 }
 
@@ -82,7 +90,7 @@ char NvImportOpen(int format, const char* path, char mode, long* handle,
   if (strstr(path, "leave") != NULL) LEAVE;
   if (strstr(path, "hang") != NULL) HANG;
 #endif
-  *handle = 7;
+  *handle = given_handle;
   closed = false;
   if (mode == 0 && info.can_write) return 1;
   return mode != 0 && (opens_missing || access(path, R_OK) == 0) && strstr(path, "refused") == NULL;

@@ -13,6 +13,7 @@ struct SpcFixture {
   char version = 'K';
   unsigned char flags = 0;
   int exponent = -128;
+  int first_exponent = -128;  // of an old multifile
   double first_x = 10;
   double last_x = 14;
   std::int32_t points = 3;
@@ -58,6 +59,7 @@ struct SpcFixture {
       put(bytes, 4, static_cast<float>(points));
       put(bytes, 8, static_cast<float>(first_x));
       put(bytes, 12, static_cast<float>(last_x));
+      put(bytes, 225, static_cast<std::int8_t>(first_exponent));
     } else {
       put(bytes, 3, static_cast<std::int8_t>(exponent));
       put(bytes, 4, points);

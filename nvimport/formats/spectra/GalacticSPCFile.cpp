@@ -51,16 +51,17 @@ struct GalacticSPCFile::File {
   std::string path;
   int position = 0;  // in the selection, from 1
   SpcFile layout{};
-  int left_out = 0;  // sub-files
+  int left_out = 0;  // sub-files of the old layout
+  int cut = 0;       // those that are not whole
 
   // True when its points have the same x values as those of another, as far as both have them.
   bool HasXOf(const SpcFile& other) const {
     const auto is_same = [](double a, double b) { return !IsBefore(a, b) && !IsBefore(b, a); };
     return layout.has_own_x == other.has_own_x && layout.has_x_array == other.has_x_array &&
-           (layout.has_own_x || std::ranges::equal(layout.axis.values, other.axis.values, is_same));
+           (layout.has_own_x || std::ranges::equal(layout.x, other.x, is_same));
   }
   std::string Entry() const {
-    const SpectrumAxis& axis = layout.axis;
+    const SpectrumGrid& axis = layout.axis;
     std::string entry = FileName(path) + " [Num ";
     if (layout.sub_files > 1)
       entry += "sub-files: " + std::to_string(layout.sub_files) +
@@ -122,6 +123,8 @@ void GalacticSPCFile::SelectFilesToImport(const std::vector<int>& positions) {
 }
 
 int GalacticSPCFile::ReadHeaders() {
+  axis_.floats = {};
+  RenewBudget();
   for (File& file : files_)
     if (ReadHeaderInfo(file) != kGood) return status_;
   return UniteX();
@@ -131,49 +134,75 @@ int GalacticSPCFile::ReadHeaderInfo(File& file) {
   InputFile input(file.path.c_str());
   if (!input.is_open()) return Fail(kSpcNoFile);
   SpcFile& layout = file.layout = {};
-  const int status = ReadSpcLayout(input, *reader_, layout);
+  const int status = ReadSpcLayout(input, *reader_, layout, budget_);
   if (layout.byte_order == std::endian::big && rules_.refuse_other_byte_order)
     return Fail(kSpcOtherByteOrder);
-  if (layout.has_own_x && rules_.refuse_own_x_arrays) return Fail(kSpcMassSpectra);
+  if (layout.flags_own_x && rules_.refuse_own_x_arrays) return Fail(kSpcMassSpectra);
   if (status != kGood) return Fail(status);
-  // Kept: what follows the first sub-file is left out.
-  if (layout.is_old && rules_.one_spectrum_of_old_files)
+  // Kept: what follows the first sub-file is left out, and its own exponent isn't looked at.
+  if (layout.is_old && rules_.one_spectrum_of_old_files) {
     file.left_out = std::exchange(layout.sub_files, 1) - 1;
-  return kGood;
+    layout.is_multifile = false;
+  }
+  const bool may_be_cut = (layout.is_old && layout.is_multifile) || !layout.HoldsAll();
+  return !rules_.refuse_cut_files && may_be_cut ? LeaveOutCut(file, input) : kGood;
+}
+
+// Counts the sub-files that are whole. No others are then the file's.
+int GalacticSPCFile::LeaveOutCut(File& file, InputFile& input) {
+  SpcFile& layout = file.layout;
+  // The old header doesn't say how many there are.
+  const bool is_counted = !layout.is_old || layout.axis.points == 0;
+  if (!is_counted && layout.is_multifile) layout.sub_files = INT_MAX;
+  int whole = 0;
+  int begun = 0;
+  {
+    SpcSubFiles sub_files(layout, input, *reader_, budget_);
+    while (whole < layout.sub_files && sub_files.Next() && sub_files.is_whole()) ++whole;
+    begun = sub_files.number();
+  }
+  if (budget_.overdrawn()) return Fail(kOverBudget);
+  file.cut = (is_counted ? layout.sub_files : begun) - whole;
+  layout.sub_files = whole;
+  return whole == 0 && file.cut > 0 ? Fail(kSpcCutShort) : kGood;
 }
 
 // Makes every x that occurs in files with own x arrays a point of all of them.
 int GalacticSPCFile::UniteX() {
-  XUnion all;
+  XUnion<float> all(budget_);
   for (const File& file : files_) {
     if (!file.layout.has_own_x) continue;
     InputFile input(file.path.c_str());
     if (!input.is_open()) return Fail(kSpcNoFile);
-    SpcSubFiles sub_files(file.layout, input, *reader_);
+    SpcSubFiles sub_files(file.layout, input, *reader_, budget_);
     // Reading fails at one that is cut.
     while (sub_files.number() < file.layout.sub_files && sub_files.Next()) {
-      std::vector<double> x = sub_files.own_x();
-      std::ranges::sort(x, IsBefore);
-      all.Add(std::move(x));
+      if (!budget_.Take(sub_files.own_x().size() * sizeof(float))) break;
+      std::vector<float> x = sub_files.own_x();
+      if (!std::ranges::is_sorted(x, IsBefore)) std::ranges::sort(x, IsBefore);
+      if (!all.Add(std::move(x))) break;
     }
   }
-  const std::vector<double> values = all.Take();
+  std::vector<float> values = all.Take();
+  if (budget_.overdrawn()) return Fail(kOverBudget);
   if (values.size() > INT_MAX) return Fail(kNoSize);
   if (values.empty()) return kGood;
   for (File& file : files_) {
     if (!file.layout.has_own_x) continue;
-    SpectrumAxis& axis = file.layout.axis;
-    axis = {{values.front(), values.back(), 0, static_cast<int>(values.size())}, {}};
+    SpectrumGrid& axis = file.layout.axis;
+    axis = {values.front(), values.back(), 0, static_cast<int>(values.size())};
     axis.spacing = SpcSpacing(axis);
-    if (&file == files_.data()) axis.values = values;
   }
+  axis_.floats = std::move(values);
   return kGood;
 }
 
 int GalacticSPCFile::CheckFiles() {
   if (files_.empty()) return kSpcNoFilesSelected;
   const SpcFile& first = files_.front().layout;
-  axis_ = first.axis;
+  static_cast<SpectrumGrid&>(axis_) = first.axis;
+  // Those of own x arrays are united.
+  if (!first.has_own_x) axis_.floats = first.x;
   for (const File& file : files_) {
     axis_.points = std::max(axis_.points, file.layout.axis.points);
     if (!(file.layout.axis.last <= axis_.last)) axis_.last = file.layout.axis.last;
@@ -252,10 +281,14 @@ int GalacticSPCFile::Read(ReadSpreadSheetData* sink) {
   sink->SetDataSize(num_cols_, num_rows_);
   row = SetHeads(*sink, row);
   std::uint64_t left_out = 0;
+  std::uint64_t cut = 0;
   for (const File& file : files_) {
     if (ReadSpectra(file, *sink, row) != kGood) return status_;
     left_out += static_cast<std::uint64_t>(file.left_out);
+    cut += static_cast<std::uint64_t>(file.cut);
   }
+  Log::WriteCount(source_, cut, "spectrum is cut short and was not delivered",
+                  "spectra are cut short and were not delivered");
   Log::WriteCount(source_, left_out,
                   "further spectrum of a file of the old layout was not delivered",
                   "further spectra of files of the old layout were not delivered");
@@ -284,41 +317,43 @@ int GalacticSPCFile::SetHeads(ReadSpreadSheetData& sink, int row) {
 int GalacticSPCFile::ReadSpectra(const File& file, ReadSpreadSheetData& sink, int& row) {
   InputFile input(file.path.c_str());
   if (!input.is_open()) return Fail(kSpcNoFile);
-  SpcSubFiles sub_files(file.layout, input, *reader_);
+  SpcSubFiles sub_files(file.layout, input, *reader_, budget_);
+  XPlaces<float> places(axis_.floats, budget_);
   while (sub_files.number() < file.layout.sub_files && row >= 0) {
     // Only whole sub-files are delivered.
-    if (!sub_files.Next() || !sub_files.is_whole()) return Fail(kSpcCutShort);
+    const bool is_whole = sub_files.Next() && sub_files.is_whole();
+    if (budget_.overdrawn()) return Fail(kOverBudget);
+    if (!is_whole) return Fail(kSpcCutShort);
     row = sink.GetNextIndex(row);
     if (row < 0) break;
     std::string name = FileName(file.path);
-    if (file.layout.sub_files > 1) name += "_" + std::to_string(sub_files.number());
+    if (file.layout.sub_files + file.cut > 1) name += "_" + std::to_string(sub_files.number());
     sink.Set(1, row, row - 1);
     sink.Set(2, row, name.c_str());
-    if (!SetPoints(sub_files, file.layout.has_own_x, sink, row)) return Fail(kSpcCutShort);
+    if (!SetPoints(sub_files, file.layout.has_own_x ? &places : nullptr, sink, row))
+      return Fail(budget_.overdrawn() ? int{kOverBudget} : int{kSpcCutShort});
   }
   return kGood;
 }
 
-bool GalacticSPCFile::SetPoints(SpcSubFiles& sub_files, bool has_own_x, ReadSpreadSheetData& sink,
-                                int row) const {
+// The points of a sub-file with an x array of its own have `places` in the axis of the sheet.
+bool GalacticSPCFile::SetPoints(SpcSubFiles& sub_files, XPlaces<float>* places,
+                                ReadSpreadSheetData& sink, int row) {
   const int points = sub_files.points();
-  if (!has_own_x) {
+  if (places == nullptr) {
     const int before = std::min(first_index(), points);
     return sub_files.TakeValues(
         before, std::min(interval_size(), points - before),
         [&](int i, float value) { sink.Set(kFirstPointColumn + i, row, value); });
   }
-  std::vector<std::pair<double, int>> order;
-  for (const double x : sub_files.own_x()) order.emplace_back(x, static_cast<int>(order.size()));
-  std::ranges::stable_sort(order, IsBefore, &std::pair<double, int>::first);
-  std::vector<int> places(order.size());
-  std::size_t next = 0;
-  for (const auto& [x, point] : order)
-    places[static_cast<std::size_t>(point)] = static_cast<int>(PlaceOf(x, axis_.values, next));
-  return sub_files.TakeValues(0, points, [&](int i, float value) {
-    const int point = places[static_cast<std::size_t>(i)] - first_index();
-    if (point >= 0 && point < interval_size()) sink.Set(kFirstPointColumn + point, row, value);
-  });
+  const std::vector<float>& x = sub_files.own_x();
+  return places->Begin(std::ranges::is_sorted(x, IsBefore)) &&
+         sub_files.TakeValues(0, points, [&](int i, float value) {
+           const auto place = static_cast<int>(places->Of(x[static_cast<std::size_t>(i)]));
+           const int point = place - first_index();
+           if (point >= 0 && point < interval_size())
+             sink.Set(kFirstPointColumn + point, row, value);
+         });
 }
 
 GalacticSPCFileFactory::GalacticSPCFileFactory(GalacticSPCRules rules)

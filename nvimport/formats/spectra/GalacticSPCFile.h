@@ -12,13 +12,17 @@ namespace nvimport {
 
 class BlockReader;
 class GivenOptions;
+class InputFile;
 class SpcSubFiles;
+template <typename X>
+class XPlaces;
 
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct GalacticSPCRules {
   bool one_spectrum_of_old_files = true;  // the further spectra of a file of the old layout
   bool refuse_other_byte_order = true;    // files of version L
   bool refuse_own_x_arrays = true;        // files whose spectra have an x axis each
+  bool refuse_cut_files = true;           // the whole spectra of a file that is cut
 
   // None of them.
   static constexpr GalacticSPCRules Off() { return NoRules<GalacticSPCRules>(); }
@@ -57,12 +61,14 @@ class NVIMPORT_API GalacticSPCFile : public SpectraFile {
 
   int ReadHeaders();
   int ReadHeaderInfo(File& file);
+  int LeaveOutCut(File& file, InputFile& input);
   int UniteX();
   int SetOptions(GivenOptions& given, OptionPairs& choices);
   int AskForFiles(int status);
   int SetHeads(ReadSpreadSheetData& sink, int row);
   int ReadSpectra(const File& file, ReadSpreadSheetData& sink, int& row);
-  bool SetPoints(SpcSubFiles& sub_files, bool has_own_x, ReadSpreadSheetData& sink, int row) const;
+  bool SetPoints(SpcSubFiles& sub_files, XPlaces<float>* places, ReadSpreadSheetData& sink,
+                 int row);
 
   GalacticSPCRules rules_;
   bool opened_ = false;

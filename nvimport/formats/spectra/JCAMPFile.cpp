@@ -132,6 +132,18 @@ struct Interpolator {
 
 }  // namespace
 
+// What is being delivered.
+struct JCAMPFile::Sheet {
+  ReadSpreadSheetData& sink;
+  PointNames names;
+  XPlaces<double> places;
+  int row = 0;    // the last one set
+  int named = 0;  // points, from the first one on
+  // Of a page whose x don't rise, by their place:
+  std::vector<float> values{};
+  std::vector<bool> is_set{};
+};
+
 struct JCAMPFile::Contents {
   // What makes a row: a data page of a block, from 0.
   struct Series {
@@ -148,7 +160,8 @@ struct JCAMPFile::Contents {
   std::map<int, std::uint64_t> left_out;  // those that are left out instead, by problem
   JCAMPBlock current;                     // of which nothing is said while there is none
   std::optional<JCAMPData> reference;     // the series onto whose x values the others are brought
-  bool unites_x = false;                  // a block of pairs is among the selected ones
+  bool unites_x = false;                  // each x that occurs has its column
+  std::vector<bool> in_order;             // then: whether the x of a series rise
   std::size_t readable = 0;               // series before the first one that can't be read
   // The file that is checked or read, -1 for none, and the line reached in it.
   int current_file = -1;
@@ -167,46 +180,50 @@ struct JCAMPFile::Contents {
     return label.empty() ? name : label + ", " + name;
   }
 
-  // Counts the points where the labels don't.
-  int CountPoints(const JCAMPRules& rules) {
+  // Finds the points and the x values where the labels don't tell them, but the lines.
+  int AskLines(const JCAMPRules& rules) {
     JCAMPInput input(files, rules);
     for (const std::size_t block : offered)
-      for (std::size_t page = 0; page < layout.Pages(block); ++page) {
-        JCAMPData data = layout.Get(block, page);
-        if (data.points > 0) continue;
-        data.points = static_cast<int>(std::clamp<double>(layout.points_left(), 0, INT_MAX));
-        if (data.Problem() != kGood) continue;
-        JCAMPLines* lines = input.Open(data.file);
-        if (lines == nullptr) return kNoFile;
-        JCAMPPageReader reader(data, rules, *lines);
-        int points = 0;
-        // What ends it early is met again when the cells are read.
-        if (data.data_class == JCAMPClass::kXYData) {
-          reader.ReadXYData([&](int n, double, bool) { points = n; });
-        } else {
-          std::vector<JCAMPPair> pairs;
-          reader.ReadPeakTable(pairs);
-          points = static_cast<int>(std::min<std::size_t>(pairs.size(), INT_MAX));
-        }
-        (layout.Pages(block) == 1 ? layout.blocks[block].points : layout.Page(block, page).points) =
-            points;
-        layout.points += points;
-      }
+      for (std::size_t page = 0; page < layout.Pages(block); ++page)
+        if (const int status = AskLines(rules, input, block, page)) return status;
     return kGood;
   }
 
-  // Of several pages those are read that have the axis of the first that can be.
-  void CheckPages() {
-    for (const std::size_t block : offered) {
-      if (layout.Pages(block) == 1) continue;
-      const JCAMPData first = layout.FirstGood(block);
-      for (std::size_t page = 0; page < layout.Pages(block); ++page) {
-        const JCAMPData data = layout.Get(block, page);
-        if (data.form == JCAMPForm::kOrdinates && first.form == data.form &&
-            data.points != first.points)
-          layout.Page(block, page).problem = kNTuplesMet - kNoFile;
-      }
-    }
+  int AskLines(const JCAMPRules& rules, JCAMPInput& input, std::size_t block, std::size_t page) {
+    JCAMPData data = layout.Get(block, page);
+    const bool has_points = data.points > 0 || rules.npoints_is_right;
+    if (!has_points)
+      data.points = static_cast<int>(std::clamp<double>(layout.points_left(), 0, INT_MAX));
+    const bool has_x = data.Problem() != kNoSpacing || rules.labels_say_x;
+    if (has_points && has_x) return kGood;
+    JCAMPData read = data;
+    if (!has_x) static_cast<JCAMPNumbers&>(read) = {.first_x = 0, .delta_x = 1};
+    if (read.Problem() != kGood) return kGood;
+    JCAMPLines* lines = input.Open(data.file);
+    if (lines == nullptr) return kNoFile;
+    JCAMPPageReader reader(read, rules, *lines);
+    int points = 0;
+    double first = data.first_x;
+    double spacing = 0;
+    // What ends it early is met again when the cells are read.
+    if (data.data_class == JCAMPClass::kXYData)
+      reader.ReadXYData([&](int n, double, bool) { points = n; },
+                        [&](double x, int before) {
+                          x *= data.x_factor;
+                          if (std::isnan(first)) first = x;
+                          if (before > 0) spacing = (x - first) / before;
+                        });
+    else
+      reader.ReadPeakTable([&](double, double, bool) { ++points; });
+    JCAMPPage& found = layout.Page(block, page);
+    if (!has_points) layout.points += found.points = points;
+    if (has_x) return kGood;
+    JCAMPNumbers numbers = data;
+    numbers.first_x = first;
+    if (numbers.delta_x == 0) numbers.delta_x = spacing;
+    found.numbers = static_cast<std::uint32_t>(layout.numbers.size());
+    layout.numbers.push_back(numbers);
+    return kGood;
   }
 
   void Select(std::vector<int> numbers, const JCAMPRules& rules) {
@@ -237,6 +254,7 @@ struct JCAMPFile::Contents {
     readable = 0;
     axis = {};
     std::optional<JCAMPData> first;
+    std::optional<JCAMPData> first_page;
     for (const Series& one : series) {
       const JCAMPData block = Get(one);
       if (several_files && rules.only_xydata_of_several && block.data_class != JCAMPClass::kXYData)
@@ -249,6 +267,12 @@ struct JCAMPFile::Contents {
         axis.points = std::max(axis.points, block.points);
       }
       unites_x |= block.data_class == JCAMPClass::kPeakTable;
+      // The pages of a block are not brought onto one another: each x has its column.
+      if (one.page > 0 && first_page) {
+        unites_x |= !first_page->SameGrid(block);
+        continue;
+      }
+      first_page = block;
       if (!first) first = block;
       if (!first->SameX(block))
         prompt = kXDiffers;
@@ -325,15 +349,14 @@ int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   contents_->several_files = files.size() > 1;
   JCAMPLayout& layout = contents_->layout;
   for (const std::string& file : files) {
-    JCAMPLines lines(file.c_str(), rules_.lines_of_255_characters);
+    JCAMPLines lines(file.c_str(), rules_.lines_of_255_characters, !rules_.files_begin_with_titles);
     if (!lines.is_open()) return Fail(kNoFile);
-    if (const int status = ReadJCAMPLayout(lines, rules_, layout))
+    if (const int status = ReadJCAMPLayout(lines, rules_, layout, budget_))
       return FailAt(status, static_cast<int>(&file - files.data()), lines.line());
   }
   contents_->offered = layout.Offered();
-  if (!rules_.npoints_is_right)
-    if (const int status = contents_->CountPoints(rules_)) return Fail(status);
-  contents_->CheckPages();
+  if (!rules_.npoints_is_right || !rules_.labels_say_x)
+    if (const int status = contents_->AskLines(rules_)) return Fail(status);
   GivenOptions given(source_, options);
   if (!given.TakeWord("xrow", {"0", "1"}, x_row_) || !given.TakeRange("columns", columns_))
     return Fail(kInvalidOptions);
@@ -475,26 +498,49 @@ const char* JCAMPFile::GetWarningMessage() {
 
 // Makes every x that occurs in the series before the first one that can't be read a point.
 int JCAMPFile::UniteX() {
-  // What the file's own length backs; spectra of repetitions can announce much more.
-  constexpr double kBytesPerPair = 6;
+  constexpr double kLeastPerPair = 3;  // bytes
   const auto series = std::span(contents_->series).first(contents_->readable);
-  double announced = 0;
-  for (const auto one : series) announced += contents_->Get(one).points;
-  if (announced > static_cast<double>(kMostUnbacked) + contents_->layout.bytes / kBytesPerPair)
-    return Fail(kNoSize);
-  XUnion all;
+  XUnion<double> all(budget_);
   JCAMPInput input(contents_->files, rules_);
-  std::vector<JCAMPPair> pairs;
-  for (const auto one : series) {
-    const auto collect = [&](JCAMPPageReader& reader) { return reader.CollectPairs(pairs); };
-    if (ReadPage(contents_->Get(one), input, /*tells=*/false, collect) != kGood) return status_;
-    std::vector<double> x(pairs.size());
-    std::ranges::transform(pairs, x.begin(), &JCAMPPair::x);
-    all.Add(std::move(x));
+  contents_->in_order.assign(contents_->series.size(), true);
+  for (std::size_t i = 0; i < series.size(); ++i) {
+    const JCAMPData page = contents_->Get(series[i]);
+    std::vector<double> x;
+    // As many as are announced, if the file has the bytes for them.
+    const double most = contents_->layout.bytes / kLeastPerPair;
+    if (!GrowX(x, static_cast<std::size_t>(std::min<double>(page.points, most)))) break;
+    const auto collect = [&](JCAMPPageReader& reader) {
+      return reader.ReadPoints([&](double one, double, bool) {
+        if (x.size() == x.capacity() && !GrowX(x, x.size() / 2)) return;
+        x.push_back(one);
+      });
+    };
+    if (ReadPage(page, input, /*tells=*/false, collect) != kGood) return status_;
+    if (x.capacity() > 2 * x.size()) {
+      budget_.Return((x.capacity() - x.size()) * sizeof(double));
+      x.shrink_to_fit();
+    }
+    if (!std::ranges::is_sorted(x)) {
+      contents_->in_order[i] = false;
+      std::ranges::sort(x);
+    }
+    if (budget_.overdrawn() || !all.Add(std::move(x))) return Fail(kOverBudget);
   }
   axis_.values = all.Take();
+  if (budget_.overdrawn()) return Fail(kOverBudget);
   axis_.points = static_cast<int>(axis_.values.size());
   return kGood;
+}
+
+// Makes room for so many more x values. False when the budget ends.
+bool JCAMPFile::GrowX(std::vector<double>& x, std::size_t more) {
+  constexpr std::size_t kLeast = 1024;
+  const std::size_t room = x.size() + std::max(kLeast, more);
+  if (!budget_.Take(room * sizeof(double))) return false;
+  const std::size_t before = x.capacity();
+  x.reserve(room);
+  budget_.Return(before * sizeof(double));
+  return true;
 }
 
 int JCAMPFile::EstablishSize() {
@@ -513,7 +559,7 @@ int JCAMPFile::EstablishSize() {
     axis_ = {contents_->reference->Axis(), {}};
     if (static_cast<double>(axis_.points) * static_cast<double>(series.size()) >
         layout.most_points())
-      return Fail(kNoSize);
+      return Fail(kOverBudget);
   }
   if (contents_->unites_x && UniteX() != kGood) return status_;
   return SetSize(kFirstPointColumn - 1 + static_cast<std::uint64_t>(axis_.points),
@@ -528,7 +574,8 @@ int JCAMPFile::ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Ta
   if (lines == nullptr) return Fail(kNoFile);
   JCAMPPageReader reader(page, rules_, *lines);
   const int status = take(reader);
-  if (status == kReadFailed || (status != kGood && rules_.bad_blocks_refuse_files))
+  if (status == kReadFailed || status == kOverBudget ||
+      (status != kGood && rules_.bad_blocks_refuse_files))
     return FailAt(status, page.file, lines->line());
   contents_->line = lines->line();
   if (!tells) return kGood;
@@ -558,77 +605,114 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
     Log::WriteCount(source_, count, "data block was not delivered: " + reason,
                     "data blocks were not delivered: " + reason);
   }
-  bool names_points = !contents_->unites_x && !contents_->reference;
-  if (!names_points && InitXValues(sink) != kGood) return status_;
+  const bool names_before = contents_->unites_x || contents_->reference;
+  if (names_before && InitXValues(sink) != kGood) return status_;
+  Sheet sheet{*sink, BeginNames(*sink), {axis_.values, budget_}};
+  sheet.row = x_row_ ? 2 : 1;
+  sheet.named = names_before ? INT_MAX : 0;
+  if (x_row_ && !names_before) sink->Set(kLabelColumn, 2, "X");
   JCAMPInput input(contents_->files, rules_);
-  int row = x_row_ ? 2 : 1;
   std::uint64_t further_pages = 0;
-  for (const auto series : contents_->series) {
+  std::uint64_t with_widths = 0;
+  std::uint64_t with_texts = 0;
+  for (std::size_t i = 0; i < contents_->series.size(); ++i) {
+    const Contents::Series series = contents_->series[i];
     const JCAMPData page = contents_->Get(series);
+    const bool in_order = !contents_->unites_x || contents_->in_order[i];
     contents_->current = page;
     if (series.page == 0) has_warned_ = false;
     if (const int problem = page.Problem()) return FailAt(problem, page.file, page.line);
-    ++row;
+    ++sheet.row;
     const auto read = [&](JCAMPPageReader& reader) {
-      sink->Set(1, row, row - 1);
-      sink->Set(kLabelColumn, row, contents_->RowLabel(page).c_str());
-      return ReadBlock(page, row, std::exchange(names_points, false), reader, *sink);
+      sink->Set(1, sheet.row, sheet.row - 1);
+      sink->Set(kLabelColumn, sheet.row, contents_->RowLabel(page).c_str());
+      return ReadBlock(page, in_order, reader, sheet);
     };
     if (ReadPage(page, input, /*tells=*/true, read) != kGood) return status_;
     if (rules_.first_page_only) further_pages += static_cast<std::uint64_t>(page.pages) - 1;
+    with_widths += page.form == JCAMPForm::kTriples ? 1 : 0;
+    with_texts += page.form == JCAMPForm::kGroups ? 1 : 0;
   }
+  budget_.Return(sheet.values.size() * sizeof(float) + sheet.values.size() / CHAR_BIT);
   Log::WriteCount(source_, input.long_lines(),
                   "line is longer than 255 characters, and the rest was not delivered",
                   "lines are longer than 255 characters, and the rest was not delivered");
   Log::WriteCount(source_, further_pages, "further data page was not delivered",
                   "further data pages were not delivered");
+  Log::WriteCount(source_, with_widths, "data page has widths, which were not delivered",
+                  "data pages have widths, which were not delivered");
+  Log::WriteCount(source_, with_texts, "data page has assignments, which were not delivered",
+                  "data pages have assignments, which were not delivered");
   return kGood;
 }
 
 PointNames JCAMPFile::BeginNames(ReadSpreadSheetData& sink) const {
-  if (x_row_) sink.Set(kLabelColumn, 2, "X");
   return {sink, "t ", columns_, 1, x_row_ ? 2 : 0};
 }
 
 int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
   if (GetNumCols() < 0) return status_;
   PointNames names = BeginNames(*sink);
+  if (x_row_) sink->Set(kLabelColumn, 2, "X");
   if (contents_->unites_x) NamePoints(names, 0, axis_.points);
   if (!contents_->reference) return kGood;
   JCAMPInput input(contents_->files, rules_);
-  return ReadPage(*contents_->reference, input, /*tells=*/false, [&](JCAMPPageReader& reader) {
-    return reader.ReadXYData([&](int n, double, bool missing) {
-      names.Put(kFirstPointColumn - 1 + n, NamedX(axis_, n, missing));
-    });
-  });
+  int named = 0;
+  const auto name = [&](int n, double, bool missing) {
+    names.Put(kFirstPointColumn - 1 + n, NamedX(axis_, n, missing));
+    named = n;
+  };
+  const auto read = [&](JCAMPPageReader& reader) { return reader.ReadXYData(name); };
+  if (ReadPage(*contents_->reference, input, /*tells=*/false, read) != kGood) return status_;
+  // Others have values where the reference stops early.
+  for (int n = named + 1; n <= axis_.points; ++n) name(n, 0, false);
+  return kGood;
 }
 
-int JCAMPFile::ReadBlock(const JCAMPData& page, int row, bool names_points, JCAMPPageReader& reader,
-                         ReadSpreadSheetData& sink) const {
+// Sets the points of a page by ascending x.
+int JCAMPFile::ReadInOrder(JCAMPPageReader& reader, Sheet& sheet) {
+  const std::size_t count = axis_.values.size();
+  if (sheet.values.empty() && !budget_.Take(count * sizeof(float) + count / CHAR_BIT))
+    return kOverBudget;
+  sheet.values.resize(count);
+  sheet.is_set.assign(count, false);
   const float missing_value = JCAMPPageReader::MissingValue(rules_);
-  const auto cells = [&sink, row, missing_value](int n, double y, bool missing) {
+  const int status = reader.ReadPoints([&](double x, double y, bool missing) {
+    const std::size_t place = sheet.places.Of(x);
+    if (place >= count) return;
+    sheet.values[place] = missing ? missing_value : static_cast<float>(y);
+    sheet.is_set[place] = !missing || !std::isnan(missing_value);
+  });
+  for (std::size_t i = 0; i < count; ++i)
+    if (sheet.is_set[i])
+      sheet.sink.Set(kFirstPointColumn + static_cast<int>(i), sheet.row, sheet.values[i]);
+  return status;
+}
+
+int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader,
+                         Sheet& sheet) {
+  const float missing_value = JCAMPPageReader::MissingValue(rules_);
+  const auto cells = [&sink = sheet.sink, row = sheet.row, missing_value](int n, double y,
+                                                                          bool missing) {
     if (missing && std::isnan(missing_value)) return;
     sink.Set(kFirstPointColumn - 1 + n, row, missing ? missing_value : static_cast<float>(y));
   };
   if (contents_->unites_x) {
-    std::vector<JCAMPPair> pairs;
-    const int status = reader.CollectPairs(pairs);
-    std::size_t next = 0;
-    for (const JCAMPPair& pair : pairs) {
-      const std::size_t place = PlaceOf(pair.x, axis_.values, next);
-      if (place == axis_.values.size()) break;
-      cells(static_cast<int>(place) + 1, static_cast<double>(pair.y), std::isnan(pair.y));
-    }
-    return status;
-  }
-  const SpectrumGrid axis = page.Axis();
-  if (names_points) {
-    PointNames names = BeginNames(sink);
-    return reader.ReadXYData([&](int n, double y, bool missing) {
-      cells(n, y, missing);
-      names.Put(kFirstPointColumn - 1 + n, NamedX(axis, n, missing));
+    if (!sheet.places.Begin(in_order)) return kOverBudget;
+    if (!in_order) return ReadInOrder(reader, sheet);
+    return reader.ReadPoints([&](double x, double y, bool missing) {
+      const std::size_t place = sheet.places.Of(x);
+      if (place < axis_.values.size()) cells(static_cast<int>(place) + 1, y, missing);
     });
   }
+  const SpectrumGrid axis = page.Axis();
+  if (page.points > sheet.named)
+    return reader.ReadXYData([&](int n, double y, bool missing) {
+      cells(n, y, missing);
+      if (n <= sheet.named) return;
+      sheet.named = n;
+      sheet.names.Put(kFirstPointColumn - 1 + n, NamedX(axis, n, missing));
+    });
   const auto& reference = contents_->reference;
   if (!reference || (page.SameX(*reference) && page.points == reference->points))
     return reader.ReadXYData(cells);

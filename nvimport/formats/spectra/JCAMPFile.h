@@ -73,11 +73,13 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   struct Contents;
   int ChooseBlocks(GivenOptions& given, OptionPairs& choices);
   int ChooseReference(GivenOptions& given, OptionPairs& choices);
+  struct Sheet;
   int UniteX();
+  bool GrowX(std::vector<double>& x, std::size_t more);
   template <typename Take>
   int ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take);
-  int ReadBlock(const JCAMPData& page, int row, bool names_points, JCAMPPageReader& reader,
-                ReadSpreadSheetData& sink) const;
+  int ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet);
+  int ReadInOrder(JCAMPPageReader& reader, Sheet& sheet);
   PointNames BeginNames(ReadSpreadSheetData& sink) const;
   // The x that names the n-th point. Kept: a missing ordinate is named by what stands for it.
   double NamedX(const SpectrumGrid& axis, int n, bool missing) const {

@@ -52,10 +52,41 @@ JCAMPClass ClassOf(JCAMPForm form) {
   return form == JCAMPForm::kOrdinates ? JCAMPClass::kXYData : JCAMPClass::kPeakTable;
 }
 
-// A number with what follows it after a blank left out. A decimal comma will do.
-std::optional<double> LabelNumber(std::string_view value) {
+constexpr std::string_view kDigits = "0123456789";
+
+// The number that `text` begins with, if what follows it can be its unit.
+std::optional<double> NumberWithUnit(std::string_view text, char decimal_mark) {
+  const auto is_digit = [&](std::size_t at) {
+    return at < text.size() && kDigits.find(text[at]) != std::string_view::npos;
+  };
+  const auto is_any = [&](std::size_t at, std::string_view characters) {
+    return at < text.size() && characters.find(text[at]) != std::string_view::npos;
+  };
+  std::size_t end = is_any(0, "+-") ? 1 : 0;
+  while (is_digit(end)) ++end;
+  if (end < text.size() && text[end] == decimal_mark) ++end;
+  while (is_digit(end)) ++end;
+  std::string number(text.substr(0, end));
+  if (is_any(end, "EeDd")) {
+    const std::size_t exponent = end + 1;
+    std::size_t digits = is_any(exponent, "+-") ? exponent + 1 : exponent;
+    if (is_digit(digits)) {
+      while (is_digit(digits)) ++digits;
+      number.append("e").append(text.substr(exponent, digits - exponent));
+      end = digits;
+    }
+  }
+  if (is_any(end, ".,;:+-") || (is_any(end, "/") && is_digit(end + 1))) return std::nullopt;
+  return ParseNumber(number, decimal_mark);
+}
+
+// A number with what follows it after a blank left out, and a unit too where that is `loose`. A
+// decimal comma will do.
+std::optional<double> LabelNumber(std::string_view value, bool loose) {
   value = value.substr(0, value.find_first_of(kBlanks));
-  return ParseNumber(value, value.find(',') != std::string_view::npos ? ',' : '.');
+  const char mark = value.find(',') != std::string_view::npos ? ',' : '.';
+  const auto number = ParseNumber(value, mark);
+  return number || !loose ? number : NumberWithUnit(value, mark);
 }
 
 // The part of a list that has this number, from 0.
@@ -70,8 +101,8 @@ std::string_view PartOf(std::string_view list, std::size_t number) {
 
 class JCAMPLabels {
  public:
-  JCAMPLabels(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout)
-      : lines_(lines), rules_(rules), layout_(layout) {}
+  JCAMPLabels(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout, Budget& budget)
+      : lines_(lines), rules_(rules), layout_(layout), budget_(budget) {}
 
   int CheckFile() {
     Restart(layout_.blocks.size());
@@ -81,7 +112,12 @@ class JCAMPLabels {
     do {
       if (!lines_.Next(line)) return lines_.failed() ? kReadFailed : kNotJCAMP;
     } while (Deblank(line).empty());
-    if (Stripped(line) != "##TITLE=") return kNotJCAMP;
+    const bool begins_late = Stripped(line) != "##TITLE=";
+    const bool is_label =
+        Deblank(line).starts_with("##") && line.find('=') != std::string_view::npos;
+    if (begins_late && (rules_.files_begin_with_titles || !is_label)) return kNotJCAMP;
+    // Labels before the first title are of the block that it begins.
+    in_block_ = awaits_title_ = begins_late;
     const std::size_t indentation = line.find('#');
     if (indentation > 0 && !rules_.labels_begin_lines) {
       lines_.IgnoreIndentation();
@@ -89,7 +125,9 @@ class JCAMPLabels {
       line.remove_prefix(indentation);
     }
     if (const int status = ReadLabels(line)) return status;
+    if (awaits_title_) return kNotJCAMP;
     CloseBlock();
+    if (budget_.overdrawn()) return kOverBudget;
     ++layout_.files;
     if (lines_.failed()) return kReadFailed;
     return open_titles_ != 0 ? Uneven() : 0;
@@ -115,6 +153,14 @@ class JCAMPLabels {
 
   // Of n-tuples: what their labels list.
   enum Variable : std::size_t { kSymbol, kSize, kFirst, kLast, kFactor, kVariables };
+  struct Said {
+    std::array<std::string, kVariables> variables;
+    bool last_is_of_page = false;
+  };
+
+  // What a block or a page takes when it is offered, selected and read.
+  static constexpr std::uint64_t kBytesPerSeries = 8;
+  static constexpr std::uint64_t kBytesPerOffer = 2 * sizeof(std::size_t);
 
   // The rule of a label. Other labels are accepted and tell nothing.
   static const Rule* FindRule(std::string_view label) {
@@ -171,6 +217,7 @@ class JCAMPLabels {
         Restart(before);
       }
       const int status = ReadLabel(line);
+      if (budget_.overdrawn()) return kOverBudget;
       if (RefusesFileFor(status)) return status;
       // The block can't be read for it, or it is one of the labels that might as well not be there.
       if (status != 0 && status != kNoValue && status != kFreeText && status != kIllegalPoints)
@@ -229,6 +276,7 @@ class JCAMPLabels {
 
   void AddPage(std::string_view text, int problem) {
     const bool is_first = block_.pages == 1;
+    const bool is_named = next_page_.has_value();
     JCAMPPage page = std::exchange(next_page_, std::nullopt).value_or(JCAMPPage());
     page.position = lines_.Position();
     page.line = lines_.line();
@@ -239,23 +287,23 @@ class JCAMPLabels {
     if (form.lines != JCAMPForm::kUnknown) TakeVariables(form, numbers, page.points);
     if (is_first) {
       block_.first_page = static_cast<std::uint32_t>(layout_.pages.size());
-      if (page.points > 0) block_.points = page.points;
-      numbers_ = numbers;
+      first_numbers_ = numbers_;
+      first_points_ = block_.points;
+    } else {
+      // What is said from here on is not said of the first.
+      JCAMPPage& first = layout_.pages[block_.first_page];
+      if (first.numbers == 0) first.numbers = KeepNumbers(first_numbers_);
+      if (first.points < 0) first.points = std::max(first_points_, 0);
+      if (page.points < 0) page.points = std::max(block_.points, 0);
     }
-    const auto same = [](double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); };
-    // Where the first page has pairs every x has its column anyway.
-    if (!is_first && page.form == JCAMPForm::kOrdinates &&
-        layout_.pages[block_.first_page].form == JCAMPForm::kOrdinates &&
-        (!same(numbers.first_x, numbers_.first_x) || !same(numbers.last_x, numbers_.last_x)))
-      page.problem = kNTuplesMet - kNoFile;
-    if (numbers.x_factor != numbers_.x_factor || numbers.y_factor != numbers_.y_factor)
-      page.numbers = KeepNumbers(numbers);
-    layout_.pages.push_back(page);
+    if (!is_first || is_named || !(numbers == numbers_)) page.numbers = KeepNumbers(numbers);
+    if (budget_.Take(sizeof page + kBytesPerSeries)) layout_.pages.push_back(page);
+    EndScope();
   }
 
   // What the lists of n-tuples say of the variables of a page.
   void TakeVariables(const Form& form, JCAMPNumbers& numbers, int& points) const {
-    const std::string_view symbols = variables_[kSymbol];
+    const std::string_view symbols = said_.variables[kSymbol];
     const auto find = [&](std::string_view name) {
       std::size_t number = 0;
       for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)) != name; ++number) {
@@ -268,13 +316,17 @@ class JCAMPLabels {
     const std::size_t x = find(form.abscissa);
     const std::size_t y = find(form.ordinate);
     const auto value = [&](std::size_t variable, std::size_t number, double otherwise) {
-      return LabelNumber(PartOf(variables_[variable], number)).value_or(otherwise);
+      return LabelNumber(PartOf(said_.variables[variable], number), IsLoose()).value_or(otherwise);
     };
     numbers.first_x = value(kFirst, x, numbers.first_x);
     numbers.last_x = value(kLast, x, numbers.last_x);
     numbers.y_factor = value(kFactor, y, numbers.y_factor);
     if (form.lines != JCAMPForm::kOrdinates) numbers.x_factor = value(kFactor, x, numbers.x_factor);
     const double size = value(kSize, x, 0);
+    // A page of another length keeps the spacing, unless its own last x is said.
+    if (points > 0 && size > 1 && points != size && !said_.last_is_of_page)
+      numbers.last_x =
+          numbers.first_x + (points - 1) * ((numbers.last_x - numbers.first_x) / (size - 1));
     if (points > 0 || !(size >= 1) || size > layout_.points_left()) return;
     points = static_cast<int>(std::min<double>(size, INT_MAX));
     layout_.points += points;
@@ -283,7 +335,7 @@ class JCAMPLabels {
   // Begins with the file anew, of which no block counts so far.
   void Restart(std::size_t blocks) {
     layout_.blocks.resize(blocks);
-    is_indented_ = false;
+    is_indented_ = awaits_title_ = false;
     OpenBlock();
     in_block_ = false;
     titles_ = ends_ = 0;
@@ -297,20 +349,29 @@ class JCAMPLabels {
     in_block_ = true;
     numbers_ = {};
     next_page_.reset();
-    for (std::string& variable : variables_) variable.clear();
+    said_ = {};
+    outer_.reset();
+  }
+
+  // What a page says is said of no other.
+  void EndScope() {
+    if (!outer_) return;
+    numbers_ = outer_->numbers;
+    said_ = std::move(outer_->said);
+    outer_.reset();
   }
 
   void CloseBlock() {
     if (!in_block_) return;
     if (block_.pages > 0) block_.numbers = KeepNumbers(numbers_);
-    layout_.blocks.push_back(block_);
+    if (budget_.Take(sizeof block_ + kBytesPerSeries + kBytesPerOffer))
+      layout_.blocks.push_back(block_);
   }
 
   // Blocks alike share theirs. The first of all are the defaults.
   std::uint32_t KeepNumbers(const JCAMPNumbers& numbers) {
-    using Bits = std::array<std::uint64_t, sizeof(JCAMPNumbers) / sizeof(double)>;
-    if (layout_.numbers.size() == 1 ||
-        std::bit_cast<Bits>(numbers) != std::bit_cast<Bits>(layout_.numbers.back()))
+    if ((layout_.numbers.size() == 1 || !(numbers == layout_.numbers.back())) &&
+        budget_.Take(sizeof numbers))
       layout_.numbers.push_back(numbers);
     return static_cast<std::uint32_t>(layout_.numbers.size() - 1);
   }
@@ -320,7 +381,8 @@ class JCAMPLabels {
     if (text.empty()) return 0;
     if (layout_.texts.size() > std::numeric_limits<std::uint32_t>::max()) return kReadFailed;
     offset = static_cast<std::uint32_t>(layout_.texts.size());
-    layout_.texts.append(text) += '\0';
+    // A string that grows has twice the room that it needs.
+    if (budget_.Take(2 * text.size() + 2)) layout_.texts.append(text) += '\0';
     return 0;
   }
 
@@ -335,7 +397,7 @@ class JCAMPLabels {
 
   int TakeTitle(std::string_view value) {
     if (titles_ == ends_) titles_ = ends_ = 0;
-    if (titles_ == 0 || ends_ > 0) {
+    if ((titles_ == 0 || ends_ > 0) && !std::exchange(awaits_title_, false)) {
       CloseBlock();
       OpenBlock();
     }
@@ -381,13 +443,17 @@ class JCAMPLabels {
   int TakeBlocks(std::string_view value) {
     if (value.empty()) return kNoValue;
     if (block_.data_class != JCAMPClass::kLink) return kFreeText;
-    return LabelNumber(value) ? 0 : kIllegalValue;
+    return LabelNumber(value, IsLoose()) ? 0 : kIllegalValue;
   }
+
+  bool IsLoose() const { return !rules_.label_numbers_are_plain; }
 
   template <double JCAMPNumbers::*kMember>
   int TakeNumber(std::string_view value) {
     if (value.empty()) return kNoValue;
-    const auto number = LabelNumber(value);
+    // Words such as "N/A" leave the x values to the other labels, and to the lines.
+    if (IsLoose() && value.find_first_of(kDigits) == std::string_view::npos) return 0;
+    const auto number = LabelNumber(value, IsLoose());
     if (!number) return kIllegalValue;
     numbers_.*kMember = *number;
     return 0;
@@ -395,18 +461,22 @@ class JCAMPLabels {
 
   template <double JCAMPNumbers::*kMember>
   int TakeFactor(std::string_view value) {
-    const int status = TakeNumber<kMember>(value);
-    return status == 0 && numbers_.*kMember == 0 ? kIllegalValue : status;
+    if (value.empty()) return kNoValue;
+    const double factor = LabelNumber(value, IsLoose()).value_or(0);
+    if (factor == 0) return kIllegalValue;
+    numbers_.*kMember = factor;
+    return 0;
   }
 
   int TakePoints(std::string_view value) {
     if (value.empty()) return kNoValue;
     constexpr double kMostFraction = 1e-30;
-    const auto number = ParseNumber(value.substr(0, value.find_first_of(kBlanks)));
+    value = value.substr(0, value.find_first_of(kBlanks));
+    const auto number = IsLoose() ? NumberWithUnit(value, '.') : ParseNumber(value);
     if (!number || *number < 1 || *number > INT_MAX ||
         *number - std::floor(*number) > kMostFraction)
       return kIllegalPoints;
-    int& points = block_.pages > 0 && next_page_ ? next_page_->points : block_.points;
+    int& points = next_page_ ? next_page_->points : block_.points;
     const double more = *number - std::max(points, 0);
     if (more > layout_.points_left()) return kIllegalPoints;
     layout_.points += more;
@@ -426,7 +496,10 @@ class JCAMPLabels {
   int TakeForm(std::string_view value) {
     const std::string text = Stripped(value);
     const Form form = FindForm(text);
-    const bool is_known = form.lines != JCAMPForm::kUnknown;
+    // Of n-tuples only the bare forms are known, whose factors stand in labels of their own.
+    const bool is_of_tuples = rules_.no_ntuples && block_.data_class == JCAMPClass::kNTuples &&
+                              form.lines == JCAMPForm::kPairs && text != "(XY..XY)";
+    const bool is_known = form.lines != JCAMPForm::kUnknown && !is_of_tuples;
     if (text == "(XA)" || (!is_known && (text == "(XYA)" || text == "(XYMA)")))
       return TakeLines(text, kAssignmentsMet);
     JCAMPClass& data_class = block_.data_class;
@@ -439,6 +512,8 @@ class JCAMPLabels {
 
   int TakePage(std::string_view value) {
     if (!rules_.first_page_only) {
+      EndScope();
+      outer_ = {numbers_, said_};
       if (!next_page_) next_page_.emplace();
       if (const int status = Keep(value, next_page_->name)) return status;
     }
@@ -452,30 +527,43 @@ class JCAMPLabels {
   int TakeVariable(std::string_view value) {
     // Every page looks into these lists, whose variables are few.
     constexpr std::size_t kLongest = 1000;
-    variables_[kVariable] = value.substr(0, kLongest);
+    said_.variables[kVariable] = value.substr(0, kLongest);
+    if constexpr (kVariable == kLast) said_.last_is_of_page = outer_.has_value();
     return 0;
   }
 
   JCAMPLines& lines_;
   const JCAMPRules& rules_;
   JCAMPLayout& layout_;
+  Budget& budget_;
   std::uint64_t titles_ = 0;
   std::uint64_t ends_ = 0;
   std::int64_t open_titles_ = 0;
   bool is_indented_ = false;
+  bool awaits_title_ = false;  // though labels have begun the block
   // The block that is read, or what stands before the first:
   bool in_block_ = false;
   JCAMPBlock block_;
   JCAMPNumbers numbers_;
   std::optional<JCAMPPage> next_page_;  // what is said of a page before its data
-  std::array<std::string, kVariables> variables_;
+  Said said_;
+  // Before the page that is begun, if one is:
+  struct Outer {
+    JCAMPNumbers numbers;
+    Said said;
+  };
+  std::optional<Outer> outer_;
+  // When the first page of the block came:
+  JCAMPNumbers first_numbers_;
+  int first_points_ = -1;
 };
 
 }  // namespace
 
-int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout) {
+int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout,
+                    Budget& budget) {
   layout.all_pages = !rules.first_page_only;
-  return JCAMPLabels(lines, rules, layout).CheckFile();
+  return JCAMPLabels(lines, rules, layout, budget).CheckFile();
 }
 
 JCAMPData JCAMPLayout::Get(std::size_t number, std::size_t page_number) const {
@@ -484,16 +572,12 @@ JCAMPData JCAMPLayout::Get(std::size_t number, std::size_t page_number) const {
   JCAMPData data{block, numbers[block.numbers], page};
   if (data.problem == 0) data.problem = page.problem;
   if (data.data_class == JCAMPClass::kLink) data.data_class = ClassOf(pages[block.first_page].form);
-  if (Pages(number) == 1) {
+  if (page.points >= 0) data.points = page.points;
+  if (page.numbers != 0) static_cast<JCAMPNumbers&>(data) = numbers[page.numbers];
+  if (Pages(number) == 1)
     data.name = 0;
-    return data;
-  }
-  if (page.form != JCAMPForm::kUnknown) data.data_class = ClassOf(page.form);
-  if (page.points > 0) data.points = page.points;
-  if (page.numbers != 0) {
-    data.x_factor = numbers[page.numbers].x_factor;
-    data.y_factor = numbers[page.numbers].y_factor;
-  }
+  else if (page.form != JCAMPForm::kUnknown)
+    data.data_class = ClassOf(page.form);
   return data;
 }
 
@@ -525,6 +609,15 @@ SpectrumGrid JCAMPData::Axis() const {
   if (has_last && points > 1) grid.spacing = (last_x - first_x) / (points - 1);
   if (!has_last) grid.last = grid.X(points - 1);
   return grid;
+}
+
+bool JCAMPData::SameGrid(const JCAMPData& other) const {
+  constexpr double kPart = 1e-6;  // of the spacing, that rounding takes
+  const SpectrumGrid a = Axis();
+  const SpectrumGrid b = other.Axis();
+  const int most = std::max(points, other.points);
+  return a.first == b.first &&
+         std::fabs(a.X(most - 1) - b.X(most - 1)) <= kPart * std::fabs(a.spacing);
 }
 
 bool JCAMPData::SameX(const JCAMPData& other) const {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -10,6 +12,7 @@
 
 #include "nvimport/formats/spectra/JCAMPRules.h"
 #include "nvimport/formats/spectra/SpectrumAxis.h"
+#include "nvimport/platform/Budget.h"
 
 namespace nvimport {
 
@@ -54,6 +57,12 @@ struct JCAMPNumbers {
   double delta_x = 0;
 };
 
+// Bit by bit, no numbers too.
+inline bool operator==(const JCAMPNumbers& a, const JCAMPNumbers& b) {
+  using Bits = std::array<std::uint64_t, sizeof(JCAMPNumbers) / sizeof(double)>;
+  return std::bit_cast<Bits>(a) == std::bit_cast<Bits>(b);
+}
+
 // Where the lines of a data page begin, and what they are.
 struct JCAMPPlace {
   std::uint64_t position = 0;
@@ -64,14 +73,16 @@ struct JCAMPPlace {
 
 struct JCAMPPage : JCAMPPlace {
   std::uint8_t problem = 0;
-  std::uint32_t numbers = 0;  // whose factors count, 0 for those of the block
-  int points = -1;
+  std::uint32_t numbers = 0;  // its own, 0 for those of the block
+  int points = -1;            // likewise, -1 for those; 0 for none that are known
 };
 
 // All that is said of a data page.
 struct JCAMPData : JCAMPBlock, JCAMPNumbers, JCAMPPlace {
   // The x values of ordinates.
   SpectrumGrid Axis() const;
+  // Whether the points that both have are at the same x.
+  bool SameGrid(const JCAMPData& other) const;
   // Whether it has the first and last x of another.
   bool SameX(const JCAMPData& other) const;
   // Why it can't be read: a JCAMPStatus or 0.
@@ -115,6 +126,7 @@ struct JCAMPLayout {
 };
 
 // Adds the blocks of the next file. Returns a JCAMPStatus or 0.
-int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout);
+int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout,
+                    Budget& budget);
 
 }  // namespace nvimport

@@ -14,7 +14,8 @@ namespace nvimport {
 // count, or all, and of those what stands before "$$", a comment.
 class JCAMPLines {
  public:
-  explicit JCAMPLines(const char* path, bool cuts_long_lines = true);
+  // A byte order mark, and UTF-16, are text like any other unless they are to be decoded.
+  explicit JCAMPLines(const char* path, bool cuts_long_lines = true, bool decodes = false);
   JCAMPLines(JCAMPLines&&) = delete;
 
   bool is_open() const { return file_.is_open(); }
@@ -48,6 +49,7 @@ class JCAMPLines {
 
  private:
   bool Ahead();
+  void Decode();
 
   InputFile file_;
   std::size_t longest_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
@@ -37,29 +38,36 @@ class JCAMPInput {
 // What there is to say of lines that were read all the same.
 enum class JCAMPWarning : std::uint8_t { kNone, kFewerValues, kMoreValues, kCheckFailed };
 
-struct JCAMPPair {
-  double x = 0;
-  int order = 0;  // in the page
-  float y = 0;    // no number for a missing cell
-};
-
 // Decodes the lines of a data page. What reads returns a JCAMPStatus or 0.
 class JCAMPPageReader {
  public:
   JCAMPPageReader(const JCAMPData& page, const JCAMPRules& rules, JCAMPLines& lines)
-      : page_(page), rules_(rules), lines_(lines) {
+      : page_(page), rules_(rules), lines_(lines), loose_(!rules.exponents_have_signs) {
     lines.Seek(page.position, page.line);
   }
 
   // An abscissa, which only says where a line begins, then ordinates: gives `store` the number of
-  // each, from 1, its value and whether it is missing.
+  // each, from 1, its value and whether it is missing, and before those of a line `begin` its
+  // abscissa and how many points precede it.
+  template <typename Store, typename Begin>
+  int ReadXYData(Store store, Begin begin);
   template <typename Store>
-  int ReadXYData(Store store);
+  int ReadXYData(Store store) {
+    return ReadXYData(store, [](double, int) {});
+  }
 
-  int ReadPeakTable(std::vector<JCAMPPair>& pairs);
+  // Pairs: gives `store` the x and the y of each, and whether that is missing.
+  template <typename Store>
+  int ReadPeakTable(Store store);
 
-  // The points by ascending x, whatever the form.
-  int CollectPairs(std::vector<JCAMPPair>& pairs);
+  // The same of the points, whatever the form.
+  template <typename Store>
+  int ReadPoints(Store store) {
+    if (page_.data_class != JCAMPClass::kXYData) return ReadPeakTable(store);
+    return ReadXYData([&, axis = page_.Axis()](int n, double y, bool missing) {
+      store(axis.X(n - 1), y, missing);
+    });
+  }
 
   JCAMPWarning warning() const { return warning_; }
   int read() const { return read_; }  // before a label, when fewer than expected
@@ -84,10 +92,15 @@ class JCAMPPageReader {
     return 0;
   }
 
-  static int NextValue(const char*& text, JCAMPValue& value) {
+  // Goes to the pair that begins the next group: a line, or what stands behind a bracket outside of
+  // texts.
+  static bool NextGroup(const char*& text, bool at_line_start, bool& in_text);
+
+  int NextValue(const char*& text, JCAMPValue& value) const {
     std::int64_t whole = 0;
     bool is_difference = false;
-    if (!TakeWhole(text, whole, is_difference)) return ReadNextValue(text, {}, value);
+    if (!TakeWhole(text, whole, is_difference))
+      return ReadNextValue(text, {.loose_exponents = loose_}, value);
     value = {static_cast<double>(whole), is_difference ? -1 : 1, false};
     return 0;
   }
@@ -101,12 +114,13 @@ class JCAMPPageReader {
   const JCAMPData& page_;
   const JCAMPRules& rules_;
   JCAMPLines& lines_;
+  bool loose_;  // exponents
   JCAMPWarning warning_ = JCAMPWarning::kNone;
   int read_ = 0;
 };
 
-template <typename Store>
-int JCAMPPageReader::ReadXYData(Store store) {
+template <typename Store, typename Begin>
+int JCAMPPageReader::ReadXYData(Store store, Begin begin) {
   const double factor = page_.y_factor;
   const int expected = page_.points;
   int read = 0;
@@ -120,6 +134,7 @@ int JCAMPPageReader::ReadXYData(Store store) {
     if (const int status = NextValue(text, value)) return status;
     if (value.count == 0) continue;
     if (value.count != 1) return kAbscissaRepeats;
+    const double abscissa = value.value;
     for (bool first = true;; first = false) {
       std::int64_t whole = 0;
       bool is_difference = false;
@@ -133,6 +148,7 @@ int JCAMPPageReader::ReadXYData(Store store) {
       if (value.count == 0) break;
       const bool is_check = first && ends_in_difference;
       if (first && value.count < 0) return kDifferenceFirst;
+      if (first) begin(abscissa, is_check ? read - 1 : read);
       if (is_check && !value.missing && Differ(value.value, y) && read < expected)
         return Warn(JCAMPWarning::kCheckFailed);
       ends_in_difference = value.count < 0;
@@ -145,6 +161,36 @@ int JCAMPPageReader::ReadXYData(Store store) {
         y += difference;
         store(++read, y * factor, value.missing);
       }
+    }
+  }
+  return EndData(false, read);
+}
+
+template <typename Store>
+int JCAMPPageReader::ReadPeakTable(Store store) {
+  const JCAMPValueForm form{.plain_only = true, .comma_separates = true, .loose_exponents = loose_};
+  const int most = rules_.npoints_is_right ? page_.points : INT_MAX;
+  const bool is_grouped = page_.form == JCAMPForm::kGroups;
+  bool in_text = false;
+  int read = 0;
+  JCAMPValue x;
+  JCAMPValue y;
+  JCAMPValue width;
+  std::string_view line;
+  while (lines_.Next(line)) {
+    if (line.starts_with('#')) return EndData(true, read);
+    const char* text = line.data();
+    while (true) {
+      if (is_grouped && !NextGroup(text, text == line.data(), in_text)) break;
+      if (const int status = ReadNextValue(text, form, x)) return status;
+      if (x.count == 0) break;
+      if (x.count != 1) return kAbscissaRepeats;
+      if (const int status = ReadNextValue(text, form, y)) return status;
+      if (x.missing || y.count > 1) return kNotPlain;
+      if (page_.form == JCAMPForm::kTriples)
+        if (const int status = ReadNextValue(text, form, width)) return status;
+      if (read++ == most) return Warn(JCAMPWarning::kMoreValues);
+      store(x.value * page_.x_factor, y.value * page_.y_factor, y.missing || y.count == 0);
     }
   }
   return EndData(false, read);

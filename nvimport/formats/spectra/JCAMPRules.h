@@ -6,10 +6,14 @@ namespace nvimport {
 
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct JCAMPRules {
+  bool files_begin_with_titles = true;  // labels before the first TITLE, byte order marks, UTF-16
   bool bad_blocks_refuse_files = true;  // all blocks of a file, for one that can't be read
   bool labels_begin_lines = true;       // files whose labels are indented
   bool ends_match_titles = true;        // files with an END too few, too many or without its "="
   bool npoints_is_right = true;         // blocks without NPOINTS, and pairs beyond it
+  bool label_numbers_are_plain = true;  // blocks with a unit at a number, or a word in its place
+  bool labels_say_x = true;             // blocks of whose x only their lines tell
+  bool exponents_have_signs = true;     // the exponents of values that have none
   bool forms_are_exact = true;          // XYDATA whose form lacks a bracket
   bool lines_of_255_characters = true;  // what stands behind them in a line
   bool comments_in_titles = true;       // what follows "$$" in a title

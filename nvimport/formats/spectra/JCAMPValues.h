@@ -56,6 +56,7 @@ struct JCAMPValue {
 struct JCAMPValueForm {
   bool plain_only = false;       // a letter begins no value
   bool comma_separates = false;  // else it is a decimal mark
+  bool loose_exponents = false;  // they need no sign, and D begins one, where no value can
 };
 
 namespace jcamp {
@@ -186,16 +187,26 @@ inline int TakeCount(const char*& text, int& count) {
   return MeaningOf(*text).kind == Kind::kDuplicate ? kTwoDups : 0;
 }
 
-// An E without sign and digits is no exponent but the SQZ digit 5.
-inline void TakeExponent(const char*& text, Written& number) {
+// An E without sign and digits is no exponent but the SQZ digit 5, unless `loose`.
+inline void TakeExponent(const char*& text, Written& number, bool loose) {
+  const bool is_e = *text == 'E' || *text == 'e';
+  const bool is_d = *text == 'D' || *text == 'd';
+  const char* at = text + 1;
+  const bool has_sign = MeaningOf(*at).kind == Kind::kSign;
+  const bool negative = *at == '-';
+  if (has_sign) ++at;
   unsigned digit = 0;
-  if ((*text != 'E' && *text != 'e') || MeaningOf(text[1]).kind != Kind::kSign ||
-      !TakeDigit(text + 2, digit))
-    return;
-  const bool negative = text[1] == '-';
+  if (!(is_e && has_sign) && !(loose && (is_e || is_d))) return;
+  if (!TakeDigit(at, digit)) return;
   int exponent = 0;
-  for (text += 2; TakeDigit(text, digit); ++text)
+  for (; TakeDigit(at, digit); ++at)
     if (exponent < kMostExponent) exponent = exponent * 10 + static_cast<int>(digit);
+  // What goes on as ASDF does was a value of its own.
+  const Kind next = MeaningOf(*at).kind;
+  if (!(is_e && has_sign) && (next == Kind::kPoint || next == Kind::kDuplicate ||
+                              next == Kind::kDifference || next == Kind::kSqueezed))
+    return;
+  text = at;
   number.exponent = negative ? -exponent : exponent;
 }
 
@@ -245,7 +256,8 @@ inline int ReadNextValue(const char*& text, JCAMPValueForm form, JCAMPValue& val
 
   jcamp::TakeDigits(at, number);
   Kind next = jcamp::MeaningOf(*at).kind;
-  if (next == Kind::kPoint || (next == Kind::kComma && !form.comma_separates)) {
+  const bool has_mark = next == Kind::kPoint || (next == Kind::kComma && !form.comma_separates);
+  if (has_mark) {
     const int before = number.length;
     jcamp::TakeDigits(++at, number);
     number.decimals = number.length - before;
@@ -254,7 +266,8 @@ inline int ReadNextValue(const char*& text, JCAMPValueForm form, JCAMPValue& val
   if (next == Kind::kDuplicate) {
     if (const int status = jcamp::TakeCount(at, value.count)) return status;
   } else if (next == Kind::kSqueezed) {
-    jcamp::TakeExponent(at, number);
+    // The values of ASDF are whole.
+    jcamp::TakeExponent(at, number, form.loose_exponents && (form.plain_only || has_mark));
   }
   value.value = first.sign * jcamp::ToDouble(number);
   if (first.kind == Kind::kDifference) value.count = -value.count;
@@ -265,7 +278,7 @@ inline int ReadNextValue(const char*& text, JCAMPValueForm form, JCAMPValue& val
 // Takes the next value if it is the commonest kind: a whole number of a few digits, or a difference
 // of one, with no blank before and no count, exponent or mark behind it. Else nothing is taken, and
 // ReadNextValue is to look. The decimal mark may be a comma.
-inline bool TakeWhole(const char*& text, std::int64_t& number, bool& is_difference) {
+[[gnu::always_inline]] inline bool TakeWhole(const char*& text, std::int64_t& number, bool& is_difference) {
   using jcamp::Kind;
   constexpr int kMostDigits = 15;
   const char* at = text;

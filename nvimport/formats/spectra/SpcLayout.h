@@ -7,6 +7,7 @@
 #include "nvimport/formats/spectra/SpectrumAxis.h"
 #include "nvimport/framework/StoredValues.h"
 #include "nvimport/platform/BlockReader.h"
+#include "nvimport/platform/Budget.h"
 #include "nvimport/platform/InputFile.h"
 
 namespace nvimport {
@@ -29,21 +30,26 @@ enum SpcStatus : int {
 struct SpcFile {
   static constexpr int kFloats = -128;  // an exponent
 
-  SpectrumAxis axis;  // of all its sub-files, but where they have their own
+  SpectrumGrid axis;     // of all its sub-files, but where they have their own
+  std::vector<float> x;  // that of the axis, where the file has an x array
   int sub_files = 0;
   bool is_old = false;
   bool is_16_bit = false;
   bool is_multifile = false;  // each sub-file has its own exponent
-  bool has_x_array = false;   // that of the axis, which is else even
+  bool has_x_array = false;   // else the axis is even
   bool has_own_x = false;     // each sub-file has an x array, and its own number of points
+  bool flags_own_x = false;   // which is so only where x arrays are flagged too
   std::endian byte_order = std::endian::little;
   int exponent = 0;
+  int first_exponent = 0;  // of an old multifile, whose header has that of its first sub-file in it
   std::uint64_t data = 0;  // where the first sub-file begins
   std::uint64_t size = 0;  // of the file
 
   std::size_t ValueSize(int of_exponent) const {
     return is_16_bit && of_exponent != kFloats ? 2 : 4;
   }
+  // Whether it is certain to hold all of its sub-files, whatever their exponents are.
+  bool HoldsAll() const;
   // True when it claims more than it holds by so much that trying to read it would only cost.
   bool ClaimsTooMuch() const;
 };
@@ -52,21 +58,25 @@ struct SpcFile {
 // divides by zero.
 double SpcSpacing(const SpectrumGrid& grid);
 
-// Returns a status; byte order and flags are known unless it is kSpcNotThisFormat.
-int ReadSpcLayout(InputFile& file, BlockReader& reader, SpcFile& layout);
+// Returns a status. The byte order is known unless it is kSpcNotThisFormat, the flags where the
+// main header is whole.
+int ReadSpcLayout(InputFile& file, BlockReader& reader, SpcFile& layout, Budget& budget);
 
 // Goes through the sub-files of a file.
 class SpcSubFiles {
  public:
-  SpcSubFiles(const SpcFile& layout, InputFile& file, BlockReader& reader);
+  SpcSubFiles(const SpcFile& layout, InputFile& file, BlockReader& reader, Budget& budget);
+  SpcSubFiles(SpcSubFiles&&) = delete;
+  ~SpcSubFiles();
 
-  // Goes to the values of the next sub-file. False at the end of them, and of the file.
+  // Goes to the values of the next sub-file. False at the end of them, and of the file, and of the
+  // budget.
   bool Next();
 
   // Of the sub-file: its number from 1, its points and, where it has its own, their x values.
   int number() const { return number_; }
   int points() const { return points_; }
-  const std::vector<double>& own_x() const { return own_x_; }
+  const std::vector<float>& own_x() const { return own_x_; }
   // Whether the file holds all of its values.
   bool is_whole() const { return end_ <= size_; }
 
@@ -101,12 +111,13 @@ class SpcSubFiles {
 
   const SpcFile& layout_;
   BlockReader& reader_;
+  Budget& budget_;
   std::uint64_t size_;  // of the file now
   std::uint64_t end_;   // of the sub-file
   int number_ = 0;
   int exponent_ = 0;
   int points_ = 0;
-  std::vector<double> own_x_;
+  std::vector<float> own_x_;
 };
 
 }  // namespace nvimport

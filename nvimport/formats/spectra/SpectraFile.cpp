@@ -1,8 +1,11 @@
 #include "nvimport/formats/spectra/SpectraFile.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 #include "nvimport/formats/spectra/PointNames.h"
+#include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/framework/StoredValues.h"
 #include "nvimport/platform/Log.h"
@@ -31,7 +34,18 @@ int SpectraFile::BeginOpen(bool read, const char* path) {
   if (!read) return Fail(kWrongMode);
   Close();
   path_ = path != nullptr ? path : "";
+  RenewBudget();
   return kGood;
+}
+
+void SpectraFile::RenewBudget() {
+  std::uint64_t size = 0;
+  for (const std::string& file : FileSelection::Split(path_)) {
+    std::error_code none;
+    const std::uintmax_t one = std::filesystem::file_size(file, none);
+    if (!none) size += one;
+  }
+  budget_ = Budget(size);
 }
 
 void SpectraFile::GiveBack(const OptionPairs& choices, NvImportOpenOptions* options) {

@@ -9,6 +9,7 @@
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/framework/USDBase.h"
+#include "nvimport/platform/Budget.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Export.h"
 
@@ -42,6 +43,9 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   // Begins to open the files of `path`: 0 or the status that forbids it.
   int BeginOpen(bool read, const char* path);
 
+  // Begins anew to draw from the budget of the files.
+  void RenewBudget();
+
   // Gives the choices made back to a caller who left room for them.
   void GiveBack(const OptionPairs& choices, NvImportOpenOptions* options);
 
@@ -68,6 +72,7 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   std::string path_;                   // of the file, or of several
   SpectrumAxis axis_;                  // of the sheet
   RangeChoice columns_;                // those that are set
+  Budget budget_;                      // of what grows by what the files say
 
  private:
   std::vector<unsigned char> choices_;

@@ -19,9 +19,11 @@ struct SpectrumGrid {
 
 // The x axis of a spectrum, or of a sheet of them: evenly spaced points, or a value for each.
 struct SpectrumAxis : SpectrumGrid {
-  std::vector<double> values;
+  std::vector<double> values{};
+  std::vector<float> floats{};  // the same, of a format that has no others
 
   double X(int point) const {
+    if (!floats.empty()) return static_cast<double>(floats[static_cast<std::size_t>(point)]);
     return values.empty() ? SpectrumGrid::X(point) : values[static_cast<std::size_t>(point)];
   }
 };

@@ -3,52 +3,123 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <span>
 #include <utility>
 #include <vector>
+
+#include "nvimport/platform/Budget.h"
 
 namespace nvimport {
 
 // The order of x values, of which those that are no numbers come last.
 inline bool IsBefore(double a, double b) { return a < b || (std::isnan(b) && !std::isnan(a)); }
 
-// Every x that occurs in some spectra, as often as one of them has it.
+// Every x that occurs in some spectra, as often as one of them has it. What it keeps is drawn from
+// a budget.
+template <typename X>
 class XUnion {
  public:
-  // Adds those of a spectrum, in their order.
-  void Add(std::vector<double> x) {
+  explicit XUnion(Budget& budget) : budget_(budget) {}
+
+  // Adds those of a spectrum, in their order, whose room was drawn. False when the budget ends.
+  [[nodiscard]] bool Add(std::vector<X> x) {
     parts_.push_back(std::move(x));
     // Only those of a like size are merged, so that each x is few times.
-    while (parts_.size() > 1 && parts_[parts_.size() - 2].size() <= parts_.back().size()) Merge();
+    while (parts_.size() > 1 && parts_[parts_.size() - 2].size() <= parts_.back().size())
+      if (!Merge()) return false;
+    return true;
   }
 
-  std::vector<double> Take() {
-    while (parts_.size() > 1) Merge();
-    return parts_.empty() ? std::vector<double>() : std::move(parts_.front());
+  // All of them, whose room is drawn; none when the budget ends.
+  std::vector<X> Take() {
+    while (parts_.size() > 1)
+      if (!Merge()) return {};
+    return parts_.empty() ? std::vector<X>() : std::move(parts_.front());
   }
 
  private:
-  void Merge() {
-    const std::vector<double> last = std::move(parts_.back());
+  static std::uint64_t Room(const std::vector<X>& part) { return part.capacity() * sizeof(X); }
+
+  bool Merge() {
+    const std::vector<X> last = std::move(parts_.back());
     parts_.pop_back();
-    std::vector<double> both;
-    both.reserve(parts_.back().size() + last.size());
-    std::ranges::set_union(parts_.back(), last, std::back_inserter(both), IsBefore);
-    parts_.back() = std::move(both);
+    std::vector<X>& before = parts_.back();
+    std::size_t size = before.size();
+    auto at = before.begin();
+    for (const X x : last) {
+      while (at != before.end() && IsBefore(*at, x)) ++at;
+      if (at != before.end() && !IsBefore(x, *at))
+        ++at;
+      else
+        ++size;
+    }
+    // Spectra mostly have the same x.
+    if (size > before.size()) {
+      if (!budget_.Take(size * sizeof(X))) return false;
+      std::vector<X> both;
+      both.reserve(size);
+      std::ranges::set_union(before, last, std::back_inserter(both), IsBefore);
+      budget_.Return(Room(before));
+      before = std::move(both);
+    }
+    budget_.Return(Room(last));
+    return true;
   }
 
-  std::vector<std::vector<double>> parts_;
+  Budget& budget_;
+  std::vector<std::vector<X>> parts_;
 };
 
-// The place in such a union of an x that is not before the last one asked for: from `next` on,
-// which goes behind it, for an x that repeats has a place each time. The number of all where there
-// is none.
-inline std::size_t PlaceOf(double x, std::span<const double> all, std::size_t& next) {
-  const auto place = static_cast<std::size_t>(
-      std::ranges::lower_bound(all.subspan(next), x, IsBefore) - all.begin());
-  next = std::min(place + 1, all.size());
-  return place;
-}
+// The places of a spectrum's x values in such a union, where an x that repeats has a place each
+// time.
+template <typename X>
+class XPlaces {
+ public:
+  XPlaces(std::span<const X> all, Budget& budget)
+      : all_(all), budget_(budget), repeats_(std::ranges::adjacent_find(all, [](X a, X b) {
+                                               return !IsBefore(a, b);
+                                             }) != all.end()) {}
+  XPlaces(XPlaces&&) = delete;
+  ~XPlaces() { budget_.Return(counts_.capacity() * sizeof(std::uint32_t)); }
+
+  // Of the next spectrum, whose x are in their order or not. False when the budget ends.
+  [[nodiscard]] bool Begin(bool in_order) {
+    next_ = 0;
+    counts_.clear();
+    in_order_ = in_order;
+    if (in_order || !repeats_) return true;
+    if (counts_.capacity() == 0 && !budget_.Take(all_.size() * sizeof(std::uint32_t))) return false;
+    counts_.assign(all_.size(), 0);
+    return true;
+  }
+
+  // The place of the next x; the number of all where there is none.
+  std::size_t Of(X x) {
+    if (!counts_.empty()) {
+      const std::size_t first = Find(0, x);
+      return first < all_.size() ? std::min(first + counts_[first]++, all_.size()) : first;
+    }
+    std::size_t place = next_;
+    if (place == all_.size() || IsBefore(all_[place], x) || IsBefore(x, all_[place]))
+      place = Find(in_order_ ? next_ : 0, x);
+    next_ = std::min(place + 1, all_.size());
+    return place;
+  }
+
+ private:
+  std::size_t Find(std::size_t from, X x) const {
+    return static_cast<std::size_t>(std::ranges::lower_bound(all_.subspan(from), x, IsBefore) -
+                                    all_.begin());
+  }
+
+  std::span<const X> all_;
+  Budget& budget_;
+  bool repeats_;
+  bool in_order_ = true;
+  std::size_t next_ = 0;
+  std::vector<std::uint32_t> counts_;  // of those of the spectrum so far, by their first place
+};
 
 }  // namespace nvimport

@@ -21,7 +21,7 @@ namespace {
 constexpr const char* kSource = "CsvFile";
 constexpr std::size_t kHead = 64 * 1024;
 
-enum Status : int { kNoStream = 3072, kBinary, kNotClosed, kTooLong };
+enum Status : int { kNoStream = 3072, kBinary, kNotClosed, kTooLong, kUtf32 };
 // "%s" is the number of a line.
 constexpr StatusText kTexts[] = {
     {kInvalidOptions, kInvalidOptionsText},
@@ -30,8 +30,9 @@ constexpr StatusText kTexts[] = {
     {kNotClosed, "The quoted field that begins in line %s is not closed."},
     {kTooLong,
      "The field that begins in line %s is longer than 64 MiB. A quotation mark may be missing."},
+    {kUtf32, "UTF-32 texts cannot be read. Only UTF-8, UTF-16 and ordinary texts can be imported."},
 };
-static_assert(WellFormed(kTexts, kInvalidOptions, 3075));
+static_assert(WellFormed(kTexts, kInvalidOptions, 3076));
 
 // A byte that has a name in the options.
 struct NamedByte {
@@ -100,6 +101,7 @@ int CsvFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (TakeOptions(options) != kGood) return status_;
   *input_ = TextInput(path != nullptr ? path : "");
   if (!input_->is_open()) return Fail(kNoStream);
+  if (input_->is_utf32()) return Fail(kUtf32);
   if (TakeHead() != kGood) return status_;
   if (TakesChoices(options)) WriteBack(*options);
   return kGood;

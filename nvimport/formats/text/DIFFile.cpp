@@ -29,7 +29,12 @@ static_assert(WellFormed(kTexts, 768, 771));
 
 constexpr const char* kSource = "DIFFile";
 constexpr std::size_t kMarkSize = 3;
-constexpr int kOemPage = 437;
+
+std::string WithDoubledQuotes(std::string_view text) {
+  std::string doubled;
+  for (const char c : text) doubled.append(c == '"' ? 2 : 1, c);
+  return doubled;
+}
 
 }  // namespace
 
@@ -46,7 +51,8 @@ void DIFFile::Forget() {
   output_.Close();
   input_stream_ = nullptr;
   output_stream_ = nullptr;
-  has_mark_ = false;
+  has_mark_ = has_looked_ = false;
+  pages_ = {};
   mode_ = Mode::kNone;
   size_established_ = false;
 }
@@ -110,6 +116,7 @@ int DIFFile::EstablishSize() {
   std::uint64_t rows = 0;
   std::uint64_t cells = 0;
   std::uint64_t columns = 0;
+  const bool looks = !rules_.single_byte_texts && !has_looked_;
   DIFRecords::Value value;
   while (true) {
     switch (records_->ReadDIFRecord(value)) {
@@ -118,6 +125,8 @@ int DIFFile::EstablishSize() {
         cells = 0;
         break;
       case DIFRecords::kText:
+        if (looks) LookAt({value.data(), value.size()});
+        [[fallthrough]];
       case DIFRecords::kNumber:
         if (rows > 0) columns = std::max(columns, ++cells);
         break;
@@ -126,6 +135,7 @@ int DIFFile::EstablishSize() {
         if (rows > 0 && !rules_.errors_not_counted) columns = std::max(columns, ++cells);
         break;
       case DIFRecords::kEnd:
+        has_looked_ = true;
         return SetSize(columns, rows);
       case DIFRecords::kError:
         num_cols_ = num_rows_ = 0;
@@ -136,10 +146,27 @@ int DIFFile::EstablishSize() {
   }
 }
 
+void DIFFile::LookAt(std::string_view text) {
+  if (!IsAscii(text) && !IsUtf8(text)) pages_.Count(text);
+}
+
+void DIFFile::LookAtTexts() {
+  DIFRecords::Value value;
+  for (auto kind = DIFRecords::kSkipped; kind != DIFRecords::kEnd && kind != DIFRecords::kError;) {
+    kind = records_->ReadDIFRecord(value);
+    if (kind == DIFRecords::kText) LookAt({value.data(), value.size()});
+  }
+  has_looked_ = true;
+}
+
 int DIFFile::Read(ReadSpreadSheetData* sink) {
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
   if (ReadHeader() != kGood) return status_;
+  if (!rules_.single_byte_texts && !has_looked_) {
+    LookAtTexts();
+    if (ReadHeader() != kGood) return status_;
+  }
   Changed changed;
   sink->GetNextIndex(0);
   int row = 0;
@@ -194,7 +221,7 @@ int DIFFile::Write(WriteSpreadSheetData* source) {
   WriteRecord("TABLE\n0,1\n\"" + file_title_ + "\"\nVECTORS\n0," + std::to_string(columns) +
                   "\n\"\"\nTUPLES\n0," + std::to_string(rows) + "\n\"\"\nDATA\n0,0\n\"\"\n",
               lossy);
-  for (int row = 1; row <= rows; ++row) {
+  for (int row = 1; row <= rows && !output_.failed(); ++row) {
     WriteRecord("-1,0\nBOT\n", lossy);
     for (int column = 1; column <= columns; ++column) WriteCell(*source, column, row, lossy);
   }
@@ -224,8 +251,11 @@ void DIFFile::WriteCell(WriteSpreadSheetData& source, int column, int row, Lossy
     WriteRecord("0," + text + "\nV\n", lossy);
   } else if (source.IsText(column, row)) {
     std::string text = text_of();
-    lossy.breaks += text.find_first_of("\r\n") != std::string::npos ? 1 : 0;
-    WriteRecord("1,0\n\"" + CellText(std::move(text)) + "\"\n", lossy);
+    const bool has_break = text.find_first_of("\r\n") != std::string::npos;
+    lossy.breaks += has_break && rules_.texts_on_one_line ? 1 : 0;
+    text = CellText(std::move(text));
+    if (!rules_.quotes_as_they_stand) text = WithDoubledQuotes(text);
+    WriteRecord("1,0\n\"" + text + "\"\n", lossy);
   } else {
     WriteRecord("1,0\n\"\"\n", lossy);
   }
@@ -234,7 +264,7 @@ void DIFFile::WriteCell(WriteSpreadSheetData& source, int column, int row, Lossy
 void DIFFile::WriteRecord(std::string record, Lossy& lossy) {
   record = ConvertToFile(std::move(record), lossy);
   constexpr std::string_view kTextRecord = "1,0\n";
-  if (record.starts_with(kTextRecord) &&
+  if (rules_.short_lines_only && record.starts_with(kTextRecord) &&
       record.size() > kTextRecord.size() + DIFRecords::kLongestLine + 1)
     ++lossy.long_lines;
   if (output_stream_ != nullptr)
@@ -265,7 +295,7 @@ const char* DIFFileOEM::ConvertFromFile(char* text, std::size_t count, Changed& 
   }
   if (is_utf8) return text;
   converted_.clear();
-  AppendFromCodePage(converted_, stored, kOemPage);
+  AppendFromCodePage(converted_, stored, page());
   return converted_.c_str();
 }
 

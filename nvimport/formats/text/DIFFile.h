@@ -4,9 +4,11 @@
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "nvimport/framework/RuledFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/CodePages.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/OutputFile.h"
@@ -21,11 +23,11 @@ struct DIFRules {
   bool errors_as_empty_texts = true;  // ERROR and NA, which are missing, arrive as texts
   bool errors_not_counted = true;     // rows that end in ERROR or NA make the size too small
   bool last_row_as_size = true;       // the size announced by a read is the last row's
-  bool single_byte_texts = true;      // UTF-8 texts and files, what Windows-1252 lacks
+  bool single_byte_texts = true;      // UTF-8 and Windows-1252, what the latter lacks
   bool short_lines_only = true;       // files with a line of more than 2,023 bytes
   bool texts_on_one_line = true;      // files with a line break within a text
   bool texts_need_quotes = true;      // files with a text without quotes
-  bool quotes_as_they_stand = true;   // quotes that are doubled within a text stay so
+  bool quotes_as_they_stand = true;   // quotes within a text are not doubled, and stay as they are
 
   // None of them: every cell of the file.
   static constexpr DIFRules Off() { return NoRules<DIFRules>(); }
@@ -72,6 +74,8 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
 
   // The kept rules that hold.
   const DIFRules& rules() const { return rules_; }
+  // What the texts seem to be in, without the rule that it is always the OEM page.
+  int page() const { return pages_.page(); }
 
   // The texts of cells between the file's code page and that of sheets.
   virtual const char* ConvertFromFile(char* text, std::size_t count, Changed& changed);
@@ -82,6 +86,8 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
  private:
   enum class Mode { kNone, kReading, kWriting };
   int ReadHeader();
+  void LookAt(std::string_view text);
+  void LookAtTexts();
   void WriteCell(WriteSpreadSheetData& source, int column, int row, Lossy& lossy);
   void WriteRecord(std::string record, Lossy& lossy);
   void Forget();
@@ -95,6 +101,8 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   std::string title_;
   std::string file_title_;
   bool has_mark_ = false;                // of UTF-8
+  OemOrAnsi pages_;                      // the texts that were looked at
+  bool has_looked_ = false;              // at all of them
   std::unique_ptr<DIFRecords> records_;  // from the beginning of the input on
 };
 

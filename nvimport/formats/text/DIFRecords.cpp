@@ -56,6 +56,7 @@ std::string_view FirstWord(std::string_view text) {
 
 DIFRecords::DIFRecords(const DIFRules& rules, LineReader::Source read)
     : rules_(rules),
+      has_plain_texts_(rules.texts_on_one_line && rules.quotes_as_they_stand),
       longest_(rules.short_lines_only ? kLongestLine : std::numeric_limits<std::size_t>::max()),
       lines_(LineReader::End::kLineFeed, longest_, std::move(read)) {}
 
@@ -111,26 +112,37 @@ DIFRecords::Kind DIFRecords::TakeRecord(Line type, Line text, Value& value) {
     case 0:
       return word == "V" ? kNumber : TakeNumber(word, value);
     case 1:
-      if (!IsQuoted(word)) return TakeOddText(text, value);
-      value = TakeQuoted(text);
+      if (!has_plain_texts_ || !IsQuoted(word)) return TakeText(text, value);
+      value = WithNul(text.subspan(1, text.size() - 2));
       return kText;
     default:
       return kSkipped;
   }
 }
 
-DIFRecords::Value DIFRecords::TakeQuoted(Line text) const {
-  const Line inner = text.subspan(1, text.size() - 2);
-  return WithNul(rules_.quotes_as_they_stand ? inner : HalveQuotes(inner));
+// Whether a record may begin behind a text: where none does, a quote that ends its line is its own.
+bool DIFRecords::IsAtRecord(Line& text) {
+  constexpr std::size_t kLongestType = 32;  // nearly always
+  const auto next = lines_.Behind(text, kLongestType);
+  const std::string_view behind(next.data(), next.size());
+  const std::string_view type = behind.substr(0, behind.find('\n'));
+  const std::string_view number = type.substr(0, type.find(','));
+  const bool is_type = number.size() < type.size() &&
+                       number.find_first_of("0123456789") != std::string_view::npos &&
+                       number.find_first_not_of(" \t+-0123456789") == std::string_view::npos;
+  return behind.empty() || (is_type && type.find('"') == std::string_view::npos);
 }
 
-// A text whose line is not quoted.
-DIFRecords::Kind DIFRecords::TakeOddText(Line text, Value& value) {
+// A text that may be one of several lines, have doubled quotes, or none around it.
+DIFRecords::Kind DIFRecords::TakeText(Line text, Value& value) {
   const bool is_open = text.size() > 0 && text[0] == '"';
   if (is_open && !rules_.texts_on_one_line) {
-    while (!IsQuoted(View(text)))
+    while (!IsQuoted(View(text)) || !IsAtRecord(text))
       if (!lines_.Extend(text)) return kError;
-    value = TakeQuoted(text);
+  }
+  if (IsQuoted(View(text))) {
+    const Line inner = text.subspan(1, text.size() - 2);
+    value = WithNul(rules_.quotes_as_they_stand ? inner : HalveQuotes(inner));
     return kText;
   }
   value = WithNul(text);

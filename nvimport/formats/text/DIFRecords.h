@@ -55,14 +55,15 @@ class DIFRecords {
   Kind ReadLongRecord(Value& value);
   Kind TakeRecord(Line type, Line text, Value& value);
   Kind TakeNumber(std::string_view indicator, Value& value);
-  Kind TakeOddText(Line text, Value& value);
-  Value TakeQuoted(Line text) const;
+  Kind TakeText(Line text, Value& value);
+  bool IsAtRecord(Line& text);
   static Value WithNul(Line line) {
     line.data()[line.size()] = '\0';
     return line;
   }
 
   const DIFRules& rules_;
+  bool has_plain_texts_;
   std::size_t longest_;
   LineReader lines_;
   std::string type_;   // the first line of a long record

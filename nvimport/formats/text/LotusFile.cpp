@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <bit>
 #include <climits>
-#include <cmath>
 #include <cstring>
 #include <memory>
 #include <span>
@@ -18,7 +17,9 @@
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/CodePages.h"
 #include "nvimport/platform/Log.h"
+#include "nvimport/platform/Utf8.h"
 
 namespace nvimport {
 
@@ -177,25 +178,34 @@ inline bool LotusFile::IsCorrupt(const Record& record) const {
   return record.length < 0 || record.type > last_type_;
 }
 
-bool LotusFile::ReadRecord(Record& record) {
-  auto bytes = reader_->Ahead(kRecordHeaderSize);
+// Takes what a record begins with; false at the end of the file.
+bool LotusFile::ReadHead(Record& record) {
+  const auto bytes = reader_->Ahead(kRecordHeaderSize);
   if (bytes.size() < kRecordHeaderSize) return false;
   record.type = LoadLittle<std::int16_t>(bytes.data());
   record.length = LoadLittle<std::int16_t>(bytes.data() + 2);
-  if (IsCorrupt(record)) return true;
-  const std::size_t size = kRecordHeaderSize + static_cast<std::size_t>(record.length);
-  if (bytes.size() < size) bytes = reader_->Ahead(size);
+  reader_->Skip(kRecordHeaderSize);
+  return true;
+}
+
+// Takes its data, whole; false when they are not there.
+bool LotusFile::ReadData(Record& record) {
+  const auto size = static_cast<std::size_t>(record.length);
+  const auto bytes = reader_->Ahead(size);
   if (bytes.size() < size) return false;
-  record.data = bytes.data() + kRecordHeaderSize;
+  record.data = bytes.data();
   reader_->Skip(size);
   return true;
 }
 
-bool LotusFile::FindLotusRecord(int type, Record& record) {
+// Goes through records of any type until one has this, of which no more than `needed` bytes count.
+bool LotusFile::FindLotusRecord(int type, int needed, Record& record) {
   reader_->Begin(input_, 0);
-  while (ReadRecord(record)) {
-    if (IsCorrupt(record)) return false;
-    if (record.type == type) return true;
+  while (ReadHead(record) && record.length >= 0) {
+    const bool is_found = record.type == type;
+    if (is_found) record.length = std::min(record.length, needed);
+    if (!ReadData(record)) return false;
+    if (is_found) return true;
   }
   return false;
 }
@@ -205,39 +215,45 @@ int LotusFile::EstablishSize() { return 1; }
 bool LotusFile::EstablishRange() {
   if (status_ != kGood) return false;
   if (size_established_) return true;
+  constexpr int kRangeSize = 8;
   Record record;
-  if (!FindLotusRecord(kRange, record)) {
-    if (!rules_.range_needed && MeasureRange()) return true;
+  Range range;
+  const bool has_range = FindLotusRecord(kRange, kRangeSize, record);
+  if (has_range) {
+    const std::span data(record.data, static_cast<std::size_t>(record.length));
+    range = {{Field<std::int16_t>(data, 0), Field<std::int16_t>(data, 2)},
+             {Field<std::int16_t>(data, 4), Field<std::int16_t>(data, 6)}};
+  }
+  if (has_range ? !rules_.cells_in_range_only : !rules_.range_needed) MeasureRange(range);
+  if (!has_range && range.IsEmpty()) {
     num_cols_ = num_rows_ = -1;
     Fail(kNoRange);
     return false;
   }
-  const std::span data(record.data, static_cast<std::size_t>(record.length));
-  const int first_column = Field<std::int16_t>(data, 0);
-  const int first_row = Field<std::int16_t>(data, 2);
   // Kept: the start of the range is not subtracted.
-  if (!rules_.range_start_ignored) shift_ = {1 - first_column, 1 - first_row};
+  if (!rules_.range_start_ignored) shift_ = {1 - range.first.column, 1 - range.first.row};
   // A range that ends before it starts holds no data.
-  num_cols_ = std::max(Field<std::int16_t>(data, 4) - first_column + 1, 0);
-  num_rows_ = std::max(Field<std::int16_t>(data, 6) - first_row + 1, 0);
+  num_cols_ = std::max(range.last.column - range.first.column + 1, 0);
+  num_rows_ = std::max(range.last.row - range.first.row + 1, 0);
   size_established_ = true;
   return true;
 }
 
-// The range of a worksheet that states none; false when it has no cells.
-bool LotusFile::MeasureRange() {
-  num_cols_ = num_rows_ = 0;
-  shift_ = {1, 1};
+// Extends a range to the cells that there are. One that says nothing begins at the first place.
+void LotusFile::MeasureRange(Range& range) {
+  if (range.IsEmpty() || range.first.column < 0 || range.first.row < 0) range = Range();
+  shift_ = {0, 0};
   reader_->Begin(input_, 0);
   Record record;
-  while (ReadRecord(record) && !IsCorrupt(record) && record.type != kEof) {
+  while (ReadHead(record) && record.type != kEof && !IsCorrupt(record) && ReadData(record)) {
     if (record.type < kInteger || record.type > kFormula) continue;
     const Place place = PlaceOf(record);
-    num_cols_ = std::max(num_cols_, place.column);
-    num_rows_ = std::max(num_rows_, place.row);
+    if (place.column < 0 || place.row < 0) continue;
+    range.first = {std::min(range.first.column, place.column),
+                   std::min(range.first.row, place.row)};
+    range.last = {std::max(range.last.column, place.column), std::max(range.last.row, place.row)};
   }
-  size_established_ = num_cols_ > 0 && num_rows_ > 0;
-  return size_established_;
+  shift_ = {1, 1};
 }
 
 int LotusFile::GetNumCols() { return EstablishRange() ? num_cols_ : -1; }
@@ -255,15 +271,16 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   Record record;
   while (true) {
     reader_->Skip(SetNumbers(reader_->Ahead(kWholeNumber), *sink, left_out));
-    if (!ReadRecord(record)) {
-      Fail(reader_->failed() ? kReadFailed : kNoEnd);
-      break;
-    }
-    if (IsCorrupt(record)) {
+    const bool has_head = ReadHead(record);
+    if (has_head && record.type == kEof) break;
+    if (has_head && IsCorrupt(record)) {
       Fail(kCorrupt);
       break;
     }
-    if (record.type == kEof) break;
+    if (!has_head || !ReadData(record)) {
+      Fail(reader_->failed() ? kReadFailed : kNoEnd);
+      break;
+    }
     if (record.type >= kInteger && record.type <= kFormula) SetCell(record, *sink, left_out);
   }
   Log::WriteCount("LotusFile", left_out.formulas, "formula cell arrives empty",
@@ -307,17 +324,25 @@ std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetDa
 
 // Sets the text at `at`.
 inline void LotusFile::SetText(std::span<const char> data, std::size_t at, Place place,
-                               ReadSpreadSheetData& sink) {
-  const auto text = data.subspan(std::min(at, data.size()));
-  if (std::memchr(text.data(), '\0', text.size()) != nullptr)
+                               ReadSpreadSheetData& sink) const {
+  const auto rest = data.subspan(std::min(at, data.size()));
+  const std::string_view text(rest.data(), rest.size());
+  const std::size_t end = text.find('\0');
+  const std::string_view stored = text.substr(0, end);
+  if (end != text.npos && (rules_.texts_as_stored || IsAscii(stored)))
     sink.Set(place.column, place.row, text.data());
   else
-    SetCutText(text, place, sink);
+    SetOddText(stored, place, sink);
 }
 
-// Sets a text that lacks its NUL.
-void LotusFile::SetCutText(std::span<const char> text, Place place, ReadSpreadSheetData& sink) {
-  sink.Set(place.column, place.row, std::string(text.begin(), text.end()).c_str());
+// Sets a text that lacks its NUL, or is to be converted.
+void LotusFile::SetOddText(std::string_view stored, Place place, ReadSpreadSheetData& sink) const {
+  std::string text;
+  if (rules_.texts_as_stored)
+    text = stored;
+  else
+    AppendFromCodePage(text, stored, kOemPage);
+  sink.Set(place.column, place.row, text.c_str());
 }
 
 void LotusFile::SetFormula(std::span<const char> data, Place place, ReadSpreadSheetData& sink,
@@ -325,7 +350,7 @@ void LotusFile::SetFormula(std::span<const char> data, Place place, ReadSpreadSh
   const bool is_inside = IsValidPos(place);
   left_out.outside += is_inside ? 0 : 1;
   const auto value = Field<double>(data, kValue);
-  if (is_inside && std::isnan(value) && SetFormulaText(place, sink)) return;
+  if (is_inside && SetFormulaText(place, sink)) return;
   if (is_inside && (IsValidDouble(value) || !rules_.formula_values_left_out)) {
     sink.Set(place.column, place.row, value);
   } else if (place.column >= 1 && place.row >= 1) {
@@ -340,7 +365,8 @@ bool LotusFile::SetFormulaText(Place place, ReadSpreadSheetData& sink) {
   const auto next = reader_->Ahead(kRecordHeaderSize);
   Record record;
   if (rules_.formula_texts_left_out || next.size() < kRecordHeaderSize ||
-      LoadLittle<std::int16_t>(next.data()) != kString || !ReadRecord(record) || IsCorrupt(record))
+      LoadLittle<std::int16_t>(next.data()) != kString || !ReadHead(record) || IsCorrupt(record) ||
+      !ReadData(record))
     return false;
   SetText({record.data, static_cast<std::size_t>(record.length)}, kValue, place, sink);
   return true;

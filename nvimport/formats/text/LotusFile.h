@@ -4,6 +4,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "nvimport/framework/RuledFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
@@ -19,9 +20,10 @@ struct LotusRules {
   bool formula_values_left_out = true;  // a formula's value arrives only if it is no number
   bool formula_texts_left_out = true;   // the texts that formulas result in
   bool range_start_ignored = true;      // a range not from the first cell loses what its width ends
-  bool cells_in_range_only = true;      // cells beyond the range that the worksheet states
+  bool cells_in_range_only = true;      // cells outside the range that the worksheet states
   bool range_needed = true;             // worksheets that state none
   bool new_records_end_read = true;     // worksheets with records of types above 256
+  bool texts_as_stored = true;          // the code page that texts are in
 
   // None of them: every cell of the file.
   static constexpr LotusRules Off() { return NoRules<LotusRules>(); }
@@ -63,21 +65,26 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
     int column = 0;
     int row = 0;
   };
+  struct Range {
+    bool IsEmpty() const { return last.column < first.column || last.row < first.row; }
+    Place first;
+    Place last = {-1, -1};
+  };
 
   int IsLotusFile();
-  // Takes the next record, whole; false at the end of the file or at one that can't be.
-  bool ReadRecord(Record& record);
+  bool ReadHead(Record& record);
+  bool ReadData(Record& record);
   bool IsCorrupt(const Record& record) const;
-  bool FindLotusRecord(int type, Record& record);
+  bool FindLotusRecord(int type, int needed, Record& record);
   bool EstablishRange();
-  bool MeasureRange();
+  void MeasureRange(Range& range);
   Place PlaceOf(const Record& record) const;
   std::size_t SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
                          LeftOut& left_out) const;
   void SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut& left_out);
-  static void SetText(std::span<const char> data, std::size_t at, Place place,
-                      ReadSpreadSheetData& sink);
-  static void SetCutText(std::span<const char> text, Place place, ReadSpreadSheetData& sink);
+  void SetText(std::span<const char> data, std::size_t at, Place place,
+               ReadSpreadSheetData& sink) const;
+  void SetOddText(std::string_view stored, Place place, ReadSpreadSheetData& sink) const;
   void SetFormula(std::span<const char> data, Place place, ReadSpreadSheetData& sink,
                   LeftOut& left_out);
   bool SetFormulaText(Place place, ReadSpreadSheetData& sink);

@@ -72,8 +72,8 @@ struct SizeCounter {
 std::string_view CellText(WriteSpreadSheetData& source, int column, int row, FloatText& number) {
   const bool is_number = source.IsNumber(column, row);
   if (!is_number && !source.IsText(column, row)) return {};
-  // A source may have a text of its own for a number.
-  const char* text = source.GetText(column, row);
+  const bool has_text = !is_number || source.KeepsTextOf(column, row);
+  const char* text = has_text ? source.GetText(column, row) : nullptr;
   if (text != nullptr && (*text != '\0' || !is_number)) return text;
   return is_number ? FormatFloat(source.GetNumber(column, row), number) : std::string_view();
 }
@@ -268,6 +268,7 @@ int TextFile::Write(WriteSpreadSheetData* source) {
       output_.Write(CellText(*source, c, r, number));
     }
     output_.Write("\n");
+    if (output_.failed()) break;
   }
   output_.Flush();
   return kGood;

@@ -10,6 +10,7 @@
 namespace nvimport {
 
 namespace {
+using namespace std::string_view_literals;
 constexpr std::size_t kPiece = 64 * 1024;
 }  // namespace
 
@@ -18,16 +19,19 @@ TextInput::TextInput(const char* path) : file_(path) {
   const struct {
     std::string_view mark;
     Encoding encoding;
-  } kMarks[] = {{"\xEF\xBB\xBF", Encoding::kBytes},
+  } kMarks[] = {{"\xFF\xFE\0\0"sv, Encoding::kUtf32},  // before the one that it begins with
+                {"\0\0\xFE\xFF"sv, Encoding::kUtf32},
+                {"\xEF\xBB\xBF", Encoding::kBytes},
                 {"\xFF\xFE", Encoding::kUtf16Little},
                 {"\xFE\xFF", Encoding::kUtf16Big}};
-  char head[3];
+  char head[4];
   const std::ptrdiff_t got = file_.Read(head);
   const std::string_view start(head, static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0)));
   for (const auto& known : kMarks) {
     if (!start.starts_with(known.mark)) continue;
     encoding_ = known.encoding;
     mark_size_ = known.mark.size();
+    break;
   }
 }
 
@@ -39,7 +43,7 @@ bool TextInput::Rewind() {
 }
 
 std::ptrdiff_t TextInput::Read(std::span<char> into) {
-  return encoding_ == Encoding::kBytes ? file_.Read(into) : ReadUtf16(into);
+  return is_utf16() ? ReadUtf16(into) : file_.Read(into);
 }
 
 std::ptrdiff_t TextInput::ReadUtf16(std::span<char> into) {

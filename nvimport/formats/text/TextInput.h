@@ -24,7 +24,11 @@ class TextInput {
 
   // Of the byte-order mark.
   std::size_t mark_size() const { return mark_size_; }
-  bool is_utf16() const { return encoding_ != Encoding::kBytes; }
+  bool is_utf16() const {
+    return encoding_ == Encoding::kUtf16Little || encoding_ == Encoding::kUtf16Big;
+  }
+  // Which stays as it is.
+  bool is_utf32() const { return encoding_ == Encoding::kUtf32; }
 
   // Goes to the start of the text.
   bool Rewind();
@@ -36,7 +40,7 @@ class TextInput {
   void Close();
 
  private:
-  enum class Encoding { kBytes, kUtf16Little, kUtf16Big };
+  enum class Encoding { kBytes, kUtf16Little, kUtf16Big, kUtf32 };
 
   std::ptrdiff_t ReadUtf16(std::span<char> into);
   // Decodes the next piece of the file; false when the read failed.

@@ -82,11 +82,11 @@ void Excel2007Cells::SetNumber(std::uint32_t style, double value) {
   if (style >= context_.styles.size()) {
     // Who writes no styles at all leaves their numbers at 0.
     if (style > 0 || context_.is_without_styles) ++changed_.lost_styles;
-  } else if (context_.styles[style] == CellStyle::kLost) {
+  } else if (!context_.styles[style]) {
     ++changed_.lost_styles;
-  } else if (context_.styles[style] == CellStyle::kDate) {
+  } else if (const DateForm form = *context_.styles[style]; form != DateForm::kNone) {
     DateText text;
-    IEEEDate_2_string(value, context_.since_1904, text);
+    IEEEDate_2_string(value, context_.since_1904, text, form);
     return SetText(text.data());
   }
   Sink().Set(column(), row(), value);

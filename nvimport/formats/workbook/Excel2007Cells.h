@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,11 +9,9 @@
 #include "nvimport/formats/workbook/Excel2007Book.h"
 #include "nvimport/formats/workbook/SpooledStrings.h"
 #include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/SerialDate.h"
 
 namespace nvimport {
-
-// What a style makes of a number; kLost where it refers to a format that there is not.
-enum class CellStyle : unsigned char { kNumber, kDate, kLost };
 
 // What a cell's style and content refer to.
 struct CellContext {
@@ -20,7 +19,8 @@ struct CellContext {
 
   bool since_1904 = false;
   bool is_without_styles = false;  // though the workbook names their part
-  std::vector<CellStyle> styles;   // by number
+  // By number: what the cells of the style show, none where the style's format is not there.
+  std::vector<std::optional<DateForm>> styles;
   SpooledStrings strings;
 };
 

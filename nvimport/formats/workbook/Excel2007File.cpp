@@ -158,8 +158,6 @@ int Excel2007File::EstablishSize() {
     layout.Add(extent.columns, extent.rows);
   }
   if (worst != Outcome::kGood && layout.rows() == 0) return Fail(StatusOf(worst));
-  // As with ExcelFile.
-  if (selection_->sheets.size() > 1) layout.AddExtraOne();
   return SetSize(layout.columns(), layout.rows());
 }
 

@@ -306,7 +306,7 @@ bool WorkbookPart::TakeSheet(std::string name, std::string_view relationship, bo
 bool StyleTable::TakeFormat(std::uint32_t number, std::string_view text, Budget& budget) {
   constexpr std::size_t kKept = 64;
   if (!budget.Take(kKept)) return false;
-  formats_[number] = IsDateFormat(text);
+  formats_[number] = DateFormOf(text);
   return true;
 }
 
@@ -317,17 +317,18 @@ bool StyleTable::TakeStyle(std::uint32_t format, Budget& budget) {
   return true;
 }
 
-std::vector<CellStyle> StyleTable::CellStyles() const {
+std::vector<std::optional<DateForm>> StyleTable::CellStyles() const {
   constexpr std::uint32_t kFirstOwn = 164;  // formats before it are built in
-  std::vector<CellStyle> styles;
+  std::vector<std::optional<DateForm>> styles;
   styles.reserve(styles_.size());
   for (const std::uint32_t format : styles_) {
     const auto found = formats_.find(format);
-    const bool is_there = found != formats_.end();
-    const bool is_date = is_there ? found->second : IsDateFormat(std::size_t{format});
-    styles.push_back(is_date                          ? CellStyle::kDate
-                     : is_there || format < kFirstOwn ? CellStyle::kNumber
-                                                      : CellStyle::kLost);
+    if (found != formats_.end())
+      styles.emplace_back(found->second);
+    else if (format < kFirstOwn)
+      styles.emplace_back(DateFormOf(std::size_t{format}));
+    else
+      styles.emplace_back();
   }
   return styles;
 }

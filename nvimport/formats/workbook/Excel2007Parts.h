@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -65,10 +66,10 @@ class StyleTable {
   bool TakeFormat(std::uint32_t number, std::string_view text, Budget& budget);
   bool TakeStyle(std::uint32_t format, Budget& budget);
 
-  std::vector<CellStyle> CellStyles() const;
+  std::vector<std::optional<DateForm>> CellStyles() const;
 
  private:
-  std::map<std::uint32_t, bool> formats_;
+  std::map<std::uint32_t, DateForm> formats_;
   std::vector<std::uint32_t> styles_;
 };
 

@@ -346,7 +346,7 @@ void ExcelCells::TakeMulRk(const BiffRecord& record) {
 }
 
 void ExcelCells::SetNumber(Place place, std::uint16_t xf, double value) {
-  if (xf < book_.xfs.size() && book_.xfs[xf] != ExcelXf::kNumber)
+  if (xf < book_.xfs.size() && !book_.xfs[xf].is_plain_number())
     return SetDate(place, book_.xfs[xf], value);
   sink_->Set(place.column, place.row, value);
 }
@@ -363,14 +363,15 @@ void ExcelCells::SetNumberOf(const BiffRecord& record, double value, bool has_lo
 }
 
 void ExcelCells::SetDate(Place place, ExcelXf xf, double value) {
+  const bool is_taken = xf.form != DateForm::kNone;
   const bool is_too_early = formats_ != nullptr && book_.rules.dates_from_biff5_on;
-  if (xf == ExcelXf::kDateTakenForNumber || (xf == ExcelXf::kDate && is_too_early))
-    ++changed_.dates_as_numbers;
-  if (xf == ExcelXf::kNumber || xf == ExcelXf::kDateTakenForNumber || is_too_early)
+  if (!is_taken || is_too_early) {
+    if (is_taken != xf.is_mistaken) ++changed_.dates_as_numbers;
     return sink_->Set(place.column, place.row, value);
-  if (xf == ExcelXf::kNumberTakenForDate) ++changed_.numbers_as_dates;
+  }
+  if (xf.is_mistaken) ++changed_.numbers_as_dates;
   DateText text;
-  IEEEDate_2_string(value, book_.since_1904, text);
+  IEEEDate_2_string(value, book_.since_1904, text, xf.form);
   sink_->Set(place.column, place.row, text.data());
 }
 

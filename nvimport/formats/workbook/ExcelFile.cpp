@@ -346,8 +346,8 @@ void ExcelFile::MeasureSheet(Sheet& sheet) {
   SheetExtent extent;
   ExcelCells(*book_).ReadSheet(sheet.position, &extent, 0, 0);
   if (!budget_.Work(book_->stream->Tell() - sheet.position)) return;
-  sheet.rows = std::max(sheet.rows, static_cast<std::uint32_t>(extent.GetNumberOfRows()));
-  sheet.columns = std::max(sheet.columns, static_cast<std::uint32_t>(extent.GetNumberOfColumns()));
+  sheet.rows = static_cast<std::uint32_t>(extent.GetNumberOfRows());
+  sheet.columns = static_cast<std::uint32_t>(extent.GetNumberOfColumns());
   sheet.is_measured = true;
 }
 
@@ -401,8 +401,7 @@ int ExcelFile::EstablishSize() {
   SheetLayout layout(selection_->above_and_below);
   for (const int number : chosen) {
     Sheet& sheet = sheets_[static_cast<std::size_t>(number)];
-    const bool matters = chosen.size() > 1 || sheet.rows == 0 || sheet.columns == 0;
-    if (matters && !sheet.is_measured && !book_->rules.sizes_as_stated) MeasureSheet(sheet);
+    if (!sheet.is_measured && !book_->rules.sizes_as_stated) MeasureSheet(sheet);
     if (budget_.overdrawn()) return Fail(kOverBudget);
     layout.Add(sheet.columns, sheet.rows);
   }

@@ -42,7 +42,7 @@ struct ExcelRules {
   bool exact_stream_names = true;           // workbooks in "WORKBOOK"; in two forms, the newer one
   bool sheets_need_dimensions = true;   // sheets without a DIMENSIONS record, or with an empty one
   bool bad_sheet_ends_workbook = true;  // the other sheets of a workbook with one beyond its end
-  bool sizes_as_stated = true;          // of several sheets, cells beyond the size that one states
+  bool sizes_as_stated = true;          // the size of the cells; those beyond it, of several sheets
   bool size_with_extra_one = true;      // the right size of several sheets together
 
   // None of them: every cell of the file.

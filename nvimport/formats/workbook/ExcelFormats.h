@@ -1,21 +1,28 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <vector>
 
 #include "nvimport/formats/workbook/ExcelStream.h"
+#include "nvimport/platform/SerialDate.h"
 
 namespace nvimport {
 
 // How the cells of an XF record are taken.
-enum class ExcelXf : unsigned char { kNumber, kDate, kNumberTakenForDate, kDateTakenForNumber };
+struct ExcelXf {
+  DateForm form = DateForm::kNone;
+  bool is_mistaken = false;  // a number taken for a date, or a date for a number
 
-// Whether a number format denotes dates: one that is built in, by its number, or a text that holds
-// a letter of a date outside literal text, or an elapsed time as in "[h]:mm".
-bool IsDateFormat(std::size_t built_in);
-bool IsDateFormat(std::string_view text);
+  bool is_plain_number() const { return std::bit_cast<std::uint16_t>(*this) == 0; }
+};
+
+// What a number format shows: one that is built in, by its number, or a text, by the letters of
+// dates outside literal text.
+DateForm DateFormOf(std::size_t built_in);
+DateForm DateFormOf(std::string_view text);
 
 // The number formats of a workbook that denote dates, and the XF records that refer to them.
 class ExcelFormats {
@@ -35,9 +42,7 @@ class ExcelFormats {
   std::size_t xf_count() const { return xfs_.size(); }
 
   // The same of a cell that names its format itself.
-  ExcelXf OfFormat(std::size_t format) const {
-    return by_grammar_[format] ? ExcelXf::kDate : ExcelXf::kNumber;
-  }
+  ExcelXf OfFormat(std::size_t format) const { return {by_grammar_[format]}; }
 
  private:
   struct Entry {
@@ -46,7 +51,7 @@ class ExcelFormats {
   };
 
   std::vector<bool> by_letters_ = std::vector<bool>(0x10000);
-  std::vector<bool> by_grammar_ = std::vector<bool>(0x10000);
+  std::vector<DateForm> by_grammar_ = std::vector<DateForm>(0x10000);
   std::vector<Entry> xfs_;
   std::uint16_t next_format_ = 0;
 };

@@ -9,6 +9,7 @@
 #include "nvimport/formats/workbook/ExcelFormats.h"
 #include "nvimport/formats/workbook/ExcelStream.h"
 #include "nvimport/formats/workbook/ExcelStrings.h"
+#include "nvimport/platform/CodePages.h"
 
 namespace nvimport {
 
@@ -23,24 +24,17 @@ struct ExcelWorkbook {
   bool is_biff8 = false;
   bool is_sheet_alone = false;
   bool since_1904 = false;
-  int code_page = kAnsi;
+  int code_page = kAnsiPage;
   std::vector<ExcelXf> xfs;
   ExcelStrings strings;
 
   bool ReadRecord(BiffRecord& record) const { return stream->ReadRecord(longest_record(), record); }
   int longest_record() const { return is_biff8 ? 8224 : 2080; }
 
-  // A CODEPAGE record. Excel has numbers of its own for the pages of the Macintosh and of Windows.
-  void TakeCodePage(const BiffRecord& record) {
-    constexpr int kOwnMacRoman = 0x8000;
-    code_page = record.U16(0) == kOwnMacRoman ? kMacRoman : record.U16(0);
-  }
+  void TakeCodePage(const BiffRecord& record) { code_page = record.U16(0); }
 
   // A text of 8-bit characters that is not in a BIFF8 string, as the rules have it.
   std::string TextOf(std::string_view stored) const;
-
-  static constexpr int kAnsi = 1252;
-  static constexpr int kMacRoman = 10000;
 };
 
 }  // namespace nvimport

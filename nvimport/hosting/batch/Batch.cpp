@@ -22,6 +22,7 @@
 #include <thread>
 #include <vector>
 
+#include "nvimport/framework/FormatList.h"
 #include "nvimport/hosting/TemporaryPaths.h"
 
 namespace nvimport {
@@ -269,6 +270,7 @@ class Pool {
       if (!SendReport(socket, desk.file, work_(desk.file))) break;
       desk.file = kNoFile;
     }
+    FormatList::Release();
     ::_exit(EXIT_SUCCESS);
   }
 

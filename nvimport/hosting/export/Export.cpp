@@ -1,5 +1,6 @@
 #include "nvimport/hosting/export/Export.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 #include <utility>
@@ -20,6 +21,23 @@ namespace {
 
 constexpr std::pair<const char*, SheetFormat> kOwnFormats[] = {
     {".csv", SheetFormat::kCsv}, {".tsv", SheetFormat::kTsv}, {".jsonl", SheetFormat::kJsonLines}};
+
+// Refuses a sheet whose few cells stand among delimiters without end.
+std::optional<Failure> CheckDelimiters(MemorySheet& sheet, const ExportRequest& request,
+                                       const OutputTarget& target) {
+  constexpr std::uint64_t kMost = 100'000'000;  // bytes
+  constexpr std::uint64_t kMostPerCell = 1000;
+  const std::uint64_t rectangle = static_cast<std::uint64_t>(sheet.GetNumberOfColumns()) *
+                                  static_cast<std::uint64_t>(sheet.GetNumberOfRows());
+  const std::uint64_t each = request.format.own ? BytesPerCell(*request.format.own) : 1;
+  const std::uint64_t delimiters = std::min(rectangle, UINT64_MAX / each) * each;
+  if (request.is_sparse || delimiters <= kMost) return std::nullopt;
+  const std::uint64_t cells = sheet.CountCells();
+  if (delimiters / kMostPerCell <= cells) return std::nullopt;
+  return target.Because(std::to_string(cells) + (cells == 1 ? " cell among " : " cells among ") +
+                            std::to_string(delimiters / 1'000'000) + " MB of delimiters",
+                        request.words.sparse);
+}
 
 // Tells the host how far the output is.
 class Told : public Progress {
@@ -91,6 +109,7 @@ std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& requ
 
 std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& request,
                                    OutputTarget& target) {
+  if (auto failure = CheckDelimiters(sheet, request, target)) return failure;
   Told told(request);
   const auto cancelled = [&] {
     Failure failure = target.Because("it was cancelled");

@@ -33,6 +33,7 @@ struct ExportRequest {
   OutputFormat format{};        // what it is written as
   TextConversion conversion{};  // of the texts; without one they become UTF-8
   bool replaces = false;        // a file that is there
+  bool is_sparse = false;       // however few cells stand among however many delimiters
   std::function<bool(std::uint64_t row, std::uint64_t rows)> progress{};  // false stops
   HostWords words{};  // how failures call the ways out of them
 };

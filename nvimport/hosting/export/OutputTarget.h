@@ -40,6 +40,8 @@ class NVIMPORT_API OutputTarget {
   // The failure of an output that could not be written for that reason, in the system's words or
   // others.
   Failure Because(const std::string& words) const;
+  // The same with what can be done about it.
+  Failure Because(const std::string& words, const char* advice) const;
 
   // Its name in messages.
   std::string shown() const;
@@ -47,7 +49,6 @@ class NVIMPORT_API OutputTarget {
  private:
   enum class There { kNothing, kFile, kLink, kDevice };
 
-  Failure Because(const std::string& words, const char* advice) const;
   bool IsStandardOutput() const { return path_ == "-"; }
   // Finds what is to be replaced, and the folder for what is to replace it.
   std::string SettleFolder();

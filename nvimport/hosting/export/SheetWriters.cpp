@@ -239,6 +239,7 @@ void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConver
         WriteCell<Format>(out, cell, decode);
     }
     out.Write(Format::kRowEnd);
+    if (file.failed()) return;
     if (row % kRowsPerReport == 0 &&
         !progress.Advance(static_cast<std::uint64_t>(row), static_cast<std::uint64_t>(rows)))
       return;
@@ -246,6 +247,11 @@ void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConver
 }
 
 }  // namespace
+
+std::uint64_t BytesPerCell(SheetFormat format) {
+  constexpr std::string_view kMissingInJson = "null,";
+  return format == SheetFormat::kJsonLines ? kMissingInJson.size() : 1;
+}
 
 void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& conversion,
                 OutputFile& out, Progress& progress) {

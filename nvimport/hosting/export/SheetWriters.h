@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "nvimport/framework/MemorySheet.h"
@@ -22,8 +23,11 @@ struct TextConversion {
   bool guards_formulas = false;
 };
 
-// Writes all rows, each as wide as the sheet, until `progress` stops it. Failures stay with the
-// stream.
+// The least bytes that the format writes for each cell of the sheet, missing ones too.
+NVIMPORT_API std::uint64_t BytesPerCell(SheetFormat format);
+
+// Writes all rows, each as wide as the sheet, until `progress` stops it or a write fails. Failures
+// stay with the stream.
 NVIMPORT_API void WriteSheet(SheetFormat format, MemorySheet& sheet,
                              const TextConversion& conversion, OutputFile& out, Progress& progress);
 

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
 #include "nvimport/framework/FileSelection.h"
@@ -19,6 +20,7 @@
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/platform/ByteWriter.h"
 #include "nvimport/platform/Log.h"
+#include "nvimport/platform/NvFile.h"
 #include "nvimport/platform/Progress.h"
 
 namespace nvimport {
@@ -151,6 +153,37 @@ class ImportDialogs final : public AnsweringDialogs {
   int format_ = 0;
 };
 
+// A host's sheet for a file that begins with the mark of UTF-8, which is none of its first cell.
+class UnmarkedSheet final : public SpreadsheetData {
+ public:
+  explicit UnmarkedSheet(SpreadsheetData& sheet) : sheet_(sheet) {}
+
+  void Set(int column, int row, const char* text) override {
+    const bool is_marked = column == 1 && row == 1 && std::string_view(text).starts_with(kUtf8Mark);
+    sheet_.Set(column, row, is_marked ? text + kUtf8Mark.size() : text);
+  }
+  void Set(int column, int row, int value) override { sheet_.Set(column, row, value); }
+  void Set(int column, int row, long long value) override { sheet_.Set(column, row, value); }
+  void Set(int column, int row, double value) override { sheet_.Set(column, row, value); }
+  void Set(int column, int row, float value) override { sheet_.Set(column, row, value); }
+  int GetNextIndex(int previous) override { return sheet_.GetNextIndex(previous); }
+  void SetDataSize(int columns, int rows) override { sheet_.SetDataSize(columns, rows); }
+  int GetNumberOfColumns() override { return sheet_.GetNumberOfColumns(); }
+  int GetNumberOfRows() override { return sheet_.GetNumberOfRows(); }
+  float GetNumber(int column, int row) override { return sheet_.GetNumber(column, row); }
+  const char* GetText(int column, int row) override { return sheet_.GetText(column, row); }
+  bool CellFlag(int column, int row) override { return sheet_.CellFlag(column, row); }
+  bool IsNumber(int column, int row) override { return sheet_.IsNumber(column, row); }
+  bool IsMissing(int column, int row) override { return sheet_.IsMissing(column, row); }
+  bool IsText(int column, int row) override { return sheet_.IsText(column, row); }
+  int SetTag(int value) override { return sheet_.SetTag(value); }
+
+ private:
+  static constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
+
+  SpreadsheetData& sheet_;
+};
+
 // Does one operation of the driver, which takes the path and the options.
 class Session {
  public:
@@ -173,6 +206,9 @@ class Session {
       return;
     }
     const std::uintmax_t size = TotalSize(files_);
+    std::optional<UnmarkedSheet> unmarked;
+    if (sheet != nullptr && NvFile::GetEncoding(files_.front().c_str()) == ETextFileEncoding::kUtf8)
+      sheet = &unmarked.emplace(*sheet);
     {
       const Listening listening(dialogs_, request_.progress ? &told_ : nullptr, result_);
       result_.failure = SettleFormat();

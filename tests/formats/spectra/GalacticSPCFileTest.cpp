@@ -91,7 +91,8 @@ TEST(GalacticSPCFile, RefusesWithAStatusAndAText) {
       {"an x array cut short", SpcFixture{.flags = 0x80, .x = {1, 2}}.Bytes(), cut},
       {"an old file with an x array", SpcFixture{.version = 'M', .flags = 0x80}.Bytes(),
        "2565 Unevenly spaced X-variables are not supported.\n"},
-      {"an x array each, before the length is looked at", "\xc0K",
+      {"a header cut short, whatever its flags", "\xc0K"s + std::string(509, '\0'), cut},
+      {"an x array each", SpcFixture{.flags = 0x40, .points = -1}.Bytes(),
        "2568 Looks like GC-MS spectra file(s) and that is not supported at the moment. Contact the "
        "Quellon support.\n"},
       {"negative points", SpcFixture{.points = -1}.Bytes(), cut},
@@ -287,6 +288,11 @@ std::string Swapped(const SpcFixture& file, std::size_t width) {
 TEST(GalacticSPCFile, EveryHabitCostsCells) {
   SpcFixture old{.version = 'M', .flags = 0x04, .data = {SpcFixture::Values(Floats{1, 2, 3})}};
   old.Add(Floats{4, 5, 6}, -128).Add(Floats{7, 8, 9}, -128);
+  SpcFixture exponents{.version = 'M', .flags = 0x04, .exponent = 5, .first_exponent = 3};
+  const std::string ones = "\0\x20\0\0\0\x20\0\0\0\x20\0\0"s;  // an eighth of the whole range
+  exponents.data = {ones};
+  exponents.Add(std::vector{0x2000, 0x2000, 0x2000}, 4);
+  const std::string two = SpcFixture{}.Add(Floats{1, 2, 3}).Add(Floats{4, 5, 6}).Bytes();
   SpcFixture own_x{.flags = 0xc4, .points = 70000};
   own_x.AddOwnX({5, 3, 5, 4}, Floats{1, 2, 3, 4}).AddOwnX({3}, Floats{5}).AddOwnX({}, Floats{});
   SpcFixture own_x_fixed{.flags = 0xc5, .exponent = 16};
@@ -312,6 +318,17 @@ TEST(GalacticSPCFile, EveryHabitCostsCells) {
        Swapped(SpcFixture{.flags = 0x81, .exponent = 16, .x = {1, 2, 4}}.Add(Shorts{1, -2, 300}),
                2),
        byte_order, "'Primary ID' | 'Name' | 1 | 2 | 4\n1 | 'file.txt' | 1 | -2 | 300\n",
+       "range=1,0"},
+      {"old files of exponents each", &Rules::one_spectrum_of_old_files, exponents.Bytes(),
+       kOne + "4 | 4 | 4\n1 further spectrum of a file of the old layout was not delivered\n",
+       kNames + "1 | 'file.txt_1' | 1 | 1 | 1\n2 | 'file.txt_2' | 2 | 2 | 2\n", "range=1,0"},
+      {"a cut second spectrum", &Rules::refuse_cut_files, two.substr(0, two.size() - 1),
+       "2564 No further information available.\n" + kNames +
+           "1 | 'file.txt_1' | 1 | 2 | 3\n. | . | . | . | .\n",
+       kNames + "1 | 'file.txt_1' | 1 | 2 | 3\n1 spectrum is cut short and was not delivered\n",
+       "range=1,0"},
+      {"the flag of own x arrays alone", &Rules::refuse_own_x_arrays,
+       SpcFixture{.flags = 0x40}.Add(Floats{1, 2, 3}).Bytes(), mass_spectra, kOne + "1 | 2 | 3\n",
        "range=1,0"},
       {"x of each", &Rules::refuse_own_x_arrays, own_x.Bytes(), mass_spectra, united, "range=1,0"},
       {"a range of it", &Rules::refuse_own_x_arrays, own_x.Bytes(), mass_spectra,

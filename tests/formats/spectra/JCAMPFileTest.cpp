@@ -16,6 +16,13 @@ Outcome ImportWith(const std::string& bytes, const std::string& options = "") {
   return Import<JCAMPFile>(bytes, options);
 }
 
+// Each character as two bytes, of which the one at `high` is 0.
+std::string Utf16(const std::string& text, int high) {
+  std::string bytes;
+  for (const char c : text) bytes += high == 0 ? std::string{c, '\0'} : std::string{'\0', c};
+  return bytes;
+}
+
 // The cells of row 2 from the third on, "1 | 2": the points of a first block.
 std::string Points(const Outcome& outcome) {
   const std::size_t row = outcome.sheet.find('\n') + 1;
@@ -148,6 +155,8 @@ TEST(JCAMPFile, RefusesByTheRules) {
       {"RADATA by class", with("##DATACLASS= RADATA\n##DATATABLE= (X++(R..R))\n"), no_ra_data},
       {"RADATA without a page", "##TITLE=\n##DATACLASS= RADATA\n##END=\n", no_ra_data},
       {"n-tuples", with("##DATACLASS= NTUPLES\n##DATATABLE= (X++(R..R)), XYDATA\n"),
+       "1552 Host can currently not read n-tuples.\n"},
+      {"n-tuples of pairs", with("##DATACLASS= NTUPLES\n##DATATABLE= (XY..XY), PEAKS\n"),
        "1552 Host can currently not read n-tuples.\n"},
       {"XYPOINTS of another form", form("XYPOINTS= (X,Y)\n##DATACLASS= XYPOINTS"), no_points},
       {"peaks with widths", form("PEAKTABLE= (XYW..XYW)\n##DATACLASS= PEAK TABLE"), no_points},
@@ -427,6 +436,16 @@ TEST(JCAMPFile, BlocksThatDifferAreBroughtOntoOne) {
   EXPECT_EQ(ErrorText(cancelled), "File read interrupted by the user.");
 }
 
+TEST(JCAMPFile, EveryColumnWithValuesHasItsName) {
+  const std::string early =
+      JCAMPFixture{.data = "10A0J\n11A1\n"}.Bytes() + JCAMPFixture{.data = "10 4 5 6\n"}.Bytes();
+  EXPECT_EQ(ImportWith(early, "blocks=1,2;xrow=1").sheet,
+            ". | . | 't 10' | 't 11' | 't 12'\n. | 'X' | 10 | 11 | 12\n2 | 'A' | 10 | 11 | .\n"
+            "3 | 'A' | 4 | 5 | 6\n");
+  EXPECT_EQ(ImportWith(early + JCAMPFixture{.last = "14"}.Bytes(), "blocks=1,3;reference=1").sheet,
+            ". | . | 't 10' | 't 11' | 't 12'\n1 | 'A' | 10 | 11 | .\n2 | 'A' | 1 | 1.5 | 2\n");
+}
+
 TEST(JCAMPFile, PairsStandUnderEveryXThatOccurs) {
   const auto peaks = [](const std::string& title, const std::string& points,
                         const std::string& data) {
@@ -446,7 +465,7 @@ TEST(JCAMPFile, PairsStandUnderEveryXThatOccurs) {
             "3 | 'Q' | . | -99 | . | 10 | . | -7 | .\n4 | 'S' | . | 7 | . | 8 | -99 | . | .\n");
 
   // Of several pages the first that has lines.
-  EXPECT_EQ(ImportWith("##TITLE=\n##DATACLASS= NTUPLES\n##PAGE= T=1\n##NPOINTS= 2\n"
+  EXPECT_EQ(ImportWith("##TITLE=\n##PAGE= T=1\n##NPOINTS= 2\n"
                        "##DATA TABLE= (XY..XY), PEAKS\n1,2 3,4\n##PAGE= T=2\n"
                        "##DATA TABLE= (XY..XY), PEAKS\n5,6\n##END=\n")
                 .Summary(),
@@ -574,6 +593,11 @@ TEST(JCAMPFile, EveryHabitCostsCells) {
       "1549 Does not recognize the value of the '##DATACLASS=' label as a valid JCAMP-DX 5.0 "
       "dataclass\n";
   const std::string assignments = "1550 Host can currently not read assignments.\n";
+  const std::string not_jcamp = "1537 The file does not appear to be a valid JCAMP-DX file.\n";
+  const std::string no_spacing =
+      "1557 Couldn't establish dx, either the '##FIRSTX=' and/or '##LASTX=' labels are missing in "
+      "the file, or the '##DELTAX=' label.\n";
+  const std::string no_texts = "1 data page has assignments, which were not delivered\n";
   const auto form = [](const std::string& label, const std::string& data) {
     return JCAMPFixture{.points = "2", .form = label, .data = data}.Bytes();
   };
@@ -664,25 +688,63 @@ TEST(JCAMPFile, EveryHabitCostsCells) {
       {"pairs", &Rules::no_other_pairs, form("XYPAIRS= (XY..XY)", "1,2;3,4\n"),
        "1555 Host can currently not read XY pairs.\n", pairs("2 | 4")},
       {"pairs with widths", &Rules::no_other_pairs,
-       form("PEAK TABLE= (XYW..XYW)", "1,2,.5;3 4 .5\n"), no_class, pairs("2 | 4")},
+       form("PEAK TABLE= (XYW..XYW)", "1,2,.5;3 4 .5\n"), no_class,
+       pairs("2 | 4") + "1 data page has widths, which were not delivered\n"},
       {"peak assignments", &Rules::no_other_pairs,
        form("PEAK ASSIGNMENTS= (XYMA)", "(1, 2, M, <a (9,\n9)>) (3,4,,<b>)\n"), assignments,
-       pairs("2 | 4")},
+       pairs("2 | 4") + no_texts},
       {"assignments that break off", &Rules::no_other_pairs,
-       form("ASSIGNMENTS= (XYA)", "3, 4 <a>\n(1, 2.0\n"), assignments, pairs("2 | 4")},
+       form("ASSIGNMENTS= (XYA)", "3, 4 <a>\n(1, 2.0\n"), assignments, pairs("2 | 4") + no_texts},
+      {"a byte order mark", &Rules::files_begin_with_titles, "\xef\xbb\xbf" + good, not_jcamp, one},
+      {"UTF-16", &Rules::files_begin_with_titles, "\xff\xfe" + Utf16(good, 0), not_jcamp, one},
+      {"UTF-16, big-endian", &Rules::files_begin_with_titles, "\xfe\xff" + Utf16(good, 1),
+       not_jcamp, one},
+      {"UTF-16 without a mark", &Rules::files_begin_with_titles, Utf16(good, 0), not_jcamp, one},
+      {"labels before the title", &Rules::files_begin_with_titles,
+       "##JCAMP-DX= 4.24\n##YFACTOR= 2\n" + good, not_jcamp, names + "1 | 'A' | 2 | 4 | 6\n"},
+      {"units at their numbers", &Rules::label_numbers_are_plain,
+       JCAMPFixture{.labels = "##YFACTOR= 2.0D-01\n", .first = "1E1cm-1", .points = "3pts"}.Bytes(),
+       "1543 The label on line 3 has an illegal value.\n", names + "1 | 'A' | 0.2 | 0.4 | 0.6\n"},
+      {"a word for a number", &Rules::label_numbers_are_plain,
+       JCAMPFixture{.labels = "##DELTAX= N/A\n"}.Bytes(),
+       "1543 The label on line 6 has an illegal value.\n", one},
+      {"x in the lines", &Rules::labels_say_x,
+       JCAMPFixture{
+           .labels = "##XFACTOR= 2\n", .first = "", .last = "", .data = "5A1J\n5.5A2\n6C3\n"}
+           .Bytes(),
+       no_spacing, names + "1 | 'A' | 11 | 12 | 33\n"},
+      {"a first x in the lines", &Rules::labels_say_x,
+       JCAMPFixture{.labels = "##DELTAX= 1\n", .first = "", .last = ""}.Bytes(), no_spacing, one},
+      {"exponents of pairs", &Rules::exponents_have_signs,
+       form("PEAK TABLE= (XY..XY)", "1,2.5E3;3D0 4e-1\n"),
+       "1562 Found an invalid character while reading data from the dataset\n",
+       pairs("2500 | 0.4")},
+      {"exponents of ordinates", &Rules::exponents_have_signs,
+       JCAMPFixture{.data = "10 1.5E2 2 2E2\n"}.Bytes(), names + "1 | 'A' | 1.5 | 52 | 2\n",
+       names + "1 | 'A' | 150 | 2 | 2\n"},
+      {"labels of a second page", &Rules::first_page_only,
+       JCAMPFixture{.data = "10 1 2 3\n##LASTX= 11\n##NPOINTS= 2\n##YFACTOR= 2\n"
+                            "##XYDATA= (X++(Y..Y))\n10 4 5\n"}
+           .Bytes(),
+       ". | . | 't 10' | 't 11'\n1 | 'A' | 2 | 4\n1 further data page was not delivered\n",
+       names + "1 | 'A' | 1 | 2 | 3\n2 | 'A' | 8 | 10 | .\n"},
   };
   ExpectRules<JCAMPFile>(cases);
   for (const auto& c : cases)
     EXPECT_EQ(Import<JCAMPFile>(c.bytes, c.pairs, Rules::Off()).sheet.substr(0, 3), ". |");
 
-  // Pages of one axis, each with its factor; what has another axis is left out.
-  const std::string second = "##PAGE= N=2\n##DATA TABLE= (X++(I..I)), XYDATA\n10 4 5 6\n";
-  EXPECT_EQ(Import<JCAMPFile>(tuples + second + "##PAGE= N=3\n##LAST= 99, 0, 0, 2\n" + second, "",
-                              Rules::Off())
+  // Pages, each with its factor, length and axis, of which none is the next one's.
+  const auto page = [](const char* number, const std::string& lines) {
+    return "##PAGE= N=" + (number + lines) + "##DATA TABLE= (X++(I..I)), XYDATA\n";
+  };
+  EXPECT_EQ(Import<JCAMPFile>(tuples + page("2", "\n##NPOINTS= 2\n") + "10 4 5\n" +
+                                  page("3", "\n##FIRST= 11, 0, 0, 1\n##LAST= 13, 0, 0, 2\n") +
+                                  "11 6 7 8\n" + page("4", "\n") + "10 1 2 3\n",
+                              "", Rules::Off())
                 .Summary(),
-            names +
-                "1 | 'A, N=1' | 2 | 4 | 6\n2 | 'A, N=2' | 2 | 2.5 | 3\n"
-                "1 data block was not delivered: Host can currently not read n-tuples.\n");
+            ". | . | 't 10' | 't 11' | 't 12' | 't 13'\n1 | 'A, N=1' | 2 | 4 | 6 | .\n"
+            "2 | 'A, N=2' | 2 | 2.5 | . | .\n3 | 'A, N=3' | . | 3 | 3.5 | 4\n"
+            "4 | 'A, N=4' | 0.5 | 1 | 1.5 | .\n");
 
   // Blocks are counted alike, whatever is found in the head of a link.
   const std::string in_link =

@@ -29,6 +29,7 @@ std::string Line(const std::string& name, const SpectrumAxis& axis,
   std::string line =
       name + " " + Text(axis.first) + " to " + Text(axis.last) + " by " + Text(axis.spacing) + ":";
   for (const double x : axis.values) line += " at " + Text(x);
+  for (const float x : axis.floats) line += " at " + Text(static_cast<double>(x));
   for (const float value : values) line += " " + Text(static_cast<double>(value));
   return line + "\n";
 }
@@ -72,14 +73,15 @@ std::string Nsas(InputFile file, const std::string&) {
 
 std::string Spc(InputFile file, const std::string&) {
   BlockReader reader;
+  Budget budget(file.size());
   SpcFile layout;
-  if (const int status = ReadSpcLayout(file, reader, layout)) return std::to_string(status);
+  if (const int status = ReadSpcLayout(file, reader, layout, budget)) return std::to_string(status);
   std::string lines;
-  SpcSubFiles sub_files(layout, file, reader);
+  SpcSubFiles sub_files(layout, file, reader, budget);
   while (sub_files.number() < layout.sub_files) {
     if (!sub_files.Next() || !sub_files.is_whole()) return lines + "cut";
-    SpectrumAxis axis = layout.axis;
-    if (layout.has_own_x) axis = {{}, {sub_files.own_x().begin(), sub_files.own_x().end()}};
+    SpectrumAxis axis{layout.axis, {}, layout.x};
+    if (layout.has_own_x) axis = {{}, {}, sub_files.own_x()};
     std::vector<float> values;
     sub_files.TakeValues(0, sub_files.points(), [&](int, float value) { values.push_back(value); });
     lines += Line(std::to_string(sub_files.number()), axis, values);
@@ -87,11 +89,13 @@ std::string Spc(InputFile file, const std::string&) {
   return lines;
 }
 
-std::string Jcamp(InputFile, const std::string& path) {
+std::string Jcamp(InputFile file, const std::string& path) {
   const JCAMPRules rules = JCAMPRules::Off();
   JCAMPLines labels(path.c_str());
   JCAMPLayout layout;
-  if (const int status = ReadJCAMPLayout(labels, rules, layout)) return std::to_string(status);
+  Budget budget(file.size());
+  if (const int status = ReadJCAMPLayout(labels, rules, layout, budget))
+    return std::to_string(status);
   const std::vector<std::string> files{path};
   JCAMPInput input(files, rules);
   std::string lines;
@@ -99,14 +103,13 @@ std::string Jcamp(InputFile, const std::string& path) {
     const JCAMPData page = layout.Get(block);
     int status = page.Problem();
     if (status == 0) {
-      std::vector<JCAMPPair> pairs;
-      status = JCAMPPageReader(page, rules, *input.Open(page.file)).CollectPairs(pairs);
-      SpectrumAxis axis{page.Axis(), {}};
+      SpectrumAxis axis{page.Axis()};
       std::vector<float> values;
-      for (const JCAMPPair& pair : pairs) {
-        if (page.form != JCAMPForm::kOrdinates) axis.values.push_back(pair.x);
-        values.push_back(pair.y);
-      }
+      JCAMPPageReader reader(page, rules, *input.Open(page.file));
+      status = reader.ReadPoints([&](double x, double y, bool missing) {
+        if (page.form != JCAMPForm::kOrdinates) axis.values.push_back(x);
+        values.push_back(missing ? NAN : static_cast<float>(y));
+      });
       lines += Line(layout.Text(page.title), axis, values);
     }
     if (status != 0) lines += std::to_string(status) + "\n";
@@ -119,7 +122,7 @@ TEST(SpectraLayout, GivesTheSpectraOfAFile) {
   const std::string brimrose = BrimroseFixture{}.Bytes();
   SpcFixture spc{.flags = 0x04, .first_x = 0.1, .last_x = 0.7};
   spc.Add(std::vector{1.F, 2.F, 3.F}, -128).Add(std::vector{1 << 30, -1 << 31, 0});
-  SpcFixture own_x{.flags = 0x44};
+  SpcFixture own_x{.flags = 0xc4};
   own_x.AddOwnX({5, 3}, std::vector{1.F, 2.F}).AddOwnX({0.5}, std::vector{3.F});
   const std::string jcamp = JCAMPFixture{.first = "0.1", .last = "0.7"}.Bytes();
   const std::string one = "1 0.1 to 0.7 by 0.3: 1 2 3\n";
@@ -148,7 +151,7 @@ TEST(SpectraLayout, GivesTheSpectraOfAFile) {
        "A" + one.substr(1) + "1557\n"},
       {"JCAMP-DX, pairs", Jcamp,
        JCAMPFixture{.form = "PEAK TABLE= (XY..XY)", .data = "2,20 1,10 3,30\n"}.Bytes(),
-       "A 10 to 12 by 1: at 1 at 2 at 3 10 20 30\n"},
+       "A 10 to 12 by 1: at 2 at 1 at 3 20 10 30\n"},
       {"JCAMP-DX, an illegal character", Jcamp, JCAMPFixture{.data = "10 1 2 !\n"}.Bytes(),
        "A 10 to 12 by 1: 1 2\n1561\n"},
       {"no JCAMP-DX", Jcamp, "##END=\n", "1537"},

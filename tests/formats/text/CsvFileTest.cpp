@@ -143,6 +143,8 @@ TEST(CsvFile, RefusesWhatItCannotRead) {
   const std::string binary =
       "3073 This file appears to be a binary file and cannot be imported. Only ordinary text "
       "(ASCII) files can be imported.\n";
+  const std::string utf32 =
+      "3076 UTF-32 texts cannot be read. Only UTF-8, UTF-16 and ordinary texts can be imported.\n";
   const auto open_quote = [](int line) {
     return "3074 The quoted field that begins in line " + std::to_string(line) +
            " is not closed.\n";
@@ -154,6 +156,8 @@ TEST(CsvFile, RefusesWhatItCannotRead) {
       {"a NUL in the first that is not", head + "x\0"s,
        "'" + head + "x'\n1 field holds a NUL byte, and what follows it there was not delivered\n"},
       {"UTF-16 without a mark", "a\0,\0b\0"s, binary},
+      {"UTF-32", "\xFF\xFE\0\0a\0\0\0"s, utf32},
+      {"UTF-32 the other way round", "\0\0\xFE\xFF\0\0\0a"s, utf32},
       {"an open quote", "a,b\r\n\"x\r\ny\",1\r\n3,\"open\r\nmore,1\r\n", open_quote(4)},
       {"behind the delimiter's line", "sep=,\n\"a\n", open_quote(2)},
       {"a lone quote", "\"", open_quote(1)},

@@ -98,6 +98,15 @@ TEST(DIFFileOEM, CountsWhatItsRulesCost) {
        kHeader + kBot + Text("\xE0\x82") + kEod,
        "'?\xE9'\n1 x 1, 1 x 1\n1 character is not in Windows-1252 and became ?\n",
        "'\u03B1\u00E9'\n1 x 1, 1 x 1\n"},
+      {"Windows-1252", &DIFRules::single_byte_texts,
+       kHeader + kBot + Text("caf\xE9 \xB5 \x80") + Text("\x84") + kEod,
+       "'caf? ? \xC7' | '\xE4'\n1 x 2, 1 x 2\n2 characters are not in Windows-1252 and became ?\n",
+       "'caf\u00E9 \u00B5 \u20AC' | '\u201E'\n1 x 2, 1 x 2\n"},
+      {"frames and letters in CP437", &DIFRules::single_byte_texts,
+       kHeader + kBot + Text("\xC4\xC4\xC4") + Text("25 \xF8") + Text("\xE1") + kEod,
+       "'?\?\?' | '25 \xB0' | '\xDF'\n1 x 3, 1 x 3\n"
+       "3 characters are not in Windows-1252 and became ?\n",
+       "'\u2500\u2500\u2500' | '25 \u00B0' | '\u00DF'\n1 x 3, 1 x 3\n"},
       {"long lines", &DIFRules::short_lines_only,
        kHeader + kBot + Text(long_text) + "0," + long_text + "\r\nV\r\n" + Text("a") + kEod, "770",
        "'" + long_text + "' | '" + long_text + "' | 'a'\n1 x 3, 1 x 3\n"},
@@ -107,6 +116,10 @@ TEST(DIFFileOEM, CountsWhatItsRulesCost) {
       {"line breaks within a text", &DIFRules::texts_on_one_line,
        kHeader + kBot + Text("two\nlines") + Text("\r\n") + "1,0\r\n\"a\r\nb\"\r\n" + kEod, "770",
        "'two\nlines' | '\r\n' | 'a\r\nb'\n1 x 3, 1 x 3\n"},
+      {"a quote at the end of one of its lines", &DIFRules::texts_on_one_line,
+       kHeader + kBot + Text("5\"\nwide") + Text("5\"\"\r\n\"wide\"") + "0,1\nV\n" + Text("\"") +
+           kEod,
+       "770", "'5\"\nwide' | '5\"\"\r\n\"wide\"' | '1' | '\"'\n1 x 4, 1 x 4\n"},
       {"a text without quotes", &DIFRules::texts_need_quotes,
        kHeader + kBot + "1,0\nabc\n" + Text("d") + kEod, "770", "'abc' | 'd'\n1 x 2, 1 x 2\n"},
       {"doubled quotes", &DIFRules::quotes_as_they_stand,
@@ -242,6 +255,15 @@ TEST(DIFFileOEM, WhatItWritesReadsBack) {
   EXPECT_TRUE(log.entries().empty());
   DIFFileOEM in;
   EXPECT_EQ(ImportFile(in, path).sheet, SheetText(sheet));
+
+  MemorySheet quotes;
+  const char* const kTexts[] = {"say \"\"hi\"\"", "\"\"", "\"", "5\"\nwide\"", "\"\n1,0\""};
+  for (int i = 0; i < 5; ++i) quotes.Set(i + 1, 1, kTexts[i]);
+  DIFFileOEM complete(DIFRules::Off());
+  ASSERT_EQ(complete.Open(false, path.c_str(), nullptr), 0);
+  EXPECT_EQ(complete.Write(&quotes), 0);
+  complete.Close();
+  EXPECT_EQ(ImportFile(complete, path).sheet, SheetText(quotes));
 
   sheet.Set(2, 1, std::string(2022, 'x').c_str());
   out.Open(false, path.c_str(), nullptr);

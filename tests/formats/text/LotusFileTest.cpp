@@ -91,6 +91,51 @@ TEST(LotusFile, ReadsCells) {
     EXPECT_EQ(Summary(start + c.records + kEof + "what follows"), c.summary) << c.why;
 }
 
+// What a record holds counts only as far as it is looked at.
+TEST(LotusFile, PassesWhatItDoesNotNeed) {
+  const auto stating = [](std::string record, char length) {
+    record[2] = length;
+    return record;
+  };
+  const struct {
+    const char* why;
+    std::string records;
+    const char* summary;
+  } kCases[] = {
+      {"records of any type before the range",
+       Record(0x5405, Short{1}) + Record(0xff00) + Range(0, 0, 1, 0), "2315\n-1 x -1\n"},
+      {"a range that ends behind its eight bytes", stating(Range(0, 0, 1, 0), 16),
+       "2313\n-1 x -1\n"},
+      {"a range that ends before", stating(Range(0, 0, 1, 0), 16).substr(0, 11), "2312\n-1 x -1\n"},
+      {"an end that says that more follows", Range(0, 0, 1, 0) + stating(kEof, 100),
+       ". | .\n1 x 2\n"},
+      {"an end of less than nothing", Range(0, 0, 1, 0) + Integer(0, 0, 5) + "\1\0\xff\xff"s,
+       "5 | .\n1 x 2\n"},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(Summary(kBof + c.records), c.summary) << c.why;
+}
+
+// Without any rule the range only adds to the cells.
+TEST(LotusFile, CoversAllCellsWithoutItsRules) {
+  const struct {
+    const char* why;
+    std::string records;
+    const char* summary;
+  } kCases[] = {
+      {"cells before the range and behind it",
+       Range(1, 1, 2, 2) + Integer(1, 1, 5) + Label(0, 0, "a") + Label(3, 3, "d"),
+       "'a' | . | . | .\n. | 5 | . | .\n. | . | . | .\n. | . | . | 'd'\n4 x 4\n"},
+      {"a range of no place", Range(-1, -1, -1, -1) + Integer(0, 0, 5) + Integer(1, 1, 6),
+       "5 | .\n. | 6\n2 x 2\n"},
+      {"the texts of formulas whose value is a number",
+       Range(0, 0, 1, 0) + Real(kFormula, 0, 0, HUGE_VAL) + String(0, 0, "text") +
+           Real(kFormula, 1, 0, HUGE_VAL),
+       "'text' | inf\n1 x 2\n"},
+  };
+  for (const auto& c : kCases)
+    EXPECT_EQ(Summary(kBof + c.records + kEof, LotusRules::Off()), c.summary) << c.why;
+}
+
 // Each rule, what it costs, and what comes without this one.
 TEST(LotusFile, CountsWhatItsRulesCost) {
   const auto none = std::bit_cast<double>(0x7ff0000000099ffa);
@@ -117,14 +162,18 @@ TEST(LotusFile, CountsWhatItsRulesCost) {
        "5 | .\n. | 6\n2 x 2\n"},
       {"cells beyond the range", &LotusRules::cells_in_range_only,
        Range(0, 0, 0, 0) + Integer(0, 0, 5) + Integer(1, 0, 6), "5\n1 x 1\n" + outside,
-       "5 | 6\n1 x 1\n"},
+       "5 | 6\n1 x 2\n"},
+      {"texts in CP437", &LotusRules::texts_as_stored,
+       Range(0, 0, 1, 0) + Label(0, 0, "M\x81nchen") +
+           Record(15, '\0', Short{1}, Short{0}, '\'', '\xe1'),
+       "'M\x81nchen' | '\xe1'\n1 x 2\n", "'M\u00fcnchen' | '\u00df'\n1 x 2\n"},
       {"no range", &LotusRules::range_needed, Integer(2, 1, 5), "2312\n-1 x -1\n",
        ". | . | .\n. | . | 5\n2 x 3\n"},
       {"no range and no cells", &LotusRules::range_needed, "", "2312\n-1 x -1\n",
        "2312\n-1 x -1\n"},
       {"newer records", &LotusRules::new_records_end_read,
        Record(0x5405, Short{1}) + Range(0, 0, 0, 0) + Record(300) + Integer(0, 0, 5),
-       "2312\n-1 x -1\n", "5\n1 x 1\n"},
+       "2315\n-1 x -1\n", "5\n1 x 1\n"},
   };
   for (const auto& c : kCases) {
     LotusRules rules;

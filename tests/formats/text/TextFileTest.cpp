@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "nvimport/formats/text/TextFile.h"
+#include "nvimport/framework/FormatList.h"
 #include "nvimport/platform/Exception.h"
 #include "nvimport/platform/Progress.h"
 #include "tests/support/AllocationCounter.h"
@@ -246,6 +247,26 @@ TEST(TextFile, WritesWithTheFirstCharacterOfTheDelimiter) {
     EXPECT_EQ(writer.Write(&sheet), 0);
     writer.Close();
     EXPECT_EQ(Contents(path), c.bytes);
+  }
+}
+
+TEST(TextFile, ANumbersTextIsAskedOfASheetThatKeepsIt) {
+  struct Host : MemorySheet {
+    const char* GetText(int, int) override { return "1.50"; }
+    bool KeepsTextOf(int, int) override { return keeps; }
+    bool keeps = false;
+  } sheet;
+  sheet.Set(1, 1, 1.5F);
+  sheet.Set(2, 1, 2.5F);
+  const TempFile file("");
+  const FormatList formats;
+  for (const bool keeps : {false, true}) {
+    sheet.keeps = keeps;
+    const auto writer = formats.CreateFile(17);
+    ASSERT_EQ(writer->Open(false, file.path(), nullptr), 0);
+    EXPECT_EQ(writer->Write(&sheet), 0);
+    writer->Close();
+    EXPECT_EQ(Contents(file.path()), keeps ? "1.50\t1.50\n" : "1.5\t2.5\n");
   }
 }
 

@@ -220,14 +220,14 @@ TEST(ExcelFile, CountsWhatItsRulesCost) {
        "45000 | 45000\n"
        "1 number was taken for a date and delivered as its text\n"
        "2 dates were taken for numbers and delivered as those\n",
-       "1.5 | '2023-03-15 12:00:00' | '2023-03-15' | 45000 | '2023-03-15' | 45000 | '2023-03-15' | "
-       "45000\n"},
+       "1.5 | '2023-03-15 12:00:00' | '2023-03-15' | 45000 | '2023-03-15' | 45000 | "
+       "'1080000:00:00' | 45000\n"},
       {"dates of BIFF4, from 1904 on", &ExcelRules::dates_from_biff5_on,
        SheetFile(0x0409, Record(0x0022, U16(1)) + Record(0x041E, U16(9) + U8(1) + "0") +
                              Record(0x041E, U16(9) + U8(4) + "d/m ") +
                              Record(0x0443, U8(0) + U8(0)) + Record(0x0443, U8(0) + U8(1)) + Row() +
-                             Number(0, 0, 1, 0) + Number(0, 1, 1, 1)),
-       "1 | 1\n1 date was taken for a number and delivered as that\n", "1 | '1904-01-02'\n"},
+                             Number(0, 0, 1, 0) + Number(0, 1, 0, 1)),
+       "1 | 0\n1 date was taken for a number and delivered as that\n", "1 | '1904-01-01'\n"},
       {"a stream's name", &ExcelRules::exact_stream_names,
        WriteCompoundFile({{"BOOK", OneSheet(Number(0, 0, 1))}}),
        "262 No Excel stream was found in the file.\n", "1\n"},
@@ -539,10 +539,25 @@ TEST(ExcelFile, AChoiceMeansTheSameUnderAllRules) {
     const std::size_t asked = dialogs.items_questions.size();
     EXPECT_EQ(import({}, &options), "3 x 5\n1 | . | 3\n");
     EXPECT_EQ(import(right_size, &options), "2 x 5\n1 | . | 3\n");
-    EXPECT_EQ(import(ExcelRules::Off(), &options), "2 x 5\n1 | . | 3\n");
+    EXPECT_EQ(import(ExcelRules::Off(), &options), "1 x 2\n1 | 3\n");
     EXPECT_EQ(dialogs.items_questions.size(), asked);
   }
   EXPECT_EQ(dialogs.items_questions.at(1).items, (std::vector<std::string>{"A", "C", "B"}));
+}
+
+// Of one sheet too, whether it states less than it has or more.
+TEST(ExcelFile, ASizeIsStatedOrThatOfTheCells) {
+  for (const std::uint16_t stated : {std::uint16_t{1}, std::uint16_t{9}}) {
+    const MemoryFile file(
+        WorkbookFixture{{{Number(3, 0, 1) + Number(0, 2, 2), stated, stated, "A"}}}.Stream());
+    const auto size = [&](const ExcelRules& rules) {
+      ExcelFile reader(rules);
+      EXPECT_EQ(reader.Open(true, file.path(), nullptr), 0);
+      return std::pair(reader.GetNumRows(), reader.GetNumCols());
+    };
+    EXPECT_EQ(size({}), std::pair(int{stated}, int{stated}));
+    EXPECT_EQ(size(ExcelRules::Off()), std::pair(4, 3));
+  }
 }
 
 TEST(ExcelFile, WalksAWorkspaceBySheets) {
