@@ -301,7 +301,9 @@ int ExcelFile::AddSheet(std::string_view name, std::uint64_t position) {
 
 bool ExcelFile::ReadWithinBudget(BIFFRecord& record) {
   if (!book_->ReadRecord(record)) return false;
-  return budget_.Work(BaseStream::kHeadSize + static_cast<std::uint64_t>(record.length));
+  // A record costs more than its bytes: it may be far from the one before.
+  constexpr std::uint64_t kHead = 64;
+  return budget_.Work(kHead + static_cast<std::uint64_t>(record.length));
 }
 
 // Whether the sheet at `position` is a worksheet with data, and of which size. The stream stays
