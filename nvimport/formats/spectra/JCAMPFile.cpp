@@ -730,13 +730,18 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& 
     });
   }
   const SpectrumGrid axis = page.Axis();
-  if (page.points > sheet.named)
-    return reader.ReadXYData([&](int n, double y, bool missing) {
+  if (page.points > sheet.named) {
+    PointNames names = sheet.names;
+    int named = sheet.named;
+    const int status = reader.ReadXYData([&](int n, double y, bool missing) {
       cells(n, y, missing);
-      if (n <= sheet.named) return;
-      sheet.named = n;
-      sheet.names.Put(kFirstPointColumn - 1 + n, NamedX(axis, n, missing));
+      if (n <= named) return;
+      named = n;
+      names.Put(kFirstPointColumn - 1 + n, NamedX(axis, n, missing));
     });
+    sheet.named = named;
+    return status;
+  }
   const auto& reference = contents_->reference;
   if (!reference || (page.SameX(*reference) && page.points == reference->points))
     return reader.ReadXYData(cells);
