@@ -29,11 +29,6 @@ std::size_t InlineLength(const char* bytes) {
   return (71U - static_cast<unsigned>(std::countl_zero(text))) / 8;
 }
 
-// The block's rows above, the line's columns below.
-std::uint64_t BlockKey(unsigned column, unsigned row, unsigned line_bits, unsigned block_bits) {
-  return std::uint64_t{row >> block_bits} << 32 | column >> line_bits;
-}
-
 }  // namespace
 
 MemorySheet::~MemorySheet() = default;
@@ -77,8 +72,8 @@ MemorySheet::Slot& MemorySheet::SlotFor(int column, int row) {
 }
 
 MemorySheet::Line& MemorySheet::LineFor(unsigned column, unsigned row) {
-  Block& block = BlockFor(BlockKey(column, row, kLineBits, kBlockBits));
-  std::uint32_t& line = block.lines[row % block.lines.size()];
+  Block& block = BlockFor(BlockKey(column, row));
+  std::uint32_t& line = block.lines[LineInBlock(column, row)];
   if (line == 0) {
     if (lines_used_ % kLinesInChunk == 0)
       line_chunks_.push_back(std::make_unique<Line[]>(kLinesInChunk));
@@ -88,7 +83,7 @@ MemorySheet::Line& MemorySheet::LineFor(unsigned column, unsigned row) {
 }
 
 const MemorySheet::Line* MemorySheet::FindLine(unsigned column, unsigned row) const {
-  const std::uint64_t key = BlockKey(column, row, kLineBits, kBlockBits);
+  const std::uint64_t key = BlockKey(column, row);
   const CachedBlock& cached = cache_[key % cache_.size()];
   const Block* block = cached.block;
   if (cached.key != key) {
@@ -96,7 +91,7 @@ const MemorySheet::Line* MemorySheet::FindLine(unsigned column, unsigned row) co
     if (found == blocks_.end()) return nullptr;
     block = &found->second;
   }
-  const std::uint32_t line = block->lines[row % block->lines.size()];
+  const std::uint32_t line = block->lines[LineInBlock(column, row)];
   return line != 0 ? &LineAt(line) : nullptr;
 }
 

@@ -82,15 +82,25 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   static constexpr std::size_t kLongest = 255;
   static constexpr std::size_t kShared = 16;
 
-  // Slots are made eight columns of one row at a time, and found through blocks of rows.
+  // Slots are made eight columns of one row at a time, and found through blocks of eight rows and
+  // four times eight columns, so that neither long columns nor long rows take many blocks.
   static constexpr unsigned kLineBits = 3;
-  static constexpr unsigned kBlockBits = 5;
+  static constexpr unsigned kRowBits = 3;
+  static constexpr unsigned kGroupBits = 2;
   struct Line {
     Slot cells[1U << kLineBits];
   };
   struct Block {
-    std::array<std::uint32_t, 1U << kBlockBits> lines{};  // index into the lines, from 1
+    std::array<std::uint32_t, 1U << (kRowBits + kGroupBits)>
+        lines{};  // index into the lines, from 1
   };
+  static std::uint64_t BlockKey(unsigned column, unsigned row) {
+    return std::uint64_t{row >> kRowBits} << 32 | column >> (kLineBits + kGroupBits);
+  }
+  static std::size_t LineInBlock(unsigned column, unsigned row) {
+    const unsigned group = (column >> kLineBits) % (1U << kGroupBits);
+    return (row % (1U << kRowBits)) << kGroupBits | group;
+  }
   struct CachedBlock {
     std::uint64_t key = ~std::uint64_t{0};
     Block* block = nullptr;

@@ -529,7 +529,28 @@ int JCAMPFile::UniteX() {
   axis_.values = all.Take();
   if (budget_.overdrawn()) return Fail(kOverBudget);
   axis_.points = static_cast<int>(axis_.values.size());
-  return kGood;
+  return ShareX() ? kGood : Fail(kOverBudget);
+}
+
+// Keeps each x once, where that takes less room. False when the budget ends.
+bool JCAMPFile::ShareX() {
+  std::vector<double>& values = axis_.values;
+  const auto is_new = [&](std::size_t i) { return i == 0 || values[i] != values[i - 1]; };
+  std::size_t distinct = 0;
+  for (std::size_t i = 0; i < values.size(); ++i) distinct += is_new(i) ? 1 : 0;
+  if (distinct > values.size() / 3) return true;
+  if (!budget_.Take(distinct * (sizeof(double) + sizeof(std::uint32_t)))) return false;
+  std::vector<double> once;
+  once.reserve(distinct);
+  axis_.starts.reserve(distinct);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (!is_new(i)) continue;
+    once.push_back(values[i]);
+    axis_.starts.push_back(static_cast<std::uint32_t>(i));
+  }
+  budget_.Return(values.capacity() * sizeof(double));
+  values = std::move(once);
+  return true;
 }
 
 // Makes room for so many more x values. False when the budget ends.
@@ -607,7 +628,9 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
   }
   const bool names_before = contents_->unites_x || contents_->reference;
   if (names_before && InitXValues(sink) != kGood) return status_;
-  Sheet sheet{*sink, BeginNames(*sink), {axis_.values, budget_}};
+  Sheet sheet{*sink,
+              BeginNames(*sink),
+              {axis_.values, budget_, axis_.starts, static_cast<std::size_t>(axis_.points)}};
   sheet.row = x_row_ ? 2 : 1;
   sheet.named = names_before ? INT_MAX : 0;
   if (x_row_ && !names_before) sink->Set(kLabelColumn, 2, "X");
@@ -671,7 +694,7 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
 
 // Sets the points of a page by ascending x.
 int JCAMPFile::ReadInOrder(JCAMPPageReader& reader, Sheet& sheet) {
-  const std::size_t count = axis_.values.size();
+  const auto count = static_cast<std::size_t>(axis_.points);
   if (sheet.values.empty() && !budget_.Take(count * sizeof(float) + count / CHAR_BIT))
     return kOverBudget;
   sheet.values.resize(count);
@@ -702,17 +725,23 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& 
     if (!in_order) return ReadInOrder(reader, sheet);
     return reader.ReadPoints([&](double x, double y, bool missing) {
       const std::size_t place = sheet.places.Of(x);
-      if (place < axis_.values.size()) cells(static_cast<int>(place) + 1, y, missing);
+      if (place < static_cast<std::size_t>(axis_.points))
+        cells(static_cast<int>(place) + 1, y, missing);
     });
   }
   const SpectrumGrid axis = page.Axis();
-  if (page.points > sheet.named)
-    return reader.ReadXYData([&](int n, double y, bool missing) {
+  if (page.points > sheet.named) {
+    PointNames names = sheet.names;
+    int named = sheet.named;
+    const int status = reader.ReadXYData([&](int n, double y, bool missing) {
       cells(n, y, missing);
-      if (n <= sheet.named) return;
-      sheet.named = n;
-      sheet.names.Put(kFirstPointColumn - 1 + n, NamedX(axis, n, missing));
+      if (n <= named) return;
+      named = n;
+      names.Put(kFirstPointColumn - 1 + n, NamedX(axis, n, missing));
     });
+    sheet.named = named;
+    return status;
+  }
   const auto& reference = contents_->reference;
   if (!reference || (page.SameX(*reference) && page.points == reference->points))
     return reader.ReadXYData(cells);

@@ -75,6 +75,7 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   int ChooseReference(GivenOptions& given, OptionPairs& choices);
   struct Sheet;
   int UniteX();
+  bool ShareX();
   bool GrowX(std::vector<double>& x, std::size_t more);
   template <typename Take>
   int ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take);

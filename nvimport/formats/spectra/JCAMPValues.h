@@ -278,7 +278,8 @@ inline int ReadNextValue(const char*& text, JCAMPValueForm form, JCAMPValue& val
 // Takes the next value if it is the commonest kind: a whole number of a few digits, or a difference
 // of one, with no blank before and no count, exponent or mark behind it. Else nothing is taken, and
 // ReadNextValue is to look. The decimal mark may be a comma.
-[[gnu::always_inline]] inline bool TakeWhole(const char*& text, std::int64_t& number, bool& is_difference) {
+[[gnu::always_inline]] inline bool TakeWhole(const char*& text, std::int64_t& number,
+                                             bool& is_difference) {
   using jcamp::Kind;
   constexpr int kMostDigits = 15;
   const char* at = text;

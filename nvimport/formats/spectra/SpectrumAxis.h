@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -21,9 +22,15 @@ struct SpectrumGrid {
 struct SpectrumAxis : SpectrumGrid {
   std::vector<double> values{};
   std::vector<float> floats{};  // the same, of a format that has no others
+  // Where most values come several times: each is there once, and this is its first point.
+  std::vector<std::uint32_t> starts{};
 
   double X(int point) const {
     if (!floats.empty()) return static_cast<double>(floats[static_cast<std::size_t>(point)]);
+    if (!starts.empty()) {
+      const auto next = std::ranges::upper_bound(starts, static_cast<std::uint32_t>(point));
+      return values[static_cast<std::size_t>(next - starts.begin()) - 1];
+    }
     return values.empty() ? SpectrumGrid::X(point) : values[static_cast<std::size_t>(point)];
   }
 };

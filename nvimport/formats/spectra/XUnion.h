@@ -77,10 +77,16 @@ class XUnion {
 template <typename X>
 class XPlaces {
  public:
-  XPlaces(std::span<const X> all, Budget& budget)
-      : all_(all), budget_(budget), repeats_(std::ranges::adjacent_find(all, [](X a, X b) {
-                                               return !IsBefore(a, b);
-                                             }) != all.end()) {}
+  // `starts`: of values that are there once, the place of the first of each; see SpectrumAxis.
+  XPlaces(std::span<const X> all, Budget& budget, std::span<const std::uint32_t> starts = {},
+          std::size_t places = 0)
+      : all_(all),
+        starts_(starts),
+        places_(starts.empty() ? all.size() : places),
+        budget_(budget),
+        repeats_(!starts.empty() || std::ranges::adjacent_find(all, [](X a, X b) {
+                                      return !IsBefore(a, b);
+                                    }) != all.end()) {}
   XPlaces(XPlaces&&) = delete;
   ~XPlaces() { budget_.Return(counts_.capacity() * sizeof(std::uint32_t)); }
 
@@ -89,17 +95,19 @@ class XPlaces {
     next_ = 0;
     counts_.clear();
     in_order_ = in_order;
-    if (in_order || !repeats_) return true;
+    if (!repeats_ || (in_order && starts_.empty())) return true;
     if (counts_.capacity() == 0 && !budget_.Take(all_.size() * sizeof(std::uint32_t))) return false;
     counts_.assign(all_.size(), 0);
     return true;
   }
 
-  // The place of the next x; the number of all where there is none.
+  // The place of the next x; the number of places where there is none.
   std::size_t Of(X x) {
     if (!counts_.empty()) {
-      const std::size_t first = Find(0, x);
-      return first < all_.size() ? std::min(first + counts_[first]++, all_.size()) : first;
+      const std::size_t value = Find(0, x);
+      if (value == all_.size()) return places_;
+      const std::size_t first = starts_.empty() ? value : starts_[value];
+      return std::min(first + counts_[value]++, places_);
     }
     std::size_t place = next_;
     if (place == all_.size() || IsBefore(all_[place], x) || IsBefore(x, all_[place]))
@@ -115,6 +123,8 @@ class XPlaces {
   }
 
   std::span<const X> all_;
+  std::span<const std::uint32_t> starts_;
+  std::size_t places_;
   Budget& budget_;
   bool repeats_;
   bool in_order_ = true;

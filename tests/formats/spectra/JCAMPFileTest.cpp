@@ -814,6 +814,16 @@ TEST(JCAMPFile, BlocksByTheMillionTakeNoMoreThanTheFileIsWorth) {
   EXPECT_LT(counter.Peak(), 3 * bytes.size() + (1U << 20));
 }
 
+TEST(JCAMPFile, XValuesByRepetitionAreDrawnFromABudget) {
+  std::string bytes = "##TITLE=\n##DELTAX= 1\n##NPOINTS= 900000\n";
+  for (int page = 0; page < 9; ++page)
+    bytes += "##FIRSTX= " + std::to_string(page) + "E6\n##XYDATA= XYDATA\n1@s9999999\n";
+  const AllocationCounter counter;
+  EXPECT_EQ(Import<JCAMPFile>(bytes + "##END=\n", "", JCAMPRules::Off()).Summary(),
+            "6 The file would take more memory or time than a file of its size may.\n");
+  EXPECT_LT(counter.Peak(), 64U << 20);
+}
+
 TEST(JCAMPFile, HostileFilesEndSoon) {
   const std::string kFiles[] = {
       Repeated("##TITLE=\n", 10'000),
