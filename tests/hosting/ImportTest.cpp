@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "nvimport/hosting/export/Export.h"
@@ -234,7 +236,7 @@ TEST(Export, WritesNoDelimitersWithoutEnd) {
     MemorySheet endless;
     endless.Set(100'000, 100'000, 1.F);
     const auto failure = ExportSheet(endless, request);
-    EXPECT_EQ(failure ? failure->detail : "", "No space left on device");
+    EXPECT_EQ(failure ? failure->detail : "", std::strerror(ENOSPC));
   }
 }
 

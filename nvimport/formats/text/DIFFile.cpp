@@ -38,7 +38,7 @@ std::string WithDoubledQuotes(std::string_view text) {
 
 }  // namespace
 
-DIFFile::DIFFile(const DIFRules& rules) : rules_(rules) {}
+DIFFile::DIFFile(const DIFRules& rules) : rules_(rules), pages_(std::make_unique<OemOrAnsi>()) {}
 
 DIFFile::~DIFFile() = default;
 
@@ -52,7 +52,7 @@ void DIFFile::Forget() {
   input_stream_ = nullptr;
   output_stream_ = nullptr;
   has_mark_ = has_looked_ = false;
-  pages_ = {};
+  *pages_ = {};
   mode_ = Mode::kNone;
   size_established_ = false;
 }
@@ -146,8 +146,10 @@ int DIFFile::EstablishSize() {
   }
 }
 
+int DIFFile::page() const { return pages_->page(); }
+
 void DIFFile::LookAt(std::string_view text) {
-  if (!IsAscii(text) && !IsUtf8(text)) pages_.Count(text);
+  if (!IsAscii(text) && !IsUtf8(text)) pages_->Count(text);
 }
 
 void DIFFile::LookAtTexts() {

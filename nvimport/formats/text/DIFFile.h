@@ -8,7 +8,6 @@
 
 #include "nvimport/framework/RuledFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
-#include "nvimport/platform/CodePages.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/OutputFile.h"
@@ -16,6 +15,7 @@
 namespace nvimport {
 
 class DIFRecords;
+class OemOrAnsi;
 
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct DIFRules {
@@ -75,7 +75,7 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   // The kept rules that hold.
   const DIFRules& rules() const { return rules_; }
   // What the texts seem to be in, without the rule that it is always the OEM page.
-  int page() const { return pages_.page(); }
+  int page() const;
 
   // The texts of cells between the file's code page and that of sheets.
   virtual const char* ConvertFromFile(char* text, std::size_t count, Changed& changed);
@@ -101,7 +101,7 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   std::string title_;
   std::string file_title_;
   bool has_mark_ = false;                // of UTF-8
-  OemOrAnsi pages_;                      // the texts that were looked at
+  std::unique_ptr<OemOrAnsi> pages_;     // the texts that were looked at
   bool has_looked_ = false;              // at all of them
   std::unique_ptr<DIFRecords> records_;  // from the beginning of the input on
 };
