@@ -50,7 +50,7 @@ TEST(MemorySheet, TakesMemoryForCellsNotForExtent) {
   EXPECT_TRUE(sheet.IsMissing(INT_MAX, 1));
   EXPECT_TRUE(sheet.IsMissing(INT_MIN, 0));
   for (int i = 1; i <= 20'000; ++i) sheet.Set(i, i, 1.0F);
-  EXPECT_LT(memory.Peak(), 10 * kMebibyte);
+  EXPECT_LT(memory.Peak(), 8 * kMebibyte);
 }
 
 TEST(MemorySheet, ACellSetAgainAndAgainTakesTheSpaceOfOne) {
