@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "nvimport/hosting/import/Delimiters.h"
+#include "nvimport/hosting/import/Formats.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -33,10 +34,11 @@ const QuestionWords& WordsOf(std::string_view name) {
   return *std::ranges::find(kWords, name, &QuestionWords::name);
 }
 
-// The first word of a format's name, by which --format knows it too.
+// The first word of a format's name, where --format knows it by that too.
 std::string ShortName(std::string_view format) {
   std::string name(format.substr(0, format.find(' ')));
   std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
+  if (FindFormat(name, /*for_writing=*/false) == 0) return "\"" + std::string(format) + "\"";
   return name;
 }
 

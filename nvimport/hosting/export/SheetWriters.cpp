@@ -89,20 +89,22 @@ bool IsFormula(std::string_view text) {
 // Each format's IsPlain: whether a text of the sheet is written as it stands in every encoding, as
 // most are. It may say no of others that are.
 
-// RFC 4180, with lines that end in LF.
-struct Csv {
+// RFC 4180, with lines that end in LF, and the same with TABs, as spreadsheets write it.
+template <char kDelimiter>
+struct Delimited {
+  static constexpr char kSpecial[] = {kDelimiter, '"', '\r', '\n', ' ', '\0'};
   static constexpr std::string_view kRowStart = "";
-  static constexpr std::string_view kSeparator = ",";
+  static constexpr std::string_view kSeparator = {kSpecial, 1};
   static constexpr std::string_view kRowEnd = "\n";
   // A line without anything is no row to many a program.
   static constexpr std::string_view kLoneEmpty = "\"\"";
   static bool IsPlain(std::string_view text) {
-    static constexpr CharacterSet kOther = SetOf(",\"\r\n ", Besides::kNotAscii);
+    static constexpr CharacterSet kOther = SetOf(kSpecial, Besides::kNotAscii);
     return !Holds(text, kOther);
   }
 
   static void Text(auto& out, std::string_view text) {
-    static constexpr CharacterSet kQuoted = SetOf(",\"\r\n");
+    static constexpr CharacterSet kQuoted = SetOf({kSpecial, 4});
     static constexpr CharacterSet kQuote = SetOf("\"");
     if (text.empty()) return;
     if (text.front() != ' ' && text.back() != ' ' && !Holds(text, kQuoted)) return out.Write(text);
@@ -113,26 +115,8 @@ struct Csv {
   static void Number(auto& out, std::string_view text, float) { out.Write(text); }
   static void Missing(auto&) {}
 };
-
-struct Tsv {
-  static constexpr std::string_view kRowStart = "";
-  static constexpr std::string_view kSeparator = "\t";
-  static constexpr std::string_view kRowEnd = "\n";
-  static constexpr std::string_view kLoneEmpty = "";
-  static bool IsPlain(std::string_view text) {
-    static constexpr CharacterSet kOther = SetOf("\t\n\r", Besides::kNotAscii);
-    return !Holds(text, kOther);
-  }
-
-  static void Text(auto& out, std::string_view text) {
-    static constexpr CharacterSet kEscaped = SetOf("\t\n\r");
-    WriteEscaped(out, text, kEscaped, [](char c) -> std::string_view {
-      return c == '\t' ? "\\t" : c == '\n' ? "\\n" : "\\r";
-    });
-  }
-  static void Number(auto& out, std::string_view text, float) { out.Write(text); }
-  static void Missing(auto&) {}
-};
+using Csv = Delimited<','>;
+using Tsv = Delimited<'\t'>;
 
 // True when `text` is a number in JSON's own grammar.
 bool IsJsonNumber(std::string_view text) {

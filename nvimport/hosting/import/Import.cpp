@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <utility>
@@ -161,9 +162,6 @@ class Session {
         told_(request),
         dialogs_(request, told_) {
     driver_.SetVerboseMode(/*show_messages=*/true, /*log_messages=*/true);
-    dialogs_.choose_format = [this](const std::vector<std::string>& names) {
-      return ChooseByContent(files_.front(), names);
-    };
   }
 
   void Run(SpreadsheetData* sheet) {
@@ -195,16 +193,50 @@ class Session {
     format = request_.format;
     if (format > FormatCount() || format < 0)
       return Failure{Failure::kArgument, "There is no such format.", "", ""};
-    if (format != 0) {
-      if (files_.size() < 2) return std::nullopt;
-      if (!FormatAt(format).several_at_once)
-        return Refused(OneLine(ImportHelper::OneAtATimeText(FormatAt(format).name)));
-      auto sorted = request_.dialogs != nullptr ? request_.dialogs->OrderFiles({files_}) : files_;
-      if (!sorted) return Cancelled();
-      files_ = std::move(*sorted);
-      return std::nullopt;
-    }
+    if (format == 0) format = DetectedFormat();
+    if (told_.stopped()) return Cancelled();
+    if (format == 0) return AskedFormat();
+    if (files_.size() < 2) return std::nullopt;
+    if (!FormatAt(format).several_at_once)
+      return Refused(OneLine(ImportHelper::OneAtATimeText(FormatAt(format).name)));
+    auto sorted = request_.dialogs != nullptr ? request_.dialogs->OrderFiles({files_}) : files_;
+    if (!sorted) return Cancelled();
+    files_ = std::move(*sorted);
+    return std::nullopt;
+  }
+
+  // The format that the formats' own answers settle, or else the content of the file; 0 where that
+  // can't be told.
+  int DetectedFormat() {
+    const Detection detection = DetectFormat(files_.front());
+    if (detection.format > 0 && HasReader(detection.format)) return detection.format;
+    std::vector<int> open = detection.candidates;
+    std::erase_if(open, [](int format) { return !HasReader(format); });
+    if (open.size() == 1) return open.front();
+    const auto kind = RecogniseKind(files_.front());
+    const auto format_called = [](const char* name) {
+      const int format = *name != '\0' ? FindFormat(name, /*for_writing=*/false) : 0;
+      return format != 0 && HasReader(format) ? format : 0;
+    };
+    const int by_content = kind ? format_called(kind->format) : 0;
+    // One that has no reader says so.
+    if (by_content == 0) return std::max(detection.format, 0);
+    pairs_by_content_ = kind->pairs;
+    // What knows quotes knows no delimiter of several characters.
+    const GivenAnswers& given = request_.answers;
+    const bool is_split_otherwise =
+        given.ignore_consecutive || (given.text_import && (given.text_import->ignore_consecutive ||
+                                                           given.text_import->delimiter.size() > 1));
+    const int text = format_called("Text File");
+    const bool may_be_text = std::ranges::find(open, text) != open.end();
+    return is_split_otherwise && may_be_text && HasOption(kind->format, "delimiter") ? text
+                                                                                      : by_content;
+  }
+
+  // The one that the host chooses among those that could be right.
+  std::optional<Failure> AskedFormat() {
     constexpr int kDetect = 1;
+    int& format = result_.format;
     int detected = kDetect;
     ReadErrors error = ReadErrors::kNone;
     const std::string path = FileSelection::Join(files_);
@@ -222,6 +254,10 @@ class Session {
   std::vector<unsigned char> GivenOptions(bool takes_delimiter) const {
     if (!request_.options.empty()) return request_.options;
     std::string pairs = request_.pairs;
+    const bool is_delimiter_given = request_.answers.text_import ||
+                                    pairs.find("delimiter=") != std::string::npos;
+    if (takes_delimiter && !is_delimiter_given && *pairs_by_content_ != '\0')
+      pairs += (pairs.empty() ? "" : ";") + std::string(pairs_by_content_);
     if (const auto& given = request_.answers.text_import; takes_delimiter && given)
       pairs += (pairs.empty() ? "delimiter=" : ";delimiter=") + DelimiterValue(given->delimiter);
     if (pairs.empty()) return {};
@@ -342,6 +378,7 @@ class Session {
   const ImportRequest& request_;
   ImportResult& result_;
   std::vector<std::string> files_;
+  const char* pairs_by_content_ = "";  // options that go with a format that the content decided
   Told told_;
   ImportDialogs dialogs_;
   ImportHelper driver_;
@@ -372,16 +409,6 @@ std::optional<Failure> CheckFiles(const std::vector<std::string>& files, const H
 
 std::string FormatName(int format) {
   return format > 0 ? ToUtf8(FormatAt(format).name) : std::string();
-}
-
-std::optional<std::size_t> ChooseByContent(const std::string& path,
-                                           const std::vector<std::string>& names) {
-  if (names.size() == 1) return 0;
-  const auto kind = RecogniseKind(path);
-  if (!kind) return std::nullopt;
-  for (std::size_t i = 0; i < names.size(); ++i)
-    if (names[i] == kind->format) return i;
-  return std::nullopt;
 }
 
 ImportResult ImportFile(const ImportRequest& request, SpreadsheetData& sheet) {
