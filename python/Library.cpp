@@ -231,8 +231,8 @@ std::vector<ListedFormat> ListFormats() {
     const NvImportFormatInfo& info = FormatAt(format);
     std::vector<std::string> extensions = Extensions(info);
     for (std::string& extension : extensions) extension = ToUtf8(extension);
-    formats.push_back({format, ToUtf8(info.name), std::move(extensions), info.can_read,
-                       info.can_write, info.several_at_once,
+    formats.push_back({format, ToUtf8(info.name), std::move(extensions), HasReader(format),
+                       HasWriter(format), info.several_at_once,
                        ToUtf8(FormatList::Get().GetLibraryPath(format))});
   }
   return formats;

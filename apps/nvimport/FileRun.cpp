@@ -381,7 +381,8 @@ void FileRun::Finish() {
       exit_code_ = SayFailure(*failure);
   }
   if (plan_.json) {
-    if (const auto failure = PrintData(R"({"version": 1, "files": [)" + json_ + "\n]}\n"))
+    if (const auto failure =
+            PrintData(EscapeInJson(R"({"version": 1, "files": [)" + json_ + "\n]}\n")))
       exit_code_ = SayFailure(*failure);
   }
   if (plan_.quiet) return;

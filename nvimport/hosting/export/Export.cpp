@@ -70,7 +70,7 @@ std::optional<OutputFormat> FindOutputFormat(const std::string& name) {
     if (EqualIgnoringCase(extension, name) || EqualIgnoringCase(extension, "." + name))
       return OutputFormat{format, 0, extension};
   const int format = FindFormat(name, /*for_writing=*/true);
-  if (format == 0 || !FormatAt(format).can_write) return std::nullopt;
+  if (format == 0 || !HasWriter(format)) return std::nullopt;
   return Registered(format);
 }
 

@@ -273,8 +273,8 @@ FileKind TextKind(const std::string& path, std::string_view head, bool is_cut) {
   const bool is_tab = HasExtension(path, "tsv") ||
                       (HasExtension(path, "tab") && head.find('\t') != std::string_view::npos);
   if (is_tab && QuotesIn(head, is_cut, "\t") != Quotes::kBroken) return kTabText;
-  const bool names_delimiter = head.size() > 5 && head.starts_with("sep=") &&
-                               (head[5] == '\n' || head[5] == '\r');
+  const bool names_delimiter =
+      head.size() > 5 && head.starts_with("sep=") && (head[5] == '\n' || head[5] == '\r');
   if (names_delimiter || QuotesIn(head, is_cut, ",;\t|") == Quotes::kHold) return kQuotedText;
   return kPlainText;
 }

@@ -225,12 +225,13 @@ class Session {
     // What knows quotes knows no delimiter of several characters.
     const GivenAnswers& given = request_.answers;
     const bool is_split_otherwise =
-        given.ignore_consecutive || (given.text_import && (given.text_import->ignore_consecutive ||
-                                                           given.text_import->delimiter.size() > 1));
+        given.ignore_consecutive ||
+        (given.text_import &&
+         (given.text_import->ignore_consecutive || given.text_import->delimiter.size() > 1));
     const int text = format_called("Text File");
     const bool may_be_text = std::ranges::find(open, text) != open.end();
     return is_split_otherwise && may_be_text && HasOption(kind->format, "delimiter") ? text
-                                                                                      : by_content;
+                                                                                     : by_content;
   }
 
   // The one that the host chooses among those that could be right.
@@ -254,8 +255,8 @@ class Session {
   std::vector<unsigned char> GivenOptions(bool takes_delimiter) const {
     if (!request_.options.empty()) return request_.options;
     std::string pairs = request_.pairs;
-    const bool is_delimiter_given = request_.answers.text_import ||
-                                    pairs.find("delimiter=") != std::string::npos;
+    const bool is_delimiter_given =
+        request_.answers.text_import || pairs.find("delimiter=") != std::string::npos;
     if (takes_delimiter && !is_delimiter_given && *pairs_by_content_ != '\0')
       pairs += (pairs.empty() ? "" : ";") + std::string(pairs_by_content_);
     if (const auto& given = request_.answers.text_import; takes_delimiter && given)
