@@ -123,9 +123,9 @@ std::string KindWords(const std::string& path, const std::string& format) {
 }
 
 Refusal WhyNot(const Failure& failure, const ImportResult& result, const std::string& path) {
-  constexpr Refusal::Kind kKinds[] = {Refusal::Kind::kError, Refusal::Kind::kArgument,
-                                      Refusal::Kind::kChoice, Refusal::Kind::kChoice,
-                                      Refusal::Kind::kCancelled};
+  constexpr Refusal::Kind kKinds[] = {Refusal::Kind::kError,     Refusal::Kind::kArgument,
+                                      Refusal::Kind::kChoice,    Refusal::Kind::kChoice,
+                                      Refusal::Kind::kCancelled, Refusal::Kind::kError};
   Refusal refusal;
   refusal.kind = kKinds[failure.kind];
   if (failure.kind == Failure::kFormatUnknown && failure.candidates.empty())

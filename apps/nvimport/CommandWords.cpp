@@ -55,13 +55,16 @@ int ExitCodeOf(const Failure& failure) {
       return kWrongUsage;
     case Failure::kFormatUnknown:
       return kFormatUnknown;
+    case Failure::kMissing:
+      return kMissing;
     default:
       return kFailed;
   }
 }
 
 int Graver(int a, int b) {
-  static constexpr std::array kFromGravest{kFailed, kWrongUsage, kFormatUnknown, kWarned, kDone};
+  static constexpr std::array kFromGravest{kFailed,        kMissing, kWrongUsage,
+                                           kFormatUnknown, kWarned,  kDone};
   const auto rank = [](int code) { return std::ranges::find(kFromGravest, code); };
   return rank(a) < rank(b) ? a : b;
 }

@@ -18,6 +18,7 @@ struct Failure {
     kFormatUnknown,  // the file has no format, or not one alone
     kChoice,         // a question found no answer
     kStopped,        // by the user or the host
+    kMissing,        // the file is not there
   };
 
   Kind kind = kFailed;   // how it came about

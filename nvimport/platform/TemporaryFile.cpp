@@ -13,13 +13,17 @@ TemporaryFile::TemporaryFile() {
   std::error_code none;
   const std::filesystem::path folder = std::filesystem::temp_directory_path(none);
   if (none) return;
-  std::string name = (folder / "tmpXXXXXX").string();
-  descriptor_ = ::mkostemp(name.data(), O_CLOEXEC);
-  if (descriptor_ >= 0) path_ = name;
+  descriptor_ = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  if (descriptor_ < 0) {
+    // A file system that can't do without a name.
+    std::string name = (folder / "tmpXXXXXX").string();
+    descriptor_ = ::mkostemp(name.data(), O_CLOEXEC);
+    if (descriptor_ >= 0) ::unlink(name.c_str());
+  }
+  if (descriptor_ >= 0) path_ = "/proc/self/fd/" + std::to_string(descriptor_);
 }
 
 TemporaryFile::~TemporaryFile() {
-  Remove();
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
@@ -30,11 +34,6 @@ bool TemporaryFile::Write(std::span<const char> bytes) {
     if (written > 0) bytes = bytes.subspan(static_cast<std::size_t>(written));
   }
   return true;
-}
-
-void TemporaryFile::Remove() {
-  if (!path_.empty()) ::unlink(path_.c_str());
-  path_.clear();
 }
 
 }  // namespace nvimport

@@ -5,8 +5,8 @@
 
 namespace nvimport {
 
-// A new file in the folder for temporary files, under a name that nobody can foresee and open to
-// nobody else. It goes with this object, or before.
+// A new file in the folder for temporary files, open to nobody else. It has no name there from the
+// start, so that nothing stays behind however the process ends.
 class TemporaryFile {
  public:
   TemporaryFile();
@@ -14,13 +14,11 @@ class TemporaryFile {
   TemporaryFile& operator=(const TemporaryFile&) = delete;
   ~TemporaryFile();
 
-  // Empty when no file could be made.
+  // By which this process opens it; empty when no file could be made.
   const std::string& path() const { return path_; }
 
   // False when the bytes could not be written.
   bool Write(std::span<const char> bytes);
-
-  void Remove();
 
  private:
   std::string path_;

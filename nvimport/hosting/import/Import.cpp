@@ -27,6 +27,7 @@ namespace nvimport {
 namespace {
 
 constexpr const char* kNotOpened = "The file could not be opened.";
+constexpr const char* kNotThere = "The file is not there.";
 
 std::optional<Failure> CheckFile(const std::string& path, const HostWords& words) {
   const std::string shown = ShownName(path);
@@ -37,7 +38,13 @@ std::optional<Failure> CheckFile(const std::string& path, const HostWords& words
   };
   if (path.empty()) return because("a file needs a name", "");
   struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) return Failure::OfSystem(kNotOpened, shown, errno);
+  if (::stat(path.c_str(), &status) != 0) {
+    const int error = errno;
+    const bool is_missing = error == ENOENT || error == ENOTDIR;
+    Failure failure = Failure::OfSystem(is_missing ? kNotThere : kNotOpened, shown, error);
+    if (is_missing) failure.kind = Failure::kMissing;
+    return failure;
+  }
   if (S_ISDIR(status.st_mode)) {
     Failure failure = because("it is a folder", "name the files in it");
     failure.text = ImportHelper::kDirectoryText;
