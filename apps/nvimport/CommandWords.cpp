@@ -76,6 +76,7 @@ const HostWords& CommandWords() {
     ours.other_format =
         "--format NAME takes another format, \"nvimport detect FILE\" shows what the formats say";
     ours.any_format = "--format NAME takes one all the same";
+    ours.all_cells = "--complete reads it without the old rules that leave cells out";
     ours.choose_format = "no format was chosen; --format NAME does so beforehand";
     ours.choose_among = "--format NAME chooses among: ";
     ours.answer_before =

@@ -321,6 +321,7 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
   MemorySheet sheet;
   const ImportResult result = turn.Read(sheet);
   auto failure = result.failure;
+  std::vector<std::string> written;  // what there is to say of the output
   if (!failure) {
     turn.progress().Begin("writing " + ShownName(output), "rows");
     failure = ExportSheet(
@@ -329,11 +330,13 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
          .format = plan.format,
          .conversion = turn.plan().conversion,
          .progress = [&](auto row, auto rows) { return turn.progress().Advance(row, rows); },
+         .note = [&](const std::string& note) { written.push_back(note); },
          .words = CommandWords()},
         target);
   }
   if (failure) turn.Fail(*failure);
   turn.SayNotes(result);
+  turn.SayOutputNotes(written);
 }
 
 }  // namespace

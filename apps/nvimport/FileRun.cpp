@@ -160,6 +160,13 @@ void FileTurn::SayNotes(const ImportResult& result) {
   CountNotes(result);
 }
 
+void FileTurn::SayOutputNotes(const std::vector<std::string>& notes) {
+  const std::string whose = plan_.inputs.size() > 1 ? input().shown + ": " : "";
+  for (const std::string& note : notes) Say("note: " + whose + note);
+  result_.notes.insert(result_.notes.end(), notes.begin(), notes.end());
+  if (plan_.strict && !notes.empty() && report_.exit_code == kDone) report_.exit_code = kWarned;
+}
+
 FileReport&& FileTurn::TakeReport(std::optional<double> seconds) {
   const std::chrono::duration<double> here = Clock::now() - begun_;
   if (plan_.reports) report_.entry = Entry(seconds.value_or(here.count()));

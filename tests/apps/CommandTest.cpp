@@ -405,21 +405,49 @@ std::string EncryptedPackage() {
 }
 
 TEST(Command, ContentDecidesWhereTheFormatsDoNot) {
+  const auto sample = [](const char* name) {
+    return Contents(std::string(NVIMPORT_TEST_SAMPLES "/") + name);
+  };
   const struct {
     const char* name;
     std::string bytes;
     const char* format;
   } kCases[] = {{"plain", "a;b\n", "Text File"},
                 {"k.txt", "\xff\xfe" + "a\0;\0b\0"s, "CSV File"},
-                {"m.bin", Contents(NVIMPORT_TEST_SAMPLES "/mill.xlsx"), "Excel2007 File"}};
+                {"quoted.asc", "\"a;b\";c\n\"d\n\"\"e\"\"\";f\n", "CSV File, 2 rows x 2 columns"},
+                {"open.asc", "\"a;b\n", "Text File"},
+                {"inch.prn", "3\" pipe;\"a\" b\n", "Text File"},
+                {"named.log", "sep=|\na|b;c;d\n", "CSV File, 1 row x 2 columns"},
+                {"commas.tsv", "a,b,c\td\n\"1\n2\"\t4\n", "CSV File, 2 rows x 2 columns"},
+                {"inches.tsv", "\"a\" b\tc\n", "CSV File, 1 row x 2 columns"},
+                {"commas.tab", "a,b\n", "Text File"},
+                {"s.jcamp", sample("oils.jdx"), "JCAMP-DX File"},
+                {"m.xlsm", sample("mill.xlsx"), "Excel2007 File"},
+                {"o", sample("ovens.xls"), "Excel File"},
+                {"t", sample("tanks.wk1"), "Lotus 1-2-3 File"},
+                {"b", sample("barley.spc"), "GalacticSPC File"},
+                {"d", sample("dryer.mip"), "TIVON File"}};
   const Desk desk;
   for (const auto& c : kCases) {
     desk.Put(c.name, c.bytes);
     EXPECT_EQ(desk.Run(std::string("detect ") + c.name).exit_code, 3);
     const Ran ran = desk.Run(std::string("validate --quiet ") + c.name);
-    EXPECT_NE(ran.out.find(std::string(": ") + c.format + ", "), std::string::npos)
-        << ran.out << ran.errors;
+    EXPECT_NE(ran.out.find(std::string(": ") + c.format), std::string::npos)
+        << c.name << ran.out << ran.errors;
   }
+  // A delimiter that only the other reader knows.
+  EXPECT_TRUE(desk.Run("convert quoted.asc -o - --delimiter \";").out.starts_with(R"("""a;b",c)"));
+  // What is written is read again, from standard input too.
+  const std::string csv = "id,name\n1,\"say \"\"hi\"\"\"\n2,x\ty\n3,\"two\nlines\"\n4,\"a,b\\t\"\n";
+  desk.Put("in.csv", csv);
+  EXPECT_EQ(desk.Run("convert in.csv -o t.tsv"),
+            (Ran{0, "",
+                 "note: 2 cells with a TAB or a line break stand in quotes, which not every "
+                 "program reads as such\n"}));
+  EXPECT_EQ(desk.Run("convert t.tsv -o -"), (Ran{0, csv, ""}));
+  EXPECT_EQ(desk.Run("convert - -o -", {.input = desk.Get("t.tsv")}), (Ran{0, csv, ""}));
+  EXPECT_EQ(desk.Run("convert - -o -", {.input = "\"Doe, J\",1\n"}),
+            (Ran{0, "\"Doe, J\",1\n", ""}));
 }
 
 TEST(Command, NamesTheKindsThatNoFormatReads) {
@@ -559,6 +587,8 @@ TEST(Command, WritesIntoDevicesAndPipes) {
     EXPECT_EQ(std::string(bytes, got > 0 ? static_cast<std::size_t>(got) : 0),
               format == "csv" ? "a,b\n" : "a\tb\n");
   }
+  for (const char* name : {"/dev/stdout", "/dev/fd/1"})
+    EXPECT_EQ(desk.Run("convert in.txt --quiet -o "s + name), (Ran{0, "a,b\n", ""}));
   ::close(reader);
   EXPECT_TRUE(std::filesystem::is_fifo(pipe));
   EXPECT_EQ(desk.Listing(), "in.txt pipe");
@@ -875,6 +905,37 @@ TEST(Command, NotesAndWhatTheyCost) {
   EXPECT_EQ(desk.Run("info cut.txt --strict --notes"),
             (Ran{4, info + "  note       " + kCutNote + "\n", ""}));
 
+  // What is written may not be what is read again.
+  desk.Put("in.csv", "a,\"b\tc\"\n\"d\ne\",f\n");
+  const struct {
+    const char* to;
+    const char* note;
+  } kWritten[] = {
+      {"txt", "2 cells hold the delimiter or a line break and read back as several"},
+      {"dif", "1 text with a line break does not read back as it was"},
+      {"tsv",
+       "2 cells with a TAB or a line break stand in quotes, which not every program reads "
+       "as such"},
+  };
+  for (const auto& c : kWritten) {
+    const Ran ran = desk.Run("convert in.csv -o - --strict --to "s + c.to);
+    EXPECT_EQ(ran.exit_code, 4);
+    EXPECT_EQ(ran.errors, "note: "s + c.note + "\n");
+  }
+  // A sheet without a cell is none.
+  desk.Put("f.wk1",
+           "\0\0\2\0\6\4\6\0\x8\0\0\0\0\0\0\0\0\0"
+           "\x10\0\x0f\0\xff\0\0\0\0\0\0\0\0\0\0\xf0\x3f\0\0\1\0\0\0"s);
+  for (const std::string line : {"validate f.wk1", "convert f.wk1 -o f.csv"}) {
+    const Ran ran = desk.Run(line + " --quiet");
+    EXPECT_EQ(ran, (Ran{1, "",
+                        TwoLines("No cell of the file was delivered.",
+                                 "f.wk1: 1 formula cell arrives empty; --complete reads it without "
+                                 "the old rules that leave cells out") +
+                            "note: 1 formula cell arrives empty\n"}));
+  }
+  EXPECT_EQ(desk.Run("show f.wk1 --complete").exit_code, 0);
+
   // The gravest of several files decides.
   const struct {
     const char* files;
@@ -946,7 +1007,12 @@ TEST(Command, AnswersInJson) {
   };
   same(answer("detect cut.txt", "files")[0]["answers"][16],
        R"({"index": 17, "name": "Text File", "answer": "possible"})");
-  EXPECT_EQ(answer("formats", "formats")[16]["origin"], "built in");
+  const auto formats = answer("formats", "formats");
+  EXPECT_EQ(formats[16]["origin"], "built in");
+  std::string can;
+  for (const auto& format : formats)
+    can += format["reads"] == true ? format["writes"] == true ? 'w' : 'r' : '-';
+  EXPECT_EQ(can, "r----rwrrrrr-r-rw--");
   EXPECT_EQ(answer("validate cut.txt", "files")[0]["ok"], true);
   same(answer("info cut.txt --notes", "files"),
        R"([{"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rows": 4001,
@@ -957,6 +1023,20 @@ TEST(Command, AnswersInJson) {
   same(answer("show a\"\xe9\n.txt --delimiter ;", "files"),
        R"([{"file": "a\"é\\x0a.txt", "format": {"index": 17, "name": "Text File"}, "rows": 2,
             "columns": 3, "head": [["é", 1.5, "\""], ["", "x", null]]}])");
+}
+
+TEST(Command, JsonHoldsNothingThatATerminalActsOn) {
+  const Desk desk;
+  const std::string text = "a\u009b31m\x7f\u202e\u061c\u200f\u2066é表";
+  desk.Put("in.csv", text + ",1\n");
+  const std::string written = R"("a\u009b31m\u007f\u202e\u061c\u200f\u2066é表",1)";
+  EXPECT_EQ(desk.Run("convert in.csv -o - --to jsonl").out, "[" + written + "]\n");
+  const std::string answer = desk.Run("show in.csv --json").out;
+  EXPECT_EQ(answer.find_first_of("\x7f\xc2\xd8\xe2"), std::string::npos) << answer;
+  EXPECT_EQ(nlohmann::json::parse(answer)["files"][0]["head"][0][0], text);
+  EXPECT_EQ(desk.Run("show in.csv --quiet").out,
+            "   1                         2\n1  a\\x9b31m\\x7f\\u202e\\u061\u2026  1\n"
+            "1 row x 2 columns, CSV File\n");
 }
 
 TEST(Command, AnswersAsTheSchemasSay) {

@@ -235,8 +235,8 @@ void WriteCell(Stream& out, const MemoryCell& cell, auto&& decode) {
 }
 
 template <typename Format>
-void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConversion& conversion,
-               OutputFile& file, Progress& progress) {
+std::size_t WriteRows(const MemorySheet& sheet, int columns, int rows,
+                      const TextConversion& conversion, OutputFile& file, Progress& progress) {
   EncodedStream out(file, conversion.encoder);
   std::string decoded;
   std::string guarded;
@@ -245,6 +245,8 @@ void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConver
     text = conversion.decoder.Decode(text, decoded);
     return guards ? Guarded(text, Format::kSeparator[0], guarded) : text;
   };
+  static constexpr CharacterSet kBreaking = SetOf("\t\r\n");
+  std::size_t broken = 0;
   std::array<MemoryCell, kCellsAtOnce> cells;
   for (int row = 1; row <= rows; ++row) {
     out.Write(Format::kRowStart);
@@ -263,18 +265,21 @@ void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConver
         file.Write(cell.text);
       else
         WriteCell<Format>(out, cell, decode);
+      if constexpr (std::is_same_v<Format, Tsv>)
+        broken += cell.kind == CellKind::kText && Holds(cell.text, kBreaking) ? 1 : 0;
     }
     out.Write(Format::kRowEnd);
     if (row % kRowsPerReport == 0 &&
         !progress.Advance(static_cast<std::uint64_t>(row), static_cast<std::uint64_t>(rows)))
-      return;
+      break;
   }
+  return broken;
 }
 
 }  // namespace
 
-void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& conversion,
-                OutputFile& out, Progress& progress) {
+std::size_t WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& conversion,
+                       OutputFile& out, Progress& progress) {
   const int columns = sheet.GetNumberOfColumns();
   const int rows = sheet.GetNumberOfRows();
   switch (format) {
@@ -285,6 +290,7 @@ void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& co
     case SheetFormat::kJsonLines:
       return WriteRows<JsonLines>(sheet, columns, rows, conversion, out, progress);
   }
+  return 0;
 }
 
 std::string JsonCell(const MemoryCell& cell, const TextDecoder& decoder) {

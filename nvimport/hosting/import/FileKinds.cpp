@@ -31,6 +31,8 @@ constexpr FileKind kEncrypted{"an encrypted Office package",
 constexpr FileKind kPlainText{"plain text", nullptr, "Text File"};
 constexpr FileKind kQuotedText{"text whose quotes hold fields together", nullptr, "CSV File"};
 constexpr FileKind kTabText{"TAB-separated text", nullptr, "CSV File", "", "delimiter=tab"};
+constexpr FileKind kBareTabText{"TAB-separated text", nullptr, "CSV File", "",
+                                "delimiter=tab;quote=none"};
 constexpr FileKind kUtf16{"text in UTF-16", nullptr, "CSV File"};
 constexpr FileKind kUnmarkedUtf16{"text in UTF-16 without a byte order mark",
                                   "iconv -t UTF-8 -f UTF-16LE (or UTF-16BE) makes it readable"};
@@ -272,7 +274,7 @@ FileKind TextKind(const std::string& path, std::string_view head, bool is_cut) {
   head = WithoutMark(head);
   const bool is_tab = HasExtension(path, "tsv") ||
                       (HasExtension(path, "tab") && head.find('\t') != std::string_view::npos);
-  if (is_tab && QuotesIn(head, is_cut, "\t") != Quotes::kBroken) return kTabText;
+  if (is_tab) return QuotesIn(head, is_cut, "\t") == Quotes::kBroken ? kBareTabText : kTabText;
   const bool names_delimiter =
       head.size() > 5 && head.starts_with("sep=") && (head[5] == '\n' || head[5] == '\r');
   if (names_delimiter || QuotesIn(head, is_cut, ",;\t|") == Quotes::kHold) return kQuotedText;

@@ -15,6 +15,7 @@
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/Thrown.h"
+#include "nvimport/hosting/import/Complete.h"
 #include "nvimport/hosting/import/Delimiters.h"
 #include "nvimport/hosting/import/FileKinds.h"
 #include "nvimport/hosting/import/Formats.h"
@@ -300,6 +301,7 @@ class Session {
     if (!thrown.empty()) return Refused(OneLine(thrown));
     if (!done) return Refusal();
     if (takes_delimiter) TellDelimiter();
+    if (driver_.DeliveredNothing() && !result_.notes.empty()) return NothingDelivered();
     return std::nullopt;
   }
 
@@ -345,6 +347,16 @@ class Session {
     failure.detail = dialogs_.detail();
     failure.status = driver_.GetStatus();
     if (failure.status == kCancelled) failure.kind = Failure::kStopped;
+    return failure;
+  }
+
+  // A sheet without a cell would look like a file without one.
+  Failure NothingDelivered() const {
+    Failure failure = Because("No cell of the file was delivered.");
+    for (const std::string& note : result_.notes)
+      failure.detail += (failure.detail.empty() ? "" : ", ") + note;
+    failure.advice =
+        CompleteWouldServe(result_.format) ? request_.words.all_cells : request_.words.other_format;
     return failure;
   }
 
