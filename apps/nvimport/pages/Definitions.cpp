@@ -33,16 +33,23 @@ std::vector<std::string> Split(const std::string& text, char separator) {
 std::vector<std::string> FormatNames(bool for_writing) {
   std::vector<std::string> names;
   if (for_writing) names = {"csv", "tsv", "jsonl"};
-  for (int format = 1; format <= SprFileFactory::GetNumberOfFormats(); ++format) {
-    const FormatDescription& description = *SprFileFactory::GetFormat(format);
-    if (for_writing ? description.can_write && description.has_writer
-                    : description.can_read && description.has_reader)
-      names.emplace_back(description.name);
-  }
+  for (const int format : FormatsWith(/*writer=*/for_writing))
+    names.emplace_back(SprFileFactory::GetFormat(format)->name);
   return names;
 }
 
 }  // namespace
+
+std::vector<int> FormatsWith(bool writer) {
+  std::vector<int> formats;
+  for (int format = 1; format <= SprFileFactory::GetNumberOfFormats(); ++format) {
+    const FormatDescription& description = *SprFileFactory::GetFormat(format);
+    if (writer ? description.can_write && description.has_writer
+               : description.can_read && description.has_reader)
+      formats.push_back(format);
+  }
+  return formats;
+}
 
 CommandPage PageOf(const CLI::App& command) {
   CommandPage page{command.get_name(), command.get_description(), command.get_footer(), {}, {}};
