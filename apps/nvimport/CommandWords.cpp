@@ -77,6 +77,7 @@ const HostWords& CommandWords() {
         "--format NAME takes another format, \"nvimport detect FILE\" shows what the formats say";
     ours.any_format = "--format NAME takes one all the same";
     ours.all_cells = "--complete reads it without the old rules that leave cells out";
+    ours.complete = "--complete may read it";
     ours.choose_format = "no format was chosen; --format NAME does so beforehand";
     ours.choose_among = "--format NAME chooses among: ";
     ours.answer_before =

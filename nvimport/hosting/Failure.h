@@ -48,6 +48,8 @@ struct HostWords {
   const char* any_format = "it can be read as a given format all the same";
   // The way to cells that the format leaves out by old rules, for where there is one.
   const char* all_cells = "NvImport Complete reads it without the old rules that leave cells out";
+  // The same to files that old rules refuse.
+  const char* complete = "NvImport Complete may read it";
   // The way to choose one.
   const char* choose_format = "no format was chosen";
   // The same, before their names.

@@ -935,6 +935,13 @@ TEST(Command, NotesAndWhatTheyCost) {
                             "note: 1 formula cell arrives empty\n"}));
   }
   EXPECT_EQ(desk.Run("show f.wk1 --complete").exit_code, 0);
+  // Words that lead nobody anywhere are followed by some that do.
+  std::string spectra = Contents(NVIMPORT_TEST_SAMPLES "/barley.spc");
+  spectra[0] |= '\x40';
+  desk.Put("gc.spc", spectra);
+  const std::string refused = desk.Run("show gc.spc").errors;
+  EXPECT_NE(refused.find(" support.\n  gc.spc: --complete may read it; "), std::string::npos)
+      << refused;
 
   // The gravest of several files decides.
   const struct {

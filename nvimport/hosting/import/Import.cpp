@@ -30,6 +30,16 @@ namespace {
 constexpr const char* kNotOpened = "The file could not be opened.";
 constexpr const char* kNotThere = "The file is not there.";
 
+// Where the words of a reader, which stay as they are, lead nobody anywhere.
+constexpr struct {
+  std::string_view format;
+  int status;
+} kNoWayOut[] = {
+    {"GalacticSPC File", 2563},  // the other order of bytes
+    {"GalacticSPC File", 2565},  // x values apart
+    {"GalacticSPC File", 2568},  // spectra with x values of their own
+};
+
 std::optional<Failure> CheckFile(const std::string& path, const HostWords& words) {
   const std::string shown = ShownName(path);
   const auto because = [&](std::string detail, std::string advice) {
@@ -347,6 +357,12 @@ class Session {
     failure.detail = dialogs_.detail();
     failure.status = driver_.GetStatus();
     if (failure.status == kCancelled) failure.kind = Failure::kStopped;
+    for (const auto& none : kNoWayOut)
+      if (none.status == failure.status && none.format == FormatName(result_.format))
+        failure.advice = (CompleteWouldServe(result_.format)
+                              ? request_.words.complete
+                              : "the program that wrote it can export JCAMP-DX or text") +
+                         ("; " + failure.advice);
     return failure;
   }
 
