@@ -239,6 +239,9 @@ class Session {
     const int by_content = kind ? format_called(kind->format) : 0;
     // One that has no reader says so.
     if (by_content == 0) return std::max(detection.format, 0);
+    // Formats that are certain know more of the content.
+    const bool is_one_of_them = std::ranges::find(open, by_content) != open.end();
+    if (std::ranges::count(detection.answers, 2) > 1 && !is_one_of_them) return 0;
     pairs_by_content_ = kind->pairs;
     // What knows quotes knows no delimiter of several characters.
     const GivenAnswers& given = request_.answers;
