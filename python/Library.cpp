@@ -123,9 +123,9 @@ std::string KindWords(const std::string& path, const std::string& format) {
 }
 
 Refusal WhyNot(const Failure& failure, const ImportResult& result, const std::string& path) {
-  constexpr Refusal::Kind kKinds[] = {Refusal::Kind::kError, Refusal::Kind::kArgument,
-                                      Refusal::Kind::kChoice, Refusal::Kind::kChoice,
-                                      Refusal::Kind::kCancelled};
+  constexpr Refusal::Kind kKinds[] = {Refusal::Kind::kError,     Refusal::Kind::kArgument,
+                                      Refusal::Kind::kChoice,    Refusal::Kind::kChoice,
+                                      Refusal::Kind::kCancelled, Refusal::Kind::kError};
   Refusal refusal;
   refusal.kind = kKinds[failure.kind];
   if (failure.kind == Failure::kFormatUnknown && failure.candidates.empty())
@@ -231,8 +231,8 @@ std::vector<ListedFormat> ListFormats() {
     const NvImportFormatInfo& info = FormatAt(format);
     std::vector<std::string> extensions = Extensions(info);
     for (std::string& extension : extensions) extension = ToUtf8(extension);
-    formats.push_back({format, ToUtf8(info.name), std::move(extensions), info.can_read,
-                       info.can_write, info.several_at_once,
+    formats.push_back({format, ToUtf8(info.name), std::move(extensions), HasReader(format),
+                       HasWriter(format), info.several_at_once,
                        ToUtf8(FormatList::Get().GetLibraryPath(format))});
   }
   return formats;

@@ -27,10 +27,11 @@ QString Files(const std::vector<std::string>& files) {
   return names.join('\n');
 }
 
-// What the user can do about a file that was not read.
-QString Advice(const OpenRequest& request, bool format_settled, const QString& logged) {
+// What the user can do about a file that was not read as `format`, empty where that is not settled.
+QString Advice(const OpenRequest& request, const std::string& format, const QString& logged) {
   QStringList advice;
-  if (const auto kind = RecogniseKind(request.files.front()))
+  const auto kind = RecogniseKind(request.files.front());
+  if (kind && (format.empty() || kind->format != format))
     advice.push_back(*kind->format == '\0'
                          ? QObject::tr("It looks like %1.").arg(FromBytes(kind->name))
                          : QObject::tr("It looks like %1; the file type \"%2\" reads it.")
@@ -38,7 +39,7 @@ QString Advice(const OpenRequest& request, bool format_settled, const QString& l
   if (!logged.isEmpty()) advice.push_back(logged);
   if (request.files.size() > 1)
     advice.push_back(QObject::tr("Open the files one after the other."));
-  else if (request.filter != 1 || !format_settled)
+  else if (request.filter != 1 || format.empty())
     advice.push_back(
         request.filter != 1
             ? QObject::tr("Choose \"Supported Files\" in the open dialog to have the file type "
@@ -108,7 +109,7 @@ const Failure& failure = *read.failure;
 if (progress.stopped() || failure.kind == Failure::kStopped || !failure.candidates.empty())
   return result;
 result.trouble = {FromBytes(failure.text), FromBytes(failure.detail), Files(request.files),
-                  Advice(request, read.format > 0, FromBytes(read.log_entry))};
+                  Advice(request, FormatName(read.format), FromBytes(read.log_entry))};
 return result;
 }  // namespace nvimport
 

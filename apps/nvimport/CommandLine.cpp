@@ -84,6 +84,10 @@ void AddManyFilesOptions(CLI::App& command, Settings& settings) {
       .add_option("--files-from", settings.files_from,
                   "Also reads the files that FILE names, one a line; - for standard input")
       ->type_name("FILE");
+  command
+      .add_option("--files-from0", settings.files_from0,
+                  "The same with a NUL byte behind each name, as \"find -print0\" writes them")
+      ->type_name("FILE");
   command.add_flag("--keep-going", settings.keep_going, "Goes on after a file that fails");
   command.add_option("--jobs", settings.jobs, "Files dealt with at a time")
       ->type_name("N")
@@ -111,8 +115,13 @@ void AddJson(CLI::App& command, Settings& settings) {
 }
 
 // The arguments, last first as the parser wants them. It would take a name in brackets for a list.
+// "help COMMAND" is "COMMAND --help".
 std::vector<std::string> Arguments(int count, char** arguments) {
   std::vector<std::string> words;
+  if (count > 1 && arguments[1] == std::string_view("help")) {
+    if (count > 2 && arguments[2][0] != '-') words = {"--help", arguments[2]};
+    return words.empty() ? std::vector<std::string>{"--help"} : words;
+  }
   for (int i = count - 1; i > 0; --i) {
     std::string& word = words.emplace_back(arguments[i]);
     if (word.starts_with('[') && word.ends_with(']') && NvFile::Exists(word.c_str()))
@@ -126,7 +135,7 @@ std::vector<std::string> Arguments(int count, char** arguments) {
 void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
   app.name("nvimport");
   app.description("Reads files of many formats into one kind of sheet.");
-  app.set_version_flag("--version", "nvimport " NVIMPORT_VERSION);
+  app.set_version_flag("-V,--version", "nvimport " NVIMPORT_VERSION);
   app.require_subcommand(1);
   const auto add = [&](const char* name, const char* does, Command run) {
     CLI::App* command = app.add_subcommand(name, does);
@@ -225,6 +234,12 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
       ->type_name("N")
       ->check(CLI::Range(64, 1 << 20));
 
+  // For the lists of commands: Arguments takes it for --help.
+  add("help", "Says how a command is used", nullptr)
+      ->add_option("COMMAND", settings.words, "The command; else all are listed")
+      ->type_name("")
+      ->expected(1);
+
   // Last, since the commands defined before would take it over.
   app.footer("Exit codes:\n" + AlignedTerms(kExitCodes) + "Environment:\n" +
              AlignedTerms(kEnvironment));
@@ -237,14 +252,16 @@ int RunCommandLine(int count, char** arguments) try {
   DefineCommandLine(app, settings, chosen);
 
   std::vector<std::string> words = Arguments(count, arguments);
+  const std::string first = words.empty() ? "" : words.back();
   if (count > 2) settings.words.assign(words.rbegin() + 1, words.rend());
   try {
+    const auto is_first = [&](CLI::App* command) { return command->get_name() == first; };
+    if (!first.empty() && first[0] != '-' && app.get_subcommands(is_first).empty())
+      return SayFailure(WrongUsage("There is no command \"" + ShownName(first) + "\".",
+                                   "nvimport --help lists them"));
     app.parse(std::move(words));
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
-    if (chosen == nullptr && count > 1 && arguments[1][0] != '-' && app.get_subcommands().empty())
-      return SayFailure(WrongUsage("There is no command \"" + ShownName(arguments[1]) + "\".",
-                                   "nvimport --help lists them"));
     return SayFailure(
         WrongUsage(ShownName(error.what()), "nvimport COMMAND --help tells how it is used"));
   }

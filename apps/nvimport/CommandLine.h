@@ -21,6 +21,7 @@ constexpr Term kExitCodes[] = {
     {"2", "The command line is wrong"},
     {"3", "The format of a file is not recognised, or not certain"},
     {"4", "With --strict: there was a warning or a note"},
+    {"5", "A file to read is not there"},
 };
 
 constexpr Term kEnvironment[] = {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "nvimport/hosting/import/Delimiters.h"
+#include "nvimport/hosting/import/Formats.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -33,10 +34,11 @@ const QuestionWords& WordsOf(std::string_view name) {
   return *std::ranges::find(kWords, name, &QuestionWords::name);
 }
 
-// The first word of a format's name, by which --format knows it too.
+// The first word of a format's name, where --format knows it by that too.
 std::string ShortName(std::string_view format) {
   std::string name(format.substr(0, format.find(' ')));
   std::ranges::transform(name, name.begin(), [](unsigned char c) { return std::tolower(c); });
+  if (FindFormat(name, /*for_writing=*/false) == 0) return "\"" + std::string(format) + "\"";
   return name;
 }
 
@@ -53,13 +55,16 @@ int ExitCodeOf(const Failure& failure) {
       return kWrongUsage;
     case Failure::kFormatUnknown:
       return kFormatUnknown;
+    case Failure::kMissing:
+      return kMissing;
     default:
       return kFailed;
   }
 }
 
 int Graver(int a, int b) {
-  static constexpr std::array kFromGravest{kFailed, kWrongUsage, kFormatUnknown, kWarned, kDone};
+  static constexpr std::array kFromGravest{kFailed,        kMissing, kWrongUsage,
+                                           kFormatUnknown, kWarned,  kDone};
   const auto rank = [](int code) { return std::ranges::find(kFromGravest, code); };
   return rank(a) < rank(b) ? a : b;
 }
@@ -71,6 +76,8 @@ const HostWords& CommandWords() {
     ours.other_format =
         "--format NAME takes another format, \"nvimport detect FILE\" shows what the formats say";
     ours.any_format = "--format NAME takes one all the same";
+    ours.all_cells = "--complete reads it without the old rules that leave cells out";
+    ours.complete = "--complete may read it";
     ours.choose_format = "no format was chosen; --format NAME does so beforehand";
     ours.choose_among = "--format NAME chooses among: ";
     ours.answer_before =

@@ -18,6 +18,7 @@ enum ExitCode : int {
   kWrongUsage = 2,
   kFormatUnknown = 3,
   kWarned = 4,
+  kMissing = 5,
 };
 
 // The code that a failure ends with.

@@ -53,7 +53,7 @@ std::string Shape(const ImportResult& result) {
   return Counted(result.rows, "row") + " x " + Counted(result.columns, "column");
 }
 
-Json FormatJson(int format) { return {{"index", format}, {"name", FormatAt(format).name}}; }
+Json FormatJson(int format) { return {{"index", format}, {"name", FormatName(format)}}; }
 
 Json ImportJson(const Input& input, const ImportResult& result) {
   return {{"file", input.shown},
@@ -81,7 +81,7 @@ std::string DetectionText(const Input& input, const Detection& detection,
                           const std::optional<FileKind>& kind) {
   std::string text = input.shown + ": ";
   if (detection.format > 0)
-    text += FormatAt(detection.format).name;
+    text += FormatName(detection.format);
   else if (candidates.empty())
     text += "no format";
   else
@@ -92,8 +92,7 @@ std::string DetectionText(const Input& input, const Detection& detection,
   for (int answer = 2; answer >= 0; --answer) {
     std::vector<std::string> names;
     for (std::size_t i = 0; i < detection.answers.size(); ++i)
-      if (detection.answers[i] == answer)
-        names.emplace_back(FormatAt(static_cast<int>(i) + 1).name);
+      if (detection.answers[i] == answer) names.push_back(FormatName(static_cast<int>(i) + 1));
     if (!names.empty()) text += "  " + std::string(kAnswers[answer]) + ": " + Join(names) + "\n";
   }
   return text;
@@ -124,7 +123,7 @@ void Detect(FileTurn& turn) {
   const std::string& path = turn.input().files.front();
   const Detection detection = DetectFormat(path);
   std::vector<std::string> candidates;
-  for (const int format : detection.candidates) candidates.emplace_back(FormatAt(format).name);
+  for (const int format : detection.candidates) candidates.push_back(FormatName(format));
   auto kind = RecogniseKind(path);
   // Where a format is taken there is nothing to be said for the one that would read it too.
   if (kind && detection.format > 0 && *kind->format != '\0') kind.reset();
@@ -324,6 +323,7 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
   MemorySheet sheet;
   const ImportResult result = turn.Read(sheet);
   auto failure = result.failure;
+  std::vector<std::string> written;  // what there is to say of the output
   if (!failure) {
     turn.progress().Begin("writing " + ShownName(output), "rows");
     failure = ExportSheet(
@@ -333,11 +333,13 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
          .conversion = turn.plan().conversion,
          .is_sparse = plan.is_sparse,
          .progress = [&](auto row, auto rows) { return turn.progress().Advance(row, rows); },
+         .note = [&](const std::string& note) { written.push_back(note); },
          .words = CommandWords()},
         target);
   }
   if (failure) turn.Fail(*failure);
   turn.SayNotes(result);
+  turn.SayOutputNotes(written);
 }
 
 }  // namespace
@@ -348,20 +350,23 @@ int RunFormats(const Settings& settings) {
       {"index", "name", "extensions", "reads", "writes", "origin"}};
   for (int format = 1; format <= FormatCount(); ++format) {
     const NvImportFormatInfo& info = FormatAt(format);
-    const std::vector<std::string> extensions = Extensions(info);
+    const std::string name = FormatName(format);
+    std::vector<std::string> extensions = Extensions(info);
+    for (std::string& extension : extensions) extension = ToUtf8(extension);
     const auto yes_or_no = [](bool yes) { return yes ? "yes" : "no"; };
     const std::string& library = FormatList::Get().GetLibraryPath(format);
     const std::string origin = library.empty() ? "built in" : ShownName(library);
-    lines.push_back({std::to_string(format), info.name, Join(extensions), yes_or_no(info.can_read),
-                     yes_or_no(info.can_write), origin});
+    lines.push_back({std::to_string(format), EscapeControls(name), EscapeControls(Join(extensions)),
+                     yes_or_no(HasReader(format)), yes_or_no(HasWriter(format)), origin});
     json["formats"].push_back({{"index", format},
-                               {"name", info.name},
+                               {"name", name},
                                {"extensions", extensions},
-                               {"reads", info.can_read},
-                               {"writes", info.can_write},
+                               {"reads", HasReader(format)},
+                               {"writes", HasWriter(format)},
                                {"origin", origin}});
   }
-  const auto failure = PrintData(settings.json ? json.dump(1) + "\n" : AlignedLines(lines));
+  const auto failure =
+      PrintData(settings.json ? EscapeInJson(json.dump(1) + "\n") : AlignedLines(lines));
   return failure ? SayFailure(*failure) : kDone;
 }
 

@@ -11,7 +11,8 @@ struct Settings {
   std::vector<std::string> words;  // behind the name of the command
   std::vector<std::string> files;
   std::string files_from;
-  std::string stdin_name = "stdin.txt";
+  std::string files_from0;  // likewise, with NUL behind each name
+  std::string stdin_name = "stdin";
   std::string format;
   std::optional<std::string> delimiter;
   bool ignore_consecutive = false;

@@ -17,6 +17,7 @@
 #include "nvimport/hosting/import/Delimiters.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/hosting/import/ItemList.h"
+#include "nvimport/platform/NvFile.h"
 
 namespace nvimport {
 
@@ -32,10 +33,27 @@ bool IsPlainName(const std::string& name) {
          name.find('/') == std::string::npos;
 }
 
-// The lines of `stream`, empty ones apart.
-void TakeLines(std::istream& stream, std::vector<std::string>& lines) {
-  for (std::string line; std::getline(stream, line);)
-    if (!line.empty()) lines.push_back(line);
+// The names in `stream`, empty ones apart, each before an `end`.
+void TakeNames(std::istream& stream, char end, std::vector<std::string>& names) {
+  for (std::string name; std::getline(stream, name, end);) {
+    // Lists come from Windows too; a name itself hardly ends so.
+    if (end == '\n' && name.ends_with('\r') && !NvFile::Exists(name.c_str())) name.pop_back();
+    if (!name.empty()) names.push_back(name);
+  }
+}
+
+// Takes the names from the list at `path`, which "-" reads from standard input.
+std::optional<Failure> TakeList(const std::string& path, char end,
+                                std::vector<std::string>& names) {
+  if (path.empty()) return std::nullopt;
+  if (path == kStandardInput) return TakeNames(std::cin, end, names), std::nullopt;
+  std::ifstream list(path);
+  if (list) TakeNames(list, end, names);
+  if (list.eof()) return std::nullopt;
+  const int error = errno;
+  auto failure = Failure::OfSystem("The list of files cannot be read.", ShownName(path), error);
+  if (error == ENOENT) failure.kind = Failure::kMissing;
+  return failure;
 }
 
 double InMilliseconds(double seconds) {
@@ -142,6 +160,13 @@ void FileTurn::SayNotes(const ImportResult& result) {
   CountNotes(result);
 }
 
+void FileTurn::SayOutputNotes(const std::vector<std::string>& notes) {
+  const std::string whose = plan_.inputs.size() > 1 ? input().shown + ": " : "";
+  for (const std::string& note : notes) Say("note: " + whose + note);
+  result_.notes.insert(result_.notes.end(), notes.begin(), notes.end());
+  if (plan_.strict && !notes.empty() && report_.exit_code == kDone) report_.exit_code = kWarned;
+}
+
 FileReport&& FileTurn::TakeReport(std::optional<double> seconds) {
   const std::chrono::duration<double> here = Clock::now() - begun_;
   if (plan_.reports) report_.entry = Entry(seconds.value_or(here.count()));
@@ -236,15 +261,11 @@ std::optional<Failure> FileRun::TakeFiles() {
     return WrongUsage("--files chooses among files that are one sheet.",
                       "--together makes them one");
   std::vector<std::string> names = settings_.files;
-  bool takes_input = settings_.files_from == kStandardInput;
-  if (takes_input) {
-    TakeLines(std::cin, names);
-  } else if (!settings_.files_from.empty()) {
-    std::ifstream list(settings_.files_from);
-    if (list) TakeLines(list, names);
-    if (!list.eof())
-      return Failure::OfSystem("The list of files cannot be read.", ShownName(settings_.files_from),
-                               errno);
+  bool takes_input = false;
+  for (const auto& [list, end] :
+       {std::pair(settings_.files_from, '\n'), std::pair(settings_.files_from0, '\0')}) {
+    takes_input = takes_input || list == kStandardInput;
+    if (auto failure = TakeList(list, end, names)) return failure;
   }
   if (names.empty())
     return WrongUsage("There is no file to read.", "give FILE, or - to read standard input");
@@ -381,7 +402,8 @@ void FileRun::Finish() {
       exit_code_ = SayFailure(*failure);
   }
   if (plan_.json) {
-    if (const auto failure = PrintData(R"({"version": 1, "files": [)" + json_ + "\n]}\n"))
+    if (const auto failure =
+            PrintData(EscapeInJson(R"({"version": 1, "files": [)" + json_ + "\n]}\n")))
       exit_code_ = SayFailure(*failure);
   }
   if (plan_.quiet) return;

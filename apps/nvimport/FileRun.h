@@ -65,6 +65,8 @@ class FileTurn {
   void EndWith(int exit_code) { report_.exit_code = exit_code; }
   // Notes and warnings of the import, which may count as failures.
   void SayNotes(const ImportResult& result);
+  // The same of the output.
+  void SayOutputNotes(const std::vector<std::string>& notes);
   // Takes them into account where they were said otherwise.
   void CountNotes(const ImportResult& result);
 

@@ -343,7 +343,8 @@ std::string JsonReport(const Examination& examination) {
 int RunCheckPlugin(const Settings& settings) {
   Examination examination{settings, std::filesystem::absolute(settings.library), {}, {}, {}};
   Examine(examination);
-  if (const auto failure = PrintData(settings.json ? JsonReport(examination) : Report(examination)))
+  if (const auto failure =
+          PrintData(settings.json ? EscapeInJson(JsonReport(examination)) : Report(examination)))
     return SayFailure(*failure);
   if (examination.verdict() == Verdict::kBroken)
     return SayFailure({Failure::kFailed, "The library breaks the contract of plug-ins.",

@@ -5,6 +5,7 @@
 #include <exception>
 #include <mutex>
 #include <string>
+#include <type_traits>
 
 #include "nvimport/framework/OpenFiles.h"
 #include "nvimport/framework/PluginTurns.h"
@@ -56,7 +57,9 @@ struct ReadRecord : NvImportReadData {
   Callback callback;
   // Nobody else counts what a plug-in reads.
   static constexpr unsigned kCellsPerPoll = 4096;
-  unsigned cells_until_poll = kCellsPerPoll;
+  unsigned cells_until_poll = 1;
+  bool has_content = false;  // a cell with something in it was delivered
+  bool wants_all = true;     // as far as it was asked
 
   explicit ReadRecord(ReadSpreadSheetData* target) : NvImportReadData{}, sink(target) {
     set_number = [](NvImportReadData* data, int row, int column, float value) {
@@ -75,21 +78,28 @@ struct ReadRecord : NvImportReadData {
     };
     next_index = [](NvImportReadData* data, int previous) {
       ReadRecord& self = Self(data);
-      return self.callback.Run(-1, [&] { return self.sink->GetNextIndex(previous); });
+      const int next = self.callback.Run(-1, [&] { return self.sink->GetNextIndex(previous); });
+      self.wants_all = self.wants_all && next >= 0;
+      return next;
     };
     TakeSize();
   }
 
   template <typename Value>
   void Deliver(int column, int row, Value value) {
-    // Apart, so that the usual cell pays for the count alone.
+    // Apart, so that the usual cell pays for the count alone; so do cells before the first that has
+    // something in it.
     if (--cells_until_poll == 0) return PollAndDeliver(column, row, value);
     callback.Run(0, [&] { return sink->Set(column, row, value), 0; });
   }
 
   template <typename Value>
   [[gnu::noinline]] void PollAndDeliver(int column, int row, Value value) {
-    cells_until_poll = kCellsPerPoll;
+    if constexpr (std::is_pointer_v<Value>)
+      has_content = has_content || (value != nullptr && *value != '\0');
+    else
+      has_content = true;
+    cells_until_poll = has_content ? kCellsPerPoll : 1;
     callback.Run(0, [&] {
       if (!Progress::Poll()) return callback.Stop(), 0;
       return sink->Set(column, row, value), 0;
@@ -225,6 +235,7 @@ int DLLFile::Read(ReadSpreadSheetData* sink) {
   if (read_ == nullptr) return Fail(kMissingFunction);
   ReadRecord record(sink);
   const bool done = Call(false, [&] { return read_(index_, handle_, &record) != 0; });
+  delivered_nothing_ = done && record.wants_all && !record.has_content;
   record.callback.Rethrow();
   return done ? kGood : Fail(kLibraryFailed);
 }

@@ -32,6 +32,9 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   int Read(ReadSpreadSheetData* sink) override;
   int Write(WriteSpreadSheetData* source) override;
 
+  // Whether the last read of all rows went well and had no cell but empty texts for any of them.
+  bool delivered_nothing() const { return delivered_nothing_; }
+
   // The status of the reader that this library itself serves, which its functions don't tell; else
   // that of this object.
   int GetServedStatus() const;
@@ -57,6 +60,7 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   std::string thrown_;  // what the library threw, where nothing may be thrown
   long handle_ = 0;     // also that of a failed open, which its error text and Close need
   bool opened_ = false;
+  bool delivered_nothing_ = false;
 };
 
 }  // namespace nvimport

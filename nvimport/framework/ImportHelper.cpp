@@ -250,6 +250,7 @@ bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOp
   const ParentWindow window(parent);
   rows_ = columns_ = -1;
   status_ = kGood;
+  delivered_nothing_ = false;
   std::string selected = path;
   if (!format_known || format < 1) {
     ReadErrors error = ReadErrors::kNone;
@@ -303,6 +304,8 @@ bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd
     return false;
   }
   if (status != kGood) return Fail(parent, kNotRead, file);
+  const auto* const served = dynamic_cast<const DLLFile*>(&file);
+  delivered_nothing_ = served != nullptr && served->delivered_nothing();
 
   const char* warning = file.GetWarningMessage();
   return warning == nullptr || *warning == '\0' ||

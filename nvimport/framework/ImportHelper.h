@@ -56,6 +56,9 @@ class NVIMPORT_API ImportHelper {
   int GetNumRows() const { return rows_; }
   int GetNumCols() const { return columns_; }
 
+  // Whether the last file that was read whole had no cell to deliver but empty texts.
+  bool DeliveredNothing() const { return delivered_nothing_; }
+
   // The status that the reader or writer of the last file ended in; 0 also where none was asked.
   int GetStatus() const { return status_; }
 
@@ -105,6 +108,7 @@ class NVIMPORT_API ImportHelper {
   int rows_ = -1;
   int columns_ = -1;
   int status_ = 0;
+  bool delivered_nothing_ = false;
 };
 
 }  // namespace nvimport

@@ -28,11 +28,19 @@ constexpr Range kNoWidth[] = {
     {0x2060, 0x2064}, {0x20d0, 0x20f0}, {0x3099, 0x309a}, {0xfe00, 0xfe0f}, {0xfe20, 0xfe2f},
     {0xfeff, 0xfeff}};
 // What turns round the text behind it, or breaks the line.
-constexpr Range kTurning[] = {{0x2028, 0x2029}, {0x202a, 0x202e}, {0x2066, 0x2069}};
+constexpr Range kTurning[] = {
+    {0x061c, 0x061c}, {0x200e, 0x200f}, {0x2028, 0x2029}, {0x202a, 0x202e}, {0x2066, 0x2069}};
 
 template <std::size_t kCount>
 bool IsIn(const Range (&ranges)[kCount], char32_t c) {
   return std::ranges::any_of(ranges, [c](Range r) { return c >= r.first && c <= r.last; });
+}
+
+bool IsControl(char32_t c) { return c < 0x20 || (c >= 0x7f && c <= 0x9f); }
+
+void AppendHex(std::string& text, char32_t c, int digits) {
+  for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4)
+    text += "0123456789abcdef"[c >> shift & 0xf];
 }
 
 std::size_t CharacterWidth(char32_t c) { return IsIn(kNoWidth, c) ? 0 : IsIn(kWide, c) ? 2 : 1; }
@@ -102,24 +110,33 @@ TextEncoder::TextEncoder(const std::string& encoding)
                                    : std::make_shared<const Conversion>(encoding, "UTF-8")) {}
 
 std::string EscapeControls(std::string_view utf8) {
-  constexpr char kHex[] = "0123456789abcdef";
   std::string shown;
   while (!utf8.empty()) {
     const char* start = utf8.data();
     const char32_t c = TakeCharacter(utf8);
-    if (IsIn(kTurning, c)) {
-      shown += "\\u20";
-      shown += kHex[c >> 4 & 0xf];
-      shown += kHex[c & 0xf];
-    } else if (c >= 0x20 && (c < 0x7f || c > 0x9f)) {
+    if (IsIn(kTurning, c))
+      AppendHex(shown += "\\u", c, 4);
+    else if (IsControl(c))
+      AppendHex(shown += "\\x", c, 2);
+    else
       shown.append(start, utf8.data());
-    } else {
-      shown += "\\x";
-      shown += kHex[c >> 4];
-      shown += kHex[c & 0xf];
-    }
   }
   return shown;
+}
+
+std::string EscapeInJson(std::string json) {
+  // The first byte of each character that is escaped.
+  if (json.find_first_of("\x7f\xc2\xd8\xe2") == std::string::npos) return json;
+  std::string escaped;
+  for (std::string_view rest = json; !rest.empty();) {
+    const char* start = rest.data();
+    const char32_t c = TakeCharacter(rest);
+    if (IsIn(kTurning, c) || (c >= 0x7f && IsControl(c)))
+      AppendHex(escaped += "\\u", c, 4);
+    else
+      escaped.append(start, rest.data());
+  }
+  return escaped;
 }
 
 std::string OneLine(std::string_view bytes) {

@@ -69,6 +69,10 @@ class NVIMPORT_API TextEncoder {
 // so that a terminal shows it and does nothing else.
 NVIMPORT_API std::string EscapeControls(std::string_view utf8);
 
+// `json` in UTF-8 with what JSON lets stand but a terminal acts on escaped, so that its texts are
+// the same: DEL, the controls above it, and what turns round the text behind it.
+NVIMPORT_API std::string EscapeInJson(std::string json);
+
 // A message of the library in one line of UTF-8 without control characters.
 NVIMPORT_API std::string OneLine(std::string_view bytes);
 

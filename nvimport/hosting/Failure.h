@@ -18,6 +18,7 @@ struct Failure {
     kFormatUnknown,  // the file has no format, or not one alone
     kChoice,         // a question found no answer
     kStopped,        // by the user or the host
+    kMissing,        // the file is not there
   };
 
   Kind kind = kFailed;   // how it came about
@@ -45,6 +46,10 @@ struct HostWords {
   const char* other_format = "it can be read as another format";
   // The way to a format all the same.
   const char* any_format = "it can be read as a given format all the same";
+  // The way to cells that the format leaves out by old rules, for where there is one.
+  const char* all_cells = "NvImport Complete reads it without the old rules that leave cells out";
+  // The same to files that old rules refuse.
+  const char* complete = "NvImport Complete may read it";
   // The way to choose one.
   const char* choose_format = "no format was chosen";
   // The same, before their names.

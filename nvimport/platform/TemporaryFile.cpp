@@ -13,13 +13,17 @@ TemporaryFile::TemporaryFile() {
   std::error_code none;
   const std::filesystem::path folder = std::filesystem::temp_directory_path(none);
   if (none) return;
-  std::string name = (folder / "tmpXXXXXX").string();
-  descriptor_ = ::mkostemp(name.data(), O_CLOEXEC);
-  if (descriptor_ >= 0) path_ = name;
+  descriptor_ = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  if (descriptor_ < 0) {
+    // A file system that can't do without a name.
+    std::string name = (folder / "tmpXXXXXX").string();
+    descriptor_ = ::mkostemp(name.data(), O_CLOEXEC);
+    if (descriptor_ >= 0) ::unlink(name.c_str());
+  }
+  if (descriptor_ >= 0) path_ = "/proc/self/fd/" + std::to_string(descriptor_);
 }
 
 TemporaryFile::~TemporaryFile() {
-  Remove();
   if (descriptor_ >= 0) ::close(descriptor_);
 }
 
@@ -42,11 +46,6 @@ bool TemporaryFile::Read(std::uint64_t position, std::span<char> into) const {
     position += static_cast<std::uint64_t>(got);
   }
   return true;
-}
-
-void TemporaryFile::Remove() {
-  if (!path_.empty()) ::unlink(path_.c_str());
-  path_.clear();
 }
 
 }  // namespace nvimport

@@ -6,8 +6,8 @@
 
 namespace nvimport {
 
-// A new file in the folder for temporary files, under a name that nobody can foresee and open to
-// nobody else. It goes with this object, or before.
+// A new file in the folder for temporary files, open to nobody else. It has no name there from the
+// start, so that nothing stays behind however the process ends.
 class TemporaryFile {
  public:
   TemporaryFile();
@@ -15,7 +15,7 @@ class TemporaryFile {
   TemporaryFile& operator=(const TemporaryFile&) = delete;
   ~TemporaryFile();
 
-  // Empty when no file could be made.
+  // By which this process opens it; empty when no file could be made.
   const std::string& path() const { return path_; }
 
   // False when the bytes could not be written.
@@ -23,9 +23,6 @@ class TemporaryFile {
 
   // False when there are not as many bytes at `position`.
   bool Read(std::uint64_t position, std::span<char> into) const;
-
-  // Takes the name away; the bytes stay until the object goes.
-  void Remove();
 
  private:
   std::string path_;

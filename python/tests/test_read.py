@@ -91,7 +91,7 @@ def test_a_far_cell_costs_no_memory():
 @pytest.mark.parametrize(
     "path, arguments, kind, code, text",
     [
-        ("none.txt", {}, nvimport.Error, 0, "The file could not be opened."),
+        ("none.txt", {}, nvimport.Error, 0, "The file is not there."),
         (b"\0\1\2", {}, nvimport.ChoiceNeeded, 0, "The format is not certain."),
         ("barley.spc", {"format": "zork"}, nvimport.ArgumentError, 0, "There is no format"),
         ("barley.spc", {"range": "x"}, nvimport.ArgumentError, 0, "is no range"),

@@ -32,8 +32,8 @@ TEST(Import, TellsEveryFailureWithItsDetail) {
       {"no file", {{}}, Failure::kArgument, "There is no file to read.", "", 0},
       {"not there",
        {{folder.path() + "/none.txt"}},
-       Failure::kFailed,
-       "The file could not be opened.",
+       Failure::kMissing,
+       "The file is not there.",
        nullptr,  // the system's words are those of the user's language
        0},
       {"a folder",

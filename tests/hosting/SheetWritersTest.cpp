@@ -38,8 +38,8 @@ TEST(SheetWriters, EachKindOfCell) {
             "\"trailed \",\n\x01\x1f,\né,\n1.50,\n12345678901234567890,\n"
             "0.1,\n16777216,\n-0,\ninf,\nnan,\n,\n");
   EXPECT_EQ(Written(SheetFormat::kTsv, sheet),
-            "plain\t\n\t\na,b\t\n\"q\"\t\ntwo\\nlines\\r\t\n\\t\\\t\n led\t\n"
-            "trailed \t\n\x01\x1f\t\né\t\n1.50\t\n12345678901234567890\t\n"
+            "plain\t\n\t\na,b\t\n\"\"\"q\"\"\"\t\n\"two\nlines\r\"\t\n\"\t\\\"\t\n\" led\"\t\n"
+            "\"trailed \"\t\n\x01\x1f\t\né\t\n1.50\t\n12345678901234567890\t\n"
             "0.1\t\n16777216\t\n-0\t\ninf\t\nnan\t\n\t\n");
   EXPECT_EQ(Written(SheetFormat::kJsonLines, sheet),
             R"(["plain",null]
@@ -82,7 +82,7 @@ TEST(SheetWriters, AnEmptyRowOfOneColumnStaysARow) {
   sheet.SetDataSize(1, 2);
   sheet.Set(1, 2, "");
   EXPECT_EQ(Written(SheetFormat::kCsv, sheet), "\"\"\n\"\"\n");
-  EXPECT_EQ(Written(SheetFormat::kTsv, sheet), "\n\n");
+  EXPECT_EQ(Written(SheetFormat::kTsv, sheet), "\"\"\n\"\"\n");
 }
 
 TEST(SheetWriters, EscapesBeforeItEncodes) {
@@ -95,15 +95,17 @@ TEST(SheetWriters, EscapesBeforeItEncodes) {
 
 TEST(SheetWriters, GuardsFormulasOnRequest) {
   MemorySheet sheet;
-  sheet.SetDataSize(14, 1);
+  sheet.SetDataSize(20, 1);
   int column = 0;
-  for (const char* text : {"=1+1", "+cmd", "-2+3", "@SUM(A1)", "\t=x", " =x", "\r\n=x", "＝x",
-                           "-1.5", "+1,5e3", "a=b", "-"})
+  for (const char* text :
+       {"=1+1", "+cmd", "-2+3", "@SUM(A1)", "\t=x", " =x", "\r\n=x", "＝x", "-1.5", "+1,5e3", "a=b",
+        "-", "\ufeff=x", "\"=x\"", "x;=y", "x\n@y;-1", "\u200b=x", "1;-5"})
     sheet.Set(++column, 1, text);
   sheet.Set(++column, 1, -7.0F);
-  EXPECT_EQ(Written(SheetFormat::kTsv, sheet, {}, true),
-            "'=1+1\t'+cmd\t'-2+3\t'@SUM(A1)\t'\\t=x\t' =x\t'\\r\\n=x\t'＝x\t-1.5\t+1,5e3\ta=b\t"
-            "'-\t-7\t\n");
+  EXPECT_EQ(
+      Written(SheetFormat::kTsv, sheet, {}, true),
+      "'=1+1\t'+cmd\t'-2+3\t'@SUM(A1)\t\"'\t=x\"\t' =x\t\"'\r\n'=x\"\t'＝x\t-1.5\t+1,5e3\ta=b\t"
+      "'-\t'\ufeff=x\t\"'\"\"=x\"\"\"\tx;'=y\t\"x\n'@y;-1\"\t'\u200b=x\t1;-5\t-7\t\n");
   EXPECT_EQ(Written(SheetFormat::kCsv, sheet, {}, true).substr(0, 10), "'=1+1,'+cm");
   EXPECT_EQ(Written(SheetFormat::kCsv, sheet).substr(0, 9), "=1+1,+cmd");
   EXPECT_EQ(Written(SheetFormat::kJsonLines, sheet, {}, true).substr(0, 7), "[\"=1+1\"");

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/SprFileFactory.h"
 
 namespace nvimport {
 
@@ -33,13 +33,23 @@ std::vector<std::string> Split(const std::string& text, char separator) {
 std::vector<std::string> FormatNames(bool for_writing) {
   std::vector<std::string> names;
   if (for_writing) names = {"csv", "tsv", "jsonl"};
-  for (const KnownFormat& format : BuiltInFormats())
-    if (for_writing ? format.info->can_write : format.info->can_read)
-      names.emplace_back(format.info->name);
+  for (const int format : FormatsWith(/*writer=*/for_writing))
+    names.emplace_back(SprFileFactory::GetFormat(format)->name);
   return names;
 }
 
 }  // namespace
+
+std::vector<int> FormatsWith(bool writer) {
+  std::vector<int> formats;
+  for (int format = 1; format <= SprFileFactory::GetNumberOfFormats(); ++format) {
+    const FormatDescription& description = *SprFileFactory::GetFormat(format);
+    if (writer ? description.can_write && description.has_writer
+               : description.can_read && description.has_reader)
+      formats.push_back(format);
+  }
+  return formats;
+}
 
 CommandPage PageOf(const CLI::App& command) {
   CommandPage page{command.get_name(), command.get_description(), command.get_footer(), {}, {}};

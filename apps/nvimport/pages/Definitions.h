@@ -28,6 +28,9 @@ struct CommandPage {
 CommandPage PageOf(const CLI::App& command);
 std::vector<CommandPage> CommandPages(const CLI::App& app);
 
+// The built-in formats that have a reader or a writer, by their positions in the list.
+std::vector<int> FormatsWith(bool writer);
+
 // What can stand for a value.
 struct Values {
   enum Kind { kUnknown, kFiles, kFolders, kWords };

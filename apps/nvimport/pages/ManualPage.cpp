@@ -4,6 +4,7 @@
 #include "apps/nvimport/CommandLine.h"
 #include "apps/nvimport/pages/Definitions.h"
 #include "nvimport/framework/FormatDetection.h"
+#include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/Version.h"
 
 namespace nvimport {
@@ -92,12 +93,13 @@ std::string Options(const std::vector<CommandPage>& commands) {
 
 std::string Formats() {
   std::string text;
-  for (const KnownFormat& format : BuiltInFormats()) {
+  for (const int index : FormatsWith(/*writer=*/false)) {
+    const FormatDescription& format = *SprFileFactory::GetFormat(index);
     std::string says;
-    for (const std::string& extension : Extensions(*format.info))
+    for (const std::string& extension : Extensions(format))
       says += (says.empty() ? "" : ", ") + Plain(extension);
-    says += format.info->can_write ? "; read and written." : "; read.";
-    text += Entry(Bold(format.info->name), "Files named " + says);
+    says += format.can_write && format.has_writer ? "; read and written." : "; read.";
+    text += Entry(Bold(format.name), "Files named " + says);
   }
   return text;
 }
@@ -135,7 +137,8 @@ std::string ManualPage(const CLI::App& app) {
          Italic("OPTION") + "]... [" + Italic("FILE") + "]...\n" + Section("DESCRIPTION") +
          Plain(does) + "\n" + Section("COMMANDS") + Commands(commands) + Section("OPTIONS") +
          Options(commands) + Section("FORMATS") + Formats() + Section("EXIT STATUS") +
-         Entries(kExitCodes) + "Of several files the gravest counts: 1 before 3 before 4.\n" +
+         Entries(kExitCodes) +
+         "Of several files the gravest counts: 1 before 5 before 3 before 4.\n" +
          Section("ENVIRONMENT") + Entries(kEnvironment) + Section("EXAMPLES") + Examples();
 }
 

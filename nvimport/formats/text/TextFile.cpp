@@ -261,16 +261,23 @@ int TextFile::Write(WriteSpreadSheetData* source) {
   const int columns = source->GetNumberOfColumns();
   // Kept: only the first character separates, however long the delimiter is.
   const std::string separator = delimiter_.substr(0, 1);
+  const std::string breaking = separator + "\r\n";
+  std::size_t broken = 0;
   FloatText number;
   for (int r = 1; r <= rows; ++r) {
     for (int c = 1; c <= columns; ++c) {
       if (c > 1) output_.Write(separator);
-      output_.Write(CellText(*source, c, r, number));
+      const std::string_view text = CellText(*source, c, r, number);
+      broken += text.find_first_of(breaking) != std::string_view::npos ? 1 : 0;
+      output_.Write(text);
     }
     output_.Write("\n");
     if (output_.failed()) break;
   }
   output_.Flush();
+  Log::WriteCount("TextFile", broken,
+                  "cell holds the delimiter or a line break and reads back as several",
+                  "cells hold the delimiter or a line break and read back as several");
   return kGood;
 }
 

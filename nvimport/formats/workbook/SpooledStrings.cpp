@@ -27,7 +27,6 @@ bool Spool::Write(std::span<const char> bytes) {
 // Under its name the file is wanted no longer than until it is there.
 bool Spool::Flush() {
   const bool is_there = size_ > unwritten_.size() || !file_.path().empty();
-  file_.Remove();
   const bool is_written = is_there && file_.Write(unwritten_);
   unwritten_.clear();
   return is_written;

@@ -72,7 +72,6 @@ int TivonFile::OpenWorksheet(const char* path, NvImportOpenOptions* options) {
 
 void TivonFile::Close() {
   TextFile::Close();
-  if (copy_) copy_->Remove();
   copy_.reset();
 }
 

@@ -11,7 +11,7 @@ namespace nvimport {
 class TemporaryFile;
 
 // Reads TIVON worksheets: a TAB-separated text, as a file of its own or as the first ".dat" stream
-// of a compound file. Such a stream is copied into a temporary file, which Close removes.
+// of a compound file. Such a stream is copied into a temporary file, which goes with Close.
 class NVIMPORT_API TivonFile : public TextFile {
  public:
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;

@@ -1,5 +1,7 @@
 #include "nvimport/hosting/batch/BatchReport.h"
 
+#include "nvimport/hosting/CellText.h"
+
 namespace nvimport {
 
 std::optional<Failure> BatchReport::Begin(std::string_view head) {
@@ -12,7 +14,7 @@ std::optional<Failure> BatchReport::Begin(std::string_view head) {
 void BatchReport::Add(std::string_view entry) {
   Write(is_first_ ? "\n  " : ",\n  ");
   is_first_ = false;
-  Write(entry);
+  Write(EscapeInJson(std::string(entry)));
 }
 
 // The failures of the outputs, which are written meanwhile, are kept in the same place.

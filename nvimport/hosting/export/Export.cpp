@@ -11,6 +11,7 @@
 #include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/hosting/import/Answers.h"
 #include "nvimport/hosting/import/Formats.h"
+#include "nvimport/platform/Log.h"
 #include "nvimport/platform/OutputFile.h"
 #include "nvimport/platform/Paths.h"
 #include "nvimport/platform/Progress.h"
@@ -58,12 +59,16 @@ std::optional<Failure> WriteRegistered(const ExportRequest& request, const std::
                                        const OutputTarget& target, SpreadsheetData& sheet) {
   AnsweringDialogs dialogs;
   Dialogs* const before = Dialogs::Install(&dialogs);
+  Log::Sink log = Log::Install([&](const LogEntry& entry) {
+    if (entry.operation == "Note" && request.note) request.note(OneLine(entry.text));
+  });
   ImportHelper driver;
   bool done = false;
   const std::string thrown = Thrown([&] {
     done = driver.WriteSpreadsheetFile(path.c_str(), request.format.registered, &sheet, nullptr,
                                        nullptr);
   });
+  Log::Install(std::move(log));
   Dialogs::Install(before);
   if (done) return std::nullopt;
   if (driver.GetStatus() == 0 && !dialogs.detail().empty()) return target.Because(dialogs.detail());
@@ -88,7 +93,7 @@ std::optional<OutputFormat> FindOutputFormat(const std::string& name) {
     if (EqualIgnoringCase(extension, name) || EqualIgnoringCase(extension, "." + name))
       return OutputFormat{format, 0, extension};
   const int format = FindFormat(name, /*for_writing=*/true);
-  if (format == 0 || !FormatAt(format).can_write) return std::nullopt;
+  if (format == 0 || !HasWriter(format)) return std::nullopt;
   return Registered(format);
 }
 
@@ -119,8 +124,14 @@ std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& requ
   if (request.format.own) {
     OutputFile stream;
     if (auto failure = target.Begin(stream)) return failure;
-    WriteSheet(*request.format.own, sheet, request.conversion, stream, told);
+    const std::size_t quoted =
+        WriteSheet(*request.format.own, sheet, request.conversion, stream, told);
     stream.Close();
+    if (quoted > 0 && request.note)
+      request.note(std::to_string(quoted) +
+                   (quoted == 1 ? " cell with a TAB or a line break stands"
+                                : " cells with a TAB or a line break stand") +
+                   " in quotes, which not every program reads as such");
     const auto rows = static_cast<std::uint64_t>(sheet.GetNumberOfRows());
     if (!told.Advance(rows, rows)) return cancelled();
   } else {

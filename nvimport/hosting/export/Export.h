@@ -35,7 +35,8 @@ struct ExportRequest {
   bool replaces = false;        // a file that is there
   bool is_sparse = false;       // however few cells stand among however many delimiters
   std::function<bool(std::uint64_t row, std::uint64_t rows)> progress{};  // false stops
-  HostWords words{};  // how failures call the ways out of them
+  std::function<void(const std::string& note)> note{};  // told of cells that may not read back
+  HostWords words{};                                    // how failures call the ways out of them
 };
 
 // Writes the whole sheet. A file is there only when it is whole; what was there before stays when

@@ -35,7 +35,11 @@ std::string FolderOf(const std::string& path) {
 }  // namespace
 
 OutputTarget::OutputTarget(std::string path, bool force, HostWords words)
-    : path_(std::move(path)), force_(force), words_(std::move(words)) {}
+    : path_(std::move(path)), force_(force), words_(std::move(words)) {
+  // By its other names it would look like the file that it goes into.
+  for (const char* name : {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"})
+    if (path_ == name) path_ = "-";
+}
 
 OutputTarget::~OutputTarget() = default;
 

@@ -76,33 +76,72 @@ void WriteEscaped(Stream& out, std::string_view text, const CharacterSet& set, E
   }
 }
 
-// Whether a spreadsheet that opens a CSV or TSV file would take the text for a formula.
-bool IsFormula(std::string_view text) {
+// `text` without what a spreadsheet passes over before a formula: blanks, controls, quotes, marks.
+std::string_view WithoutLead(std::string_view text) {
+  // No-break and zero-width spaces, the word joiner, the byte order mark.
+  constexpr std::string_view kUnseen[] = {"\u00a0", "\u200b", "\u200c",
+                                          "\u200d", "\u2060", "\ufeff"};
+  while (!text.empty()) {
+    const auto* const unseen =
+        std::ranges::find_if(kUnseen, [&](auto mark) { return text.starts_with(mark); });
+    if (unseen != std::end(kUnseen))
+      text.remove_prefix(unseen->size());
+    else if (text[0] == '"' || static_cast<unsigned char>(text[0]) <= ' ')
+      text.remove_prefix(1);
+    else
+      break;
+  }
+  return text;
+}
+
+// Whether a spreadsheet would take a field for a formula.
+bool IsFormula(std::string_view field) {
   // The signs that begin one, in their full width too.
   constexpr std::string_view kSigns[] = {"=", "+", "-", "@", "＝", "＋", "－", "＠"};
-  const std::string_view shown =
-      text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+  const std::string_view shown = WithoutLead(field);
   return std::ranges::any_of(kSigns, [&](auto sign) { return shown.starts_with(sign); }) &&
-         !ParseNumber(text) && !ParseNumber(text, ',');
+         !ParseNumber(shown) && !ParseNumber(shown, ',');
+}
+
+// `text` with an apostrophe before each part that a spreadsheet would take for a formula: the
+// whole, and what follows a character that separates fields or rows in a spreadsheet of other
+// settings, for which quotes within its fields hold nothing together. `text` itself where it has
+// none.
+std::string_view Guarded(std::string_view text, char delimiter, std::string& guarded) {
+  std::string separators = ",;\t|\r\n";
+  std::erase(separators, delimiter);
+  guarded.clear();
+  std::size_t done = 0;
+  for (std::size_t begin = 0; begin <= text.size();) {
+    const std::size_t end = std::min(text.find_first_of(separators, begin), text.size());
+    if (IsFormula(begin == 0 ? text : text.substr(begin, end - begin))) {
+      guarded.append(text, done, begin - done).append("'");
+      done = begin;
+    }
+    begin = end + 1;
+  }
+  return done == 0 && guarded.empty() ? text : guarded.append(text, done);
 }
 
 // Each format's IsPlain: whether a text of the sheet is written as it stands in every encoding, as
 // most are. It may say no of others that are.
 
-// RFC 4180, with lines that end in LF.
-struct Csv {
+// RFC 4180, with lines that end in LF, and the same with TABs, as spreadsheets write it.
+template <char kDelimiter>
+struct Delimited {
+  static constexpr char kSpecial[] = {kDelimiter, '"', '\r', '\n', ' ', '\0'};
   static constexpr std::string_view kRowStart = "";
-  static constexpr std::string_view kSeparator = ",";
+  static constexpr std::string_view kSeparator = {kSpecial, 1};
   static constexpr std::string_view kRowEnd = "\n";
   // A line without anything is no row to many a program.
   static constexpr std::string_view kLoneEmpty = "\"\"";
   static bool IsPlain(std::string_view text) {
-    static constexpr CharacterSet kOther = SetOf(",\"\r\n ", Besides::kNotAscii);
+    static constexpr CharacterSet kOther = SetOf(kSpecial, Besides::kNotAscii);
     return !Holds(text, kOther);
   }
 
   static void Text(auto& out, std::string_view text) {
-    static constexpr CharacterSet kQuoted = SetOf(",\"\r\n");
+    static constexpr CharacterSet kQuoted = SetOf({kSpecial, 4});
     static constexpr CharacterSet kQuote = SetOf("\"");
     if (text.empty()) return;
     if (text.front() != ' ' && text.back() != ' ' && !Holds(text, kQuoted)) return out.Write(text);
@@ -113,26 +152,8 @@ struct Csv {
   static void Number(auto& out, std::string_view text, float) { out.Write(text); }
   static void Missing(auto&) {}
 };
-
-struct Tsv {
-  static constexpr std::string_view kRowStart = "";
-  static constexpr std::string_view kSeparator = "\t";
-  static constexpr std::string_view kRowEnd = "\n";
-  static constexpr std::string_view kLoneEmpty = "";
-  static bool IsPlain(std::string_view text) {
-    static constexpr CharacterSet kOther = SetOf("\t\n\r", Besides::kNotAscii);
-    return !Holds(text, kOther);
-  }
-
-  static void Text(auto& out, std::string_view text) {
-    static constexpr CharacterSet kEscaped = SetOf("\t\n\r");
-    WriteEscaped(out, text, kEscaped, [](char c) -> std::string_view {
-      return c == '\t' ? "\\t" : c == '\n' ? "\\n" : "\\r";
-    });
-  }
-  static void Number(auto& out, std::string_view text, float) { out.Write(text); }
-  static void Missing(auto&) {}
-};
+using Csv = Delimited<','>;
+using Tsv = Delimited<'\t'>;
 
 // True when `text` is a number in JSON's own grammar.
 bool IsJsonNumber(std::string_view text) {
@@ -164,8 +185,14 @@ struct JsonLines {
   static bool IsPlain(std::string_view) { return false; }
 
   static void Text(auto& out, std::string_view text) {
-    static constexpr CharacterSet kEscaped = SetOf("\"\\", Besides::kControls);
     if (IsJsonNumber(text)) return out.Write(text);
+    if (IsAscii(text)) return String(out, text);
+    StringStream string;
+    String(string, text);
+    out.Write(EscapeInJson(string.Take()));
+  }
+  static void String(auto& out, std::string_view text) {
+    static constexpr CharacterSet kEscaped = SetOf("\"\\\x7f", Besides::kControls);
     out.Write("\"");
     std::array<char, 6> control = {'\\', 'u', '0', '0', '0', '0'};
     WriteEscaped(out, text, kEscaped, [&](char c) -> std::string_view {
@@ -208,17 +235,18 @@ void WriteCell(Stream& out, const MemoryCell& cell, auto&& decode) {
 }
 
 template <typename Format>
-void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConversion& conversion,
-               OutputFile& file, Progress& progress) {
+std::size_t WriteRows(const MemorySheet& sheet, int columns, int rows,
+                      const TextConversion& conversion, OutputFile& file, Progress& progress) {
   EncodedStream out(file, conversion.encoder);
   std::string decoded;
   std::string guarded;
   const bool guards = conversion.guards_formulas && !std::is_same_v<Format, JsonLines>;
   const auto decode = [&](std::string_view text) {
     text = conversion.decoder.Decode(text, decoded);
-    if (!guards || !IsFormula(text)) return text;
-    return std::string_view(guarded.assign("'").append(text));
+    return guards ? Guarded(text, Format::kSeparator[0], guarded) : text;
   };
+  static constexpr CharacterSet kBreaking = SetOf("\t\r\n");
+  std::size_t broken = 0;
   std::array<MemoryCell, kCellsAtOnce> cells;
   for (int row = 1; row <= rows; ++row) {
     out.Write(Format::kRowStart);
@@ -237,13 +265,16 @@ void WriteRows(const MemorySheet& sheet, int columns, int rows, const TextConver
         file.Write(cell.text);
       else
         WriteCell<Format>(out, cell, decode);
+      if constexpr (std::is_same_v<Format, Tsv>)
+        broken += cell.kind == CellKind::kText && Holds(cell.text, kBreaking) ? 1 : 0;
     }
     out.Write(Format::kRowEnd);
-    if (file.failed()) return;
+    if (file.failed()) break;
     if (row % kRowsPerReport == 0 &&
         !progress.Advance(static_cast<std::uint64_t>(row), static_cast<std::uint64_t>(rows)))
-      return;
+      break;
   }
+  return broken;
 }
 
 }  // namespace
@@ -253,8 +284,8 @@ std::uint64_t BytesPerCell(SheetFormat format) {
   return format == SheetFormat::kJsonLines ? kMissingInJson.size() : 1;
 }
 
-void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& conversion,
-                OutputFile& out, Progress& progress) {
+std::size_t WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& conversion,
+                       OutputFile& out, Progress& progress) {
   const int columns = sheet.GetNumberOfColumns();
   const int rows = sheet.GetNumberOfRows();
   switch (format) {
@@ -265,6 +296,7 @@ void WriteSheet(SheetFormat format, MemorySheet& sheet, const TextConversion& co
     case SheetFormat::kJsonLines:
       return WriteRows<JsonLines>(sheet, columns, rows, conversion, out, progress);
   }
+  return 0;
 }
 
 std::string JsonCell(const MemoryCell& cell, const TextDecoder& decoder) {

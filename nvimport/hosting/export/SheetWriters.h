@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -27,9 +28,11 @@ struct TextConversion {
 NVIMPORT_API std::uint64_t BytesPerCell(SheetFormat format);
 
 // Writes all rows, each as wide as the sheet, until `progress` stops it or a write fails. Failures
-// stay with the stream.
-NVIMPORT_API void WriteSheet(SheetFormat format, MemorySheet& sheet,
-                             const TextConversion& conversion, OutputFile& out, Progress& progress);
+// stay with the stream. Returns how many cells of TSV stand in quotes since they hold a TAB or a
+// line break.
+NVIMPORT_API std::size_t WriteSheet(SheetFormat format, MemorySheet& sheet,
+                                    const TextConversion& conversion, OutputFile& out,
+                                    Progress& progress);
 
 // One cell as a JSON value in UTF-8.
 NVIMPORT_API std::string JsonCell(const MemoryCell& cell, const TextDecoder& decoder);

@@ -76,12 +76,11 @@ std::optional<std::size_t> AnsweringDialogs::SelectFileType(const FileTypeQuesti
   }
   file_types_.clear();
   for (const std::string& name : open.names) file_types_.push_back(Shown(name));
-  std::optional<std::size_t> chosen = choose_format ? choose_format(open.names) : std::nullopt;
-  const bool is_asked = !chosen && asked_ != nullptr;
-  if (is_asked) chosen = asked_->SelectFileType(open);
+  if (asked_ == nullptr) return std::nullopt;
+  const std::optional<std::size_t> chosen = asked_->SelectFileType(open);
   if (!chosen || *chosen >= positions.size()) return std::nullopt;
   const std::string& name = file_types_[*chosen];
-  if (is_asked) Answered({"format", Source::kChosen, name, name, false, std::nullopt, file_types_});
+  Answered({"format", Source::kChosen, name, name, false, std::nullopt, file_types_});
   return positions[*chosen];
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -73,10 +72,6 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   void ShowDetails(const DetailMessage& message) override;
   std::unique_ptr<Progress> OpenProgress(const ProgressWindow& window) override;
   void ShowWaitCursor(bool on) override;
-
-  // Chooses among formats that have a reader and are equally likely, none where that can't be told;
-  // before anybody is asked.
-  std::function<std::optional<std::size_t>(const std::vector<std::string>& names)> choose_format;
 
   // What was asked, in order.
   const std::vector<AnsweredQuestion>& answered() const { return answered_; }

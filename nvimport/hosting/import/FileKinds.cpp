@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cctype>
+#include <cmath>
+#include <cstdint>
 #include <string_view>
 
+#include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/CompoundFile.h"
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/Paths.h"
@@ -25,6 +29,20 @@ constexpr const char* kAnotherMaker =
 constexpr FileKind kEncrypted{"an encrypted Office package",
                               "open it with its password and save it without one"};
 constexpr FileKind kPlainText{"plain text", nullptr, "Text File"};
+constexpr FileKind kQuotedText{"text whose quotes hold fields together", nullptr, "CSV File"};
+constexpr FileKind kTabText{"TAB-separated text", nullptr, "CSV File", "", "delimiter=tab"};
+constexpr FileKind kBareTabText{"TAB-separated text", nullptr, "CSV File", "",
+                                "delimiter=tab;quote=none"};
+constexpr FileKind kUtf16{"text in UTF-16", nullptr, "CSV File"};
+constexpr FileKind kUnmarkedUtf16{"text in UTF-16 without a byte order mark",
+                                  "iconv -t UTF-8 -f UTF-16LE (or UTF-16BE) makes it readable"};
+constexpr FileKind kJcamp{"a JCAMP-DX file", nullptr, "JCAMP-DX File"};
+constexpr FileKind kSpc{"Galactic SPC spectra", nullptr, "GalacticSPC File"};
+constexpr FileKind kLotus{"a Lotus 1-2-3 worksheet", nullptr, "Lotus 1-2-3 File"};
+constexpr FileKind kExcel{"an Excel 97-2003 workbook (.xls)", nullptr, "Excel File"};
+constexpr FileKind kOldExcel{"an Excel worksheet before Excel 97", nullptr, "Excel File"};
+constexpr FileKind kTivon{"a TIVON file", nullptr, "TIVON File"};
+constexpr FileKind kDif{"a DIF worksheet", nullptr, "DIF File(OEM)"};
 constexpr FileKind kDisguisedText{"plain text under the name of another kind", nullptr, "",
                                   "Text File"};
 constexpr FileKind kOtherSpc{"another maker's \".spc\"", kAnotherMaker};
@@ -76,8 +94,16 @@ constexpr Signature kSignatures[] = {
     {"Spectral Data File"sv, {"another maker's infrared spectrum (.spa)", kAnotherMaker}},
     {"WDF1"sv, {"another maker's Raman spectra (.wdf)", kAnotherMaker}},
     {"PEPE"sv, {"another maker's spectrum (.sp)", kAnotherMaker}},
-    {"\xff\xfe"sv, {"text in UTF-16", nullptr, "CSV File"}},
-    {"\xfe\xff"sv, {"text in UTF-16", nullptr, "CSV File"}},
+    {"\xff\xfe\0\0"sv, {"text in UTF-32", "iconv -t UTF-8 -f UTF-32 makes it readable"}},
+    {"\0\0\xfe\xff"sv, {"text in UTF-32", "iconv -t UTF-8 -f UTF-32 makes it readable"}},
+    {"\0\0\2\0\4\4"sv, kLotus},
+    {"\0\0\2\0\5\4"sv, kLotus},
+    {"\0\0\2\0\6\4"sv, kLotus},
+    {"\x09\0\4\0"sv, kOldExcel},
+    {"\x09\2\6\0"sv, kOldExcel},
+    {"\x09\4\6\0"sv, kOldExcel},
+    {"TABLE\n0,1\n"sv, kDif},
+    {"TABLE\r\n0,1\r\n"sv, kDif},
     {"\x7f"
      "ELF"sv,
      {"a program", "it holds no data; check the name"}},
@@ -103,6 +129,9 @@ constexpr Member kInCompoundFile[] = {
     {"WordDocument", {"a Word document (.doc)", "save its table as CSV or plain text"}},
     {"PowerPoint Document", {"a presentation (.ppt)", kExport}},
     {"__properties_version1.0", {"a mail message (.msg)", "save what is attached to it"}},
+    // Last, since a document can hold a workbook.
+    {"Workbook", kExcel},
+    {"Book", kExcel},
 };
 
 constexpr Member kMarkup[] = {
@@ -113,8 +142,9 @@ constexpr Member kMarkup[] = {
     {"<?xml", {"an XML document", kExport}},
 };
 
+constexpr std::size_t kHead = 16384;
+
 std::optional<std::string> Head(const std::string& path) {
-  constexpr std::size_t kHead = 16384;
   std::string head(kHead, '\0');
   InputFile file(path.c_str());
   const std::ptrdiff_t got = file.is_open() ? file.Read(head) : -1;
@@ -130,24 +160,125 @@ std::optional<FileKind> FindMember(const Member (&members)[kCount], std::string_
   return std::nullopt;
 }
 
+bool HasExtension(const std::string& path, std::string_view extension) {
+  return EqualIgnoringCase(NvGetFileExtension(path), extension);
+}
+
 std::optional<FileKind> CompoundKind(const std::string& path) {
   CompoundFile file;
   if (!file.Open(path.c_str())) return std::nullopt;
-  for (const CompoundFile::Entry& entry : file.entries())
-    for (const Member& member : kInCompoundFile)
-      if (entry.name == member.name) return member.kind;
+  for (const Member& member : kInCompoundFile)
+    if (std::ranges::count(file.entries(), member.name, &CompoundFile::Entry::name) > 0)
+      return member.kind;
+  const auto is_worksheet = [](const CompoundFile::Entry& entry) {
+    return entry.kind == CompoundFile::Kind::kStream && HasExtension(entry.name, "dat");
+  };
+  if (std::ranges::any_of(file.entries(), is_worksheet)) return kTivon;
   return std::nullopt;
+}
+
+// The names in an archive stand once more at its end, together.
+std::string WithTail(const std::string& path, std::string head) {
+  constexpr std::uint64_t kTail = 256 * 1024;
+  InputFile file(path.c_str());
+  const std::uint64_t begin = std::max<std::uint64_t>(
+      head.size(), file.size() - std::min<std::uint64_t>(file.size(), kTail));
+  std::string tail(kTail, '\0');
+  const std::ptrdiff_t got = file.Seek(begin) ? file.Read(tail) : 0;
+  return head.append(tail, 0, static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0)));
+}
+
+std::string_view WithoutMark(std::string_view head) {
+  constexpr std::string_view kMark = "\xef\xbb\xbf";
+  if (head.starts_with(kMark)) head.remove_prefix(kMark.size());
+  return head;
+}
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  std::ranges::transform(lower, lower.begin(), [](unsigned char c) { return std::tolower(c); });
+  return lower;
 }
 
 // Markup begins with an angle bracket, perhaps behind a mark of its encoding and blanks.
 std::optional<FileKind> MarkupKind(std::string_view head) {
-  constexpr std::string_view kMark = "\xef\xbb\xbf";
-  if (head.starts_with(kMark)) head.remove_prefix(kMark.size());
+  head = WithoutMark(head);
   head.remove_prefix(std::min(head.find_first_not_of(" \t\r\n"), head.size()));
-  if (!head.starts_with('<')) return std::nullopt;
-  std::string lower(head);
-  std::ranges::transform(lower, lower.begin(), [](unsigned char c) { return std::tolower(c); });
-  return FindMember(kMarkup, lower);
+  return head.starts_with('<') ? FindMember(kMarkup, Lower(head)) : std::nullopt;
+}
+
+bool IsText(std::string_view head) {
+  return std::ranges::all_of(head, [](unsigned char c) {
+    return c >= 0x20 || c == '\t' || c == '\r' || c == '\n' || c == '\f';
+  });
+}
+
+// The labels that every file of the kind has, wherever they stand in its head.
+bool IsJcamp(std::string_view head) {
+  const std::string lower = Lower(WithoutMark(head));
+  return lower.find_first_not_of(" \t\r\n") == lower.find("##") &&
+         lower.find("##title") != std::string::npos && lower.find("##jcamp") != std::string::npos;
+}
+
+// What the main header of the usual version holds: its letter, the ends of x, how many spectra.
+bool IsSpc(std::string_view head) {
+  constexpr std::size_t kHeader = 512;
+  if (head.size() < kHeader || head[1] != 'K') return false;
+  const auto is_x = [&](std::size_t at) {
+    const auto x = Load<double>(head.data() + at, std::endian::little);
+    return std::isfinite(x) && std::abs(x) < 1e9 && (x == 0 || std::abs(x) > 1e-9);
+  };
+  const auto spectra = Load<std::int32_t>(head.data() + 24, std::endian::little);
+  return is_x(8) && is_x(16) && spectra >= 0 && spectra < 1 << 24;
+}
+
+// Texts in Latin letters have a zero byte beside nearly each of them.
+bool IsUnmarkedUtf16(std::string_view head) {
+  std::size_t zeros[2] = {};
+  for (std::size_t i = 0; i < head.size(); ++i) zeros[i % 2] += head[i] == '\0' ? 1 : 0;
+  const std::size_t half = head.size() / 2;
+  const std::size_t most = std::max(zeros[0], zeros[1]);
+  std::string letters(head);
+  std::erase(letters, '\0');
+  return half > 1 && std::min(zeros[0], zeros[1]) == 0 && most * 4 > half * 3 && IsText(letters);
+}
+
+// What quotes are in a text: nothing, what holds its fields together, or a sign like others.
+enum class Quotes { kNone, kHold, kBroken };
+
+// Quotes hold a field together if they stand at both its ends, between the same delimiter all over.
+Quotes QuotesIn(std::string_view head, bool is_cut, std::string_view delimiters) {
+  Quotes found = Quotes::kNone;
+  char delimiter = '\0';
+  const auto is_end = [&](char c) {
+    if (c == '\n' || c == '\r') return true;
+    if (delimiters.find(c) == std::string_view::npos) return false;
+    if (delimiter == '\0') delimiter = c;
+    return c == delimiter;
+  };
+  for (std::size_t i = 0; i < head.size(); ++i) {
+    if (head[i] != '"' || (i > 0 && !is_end(head[i - 1]))) continue;
+    do {
+      i = head.find('"', i + 1);
+      if (i == std::string_view::npos) return is_cut ? found : Quotes::kBroken;
+      ++i;
+    } while (i < head.size() && head[i] == '"');
+    if (i < head.size() && !is_end(head[i])) return Quotes::kBroken;
+    found = Quotes::kHold;
+  }
+  return found;
+}
+
+// Of text without more than that, which reader takes its lines apart as they were meant.
+FileKind TextKind(const std::string& path, std::string_view head, bool is_cut) {
+  head = WithoutMark(head);
+  const bool is_tab = HasExtension(path, "tsv") ||
+                      (HasExtension(path, "tab") && head.find('\t') != std::string_view::npos);
+  if (is_tab) return QuotesIn(head, is_cut, "\t") == Quotes::kBroken ? kBareTabText : kTabText;
+  const bool names_delimiter =
+      head.size() > 5 && head.starts_with("sep=") && (head[5] == '\n' || head[5] == '\r');
+  if (names_delimiter || QuotesIn(head, is_cut, ",;\t|") == Quotes::kHold) return kQuotedText;
+  return kPlainText;
 }
 
 // What programs like to call text.
@@ -155,12 +286,6 @@ bool HasBinaryName(const std::string& path) {
   constexpr const char* kExtensions[] = {"xls", "xlw", "xlsx", "spc", "mat", "nc", "wk1"};
   return std::ranges::any_of(kExtensions, [own = NvGetFileExtension(path)](const char* extension) {
     return EqualIgnoringCase(own, extension);
-  });
-}
-
-bool IsText(std::string_view head) {
-  return std::ranges::all_of(head, [](unsigned char c) {
-    return c >= 0x20 || c == '\t' || c == '\r' || c == '\n' || c == '\f';
   });
 }
 
@@ -182,13 +307,20 @@ std::optional<FileKind> RecogniseKind(const std::string& path) {
   for (const Signature& signature : kSignatures)
     if (head.substr(std::min(signature.at, head.size())).starts_with(signature.bytes))
       return signature.kind;
-  if (head.starts_with("PK\x03\x04")) return FindMember(kInZip, head);
+  if (head.starts_with("\xff\xfe") || head.starts_with("\xfe\xff"))
+    return HasExtension(path, "tsv") ? kTabText : kUtf16;
+  if (head.starts_with("PK\x03\x04")) return FindMember(kInZip, WithTail(path, *read));
   if (const auto kind = MarkupKind(head)) return kind;
-  const bool is_spc = EqualIgnoringCase(NvGetFileExtension(path), "spc");
+  const bool is_spc = HasExtension(path, "spc");
   if (CompoundFile::IsCompoundFile(path.c_str())) return is_spc ? kOtherSpc : CompoundKind(path);
   if (head.find_first_not_of('\0') == std::string_view::npos)
     return FileKind{"nothing but zero bytes", "copy it once more from where it came from"};
-  if (IsText(head)) return HasBinaryName(path) ? kDisguisedText : kPlainText;
+  if (IsText(head)) {
+    if (IsJcamp(head)) return kJcamp;
+    return HasBinaryName(path) ? kDisguisedText : TextKind(path, head, head.size() == kHead);
+  }
+  if (IsUnmarkedUtf16(head)) return kUnmarkedUtf16;
+  if (IsSpc(head)) return kSpc;
   // The versions that a Galactic file names in its second byte.
   if (is_spc && (head.size() < 2 || "KLM"sv.find(head[1]) == std::string_view::npos))
     return kOtherSpc;

@@ -14,6 +14,7 @@ struct FileKind {
   const char* advice;       // how its data can be had all the same; null where a format reads it
   const char* format = "";  // the one that it is of
   const char* reader = "";  // one that reads it all the same
+  const char* pairs = "";   // what the format can't tell by itself, as its options
 
   // How its data can be had, as the end of a sentence.
   NVIMPORT_API std::string Advice(const HostWords& words) const;

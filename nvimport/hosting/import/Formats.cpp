@@ -33,7 +33,7 @@ int FindFormat(const std::string& name, bool for_writing) {
     if (EqualIgnoringCase(FormatAt(format).name, name)) return format;
   for (int format = 1; format <= count; ++format) {
     const NvImportFormatInfo& info = FormatAt(format);
-    if (!(for_writing ? info.can_write : info.can_read)) continue;
+    if (!(for_writing ? HasWriter(format) : HasReader(format))) continue;
     if (HasExtension(info, name) || HasExtension(info, "." + name)) return format;
   }
   // A beginning that one name alone has.

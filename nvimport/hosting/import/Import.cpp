@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <string_view>
@@ -15,6 +16,7 @@
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/Thrown.h"
+#include "nvimport/hosting/import/Complete.h"
 #include "nvimport/hosting/import/Delimiters.h"
 #include "nvimport/hosting/import/FileKinds.h"
 #include "nvimport/hosting/import/Formats.h"
@@ -28,6 +30,17 @@ namespace nvimport {
 namespace {
 
 constexpr const char* kNotOpened = "The file could not be opened.";
+constexpr const char* kNotThere = "The file is not there.";
+
+// Where the words of a reader, which stay as they are, lead nobody anywhere.
+constexpr struct {
+  std::string_view format;
+  int status;
+} kNoWayOut[] = {
+    {"GalacticSPC File", 2563},  // the other order of bytes
+    {"GalacticSPC File", 2565},  // x values apart
+    {"GalacticSPC File", 2568},  // spectra with x values of their own
+};
 
 std::optional<Failure> CheckFile(const std::string& path, const HostWords& words) {
   const std::string shown = ShownName(path);
@@ -38,7 +51,13 @@ std::optional<Failure> CheckFile(const std::string& path, const HostWords& words
   };
   if (path.empty()) return because("a file needs a name", "");
   struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) return Failure::OfSystem(kNotOpened, shown, errno);
+  if (::stat(path.c_str(), &status) != 0) {
+    const int error = errno;
+    const bool is_missing = error == ENOENT || error == ENOTDIR;
+    Failure failure = Failure::OfSystem(is_missing ? kNotThere : kNotOpened, shown, error);
+    if (is_missing) failure.kind = Failure::kMissing;
+    return failure;
+  }
   if (S_ISDIR(status.st_mode)) {
     Failure failure = because("it is a folder", "name the files in it");
     failure.text = ImportHelper::kDirectoryText;
@@ -194,9 +213,6 @@ class Session {
         told_(request),
         dialogs_(request, told_) {
     driver_.SetVerboseMode(/*show_messages=*/true, /*log_messages=*/true);
-    dialogs_.choose_format = [this](const std::vector<std::string>& names) {
-      return ChooseByContent(files_.front(), names);
-    };
   }
 
   void Run(SpreadsheetData* sheet) {
@@ -231,16 +247,54 @@ class Session {
     format = request_.format;
     if (format > FormatCount() || format < 0)
       return Failure{Failure::kArgument, "There is no such format.", "", ""};
-    if (format != 0) {
-      if (files_.size() < 2) return std::nullopt;
-      if (!FormatAt(format).several_at_once)
-        return Refused(OneLine(ImportHelper::OneAtATimeText(FormatAt(format).name)));
-      auto sorted = request_.dialogs != nullptr ? request_.dialogs->OrderFiles({files_}) : files_;
-      if (!sorted) return Cancelled();
-      files_ = std::move(*sorted);
-      return std::nullopt;
-    }
+    if (format == 0) format = DetectedFormat();
+    if (told_.stopped()) return Cancelled();
+    if (format == 0) return AskedFormat();
+    if (files_.size() < 2) return std::nullopt;
+    if (!FormatAt(format).several_at_once)
+      return Refused(OneLine(ImportHelper::OneAtATimeText(FormatAt(format).name)));
+    auto sorted = request_.dialogs != nullptr ? request_.dialogs->OrderFiles({files_}) : files_;
+    if (!sorted) return Cancelled();
+    files_ = std::move(*sorted);
+    return std::nullopt;
+  }
+
+  // The format that the formats' own answers settle, or else the content of the file; 0 where that
+  // can't be told.
+  int DetectedFormat() {
+    const Detection detection = DetectFormat(files_.front());
+    if (detection.format > 0 && HasReader(detection.format)) return detection.format;
+    std::vector<int> open = detection.candidates;
+    std::erase_if(open, [](int format) { return !HasReader(format); });
+    if (open.size() == 1) return open.front();
+    const auto kind = RecogniseKind(files_.front());
+    const auto format_called = [](const char* name) {
+      const int format = *name != '\0' ? FindFormat(name, /*for_writing=*/false) : 0;
+      return format != 0 && HasReader(format) ? format : 0;
+    };
+    const int by_content = kind ? format_called(kind->format) : 0;
+    // One that has no reader says so.
+    if (by_content == 0) return std::max(detection.format, 0);
+    // Formats that are certain know more of the content.
+    const bool is_one_of_them = std::ranges::find(open, by_content) != open.end();
+    if (std::ranges::count(detection.answers, 2) > 1 && !is_one_of_them) return 0;
+    pairs_by_content_ = kind->pairs;
+    // What knows quotes knows no delimiter of several characters.
+    const GivenAnswers& given = request_.answers;
+    const bool is_split_otherwise =
+        given.ignore_consecutive ||
+        (given.text_import &&
+         (given.text_import->ignore_consecutive || given.text_import->delimiter.size() > 1));
+    const int text = format_called("Text File");
+    const bool may_be_text = std::ranges::find(open, text) != open.end();
+    return is_split_otherwise && may_be_text && HasOption(kind->format, "delimiter") ? text
+                                                                                     : by_content;
+  }
+
+  // The one that the host chooses among those that could be right.
+  std::optional<Failure> AskedFormat() {
     constexpr int kDetect = 1;
+    int& format = result_.format;
     int detected = kDetect;
     ReadErrors error = ReadErrors::kNone;
     const std::string path = FileSelection::Join(files_);
@@ -258,6 +312,10 @@ class Session {
   std::vector<unsigned char> GivenOptions(bool takes_delimiter) const {
     if (!request_.options.empty()) return request_.options;
     std::string pairs = request_.pairs;
+    const bool is_delimiter_given =
+        request_.answers.text_import || pairs.find("delimiter=") != std::string::npos;
+    if (takes_delimiter && !is_delimiter_given && *pairs_by_content_ != '\0')
+      pairs += (pairs.empty() ? "" : ";") + std::string(pairs_by_content_);
     if (const auto& given = request_.answers.text_import; takes_delimiter && given)
       pairs += (pairs.empty() ? "delimiter=" : ";delimiter=") + DelimiterValue(given->delimiter);
     if (pairs.empty()) return {};
@@ -292,6 +350,7 @@ class Session {
     if (!thrown.empty()) return Refused(OneLine(thrown));
     if (!done) return Refusal();
     if (takes_delimiter) TellDelimiter();
+    if (driver_.DeliveredNothing() && !result_.notes.empty()) return NothingDelivered();
     return std::nullopt;
   }
 
@@ -337,6 +396,22 @@ class Session {
     failure.detail = dialogs_.detail();
     failure.status = driver_.GetStatus();
     if (failure.status == kCancelled) failure.kind = Failure::kStopped;
+    for (const auto& none : kNoWayOut)
+      if (none.status == failure.status && none.format == FormatName(result_.format))
+        failure.advice = (CompleteWouldServe(result_.format)
+                              ? request_.words.complete
+                              : "the program that wrote it can export JCAMP-DX or text") +
+                         ("; " + failure.advice);
+    return failure;
+  }
+
+  // A sheet without a cell would look like a file without one.
+  Failure NothingDelivered() const {
+    Failure failure = Because("No cell of the file was delivered.");
+    for (const std::string& note : result_.notes)
+      failure.detail += (failure.detail.empty() ? "" : ", ") + note;
+    failure.advice =
+        CompleteWouldServe(result_.format) ? request_.words.all_cells : request_.words.other_format;
     return failure;
   }
 
@@ -378,6 +453,7 @@ class Session {
   const ImportRequest& request_;
   ImportResult& result_;
   std::vector<std::string> files_;
+  const char* pairs_by_content_ = "";  // options that go with a format that the content decided
   Told told_;
   ImportDialogs dialogs_;
   ImportHelper driver_;
@@ -408,16 +484,6 @@ std::optional<Failure> CheckFiles(const std::vector<std::string>& files, const H
 
 std::string FormatName(int format) {
   return format > 0 ? ToUtf8(FormatAt(format).name) : std::string();
-}
-
-std::optional<std::size_t> ChooseByContent(const std::string& path,
-                                           const std::vector<std::string>& names) {
-  if (names.size() == 1) return 0;
-  const auto kind = RecogniseKind(path);
-  if (!kind) return std::nullopt;
-  for (std::size_t i = 0; i < names.size(); ++i)
-    if (names[i] == kind->format) return i;
-  return std::nullopt;
 }
 
 ImportResult ImportFile(const ImportRequest& request, SpreadsheetData& sheet) {

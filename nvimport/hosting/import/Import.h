@@ -73,9 +73,4 @@ NVIMPORT_API std::optional<Failure> CheckFiles(const std::vector<std::string>& f
 // The name of the format that was taken, empty while it is not settled.
 NVIMPORT_API std::string FormatName(int format);
 
-// Which of the formats called `names`, all of which could be right, the file at `path` has by its
-// content; none where that can't be told.
-NVIMPORT_API std::optional<std::size_t> ChooseByContent(const std::string& path,
-                                                        const std::vector<std::string>& names);
-
 }  // namespace nvimport

@@ -181,7 +181,7 @@ class MainWindowTest : public QObject {
       QStringList files;
       const char* text;
     } kCases[] = {{{path}, "could not be"},
-                  {{folder_.filePath("none.txt")}, "The file could not be opened."},
+                  {{folder_.filePath("none.txt")}, "The file is not there."},
                   {{Sample("ovens.xls"), Sample("ovens.xls")}, "one at a time"}};
     for (const auto& c : kCases) {
       NextDialog next;

@@ -77,6 +77,7 @@ TEST(TivonFile, ReadsATextOrTheFirstWorksheetOfACompoundFile) {
   }
 }
 
+// Whatever ends the process meanwhile leaves nothing behind.
 TEST(TivonFile, KeepsItsCopyToItself) {
   const TempFile source(WriteCompoundFile({{"w.dat", "a"}}), "a.mip");
   const TemporaryFolder temporary;
@@ -84,12 +85,7 @@ TEST(TivonFile, KeepsItsCopyToItself) {
   EXPECT_EQ(file.Open(false, source.path(), nullptr), 3);
   file.Close();
   ASSERT_EQ(file.Open(true, source.path(), nullptr), 0);
-  ASSERT_EQ(temporary.Files(), 1);
-  const std::filesystem::path copy =
-      *std::filesystem::directory_iterator(std::filesystem::path(std::getenv("TMPDIR")));
-  EXPECT_TRUE(copy.filename().string().starts_with("tmp"));
-  EXPECT_EQ(std::filesystem::status(copy).permissions(),
-            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  EXPECT_EQ(temporary.Files(), 0);
 }
 
 TEST(TivonFile, SaysThatTheCopyCanNotBeWritten) {
