@@ -24,7 +24,6 @@ bool Spool::Write(std::span<const char> bytes) {
   return unwritten_.size() < kAtOnce || Flush();
 }
 
-// Under its name the file is wanted no longer than until it is there.
 bool Spool::Flush() {
   const bool is_there = size_ > unwritten_.size() || !file_.path().empty();
   const bool is_written = is_there && file_.Write(unwritten_);
