@@ -119,8 +119,8 @@ void AddJson(CLI::App& command, Settings& settings) {
 std::vector<std::string> Arguments(int count, char** arguments) {
   std::vector<std::string> words;
   if (count > 1 && arguments[1] == std::string_view("help")) {
-    if (count > 2 && arguments[2][0] != '-') words = {"--help", arguments[2]};
-    return words.empty() ? std::vector<std::string>{"--help"} : words;
+    if (count == 2) return {"--help"};
+    if (arguments[2][0] != '-') return {"--help", arguments[2]};
   }
   for (int i = count - 1; i > 0; --i) {
     std::string& word = words.emplace_back(arguments[i]);

@@ -67,7 +67,7 @@ def formats() -> list[Format]:
     """The formats that can be read or written.
 
     >>> [f.name for f in nvimport.formats() if f.writes]
-    ['DIF File(OEM)', 'Matlab File', 'Text File']
+    ['DIF File(OEM)', 'Text File']
     """
     return [
         Format(f.index, f.name, f.extensions, f.reads, f.writes, f.several, f.library or None)

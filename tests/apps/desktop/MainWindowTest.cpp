@@ -406,7 +406,7 @@ class MainWindowTest : public QObject {
         {{Sample("oils.jdx"), "-o", picture + "pdf", "--blocks", "2", "--reverse-x"}, 0, ""},
         {{Sample("clover.da"), "-o", picture + "gif"}, 2, "SVG, PNG or PDF"},
         {{Sample("sites.txt"), Sample("clover.da"), "-o", picture + "x.png"}, 2, "Several files"},
-        {{folder_.filePath("none.da"), "-o", picture + "x.png"}, 1, "none.da"},
+        {{folder_.filePath("none.da"), "-o", picture + "x.png"}, 5, "none.da"},
     };
     for (const auto& c : kCases) {
       const auto [exit_code, errors] = run(NVIMPORT_TEST_COMMAND, c.words, library);
