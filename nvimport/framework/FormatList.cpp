@@ -33,28 +33,36 @@ bool ListsFormats(const std::string& path) {
 
 std::string TextOf(const char* text) { return text != nullptr ? text : ""; }
 
-// A description whose texts are its own: a library may have one record for all its formats.
-struct KeptInfo : NvImportFormatInfo {
+// A description with texts of its own: a library may have one record for all its formats.
+class KeptInfo {
+ public:
   explicit KeptInfo(const NvImportFormatInfo& info)
-      : NvImportFormatInfo(info),
-        own_name(info.name),
-        own_read_filter(TextOf(info.read_filter)),
-        own_write_filter(TextOf(info.write_filter)) {
+      : info_(info),
+        name_(info.name),
+        read_filter_(TextOf(info.read_filter)),
+        write_filter_(TextOf(info.write_filter)) {
     const char* end = info.extensions;
     for (int i = 0; i < info.extension_count; ++i) end += std::strlen(end) + 1;
-    own_extensions.assign(info.extensions, end);
-    name = own_name.c_str();
-    read_filter = own_read_filter.c_str();
-    if (write_filter != nullptr) write_filter = own_write_filter.c_str();
-    extensions = own_extensions.c_str();
+    extensions_.assign(info.extensions, end);
+    info_.name = name_.c_str();
+    info_.read_filter = read_filter_.c_str();
+    if (info.write_filter != nullptr) info_.write_filter = write_filter_.c_str();
+    info_.extensions = extensions_.c_str();
   }
   KeptInfo(const KeptInfo&) = delete;
   KeptInfo& operator=(const KeptInfo&) = delete;
 
-  std::string own_name;
-  std::string own_read_filter;
-  std::string own_write_filter;
-  std::string own_extensions;
+  static std::shared_ptr<const NvImportFormatInfo> Of(const NvImportFormatInfo& info) {
+    const auto kept = std::make_shared<const KeptInfo>(info);
+    return {kept, &kept->info_};
+  }
+
+ private:
+  NvImportFormatInfo info_;
+  std::string name_;
+  std::string read_filter_;
+  std::string write_filter_;
+  std::string extensions_;
 };
 
 }  // namespace
@@ -220,7 +228,7 @@ bool FormatList::Append(const std::shared_ptr<const Library>& library) {
       library->Complain("is left out, since its format " + std::to_string(index) + " " + fault);
       return false;
     }
-    added.push_back({library, index, std::make_shared<const KeptInfo>(*info)});
+    added.push_back({library, index, KeptInfo::Of(*info)});
   }
   for (Entry& entry : added) {
     std::erase_if(entries_, [&](const Entry& earlier) {

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "nvimport/framework/ServedFormats.h"
-#include "nvimport/platform/Immortal.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -13,9 +12,11 @@ FormatRegistry* FormatRegistry::linked_complete = nullptr;
 FormatRegistry* FormatRegistry::target_ = nullptr;
 
 FormatRegistry& FormatRegistry::Own() {
-  // Made on first use, since factories are constructed before main and in any order.
+  // Made on first use, since factories are constructed before main and in any order; it lives until
+  // the library is unloaded.
+  static FormatRegistry registry;
   KeepFactories();
-  return Immortal<FormatRegistry>();
+  return registry;
 }
 
 void FormatRegistry::Register(FormatDescription format) {

@@ -331,7 +331,7 @@ struct JCAMPFile::Contents {
   }
 };
 
-JCAMPFile::JCAMPFile(JCAMPRules rules)
+JCAMPFile::JCAMPFile(const JCAMPRules& rules)
     : SpectraFile("JCAMPFile", kTexts, kFirstPointColumn), rules_(rules), contents_(Contents{}) {}
 
 NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& options) {
@@ -749,7 +749,7 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& 
   return reader.ReadXYData([&](int n, double y, bool missing) { interpolate(n, y, missing); });
 }
 
-JCAMPFileFactory::JCAMPFileFactory(JCAMPRules rules)
+JCAMPFileFactory::JCAMPFileFactory(const JCAMPRules& rules)
     : RuledFactory({.name = "JCAMP-DX File",
                     .read_filter = "JCAMP-DX Files (*.jcm; *.dx; *.jdx)",
                     .extensions = {".jcm", ".dx", ".jdx"},

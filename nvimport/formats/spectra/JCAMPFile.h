@@ -31,7 +31,7 @@ struct JCAMPImportOptions {
 class NVIMPORT_API JCAMPFile : public SpectraFile {
  public:
   // A reader with some of the kept rules of reading, at first with all.
-  explicit JCAMPFile(JCAMPRules rules = {});
+  explicit JCAMPFile(const JCAMPRules& rules = {});
 
   // Options that make Open ask nothing. The caller frees them with
   // SpreadsheetOpenOptions::FreeOpenOptions and deletes the record.
@@ -98,7 +98,7 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
 
 class NVIMPORT_API JCAMPFileFactory final : public RuledFactory<JCAMPFile, JCAMPRules> {
  public:
-  explicit JCAMPFileFactory(JCAMPRules rules = {});
+  explicit JCAMPFileFactory(const JCAMPRules& rules = {});
 };
 
 }  // namespace nvimport
