@@ -70,7 +70,7 @@ void AddFilter(std::string& filter, const std::string& text, const std::string& 
 class Watch {
  public:
   explicit Watch(std::unique_ptr<Progress> window) : window_(std::move(window)), report_(*this) {
-    if (window_ != nullptr) previous_ = Progress::Install(&report_);
+    if (window_ != nullptr) previous_ = Progress::InstallForThread(&report_);
   }
   Watch(const Watch&) = delete;
   Watch& operator=(const Watch&) = delete;
@@ -78,7 +78,7 @@ class Watch {
 
   // The window goes with its operation.
   void Close() {
-    if (window_ != nullptr) Progress::Install(previous_);
+    if (window_ != nullptr) Progress::InstallForThread(previous_);
     window_.reset();
   }
 

@@ -52,4 +52,8 @@ Dialogs& Dialogs::Current() {
 
 Dialogs* Dialogs::Install(Dialogs* dialogs) { return Installed<Dialogs*>::Exchange(dialogs); }
 
+Dialogs* Dialogs::InstallForThread(Dialogs* dialogs) {
+  return Installed<Dialogs*>::ExchangeOwn(dialogs);
+}
+
 }  // namespace nvimport

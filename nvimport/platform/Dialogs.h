@@ -183,6 +183,9 @@ class NVIMPORT_API Dialogs {
   // Makes `dialogs` the current ones of this thread (null for none) and returns those before, null
   // for none. A thread that installed none uses those of the thread that was the first to.
   static Dialogs* Install(Dialogs* dialogs);
+
+  // The same for the length of an operation of this thread, of which others see nothing.
+  static Dialogs* InstallForThread(Dialogs* dialogs);
 };
 
 }  // namespace nvimport

@@ -9,7 +9,8 @@ namespace nvimport {
 
 // What a host installs, a pointer of some kind: each thread has its own, and a thread that
 // installed none uses that of the thread that was the first to. So a host that reads in one thread
-// may install in another, and hosts that read in several don't meet.
+// may install in another, and hosts that read in several don't meet. What an operation installs for
+// its own length is never another thread's, which would not know of its end.
 template <typename Pointer>
 class Installed {
  public:
@@ -19,9 +20,14 @@ class Installed {
     return Common();
   }
 
-  // Makes `pointer` that of this thread and returns the one before it.
+  // Makes `pointer` that of this thread alone and returns the one before it.
+  static Pointer ExchangeOwn(Pointer pointer) {
+    return own_is_gone ? Pointer() : std::exchange(own.pointer, std::move(pointer));
+  }
+
+  // The same for a host's.
   static Pointer Exchange(Pointer pointer) {
-    Pointer before = own_is_gone ? Pointer() : std::exchange(own.pointer, pointer);
+    Pointer before = ExchangeOwn(pointer);
     const LibraryLock lock;
     if (Common() == nullptr || Common() == before) Common() = std::move(pointer);
     return before;

@@ -11,7 +11,14 @@ namespace nvimport {
 
 namespace {
 
-using Sinks = Installed<std::shared_ptr<const Log::Sink>>;
+using SharedSink = std::shared_ptr<const Log::Sink>;
+using Sinks = Installed<SharedSink>;
+
+SharedSink Shared(Log::Sink sink) {
+  return sink ? std::make_shared<const Log::Sink>(std::move(sink)) : nullptr;
+}
+
+Log::Sink SinkOf(const SharedSink& sink) { return sink != nullptr ? *sink : Log::Sink(); }
 
 // A line per entry, with the time in UTC; line breaks and other controls become blanks.
 void AppendToFile(const char* path, const LogEntry& entry) {
@@ -44,10 +51,10 @@ void Log::WriteCount(std::string_view source, std::uint64_t count, std::string_v
   WriteNote(source, std::to_string(count) + " " + std::string(count == 1 ? one : several));
 }
 
-Log::Sink Log::Install(Sink sink) {
-  const auto before =
-      Sinks::Exchange(sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr);
-  return before != nullptr ? *before : Sink();
+Log::Sink Log::Install(Sink sink) { return SinkOf(Sinks::Exchange(Shared(std::move(sink)))); }
+
+Log::Sink Log::InstallForThread(Sink sink) {
+  return SinkOf(Sinks::ExchangeOwn(Shared(std::move(sink))));
 }
 
 }  // namespace nvimport

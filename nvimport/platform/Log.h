@@ -43,6 +43,9 @@ class NVIMPORT_API Log {
   // Sends the entries of this thread to `sink` (none: to nobody) and returns the sink before it.
   // Those of a thread that installed none go to the sink of the thread that was the first to.
   static Sink Install(Sink sink);
+
+  // The same for the length of an operation of this thread, of which others see nothing.
+  static Sink InstallForThread(Sink sink);
 };
 
 }  // namespace nvimport

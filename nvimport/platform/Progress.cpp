@@ -30,6 +30,11 @@ Progress* Progress::Install(Progress* progress) {
   return Installed<Progress*>::Exchange(progress);
 }
 
+Progress* Progress::InstallForThread(Progress* progress) {
+  state = {};
+  return Installed<Progress*>::ExchangeOwn(progress);
+}
+
 bool Progress::Report(std::uint64_t position, std::uint64_t size) {
   state.position = position;
   state.size = size;

@@ -21,6 +21,9 @@ class NVIMPORT_API Progress {
   // it. A thread that installed none reports to that of the thread that was the first to.
   static Progress* Install(Progress* progress);
 
+  // The same for the length of an operation of this thread, of which others see nothing.
+  static Progress* InstallForThread(Progress* progress);
+
   // For the file layer: reports, and tells whether to go on.
   static bool Report(std::uint64_t position, std::uint64_t size);
 

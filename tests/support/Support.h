@@ -61,13 +61,13 @@ std::string Repeated(std::string_view text, std::size_t times);
 class LogRecorder {
  public:
   LogRecorder()
-      : before_(Log::Install([this](const LogEntry& entry) {
+      : before_(Log::InstallForThread([this](const LogEntry& entry) {
           entries_.push_back(entry);
           if (before_) before_(entry);
         })) {}
   LogRecorder(const LogRecorder&) = delete;
   LogRecorder& operator=(const LogRecorder&) = delete;
-  ~LogRecorder() { Log::Install(std::move(before_)); }
+  ~LogRecorder() { Log::InstallForThread(std::move(before_)); }
 
   const std::vector<LogEntry>& entries() const { return entries_; }
 

@@ -58,8 +58,8 @@ class Told : public Progress {
 std::optional<Failure> WriteRegistered(const ExportRequest& request, const std::string& path,
                                        const OutputTarget& target, SpreadsheetData& sheet) {
   AnsweringDialogs dialogs;
-  Dialogs* const before = Dialogs::Install(&dialogs);
-  Log::Sink log = Log::Install([&](const LogEntry& entry) {
+  Dialogs* const before = Dialogs::InstallForThread(&dialogs);
+  Log::Sink log = Log::InstallForThread([&](const LogEntry& entry) {
     if (entry.operation == "Note" && request.note) request.note(OneLine(entry.text));
   });
   ImportHelper driver;
@@ -68,8 +68,8 @@ std::optional<Failure> WriteRegistered(const ExportRequest& request, const std::
     done = driver.WriteSpreadsheetFile(path.c_str(), request.format.registered, &sheet, nullptr,
                                        nullptr);
   });
-  Log::Install(std::move(log));
-  Dialogs::Install(before);
+  Log::InstallForThread(std::move(log));
+  Dialogs::InstallForThread(before);
   if (done) return std::nullopt;
   if (driver.GetStatus() == 0 && !dialogs.detail().empty()) return target.Because(dialogs.detail());
   Failure failure{Failure::kFailed, thrown.empty() ? dialogs.message() : OneLine(thrown),
@@ -138,9 +138,9 @@ std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& requ
     std::string path;
     if (auto failure = target.BeginAtPath(request.format.extension, path)) return failure;
     ConvertedSheet source(sheet, request.conversion);
-    Progress* const before = Progress::Install(&told);
+    Progress* const before = Progress::InstallForThread(&told);
     auto failure = WriteRegistered(request, path, target, source);
-    Progress::Install(before);
+    Progress::InstallForThread(before);
     if (failure) return told.Advance(0, 0) ? failure : cancelled();
   }
   return target.Commit();

@@ -87,21 +87,21 @@ std::uintmax_t TotalSize(const std::vector<std::string>& files) {
 class Listening {
  public:
   Listening(Dialogs& dialogs, Progress* progress, ImportResult& result)
-      : dialogs_(Dialogs::Install(&dialogs)),
-        log_(Log::Install([&result](const LogEntry& entry) {
+      : dialogs_(Dialogs::InstallForThread(&dialogs)),
+        log_(Log::InstallForThread([&result](const LogEntry& entry) {
           if (entry.operation == "Note")
             result.notes.push_back(EscapeControls(ToUtf8(entry.text)));
           else if (entry.source != "ImportHelper")
             result.log_entry = EscapeControls(ToUtf8(entry.text));
         })),
         has_progress_(progress != nullptr),
-        progress_(has_progress_ ? Progress::Install(progress) : nullptr) {}
+        progress_(has_progress_ ? Progress::InstallForThread(progress) : nullptr) {}
   Listening(const Listening&) = delete;
   Listening& operator=(const Listening&) = delete;
   ~Listening() {
-    if (has_progress_) Progress::Install(progress_);
-    Log::Install(std::move(log_));
-    Dialogs::Install(dialogs_);
+    if (has_progress_) Progress::InstallForThread(progress_);
+    Log::InstallForThread(std::move(log_));
+    Dialogs::InstallForThread(dialogs_);
   }
 
  private:
