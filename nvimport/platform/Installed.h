@@ -22,7 +22,8 @@ class Installed {
 
   // Makes `pointer` that of this thread alone and returns the one before it.
   static Pointer ExchangeOwn(Pointer pointer) {
-    return own_is_gone ? Pointer() : std::exchange(own.pointer, std::move(pointer));
+    if (own_is_gone) return {};
+    return std::exchange(own.pointer, std::move(pointer));
   }
 
   // The same for a host's.
