@@ -162,7 +162,7 @@ void FileTurn::SayNotes(const ImportResult& result) {
 
 void FileTurn::SayOutputNotes(const std::vector<std::string>& notes) {
   const std::string whose = plan_.inputs.size() > 1 ? input().shown + ": " : "";
-  for (const std::string& note : notes) Say("note: " + whose + note);
+  for (const std::string& note : notes) Say(std::string("note: ").append(whose).append(note));
   result_.notes.insert(result_.notes.end(), notes.begin(), notes.end());
   if (plan_.strict && !notes.empty() && report_.exit_code == kDone) report_.exit_code = kWarned;
 }

@@ -14,8 +14,10 @@ class Boxed {
         value_(std::make_shared<T>(std::move(value))) {}
   Boxed(const Boxed& other) : copy_(other.copy_), value_(copy_(*other)) {}
   Boxed& operator=(const Boxed& other) {
-    copy_ = other.copy_;
-    value_ = copy_(*other);
+    if (this != &other) {
+      copy_ = other.copy_;
+      value_ = copy_(*other);
+    }
     return *this;
   }
   ~Boxed() = default;

@@ -232,7 +232,7 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
       {"a million elements in each other", "Excel2007 File", Rows(Repeated("<a>", 1'000'000))},
       {"twenty million elements", "Excel2007 File", Rows(Repeated("<a/>", 20'000'000))},
       {"a text of twenty megabytes", "Excel2007 File",
-       Rows("<row><c t=\"str\"><v>" + std::string(20'000'000, 'x') + "</v></c></row>")},
+       Rows("<row><c t=\"str\"><v>" + Repeated("x", 20'000'000) + "</v></c></row>")},
       {"half a million sheets", "Excel2007 File", Package(Repeated("<sheet/>", 500'000), "", "")},
       {"a worksheet named a million times", "Excel2007 File",
        Package(Repeated("<sheet r:id=\"a\"/>", 1'000'000), "", "")},

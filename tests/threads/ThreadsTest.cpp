@@ -24,6 +24,7 @@ std::string Sample(const char* name) { return std::string(NVIMPORT_TEST_SAMPLES 
 
 void InThreads(int count, const std::function<void(int)>& work) {
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) threads.emplace_back(work, i);
   for (std::thread& thread : threads) thread.join();
 }

@@ -203,8 +203,8 @@ TEST(JCAMPFile, LabelsAndLinesAreReadLoosely) {
       "##TITLE=A $$ name\n##FIRSTX=10\n##DELTAX=1\n##NPOINTS=3\n" + body,
       "##TITLE=A\n##FIRSTX=10\n##LASTX=10\n##DELTAX=1\n##NPOINTS=3\n" + body,
       "##TITLE=A\n##FIRSTX=10\n##LASTX=12\n##NPOINTS=3\n##XYDATA= xy_data\n10 1 2 3\n##END=\n",
-      "##TITLE=A\n##FIRSTX=10\n##LASTX=12\n##NPOINTS=3\n##DATA TABLE= (x++(y..y))\n10 1\n\n11 2 $$"
-      "\n12 3\n##END=\n",
+      "##TITLE=A\n##FIRSTX=10\n##LASTX=12\n##NPOINTS=3\n##DATA TABLE= (x++(y..y))\n10 1\n\n"s +
+          "11 2 $$\n12 3\n##END=\n",
       "##TITLE=A\n ##FIRSTX=no label\n##$OWN= a\nmore\n##FIRSTX=10\n##LASTX=12\n##NPOINTS=3\n" +
           body,
       "##TITLE=B\n##TITLE=A\n##FIRSTX=10\n##LASTX=12\n##NPOINTS=3\n" + body + "##END=\n",

@@ -169,7 +169,7 @@ TEST(NsasFile, RoundsToTheNearestColumn) {
     const auto points = static_cast<std::int16_t>(7 * steps);
     const std::string sheet = Values({{.points = points, .first = 1006, .end = 1013},
                                       {.points = points, .first = 1000, .end = 1007}});
-    std::string expected = "\n" + Repeated(". | ", static_cast<std::size_t>(6 * steps));
+    std::string expected = "\n" + Repeated(". | ", 6 * static_cast<std::size_t>(steps));
     for (int i = 1; i <= steps; ++i) expected += std::to_string(i) + (i < steps ? " | " : "\n");
     EXPECT_NE(sheet.find(expected), std::string::npos) << steps;
   }

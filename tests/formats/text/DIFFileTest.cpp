@@ -257,7 +257,7 @@ TEST(DIFFileOEM, WhatItWritesReadsBack) {
   EXPECT_EQ(ImportFile(in, path).sheet, SheetText(sheet));
 
   MemorySheet quotes;
-  const char* const kTexts[] = {"say \"\"hi\"\"", "\"\"", "\"", "5\"\nwide\"", "\"\n1,0\""};
+  const char* const kTexts[] = {R"(say ""hi"")", R"("")", "\"", "5\"\nwide\"", "\"\n1,0\""};
   for (int i = 0; i < 5; ++i) quotes.Set(i + 1, 1, kTexts[i]);
   DIFFileOEM complete(DIFRules::Off());
   ASSERT_EQ(complete.Open(false, path.c_str(), nullptr), 0);
