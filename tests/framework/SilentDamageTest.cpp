@@ -22,6 +22,8 @@ struct Guarded {
   std::size_t end = bytes.size();
   bool is_all = true;  // of a workbook, not only the first worksheet
   bool has_check_sums = true;
+
+  friend void PrintTo(const Guarded& file, std::ostream* out) { *out << file.name; }
 };
 
 Guarded Sample(const std::string& name) {
