@@ -41,7 +41,7 @@ struct FailureText {
 struct OpenFile {
   std::unique_ptr<SpreadsheetFile> file;
   FailureText failure;
-  bool is_at_work = false;  // it reads or writes
+  bool is_at_work = false;  // a call for it has not returned
 };
 
 // The open files by handle. A handle is the object's address; where a long can't hold one it is
@@ -86,8 +86,11 @@ template <typename Operation>
 char WithFile(long handle, Operation operation) {
   OpenFile* open = Find(handle);
   if (open == nullptr) return 0;
+  const bool was_at_work = std::exchange(open->is_at_work, true);
   open->failure = {};
-  return Guard(open->failure, [&] { return operation(*open); });
+  const char done = Guard(open->failure, [&] { return operation(*open); });
+  open->is_at_work = was_at_work;
+  return done;
 }
 
 bool Refuse(OpenFile& open, const char* reason) {
@@ -95,16 +98,12 @@ bool Refuse(OpenFile& open, const char* reason) {
   return false;
 }
 
-// The same for what a callback of the read or write at work must not do to its file.
+// The same for what a callback of a call must not do to the call's file.
 template <typename Operation>
 char WithIdleFile(long handle, Operation operation) {
-  return WithFile(handle, [&](OpenFile& open) {
-    if (open.is_at_work) return Refuse(open, "The file is being read or written.");
-    open.is_at_work = true;
-    const char done = Guard(open.failure, [&] { return operation(open); });
-    open.is_at_work = false;
-    return done != 0;
-  });
+  OpenFile* open = Find(handle);
+  if (open != nullptr && open->is_at_work) return Refuse(*open, "The file is at work."), '\0';
+  return WithFile(handle, operation);
 }
 
 }  // namespace
@@ -138,8 +137,8 @@ char OpenFileOf(FormatRegistry& registry, int format, const char* path, char mod
     return true;
   });
   if (open == nullptr) return 0;
-  return Guard(open->failure, [&] {
-    return open->file->Open(mode != 0, path != nullptr ? path : "", options) == kGood;
+  return WithFile(*handle, [&](OpenFile& file) {
+    return file.file->Open(mode != 0, path != nullptr ? path : "", options) == kGood;
   });
 }
 
@@ -199,12 +198,12 @@ char NvImportWrite(int, long handle, NvImportWriteData* data) {
 }
 
 void NvImportClose(int, long handle) {
-  const char closed = WithIdleFile(handle, [](OpenFile& open) {
+  WithIdleFile(handle, [](OpenFile& open) {
     open.file->Close();
     return true;
   });
   const OpenFile* const open = Find(handle);
-  if (open == nullptr || (closed == 0 && open->is_at_work)) return;
+  if (open == nullptr || open->is_at_work) return;
   OpenFiles::node_type gone;
   const LibraryLock lock;
   gone = Immortal<OpenFiles>().extract(handle);
