@@ -1,6 +1,7 @@
 #include "nvimport/framework/FormatList.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <optional>
@@ -17,6 +18,7 @@
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Paths.h"
+#include "nvimport/platform/Rehearsal.h"
 
 namespace nvimport {
 
@@ -29,6 +31,12 @@ std::unique_ptr<FormatList>& TheList() { return Immortal<std::unique_ptr<FormatL
 bool ListsFormats(const std::string& path) {
   return DynamicLibrary::Defines(path.c_str(),
                                  {"NvImportSizeFileFormatsSupported", "NvImportGetFileFormatInfo"});
+}
+
+// Ours, which needs no caution.
+bool IsComplete(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::equivalent(path, NvApp::GetCompleteLibrary(), error);
 }
 
 std::string TextOf(const char* text) { return text != nullptr ? text : ""; }
@@ -112,9 +120,7 @@ struct FormatList::Library {
 
   explicit Library(const std::string& library_path)
       : module(library_path), path(library_path), functions(PluginFunctions::Of(module)) {
-    std::error_code error;
-    if (!std::filesystem::equivalent(path, NvApp::GetCompleteLibrary(), error))
-      turns = std::make_unique<PluginTurns>();
+    if (!IsComplete(path)) turns = std::make_unique<PluginTurns>();
     if (functions.can_list()) Initialise();
   }
 
@@ -206,7 +212,23 @@ bool FormatList::AddLibrary(const std::string& path) {
   const bool is_known = std::ranges::any_of(entries_, [&](const Entry& entry) {
     return std::filesystem::equivalent(path, entry.library->path, error);
   });
-  return !is_known && ListsFormats(path) && Append(std::make_shared<const Library>(path));
+  if (is_known || !ListsFormats(path)) return false;
+  if (!ReturnsFromListing(path)) {
+    Log::WriteMessage("FormatList", "AddLibrary",
+                      path + " is left out, since it exits, crashes or hangs when it is listed",
+                      Log::kNormal);
+    return false;
+  }
+  return Append(std::make_shared<const Library>(path));
+}
+
+bool FormatList::ReturnsFromListing(const std::string& path) {
+  if (IsComplete(path)) return true;
+  return Returns([&] {
+    ::unsetenv("NVIMPORT_LOG");
+    Log::InstallForThread([](const LogEntry&) {});
+    Append(std::make_shared<const Library>(path));
+  });
 }
 
 bool FormatList::Append(const std::shared_ptr<const Library>& library) {

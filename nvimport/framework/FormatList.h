@@ -71,6 +71,8 @@ class NVIMPORT_API FormatList {
     std::shared_ptr<const NvImportFormatInfo> info;
   };
 
+  // Tried in a copy of the process, since nothing else outlives what a library does there.
+  bool ReturnsFromListing(const std::string& path);
   bool Append(const std::shared_ptr<const Library>& library);
   void AddFolder(const std::string& folder);
   const Entry& At(int position) const { return entries_[static_cast<std::size_t>(position - 1)]; }

@@ -118,6 +118,8 @@ TEST(FormatList, ALibraryThatCannotServeChangesNothing) {
       {"its start throws", Plugin("throw-initpackage"), "threw an exception"},
       {"its number throws", Plugin("throw-sizefileformatssupported"), "claims 0 formats"},
       {"a description throws", Plugin("throw-getfileformatinfo"), "has no description"},
+      {"its start crashes", Plugin("crash-init"), "exits, crashes or hangs"},
+      {"its number exits", Plugin("exit-sizefileformatssupported"), "exits, crashes or hangs"},
       {"no library", folder.Put("text.so", "\177ELF but no more"), ""},
       {"a missing file", folder.path() + "/none.so", ""},
   };
