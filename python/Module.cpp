@@ -119,7 +119,7 @@ py::list Names(DenseSheet& sheet, int row, const std::string& encoding) {
   for (const MemoryCell& cell : cells) {
     FloatText buffer;
     if (cell.kind == CellKind::kNumber)
-      names.append(maker.Make(FormatFloat(cell.number, buffer)));
+      names.append(maker.Make(FormatNumber(cell, buffer)));
     else
       names.append(maker.Make(cell));
   }

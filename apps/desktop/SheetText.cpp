@@ -14,7 +14,7 @@ QString Shown(const MemoryCell& cell) {
       return FromBytes(cell.text);
     case CellKind::kNumber: {
       FloatText buffer;
-      const std::string_view text = FormatFloat(cell.number, buffer);
+      const std::string_view text = FormatNumber(cell, buffer);
       return QString::fromLatin1(text.data(), static_cast<qsizetype>(text.size()));
     }
     case CellKind::kMissing:

@@ -50,7 +50,7 @@ TableCell ShownCell(const MemoryCell& cell, const TextDecoder& decoder) {
   std::string scratch;
   switch (cell.kind) {
     case CellKind::kNumber:
-      return {std::string(FormatFloat(cell.number, number)), true, false};
+      return {std::string(FormatNumber(cell, number)), true, false};
     case CellKind::kText:
       return ShownText(decoder.Decode(cell.text, scratch));
     case CellKind::kMissing:

@@ -7,10 +7,12 @@
 #include <string>
 #include <type_traits>
 
+#include "nvimport/framework/Description.h"
 #include "nvimport/framework/OpenFiles.h"
 #include "nvimport/framework/PluginTurns.h"
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/framework/WriteRecord.h"
+#include "nvimport/platform/Log.h"
 #include "nvimport/platform/Progress.h"
 
 namespace nvimport {
@@ -23,6 +25,8 @@ constexpr StatusText kTexts[] = {
     {kNotOpened, "The file was not opened properly."},
 };
 static_assert(WellFormed(kTexts, 2048, 2050));
+
+constexpr int kMostNotes = 1000;  // of a plug-in
 
 // Calls back into C++ out of a library's C function, through which nothing may be thrown: an
 // exception is kept until that function has returned. From then on, or once stopped, nothing more
@@ -52,7 +56,9 @@ class Callback {
   bool stopped_ = false;
 };
 
-struct ReadRecord : NvImportReadData {
+// A sink behind a library's record of callbacks, be it of the twelve functions or for whole values.
+template <typename Record>
+struct SinkRecord : Record {
   ReadSpreadSheetData* sink;
   Callback callback;
   // Nobody else counts what a plug-in reads.
@@ -61,23 +67,17 @@ struct ReadRecord : NvImportReadData {
   bool has_content = false;  // a cell with something in it was delivered
   bool wants_all = true;     // as far as it was asked
 
-  explicit ReadRecord(ReadSpreadSheetData* target) : NvImportReadData{}, sink(target) {
-    set_number = [](NvImportReadData* data, int row, int column, float value) {
-      Self(data).Deliver(column, row, value);
-    };
-    set_text = [](NvImportReadData* data, int row, int column, const char* text) {
-      Self(data).Deliver(column, row, text);
-    };
-    set_size = [](NvImportReadData* data, int new_rows, int new_columns) {
-      ReadRecord& self = Self(data);
+  explicit SinkRecord(ReadSpreadSheetData* target) : Record{}, sink(target) {
+    this->set_size = [](Record* data, int new_rows, int new_columns) {
+      SinkRecord& self = Self(data);
       self.callback.Run(0, [&] {
         self.sink->SetDataSize(new_columns, new_rows);
         self.TakeSize();
         return 0;
       });
     };
-    next_index = [](NvImportReadData* data, int previous) {
-      ReadRecord& self = Self(data);
+    this->next_index = [](Record* data, int previous) {
+      SinkRecord& self = Self(data);
       const int next = self.callback.Run(-1, [&] { return self.sink->GetNextIndex(previous); });
       self.wants_all = self.wants_all && next >= 0;
       return next;
@@ -85,16 +85,17 @@ struct ReadRecord : NvImportReadData {
     TakeSize();
   }
 
-  template <typename Value>
-  void Deliver(int column, int row, Value value) {
+  // `set` hands the value to the sink.
+  template <typename Value, typename Set>
+  void Deliver(Value value, Set set) {
     // Apart, so that the usual cell pays for the count alone; so do cells before the first that has
     // something in it.
-    if (--cells_until_poll == 0) return PollAndDeliver(column, row, value);
-    callback.Run(0, [&] { return sink->Set(column, row, value), 0; });
+    if (--cells_until_poll == 0) return PollAndDeliver(value, set);
+    callback.Run(0, [&] { return set(*sink), 0; });
   }
 
-  template <typename Value>
-  [[gnu::noinline]] void PollAndDeliver(int column, int row, Value value) {
+  template <typename Value, typename Set>
+  [[gnu::noinline]] void PollAndDeliver(Value value, Set set) {
     if constexpr (std::is_pointer_v<Value>)
       has_content = has_content || (value != nullptr && *value != '\0');
     else
@@ -102,16 +103,78 @@ struct ReadRecord : NvImportReadData {
     cells_until_poll = has_content ? kCellsPerPoll : 1;
     callback.Run(0, [&] {
       if (!Progress::Poll()) return callback.Stop(), 0;
-      return sink->Set(column, row, value), 0;
+      return set(*sink), 0;
     });
   }
 
   void TakeSize() {
-    rows = sink->GetNumberOfRows();
-    columns = sink->GetNumberOfColumns();
+    this->rows = sink->GetNumberOfRows();
+    this->columns = sink->GetNumberOfColumns();
   }
 
-  static ReadRecord& Self(NvImportReadData* data) { return *static_cast<ReadRecord*>(data); }
+  static SinkRecord& Self(Record* data) { return *static_cast<SinkRecord*>(data); }
+
+  // A callback that sets a value, and one that sets it as the file has it.
+  template <typename Value>
+  static void Set(Record* data, int row, int column, Value value) {
+    Self(data).Deliver(value, [&](ReadSpreadSheetData& to) { to.Set(column, row, value); });
+  }
+  template <typename Value>
+  static void SetExact(Record* data, int row, int column, Value value) {
+    Self(data).Deliver(value, [&](ReadSpreadSheetData& to) { to.SetExact(column, row, value); });
+  }
+};
+
+struct ReadRecord : SinkRecord<NvImportReadData> {
+  explicit ReadRecord(ReadSpreadSheetData* target) : SinkRecord(target) {
+    set_number = &Set<float>;
+    set_text = &Set<const char*>;
+  }
+};
+
+struct WholeRecord : SinkRecord<NvImportWholeData> {
+  explicit WholeRecord(ReadSpreadSheetData* target) : SinkRecord(target) {
+    size = sizeof(NvImportWholeData);
+    set_float = &Set<float>;
+    set_double = &SetExact<double>;
+    set_whole = &SetExact<long long>;
+    set_text = [](NvImportWholeData* data, int row, int column, const char* text, size_t) {
+      Set<const char*>(data, row, column, text);
+    };
+  }
+};
+
+// Takes a library's description.
+struct DescriptionRecord : NvImportDescription {
+  Description* description;
+  Callback callback;
+
+  explicit DescriptionRecord(Description& to) : NvImportDescription{}, description(&to) {
+    size = sizeof(NvImportDescription);
+    state = [](NvImportDescription* data, int row, const char* label, const char* key,
+               const char* value, size_t length) {
+      Add(data, [&](Description& d) { d.State(TextOf(label), TextOf(key), {value, length}, row); });
+    };
+    name_axis = [](NvImportDescription* data, char axis, const char* label, const char* unit) {
+      if (axis >= 'x' && axis <= 'z')
+        Add(data, [&](Description& d) {
+          d.NameAxis(static_cast<Axis>(axis - 'x'), TextOf(label), TextOf(unit));
+        });
+    };
+    set_x = [](NvImportDescription* data, int first_column, const double* values, size_t count) {
+      Add(data, [&](Description& d) { d.SetX(first_column, {values, values + count}); });
+    };
+    set_cut = [](NvImportDescription* data, size_t count) {
+      Add(data, [&](Description& d) { d.AddCut(count); });
+    };
+  }
+
+  static std::string_view TextOf(const char* text) { return text != nullptr ? text : ""; }
+  template <typename Work>
+  static void Add(NvImportDescription* data, Work work) {
+    auto& self = *static_cast<DescriptionRecord*>(data);
+    self.callback.Run(0, [&] { return work(*self.description), 0; });
+  }
 };
 
 struct WriteRecord : NvImportWriteData {
@@ -176,6 +239,13 @@ DLLFile::DLLFile(decltype(&NvImportOpen) open, decltype(&NvImportClose) close,
       index_(index),
       turns_(turns) {}
 
+void DLLFile::UseMore(decltype(&NvImportReadWhole) read_whole, decltype(&NvImportDescribe) describe,
+                      decltype(&NvImportGetNote) get_note) {
+  read_whole_ = read_whole;
+  describe_ = describe;
+  get_note_ = get_note;
+}
+
 DLLFile::~DLLFile() { CloseHandle(); }
 
 template <typename Result, typename Function>
@@ -232,10 +302,32 @@ int DLLFile::EstablishSize() {
 int DLLFile::Read(ReadSpreadSheetData* sink) {
   if (!opened_) return status_ = kNotOpened;
   if (status_ != kGood) return status_;
-  if (read_ == nullptr) return Fail(kMissingFunction);
-  ReadRecord record(sink);
-  const bool done = Call(false, [&] { return read_(index_, handle_, &record) != 0; });
+  if (read_whole_ != nullptr && sink->TakesExact()) {
+    const int status = ReadBy(read_whole_, WholeRecord(sink));
+    // What our own readers tell is in the log already.
+    for (int i = 0; turns_ != nullptr && get_note_ != nullptr && i < kMostNotes; ++i) {
+      const char* note = Call<const char*>(nullptr, [&] { return get_note_(index_, handle_, i); });
+      if (note == nullptr) break;
+      Log::WriteNote("DLLFile", note);
+    }
+    return status;
+  }
+  return read_ != nullptr ? ReadBy(read_, ReadRecord(sink)) : Fail(kMissingFunction);
+}
+
+template <typename Function, typename Record>
+int DLLFile::ReadBy(Function read, Record record) {
+  const bool done = Call(false, [&] { return read(index_, handle_, &record) != 0; });
   delivered_nothing_ = done && record.wants_all && !record.has_content;
+  record.callback.Rethrow();
+  return done ? kGood : Fail(kLibraryFailed);
+}
+
+int DLLFile::Describe(Description& description) {
+  if (!opened_) return status_ = kNotOpened;
+  if (status_ != kGood || describe_ == nullptr) return status_;
+  DescriptionRecord record(description);
+  const bool done = Call(false, [&] { return describe_(index_, handle_, &record) != 0; });
   record.callback.Rethrow();
   return done ? kGood : Fail(kLibraryFailed);
 }

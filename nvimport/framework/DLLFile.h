@@ -3,6 +3,7 @@
 #include <string>
 
 #include "nvimport/framework/NvImport.h"
+#include "nvimport/framework/NvImportMore.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
 
@@ -20,6 +21,9 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
           decltype(&NvImportEstablishSize) establish_size, decltype(&NvImportRead) read,
           decltype(&NvImportWrite) write, decltype(&NvImportGetWarning) get_warning, bool can_read,
           bool can_write, int index, PluginTurns* turns = nullptr);
+  // The functions beside the twelve that the library has, null each where it hasn't.
+  void UseMore(decltype(&NvImportReadWhole) read_whole, decltype(&NvImportDescribe) describe,
+               decltype(&NvImportGetNote) get_note);
   DLLFile(const DLLFile&) = delete;
   DLLFile& operator=(const DLLFile&) = delete;
   ~DLLFile() override;
@@ -30,6 +34,7 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   // An exception of the sink or the source leaves here, after the library's function has ended.
   int Read(ReadSpreadSheetData* sink) override;
+  int Describe(Description& description) override;
   int Write(WriteSpreadSheetData* source) override;
 
   // Whether the last read of all rows went well and had no cell but empty texts for any of them.
@@ -41,6 +46,8 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
 
  private:
   int EstablishSize() override;
+  template <typename Function, typename Record>
+  int ReadBy(Function read, Record record);
   void CloseHandle();
   // Calls a function of the library; `otherwise` when it throws.
   template <typename Result, typename Function>
@@ -53,6 +60,9 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   decltype(&NvImportRead) read_;
   decltype(&NvImportWrite) write_;
   decltype(&NvImportGetWarning) get_warning_;
+  decltype(&NvImportReadWhole) read_whole_ = nullptr;
+  decltype(&NvImportDescribe) describe_ = nullptr;
+  decltype(&NvImportGetNote) get_note_ = nullptr;
   bool can_read_;
   bool can_write_;
   int index_;

@@ -95,7 +95,10 @@ struct FormatList::Library {
                   &NvImportWrite,
                   &NvImportClose,
                   &NvImportGetLastError,
-                  &NvImportGetWarning} {
+                  &NvImportGetWarning,
+                  &NvImportReadWhole,
+                  &NvImportDescribe,
+                  &NvImportGetNote} {
     Initialise();
   }
 
@@ -289,10 +292,12 @@ const std::string& FormatList::GetLibraryPath(int position) const {
 std::unique_ptr<SpreadsheetFile> FormatList::CreateFile(int position) const {
   const Entry& entry = At(position);
   const PluginFunctions& library = entry.library->functions;
-  return std::make_unique<DLLFile>(library.open, library.close, library.get_last_error,
-                                   library.establish_size, library.read, library.write,
-                                   library.get_warning, entry.info->can_read, entry.info->can_write,
-                                   entry.index, entry.library->turns.get());
+  auto file = std::make_unique<DLLFile>(
+      library.open, library.close, library.get_last_error, library.establish_size, library.read,
+      library.write, library.get_warning, entry.info->can_read, entry.info->can_write, entry.index,
+      entry.library->turns.get());
+  file->UseMore(library.read_whole, library.describe, library.get_note);
+  return file;
 }
 
 std::vector<KnownFormat> FormatList::GetKnownFormats() const {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <typeinfo>
 
 namespace nvimport {
 
@@ -30,6 +31,18 @@ std::size_t InlineLength(const char* bytes) {
 }
 
 }  // namespace
+
+std::string_view FormatNumber(const MemoryCell& cell, FloatText& buffer) {
+  switch (cell.number_kind) {
+    case NumberKind::kFloat:
+      return FormatFloat(cell.number, buffer);
+    case NumberKind::kDouble:
+      return FormatDouble(cell.exact, buffer);
+    case NumberKind::kWhole:
+      return FormatWhole(cell.whole, buffer);
+  }
+  return {};
+}
 
 MemorySheet::~MemorySheet() = default;
 
@@ -58,7 +71,7 @@ MemorySheet::Block& MemorySheet::BlockFor(std::uint64_t key) {
   return *cached.block;
 }
 
-MemorySheet::Slot& MemorySheet::SlotFor(int column, int row) {
+MemorySheet::Place MemorySheet::PlaceFor(int column, int row) {
   columns_ = std::max(columns_, column);
   const auto c = static_cast<unsigned>(column - 1);
   const auto r = static_cast<unsigned>(row - 1);
@@ -68,7 +81,17 @@ MemorySheet::Slot& MemorySheet::SlotFor(int column, int row) {
     last_row_ = r;
     last_group_ = c >> kLineBits;
   }
-  return last_line_->cells[c % (1U << kLineBits)];
+  const unsigned place = c % (1U << kLineBits);
+  return {last_line_->cells[place], last_line_->widths[place]};
+}
+
+MemorySheet::Slot& MemorySheet::SlotFor(int column, int row) {
+  const Place place = PlaceFor(column, row);
+  if (place.width != Width::kNarrow) {
+    place.slot = {};
+    place.width = Width::kNarrow;
+  }
+  return place.slot;
 }
 
 MemorySheet::Line& MemorySheet::LineFor(unsigned column, unsigned row) {
@@ -247,13 +270,47 @@ void MemorySheet::Set(int column, int row, float value) {
   Replace(SlotFor(column, row), fresh);
 }
 
+bool MemorySheet::TakesExact() { return typeid(*this) == typeid(MemorySheet); }
+
+template <typename Number>
+void MemorySheet::SetWide(int column, int row, Number value, Width width) {
+  static_assert(sizeof value == sizeof(Slot));
+  if (column < 1 || row < 1) return;
+  const Place place = PlaceFor(column, row);
+  if (place.width == Width::kNarrow) Replace(place.slot, {});
+  std::memcpy(place.slot.bytes, &value, sizeof value);
+  place.width = width;
+}
+
+void MemorySheet::SetExact(int column, int row, double value) {
+  SetWide(column, row, value, Width::kDouble);
+}
+
+void MemorySheet::SetExact(int column, int row, long long value) {
+  SetWide(column, row, value, Width::kWhole);
+}
+
 void MemorySheet::SetDataSize(int columns, int rows) {
   columns_ = std::max(columns_, columns);
   rows_ = std::max(rows_, rows);
 }
 
-MemoryCell MemorySheet::CellIn(const Slot& slot) const {
+MemoryCell MemorySheet::CellIn(const Line& line, unsigned place) const {
+  const Slot& slot = line.cells[place];
   MemoryCell cell;
+  if (line.widths[place] != Width::kNarrow) {
+    cell.kind = CellKind::kNumber;
+    if (line.widths[place] == Width::kDouble) {
+      cell.number_kind = NumberKind::kDouble;
+      std::memcpy(&cell.exact, slot.bytes, sizeof cell.exact);
+    } else {
+      cell.number_kind = NumberKind::kWhole;
+      std::memcpy(&cell.whole, slot.bytes, sizeof cell.whole);
+      cell.exact = static_cast<double>(cell.whole);
+    }
+    cell.number = static_cast<float>(cell.exact);
+    return cell;
+  }
   switch (slot.bytes[7]) {
     case kInline: {
       const std::string_view text(slot.bytes, InlineLength(slot.bytes));
@@ -263,6 +320,7 @@ MemoryCell MemorySheet::CellIn(const Slot& slot) const {
     case kFloat:
       cell.kind = CellKind::kNumber;
       std::memcpy(&cell.number, slot.bytes, sizeof cell.number);
+      cell.exact = cell.number;
       break;
     case kEmptyText:
       cell = {CellKind::kText, 0, ""};
@@ -277,7 +335,7 @@ MemoryCell MemorySheet::GetCell(int column, int row) const {
   if (column < 1 || row < 1 || column > columns_ || row > rows_) return {};
   const auto c = static_cast<unsigned>(column - 1);
   const Line* line = FindLine(c, static_cast<unsigned>(row - 1));
-  return line != nullptr ? CellIn(line->cells[c % (1U << kLineBits)]) : MemoryCell{};
+  return line != nullptr ? CellIn(*line, c % (1U << kLineBits)) : MemoryCell{};
 }
 
 void MemorySheet::GetCells(int column, int row, std::span<MemoryCell> cells) const {
@@ -289,15 +347,15 @@ void MemorySheet::GetCells(int column, int row, std::span<MemoryCell> cells) con
     const unsigned c = first + i;
     const unsigned slot = c % (1U << kLineBits);
     if (slot == 0 || i == 0) line = FindLine(c, static_cast<unsigned>(row - 1));
-    if (line != nullptr) cells[i] = CellIn(line->cells[slot]);
+    if (line != nullptr) cells[i] = CellIn(*line, slot);
   }
 }
 
 std::uint64_t MemorySheet::CountCells() const {
   std::uint64_t count = 0;
   for (std::uint32_t line = 1; line <= lines_used_; ++line)
-    for (const Slot& slot : LineAt(line).cells)
-      count += CellIn(slot).kind != CellKind::kMissing ? 1 : 0;
+    for (unsigned place = 0; place < 1U << kLineBits; ++place)
+      count += CellIn(LineAt(line), place).kind != CellKind::kMissing ? 1 : 0;
   return count;
 }
 
@@ -306,9 +364,15 @@ float MemorySheet::GetNumber(int column, int row) {
   return cell.kind == CellKind::kNumber ? cell.number : std::numeric_limits<float>::quiet_NaN();
 }
 
+std::optional<double> MemorySheet::GetExact(int column, int row) {
+  const MemoryCell cell = GetCell(column, row);
+  if (cell.kind != CellKind::kNumber || cell.number_kind == NumberKind::kFloat) return std::nullopt;
+  return cell.exact;
+}
+
 const char* MemorySheet::GetText(int column, int row) {
   const MemoryCell cell = GetCell(column, row);
-  if (cell.kind == CellKind::kNumber) return FormatFloat(cell.number, number_text_).data();
+  if (cell.kind == CellKind::kNumber) return FormatNumber(cell, number_text_).data();
   return cell.kind == CellKind::kText ? cell.text.data() : "";
 }
 
@@ -328,7 +392,7 @@ bool MemorySheet::IsText(int column, int row) {
 
 std::optional<double> MemorySheet::AsNumber(int column, int row, char decimal_mark) const {
   const MemoryCell cell = GetCell(column, row);
-  if (cell.kind == CellKind::kNumber) return cell.number;
+  if (cell.kind == CellKind::kNumber) return cell.exact;
   if (cell.kind == CellKind::kText) return ParseNumber(cell.text, decimal_mark);
   return std::nullopt;
 }

@@ -16,12 +16,21 @@
 
 namespace nvimport {
 
+// As what a number came.
+enum class NumberKind : char { kFloat, kDouble, kWhole };
+
 // A cell as MemorySheet shows it.
 struct MemoryCell {
-  CellKind kind = CellKind::kMissing;  // which of the two below counts, if any
-  float number = 0;                    // of a number cell
-  std::string_view text;               // NUL-terminated; valid until the sheet changes
+  CellKind kind = CellKind::kMissing;  // which of those below count, if any
+  float number = 0;                    // of a number cell, the nearest one
+  std::string_view text{};             // NUL-terminated; valid until the sheet changes
+  NumberKind number_kind = NumberKind::kFloat;
+  double exact = 0;     // of a number cell, the nearest one of a whole number
+  long long whole = 0;  // of a whole number
 };
+
+// The shortest text that reads back to the same number, NUL-terminated in `buffer`.
+NVIMPORT_API std::string_view FormatNumber(const MemoryCell& cell, FloatText& buffer);
 
 // A sheet in memory, for hosts that have none of their own. It grows to whatever is set, in any
 // order, and its memory follows the cells that are set, never the highest index or an announced
@@ -38,6 +47,11 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   // Stores a cell in the place of what was there. A text is copied; a null one is dropped.
   void Set(int column, int row, const char* text) override;
   void Set(int column, int row, float value) override;
+  // Numbers are kept as they come. A class of its own derived from this one may count on being told
+  // of them by Set; it says itself whether it takes them otherwise.
+  bool TakesExact() override;
+  void SetExact(int column, int row, double value) override;
+  void SetExact(int column, int row, long long value) override;
   // The extent becomes at least this.
   void SetDataSize(int columns, int rows) override;
 
@@ -47,6 +61,7 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
 
   // The number of a number cell, else NaN.
   float GetNumber(int column, int row) override;
+  std::optional<double> GetExact(int column, int row) override;
   // The text of a text cell, a number's shortest text (valid until the next call), else "".
   const char* GetText(int column, int row) override;
   bool CellFlag(int column, int row) override;
@@ -71,13 +86,15 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   void Clear();
 
  private:
-  // Eight bytes a cell. Tag 0 is a text of up to seven bytes, which the tag itself ends; all zero
-  // is a missing cell, so that fresh memory holds nothing. A text in the arena: 32 bits of its
-  // chunk, 16 of its place there, and its length if a byte can hold it, else kLongest. Those of
-  // kShared bytes and more are there once, behind the number of cells that show them.
+  // Nine bytes a cell: eight, and what they are. A narrow cell has a tag in the eighth. Tag 0 is a
+  // text of up to seven bytes, which the tag itself ends; all zero is a missing cell, so that fresh
+  // memory holds nothing. A text in the arena: 32 bits of its chunk, 16 of its place there, and its
+  // length if a byte can hold it, else kLongest. Those of kShared bytes and more are there once,
+  // behind the number of cells that show them.
   struct Slot {
     char bytes[8];
   };
+  enum class Width : char { kNarrow, kDouble, kWhole };
   enum Tag : char { kInline = 0, kFloat = 1, kInArena = 2, kEmptyText = 3 };
   static constexpr std::size_t kLongest = 255;
   static constexpr std::size_t kShared = 16;
@@ -89,6 +106,7 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   static constexpr unsigned kGroupBits = 2;
   struct Line {
     Slot cells[1U << kLineBits];
+    Width widths[1U << kLineBits];
   };
   struct Block {
     std::array<std::uint32_t, 1U << (kRowBits + kGroupBits)>
@@ -106,12 +124,20 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
     Block* block = nullptr;
   };
 
+  struct Place {
+    Slot& slot;
+    Width& width;
+  };
+  Place PlaceFor(int column, int row);
+  // The place of a cell that is to be narrow.
   Slot& SlotFor(int column, int row);
+  template <typename Number>
+  void SetWide(int column, int row, Number value, Width width);
   Line& LineFor(unsigned column, unsigned row);
   const Line* FindLine(unsigned column, unsigned row) const;
   Line& LineAt(std::uint32_t index) const;
   Block& BlockFor(std::uint64_t key);
-  MemoryCell CellIn(const Slot& slot) const;
+  MemoryCell CellIn(const Line& line, unsigned place) const;
   // Takes a text of at least eight bytes, in the place of the slot's old one if it fits there.
   void SetLongText(std::string_view text, Slot& slot);
   // Releases what only the slot's old text needed.

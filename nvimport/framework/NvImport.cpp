@@ -6,15 +6,21 @@
 #include <map>
 #include <memory>
 #include <new>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "nvimport/framework/DLLReadSpreadSheetData.h"
+#include "nvimport/framework/DLLReadWholeData.h"
 #include "nvimport/framework/DLLWriteSpreadSheetData.h"
+#include "nvimport/framework/Description.h"
+#include "nvimport/framework/NvImportMore.h"
 #include "nvimport/framework/OpenFiles.h"
 #include "nvimport/framework/ServedFormats.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Immortal.h"
 #include "nvimport/platform/LibraryLock.h"
+#include "nvimport/platform/Log.h"
 
 namespace nvimport {
 
@@ -27,6 +33,7 @@ namespace {
 
 constexpr unsigned kTextSize = 256;
 constexpr const char* kNoRecord = "There is no record of callbacks.";
+constexpr const char* kShortRecord = "The record of callbacks is shorter than it can be.";
 
 // The text of a failure that is no status: an exception caught at the edge, a misused function.
 struct FailureText {
@@ -41,7 +48,8 @@ struct FailureText {
 struct OpenFile {
   std::unique_ptr<SpreadsheetFile> file;
   FailureText failure;
-  bool is_at_work = false;  // a call for it has not returned
+  std::vector<std::string> notes;  // of the last read
+  bool is_at_work = false;         // a call for it has not returned
 };
 
 // The open files by handle. A handle is the object's address; where a long can't hold one it is
@@ -66,6 +74,22 @@ long NewHandle(const SpreadsheetFile* file) {
 
 // What there is to say where no handle could be made.
 thread_local FailureText no_handle_failure;
+
+// Keeps the notes of this thread, which go on to whom they went to before.
+class KeepingNotes {
+ public:
+  explicit KeepingNotes(std::vector<std::string>& notes) {
+    before_ = Log::InstallForThread([&notes, others = Log::Current()](const LogEntry& entry) {
+      if (entry.operation == "Note") notes.push_back(entry.text);
+      if (others) others(entry);
+    });
+  }
+  KeepingNotes(KeepingNotes&&) = delete;
+  ~KeepingNotes() { Log::InstallForThread(std::move(before_)); }
+
+ private:
+  Log::Sink before_;
+};
 
 // Runs `operation`, which tells success, and lets nothing out: an exception becomes a kept text.
 template <typename Operation>
@@ -195,6 +219,49 @@ char NvImportWrite(int, long handle, NvImportWriteData* data) {
     DLLWriteSpreadSheetData source(data);
     return open.file->Write(&source) == kGood;
   });
+}
+
+char NvImportReadWhole(int, long handle, NvImportWholeData* data) {
+  return WithIdleFile(handle, [&](OpenFile& open) {
+    if (data == nullptr) return Refuse(open, kNoRecord);
+    if (data->size < sizeof *data) return Refuse(open, kShortRecord);
+    open.notes.clear();
+    const KeepingNotes keeping(open.notes);
+    DLLReadWholeData sink(data);
+    return open.file->Read(&sink) == kGood;
+  });
+}
+
+char NvImportDescribe(int, long handle, NvImportDescription* record) {
+  return WithIdleFile(handle, [&](OpenFile& open) {
+    if (record == nullptr) return Refuse(open, kNoRecord);
+    if (record->size < sizeof *record) return Refuse(open, kShortRecord);
+    Description description;
+    if (open.file->Describe(description) != kGood) return false;
+    if (record->state != nullptr)
+      for (const Statement& one : description.statements())
+        record->state(record, one.row, one.label.c_str(), one.key.c_str(), one.value.c_str(),
+                      one.value.size());
+    for (const Axis axis : {Axis::kX, Axis::kY, Axis::kZ}) {
+      const AxisName& name = description.name(axis);
+      if (record->name_axis != nullptr && (!name.label.empty() || !name.unit.empty()))
+        record->name_axis(record, "xyz"[static_cast<int>(axis)], name.label.c_str(),
+                          name.unit.c_str());
+    }
+    if (record->set_x != nullptr && !description.x().empty())
+      record->set_x(record, description.first_x_column(), description.x().data(),
+                    description.x().size());
+    if (record->set_cut != nullptr && description.cut() > 0)
+      record->set_cut(record, description.cut());
+    return true;
+  });
+}
+
+const char* NvImportGetNote(int, long handle, int number) {
+  const OpenFile* open = Find(handle);
+  if (open == nullptr || number < 0 || static_cast<std::size_t>(number) >= open->notes.size())
+    return nullptr;
+  return open->notes[static_cast<std::size_t>(number)].c_str();
 }
 
 void NvImportClose(int, long handle) {

@@ -3,11 +3,13 @@
 #include <type_traits>
 
 #include "nvimport/framework/NvImport.h"
+#include "nvimport/framework/NvImportMore.h"
 #include "nvimport/platform/DynamicLibrary.h"
 
 namespace nvimport {
 
-// The twelve functions of one library. Those that it lacks are null.
+// The functions of one library: twelve that it is to have and three that it may. Those that it
+// lacks are null.
 struct PluginFunctions {
   decltype(&NvImportInitPackage) init_package = nullptr;
   decltype(&NvImportReleasePackage) release_package = nullptr;
@@ -21,21 +23,28 @@ struct PluginFunctions {
   decltype(&NvImportClose) close = nullptr;
   decltype(&NvImportGetLastError) get_last_error = nullptr;
   decltype(&NvImportGetWarning) get_warning = nullptr;
+  decltype(&NvImportReadWhole) read_whole = nullptr;
+  decltype(&NvImportDescribe) describe = nullptr;
+  decltype(&NvImportGetNote) get_note = nullptr;
 
   // Those that `library` itself defines.
   static PluginFunctions Of(const DynamicLibrary& library) {
     PluginFunctions functions;
-    functions.ForEach([&](const char* name, auto& function) {
+    const auto find = [&](const char* name, auto& function) {
       using Function = std::remove_pointer_t<std::remove_reference_t<decltype(function)>>;
       function = library.Find<Function>(name);
-    });
+    };
+    functions.ForEach(find);
+    find("NvImportReadWhole", functions.read_whole);
+    find("NvImportDescribe", functions.describe);
+    find("NvImportGetNote", functions.get_note);
     return functions;
   }
 
   // Without these two a library serves no formats.
   bool can_list() const { return count_formats != nullptr && get_info != nullptr; }
 
-  // Calls `visit` with the name and the pointer of each.
+  // Calls `visit` with the name and the pointer of each of the twelve.
   template <typename Visit>
   void ForEach(Visit visit) {
     visit("NvImportInitPackage", init_package);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <optional>
 #include <type_traits>
 
 #include "nvimport/platform/Export.h"
@@ -60,6 +61,14 @@ class NVIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
   // Stores a number cell.
   virtual void Set(int column, int row, float value) = 0;
 
+  // Whether the sink has a use for more than floats. What its file holds as a double or as a whole
+  // number then comes through SetExact, as it is there. Not at first.
+  virtual bool TakesExact();
+
+  // Stores a number cell with all its digits; at first as the Set of its type does.
+  virtual void SetExact(int column, int row, double value);
+  virtual void SetExact(int column, int row, long long value);
+
   // The index wanted after `previous` (0 before the first). A reader that walks its rows through
   // this stops, successfully, at a negative answer. The default is previous + 1.
   virtual int GetNextIndex(int previous);
@@ -74,6 +83,10 @@ class NVIMPORT_API WriteSpreadSheetData : public virtual SpreadSheetDataBase {
  public:
   // The value of a number cell.
   virtual float GetNumber(int column, int row) = 0;
+
+  // The value of a number cell that is wider than a float, as far as a double holds it; none of the
+  // others, and none at first.
+  virtual std::optional<double> GetExact(int column, int row);
 
   // The text of a text cell. For a number cell, the text to write in its place, or null; see
   // KeepsTextOf.

@@ -64,6 +64,8 @@ void SpreadsheetFile::GetErrorMessage(char* buffer, unsigned int size) {
 
 const char* SpreadsheetFile::GetWarningMessage() { return nullptr; }
 
+int SpreadsheetFile::Describe(Description&) { return GetStatus(); }
+
 int SpreadsheetFile::Write(WriteSpreadSheetData*) { return status_ = kNotImplemented; }
 
 int SpreadsheetFile::operator!() const { return status_; }

@@ -9,6 +9,7 @@
 
 namespace nvimport {
 
+class Description;
 class ReadSpreadSheetData;
 class WriteSpreadSheetData;
 
@@ -76,6 +77,10 @@ class NVIMPORT_API SpreadsheetFile {
 
   // Delivers every cell to `sink`. After a failure the cells that were delivered before it stand.
   virtual int Read(ReadSpreadSheetData* sink) = 0;
+
+  // Adds to `description` what the open file says of itself, which is nothing at first. It may pass
+  // over the file once and delivers no cells.
+  virtual int Describe(Description& description);
 
   // Writes every cell of `source`; status 1 where the format has no writer.
   virtual int Write(WriteSpreadSheetData* source);

@@ -53,6 +53,8 @@ void Log::WriteCount(std::string_view source, std::uint64_t count, std::string_v
 
 Log::Sink Log::Install(Sink sink) { return SinkOf(Sinks::Exchange(Shared(std::move(sink)))); }
 
+Log::Sink Log::Current() { return SinkOf(Sinks::Current()); }
+
 Log::Sink Log::InstallForThread(Sink sink) {
   return SinkOf(Sinks::ExchangeOwn(Shared(std::move(sink))));
 }

@@ -40,6 +40,9 @@ class NVIMPORT_API Log {
   static void WriteCount(std::string_view source, std::uint64_t count, std::string_view one,
                          std::string_view several);
 
+  // Where the entries of this thread go; none for nowhere.
+  static Sink Current();
+
   // Sends the entries of this thread to `sink` (none: to nobody) and returns the sink before it.
   // Those of a thread that installed none go to the sink of the thread that was the first to.
   static Sink Install(Sink sink);

@@ -16,11 +16,16 @@ namespace nvimport {
 // anything else, "inf", "nan" and hexadecimal included, and for what a double can't hold.
 NVIMPORT_API std::optional<double> ParseNumber(std::string_view text, char decimal_mark = '.');
 
-// Room for the text of any float.
-using FloatText = std::array<char, 24>;
+// The whole number that `text` is, if it is one that no double holds.
+NVIMPORT_API std::optional<long long> WholeBeyondDouble(std::string_view text);
 
-// The shortest text that reads back to the same float, NUL-terminated in `buffer`.
+// Room for the text of any number.
+using FloatText = std::array<char, 32>;
+
+// The shortest text that reads back to the same number of its type, NUL-terminated in `buffer`.
 NVIMPORT_API std::string_view FormatFloat(float value, FloatText& buffer);
+NVIMPORT_API std::string_view FormatDouble(double value, FloatText& buffer);
+NVIMPORT_API std::string_view FormatWhole(long long value, FloatText& buffer);
 
 // Writes `value` as C's "%g" does, digit for digit, with its NUL, and returns the end.
 NVIMPORT_API char* FormatGeneral(double value, FloatText& buffer, std::size_t at = 0);

@@ -140,7 +140,7 @@ struct JCAMPFile::Sheet {
   int row = 0;    // the last one set
   int named = 0;  // points, from the first one on
   // Of a page whose x don't rise, by their place:
-  std::vector<float> values{};
+  std::vector<double> values{};
   std::vector<bool> is_set{};
 };
 
@@ -619,6 +619,7 @@ int JCAMPFile::ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Ta
 int JCAMPFile::Read(ReadSpreadSheetData* sink) {
   if (GetNumCols() < 0 || status_ != kGood) return status_;
   warning_.clear();
+  takes_exact_ = sink->TakesExact();
   sink->SetDataSize(num_cols_, num_rows_);
   for (const auto& [problem, count] : contents_->left_out) {
     const std::string reason =
@@ -656,7 +657,7 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
     with_widths += page.form == JCAMPForm::kTriples ? 1 : 0;
     with_texts += page.form == JCAMPForm::kGroups ? 1 : 0;
   }
-  budget_.Return(sheet.values.size() * sizeof(float) + sheet.values.size() / CHAR_BIT);
+  budget_.Return(sheet.values.size() * sizeof(double) + sheet.values.size() / CHAR_BIT);
   Log::WriteCount(source_, input.long_lines(),
                   "line is longer than 255 characters, and the rest was not delivered",
                   "lines are longer than 255 characters, and the rest was not delivered");
@@ -695,7 +696,7 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
 // Sets the points of a page by ascending x.
 int JCAMPFile::ReadInOrder(JCAMPPageReader& reader, Sheet& sheet) {
   const auto count = static_cast<std::size_t>(axis_.points);
-  if (sheet.values.empty() && !budget_.Take(count * sizeof(float) + count / CHAR_BIT))
+  if (sheet.values.empty() && !budget_.Take(count * sizeof(double) + count / CHAR_BIT))
     return kOverBudget;
   sheet.values.resize(count);
   sheet.is_set.assign(count, false);
@@ -703,22 +704,24 @@ int JCAMPFile::ReadInOrder(JCAMPPageReader& reader, Sheet& sheet) {
   const int status = reader.ReadPoints([&](double x, double y, bool missing) {
     const std::size_t place = sheet.places.Of(x);
     if (place >= count) return;
-    sheet.values[place] = missing ? missing_value : static_cast<float>(y);
+    sheet.values[place] = missing ? static_cast<double>(missing_value) : y;
     sheet.is_set[place] = !missing || !std::isnan(missing_value);
   });
   for (std::size_t i = 0; i < count; ++i)
     if (sheet.is_set[i])
-      sheet.sink.Set(kFirstPointColumn + static_cast<int>(i), sheet.row, sheet.values[i]);
+      SetValue(sheet.sink, kFirstPointColumn + static_cast<int>(i), sheet.row, sheet.values[i]);
   return status;
 }
 
 int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader,
                          Sheet& sheet) {
   const float missing_value = JCAMPPageReader::MissingValue(rules_);
-  const auto cells = [&sink = sheet.sink, row = sheet.row, missing_value](int n, double y,
-                                                                          bool missing) {
-    if (missing && std::isnan(missing_value)) return;
-    sink.Set(kFirstPointColumn - 1 + n, row, missing ? missing_value : static_cast<float>(y));
+  const auto cells = [this, &sink = sheet.sink, row = sheet.row, missing_value](int n, double y,
+                                                                                bool missing) {
+    if (!missing)
+      SetValue(sink, kFirstPointColumn - 1 + n, row, y);
+    else if (!std::isnan(missing_value))
+      sink.Set(kFirstPointColumn - 1 + n, row, missing_value);
   };
   if (contents_->unites_x) {
     if (!sheet.places.Begin(in_order)) return kOverBudget;

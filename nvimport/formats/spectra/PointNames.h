@@ -25,7 +25,10 @@ class PointNames {
       FormatGeneral(x, text_, length_);
       sink_.Set(column, row_, text_.data());
     }
-    if (x_row_ > 0) sink_.Set(column, x_row_, static_cast<float>(x));
+    if (x_row_ > 0 && sink_.TakesExact())
+      sink_.SetExact(column, x_row_, x);
+    else if (x_row_ > 0)
+      sink_.Set(column, x_row_, static_cast<float>(x));
   }
 
  private:

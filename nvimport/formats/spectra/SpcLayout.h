@@ -80,7 +80,8 @@ class SpcSubFiles {
   // Whether the file holds all of its values.
   bool is_whole() const { return end_ <= size_; }
 
-  // Gives `take` each of `count` values, from point `first` on, with its number from 0 there. False
+  // Gives `take` each of `count` values, from point `first` on, with its number from 0 there: a
+  // float, or of fixed-point values a double. False
   // when the file ends before them.
   template <typename Take>
   bool TakeValues(int first, int count, Take take) {
@@ -99,7 +100,7 @@ class SpcSubFiles {
     reader_.Skip(static_cast<std::uint64_t>(first) * layout_.ValueSize(exponent_));
     if (exponent_ == SpcFile::kFloats) return TakeStoredValues<float, kOrder>(reader_, count, take);
     const auto take_scaled = [scale = Scale(layout_.is_16_bit ? 16 : 32), &take](int i, int value) {
-      take(i, static_cast<float>(value * scale));
+      take(i, value * scale);
     };
     if (layout_.is_16_bit)
       return TakeStoredValues<std::int16_t, kOrder>(reader_, count, take_scaled);

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "nvimport/formats/spectra/PointNames.h"
+#include "nvimport/framework/Description.h"
 #include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/framework/StoredValues.h"
@@ -28,6 +29,17 @@ void SpectraFile::GetErrorMessage(char* buffer, unsigned int size) {
   if (!CopyText(texts_, buffer, size) && !CopyText(kOfAll, buffer, size))
     SpreadsheetFile::GetErrorMessage(buffer, size);
 }
+
+int SpectraFile::Describe(Description& description) {
+  if (GetNumCols() < 0 || status_ != kGood) return status_;
+  std::vector<double> x;
+  x.reserve(static_cast<std::size_t>(axis_.points));
+  for (int i = 0; i < axis_.points; ++i) x.push_back(axis_.ExactX(i));
+  description.SetX(first_point_column_, std::move(x));
+  return DescribeFiles(description);
+}
+
+int SpectraFile::DescribeFiles(Description&) { return kGood; }
 
 int SpectraFile::BeginOpen(bool read, const char* path) {
   if (status_ != kGood) return status_;

@@ -28,6 +28,9 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   void Close() override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
+  // With the x values of the sheet, exactly.
+  int Describe(Description& description) override;
+
   // The axis of the sheet's columns.
   double GetFirstPoint() const override { return axis_.first; }
   double GetLastPoint() const override { return axis_.last; }
@@ -43,6 +46,9 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   // Begins to open the files of `path`: 0 or the status that forbids it.
   int BeginOpen(bool read, const char* path);
 
+  // Adds to `description` what the files say but their x values. The size is established.
+  virtual int DescribeFiles(Description& description);
+
   // Begins anew to draw from the budget of the files.
   void RenewBudget();
 
@@ -53,6 +59,17 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   template <typename Value>
   void SetCell(ReadSpreadSheetData& sink, int column, int row, Value value) const {
     if (columns_.Holds(column)) sink.Set(column, row, value);
+  }
+
+  // Sets a value as the file has it.
+  static void SetValue(ReadSpreadSheetData& sink, int column, int row, float value) {
+    sink.Set(column, row, value);
+  }
+  void SetValue(ReadSpreadSheetData& sink, int column, int row, double value) const {
+    if (takes_exact_)
+      sink.SetExact(column, row, value);
+    else
+      sink.Set(column, row, static_cast<float>(value));
   }
 
   // Names so many points of the axis, from `first` on, from the first point column on.
@@ -72,6 +89,7 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   std::string path_;                   // of the file, or of several
   SpectrumAxis axis_;                  // of the sheet
   RangeChoice columns_;                // those that are set
+  bool takes_exact_ = false;           // the sink of the read does
   Budget budget_;                      // of what grows by what the files say
 
  private:

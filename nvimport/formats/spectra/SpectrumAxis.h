@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -16,7 +17,28 @@ struct SpectrumGrid {
 
   // The x of a point, from 0. The spacing of a single point may be no number.
   double X(int point) const { return point == 0 ? first : first + point * spacing; }
+
+  // The double next to the x of a point, from 0, as first, last and number of points say it.
+  double ExactX(int point) const;
 };
+
+inline double SpectrumGrid::ExactX(int point) const {
+  const int steps = points - 1;
+  if (point <= 0) return first;
+  if (point >= steps) return last;
+  // (first * (steps - point) + last * point) / steps in twice the digits: what products, sum and
+  // quotient are rounded by is carried along.
+  const double before = steps - point;
+  const double left = first * before;
+  const double right = last * point;
+  const double sum = left + right;
+  if (!std::isfinite(sum)) return X(point);
+  const double part = sum - left;
+  const double rest = std::fma(first, before, -left) + std::fma(last, point, -right) +
+                      ((left - (sum - part)) + (right - part));
+  const double quotient = (sum + rest) / steps;
+  return quotient + (std::fma(-quotient, steps, sum) + rest) / steps;
+}
 
 // The x axis of a spectrum, or of a sheet of them: evenly spaced points, or a value for each.
 struct SpectrumAxis : SpectrumGrid {
@@ -32,6 +54,11 @@ struct SpectrumAxis : SpectrumGrid {
       return values[static_cast<std::size_t>(next - starts.begin()) - 1];
     }
     return values.empty() ? SpectrumGrid::X(point) : values[static_cast<std::size_t>(point)];
+  }
+
+  double ExactX(int point) const {
+    return floats.empty() && starts.empty() && values.empty() ? SpectrumGrid::ExactX(point)
+                                                              : X(point);
   }
 };
 

@@ -265,6 +265,7 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   if (!input_.is_open()) return Fail(kReadFailed);
   if (!EstablishRange()) return status_;
   sink->SetDataSize(num_cols_, num_rows_);
+  takes_exact_ = sink->TakesExact();
   LeftOut left_out;
   end_ = rules_.cells_in_range_only ? Place{num_cols_, num_rows_} : Place{INT_MAX, INT_MAX};
   reader_->Begin(input_, 0);
@@ -301,6 +302,13 @@ inline LotusFile::Place LotusFile::PlaceOf(const Record& record) const {
   return {Field<std::int16_t>(data, 1) + shift_.column, Field<std::int16_t>(data, 3) + shift_.row};
 }
 
+inline void LotusFile::SetNumber(Place place, double value, ReadSpreadSheetData& sink) const {
+  if (takes_exact_)
+    sink.SetExact(place.column, place.row, value);
+  else
+    sink.Set(place.column, place.row, value);
+}
+
 // Sets the numbers that lie next, which are most cells of most worksheets, and returns their bytes.
 std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
                                   LeftOut& left_out) const {
@@ -314,8 +322,7 @@ std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetDa
     const Place place = {LoadLittle<std::int16_t>(cell + 1) + shift_.column,
                          LoadLittle<std::int16_t>(cell + 3) + shift_.row};
     if (IsValidPos(place))
-      sink.Set(place.column, place.row,
-               std::bit_cast<double>(LoadLittle<std::uint64_t>(cell + kValue)));
+      SetNumber(place, std::bit_cast<double>(LoadLittle<std::uint64_t>(cell + kValue)), sink);
     else
       ++left_out.outside;
   }
@@ -352,7 +359,7 @@ void LotusFile::SetFormula(std::span<const char> data, Place place, ReadSpreadSh
   const auto value = Field<double>(data, kValue);
   if (is_inside && SetFormulaText(place, sink)) return;
   if (is_inside && (IsValidDouble(value) || !rules_.formula_values_left_out)) {
-    sink.Set(place.column, place.row, value);
+    SetNumber(place, value, sink);
   } else if (place.column >= 1 && place.row >= 1) {
     // Kept: outside the range as well.
     left_out.formulas += is_inside ? 1 : 0;
@@ -383,7 +390,7 @@ void LotusFile::SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut
   if (record.type == kInteger) {
     sink.Set(place.column, place.row, static_cast<int>(Field<std::int16_t>(data, kValue)));
   } else if (record.type == kNumber) {
-    sink.Set(place.column, place.row, Field<double>(data, kValue));
+    SetNumber(place, Field<double>(data, kValue), sink);
   } else {
     SetText(data, kLabelText, place, sink);
   }

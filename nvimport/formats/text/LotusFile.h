@@ -79,6 +79,7 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   bool EstablishRange();
   void MeasureRange(Range& range);
   Place PlaceOf(const Record& record) const;
+  void SetNumber(Place place, double value, ReadSpreadSheetData& sink) const;
   std::size_t SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
                          LeftOut& left_out) const;
   void SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut& left_out);
@@ -96,6 +97,7 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   InputFile input_;
   std::unique_ptr<BlockReader> reader_;
   Place shift_ = {1, 1};  // added to the numbers from 0 that cells have
+  bool takes_exact_ = false;  // the sink does
   Place end_;             // the last place that a cell may have
 };
 

@@ -75,7 +75,9 @@ std::string_view CellText(WriteSpreadSheetData& source, int column, int row, Flo
   const bool has_text = !is_number || source.KeepsTextOf(column, row);
   const char* text = has_text ? source.GetText(column, row) : nullptr;
   if (text != nullptr && (*text != '\0' || !is_number)) return text;
-  return is_number ? FormatFloat(source.GetNumber(column, row), number) : std::string_view();
+  if (!is_number) return {};
+  const auto exact = source.GetExact(column, row);
+  return exact ? FormatDouble(*exact, number) : FormatFloat(source.GetNumber(column, row), number);
 }
 
 }  // namespace

@@ -78,7 +78,7 @@ bool Excel2007Cells::TakesExtentOnly() {
   return target_.sink == nullptr;
 }
 
-void Excel2007Cells::SetNumber(std::uint32_t style, double value) {
+bool Excel2007Cells::SetDate(std::uint32_t style, double value) {
   if (style >= context_.styles.size()) {
     // Who writes no styles at all leaves their numbers at 0.
     if (style > 0 || context_.is_without_styles) ++changed_.lost_styles;
@@ -87,9 +87,26 @@ void Excel2007Cells::SetNumber(std::uint32_t style, double value) {
   } else if (const DateForm form = *context_.styles[style]; form != DateForm::kNone) {
     DateText text;
     IEEEDate_2_string(value, context_.since_1904, text, form);
-    return SetText(text.data());
+    SetText(text.data());
+    return true;
   }
-  Sink().Set(column(), row(), value);
+  return false;
+}
+
+template <typename Number>
+void Excel2007Cells::SetPlain(Number value) {
+  if (takes_exact_)
+    Sink().SetExact(column(), row(), value);
+  else
+    Sink().Set(column(), row(), static_cast<double>(value));
+}
+
+void Excel2007Cells::SetNumber(std::uint32_t style, double value) {
+  if (!SetDate(style, value)) SetPlain(value);
+}
+
+void Excel2007Cells::SetWhole(std::uint32_t style, long long whole) {
+  if (!SetDate(style, static_cast<double>(whole))) SetPlain(whole);
 }
 
 void Excel2007Cells::SetShared(std::uint32_t index) {

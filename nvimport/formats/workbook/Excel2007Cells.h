@@ -48,6 +48,8 @@ class Excel2007Cells {
   bool TakesExtentOnly();
 
   void SetNumber(std::uint32_t style, double value);
+  // The same of a whole number that no double holds.
+  void SetWhole(std::uint32_t style, long long whole);
   void SetText(const char* text);
   void SetShared(std::uint32_t index);
   void SetBoolean(bool value) { Sink().Set(column(), row(), value ? 1 : 0); }
@@ -68,12 +70,17 @@ class Excel2007Cells {
   const Changed& changed() const { return changed_; }
 
  private:
+  // Sets a cell that is no plain number as it is shown. False of one that is.
+  bool SetDate(std::uint32_t style, double value);
+  template <typename Number>
+  void SetPlain(Number value);
   ReadSpreadSheetData& Sink() { return *target_.sink; }
   int column() const { return static_cast<int>(column_) + 1 + target_.columns; }
   int row() const { return static_cast<int>(row_) + 1 + target_.rows; }
 
   CellContext& context_;
   Excel2007Book::Target target_;
+  bool takes_exact_ = target_.sink != nullptr && target_.sink->TakesExact();
   std::uint32_t column_ = 0;
   std::uint32_t row_ = 0;
   Excel2007Book::Extent extent_;

@@ -76,6 +76,7 @@ bool ExcelCells::Next(BiffRecord& record) { return read_ = book_.ReadRecord(reco
 bool ExcelCells::ReadSheet(std::uint64_t position, ReadSpreadSheetData* sink, int columns,
                            int rows) {
   sink_ = sink;
+  takes_exact_ = sink != nullptr && sink->TakesExact();
   columns_ = columns + 1;
   rows_ = rows + 1;
   formats_.reset();
@@ -345,10 +346,17 @@ void ExcelCells::TakeMulRk(const BiffRecord& record) {
               ExcelFile::NumFromRk(record.Field<std::int32_t>(at + 2)));
 }
 
+inline void ExcelCells::SetPlain(Place place, double value) {
+  if (takes_exact_)
+    sink_->SetExact(place.column, place.row, value);
+  else
+    sink_->Set(place.column, place.row, value);
+}
+
 void ExcelCells::SetNumber(Place place, std::uint16_t xf, double value) {
   if (xf < book_.xfs.size() && !book_.xfs[xf].is_plain_number())
     return SetDate(place, book_.xfs[xf], value);
-  sink_->Set(place.column, place.row, value);
+  SetPlain(place, value);
 }
 
 // Sets a number whose record may have the head of BIFF2.
@@ -367,7 +375,7 @@ void ExcelCells::SetDate(Place place, ExcelXf xf, double value) {
   const bool is_too_early = formats_ != nullptr && book_.rules.dates_from_biff5_on;
   if (!is_taken || is_too_early) {
     if (is_taken != xf.is_mistaken) ++changed_.dates_as_numbers;
-    return sink_->Set(place.column, place.row, value);
+    return SetPlain(place, value);
   }
   if (xf.is_mistaken) ++changed_.numbers_as_dates;
   DateText text;

@@ -74,6 +74,7 @@ class ExcelCells {
   bool IsFormula(std::uint16_t id);
   bool IsOtherFormula(std::uint16_t id);
   bool HasLongHead(std::uint16_t id) const;
+  void SetPlain(Place place, double value);
   void SetNumber(Place place, std::uint16_t xf, double value);
   void SetNumberOf(const BiffRecord& record, double value, bool has_long_head);
   void SetEmpty(Place place, bool is_left_out, std::uint64_t& left_out);
@@ -86,6 +87,7 @@ class ExcelCells {
 
   ExcelWorkbook& book_;
   ReadSpreadSheetData* sink_ = nullptr;
+  bool takes_exact_ = false;
   int columns_ = 1;  // added to the numbers from 0 that cells have
   int rows_ = 1;
   bool read_ = true;

@@ -149,7 +149,7 @@ struct Delimited {
     WriteEscaped(out, text, kQuote, [](char) { return std::string_view("\"\""); });
     out.Write("\"");
   }
-  static void Number(auto& out, std::string_view text, float) { out.Write(text); }
+  static void Number(auto& out, std::string_view text, double) { out.Write(text); }
   static void Missing(auto&) {}
 };
 using Csv = Delimited<','>;
@@ -215,7 +215,7 @@ struct JsonLines {
     });
     out.Write("\"");
   }
-  static void Number(auto& out, std::string_view text, float value) {
+  static void Number(auto& out, std::string_view text, double value) {
     out.Write(std::isfinite(value) ? text : "null");
   }
   static void Missing(auto& out) { out.Write("null"); }
@@ -228,7 +228,7 @@ void WriteCell(Stream& out, const MemoryCell& cell, auto&& decode) {
     case CellKind::kText:
       return Format::Text(out, decode(cell.text));
     case CellKind::kNumber:
-      return Format::Number(out, FormatFloat(cell.number, buffer), cell.number);
+      return Format::Number(out, FormatNumber(cell, buffer), cell.exact);
     case CellKind::kMissing:
       return Format::Missing(out);
   }

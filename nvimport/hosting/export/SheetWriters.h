@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "nvimport/framework/MemorySheet.h"
@@ -45,12 +46,16 @@ class NVIMPORT_API ConvertedSheet final : public SpreadsheetData {
       : sheet_(sheet), conversion_(conversion) {}
 
   float GetNumber(int column, int row) override { return sheet_.GetNumber(column, row); }
+  std::optional<double> GetExact(int column, int row) override {
+    return sheet_.GetExact(column, row);
+  }
   // Valid until the next call.
   const char* GetText(int column, int row) override;
   bool CellFlag(int column, int row) override { return sheet_.CellFlag(column, row); }
   bool IsNumber(int column, int row) override { return sheet_.IsNumber(column, row); }
   bool IsMissing(int column, int row) override { return sheet_.IsMissing(column, row); }
   bool IsText(int column, int row) override { return sheet_.IsText(column, row); }
+  bool KeepsTextOf(int column, int row) override { return sheet_.KeepsTextOf(column, row); }
   int GetNumberOfColumns() override { return sheet_.GetNumberOfColumns(); }
   int GetNumberOfRows() override { return sheet_.GetNumberOfRows(); }
 

@@ -185,6 +185,11 @@ class UnmarkedSheet final : public SpreadsheetData {
   void Set(int column, int row, long long value) override { sheet_.Set(column, row, value); }
   void Set(int column, int row, double value) override { sheet_.Set(column, row, value); }
   void Set(int column, int row, float value) override { sheet_.Set(column, row, value); }
+  bool TakesExact() override { return sheet_.TakesExact(); }
+  void SetExact(int column, int row, double value) override { sheet_.SetExact(column, row, value); }
+  void SetExact(int column, int row, long long value) override {
+    sheet_.SetExact(column, row, value);
+  }
   int GetNextIndex(int previous) override { return sheet_.GetNextIndex(previous); }
   void SetDataSize(int columns, int rows) override { sheet_.SetDataSize(columns, rows); }
   int GetNumberOfColumns() override { return sheet_.GetNumberOfColumns(); }

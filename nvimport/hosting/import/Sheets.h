@@ -48,6 +48,13 @@ class HeadSheet final : public ReadOnlySheet {
   void Set(int column, int row, float value) override {
     if (column <= most_columns_ && row <= most_rows_) head_.Set(column, row, value);
   }
+  bool TakesExact() override { return true; }
+  void SetExact(int column, int row, double value) override {
+    if (column <= most_columns_ && row <= most_rows_) head_.SetExact(column, row, value);
+  }
+  void SetExact(int column, int row, long long value) override {
+    if (column <= most_columns_ && row <= most_rows_) head_.SetExact(column, row, value);
+  }
   int GetNextIndex(int previous) override { return previous < most_rows_ ? previous + 1 : -1; }
   void SetDataSize(int columns, int rows) override {
     ReadOnlySheet::SetDataSize(columns, rows);
