@@ -22,18 +22,92 @@ struct FormatKeys {
 
 inline constexpr KeySource kJcampKeys[] = {
     {"TITLE", "title"},
+    {"JCAMP-DX", "version"},
+    {"DATA TYPE", "data-type"},
+    {"DATA CLASS", "data-class"},
+    {"ORIGIN", "origin"},
+    {"OWNER", "owner"},
+    {"DATE", "date"},
+    {"LONG DATE", "date"},
+    {"TIME", "time"},
+    {"BLOCK_ID", "id"},
+    {"SOURCE REFERENCE", "reference"},
+    {"CROSS REFERENCE", "cross-reference"},
+    {"SAMPLE DESCRIPTION", "sample"},
+    {"CAS NAME", "chemical-name"},
+    {"NAMES", "other-names"},
+    {"MOLFORM", "formula"},
+    {"CAS REGISTRY NO", "cas-number"},
+    {"MW", "molecular-weight"},
+    {"MP", "melting-point"},
+    {"BP", "boiling-point"},
+    {"DENSITY", "density"},
+    {"REFRACTIVE INDEX", "refractive-index"},
+    {"CONCENTRATIONS", "concentrations"},
+    {"STATE", "state"},
+    {"PATH LENGTH", "path-length"},
+    {"PRESSURE", "pressure"},
+    {"TEMPERATURE", "temperature"},
+    {"SAMPLING PROCEDURE", "sampling"},
+    {"DATA PROCESSING", "processing"},
+    {"SPECTROMETER/DATA SYSTEM", "instrument"},
+    {"INSTRUMENT PARAMETERS", "instrument-parameters"},
+    {"INSTRUMENTAL PARAMETERS", "instrument-parameters"},
+    {"RESOLUTION", "resolution"},
+    {"XUNITS", "x-units"},
+    {"YUNITS", "y-units"},
+    {"RUNITS", "x-units"},
+    {"AUNITS", "y-units"},
+    {"XLABEL", "x-label"},
+    {"YLABEL", "y-label"},
+    {"VAR_NAME", "y-label"},
+    {"UNITS", "y-units"},
+    {"PAGE", "z"},
+    {".OBSERVE FREQUENCY", "frequency"},
+    {".OBSERVE NUCLEUS", "nucleus"},
+    {".SOLVENT NAME", "solvent"},
+    {".PULSE SEQUENCE", "method"},
+    {".AVERAGES", "scans"},
+    {".DETECTOR", "detector"},
+    {".RETENTION TIME", "retention-time"},
 };
 
 inline constexpr KeySource kSpcKeys[] = {
+    {"fexper", "data-type"},
     {"fdate", "date"},
+    {"fres", "resolution"},
+    {"fsource", "instrument"},
+    {"fcmnt", "comment"},
+    {"fmethod", "method"},
+    {"fxtype", "x-units"},
+    {"fytype", "y-units"},
+    {"fztype", "z-units"},
+    {"fwtype", "w-units"},
+    {"logtxto", "log"},
+    {"logbins", "log-size"},
+    {"subtime", "z"},
+    {"subwlevel", "w"},
+    {"subscan", "scans"},
+    {"oxtype", "x-units"},
+    {"oytype", "y-units"},
+    {"oztype", "z-units"},
+    {"oyear", "date"},
+    {"ores", "resolution"},
+    {"onscans", "scans"},
+    {"ocmnt", "comment"},
 };
 
 inline constexpr KeySource kNsasKeys[] = {
     {"instrument model", "instrument"},
+    {"spectrum number", "id"},
+    {"sample name", "sample"},
+    {"date", "date"},
+    {"constituent", "constituent"},
 };
 
 inline constexpr KeySource kBrimroseKeys[] = {
-    {"sample", "sample"},
+    {"sample text", "sample"},
+    {"acquisition time", "date"},
 };
 
 inline constexpr KeySource kWorkbookKeys[] = {
@@ -59,6 +133,13 @@ inline constexpr FormatKeys kFormatKeys[] = {
     {"DIF", kDifKeys},           {"Lotus 1-2-3", kLotusKeys},
 };
 
+// The key of a label, empty where it has none.
+inline std::string_view KeyOf(std::span<const KeySource> keys, std::string_view label) {
+  for (const KeySource& source : keys)
+    if (source.label == label) return source.key;
+  return {};
+}
+
 // Adds the statements of one format with their keys.
 class Stating {
  public:
@@ -67,7 +148,7 @@ class Stating {
 
   // A statement that is there even if it says nothing.
   void State(std::string_view label, std::string_view value, int row = 0) {
-    description_.State(label, KeyOf(label), value, row);
+    description_.State(label, KeyOf(keys_, label), value, row);
   }
   void StateIfAny(std::string_view label, std::string_view value, int row = 0) {
     if (!value.empty()) State(label, value, row);
@@ -75,12 +156,6 @@ class Stating {
   Description& description() { return description_; }
 
  private:
-  std::string_view KeyOf(std::string_view label) const {
-    for (const KeySource& source : keys_)
-      if (source.label == label) return source.key;
-    return {};
-  }
-
   Description& description_;
   std::span<const KeySource> keys_;
 };
