@@ -70,6 +70,7 @@ inline constexpr KeySource kJcampKeys[] = {
     {".AVERAGES", "scans"},
     {".DETECTOR", "detector"},
     {".RETENTION TIME", "retention-time"},
+    {"$$", "comment"},
 };
 
 inline constexpr KeySource kSpcKeys[] = {
@@ -79,6 +80,7 @@ inline constexpr KeySource kSpcKeys[] = {
     {"fsource", "instrument"},
     {"fcmnt", "comment"},
     {"fmethod", "method"},
+    {"fcatxt", "axis-label"},
     {"fxtype", "x-units"},
     {"fytype", "y-units"},
     {"fztype", "z-units"},
@@ -95,6 +97,7 @@ inline constexpr KeySource kSpcKeys[] = {
     {"ores", "resolution"},
     {"onscans", "scans"},
     {"ocmnt", "comment"},
+    {"ocatxt", "axis-label"},
 };
 
 inline constexpr KeySource kNsasKeys[] = {

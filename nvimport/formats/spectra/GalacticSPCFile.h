@@ -55,6 +55,7 @@ class NVIMPORT_API GalacticSPCFile : public SpectraFile {
 
  protected:
   int EstablishSize() override;
+  int DescribeFiles(Description& description) override;
 
  private:
   struct File;
@@ -75,6 +76,7 @@ class NVIMPORT_API GalacticSPCFile : public SpectraFile {
   std::vector<File> files_;
   bool text_names_ = false;
   bool x_row_ = false;
+  int heads_ = 0;  // rows above the spectra in the last read, 0 before one
   std::unique_ptr<BlockReader> reader_;
 };
 

@@ -6,7 +6,6 @@
 #include "nvimport/formats/spectra/JCAMPDescription.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -22,26 +21,6 @@ namespace nvimport {
 namespace {
 
 constexpr int kOfTheBlock = -1;  // in place of a page
-
-// What several rows say alike; nothing where they differ.
-class Common {
- public:
-  void Take(std::string_view value) {
-    if (value.empty()) return;
-    differs_ |= !value_.empty() && value_ != value;
-    value_ = value;
-  }
-  std::string_view value() const { return differs_ ? std::string_view() : value_; }
-
- private:
-  std::string value_;
-  bool differs_ = false;
-};
-
-struct CommonName {
-  Common label;
-  Common unit;
-};
 
 class JCAMPDescriber {
  public:
@@ -99,18 +78,12 @@ class JCAMPDescriber {
 
   void EndFile() { Decide(Scope::kBlock); }
 
-  void NameAxes() {
-    for (const Axis axis : {Axis::kX, Axis::kY, Axis::kZ}) {
-      const CommonName& name = axes_[static_cast<std::size_t>(axis)];
-      statements_.description().NameAxis(axis, name.label.value(), name.unit.value());
-    }
-  }
-
  private:
   struct Entry {
     std::string label;
     std::string name;  // the label less what doesn't count
     std::string value;
+    std::string comment{};
     int page = kOfTheBlock;
     bool has_lines = false;
   };
@@ -141,23 +114,38 @@ class JCAMPDescriber {
     const std::string_view label = Deblank(line.substr(2, equals - 2));
     Entry entry{std::string(label), Stripped(label), {}};
     const bool has_comments = entry.name != "TITLE" || rules_.comments_in_titles;
-    entry.value = Deblank(WithoutComment(line.substr(equals + 1), has_comments));
+    AddLine(line.substr(equals + 1), has_comments, entry);
     // What follows is the page.
-    if (record.has_page) return entry;
-    while (!text.empty() && entry.value.size() <= Description::kLongestValue) {
-      line = TakeLine(text);
-      std::string_view said = WithoutComment(line, has_comments);
-      const std::size_t end = said.find_last_not_of(kJcampBlanks) + 1;
-      if (end == 0 && said.size() < line.size()) continue;
-      entry.value.append("\n").append(said.substr(0, end));
-    }
+    while (!text.empty() && !record.has_page && entry.value.size() <= Description::kLongestValue)
+      AddLine(TakeLine(text), has_comments, entry);
     const bool goes_on = size > bytes.size() && bytes.size() >= BlockReader::kSize;
     if (goes_on && entry.value.size() <= Description::kLongestValue)
-      statements_.description().AddCut(1);
-    const std::size_t begin = entry.value.find_first_not_of('\n');
-    if (begin == std::string::npos) return entry.value.clear(), entry;
-    entry.value = entry.value.substr(begin, entry.value.find_last_not_of('\n') + 1 - begin);
+      statements_.AddCut();
+    entry.value = Outer(entry.value);
     return entry;
+  }
+
+  // Less what is blank at its ends; lines within keep their indentation.
+  static std::string_view Outer(std::string_view lines) {
+    const std::size_t end = lines.find_last_not_of(" \t\v\f\n");
+    if (end == std::string_view::npos) return {};
+    lines = lines.substr(0, end + 1);
+    return lines.substr(lines.find_first_not_of('\n'));
+  }
+
+  static void AddLine(std::string_view line, bool has_comments, Entry& entry) {
+    const std::size_t end = has_comments ? line.find("$$") : std::string_view::npos;
+    const std::string_view said = line.substr(0, end);
+    const bool is_first = entry.value.empty();
+    if (end == std::string_view::npos || !Deblank(said).empty())
+      entry.value.append("\n").append(is_first ? Deblank(said) : TrimEnd(said));
+    if (end == std::string_view::npos) return;
+    if (!entry.comment.empty()) entry.comment += '\n';
+    entry.comment += Deblank(line.substr(end + 2));
+  }
+
+  static std::string_view TrimEnd(std::string_view line) {
+    return line.substr(0, line.find_last_not_of(kJcampBlanks) + 1);
   }
 
   // The line that `text` begins with, which it then leaves out.
@@ -167,10 +155,6 @@ class JCAMPDescriber {
     const bool is_pair = end != std::string_view::npos && text.substr(end).starts_with("\r\n");
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + (is_pair ? 2 : 1));
     return line;
-  }
-
-  static std::string_view WithoutComment(std::string_view line, bool has_comments) {
-    return has_comments ? line.substr(0, line.find("$$")) : line;
   }
 
   void Decide(Scope::Kind kind) {
@@ -194,28 +178,47 @@ class JCAMPDescriber {
     return found != keys_.end() ? found->second : std::string_view();
   }
 
+  // The rows that an entry is about: those of its block or page, or row 0 for the whole file.
+  std::span<const JCAMPRow> RowsOf(const Entry& entry) const {
+    static constexpr JCAMPRow kFile[] = {{0, 0, 0}};
+    if (IsOfFile()) return kFile;
+    const auto rows = RowsOf(scope_.block, entry.page);
+    // Hundreds of pages are not each told what their block says.
+    constexpr std::size_t kMostRepeated = 64;
+    if (rows.size() <= kMostRepeated) return rows;
+    return rows.size() == rows_.size() ? kFile : rows.first(1);
+  }
+
+  // So are blocks that hold no spectra, as those of structures.
+  bool IsOfFile() const {
+    return scope_.kind == Scope::kFile ||
+           (scope_.block < layout_.blocks.size() && layout_.blocks[scope_.block].pages == 0);
+  }
+
   void State(const Entry& entry) {
-    const std::string_view key = KeyOfName(entry.name);
-    constexpr JCAMPRow kFileRow{0, 0, 0};
-    const bool is_of_file = scope_.kind == Scope::kFile;
-    const auto rows = is_of_file ? std::span(&kFileRow, 1) : RowsOf(scope_.block, entry.page);
-    if (rows.empty()) return;
-    const auto state = [&](std::string_view of_key, std::string_view value) {
-      for (const JCAMPRow& row : rows) {
-        if (statements_.full()) return;
-        statements_.State(entry.label, of_key, value, row.row);
-      }
+    const auto rows = RowsOf(entry);
+    const auto state = [&](std::string_view label, std::string_view key, std::string_view value) {
+      for (const JCAMPRow& row : rows)
+        if (!statements_.full()) statements_.State(label, key, value, row.row);
     };
+    StateEntry(entry, rows, state);
+    if (!entry.comment.empty()) state("$$", KeyOfName("$$"), entry.comment);
+  }
+
+  template <typename State>
+  void StateEntry(const Entry& entry, std::span<const JCAMPRow> rows, const State& state) {
+    const std::string_view key = KeyOfName(entry.name);
     if (key == "date") {
       const std::string iso = IsoJCAMPDate(entry.value);
-      if (iso != entry.value) state({}, entry.value);
-      if (!iso.empty()) state(key, iso);
+      if (iso != entry.value) state(entry.label, {}, entry.value);
+      if (!iso.empty()) state(entry.label, key, iso);
       return;
     }
-    if (entry.name == "PAGE" && !is_of_file) return StatePage(entry, state);
-    const bool is_list = entry.name == "VARNAME" || entry.name == "UNITS";
-    state(is_list ? std::string_view() : key, entry.value);
-    if (is_of_file) return;
+    // What they say of single variables follows.
+    const bool is_list = entry.name == "VARNAME" || entry.name == "UNITS" || entry.name == "PAGE";
+    state(entry.label, is_list ? std::string_view() : key, entry.value);
+    if (IsOfFile() || rows.empty()) return;
+    if (entry.name == "PAGE") return StatePage(entry, state);
 
     constexpr std::size_t kLongest = 1000;  // as much as pages look for their variables in
     const std::string_view list = std::string_view(entry.value).substr(0, kLongest);
@@ -223,20 +226,20 @@ class JCAMPDescriber {
     if (entry.name == "VARNAME") scope_.names = list;
     if (entry.name == "UNITS") scope_.units = list;
     if (entry.has_lines) StateVariables(entry, rows);
-    if (key == "x-units") name(Axis::kX).unit.Take(entry.value);
-    if (key == "x-label") name(Axis::kX).label.Take(entry.value);
-    if (key == "y-units" && !is_list) name(Axis::kY).unit.Take(entry.value);
-    if (key == "y-label" && !is_list) name(Axis::kY).label.Take(entry.value);
+    if (is_list) return;
+    if (key == "x-units") statements_.Unit(Axis::kX).Take(entry.value);
+    if (key == "x-label") statements_.Label(Axis::kX).Take(entry.value);
+    if (key == "y-units") statements_.Unit(Axis::kY).Take(entry.value);
+    if (key == "y-label") statements_.Label(Axis::kY).Take(entry.value);
   }
 
   // "N=1": a variable and its value.
   template <typename State>
   void StatePage(const Entry& entry, const State& state) {
-    state({}, entry.value);
     const std::string_view value = std::string_view(entry.value).substr(0, entry.value.find('\n'));
     const std::size_t equals = value.find('=');
     if (equals == std::string_view::npos) return;
-    state("z", Deblank(value.substr(equals + 1)));
+    state(entry.label, "z", Deblank(value.substr(equals + 1)));
     TakeName(Axis::kZ, Stripped(value.substr(0, equals)));
   }
 
@@ -268,8 +271,8 @@ class JCAMPDescriber {
     std::string_view rest = scope_.symbols;
     for (std::size_t number = 0;; ++number) {
       if (!symbol.empty() && Stripped(PartOf(rest, 0)) == symbol) {
-        name(axis).label.Take(PartOf(scope_.names, number));
-        name(axis).unit.Take(PartOf(scope_.units, number));
+        statements_.Label(axis).Take(PartOf(scope_.names, number));
+        statements_.Unit(axis).Take(PartOf(scope_.units, number));
         return number;
       }
       const std::size_t comma = rest.find(',');
@@ -277,8 +280,6 @@ class JCAMPDescriber {
       rest.remove_prefix(comma + 1);
     }
   }
-
-  CommonName& name(Axis axis) { return axes_[static_cast<std::size_t>(axis)]; }
 
   const JCAMPRules& rules_;
   const JCAMPLayout& layout_;
@@ -289,7 +290,6 @@ class JCAMPDescriber {
   Scope scope_;
   std::vector<Entry> waiting_;  // until it is known what they are said of
   bool has_page_begun_ = false;
-  std::array<CommonName, 3> axes_;
 };
 
 }  // namespace
@@ -313,7 +313,6 @@ void DescribeJCAMP(const std::vector<std::string>& files, const JCAMPRules& rule
     if (status != kGood && !statements.full()) statements.Drop();
     if (statements.full()) break;
   }
-  describer.NameAxes();
 }
 
 }  // namespace nvimport

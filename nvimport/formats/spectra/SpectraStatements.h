@@ -1,7 +1,10 @@
 #pragma once
 
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <span>
+#include <string>
 #include <string_view>
 #include <type_traits>
 
@@ -12,20 +15,46 @@
 
 namespace nvimport {
 
+// What several spectra say alike; nothing where they differ.
+class CommonText {
+ public:
+  void Take(std::string_view text) {
+    if (text.empty()) return;
+    differs_ |= !text_.empty() && text_ != text;
+    text_ = text;
+  }
+  std::string_view text() const { return differs_ ? std::string_view() : text_; }
+
+ private:
+  std::string text_;
+  bool differs_ = false;
+};
+
 // States what files of spectra say, within what their budget leaves, of which a read loses nothing.
 class SpectraStatements {
  public:
   SpectraStatements(Description& description, std::span<const KeySource> keys, const Budget& budget)
       : description_(description), keys_(keys), budget_(budget) {}
 
-  Description& description() { return description_; }
+  ~SpectraStatements() {
+    for (const Axis axis : {Axis::kX, Axis::kY, Axis::kZ})
+      description_.NameAxis(axis, Label(axis).text(), Unit(axis).text());
+  }
+  SpectraStatements(const SpectraStatements&) = delete;
+  SpectraStatements& operator=(const SpectraStatements&) = delete;
+
+  // What a spectrum says of an axis.
+  CommonText& Label(Axis axis) { return labels_[static_cast<std::size_t>(axis)]; }
+  CommonText& Unit(Axis axis) { return units_[static_cast<std::size_t>(axis)]; }
+
+  void AddCut() { description_.AddCut(1); }
   Budget& budget() { return budget_; }
 
   // Some statement was dropped, and so will be all others.
   bool full() const { return full_; }
   void Drop() {
     full_ = true;
-    description_.AddCut(1);
+    AddCut();
   }
 
   void State(std::string_view label, std::string_view key, std::string_view value, int row) {
@@ -59,6 +88,8 @@ class SpectraStatements {
   Description& description_;
   std::span<const KeySource> keys_;
   Budget budget_;
+  std::array<CommonText, 3> labels_;
+  std::array<CommonText, 3> units_;
   bool full_ = false;
 };
 
