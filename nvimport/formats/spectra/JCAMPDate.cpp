@@ -136,14 +136,15 @@ std::optional<COleDateTime> ParseJCAMPDate(std::string_view text) {
 }
 
 std::string IsoJCAMPDate(std::string_view text) {
-  for (const std::string_view form : {"Y/M/D", "Y-M-D", "y/M/D", "d N Y", "d-N-Y", "D/M/Y", "M/D/Y",
-                                      "D/M/y", "M/D/y"}) {
+  for (const std::string_view form :
+       {"Y/M/D", "Y-M-D", "y/M/D", "d N Y", "d-N-Y", "D/M/Y", "M/D/Y", "D/M/y", "M/D/y"}) {
     Moment at{};
     std::string_view rest = text;
     if (!Take(rest, form, at)) continue;
     if (form.ends_with('y') || form.starts_with('y')) at[kYear] = FullYear(at[kYear]);
     if (!IsDate(at)) continue;
-    const bool ends_in_year = form.find('/') == 1 && !form.starts_with('Y') && !form.starts_with('y');
+    const bool ends_in_year =
+        form.find('/') == 1 && !form.starts_with('Y') && !form.starts_with('y');
     constexpr int kMonths = 12;
     if (ends_in_year && at[kDay] <= kMonths && at[kDay] != at[kMonth]) return {};
 

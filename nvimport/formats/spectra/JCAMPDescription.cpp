@@ -1,7 +1,7 @@
-// What JCAMP-DX files say of themselves is their labelled data records. Which there are is published:
-// JCAMP-DX 4.24 (Applied Spectroscopy 42, 1988, 151), 5.00 for NMR (47, 1993, 1093) and for mass
-// spectra (48, 1994, 1545), 5.01 (Pure and Applied Chemistry 71, 1999, 1549). A label that begins
-// with a point is one of a method, one that begins with "$" somebody's own.
+// What JCAMP-DX files say of themselves is their labelled data records. Which there are is
+// published: JCAMP-DX 4.24 (Applied Spectroscopy 42, 1988, 151), 5.00 for NMR (47, 1993, 1093) and
+// for mass spectra (48, 1994, 1545), 5.01 (Pure and Applied Chemistry 71, 1999, 1549). A label that
+// begins with a point is one of a method, one that begins with "$" somebody's own.
 
 #include "nvimport/formats/spectra/JCAMPDescription.h"
 
@@ -29,7 +29,8 @@ class JCAMPDescriber {
       : rules_(rules), layout_(layout), rows_(std::move(rows)), statements_(statements) {
     constexpr auto kPlace = [](const JCAMPRow& row) { return std::pair(row.block, row.page); };
     std::ranges::sort(rows_, {}, kPlace);
-    for (const KeySource& source : kJcampKeys) keys_.push_back({Stripped(source.label), source.key});
+    for (const KeySource& source : kJcampKeys)
+      keys_.push_back({Stripped(source.label), source.key});
   }
 
   void Begin(InputFile& bytes) {
@@ -119,8 +120,7 @@ class JCAMPDescriber {
     while (!text.empty() && !record.has_page && entry.value.size() <= Description::kLongestValue)
       AddLine(TakeLine(text), has_comments, entry);
     const bool goes_on = size > bytes.size() && bytes.size() >= BlockReader::kSize;
-    if (goes_on && entry.value.size() <= Description::kLongestValue)
-      statements_.AddCut();
+    if (goes_on && entry.value.size() <= Description::kLongestValue) statements_.AddCut();
     entry.value = Outer(entry.value);
     return entry;
   }
@@ -169,12 +169,14 @@ class JCAMPDescriber {
     auto found = std::ranges::subrange(
         first, std::ranges::upper_bound(first, rows_.end(), block, {}, &JCAMPRow::block));
     if (page != kOfTheBlock)
-      found = std::ranges::equal_range(found, static_cast<std::uint32_t>(page), {}, &JCAMPRow::page);
+      found =
+          std::ranges::equal_range(found, static_cast<std::uint32_t>(page), {}, &JCAMPRow::page);
     return {found.begin(), found.end()};
   }
 
   std::string_view KeyOfName(std::string_view name) const {
-    const auto found = std::ranges::find(keys_, name, &std::pair<std::string, std::string_view>::first);
+    const auto found =
+        std::ranges::find(keys_, name, &std::pair<std::string, std::string_view>::first);
     return found != keys_.end() ? found->second : std::string_view();
   }
 

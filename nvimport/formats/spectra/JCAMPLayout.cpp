@@ -549,8 +549,8 @@ class JCAMPLabels {
 
 }  // namespace
 
-int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout,
-                    Budget& budget, const JCAMPRecordTaker& take) {
+int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout, Budget& budget,
+                    const JCAMPRecordTaker& take) {
   layout.all_pages = !rules.first_page_only;
   return JCAMPLabels(lines, rules, layout, budget, take).CheckFile();
 }

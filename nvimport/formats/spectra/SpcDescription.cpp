@@ -1,6 +1,6 @@
 // What SPC files say of themselves, as their maker's header file for programmers (SPC.H, with the
-// paper "Universal Data Format Specification") has it. Offsets in the header of the new layout, whose
-// fields are fNAME, then in the header of the old one, whose fields are oNAME:
+// paper "Universal Data Format Specification") has it. Offsets in the header of the new layout,
+// whose fields are fNAME, then in the header of the old one, whose fields are oNAME:
 //   2 uint8    exper (kind of experiment)    -
 //   28 uint8   xtype, ytype, ztype           16 uint8 xtype, ytype
 //   32 uint32  date (from the lowest bit on minute 6, hour 5, day 5, month 4, year 12)
@@ -17,8 +17,8 @@
 // and in that of a sub-file:
 //   2 uint16 subindx   4 float32 subtime (z)   8 float32 subnext   12 float32 subnois
 //   20 uint32 subscan   24 float32 subwlevel
-// The log, at logoff: uint32 sizes of the block on disk and in memory, logtxto (where its text begins),
-// logbins (bytes of its binary part), logdsks.
+// The log, at logoff: uint32 sizes of the block on disk and in memory, logtxto (where its text
+// begins), logbins (bytes of its binary part), logdsks.
 
 #include "nvimport/formats/spectra/SpcDescription.h"
 
@@ -48,7 +48,8 @@ struct CodeText {
   std::string_view unit = {};
 };
 
-constexpr CodeText kXTypes[] = {  // of z and w too
+constexpr CodeText kXTypes[] = {
+    // of z and w too
     {1, "Wavenumber", "cm-1"},
     {2, "Micrometers", "um"},
     {3, "Nanometers", "nm"},
@@ -131,9 +132,10 @@ constexpr CodeText kExperiments[] = {
 std::string_view Field(ByteReader& reader, std::size_t width) {
   std::string_view text = reader.Text(width);
   text = text.substr(0, text.find('\0'));
-  const std::size_t first = text.find_first_not_of(' ');
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const std::size_t first = text.find_first_not_of(kBlanks);
   if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(' ') + 1 - first);
+  return text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
 }
 
 // The fields that both layouts have, the further ones only the new one.
@@ -159,6 +161,16 @@ struct Header {
   std::uint32_t w_planes = 0;
   float w_step = 0;
   unsigned w_type = 0;
+};
+
+// Of a sub-file.
+struct SubHeader {
+  int index = 0;
+  float time = 0;
+  float next = 0;
+  float noise = 0;
+  std::uint32_t scans = 0;
+  float w = 0;
 };
 
 Header ReadNewHeader(ByteReader reader) {
@@ -289,7 +301,8 @@ class SpcDescriber {
     const auto& date = header_.date;
     if (date == decltype(header_.date){}) return;
     TimeStampText buffer;
-    std::string text = FormatTimeStamp({date[0], date[1], date[2], date[3], date[4], 0}, 4, 'T', buffer);
+    std::string text =
+        FormatTimeStamp({date[0], date[1], date[2], date[3], date[4], 0}, 4, 'T', buffer);
     text.resize(text.size() - std::string_view(":00").size());
     constexpr int kFirstYear = 1900;  // some count from there, and their months from 0
     const bool is_date = date[0] >= kFirstYear && date[3] < 24 && date[4] < 60 &&
@@ -328,7 +341,8 @@ class SpcDescriber {
       if (const std::string_view own = HasLabels() ? AxisLabel(number) : ""; !own.empty()) {
         // Most have their unit in brackets, as the labels of codes.
         const std::size_t bracket = own.ends_with(')') ? own.rfind('(') : std::string_view::npos;
-        label = own.substr(0, own.find_last_not_of(' ', bracket - 1) + 1);
+        label = own.substr(0, bracket);
+        label = label.substr(0, label.find_last_not_of(' ') + 1);
         unit = {};
         if (bracket != std::string_view::npos)
           unit = own.substr(bracket + 1, own.size() - bracket - 2);
@@ -380,32 +394,46 @@ class SpcDescriber {
     statements_.State("logtxto", line.substr(0, line.find_last_not_of(" \t") + 1), row);
   }
 
-  void StateSubFiles() {
+  // Gives `take` each sub-file's header and row, as long as that wants more.
+  template <typename Take>
+  void ForSubFiles(Take take) {
     SpcSubFiles sub_files(layout_, input_, reader_, statements_.budget());
-    while (sub_files.number() < layout_.sub_files && !statements_.full() && sub_files.Next()) {
+    while (sub_files.number() < layout_.sub_files && sub_files.Next()) {
       // The header of the first is the end of the old main one.
       const bool is_in_main = layout_.is_old && sub_files.number() == 1;
       const std::span<const char> bytes =
           is_in_main ? std::span<const char>(bytes_).subspan(kOldHeaderSize - 32, 32)
                      : sub_files.header();
-      StateSubFile(ByteReader(bytes, layout_.byte_order), first_row_ + sub_files.number() - 1);
+      ByteReader reader(bytes, layout_.byte_order);
+      SubHeader header;
+      header.index = reader.Seek(2).U16();
+      header.time = reader.F32();
+      header.next = reader.F32();
+      header.noise = reader.F32();
+      header.scans = reader.Seek(20).U32();
+      header.w = reader.F32();
+      if (!take(header, first_row_ + sub_files.number() - 1)) break;
     }
   }
 
-  void StateSubFile(ByteReader reader, int row) {
-    const bool is_series = layout_.sub_files > 1;
-    const int index = reader.Seek(2).U16();
-    const float time = reader.F32();
-    const float next = reader.F32();
-    const float noise = reader.F32();
-    const std::uint32_t scans = reader.Seek(20).U32();
-    const float w = reader.F32();
-    if (is_series) statements_.StateNumber("subindx", index, row);
-    if (is_series || time != 0) statements_.StateNumber("subtime", time, row);
-    statements_.StateIfNotZero("subnext", next, row);
-    statements_.StateIfNotZero("subnois", noise, row);
-    statements_.StateIfNotZero("subscan", scans, row);
-    if (header_.w_planes != 0) statements_.StateNumber("subwlevel", w, row);
+  void StateSubFiles() {
+    // Where all are 0 they say nothing.
+    bool has_index = false;
+    bool has_time = false;
+    ForSubFiles([&](const SubHeader& header, int) {
+      has_index |= header.index != 0;
+      has_time |= header.time != 0;
+      return !has_index || !has_time;
+    });
+    ForSubFiles([&](const SubHeader& header, int row) {
+      if (has_index) statements_.StateNumber("subindx", header.index, row);
+      if (has_time) statements_.StateNumber("subtime", header.time, row);
+      statements_.StateIfNotZero("subnext", header.next, row);
+      statements_.StateIfNotZero("subnois", header.noise, row);
+      statements_.StateIfNotZero("subscan", header.scans, row);
+      if (header_.w_planes != 0) statements_.StateNumber("subwlevel", header.w, row);
+      return !statements_.full();
+    });
   }
 
   InputFile input_;

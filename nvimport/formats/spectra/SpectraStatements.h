@@ -69,7 +69,6 @@ class SpectraStatements {
     if (!value.empty()) State(label, value, row);
   }
 
-  // A number of a header, where it says something.
   template <typename Number>
   void StateNumber(std::string_view label, Number value, int row) {
     FloatText text;
@@ -79,9 +78,14 @@ class SpectraStatements {
       State(label, FormatWhole(static_cast<long long>(value), text), row);
     }
   }
+  // The same of one that says nothing where it is 0. Below the normal floats are left-over bytes.
   template <typename Number>
   void StateIfNotZero(std::string_view label, Number value, int row) {
-    if (value != Number{}) StateNumber(label, value, row);
+    if constexpr (std::is_floating_point_v<Number>) {
+      if (std::isnormal(value)) StateNumber(label, value, row);
+    } else if (value != 0) {
+      StateNumber(label, value, row);
+    }
   }
 
  private:
