@@ -136,7 +136,8 @@ class Texts {
   // The page of those that follow.
   void UsePage(int page) { page_ = page; }
 
-  // The text of `count` bytes that come next, up to its NUL; empty when they aren't there.
+  // The text of `count` bytes that come next, up to its NUL; empty when they aren't there, and when
+  // it is blank.
   std::string Take(ByteReader& bytes, std::uint64_t count, int page) {
     if (count > left_ || count > bytes.remaining()) return {};
     left_ -= count;
@@ -149,6 +150,7 @@ class Texts {
     else
       AppendFromCodePage(text, stored.substr(0, stored.find('\0')), page);
     text.resize(std::min(text.find('\0'), text.size()));
+    if (text.find_first_not_of(' ') == std::string::npos) text.clear();
     return text;
   }
   std::string Take(ByteReader& bytes, std::uint64_t count) { return Take(bytes, count, page_); }
