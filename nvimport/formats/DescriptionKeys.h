@@ -113,27 +113,98 @@ inline constexpr KeySource kBrimroseKeys[] = {
     {"acquisition time", "date"},
 };
 
+// Of compound files the names of their summary properties and records, of packages those of
+// elements.
 inline constexpr KeySource kWorkbookKeys[] = {
+    {"Title", "title"},
+    {"Subject", "subject"},
+    {"Author", "author"},
+    {"Keywords", "keywords"},
+    {"Comments", "comment"},
+    {"Template", "template"},
+    {"Last Saved By", "last-author"},
+    {"Revision Number", "revision"},
+    {"Total Editing Time", "editing-time"},
+    {"Last Printed", "printed"},
+    {"Create Time/Date", "created"},
+    {"Last Saved Time/Date", "modified"},
+    {"Name of Creating Application", "application"},
+    {"Category", "category"},
+    {"Manager", "manager"},
+    {"Company", "company"},
+    {"Version", "application-version"},
+    {"Content Type", "content-type"},
+    {"Content Status", "content-status"},
+    {"Document Language", "language"},
+    {"Document Version", "document-version"},
+    {"BOF", "version"},
+    {"CODEPAGE", "code-page"},
+    {"DATEMODE", "date-system"},
+    {"BOUNDSHEET", "worksheet"},
+    {"BOUNDSHEET hidden", "hidden-worksheet"},
+    {"BOUNDSHEET very hidden", "very-hidden-worksheet"},
+    {"BUNDLEHEADER", "worksheet"},
+    {"DIMENSIONS", "stated-range"},
     {"title", "title"},
+    {"subject", "subject"},
+    {"creator", "author"},
+    {"keywords", "keywords"},
+    {"description", "comment"},
+    {"lastModifiedBy", "last-author"},
+    {"revision", "revision"},
+    {"lastPrinted", "printed"},
+    {"created", "created"},
+    {"modified", "modified"},
+    {"category", "category"},
+    {"contentType", "content-type"},
+    {"contentStatus", "content-status"},
+    {"language", "language"},
+    {"version", "document-version"},
+    {"Application", "application"},
+    {"AppVersion", "application-version"},
+    {"TotalTime", "editing-time"},
+    {"date1904", "date-system"},
+    {"sheet", "worksheet"},
+    {"sheet hidden", "hidden-worksheet"},
+    {"sheet veryHidden", "very-hidden-worksheet"},
+    {"dimension", "stated-range"},
+    {"found columns", "found-columns"},
+    {"found rows", "found-rows"},
+};
+
+inline constexpr KeySource kTivonKeys[] = {
+    {"stream", "worksheet"},
 };
 
 inline constexpr KeySource kTextKeys[] = {
+    {"byte order mark", "byte-order-mark"},
     {"encoding", "encoding"},
+    {"line ends", "line-ends"},
+    {"sep=", "delimiter"},
+    {"delimiter", "delimiter"},
+    {"header row", "header-row"},
 };
 
 inline constexpr KeySource kDifKeys[] = {
     {"TABLE", "title"},
+    {"VECTORS", "stated-columns"},
+    {"TUPLES", "stated-rows"},
+    {"VECTORS comment", "comment"},
+    {"TUPLES comment", "comment"},
+    {"DATA comment", "comment"},
+    {"COMMENT", "comment"},
 };
 
 inline constexpr KeySource kLotusKeys[] = {
     {"BOF", "version"},
+    {"RANGE", "stated-range"},
 };
 
 // All of them: docs/descriptions.md has a row for each.
 inline constexpr FormatKeys kFormatKeys[] = {
     {"JCAMP-DX", kJcampKeys},    {"GalacticSPC", kSpcKeys},   {"NSAS", kNsasKeys},
-    {"Brimrose", kBrimroseKeys}, {"Workbook", kWorkbookKeys}, {"Text and CSV", kTextKeys},
-    {"DIF", kDifKeys},           {"Lotus 1-2-3", kLotusKeys},
+    {"Brimrose", kBrimroseKeys}, {"Workbook", kWorkbookKeys}, {"TIVON", kTivonKeys},
+    {"Text and CSV", kTextKeys}, {"DIF", kDifKeys},           {"Lotus 1-2-3", kLotusKeys},
 };
 
 // The key of a label, empty where it has none.
