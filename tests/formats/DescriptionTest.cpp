@@ -13,6 +13,7 @@
 #include "nvimport/formats/workbook/Excel2007File.h"
 #include "nvimport/formats/workbook/ExcelFile.h"
 #include "nvimport/formats/workbook/TivonFile.h"
+#include "tests/support/Described.h"
 #include "tests/support/Samples.h"
 #include "tests/support/SummaryFixture.h"
 #if __has_include(<gsf/gsf-outfile.h>)
@@ -26,22 +27,6 @@
 namespace nvimport {
 
 namespace {
-
-// A file, its reader and what it says: a line a statement, "label [key] = value", with "row N "
-// before one about a row.
-struct Described {
-  const char* format;  // of the table of keys
-  const char* why;
-  std::function<std::unique_ptr<SpreadsheetFile>()> reader;
-  std::string bytes;
-  std::string expected;
-  std::string options = {};
-};
-
-template <typename Reader, typename... Rules>
-auto By(Rules... rules) {
-  return [=] { return std::make_unique<Reader>(rules...); };
-}
 
 void AddTexts(std::vector<Described>& all) {
   const auto text = By<TextFile>();
@@ -296,6 +281,7 @@ void AddPackages(std::vector<Described>& all) {
 
 std::vector<Described> AllDescribed() {
   std::vector<Described> all;
+  AddSpectra(all);
   AddTexts(all);
   AddWorksheets(all);
   AddWorkbooks(all);
@@ -308,25 +294,25 @@ std::vector<Described> AllDescribed() {
   return all;
 }
 
-std::string Text(const Description& description) {
-  std::string text;
-  for (const Statement& one : description.statements())
-    text += (one.row > 0 ? "row " + std::to_string(one.row) + " " : "") + one.label + " [" +
-            one.key + "] = " + one.value + "\n";
-  return text;
-}
+// The files of a case in a folder.
+class DescribedFiles {
+ public:
+  explicit DescribedFiles(const Described& one)
+      : path_(folder_.Put(one.format == std::string_view("TIVON") ? "a.mip" : "a", one.bytes)) {
+    if (!one.beside.empty()) folder_.Put("a.cn", one.beside);
+  }
+  const char* path() const { return path_.c_str(); }
 
-std::string TextOf(SpreadsheetFile& file) {
-  Description description;
-  const int status = file.Describe(description);
-  return (status == 0 ? "" : std::to_string(status) + " ") + Text(description);
-}
+ private:
+  TempFolder folder_;
+  std::string path_;
+};
 
 TEST(Description, IsWhatTheFileSaysBeforeReadingAndAfter) {
   Obliging dialogs;
   for (const Described& one : AllDescribed()) {
     SCOPED_TRACE(std::string(one.format) + ", " + one.why);
-    const TempFile bytes(one.bytes, one.format == std::string_view("TIVON") ? "a.mip" : "a");
+    const DescribedFiles bytes(one);
     const auto plain = one.reader();
     const Outcome read = ImportFile(*plain, bytes.path(), one.options);
     const auto file = one.reader();
@@ -348,7 +334,7 @@ TEST(Description, EachKeyOfTheTablesComesFromAFile) {
   std::set<std::tuple<std::string, std::string>> seen;
   std::set<std::string> formats;
   for (const Described& one : AllDescribed()) {
-    const MemoryFile bytes(one.bytes);
+    const DescribedFiles bytes(one);
     const auto file = one.reader();
     OpenOptions options = OpenOptions::Pairs(one.options);
     Description description;
@@ -359,6 +345,9 @@ TEST(Description, EachKeyOfTheTablesComesFromAFile) {
       if (!statement.key.empty()) seen.emplace(statement.label, statement.key);
   }
   for (const FormatKeys& keys : kFormatKeys) {
+#if defined(HAS_COMPOUND_FILES) && defined(NVIMPORT_HAS_PACKAGES)
+    EXPECT_TRUE(formats.contains(std::string(keys.format))) << keys.format;
+#endif
     if (!formats.contains(std::string(keys.format))) continue;
     for (const KeySource& source : keys.sources)
       EXPECT_TRUE(seen.contains({std::string(source.label), std::string(source.key)}))
@@ -382,5 +371,20 @@ TEST(Description, OfAFileThatBreaksOffIsABeginning) {
 }
 
 }  // namespace
+
+std::string TextOf(SpreadsheetFile& file) {
+  Description description;
+  const int status = file.Describe(description);
+  std::string text = status == 0 ? "" : std::to_string(status) + " ";
+  for (const Statement& one : description.statements())
+    text += (one.row > 0 ? "row " + std::to_string(one.row) + " " : "") + one.label + " [" +
+            one.key + "] = " + one.value + "\n";
+  for (const Axis axis : {Axis::kX, Axis::kY, Axis::kZ}) {
+    const AxisName& name = description.name(axis);
+    if (name.label.empty() && name.unit.empty()) continue;
+    text += "xyz"[static_cast<int>(axis)] + ": "s + name.label + " (" + name.unit + ")\n";
+  }
+  return text;
+}
 
 }  // namespace nvimport
