@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "nvimport/framework/Description.h"
+#include "nvimport/platform/Budget.h"
 
 namespace nvimport {
 
@@ -226,6 +227,16 @@ class Stating {
   }
   void StateIfAny(std::string_view label, std::string_view value, int row = 0) {
     if (!value.empty()) State(label, value, row);
+  }
+  // The same of any number of statements; false when the budget has not what it takes.
+  [[nodiscard]] bool StateWithin(Budget& budget, std::string_view label, std::string_view value) {
+    return TakeFor(budget, label, value) && (State(label, value), true);
+  }
+  // Draws what a statement takes, in a list that moves as it grows.
+  [[nodiscard]] bool TakeFor(Budget& budget, std::string_view label, std::string_view value) {
+    if (budget.Take(3 * Description::kForEach + label.size() + value.size())) return true;
+    description_.AddCut(1);
+    return false;
   }
   Description& description() { return description_; }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <set>
 #include <tuple>
 
@@ -13,6 +14,7 @@
 #include "nvimport/formats/workbook/Excel2007File.h"
 #include "nvimport/formats/workbook/ExcelFile.h"
 #include "nvimport/formats/workbook/TivonFile.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/support/Described.h"
 #include "tests/support/Samples.h"
 #include "tests/support/SummaryFixture.h"
@@ -328,7 +330,7 @@ TEST(Description, IsWhatTheFileSaysBeforeReadingAndAfter) {
   }
 }
 
-// A key that no file gives is none.
+// A key that no file gives is none, as is one that the page does not tell.
 TEST(Description, EachKeyOfTheTablesComesFromAFile) {
   Obliging dialogs;
   std::set<std::tuple<std::string, std::string>> seen;
@@ -344,15 +346,27 @@ TEST(Description, EachKeyOfTheTablesComesFromAFile) {
     for (const Statement& statement : description.statements())
       if (!statement.key.empty()) seen.emplace(statement.label, statement.key);
   }
+  const std::string page = Contents(NVIMPORT_TEST_SCHEMAS "/../descriptions.md");
+  std::size_t told = 0;
   for (const FormatKeys& keys : kFormatKeys) {
 #if defined(HAS_COMPOUND_FILES) && defined(NVIMPORT_HAS_PACKAGES)
     EXPECT_TRUE(formats.contains(std::string(keys.format))) << keys.format;
 #endif
     if (!formats.contains(std::string(keys.format))) continue;
-    for (const KeySource& source : keys.sources)
-      EXPECT_TRUE(seen.contains({std::string(source.label), std::string(source.key)}))
-          << keys.format << ": " << source.label;
+    for (const KeySource& source : keys.sources) {
+      const std::string label(source.label);
+      const std::string key(source.key);
+      EXPECT_TRUE(seen.contains({label, key})) << keys.format << ": " << label;
+      const std::string row =
+          "\n| `" + key + "` | " + std::string(keys.format) + " | " + label + " | ";
+      const bool is_told = page.find(row) != std::string::npos;
+      EXPECT_TRUE(is_told) << row;
+      told += is_told ? 1 : 0;
+    }
   }
+  std::size_t rows = 0;
+  for (std::size_t at = 0; (at = page.find("\n| `", at)) != std::string::npos; ++at) ++rows;
+  EXPECT_EQ(told, rows) << "rows of the page without a source";
 }
 
 TEST(Description, OfAFileThatBreaksOffIsABeginning) {
@@ -366,6 +380,75 @@ TEST(Description, OfAFileThatBreaksOffIsABeginning) {
       const auto reader = one.reader();
       OpenOptions options = OpenOptions::Pairs(one.options);
       if (reader->Open(true, file.path(), options.get()) == 0) TextOf(*reader);
+    }
+  }
+}
+
+// Files that say the most for the fewest bytes. The format's name is not looked at.
+std::vector<Described> Bombs() {
+  std::vector<Described> bombs = {
+      {"DIF", "a million topics", By<DIFFileOEM>(DIFRules::Off()),
+       Repeated("X\n0,1\n\"x\"\n", 1'000'000) + "DATA\n0,0\n\"\"\n", ""},
+      {"DIF", "a topic of megabytes", By<DIFFileOEM>(DIFRules::Off()),
+       "TABLE\n0,1\n\"" + std::string(40 << 20, 'x') + "\"\nDATA\n0,0\n\"\"\n", ""}};
+  AddSpectraBombs(bombs);
+#ifdef HAS_COMPOUND_FILES
+  constexpr std::uint32_t kMany = 20'000;
+  PropertySetFixture users{kUsersId, {{1, Page(1252)}}};
+  std::string names = U32(kMany);
+  for (std::uint32_t i = 2; i < 2 + kMany; ++i) {
+    users.properties.emplace_back(i, "");
+    names += U32(i) + U32(1) + "n";
+  }
+  users.properties.emplace_back(2, Lpstr(std::string(60'000, 'x')));
+  users.properties.emplace_back(0, names);
+  const std::string one_text = PropertySets({{kDocumentId, {}}, users});
+  std::string sets = PropertySets({{kSummaryId, {}}});
+  sets.replace(24, 4, U32(0xFFFFFFFF)).replace(52, 4, U32(0xFFFFFFFF));
+  const std::string book = WorkbookFixture{{{.cells = Number(0, 0, 1)}}}.Stream();
+  for (const std::string& stream : {one_text, sets})
+    bombs.push_back({"Workbook", "properties of one text, sets without end", By<ExcelFile>(),
+                     WriteCompoundFile({{"Workbook", book},
+                                        {"\5SummaryInformation", sets},
+                                        {"\5DocumentSummaryInformation", stream}}),
+                     ""});
+#endif
+#ifdef NVIMPORT_HAS_PACKAGES
+  const auto package = [&](const char* why, const char* type, const std::string& inside) {
+    bombs.push_back(
+        {"Workbook", why, By<Excel2007File>(),
+         PackageWith({{{""}}}, {{"p.xml", "<Properties>" + inside + "</Properties>"}}, {type}, ""),
+         ""});
+  };
+  package("a million properties", "custom-properties",
+          Repeated("<property name=\"n\"><i4>1</i4></property>", 1'000'000));
+  package("a value of megabytes", "extended-properties",
+          "<Company>" + std::string(50'000'000, 'x') + "</Company>");
+  package("a million companies", "extended-properties",
+          Repeated("<Company>" + std::string(100, 'x') + "</Company>", 1'000'000));
+#endif
+  return bombs;
+}
+
+TEST(Description, EndsWithinTheBoundsOfItsFile) {
+  Obliging dialogs;
+  for (const Described& bomb : Bombs()) {
+    SCOPED_TRACE(bomb.why);
+    const MemoryFile bytes(bomb.bytes);
+    const auto file = bomb.reader();
+    const AllocationCounter memory;
+    const std::clock_t start = std::clock();
+    ASSERT_EQ(file->Open(true, bytes.path(), nullptr), 0);
+    {
+      Description description;
+      EXPECT_EQ(file->Describe(description), 0);
+    }
+    EXPECT_LT(memory.Peak(), (64 << 20) + 3 * bomb.bytes.size());
+    EXPECT_LT(std::clock() - start, 2 * CLOCKS_PER_SEC);
+    MemorySheet sheet;
+    EXPECT_EQ(file->GetStatus(), 0);
+    if (bomb.format == std::string_view("Workbook")) {
+      EXPECT_EQ(file->Read(&sheet), 0) << "what it says costs the reading nothing";
     }
   }
 }

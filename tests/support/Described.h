@@ -28,6 +28,8 @@ auto By(Rules... rules) {
 }
 
 void AddSpectra(std::vector<Described>& all);
+// Those of them that say the most for the fewest bytes.
+void AddSpectraBombs(std::vector<Described>& bombs);
 
 // What it says, as text.
 std::string TextOf(SpreadsheetFile& file);

@@ -27,7 +27,6 @@ class JCAMPDescriber {
   JCAMPDescriber(const JCAMPRules& rules, const JCAMPLayout& layout, std::vector<JCAMPRow> rows,
                  SpectraStatements& statements)
       : rules_(rules), layout_(layout), rows_(std::move(rows)), statements_(statements) {
-    constexpr auto kPlace = [](const JCAMPRow& row) { return std::pair(row.block, row.page); };
     std::ranges::sort(rows_, {}, kPlace);
     for (const KeySource& source : kJcampKeys)
       keys_.push_back({Stripped(source.label), source.key});
@@ -87,6 +86,11 @@ class JCAMPDescriber {
     std::string comment{};
     int page = kOfTheBlock;
     bool has_lines = false;
+  };
+
+  using Place = std::pair<std::size_t, int>;
+  static constexpr auto kPlace = [](const JCAMPRow& row) {
+    return Place(row.block, static_cast<int>(row.page));
   };
 
   // From one title to the next, or to the end of the block.
@@ -165,13 +169,9 @@ class JCAMPDescriber {
 
   // The rows that a page of a block is, or that all of them are.
   std::span<const JCAMPRow> RowsOf(std::size_t block, int page) const {
-    const auto first = std::ranges::lower_bound(rows_, block, {}, &JCAMPRow::block);
-    auto found = std::ranges::subrange(
-        first, std::ranges::upper_bound(first, rows_.end(), block, {}, &JCAMPRow::block));
-    if (page != kOfTheBlock)
-      found =
-          std::ranges::equal_range(found, static_cast<std::uint32_t>(page), {}, &JCAMPRow::page);
-    return {found.begin(), found.end()};
+    const auto from = std::ranges::lower_bound(rows_, Place(block, std::max(page, 0)), {}, kPlace);
+    const auto next = page == kOfTheBlock ? Place(block + 1, 0) : Place(block, page + 1);
+    return {from, std::ranges::lower_bound(from, rows_.end(), next, {}, kPlace)};
   }
 
   std::string_view KeyOfName(std::string_view name) const {

@@ -252,7 +252,9 @@ int DIFFile::Describe(Description& description) {
   records_->ReadHeader([&](DIFRecords::Topic& topic) {
     Changed changed;
     const std::string text = ConvertFromFile(topic.text.data(), topic.text.size(), changed);
-    if (budget.Take(2 * (Description::kForEach + topic.name.size() + text.size())))
+    // With its numbers and comment, two statements.
+    if (stating.TakeFor(budget, topic.name, text) &&
+        stating.TakeFor(budget, topic.name, topic.numbers))
       StateTopic(topic, text, stating);
   });
   return kGood;

@@ -147,8 +147,8 @@ class Package final : public Excel2007Book {
     constexpr const char* kStates[] = {"sheet", "sheet hidden", "sheet veryHidden"};
     const std::set<int> numbers(chosen.begin(), chosen.end());
     for (const Sheet* const sheet : in_order) {
-      if (!package_.budget().Take(Description::kForEach + sheet->name.size())) break;
-      stating.State(kStates[static_cast<std::size_t>(sheet->state)], sheet->name);
+      const char* const label = kStates[static_cast<std::size_t>(sheet->state)];
+      if (!stating.StateWithin(package_.budget(), label, sheet->name)) break;
       const auto number = static_cast<int>(sheet - sheets_.data()) + 1;
       if (numbers.contains(number)) DescribeSheet(*sheet, stating);
     }

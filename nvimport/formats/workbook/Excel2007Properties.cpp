@@ -85,7 +85,7 @@ class PropertiesXml final : public XmlPart {
     const std::string_view value = text_.Trimmed();
     const bool is_given = !value.empty() && (label_ != "TotalTime" || value != "0");
     if (state != kProperty || label_.empty() || !is_given) return;
-    if (!budget_.Take(Description::kForEach + label_.size() + value.size())) return Refuse();
+    if (!stating_.TakeFor(budget_, label_, value)) return Refuse();
     const bool is_date = std::ranges::find(kDates, label_) != std::end(kDates);
     if (is_date && !IsIsoDate(value))
       stating_.description().State(label_, "", value);
@@ -102,8 +102,8 @@ class PropertiesXml final : public XmlPart {
 // Properties of the user's own: each has a name and within it an element with the value.
 class CustomXml final : public XmlPart {
  public:
-  CustomXml(Description& description, Budget& budget)
-      : XmlPart(kSteps), description_(description), budget_(budget) {}
+  CustomXml(Stating& stating, Budget& budget)
+      : XmlPart(kSteps), stating_(stating), budget_(budget) {}
 
  private:
   enum : State { kAll = 1, kProperty, kValue };
@@ -121,11 +121,11 @@ class CustomXml final : public XmlPart {
   void End(State state) override {
     const std::string_view value = text_.Trimmed();
     if (state != kValue || value.empty()) return;
-    if (!budget_.Take(Description::kForEach + name_.size() + value.size())) return Refuse();
-    description_.State(name_, "", value);
+    if (!stating_.TakeFor(budget_, name_, value)) return Refuse();
+    stating_.description().State(name_, "", value);
   }
 
-  Description& description_;
+  Stating& stating_;
   Budget& budget_;
   std::string name_;
   ElementText text_;
@@ -156,7 +156,7 @@ void DescribeProperties(ZipPackage& package, std::string_view part, bool is_cust
                         Stating& stating) {
   if (!package.OpenPart(part)) return;
   if (is_custom)
-    CustomXml(stating.description(), package.budget()).Read(package);
+    CustomXml(stating, package.budget()).Read(package);
   else
     PropertiesXml(stating, package.budget()).Read(package);
 }

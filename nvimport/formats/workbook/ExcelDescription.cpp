@@ -107,7 +107,8 @@ void ExcelFile::DescribeBook(Stating& stating, Budget& budget) const {
     if (record.id != kBoundSheet || (record.U8(5) & 0x0F) != 0 || state >= std::size(kStates))
       continue;
     const std::uint64_t position = record.U32(0);
-    stating.State(kStates[state], SheetName(record, book_->is_biff8, code_page));
+    const std::string name = SheetName(record, book_->is_biff8, code_page);
+    if (!stating.StateWithin(budget, kStates[state], name)) return;
     if (chosen.erase(position) == 0) continue;
     const std::uint64_t next = book_->stream->Tell();
     DescribeSheet(position, stating, budget);
@@ -121,7 +122,7 @@ void ExcelFile::DescribeBook(Stating& stating, Budget& budget) const {
       AppendFromCodePage(name, sheets_[i].name, book_->code_page);
     else
       name = sheets_[i].name;
-    stating.State("BUNDLEHEADER", name);
+    if (!stating.StateWithin(budget, "BUNDLEHEADER", name)) return;
     if (chosen.erase(sheets_[i].position) > 0) DescribeSheet(sheets_[i].position, stating, budget);
   }
 }

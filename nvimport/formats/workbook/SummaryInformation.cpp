@@ -203,7 +203,7 @@ class PropertySet {
   }
 
   // The set of the user's own, whose labels its dictionary has.
-  void StateUsers(Texts& texts, Budget& budget, Description& description) const {
+  void StateUsers(Texts& texts, Budget& budget, Stating& stating) const {
     const Entry* const dictionary = Find(kDictionary);
     if (dictionary == nullptr) return;
     std::map<std::uint32_t, std::string> names;
@@ -215,15 +215,17 @@ class PropertySet {
       const std::uint32_t length = reader.U32();
       const std::uint64_t size = std::uint64_t{length} * (texts.is_utf16() ? 2 : 1);
       if (!reader.ok() || size > reader.remaining() || !budget.Take(kKept + 4 * size)) break;
-      names.try_emplace(id, texts.Take(reader, size));
+      if (std::string name = texts.Take(reader, size); !name.empty()) names.emplace(id, name);
       constexpr std::uint64_t kUnit = 4;
       if (texts.is_utf16()) reader.Skip((kUnit - size % kUnit) % kUnit);
     }
     for (const Entry& entry : entries_) {
       const auto name = names.find(entry.id);
       if (name == names.end()) continue;
-      if (std::string value = Value(entry, texts); !value.empty())
-        description.State(name->second, "", value);
+      if (const std::string value = Value(entry, texts); !value.empty()) {
+        if (!stating.TakeFor(budget, name->second, value)) return;
+        stating.description().State(name->second, "", value);
+      }
       names.erase(name);
     }
   }
@@ -352,7 +354,7 @@ void DescribeStream(std::string_view bytes, Budget& budget, Stating& stating) {
       continue;
     texts.UsePage(set.page());
     if (known->kind == Kind::kUsers)
-      set.StateUsers(texts, budget, stating.description());
+      set.StateUsers(texts, budget, stating);
     else
       set.State(known->kind, known->properties, texts, stating);
   }
@@ -368,7 +370,8 @@ void DescribeSummary(CompoundFile& file, Budget& budget, Stating& stating) {
         *elements, [&](std::size_t element) { return file.entries()[element].name == name; });
     const CompoundFile::Stream* const stream =
         found != elements->end() ? file.OpenStream(*found) : nullptr;
-    if (stream == nullptr || !budget.Take(stream->size())) continue;
+    if (stream == nullptr) continue;
+    if (!budget.Take(stream->size())) return stating.description().AddCut(1);
     std::string bytes(static_cast<std::size_t>(stream->size()), '\0');
     const std::ptrdiff_t got = file.Read(*stream, 0, bytes);
     bytes.resize(static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0)));

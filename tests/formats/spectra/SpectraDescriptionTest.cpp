@@ -377,4 +377,27 @@ void AddSpectra(std::vector<Described>& all) {
   AddOthers(all);
 }
 
+void AddSpectraBombs(std::vector<Described>& bombs) {
+  const auto jcamp = By<JCAMPFile>(JCAMPRules::Off());
+  const auto add = [&](const char* why, std::string labels, std::string data) {
+    JCAMPFixture file{.labels = std::move(labels)};
+    bombs.push_back({"JCAMP-DX", why, jcamp, file.Bytes() + data, ""});
+  };
+  const std::string many = Repeated("##A=\n", 1'000'000);
+  add("a million records", many, "");
+  add("a million records of 60 pages", many,
+      Repeated("##PAGE= N=1\n##DATA TABLE= (X++(Y..Y))\n10 1 2 3\n", 60));
+  add("records of 60,000 bytes of 60 pages", Repeated("##A=" + std::string(60'000, 'x') + "\n", 60),
+      Repeated("##PAGE= N=1\n##DATA TABLE= (X++(Y..Y))\n10 1 2 3\n", 60));
+  add("60,000 blocks", "", Repeated("##TITLE=\n##END=\n", 60'000));
+  add("a value of megabytes", "##A=" + Repeated("x\n", 5'000'000), "");
+  SpcFixture spc{.points = 0};
+  for (int i = 0; i < 100'000; ++i) spc.Add(std::vector<float>{});
+  const std::string head = Bytes(~0U) + Bytes(0U) + Bytes(64U) + std::string(52, '\0');
+  const std::string bytes = Patched(spc.Bytes(), {{248, Bytes(512U + 3'200'000U)}}) + head;
+  const auto reader = By<GalacticSPCFile>(GalacticSPCRules::Off());
+  bombs.push_back({"GalacticSPC", "lines", reader, bytes + Repeated("x\n", 3'000'000), ""});
+  bombs.push_back({"GalacticSPC", "a line", reader, bytes + std::string(30'000'000, 'x'), ""});
+}
+
 }  // namespace nvimport
