@@ -77,7 +77,9 @@ struct GalacticSPCFile::File {
 GalacticSPCFile::GalacticSPCFile(GalacticSPCRules rules)
     : SpectraFile("GalacticSPCFile", kTexts, kFirstPointColumn),
       rules_(rules),
-      reader_(std::make_unique<BlockReader>()) {}
+      reader_(std::make_unique<BlockReader>()) {
+  six_digit_names_ = rules.names_of_six_digits;
+}
 
 GalacticSPCFile::~GalacticSPCFile() = default;
 
@@ -307,7 +309,8 @@ int GalacticSPCFile::SetHeads(ReadSpreadSheetData& sink, int row) {
   // Names that are numbers are a row of x values too.
   const int text_row = text_names_ ? row : -1;
   const int number_row = text_names_ ? -1 : row;
-  NamePoints({sink, "t ", {}, text_row, number_row}, first_index(), interval_size());
+  const int digits = DigitsOfNames(first_index(), interval_size());
+  NamePoints({sink, "t ", {}, text_row, number_row, digits}, first_index(), interval_size());
   NamePoints({sink, "", {}, -1, x_row}, first_index(), interval_size());
   if (!x_row_) return row;
   // Kept: the row of x values serves one read.

@@ -248,7 +248,8 @@ struct JCAMPFile::Contents {
   }
 
   // Finds what the selected series have in common.
-  int CheckMultiSelection(const JCAMPRules& rules, SpectrumAxis& axis, const char*& prompt) {
+  int CheckMultiSelection(const JCAMPRules& rules, bool one_grid, SpectrumAxis& axis,
+                          const char*& prompt) {
     prompt = nullptr;
     unites_x = false;
     readable = 0;
@@ -274,6 +275,7 @@ struct JCAMPFile::Contents {
       }
       first_page = block;
       if (!first) first = block;
+      unites_x |= !one_grid && !first->SameGrid(block);
       if (!first->SameX(block))
         prompt = kXDiffers;
       else if (first->points != block.points && prompt == nullptr)
@@ -332,7 +334,9 @@ struct JCAMPFile::Contents {
 };
 
 JCAMPFile::JCAMPFile(const JCAMPRules& rules)
-    : SpectraFile("JCAMPFile", kTexts, kFirstPointColumn), rules_(rules), contents_(Contents{}) {}
+    : SpectraFile("JCAMPFile", kTexts, kFirstPointColumn), rules_(rules), contents_(Contents{}) {
+  six_digit_names_ = rules.names_of_six_digits;
+}
 
 NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& options) {
   OptionPairs pairs;
@@ -431,11 +435,13 @@ int JCAMPFile::ChooseReference(GivenOptions& given, OptionPairs& choices) {
   contents_->reference.reset();
   size_established_ = false;
   const char* prompt = nullptr;
-  if (const int status = contents_->CheckMultiSelection(rules_, axis_, prompt)) return Fail(status);
   std::optional<std::size_t> chosen;  // block
   std::vector<int> numbers;
-  if (!given.TakeNumbers("reference", numbers) ||
-      (numbers.size() > 1 && !given.Refuse("reference", *given.Find("reference"))))
+  const bool is_right = given.TakeNumbers("reference", numbers);
+  const bool one_grid = rules_.one_grid || !numbers.empty();
+  if (const int status = contents_->CheckMultiSelection(rules_, one_grid, axis_, prompt))
+    return Fail(status);
+  if (!is_right || (numbers.size() > 1 && !given.Refuse("reference", *given.Find("reference"))))
     return Fail(kInvalidOptions);
   if (prompt == nullptr) return kGood;
   if (!numbers.empty()) {
@@ -671,7 +677,7 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
 }
 
 PointNames JCAMPFile::BeginNames(ReadSpreadSheetData& sink) const {
-  return {sink, "t ", columns_, 1, x_row_ ? 2 : 0};
+  return {sink, "t ", columns_, 1, x_row_ ? 2 : 0, DigitsOfNames(0, axis_.points)};
 }
 
 int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
