@@ -625,7 +625,6 @@ int JCAMPFile::ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Ta
 int JCAMPFile::Read(ReadSpreadSheetData* sink) {
   if (GetNumCols() < 0 || status_ != kGood) return status_;
   warning_.clear();
-  takes_exact_ = sink->TakesExact();
   sink->SetDataSize(num_cols_, num_rows_);
   for (const auto& [problem, count] : contents_->left_out) {
     const std::string reason =
@@ -713,21 +712,26 @@ int JCAMPFile::ReadInOrder(JCAMPPageReader& reader, Sheet& sheet) {
     sheet.values[place] = missing ? static_cast<double>(missing_value) : y;
     sheet.is_set[place] = !missing || !std::isnan(missing_value);
   });
+  const ValueSink values(sheet.sink);
   for (std::size_t i = 0; i < count; ++i)
     if (sheet.is_set[i])
-      SetValue(sheet.sink, kFirstPointColumn + static_cast<int>(i), sheet.row, sheet.values[i]);
+      values.Set(kFirstPointColumn + static_cast<int>(i), sheet.row, sheet.values[i]);
   return status;
 }
 
-int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader,
-                         Sheet& sheet) {
-  const float missing_value = JCAMPPageReader::MissingValue(rules_);
-  const auto cells = [this, &sink = sheet.sink, row = sheet.row, missing_value](int n, double y,
-                                                                                bool missing) {
-    if (!missing)
-      SetValue(sink, kFirstPointColumn - 1 + n, row, y);
-    else if (!std::isnan(missing_value))
-      sink.Set(kFirstPointColumn - 1 + n, row, missing_value);
+// Value: what the sink takes.
+template <typename Value>
+int JCAMPFile::ReadBlockAs(const JCAMPData& page, bool in_order, JCAMPPageReader& reader,
+                           Sheet& sheet) {
+  const Value missing_value = JCAMPPageReader::MissingValue(rules_);
+  const auto cells = [&sink = sheet.sink, row = sheet.row, missing_value](int n, double y,
+                                                                          bool missing) {
+    if (missing && std::isnan(missing_value)) return;
+    const Value value = missing ? missing_value : static_cast<Value>(y);
+    if constexpr (std::is_same_v<Value, double>)
+      sink.SetExact(kFirstPointColumn - 1 + n, row, value);
+    else
+      sink.Set(kFirstPointColumn - 1 + n, row, value);
   };
   if (contents_->unites_x) {
     if (!sheet.places.Begin(in_order)) return kOverBudget;
@@ -756,6 +760,12 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& 
     return reader.ReadXYData(cells);
   Interpolator<decltype(cells)> interpolate{cells, axis, reference->Axis()};
   return reader.ReadXYData([&](int n, double y, bool missing) { interpolate(n, y, missing); });
+}
+
+int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader,
+                         Sheet& sheet) {
+  return sheet.sink.TakesExact() ? ReadBlockAs<double>(page, in_order, reader, sheet)
+                                 : ReadBlockAs<float>(page, in_order, reader, sheet);
 }
 
 JCAMPFileFactory::JCAMPFileFactory(const JCAMPRules& rules)

@@ -79,6 +79,8 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   bool GrowX(std::vector<double>& x, std::size_t more);
   template <typename Take>
   int ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take);
+  template <typename Value>
+  int ReadBlockAs(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet);
   int ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet);
   int ReadInOrder(JCAMPPageReader& reader, Sheet& sheet);
   PointNames BeginNames(ReadSpreadSheetData& sink) const;

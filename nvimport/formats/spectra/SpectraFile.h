@@ -65,16 +65,22 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
     if (columns_.Holds(column)) sink.Set(column, row, value);
   }
 
-  // Sets a value as the file has it.
-  static void SetValue(ReadSpreadSheetData& sink, int column, int row, float value) {
-    sink.Set(column, row, value);
-  }
-  void SetValue(ReadSpreadSheetData& sink, int column, int row, double value) const {
-    if (takes_exact_)
-      sink.SetExact(column, row, value);
-    else
-      sink.Set(column, row, static_cast<float>(value));
-  }
+  // Sets values as the file has them.
+  class ValueSink {
+   public:
+    explicit ValueSink(ReadSpreadSheetData& sink) : sink_(sink), takes_exact_(sink.TakesExact()) {}
+    void Set(int column, int row, float value) const { sink_.Set(column, row, value); }
+    void Set(int column, int row, double value) const {
+      if (takes_exact_)
+        sink_.SetExact(column, row, value);
+      else
+        sink_.Set(column, row, static_cast<float>(value));
+    }
+
+   private:
+    ReadSpreadSheetData& sink_;
+    bool takes_exact_;
+  };
 
   // Kept: names have six digits, though x values may differ less, and x values are added up from
   // the spacing. Else there are as many digits as the names of so many points take, from `first`
@@ -100,7 +106,6 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   SpectrumAxis axis_;                  // of the sheet
   RangeChoice columns_;                // those that are set
   bool six_digit_names_ = true;        // and x values by the spacing
-  bool takes_exact_ = false;           // the sink of the read does
   Budget budget_;                      // of what grows by what the files say
 
  private:

@@ -131,6 +131,8 @@ TEST(NsasFile, EveryHabitCostsCells) {
            row(1, " | 1 | 2 | 3 | . | .") + row(2, " | . | . | 1 | 2 | 3")},
       {&NsasRules::columns_lie_within_spectra, NsasBytes({{}, {.first = 1104, .end = 1134}}), "",
        one + row(2, " | . | 2 | 3") + "1" + left_out, two},
+      {&NsasRules::names_of_six_digits, NsasBytes({{.first = 30'001, .end = 30'002}}), "", "@K",
+       "@W"},
       {&NsasRules::constituents_fit, good, "x",
        "1291 CN-file corrupt! File size do not match any known version of CN file formats.\n",
        two + "the size of the CN file fits no version of it, and the constituents were not "
