@@ -161,12 +161,14 @@ struct JCAMPFile::Contents {
   JCAMPBlock current;                     // of which nothing is said while there is none
   std::optional<JCAMPData> reference;     // the series onto whose x values the others are brought
   bool unites_x = false;                  // each x that occurs has its column
-  std::vector<bool> in_order;             // then: whether the x of a series rise
+  std::vector<SpectrumGrid> grids;        // then: of series of ordinates
+  std::vector<bool> in_order;             // and whether the x of a series rise
   std::size_t readable = 0;               // series before the first one that can't be read
   // The file that is checked or read, -1 for none, and the line reached in it.
   int current_file = -1;
   std::uint64_t line = 0;
 
+  double OnGrid(double x) const;
   JCAMPData Get(Series one) const { return layout.Get(one.block, one.page); }
 
   std::string FilePrefix(int file) const {
@@ -502,6 +504,20 @@ const char* JCAMPFile::GetWarningMessage() {
   return status_ == kGood && JCAMPWarning() ? warning_.c_str() : nullptr;
 }
 
+// The x values of ordinates are computed, those of pairs written down: what only rounding takes
+// apart is one x.
+double JCAMPFile::Contents::OnGrid(double x) const {
+  constexpr double kRounding = 4 * std::numeric_limits<double>::epsilon();
+  for (const SpectrumGrid& grid : grids) {
+    const double place = std::round((x - grid.first) / grid.spacing);
+    if (!(place >= 0 && place < grid.points)) continue;
+    const double on_grid = grid.ExactX(static_cast<int>(place));
+    const double largest = std::max(std::fabs(grid.first), std::fabs(grid.last));
+    if (std::fabs(on_grid - x) <= kRounding * largest) return on_grid;
+  }
+  return x;
+}
+
 // Makes every x that occurs in the series before the first one that can't be read a point.
 int JCAMPFile::UniteX() {
   constexpr double kLeastPerPair = 3;  // bytes
@@ -509,6 +525,17 @@ int JCAMPFile::UniteX() {
   XUnion<double> all(budget_);
   JCAMPInput input(contents_->files, rules_);
   contents_->in_order.assign(contents_->series.size(), true);
+  contents_->grids.clear();
+  constexpr std::size_t kMostGrids = 8;
+  for (const Contents::Series one : series) {
+    const JCAMPData page = contents_->Get(one);
+    if (!rules_.names_of_six_digits && page.data_class == JCAMPClass::kXYData &&
+        contents_->grids.size() < kMostGrids &&
+        std::ranges::none_of(contents_->grids, [&, own = page.Axis()](const SpectrumGrid& grid) {
+          return grid.first == own.first && grid.last == own.last && grid.points == own.points;
+        }))
+      contents_->grids.push_back(page.Axis());
+  }
   for (std::size_t i = 0; i < series.size(); ++i) {
     const JCAMPData page = contents_->Get(series[i]);
     std::vector<double> x;
@@ -518,7 +545,7 @@ int JCAMPFile::UniteX() {
     const auto collect = [&](JCAMPPageReader& reader) {
       return reader.ReadPoints([&](double one, double, bool) {
         if (x.size() == x.capacity() && !GrowX(x, x.size() / 2)) return;
-        x.push_back(one);
+        x.push_back(contents_->OnGrid(one));
       });
     };
     if (ReadPage(page, input, /*tells=*/false, collect) != kGood) return status_;
@@ -707,7 +734,7 @@ int JCAMPFile::ReadInOrder(JCAMPPageReader& reader, Sheet& sheet) {
   sheet.is_set.assign(count, false);
   const float missing_value = JCAMPPageReader::MissingValue(rules_);
   const int status = reader.ReadPoints([&](double x, double y, bool missing) {
-    const std::size_t place = sheet.places.Of(x);
+    const std::size_t place = sheet.places.Of(contents_->OnGrid(x));
     if (place >= count) return;
     sheet.values[place] = missing ? static_cast<double>(missing_value) : y;
     sheet.is_set[place] = !missing || !std::isnan(missing_value);
@@ -737,7 +764,7 @@ int JCAMPFile::ReadBlockAs(const JCAMPData& page, bool in_order, JCAMPPageReader
     if (!sheet.places.Begin(in_order)) return kOverBudget;
     if (!in_order) return ReadInOrder(reader, sheet);
     return reader.ReadPoints([&](double x, double y, bool missing) {
-      const std::size_t place = sheet.places.Of(x);
+      const std::size_t place = sheet.places.Of(contents_->OnGrid(x));
       if (place < static_cast<std::size_t>(axis_.points))
         cells(static_cast<int>(place) + 1, y, missing);
     });

@@ -131,8 +131,6 @@ TEST(NsasFile, EveryHabitCostsCells) {
            row(1, " | 1 | 2 | 3 | . | .") + row(2, " | . | . | 1 | 2 | 3")},
       {&NsasRules::columns_lie_within_spectra, NsasBytes({{}, {.first = 1104, .end = 1134}}), "",
        one + row(2, " | . | 2 | 3") + "1" + left_out, two},
-      {&NsasRules::names_of_six_digits, NsasBytes({{.first = 30'001, .end = 30'002}}), "", "@K",
-       "@W"},
       {&NsasRules::constituents_fit, good, "x",
        "1291 CN-file corrupt! File size do not match any known version of CN file formats.\n",
        two + "the size of the CN file fits no version of it, and the constituents were not "
@@ -157,6 +155,11 @@ TEST(NsasFile, EveryHabitCostsCells) {
     EXPECT_EQ(ImportNsas(c.da, c.cn, rules), c.without);
     EXPECT_EQ(ImportNsas(c.da, c.cn, NsasRules::Off()), c.without);
   }
+  // Names of close points.
+  const std::string close = NsasBytes({{.points = 12, .first = 30'001, .end = 30'002}});
+  EXPECT_NE(ImportNsas(close, "").find("'w30001.2' | 'w30001.2'"), std::string::npos);
+  EXPECT_NE(ImportNsas(close, "", NsasRules::Off()).find("'w30001.17' | 'w30001.25'"),
+            std::string::npos);
   // Two spectra a billion steps apart.
   EXPECT_EQ(ImportNsas(NsasBytes({{.points = 32767, .first = 1, .end = 2},
                                   {.points = 32767, .first = 32766, .end = 32767}}),
