@@ -22,42 +22,197 @@ struct FormatKeys {
 
 inline constexpr KeySource kJcampKeys[] = {
     {"TITLE", "title"},
+    {"JCAMP-DX", "version"},
+    {"DATA TYPE", "data-type"},
+    {"DATA CLASS", "data-class"},
+    {"ORIGIN", "origin"},
+    {"OWNER", "owner"},
+    {"DATE", "date"},
+    {"LONG DATE", "date"},
+    {"TIME", "time"},
+    {"BLOCK_ID", "id"},
+    {"SOURCE REFERENCE", "reference"},
+    {"CROSS REFERENCE", "cross-reference"},
+    {"SAMPLE DESCRIPTION", "sample"},
+    {"CAS NAME", "chemical-name"},
+    {"NAMES", "other-names"},
+    {"MOLFORM", "formula"},
+    {"CAS REGISTRY NO", "cas-number"},
+    {"MW", "molecular-weight"},
+    {"MP", "melting-point"},
+    {"BP", "boiling-point"},
+    {"DENSITY", "density"},
+    {"REFRACTIVE INDEX", "refractive-index"},
+    {"CONCENTRATIONS", "concentrations"},
+    {"STATE", "state"},
+    {"PATH LENGTH", "path-length"},
+    {"PRESSURE", "pressure"},
+    {"TEMPERATURE", "temperature"},
+    {"SAMPLING PROCEDURE", "sampling"},
+    {"DATA PROCESSING", "processing"},
+    {"SPECTROMETER/DATA SYSTEM", "instrument"},
+    {"INSTRUMENT PARAMETERS", "instrument-parameters"},
+    {"INSTRUMENTAL PARAMETERS", "instrument-parameters"},
+    {"RESOLUTION", "resolution"},
+    {"XUNITS", "x-units"},
+    {"YUNITS", "y-units"},
+    {"RUNITS", "x-units"},
+    {"AUNITS", "y-units"},
+    {"XLABEL", "x-label"},
+    {"YLABEL", "y-label"},
+    {"VAR_NAME", "y-label"},
+    {"UNITS", "y-units"},
+    {"PAGE", "z"},
+    {".OBSERVE FREQUENCY", "frequency"},
+    {".OBSERVE NUCLEUS", "nucleus"},
+    {".SOLVENT NAME", "solvent"},
+    {".PULSE SEQUENCE", "method"},
+    {".AVERAGES", "scans"},
+    {".DETECTOR", "detector"},
+    {".RETENTION TIME", "retention-time"},
+    {"$$", "comment"},
 };
 
 inline constexpr KeySource kSpcKeys[] = {
+    {"fexper", "data-type"},
     {"fdate", "date"},
+    {"fres", "resolution"},
+    {"fsource", "instrument"},
+    {"fcmnt", "comment"},
+    {"fmethod", "method"},
+    {"fcatxt", "axis-label"},
+    {"fxtype", "x-units"},
+    {"fytype", "y-units"},
+    {"fztype", "z-units"},
+    {"fwtype", "w-units"},
+    {"logtxto", "log"},
+    {"logbins", "log-size"},
+    {"subtime", "z"},
+    {"subwlevel", "w"},
+    {"subscan", "scans"},
+    {"oxtype", "x-units"},
+    {"oytype", "y-units"},
+    {"oztype", "z-units"},
+    {"oyear", "date"},
+    {"ores", "resolution"},
+    {"onscans", "scans"},
+    {"ocmnt", "comment"},
+    {"ocatxt", "axis-label"},
 };
 
 inline constexpr KeySource kNsasKeys[] = {
     {"instrument model", "instrument"},
+    {"spectrum number", "id"},
+    {"sample name", "sample"},
+    {"date", "date"},
+    {"constituent", "constituent"},
 };
 
 inline constexpr KeySource kBrimroseKeys[] = {
-    {"sample", "sample"},
+    {"sample text", "sample"},
+    {"acquisition time", "date"},
 };
 
+// Of compound files the names of their summary properties and records, of packages those of
+// elements.
 inline constexpr KeySource kWorkbookKeys[] = {
+    {"Title", "title"},
+    {"Subject", "subject"},
+    {"Author", "author"},
+    {"Keywords", "keywords"},
+    {"Comments", "comment"},
+    {"Template", "template"},
+    {"Last Saved By", "last-author"},
+    {"Revision Number", "revision"},
+    {"Total Editing Time", "editing-time"},
+    {"Last Printed", "printed"},
+    {"Create Time/Date", "created"},
+    {"Last Saved Time/Date", "modified"},
+    {"Name of Creating Application", "application"},
+    {"Category", "category"},
+    {"Manager", "manager"},
+    {"Company", "company"},
+    {"Version", "application-version"},
+    {"Content Type", "content-type"},
+    {"Content Status", "content-status"},
+    {"Document Language", "language"},
+    {"Document Version", "document-version"},
+    {"BOF", "version"},
+    {"CODEPAGE", "code-page"},
+    {"DATEMODE", "date-system"},
+    {"BOUNDSHEET", "worksheet"},
+    {"BOUNDSHEET hidden", "hidden-worksheet"},
+    {"BOUNDSHEET very hidden", "very-hidden-worksheet"},
+    {"BUNDLEHEADER", "worksheet"},
+    {"DIMENSIONS", "stated-range"},
     {"title", "title"},
+    {"subject", "subject"},
+    {"creator", "author"},
+    {"keywords", "keywords"},
+    {"description", "comment"},
+    {"lastModifiedBy", "last-author"},
+    {"revision", "revision"},
+    {"lastPrinted", "printed"},
+    {"created", "created"},
+    {"modified", "modified"},
+    {"category", "category"},
+    {"contentType", "content-type"},
+    {"contentStatus", "content-status"},
+    {"language", "language"},
+    {"version", "document-version"},
+    {"Application", "application"},
+    {"AppVersion", "application-version"},
+    {"TotalTime", "editing-time"},
+    {"date1904", "date-system"},
+    {"sheet", "worksheet"},
+    {"sheet hidden", "hidden-worksheet"},
+    {"sheet veryHidden", "very-hidden-worksheet"},
+    {"dimension", "stated-range"},
+    {"found columns", "found-columns"},
+    {"found rows", "found-rows"},
+};
+
+inline constexpr KeySource kTivonKeys[] = {
+    {"stream", "worksheet"},
 };
 
 inline constexpr KeySource kTextKeys[] = {
+    {"byte order mark", "byte-order-mark"},
     {"encoding", "encoding"},
+    {"line ends", "line-ends"},
+    {"sep=", "delimiter"},
+    {"delimiter", "delimiter"},
+    {"header row", "header-row"},
 };
 
 inline constexpr KeySource kDifKeys[] = {
     {"TABLE", "title"},
+    {"VECTORS", "stated-columns"},
+    {"TUPLES", "stated-rows"},
+    {"VECTORS comment", "comment"},
+    {"TUPLES comment", "comment"},
+    {"DATA comment", "comment"},
+    {"COMMENT", "comment"},
 };
 
 inline constexpr KeySource kLotusKeys[] = {
     {"BOF", "version"},
+    {"RANGE", "stated-range"},
 };
 
 // All of them: docs/descriptions.md has a row for each.
 inline constexpr FormatKeys kFormatKeys[] = {
     {"JCAMP-DX", kJcampKeys},    {"GalacticSPC", kSpcKeys},   {"NSAS", kNsasKeys},
-    {"Brimrose", kBrimroseKeys}, {"Workbook", kWorkbookKeys}, {"Text and CSV", kTextKeys},
-    {"DIF", kDifKeys},           {"Lotus 1-2-3", kLotusKeys},
+    {"Brimrose", kBrimroseKeys}, {"Workbook", kWorkbookKeys}, {"TIVON", kTivonKeys},
+    {"Text and CSV", kTextKeys}, {"DIF", kDifKeys},           {"Lotus 1-2-3", kLotusKeys},
 };
+
+// The key of a label, empty where it has none.
+inline std::string_view KeyOf(std::span<const KeySource> keys, std::string_view label) {
+  for (const KeySource& source : keys)
+    if (source.label == label) return source.key;
+  return {};
+}
 
 // Adds the statements of one format with their keys.
 class Stating {
@@ -67,7 +222,7 @@ class Stating {
 
   // A statement that is there even if it says nothing.
   void State(std::string_view label, std::string_view value, int row = 0) {
-    description_.State(label, KeyOf(label), value, row);
+    description_.State(label, KeyOf(keys_, label), value, row);
   }
   void StateIfAny(std::string_view label, std::string_view value, int row = 0) {
     if (!value.empty()) State(label, value, row);
@@ -75,12 +230,6 @@ class Stating {
   Description& description() { return description_; }
 
  private:
-  std::string_view KeyOf(std::string_view label) const {
-    for (const KeySource& source : keys_)
-      if (source.label == label) return source.key;
-    return {};
-  }
-
   Description& description_;
   std::span<const KeySource> keys_;
 };

@@ -10,7 +10,7 @@ void Description::State(std::string_view label, std::string_view key, std::strin
   const std::string_view kept_label = label.substr(0, kLongestValue);
   const std::string_view kept = value.substr(0, kLongestValue);
   const std::size_t bytes = kForEach + kept_label.size() + key.size() + kept.size();
-  const bool fits = bytes <= kMostInAll - bytes_;
+  const bool fits = Holds(bytes);
   if (!fits || kept.size() < value.size() || kept_label.size() < label.size()) ++cut_;
   if (!fits) return;
   bytes_ += bytes;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,9 +51,11 @@ class NVIMPORT_API Description {
   // The x values of the columns from `first_column` on.
   void SetX(int first_column, std::vector<double> values);
   void AddCut(std::uint64_t count) { cut_ += count; }
+  // Whether a statement of so many bytes, kForEach included, still fits.
+  bool Holds(std::size_t bytes) const { return bytes <= kMostInAll - bytes_; }
 
   // In the order of the file.
-  const std::vector<Statement>& statements() const { return statements_; }
+  const std::deque<Statement>& statements() const { return statements_; }
   // The value of the first statement about `row` with that key; empty for none.
   std::string_view Find(std::string_view key, int row = 0) const;
   const AxisName& name(Axis axis) const { return names_[static_cast<std::size_t>(axis)]; }
@@ -64,7 +67,7 @@ class NVIMPORT_API Description {
 
  private:
   bool of_x_alone_;
-  std::vector<Statement> statements_;
+  std::deque<Statement> statements_;  // which takes no more room while it grows
   std::array<AxisName, 3> names_;
   int first_x_column_ = 1;
   std::vector<double> x_;

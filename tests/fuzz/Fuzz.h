@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -8,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "nvimport/framework/Description.h"
 #include "nvimport/platform/ByteReader.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/Support.h"
@@ -106,12 +108,30 @@ inline std::vector<CheckingSink::SeenCell> CellsOf(
   return cells;
 }
 
+// Describes an opened file, whatever became of its read. What it says is of the sheet, and as much
+// as a description may hold.
+inline void DescribeWithinBounds(SpreadsheetFile& file) {
+  const int status = file.GetStatus();
+  Description description;
+  const int described = file.Describe(description);
+  Check(described == file.GetStatus() && (status == 0 || described == status),
+        "describing returns the status that stands");
+  for (const Statement& one : description.statements()) {
+    Check(one.row >= 0 && one.row <= std::max(file.GetNumRows(), 0),
+          "the statement is about a row of the sheet");
+    Check(!one.label.empty() || !one.value.empty(), "the statement says something");
+    Check(one.value.size() <= Description::kLongestValue, "no longer than it may be");
+  }
+}
+
 // Reads an opened file, and returns the status. One that announces its size announces what it was
 // asked for before.
 inline int ReadAsAnnounced(SpreadsheetFile& file, CheckingSink& sink) {
   const int rows = file.GetNumRows();
   const int columns = file.GetNumCols();
-  if (const int status = file.Read(&sink); status != 0 || sink.GetNumberOfRows() < 0) return status;
+  const int status = file.Read(&sink);
+  DescribeWithinBounds(file);
+  if (status != 0 || sink.GetNumberOfRows() < 0) return status;
   Check(sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns,
         "the read sets the size that was asked before");
   return 0;
@@ -121,6 +141,7 @@ inline int ReadAsAnnounced(SpreadsheetFile& file, CheckingSink& sink) {
 inline int OpenAndRead(SpreadsheetFile& file, const std::string& path,
                        NvImportOpenOptions* options = nullptr, CheckingSink::Beyond beyond = {}) {
   if (const int status = file.Open(true, path.c_str(), options); status != 0) return status;
+  DescribeWithinBounds(file);
   CheckingSink sink(beyond);
   return ReadAsAnnounced(file, sink);
 }

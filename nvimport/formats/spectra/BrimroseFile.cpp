@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 
 #include "nvimport/formats/spectra/BrimroseLayout.h"
 #include "nvimport/formats/spectra/PointNames.h"
+#include "nvimport/formats/spectra/SpectraStatements.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/LocalTime.h"
@@ -39,6 +41,23 @@ static_assert(WellFormed(kTexts, 2816, 2822));
 // Kept: a cut among the first two values is one inside the sub header.
 constexpr std::uint64_t kSubHeaderSize = 128;
 constexpr int kFirstPointColumn = 3;
+
+// So many seconds after 1970 began in UTC, as ISO 8601.
+std::string IsoTime(std::int32_t time) {
+  using namespace std::chrono;
+  const sys_seconds at{seconds(time)};
+  const auto day = floor<days>(at);
+  const year_month_day date(day);
+  const hh_mm_ss clock(at - day);
+  TimeStampText text;
+  const auto number = [](auto part) { return static_cast<int>(part.count()); };
+  return FormatTimeStamp(
+             {static_cast<int>(date.year()), static_cast<int>(static_cast<unsigned>(date.month())),
+              static_cast<int>(static_cast<unsigned>(date.day())), number(clock.hours()),
+              number(clock.minutes()), number(clock.seconds())},
+             4, 'T', text) +
+         std::string("Z");
+}
 
 }  // namespace
 
@@ -136,6 +155,28 @@ int BrimroseFile::MakeDataRow(ReadSpreadSheetData& sink, int row, BlockReader& r
   }
   if (!SetFloats(sink, row, 0, axis_.points, reader)) return Fail(kDataCut);
   reader.Skip(end - reader.position());
+  return kGood;
+}
+
+int BrimroseFile::DescribeFiles(Description& description) {
+  SpectraStatements statements(description, kBrimroseKeys, budget_);
+  statements.Label(Axis::kX).Take("wavelength");
+  const BrimroseLayout layout{axis_};
+  BlockReader reader;
+  int row = std::max(rows_.first, 2);
+  reader.Begin(file_, layout.Observation(row - 2));
+  for (; row <= rows_.LastOf(num_rows_) && !statements.full(); ++row) {
+    const std::uint64_t end = reader.position() + layout.ObservationSize();
+    const auto head = ReadBrimroseHead(reader);
+    if (!head) break;
+    statements.StateIfAny("sample text", head->sample, row);
+    if (head->time != 0) {
+      FloatText text;
+      statements.State("acquisition time", {}, FormatWhole(head->time, text), row);
+      statements.State("acquisition time", IsoTime(head->time), row);
+    }
+    reader.Skip(end - reader.position());
+  }
   return kGood;
 }
 

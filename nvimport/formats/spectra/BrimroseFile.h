@@ -39,6 +39,7 @@ class NVIMPORT_API BrimroseFile : public SpectraFile {
 
  protected:
   int EstablishSize() override;
+  int DescribeFiles(Description& description) override;
 
  private:
   void MakeNameRow(ReadSpreadSheetData& sink) const;

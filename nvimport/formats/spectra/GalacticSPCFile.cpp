@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "nvimport/formats/spectra/PointNames.h"
+#include "nvimport/formats/spectra/SpcDescription.h"
 #include "nvimport/formats/spectra/SpcLayout.h"
 #include "nvimport/formats/spectra/XUnion.h"
 #include "nvimport/framework/FileSelection.h"
@@ -95,6 +96,7 @@ NvImportOpenOptions* GalacticSPCFile::GetImportOptions(RangeChoice range,
 
 void GalacticSPCFile::Close() {
   opened_ = false;
+  heads_ = 0;
   files_.clear();
   SpectraFile::Close();
 }
@@ -311,6 +313,7 @@ int GalacticSPCFile::SetHeads(ReadSpreadSheetData& sink, int row) {
   const int digits = DigitsOfNames(first_index(), interval_size());
   NamePoints({sink, "t ", {}, text_row, number_row, digits}, first_index(), interval_size());
   NamePoints({sink, "", {}, -1, x_row}, first_index(), interval_size());
+  heads_ = x_row_ ? 2 : 1;
   if (!x_row_) return row;
   // Kept: the row of x values serves one read.
   x_row_ = size_established_ = false;
@@ -358,6 +361,18 @@ bool GalacticSPCFile::SetPoints(SpcSubFiles& sub_files, XPlaces<float>* places,
            if (point >= 0 && point < interval_size())
              values.Set(kFirstPointColumn + point, row, value);
          });
+}
+
+int GalacticSPCFile::DescribeFiles(Description& description) {
+  SpectraStatements statements(description, kSpcKeys, budget_);
+  const int heads_ahead = x_row_ ? 2 : 1;
+  int row = (heads_ > 0 ? heads_ : heads_ahead) + 1;
+  for (const File& file : files_) {
+    if (statements.full()) break;
+    DescribeSpc(file.path, file.layout, row, files_.size() == 1, statements);
+    row += file.layout.sub_files;
+  }
+  return kGood;
 }
 
 GalacticSPCFileFactory::GalacticSPCFileFactory(GalacticSPCRules rules)

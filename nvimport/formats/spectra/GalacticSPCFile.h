@@ -58,6 +58,7 @@ class NVIMPORT_API GalacticSPCFile : public SpectraFile {
   int EstablishSize() override;
   int SheetPoints() const override { return interval_size(); }
   int FirstSheetPoint() const override { return first_index(); }
+  int DescribeFiles(Description& description) override;
 
  private:
   struct File;
@@ -78,6 +79,7 @@ class NVIMPORT_API GalacticSPCFile : public SpectraFile {
   std::vector<File> files_;
   bool text_names_ = false;
   bool x_row_ = false;
+  int heads_ = 0;  // rows above the spectra in the last read, 0 before one
   std::unique_ptr<BlockReader> reader_;
 };
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 
+#include "nvimport/platform/NumberText.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -74,6 +75,45 @@ bool TakeTimeAndEnd(std::string_view text, Moment& moment) {
   return text.empty() && moment[kHours] < 24 && moment[kMinutes] < 60 && moment[kSeconds] < 60;
 }
 
+// The year from the two digits of one.
+int FullYear(int year) {
+  constexpr int kPivot = 70;
+  return year + (year < kPivot ? 2000 : 1900);
+}
+
+bool IsDate(const Moment& at) {
+  using namespace std::chrono;
+  return year_month_day{year(at[kYear]), month(static_cast<unsigned>(at[kMonth])),
+                        day(static_cast<unsigned>(at[kDay]))}
+      .ok();
+}
+
+void SkipBlanks(std::string_view& text) {
+  text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+}
+
+std::string_view TakeDigits(std::string_view& text) {
+  const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+  const std::string_view taken = text.substr(0, digits);
+  text.remove_prefix(digits);
+  return taken;
+}
+
+// Takes the zone that ends `text`, as ISO 8601 writes it; "?" for what is none.
+std::string TakeZone(std::string_view text) {
+  SkipBlanks(text);
+  if (text.empty() || text == "Z") return std::string(text);
+  const bool has_sign = text.starts_with('+') || text.starts_with('-');
+  std::string_view rest = text.substr(1);
+  std::string digits(TakeDigits(rest));
+  if (rest.starts_with(':') && digits.size() == 2) {
+    rest.remove_prefix(1);
+    digits += TakeDigits(rest);
+  }
+  if (!has_sign || digits.size() != 4 || !rest.empty()) return "?";
+  return text.front() + digits.insert(2, ":");
+}
+
 }  // namespace
 
 std::optional<COleDateTime> ParseJCAMPDate(std::string_view text) {
@@ -83,8 +123,7 @@ std::optional<COleDateTime> ParseJCAMPDate(std::string_view text) {
     Moment at{};
     std::string_view rest = text;
     if (!Take(rest, form, at)) continue;
-    constexpr int kPivot = 70;
-    if (form.find('y') != std::string_view::npos) at[kYear] += at[kYear] < kPivot ? 2000 : 1900;
+    if (form.find('y') != std::string_view::npos) at[kYear] = FullYear(at[kYear]);
     const year_month_day date{year(at[kYear]), month(static_cast<unsigned>(at[kMonth])),
                               day(static_cast<unsigned>(at[kDay]))};
     if (!date.ok() || !TakeTimeAndEnd(rest, at)) continue;
@@ -94,6 +133,42 @@ std::optional<COleDateTime> ParseJCAMPDate(std::string_view text) {
                         ((at[kHours] * 60 + at[kMinutes]) * 60 + at[kSeconds]) / kSecondsPerDay};
   }
   return std::nullopt;
+}
+
+std::string IsoJCAMPDate(std::string_view text) {
+  for (const std::string_view form :
+       {"Y/M/D", "Y-M-D", "y/M/D", "d N Y", "d-N-Y", "D/M/Y", "M/D/Y", "D/M/y", "M/D/y"}) {
+    Moment at{};
+    std::string_view rest = text;
+    if (!Take(rest, form, at)) continue;
+    if (form.ends_with('y') || form.starts_with('y')) at[kYear] = FullYear(at[kYear]);
+    if (!IsDate(at)) continue;
+    const bool ends_in_year =
+        form.find('/') == 1 && !form.starts_with('Y') && !form.starts_with('y');
+    constexpr int kMonths = 12;
+    if (ends_in_year && at[kDay] <= kMonths && at[kDay] != at[kMonth]) return {};
+
+    constexpr std::size_t kDateSize = 10;
+    TimeStampText buffer;
+    const auto iso = [&] { return std::string(FormatTimeStamp(at, 4, 'T', buffer)); };
+    if (!rest.starts_with(' ') && !rest.starts_with('T') && !rest.empty()) continue;
+    if (rest.starts_with('T')) rest.remove_prefix(1);
+    SkipBlanks(rest);
+    if (rest.empty()) return iso().substr(0, kDateSize);
+    const bool has_seconds = Take(rest, "h:m:s", at);
+    if (!has_seconds && !Take(rest, "h:m", at)) return {};
+    if (at[kHours] > 23 || at[kMinutes] > 59 || at[kSeconds] > 60) return {};
+    constexpr std::size_t kMinuteSize = 16;
+    std::string said = has_seconds ? iso() : iso().substr(0, kMinuteSize);
+    if (has_seconds && rest.starts_with('.')) {
+      rest.remove_prefix(1);
+      if (const std::string_view fraction = TakeDigits(rest); !fraction.empty())
+        said.append(".").append(fraction);
+    }
+    const std::string zone = TakeZone(rest);
+    return zone == "?" ? std::string() : said + zone;
+  }
+  return {};
 }
 
 }  // namespace nvimport

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "nvimport/formats/spectra/JCAMPDate.h"
+#include "nvimport/formats/spectra/JCAMPDescription.h"
 #include "nvimport/formats/spectra/JCAMPLayout.h"
 #include "nvimport/formats/spectra/JCAMPPages.h"
 #include "nvimport/formats/spectra/PointNames.h"
@@ -793,6 +794,21 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& 
                          Sheet& sheet) {
   return sheet.sink.TakesExact() ? ReadBlockAs<double>(page, in_order, reader, sheet)
                                  : ReadBlockAs<float>(page, in_order, reader, sheet);
+}
+
+int JCAMPFile::DescribeFiles(Description& description) {
+  SpectraStatements statements(description, kJcampKeys, budget_);
+  const auto& series = contents_->series;
+  std::vector<JCAMPRow> rows;
+  if (!statements.budget().TakeIfSpare(series.size() * sizeof(JCAMPRow), 0)) {
+    statements.Drop();
+    return kGood;
+  }
+  rows.reserve(series.size());
+  int row = x_row_ ? 2 : 1;
+  for (const Contents::Series& one : series) rows.push_back({one.block, one.page, ++row});
+  DescribeJCAMP(contents_->files, rules_, contents_->layout, std::move(rows), statements);
+  return kGood;
 }
 
 JCAMPFileFactory::JCAMPFileFactory(const JCAMPRules& rules)

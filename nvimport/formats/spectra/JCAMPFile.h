@@ -68,6 +68,7 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
 
  protected:
   int EstablishSize() override;
+  int DescribeFiles(Description& description) override;
 
  private:
   struct Contents;

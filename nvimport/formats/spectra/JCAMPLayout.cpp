@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "nvimport/formats/spectra/JCAMPLines.h"
+#include "nvimport/formats/spectra/JCAMPText.h"
 #include "nvimport/formats/spectra/JCAMPValues.h"
 #include "nvimport/platform/NumberText.h"
 
@@ -22,30 +23,8 @@ namespace nvimport {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\v\f";
-
-std::string_view Deblank(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 char Upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-// A label or a value of a closed set, its case and the characters that don't count taken away up to
-// the first equals sign, which ends it.
-std::string Stripped(std::string_view text) {
-  constexpr std::string_view kIgnored = " \t\v\f\\/_-";
-  constexpr std::size_t kLongest = 256;
-  std::string stripped;
-  for (const char c : text) {
-    if (kIgnored.find(c) != std::string_view::npos) continue;
-    stripped += Upper(c);
-    if (c == '=' || stripped.size() == kLongest) break;
-  }
-  return stripped;
-}
 
 JCAMPClass ClassOf(JCAMPForm form) {
   if (form == JCAMPForm::kUnknown) return JCAMPClass::kUnknown;
@@ -83,26 +62,17 @@ std::optional<double> NumberWithUnit(std::string_view text, char decimal_mark) {
 // A number with what follows it after a blank left out, and a unit too where that is `loose`. A
 // decimal comma will do.
 std::optional<double> LabelNumber(std::string_view value, bool loose) {
-  value = value.substr(0, value.find_first_of(kBlanks));
+  value = value.substr(0, value.find_first_of(kJcampBlanks));
   const char mark = value.find(',') != std::string_view::npos ? ',' : '.';
   const auto number = ParseNumber(value, mark);
   return number || !loose ? number : NumberWithUnit(value, mark);
 }
 
-// The part of a list that has this number, from 0.
-std::string_view PartOf(std::string_view list, std::size_t number) {
-  for (; number > 0; --number) {
-    const std::size_t comma = list.find(',');
-    if (comma == std::string_view::npos) return {};
-    list.remove_prefix(comma + 1);
-  }
-  return Deblank(list.substr(0, list.find(',')));
-}
-
 class JCAMPLabels {
  public:
-  JCAMPLabels(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout, Budget& budget)
-      : lines_(lines), rules_(rules), layout_(layout), budget_(budget) {}
+  JCAMPLabels(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout, Budget& budget,
+              const JCAMPRecordTaker& take)
+      : lines_(lines), rules_(rules), layout_(layout), budget_(budget), take_(take) {}
 
   int CheckFile() {
     Restart(layout_.blocks.size());
@@ -110,6 +80,7 @@ class JCAMPLabels {
 
     std::string_view line;
     do {
+      record_.begin = lines_.Position();
       if (!lines_.Next(line)) return lines_.failed() ? kReadFailed : kNotJCAMP;
     } while (Deblank(line).empty());
     const bool begins_late = Stripped(line) != "##TITLE=";
@@ -125,6 +96,7 @@ class JCAMPLabels {
       line.remove_prefix(indentation);
     }
     if (const int status = ReadLabels(line)) return status;
+    if (take_) TakeRecord(lines_.Position());
     if (awaits_title_) return kNotJCAMP;
     CloseBlock();
     if (budget_.overdrawn()) return kOverBudget;
@@ -209,21 +181,36 @@ class JCAMPLabels {
   // Reads the labels from `line` on to the end of the file.
   int ReadLabels(std::string_view line) {
     const std::size_t before = layout_.blocks.size();
+    std::uint64_t position = record_.begin;
+    const auto next = [&] {
+      if (take_) position = lines_.Position();
+      return lines_.Next(line);
+    };
     do {
       if (!line.starts_with("##")) continue;
+      if (take_ && position != record_.begin && !TakeRecord(position)) return 0;
       // Blocks are numbered as where indented labels are none: they don't stand before others.
       if (is_indented_ && !lines_.indented() && Stripped(line) == "##TITLE=") {
         lines_.RespectIndentation();
         Restart(before);
       }
+      const int pages = block_.pages;
       const int status = ReadLabel(line);
+      if (take_)
+        record_ = {position, 0, layout_.blocks.size(), pages, block_.pages > pages, is_indented_};
       if (budget_.overdrawn()) return kOverBudget;
       if (RefusesFileFor(status)) return status;
       // The block can't be read for it, or it is one of the labels that might as well not be there.
       if (status != 0 && status != kNoValue && status != kFreeText && status != kIllegalPoints)
         block_.problem = static_cast<std::uint8_t>(status - kNoFile);
-    } while (lines_.Next(line));
+    } while (next());
     return 0;
+  }
+
+  // Passes on the record that ends here. False when no more are wanted.
+  bool TakeRecord(std::uint64_t end) {
+    record_.end = end;
+    return take_(record_);
   }
 
   int ReadLabel(std::string_view line) {
@@ -471,7 +458,7 @@ class JCAMPLabels {
   int TakePoints(std::string_view value) {
     if (value.empty()) return kNoValue;
     constexpr double kMostFraction = 1e-30;
-    value = value.substr(0, value.find_first_of(kBlanks));
+    value = value.substr(0, value.find_first_of(kJcampBlanks));
     const auto number = IsLoose() ? NumberWithUnit(value, '.') : ParseNumber(value);
     if (!number || *number < 1 || *number > INT_MAX ||
         *number - std::floor(*number) > kMostFraction)
@@ -536,6 +523,8 @@ class JCAMPLabels {
   const JCAMPRules& rules_;
   JCAMPLayout& layout_;
   Budget& budget_;
+  const JCAMPRecordTaker& take_;
+  JCAMPRecord record_;  // that was begun last
   std::uint64_t titles_ = 0;
   std::uint64_t ends_ = 0;
   std::int64_t open_titles_ = 0;
@@ -560,10 +549,10 @@ class JCAMPLabels {
 
 }  // namespace
 
-int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout,
-                    Budget& budget) {
+int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout, Budget& budget,
+                    const JCAMPRecordTaker& take) {
   layout.all_pages = !rules.first_page_only;
-  return JCAMPLabels(lines, rules, layout, budget).CheckFile();
+  return JCAMPLabels(lines, rules, layout, budget, take).CheckFile();
 }
 
 JCAMPData JCAMPLayout::Get(std::size_t number, std::size_t page_number) const {

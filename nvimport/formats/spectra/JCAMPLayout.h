@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <limits>
 #include <string>
 #include <vector>
@@ -125,8 +126,21 @@ struct JCAMPLayout {
   double points_left() const { return most_points() - points; }
 };
 
-// Adds the blocks of the next file. Returns a JCAMPStatus or 0.
-int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout,
-                    Budget& budget);
+// A labelled data record: a label, a value and the lines that go on with it.
+struct JCAMPRecord {
+  std::uint64_t begin = 0;  // of its bytes
+  std::uint64_t end = 0;
+  std::size_t block = 0;  // that it is of, in the layout
+  int pages = 0;          // of the block before it
+  bool has_page = false;  // its lines are one
+  bool is_indented = false;
+};
+// Returns false when it wants no more.
+using JCAMPRecordTaker = std::function<bool(const JCAMPRecord&)>;
+
+// Adds the blocks of the next file, and gives `take` each record of it where there is one. Returns a
+// JCAMPStatus or 0.
+int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout, Budget& budget,
+                    const JCAMPRecordTaker& take = {});
 
 }  // namespace nvimport

@@ -21,6 +21,8 @@ class JCAMPLines {
   bool is_open() const { return file_.is_open(); }
   bool failed() const { return failed_ || lines_.failed(); }
   std::uint64_t size() const { return file_.size(); }
+  // Whose bytes stand where positions say, for who reads no lines of them.
+  InputFile& file() { return file_; }
 
   // Blanks that begin a line don't count.
   void IgnoreIndentation() { ignores_indentation_ = indented_ = true; }

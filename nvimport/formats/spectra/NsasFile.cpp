@@ -1,12 +1,14 @@
 #include "nvimport/formats/spectra/NsasFile.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <string>
 
 #include "nvimport/formats/spectra/NsasLayout.h"
 #include "nvimport/formats/spectra/PointNames.h"
+#include "nvimport/formats/spectra/SpectraStatements.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/platform/NumberText.h"
 
@@ -45,6 +47,21 @@ static_assert(WellFormed(kTexts, 1280, 1291));
 
 constexpr int kRowsBeforeSpectra = 2;
 constexpr int kFirstPointColumn = 5;
+
+// The time stamp as ISO 8601; empty where the year is not plain. Instruments write day, month and
+// year, which of these others write in which order nothing says.
+std::string IsoTime(const std::array<int, 6>& time) {
+  using namespace std::chrono;
+  const bool is_full = time[0] >= 1900;
+  if (!is_full && (time[0] <= 31 || time[0] > 99)) return {};
+  std::array<int, 6> full = time;
+  if (!is_full) full[0] += 1900;
+  const auto date = year(full[0]) / static_cast<int>(time[1]) / static_cast<int>(time[2]);
+  const bool is_time = time[1] > 0 && time[2] > 0 && date.ok() && time[3] >= 0 && time[3] < 24 &&
+                       time[4] >= 0 && time[4] < 60 && time[5] >= 0 && time[5] < 60;
+  TimeStampText text;
+  return is_time ? FormatTimeStamp(full, 4, 'T', text) : std::string();
+}
 
 }  // namespace
 
@@ -211,6 +228,37 @@ bool NsasFile::ReadSpectraValues(const SpectrumGrid& axis, ReadSpreadSheetData& 
   BlockReader& values = spectra_->da.values();
   if (count > 0) values.Skip(static_cast<std::uint64_t>(begin - nearest) * sizeof(float));
   return SetFloats(sink, row, begin, count, values);
+}
+
+int NsasFile::DescribeFiles(Description& description) {
+  SpectraStatements statements(description, kNsasKeys, budget_);
+  statements.Label(Axis::kX).Take("wavelength");
+  const NsasRecord& first = spectra_->first;
+  statements.StateIfNotZero("instrument model", first.model, 0);
+  std::array<NsasName, NsasCnFile::kMostConstituents> names;
+  NsasCnFile cn;
+  const auto spectra = static_cast<std::uint64_t>(num_rows_ - kRowsBeforeSpectra);
+  if (cn_.is_open() && cn.Begin(cn_, spectra) && cn.ReadCnHeader(names) == kGood)
+    for (int i = 0; i < std::min(first.constituents, NsasCnFile::kMostConstituents); ++i)
+      statements.StateIfAny("constituent", names[static_cast<std::size_t>(i)].data(), 0);
+  NsasDaFile da;
+  da.Begin(da_);
+  for (int row = kRowsBeforeSpectra + 1; row <= num_rows_ && !statements.full(); ++row) {
+    NsasRecord record;
+    if (da.ReadDaHeader(&first, record) != kGood) break;
+    if (record.model != first.model)
+      statements.StateIfNotZero("instrument model", record.model, row);
+    statements.StateNumber("spectrum number", record.number, row);
+    statements.StateIfAny("sample name", record.name.data(), row);
+    if (record.time != decltype(record.time){}) {
+      TimeStampText text;
+      statements.State("date", {}, FormatTimeStamp(record.time, 2, ' ', text), row);
+      if (const std::string iso = IsoTime(record.time); !iso.empty())
+        statements.State("date", iso, row);
+    }
+    if (!da.SkipDa(record)) break;
+  }
+  return kGood;
 }
 
 NsasFileFactory::NsasFileFactory(NsasRules rules)

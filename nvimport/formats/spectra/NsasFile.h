@@ -42,6 +42,7 @@ class NVIMPORT_API NsasFile : public SpectraFile {
 
  protected:
   int EstablishSize() override;
+  int DescribeFiles(Description& description) override;
 
  private:
   struct Spectra;

@@ -160,7 +160,8 @@ bool SpcSubFiles::Next() {
   } else {
     const auto bytes = reader_.Ahead(kSubHeaderSize);
     if (bytes.size() < kSubHeaderSize) return false;
-    ByteReader header(bytes, layout_.byte_order);
+    std::copy_n(bytes.begin(), kSubHeaderSize, header_.begin());
+    ByteReader header(header_, layout_.byte_order);
     if (layout_.is_multifile) exponent_ = header.Seek(1).I8();
     if (layout_.has_own_x) points_ = header.Seek(16).I32();
     reader_.Skip(kSubHeaderSize);

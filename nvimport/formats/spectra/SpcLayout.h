@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "nvimport/formats/spectra/SpectrumAxis.h"
@@ -76,6 +78,8 @@ class SpcSubFiles {
   // Of the sub-file: its number from 1, its points and, where it has its own, their x values.
   int number() const { return number_; }
   int points() const { return points_; }
+  // Its own header, which the first of the old layout has not.
+  std::span<const char> header() const { return header_; }
   const std::vector<float>& own_x() const { return own_x_; }
   // Whether the file holds all of its values.
   bool is_whole() const { return end_ <= size_; }
@@ -116,6 +120,7 @@ class SpcSubFiles {
   std::uint64_t size_;  // of the file now
   std::uint64_t end_;   // of the sub-file
   int number_ = 0;
+  std::array<char, 32> header_{};
   int exponent_ = 0;
   int points_ = 0;
   std::vector<float> own_x_;

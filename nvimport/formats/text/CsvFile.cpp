@@ -10,6 +10,8 @@
 #include "nvimport/formats/text/CellReader.h"
 #include "nvimport/formats/text/CsvGuess.h"
 #include "nvimport/formats/text/CsvScanner.h"
+#include "nvimport/formats/text/DelimiterNames.h"
+#include "nvimport/formats/text/TextFacts.h"
 #include "nvimport/formats/text/TextInput.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
@@ -34,13 +36,6 @@ constexpr StatusText kTexts[] = {
 };
 static_assert(WellFormed(kTexts, kInvalidOptions, 3076));
 
-// A byte that has a name in the options.
-struct NamedByte {
-  std::string_view name;
-  char byte;
-};
-constexpr NamedByte kDelimiters[] = {
-    {"comma", ','}, {"semicolon", ';'}, {"tab", '\t'}, {"bar", '|'}, {"blank", ' '}};
 constexpr NamedByte kQuotes[] = {{"double", '"'}, {"single", '\''}, {"none", kNoQuote}};
 
 std::optional<char> ByteOf(std::span<const NamedByte> names, std::string_view text) {
@@ -147,6 +142,7 @@ int CsvFile::TakeHead() {
     return Fail(kBinary);
   const DelimiterLine line = FindDelimiterLine(head);
   rows_begin_ = line.size;
+  named_delimiter_ = line.delimiter;
   if (delimiter_ != '\0') return kGood;
   if (line.delimiter != '\0' && line.delimiter != quote_) {
     delimiter_ = line.delimiter;
@@ -198,6 +194,21 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
   if (outcome == CsvOutcome::kStopped) return kGood;
   if (outcome != CsvOutcome::kEnd) return FailAs(outcome, kNoStream, scanner.failed_field());
   if (delivered < rows) NoteMissingRows(kSource, std::max(delivered, 0), rows);
+  return kGood;
+}
+
+int CsvFile::Describe(Description& description) {
+  if (status_ != kGood) return status_;
+  if (!input_->is_open()) return Fail(kWrongMode);
+  const std::string_view delimiter(&delimiter_, 1);
+  TextFacts facts(delimiter, quote_ != kNoQuote ? quote_ : '\0');
+  facts.TakeAll(*input_);
+  Stating stating(description, kTextKeys);
+  facts.State(input_->mark(), input_->marked_encoding(), stating);
+  if (named_delimiter_ != '\0') stating.State("sep=", DelimiterName({&named_delimiter_, 1}));
+  if (facts.separates() && delimiter_ != named_delimiter_)
+    stating.State("delimiter", DelimiterName(delimiter));
+  if (!header_) stating.State("header row", "left out");
   return kGood;
 }
 

@@ -33,6 +33,9 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   void Close() override;
   int Read(ReadSpreadSheetData* sink) override;
+  // Its encoding where the bytes show it, its line ends, and the delimiter that a "sep=" line names
+  // or that separates something.
+  int Describe(Description& description) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
  private:
@@ -49,7 +52,8 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
   std::uint64_t LineOf(std::uint64_t offset);
 
   std::unique_ptr<TextInput> input_;
-  char delimiter_ = '\0';  // NUL while it isn't known
+  char delimiter_ = '\0';        // NUL while it isn't known
+  char named_delimiter_ = '\0';  // in a line of its own; NUL where none does
   char quote_ = '"';
   bool header_ = true;
   std::uint64_t rows_begin_ = 0;  // in the text, behind a line that only names the delimiter

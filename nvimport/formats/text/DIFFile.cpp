@@ -5,8 +5,10 @@
 #include <memory>
 #include <ostream>
 
+#include "nvimport/formats/DescriptionKeys.h"
 #include "nvimport/formats/text/DIFRecords.h"
 #include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/Budget.h"
 #include "nvimport/platform/CodePages.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/NumberText.h"
@@ -29,6 +31,26 @@ static_assert(WellFormed(kTexts, 768, 771));
 
 constexpr const char* kSource = "DIFFile";
 constexpr std::size_t kMarkSize = 3;
+
+// Of a topic that the format does not fix, its vector and value precede the string.
+void StateTopic(const DIFRecords::Topic& topic, const std::string& text, Stating& stating) {
+  const std::string value = topic.numbers.substr(topic.numbers.find(',') + 1);
+  const bool is_count = value.find_first_not_of("0123456789") == std::string::npos;
+  switch (topic.kind) {
+    case DIFRecords::kTable:
+      return stating.StateIfAny("TABLE", text);
+    case DIFRecords::kVectors:
+      if (is_count) stating.StateIfAny("VECTORS", value);
+      return stating.StateIfAny("VECTORS comment", text);
+    case DIFRecords::kTuples:
+      if (is_count) stating.StateIfAny("TUPLES", value);
+      return stating.StateIfAny("TUPLES comment", text);
+    case DIFRecords::kData:
+      return stating.StateIfAny("DATA comment", text);
+    default:
+      return stating.State(topic.name, (topic.numbers != "0,0" ? topic.numbers + " " : "") + text);
+  }
+}
 
 std::string WithDoubledQuotes(std::string_view text) {
   std::string doubled;
@@ -98,7 +120,8 @@ int DIFFile::Open(std::ostream& stream, const char* title) {
   return status_;
 }
 
-int DIFFile::ReadHeader() {
+// Begins anew with the input; false when that can't be.
+bool DIFFile::BeginRecords() {
   if (input_stream_ != nullptr) input_stream_->clear();
   const bool is_at_begin = input_stream_ != nullptr ? static_cast<bool>(input_stream_->seekg(0))
                                                     : input_.Seek(has_mark_ ? kMarkSize : 0);
@@ -106,7 +129,11 @@ int DIFFile::ReadHeader() {
     if (input_stream_ == nullptr) return input_.Read(into);
     return std::ptrdiff_t{input_stream_->read(into.data(), std::ssize(into)).gcount()};
   });
-  return is_at_begin && records_->ReadHeader(title_) ? kGood : Fail(kBadHeader);
+  return is_at_begin;
+}
+
+int DIFFile::ReadHeader() {
+  return BeginRecords() && records_->ReadHeader(title_) ? kGood : Fail(kBadHeader);
 }
 
 int DIFFile::EstablishSize() {
@@ -212,6 +239,23 @@ int DIFFile::Read(ReadSpreadSheetData* sink) {
   Log::WriteCount(kSource, changed.characters, "character is not in Windows-1252 and became ?",
                   "characters are not in Windows-1252 and became ?");
   return status_;
+}
+
+int DIFFile::Describe(Description& description) {
+  if (status_ != kGood) return status_;
+  if (mode_ != Mode::kReading) return Fail(kWrongMode);
+  const bool looks = !rules_.single_byte_texts && !has_looked_;
+  if (looks && BeginRecords() && records_->ReadHeader(title_)) LookAtTexts();
+  if (!BeginRecords()) return kGood;
+  Stating stating(description, kDifKeys);
+  Budget budget(input_.is_open() ? input_.size() : 0);
+  records_->ReadHeader([&](DIFRecords::Topic& topic) {
+    Changed changed;
+    const std::string text = ConvertFromFile(topic.text.data(), topic.text.size(), changed);
+    if (budget.Take(2 * (Description::kForEach + topic.name.size() + text.size())))
+      StateTopic(topic, text, stating);
+  });
+  return kGood;
 }
 
 int DIFFile::Write(WriteSpreadSheetData* source) {

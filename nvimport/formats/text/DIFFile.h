@@ -48,6 +48,8 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   int Open(std::istream& stream, const char* title);
   int Open(std::ostream& stream, const char* title);
   int Read(ReadSpreadSheetData* sink) override;
+  // What the topics of the header say.
+  int Describe(Description& description) override;
   int Write(WriteSpreadSheetData* source) override;
   void Close() override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
@@ -85,6 +87,7 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
 
  private:
   enum class Mode { kNone, kReading, kWriting };
+  bool BeginRecords();
   int ReadHeader();
   void LookAt(std::string_view text);
   void LookAtTexts();

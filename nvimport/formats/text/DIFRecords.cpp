@@ -1,5 +1,6 @@
 // Data Interchange Format: a header of topics, each a line with its name, a line "vector,value" and
-// a line with a string, ended by the topic DATA; then pairs of lines, "type,value" and a string:
+// a line with a string, ended by the topic DATA (see "Data Interchange Format", Software Arts
+// technical note, 1980); then pairs of lines, "type,value" and a string:
 //   -1 BOT begins a row, EOD ends the data   0 a number, the string its indicator   1 a text,
 //   quoted
 
@@ -62,28 +63,28 @@ DIFRecords::DIFRecords(const DIFRules& rules, LineReader::Source read)
 
 bool DIFRecords::GetLine(Line& line) { return lines_.Next(line) && line.size() <= longest_; }
 
-DIFRecords::Kind DIFRecords::ReadDIFHeaderEntry(std::string_view& text) {
+DIFRecords::Kind DIFRecords::ReadDIFHeaderEntry(Topic& topic) {
   static constexpr std::string_view kTopics[] = {"TABLE", "VECTORS", "TUPLES", "DATA"};
+  topic.kind = kError;
   Line line;
   if (!GetLine(line)) return kError;
-  const std::string_view word = FirstWord(View(line));
-  const auto* const topic = std::ranges::find_if(
-      kTopics, [&](std::string_view known) { return EqualIgnoringCase(word, known); });
-  if (!GetLine(line) || View(line).find(',') == std::string_view::npos || !GetLine(line))
-    return kError;
-  text = View(line);
-  if (IsQuoted(text)) text = text.substr(1, text.size() - 2);
-  return topic != std::end(kTopics) ? Kind(kTable + (topic - kTopics)) : kOtherTopic;
+  topic.name = FirstWord(View(line)).substr(0, kLongestTopic);
+  const auto* const known = std::ranges::find_if(
+      kTopics, [&](std::string_view name) { return EqualIgnoringCase(topic.name, name); });
+  if (!GetLine(line) || View(line).find(',') == std::string_view::npos) return kError;
+  topic.numbers = View(line).substr(0, kLongestTopic);
+  if (!GetLine(line)) return kError;
+  const std::string_view text = View(line);
+  topic.text = (IsQuoted(text) ? text.substr(1, text.size() - 2) : text).substr(0, kLongestTopic);
+  topic.kind = known != std::end(kTopics) ? Kind(kTable + (known - kTopics)) : kOtherTopic;
+  return topic.kind;
 }
 
 bool DIFRecords::ReadHeader(std::string& title) {
   constexpr std::size_t kLongestTitle = 49;
-  while (true) {
-    std::string_view text;
-    const Kind kind = ReadDIFHeaderEntry(text);
-    if (kind == kTable) title = text.substr(0, kLongestTitle);
-    if (kind == kData || kind == kError) return kind == kData;
-  }
+  return ReadHeader([&](const Topic& topic) {
+    if (topic.kind == kTable) title = topic.text.substr(0, kLongestTitle);
+  });
 }
 
 DIFRecords::Kind DIFRecords::ReadLongRecord(Value& value) {

@@ -30,6 +30,8 @@ class DIFRecords {
   };
 
   static constexpr std::size_t kLongestLine = 2023;
+  // Of what a topic says, so much is kept.
+  static constexpr std::size_t kLongestTopic = 64 * 1024 + 1;
 
   // What a text or number says, with a NUL behind it. It may be written to.
   using Value = LineReader::Line;
@@ -37,7 +39,25 @@ class DIFRecords {
   // Of the text that `read` begins with. `rules` must outlive this.
   DIFRecords(const DIFRules& rules, LineReader::Source read);
 
-  // Reads what precedes the records, and the title in it. False when that is damaged.
+  // A topic of the header: its name, the two numbers of its second line, its string.
+  struct Topic {
+    Kind kind = kError;
+    std::string name;
+    std::string numbers;
+    std::string text;
+  };
+
+  // Reads what precedes the records, topic by topic. False when that is damaged.
+  template <typename Take>
+  bool ReadHeader(Take take) {
+    Topic topic;
+    while (ReadDIFHeaderEntry(topic) != kError) {
+      take(topic);
+      if (topic.kind == kData) return true;
+    }
+    return false;
+  }
+  // The same for the title in it, of at most 49 bytes.
   bool ReadHeader(std::string& title);
 
   // Reads a record; kError when it is damaged or there is none.
@@ -51,7 +71,7 @@ class DIFRecords {
 
   // The next line; false when there is none or it is too long.
   bool GetLine(Line& line);
-  Kind ReadDIFHeaderEntry(std::string_view& text);
+  Kind ReadDIFHeaderEntry(Topic& topic);
   Kind ReadLongRecord(Value& value);
   Kind TakeRecord(Line type, Line text, Value& value);
   Kind TakeNumber(std::string_view indicator, Value& value);

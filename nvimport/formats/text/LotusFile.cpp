@@ -1,6 +1,7 @@
-// Lotus 1-2-3 release 1A to 2.2 and Symphony worksheets: records of a 16-bit type, a 16-bit length
-// and that many bytes, little-endian, the first of them BOF with the version. Cells begin with a
-// format byte, a 16-bit column and a 16-bit row, both from 0:
+// Lotus 1-2-3 release 1A to 2.2 and Symphony worksheets (see "Lotus Worksheet File Format", 1984,
+// and "Lotus File Formats for 1-2-3, Symphony and Jazz", 1986): records of a 16-bit type, a 16-bit
+// length and that many bytes, little-endian, the first of them BOF with the version. Cells begin
+// with a format byte, a 16-bit column and a 16-bit row, both from 0:
 //   13 INTEGER int16   14 NUMBER double   15 LABEL a prefix character, then the text with its NUL
 //   16 FORMULA double, the value, then the formula   51 STRING the text that it results in, with
 //   NUL 6 RANGE int16 first column, first row, last column, last row   1 EOF
@@ -14,6 +15,8 @@
 #include <memory>
 #include <span>
 
+#include "nvimport/formats/CellRangeText.h"
+#include "nvimport/formats/DescriptionKeys.h"
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/ByteReader.h"
@@ -77,6 +80,7 @@ constexpr StatusText kTexts[] = {
 static_assert(WellFormed(kTexts, 2304, 2315));
 
 enum RecordType : int {
+  kBof = 0,
   kEof = 1,
   kRange = 6,
   kInteger = 13,
@@ -86,6 +90,11 @@ enum RecordType : int {
   kString = 51
 };
 constexpr int kLastType = 256;  // that the formats of these versions have
+// Whose files have this number in their BOF.
+constexpr std::pair<int, const char*> kVersions[] = {
+    {0x0404, "Lotus 1-2-3 release 1A (WKS)"},
+    {0x0405, "Symphony 1.0 (WRK)"},
+    {0x0406, "Lotus 1-2-3 release 2 (WK1) or Symphony 1.1 to 2.0 (WR1)"}};
 constexpr std::size_t kRecordHeaderSize = 4;
 // In a cell's record.
 constexpr std::size_t kValue = 5;
@@ -210,20 +219,44 @@ bool LotusFile::FindLotusRecord(int type, int needed, Record& record) {
   return false;
 }
 
+// Finds the range that the worksheet states.
+bool LotusFile::FindRange(Range& range) {
+  constexpr int kRangeSize = 8;
+  Record record;
+  if (!FindLotusRecord(kRange, kRangeSize, record)) return false;
+  const std::span data(record.data, static_cast<std::size_t>(record.length));
+  range = {{Field<std::int16_t>(data, 0), Field<std::int16_t>(data, 2)},
+           {Field<std::int16_t>(data, 4), Field<std::int16_t>(data, 6)}};
+  return true;
+}
+
+int LotusFile::Describe(Description& description) {
+  if (status_ != kGood) return status_;
+  if (!input_.is_open()) return Fail(kReadFailed);
+  Stating stating(description, kLotusKeys);
+  Record record;
+  if (FindLotusRecord(kBof, sizeof(std::uint16_t), record)) {
+    const std::span data(record.data, static_cast<std::size_t>(record.length));
+    const auto version = Field<std::uint16_t>(data, 0);
+    for (const auto& [known, name] : kVersions)
+      if (version == known) stating.State("BOF", name);
+  }
+  Range range;
+  if (FindRange(range) && !range.IsEmpty() && range.first.column >= 0 && range.first.row >= 0)
+    stating.State("RANGE", CellRangeText(static_cast<unsigned>(range.first.column),
+                                         static_cast<unsigned>(range.first.row),
+                                         static_cast<unsigned>(range.last.column),
+                                         static_cast<unsigned>(range.last.row)));
+  return kGood;
+}
+
 int LotusFile::EstablishSize() { return 1; }
 
 bool LotusFile::EstablishRange() {
   if (status_ != kGood) return false;
   if (size_established_) return true;
-  constexpr int kRangeSize = 8;
-  Record record;
   Range range;
-  const bool has_range = FindLotusRecord(kRange, kRangeSize, record);
-  if (has_range) {
-    const std::span data(record.data, static_cast<std::size_t>(record.length));
-    range = {{Field<std::int16_t>(data, 0), Field<std::int16_t>(data, 2)},
-             {Field<std::int16_t>(data, 4), Field<std::int16_t>(data, 6)}};
-  }
+  const bool has_range = FindRange(range);
   if (has_range ? !rules_.cells_in_range_only : !rules_.range_needed) MeasureRange(range);
   if (!has_range && range.IsEmpty()) {
     num_cols_ = num_rows_ = -1;

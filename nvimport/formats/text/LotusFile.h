@@ -45,6 +45,8 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   // From the range that the worksheet states; -1 without one.
   int GetNumCols() override;
   int GetNumRows() override;
+  // Whose worksheet it is, and the range that it states.
+  int Describe(Description& description) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
  protected:
@@ -76,6 +78,7 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   bool ReadData(Record& record);
   bool IsCorrupt(const Record& record) const;
   bool FindLotusRecord(int type, int needed, Record& record);
+  bool FindRange(Range& range);
   bool EstablishRange();
   void MeasureRange(Range& range);
   Place PlaceOf(const Record& record) const;
@@ -96,9 +99,9 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   std::string path_;
   InputFile input_;
   std::unique_ptr<BlockReader> reader_;
-  Place shift_ = {1, 1};  // added to the numbers from 0 that cells have
+  Place shift_ = {1, 1};      // added to the numbers from 0 that cells have
   bool takes_exact_ = false;  // the sink does
-  Place end_;             // the last place that a cell may have
+  Place end_;                 // the last place that a cell may have
 };
 
 class NVIMPORT_API LotusFileFactory final : public RuledFactory<LotusFile, LotusRules> {

@@ -6,7 +6,10 @@
 
 #include "nvimport/formats/text/BinaryTest.h"
 #include "nvimport/formats/text/CellReader.h"
+#include "nvimport/formats/text/DelimiterNames.h"
 #include "nvimport/formats/text/FieldScanner.h"
+#include "nvimport/formats/text/TextFacts.h"
+#include "nvimport/formats/text/TextInput.h"
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
@@ -254,6 +257,20 @@ int TextFile::ReadCells(ReadSpreadSheetData* sink, int last_column, int last_row
   if (outcome == FieldScanner::Outcome::kReadFailed) return Fail(kNoStream);
   if (outcome == FieldScanner::Outcome::kFieldTooLong) return Fail(kNoSize);
   return kGood;
+}
+
+int TextFile::Describe(Description& description) {
+  if (status_ != kGood) return status_;
+  if (mode_ != Mode::kReading) return Fail(kWrongMode);
+  const bool has_delimiter = delimiter_.find('\n') == std::string::npos;
+  TextFacts facts(has_delimiter ? delimiter_ : "");
+  TextInput text(path_.c_str());
+  if (!text.is_open()) return status_;
+  facts.TakeAll(text);
+  Stating stating(description, kTextKeys);
+  facts.State(text.mark(), text.marked_encoding(), stating);
+  if (facts.separates()) stating.State("delimiter", DelimiterName(delimiter_));
+  return status_;
 }
 
 int TextFile::Write(WriteSpreadSheetData* source) {

@@ -30,16 +30,31 @@ TextInput::TextInput(const char* path) : file_(path) {
   for (const auto& known : kMarks) {
     if (!start.starts_with(known.mark)) continue;
     encoding_ = known.encoding;
-    mark_size_ = known.mark.size();
+    mark_ = known.mark;
     break;
   }
+}
+
+std::string_view TextInput::marked_encoding() const {
+  if (mark_.empty()) return {};
+  switch (encoding_) {
+    case Encoding::kUtf16Little:
+      return "UTF-16LE";
+    case Encoding::kUtf16Big:
+      return "UTF-16BE";
+    case Encoding::kUtf32:
+      return mark_[0] == '\0' ? "UTF-32BE" : "UTF-32LE";
+    case Encoding::kBytes:
+      break;
+  }
+  return "UTF-8";
 }
 
 bool TextInput::Rewind() {
   decoded_.clear();
   decoder_ = {};
   at_end_ = false;
-  return file_.Seek(mark_size_);
+  return file_.Seek(mark_.size());
 }
 
 std::ptrdiff_t TextInput::Read(std::span<char> into) {

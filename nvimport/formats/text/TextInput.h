@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "nvimport/platform/InputFile.h"
@@ -22,8 +23,10 @@ class TextInput {
   // The file's size now, in bytes.
   std::uint64_t size() const { return file_.size(); }
 
-  // Of the byte-order mark.
-  std::size_t mark_size() const { return mark_size_; }
+  // The byte-order mark, and the encoding that it stands for; "" without one.
+  std::string_view mark() const { return mark_; }
+  std::string_view marked_encoding() const;
+  std::size_t mark_size() const { return mark_.size(); }
   bool is_utf16() const {
     return encoding_ == Encoding::kUtf16Little || encoding_ == Encoding::kUtf16Big;
   }
@@ -48,7 +51,7 @@ class TextInput {
 
   InputFile file_;
   Encoding encoding_ = Encoding::kBytes;
-  std::size_t mark_size_ = 0;
+  std::string_view mark_;
   // Of UTF-16: a piece of the file, and what it became as far as that was not taken yet.
   std::vector<char> piece_;
   std::string decoded_;

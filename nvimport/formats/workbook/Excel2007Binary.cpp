@@ -6,12 +6,14 @@
 //   BrtFmt        0 uint16 number      2 string
 //   BrtXF         0 uint16 parent      2 uint16 number of the format
 //   BrtWbProp     0 uint32 flags
+//   BrtWsDim      0 uint32 first row, last row, first column, last column
 //   BrtBundleSh   0 uint32 visibility  4 uint32 id  8 string, of the relationship  then the name;
 //                 workbooks from before the first release have another 32 bits before the id
 // A string is 32 bits of length and as many 16-bit characters; a length of all ones is none.
 
 #include <bit>
 
+#include "nvimport/formats/CellRangeText.h"
 #include "nvimport/formats/workbook/Excel2007Parts.h"
 #include "nvimport/formats/workbook/ExcelFile.h"
 #include "nvimport/platform/ByteReader.h"
@@ -48,6 +50,7 @@ enum Type : std::uint32_t {
   kBeginSheetData = 145,
   kEndSheetData = 146,
   kEndBundleShs = 144,
+  kWsDim = 148,
   kWbProp = 153,
   kBundleSh = 156,
   kBeginCellXfs = 617,
@@ -206,7 +209,11 @@ bool BinaryParts::ReadWorkbook(ZipPackage& package, WorkbookPart& workbook) {
     ByteReader early = body;
     if (!TakeNames(body, 4, relationship, name) && !TakeNames(early, 8, relationship, name))
       return false;
-    if (!workbook.TakeSheet(name, relationship, first != 0, package.budget())) return false;
+    using SheetState = WorkbookPart::SheetState;
+    const SheetState state = first == 0   ? SheetState::kVisible
+                             : first == 2 ? SheetState::kVeryHidden
+                                          : SheetState::kHidden;
+    if (!workbook.TakeSheet(name, relationship, state, package.budget())) return false;
   }
 }
 
@@ -247,6 +254,22 @@ bool BinaryParts::ReadStrings(ZipPackage& package, SpooledStrings& strings) {
 
 bool BinaryParts::ReadSheet(ZipPackage& package, Excel2007Cells& cells) {
   return Sheet(package, cells).Read();
+}
+
+bool BinaryParts::ReadRange(ZipPackage& package, std::string& range) {
+  Records records(package);
+  while (records.Next() && records.type() != kBeginSheetData) {
+    if (records.type() != kWsDim) continue;
+    ByteReader body = records.Body();
+    const std::uint32_t first_row = body.U32();
+    const std::uint32_t last_row = body.U32();
+    const std::uint32_t first_column = body.U32();
+    const std::uint32_t last_column = body.U32();
+    if (!body.ok()) return false;
+    range = CellRangeText(first_column, first_row, last_column, last_row);
+    return true;
+  }
+  return true;
 }
 
 }  // namespace nvimport

@@ -7,6 +7,7 @@
 
 namespace nvimport {
 
+class Description;
 class ReadSpreadSheetData;
 
 // What the library cannot do without others: the workbook in a package, in XML or in binary parts.
@@ -26,9 +27,13 @@ class Excel2007Book {
     kOverBudget
   };
 
+  enum class SheetState : unsigned char { kVisible, kHidden, kVeryHidden };
+
   struct Sheet {
     std::string name;
     std::size_t part;  // several may have the same
+    SheetState state;
+    std::size_t place;  // in the workbook's list
   };
 
   struct Extent {
@@ -66,6 +71,10 @@ class Excel2007Book {
 
   // The extent of a worksheet's cells, which is looked for once.
   virtual Outcome Measure(const Sheet& sheet, Extent& extent) = 0;
+
+  // Adds what the workbook says of itself, of the worksheets with these numbers also their sizes.
+  // Reading keeps the budget that it has.
+  virtual void Describe(Description& description, const std::vector<int>& chosen) = 0;
 
  protected:
   std::vector<Sheet> sheets_;

@@ -181,6 +181,13 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
   return worst == Outcome::kGood ? kGood : Fail(StatusOf(worst));
 }
 
+int Excel2007File::Describe(Description& description) {
+  if (status_ != kGood) return status_;
+  if (!book_) return Fail(kWrongMode);
+  book_->Describe(description, selection_->sheets);
+  return kGood;
+}
+
 void Excel2007File::GetErrorMessage(char* buffer, unsigned int size) {
   if (!CopyNamingText(kTexts, buffer, size)) SpreadsheetFile::GetErrorMessage(buffer, size);
 }

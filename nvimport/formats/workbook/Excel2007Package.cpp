@@ -2,6 +2,7 @@
 #include <array>
 #include <iterator>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "nvimport/formats/workbook/Excel2007Book.h"
@@ -133,6 +134,27 @@ class Package final : public Excel2007Book {
     return part.outcome;
   }
 
+  void Describe(Description& description, const std::vector<int>& chosen) override {
+    // What reading asks as well is asked before.
+    Extent extent;
+    for (const int number : chosen) Measure(sheets_[static_cast<std::size_t>(number - 1)], extent);
+    const Budget kept = package_.budget();
+    Stating stating(description, kWorkbookKeys);
+    DescribeDocument(stating);
+    stating.State("date1904", context_.since_1904 ? "1904" : "1900");
+    std::vector<const Sheet*> in_order(sheets_.size());
+    for (const Sheet& sheet : sheets_) in_order[sheet.place] = &sheet;
+    constexpr const char* kStates[] = {"sheet", "sheet hidden", "sheet veryHidden"};
+    const std::set<int> numbers(chosen.begin(), chosen.end());
+    for (const Sheet* const sheet : in_order) {
+      if (!package_.budget().Take(Description::kForEach + sheet->name.size())) break;
+      stating.State(kStates[static_cast<std::size_t>(sheet->state)], sheet->name);
+      const auto number = static_cast<int>(sheet - sheets_.data()) + 1;
+      if (numbers.contains(number)) DescribeSheet(*sheet, stating);
+    }
+    package_.budget() = kept;
+  }
+
  private:
   // A worksheet.
   struct Part {
@@ -203,12 +225,12 @@ class Package final : public Excel2007Book {
     context_.since_1904 = workbook.since_1904;
     lost_sheets_ = workbook.lost_sheets;
     std::stable_partition(workbook.sheets.begin(), workbook.sheets.end(),
-                          [](const auto& sheet) { return !sheet.is_hidden; });
+                          [](const auto& sheet) { return sheet.state == SheetState::kVisible; });
     std::map<const Relationship*, std::size_t> parts;
     for (WorkbookPart::Sheet& sheet : workbook.sheets) {
       const auto [found, is_new] = parts.try_emplace(sheet.relationship, parts_.size());
       if (is_new && !AddPart(sheet.relationship->target)) return Outcome::kOverBudget;
-      sheets_.push_back({std::move(sheet.name), found->second});
+      sheets_.push_back({std::move(sheet.name), found->second, sheet.state, sheet.place});
     }
     const auto name_of = [&](std::string_view type) {
       const Relationship* const found = relationships.OfType(type);
@@ -234,6 +256,36 @@ class Package final : public Excel2007Book {
   Outcome ReadContext() {
     if (!std::exchange(has_context_, true)) context_outcome_ = ReadStylesAndStrings();
     return context_outcome_;
+  }
+
+  // The package's relationships were whole when it was opened.
+  void DescribeDocument(Stating& stating) {
+    Relationships of_package;
+    if (!package_.OpenPart(RelationshipsOf("")) || !ReadRelationships(package_, of_package)) return;
+    // By their names, and those of the strict form.
+    constexpr std::pair<const char*, bool> kTypes[] = {{"core-properties", false},
+                                                       {"extended-properties", false},
+                                                       {"extendedProperties", false},
+                                                       {"custom-properties", true},
+                                                       {"customProperties", true}};
+    for (const auto& [type, is_custom] : kTypes)
+      if (const Relationship* const found = of_package.OfType(type); found != nullptr)
+        DescribeProperties(package_, Resolve("", found->target), is_custom, stating);
+  }
+
+  // The size that a worksheet states, and that of its cells.
+  void DescribeSheet(const Sheet& sheet, Stating& stating) {
+    Part& part = parts_[sheet.part];
+    std::string range;
+    constexpr std::uint64_t kBeginning = 32 * 1024;
+    if (!package_.budget().Work(kBeginning + part.size)) return;
+    if (package_.OpenPart(part.name))
+      (IsXml(package_) ? XmlParts::ReadRange : BinaryParts::ReadRange)(package_, range);
+    stating.StateIfAny("dimension", range);
+    Extent extent;
+    if (Measure(sheet, extent) != Outcome::kGood && extent.rows == 0) return;
+    stating.State("found columns", std::to_string(extent.columns));
+    stating.State("found rows", std::to_string(extent.rows));
   }
 
   // A workbook may do without either.
@@ -285,7 +337,7 @@ const Relationship* Relationships::OfType(std::string_view type) const {
   return found != all_.end() ? &*found : nullptr;
 }
 
-bool WorkbookPart::TakeSheet(std::string name, std::string_view relationship, bool is_hidden,
+bool WorkbookPart::TakeSheet(std::string name, std::string_view relationship, SheetState state,
                              Budget& budget) {
   constexpr std::string_view kOthers[] = {"chartsheet", "dialogsheet", "xlMacrosheet",
                                           "xlIntlMacrosheet"};
@@ -299,7 +351,7 @@ bool WorkbookPart::TakeSheet(std::string name, std::string_view relationship, bo
     return true;
   }
   if (!budget.Take(kKept + 4 * name.size())) return false;
-  sheets.push_back({std::move(name), found, is_hidden});
+  sheets.push_back({std::move(name), found, state, sheets.size()});
   return true;
 }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "nvimport/formats/DescriptionKeys.h"
 #include "nvimport/formats/workbook/Excel2007Cells.h"
 #include "nvimport/formats/workbook/ExcelFormats.h"
 #include "nvimport/formats/workbook/ZipPackage.h"
@@ -42,15 +43,18 @@ class Relationships {
 
 // The workbook's own part, as it is read.
 struct WorkbookPart {
+  using SheetState = Excel2007Book::SheetState;
+
   explicit WorkbookPart(const Relationships& found) : relationships(found) {}
 
   // Takes a sheet if it is one with cells. False when the import may not have as many.
-  bool TakeSheet(std::string name, std::string_view relationship, bool is_hidden, Budget& budget);
+  bool TakeSheet(std::string name, std::string_view relationship, SheetState state, Budget& budget);
 
   struct Sheet {
     std::string name;
     const Relationship* relationship;
-    bool is_hidden;
+    SheetState state;
+    std::size_t place;  // in the workbook's list
   };
   const Relationships& relationships;
   bool is_workbook = true;  // else a part of another kind
@@ -75,11 +79,17 @@ class StyleTable {
 
 bool ReadRelationships(ZipPackage& package, Relationships& relationships);
 
+// Adds what a part with properties says, those of the user's own or others.
+void DescribeProperties(ZipPackage& package, std::string_view part, bool is_custom,
+                        Stating& stating);
+
 struct XmlParts {
   static bool ReadWorkbook(ZipPackage& package, WorkbookPart& workbook);
   static bool ReadStyles(ZipPackage& package, StyleTable& styles);
   static bool ReadStrings(ZipPackage& package, SpooledStrings& strings);
   static bool ReadSheet(ZipPackage& package, Excel2007Cells& cells);
+  // The range that a worksheet states, "B2:D20"; nothing where it does not.
+  static bool ReadRange(ZipPackage& package, std::string& range);
 };
 
 struct BinaryParts {
@@ -87,6 +97,8 @@ struct BinaryParts {
   static bool ReadStyles(ZipPackage& package, StyleTable& styles);
   static bool ReadStrings(ZipPackage& package, SpooledStrings& strings);
   static bool ReadSheet(ZipPackage& package, Excel2007Cells& cells);
+  // The range that a worksheet states, "B2:D20"; nothing where it does not.
+  static bool ReadRange(ZipPackage& package, std::string& range);
 };
 
 }  // namespace nvimport

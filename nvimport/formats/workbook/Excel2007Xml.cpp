@@ -133,10 +133,14 @@ class WorkbookXml final : public XmlPart {
       workbook_.since_1904 = IsTrue(attributes.Find("date1904").value_or(""));
     if (state != kSheet) return;
     const std::string_view visibility = attributes.Find("state").value_or("visible");
+    using SheetState = WorkbookPart::SheetState;
+    const SheetState sheet_state = visibility == "visible"      ? SheetState::kVisible
+                                   : visibility == "veryHidden" ? SheetState::kVeryHidden
+                                                                : SheetState::kHidden;
     std::string name(attributes.Find("name").value_or(""));
     Unescape(name);
-    if (!workbook_.TakeSheet(std::move(name), attributes.Find("*:id").value_or(""),
-                             visibility != "visible", budget_))
+    if (!workbook_.TakeSheet(std::move(name), attributes.Find("*:id").value_or(""), sheet_state,
+                             budget_))
       Refuse();
   }
   void End(State) override {}

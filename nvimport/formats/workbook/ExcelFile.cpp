@@ -299,11 +299,11 @@ int ExcelFile::AddSheet(std::string_view name, std::uint64_t position) {
   return kGood;
 }
 
-bool ExcelFile::ReadWithinBudget(BIFFRecord& record) {
-  if (!book_->ReadRecord(record)) return false;
+bool ExcelFile::ReadWithin(Budget& budget, BIFFRecord& record) const {
   // A record costs more than its bytes: it may be far from the one before.
   constexpr std::uint64_t kHead = 64;
-  return budget_.Work(kHead + static_cast<std::uint64_t>(record.length));
+  return book_->ReadRecord(record) &&
+         budget.Work(kHead + static_cast<std::uint64_t>(record.length));
 }
 
 // Whether the sheet at `position` is a worksheet with data, and of which size. The stream stays

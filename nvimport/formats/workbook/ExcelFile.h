@@ -17,6 +17,7 @@
 namespace nvimport {
 
 class ExcelFormats;
+class Stating;
 struct ExcelWorkbook;
 struct SheetSelection;
 
@@ -97,6 +98,8 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   int GetNumCols() override;
   int GetNumRows() override;
   int Read(ReadSpreadSheetData* sink) override;
+  // With the worksheets that there are, hidden or not.
+  int Describe(Description& description) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
   // The names of the workbook's worksheets, in the order of their numbers. 0 on success.
@@ -128,11 +131,14 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   int TakeBundleHeader(const BIFFRecord& header);
   int TakeBoundSheet(const BIFFRecord& record);
   int AddSheet(std::string_view name, std::uint64_t position);
-  bool ReadWithinBudget(BIFFRecord& record);
+  bool ReadWithinBudget(BIFFRecord& record) { return ReadWithin(budget_, record); }
   int OrOverBudget(int status) const { return budget_.overdrawn() ? kOverBudget : status; }
   int IsWorksheet(std::uint64_t position, Sheet& sheet);
   void MeasureSheet(Sheet& sheet);
   int GetSheet(NvImportOpenOptions* options);
+  void DescribeBook(Stating& stating, Budget& budget) const;
+  void DescribeSheet(std::uint64_t position, Stating& stating, Budget& budget) const;
+  bool ReadWithin(Budget& budget, BIFFRecord& record) const;
   std::optional<SheetSelection> Ask() const;
 
   std::unique_ptr<ExcelWorkbook> book_;

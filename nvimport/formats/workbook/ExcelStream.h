@@ -54,6 +54,8 @@ class NVIMPORT_API BaseStream {
 
   Status status() const { return status_; }
   std::uint64_t size() const { return size_; }
+  // That the workbook lies in; null for none.
+  virtual CompoundFile* compound_file() { return nullptr; }
 
   std::uint64_t Tell() const { return window_.position(); }
 
@@ -113,6 +115,8 @@ class NVIMPORT_API BaseStream {
 class NVIMPORT_API ExcelStgStream final : public BaseStream {
  public:
   explicit ExcelStgStream(const char* path, bool exact_names = true);
+
+  CompoundFile* compound_file() override { return &compound_file_; }
 
  private:
   std::ptrdiff_t Fetch(std::uint64_t position, std::span<char> into) override;

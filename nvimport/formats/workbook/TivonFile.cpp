@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "nvimport/formats/workbook/SummaryInformation.h"
 #include "nvimport/platform/CompoundFile.h"
 #include "nvimport/platform/Paths.h"
 #include "nvimport/platform/TemporaryFile.h"
@@ -26,14 +27,14 @@ bool EndsIn(std::string_view name, std::string_view extension) {
          EqualIgnoringCase(name.substr(name.size() - extension.size()), extension);
 }
 
-// The first entry of the directory, wherever it lies in the file, that is called a worksheet.
-const CompoundFile::Stream* FindWorksheet(CompoundFile& file) {
+// The first entry of the directory, wherever it lies in the file, that is called a worksheet; the
+// number of entries for none.
+std::size_t FindWorksheet(const CompoundFile& file) {
   const auto& entries = file.entries();
   const auto found = std::ranges::find_if(entries, [](const CompoundFile::Entry& entry) {
     return entry.kind != CompoundFile::Kind::kUnused && EndsIn(entry.name, ".dat");
   });
-  if (found == entries.end()) return nullptr;
-  return file.OpenStream(static_cast<std::size_t>(found - entries.begin()));
+  return static_cast<std::size_t>(found - entries.begin());
 }
 
 }  // namespace
@@ -52,7 +53,7 @@ int TivonFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
 int TivonFile::OpenWorksheet(const char* path, NvImportOpenOptions* options) {
   CompoundFile file;
   if (!file.Open(path)) return Fail(kNotTivon);
-  const CompoundFile::Stream* const worksheet = FindWorksheet(file);
+  const CompoundFile::Stream* const worksheet = file.OpenStream(FindWorksheet(file));
   if (worksheet == nullptr) return Fail(kNoWorksheet);
 
   auto copy = std::make_shared<TemporaryFile>();
@@ -66,6 +67,7 @@ int TivonFile::OpenWorksheet(const char* path, NvImportOpenOptions* options) {
     at += bytes.size();
   }
   copy_ = std::move(copy);
+  container_ = path;
   TextFile::Open(/*read=*/true, copy_->path().c_str(), options);
   return kGood;
 }
@@ -73,9 +75,23 @@ int TivonFile::OpenWorksheet(const char* path, NvImportOpenOptions* options) {
 void TivonFile::Close() {
   TextFile::Close();
   copy_.reset();
+  container_.clear();
 }
 
 bool TivonFile::SetOptions(NvImportOpenOptions*) { return true; }
+
+int TivonFile::Describe(Description& description) {
+  if (const int status = TextFile::Describe(description); status != kGood) return status;
+  CompoundFile file;
+  if (container_.empty() || !file.Open(container_.c_str())) return kGood;
+  Stating summary(description, kWorkbookKeys);
+  Budget budget(InputFile(container_.c_str()).size());
+  DescribeSummary(file, budget, summary);
+  const std::size_t worksheet = FindWorksheet(file);
+  if (worksheet < file.entries().size())
+    Stating(description, kTivonKeys).State("stream", file.entries()[worksheet].name);
+  return kGood;
+}
 
 void TivonFile::GetErrorMessage(char* buffer, unsigned int size) {
   if (!CopyText(kTexts, buffer, size)) TextFile::GetErrorMessage(buffer, size);

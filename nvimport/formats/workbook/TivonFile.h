@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "nvimport/formats/text/TextFile.h"
 #include "nvimport/framework/SprFileFactory.h"
@@ -16,6 +17,8 @@ class NVIMPORT_API TivonFile : public TextFile {
  public:
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   void Close() override;
+  // What its text tells, and of a compound file what that says.
+  int Describe(Description& description) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
  protected:
@@ -25,6 +28,7 @@ class NVIMPORT_API TivonFile : public TextFile {
  private:
   int OpenWorksheet(const char* path, NvImportOpenOptions* options);
 
+  std::string container_;                // the compound file
   std::shared_ptr<TemporaryFile> copy_;  // of the worksheet; a copied reader reads the same one
 };
 

@@ -191,10 +191,11 @@ std::size_t XmlPart::TakeDirectly(ZipPackage& package, std::uint64_t given) {
 }
 
 XmlPart::State XmlPart::Next(State parent, const char* name) const {
-  for (std::size_t i = 0; i < prefix_; ++i)
-    if (name[i] == '\0') return kNowhere;
+  std::size_t prefix = 0;
+  while (prefix < prefix_ && name[prefix] != '\0') ++prefix;
   for (const Step& step : steps_)
-    if (step.parent == parent && std::strcmp(step.name, name + prefix_) == 0) return step.state;
+    if (step.parent == parent && (*step.name == '*' || std::strcmp(step.name, name + prefix) == 0))
+      return step.state;
   return kNowhere;
 }
 
@@ -210,6 +211,7 @@ void XmlPart::OnStart(const char* name, const char** attributes) {
   const State state = Next(states_.empty() ? kNowhere : states_.back(), name);
   if (state != kNowhere) {
     states_.push_back(state);
+    element_ = name;
     Start(state, XmlAttributes(attributes));
   } else if (states_.empty()) {
     has_other_root_ = true;

@@ -44,8 +44,8 @@ class XmlPart {
  public:
   using State = unsigned char;
   struct Step {
-    State parent;  // kNowhere for the root
-    const char* name;
+    State parent;      // kNowhere for the root
+    const char* name;  // "*" for any, whatever its prefix
     State state;
   };
   static constexpr State kNowhere = 0;
@@ -67,6 +67,8 @@ class XmlPart {
 
  protected:
   virtual void Start(State state, XmlAttributes attributes) = 0;
+  // The name of the element that starts, without its prefix.
+  std::string_view Element() const { return element_.substr(element_.rfind(':') + 1); }
   virtual void End(State) {}
   // A piece of the text of the innermost element.
   virtual void Text(State, std::string_view) {}
@@ -98,6 +100,7 @@ class XmlPart {
   std::vector<State> states_;  // of the elements that are open and count
   std::uint64_t skipped_ = 0;  // open elements that don't count
   std::size_t prefix_ = 0;
+  std::string_view element_;            // that starts
   XML_ParserStruct* parser_ = nullptr;  // while reading
   Budget* budget_ = nullptr;            // likewise
   bool is_offered_;                     // to the subclass, as long as it takes some

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+
+namespace nvimport {
+
+// The name of a worksheet's column, which counts from 0: "A" to "Z", "AA" and on.
+inline std::string ColumnName(std::uint64_t column) {
+  std::string name;
+  for (++column; column > 0; column = (column - 1) / 26)
+    name += static_cast<char>('A' + (column - 1) % 26);
+  std::ranges::reverse(name);
+  return name;
+}
+
+// A range as spreadsheets write it, "B2:D20", of columns and rows that count from 0.
+inline std::string CellRangeText(std::uint64_t first_column, std::uint64_t first_row,
+                                 std::uint64_t last_column, std::uint64_t last_row) {
+  return ColumnName(first_column) + std::to_string(first_row + 1) + ":" + ColumnName(last_column) +
+         std::to_string(last_row + 1);
+}
+
+}  // namespace nvimport

@@ -1,0 +1,168 @@
+// What a package says of itself: core properties (see ECMA-376 part 2, with names of Dublin Core),
+// extended and custom ones (part 1, 22.2 and 22.3), and the range that a worksheet states.
+
+#include <algorithm>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "nvimport/formats/workbook/Excel2007Parts.h"
+#include "nvimport/formats/workbook/XmlPart.h"
+
+namespace nvimport {
+
+namespace {
+
+using Step = XmlPart::Step;
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// Whether `text` is a date in ISO 8601, with or without a time of day and its zone.
+bool IsIsoDate(std::string_view text) {
+  constexpr std::string_view kForm = "0000-00-00T00:00:00";
+  const auto fits = [](char c, char form) { return form == '0' ? IsDigit(c) : c == form; };
+  const std::size_t length = std::min(text.size(), kForm.size());
+  if (!std::equal(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length), kForm.begin(),
+                  fits))
+    return false;
+  if (length < kForm.size()) return length == 4 || length == 7 || length == 10;
+  std::string_view rest = text.substr(length);
+  if (rest.starts_with('.'))
+    rest.remove_prefix(std::min(rest.find_first_not_of("0123456789", 1), rest.size()));
+  constexpr std::string_view kZone = "+00:00";
+  return rest.empty() || rest == "Z" ||
+         (rest.size() == kZone.size() && (rest[0] == '+' || rest[0] == '-') &&
+          std::equal(rest.begin() + 1, rest.end(), kZone.begin() + 1, fits));
+}
+
+// The text of an element, of which no more is kept than a value of a description may have.
+class ElementText {
+ public:
+  void Begin() { text_.clear(); }
+  void Add(std::string_view piece) {
+    text_ += piece.substr(0, Description::kLongestValue + 1 - text_.size());
+  }
+  std::string_view Trimmed() const {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    const std::string_view text = text_;
+    const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+    return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+  }
+
+ private:
+  std::string text_;
+};
+
+// Core or extended properties: each an element.
+class PropertiesXml final : public XmlPart {
+ public:
+  PropertiesXml(Stating& stating, Budget& budget)
+      : XmlPart(kSteps), stating_(stating), budget_(budget) {}
+
+ private:
+  enum : State { kAll = 1, kProperty };
+  static constexpr Step kSteps[] = {
+      {kNowhere, "coreProperties", kAll}, {kNowhere, "Properties", kAll}, {kAll, "*", kProperty}};
+  static constexpr std::string_view kTexts[] = {
+      "title",       "subject",    "creator",     "keywords", "description", "lastModifiedBy",
+      "revision",    "category",   "contentType", "language", "version",     "contentStatus",
+      "Application", "AppVersion", "Company",     "Manager",  "Template",    "TotalTime"};
+  static constexpr std::string_view kDates[] = {"lastPrinted", "created", "modified"};
+
+  void Start(State state, XmlAttributes) override {
+    if (state != kProperty) return;
+    text_.Begin();
+    label_ = {};
+    for (const std::span<const std::string_view> labels :
+         {std::span<const std::string_view>(kTexts), std::span<const std::string_view>(kDates)})
+      if (const auto found = std::ranges::find(labels, Element()); found != labels.end())
+        label_ = *found;
+  }
+  void Text(State state, std::string_view text) override {
+    if (state == kProperty && !label_.empty()) text_.Add(text);
+  }
+  void End(State state) override {
+    const std::string_view value = text_.Trimmed();
+    const bool is_given = !value.empty() && (label_ != "TotalTime" || value != "0");
+    if (state != kProperty || label_.empty() || !is_given) return;
+    if (!budget_.Take(Description::kForEach + label_.size() + value.size())) return Refuse();
+    const bool is_date = std::ranges::find(kDates, label_) != std::end(kDates);
+    if (is_date && !IsIsoDate(value))
+      stating_.description().State(label_, "", value);
+    else
+      stating_.State(label_, value);
+  }
+
+  Stating& stating_;
+  Budget& budget_;
+  std::string_view label_;  // empty for one that doesn't count
+  ElementText text_;
+};
+
+// Properties of the user's own: each has a name and within it an element with the value.
+class CustomXml final : public XmlPart {
+ public:
+  CustomXml(Description& description, Budget& budget)
+      : XmlPart(kSteps), description_(description), budget_(budget) {}
+
+ private:
+  enum : State { kAll = 1, kProperty, kValue };
+  static constexpr Step kSteps[] = {
+      {kNowhere, "Properties", kAll}, {kAll, "property", kProperty}, {kProperty, "*", kValue}};
+
+  void Start(State state, XmlAttributes attributes) override {
+    if (state != kAll) text_.Begin();
+    if (state == kProperty)
+      name_ = attributes.Find("name").value_or("").substr(0, Description::kLongestValue + 1);
+  }
+  void Text(State state, std::string_view text) override {
+    if (state == kValue) text_.Add(text);
+  }
+  void End(State state) override {
+    const std::string_view value = text_.Trimmed();
+    if (state != kValue || value.empty()) return;
+    if (!budget_.Take(Description::kForEach + name_.size() + value.size())) return Refuse();
+    description_.State(name_, "", value);
+  }
+
+  Description& description_;
+  Budget& budget_;
+  std::string name_;
+  ElementText text_;
+};
+
+class DimensionXml final : public XmlPart {
+ public:
+  explicit DimensionXml(std::string& range) : XmlPart(kSteps), range_(range) {}
+
+ private:
+  enum : State { kSheet = 1, kDimension, kData };
+  static constexpr Step kSteps[] = {{kNowhere, "worksheet", kSheet},
+                                    {kSheet, "dimension", kDimension},
+                                    {kSheet, "sheetData", kData}};
+
+  void Start(State state, XmlAttributes attributes) override {
+    if (state == kDimension)
+      range_ = attributes.Find("ref").value_or("").substr(0, Description::kLongestValue + 1);
+    if (state != kSheet) Stop();
+  }
+
+  std::string& range_;
+};
+
+}  // namespace
+
+void DescribeProperties(ZipPackage& package, std::string_view part, bool is_custom,
+                        Stating& stating) {
+  if (!package.OpenPart(part)) return;
+  if (is_custom)
+    CustomXml(stating.description(), package.budget()).Read(package);
+  else
+    PropertiesXml(stating, package.budget()).Read(package);
+}
+
+bool XmlParts::ReadRange(ZipPackage& package, std::string& range) {
+  return DimensionXml(range).Read(package);
+}
+
+}  // namespace nvimport
