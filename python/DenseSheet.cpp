@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <string_view>
 #include <vector>
 
@@ -12,22 +13,90 @@ namespace {
 // Cells are looked at in pieces of rows.
 constexpr int kPiece = 256;
 
+// Whether a float is written as a double of the same value is.
+bool IsWhole(float value) {
+  constexpr float kFirstInexact = 16'777'216;
+  return !std::isfinite(value) || (std::fabs(value) < kFirstInexact && std::trunc(value) == value);
+}
+
+void SetNumber(MemorySheet& sheet, int column, int row, const MemoryCell& cell) {
+  switch (cell.number_kind) {
+    case NumberKind::kFloat:
+      return sheet.Set(column, row, cell.number);
+    case NumberKind::kDouble:
+      return sheet.SetExact(column, row, cell.wide);
+    case NumberKind::kWhole:
+      return sheet.SetExact(column, row, cell.whole);
+  }
+}
+
 }  // namespace
 
 void DenseSheet::Set(int column, int row, const char* text) {
   if (text == nullptr) return;
-  if (InMatrix(column, row)) matrix_[Place(column, row)] = std::bit_cast<float>(kElsewhere);
+  MarkElsewhere(column, row);
   if (row > 1) last_text_column_ = std::max(last_text_column_, column);
   aside_.Set(column, row, text);
 }
 
-void DenseSheet::SetElsewhere(int column, int row, float value) {
+void DenseSheet::MarkElsewhere(int column, int row) {
+  if (!InMatrix(column, row)) return;
+  if (wide_ != nullptr)
+    wide_[Place(column, row)] = std::bit_cast<double>(kWideElsewhere);
+  else
+    matrix_[Place(column, row)] = std::bit_cast<float>(kElsewhere);
+}
+
+void DenseSheet::SetAnywhere(int column, int row, float value) {
   // Sheets of texts alone need no matrix.
   if (!has_tried_) {
     MakeMatrix();
     if (InMatrix(column, row)) return Set(column, row, value);
   }
+  if (InMatrix(column, row) && IsWhole(value)) {
+    wide_[Place(column, row)] = static_cast<double>(value);
+    return;
+  }
+  has_numbers_aside_ = has_numbers_aside_ || row > 1;
+  MarkElsewhere(column, row);
   aside_.Set(column, row, value);
+}
+
+void DenseSheet::SetAnywhere(int column, int row, double value) {
+  if (!has_tried_) MakeMatrix();
+  const auto narrow = static_cast<float>(value);
+  const bool is_same = static_cast<double>(narrow) == value && IsWhole(narrow);
+  is_wide_ = is_wide_ || !is_same;
+  if (InMatrix(column, row)) {
+    if (is_same && matrix_ != nullptr) return Set(column, row, narrow);
+    if (wide_ != nullptr || Widen()) return SetExact(column, row, value);
+  }
+  MarkElsewhere(column, row);
+  aside_.SetExact(column, row, value);
+}
+
+void DenseSheet::SetExact(int column, int row, long long value) {
+  if (static_cast<long long>(static_cast<double>(value)) == value)
+    return SetExact(column, row, static_cast<double>(value));
+  is_wide_ = true;
+  has_numbers_aside_ = has_numbers_aside_ || row > 1;
+  MarkElsewhere(column, row);
+  aside_.SetExact(column, row, value);
+}
+
+bool DenseSheet::Widen() {
+  const std::size_t cells = Place(width_, height_) + 1;
+  const float* const from = matrix_.get();
+  stays_narrow_ = stays_narrow_ || cells > most_bytes_ / sizeof(double) ||
+                  !std::all_of(from, from + cells,
+                               [](float value) { return IsElsewhere(value) || IsWhole(value); });
+  if (stays_narrow_) return false;
+  wide_ = std::make_unique_for_overwrite<double[]>(cells);
+  std::transform(from, from + cells, wide_.get(), [](float value) {
+    return IsElsewhere(value) ? std::bit_cast<double>(kWideElsewhere) : static_cast<double>(value);
+  });
+  matrix_.reset();
+  return true;
 }
 
 void DenseSheet::MakeMatrix() {
@@ -47,8 +116,13 @@ void DenseSheet::GetCells(int column, int row, std::span<MemoryCell> cells) cons
   for (std::size_t i = 0; i < cells.size(); ++i) {
     const int c = column + static_cast<int>(i);
     if (!InMatrix(c, row)) break;
-    const float value = matrix_[Place(c, row)];
-    if (!IsElsewhere(value)) cells[i] = {CellKind::kNumber, value, {}};
+    if (wide_ != nullptr) {
+      const double value = wide_[Place(c, row)];
+      if (!IsElsewhere(value))
+        cells[i] = {CellKind::kNumber, static_cast<float>(value), {}, NumberKind::kDouble, value};
+    } else if (const float value = matrix_[Place(c, row)]; !IsElsewhere(value)) {
+      cells[i] = {CellKind::kNumber, value, {}};
+    }
   }
 }
 
@@ -69,30 +143,40 @@ void DenseSheet::ForPieces(int column, int row, int width, int last_row, Skip sk
 
 bool DenseSheet::AllInMatrix(int column, int row, int count) const {
   if (!InMatrix(column, row) || !InMatrix(column + count - 1, row)) return false;
-  const float* from = &matrix_[Place(column, row)];
-  return std::none_of(from, from + count, IsElsewhere);
+  const auto all = [&](const auto* from) {
+    return std::none_of(from, from + count, [](auto value) { return IsElsewhere(value); });
+  };
+  const std::size_t place = Place(column, row);
+  return wide_ != nullptr ? all(&wide_[place]) : all(&matrix_[place]);
 }
 
-void DenseSheet::GetNumbers(int column, int row, int width, std::span<float> numbers,
+template <typename Number>
+void DenseSheet::GetNumbers(int column, int row, int width, std::span<Number> numbers,
                             bool reads_texts, char decimal_mark) const {
   if (width == 0) return;
-  float* place = numbers.data();
+  Number* place = numbers.data();
   const int last_row = row + static_cast<int>(numbers.size()) / width - 1;
   const auto copies = [&](int first, int at_row, int count) {
     if (!AllInMatrix(first, at_row, count)) return false;
-    place = std::copy_n(&matrix_[Place(first, at_row)], count, place);
+    const std::size_t from = Place(first, at_row);
+    const auto narrow = [](auto value) { return static_cast<Number>(value); };
+    place = wide_ != nullptr
+                ? std::transform(&wide_[from], &wide_[from] + count, place, narrow)
+                : std::transform(&matrix_[from], &matrix_[from] + count, place, narrow);
     return true;
   };
   ForPieces(column, row, width, last_row, copies, [&](int, int, std::span<const MemoryCell> cells) {
     for (const MemoryCell& cell : cells) {
-      *place = cell.kind == CellKind::kNumber ? cell.number : kNan;
+      *place = cell.kind == CellKind::kNumber ? static_cast<Number>(cell.exact()) : kNan;
       if (cell.kind == CellKind::kText && reads_texts)
         if (const auto number = ParseNumber(cell.text, decimal_mark))
-          *place = static_cast<float>(*number);
+          *place = static_cast<Number>(*number);
       ++place;
     }
   });
 }
+template void DenseSheet::GetNumbers(int, int, int, std::span<float>, bool, char) const;
+template void DenseSheet::GetNumbers(int, int, int, std::span<double>, bool, char) const;
 
 void DenseSheet::GetDoubles(int column, int row, std::span<double> numbers, char decimal_mark,
                             std::span<bool> words) const {
@@ -104,8 +188,7 @@ void DenseSheet::GetDoubles(int column, int row, std::span<double> numbers, char
             [&](int first, int, std::span<const MemoryCell> cells) {
               bool* word = &words[static_cast<std::size_t>(first - column)];
               for (const MemoryCell& cell : cells) {
-                *place = cell.kind == CellKind::kNumber ? static_cast<double>(cell.number)
-                                                        : static_cast<double>(kNan);
+                *place = cell.kind == CellKind::kNumber ? cell.exact() : kWideNan;
                 if (cell.kind == CellKind::kText && !*word) {
                   if (const auto number = ParseNumber(cell.text, decimal_mark))
                     *place = *number;
@@ -137,10 +220,19 @@ void DenseSheet::FindTexts(int first_row, std::span<bool> columns) const {
             });
 }
 
+bool DenseSheet::IsInThere(int first_column, int first_row, int last_column) const {
+  if (first_row < 2 || first_column <= last_text_column_ || Rows() > height_) return false;
+  return InMatrix(first_column, first_row) && last_column <= width_;
+}
+
 const float* DenseSheet::FindMatrix(int first_column, int first_row, int last_column) const {
-  if (first_row < 2 || first_column <= last_text_column_ || Rows() > height_) return nullptr;
-  if (!InMatrix(first_column, first_row) || last_column > width_) return nullptr;
-  return &matrix_[Place(first_column, first_row)];
+  const bool is_there = !is_wide_ && IsInThere(first_column, first_row, last_column);
+  return is_there ? &matrix_[Place(first_column, first_row)] : nullptr;
+}
+
+const double* DenseSheet::FindWideMatrix(int first_column, int first_row, int last_column) const {
+  const bool is_there = wide_ != nullptr && IsInThere(first_column, first_row, last_column);
+  return is_there && !has_numbers_aside_ ? &wide_[Place(first_column, first_row)] : nullptr;
 }
 
 std::optional<SpectraAxis> DenseSheet::FindAxis(char decimal_mark) const {
@@ -156,7 +248,7 @@ void DenseSheet::CopyTo(MemorySheet& sheet) const {
   ForPieces(1, 1, Columns(), Rows(), never,
             [&](int column, int row, std::span<const MemoryCell> cells) {
               for (const MemoryCell& cell : cells) {
-                if (cell.kind == CellKind::kNumber) sheet.Set(column, row, cell.number);
+                if (cell.kind == CellKind::kNumber) SetNumber(sheet, column, row, cell);
                 if (cell.kind == CellKind::kText) sheet.Set(column, row, cell.text.data());
                 ++column;
               }

@@ -24,11 +24,19 @@ class DenseSheet final : public ReadOnlySheet {
   using ReadSpreadSheetData::Set;
   void Set(int column, int row, const char* text) override;
   void Set(int column, int row, float value) override {
-    if (InMatrix(column, row))
+    if (InMatrix(column, row) && matrix_ != nullptr)
       matrix_[Place(column, row)] = IsElsewhere(value) ? kNan : value;
     else
-      SetElsewhere(column, row, value);
+      SetAnywhere(column, row, value);
   }
+  bool TakesExact() override { return true; }
+  void SetExact(int column, int row, double value) override {
+    if (InMatrix(column, row) && wide_ != nullptr)
+      wide_[Place(column, row)] = IsElsewhere(value) ? kWideNan : value;
+    else
+      SetAnywhere(column, row, value);
+  }
+  void SetExact(int column, int row, long long value) override;
   void SetDataSize(int columns, int rows) override { aside_.SetDataSize(columns, rows); }
   int GetNumberOfColumns() override { return aside_.GetNumberOfColumns(); }
   int GetNumberOfRows() override { return aside_.GetNumberOfRows(); }
@@ -36,9 +44,13 @@ class DenseSheet final : public ReadOnlySheet {
   // The cells of a row from a column on, as many as there is room for.
   void GetCells(int column, int row, std::span<MemoryCell> cells) const;
 
+  // Whether some number is wider than a float.
+  bool is_wide() const { return is_wide_; }
+
   // The numbers of `width` columns from a column and a row on, row by row, as many as there is room
   // for; texts as the numbers that they read as where `reads_texts`, everything else NaN.
-  void GetNumbers(int column, int row, int width, std::span<float> numbers, bool reads_texts,
+  template <typename Number>
+  void GetNumbers(int column, int row, int width, std::span<Number> numbers, bool reads_texts,
                   char decimal_mark) const;
 
   // The same with all the digits of texts; a column's `words` become true where one of its texts is
@@ -46,12 +58,16 @@ class DenseSheet final : public ReadOnlySheet {
   void GetDoubles(int column, int row, std::span<double> numbers, char decimal_mark,
                   std::span<bool> words) const;
 
+  // Whether there may be a text among the cells from a column and a row on.
+  bool MayHoldTexts(int column, int row) const { return row < 2 || column <= last_text_column_; }
+
   // Which of the first columns hold a text, from `first_row` on.
   void FindTexts(int first_row, std::span<bool> columns) const;
 
   // The numbers from there on as they lie in the matrix, a row after GetMatrixWidth more; null
-  // where some of them lie elsewhere.
+  // where some of them lie elsewhere, or are of the other width.
   const float* FindMatrix(int first_column, int first_row, int last_column) const;
+  const double* FindWideMatrix(int first_column, int first_row, int last_column) const;
   int GetMatrixWidth() const { return width_; }
 
   std::optional<SpectraAxis> FindAxis(char decimal_mark) const;
@@ -62,9 +78,14 @@ class DenseSheet final : public ReadOnlySheet {
  private:
   // What the matrix holds where it holds no number: a NaN that no reader can set.
   static constexpr std::uint32_t kElsewhere = 0xffffffff;
+  static constexpr std::uint64_t kWideElsewhere = 0xffffffffffffffff;
   static constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+  static constexpr double kWideNan = std::numeric_limits<double>::quiet_NaN();
 
   static bool IsElsewhere(float value) { return std::bit_cast<std::uint32_t>(value) == kElsewhere; }
+  static bool IsElsewhere(double value) {
+    return std::bit_cast<std::uint64_t>(value) == kWideElsewhere;
+  }
   bool InMatrix(int column, int row) const {
     return static_cast<unsigned>(column - 1) < static_cast<unsigned>(width_) &&
            static_cast<unsigned>(row - 1) < static_cast<unsigned>(height_);
@@ -73,7 +94,13 @@ class DenseSheet final : public ReadOnlySheet {
     return static_cast<std::size_t>(row - 1) * static_cast<std::size_t>(width_) +
            static_cast<std::size_t>(column - 1);
   }
-  void SetElsewhere(int column, int row, float value);
+  // Numbers of the matrix's other kind, and those outside of it.
+  void SetAnywhere(int column, int row, float value);
+  void SetAnywhere(int column, int row, double value);
+  bool IsInThere(int first_column, int first_row, int last_column) const;
+  // Makes the matrix one of doubles, where that changes no number in it.
+  bool Widen();
+  void MarkElsewhere(int column, int row);
   bool AllInMatrix(int column, int row, int count) const;
   // Calls `take` with the first column, the row and the cells of each piece of the rows from there
   // on, unless `skip`, with the same column and row and the number of cells, says that it is done.
@@ -87,7 +114,11 @@ class DenseSheet final : public ReadOnlySheet {
   bool has_tried_ = false;  // to make the matrix
   int width_ = 0;
   int height_ = 0;
-  std::unique_ptr<float[]> matrix_;
+  std::unique_ptr<float[]> matrix_;  // or
+  std::unique_ptr<double[]> wide_;
+  bool stays_narrow_ = false;
+  bool has_numbers_aside_ = false;  // below the first row, of another kind than the matrix
+  bool is_wide_ = false;
   MemorySheet aside_;
   int last_text_column_ = 0;  // below the first row
 };

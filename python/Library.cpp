@@ -173,6 +173,7 @@ Import ReadSheet(const Request& request, bool with_cells) {
 
   Signals signals;
   asked.progress = [&](const ImportProgress&) { return signals.GoOn(); };
+  asked.describing = with_cells ? Describing::kX : Describing::kNothing;
   import.cells = std::make_shared<DenseSheet>(MatrixBytes(request.paths));
   const ImportResult result = with_cells ? ImportFile(asked, *import.cells) : MeasureFile(asked);
   if (signals.IsCancelled()) {
@@ -197,6 +198,8 @@ Import ReadSheet(const Request& request, bool with_cells) {
          question.source == AnsweredQuestion::Source::kGiven ? "given" : "guessed",
          question.entries});
   import.notes = result.notes;
+  import.first_x_column = result.description.first_x_column();
+  import.x = result.description.x();
   import.warnings = result.warnings;
   import.has_x_row = HasOption(import.format, "xrow") && HasXRow(import.options);
   return import;

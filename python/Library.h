@@ -60,6 +60,8 @@ struct Import {
   std::vector<Choice> choices;
   std::vector<std::string> notes;
   std::vector<std::string> warnings;
+  int first_x_column = 0;  // of the columns whose x values are known exactly
+  std::vector<double> x;   // these
   bool has_x_row = false;  // the second row holds the x values
   std::shared_ptr<DenseSheet> cells;
 };

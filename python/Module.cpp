@@ -22,7 +22,8 @@ namespace py = pybind11;
 namespace {
 
 using SheetPointer = std::shared_ptr<DenseSheet>;
-using Floats = py::array_t<float, py::array::c_style | py::array::forcecast>;
+template <typename Number>
+using ArrayOf = py::array_t<Number, py::array::c_style | py::array::forcecast>;
 
 // The texts of a sheet as Python has them. Those that follow one another are often the same.
 class TextMaker {
@@ -51,7 +52,8 @@ class TextMaker {
   py::object Make(const MemoryCell& cell) {
     switch (cell.kind) {
       case CellKind::kNumber:
-        return py::float_(static_cast<double>(cell.number));
+        if (cell.number_kind == NumberKind::kWhole) return py::int_(cell.whole);
+        return py::float_(cell.exact());
       case CellKind::kText:
         return Make(cell.text);
       default:
@@ -126,27 +128,42 @@ py::list Names(DenseSheet& sheet, int row, const std::string& encoding) {
   return names;
 }
 
-py::array Numbers(DenseSheet& sheet, int first_column, int first_row, int last_column, int last_row,
-                  bool reads_texts, const std::string& decimal) {
-  const Part part = Checked(sheet, first_column, first_row, last_column, last_row);
-  const char mark = DecimalMark(decimal);
-  py::array_t<float> numbers({part.rows(), part.columns()});
+template <typename Number>
+py::array NumbersOf(DenseSheet& sheet, const Part& part, bool reads_texts, char mark) {
+  py::array_t<Number> numbers({part.rows(), part.columns()});
   const std::span places(numbers.mutable_data(), static_cast<std::size_t>(numbers.size()));
   const py::gil_scoped_release released;
   sheet.GetNumbers(part.first_column, part.first_row, part.columns(), places, reads_texts, mark);
   return numbers;
 }
 
+// As doubles where some number of the sheet is wider than a float, or texts are read; else as
+// floats.
+py::array Numbers(DenseSheet& sheet, int first_column, int first_row, int last_column, int last_row,
+                  bool reads_texts, const std::string& decimal) {
+  const Part part = Checked(sheet, first_column, first_row, last_column, last_row);
+  const char mark = DecimalMark(decimal);
+  const bool has_texts = reads_texts && sheet.MayHoldTexts(part.first_column, part.first_row);
+  return sheet.is_wide() || has_texts ? NumbersOf<double>(sheet, part, reads_texts, mark)
+                                      : NumbersOf<float>(sheet, part, reads_texts, mark);
+}
+
 // The same where they lie, for reading only; None where some lie elsewhere.
 py::object View(const SheetPointer& sheet, int first_column, int first_row, int last_column) {
   const Part part = Checked(*sheet, first_column, first_row, last_column);
-  const float* from = sheet->FindMatrix(first_column, first_row, last_column);
-  if (from == nullptr) return py::none();
-  constexpr py::ssize_t kSize = sizeof(float);
-  py::array_t<float> view({part.rows(), part.columns()}, {sheet->GetMatrixWidth() * kSize, kSize},
-                          from, py::cast(sheet));
-  view.attr("flags").attr("writeable") = false;
-  return view;
+  const auto view = [&](const auto* from) -> py::object {
+    using Number = std::remove_cvref_t<decltype(*from)>;
+    constexpr py::ssize_t kSize = sizeof(Number);
+    py::array_t<Number> numbers({part.rows(), part.columns()},
+                                {sheet->GetMatrixWidth() * kSize, kSize}, from, py::cast(sheet));
+    numbers.attr("flags").attr("writeable") = false;
+    return numbers;
+  };
+  if (const float* from = sheet->FindMatrix(first_column, first_row, last_column))
+    return view(from);
+  if (const double* from = sheet->FindWideMatrix(first_column, first_row, last_column))
+    return view(from);
+  return py::none();
 }
 
 // The numbers of columns and those that their texts read as, with all their digits, and which
@@ -193,12 +210,28 @@ SheetPointer Empty(int columns, int rows) {
   return sheet;
 }
 
-void SetNumbers(DenseSheet& sheet, int column, int row, const Floats& numbers) {
-  const auto values = numbers.unchecked<2>();
+void SetNumber(DenseSheet& sheet, int column, int row, float value) {
+  sheet.Set(column, row, value);
+}
+void SetNumber(DenseSheet& sheet, int column, int row, double value) {
+  sheet.SetExact(column, row, value);
+}
+
+template <typename Numbers>
+void SetNumbersOf(DenseSheet& sheet, int column, int row, const Numbers& numbers) {
+  const auto values = numbers.template unchecked<2>();
   for (py::ssize_t r = 0; r < values.shape(0); ++r)
     for (py::ssize_t c = 0; c < values.shape(1); ++c)
       if (!std::isnan(values(r, c)))
-        sheet.Set(column + static_cast<int>(c), row + static_cast<int>(r), values(r, c));
+        SetNumber(sheet, column + static_cast<int>(c), row + static_cast<int>(r), values(r, c));
+}
+
+// Floats as such, everything else as doubles.
+void SetNumbers(DenseSheet& sheet, int column, int row, const py::array& numbers) {
+  if (py::isinstance<py::array_t<float>>(numbers))
+    SetNumbersOf(sheet, column, row, py::cast<ArrayOf<float>>(numbers));
+  else
+    SetNumbersOf(sheet, column, row, py::cast<ArrayOf<double>>(numbers));
 }
 
 void SetTexts(DenseSheet& sheet, int column, int row, const py::list& texts) {
@@ -268,6 +301,12 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readonly("notes", &Import::notes)
       .def_readonly("warnings", &Import::warnings)
       .def_readonly("has_x_row", &Import::has_x_row)
+      .def_readonly("first_x_column", &Import::first_x_column)
+      .def_property_readonly("x",
+                             [](const Import& import) {
+                               return py::array_t<double>(static_cast<py::ssize_t>(import.x.size()),
+                                                          import.x.data());
+                             })
       .def_readonly("cells", &Import::cells);
   py::class_<Request>(module, "Request")
       .def(py::init<>())

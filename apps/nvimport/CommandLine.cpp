@@ -192,6 +192,17 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
       .add_option("--report", settings.report,
                   "Writes to REPORT, in JSON, what became of each file; - for standard output")
       ->type_name("REPORT");
+  convert
+      .add_option("--describe", settings.description,
+                  "Writes to FILE, in JSON, what the input says of itself; with --outdir a folder")
+      ->type_name("FILE");
+  convert.add_flag("--with-description", settings.with_description,
+                   "The same as the first line of JSON lines");
+  convert
+      .add_option("--x-names", settings.x_names,
+                  "Names of the columns of spectra: short, or exact for their x values")
+      ->type_name("KIND")
+      ->check(CLI::IsMember({"short", "exact"}).description(""));
   convert.add_flag("--force", settings.force, "Replaces an output that exists");
   convert.add_flag("--sparse", settings.sparse,
                    "Writes over 100 MB of delimiters too that are a thousand times the cells");

@@ -6,12 +6,14 @@
 #include <set>
 #include <utility>
 
+#include "apps/nvimport/Descriptions.h"
 #include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/TableView.h"
 #include "apps/nvimport/Terminal.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/hosting/CellText.h"
+#include "nvimport/hosting/batch/BatchReport.h"
 #include "nvimport/hosting/export/Export.h"
 #include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/hosting/import/FileKinds.h"
@@ -51,6 +53,11 @@ std::string Counted(int count, const char* noun) {
 
 std::string Shape(const ImportResult& result) {
   return Counted(result.rows, "row") + " x " + Counted(result.columns, "column");
+}
+
+// A text that --encoding was told wrong stays readable.
+std::string Dumped(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 Json FormatJson(int format) { return {{"index", format}, {"name", FormatName(format)}}; }
@@ -148,6 +155,8 @@ std::string InfoText(FileTurn& turn, const ImportResult& result) {
   }
   if (const auto options = UnaskedOptionsOf(FormatName(result.format)); !options.empty())
     lines.emplace_back("options", Join(options) + " (--option KEY=VALUE)");
+  for (auto& line : DescriptionLines(result.description, turn.plan().conversion.decoder))
+    lines.push_back(std::move(line));
   for (const std::string& note : result.notes) lines.emplace_back("note", note);
   for (const std::string& warning : result.warnings) lines.emplace_back("warning", warning);
   std::string text = turn.input().shown + "\n";
@@ -170,8 +179,10 @@ std::string InfoJson(FileTurn& turn, const ImportResult& result, bool with_notes
                                {"asks", OptionsAsked(question)},
                                {"entries", question.entries}});
   json["options"] = UnaskedOptionsOf(FormatName(result.format));
+  json["description"] =
+      DescriptionJson(result.description, turn.plan().conversion.decoder, /*with_x=*/true);
   if (with_notes) AddNotes(result, json);
-  return json.dump();
+  return Dumped(json);
 }
 
 void Info(FileTurn& turn, bool with_notes) {
@@ -263,9 +274,12 @@ void Validate(FileTurn& turn) {
 // Where each file goes.
 struct ConvertPlan {
   OutputFormat format;
-  std::vector<bool> collides;  // with the output of an earlier file
+  std::vector<bool> collides;             // with the output of an earlier file
+  std::vector<std::string> descriptions;  // where what each says of itself goes; none for nowhere
   bool force = false;
   bool is_sparse = false;
+  bool describes_in_output = false;
+  bool has_exact_names = false;
 };
 
 std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, ConvertPlan& plan) {
@@ -307,8 +321,41 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
     }
     run.outputs.push_back(output);
     plan.collides.push_back(!taken.insert(output).second);
+    if (settings.description.empty()) continue;
+    std::filesystem::path description = settings.description;
+    if (into_folder)
+      description /= std::filesystem::path(output).filename().replace_extension(".json");
+    plan.descriptions.push_back(description);
   }
+  if (into_folder && !settings.description.empty())
+    std::filesystem::create_directories(settings.description, error);
+  if (error)
+    return Failure::OfSystem("The output folder could not be made.",
+                             ShownName(settings.description), error.value());
+  plan.has_exact_names = settings.x_names == "exact";
+  plan.describes_in_output = settings.with_description;
+  if (plan.describes_in_output && plan.format.own != SheetFormat::kJsonLines)
+    return WrongUsage("Only JSON lines have room for a description.",
+                      "--to jsonl writes them; --describe writes a file of its own");
+  if (!plan.descriptions.empty() || plan.describes_in_output || !settings.report.empty())
+    run.import.describing = Describing::kAll;
+  else if (plan.has_exact_names)
+    run.import.describing = Describing::kX;
   return std::nullopt;
+}
+
+// Names the columns of spectra by their x values.
+void NameExactly(MemorySheet& sheet, const Description& description) {
+  int column = description.first_x_column();
+  for (const double x : description.x()) sheet.SetExact(column++, 1, x);
+}
+
+// Writes what the file says of itself beside its output.
+std::optional<Failure> WriteDescription(const std::string& path, bool force,
+                                        const std::string& json) {
+  BatchReport file(path, force, CommandWords());
+  if (auto failure = file.Begin(json)) return failure;
+  return file.End("\n");
 }
 
 void Convert(FileTurn& turn, const ConvertPlan& plan) {
@@ -324,6 +371,11 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
   const ImportResult result = turn.Read(sheet);
   auto failure = result.failure;
   std::vector<std::string> written;  // what there is to say of the output
+  std::string description;
+  if (!failure && (plan.describes_in_output || !plan.descriptions.empty()))
+    description = EscapeInJson(Dumped(
+        DescriptionJson(result.description, turn.plan().conversion.decoder, /*with_x=*/true)));
+  if (!failure && plan.has_exact_names) NameExactly(sheet, result.description);
   if (!failure) {
     turn.progress().Begin("writing " + ShownName(output), "rows");
     failure = ExportSheet(
@@ -331,12 +383,15 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
         {.path = output,
          .format = plan.format,
          .conversion = turn.plan().conversion,
+         .head = plan.describes_in_output ? R"({"description":)" + description + "}\n" : "",
          .is_sparse = plan.is_sparse,
          .progress = [&](auto row, auto rows) { return turn.progress().Advance(row, rows); },
          .note = [&](const std::string& note) { written.push_back(note); },
          .words = CommandWords()},
         target);
   }
+  if (!failure && !plan.descriptions.empty())
+    failure = WriteDescription(plan.descriptions[turn.index()], plan.force, description);
   if (failure) turn.Fail(*failure);
   turn.SayNotes(result);
   turn.SayOutputNotes(written);
@@ -378,6 +433,7 @@ int RunDetect(const Settings& settings) {
 int RunInfo(const Settings& settings) {
   FileRun run(settings);
   run.plan().asks = false;
+  run.plan().import.describing = Describing::kAll;
   return RunOver(run, [&](FileTurn& turn) { Info(turn, settings.notes); });
 }
 

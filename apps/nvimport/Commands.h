@@ -29,6 +29,9 @@ struct Settings {
   std::string output;
   std::string out_dir;
   std::string report;
+  std::string description;        // the file that it goes to, or the folder for several
+  bool with_description = false;  // in JSON lines
+  std::string x_names;            // "exact" for names that are the x values
   bool force = false;
   bool sparse = false;
   bool safe_formulas = false;

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "apps/nvimport/Descriptions.h"
 #include "apps/nvimport/Terminal.h"
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/export/OutputTarget.h"
@@ -181,6 +182,9 @@ std::string FileTurn::Entry(double seconds) const {
     json["format"] = {{"index", result_.format}, {"name", FormatName(result_.format)}};
     json["notes"] = result_.notes;
   }
+  if (result_.format > 0 && plan_.import.describing == Describing::kAll)
+    json["description"] =
+        DescriptionJson(result_.description, plan_.conversion.decoder, /*with_x=*/false);
   if (failure_) {
     json["text"] = FirstLine(*failure_);
     json["advice"] = SecondLine(*failure_);

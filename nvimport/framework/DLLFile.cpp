@@ -161,6 +161,7 @@ struct DescriptionRecord : NvImportDescription {
           d.NameAxis(static_cast<Axis>(axis - 'x'), TextOf(label), TextOf(unit));
         });
     };
+    if (to.of_x_alone()) state = nullptr, name_axis = nullptr;
     set_x = [](NvImportDescription* data, int first_column, const double* values, size_t count) {
       Add(data, [&](Description& d) { d.SetX(first_column, {values, values + count}); });
     };

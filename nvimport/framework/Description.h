@@ -36,6 +36,10 @@ class NVIMPORT_API Description {
   static constexpr std::size_t kMostInAll = 32 * 1024 * 1024;     // of all statements, in bytes
   static constexpr std::size_t kForEach = sizeof(Statement) + 8;  // that a statement takes itself
 
+  // For the x values alone, or for all.
+  explicit Description(bool of_x_alone = false) : of_x_alone_(of_x_alone) {}
+  bool of_x_alone() const { return of_x_alone_; }
+
   // Adds a statement, cut where it is too long and dropped where there are too many.
   void State(std::string_view label, std::string_view key, std::string_view value, int row = 0);
   // The same of one that is there only if it says something.
@@ -62,6 +66,7 @@ class NVIMPORT_API Description {
   bool empty() const;
 
  private:
+  bool of_x_alone_;
   std::deque<Statement> statements_;  // which takes no more room while it grows
   std::array<AxisName, 3> names_;
   int first_x_column_ = 1;

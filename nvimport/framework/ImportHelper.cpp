@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "nvimport/framework/DLLFile.h"
+#include "nvimport/framework/Description.h"
 #include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/FormatList.h"
@@ -245,6 +246,18 @@ bool ImportHelper::SizeSpreadsheetFile(const char* path, int format, CWnd* paren
   return Import(path, format, parent, options, format_known, [](SpreadsheetFile&) { return true; });
 }
 
+namespace {
+
+void Describe(SpreadsheetFile& file, Description& description) {
+  if (file.Describe(description) != kGood)
+    Log::WriteNote("ImportHelper", "what the file says of itself could not be read whole");
+  Log::WriteCount("ImportHelper", description.cut(),
+                  "statement of the file is too long or one too many, and was cut",
+                  "statements of the file are too long or too many, and were cut");
+}
+
+}  // namespace
+
 bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
                           bool format_known, const std::function<bool(SpreadsheetFile&)>& read) {
   const ParentWindow window(parent);
@@ -271,6 +284,7 @@ bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOp
   if (file->Open(true, selected.c_str(), wants_choices ? &choices : options) != kGood)
     return Fail(parent, "The file could not be opened.", *file);
   if (!EstablishSize(*file, formats.GetInfo(format).flag4, parent) || !read(*file)) return false;
+  if (description_ != nullptr) Describe(*file, *description_);
   if (wants_choices) SpreadsheetOpenOptions::CopyOpenOptions(options, &choices);
   file->Close();
   return true;

@@ -12,6 +12,7 @@
 namespace nvimport {
 
 class SpreadsheetData;
+class Description;
 class SpreadsheetFile;
 
 // Why CheckFilesBeforeRead refused.
@@ -51,6 +52,10 @@ class NVIMPORT_API ImportHelper {
   // finds the size of the sheet.
   bool SizeSpreadsheetFile(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
                            bool format_known);
+
+  // Where goes what the files read or sized from now on say of themselves; null for nowhere. A file
+  // of which not all can be told is no failure, but the log has a note.
+  void DescribeTo(Description* description) { description_ = description; }
 
   // The size that the last file said it has, -1 while none has.
   int GetNumRows() const { return rows_; }
@@ -109,6 +114,7 @@ class NVIMPORT_API ImportHelper {
   int columns_ = -1;
   int status_ = 0;
   bool delivered_nothing_ = false;
+  Description* description_ = nullptr;
 };
 
 }  // namespace nvimport

@@ -37,7 +37,7 @@ std::string_view FormatNumber(const MemoryCell& cell, FloatText& buffer) {
     case NumberKind::kFloat:
       return FormatFloat(cell.number, buffer);
     case NumberKind::kDouble:
-      return FormatDouble(cell.exact, buffer);
+      return FormatDouble(cell.wide, buffer);
     case NumberKind::kWhole:
       return FormatWhole(cell.whole, buffer);
   }
@@ -302,13 +302,13 @@ MemoryCell MemorySheet::CellIn(const Line& line, unsigned place) const {
     cell.kind = CellKind::kNumber;
     if (line.widths[place] == Width::kDouble) {
       cell.number_kind = NumberKind::kDouble;
-      std::memcpy(&cell.exact, slot.bytes, sizeof cell.exact);
+      std::memcpy(&cell.wide, slot.bytes, sizeof cell.wide);
     } else {
       cell.number_kind = NumberKind::kWhole;
       std::memcpy(&cell.whole, slot.bytes, sizeof cell.whole);
-      cell.exact = static_cast<double>(cell.whole);
+      cell.wide = static_cast<double>(cell.whole);
     }
-    cell.number = static_cast<float>(cell.exact);
+    cell.number = static_cast<float>(cell.wide);
     return cell;
   }
   switch (slot.bytes[7]) {
@@ -320,7 +320,6 @@ MemoryCell MemorySheet::CellIn(const Line& line, unsigned place) const {
     case kFloat:
       cell.kind = CellKind::kNumber;
       std::memcpy(&cell.number, slot.bytes, sizeof cell.number);
-      cell.exact = cell.number;
       break;
     case kEmptyText:
       cell = {CellKind::kText, 0, ""};
@@ -367,7 +366,7 @@ float MemorySheet::GetNumber(int column, int row) {
 std::optional<double> MemorySheet::GetExact(int column, int row) {
   const MemoryCell cell = GetCell(column, row);
   if (cell.kind != CellKind::kNumber || cell.number_kind == NumberKind::kFloat) return std::nullopt;
-  return cell.exact;
+  return cell.wide;
 }
 
 const char* MemorySheet::GetText(int column, int row) {
@@ -392,7 +391,7 @@ bool MemorySheet::IsText(int column, int row) {
 
 std::optional<double> MemorySheet::AsNumber(int column, int row, char decimal_mark) const {
   const MemoryCell cell = GetCell(column, row);
-  if (cell.kind == CellKind::kNumber) return cell.exact;
+  if (cell.kind == CellKind::kNumber) return cell.exact();
   if (cell.kind == CellKind::kText) return ParseNumber(cell.text, decimal_mark);
   return std::nullopt;
 }

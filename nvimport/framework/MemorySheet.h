@@ -25,8 +25,13 @@ struct MemoryCell {
   float number = 0;                    // of a number cell, the nearest one
   std::string_view text{};             // NUL-terminated; valid until the sheet changes
   NumberKind number_kind = NumberKind::kFloat;
-  double exact = 0;     // of a number cell, the nearest one of a whole number
+  double wide = 0;      // of a double or a whole number, the nearest one
   long long whole = 0;  // of a whole number
+
+  // The number of a number cell as far as a double holds it.
+  double exact() const {
+    return number_kind == NumberKind::kFloat ? static_cast<double>(number) : wide;
+  }
 };
 
 // The shortest text that reads back to the same number, NUL-terminated in `buffer`.

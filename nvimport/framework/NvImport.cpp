@@ -236,7 +236,7 @@ char NvImportDescribe(int, long handle, NvImportDescription* record) {
   return WithIdleFile(handle, [&](OpenFile& open) {
     if (record == nullptr) return Refuse(open, kNoRecord);
     if (record->size < sizeof *record) return Refuse(open, kShortRecord);
-    Description description;
+    Description description(record->state == nullptr && record->name_axis == nullptr);
     if (open.file->Describe(description) != kGood) return false;
     if (record->state != nullptr)
       for (const Statement& one : description.statements())

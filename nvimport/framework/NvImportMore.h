@@ -60,7 +60,8 @@ struct NvImportDescription {
 NVIMPORT_API char NvImportReadWhole(int format, long handle, NvImportWholeData* data);
 
 /* Gives the callbacks of `description` what the file says of itself. At any time while it is open
- * for reading. Returns 1 on success; a file that says nothing is one. */
+ * for reading. Without `state` and `name_axis` only the x values are looked for, which is quick.
+ * Returns 1 on success; a file that says nothing is one. */
 NVIMPORT_API char NvImportDescribe(int format, long handle, NvImportDescription* description);
 
 /* Returns what the last read tells of cells that came otherwise than the file has them, a line at a

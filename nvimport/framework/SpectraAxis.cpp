@@ -20,7 +20,7 @@ struct ColumnName {
 bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
 std::optional<ColumnName> ReadName(const MemoryCell& cell, char decimal_mark) {
-  if (cell.kind == CellKind::kNumber) return ColumnName{'\0', cell.exact};
+  if (cell.kind == CellKind::kNumber) return ColumnName{'\0', cell.exact()};
   if (cell.kind != CellKind::kText || cell.text.empty()) return std::nullopt;
   ColumnName name;
   std::string_view number = cell.text;

@@ -61,8 +61,6 @@ std::optional<long long> WholeBeyondDouble(std::string_view text) {
 
 namespace {
 
-constexpr int kDigits = 6;
-
 constexpr double PowerOfTen(int power) {
   double value = 1;
   for (int i = 0; i < power; ++i) value *= 10;
@@ -112,28 +110,29 @@ char* PutDigits(unsigned digits, int power, char* to) {
   std::memcpy(to, kPairs[digits / 10'000].data(), 2);
   std::memcpy(to + 2, kPairs[digits / 100 % 100].data(), 2);
   std::memcpy(to + 4, kPairs[digits % 100].data(), 2);
-  int length = kDigits;
+  int length = kGeneralDigits;
   while (length > whole && to[length - 1] == '0') --length;
   if (whole <= 0 || length == whole) return to + length;
-  std::memmove(to + whole + 1, to + whole, kDigits);
+  std::memmove(to + whole + 1, to + whole, kGeneralDigits);
   to[whole] = '.';
   return to + length + 1;
 }
 
 }  // namespace
 
-char* FormatGeneral(double value, FloatText& buffer, std::size_t at) {
+char* FormatGeneral(double value, FloatText& buffer, std::size_t at, int digits) {
   char* to = buffer.data() + at;
   const double size = std::fabs(value);
   int power = 0;
-  const unsigned digits = size >= 1e-4 && size < 999'999 ? SixDigits(size, power) : 0;
-  if (digits == 0) {
+  const bool is_quick = digits == kGeneralDigits && size >= 1e-4 && size < 999'999;
+  const unsigned six = is_quick ? SixDigits(size, power) : 0;
+  if (six == 0) {
     to = std::to_chars(to, buffer.data() + buffer.size() - 1, value, std::chars_format::general,
-                       kDigits)
+                       digits)
              .ptr;
   } else {
     if (value < 0) *to++ = '-';
-    to = PutDigits(digits, power, to);
+    to = PutDigits(six, power, to);
   }
   *to = '\0';
   return to;

@@ -27,8 +27,11 @@ NVIMPORT_API std::string_view FormatFloat(float value, FloatText& buffer);
 NVIMPORT_API std::string_view FormatDouble(double value, FloatText& buffer);
 NVIMPORT_API std::string_view FormatWhole(long long value, FloatText& buffer);
 
-// Writes `value` as C's "%g" does, digit for digit, with its NUL, and returns the end.
-NVIMPORT_API char* FormatGeneral(double value, FloatText& buffer, std::size_t at = 0);
+// Writes `value` as C's "%g" does, digit for digit, with its NUL, and returns the end; with more
+// digits than that has, at most 17, as "%.*g" does.
+inline constexpr int kGeneralDigits = 6;
+NVIMPORT_API char* FormatGeneral(double value, FloatText& buffer, std::size_t at = 0,
+                                 int digits = kGeneralDigits);
 
 // Room for any time stamp.
 using TimeStampText = std::array<char, 80>;

@@ -209,9 +209,9 @@ def write(
     """Writes a sheet, an array, a data frame or spectra.
 
     The extension of the path decides the format (.csv, .tsv, .jsonl, .txt, .dif), or `format` does. NaN
-    and None are missing cells; numbers are 32-bit floats, whole numbers too large for those texts. A
-    data frame's column names become the first row, and its index the first column unless it only
-    counts. The file appears when it is whole.
+    and None are missing cells; numbers are written with the digits that read back to the same, whole
+    ones of any size. A data frame's column names become the first row, and its index the first column
+    unless it only counts. The file appears when it is whole.
 
     >>> nvimport.write("wheat.csv", nvimport.read("wheat.txt"))
     >>> nvimport.read("wheat.csv").shape
@@ -389,13 +389,15 @@ def _cells_of_frame(frame: Any) -> _nvimport.Cells:
 
 def _set_column(cells: _nvimport.Cells, column: int, row: int, values: Any) -> None:
     kind = values.dtype.kind
-    exact = 2**24  # the whole numbers up to here are floats
+    exact = 2**53  # the whole numbers up to here are doubles
     if kind in "fb" or (kind in "iu" and (not values.size or np.abs(values).max() <= exact)):
         cells.set_numbers(column, row, values.reshape(-1, 1))
     elif kind == "O":
         texts = [None if v is None or v != v or _is_number(v) else str(v) for v in values]
-        numbers = [v if v is not None and v == v and _is_number(v) else np.nan for v in values]
-        cells.set_numbers(column, row, np.array(numbers, dtype=np.float32).reshape(-1, 1))
+        numbers = [
+            _double(v) if v is not None and v == v and _is_number(v) else np.nan for v in values
+        ]
+        cells.set_numbers(column, row, np.array(numbers, dtype=np.float64).reshape(-1, 1))
         cells.set_texts(column, row, texts)
     else:
         missing = np.isnat(values) if kind in "mM" else np.zeros(len(values), dtype=bool)
@@ -405,7 +407,12 @@ def _set_column(cells: _nvimport.Cells, column: int, row: int, values: Any) -> N
         cells.set_texts(column, row, [None if m else str(t) for t, m in zip(texts, missing)])
 
 
+def _double(value: Any) -> float:
+    """The double that is written as the number is: a 32-bit 0.1 as 0.1."""
+    return float(str(value)) if isinstance(value, np.float32) else float(value)
+
+
 def _is_number(value: Any) -> bool:
     if isinstance(value, (int, np.integer)) and not isinstance(value, bool):
-        return abs(int(value)) <= 2**24
+        return abs(int(value)) <= 2**53
     return isinstance(value, (bool, float, np.floating, np.bool_))

@@ -26,10 +26,10 @@ class Cells:
         last_row: int,
         reads_texts: bool,
         decimal: str,
-    ) -> npt.NDArray[np.float32]: ...
+    ) -> npt.NDArray[np.floating[Any]]: ...
     def view(
         self, first_column: int, first_row: int, last_column: int
-    ) -> Optional[npt.NDArray[np.float32]]: ...
+    ) -> Optional[npt.NDArray[np.floating[Any]]]: ...
     def doubles(
         self, first_column: int, first_row: int, last_column: int, decimal: str
     ) -> tuple[npt.NDArray[np.float64], npt.NDArray[np.bool_]]: ...
@@ -70,6 +70,8 @@ class Import:
     notes: list[str]
     warnings: list[str]
     has_x_row: bool
+    first_x_column: int
+    x: npt.NDArray[np.float64]
     cells: Cells
 
 class Request:

@@ -33,12 +33,12 @@ class Spectra(NamedTuple):
     """The spectra of a sheet."""
 
     x: npt.NDArray[np.float64]  # of the points, all rising or all falling
-    matrix: npt.NDArray[np.float32]  # a row for each spectrum, a column for each point
+    matrix: npt.NDArray[np.floating[Any]]  # a row for each spectrum, a column for each point
     names: list[str]  # of the spectra
 
 
 class Sheet:
-    """The cells of a file: numbers (32-bit floats), texts, missing cells.
+    """The cells of a file: numbers as wide as the file has them, texts, missing cells.
 
     Sheets come from read(), and don't change.
 
@@ -70,6 +70,7 @@ class Sheet:
         self.warning = "\n".join(read.warnings) or None
         self._data = read.cells
         self._has_x_row = read.has_x_row
+        self._exact_x = (read.first_x_column, read.x) if len(read.x) > 1 else None
         self._header = header
         self._index = index
         self._encoding = encoding or ""
@@ -87,7 +88,7 @@ class Sheet:
 
     @property
     def cells(self) -> npt.NDArray[np.object_]:
-        """Every cell as it is: a float, a str, or None where it is missing.
+        """Every cell as it is: a float (an int beyond what one holds), a str, or None where it is missing.
 
         >>> nvimport.read("wheat.txt").cells[:2, :3]
         array([['Sample', 'Moisture', 'w1100'],
@@ -98,25 +99,28 @@ class Sheet:
             self._cells.flags.writeable = False
         return self._cells
 
-    def to_numpy(self, *, numbers: bool = False) -> npt.NDArray[np.float32]:
+    def to_numpy(self, *, numbers: bool = False) -> npt.NDArray[np.floating[Any]]:
         """The numbers of all cells, a row for each row; missing cells and texts are NaN.
+
+        float32 where the file's numbers are, else float64, as numbers read from texts are.
 
         numbers: texts count as the numbers that they read as.
 
         >>> nvimport.read("wheat.txt").to_numpy(numbers=True)[:2, :4]
         array([[    nan,     nan,     nan,     nan],
-               [    nan, 12.8   ,  0.312 ,  0.3132]], dtype=float32)
+               [    nan, 12.8   ,  0.312 ,  0.3132]])
         """
         return self._data.numbers(1, 1, self.shape[1], 0, numbers, self._decimal)
 
     def __array__(self, dtype: npt.DTypeLike = None) -> npt.NDArray[Any]:
-        return self.to_numpy().astype(dtype or np.float32, copy=False)
+        values = self.to_numpy()
+        return values if dtype is None else values.astype(dtype, copy=False)
 
     def spectra(self) -> Spectra:
         """The spectra, their x values and their names.
 
-        The x values are those that column names hold: numbers, or a letter and a number. A row without
-        a single number under them (a remark, a table of peaks) is no spectrum. The names are those of
+        The x values are the file's own, to the last digit, where it is one of spectra, else those that
+        column names hold: numbers, or a letter and a number. A row without a single number under them (a remark, a table of peaks) is no spectrum. The names are those of
         the first column in front that holds texts. Texts count as the numbers that they read as.
 
         The matrix is for reading only where it is the memory that the file was read into; copy() one
@@ -126,7 +130,7 @@ class Sheet:
         >>> spectra.matrix.shape, spectra.x[:3], spectra.names
         ((3, 100), array([1100., 1102., 1104.]), ['barley.spc_1', 'barley.spc_2', 'barley.spc_3'])
         """
-        axis = self._data.axis(self._decimal)
+        axis = self._exact_x or self._data.axis(self._decimal)
         if axis is None:
             raise Error(
                 "The sheet has no columns that are named by x values.",
@@ -137,7 +141,8 @@ class Sheet:
         last = first + len(x) - 1
         row = 2
         if self._has_x_row:
-            x = self._numbers(first, row, last)[0].astype(np.float64)
+            if self._exact_x is None:
+                x = self._numbers(first, row, last)[0].astype(np.float64)
             row = 3
         matrix = self._numbers(first, row, last)
         empty = np.isnan(matrix[:, 0])
@@ -151,7 +156,7 @@ class Sheet:
             matrix = matrix[kept]
         return Spectra(x, matrix, self._labels(first - 1, row, kept))
 
-    def _numbers(self, first: int, row: int, last: int) -> npt.NDArray[np.float32]:
+    def _numbers(self, first: int, row: int, last: int) -> npt.NDArray[np.floating[Any]]:
         view = self._data.view(first, row, last)
         if view is not None:
             return view
@@ -208,7 +213,8 @@ class Sheet:
     ) -> pd.DataFrame:
         """The sheet as a data frame.
 
-        Columns of numbers are float32, and columns with texts object, of str, float and None.
+        Columns of numbers are float32, or float64 where the file's numbers are wider, and columns with
+        texts object, of str, float and None.
 
         numbers: a column whose every text reads as a number is float64.
         header: whether the first row names the columns; by default what read() was told, else so where

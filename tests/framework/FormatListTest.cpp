@@ -80,7 +80,8 @@ TEST(FormatList, NvImportCompleteTakesThePlaceOfItsFormatsAlone) {
       }
     }
     EXPECT_EQ(served,
-              "DIF File(OEM); Excel File; GalacticSPC File; JCAMP-DX File; Lotus 1-2-3 File; NSAS "
+              "Brimrose File; DIF File(OEM); Excel File; GalacticSPC File; JCAMP-DX File; Lotus "
+              "1-2-3 File; NSAS "
               "File; ");
     EXPECT_TRUE(IsMapped(NVIMPORT_TEST_COMPLETE));
   }

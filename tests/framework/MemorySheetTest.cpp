@@ -95,6 +95,47 @@ TEST(MemorySheet, HoldsTwentyMillionShortCellsIn400Megabytes) {
   EXPECT_STREQ(sheet.GetText(20, 1'000'000), "12.3456");
 }
 
+TEST(MemorySheet, KeepsNumbersAsTheyCome) {
+  MemorySheet sheet;
+  // Over one another, so that nothing of what was there is taken for what is.
+  const std::string shared(20, 's');
+  const auto set = [&](int kind) {
+    if (kind == 0) sheet.Set(1, 1, 0.1F);
+    if (kind == 1) sheet.SetExact(1, 1, 0.1);
+    if (kind == 2) sheet.SetExact(1, 1, 9'007'199'254'740'993LL);
+    if (kind == 3) sheet.Set(1, 1, shared.c_str());
+    if (kind == 4) sheet.Set(1, 1, "short");
+  };
+  const char* const kTexts[] = {"0.1", "0.1", "9007199254740993", shared.c_str(), "short"};
+  const std::optional<double> kExact[] = {{}, 0.1, 9'007'199'254'740'992.0, {}, {}};
+  for (int before = 0; before < 5; ++before)
+    for (int after = 0; after < 5; ++after) {
+      set(before);
+      set(after);
+      EXPECT_STREQ(sheet.GetText(1, 1), kTexts[after]);
+      EXPECT_EQ(sheet.GetExact(1, 1), kExact[after]);
+      EXPECT_EQ(sheet.IsNumber(1, 1), after < 3);
+    }
+  sheet.SetExact(2, 1, 1e300);
+  EXPECT_EQ(sheet.GetNumber(2, 1), INFINITY);
+  EXPECT_EQ(sheet.AsNumber(2, 1), 1e300);
+
+  const AllocationCounter memory;
+  MemorySheet many;
+  for (int r = 1; r <= 20'000; ++r)
+    for (int c = 1; c <= 100; ++c) many.SetExact(c, r, r + c / 8.0);
+  EXPECT_LT(memory.Peak(), 2'000'000U * 11);
+
+  // A host's class goes on getting floats.
+  class Host : public MemorySheet {
+   public:
+    void Set(int column, int row, float value) override { MemorySheet::Set(column, row, -value); }
+    using MemorySheet::Set;
+  } host;
+  EXPECT_TRUE(sheet.TakesExact());
+  EXPECT_FALSE(host.TakesExact());
+}
+
 TEST(MemorySheet, ShowsNumbersAndTextsAsEitherKind) {
   MemorySheet sheet;
   sheet.Set(1, 1, 0.1F);

@@ -2,7 +2,7 @@
 
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/FormatList.h"
-#include "nvimport/framework/NvImport.h"
+#include "nvimport/framework/NvImportMore.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/platform/Sanitizer.h"
 #include "tests/support/Cases.h"
@@ -13,11 +13,13 @@ namespace nvimport {
 namespace {
 
 // Reads through the C functions of this very program.
-std::string ReadThroughTheFunctions(int format, const char* path, NvImportOpenOptions* options) {
-  SheetRecord record;
+template <typename Record>
+std::string ReadBy(char (*read)(int, long, Record*), int format, const char* path,
+                   NvImportOpenOptions* options) {
+  std::conditional_t<std::is_same_v<Record, NvImportReadData>, SheetRecord, WholeRecord> record;
   long handle = 0;
   EXPECT_EQ(NvImportOpen(format, path, 1, &handle, options), 1);
-  EXPECT_EQ(NvImportRead(format, handle, &record), 1);
+  EXPECT_EQ(read(format, handle, &record), 1);
   NvImportClose(format, handle);
   return SheetText(record.sheet);
 }
@@ -63,7 +65,10 @@ TEST(Samples, ReadAlikeThroughEveryFaceAndWithoutQuestionsTheSecondTime) {
     const std::size_t questions = dialogs.questions();
 
     NvImportOpenOptions* given = options.data != nullptr ? &options : nullptr;
-    EXPECT_EQ(ReadThroughTheFunctions(format, sample.c_str(), given), first.sheet);
+    EXPECT_EQ(ReadBy(&NvImportReadWhole, format, sample.c_str(), given), first.sheet);
+    FloatSheet floats;
+    EXPECT_EQ(ReadBy(&NvImportRead, format, sample.c_str(), given),
+              ImportInto(floats, *list.CreateFile(format), sample.c_str(), given).sheet);
     EXPECT_EQ(ImportFile(*list.CreateFile(format), sample.c_str(), given).sheet, first.sheet);
     EXPECT_EQ(dialogs.questions(), questions);
     SpreadsheetOpenOptions::FreeOpenOptions(&options);

@@ -1,6 +1,12 @@
 #include <unistd.h>
 
+#include <algorithm>
+#include <bit>
+#include <charconv>
 #include <cmath>
+#include <cstring>
+#include <random>
+#include <sstream>
 
 #include "nvimport/hosting/export/SheetWriters.h"
 #include "nvimport/platform/Progress.h"
@@ -23,6 +29,48 @@ std::string Written(SheetFormat format, MemorySheet& sheet, const std::string& e
   return Contents(file.path());
 }
 }  // namespace
+
+// Any double, float and whole number reads back as it was, in every format of ours.
+TEST(SheetWriters, NumbersReadBackAsTheyWere) {
+  std::mt19937_64 random(20);
+  MemorySheet sheet;
+  constexpr int kRows = 20'000;
+  for (int row = 1; row <= kRows; ++row) {
+    const std::uint64_t bits = random();
+    const auto wide = std::bit_cast<double>(bits);
+    const auto narrow = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
+    sheet.SetExact(1, row, std::isfinite(wide) ? wide : 0.1);
+    sheet.Set(2, row, std::isfinite(narrow) ? narrow : 0.1F);
+    sheet.SetExact(3, row, static_cast<long long>(bits));
+  }
+  const auto read_back = [](const MemoryCell& cell, std::string_view text) {
+    const auto same = [&](auto value) {
+      auto read = value;
+      const auto end = std::from_chars(text.data(), text.data() + text.size(), read);
+      return end.ptr == text.data() + text.size() && std::memcmp(&read, &value, sizeof value) == 0;
+    };
+    if (cell.number_kind == NumberKind::kFloat) return same(cell.number);
+    return cell.number_kind == NumberKind::kDouble ? same(cell.wide) : same(cell.whole);
+  };
+  for (const SheetFormat format : {SheetFormat::kCsv, SheetFormat::kTsv, SheetFormat::kJsonLines}) {
+    std::istringstream lines(Written(format, sheet));
+    int row = 0;
+    int wrong = 0;
+    for (std::string line; std::getline(lines, line);) {
+      ++row;
+      std::ranges::replace_if(
+          line, [](char c) { return c == '\t' || c == ']'; }, ',');
+      std::istringstream cells(line.substr(line.starts_with('[') ? 1 : 0));
+      for (int column = 1; column <= 3; ++column) {
+        std::string text;
+        std::getline(cells, text, ',');
+        wrong += read_back(sheet.GetCell(column, row), text) ? 0 : 1;
+      }
+    }
+    EXPECT_EQ(row, kRows);
+    EXPECT_EQ(wrong, 0);
+  }
+}
 
 TEST(SheetWriters, EachKindOfCell) {
   // The second column keeps a cell from being its row's only one.

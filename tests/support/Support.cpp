@@ -80,6 +80,25 @@ SheetRecord::SheetRecord() : NvImportReadData{} {
   };
 }
 
+WholeRecord::WholeRecord() : NvImportWholeData{} {
+  size = sizeof(NvImportWholeData);
+  set_float = [](NvImportWholeData* data, int row, int column, float value) {
+    static_cast<WholeRecord*>(data)->sheet.Set(column, row, value);
+  };
+  set_double = [](NvImportWholeData* data, int row, int column, double value) {
+    static_cast<WholeRecord*>(data)->sheet.SetExact(column, row, value);
+  };
+  set_whole = [](NvImportWholeData* data, int row, int column, long long value) {
+    static_cast<WholeRecord*>(data)->sheet.SetExact(column, row, value);
+  };
+  set_text = [](NvImportWholeData* data, int row, int column, const char* text, std::size_t) {
+    static_cast<WholeRecord*>(data)->sheet.Set(column, row, text);
+  };
+  set_size = [](NvImportWholeData* data, int new_rows, int new_columns) {
+    static_cast<WholeRecord*>(data)->sheet.SetDataSize(new_columns, new_rows);
+  };
+}
+
 std::string ErrorText(SpreadsheetFile& file) {
   char text[1024] = "nothing was written";
   file.GetErrorMessage(text, sizeof text);
@@ -99,8 +118,13 @@ std::string SheetText(MemorySheet& sheet) {
 }
 
 Outcome ImportFile(SpreadsheetFile& file, const std::string& path, NvImportOpenOptions* options) {
-  const LogRecorder log;
   MemorySheet sheet;
+  return ImportInto(sheet, file, path, options);
+}
+
+Outcome ImportInto(MemorySheet& sheet, SpreadsheetFile& file, const std::string& path,
+                   NvImportOpenOptions* options) {
+  const LogRecorder log;
   Outcome outcome;
   outcome.status = file.Open(true, path.c_str(), options);
   if (outcome.status == 0) outcome.status = file.Read(&sheet);

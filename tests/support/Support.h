@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "nvimport/framework/MemorySheet.h"
+#include "nvimport/framework/NvImportMore.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/platform/Dialogs.h"
@@ -156,6 +157,15 @@ struct SheetRecord : NvImportReadData {
   SheetRecord();
 };
 
+// The sink of the function for whole values, likewise.
+struct WholeRecord : NvImportWholeData {
+  MemorySheet sheet;
+  WholeRecord();
+};
+
+// A sheet of floats, as hosts of old have.
+class FloatSheet final : public MemorySheet {};
+
 std::string ErrorText(SpreadsheetFile& file);
 
 // One line a row, `'a' | 1 | .`: texts in quotes, numbers in their shortest form, `.` for a cell
@@ -177,6 +187,8 @@ struct Outcome {
 
 Outcome ImportFile(SpreadsheetFile& file, const std::string& path,
                    NvImportOpenOptions* options = nullptr);
+Outcome ImportInto(MemorySheet& sheet, SpreadsheetFile& file, const std::string& path,
+                   NvImportOpenOptions* options);
 inline Outcome ImportFile(SpreadsheetFile& file, const std::string& path,
                           const std::string& pairs) {
   return ImportFile(file, path, OpenOptions::Pairs(pairs).get());

@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "nvimport/formats/spectra/BrimroseLayout.h"
+#include "nvimport/formats/spectra/PointNames.h"
 #include "nvimport/formats/spectra/SpectraStatements.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/platform/BlockReader.h"
@@ -66,7 +67,10 @@ bool BrimroseFile::IsBrimroseFile(const char* path) {
   return layout && layout->IsWhole(file.size());
 }
 
-BrimroseFile::BrimroseFile() : SpectraFile("BrimroseFile", kTexts, kFirstPointColumn) {}
+BrimroseFile::BrimroseFile(BrimroseRules rules)
+    : SpectraFile("BrimroseFile", kTexts, kFirstPointColumn) {
+  six_digit_names_ = rules.names_of_whole_numbers;
+}
 
 NvImportOpenOptions* BrimroseFile::GetImportOptions(RangeChoice rows, RangeChoice columns) {
   return OptionPairs{{"rows", OptionPairs::Join(rows)}, {"columns", OptionPairs::Join(columns)}}
@@ -122,7 +126,9 @@ int BrimroseFile::Read(ReadSpreadSheetData* sink) {
 void BrimroseFile::MakeNameRow(ReadSpreadSheetData& sink) const {
   SetCell(sink, 1, 1, "SampleNo");
   SetCell(sink, 2, 1, "DateTime");
-  // The largest wavelength has 44 digits.
+  if (!six_digit_names_)
+    return NamePoints({sink, "w", columns_, 1, 0, DigitsOfNames(0, axis_.points)}, 0, axis_.points);
+  // Kept: whole numbers. The largest wavelength has 44 digits.
   std::array<char, 64> name{'w'};
   const int last = columns_.LastOf(num_cols_);
   for (int column = std::max(columns_.first, kFirstPointColumn); column <= last; ++column) {
@@ -174,18 +180,15 @@ int BrimroseFile::DescribeFiles(Description& description) {
   return kGood;
 }
 
-BrimroseFileFactory::BrimroseFileFactory()
-    : SprFileFactory({.name = "Brimrose File",
-                      .read_filter = "Brimrose Files (*.dat)",
-                      .extensions = {".dat"},
-                      .options = {{"rows", "FIRST,LAST"}, {"columns", "FIRST,LAST"}}}) {}
+BrimroseFileFactory::BrimroseFileFactory(const BrimroseRules& rules)
+    : RuledFactory({.name = "Brimrose File",
+                    .read_filter = "Brimrose Files (*.dat)",
+                    .extensions = {".dat"},
+                    .options = {{"rows", "FIRST,LAST"}, {"columns", "FIRST,LAST"}}},
+                   rules) {}
 
 int BrimroseFileFactory::IsCorrectFileType(const char* path) {
   return BrimroseFile::IsBrimroseFile(path) ? kCertain : kNotThis;
-}
-
-SpreadsheetFile* BrimroseFileFactory::Create() {
-  return std::make_unique<BrimroseFile>().release();
 }
 
 }  // namespace nvimport

@@ -3,18 +3,27 @@
 #include <cstdint>
 
 #include "nvimport/formats/spectra/SpectraFile.h"
-#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/RuledFactory.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
 
 namespace nvimport {
 
+// Habits that repeat imports of old exactly. Each costs what its line says.
+struct BrimroseRules {
+  bool names_of_whole_numbers = true;  // the difference between the names of close points
+
+  // None of them.
+  static constexpr BrimroseRules Off() { return NoRules<BrimroseRules>(); }
+};
+
 // Brimrose near-infrared spectra: names in row 1, then an observation a row, with its sequence
 // number, its local time and its values from column 3 on.
 class NVIMPORT_API BrimroseFile : public SpectraFile {
  public:
-  BrimroseFile();
+  // A reader with some of the kept rules of reading, at first with all.
+  explicit BrimroseFile(BrimroseRules rules = {});
 
   // True when the file's header makes sense in every field and its length is what the header says.
   // A true answer silences every other format, so nothing less will do.
@@ -40,11 +49,10 @@ class NVIMPORT_API BrimroseFile : public SpectraFile {
   InputFile file_;
 };
 
-class NVIMPORT_API BrimroseFileFactory final : public SprFileFactory {
+class NVIMPORT_API BrimroseFileFactory final : public RuledFactory<BrimroseFile, BrimroseRules> {
  public:
-  BrimroseFileFactory();
+  explicit BrimroseFileFactory(const BrimroseRules& rules = {});
   int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
 };
 
 }  // namespace nvimport

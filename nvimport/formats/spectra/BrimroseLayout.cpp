@@ -29,7 +29,13 @@ std::optional<BrimroseLayout> ReadBrimroseLayout(InputFile& file) {
   layout.axis.first = reader.F32();
   layout.axis.last = reader.F32();
   layout.axis.spacing = reader.F32();
-  layout.axis.points = reader.U16();
+  SpectrumGrid& axis = layout.axis;
+  axis.points = reader.U16();
+  // The spacing is rounded to a float; where it is that of the ends, these say more.
+  const int steps = axis.points - 1;
+  if (steps > 0 &&
+      static_cast<double>(static_cast<float>((axis.last - axis.first) / steps)) == axis.spacing)
+    axis.State(axis.last, steps);
   layout.observations = reader.Seek(45).U16();
   return layout;
 }

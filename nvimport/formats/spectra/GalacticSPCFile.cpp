@@ -78,7 +78,9 @@ struct GalacticSPCFile::File {
 GalacticSPCFile::GalacticSPCFile(GalacticSPCRules rules)
     : SpectraFile("GalacticSPCFile", kTexts, kFirstPointColumn),
       rules_(rules),
-      reader_(std::make_unique<BlockReader>()) {}
+      reader_(std::make_unique<BlockReader>()) {
+  six_digit_names_ = rules.names_of_six_digits;
+}
 
 GalacticSPCFile::~GalacticSPCFile() = default;
 
@@ -281,7 +283,6 @@ int GalacticSPCFile::Read(ReadSpreadSheetData* sink) {
   int row = sink->GetNextIndex(0);
   if (GetNumRows() < 0) return status_;
   sink->SetDataSize(num_cols_, num_rows_);
-  takes_exact_ = sink->TakesExact();
   row = SetHeads(*sink, row);
   std::uint64_t left_out = 0;
   std::uint64_t cut = 0;
@@ -309,7 +310,8 @@ int GalacticSPCFile::SetHeads(ReadSpreadSheetData& sink, int row) {
   // Names that are numbers are a row of x values too.
   const int text_row = text_names_ ? row : -1;
   const int number_row = text_names_ ? -1 : row;
-  NamePoints({sink, "t ", {}, text_row, number_row}, first_index(), interval_size());
+  const int digits = DigitsOfNames(first_index(), interval_size());
+  NamePoints({sink, "t ", {}, text_row, number_row, digits}, first_index(), interval_size());
   NamePoints({sink, "", {}, -1, x_row}, first_index(), interval_size());
   heads_ = x_row_ ? 2 : 1;
   if (!x_row_) return row;
@@ -346,17 +348,18 @@ bool GalacticSPCFile::SetPoints(SpcSubFiles& sub_files, XPlaces<float>* places,
   const int points = sub_files.points();
   if (places == nullptr) {
     const int before = std::min(first_index(), points);
-    return sub_files.TakeValues(
-        before, std::min(interval_size(), points - before),
-        [&](int i, auto value) { SetValue(sink, kFirstPointColumn + i, row, value); });
+    return sub_files.TakeValues(before, std::min(interval_size(), points - before),
+                                [values = ValueSink(sink), row](int i, auto value) {
+                                  values.Set(kFirstPointColumn + i, row, value);
+                                });
   }
   const std::vector<float>& x = sub_files.own_x();
   return places->Begin(std::ranges::is_sorted(x, IsBefore)) &&
-         sub_files.TakeValues(0, points, [&](int i, auto value) {
+         sub_files.TakeValues(0, points, [&, values = ValueSink(sink)](int i, auto value) {
            const auto place = static_cast<int>(places->Of(x[static_cast<std::size_t>(i)]));
            const int point = place - first_index();
            if (point >= 0 && point < interval_size())
-             SetValue(sink, kFirstPointColumn + point, row, value);
+             values.Set(kFirstPointColumn + point, row, value);
          });
 }
 

@@ -22,6 +22,7 @@ struct GalacticSPCRules {
   bool one_spectrum_of_old_files = true;  // the further spectra of a file of the old layout
   bool refuse_other_byte_order = true;    // files of version L
   bool refuse_own_x_arrays = true;        // files whose spectra have an x axis each
+  bool names_of_six_digits = true;        // the difference between the names of close points
   bool refuse_cut_files = true;           // the whole spectra of a file that is cut
 
   // None of them.
@@ -55,6 +56,8 @@ class NVIMPORT_API GalacticSPCFile : public SpectraFile {
 
  protected:
   int EstablishSize() override;
+  int SheetPoints() const override { return interval_size(); }
+  int FirstSheetPoint() const override { return first_index(); }
   int DescribeFiles(Description& description) override;
 
  private:

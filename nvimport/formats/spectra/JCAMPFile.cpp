@@ -162,12 +162,14 @@ struct JCAMPFile::Contents {
   JCAMPBlock current;                     // of which nothing is said while there is none
   std::optional<JCAMPData> reference;     // the series onto whose x values the others are brought
   bool unites_x = false;                  // each x that occurs has its column
-  std::vector<bool> in_order;             // then: whether the x of a series rise
+  std::vector<SpectrumGrid> grids;        // then: of series of ordinates
+  std::vector<bool> in_order;             // and whether the x of a series rise
   std::size_t readable = 0;               // series before the first one that can't be read
   // The file that is checked or read, -1 for none, and the line reached in it.
   int current_file = -1;
   std::uint64_t line = 0;
 
+  double OnGrid(double x) const;
   JCAMPData Get(Series one) const { return layout.Get(one.block, one.page); }
 
   std::string FilePrefix(int file) const {
@@ -249,7 +251,8 @@ struct JCAMPFile::Contents {
   }
 
   // Finds what the selected series have in common.
-  int CheckMultiSelection(const JCAMPRules& rules, SpectrumAxis& axis, const char*& prompt) {
+  int CheckMultiSelection(const JCAMPRules& rules, bool one_grid, SpectrumAxis& axis,
+                          const char*& prompt) {
     prompt = nullptr;
     unites_x = false;
     readable = 0;
@@ -275,6 +278,7 @@ struct JCAMPFile::Contents {
       }
       first_page = block;
       if (!first) first = block;
+      unites_x |= !one_grid && !first->SameGrid(block);
       if (!first->SameX(block))
         prompt = kXDiffers;
       else if (first->points != block.points && prompt == nullptr)
@@ -333,7 +337,9 @@ struct JCAMPFile::Contents {
 };
 
 JCAMPFile::JCAMPFile(const JCAMPRules& rules)
-    : SpectraFile("JCAMPFile", kTexts, kFirstPointColumn), rules_(rules), contents_(Contents{}) {}
+    : SpectraFile("JCAMPFile", kTexts, kFirstPointColumn), rules_(rules), contents_(Contents{}) {
+  six_digit_names_ = rules.names_of_six_digits;
+}
 
 NvImportOpenOptions* JCAMPFile::GetImportOptions(const JCAMPImportOptions& options) {
   OptionPairs pairs;
@@ -432,11 +438,13 @@ int JCAMPFile::ChooseReference(GivenOptions& given, OptionPairs& choices) {
   contents_->reference.reset();
   size_established_ = false;
   const char* prompt = nullptr;
-  if (const int status = contents_->CheckMultiSelection(rules_, axis_, prompt)) return Fail(status);
   std::optional<std::size_t> chosen;  // block
   std::vector<int> numbers;
-  if (!given.TakeNumbers("reference", numbers) ||
-      (numbers.size() > 1 && !given.Refuse("reference", *given.Find("reference"))))
+  const bool is_right = given.TakeNumbers("reference", numbers);
+  const bool one_grid = rules_.one_grid || !numbers.empty();
+  if (const int status = contents_->CheckMultiSelection(rules_, one_grid, axis_, prompt))
+    return Fail(status);
+  if (!is_right || (numbers.size() > 1 && !given.Refuse("reference", *given.Find("reference"))))
     return Fail(kInvalidOptions);
   if (prompt == nullptr) return kGood;
   if (!numbers.empty()) {
@@ -497,6 +505,20 @@ const char* JCAMPFile::GetWarningMessage() {
   return status_ == kGood && JCAMPWarning() ? warning_.c_str() : nullptr;
 }
 
+// The x values of ordinates are computed, those of pairs written down: what only rounding takes
+// apart is one x.
+double JCAMPFile::Contents::OnGrid(double x) const {
+  constexpr double kRounding = 4 * std::numeric_limits<double>::epsilon();
+  for (const SpectrumGrid& grid : grids) {
+    const double place = std::round((x - grid.first) / grid.spacing);
+    if (!(place >= 0 && place < grid.points)) continue;
+    const double on_grid = grid.ExactX(static_cast<int>(place));
+    const double largest = std::max(std::fabs(grid.first), std::fabs(grid.last));
+    if (std::fabs(on_grid - x) <= kRounding * largest) return on_grid;
+  }
+  return x;
+}
+
 // Makes every x that occurs in the series before the first one that can't be read a point.
 int JCAMPFile::UniteX() {
   constexpr double kLeastPerPair = 3;  // bytes
@@ -504,6 +526,17 @@ int JCAMPFile::UniteX() {
   XUnion<double> all(budget_);
   JCAMPInput input(contents_->files, rules_);
   contents_->in_order.assign(contents_->series.size(), true);
+  contents_->grids.clear();
+  constexpr std::size_t kMostGrids = 8;
+  for (const Contents::Series one : series) {
+    const JCAMPData page = contents_->Get(one);
+    if (!rules_.names_of_six_digits && page.data_class == JCAMPClass::kXYData &&
+        contents_->grids.size() < kMostGrids &&
+        std::ranges::none_of(contents_->grids, [&, own = page.Axis()](const SpectrumGrid& grid) {
+          return grid.first == own.first && grid.last == own.last && grid.points == own.points;
+        }))
+      contents_->grids.push_back(page.Axis());
+  }
   for (std::size_t i = 0; i < series.size(); ++i) {
     const JCAMPData page = contents_->Get(series[i]);
     std::vector<double> x;
@@ -513,7 +546,7 @@ int JCAMPFile::UniteX() {
     const auto collect = [&](JCAMPPageReader& reader) {
       return reader.ReadPoints([&](double one, double, bool) {
         if (x.size() == x.capacity() && !GrowX(x, x.size() / 2)) return;
-        x.push_back(one);
+        x.push_back(contents_->OnGrid(one));
       });
     };
     if (ReadPage(page, input, /*tells=*/false, collect) != kGood) return status_;
@@ -620,7 +653,6 @@ int JCAMPFile::ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Ta
 int JCAMPFile::Read(ReadSpreadSheetData* sink) {
   if (GetNumCols() < 0 || status_ != kGood) return status_;
   warning_.clear();
-  takes_exact_ = sink->TakesExact();
   sink->SetDataSize(num_cols_, num_rows_);
   for (const auto& [problem, count] : contents_->left_out) {
     const std::string reason =
@@ -672,7 +704,7 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
 }
 
 PointNames JCAMPFile::BeginNames(ReadSpreadSheetData& sink) const {
-  return {sink, "t ", columns_, 1, x_row_ ? 2 : 0};
+  return {sink, "t ", columns_, 1, x_row_ ? 2 : 0, DigitsOfNames(0, axis_.points)};
 }
 
 int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
@@ -703,32 +735,37 @@ int JCAMPFile::ReadInOrder(JCAMPPageReader& reader, Sheet& sheet) {
   sheet.is_set.assign(count, false);
   const float missing_value = JCAMPPageReader::MissingValue(rules_);
   const int status = reader.ReadPoints([&](double x, double y, bool missing) {
-    const std::size_t place = sheet.places.Of(x);
+    const std::size_t place = sheet.places.Of(contents_->OnGrid(x));
     if (place >= count) return;
     sheet.values[place] = missing ? static_cast<double>(missing_value) : y;
     sheet.is_set[place] = !missing || !std::isnan(missing_value);
   });
+  const ValueSink values(sheet.sink);
   for (std::size_t i = 0; i < count; ++i)
     if (sheet.is_set[i])
-      SetValue(sheet.sink, kFirstPointColumn + static_cast<int>(i), sheet.row, sheet.values[i]);
+      values.Set(kFirstPointColumn + static_cast<int>(i), sheet.row, sheet.values[i]);
   return status;
 }
 
-int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader,
-                         Sheet& sheet) {
-  const float missing_value = JCAMPPageReader::MissingValue(rules_);
-  const auto cells = [this, &sink = sheet.sink, row = sheet.row, missing_value](int n, double y,
-                                                                                bool missing) {
-    if (!missing)
-      SetValue(sink, kFirstPointColumn - 1 + n, row, y);
-    else if (!std::isnan(missing_value))
-      sink.Set(kFirstPointColumn - 1 + n, row, missing_value);
+// Value: what the sink takes.
+template <typename Value>
+int JCAMPFile::ReadBlockAs(const JCAMPData& page, bool in_order, JCAMPPageReader& reader,
+                           Sheet& sheet) {
+  const Value missing_value = JCAMPPageReader::MissingValue(rules_);
+  const auto cells = [&sink = sheet.sink, row = sheet.row, missing_value](int n, double y,
+                                                                          bool missing) {
+    if (missing && std::isnan(missing_value)) return;
+    const Value value = missing ? missing_value : static_cast<Value>(y);
+    if constexpr (std::is_same_v<Value, double>)
+      sink.SetExact(kFirstPointColumn - 1 + n, row, value);
+    else
+      sink.Set(kFirstPointColumn - 1 + n, row, value);
   };
   if (contents_->unites_x) {
     if (!sheet.places.Begin(in_order)) return kOverBudget;
     if (!in_order) return ReadInOrder(reader, sheet);
     return reader.ReadPoints([&](double x, double y, bool missing) {
-      const std::size_t place = sheet.places.Of(x);
+      const std::size_t place = sheet.places.Of(contents_->OnGrid(x));
       if (place < static_cast<std::size_t>(axis_.points))
         cells(static_cast<int>(place) + 1, y, missing);
     });
@@ -751,6 +788,12 @@ int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& 
     return reader.ReadXYData(cells);
   Interpolator<decltype(cells)> interpolate{cells, axis, reference->Axis()};
   return reader.ReadXYData([&](int n, double y, bool missing) { interpolate(n, y, missing); });
+}
+
+int JCAMPFile::ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader,
+                         Sheet& sheet) {
+  return sheet.sink.TakesExact() ? ReadBlockAs<double>(page, in_order, reader, sheet)
+                                 : ReadBlockAs<float>(page, in_order, reader, sheet);
 }
 
 int JCAMPFile::DescribeFiles(Description& description) {

@@ -80,12 +80,15 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   bool GrowX(std::vector<double>& x, std::size_t more);
   template <typename Take>
   int ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Take take);
+  template <typename Value>
+  int ReadBlockAs(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet);
   int ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet);
   int ReadInOrder(JCAMPPageReader& reader, Sheet& sheet);
   PointNames BeginNames(ReadSpreadSheetData& sink) const;
   // The x that names the n-th point. Kept: a missing ordinate is named by what stands for it.
   double NamedX(const SpectrumGrid& axis, int n, bool missing) const {
-    return missing && rules_.missing_as_minus_99 ? -99 : axis.X(n - 1);
+    if (missing && rules_.missing_as_minus_99) return -99;
+    return six_digit_names_ ? axis.X(n - 1) : axis.ExactX(n - 1);
   }
 
   int FailAt(int status, int file, std::uint64_t line);

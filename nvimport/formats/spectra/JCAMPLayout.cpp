@@ -596,7 +596,10 @@ SpectrumGrid JCAMPData::Axis() const {
   const bool has_last = !std::isnan(last_x) && last_x != first_x;
   SpectrumGrid grid{first_x, last_x, delta_x, points};
   if (has_last && points > 1) grid.spacing = (last_x - first_x) / (points - 1);
-  if (!has_last) grid.last = grid.X(points - 1);
+  if (!has_last)
+    grid.last = grid.X(points - 1);
+  else
+    grid.State(last_x, points - 1);
   return grid;
 }
 

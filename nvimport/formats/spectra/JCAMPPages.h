@@ -64,8 +64,9 @@ class JCAMPPageReader {
   template <typename Store>
   int ReadPoints(Store store) {
     if (page_.data_class != JCAMPClass::kXYData) return ReadPeakTable(store);
-    return ReadXYData([&, axis = page_.Axis()](int n, double y, bool missing) {
-      store(axis.X(n - 1), y, missing);
+    return ReadXYData([&, axis = page_.Axis(), by_spacing = rules_.names_of_six_digits](
+                          int n, double y, bool missing) {
+      store(by_spacing ? axis.X(n - 1) : axis.ExactX(n - 1), y, missing);
     });
   }
 

@@ -22,6 +22,8 @@ struct JCAMPRules {
   bool no_ntuples = true;               // n-tuples but for the first page of pairs
   bool no_ra_data = true;               // RADATA
   bool no_other_pairs = true;           // XYPAIRS, pairs with a width, peak assignments
+  bool names_of_six_digits = true;      // the difference between the names of close points
+  bool one_grid = true;                 // the values of series with other x: they are interpolated
   bool only_xydata_of_several = true;   // imports of several files with other blocks
 
   static constexpr JCAMPRules Off() { return NoRules<JCAMPRules>(); }

@@ -74,7 +74,9 @@ struct NsasFile::Spectra {
 NsasFile::NsasFile(NsasRules rules)
     : SpectraFile("NsasFile", kTexts, kFirstPointColumn),
       rules_(rules),
-      spectra_(std::make_unique<Spectra>()) {}
+      spectra_(std::make_unique<Spectra>()) {
+  six_digit_names_ = rules.names_of_six_digits;
+}
 
 NsasFile::~NsasFile() = default;
 
@@ -120,7 +122,10 @@ int NsasFile::EstablishSize() {
       first = record;
       axis_ = {record.axis, {}};
     }
-    axis_.first = std::min(axis_.first, record.axis.first);
+    if (record.axis.first < axis_.first) {
+      axis_.first = record.axis.first;
+      axis_.State(record.axis.stated_last, record.axis.stated_steps);
+    }
     if ((record.axis.last < axis_.last) == rules_.ends_with_shortest_spectrum)
       axis_.last = record.axis.last;
     is_damaged_ = !da.SkipDa(record);
@@ -166,7 +171,7 @@ int NsasFile::MakeNameRow(ReadSpreadSheetData& sink) {
   int column = 1;
   for (const char* name : {"SampleNo", "SpectrumNo", "SampleName", "Time"})
     SetCell(sink, column++, 1, name);
-  NamePoints({sink, "w", columns_}, 0, axis_.points);
+  NamePoints({sink, "w", columns_, 1, 0, DigitsOfNames(0, axis_.points)}, 0, axis_.points);
   if (!cn_.is_open()) return kGood;
   std::array<NsasName, NsasCnFile::kMostConstituents> names;
   if (const int status = spectra_->cn.ReadCnHeader(names)) return Fail(status);

@@ -16,6 +16,7 @@ struct NsasRules {
   bool ends_with_shortest_spectrum = true;  // the values of other spectra beyond its end
   bool columns_lie_within_spectra = true;   // the first value of a spectrum that begins between two
   bool constituents_fit = true;             // imports with a CN file of another size
+  bool names_of_six_digits = true;          // the difference between the names of close points
   bool damage_refuses_files = true;         // the spectra before a cut or a header without sense
 
   // None of them.

@@ -54,6 +54,7 @@ int NsasDaFile::ReadDaHeader(const NsasRecord* first, NsasRecord& record) {
   const int end = reader.I16();
   axis.spacing = axis.points < 1 ? 0 : (end - axis.first) / axis.points;
   axis.last = axis.first + (axis.points - 1) * axis.spacing;
+  axis.State(end, std::max(axis.points, 0));
   record.constituents = reader.Seek(30).I16();
   reader.Seek(64);
   for (const std::size_t field : {2U, 1U, 0U, 3U, 4U, 5U}) record.time[field] = reader.I16();

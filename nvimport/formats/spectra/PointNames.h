@@ -12,17 +12,22 @@ namespace nvimport {
 // Sets the names of points, and where one is wanted a row of their x values.
 class PointNames {
  public:
-  // A name is `letter` and the x value. Rows below 1 are none.
+  // A name is `letter` and the x value with so many digits. Rows below 1 are none.
   PointNames(ReadSpreadSheetData& sink, std::string_view letter, RangeChoice named_columns = {},
-             int row = 1, int x_row = 0)
-      : sink_(sink), length_(letter.size()), columns_(named_columns), row_(row), x_row_(x_row) {
+             int row = 1, int x_row = 0, int digits = kGeneralDigits)
+      : sink_(sink),
+        length_(letter.size()),
+        columns_(named_columns),
+        row_(row),
+        x_row_(x_row),
+        digits_(digits) {
     if (row < 1) columns_.first = INT_MAX;
     letter.copy(text_.data(), text_.size());
   }
 
   void Put(int column, double x) {
     if (columns_.Holds(column)) {
-      FormatGeneral(x, text_, length_);
+      FormatGeneral(x, text_, length_, digits_);
       sink_.Set(column, row_, text_.data());
     }
     if (x_row_ > 0 && sink_.TakesExact())
@@ -37,6 +42,7 @@ class PointNames {
   RangeChoice columns_;
   int row_;
   int x_row_;
+  int digits_;
   FloatText text_{};
 };
 

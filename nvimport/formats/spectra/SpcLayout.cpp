@@ -113,6 +113,7 @@ int ReadSpcLayout(InputFile& file, BlockReader& reader, SpcFile& layout, Budget&
   if (const int status = take_header(ByteReader(bytes, layout.byte_order), flags, layout))
     return status;
   layout.axis.spacing = SpcSpacing(layout.axis);
+  layout.axis.State(layout.axis.last, std::max(layout.axis.points - 1, 0));
   if (!layout.has_x_array) return kGood;
   if (!budget.Take(static_cast<std::uint64_t>(layout.axis.points) * sizeof(float)))
     return kOverBudget;

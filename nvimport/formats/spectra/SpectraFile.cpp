@@ -33,10 +33,11 @@ void SpectraFile::GetErrorMessage(char* buffer, unsigned int size) {
 int SpectraFile::Describe(Description& description) {
   if (GetNumCols() < 0 || status_ != kGood) return status_;
   std::vector<double> x;
-  x.reserve(static_cast<std::size_t>(axis_.points));
-  for (int i = 0; i < axis_.points; ++i) x.push_back(axis_.ExactX(i));
+  const int points = SheetPoints();
+  x.reserve(static_cast<std::size_t>(points));
+  for (int i = 0; i < points; ++i) x.push_back(axis_.ExactX(FirstSheetPoint() + i));
   description.SetX(first_point_column_, std::move(x));
-  return DescribeFiles(description);
+  return description.of_x_alone() ? int{kGood} : DescribeFiles(description);
 }
 
 int SpectraFile::DescribeFiles(Description&) { return kGood; }
@@ -65,7 +66,11 @@ void SpectraFile::GiveBack(const OptionPairs& choices, NvImportOpenOptions* opti
 }
 
 void SpectraFile::NamePoints(PointNames names, int first, int count) const {
-  for (int i = 0; i < count; ++i) names.Put(first_point_column_ + i, axis_.X(first + i));
+  for (int i = 0; i < count; ++i) names.Put(first_point_column_ + i, NamedX(first + i));
+}
+
+int SpectraFile::DigitsOfNames(int first, int count) const {
+  return six_digit_names_ ? kGeneralDigits : nvimport::DigitsOfNames(axis_, first, count);
 }
 
 bool SpectraFile::SetFloats(ReadSpreadSheetData& sink, int row, int first, int count,

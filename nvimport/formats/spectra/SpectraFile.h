@@ -46,6 +46,10 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   // Begins to open the files of `path`: 0 or the status that forbids it.
   int BeginOpen(bool read, const char* path);
 
+  // The points of the axis that have columns, and the first of them.
+  virtual int SheetPoints() const { return axis_.points; }
+  virtual int FirstSheetPoint() const { return 0; }
+
   // Adds to `description` what the files say but their x values. The size is established.
   virtual int DescribeFiles(Description& description);
 
@@ -61,16 +65,28 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
     if (columns_.Holds(column)) sink.Set(column, row, value);
   }
 
-  // Sets a value as the file has it.
-  static void SetValue(ReadSpreadSheetData& sink, int column, int row, float value) {
-    sink.Set(column, row, value);
-  }
-  void SetValue(ReadSpreadSheetData& sink, int column, int row, double value) const {
-    if (takes_exact_)
-      sink.SetExact(column, row, value);
-    else
-      sink.Set(column, row, static_cast<float>(value));
-  }
+  // Sets values as the file has them.
+  class ValueSink {
+   public:
+    explicit ValueSink(ReadSpreadSheetData& sink) : sink_(sink), takes_exact_(sink.TakesExact()) {}
+    void Set(int column, int row, float value) const { sink_.Set(column, row, value); }
+    void Set(int column, int row, double value) const {
+      if (takes_exact_)
+        sink_.SetExact(column, row, value);
+      else
+        sink_.Set(column, row, static_cast<float>(value));
+    }
+
+   private:
+    ReadSpreadSheetData& sink_;
+    bool takes_exact_;
+  };
+
+  // Kept: names have six digits, though x values may differ less, and x values are added up from
+  // the spacing. Else there are as many digits as the names of so many points take, from `first`
+  // on.
+  int DigitsOfNames(int first, int count) const;
+  double NamedX(int point) const { return six_digit_names_ ? axis_.X(point) : axis_.ExactX(point); }
 
   // Names so many points of the axis, from `first` on, from the first point column on.
   void NamePoints(PointNames names, int first, int count) const;
@@ -89,7 +105,7 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   std::string path_;                   // of the file, or of several
   SpectrumAxis axis_;                  // of the sheet
   RangeChoice columns_;                // those that are set
-  bool takes_exact_ = false;           // the sink of the read does
+  bool six_digit_names_ = true;        // and x values by the spacing
   Budget budget_;                      // of what grows by what the files say
 
  private:

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+
+#include "nvimport/platform/Export.h"
 
 namespace nvimport {
 
@@ -14,31 +15,21 @@ struct SpectrumGrid {
   double last = 0;
   double spacing = 0;
   int points = 0;
+  // What the file states: the x so many steps after the first. Without steps it states the spacing.
+  double stated_last = 0;
+  int stated_steps = 0;
 
   // The x of a point, from 0. The spacing of a single point may be no number.
   double X(int point) const { return point == 0 ? first : first + point * spacing; }
 
-  // The double next to the x of a point, from 0, as first, last and number of points say it.
-  double ExactX(int point) const;
-};
+  // The double next to what the file states for the point.
+  NVIMPORT_API double ExactX(int point) const;
 
-inline double SpectrumGrid::ExactX(int point) const {
-  const int steps = points - 1;
-  if (point <= 0) return first;
-  if (point >= steps) return last;
-  // (first * (steps - point) + last * point) / steps in twice the digits: what products, sum and
-  // quotient are rounded by is carried along.
-  const double before = steps - point;
-  const double left = first * before;
-  const double right = last * point;
-  const double sum = left + right;
-  if (!std::isfinite(sum)) return X(point);
-  const double part = sum - left;
-  const double rest = std::fma(first, before, -left) + std::fma(last, point, -right) +
-                      ((left - (sum - part)) + (right - part));
-  const double quotient = (sum + rest) / steps;
-  return quotient + (std::fma(-quotient, steps, sum) + rest) / steps;
-}
+  void State(double last_stated, int steps) {
+    stated_last = last_stated;
+    stated_steps = steps;
+  }
+};
 
 // The x axis of a spectrum, or of a sheet of them: evenly spaced points, or a value for each.
 struct SpectrumAxis : SpectrumGrid {
@@ -56,11 +47,16 @@ struct SpectrumAxis : SpectrumGrid {
     return values.empty() ? SpectrumGrid::X(point) : values[static_cast<std::size_t>(point)];
   }
 
+  // Points that are all there are exact.
   double ExactX(int point) const {
     return floats.empty() && starts.empty() && values.empty() ? SpectrumGrid::ExactX(point)
                                                               : X(point);
   }
 };
+
+// The fewest digits, six or more, with which the names of so many points differ where their x
+// values do.
+NVIMPORT_API int DigitsOfNames(const SpectrumAxis& axis, int first, int count);
 
 // A short file may announce this many points or spectra that it does not hold; more is a claim that
 // would only cost.

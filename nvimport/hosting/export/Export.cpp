@@ -124,6 +124,7 @@ std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& requ
   if (request.format.own) {
     OutputFile stream;
     if (auto failure = target.Begin(stream)) return failure;
+    stream.Write(request.head);
     const std::size_t quoted =
         WriteSheet(*request.format.own, sheet, request.conversion, stream, told);
     stream.Close();

@@ -228,7 +228,7 @@ void WriteCell(Stream& out, const MemoryCell& cell, auto&& decode) {
     case CellKind::kText:
       return Format::Text(out, decode(cell.text));
     case CellKind::kNumber:
-      return Format::Number(out, FormatNumber(cell, buffer), cell.exact);
+      return Format::Number(out, FormatNumber(cell, buffer), cell.exact());
     case CellKind::kMissing:
       return Format::Missing(out);
   }

@@ -340,6 +340,8 @@ class Session {
     const bool is_given = !stored.empty();
     bool done = false;
     if (!told_.Begin(ImportProgress::kSizing, result_.format)) return Cancelled();
+    result_.description = Description(request_.describing == Describing::kX);
+    if (request_.describing != Describing::kNothing) driver_.DescribeTo(&result_.description);
     const std::string thrown = Thrown([&] {
       const std::string path = FileSelection::Join(files_);
       NvImportOpenOptions* record = is_given ? &options : &choices;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "nvimport/framework/Description.h"
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/hosting/Failure.h"
 #include "nvimport/hosting/import/Answers.h"
@@ -25,6 +26,13 @@ struct ImportProgress {
   std::uint64_t size = 0;      // of the file, 0 when it is not known
 };
 
+// What is asked of a file besides its cells.
+enum class Describing {
+  kNothing,
+  kX,   // the x values of spectra
+  kAll  // everything that it says of itself
+};
+
 // What is to be read, and how.
 struct ImportRequest {
   std::vector<std::string> files;  // a path, or several files that become one sheet
@@ -37,6 +45,7 @@ struct ImportRequest {
                                // taken, where there is one
   CWnd* parent = nullptr;      // the host's window, passed to the dialogs
   std::function<bool(const ImportProgress& progress)> progress{};  // false stops the import
+  Describing describing = Describing::kNothing;
   HostWords words{};  // how failures call the ways out of them
 };
 
@@ -51,6 +60,7 @@ struct ImportResult {
   std::vector<AnsweredQuestion> questions{};  // that were asked, with their answers
   std::vector<std::string> warnings{};        // of the reader
   std::vector<std::string> notes{};           // on cells that were left out
+  Description description{};                  // as far as it was asked for
   std::string log_entry{};                    // the last one of a reader, notes apart
 
   // True when it was done.

@@ -43,6 +43,14 @@ const std::string kFirst = "1 | '1970-01-01/02:00:00' | 10 | 11 | 12\n";
 const std::string kSecond = "2 | '1970-01-01/03:00:00' | 20 | 21 | 22\n";
 const std::string kNothing = ". | . | . | . | .\n";
 
+TEST_F(BrimroseTest, NamesDifferWithoutTheHabit) {
+  ExpectRules<BrimroseFile, BrimroseRules>(
+      {{"steps below one", &BrimroseRules::names_of_whole_numbers,
+        BrimroseFixture{.first = 1100, .last = 1100.5F, .step = 0.25F}.Bytes(),
+        "'SampleNo' | 'DateTime' | 'w1100' | 'w1100' | 'w1100'\n" + kFirst + kSecond,
+        "'SampleNo' | 'DateTime' | 'w1100' | 'w1100.25' | 'w1100.5'\n" + kFirst + kSecond}});
+}
+
 TEST_F(BrimroseTest, ReadsObservations) {
   constexpr float kMost = std::numeric_limits<float>::max();
   ExpectImports<BrimroseFile>({

@@ -36,9 +36,9 @@ TEST(GalacticSPCFile, ReadsEveryLayout) {
       {"32-bit, whole", SpcFixture{.exponent = 32}.Add(Longs{-7, 16777216, 1}),
        kOne + "-7 | 16777216 | 1\n"},
       {"the largest exponent", SpcFixture{.exponent = 127}.Add(Longs{1, 0, -1}),
-       kOne + "3.9614081e+28 | 0 | -3.9614081e+28\n"},
+       kOne + "3.961408125713217e+28 | 0 | -3.961408125713217e+28\n"},
       {"the smallest", SpcFixture{.exponent = -127}.Add(Longs{INT32_MIN, 0, 1 << 30}),
-       kOne + "-2.938736e-39 | 0 | 1.469368e-39\n"},
+       kOne + "-2.938735877055719e-39 | 0 | 1.4693679385278594e-39\n"},
       {"16-bit", SpcFixture{.flags = 0x01, .exponent = 15}.Add(Shorts{-32768, 1, 3}),
        kOne + "-16384 | 0.5 | 1.5\n"},
       {"16-bit, multiplied", SpcFixture{.flags = 0x01, .exponent = 18}.Add(Shorts{-1, 1, 3}),
@@ -72,7 +72,7 @@ TEST(GalacticSPCFile, ReadsEveryLayout) {
        kOne + "1.5 | 2 | 3\n"},
       {"old, an exponent beyond reason",
        SpcFixture{.version = 'M', .exponent = 32767, .data = {"\1\0\0\0\0\0\0\0\xff\xff\xff\xff"s}},
-       kOne + "inf | 0 | -inf\n"},
+       kOne + "1.6923032801030364e+125 | 0 | -2.5822498780869086e+120\n"},
   };
   for (const auto& c : kCases)
     EXPECT_EQ(Import<GalacticSPCFile>(c.file.Bytes(), "range=1,0").Summary(), c.sheet) << c.why;
@@ -305,7 +305,14 @@ TEST(GalacticSPCFile, EveryHabitCostsCells) {
       "'Primary ID' | 'Name' | 3 | 4 | 5 | 5\n1 | 'file.txt_1' | 2 | 4 | 1 | 3\n"
       "2 | 'file.txt_2' | 5 | . | . | .\n3 | 'file.txt_3' | . | . | . | .\n";
   using Rules = GalacticSPCRules;
+  const std::string close =
+      SpcFixture{.first_x = 1'000'001, .last_x = 1'000'002}.Add(Floats{1, 2, 3}).Bytes();
   ExpectRules<GalacticSPCFile, Rules>({
+      {"names of close points", &Rules::names_of_six_digits, close,
+       "'Primary ID' | 'Name' | 't 1e+06' | 't 1e+06' | 't 1e+06'\n1 | 'file.txt' | 1 | 2 | 3\n",
+       "'Primary ID' | 'Name' | 't 1000001' | 't 1000001.5' | 't 1000002'\n"
+       "1 | 'file.txt' | 1 | 2 | 3\n",
+       "range=1,0;names=text"},
       {"old files", &Rules::one_spectrum_of_old_files, old.Bytes(),
        kOne + "1 | 2 | 3\n2 further spectra of files of the old layout were not delivered\n",
        kNames + "1 | 'file.txt_1' | 1 | 2 | 3\n2 | 'file.txt_2' | 4 | 5 | 6\n"

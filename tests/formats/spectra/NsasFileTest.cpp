@@ -155,6 +155,11 @@ TEST(NsasFile, EveryHabitCostsCells) {
     EXPECT_EQ(ImportNsas(c.da, c.cn, rules), c.without);
     EXPECT_EQ(ImportNsas(c.da, c.cn, NsasRules::Off()), c.without);
   }
+  // Names of close points.
+  const std::string close = NsasBytes({{.points = 12, .first = 30'001, .end = 30'002}});
+  EXPECT_NE(ImportNsas(close, "").find("'w30001.2' | 'w30001.2'"), std::string::npos);
+  EXPECT_NE(ImportNsas(close, "", NsasRules::Off()).find("'w30001.17' | 'w30001.25'"),
+            std::string::npos);
   // Two spectra a billion steps apart.
   EXPECT_EQ(ImportNsas(NsasBytes({{.points = 32767, .first = 1, .end = 2},
                                   {.points = 32767, .first = 32766, .end = 32767}}),
