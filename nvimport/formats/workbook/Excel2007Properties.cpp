@@ -20,19 +20,17 @@ bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 // Whether `text` is a date in ISO 8601, with or without a time of day and its zone.
 bool IsIsoDate(std::string_view text) {
   constexpr std::string_view kForm = "0000-00-00T00:00:00";
+  constexpr std::string_view kZone = "00:00";
   const auto fits = [](char c, char form) { return form == '0' ? IsDigit(c) : c == form; };
-  const std::size_t length = std::min(text.size(), kForm.size());
-  if (!std::equal(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length), kForm.begin(),
-                  fits))
-    return false;
-  if (length < kForm.size()) return length == 4 || length == 7 || length == 10;
+  const auto end = std::ranges::mismatch(text, kForm, fits).in1;
+  const auto length = static_cast<std::size_t>(end - text.begin());
   std::string_view rest = text.substr(length);
-  if (rest.starts_with('.'))
+  if (length == 4 || length == 7 || length == 10) return rest.empty();
+  if (length != 16 && length != kForm.size()) return false;
+  if (length == kForm.size() && rest.starts_with('.'))
     rest.remove_prefix(std::min(rest.find_first_not_of("0123456789", 1), rest.size()));
-  constexpr std::string_view kZone = "+00:00";
-  return rest.empty() || rest == "Z" ||
-         (rest.size() == kZone.size() && (rest[0] == '+' || rest[0] == '-') &&
-          std::equal(rest.begin() + 1, rest.end(), kZone.begin() + 1, fits));
+  if (rest.empty() || rest == "Z") return true;
+  return (rest[0] == '+' || rest[0] == '-') && std::ranges::equal(rest.substr(1), kZone, fits);
 }
 
 // The text of an element, of which no more is kept than a value of a description may have.

@@ -11,9 +11,7 @@
 #include "nvimport/formats/workbook/SummaryInformation.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <cstdio>
 #include <map>
 #include <span>
 #include <string>
@@ -105,15 +103,17 @@ std::string TimeText(std::uint64_t ticks) {
   if (ticks == 0 || ticks / kPerDay >= kDays) return {};
   const std::chrono::year_month_day date(sys_days(year{1601} / 1 / 1) + days(ticks / kPerDay));
   const auto seconds = static_cast<int>(ticks % kPerDay / kTicksPerSecond);
-  std::array<char, 80> buffer;
-  const int size =
-      std::snprintf(buffer.data(), buffer.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%07d",
-                    static_cast<int>(date.year()), static_cast<unsigned>(date.month()),
-                    static_cast<unsigned>(date.day()), seconds / 3600, seconds / 60 % 60,
-                    seconds % 60, static_cast<int>(ticks % kTicksPerSecond));
-  std::string text(buffer.data(), static_cast<std::size_t>(size));
-  text.erase(text.find_last_not_of('0') + 1);
-  if (text.ends_with('.')) text.pop_back();
+  TimeStampText buffer;
+  std::string text =
+      FormatTimeStamp({int{date.year()}, static_cast<int>(static_cast<unsigned>(date.month())),
+                       static_cast<int>(static_cast<unsigned>(date.day())), seconds / 3600,
+                       seconds / 60 % 60, seconds % 60},
+                      /*first_width=*/4, 'T', buffer);
+  if (const std::uint64_t rest = ticks % kTicksPerSecond; rest != 0) {
+    // Seven digits behind the point.
+    const std::string digits = std::to_string(kTicksPerSecond + rest);
+    text += "." + digits.substr(1, digits.find_last_not_of('0'));
+  }
   return text + 'Z';
 }
 
