@@ -83,7 +83,8 @@ std::vector<std::pair<std::string, std::string>> DescriptionLines(const Descript
     if (one.row > 0) rows.insert(one.row);
   for (const Statement& one : description.statements())
     if (one.row == 0 || rows.size() == 1)
-      lines.emplace_back(Shown(one.label, decoder), Shown(one.value, decoder));
+      lines.emplace_back(Shown(one.key.empty() ? one.label : one.key, decoder),
+                         Shown(one.value, decoder));
   if (rows.size() > 1)
     lines.emplace_back("rows", std::to_string(rows.size()) + " say more (--json tells it)");
   return lines;

@@ -143,6 +143,39 @@ void CheckRead(PluginDriver& driver) {
   });
 }
 
+void CheckWholeValues(PluginDriver& driver) {
+  if (driver.functions().read_whole == nullptr) return;
+  driver.WithSamples([&](const PluginFile& file, const PluginSample&) {
+    PluginSink usual;
+    if (!ImportOf(driver, file, usual).read) return;
+    PluginWholeSink sink;
+    if (!driver.ReadWhole(file, sink) || sink.places != usual.places)
+      driver.Break("NvImportReadWhole gave other cells than NvImportRead",
+                   "the same, with all that the file has of each");
+    if (sink.has_null_text)
+      driver.Break("NvImportReadWhole gave a text that is null or has no NUL at its length",
+                   "the bytes, their number, and a NUL behind them");
+  });
+}
+
+void CheckDescribe(PluginDriver& driver) {
+  if (driver.functions().describe == nullptr) return;
+  driver.WithSamples([&](const PluginFile& file, const PluginSample&) {
+    if (!driver.Measure(file)) return;
+    for (int time = 0; time < 2; ++time) {
+      PluginDescription description;
+      if (!driver.Describe(file, description))
+        driver.Break("NvImportDescribe failed", "1, and nothing of a file that says nothing");
+      if (description.has_null_text)
+        driver.Break("NvImportDescribe gave a null text, or one without a NUL at its length",
+                     "empty texts for what is not said");
+      if (description.has_bad_index)
+        driver.Break("NvImportDescribe gave a row, column or axis that there is not",
+                     "rows from 0, columns from 1, the axes x, y and z");
+    }
+  });
+}
+
 void CheckStop(PluginDriver& driver) {
   for (const int wanted_rows : {0, 1})
     driver.WithSamples([&](const PluginFile& file, const PluginSample&) {
@@ -298,6 +331,10 @@ constexpr PluginCheck kChecks[] = {
     {"missing-file", "a missing file is refused with a text", kEachFormat, kAsked,
      CheckMissingFile},
     {"read", "open, size, cells, texts, close", kEachFormat, kAsked, CheckRead},
+    {"whole", "reading with whole values, where it is there", kEachFormat, kAsked,
+     CheckWholeValues},
+    {"describe", "what files say of themselves, where it is told", kEachFormat, kAsked,
+     CheckDescribe},
     {"stop", "a read of which no row, or one, is wanted", kEachFormat, kAsked, CheckStop},
     {"handles", "two files open at once", kEachFormat, kAsked, CheckHandles},
     {"write", "a small sheet, where the format writes", kEachFormat, kAsked, CheckWrite},

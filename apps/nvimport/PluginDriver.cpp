@@ -24,16 +24,21 @@ PluginSink* SinkOf(const NvImportReadData* data) {
   return data == current_sink ? current_sink : nullptr;
 }
 
-void TakeCell(PluginSink& sink, int row, int column, std::string_view value) {
-  sink.has_bad_index = sink.has_bad_index || row < 1 || column < 1;
-  sink.reached.rows = std::max(sink.reached.rows, row);
-  sink.reached.columns = std::max(sink.reached.columns, column);
+std::uint64_t HashOf(int row, int column, std::string_view value) {
   std::uint64_t hash = 14695981039346656037U;  // FNV-1a
   const auto add = [&hash](std::uint64_t word) { hash = (hash ^ word) * 1099511628211U; };
   add(static_cast<std::uint64_t>(row));
   add(static_cast<std::uint64_t>(column));
   for (const char c : value) add(static_cast<unsigned char>(c));
-  sink.digest += hash;
+  return hash;
+}
+
+void TakeCell(PluginSink& sink, int row, int column, std::string_view value) {
+  sink.has_bad_index = sink.has_bad_index || row < 1 || column < 1;
+  sink.reached.rows = std::max(sink.reached.rows, row);
+  sink.reached.columns = std::max(sink.reached.columns, column);
+  sink.digest += HashOf(row, column, value);
+  sink.places += HashOf(row, column, {});
 }
 
 bool IsInside(const NvImportWriteData* data, int row, int column) {
@@ -90,6 +95,47 @@ PluginSink::PluginSink(int wanted_rows) : NvImportReadData{}, wanted(wanted_rows
   next_index = [](NvImportReadData* data, int previous) {
     const PluginSink* sink = SinkOf(data);
     return sink == nullptr || previous >= sink->wanted ? -1 : previous + 1;
+  };
+}
+
+PluginWholeSink::PluginWholeSink() : NvImportWholeData{} {
+  size = sizeof(NvImportWholeData);
+  const auto number = [](NvImportWholeData* data, int row, int column, auto) {
+    static_cast<PluginWholeSink*>(data)->places += HashOf(row, column, {});
+  };
+  set_float = number;
+  set_double = number;
+  set_whole = number;
+  set_text = [](NvImportWholeData* data, int row, int column, const char* text,
+                std::size_t length) {
+    auto& sink = static_cast<PluginWholeSink&>(*data);
+    sink.has_null_text = sink.has_null_text || text == nullptr || text[length] != '\0';
+    sink.places += HashOf(row, column, {});
+  };
+  set_size = [](NvImportWholeData* data, int new_rows, int new_columns) {
+    data->rows = new_rows;
+    data->columns = new_columns;
+  };
+}
+
+PluginDescription::PluginDescription() : NvImportDescription{} {
+  size = sizeof(NvImportDescription);
+  state = [](NvImportDescription* data, int row, const char* label, const char* key,
+             const char* value, std::size_t length) {
+    auto& self = static_cast<PluginDescription&>(*data);
+    const bool has_all = label != nullptr && key != nullptr && value != nullptr;
+    self.has_null_text = self.has_null_text || !has_all || value[length] != '\0';
+    self.has_bad_index = self.has_bad_index || row < 0;
+  };
+  name_axis = [](NvImportDescription* data, char axis, const char* label, const char* unit) {
+    auto& self = static_cast<PluginDescription&>(*data);
+    self.has_null_text = self.has_null_text || label == nullptr || unit == nullptr;
+    self.has_bad_index = self.has_bad_index || axis < 'x' || axis > 'z';
+  };
+  set_x = [](NvImportDescription* data, int first_column, const double* values, std::size_t) {
+    auto& self = static_cast<PluginDescription&>(*data);
+    self.has_null_text = self.has_null_text || values == nullptr;
+    self.has_bad_index = self.has_bad_index || first_column < 1;
   };
 }
 
@@ -236,6 +282,17 @@ bool PluginDriver::Write(const PluginFile& file) {
           "rows and columns from 1, row first, in the flag callback column first");
   if (!done) ExpectText(file);
   return done;
+}
+
+bool PluginDriver::ReadWhole(const PluginFile& file, PluginWholeSink& sink) {
+  NvImportWholeData* const record = &sink;
+  return Succeeded(
+      Call("NvImportReadWhole", functions_.read_whole, file.format, file.handle, record));
+}
+
+bool PluginDriver::Describe(const PluginFile& file, PluginDescription& description) {
+  NvImportDescription* const record = &description;
+  return Succeeded(Call("NvImportDescribe", functions_.describe, file.format, file.handle, record));
 }
 
 void PluginDriver::TakeTexts(const PluginFile& file) {

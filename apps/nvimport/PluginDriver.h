@@ -63,6 +63,23 @@ struct PluginSink : NvImportReadData {
   SheetSize announced;
   SheetSize reached;
   std::uint64_t digest = 0;  // of the cells, whatever their order
+  std::uint64_t places = 0;  // of where they stand
+};
+
+// The same for whole values, of which only the places are judged.
+struct PluginWholeSink : NvImportWholeData {
+  PluginWholeSink();
+
+  bool has_null_text = false;
+  std::uint64_t places = 0;
+};
+
+// What a description must not have.
+struct PluginDescription : NvImportDescription {
+  PluginDescription();
+
+  bool has_null_text = false;
+  bool has_bad_index = false;
 };
 
 // A description with texts of its own.
@@ -127,6 +144,9 @@ class PluginDriver {
   std::optional<SheetSize> Measure(const PluginFile& file);
   bool Read(const PluginFile& file, PluginSink& sink);
   bool Write(const PluginFile& file);
+  // These the library must have.
+  bool ReadWhole(const PluginFile& file, PluginWholeSink& sink);
+  bool Describe(const PluginFile& file, PluginDescription& description);
 
   // Fetches the warning and the error's text, which a host may do at any time.
   void TakeTexts(const PluginFile& file);

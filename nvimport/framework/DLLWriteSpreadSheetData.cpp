@@ -34,6 +34,11 @@ bool DLLWriteSpreadSheetData::KeepsTextOf(int column, int row) {
   return source != nullptr && source->KeepsTextOf(column, row);
 }
 
+std::optional<double> DLLWriteSpreadSheetData::GetExact(int column, int row) {
+  WriteSpreadSheetData* const source = SourceOf(*data_);
+  return source != nullptr ? source->GetExact(column, row) : std::nullopt;
+}
+
 bool DLLWriteSpreadSheetData::IsKind(CellKind kind, int column, int row) {
   return data_->kind != nullptr && data_->kind(data_, row, column) == static_cast<char>(kind);
 }

@@ -20,6 +20,7 @@ class NVIMPORT_API DLLWriteSpreadSheetData : public WriteSpreadSheetData {
   bool IsMissing(int column, int row) override;
   bool IsText(int column, int row) override;
   bool KeepsTextOf(int column, int row) override;
+  std::optional<double> GetExact(int column, int row) override;
   int GetNumberOfColumns() override;
   int GetNumberOfRows() override;
 

@@ -4,7 +4,7 @@
 //   4 uint32  points per scan  12 4 bytes unused    24 double  X step
 // The sheet has the X values in row 1 and a scan in each row below.
 
-#include <nvimport/framework/NvImport.h>
+#include <nvimport/framework/NvImportMore.h>
 
 #include <climits>
 #include <cstdint>
@@ -53,10 +53,13 @@ struct FrtFile {
     return true;
   }
 
-  bool Read(NvImportReadData* data) {
+  // Of NvImportReadData and NvImportWholeData: `set_x` and `set_value` are the callbacks for what
+  // the file holds as doubles and as floats.
+  template <typename Data, typename SetX, typename SetValue>
+  bool Read(Data* data, SetX set_x, SetValue set_value) {
     data->set_size(data, static_cast<int>(scans) + 1, static_cast<int>(points));
     for (std::uint32_t p = 0; p < points; ++p)
-      data->set_number(data, 1, static_cast<int>(p) + 1, static_cast<float>(first_x + p * step_x));
+      set_x(data, 1, static_cast<int>(p) + 1, first_x + p * step_x);
     stream.clear();
     stream.seekg(kHeaderSize);
     std::vector<float> scan(points);
@@ -65,7 +68,7 @@ struct FrtFile {
       if (!stream.read(reinterpret_cast<char*>(scan.data()), bytes))
         return Fail("The file ended while it was read.");
       for (std::uint32_t p = 0; p < points; ++p)
-        data->set_number(data, static_cast<int>(s) + 2, static_cast<int>(p) + 1, scan[p]);
+        set_value(data, static_cast<int>(s) + 2, static_cast<int>(p) + 1, scan[p]);
     }
     return true;
   }
@@ -126,8 +129,34 @@ char NvImportEstablishSize(int, long handle, int* rows, int* columns) {
 }
 
 char NvImportRead(int, long handle, NvImportReadData* data) {
-  return Guard(File(handle), [&] { return File(handle).Read(data); });
+  const auto set_x = [](NvImportReadData* to, int row, int column, double x) {
+    to->set_number(to, row, column, static_cast<float>(x));
+  };
+  return Guard(File(handle), [&] { return File(handle).Read(data, set_x, data->set_number); });
 }
+
+// The functions from here on are beside the twelve. A host that knows them gets the X values with
+// all their digits.
+char NvImportReadWhole(int, long handle, NvImportWholeData* data) {
+  return Guard(File(handle),
+               [&] { return File(handle).Read(data, data->set_double, data->set_float); });
+}
+
+char NvImportDescribe(int, long handle, NvImportDescription* description) {
+  FrtFile& file = File(handle);
+  return Guard(file, [&] {
+    const std::string scans = std::to_string(file.scans);
+    if (description->state != nullptr)
+      description->state(description, 0, "scans", "scans", scans.c_str(), scans.size());
+    std::vector<double> x(file.points);
+    for (std::uint32_t p = 0; p < file.points; ++p) x[p] = file.first_x + p * file.step_x;
+    if (description->set_x != nullptr) description->set_x(description, 1, x.data(), x.size());
+    return true;
+  });
+}
+
+// It leaves nothing out that a note would tell.
+const char* NvImportGetNote(int, long, int) { return nullptr; }
 
 char NvImportWrite(int, long handle, NvImportWriteData*) {
   return File(handle).Fail("Ferrite files can't be written.") ? 1 : 0;

@@ -3,7 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "nvimport/framework/NvImport.h"
+#include "nvimport/framework/NvImportMore.h"
 
 #ifdef NVIMPORT_TEST_32BIT
 typedef char pointers_have_4_bytes[sizeof(void*) == 4 ? 1 : -1];

@@ -1,7 +1,9 @@
 
 
-#include "nvimport/framework/NvImport.h"
+#include "nvimport/framework/NvImportMore.h"
+#include "nvimport/platform/NumberText.h"
 #include "tests/support/Cases.h"
+#include "tests/support/JCAMPFixture.h"
 
 namespace nvimport {
 
@@ -82,6 +84,65 @@ TEST(NvImport, FailuresHaveATextAndAHandleToClose) {
     EXPECT_EQ(columns, -1);
     EXPECT_EQ(NvImportGetWarning(0, failed.handle), nullptr);
   }
+}
+
+TEST(NvImportMore, TellsWhatTheTwelveFunctionsCannot) {
+  constexpr int kJcamp = 11;
+  const TempFile file(JCAMPFixture{.labels = "##YFACTOR= 0.1\n##XUNITS= 1/CM\n",
+                                   .last = "10.2",
+                                   .data = "10 1 ? 3" + std::string(300, ' ') + "4\n"}
+                          .Bytes(),
+                      "a.dx");
+  const Handle open(kJcamp, file.path(), "");
+  ASSERT_EQ(open.opened, 1);
+  WholeRecord sheet;
+  EXPECT_EQ(NvImportReadWhole(0, open.handle, &sheet), 1);
+  EXPECT_EQ(SheetText(sheet.sheet),
+            ". | . | 't 10' | 't -99' | 't 10.2'\n1 | 'A' | 0.1 | -99 | 0.30000000000000004\n");
+  EXPECT_STREQ(NvImportGetNote(0, open.handle, 0),
+               "1 line is longer than 255 characters, and the rest was not delivered");
+  EXPECT_EQ(NvImportGetNote(0, open.handle, 1), nullptr);
+  EXPECT_EQ(NvImportGetNote(0, open.handle, -1), nullptr);
+  EXPECT_EQ(NvImportGetNote(0, 0, 0), nullptr);
+
+  struct Told : NvImportDescription {
+    std::string text;
+  } told{};
+  told.size = sizeof(NvImportDescription);
+  EXPECT_EQ(NvImportDescribe(0, open.handle, &told), 1) << "callbacks may be null";
+  told.set_x = [](NvImportDescription* to, int column, const double* values, std::size_t count) {
+    FloatText text;
+    static_cast<Told*>(to)->text += std::to_string(column) + ":";
+    for (std::size_t i = 0; i < count; ++i)
+      static_cast<Told*>(to)->text.append(" ").append(FormatDouble(values[i], text));
+  };
+  EXPECT_EQ(NvImportDescribe(0, open.handle, &told), 1);
+  EXPECT_EQ(told.text, "3: 10 10.1 10.2");
+  told.set_x = nullptr;
+  told.text.clear();
+  told.name_axis = [](NvImportDescription* to, char axis, const char* label, const char* unit) {
+    static_cast<Told*>(to)->text += axis + "["s + label + "|" + unit + "]";
+  };
+  told.state = [](NvImportDescription* to, int row, const char* label, const char* key,
+                  const char* value, std::size_t length) {
+    if (*key == 't' && length == std::strlen(value))
+      static_cast<Told*>(to)->text += std::to_string(row) + label + "=" + value + ";";
+  };
+  EXPECT_EQ(NvImportDescribe(0, open.handle, &told), 1);
+  EXPECT_EQ(told.text, "2TITLE=A;x[|1/CM]");
+
+  // A caller of another kind is told, before anything is called that he has not.
+  const auto refused = [&](char answer, const char* text) {
+    EXPECT_EQ(answer, 0);
+    EXPECT_EQ(open.LastError(), text);
+  };
+  constexpr const char* kNone = "There is no record of callbacks.";
+  constexpr const char* kShort = "The record of callbacks is shorter than it can be.";
+  sheet.size = told.size = sizeof(std::size_t);
+  refused(NvImportReadWhole(0, open.handle, nullptr), kNone);
+  refused(NvImportReadWhole(0, open.handle, &sheet), kShort);
+  refused(NvImportDescribe(0, open.handle, nullptr), kNone);
+  refused(NvImportDescribe(0, open.handle, &told), kShort);
 }
 
 TEST(NvImport, WritesWhereTheFormatCan) {
