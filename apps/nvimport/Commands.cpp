@@ -160,9 +160,11 @@ std::string InfoText(FileTurn& turn, const ImportResult& result) {
   for (const std::string& note : result.notes) lines.emplace_back("note", note);
   for (const std::string& warning : result.warnings) lines.emplace_back("warning", warning);
   std::string text = turn.input().shown + "\n";
+  constexpr std::size_t kWidest = 24;
+  std::size_t width = 10;
+  for (const auto& [name, value] : lines) width = std::max(width, std::min(name.size(), kWidest));
   for (auto& [name, value] : lines) {
-    constexpr std::size_t kNameWidth = 11;
-    name.resize(std::max(name.size() + 1, kNameWidth), ' ');
+    name.resize(std::max(name.size(), width) + 1, ' ');
     text.append("  ").append(name).append(value).append("\n");
   }
   return text;

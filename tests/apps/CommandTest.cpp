@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "tests/support/Cases.h"
+#include "tests/support/JCAMPFixture.h"
 
 namespace nvimport {
 
@@ -901,9 +902,10 @@ TEST(Command, NotesAndWhatTheyCost) {
       "cut.txt\n  format     Text File (17)\n  rows       4001\n  columns    2\n"
       "  delimiter  semicolon (guessed; --delimiter semicolon)\n"
       "             asks what separates fields: --delimiter TEXT, --ignore-consecutive\n";
-  EXPECT_EQ(desk.Run("info cut.txt --strict"), (Ran{0, info, ""}));
+  const std::string says = "  encoding   US-ASCII\n  line-ends  LF\n  delimiter  semicolon\n";
+  EXPECT_EQ(desk.Run("info cut.txt --strict"), (Ran{0, info + says, ""}));
   EXPECT_EQ(desk.Run("info cut.txt --strict --notes"),
-            (Ran{4, info + "  note       " + kCutNote + "\n", ""}));
+            (Ran{4, info + says + "  note       " + kCutNote + "\n", ""}));
 
   // What is written may not be what is read again.
   desk.Put("in.csv", "a,\"b\tc\"\n\"d\ne\",f\n");
@@ -1021,7 +1023,14 @@ TEST(Command, AnswersInJson) {
     can += format["reads"] == true ? format["writes"] == true ? 'w' : 'r' : '-';
   EXPECT_EQ(can, "r----rwrrrrr-r-rw--");
   EXPECT_EQ(answer("validate cut.txt", "files")[0]["ok"], true);
-  same(answer("info cut.txt --notes", "files"),
+  auto info = answer("info cut.txt --notes", "files");
+  same(info[0]["description"], R"({"statements": [
+      {"label": "encoding", "key": "encoding", "value": "US-ASCII"},
+      {"label": "line ends", "key": "line-ends", "value": "LF"},
+      {"label": "delimiter", "key": "delimiter", "value": "semicolon"}],
+      "axes": {}, "rows": [], "cut": 0})");
+  info[0].erase("description");
+  same(info,
        R"([{"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rows": 4001,
             "columns": 2, "choices": [{"name": "delimiter", "answer": "semicolon",
             "source": "guessed", "option": "--delimiter semicolon", "asks": "what separates fields: --delimiter TEXT, --ignore-consecutive",
@@ -1044,6 +1053,35 @@ TEST(Command, JsonHoldsNothingThatATerminalActsOn) {
   EXPECT_EQ(desk.Run("show in.csv --quiet").out,
             "   1                         2\n1  a\\x9b31m\\x7f\\u202e\\u061\u2026  1\n"
             "1 row x 2 columns, CSV File\n");
+}
+
+TEST(Command, WritesWhatFilesSayOfThemselvesBesideTheirCells) {
+  const Desk desk;
+  desk.Put("a.dx", JCAMPFixture{.title = "\xe9",
+                                .labels = "##YUNITS= ABSORBANCE\n",
+                                .first = "1000001",
+                                .last = "1000002"}
+                       .Bytes());
+  const std::string convert = "convert a.dx --quiet --complete ";
+  EXPECT_EQ(desk.Run(convert + "-o a.jsonl --describe a.json --with-description").exit_code, 0);
+  const auto told = nlohmann::json::parse(desk.Get("a.json"));
+  EXPECT_EQ(told["axes"]["x"]["values"].dump(), "[1000001.0,1000001.5,1000002.0]");
+  EXPECT_EQ(told["axes"]["y"]["unit"], "ABSORBANCE");
+  EXPECT_EQ(told["rows"][0]["row"], 2);
+  EXPECT_EQ(told["rows"][0]["statements"][0].dump(),
+            R"({"key":"title","label":"TITLE","value":"é"})");
+  const std::string rows =
+      "[null,null,\"t 1000001\",\"t 1000001.5\",\"t 1000002\"]\n"
+      "[1,\"é\",1,2,3]\n";
+  const std::string lines = desk.Get("a.jsonl");
+  EXPECT_EQ(nlohmann::json::parse(lines.substr(0, lines.find('\n')))["description"], told);
+  EXPECT_EQ(lines.substr(lines.find('\n') + 1), rows);
+  EXPECT_EQ(desk.Run(convert + "-o - --x-names exact").out,
+            ",,1000001,1000001.5,1000002\n1,é,1,2,3\n");
+  EXPECT_EQ(desk.Run(convert + "--outdir out --describe said").exit_code, 0);
+  EXPECT_EQ(nlohmann::json::parse(desk.Get("said/a.json")), told);
+  EXPECT_EQ(desk.Run(convert + "-o b.csv --describe a.json").exit_code, 1) << "it is there";
+  EXPECT_EQ(desk.Run(convert + "-o - --with-description").exit_code, 2) << "CSV has no room";
 }
 
 TEST(Command, AnswersAsTheSchemasSay) {

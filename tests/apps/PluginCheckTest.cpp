@@ -52,14 +52,16 @@ TEST(PluginCheck, OurOwnLibraryKeepsTheContract) {
   const Checked checked = Check(NVIMPORT_TEST_LIBRARY);
   EXPECT_EQ(checked.exit_code, 0);
   EXPECT_EQ(checked.Complaints(),
-            "unchecked read, stop, handles, odd-order, wrong-mode, other-index, two-processes")
+            "unchecked read, whole, describe, stop, handles, odd-order, wrong-mode, other-index, "
+            "two-processes")
       << checked.report;
   EXPECT_EQ(checked.report.find("missing "), std::string::npos);
 }
 
 TEST(PluginCheck, TellsWhatALibraryBreaks) {
   const std::string no_list =
-      "broken list, unchecked indices, detect, missing-file, read, stop, handles, write, again, "
+      "broken list, unchecked indices, detect, missing-file, read, whole, describe, stop, handles, "
+      "write, again, "
       "init-twice, odd-indices, odd-order, failed-open, wrong-mode, other-index, odd-options, "
       "two-processes";
   constexpr const char* kNoRead =
@@ -70,6 +72,9 @@ TEST(PluginCheck, TellsWhatALibraryBreaks) {
     const char* said;
   } kCases[] = {
       {"good", "", "missing NvImportWrite: no file can be written (status 2048)\n"},
+      {"more", "", "ok whole\n"},
+      {"other-whole", "broken whole", "gave other cells than NvImportRead"},
+      {"null-key", "broken describe", "gave a null text"},
       {"no-test", "", "missing NvImportIsCorrectFileType: every file may be of its formats"},
       {"unreadable", "", "ok read\n"},
       {"no-read", "broken list", "what takes the missing NvImportRead (format 1)"},
@@ -102,7 +107,8 @@ TEST(PluginCheck, TellsWhatALibraryBreaks) {
       {"crash-read", kNoRead, "ended by signal 11 (SIGSEGV) in NvImportRead"},
       {"crash-release", "broken again", "in NvImportReleasePackage"},
       {"exit-open",
-       "broken missing-file, unchecked read, stop, handles, odd-indices, odd-order, failed-open, "
+       "broken missing-file, unchecked read, stop, handles, odd-indices, "
+       "odd-order, failed-open, "
        "wrong-mode, odd-options, two-processes",
        "ended the process with exit(0) in NvImportOpen"},
   };

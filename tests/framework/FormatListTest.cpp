@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "nvimport/framework/DLLFile.h"
+#include "nvimport/framework/Description.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/platform/DynamicLibrary.h"
@@ -210,6 +211,22 @@ TEST(DLLFile, ReadsThroughTheLibrarysFunctions) {
       << "the plug-in asked its own functions, not ours";
   EXPECT_STREQ(file->GetWarningMessage(), "A warning.");
   EXPECT_EQ(file->Open(false, "/dev/null", nullptr), 3) << "it can't write";
+}
+
+TEST(DLLFile, TakesMoreFromALibraryThatHasIt) {
+  FormatList list;
+  ASSERT_TRUE(list.AddLibrary(Plugin("more")));
+  const auto file = list.CreateFile(kOwn + 1);
+  const Outcome whole = ImportFile(*file, "/dev/null", nullptr);
+  EXPECT_EQ(whole.Summary(), "9007199254740993\n1 cell is older than the others\n");
+  Description description;
+  EXPECT_EQ(file->Describe(description), 0);
+  ASSERT_EQ(description.statements().size(), 1U);
+  EXPECT_EQ(description.statements()[0].label + "=" + description.statements()[0].value,
+            "Label=value");
+  FloatSheet floats;
+  EXPECT_EQ(ImportInto(floats, *list.CreateFile(kOwn + 1), "/dev/null", nullptr).sheet, "1\n")
+      << "a host of old gets what it got";
 }
 
 TEST(DLLFile, AFailedOpenLeavesOnlyItsText) {

@@ -6,7 +6,7 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "nvimport/framework/NvImport.h"
+#include "nvimport/framework/NvImportMore.h"
 
 #ifndef FAULT
 #define FAULT
@@ -29,6 +29,8 @@ static bool closed = false;
 static char success = 1;
 static int row = 1;
 static bool gives_null = false;
+static int column = 1;
+static const char* told_key = "";
 static const char* error = "The test plug-in refused.";
 
 /* What a fault may be, beside other values of the above. */
@@ -118,6 +120,31 @@ char NvImportRead(int format, long handle, NvImportReadData* data) {
   else
     data->set_number(data, row, 1, (float)NvImportSizeFileFormatsSupported());
   return success;
+}
+#endif
+
+#ifdef WITH_MORE
+char NvImportReadWhole(int format, long handle, NvImportWholeData* data) {
+  (void)format;
+  (void)handle;
+  Pass(__func__);
+  data->set_size(data, 1, 1);
+  data->set_whole(data, 1, column, 9007199254740993LL);
+  return 1;
+}
+
+char NvImportDescribe(int format, long handle, NvImportDescription* description) {
+  (void)format;
+  (void)handle;
+  Pass(__func__);
+  if (description->state != NULL) description->state(description, 0, "Label", told_key, "value", 5);
+  return 1;
+}
+
+const char* NvImportGetNote(int format, long handle, int number) {
+  (void)format;
+  (void)handle;
+  return number == 0 ? "1 cell is older than the others" : NULL;
 }
 #endif
 
