@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <optional>
 
 #include "apps/desktop/SheetText.h"
+#include "nvimport/framework/Description.h"
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/framework/SpectraAxis.h"
+#include "nvimport/hosting/CellText.h"
 #include "nvimport/platform/NumberText.h"
 
 namespace nvimport {
@@ -144,17 +147,41 @@ bool IsAxis(const SpectraAxis& axis, Rows& rows, int count, char decimal_mark) {
   return axis.x.size() * 2 > numbers;
 }
 
+// The axis that the file itself states, if it rises or falls as one in a picture must.
+std::optional<SpectraAxis> SaidAxis(const Description& description, int columns) {
+  constexpr std::size_t kFewest = 2;
+  SpectraAxis axis{description.first_x_column(), description.x()};
+  const bool is_one =
+      axis.x.size() >= kFewest && axis.first_column >= 1 && axis.last_column() <= columns &&
+      axis.x.front() != axis.x.back() &&
+      (std::ranges::is_sorted(axis.x) || std::ranges::is_sorted(axis.x, std::ranges::greater()));
+  return is_one ? std::optional(std::move(axis)) : std::nullopt;
+}
+
+QString TitleOf(const AxisName& name) {
+  const QString label = QString::fromStdString(ToUtf8(name.label));
+  const QString unit = QString::fromStdString(ToUtf8(name.unit));
+  if (label.isEmpty() || unit.isEmpty()) return label + unit;
+  return QStringLiteral("%1 (%2)").arg(label, unit);
+}
+
 }  // namespace
 
-Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report) {
+Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report,
+                  const Description* description) {
   const int columns = sheet.GetNumberOfColumns();
   const int count = sheet.GetNumberOfRows();
   Curves curves;
   if (columns == 0 || count == 0) return curves;
   Rows rows(sheet, columns, count, report);
   rows.Take(1);
-  const auto axis = FindSpectraAxis(rows.cells(), decimal_mark);
-  if (axis && IsAxis(*axis, rows, count, decimal_mark))
+  const auto said = description != nullptr ? SaidAxis(*description, columns) : std::nullopt;
+  const auto axis = said ? said : FindSpectraAxis(rows.cells(), decimal_mark);
+  if (said) {
+    curves.x_title = TitleOf(description->name(Axis::kX));
+    curves.y_title = TitleOf(description->name(Axis::kY));
+  }
+  if (said || (axis && IsAxis(*axis, rows, count, decimal_mark)))
     TakeSpectra(*axis, rows, count, decimal_mark, curves);
   // Numbers in a row do not make spectra where nothing follows below.
   if (axis && (!curves.lines.empty() || !curves.complete)) return curves;

@@ -8,14 +8,17 @@
 
 namespace nvimport {
 
+class Description;
 class MemorySheet;
 
 // What of a sheet can be drawn. In a sheet of spectra each row is a curve over the x values in the
 // names of its columns; in any other each column is a series of points over the row numbers.
 struct Curves {
   bool spectra = false;
-  bool x_falls = false;        // in the sheet; here x never falls
-  std::vector<double> x;       // common to all curves
+  bool x_falls = false;   // in the sheet; here x never falls
+  std::vector<double> x;  // common to all curves
+  QString x_title;        // of its axis, where the file says it
+  QString y_title;
   std::vector<float> y;        // curve after curve; NaN where there is no number
   std::vector<int> lines;      // each curve's row in the sheet, or column of points
   std::vector<QString> names;  // each curve's
@@ -30,7 +33,9 @@ struct Curves {
 // Called now and then with what is done of how much; false stops.
 using Report = std::function<bool(std::size_t done, std::size_t all)>;
 
-// Texts that read as numbers with `decimal_mark` count as numbers.
-Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report);
+// Texts that read as numbers with `decimal_mark` count as numbers. What the file says of its axes
+// goes before what the names of columns do.
+Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report,
+                  const Description* description = nullptr);
 
 }  // namespace nvimport

@@ -86,6 +86,7 @@ OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress&
   import.format = request.format != 0 ? request.format : FormatOfFilter(request.filter);
   import.options = request.options;
   import.dialogs = &dialogs;
+  import.describing = Describing::kAll;
   import.progress = [&](const ImportProgress& now) {
     if (now.begins) dialogs.SettleFormat(now.format);
   return progress.Advance(now.position, now.size);
@@ -102,6 +103,7 @@ if (read) {
   if (dialogs.decimal_mark()) again.decimal_mark = dialogs.decimal_mark();
   result.decimal_mark = again.decimal_mark.value_or(GuessDecimalMark(*sheet));
   result.sheet = std::move(sheet);
+  result.description = std::make_shared<const Description>(read.description);
   return result;
 }
 // A question that the user cancelled is no trouble, nor is a format that was not chosen.

@@ -12,6 +12,7 @@
 
 namespace nvimport {
 
+class Description;
 class JobProgress;
 class WindowDialogs;
 
@@ -26,10 +27,11 @@ struct OpenRequest {
 
 // What came of it.
 struct OpenResult {
-  std::shared_ptr<MemorySheet> sheet;  // null when nothing was read
-  OpenRequest again;                   // reads the same without a question
-  QString format;                      // its name
-  char decimal_mark = '.';             // of numbers in texts
+  std::shared_ptr<MemorySheet> sheet;              // null when nothing was read
+  OpenRequest again;                               // reads the same without a question
+  std::shared_ptr<const Description> description;  // of its axes too
+  QString format;                                  // its name
+  char decimal_mark = '.';                         // of numbers in texts
   QStringList warnings;
   QStringList notes;
   std::optional<Trouble> trouble;  // none when the user cancelled

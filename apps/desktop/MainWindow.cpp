@@ -333,6 +333,7 @@ void MainWindow::Show(OpenResult result) {
     return;
   }
   cells_ = result.sheet;
+  description_ = result.description;
   last_ = result.again;
   decimal_mark_ = result.decimal_mark;
   if (std::exchange(remembers_, false)) {
@@ -370,7 +371,9 @@ void MainWindow::PrepareCurves() {
   auto curves = std::make_shared<Curves>();
   Run(
       tr("Preparing the plot"),
-      [this, curves, cells = cells_] { *curves = TakeCurves(*cells, decimal_mark_, JobReport()); },
+      [this, curves, cells = cells_, description = description_] {
+        *curves = TakeCurves(*cells, decimal_mark_, JobReport(), description.get());
+      },
       [this, curves] {
         if (curves->complete) {
           plot_->SetCurves(curves);

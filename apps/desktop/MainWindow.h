@@ -103,6 +103,7 @@ class MainWindow : public QMainWindow {
   QAction* reverse_;
   std::vector<QAction*> for_sheet_;
   std::shared_ptr<MemorySheet> cells_;
+  std::shared_ptr<const Description> description_;
   OpenRequest last_;
   bool remembers_ = false;  // the type of the file that is being read
   char decimal_mark_ = '.';

@@ -117,7 +117,8 @@ void SpectraPlot::SetCurves(std::shared_ptr<const Curves> curves) {
   emphasized_->SetEmphasized({});
   Hover(std::nullopt);
   const bool spectra = curves_ != nullptr && curves_->spectra;
-  xAxis->setLabel(curves_ == nullptr || spectra ? QString() : tr("Row"));
+  xAxis->setLabel(curves_ == nullptr ? QString() : spectra ? curves_->x_title : tr("Row"));
+  yAxis->setLabel(spectra ? curves_->y_title : QString());
   xAxis->setRangeReversed(spectra && curves_->x_falls);
   MakeLegend();
   ShowAll();
@@ -226,7 +227,8 @@ QString SpectraPlot::Words(const Spot& spot) const {
   FloatText buffer;
   const std::string_view value = FormatFloat(curves_->Of(spot.curve)[spot.point], buffer);
   return QStringLiteral("%1: %2, %3")
-      .arg(curves_->names[spot.curve], QString::number(curves_->x[spot.point], 'g', 8),
+      .arg(curves_->names[spot.curve],
+           QString::number(curves_->x[spot.point], 'g', QLocale::FloatingPointShortest),
            QString::fromLatin1(value.data(), static_cast<qsizetype>(value.size())));
 }
 

@@ -77,12 +77,14 @@ int RunPlot(const Settings& settings) {
                        "what draws it comes with the window, in the package nvimport-desktop, and "
                        "is not installed"});
 
+  run.plan().import.describing = Describing::kAll;
   return run.ForEach([&](FileTurn& turn) {
     OutputTarget target(settings.output, settings.force, CommandWords());
     if (const auto failure = target.Check()) return turn.Fail(*failure);
     MemorySheet sheet;
     const ImportResult result = turn.Read(sheet);
     auto failure = result.failure;
+    picture.description = &result.description;
     if (!failure) failure = Draw(*draw, sheet, picture, turn.input().shown, target);
     if (failure) turn.Fail(*failure);
     turn.SayNotes(result);

@@ -4,6 +4,7 @@
 
 namespace nvimport {
 
+class Description;
 class MemorySheet;
 
 // How the spectra of a sheet, or the columns of a table, are drawn.
@@ -11,7 +12,8 @@ struct PictureSettings {
   std::string kind;  // "svg", "png", or "pdf"
   int width = 0;     // in pixels
   int height = 0;
-  bool is_reversed = false;  // x falls from left to right
+  bool is_reversed = false;                  // x falls from left to right
+  const Description* description = nullptr;  // names the axes and has their x values; null for none
 };
 
 // Draws `sheet` into the file at `path`. False, with the reason in `why`, when it could not be
