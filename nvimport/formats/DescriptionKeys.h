@@ -111,6 +111,7 @@ inline constexpr KeySource kTextKeys[] = {
 
 inline constexpr KeySource kDifKeys[] = {
     {"TABLE", "title"},
+    {"TABLE version", "version"},
     {"VECTORS", "stated-columns"},
     {"TUPLES", "stated-rows"},
     {"VECTORS comment", "comment"},

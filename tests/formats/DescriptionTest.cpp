@@ -88,9 +88,10 @@ void AddWorksheets(std::vector<Described>& all) {
       "LABEL [] = 1,0 x\nCOMMENT [comment] = by hand\nVECTORS [stated-columns] = 2\n"
       "VECTORS comment [comment] = columns\nTUPLES [stated-rows] = 1\n"
       "TUPLES comment [comment] = rows\nDATA comment [comment] = data\n";
-  all.push_back({"DIF", "kept", By<DIFFileOEM>(), dif, "TABLE [title] = M\xFCsli\n" + said});
-  all.push_back(
-      {"DIF", "complete", By<DIFFileOEM>(DIFRules::Off()), dif, "TABLE [title] = Müsli\n" + said});
+  all.push_back({"DIF", "kept", By<DIFFileOEM>(), dif,
+                 "TABLE version [version] = 1\nTABLE [title] = M\xFCsli\n" + said});
+  all.push_back({"DIF", "complete", By<DIFFileOEM>(DIFRules::Off()), dif,
+                 "TABLE version [version] = 1\nTABLE [title] = Müsli\n" + said});
   all.push_back({"DIF", "a size that is no number", By<DIFFile>(),
                  "VECTORS\n0,many\n\"\"\nDATA\n0,0\n\"\"\n", ""});
 
@@ -456,7 +457,7 @@ TEST(Description, EndsWithinTheBoundsOfItsFile) {
       EXPECT_EQ(file->Describe(description), 0);
     }
     EXPECT_LT(memory.Peak(), (64 << 20) + 3 * bomb.bytes.size());
-    EXPECT_LT(std::clock() - start, 2 * CLOCKS_PER_SEC);
+    EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC);
     MemorySheet sheet;
     EXPECT_EQ(file->GetStatus(), 0);
     if (bomb.format == std::string_view("Workbook")) {
