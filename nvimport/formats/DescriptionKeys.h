@@ -110,14 +110,9 @@ inline constexpr KeySource kTextKeys[] = {
 };
 
 inline constexpr KeySource kDifKeys[] = {
-    {"TABLE", "title"},
-    {"TABLE version", "version"},
-    {"VECTORS", "stated-columns"},
-    {"TUPLES", "stated-rows"},
-    {"VECTORS comment", "comment"},
-    {"TUPLES comment", "comment"},
-    {"DATA comment", "comment"},
-    {"COMMENT", "comment"},
+    {"TABLE", "title"},          {"TABLE version", "version"},   {"VECTORS", "stated-columns"},
+    {"TUPLES", "stated-rows"},   {"VECTORS comment", "comment"}, {"TUPLES comment", "comment"},
+    {"DATA comment", "comment"}, {"COMMENT", "comment"},
 };
 
 inline constexpr KeySource kLotusKeys[] = {

@@ -406,14 +406,14 @@ std::vector<Described> Bombs() {
       {"DIF", "a topic of megabytes", By<DIFFileOEM>(DIFRules::Off()),
        "TABLE\n0,1\n\"" + std::string(40 << 20, 'x') + "\"\nDATA\n0,0\n\"\"\n", ""}};
 #ifdef HAS_COMPOUND_FILES
-  constexpr std::uint32_t kMany = 20'000;
+  constexpr std::uint32_t kMany = 100'000;
   PropertySetFixture users{kUsersId, {{1, Page(1252)}}};
   std::string names = U32(kMany);
   for (std::uint32_t i = 2; i < 2 + kMany; ++i) {
     users.properties.emplace_back(i, "");
     names += U32(i) + U32(1) + "n";
   }
-  users.properties.emplace_back(2, Lpstr(std::string(60'000, 'x')));
+  users.properties.emplace_back(2, Lpstr(std::string(120'000, ' ')));
   users.properties.emplace_back(0, names);
   const std::string one_text = PropertySets({{kDocumentId, {}}, users});
   std::string sets = PropertySets({{kSummaryId, {}}});
