@@ -152,7 +152,9 @@ std::string_view Shortest(Number value, FloatText& buffer) {
 
 std::string_view FormatFloat(float value, FloatText& buffer) { return Shortest(value, buffer); }
 std::string_view FormatDouble(double value, FloatText& buffer) { return Shortest(value, buffer); }
-std::string_view FormatWhole(long long value, FloatText& buffer) { return Shortest(value, buffer); }
+std::string_view FormatWhole(long long value, FloatText& buffer) {
+  return Shortest(value, buffer);
+}
 
 const char* FormatTimeStamp(const std::array<int, 6>& numbers, int first_width, char between,
                             TimeStampText& buffer) {
