@@ -187,13 +187,9 @@ inline constexpr KeySource kTextKeys[] = {
 };
 
 inline constexpr KeySource kDifKeys[] = {
-    {"TABLE", "title"},
-    {"VECTORS", "stated-columns"},
-    {"TUPLES", "stated-rows"},
-    {"VECTORS comment", "comment"},
-    {"TUPLES comment", "comment"},
-    {"DATA comment", "comment"},
-    {"COMMENT", "comment"},
+    {"TABLE", "title"},          {"TABLE version", "version"},   {"VECTORS", "stated-columns"},
+    {"TUPLES", "stated-rows"},   {"VECTORS comment", "comment"}, {"TUPLES comment", "comment"},
+    {"DATA comment", "comment"}, {"COMMENT", "comment"},
 };
 
 inline constexpr KeySource kLotusKeys[] = {

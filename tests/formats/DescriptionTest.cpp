@@ -73,9 +73,10 @@ void AddWorksheets(std::vector<Described>& all) {
       "LABEL [] = 1,0 x\nCOMMENT [comment] = by hand\nVECTORS [stated-columns] = 2\n"
       "VECTORS comment [comment] = columns\nTUPLES [stated-rows] = 1\n"
       "TUPLES comment [comment] = rows\nDATA comment [comment] = data\n";
-  all.push_back({"DIF", "kept", By<DIFFileOEM>(), dif, "TABLE [title] = M\xFCsli\n" + said});
-  all.push_back(
-      {"DIF", "complete", By<DIFFileOEM>(DIFRules::Off()), dif, "TABLE [title] = Müsli\n" + said});
+  all.push_back({"DIF", "kept", By<DIFFileOEM>(), dif,
+                 "TABLE version [version] = 1\nTABLE [title] = M\xFCsli\n" + said});
+  all.push_back({"DIF", "complete", By<DIFFileOEM>(DIFRules::Off()), dif,
+                 "TABLE version [version] = 1\nTABLE [title] = Müsli\n" + said});
   all.push_back({"DIF", "a size that is no number", By<DIFFile>(),
                  "VECTORS\n0,many\n\"\"\nDATA\n0,0\n\"\"\n", ""});
 
@@ -395,14 +396,14 @@ std::vector<Described> Bombs() {
        "TABLE\n0,1\n\"" + std::string(40 << 20, 'x') + "\"\nDATA\n0,0\n\"\"\n", ""}};
   AddSpectraBombs(bombs);
 #ifdef HAS_COMPOUND_FILES
-  constexpr std::uint32_t kMany = 20'000;
+  constexpr std::uint32_t kMany = 100'000;
   PropertySetFixture users{kUsersId, {{1, Page(1252)}}};
   std::string names = U32(kMany);
   for (std::uint32_t i = 2; i < 2 + kMany; ++i) {
     users.properties.emplace_back(i, "");
     names += U32(i) + U32(1) + "n";
   }
-  users.properties.emplace_back(2, Lpstr(std::string(60'000, 'x')));
+  users.properties.emplace_back(2, Lpstr(std::string(120'000, ' ')));
   users.properties.emplace_back(0, names);
   const std::string one_text = PropertySets({{kDocumentId, {}}, users});
   std::string sets = PropertySets({{kSummaryId, {}}});
@@ -446,7 +447,7 @@ TEST(Description, EndsWithinTheBoundsOfItsFile) {
       EXPECT_EQ(file->Describe(description), 0);
     }
     EXPECT_LT(memory.Peak(), (64 << 20) + 3 * bomb.bytes.size());
-    EXPECT_LT(std::clock() - start, 2 * CLOCKS_PER_SEC);
+    EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC);
     MemorySheet sheet;
     EXPECT_EQ(file->GetStatus(), 0);
     if (bomb.format == std::string_view("Workbook")) {

@@ -38,6 +38,7 @@ void StateTopic(const DIFRecords::Topic& topic, const std::string& text, Stating
   const bool is_count = value.find_first_not_of("0123456789") == std::string::npos;
   switch (topic.kind) {
     case DIFRecords::kTable:
+      if (is_count) stating.StateIfAny("TABLE version", value);
       return stating.StateIfAny("TABLE", text);
     case DIFRecords::kVectors:
       if (is_count) stating.StateIfAny("VECTORS", value);

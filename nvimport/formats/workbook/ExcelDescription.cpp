@@ -76,11 +76,9 @@ int ExcelFile::Describe(Description& description) {
   if (!book_->stream) return Fail(kWrongMode);
   Stating stating(description, kWorkbookKeys);
   Budget budget = budget_;  // reading keeps its own
-  const std::uint64_t before = book_->stream->Tell();
   if (CompoundFile* const file = book_->stream->compound_file())
     DescribeSummary(*file, budget, stating);
   DescribeBook(stating, budget);
-  book_->stream->Seek(before);
   return kGood;
 }
 

@@ -336,7 +336,9 @@ class PropertySet {
   int page_ = kAnsiPage;
 };
 
-void DescribeStream(std::string_view bytes, Budget& budget, Stating& stating) {
+}  // namespace
+
+void DescribeProperties(std::string_view bytes, Budget& budget, Stating& stating) {
   constexpr std::size_t kCount = 24;
   constexpr std::uint32_t kMostSets = 2;
   ByteReader reader{std::span(bytes)};
@@ -360,8 +362,6 @@ void DescribeStream(std::string_view bytes, Budget& budget, Stating& stating) {
   }
 }
 
-}  // namespace
-
 void DescribeSummary(CompoundFile& file, Budget& budget, Stating& stating) {
   const auto elements = file.Elements(0);
   if (!elements) return;
@@ -375,7 +375,7 @@ void DescribeSummary(CompoundFile& file, Budget& budget, Stating& stating) {
     std::string bytes(static_cast<std::size_t>(stream->size()), '\0');
     const std::ptrdiff_t got = file.Read(*stream, 0, bytes);
     bytes.resize(static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0)));
-    DescribeStream(bytes, budget, stating);
+    DescribeProperties(bytes, budget, stating);
     budget.Return(stream->size());
   }
 }
