@@ -103,7 +103,8 @@ void AddJcamp(std::vector<Described>& all) {
            "row 2 YUNITS [y-units] = A\nrow 2 YLABEL [y-label] = Light\n") +
           "x: Wavenumber (1/CM)\ny: Light (A)\n");
   const std::string lines =
-      "##$OWN= 1 $$ one\n##$EMPTY=\n$$ all\n##NOTE=\n  two\n\nlines $$ here  \n$$ and there\n   \n";
+      "##= by hand\n##$OWN= 1 $$ one\n##$EMPTY=\n$$ all\n##NOTE=\n  two\n\nlines $$ here  \n$$ and "
+      "there\n   \n";
   const std::string noted = said(
       "row 2 $OWN [] = 1\nrow 2 $$ [comment] = one\nrow 2 $EMPTY [] = \n"
       "row 2 $$ [comment] = all\nrow 2 NOTE [] =   two\n\nlines\n"
