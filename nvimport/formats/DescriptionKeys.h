@@ -72,6 +72,7 @@ inline constexpr KeySource kJcampKeys[] = {
     {".DETECTOR", "detector"},
     {".RETENTION TIME", "retention-time"},
     {"$$", "comment"},
+    {"##=", "comment"},
 };
 
 inline constexpr KeySource kSpcKeys[] = {

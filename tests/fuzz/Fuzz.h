@@ -110,14 +110,14 @@ inline std::vector<CheckingSink::SeenCell> CellsOf(
 
 // Describes an opened file, whatever became of its read. What it says is of the sheet, and as much
 // as a description may hold.
-inline void DescribeWithinBounds(SpreadsheetFile& file) {
+inline void DescribeWithinBounds(SpreadsheetFile& file, int rows) {
   const int status = file.GetStatus();
   Description description;
   const int described = file.Describe(description);
   Check(described == file.GetStatus() && (status == 0 || described == status),
         "describing returns the status that stands");
   for (const Statement& one : description.statements()) {
-    Check(one.row >= 0 && one.row <= std::max(file.GetNumRows(), 0),
+    Check(one.row >= 0 && one.row <= std::max(rows, 0),
           "the statement is about a row of the sheet");
     Check(!one.label.empty() || !one.value.empty(), "the statement says something");
     Check(one.value.size() <= Description::kLongestValue, "no longer than it may be");
@@ -130,7 +130,7 @@ inline int ReadAsAnnounced(SpreadsheetFile& file, CheckingSink& sink) {
   const int rows = file.GetNumRows();
   const int columns = file.GetNumCols();
   const int status = file.Read(&sink);
-  DescribeWithinBounds(file);
+  DescribeWithinBounds(file, rows);
   if (status != 0 || sink.GetNumberOfRows() < 0) return status;
   Check(sink.GetNumberOfRows() == rows && sink.GetNumberOfColumns() == columns,
         "the read sets the size that was asked before");
@@ -141,7 +141,7 @@ inline int ReadAsAnnounced(SpreadsheetFile& file, CheckingSink& sink) {
 inline int OpenAndRead(SpreadsheetFile& file, const std::string& path,
                        NvImportOpenOptions* options = nullptr, CheckingSink::Beyond beyond = {}) {
   if (const int status = file.Open(true, path.c_str(), options); status != 0) return status;
-  DescribeWithinBounds(file);
+  DescribeWithinBounds(file, file.GetNumRows());
   CheckingSink sink(beyond);
   return ReadAsAnnounced(file, sink);
 }

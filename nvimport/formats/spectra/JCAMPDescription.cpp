@@ -118,6 +118,7 @@ class JCAMPDescriber {
     }
     const std::string_view label = Deblank(line.substr(2, equals - 2));
     Entry entry{std::string(label), Stripped(label), {}};
+    if (label.empty()) entry.label = entry.name = "##=";  // which the format has for comments
     const bool has_comments = entry.name != "TITLE" || rules_.comments_in_titles;
     AddLine(line.substr(equals + 1), has_comments, entry);
     // What follows is the page.

@@ -32,12 +32,21 @@ void SpectraFile::GetErrorMessage(char* buffer, unsigned int size) {
 
 int SpectraFile::Describe(Description& description) {
   if (GetNumCols() < 0 || status_ != kGood) return status_;
-  std::vector<double> x;
   const int points = SheetPoints();
-  x.reserve(static_cast<std::size_t>(points));
-  for (int i = 0; i < points; ++i) x.push_back(axis_.ExactX(FirstSheetPoint() + i));
-  description.SetX(first_point_column_, std::move(x));
-  return description.of_x_alone() ? int{kGood} : DescribeFiles(description);
+  // A file may claim more of them than it has bytes.
+  const std::uint64_t room = static_cast<std::uint64_t>(points) * sizeof(double);
+  const bool has_room = budget_.TakeIfSpare(room, 0);
+  if (has_room) {
+    std::vector<double> x;
+    x.reserve(static_cast<std::size_t>(points));
+    for (int i = 0; i < points; ++i) x.push_back(axis_.ExactX(FirstSheetPoint() + i));
+    description.SetX(first_point_column_, std::move(x));
+  } else {
+    description.AddCut(1);
+  }
+  const int status = description.of_x_alone() ? int{kGood} : DescribeFiles(description);
+  if (has_room) budget_.Return(room);
+  return status;
 }
 
 int SpectraFile::DescribeFiles(Description&) { return kGood; }

@@ -32,8 +32,7 @@ int DigitsOfNames(const SpectrumAxis& axis, int first, int count) {
   x.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) x.push_back(axis.ExactX(first + i));
   if (!std::ranges::is_sorted(x)) std::ranges::sort(x);
-  const auto repeated = std::ranges::unique(x);
-  x.erase(repeated.begin(), repeated.end());
+  x.erase(std::unique(x.begin(), x.end()), x.end());
   int digits = kGeneralDigits;
   FloatText before;
   FloatText name;

@@ -103,7 +103,8 @@ void AddJcamp(std::vector<Described>& all) {
            "row 2 YUNITS [y-units] = A\nrow 2 YLABEL [y-label] = Light\n") +
           "x: Wavenumber (1/CM)\ny: Light (A)\n");
   const std::string lines =
-      "##$OWN= 1 $$ one\n##$EMPTY=\n$$ all\n##NOTE=\n  two\n\nlines $$ here  \n$$ and there\n   \n";
+      "##= by hand\n##$OWN= 1 $$ one\n##$EMPTY=\n$$ all\n##NOTE=\n  two\n\nlines $$ here  \n$$ and "
+      "there\n   \n";
   const std::string noted = said(
       "row 2 $OWN [] = 1\nrow 2 $$ [comment] = one\nrow 2 $EMPTY [] = \n"
       "row 2 $$ [comment] = all\nrow 2 NOTE [] =   two\n\nlines\n"
@@ -391,6 +392,11 @@ void AddSpectraBombs(std::vector<Described>& bombs) {
       Repeated("##PAGE= N=1\n##DATA TABLE= (X++(Y..Y))\n10 1 2 3\n", 60));
   add("60,000 blocks", "", Repeated("##TITLE=\n##END=\n", 60'000));
   add("a value of megabytes", "##A=" + Repeated("x\n", 5'000'000), "");
+  bombs.push_back(
+      {"JCAMP-DX", "points that are only claimed", jcamp,
+       JCAMPFixture{.labels = "##A=" + std::string(200'000, 'x') + "\n", .points = "13000000"}
+           .Bytes(),
+       ""});
   SpcFixture spc{.points = 0};
   for (int i = 0; i < 100'000; ++i) spc.Add(std::vector<float>{});
   const std::string head = Bytes(~0U) + Bytes(0U) + Bytes(64U) + std::string(52, '\0');
