@@ -5,6 +5,7 @@
 #include <ctime>
 #include <set>
 
+#include "nvimport/framework/Description.h"
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/FormatRegistry.h"
 #include "nvimport/framework/SprFileFactory.h"
@@ -63,6 +64,10 @@ std::string ReadWithin(SpreadsheetFile& reader, const MemoryFile& file, std::siz
   const AllocationCounter memory;
   const std::clock_t start = std::clock();
   if (reader.Open(true, file.path(), nullptr) == 0 && reader.GetNumCols() >= 0) reader.Read(&sink);
+  {
+    Description description;
+    reader.Describe(description);
+  }
   reader.Close();
   const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
   const auto bytes = static_cast<double>(size);

@@ -1,6 +1,7 @@
 #include "nvimport/formats/spectra/SpectraFile.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <system_error>
 
@@ -33,8 +34,8 @@ void SpectraFile::GetErrorMessage(char* buffer, unsigned int size) {
 int SpectraFile::Describe(Description& description) {
   if (GetNumCols() < 0 || status_ != kGood) return status_;
   const int points = SheetPoints();
-  // A file may claim more of them than it has bytes.
-  const std::uint64_t room = static_cast<std::uint64_t>(points) * sizeof(double);
+  // A file may claim more of them than it has bytes. They are handed on once.
+  const std::uint64_t room = 2 * sizeof(double) * static_cast<std::uint64_t>(points);
   const bool has_room = budget_.TakeIfSpare(room, 0);
   if (has_room) {
     std::vector<double> x;
@@ -79,7 +80,15 @@ void SpectraFile::NamePoints(PointNames names, int first, int count) const {
 }
 
 int SpectraFile::DigitsOfNames(int first, int count) const {
-  return six_digit_names_ ? kGeneralDigits : nvimport::DigitsOfNames(axis_, first, count);
+  constexpr std::uint64_t kPerName = 16;  // in bytes that are gone through
+  if (six_digit_names_) return kGeneralDigits;
+  Budget budget = budget_;
+  if (budget.Work(kPerName * static_cast<std::uint64_t>(count)))
+    return nvimport::DigitsOfNames(axis_, first, count);
+  // Of more points than the file can hold; these are as many as may be needed.
+  const double largest = std::max(std::fabs(axis_.first), std::fabs(axis_.last));
+  const double digits = std::ceil(std::log10(largest / std::fabs(axis_.spacing))) + 1;
+  return digits >= kGeneralDigits && digits < kMostDigits ? static_cast<int>(digits) : kMostDigits;
 }
 
 bool SpectraFile::SetFloats(ReadSpreadSheetData& sink, int row, int first, int count,

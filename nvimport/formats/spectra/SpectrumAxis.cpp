@@ -27,21 +27,28 @@ double SpectrumGrid::ExactX(int point) const {
 }
 
 int DigitsOfNames(const SpectrumAxis& axis, int first, int count) {
-  constexpr int kMostDigits = 17;
-  std::vector<double> x;
-  x.reserve(static_cast<std::size_t>(count));
-  for (int i = 0; i < count; ++i) x.push_back(axis.ExactX(first + i));
-  if (!std::ranges::is_sorted(x)) std::ranges::sort(x);
-  x.erase(std::unique(x.begin(), x.end()), x.end());
+  const auto exact = [&](int i) { return axis.ExactX(first + i); };
+  // Those of a file may be in any order; what lies evenly has no room of its own.
+  std::vector<double> sorted;
+  for (int i = 1; i < count && !axis.is_even(); ++i) {
+    if (exact(i - 1) <= exact(i)) continue;
+    for (int j = 0; j < count; ++j) sorted.push_back(exact(j));
+    std::ranges::sort(sorted);
+    break;
+  }
+  const auto x = [&](int i) {
+    return sorted.empty() ? exact(i) : sorted[static_cast<std::size_t>(i)];
+  };
   int digits = kGeneralDigits;
   FloatText before;
   FloatText name;
-  const auto write = [&](double value, FloatText& text) { FormatGeneral(value, text, 0, digits); };
   // Those before a name that needs more digits differ with more of them too.
-  for (std::size_t i = 1; i < x.size() && digits < kMostDigits;) {
-    write(x[i - 1], before);
-    write(x[i], name);
-    if (std::strcmp(before.data(), name.data()) == 0)
+  for (int i = 1; i < count && digits < kMostDigits;) {
+    const double left = x(i - 1);
+    const double right = x(i);
+    FormatGeneral(left, before, 0, digits);
+    FormatGeneral(right, name, 0, digits);
+    if (left != right && std::strcmp(before.data(), name.data()) == 0)
       ++digits;
     else
       ++i;

@@ -47,15 +47,15 @@ struct SpectrumAxis : SpectrumGrid {
     return values.empty() ? SpectrumGrid::X(point) : values[static_cast<std::size_t>(point)];
   }
 
+  bool is_even() const { return floats.empty() && starts.empty() && values.empty(); }
+
   // Points that are all there are exact.
-  double ExactX(int point) const {
-    return floats.empty() && starts.empty() && values.empty() ? SpectrumGrid::ExactX(point)
-                                                              : X(point);
-  }
+  double ExactX(int point) const { return is_even() ? SpectrumGrid::ExactX(point) : X(point); }
 };
 
 // The fewest digits, six or more, with which the names of so many points differ where their x
 // values do.
+inline constexpr int kMostDigits = 17;
 NVIMPORT_API int DigitsOfNames(const SpectrumAxis& axis, int first, int count);
 
 // A short file may announce this many points or spectra that it does not hold; more is a claim that
