@@ -106,7 +106,8 @@ void AddJcamp(std::vector<Described>& all) {
       "##= by hand\n##$OWN= 1 $$ one\n##$EMPTY=\n$$ all\n##NOTE=\n  two\n\nlines $$ here  \n$$ and "
       "there\n   \n";
   const std::string noted = said(
-      "row 2 $OWN [] = 1\nrow 2 $$ [comment] = one\nrow 2 $EMPTY [] = \n"
+      "row 2 ##= [comment] = by hand\nrow 2 $OWN [] = 1\nrow 2 $$ [comment] = one\nrow 2 $EMPTY [] "
+      "= \n"
       "row 2 $$ [comment] = all\nrow 2 NOTE [] =   two\n\nlines\n"
       "row 2 $$ [comment] = here\nand there\n");
   add("labels of one's own, lines and comments", with(lines), noted);
