@@ -229,7 +229,7 @@ class Stating {
   [[nodiscard]] bool StateWithin(Budget& budget, std::string_view label, std::string_view value) {
     return TakeFor(budget, label, value) && (State(label, value), true);
   }
-  // Draws what a statement takes, in a list that moves as it grows.
+  // Draws what a statement takes, here and where it is handed on.
   [[nodiscard]] bool TakeFor(Budget& budget, std::string_view label, std::string_view value) {
     if (budget.Take(3 * Description::kForEach + label.size() + value.size())) return true;
     description_.AddCut(1);

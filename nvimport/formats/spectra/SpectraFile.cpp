@@ -88,7 +88,8 @@ int SpectraFile::DigitsOfNames(int first, int count) const {
   // Of more points than the file can hold; these are as many as may be needed.
   const double largest = std::max(std::fabs(axis_.first), std::fabs(axis_.last));
   const double digits = std::ceil(std::log10(largest / std::fabs(axis_.spacing))) + 1;
-  return digits >= kGeneralDigits && digits < kMostDigits ? static_cast<int>(digits) : kMostDigits;
+  return digits >= kGeneralDigits && digits < kMostNameDigits ? static_cast<int>(digits)
+                                                              : kMostNameDigits;
 }
 
 bool SpectraFile::SetFloats(ReadSpreadSheetData& sink, int row, int first, int count,

@@ -43,7 +43,7 @@ int DigitsOfNames(const SpectrumAxis& axis, int first, int count) {
   FloatText before;
   FloatText name;
   // Those before a name that needs more digits differ with more of them too.
-  for (int i = 1; i < count && digits < kMostDigits;) {
+  for (int i = 1; i < count && digits < kMostNameDigits;) {
     const double left = x(i - 1);
     const double right = x(i);
     FormatGeneral(left, before, 0, digits);

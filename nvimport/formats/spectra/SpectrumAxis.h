@@ -55,7 +55,7 @@ struct SpectrumAxis : SpectrumGrid {
 
 // The fewest digits, six or more, with which the names of so many points differ where their x
 // values do.
-inline constexpr int kMostDigits = 17;
+inline constexpr int kMostNameDigits = 17;
 NVIMPORT_API int DigitsOfNames(const SpectrumAxis& axis, int first, int count);
 
 // A short file may announce this many points or spectra that it does not hold; more is a claim that
