@@ -51,8 +51,8 @@ bool Read(const char* path, int format, ReadSpreadSheetData& sink) {
 }
 
 template <typename Sums>
-int SumCells(const char* path, int format, const Sums& sums) {
-  SummingSink<Sums> sink(sums);
+int SumCells(const char* path, int format, const Sums& sums, bool whole) {
+  SummingSink<Sums> sink(sums, whole);
   const bool good = Read(path, format, sink);
   const CellSums total = sink.Total();
   std::printf("cells=%llu sum=%llu d=%.10g\n", static_cast<unsigned long long>(total.cells),
@@ -85,17 +85,18 @@ int StoreCells(const char* path, int format, bool takes_numbers) {
 int main(int count, char** arguments) {
   using namespace nvimport;
   const bool takes_numbers = count > 1 && std::string_view(arguments[1]) == "--numbers";
+  const bool whole = count > 1 && std::string_view(arguments[1]) == "--whole";
   const bool stores = takes_numbers || (count > 1 && std::string_view(arguments[1]) == "--store");
-  count -= stores ? 1 : 0;
-  arguments += stores ? 1 : 0;
+  count -= stores || whole ? 1 : 0;
+  arguments += stores || whole ? 1 : 0;
   if (count < 2) return 2;
   const char* path = arguments[1];
   int format = count > 2 ? std::atoi(arguments[2]) : 0;
   if (format == 0) format = ChooseFormat(BuiltInFormats(), path);
   if (format < 1) return 3;
   if (stores) return StoreCells(path, format, takes_numbers);
-  if (count < 6) return SumCells(path, format, LaneSums());
+  if (count < 6) return SumCells(path, format, LaneSums(), whole);
   return SumCells(
       path, format,
-      TableSums(std::atoi(arguments[3]), std::atoi(arguments[4]), std::atoi(arguments[5])));
+      TableSums(std::atoi(arguments[3]), std::atoi(arguments[4]), std::atoi(arguments[5])), whole);
 }

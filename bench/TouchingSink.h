@@ -9,11 +9,16 @@ namespace nvimport {
 template <typename Sums>
 class SummingSink final : public ReadSpreadSheetData {
  public:
-  explicit SummingSink(const Sums& sums = Sums{}) : sums_(sums) {}
+  explicit SummingSink(const Sums& sums = Sums{}, bool takes_exact = false)
+      : sums_(sums), takes_exact_(takes_exact) {}
 
   using ReadSpreadSheetData::Set;
   void Set(int column, int row, const char* text) override { sums_.Text(column, row, text); }
   void Set(int column, int row, float value) override { sums_.Number(column, row, value); }
+  bool TakesExact() override { return takes_exact_; }
+  void SetExact(int column, int row, double value) override {
+    sums_.Number(column, row, static_cast<float>(value));
+  }
   void SetDataSize(int, int) override {}
   int GetNumberOfColumns() override { return 0; }
   int GetNumberOfRows() override { return 0; }
@@ -22,6 +27,7 @@ class SummingSink final : public ReadSpreadSheetData {
 
  private:
   Sums sums_;
+  bool takes_exact_;
 };
 using TouchingSink = SummingSink<LaneSums>;
 
