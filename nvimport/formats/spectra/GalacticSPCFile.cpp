@@ -75,6 +75,12 @@ struct GalacticSPCFile::File {
   }
 };
 
+// Of x values in the axis of the sheet.
+struct GalacticSPCFile::Places {
+  XPlaces<float> of_arrays;  // where sub-files have their own
+  XPlaces<double> of_files;  // where files have others
+};
+
 GalacticSPCFile::GalacticSPCFile(GalacticSPCRules rules)
     : SpectraFile("GalacticSPCFile", kTexts, kFirstPointColumn),
       rules_(rules),
@@ -201,9 +207,53 @@ int GalacticSPCFile::UniteX() {
   return kGood;
 }
 
+// The same of files of which some have other x values than others.
+int GalacticSPCFile::UniteFiles() {
+  XUnion<double> all(budget_);
+  const auto add = [&](const auto& x_at, int points) {
+    if (points < 0 || !budget_.Take(static_cast<std::uint64_t>(points) * sizeof(double)))
+      return false;
+    std::vector<double> x;
+    x.reserve(static_cast<std::size_t>(points));
+    for (int i = 0; i < points; ++i) x.push_back(x_at(i));
+    if (!std::ranges::is_sorted(x, IsBefore)) std::ranges::sort(x, IsBefore);
+    return all.Add(std::move(x));
+  };
+  for (const File& file : files_) {
+    const SpcFile& layout = file.layout;
+    if (layout.ClaimsTooMuch()) return Fail(kSpcCutShort);
+    if (!layout.has_own_x) {
+      if (!add([&](int i) { return layout.X(i); }, layout.axis.points)) break;
+      continue;
+    }
+    InputFile input(file.path.c_str());
+    if (!input.is_open()) return Fail(kSpcNoFile);
+    SpcSubFiles sub_files(layout, input, *reader_, budget_);
+    while (sub_files.number() < layout.sub_files && sub_files.Next()) {
+      const std::vector<float>& x = sub_files.own_x();
+      const auto x_at = [&](int i) { return double{x[static_cast<std::size_t>(i)]}; };
+      if (!add(x_at, static_cast<int>(x.size()))) break;
+    }
+  }
+  axis_ = {};
+  axis_.values = all.Take();
+  if (budget_.overdrawn()) return Fail(kOverBudget);
+  if (axis_.values.size() > INT_MAX) return Fail(kNoSize);
+  axis_.points = static_cast<int>(axis_.values.size());
+  if (axis_.points > 0) {
+    axis_.first = axis_.values.front();
+    axis_.last = axis_.values.back();
+  }
+  axis_.spacing = SpcSpacing(axis_);
+  unites_files_ = true;
+  return kGood;
+}
+
 int GalacticSPCFile::CheckFiles() {
+  unites_files_ = false;
   if (files_.empty()) return kSpcNoFilesSelected;
   const SpcFile& first = files_.front().layout;
+  axis_.values = {};
   static_cast<SpectrumGrid&>(axis_) = first.axis;
   // Those of own x arrays are united.
   if (!first.has_own_x) axis_.floats = first.x;
@@ -227,6 +277,10 @@ int GalacticSPCFile::SetOptions(GivenOptions& given, OptionPairs& choices) {
   for (int check = CheckFiles(); check != kGood; check = CheckFiles()) {
     const std::size_t count = files_.size();
     if (check != kSpcSpacingDiffers && check != kSpcXArraysDiffer) return Fail(check);
+    if (!rules_.one_grid) {
+      if (UniteFiles() != kGood) return status_;
+      break;
+    }
     if (AskForFiles(check) != kGood) return status_;
     // Whoever chooses all of them again will never choose fewer.
     if (files_.size() == count) return Fail(check);
@@ -324,7 +378,7 @@ int GalacticSPCFile::ReadSpectra(const File& file, ReadSpreadSheetData& sink, in
   InputFile input(file.path.c_str());
   if (!input.is_open()) return Fail(kSpcNoFile);
   SpcSubFiles sub_files(file.layout, input, *reader_, budget_);
-  XPlaces<float> places(axis_.floats, budget_);
+  Places places{{axis_.floats, budget_}, {axis_.values, budget_}};
   while (sub_files.number() < file.layout.sub_files && row >= 0) {
     // Only whole sub-files are delivered.
     const bool is_whole = sub_files.Next() && sub_files.is_whole();
@@ -336,28 +390,38 @@ int GalacticSPCFile::ReadSpectra(const File& file, ReadSpreadSheetData& sink, in
     if (file.layout.sub_files + file.cut > 1) name += "_" + std::to_string(sub_files.number());
     sink.Set(1, row, row - 1);
     sink.Set(2, row, name.c_str());
-    if (!SetPoints(sub_files, file.layout.has_own_x ? &places : nullptr, sink, row))
+    if (!SetPoints(file.layout, sub_files, places, sink, row))
       return Fail(budget_.overdrawn() ? int{kOverBudget} : int{kSpcCutShort});
   }
   return kGood;
 }
 
-// The points of a sub-file with an x array of its own have `places` in the axis of the sheet.
-bool GalacticSPCFile::SetPoints(SpcSubFiles& sub_files, XPlaces<float>* places,
+bool GalacticSPCFile::SetPoints(const SpcFile& layout, SpcSubFiles& sub_files, Places& places,
                                 ReadSpreadSheetData& sink, int row) {
   const int points = sub_files.points();
-  if (places == nullptr) {
-    const int before = std::min(first_index(), points);
-    return sub_files.TakeValues(before, std::min(interval_size(), points - before),
-                                [values = ValueSink(sink), row](int i, auto value) {
-                                  values.Set(kFirstPointColumn + i, row, value);
-                                });
+  const auto own_x = [&](int i) { return sub_files.own_x()[static_cast<std::size_t>(i)]; };
+  if (unites_files_) {
+    const auto x_at = [&](int i) { return layout.has_own_x ? double{own_x(i)} : layout.X(i); };
+    return SetPlaced(places.of_files, x_at, sub_files, sink, row);
   }
-  const std::vector<float>& x = sub_files.own_x();
-  return places->Begin(std::ranges::is_sorted(x, IsBefore)) &&
+  if (layout.has_own_x) return SetPlaced(places.of_arrays, own_x, sub_files, sink, row);
+  const int before = std::min(first_index(), points);
+  return sub_files.TakeValues(before, std::min(interval_size(), points - before),
+                              [values = ValueSink(sink), row](int i, auto value) {
+                                values.Set(kFirstPointColumn + i, row, value);
+                              });
+}
+
+// The points of a sub-file whose x are `x_at` have `places` in the axis of the sheet.
+template <typename X, typename XAt>
+bool GalacticSPCFile::SetPlaced(XPlaces<X>& places, XAt x_at, SpcSubFiles& sub_files,
+                                ReadSpreadSheetData& sink, int row) {
+  const int points = sub_files.points();
+  bool is_sorted = true;
+  for (int i = 1; i < points && is_sorted; ++i) is_sorted = !IsBefore(x_at(i), x_at(i - 1));
+  return places.Begin(is_sorted) &&
          sub_files.TakeValues(0, points, [&, values = ValueSink(sink)](int i, auto value) {
-           const auto place = static_cast<int>(places->Of(x[static_cast<std::size_t>(i)]));
-           const int point = place - first_index();
+           const int point = static_cast<int>(places.Of(x_at(i))) - first_index();
            if (point >= 0 && point < interval_size())
              values.Set(kFirstPointColumn + point, row, value);
          });

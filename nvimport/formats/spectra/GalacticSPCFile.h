@@ -14,6 +14,7 @@ class BlockReader;
 class GivenOptions;
 class InputFile;
 class SpcSubFiles;
+struct SpcFile;
 template <typename X>
 class XPlaces;
 
@@ -22,6 +23,7 @@ struct GalacticSPCRules {
   bool one_spectrum_of_old_files = true;  // the further spectra of a file of the old layout
   bool refuse_other_byte_order = true;    // files of version L
   bool refuse_own_x_arrays = true;        // files whose spectra have an x axis each
+  bool one_grid = true;                   // sets of files of which some have other x values
   bool names_of_six_digits = true;        // the difference between the names of close points
   bool refuse_cut_files = true;           // the whole spectra of a file that is cut
 
@@ -67,15 +69,21 @@ class NVIMPORT_API GalacticSPCFile : public SpectraFile {
   int ReadHeaderInfo(File& file);
   int LeaveOutCut(File& file, InputFile& input);
   int UniteX();
+  int UniteFiles();
   int SetOptions(GivenOptions& given, OptionPairs& choices);
   int AskForFiles(int status);
   int SetHeads(ReadSpreadSheetData& sink, int row);
   int ReadSpectra(const File& file, ReadSpreadSheetData& sink, int& row);
-  bool SetPoints(SpcSubFiles& sub_files, XPlaces<float>* places, ReadSpreadSheetData& sink,
+  struct Places;
+  bool SetPoints(const SpcFile& layout, SpcSubFiles& sub_files, Places& places,
+                 ReadSpreadSheetData& sink, int row);
+  template <typename X, typename XAt>
+  bool SetPlaced(XPlaces<X>& places, XAt x_at, SpcSubFiles& sub_files, ReadSpreadSheetData& sink,
                  int row);
 
   GalacticSPCRules rules_;
   bool opened_ = false;
+  bool unites_files_ = false;  // of which some have other x values
   std::vector<File> files_;
   bool text_names_ = false;
   bool x_row_ = false;

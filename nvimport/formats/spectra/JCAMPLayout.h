@@ -138,8 +138,8 @@ struct JCAMPRecord {
 // Returns false when it wants no more.
 using JCAMPRecordTaker = std::function<bool(const JCAMPRecord&)>;
 
-// Adds the blocks of the next file, and gives `take` each record of it where there is one. Returns a
-// JCAMPStatus or 0.
+// Adds the blocks of the next file, and gives `take` each record of it where there is one. Returns
+// a JCAMPStatus or 0.
 int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout, Budget& budget,
                     const JCAMPRecordTaker& take = {});
 

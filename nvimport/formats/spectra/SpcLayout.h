@@ -47,6 +47,11 @@ struct SpcFile {
   std::uint64_t data = 0;  // where the first sub-file begins
   std::uint64_t size = 0;  // of the file
 
+  // The x of a point of sub-files that have none of their own.
+  double X(int point) const {
+    return has_x_array ? static_cast<double>(x[static_cast<std::size_t>(point)])
+                       : axis.ExactX(point);
+  }
   std::size_t ValueSize(int of_exponent) const {
     return is_16_bit && of_exponent != kFloats ? 2 : 4;
   }

@@ -293,7 +293,7 @@ void DIFFile::WriteCell(WriteSpreadSheetData& source, int column, int row, Lossy
   if (source.IsNumber(column, row)) {
     FloatText number;
     const char* const end =
-        FormatGeneral(static_cast<double>(source.GetNumber(column, row)), number);
+        FormatGeneral(source.GetExact(column, row).value_or(source.GetNumber(column, row)), number);
     std::string text(static_cast<const char*>(number.data()), end);
     // Kept: a number with an exponent is left to the source.
     if (text.find('e') != std::string::npos) text = text_of();

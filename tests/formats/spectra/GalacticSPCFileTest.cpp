@@ -190,6 +190,25 @@ TEST_F(SpcSet, FilesThatFitAreOneSheet) {
   EXPECT_EQ(ImportPath(Paths({"a.spc", "bad.spc", "c.spc"})).status, 2563);
 }
 
+TEST_F(SpcSet, FilesThatDoNotStandUnderTheirOwnXWithoutTheHabit) {
+  GalacticSPCRules rules;
+  rules.one_grid = false;
+  const auto import = [&](const std::vector<std::string>& names, const char* pairs) {
+    GalacticSPCFile file(rules);
+    return ImportFile(file, Paths(names), pairs).Summary();
+  };
+  Put("later.spc",
+      SpcFixture{.flags = 0x01, .exponent = 16, .first_x = 13, .last_x = 15}.Add(Shorts{1, 2, 3}));
+  EXPECT_EQ(import({"a.spc", "later.spc", "x.spc"}, "range=1,0"),
+            "'Primary ID' | 'Name' | 1 | 2 | 3 | 10 | 12 | 13 | 14 | 15\n"
+            "1 | 'a.spc' | . | . | . | 1 | 2 | . | 3 | .\n"
+            "2 | 'later.spc' | . | . | . | . | . | 1 | 2 | 3\n"
+            "3 | 'x.spc' | 1 | 2 | 3 | . | . | . | . | .\n");
+  EXPECT_EQ(import({"a.spc", "later.spc"}, "range=3,4;names=text"),
+            "'Primary ID' | 'Name' | 't 13' | 't 14'\n1 | 'a.spc' | . | 3\n"
+            "2 | 'later.spc' | 1 | 2\n");
+}
+
 TEST_F(SpcSet, FilesThatDoNotAreChosenFrom) {
   const struct {
     std::vector<std::string> files;
