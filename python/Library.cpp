@@ -242,7 +242,8 @@ std::vector<ListedFormat> ListFormats() {
 }
 
 std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& path,
-                                  const std::string& format, bool overwrite) {
+                                  const std::string& format, bool overwrite,
+                                  std::vector<std::string>& notes) {
   const py::gil_scoped_release others_go_on;
   if (auto refusal = PrepareFormats()) return refusal;
   const std::string name = format.empty() ? NvGetFileExtension(path) : format;
@@ -262,6 +263,7 @@ std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& pa
   ExportRequest request{path, *output};
   request.replaces = overwrite;
   request.progress = [&](auto, auto) { return signals.GoOn(); };
+  request.note = [&](const std::string& note) { notes.push_back(note); };
   const auto failure = ExportSheet(sheet, request);
   if (signals.IsCancelled()) {
     refusal.kind = Refusal::Kind::kCancelled;

@@ -94,8 +94,10 @@ struct ListedFormat {
 
 std::vector<ListedFormat> ListFormats();
 
-// Writes a sheet; `format` decides where the extension can't.
+// Writes a sheet; `format` decides where the extension can't. `notes` are told of cells that may
+// not read back.
 std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& path,
-                                  const std::string& format, bool overwrite);
+                                  const std::string& format, bool overwrite,
+                                  std::vector<std::string>& notes);
 
 }  // namespace nvimport

@@ -138,9 +138,11 @@ ExportResult Export(MemorySheet& sheet, const std::string& path, const ExportKin
   ExportRequest request{path, kind.format};
   request.replaces = true;
   request.progress = [&](auto row, auto rows) { return progress.Advance(row, rows); };
+  QStringList notes;
+  request.note = [&](const std::string& note) { notes.push_back(FromBytes(note)); };
   std::optional<Failure> failure;
   const std::string thrown = Thrown([&] { failure = ExportSheet(sheet, request); });
-  if (!failure && thrown.empty()) return {true, std::nullopt};
+  if (!failure && thrown.empty()) return {true, notes, std::nullopt};
   if (progress.stopped()) return {};
   Trouble trouble{
       FromBytes(thrown), {}, FromBytes(path), QObject::tr("Choose another place or another type.")};

@@ -49,6 +49,7 @@ std::vector<ExportKind> ExportKinds();
 
 struct ExportResult {
   bool written = false;
+  QStringList notes;               // on cells that may not read back
   std::optional<Trouble> trouble;  // none when the user cancelled
 };
 

@@ -485,6 +485,7 @@ void MainWindow::ExportTo(const QString& path, std::size_t kind) {
         else
           statusBar()->showMessage(result->written ? tr("Written.") : tr("Nothing was written."),
                                    kMessageTime);
+        for (const QString& note : result->notes) notes_->addItem(tr("Written: %1").arg(note));
         emit Finished();
       });
 }

@@ -9,6 +9,7 @@ import os
 import pathlib
 import shutil
 import tempfile
+import warnings
 from collections.abc import Iterator, Mapping, Sequence
 from typing import IO, Any, NamedTuple, NoReturn, Union
 
@@ -211,7 +212,8 @@ def write(
     The extension of the path decides the format (.csv, .tsv, .jsonl, .txt, .dif), or `format` does. NaN
     and None are missing cells; numbers are written with the digits that read back to the same, whole
     ones of any size. A data frame's column names become the first row, and its index the first column
-    unless it only counts. The file appears when it is whole.
+    unless it only counts. The file appears when it is whole; of cells that may not read back a
+    warning tells.
 
     >>> nvimport.write("wheat.csv", nvimport.read("wheat.txt"))
     >>> nvimport.read("wheat.csv").shape
@@ -219,8 +221,10 @@ def write(
     """
     cells = data._data if isinstance(data, Sheet) else _cells_of(data)
     shown = os.fspath(path)
-    refusal = _nvimport.write_cells(cells, os.fsencode(shown), format or "", overwrite)
+    refusal, notes = _nvimport.write_cells(cells, os.fsencode(shown), format or "", overwrite)
     _check(refusal, os.fsdecode(shown))
+    for note in notes:
+        warnings.warn(note, stacklevel=2)
 
 
 @contextlib.contextmanager

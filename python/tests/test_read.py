@@ -144,6 +144,8 @@ def test_what_is_written_is_read_again():
         ["r1", "1", "x", "0.1", "2024-05-06", "a"],
         ["r2", "1099511627776", None, None, None, "2.5"],
     ]
+    with pytest.warns(UserWarning, match="1 cell holds the delimiter"):
+        nvimport.write("broken.txt", np.array([["a\tb"]], dtype=object))
     nvimport.write("t.csv", frame)
     assert nvimport.read("t.csv").cells.tolist() == expected
     for name in ("t.txt", "t.dif", "t.tsv"):

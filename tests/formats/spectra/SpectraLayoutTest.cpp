@@ -36,7 +36,7 @@ std::string Line(const std::string& name, const SpectrumAxis& axis,
 
 std::vector<float> Floats(BlockReader& reader, int count) {
   std::vector<float> values;
-  const auto take = [&](int, float value) { values.push_back(value); };
+  const auto take = [&](int, double value) { values.push_back(value); };
   TakeStoredValues<float, std::endian::little>(reader, count, take);
   return values;
 }
@@ -83,7 +83,8 @@ std::string Spc(InputFile file, const std::string&) {
     SpectrumAxis axis{layout.axis, {}, layout.x};
     if (layout.has_own_x) axis = {{}, {}, sub_files.own_x()};
     std::vector<float> values;
-    sub_files.TakeValues(0, sub_files.points(), [&](int, float value) { values.push_back(value); });
+    sub_files.TakeValues(0, sub_files.points(),
+                         [&](int, double value) { values.push_back(static_cast<float>(value)); });
     lines += Line(std::to_string(sub_files.number()), axis, values);
   }
   return lines;
