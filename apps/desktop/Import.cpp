@@ -150,7 +150,7 @@ ExportResult Export(MemorySheet& sheet, const std::string& path, const ExportKin
     trouble.text = FromBytes(failure->text);
     trouble.detail = FromBytes(failure->Explanation());
   }
-  return {false, std::move(trouble)};
+  return {false, {}, std::move(trouble)};
 }
 
 QStringList OpenFilters(int& first) {
