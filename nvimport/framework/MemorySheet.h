@@ -21,12 +21,12 @@ enum class NumberKind : char { kFloat, kDouble, kWhole };
 
 // A cell as MemorySheet shows it.
 struct MemoryCell {
-  CellKind kind = CellKind::kMissing;  // which of those below count, if any
-  float number = 0;                    // of a number cell, the nearest one
-  std::string_view text{};             // NUL-terminated; valid until the sheet changes
-  NumberKind number_kind = NumberKind::kFloat;
-  double wide = 0;      // of a double or a whole number, the nearest one
-  long long whole = 0;  // of a whole number
+  CellKind kind = CellKind::kMissing;           // which of those below count, if any
+  float number = 0;                             // of a number cell, the nearest one
+  std::string_view text{};                      // NUL-terminated; valid until the sheet changes
+  NumberKind number_kind = NumberKind::kFloat;  // of a number cell
+  double wide = 0;                              // of a double or a whole number, the nearest one
+  long long whole = 0;                          // of a whole number
 
   // The number of a number cell as far as a double holds it.
   double exact() const {

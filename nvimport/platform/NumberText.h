@@ -24,12 +24,16 @@ using FloatText = std::array<char, 32>;
 
 // The shortest text that reads back to the same number of its type, NUL-terminated in `buffer`.
 NVIMPORT_API std::string_view FormatFloat(float value, FloatText& buffer);
+// The same of a double.
 NVIMPORT_API std::string_view FormatDouble(double value, FloatText& buffer);
+// The same of a whole number.
 NVIMPORT_API std::string_view FormatWhole(long long value, FloatText& buffer);
+
+// The digits of C's "%g".
+inline constexpr int kGeneralDigits = 6;
 
 // Writes `value` as C's "%g" does, digit for digit, with its NUL, and returns the end; with more
 // digits than that has, at most 17, as "%.*g" does.
-inline constexpr int kGeneralDigits = 6;
 NVIMPORT_API char* FormatGeneral(double value, FloatText& buffer, std::size_t at = 0,
                                  int digits = kGeneralDigits);
 

@@ -8,6 +8,7 @@
 #include "nvimport/formats/spectra/PointNames.h"
 #include "nvimport/formats/spectra/SpcDescription.h"
 #include "nvimport/formats/spectra/SpcLayout.h"
+#include "nvimport/formats/spectra/ValueSink.h"
 #include "nvimport/formats/spectra/XUnion.h"
 #include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/OptionPairs.h"

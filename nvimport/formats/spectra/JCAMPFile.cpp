@@ -12,6 +12,7 @@
 #include "nvimport/formats/spectra/JCAMPLayout.h"
 #include "nvimport/formats/spectra/JCAMPPages.h"
 #include "nvimport/formats/spectra/PointNames.h"
+#include "nvimport/formats/spectra/ValueSink.h"
 #include "nvimport/formats/spectra/XUnion.h"
 #include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/OptionPairs.h"

@@ -65,23 +65,6 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
     if (columns_.Holds(column)) sink.Set(column, row, value);
   }
 
-  // Sets values as the file has them.
-  class ValueSink {
-   public:
-    explicit ValueSink(ReadSpreadSheetData& sink) : sink_(sink), takes_exact_(sink.TakesExact()) {}
-    void Set(int column, int row, float value) const { sink_.Set(column, row, value); }
-    void Set(int column, int row, double value) const {
-      if (takes_exact_)
-        sink_.SetExact(column, row, value);
-      else
-        sink_.Set(column, row, static_cast<float>(value));
-    }
-
-   private:
-    ReadSpreadSheetData& sink_;
-    bool takes_exact_;
-  };
-
   // Kept: names have six digits, though x values may differ less, and x values are added up from
   // the spacing. Else there are as many digits as the names of so many points take, from `first`
   // on.

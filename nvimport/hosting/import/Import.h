@@ -45,7 +45,7 @@ struct ImportRequest {
                                // taken, where there is one
   CWnd* parent = nullptr;      // the host's window, passed to the dialogs
   std::function<bool(const ImportProgress& progress)> progress{};  // false stops the import
-  Describing describing = Describing::kNothing;
+  Describing describing = Describing::kNothing;                    // the result's description
   HostWords words{};  // how failures call the ways out of them
 };
 

@@ -36,7 +36,7 @@ std::string Line(const std::string& name, const SpectrumAxis& axis,
 
 std::vector<float> Floats(BlockReader& reader, int count) {
   std::vector<float> values;
-  const auto take = [&](int, double value) { values.push_back(value); };
+  const auto take = [&](int, float value) { values.push_back(value); };
   TakeStoredValues<float, std::endian::little>(reader, count, take);
   return values;
 }
