@@ -56,6 +56,10 @@ struct JCAMPNumbers {
   double x_factor = 1;
   double y_factor = 1;
   double delta_x = 0;
+  // Of the x values, what the decimal numbers are beyond the doubles next to them.
+  double first_rest = 0;
+  double last_rest = 0;
+  double delta_rest = 0;
 };
 
 // Bit by bit, no numbers too.
@@ -138,8 +142,8 @@ struct JCAMPRecord {
 // Returns false when it wants no more.
 using JCAMPRecordTaker = std::function<bool(const JCAMPRecord&)>;
 
-// Adds the blocks of the next file, and gives `take` each record of it where there is one. Returns a
-// JCAMPStatus or 0.
+// Adds the blocks of the next file, and gives `take` each record of it where there is one. Returns
+// a JCAMPStatus or 0.
 int ReadJCAMPLayout(JCAMPLines& lines, const JCAMPRules& rules, JCAMPLayout& layout, Budget& budget,
                     const JCAMPRecordTaker& take = {});
 
