@@ -123,7 +123,7 @@ class JCAMPDescriber {
     AddLine(line.substr(equals + 1), has_comments, entry);
     // What follows is the page.
     while (!text.empty() && !record.has_page && entry.value.size() <= Description::kLongestValue)
-      AddLine(TakeLine(text), has_comments, entry);
+      AddLine(TakeLine(text), true, entry);
     const bool goes_on = size > bytes.size() && bytes.size() >= BlockReader::kSize;
     if (goes_on && entry.value.size() <= Description::kLongestValue) statements_.AddCut();
     entry.value = Outer(entry.value);

@@ -7,9 +7,11 @@
 
 #include <array>
 #include <bit>
+#include <charconv>
 #include <climits>
 #include <cmath>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -66,6 +68,60 @@ std::optional<double> LabelNumber(std::string_view value, bool loose) {
   const char mark = value.find(',') != std::string_view::npos ? ',' : '.';
   const auto number = ParseNumber(value, mark);
   return number || !loose ? number : NumberWithUnit(value, mark);
+}
+
+// What the number that a label's value begins with is beyond `nearest`, the double next to it, in
+// as many digits again.
+double RestOfNumber(std::string_view value, double nearest) {
+  struct Twice {
+    double high;
+    double low;
+  };
+  const auto sum = [](double a, double b) {
+    const double whole = a + b;
+    const double part = whole - a;
+    return Twice{whole, (a - (whole - part)) + (b - part)};
+  };
+  constexpr int kMostDigits = 32;  // of more both doubles together can't hold
+  constexpr int kMostScale = 320;
+  Twice number{0, 0};
+  int digits = 0;
+  int scale = 0;
+  bool is_fraction = false;
+  std::size_t at = value.starts_with('-') || value.starts_with('+') ? 1 : 0;
+  for (; at < value.size(); ++at) {
+    const char c = value[at];
+    if ((c == '.' || c == ',') && !is_fraction) {
+      is_fraction = true;
+    } else if (c < '0' || c > '9') {
+      break;
+    } else if (digits >= kMostDigits) {
+      scale += is_fraction ? 0 : 1;
+    } else {
+      const double ten = number.high * 10;
+      const double low = std::fma(number.high, 10, -ten) + number.low * 10;
+      const Twice next = sum(ten, c - '0');
+      number = sum(next.high, next.low + low);
+      digits += number.high > 0 ? 1 : 0;
+      scale -= is_fraction ? 1 : 0;
+    }
+  }
+  int exponent = 0;
+  if (at + 1 < value.size() && std::string_view("EeDd").find(value[at]) != std::string_view::npos)
+    std::from_chars(value.data() + at + (value[at + 1] == '+' ? 2 : 1), value.data() + value.size(),
+                    exponent);
+  for (scale = std::clamp(scale + exponent, -kMostScale, kMostScale); scale > 0; --scale) {
+    const double ten = number.high * 10;
+    number = sum(ten, std::fma(number.high, 10, -ten) + number.low * 10);
+  }
+  for (; scale < 0; ++scale) {
+    const double tenth = number.high / 10;
+    number = sum(tenth, (std::fma(-tenth, 10, number.high) + number.low) / 10);
+  }
+  const double rest = (number.high - std::fabs(nearest)) + number.low;
+  // Of what was read otherwise than here nothing is known.
+  const bool is_rounding = std::fabs(rest) <= std::fabs(nearest) * 0x1p-52;
+  return !is_rounding ? 0 : std::signbit(nearest) ? -rest : rest;
 }
 
 class JCAMPLabels {
@@ -144,9 +200,9 @@ class JCAMPLabels {
         {"##DATATYPE=", &L::TakeDataType},
         {"##DATACLASS=", &L::TakeDataClass},
         {"##BLOCKS=", &L::TakeBlocks},
-        {"##FIRSTX=", &L::TakeNumber<&N::first_x>},
-        {"##LASTX=", &L::TakeNumber<&N::last_x>},
-        {"##DELTAX=", &L::TakeNumber<&N::delta_x>},
+        {"##FIRSTX=", &L::TakeNumber<&N::first_x, &N::first_rest>},
+        {"##LASTX=", &L::TakeNumber<&N::last_x, &N::last_rest>},
+        {"##DELTAX=", &L::TakeNumber<&N::delta_x, &N::delta_rest>},
         {"##XFACTOR=", &L::TakeFactor<&N::x_factor>},
         {"##YFACTOR=", &L::TakeFactor<&N::y_factor>},
         {"##BINARY=", &L::TakeBinary},
@@ -160,9 +216,9 @@ class JCAMPLabels {
         {"##DATE=", &L::TakeDate},
         {"##TIME=", &L::TakeTime},
         {"##RADATA=", &L::TakeForm, &R::no_ra_data, kRADataMet},
-        {"##FIRSTR=", &L::TakeNumber<&N::first_x>, &R::no_ra_data},
-        {"##LASTR=", &L::TakeNumber<&N::last_x>, &R::no_ra_data},
-        {"##DELTAR=", &L::TakeNumber<&N::delta_x>, &R::no_ra_data},
+        {"##FIRSTR=", &L::TakeNumber<&N::first_x, &N::first_rest>, &R::no_ra_data},
+        {"##LASTR=", &L::TakeNumber<&N::last_x, &N::last_rest>, &R::no_ra_data},
+        {"##DELTAR=", &L::TakeNumber<&N::delta_x, &N::delta_rest>, &R::no_ra_data},
         {"##AFACTOR=", &L::TakeFactor<&N::y_factor>, &R::no_ra_data},
         {"##XYPAIRS=", &L::TakeForm, &R::no_other_pairs, kXYPairsMet},
         {"##ASSIGNMENTS=", &L::TakeForm, &R::no_other_pairs, kAssignmentsMet},
@@ -305,15 +361,23 @@ class JCAMPLabels {
     const auto value = [&](std::size_t variable, std::size_t number, double otherwise) {
       return LabelNumber(PartOf(said_.variables[variable], number), IsLoose()).value_or(otherwise);
     };
-    numbers.first_x = value(kFirst, x, numbers.first_x);
-    numbers.last_x = value(kLast, x, numbers.last_x);
+    const auto take = [&](std::size_t variable, double& number, double& rest) {
+      const double taken = value(variable, x, std::numeric_limits<double>::quiet_NaN());
+      if (std::isnan(taken)) return;
+      number = taken;
+      rest = RestOfNumber(PartOf(said_.variables[variable], x), taken);
+    };
+    take(kFirst, numbers.first_x, numbers.first_rest);
+    take(kLast, numbers.last_x, numbers.last_rest);
     numbers.y_factor = value(kFactor, y, numbers.y_factor);
     if (form.lines != JCAMPForm::kOrdinates) numbers.x_factor = value(kFactor, x, numbers.x_factor);
     const double size = value(kSize, x, 0);
     // A page of another length keeps the spacing, unless its own last x is said.
-    if (points > 0 && size > 1 && points != size && !said_.last_is_of_page)
+    if (points > 0 && size > 1 && points != size && !said_.last_is_of_page) {
       numbers.last_x =
           numbers.first_x + (points - 1) * ((numbers.last_x - numbers.first_x) / (size - 1));
+      numbers.last_rest = 0;
+    }
     if (points > 0 || !(size >= 1) || size > layout_.points_left()) return;
     points = static_cast<int>(std::min<double>(size, INT_MAX));
     layout_.points += points;
@@ -435,7 +499,7 @@ class JCAMPLabels {
 
   bool IsLoose() const { return !rules_.label_numbers_are_plain; }
 
-  template <double JCAMPNumbers::*kMember>
+  template <double JCAMPNumbers::*kMember, double JCAMPNumbers::*kRest>
   int TakeNumber(std::string_view value) {
     if (value.empty()) return kNoValue;
     // Words such as "N/A" leave the x values to the other labels, and to the lines.
@@ -443,6 +507,7 @@ class JCAMPLabels {
     const auto number = LabelNumber(value, IsLoose());
     if (!number) return kIllegalValue;
     numbers_.*kMember = *number;
+    numbers_.*kRest = RestOfNumber(value, *number);
     return 0;
   }
 
@@ -595,11 +660,13 @@ std::vector<std::size_t> JCAMPLayout::Offered() const {
 SpectrumGrid JCAMPData::Axis() const {
   const bool has_last = !std::isnan(last_x) && last_x != first_x;
   SpectrumGrid grid{first_x, last_x, delta_x, points};
+  grid.first_rest = first_rest;
+  grid.spacing_rest = delta_rest;
   if (has_last && points > 1) grid.spacing = (last_x - first_x) / (points - 1);
   if (!has_last)
     grid.last = grid.X(points - 1);
   else
-    grid.State(last_x, points - 1);
+    grid.State(last_x, points - 1, last_rest);
   return grid;
 }
 

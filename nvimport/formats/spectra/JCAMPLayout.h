@@ -56,6 +56,10 @@ struct JCAMPNumbers {
   double x_factor = 1;
   double y_factor = 1;
   double delta_x = 0;
+  // Of the x values, what the decimal numbers are beyond the doubles next to them.
+  double first_rest = 0;
+  double last_rest = 0;
+  double delta_rest = 0;
 };
 
 // Bit by bit, no numbers too.

@@ -9,19 +9,23 @@ namespace nvimport {
 
 double SpectrumGrid::ExactX(int point) const {
   if (point == 0) return first;
-  if (stated_steps < 1) return std::fma(point, spacing, first);
-  if (point == stated_steps) return stated_last;
+  if (point == stated_steps && stated_steps > 0) return stated_last;
   // (first * (steps - point) + last * point) / steps in twice the digits: what products, sum and
-  // quotient are rounded by is carried along.
-  const double steps = stated_steps;
-  const double before = steps - point;
+  // quotient are rounded by is carried along. Without steps, first + spacing * point likewise.
+  const bool has_last = stated_steps > 0;
+  const double steps = has_last ? stated_steps : 1;
+  const double before = has_last ? steps - point : 1;
+  const double other = has_last ? stated_last : spacing;
   const double left = first * before;
-  const double right = stated_last * point;
+  const double right = other * point;
   const double sum = left + right;
   if (!std::isfinite(sum)) return X(point);
   const double part = sum - left;
-  const double rest = std::fma(first, before, -left) + std::fma(stated_last, point, -right) +
-                      ((left - (sum - part)) + (right - part));
+  const double rest = std::fma(first, before, -left) + std::fma(other, point, -right) +
+                      ((left - (sum - part)) + (right - part)) + first_rest * before +
+                      (has_last ? last_rest : spacing_rest) * point;
+  // So little of what is added up is what rounding left of zero.
+  if (std::fabs(sum + rest) < (std::fabs(left) + std::fabs(right)) * 0x1p-98) return 0;
   const double quotient = (sum + rest) / steps;
   return quotient + (std::fma(-quotient, steps, sum) + rest) / steps;
 }

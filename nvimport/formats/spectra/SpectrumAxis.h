@@ -18,6 +18,10 @@ struct SpectrumGrid {
   // What the file states: the x so many steps after the first. Without steps it states the spacing.
   double stated_last = 0;
   int stated_steps = 0;
+  // What a decimal number of the file is beyond the double next to it, of first, last and spacing.
+  double first_rest = 0;
+  double last_rest = 0;
+  double spacing_rest = 0;
 
   // The x of a point, from 0. The spacing of a single point may be no number.
   double X(int point) const { return point == 0 ? first : first + point * spacing; }
@@ -25,9 +29,10 @@ struct SpectrumGrid {
   // The double next to what the file states for the point.
   NVIMPORT_API double ExactX(int point) const;
 
-  void State(double last_stated, int steps) {
+  void State(double last_stated, int steps, double rest = 0) {
     stated_last = last_stated;
     stated_steps = steps;
+    last_rest = rest;
   }
 };
 

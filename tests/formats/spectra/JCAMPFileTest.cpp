@@ -2,6 +2,7 @@
 
 #include "nvimport/formats/spectra/JCAMPFile.h"
 #include "nvimport/formats/spectra/JCAMPLines.h"
+#include "nvimport/framework/Description.h"
 #include "nvimport/framework/FileSelection.h"
 #include "nvimport/platform/NvApp.h"
 #include "tests/support/AllocationCounter.h"
@@ -40,6 +41,27 @@ TEST(JCAMPFile, ABlockIsARowUnderTheNamesOfItsPoints) {
       {"", bytes, names + ". | 'X' | 10 | 11 | 12\n2 | 'A' | 0.5 | 1 | 1.5\n", "xrow=1"},
       {"no title", JCAMPFixture{.title = ""}.Bytes(), names + "1 | 'Y' | 1 | 2 | 3\n"},
   });
+}
+
+TEST(JCAMPFile, XIsNextToWhatTheDecimalNumbersOfTheFileSay) {
+  // About zero most of what doubles leave of the numbers shows.
+  const struct {
+    const char* first;
+    const char* last;
+    std::vector<double> x;
+  } kCases[] = {
+      {"1.000000001", "-1", {1.000000001, 5e-10, -1}},
+      {"-1.1E+03", "1.1000000000007E3", {-1100, 3.5e-10, 1100.0000000007}},
+      {"-0.2", "0.2", {-0.2, 0, 0.2}},
+  };
+  for (const auto& c : kCases) {
+    const TempFile bytes(JCAMPFixture{.first = c.first, .last = c.last}.Bytes());
+    JCAMPFile file;
+    ASSERT_EQ(file.Open(true, bytes.path(), nullptr), 0);
+    Description said;
+    ASSERT_EQ(file.Describe(said), 0);
+    EXPECT_EQ(said.x(), c.x) << c.first;
+  }
 }
 
 TEST(JCAMPFile, DecodesEveryFormOfOrdinate) {

@@ -111,6 +111,8 @@ void AddJcamp(std::vector<Described>& all) {
       "row 2 $$ [comment] = all\nrow 2 NOTE [] =   two\n\nlines\n"
       "row 2 $$ [comment] = here\nand there\n");
   add("labels of one's own, lines and comments", with(lines), noted);
+  add("comments below a title", JCAMPFixture{.title = "A\n$$ here"}.Bytes(),
+      kTitle + std::string("row 2 $$ [comment] = here\n") + kType + kNumbers + kData);
   add("the same by the rules", with(lines), noted, JCAMPRules::Off());
   const std::string longer(300, 'x');
   add("a long line", with("##NOTE= " + longer + "\n"), said("row 2 NOTE [] = " + longer + "\n"));
