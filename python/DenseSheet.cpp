@@ -66,19 +66,20 @@ void DenseSheet::SetAnywhere(int column, int row, double value) {
   if (!has_tried_) MakeMatrix();
   const auto narrow = static_cast<float>(value);
   const bool is_same = static_cast<double>(narrow) == value && IsWhole(narrow);
-  is_wide_ = is_wide_ || !is_same;
+  // The x values of spectra say nothing of these.
+  const bool is_name = row == 1;
+  (is_name ? has_wide_names_ : is_wide_) |= !is_same;
   if (InMatrix(column, row)) {
     if (is_same && matrix_ != nullptr) return Set(column, row, narrow);
-    if (wide_ != nullptr || Widen()) return SetExact(column, row, value);
+    if (wide_ != nullptr || (!is_name && Widen())) return SetExact(column, row, value);
   }
   MarkElsewhere(column, row);
   aside_.SetExact(column, row, value);
 }
 
 void DenseSheet::SetExact(int column, int row, long long value) {
-  if (static_cast<long long>(static_cast<double>(value)) == value)
-    return SetExact(column, row, static_cast<double>(value));
-  is_wide_ = true;
+  if (IsExact(value)) return SetExact(column, row, static_cast<double>(value));
+  (row == 1 ? has_wide_names_ : is_wide_) = true;
   has_numbers_aside_ = has_numbers_aside_ || row > 1;
   MarkElsewhere(column, row);
   aside_.SetExact(column, row, value);

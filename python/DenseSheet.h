@@ -44,8 +44,8 @@ class DenseSheet final : public ReadOnlySheet {
   // The cells of a row from a column on, as many as there is room for.
   void GetCells(int column, int row, std::span<MemoryCell> cells) const;
 
-  // Whether some number is wider than a float.
-  bool is_wide() const { return is_wide_; }
+  // Whether some number is wider than a float, from a row on.
+  bool IsWide(int first_row) const { return is_wide_ || (first_row < 2 && has_wide_names_); }
 
   // The numbers of `width` columns from a column and a row on, row by row, as many as there is room
   // for; texts as the numbers that they read as where `reads_texts`, everything else NaN.
@@ -118,7 +118,8 @@ class DenseSheet final : public ReadOnlySheet {
   std::unique_ptr<double[]> wide_;
   bool stays_narrow_ = false;
   bool has_numbers_aside_ = false;  // below the first row, of another kind than the matrix
-  bool is_wide_ = false;
+  bool is_wide_ = false;            // some number below the first row is
+  bool has_wide_names_ = false;     // one in the first row
   MemorySheet aside_;
   int last_text_column_ = 0;  // below the first row
 };

@@ -144,8 +144,9 @@ py::array Numbers(DenseSheet& sheet, int first_column, int first_row, int last_c
   const Part part = Checked(sheet, first_column, first_row, last_column, last_row);
   const char mark = DecimalMark(decimal);
   const bool has_texts = reads_texts && sheet.MayHoldTexts(part.first_column, part.first_row);
-  return sheet.is_wide() || has_texts ? NumbersOf<double>(sheet, part, reads_texts, mark)
-                                      : NumbersOf<float>(sheet, part, reads_texts, mark);
+  return sheet.IsWide(part.first_row) || has_texts
+             ? NumbersOf<double>(sheet, part, reads_texts, mark)
+             : NumbersOf<float>(sheet, part, reads_texts, mark);
 }
 
 // The same where they lie, for reading only; None where some lie elsewhere.

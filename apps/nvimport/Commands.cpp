@@ -276,8 +276,7 @@ void Validate(FileTurn& turn) {
 // Where each file goes.
 struct ConvertPlan {
   OutputFormat format;
-  std::vector<bool> collides;             // with the output of an earlier file
-  std::vector<std::string> descriptions;  // where what each says of itself goes; none for nowhere
+  std::vector<bool> collides;  // with the output of an earlier file
   bool force = false;
   bool is_sparse = false;
   bool describes_in_output = false;
@@ -327,7 +326,7 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
     std::filesystem::path description = settings.description;
     if (into_folder)
       description /= std::filesystem::path(output).filename().replace_extension(".json");
-    plan.descriptions.push_back(description);
+    run.descriptions.push_back(description);
   }
   if (into_folder && !settings.description.empty())
     std::filesystem::create_directories(settings.description, error);
@@ -339,7 +338,7 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
   if (plan.describes_in_output && plan.format.own != SheetFormat::kJsonLines)
     return WrongUsage("Only JSON lines have room for a description.",
                       "--to jsonl writes them; --describe writes a file of its own");
-  if (!plan.descriptions.empty() || plan.describes_in_output || !settings.report.empty())
+  if (!run.descriptions.empty() || plan.describes_in_output || !settings.report.empty())
     run.import.describing = Describing::kAll;
   else if (plan.has_exact_names)
     run.import.describing = Describing::kX;
@@ -349,7 +348,10 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
 // Names the columns of spectra by their x values.
 void NameExactly(MemorySheet& sheet, const Description& description) {
   int column = description.first_x_column();
-  for (const double x : description.x()) sheet.SetExact(column++, 1, x);
+  for (const double x : description.x()) {
+    if (!sheet.IsMissing(column, 1)) sheet.SetExact(column, 1, x);
+    ++column;
+  }
 }
 
 // Writes what the file says of itself beside its output.
@@ -369,12 +371,17 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
          turn.input().shown});
   OutputTarget target(output, plan.force, CommandWords());
   if (const auto failure = target.Check()) return turn.Fail(*failure);
+  const auto& descriptions = turn.plan().descriptions;
+  const std::string described = descriptions.empty() ? "" : descriptions[turn.index()];
+  if (!described.empty())
+    if (const auto failure = OutputTarget(described, plan.force, CommandWords()).Check())
+      return turn.Fail(*failure);
   MemorySheet sheet;
   const ImportResult result = turn.Read(sheet);
   auto failure = result.failure;
   std::vector<std::string> written;  // what there is to say of the output
   std::string description;
-  if (!failure && (plan.describes_in_output || !plan.descriptions.empty()))
+  if (!failure && (plan.describes_in_output || !described.empty()))
     description = EscapeInJson(Dumped(
         DescriptionJson(result.description, turn.plan().conversion.decoder, /*with_x=*/true)));
   if (!failure && plan.has_exact_names) NameExactly(sheet, result.description);
@@ -392,8 +399,8 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
          .words = CommandWords()},
         target);
   }
-  if (!failure && !plan.descriptions.empty())
-    failure = WriteDescription(plan.descriptions[turn.index()], plan.force, description);
+  if (!failure && !described.empty())
+    failure = WriteDescription(described, plan.force, description);
   if (failure) turn.Fail(*failure);
   turn.SayNotes(result);
   turn.SayOutputNotes(written);

@@ -319,17 +319,24 @@ std::optional<Failure> FileRun::JoinFiles() {
 }
 
 std::optional<Failure> FileRun::BeginReport() {
-  if (settings_.report.empty()) return std::nullopt;
-  const auto is_same = [&](const std::string& output) {
-    const std::filesystem::path path = output;
-    const std::filesystem::path report = settings_.report;
+  std::vector<std::string> besides = plan_.descriptions;
+  if (!settings_.report.empty()) besides.push_back(settings_.report);
+  if (besides.empty()) return std::nullopt;
+  std::set<std::filesystem::path> taken;
+  const auto take = [&](const std::string& path) {
     std::error_code none;
-    return path.filename() == report.filename() &&
-           std::filesystem::weakly_canonical(path, none) ==
-               std::filesystem::weakly_canonical(report, none);
+    return taken.insert(std::filesystem::weakly_canonical(path, none)).second;
   };
-  if (std::ranges::any_of(plan_.outputs, is_same))
-    return WrongUsage("The report can't go where an output goes.", "--report takes another name");
+  for (const Input& input : plan_.inputs)
+    for (const std::string& file : input.files) take(file);
+  for (const std::string& output : plan_.outputs) take(output);
+  for (const std::string& path : besides)
+    if (path != "-" && !take(path))
+      return WrongUsage(
+          (path == settings_.report ? "The report" : "A description") +
+              std::string(" can't go where an input, an output or another such file is."),
+          "--report and --describe take other names");
+  if (settings_.report.empty()) return std::nullopt;
   plan_.reports = true;
   report_.emplace(settings_.report, settings_.force, CommandWords());
   return report_->Begin(R"({"version": 1, "files": [)");

@@ -35,8 +35,9 @@ struct RunPlan {
   ImportRequest import;  // but for the files
   TextConversion conversion;
   std::vector<Input> inputs;
-  std::vector<std::string> outputs;  // of a conversion, where each input goes
-  bool reports = false;              // an entry for each file is wanted
+  std::vector<std::string> outputs;       // of a conversion, where each input goes
+  std::vector<std::string> descriptions;  // where what each says of itself goes; none for nowhere
+  bool reports = false;                   // an entry for each file is wanted
   bool json = false;
   bool quiet = false;
   bool strict = false;

@@ -76,37 +76,19 @@ inline constexpr KeySource kJcampKeys[] = {
 };
 
 inline constexpr KeySource kSpcKeys[] = {
-    {"fexper", "data-type"},
-    {"fdate", "date"},
-    {"fres", "resolution"},
-    {"fsource", "instrument"},
-    {"fcmnt", "comment"},
-    {"fmethod", "method"},
-    {"fcatxt", "axis-label"},
-    {"fxtype", "x-units"},
-    {"fytype", "y-units"},
-    {"fztype", "z-units"},
-    {"fwtype", "w-units"},
-    {"logtxto", "log"},
-    {"logbins", "log-size"},
-    {"subtime", "z"},
-    {"subwlevel", "w"},
-    {"subscan", "scans"},
-    {"oxtype", "x-units"},
-    {"oytype", "y-units"},
-    {"oztype", "z-units"},
-    {"oyear", "date"},
-    {"ores", "resolution"},
-    {"onscans", "scans"},
-    {"ocmnt", "comment"},
-    {"ocatxt", "axis-label"},
+    {"fexper", "data-type"},   {"fdate", "date"},     {"fres", "resolution"},
+    {"fsource", "instrument"}, {"fcmnt", "comment"},  {"fmethod", "method"},
+    {"fcatxt", "axis-label"},  {"fxtype", "x-units"}, {"fytype", "y-units"},
+    {"fztype", "z-units"},     {"fwtype", "w-units"}, {"logtxto", "log"},
+    {"logbins", "log-size"},   {"subtime", "z"},      {"subwlevel", "w"},
+    {"subscan", "scans"},      {"oxtype", "x-units"}, {"oytype", "y-units"},
+    {"oztype", "z-units"},     {"oyear", "date"},     {"ores", "resolution"},
+    {"onscans", "scans"},      {"ocmnt", "comment"},  {"ocatxt", "axis-label"},
 };
 
 inline constexpr KeySource kNsasKeys[] = {
-    {"instrument model", "instrument"},
-    {"spectrum number", "id"},
-    {"sample name", "sample"},
-    {"date", "date"},
+    {"instrument model", "instrument"}, {"spectrum number", "id"},
+    {"sample name", "sample"},          {"date", "date"},
     {"constituent", "constituent"},
 };
 

@@ -1,6 +1,7 @@
 #include "nvimport/framework/DLLFile.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <exception>
 #include <mutex>
@@ -26,7 +27,9 @@ constexpr StatusText kTexts[] = {
 };
 static_assert(WellFormed(kTexts, 2048, 2050));
 
-constexpr int kMostNotes = 1000;  // of a plug-in
+// Of a plug-in.
+constexpr int kMostNotes = 1000;
+constexpr std::size_t kMostColumns = INT_MAX;
 
 // Calls back into C++ out of a library's C function, through which nothing may be thrown: an
 // exception is kept until that function has returned. From then on, or once stopped, nothing more
@@ -153,6 +156,7 @@ struct DescriptionRecord : NvImportDescription {
     size = sizeof(NvImportDescription);
     state = [](NvImportDescription* data, int row, const char* label, const char* key,
                const char* value, size_t length) {
+      if (value == nullptr) return;
       Add(data, [&](Description& d) { d.State(TextOf(label), TextOf(key), {value, length}, row); });
     };
     name_axis = [](NvImportDescription* data, char axis, const char* label, const char* unit) {
@@ -163,7 +167,8 @@ struct DescriptionRecord : NvImportDescription {
     };
     if (to.of_x_alone()) state = nullptr, name_axis = nullptr;
     set_x = [](NvImportDescription* data, int first_column, const double* values, size_t count) {
-      Add(data, [&](Description& d) { d.SetX(first_column, {values, values + count}); });
+      if (values != nullptr && first_column >= 1 && count <= kMostColumns)
+        Add(data, [&](Description& d) { d.SetX(first_column, {values, values + count}); });
     };
     set_cut = [](NvImportDescription* data, size_t count) {
       Add(data, [&](Description& d) { d.AddCut(count); });

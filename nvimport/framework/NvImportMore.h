@@ -8,7 +8,7 @@
 #ifndef NVIMPORT_FRAMEWORK_NVIMPORTMORE_H
 #define NVIMPORT_FRAMEWORK_NVIMPORTMORE_H
 
-#include <stddef.h>
+#include <stddef.h>  // NOLINT(modernize-deprecated-headers): C too
 
 #include "nvimport/framework/NvImport.h"
 

@@ -47,16 +47,19 @@ std::optional<double> ParseNumber(std::string_view text, char decimal_mark) {
   return negative ? -value : value;
 }
 
+bool IsExact(long long whole) {
+  constexpr double kTwoTo63 = 9223372036854775808.0;
+  const auto nearest = static_cast<double>(whole);
+  return nearest < kTwoTo63 && static_cast<long long>(nearest) == whole;
+}
+
 std::optional<long long> WholeBeyondDouble(std::string_view text) {
   constexpr std::size_t kFewestDigits = 16;
-  constexpr double kTwoTo63 = 9223372036854775808.0;
   if (text.size() < kFewestDigits) return std::nullopt;
   long long whole = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), whole);
   if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  const auto nearest = static_cast<double>(whole);
-  if (nearest < kTwoTo63 && static_cast<long long>(nearest) == whole) return std::nullopt;
-  return whole;
+  return IsExact(whole) ? std::nullopt : std::optional(whole);
 }
 
 namespace {
@@ -151,9 +154,7 @@ std::string_view Shortest(Number value, FloatText& buffer) {
 
 std::string_view FormatFloat(float value, FloatText& buffer) { return Shortest(value, buffer); }
 std::string_view FormatDouble(double value, FloatText& buffer) { return Shortest(value, buffer); }
-std::string_view FormatWhole(long long value, FloatText& buffer) {
-  return Shortest(value, buffer);
-}
+std::string_view FormatWhole(long long value, FloatText& buffer) { return Shortest(value, buffer); }
 
 const char* FormatTimeStamp(const std::array<int, 6>& numbers, int first_width, char between,
                             TimeStampText& buffer) {

@@ -16,6 +16,9 @@ namespace nvimport {
 // anything else, "inf", "nan" and hexadecimal included, and for what a double can't hold.
 NVIMPORT_API std::optional<double> ParseNumber(std::string_view text, char decimal_mark = '.');
 
+// Whether a double holds the whole number.
+NVIMPORT_API bool IsExact(long long whole);
+
 // The whole number that `text` is, if it is one that no double holds.
 NVIMPORT_API std::optional<long long> WholeBeyondDouble(std::string_view text);
 

@@ -875,10 +875,10 @@ TEST(Command, ReportsWhatBecameOfEachFile) {
   const std::string before = desk.Listing();
   EXPECT_EQ(desk.Run("convert good.txt --outdir out --quiet --report r"),
             (Ran{1, "", TwoLines(kNotWritten, "r: it exists already; --force replaces it")}));
-  EXPECT_EQ(
-      desk.Run("convert good.txt --outdir out --force --report ./out/good.csv"),
-      (Ran{2, "",
-           TwoLines("The report can't go where an output goes.", "--report takes another name")}));
+  EXPECT_EQ(desk.Run("convert good.txt --outdir out --force --report ./out/good.csv"),
+            (Ran{2, "",
+                 TwoLines("The report can't go where an input, an output or another such file is.",
+                          "--report and --describe take other names")}));
   EXPECT_EQ(desk.Run("convert good.txt --outdir out --force --quiet --report /dev/full"),
             (Ran{1, "",
                  TwoLines(kNotWritten,
@@ -1081,6 +1081,9 @@ TEST(Command, WritesWhatFilesSayOfThemselvesBesideTheirCells) {
   EXPECT_EQ(desk.Run(convert + "--outdir out --describe said").exit_code, 0);
   EXPECT_EQ(nlohmann::json::parse(desk.Get("said/a.json")), told);
   EXPECT_EQ(desk.Run(convert + "-o b.csv --describe a.json").exit_code, 1) << "it is there";
+  EXPECT_EQ(desk.Get("b.csv"), "");
+  for (const char* place : {"a.dx", "b.csv", "./b.csv"})
+    EXPECT_EQ(desk.Run(convert + "-o b.csv --force --describe " + place).exit_code, 2) << place;
   EXPECT_EQ(desk.Run(convert + "-o - --with-description").exit_code, 2) << "CSV has no room";
 }
 

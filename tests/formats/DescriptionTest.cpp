@@ -254,7 +254,7 @@ void AddPackages(std::vector<Described>& all) {
       "version [document-version] = 1.0\nTemplate [template] = t\nManager [manager] = M\n"
       "Company [company] = Co\nTotalTime [editing-time] = 12\nApplication [application] = App\n"
       "AppVersion [application-version] = 12.0000\nTitle [] = mine\nn [] = 5\n";
-  PackageFixture xml{{{"<row r=\"4\"><c r=\"C4\"><v>1</v></c></row>", "Two", "hidden"},
+  PackageFixture xml{{{R"(<row r="4"><c r="C4"><v>1</v></c></row>)", "Two", "hidden"},
                       {"", "One"},
                       {"", "Three", "veryHidden"}}};
   xml.properties = "date1904=\"1\"";
@@ -426,7 +426,7 @@ std::vector<Described> Bombs() {
   package("a million properties", "custom-properties",
           Repeated("<property name=\"n\"><i4>1</i4></property>", 1'000'000));
   package("a value of megabytes", "extended-properties",
-          "<Company>" + std::string(50'000'000, 'x') + "</Company>");
+          "<Company>" + Repeated("x", 50'000'000) + "</Company>");
   package("a million companies", "extended-properties",
           Repeated("<Company>" + std::string(100, 'x') + "</Company>", 1'000'000));
 #endif

@@ -4,7 +4,6 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <random>
 #include <sstream>
 
@@ -47,7 +46,8 @@ TEST(SheetWriters, NumbersReadBackAsTheyWere) {
     const auto same = [&](auto value) {
       auto read = value;
       const auto end = std::from_chars(text.data(), text.data() + text.size(), read);
-      return end.ptr == text.data() + text.size() && std::memcmp(&read, &value, sizeof value) == 0;
+      return end.ptr == text.data() + text.size() && read == value &&
+             std::signbit(static_cast<double>(read)) == std::signbit(static_cast<double>(value));
     };
     if (cell.number_kind == NumberKind::kFloat) return same(cell.number);
     return cell.number_kind == NumberKind::kDouble ? same(cell.wide) : same(cell.whole);

@@ -42,6 +42,13 @@ bool Differ(double a, double b) {
   return std::isnan(a) != std::isnan(b) || std::fabs(a - b) > kTolerance;
 }
 
+bool SamePoints(const SpectrumGrid& a, const SpectrumGrid& b) {
+  const auto same = [](double one, double other) {
+    return one == other || (std::isnan(one) && std::isnan(other));
+  };
+  return a.points == b.points && same(a.first, b.first) && same(a.last, b.last);
+}
+
 std::string ShortNumber(double value) {
   FloatText buffer;
   return {buffer.data(), FormatGeneral(value, buffer)};
@@ -264,6 +271,11 @@ int GalacticSPCFile::CheckFiles() {
   }
   if (!std::ranges::all_of(files_, [&](const File& file) { return file.HasXOf(first); }))
     return kSpcXArraysDiffer;
+  if (!rules_.one_grid)
+    return std::ranges::all_of(
+               files_, [&](const File& file) { return SamePoints(file.layout.axis, first.axis); })
+               ? int{kGood}
+               : int{kSpcSpacingDiffers};
   for (const File& file : files_)
     if (Differ(file.layout.axis.first, first.axis.first) ||
         Differ(file.layout.axis.spacing, first.axis.spacing))

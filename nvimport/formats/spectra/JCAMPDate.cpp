@@ -83,9 +83,10 @@ int FullYear(int year) {
 
 bool IsDate(const Moment& at) {
   using namespace std::chrono;
-  return year_month_day{year(at[kYear]), month(static_cast<unsigned>(at[kMonth])),
-                        day(static_cast<unsigned>(at[kDay]))}
-      .ok();
+  // A year of 0 stands for none.
+  return at[kYear] > 0 && year_month_day{year(at[kYear]), month(static_cast<unsigned>(at[kMonth])),
+                                         day(static_cast<unsigned>(at[kDay]))}
+                              .ok();
 }
 
 void SkipBlanks(std::string_view& text) {
@@ -136,8 +137,8 @@ std::optional<COleDateTime> ParseJCAMPDate(std::string_view text) {
 }
 
 std::string IsoJCAMPDate(std::string_view text) {
-  for (const std::string_view form :
-       {"Y/M/D", "Y-M-D", "y/M/D", "d N Y", "d-N-Y", "D/M/Y", "M/D/Y", "D/M/y", "M/D/y"}) {
+  for (const std::string_view form : {"Y/M/D", "Y-M-D", "y/M/D", "d N Y", "d-N-Y", "d N y", "d-N-y",
+                                      "D/M/Y", "M/D/Y", "D/M/y", "M/D/y"}) {
     Moment at{};
     std::string_view rest = text;
     if (!Take(rest, form, at)) continue;

@@ -29,7 +29,7 @@ class JCAMPDescriber {
       : rules_(rules), layout_(layout), rows_(std::move(rows)), statements_(statements) {
     std::ranges::sort(rows_, {}, kPlace);
     for (const KeySource& source : kJcampKeys)
-      keys_.push_back({Stripped(source.label), source.key});
+      keys_.emplace_back(Stripped(source.label), source.key);
   }
 
   void Begin(InputFile& bytes) {
@@ -124,7 +124,8 @@ class JCAMPDescriber {
     // What follows is the page.
     while (!text.empty() && !record.has_page && entry.value.size() <= Description::kLongestValue)
       AddLine(TakeLine(text), true, entry);
-    const bool goes_on = size > bytes.size() && bytes.size() >= BlockReader::kSize;
+    const bool goes_on =
+        !record.has_page && size > bytes.size() && bytes.size() >= BlockReader::kSize;
     if (goes_on && entry.value.size() <= Description::kLongestValue) statements_.AddCut();
     entry.value = Outer(entry.value);
     return entry;
@@ -187,8 +188,7 @@ class JCAMPDescriber {
     if (IsOfFile()) return kFile;
     const auto rows = RowsOf(scope_.block, entry.page);
     // Hundreds of pages are not each told what their block says.
-    constexpr std::size_t kMostRepeated = 64;
-    if (rows.size() <= kMostRepeated) return rows;
+    if (std::ssize(rows) <= SpectraStatements::kMostRepeated) return rows;
     return rows.size() == rows_.size() ? kFile : rows.first(1);
   }
 

@@ -274,12 +274,12 @@ struct JCAMPFile::Contents {
       unites_x |= block.data_class == JCAMPClass::kPeakTable;
       // The pages of a block are not brought onto one another: each x has its column.
       if (one.page > 0 && first_page) {
-        unites_x |= !first_page->SameGrid(block);
+        unites_x |= one_grid ? !first_page->SameGrid(block) : !first_page->SamePoints(block);
         continue;
       }
       first_page = block;
       if (!first) first = block;
-      unites_x |= !one_grid && !first->SameGrid(block);
+      unites_x |= !one_grid && !first->SamePoints(block);
       if (!first->SameX(block))
         prompt = kXDiffers;
       else if (first->points != block.points && prompt == nullptr)

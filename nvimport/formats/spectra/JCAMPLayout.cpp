@@ -679,6 +679,10 @@ bool JCAMPData::SameGrid(const JCAMPData& other) const {
          std::fabs(a.X(most - 1) - b.X(most - 1)) <= kPart * std::fabs(a.spacing);
 }
 
+bool JCAMPData::SamePoints(const JCAMPData& other) const {
+  return points == other.points && SameX(other);
+}
+
 bool JCAMPData::SameX(const JCAMPData& other) const {
   return first_x == other.first_x && Axis().last == other.Axis().last;
 }

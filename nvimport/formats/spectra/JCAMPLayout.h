@@ -88,6 +88,8 @@ struct JCAMPData : JCAMPBlock, JCAMPNumbers, JCAMPPlace {
   SpectrumGrid Axis() const;
   // Whether the points that both have are at the same x.
   bool SameGrid(const JCAMPData& other) const;
+  // Whether they are the same points.
+  bool SamePoints(const JCAMPData& other) const;
   // Whether it has the first and last x of another.
   bool SameX(const JCAMPData& other) const;
   // Why it can't be read: a JCAMPStatus or 0.

@@ -236,11 +236,12 @@ class SpcDescriber {
     const ByteReader reader(bytes_, layout_.byte_order);
     header_ = layout_.is_old ? ReadOldHeader(reader) : ReadNewHeader(reader);
     NameAxes();
-    // Several files: what one says, it says of each of its rows.
+    // Several files: what one says, it says of each of its rows, unless these are many.
+    const bool is_once = alone_ || layout_.sub_files > SpectraStatements::kMostRepeated;
     for (int row = alone_ ? 0 : first_row_; row < EndRow() && !statements_.full(); ++row) {
       StateHeader(row);
       if (header_.log != 0) StateLog(row);
-      if (alone_) break;
+      if (is_once) break;
     }
     StateSubFiles();
   }

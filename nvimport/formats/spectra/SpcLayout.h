@@ -90,8 +90,7 @@ class SpcSubFiles {
   bool is_whole() const { return end_ <= size_; }
 
   // Gives `take` each of `count` values, from point `first` on, with its number from 0 there: a
-  // float, or of fixed-point values a double. False
-  // when the file ends before them.
+  // float, or of fixed-point values a double. False when the file ends before them.
   template <typename Take>
   bool TakeValues(int first, int count, Take take) {
     return layout_.byte_order == std::endian::little

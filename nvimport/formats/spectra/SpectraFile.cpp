@@ -34,8 +34,8 @@ void SpectraFile::GetErrorMessage(char* buffer, unsigned int size) {
 int SpectraFile::Describe(Description& description) {
   if (GetNumCols() < 0 || status_ != kGood) return status_;
   const int points = SheetPoints();
-  // A file may claim more of them than it has bytes. They are handed on once.
-  const std::uint64_t room = 2 * sizeof(double) * static_cast<std::uint64_t>(points);
+  // A file may claim more of them than it has bytes.
+  const std::uint64_t room = sizeof(double) * static_cast<std::uint64_t>(points);
   const bool has_room = budget_.TakeIfSpare(room, 0);
   if (has_room) {
     std::vector<double> x;
@@ -43,7 +43,8 @@ int SpectraFile::Describe(Description& description) {
     for (int i = 0; i < points; ++i) x.push_back(axis_.ExactX(FirstSheetPoint() + i));
     description.SetX(first_point_column_, std::move(x));
   } else {
-    description.AddCut(1);
+    Note("the x values of " + std::to_string(points) +
+         " points would take more memory than an import may and are not told");
   }
   const int status = description.of_x_alone() ? int{kGood} : DescribeFiles(description);
   if (has_room) budget_.Return(room);

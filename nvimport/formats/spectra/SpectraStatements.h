@@ -33,6 +33,9 @@ class CommonText {
 // States what files of spectra say, within what their budget leaves, of which a read loses nothing.
 class SpectraStatements {
  public:
+  // Rows that are each told what their file or block says; of more the first is.
+  static constexpr int kMostRepeated = 64;
+
   SpectraStatements(Description& description, std::span<const KeySource> keys, const Budget& budget)
       : description_(description), keys_(keys), budget_(budget) {}
 

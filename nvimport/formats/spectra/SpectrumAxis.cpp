@@ -36,6 +36,7 @@ int DigitsOfNames(const SpectrumAxis& axis, int first, int count) {
   std::vector<double> sorted;
   for (int i = 1; i < count && !axis.is_even(); ++i) {
     if (exact(i - 1) <= exact(i)) continue;
+    sorted.reserve(static_cast<std::size_t>(count));
     for (int j = 0; j < count; ++j) sorted.push_back(exact(j));
     std::ranges::sort(sorted);
     break;
@@ -46,14 +47,14 @@ int DigitsOfNames(const SpectrumAxis& axis, int first, int count) {
   int digits = kGeneralDigits;
   FloatText before;
   FloatText name;
-  // Those before a name that needs more digits differ with more of them too.
   for (int i = 1; i < count && digits < kMostNameDigits;) {
     const double left = x(i - 1);
     const double right = x(i);
     FormatGeneral(left, before, 0, digits);
     FormatGeneral(right, name, 0, digits);
+    // With a digit more two names that differed may be one: halves are rounded.
     if (left != right && std::strcmp(before.data(), name.data()) == 0)
-      ++digits;
+      ++digits, i = 1;
     else
       ++i;
   }

@@ -424,7 +424,8 @@ class SheetXml final : public XmlPart {
     if (cells_.TakesExtentOnly()) return;
     switch (type_) {
       case CellType::kNumber:
-        if (const auto whole = WholeBeyondDouble(text_)) return cells_.SetWhole(style_, *whole);
+        if (const auto whole = WholeBeyondDouble(Trimmed(text_)))
+          return cells_.SetWhole(style_, *whole);
         if (const auto number = ParseNumber(text_)) return cells_.SetNumber(style_, *number);
         return cells_.SetText(text_.c_str());
       case CellType::kShared:

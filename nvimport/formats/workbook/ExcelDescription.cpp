@@ -5,8 +5,7 @@
 //   DATEMODE    0 uint16 1 for days since 1904
 //   BOUNDSHEET  0 uint32 position  4 uint8 state: 1 hidden, 2 very hidden  5 uint8 type
 //               6 uint8 length of the name, 7 name; BIFF8: 7 option byte, 8 name
-//   DIMENSIONS  0 uint16 first row, 2 row behind the last, 4 first column, 6 column behind the
-//   last;
+//   DIMENSIONS  0 uint16 first row, 2 row behind the last, 4 first column, 6 behind the last;
 //               BIFF8: 0 and 4 uint32 rows, 8 and 10 uint16 columns
 
 #include <algorithm>

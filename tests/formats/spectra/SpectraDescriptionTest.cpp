@@ -42,10 +42,12 @@ std::string Bytes(Number number) {
 void AddJcamp(std::vector<Described>& all) {
   const auto add = [&](const char* why, std::string bytes, std::string expected,
                        const JCAMPRules& rules = {}, std::string options = "") {
-    all.push_back(
-        {"JCAMP-DX", why, By<JCAMPFile>(rules), std::move(bytes), std::move(expected), options});
+    all.push_back({"JCAMP-DX", why, By<JCAMPFile>(rules), std::move(bytes), std::move(expected),
+                   std::move(options)});
   };
-  const auto with = [](std::string labels) { return JCAMPFixture{.labels = labels}.Bytes(); };
+  const auto with = [](std::string labels) {
+    return JCAMPFixture{.labels = std::move(labels)}.Bytes();
+  };
   const auto said = [](const std::string& statements) {
     return std::string(kTitle) + kType + kNumbers + statements + kData;
   };
@@ -242,7 +244,7 @@ void AddSpc(std::vector<Described>& all) {
   add("nothing", one.Add(std::vector<float>{1, 2, 3}).Bytes(), "");
   add("codes and a date that are none, labels without their flag",
       Patched(one.Bytes(),
-              {{2, "\x63"s}, {28, "\x0F\xFA"s}, {32, Bytes(117U << 20)}, {218, "Energy"}}),
+              {{2, "c"s}, {28, "\x0F\xFA"s}, {32, Bytes(117U << 20)}, {218, "Energy"}}),
       "fexper [] = 99\nfxtype [] = 15\nfytype [] = 250\nfdate [] = 0117-00-00T00:00\n");
   SpcFixture old{.version = 'M', .flags = 4};
   old.data = {SpcFixture::Values(std::vector<float>{1, 2, 3})};
@@ -383,7 +385,7 @@ void AddSpectra(std::vector<Described>& all) {
 
 void AddSpectraBombs(std::vector<Described>& bombs) {
   const auto jcamp = By<JCAMPFile>(JCAMPRules::Off());
-  const auto add = [&](const char* why, std::string labels, std::string data) {
+  const auto add = [&](const char* why, std::string labels, const std::string& data) {
     JCAMPFixture file{.labels = std::move(labels)};
     bombs.push_back({"JCAMP-DX", why, jcamp, file.Bytes() + data, ""});
   };
@@ -406,7 +408,7 @@ void AddSpectraBombs(std::vector<Described>& bombs) {
   const std::string bytes = Patched(spc.Bytes(), {{248, Bytes(512U + 3'200'000U)}}) + head;
   const auto reader = By<GalacticSPCFile>(GalacticSPCRules::Off());
   bombs.push_back({"GalacticSPC", "lines", reader, bytes + Repeated("x\n", 3'000'000), ""});
-  bombs.push_back({"GalacticSPC", "a line", reader, bytes + std::string(30'000'000, 'x'), ""});
+  bombs.push_back({"GalacticSPC", "a line", reader, bytes + Repeated("x", 30'000'000), ""});
 }
 
 }  // namespace nvimport
