@@ -325,7 +325,8 @@ std::optional<Failure> FileRun::BeginReport() {
   std::set<std::filesystem::path> taken;
   const auto take = [&](const std::string& path) {
     std::error_code none;
-    return taken.insert(std::filesystem::weakly_canonical(path, none)).second;
+    const auto absolute = std::filesystem::absolute(path, none);
+    return taken.insert(std::filesystem::weakly_canonical(absolute, none)).second;
   };
   for (const Input& input : plan_.inputs)
     for (const std::string& file : input.files) take(file);

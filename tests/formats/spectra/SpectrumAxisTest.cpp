@@ -47,7 +47,7 @@ TEST(SpectrumAxis, NamesHaveTheDigitsInWhichTheirPointsDiffer) {
       {{100000.5, 100000}, 7},
       {{1, 5, 1 + 1e-9}, 10},
       {{5, 5, 6}, 6},
-      {{1.0000049999, 1.0000050001, 2.0000011, 2.0000012}, 9},
+      {{1.0000049999, 1.0000050001, 2.0000011, 2.0000012}, 11},
       {{0.1, std::nextafter(0.1, 1)}, 17},
   };
   for (const auto& c : kCases) {
