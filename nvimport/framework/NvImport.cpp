@@ -78,12 +78,11 @@ thread_local FailureText no_handle_failure;
 // Keeps the notes of this thread, which go on to whom they went to before.
 class KeepingNotes {
  public:
-  explicit KeepingNotes(std::vector<std::string>& notes) {
-    before_ = Log::InstallForThread([&notes, others = Log::Current()](const LogEntry& entry) {
-      if (entry.operation == "Note") notes.push_back(entry.text);
-      if (others) others(entry);
-    });
-  }
+  explicit KeepingNotes(std::vector<std::string>& notes)
+      : before_(Log::InstallForThread([&notes, others = Log::Current()](const LogEntry& entry) {
+          if (entry.operation == "Note") notes.push_back(entry.text);
+          if (others) others(entry);
+        })) {}
   KeepingNotes(KeepingNotes&&) = delete;
   ~KeepingNotes() { Log::InstallForThread(std::move(before_)); }
 
