@@ -372,7 +372,7 @@ TEST(Description, EachKeyOfTheTablesComesFromAFile) {
   EXPECT_EQ(told, rows) << "rows of the page without a source";
 }
 
-TEST(Description, OfAFileThatBreaksOffIsABeginning) {
+TEST(Description, OfAFileThatIsCutIsABeginning) {
   Obliging dialogs;
   const MemoryFile file;
   for (const Described& one : AllDescribed()) {
@@ -433,7 +433,7 @@ std::vector<Described> Bombs() {
   return bombs;
 }
 
-TEST(Description, EndsWithinTheBoundsOfItsFile) {
+TEST(Description, OfHostileFilesEndsWithinBounds) {
   Obliging dialogs;
   for (const Described& bomb : Bombs()) {
     SCOPED_TRACE(bomb.why);
@@ -447,7 +447,7 @@ TEST(Description, EndsWithinTheBoundsOfItsFile) {
       EXPECT_EQ(file->Describe(description), 0);
     }
     EXPECT_LT(memory.Peak(), (64 << 20) + 3 * bomb.bytes.size());
-    EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC);
+    EXPECT_LT(std::clock() - start, 30 * CLOCKS_PER_SEC) << "it does not come back";
     MemorySheet sheet;
     EXPECT_EQ(file->GetStatus(), 0);
     if (bomb.format == std::string_view("Workbook")) {
