@@ -14,10 +14,13 @@ namespace {
 bool IsNextTo(double x, std::int64_t first, std::int64_t last, int steps, int point, double unit) {
   const __int128 over = static_cast<__int128>(first) * (steps - point) +
                         static_cast<__int128>(last) * point;  // x * steps / unit
-  const auto scaled = static_cast<long double>(x) / static_cast<long double>(unit);
-  const long double wanted = static_cast<long double>(over) / steps;
-  const double ulp = std::nextafter(std::fabs(x), INFINITY) - std::fabs(x);
-  return std::fabs(scaled - wanted) <= static_cast<long double>(ulp) / unit;
+  const auto high = static_cast<double>(over);
+  const auto low = static_cast<double>(over - static_cast<__int128>(high));
+  const double scaled = x / unit;  // a power of two
+  const double product = scaled * steps;
+  const double off = (product - high) + (std::fma(scaled, steps, -product) - low);
+  const double ulp = std::nextafter(std::fabs(scaled), INFINITY) - std::fabs(scaled);
+  return std::fabs(off) <= ulp * steps;
 }
 
 TEST(SpectrumGrid, ExactPointsAreThoseThatFirstLastAndNumberSay) {
