@@ -1,5 +1,5 @@
-// What SPC files say of themselves, as their maker's header file for programmers (SPC.H, with the
-// paper "Universal Data Format Specification") has it. Offsets in the header of the new layout,
+// What SPC files say of themselves, as their maker's header file for programmers (SPC.H, with
+// the maker's paper on the format) has it. Offsets in the header of the new layout,
 // whose fields are fNAME, then in the header of the old one, whose fields are oNAME:
 //   2 uint8    exper (kind of experiment)    -
 //   28 uint8   xtype, ytype, ztype           16 uint8 xtype, ytype

@@ -9,13 +9,15 @@ namespace nvimport {
 
 namespace {
 
+__extension__ using Wide = __int128;
+
 // The x of a point in whole numbers of a unit in which first and last have no fraction, so that
 // nothing is rounded.
 bool IsNextTo(double x, std::int64_t first, std::int64_t last, int steps, int point, double unit) {
-  const __int128 over = static_cast<__int128>(first) * (steps - point) +
-                        static_cast<__int128>(last) * point;  // x * steps / unit
+  const Wide over = static_cast<Wide>(first) * (steps - point) +
+                    static_cast<Wide>(last) * point;  // x * steps / unit
   const auto high = static_cast<double>(over);
-  const auto low = static_cast<double>(over - static_cast<__int128>(high));
+  const auto low = static_cast<double>(over - static_cast<Wide>(high));
   const double scaled = x / unit;  // a power of two
   const double product = scaled * steps;
   const double off = (product - high) + (std::fma(scaled, steps, -product) - low);
