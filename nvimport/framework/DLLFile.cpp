@@ -329,7 +329,7 @@ int DLLFile::ReadBy(Function read, Record record) {
   return done ? kGood : Fail(kLibraryFailed);
 }
 
-int DLLFile::Describe(Description& description) {
+int DLLFile::DescribeAll(Description& description) {
   if (!opened_) return status_ = kNotOpened;
   if (status_ != kGood || describe_ == nullptr) return status_;
   DescriptionRecord record(description);

@@ -34,7 +34,6 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   // An exception of the sink or the source leaves here, after the library's function has ended.
   int Read(ReadSpreadSheetData* sink) override;
-  int Describe(Description& description) override;
   int Write(WriteSpreadSheetData* source) override;
 
   // Whether the last read of all rows went well and had no cell but empty texts for any of them.
@@ -46,6 +45,8 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
 
  private:
   int EstablishSize() override;
+  int DescribeAll(Description& description) override;
+  bool HasX() const override { return true; }
   template <typename Function, typename Record>
   int ReadBy(Function read, Record record);
   void CloseHandle();

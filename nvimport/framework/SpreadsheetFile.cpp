@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "nvimport/framework/Description.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/platform/NvApp.h"
 
@@ -64,7 +65,11 @@ void SpreadsheetFile::GetErrorMessage(char* buffer, unsigned int size) {
 
 const char* SpreadsheetFile::GetWarningMessage() { return nullptr; }
 
-int SpreadsheetFile::Describe(Description&) { return GetStatus(); }
+int SpreadsheetFile::Describe(Description& description) {
+  return description.of_x_alone() && !HasX() ? GetStatus() : DescribeAll(description);
+}
+
+int SpreadsheetFile::DescribeAll(Description&) { return GetStatus(); }
 
 int SpreadsheetFile::Write(WriteSpreadSheetData*) { return status_ = kNotImplemented; }
 

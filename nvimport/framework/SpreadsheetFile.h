@@ -78,9 +78,9 @@ class NVIMPORT_API SpreadsheetFile {
   // Delivers every cell to `sink`. After a failure the cells that were delivered before it stand.
   virtual int Read(ReadSpreadSheetData* sink) = 0;
 
-  // Adds to `description` what the open file says of itself, which is nothing at first. It may pass
+  // Adds to `description` what the open file says of itself, as far as it wants that. It may pass
   // over the file once and delivers no cells.
-  virtual int Describe(Description& description);
+  int Describe(Description& description);
 
   // Writes every cell of `source`; status 1 where the format has no writer.
   virtual int Write(WriteSpreadSheetData* source);
@@ -94,6 +94,11 @@ class NVIMPORT_API SpreadsheetFile {
 
   // Finds the number of columns and rows and reports them with SetSize. 0 on success.
   virtual int EstablishSize() = 0;
+
+  // Adds what there is, which is nothing at first. Of the x values alone is asked only who has
+  // some.
+  virtual int DescribeAll(Description& description);
+  virtual bool HasX() const { return false; }
 
   // Sets the status unless an earlier failure stands, and returns the one that stands.
   int Fail(int status);

@@ -31,7 +31,7 @@ void SpectraFile::GetErrorMessage(char* buffer, unsigned int size) {
     SpreadsheetFile::GetErrorMessage(buffer, size);
 }
 
-int SpectraFile::Describe(Description& description) {
+int SpectraFile::DescribeAll(Description& description) {
   if (GetNumCols() < 0 || status_ != kGood) return status_;
   const int points = SheetPoints();
   // A file may claim more of them than it has bytes.

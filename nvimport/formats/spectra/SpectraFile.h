@@ -28,9 +28,6 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   void Close() override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
-  // With the x values of the sheet, exactly.
-  int Describe(Description& description) override;
-
   // The axis of the sheet's columns.
   double GetFirstPoint() const override { return axis_.first; }
   double GetLastPoint() const override { return axis_.last; }
@@ -49,6 +46,10 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   // The points of the axis that have columns, and the first of them.
   virtual int SheetPoints() const { return axis_.points; }
   virtual int FirstSheetPoint() const { return 0; }
+
+  // With the x values of the sheet, exactly.
+  int DescribeAll(Description& description) override;
+  bool HasX() const override { return true; }
 
   // Adds to `description` what the files say but their x values. The size is established.
   virtual int DescribeFiles(Description& description);

@@ -197,7 +197,7 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
   return kGood;
 }
 
-int CsvFile::Describe(Description& description) {
+int CsvFile::DescribeAll(Description& description) {
   if (status_ != kGood) return status_;
   if (!input_->is_open()) return Fail(kWrongMode);
   const std::string_view delimiter(&delimiter_, 1);

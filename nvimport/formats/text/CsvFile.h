@@ -33,13 +33,13 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   void Close() override;
   int Read(ReadSpreadSheetData* sink) override;
-  // Its encoding where the bytes show it, its line ends, and the delimiter that a "sep=" line names
-  // or that separates something.
-  int Describe(Description& description) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
  private:
   int EstablishSize() override;
+  // Its encoding where the bytes show it, its line ends, and the delimiter that a "sep=" line names
+  // or that separates something.
+  int DescribeAll(Description& description) override;
   int TakeOptions(const NvImportOpenOptions* options);
   // Looks at the start of the file for what the options left open.
   int TakeHead();

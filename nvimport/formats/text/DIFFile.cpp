@@ -242,7 +242,7 @@ int DIFFile::Read(ReadSpreadSheetData* sink) {
   return status_;
 }
 
-int DIFFile::Describe(Description& description) {
+int DIFFile::DescribeAll(Description& description) {
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
   const bool looks = !rules_.single_byte_texts && !has_looked_;

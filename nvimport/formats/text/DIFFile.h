@@ -48,8 +48,6 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   int Open(std::istream& stream, const char* title);
   int Open(std::ostream& stream, const char* title);
   int Read(ReadSpreadSheetData* sink) override;
-  // What the topics of the header say.
-  int Describe(Description& description) override;
   int Write(WriteSpreadSheetData* source) override;
   void Close() override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
@@ -58,6 +56,9 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   const std::string& GetTitle() const { return title_; }
 
  protected:
+  // What the topics of the header say.
+  int DescribeAll(Description& description) override;
+
   // What could not be written so that it reads back.
   struct Lossy {
     std::uint64_t breaks = 0;

@@ -230,7 +230,7 @@ bool LotusFile::FindRange(Range& range) {
   return true;
 }
 
-int LotusFile::Describe(Description& description) {
+int LotusFile::DescribeAll(Description& description) {
   if (status_ != kGood) return status_;
   if (!input_.is_open()) return Fail(kReadFailed);
   Stating stating(description, kLotusKeys);

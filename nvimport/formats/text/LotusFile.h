@@ -45,13 +45,13 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   // From the range that the worksheet states; -1 without one.
   int GetNumCols() override;
   int GetNumRows() override;
-  // Whose worksheet it is, and the range that it states.
-  int Describe(Description& description) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
  protected:
   // The size comes from the range alone: this does nothing and returns 1.
   int EstablishSize() override;
+  // Whose worksheet it is, and the range that it states.
+  int DescribeAll(Description& description) override;
 
  private:
   struct Record {

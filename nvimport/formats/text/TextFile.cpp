@@ -259,7 +259,7 @@ int TextFile::ReadCells(ReadSpreadSheetData* sink, int last_column, int last_row
   return kGood;
 }
 
-int TextFile::Describe(Description& description) {
+int TextFile::DescribeAll(Description& description) {
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
   const bool has_delimiter = delimiter_.find('\n') == std::string::npos;

@@ -45,9 +45,6 @@ class NVIMPORT_API TextFile : public SpreadsheetFile {
   // Reads a rectangle; rows and columns count from 1.
   int Read(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
            int first_column);
-  // Its encoding where the bytes show it, its line ends, and the delimiter if it separates
-  // anything.
-  int Describe(Description& description) override;
   // Separates by the first character of the delimiter; texts are written as they are.
   int Write(WriteSpreadSheetData* source) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
@@ -55,6 +52,9 @@ class NVIMPORT_API TextFile : public SpreadsheetFile {
  protected:
   // Takes the choice from `options` or from the user. False when there is none.
   virtual bool SetOptions(NvImportOpenOptions* options);
+  // Its encoding where the bytes show it, its line ends, and the delimiter if it separates
+  // anything.
+  int DescribeAll(Description& description) override;
 
  private:
   enum class Mode { kClosed, kReading, kWriting };

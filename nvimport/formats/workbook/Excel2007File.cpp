@@ -181,7 +181,7 @@ int Excel2007File::Read(ReadSpreadSheetData* sink) {
   return worst == Outcome::kGood ? kGood : Fail(StatusOf(worst));
 }
 
-int Excel2007File::Describe(Description& description) {
+int Excel2007File::DescribeAll(Description& description) {
   if (status_ != kGood) return status_;
   if (!book_) return Fail(kWrongMode);
   book_->Describe(description, selection_->sheets);

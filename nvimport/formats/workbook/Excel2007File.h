@@ -35,8 +35,6 @@ class NVIMPORT_API Excel2007File : public SpreadsheetFile {
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   void Close() override;
   int Read(ReadSpreadSheetData* sink) override;
-  // With the worksheets that there are, hidden or not.
-  int Describe(Description& description) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
   // The names of the workbook's worksheets, in the order of their numbers. 0 on success.
@@ -49,6 +47,8 @@ class NVIMPORT_API Excel2007File : public SpreadsheetFile {
 
  private:
   int EstablishSize() override;
+  // With the worksheets that there are, hidden or not.
+  int DescribeAll(Description& description) override;
   int ChooseSheets(NvImportOpenOptions* options);
 
   std::unique_ptr<Excel2007Book> book_;

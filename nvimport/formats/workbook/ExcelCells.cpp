@@ -24,9 +24,6 @@ namespace nvimport {
 
 namespace {
 
-constexpr std::uint16_t kEof = 0x000A;
-constexpr std::uint16_t kDateMode = 0x0022;
-constexpr std::uint16_t kCodePage = 0x0042;
 constexpr std::uint16_t kIxfe = 0x0044;
 constexpr std::uint16_t kFormats[] = {0x001E, 0x041E};
 constexpr std::uint16_t kXfs[] = {0x0043, 0x0243, 0x0443, 0x00E0};
@@ -89,8 +86,8 @@ bool ExcelCells::ReadSheet(std::uint64_t position, ReadSpreadSheetData* sink, in
   if (!GoToFirstRow()) return read_;
   BiffRecord record;
   do {
-    while (Next(record) && record.id != kEof && record.low_id() != kBof) Take(record);
-  } while (read_ && record.id != kEof && record.U16(2) == kChart &&
+    while (Next(record) && record.id != BiffRecord::kEof && record.low_id() != kBof) Take(record);
+  } while (read_ && record.id != BiffRecord::kEof && record.U16(2) == kChart &&
            !book_.rules.next_bof_ends_sheet && PassSubstream());
   return read_;
 }
@@ -100,7 +97,7 @@ bool ExcelCells::PassSubstream() {
   BiffRecord record;
   for (int depth = 1; depth > 0 && Next(record);) {
     if (IsOneOf(kBofs, record.id)) ++depth;
-    if (record.id == kEof) --depth;
+    if (record.id == BiffRecord::kEof) --depth;
   }
   return read_;
 }
@@ -109,7 +106,7 @@ bool ExcelCells::PassSubstream() {
 bool ExcelCells::GoToFirstRow() {
   BiffRecord record;
   if (!book_.rules.skip_cells_before_first_row) {
-    if (!Next(record) || record.id == kEof) return false;
+    if (!Next(record) || record.id == BiffRecord::kEof) return false;
     if (record.low_id() != kBof) Take(record);
     return true;
   }
@@ -117,7 +114,7 @@ bool ExcelCells::GoToFirstRow() {
   CountingSink counting;
   ReadSpreadSheetData* const sink = std::exchange(sink_, &counting);
   bool is_row = false;
-  while (!is_row && Next(record) && record.id != kEof) {
+  while (!is_row && Next(record) && record.id != BiffRecord::kEof) {
     is_row = record.low_id() == kRow || record.low_id() == kLabel;
     Take(record);
   }
@@ -186,8 +183,8 @@ void ExcelCells::TakeOther(BiffRecord& record) {
 
 // What a workbook has in its globals a worksheet that stands alone has before its cells.
 void ExcelCells::TakeOwnGlobal(const BiffRecord& record) {
-  if (record.id == kCodePage) book_.TakeCodePage(record);
-  if (record.id == kDateMode) book_.since_1904 = record.U16(0) == 1;
+  if (record.id == BiffRecord::kCodePage) book_.TakeCodePage(record);
+  if (record.id == BiffRecord::kDateMode) book_.since_1904 = record.U16(0) == 1;
   if (record.id == kIxfe) current_xf_ = record.U16(0);
   if (IsOneOf(kFormats, record.id)) formats_->TakeFormat(record, book_.version, book_.is_biff8);
   if (!IsOneOf(kXfs, record.id)) return;

@@ -28,14 +28,6 @@ namespace nvimport {
 
 namespace {
 
-enum Id : std::uint16_t {
-  kEof = 0x000A,
-  kDateMode = 0x0022,
-  kCodePage = 0x0042,
-  kBoundSheet = 0x0085,
-  kBundleHeader = 0x008F
-};
-
 bool IsDimensions(const BiffRecord& record) { return record.id == 0x0000 || record.id == 0x0200; }
 
 const char* VersionName(const ExcelWorkbook& book) {
@@ -70,7 +62,7 @@ std::string RangeOf(const BiffRecord& record, bool is_biff8) {
 
 }  // namespace
 
-int ExcelFile::Describe(Description& description) {
+int ExcelFile::DescribeAll(Description& description) {
   if (status_ != kGood) return status_;
   if (!book_->stream) return Fail(kWrongMode);
   Stating stating(description, kWorkbookKeys);
@@ -92,16 +84,18 @@ void ExcelFile::DescribeBook(Stating& stating, Budget& budget) const {
   bool has_date_mode = false;
   BIFFRecord record;
   book_->stream->Seek(0);
-  while (ReadWithin(budget, record) && record.id != kEof && record.id != kBundleHeader) {
-    if (record.id == kCodePage && !std::exchange(has_code_page, true)) {
+  while (ReadWithin(budget, record) && record.id != BiffRecord::kEof &&
+         record.id != BiffRecord::kBundleHeader) {
+    if (record.id == BiffRecord::kCodePage && !std::exchange(has_code_page, true)) {
       code_page = record.U16(0);
       stating.State("CODEPAGE", std::to_string(code_page));
     }
-    if (record.id == kDateMode && !std::exchange(has_date_mode, true))
+    if (record.id == BiffRecord::kDateMode && !std::exchange(has_date_mode, true))
       stating.State("DATEMODE", record.U16(0) == 1 ? "1904" : "1900");
     constexpr const char* kStates[] = {"BOUNDSHEET", "BOUNDSHEET hidden", "BOUNDSHEET very hidden"};
     const std::size_t state = record.U8(4) & 3U;
-    if (record.id != kBoundSheet || (record.U8(5) & 0x0F) != 0 || state >= std::size(kStates))
+    if (record.id != BiffRecord::kBoundSheet || (record.U8(5) & 0x0F) != 0 ||
+        state >= std::size(kStates))
       continue;
     const std::uint64_t position = record.U32(0);
     const std::string name = SheetName(record, book_->is_biff8, code_page);
@@ -113,7 +107,7 @@ void ExcelFile::DescribeBook(Stating& stating, Budget& budget) const {
   }
   if (book_->is_sheet_alone) DescribeSheet(0, stating, budget);
   // The sheets of a workspace.
-  for (std::size_t i = 1; record.id == kBundleHeader && i < sheets_.size(); ++i) {
+  for (std::size_t i = 1; record.id == BiffRecord::kBundleHeader && i < sheets_.size(); ++i) {
     std::string name;
     if (book_->rules.texts_as_stored)
       AppendFromCodePage(name, sheets_[i].name, book_->code_page);
@@ -128,7 +122,7 @@ void ExcelFile::DescribeBook(Stating& stating, Budget& budget) const {
 void ExcelFile::DescribeSheet(std::uint64_t position, Stating& stating, Budget& budget) const {
   BIFFRecord record;
   book_->stream->Seek(position);
-  while (ReadWithin(budget, record) && record.id != kEof) {
+  while (ReadWithin(budget, record) && record.id != BiffRecord::kEof) {
     if (!IsDimensions(record)) continue;
     stating.StateIfAny("DIMENSIONS", RangeOf(record, book_->is_biff8));
     break;

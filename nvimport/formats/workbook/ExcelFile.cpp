@@ -68,18 +68,6 @@ constexpr StatusText kTexts[] = {
 };
 static_assert(WellFormed(kTexts, kInvalidOptions, 264));
 
-enum Id : std::uint16_t {
-  kEof = 0x000A,
-  kDateMode = 0x0022,
-  kFilePass = 0x002F,
-  kCodePage = 0x0042,
-  kBoundSheet = 0x0085,
-  kBundleOffsets = 0x008E,
-  kBundleHeader = 0x008F,
-  kXf = 0x00E0,
-  kSst = 0x00FC,
-  kFormat = 0x041E
-};
 constexpr std::uint8_t kBof = 0x09;
 constexpr std::uint8_t kDimensions = 0x00;
 constexpr std::uint8_t kWsBool = 0x81;
@@ -210,7 +198,7 @@ int ExcelFile::ReadGlobals() {
   while (true) {
     const std::uint64_t position = book_->stream->Tell();
     if (!ReadWithinBudget(record)) return Fail(OrOverBudget(kBadWorkbook));
-    if (record.id == kEof) break;
+    if (record.id == BiffRecord::kEof) break;
     if (const int status = TakeGlobal(record, position, formats); status != kGood)
       return Fail(OrOverBudget(status));
   }
@@ -222,27 +210,27 @@ int ExcelFile::ReadGlobals() {
 }
 
 int ExcelFile::TakeGlobal(const BIFFRecord& record, std::uint64_t position, ExcelFormats& formats) {
-  if (record.id == kCodePage) book_->TakeCodePage(record);
+  if (record.id == BiffRecord::kCodePage) book_->TakeCodePage(record);
   if (book_->version == kWorkspaceVersion) {
-    if (record.id == kBundleOffsets) book_->stream->Seek(record.U32(0));
-    return record.id == kBundleHeader ? TakeBundleHeader(record) : kGood;
+    if (record.id == BiffRecord::kBundleOffsets) book_->stream->Seek(record.U32(0));
+    return record.id == BiffRecord::kBundleHeader ? TakeBundleHeader(record) : kGood;
   }
   if (book_->version != kNewestVersion) return kGood;
   switch (record.id) {
-    case kFilePass:
+    case BiffRecord::kFilePass:
       return kProtected;
-    case kBoundSheet:
+    case BiffRecord::kBoundSheet:
       return TakeBoundSheet(record);
-    case kDateMode:
+    case BiffRecord::kDateMode:
       book_->since_1904 = record.U16(0) == 1;
       return kGood;
-    case kFormat:
+    case BiffRecord::kFormat:
       formats.TakeFormat(record, book_->version, book_->is_biff8);
       return kGood;
-    case kXf:
+    case BiffRecord::kXf:
       formats.TakeXf(record);
       return kGood;
-    case kSst:
+    case BiffRecord::kSst:
       if (!book_->strings.Read(*book_->stream, position, book_->longest_record(),
                                book_->rules.continued_strings_keep_option_byte,
                                !book_->rules.texts_as_stored))
@@ -318,7 +306,7 @@ int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
   bool has_dimensions = false;
   bool is_empty = true;
   while (!is_dialog && !has_dimensions && (is_read = ReadWithinBudget(record)) &&
-         record.id != kEof) {
+         record.id != BiffRecord::kEof) {
     if (record.low_id() == kWsBool) is_dialog = (record.U8(0) & 0x10) != 0;
     if (record.low_id() != kDimensions) continue;
     has_dimensions = true;

@@ -98,8 +98,6 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   int GetNumCols() override;
   int GetNumRows() override;
   int Read(ReadSpreadSheetData* sink) override;
-  // With the worksheets that there are, hidden or not.
-  int Describe(Description& description) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
   // The names of the workbook's worksheets, in the order of their numbers. 0 on success.
@@ -136,6 +134,8 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   int IsWorksheet(std::uint64_t position, Sheet& sheet);
   void MeasureSheet(Sheet& sheet);
   int GetSheet(NvImportOpenOptions* options);
+  // With the worksheets that there are, hidden or not.
+  int DescribeAll(Description& description) override;
   void DescribeBook(Stating& stating, Budget& budget) const;
   void DescribeSheet(std::uint64_t position, Stating& stating, Budget& budget) const;
   bool ReadWithin(Budget& budget, BIFFRecord& record) const;

@@ -18,6 +18,20 @@ namespace nvimport {
 // A record of a workbook, in place: good until the next one is read. A field that the record is too
 // short for is zero, a text is cut to the record.
 struct BiffRecord {
+  // Those that more than one part of the reader looks for.
+  enum Id : std::uint16_t {
+    kEof = 0x000A,
+    kDateMode = 0x0022,
+    kFilePass = 0x002F,
+    kCodePage = 0x0042,
+    kBoundSheet = 0x0085,
+    kBundleOffsets = 0x008E,
+    kBundleHeader = 0x008F,
+    kXf = 0x00E0,
+    kSst = 0x00FC,
+    kFormat = 0x041E
+  };
+
   std::uint16_t id = 0;
   std::int16_t length = 0;
   char* data = nullptr;  // writable, as is the byte behind the record

@@ -80,8 +80,8 @@ void TivonFile::Close() {
 
 bool TivonFile::SetOptions(NvImportOpenOptions*) { return true; }
 
-int TivonFile::Describe(Description& description) {
-  if (const int status = TextFile::Describe(description); status != kGood) return status;
+int TivonFile::DescribeAll(Description& description) {
+  if (const int status = TextFile::DescribeAll(description); status != kGood) return status;
   CompoundFile file;
   if (container_.empty() || !file.Open(container_.c_str())) return kGood;
   Stating summary(description, kWorkbookKeys);

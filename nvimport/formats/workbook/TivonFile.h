@@ -17,13 +17,13 @@ class NVIMPORT_API TivonFile : public TextFile {
  public:
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   void Close() override;
-  // What its text tells, and of a compound file what that says.
-  int Describe(Description& description) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
  protected:
   // There is nothing to choose.
   bool SetOptions(NvImportOpenOptions* options) override;
+  // What its text tells, and of a compound file what that says.
+  int DescribeAll(Description& description) override;
 
  private:
   int OpenWorksheet(const char* path, NvImportOpenOptions* options);

@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string_view>
+
+#include "nvimport/formats/DescriptionKeys.h"
 #include "nvimport/formats/spectra/BrimroseFile.h"
 #include "nvimport/formats/spectra/GalacticSPCFile.h"
 #include "nvimport/formats/spectra/JCAMPDate.h"
@@ -54,45 +58,16 @@ void AddJcamp(std::vector<Described>& all) {
   // Each but those of dates, units and pages as it stands.
   std::string labels;
   std::string keys;
-  for (const auto& [label, key] : std::initializer_list<std::pair<const char*, const char*>>{
-           {"JCAMP-DX", "version"},
-           {"DATA CLASS", "data-class"},
-           {"ORIGIN", "origin"},
-           {"OWNER", "owner"},
-           {"TIME", "time"},
-           {"BLOCK_ID", "id"},
-           {"SOURCE REFERENCE", "reference"},
-           {"CROSS REFERENCE", "cross-reference"},
-           {"SAMPLE DESCRIPTION", "sample"},
-           {"CAS NAME", "chemical-name"},
-           {"NAMES", "other-names"},
-           {"MOLFORM", "formula"},
-           {"CAS REGISTRY NO", "cas-number"},
-           {"MW", "molecular-weight"},
-           {"MP", "melting-point"},
-           {"BP", "boiling-point"},
-           {"DENSITY", "density"},
-           {"REFRACTIVE INDEX", "refractive-index"},
-           {"CONCENTRATIONS", "concentrations"},
-           {"STATE", "state"},
-           {"PATH LENGTH", "path-length"},
-           {"PRESSURE", "pressure"},
-           {"TEMPERATURE", "temperature"},
-           {"SAMPLING PROCEDURE", "sampling"},
-           {"DATA PROCESSING", "processing"},
-           {"SPECTROMETER/DATA SYSTEM", "instrument"},
-           {"INSTRUMENT PARAMETERS", "instrument-parameters"},
-           {"INSTRUMENTAL PARAMETERS", "instrument-parameters"},
-           {"RESOLUTION", "resolution"},
-           {".OBSERVE FREQUENCY", "frequency"},
-           {".OBSERVE NUCLEUS", "nucleus"},
-           {".SOLVENT NAME", "solvent"},
-           {".PULSE SEQUENCE", "method"},
-           {".AVERAGES", "scans"},
-           {".DETECTOR", "detector"},
-           {".RETENTION TIME", "retention-time"}}) {
-    labels += "##"s + label + "= " + key + "\n";
-    keys += "row 2 "s + label + " [" + key + "] = " + key + "\n";
+  constexpr std::string_view kOthers[] = {"TITLE", "DATA TYPE", "DATE", "LONG DATE",
+                                          "PAGE",  "VAR_NAME",  "$$",   "##="};
+  for (const auto& [label, key] : kJcampKeys) {
+    if (std::ranges::count(kOthers, label) > 0 || label.ends_with("UNITS") ||
+        label.ends_with("LABEL"))
+      continue;
+    const std::string name(label);
+    const std::string means(key);
+    labels += "##" + name + "= " + means + "\n";
+    keys += "row 2 " + name + " [" + means + "] = " + means + "\n";
   }
   add("every key", with(labels), said(keys));
   add("dates",
