@@ -19,6 +19,7 @@
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/hosting/import/Import.h"
 #include "nvimport/hosting/import/ItemList.h"
+#include "nvimport/hosting/import/StoredImport.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -63,12 +64,11 @@ Refusal RefuseArgument(std::string text) {
   return refusal;
 }
 
-// The formats with NvImport Complete's where the environment asks for it, as the command has them.
-std::optional<Refusal> PrepareFormats() {
-  static const std::optional<Failure> failure = [] {
-    const char* complete = std::getenv("NVIMPORT_COMPLETE");
-    return complete != nullptr && std::string_view(complete) == "1" ? UseComplete() : std::nullopt;
-  }();
+// The formats as the command has them.
+std::optional<Refusal> PrepareFormats(std::optional<bool> kept_rules = std::nullopt) {
+  bool by_environment = false;
+  auto failure = TakeRulesOfEnvironment(by_environment);
+  if (!failure) failure = UseComplete(kept_rules.value_or(by_environment));
   if (!failure) return std::nullopt;
   return Refusal{Refusal::Kind::kError, 0, failure->text, failure->advice, {}, {}, {}};
 }
@@ -76,6 +76,7 @@ std::optional<Refusal> PrepareFormats() {
 std::optional<Refusal> TakeRequest(const Request& request, ImportRequest& import) {
   import.files = request.paths;
   import.name = request.name;
+  import.kept_rules = request.kept_rules;
   if (!request.format.empty()) {
     import.format = FindFormat(request.format, /*for_writing=*/false);
     if (import.format == 0)
@@ -150,10 +151,9 @@ Refusal Outside(const Failure& failure) {
   return refusal;
 }
 
-bool HasXRow(const std::string& options) {
-  std::string bytes = options;
-  const NvImportOpenOptions record{static_cast<int>(bytes.size()),
-                                   reinterpret_cast<unsigned char*>(bytes.data())};
+bool HasXRow(const std::vector<unsigned char>& options) {
+  auto stored = StoredImport::Parse(options)->options;
+  const NvImportOpenOptions record{static_cast<int>(stored.size()), stored.data()};
   const auto pairs = OptionPairs::Parse(&record);
   return pairs && pairs->Find("xrow") == "1";
 }
@@ -164,7 +164,7 @@ Import ReadSheet(const Request& request, bool with_cells) {
   const py::gil_scoped_release others_go_on;
   Import import;
   ImportRequest asked;
-  if ((import.refusal = PrepareFormats())) return import;
+  if ((import.refusal = PrepareFormats(request.kept_rules))) return import;
   if ((import.refusal = TakeRequest(request, asked))) return import;
   if (const auto failure = CheckFiles(request.paths)) {
     import.refusal = Outside(*failure);
@@ -190,6 +190,7 @@ Import ReadSheet(const Request& request, bool with_cells) {
   import.format = FormatName(result.format);
   import.rows = result.rows;
   import.columns = result.columns;
+  import.kept_rules = result.kept_rules;
   import.options.assign(result.options.begin(), result.options.end());
   import.pairs = UnaskedOptionsOf(import.format);
   for (const AnsweredQuestion& question : result.questions)
@@ -201,19 +202,21 @@ Import ReadSheet(const Request& request, bool with_cells) {
   import.first_x_column = result.description.first_x_column();
   import.x = result.description.x();
   import.warnings = result.warnings;
-  import.has_x_row = HasOption(import.format, "xrow") && HasXRow(import.options);
+  import.has_x_row = HasOption(import.format, "xrow") && HasXRow(result.options);
   return import;
 }
 
-Detected DetectSheet(const std::string& path) {
+Detected DetectSheet(const std::string& path, std::optional<bool> kept_rules) {
   const py::gil_scoped_release others_go_on;
   Detected detected;
-  if ((detected.refusal = PrepareFormats())) return detected;
+  if ((detected.refusal = PrepareFormats(kept_rules))) return detected;
+  bool kept = false;
+  if (!kept_rules) TakeRulesOfEnvironment(kept);
   if (const auto failure = CheckFiles({path})) {
     detected.refusal = Outside(*failure);
     return detected;
   }
-  const Detection detection = DetectFormat(path);
+  const Detection detection = DetectFormat(path, kept_rules.value_or(kept));
   detected.format = FormatName(detection.format);
   detected.reason = DetectionReason(detection, path);
   const auto kind = RecogniseKind(path);

@@ -39,6 +39,7 @@ struct Request {
   std::optional<std::string> blocks;
   std::optional<std::string> range;
   std::string merge;
+  std::optional<bool> kept_rules;
 };
 
 // A question that a format asked, and its answer.
@@ -53,6 +54,7 @@ struct Choice {
 struct Import {
   std::optional<Refusal> refusal;
   std::string format;
+  bool kept_rules = false;
   int rows = 0;
   int columns = 0;
   std::string options;             // that repeat it
@@ -79,7 +81,7 @@ struct Detected {
   std::vector<std::pair<std::string, std::string>> answers;
 };
 
-Detected DetectSheet(const std::string& path);
+Detected DetectSheet(const std::string& path, std::optional<bool> kept_rules);
 
 // A format as Python lists it.
 struct ListedFormat {

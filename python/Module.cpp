@@ -293,6 +293,7 @@ PYBIND11_MODULE(_nvimport, module) {
   py::class_<Import>(module, "Import")
       .def_readonly("refusal", &Import::refusal)
       .def_readonly("format", &Import::format)
+      .def_readonly("kept_rules", &Import::kept_rules)
       .def_readonly("rows", &Import::rows)
       .def_readonly("columns", &Import::columns)
       .def_property_readonly("options",
@@ -321,7 +322,8 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readwrite("sheet", &Request::sheet)
       .def_readwrite("blocks", &Request::blocks)
       .def_readwrite("range", &Request::range)
-      .def_readwrite("merge", &Request::merge);
+      .def_readwrite("merge", &Request::merge)
+      .def_readwrite("kept_rules", &Request::kept_rules);
   py::class_<Detected>(module, "Detected")
       .def_readonly("refusal", &Detected::refusal)
       .def_readonly("format", &Detected::format)

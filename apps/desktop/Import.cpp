@@ -85,6 +85,7 @@ OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress&
   import.files = request.files;
   import.format = request.format != 0 ? request.format : FormatOfFilter(request.filter);
   import.options = request.options;
+  import.kept_rules = request.kept_rules;
   import.dialogs = &dialogs;
   import.describing = Describing::kAll;
   import.progress = [&](const ImportProgress& now) {
@@ -96,6 +97,7 @@ const ImportResult read = ImportFile(import, *sheet);
 if (read.format > 0) again.format = read.format;
 if (!read.files.empty()) again.files = read.files;
 result.format = FromBytes(FormatName(read.format));
+result.kept_rules = read.kept_rules;
 result.warnings = Lines(read.warnings);
 result.notes = Lines(read.notes);
 if (read) {

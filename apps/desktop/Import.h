@@ -23,6 +23,7 @@ struct OpenRequest {
   int format = 0;                      // position in the list of formats, once it is known
   std::vector<unsigned char> options;  // of the import that is repeated, or none
   std::optional<char> decimal_mark;    // what the user said of it
+  std::optional<bool> kept_rules;      // else those of the import that is repeated
 };
 
 // What came of it.
@@ -31,6 +32,7 @@ struct OpenResult {
   OpenRequest again;                               // reads the same without a question
   std::shared_ptr<const Description> description;  // of its axes too
   QString format;                                  // its name
+  bool kept_rules = false;                         // were read by
   char decimal_mark = '.';                         // of numbers in texts
   QStringList warnings;
   QStringList notes;

@@ -28,6 +28,7 @@
 #include "apps/desktop/SheetText.h"
 #include "apps/desktop/SheetView.h"
 #include "apps/desktop/SpectraPlot.h"
+#include "nvimport/hosting/import/Complete.h"
 
 namespace nvimport {
 
@@ -38,6 +39,7 @@ constexpr int kTick = 100;      // ms
 constexpr int kPatience = 500;  // ms before progress is shown
 constexpr int kMessageTime = 4000;
 constexpr const char* kRecent = "recent";
+constexpr const char* kKeptRules = "kept-rules";
 
 QSettings Settings() { return {QSettings::IniFormat, QSettings::UserScope, "nvimport", "desktop"}; }
 
@@ -46,6 +48,13 @@ QString NameOf(const std::vector<std::string>& files) {
   return files.size() == 1
              ? first
              : QObject::tr("%1 and %2 more").arg(first, QString::number(files.size() - 1));
+}
+
+// As chosen last, or as the environment has it.
+bool KeptRules() {
+  bool kept = false;
+  static_cast<void>(TakeRulesOfEnvironment(kept));
+  return Settings().value(kKeptRules, kept).toBool();
 }
 
 std::vector<std::string> Paths(const QStringList& paths) {
@@ -189,6 +198,17 @@ void MainWindow::MakeActions() {
   again_ = Add(file, tr("&Import again"), Qt::Key_F5, [this] { ImportAgain(); });
   again_->setIcon(style()->standardIcon(QStyle::SP_BrowserReload));
   again_->setToolTip(tr("Reads the file once more with the answers given before (F5)"));
+  kept_rules_ = file.addAction(tr("Read by the &kept rules"));
+  kept_rules_->setCheckable(true);
+  kept_rules_->setToolTip(
+      tr("Reads files as years ago: without the cells that were left out then, and with numbers of "
+         "32 bits"));
+  kept_rules_->setChecked(KeptRules());
+  connect(kept_rules_, &QAction::toggled, this, [this](bool kept) {
+    Settings().setValue(kKeptRules, kept);
+    last_.kept_rules = kept;
+    ImportAgain();
+  });
   file.addSeparator();
   QAction* const write =
       AddForSheet(file, tr("&Export..."), QKeySequence::Save, [this] { ChooseExport(); });
@@ -255,6 +275,7 @@ void MainWindow::UpdateActions() {
   open_->setEnabled(idle);
   recent_->setEnabled(idle);
   again_->setEnabled(idle && !last_.files.empty());
+  kept_rules_->setEnabled(idle);
   for (QAction* action : for_sheet_) action->setEnabled(idle && cells_ != nullptr);
 }
 
@@ -307,6 +328,7 @@ void MainWindow::OpenFiles(const QStringList& paths, std::optional<int> filter) 
   OpenRequest request;
   request.files = Paths(paths);
   request.filter = filter.value_or(0) + 1;
+  request.kept_rules = kept_rules_->isChecked();
   remembers_ = filter.has_value();
   Start(request, tr("Reading %1").arg(NameOf(request.files)));
 }
@@ -348,9 +370,11 @@ void MainWindow::Show(OpenResult result) {
   sheet_->SetSheet(cells_);
   pages_->setCurrentIndex(1);
   sheet_->setFocus();
-  state_->setText(tr("%1 rows, %2 columns - %3")
-                      .arg(QLocale().toString(cells_->GetNumberOfRows()),
-                           QLocale().toString(cells_->GetNumberOfColumns()), result.format));
+  state_->setText(
+      tr("%1 rows, %2 columns - %3")
+          .arg(QLocale().toString(cells_->GetNumberOfRows()),
+               QLocale().toString(cells_->GetNumberOfColumns()),
+               result.kept_rules ? tr("%1, by the kept rules").arg(result.format) : result.format));
   ShowNotes(result);
   UpdateActions();
   // The sheet is painted before anything is made for the plot.

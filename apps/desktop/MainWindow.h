@@ -101,6 +101,7 @@ class MainWindow : public QMainWindow {
   QAction* open_;
   QAction* again_;
   QAction* reverse_;
+  QAction* kept_rules_;
   std::vector<QAction*> for_sheet_;
   std::shared_ptr<MemorySheet> cells_;
   std::shared_ptr<const Description> description_;

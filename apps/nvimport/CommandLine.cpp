@@ -30,11 +30,16 @@ std::string AlignedTerms(std::span<const Term> terms) {
   return lines;
 }
 
-void AddComplete(CLI::App& command, Settings& settings) {
-  command
-      .add_flag("--complete", settings.complete,
-                "NvImport Complete reads the formats that it has: no old rule leaves out cells")
-      ->envname("NVIMPORT_COMPLETE");
+void AddRules(CLI::App& command, Settings& settings) {
+  command.add_flag(
+      "--kept-rules", settings.kept_rules,
+      "Reads as years ago: with the cells that were left out then, and with numbers of "
+      "32 bits");
+  // What it asked for is so.
+  command.add_flag_function(
+      "--complete", [](std::int64_t) {},
+      "Does nothing: files are read completely unless --kept-rules says "
+      "otherwise");
 }
 
 void AddFormatOptions(CLI::App& command, Settings& settings) {
@@ -69,7 +74,7 @@ void AddFormatOptions(CLI::App& command, Settings& settings) {
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false);
   command.add_flag("--strict", settings.strict, "Warnings and notes are failures");
-  AddComplete(command, settings);
+  AddRules(command, settings);
 }
 
 void AddFileOptions(CLI::App& command, Settings& settings) {
@@ -144,13 +149,13 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
   };
 
   CLI::App& formats = *add("formats", "Lists the formats", RunFormats);
-  AddComplete(formats, settings);
+  AddRules(formats, settings);
   AddJson(formats, settings);
 
   CLI::App& detect = *add("detect", "Says which format a file has", RunDetect);
   AddFileOptions(detect, settings);
   AddManyFilesOptions(detect, settings);
-  AddComplete(detect, settings);
+  AddRules(detect, settings);
   AddJson(detect, settings);
 
   CLI::App& info = *add("info", "Says a file's format, its size and what can be chosen", RunInfo);
@@ -278,8 +283,9 @@ int RunCommandLine(int count, char** arguments) try {
   }
   RemoveTemporariesOnSignals();
   const FormatList::ReleaseAtEnd list;
-  if (settings.complete)
-    if (const auto failure = UseComplete()) return SayFailure(*failure);
+  if (const auto failure = TakeRulesOfEnvironment(settings.kept_rules)) return SayFailure(*failure);
+  if (const auto failure = UseComplete(settings.kept_rules, CommandWords()))
+    return SayFailure(*failure);
   return chosen(settings);
 } catch (const std::exception& exception) {
   return SayFailure({Failure::kFailed, "The command could not be carried out.",

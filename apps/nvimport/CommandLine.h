@@ -26,9 +26,9 @@ constexpr Term kExitCodes[] = {
 
 constexpr Term kEnvironment[] = {
     {"NO_COLOR", "Not empty: a terminal gets no colours"},
-    {"NVIMPORT_COMPLETE", "1: as --complete"},
     {"NVIMPORT_LOG", "The file to which the library's log is appended"},
     {"NVIMPORT_PLUGIN_PATH", "Folders of plug-in libraries, apart by colons"},
+    {"NVIMPORT_RULES", "kept: as --kept-rules"},
     {"TMPDIR", "The folder for temporary files; else /tmp"},
 };
 

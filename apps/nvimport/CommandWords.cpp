@@ -76,8 +76,9 @@ const HostWords& CommandWords() {
     ours.other_format =
         "--format NAME takes another format, \"nvimport detect FILE\" shows what the formats say";
     ours.any_format = "--format NAME takes one all the same";
-    ours.all_cells = "--complete reads it without the old rules that leave cells out";
-    ours.complete = "--complete may read it";
+    ours.all_cells = "without --kept-rules all cells are read";
+    ours.complete = "it may be read without --kept-rules";
+    ours.by_kept_rules = "read with --kept-rules";
     ours.choose_format = "no format was chosen; --format NAME does so beforehand";
     ours.choose_among = "--format NAME chooses among: ";
     ours.answer_before =
@@ -119,6 +120,8 @@ std::string FailureLines(const Failure& failure) {
 Failure WrongUsage(std::string text, std::string advice) {
   return {Failure::kArgument, std::move(text), std::move(advice)};
 }
+
+const char* RulesWord(bool kept_rules) { return kept_rules ? "kept" : "complete"; }
 
 const char* SourceWord(AnsweredQuestion::Source source) {
   constexpr const char* kWords[] = {"given", "guessed", "chosen", "guessed", "refused"};

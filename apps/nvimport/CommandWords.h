@@ -39,6 +39,7 @@ std::string FailureLines(const Failure& failure);
 Failure WrongUsage(std::string text, std::string advice);
 
 // "given", "guessed" or "chosen".
+const char* RulesWord(bool kept_rules);
 const char* SourceWord(AnsweredQuestion::Source source);
 // The options that give the answer, and all that give one.
 std::string OptionFor(const AnsweredQuestion& question);

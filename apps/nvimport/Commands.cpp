@@ -16,6 +16,7 @@
 #include "nvimport/hosting/batch/BatchReport.h"
 #include "nvimport/hosting/export/Export.h"
 #include "nvimport/hosting/export/OutputTarget.h"
+#include "nvimport/hosting/import/Complete.h"
 #include "nvimport/hosting/import/FileKinds.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/hosting/import/Sheets.h"
@@ -65,6 +66,7 @@ Json FormatJson(int format) { return {{"index", format}, {"name", FormatName(for
 Json ImportJson(const Input& input, const ImportResult& result) {
   return {{"file", input.shown},
           {"format", FormatJson(result.format)},
+          {"rules", RulesWord(result.kept_rules)},
           {"rows", result.rows},
           {"columns", result.columns}};
 }
@@ -128,7 +130,7 @@ void Detect(FileTurn& turn) {
   if (const auto failure = CheckFiles(turn.input().files, CommandWords()))
     return turn.Fail(*failure);
   const std::string& path = turn.input().files.front();
-  const Detection detection = DetectFormat(path);
+  const Detection detection = DetectFormat(path, turn.plan().import.kept_rules.value_or(false));
   std::vector<std::string> candidates;
   for (const int format : detection.candidates) candidates.push_back(FormatName(format));
   auto kind = RecogniseKind(path);
@@ -146,6 +148,7 @@ std::string InfoText(FileTurn& turn, const ImportResult& result) {
       {"format", FormatName(result.format) + " (" + std::to_string(result.format) + ")"},
       {"rows", std::to_string(result.rows)},
       {"columns", std::to_string(result.columns)}};
+  if (result.kept_rules) lines.emplace_back("rules", RulesWord(true));
   for (const AnsweredQuestion& question : result.questions) {
     lines.emplace_back(question.name, question.answer + " (" + SourceWord(question.source) + "; " +
                                           OptionFor(question) + ")");
@@ -393,6 +396,7 @@ void Convert(FileTurn& turn, const ConvertPlan& plan) {
          .format = plan.format,
          .conversion = turn.plan().conversion,
          .head = plan.describes_in_output ? R"({"description":)" + description + "}\n" : "",
+         .kept_rules = result.kept_rules,
          .is_sparse = plan.is_sparse,
          .progress = [&](auto row, auto rows) { return turn.progress().Advance(row, rows); },
          .note = [&](const std::string& note) { written.push_back(note); },
@@ -418,8 +422,10 @@ int RunFormats(const Settings& settings) {
     std::vector<std::string> extensions = Extensions(info);
     for (std::string& extension : extensions) extension = ToUtf8(extension);
     const auto yes_or_no = [](bool yes) { return yes ? "yes" : "no"; };
+    if (settings.kept_rules && !HasKeptReader(format)) continue;
     const std::string& library = FormatList::Get().GetLibraryPath(format);
-    const std::string origin = library.empty() ? "built in" : ShownName(library);
+    const bool is_built_in = library.empty() || (settings.kept_rules && ReadsMoreThanKept(format));
+    const std::string origin = is_built_in ? "built in" : ShownName(library);
     lines.push_back({std::to_string(format), EscapeControls(name), EscapeControls(Join(extensions)),
                      yes_or_no(HasReader(format)), yes_or_no(HasWriter(format)), origin});
     json["formats"].push_back({{"index", format},

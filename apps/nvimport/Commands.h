@@ -37,7 +37,7 @@ struct Settings {
   bool safe_formulas = false;
   bool json = false;
   bool notes = false;
-  bool complete = false;
+  bool kept_rules = false;
   bool strict = false;
   bool quiet = false;
   bool keep_going = false;

@@ -70,6 +70,7 @@ Json EntryOf(const RunPlan& plan, std::size_t index, const char* status, double 
           {"exit_code", nullptr},
           {"seconds", InMilliseconds(seconds)},
           {"format", nullptr},
+          {"rules", nullptr},
           {"rows", nullptr},
           {"columns", nullptr},
           {"text", nullptr},
@@ -180,6 +181,7 @@ std::string FileTurn::Entry(double seconds) const {
   json["warnings"] = result_.warnings;
   if (result_.format > 0) {
     json["format"] = {{"index", result_.format}, {"name", FormatName(result_.format)}};
+    json["rules"] = RulesWord(result_.kept_rules);
     json["notes"] = result_.notes;
   }
   if (result_.format > 0 && plan_.import.describing == Describing::kAll)
@@ -237,6 +239,7 @@ std::optional<Failure> FileRun::TakeOptions() {
       return WrongUsage("\"" + ShownName(*settings_.range) + "\" is no range.",
                         "--range takes FIRST,LAST, points from 1, a last one of 0 for the end");
   }
+  plan_.import.kept_rules = settings_.kept_rules;
   if (!settings_.merge.empty())
     answers.merge = std::ranges::find(kMergeWords, settings_.merge) - kMergeWords;
   for (const std::string& option : settings_.options) {
@@ -420,9 +423,9 @@ void FileRun::Finish() {
   }
   if (plan_.quiet) return;
   for (const int format : noted_formats_)
-    if (CompleteWouldServe(format))
-      std::cerr << "--complete reads \"" << FormatAt(format).name
-                << "\" without the old rules that leave cells out\n";
+    if (settings_.kept_rules && ReadsMoreThanKept(format))
+      std::cerr << "without --kept-rules all cells of \"" << FormatAt(format).name
+                << "\" are read\n";
   if (count < 2) return;
   std::cerr << count << " files: " << done_ << " done, " << failed_ << " failed";
   if (tried < count) std::cerr << ", " << count - tried << " not tried";

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <optional>
+#include <utility>
 
 #include "nvimport/framework/DLLFile.h"
 #include "nvimport/framework/FormatRegistry.h"
@@ -213,7 +214,7 @@ bool FormatList::AddLibrary(const std::string& path) {
   if (std::filesystem::equivalent(path, own_path_, error)) return false;
   // One that is found by two ways is one.
   const bool is_known = std::ranges::any_of(entries_, [&](const Entry& entry) {
-    return std::filesystem::equivalent(path, entry.library->path, error);
+    return std::filesystem::equivalent(path, entry.server.library->path, error);
   });
   if (is_known || !ListsFormats(path)) return false;
   if (!ReturnsFromListing(path)) {
@@ -234,16 +235,17 @@ bool FormatList::ReturnsFromListing(const std::string& path) {
   });
 }
 
-bool FormatList::Append(const std::shared_ptr<const Library>& library) {
+std::vector<FormatList::Entry> FormatList::FormatsOf(
+    const std::shared_ptr<const Library>& library) {
   if (!library->functions.can_list()) {
     library->Complain("can't be loaded: " + library->module.error());
-    return false;
+    return {};
   }
-  if (!library->is_ready) return false;
+  if (!library->is_ready) return {};
   const int count = library->Call([&] { return library->functions.count_formats(); }).value_or(0);
   if (count < 1 || count > kMostFormats) {
     library->Complain("claims " + std::to_string(count) + " formats");
-    return false;
+    return {};
   }
   std::vector<Entry> added;
   for (int index = 1; index <= count; ++index) {
@@ -251,17 +253,44 @@ bool FormatList::Append(const std::shared_ptr<const Library>& library) {
         library->Call([&] { return library->functions.get_info(index); }).value_or(nullptr);
     if (const std::string fault = FaultOf(info); !fault.empty()) {
       library->Complain("is left out, since its format " + std::to_string(index) + " " + fault);
-      return false;
+      return {};
     }
-    added.push_back({library, index, KeptInfo::Of(*info)});
+    added.push_back({{library, index}, KeptInfo::Of(*info), std::nullopt});
   }
+  return added;
+}
+
+bool FormatList::Append(const std::shared_ptr<const Library>& library) {
+  std::vector<Entry> added = FormatsOf(library);
   for (Entry& entry : added) {
     std::erase_if(entries_, [&](const Entry& earlier) {
       return EqualIgnoringCase(earlier.info->name, entry.info->name);
     });
     entries_.push_back(std::move(entry));
   }
-  return true;
+  return !added.empty();
+}
+
+bool FormatList::AddComplete() {
+  const LibraryLock lock;
+  if (has_complete_) return true;
+  const std::string path = NvApp::GetCompleteLibrary();
+  const bool is_linked = FormatRegistry::linked_complete != nullptr;
+  if (!is_linked && (DangerOf(NvApp::GetCompleteDirectory()) != nullptr ||
+                     DangerOf(path) != nullptr || !ListsFormats(path)))
+    return false;
+  for (Entry& entry :
+       FormatsOf(is_linked ? Library::LinkedComplete() : std::make_shared<const Library>(path))) {
+    const auto same = std::ranges::find_if(entries_, [&](const Entry& earlier) {
+      return EqualIgnoringCase(earlier.info->name, entry.info->name);
+    });
+    has_complete_ = true;
+    if (same == entries_.end())
+      entries_.push_back(std::move(entry));
+    else if (same->server.library->path.empty())
+      same->kept = std::exchange(same->server, std::move(entry.server));
+  }
+  return has_complete_;
 }
 
 std::string FormatList::FaultOf(const NvImportFormatInfo* info) {
@@ -286,29 +315,38 @@ int FormatList::size() const { return static_cast<int>(entries_.size()); }
 const NvImportFormatInfo& FormatList::GetInfo(int position) const { return *At(position).info; }
 
 const std::string& FormatList::GetLibraryPath(int position) const {
-  return At(position).library->path;
+  return At(position).server.library->path;
 }
 
-std::unique_ptr<SpreadsheetFile> FormatList::CreateFile(int position) const {
+bool FormatList::HasKeptReader(int position) const {
+  return HasTwoReaders(position) || !IsComplete(GetLibraryPath(position));
+}
+
+std::unique_ptr<SpreadsheetFile> FormatList::CreateFile(int position, bool kept_rules) const {
   const Entry& entry = At(position);
-  const PluginFunctions& library = entry.library->functions;
+  const Server& server = kept_rules && entry.kept ? *entry.kept : entry.server;
+  const PluginFunctions& library = server.library->functions;
   auto file = std::make_unique<DLLFile>(
       library.open, library.close, library.get_last_error, library.establish_size, library.read,
-      library.write, library.get_warning, entry.info->can_read, entry.info->can_write, entry.index,
-      entry.library->turns.get());
+      library.write, library.get_warning, entry.info->can_read, entry.info->can_write, server.index,
+      server.library->turns.get());
   file->UseMore(library.read_whole, library.describe, library.get_note);
   return file;
 }
 
-std::vector<KnownFormat> FormatList::GetKnownFormats() const {
+std::vector<KnownFormat> FormatList::GetKnownFormats(bool kept_rules) const {
   std::vector<KnownFormat> formats;
-  for (const Entry& entry : entries_) {
+  for (int position = 1; position <= size(); ++position) {
+    const Entry& entry = At(position);
+    const Server& server = kept_rules && entry.kept ? *entry.kept : entry.server;
     std::function<int(const char*)> test;
-    if (entry.library->functions.is_correct_type != nullptr)
-      test = [&entry](const char* path) {
-        const Library& library = *entry.library;
+    if (kept_rules && !HasKeptReader(position))
+      test = [](const char*) { return 0; };
+    else if (server.library->functions.is_correct_type != nullptr)
+      test = [&server](const char* path) {
+        const Library& library = *server.library;
         return static_cast<int>(
-            library.Call([&] { return library.functions.is_correct_type(entry.index, path); })
+            library.Call([&] { return library.functions.is_correct_type(server.index, path); })
                 .value_or('\0'));
       };
     formats.push_back({entry.info.get(), std::move(test)});

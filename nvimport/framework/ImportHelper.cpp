@@ -198,7 +198,7 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
   const int filter = format;
   const FormatList& formats = FormatList::Get();
   if (filter == 1 || filter == static_cast<int>(readable.size()) + 2) {
-    format = ChooseFormat(formats.GetKnownFormats(), selection_.front().c_str());
+    format = ChooseFormat(formats.GetKnownFormats(kept_rules_), selection_.front().c_str());
     if (format < 0) {
       error = ReadErrors::kNoFormatChosen;
       return false;
@@ -271,7 +271,7 @@ bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOp
     selected = FileSelection::Join(selection_);
   }
   FormatList& formats = FormatList::Get();
-  if (format > formats.size()) {
+  if (format > formats.size() || (kept_rules_ && !formats.HasKeptReader(format))) {
     PutMsgMB(parent, kNotReadable, NvApp::GetName().c_str(), MessageBoxQuestion::kStop);
     return false;
   }
@@ -280,7 +280,7 @@ bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOp
   // the bytes that it fills in, so it gets a record of the driver's own.
   NvImportOpenOptions choices{0, nullptr};
   const bool wants_choices = options != nullptr && options->size == 0 && options->data == nullptr;
-  const auto file = formats.CreateFile(format);
+  const auto file = formats.CreateFile(format, kept_rules_);
   if (file->Open(true, selected.c_str(), wants_choices ? &choices : options) != kGood)
     return Fail(parent, "The file could not be opened.", *file);
   if (!EstablishSize(*file, formats.GetInfo(format).flag4, parent) || !read(*file)) return false;
@@ -350,7 +350,7 @@ bool ImportHelper::WriteSpreadsheetFile(const char* path, int format, Spreadshee
   }
 
   OutputFile::TakeFailure();
-  const auto file = formats.CreateFile(format);
+  const auto file = formats.CreateFile(format, kept_rules_);
   if (file->Open(false, path, options) != kGood)
     return Fail(parent, "The file could not be opened.", *file);
   if (file->Write(sheet) != kGood)

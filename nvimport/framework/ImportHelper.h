@@ -53,6 +53,10 @@ class NVIMPORT_API ImportHelper {
   bool SizeSpreadsheetFile(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
                            bool format_known);
 
+  // Whether files are read and written by the kept rules where NvImport Complete has them read
+  // whole; not at first.
+  void SetKeptRules(bool kept_rules) { kept_rules_ = kept_rules; }
+
   // Where goes what the files read or sized from now on say of themselves; null for nowhere. A file
   // of which not all can be told is no failure, but the log has a note.
   void DescribeTo(Description* description) { description_ = description; }
@@ -108,6 +112,7 @@ class NVIMPORT_API ImportHelper {
 
   bool show_messages_ = true;
   bool log_messages_ = false;
+  bool kept_rules_ = false;
   bool throw_on_error_ = false;
   std::vector<std::string> selection_;
   int rows_ = -1;

@@ -46,10 +46,12 @@ struct HostWords {
   const char* other_format = "it can be read as another format";
   // The way to a format all the same.
   const char* any_format = "it can be read as a given format all the same";
-  // The way to cells that the format leaves out by old rules, for where there is one.
-  const char* all_cells = "NvImport Complete reads it without the old rules that leave cells out";
-  // The same to files that old rules refuse.
-  const char* complete = "NvImport Complete may read it";
+  // The way to cells that the kept rules leave out.
+  const char* all_cells = "without the kept rules all cells are read";
+  // The same to files that the kept rules refuse.
+  const char* complete = "it may be read without the kept rules";
+  // The way to read without NvImport Complete.
+  const char* by_kept_rules = "read by the kept rules";
   // The way to choose one.
   const char* choose_format = "no format was chosen";
   // The same, before their names.

@@ -76,14 +76,14 @@ def formats() -> list[Format]:
     ]
 
 
-def detect(path: Source, *, name: str | None = None) -> Detection:
+def detect(path: Source, *, name: str | None = None, kept_rules: bool | None = None) -> Detection:
     """What format a file has.
 
     >>> nvimport.detect("barley.spc").format
     'GalacticSPC File'
     """
     with _on_disk([path], name) as (paths, shown):
-        found = _nvimport.detect_sheet(paths[0])
+        found = _nvimport.detect_sheet(paths[0], kept_rules)
         _check(found.refusal, shown)
     return Detection(
         found.format or None,
@@ -135,6 +135,7 @@ def read(
     encoding: str | None = None,
     decimal: str = ".",
     name: str | None = None,
+    kept_rules: bool | None = None,
 ) -> Sheet:
     """Reads a file, or several that become one sheet.
 
@@ -152,6 +153,8 @@ def read(
     encoding: of texts; by default those that are valid UTF-8 are, others are Windows-1252.
     decimal: the decimal mark of texts that are to be numbers.
     name: of bytes or of an open file; its extension counts when the format is detected.
+    kept_rules: reads as years ago, without the cells that were left out then and with numbers of 32 bits;
+        by default as the options say, else whole unless NVIMPORT_RULES is "kept".
 
     What is left open is chosen as a user most likely would, and noted in Sheet.notes. Where that is not
     safe, ChoiceNeeded is raised. Whatever else stops the import is an Error.
@@ -176,6 +179,7 @@ def read(
             options=options,
             merge=merge,
             ignore_consecutive=ignore_consecutive,
+            kept_rules=kept_rules,
         )
         found = _nvimport.read_sheet(request, True)
         _check(found.refusal, shown)
@@ -282,6 +286,7 @@ def _request(
     options: bytes | str | Mapping[str, Any] | None = None,
     merge: str | None = None,
     ignore_consecutive: bool = False,
+    kept_rules: bool | None = None,
 ) -> _nvimport.Request:
     request = _nvimport.Request()
     request.paths = paths
@@ -294,6 +299,7 @@ def _request(
     request.delimiter = delimiter
     request.ignore_consecutive = ignore_consecutive
     request.merge = merge or ""
+    request.kept_rules = kept_rules
     if isinstance(options, Mapping):
         request.pairs = ";".join(f"{key}={_value(value)}" for key, value in options.items())
     elif isinstance(options, str):

@@ -62,6 +62,7 @@ class Choice:
 class Import:
     refusal: Optional[Refusal]
     format: str
+    kept_rules: bool
     rows: int
     columns: int
     options: bytes
@@ -86,6 +87,7 @@ class Request:
     blocks: Optional[str]
     range: Optional[str]
     merge: str
+    kept_rules: Optional[bool]
     def __init__(self) -> None: ...
 
 class Detected:
@@ -106,7 +108,7 @@ class ListedFormat:
     library: str
 
 def read_sheet(request: Request, with_cells: bool) -> Import: ...
-def detect_sheet(path: bytes) -> Detected: ...
+def detect_sheet(path: bytes, kept_rules: Optional[bool]) -> Detected: ...
 def list_formats() -> list[ListedFormat]: ...
 def write_cells(
     cells: Cells, path: bytes, format: str, overwrite: bool

@@ -46,7 +46,8 @@ class Sheet:
     format: its name.
     options: bytes that repeat the import, choices and all: read(path, options=sheet.options).
     choices: what the format asked, and how it was answered.
-    notes: what was answered without having been asked, and cells that a rule of old left out.
+    kept_rules: whether it was read as years ago.
+    notes: what was answered without having been asked, and cells that were left out.
     warning: what the format warned of, or None.
     """
 
@@ -65,6 +66,7 @@ class Sheet:
         self.path = path
         self.format = read.format
         self.options = read.options
+        self.kept_rules = read.kept_rules
         self.choices = choices
         self.notes = notes
         self.warning = "\n".join(read.warnings) or None

@@ -929,20 +929,21 @@ TEST(Command, NotesAndWhatTheyCost) {
            "\0\0\2\0\6\4\6\0\x8\0\0\0\0\0\0\0\0\0"
            "\x10\0\x0f\0\xff\0\0\0\0\0\0\0\0\0\0\xf0\x3f\0\0\1\0\0\0"s);
   for (const std::string line : {"validate f.wk1", "convert f.wk1 -o f.csv"}) {
-    const Ran ran = desk.Run(line + " --quiet");
+    const Ran ran = desk.Run(line + " --quiet --kept-rules");
     EXPECT_EQ(ran, (Ran{1, "",
                         TwoLines("No cell of the file was delivered.",
-                                 "f.wk1: 1 formula cell arrives empty; --complete reads it without "
-                                 "the old rules that leave cells out") +
+                                 "f.wk1: 1 formula cell arrives empty; without --kept-rules all "
+                                 "cells are read") +
                             "note: 1 formula cell arrives empty\n"}));
   }
-  EXPECT_EQ(desk.Run("show f.wk1 --complete").exit_code, 0);
+  EXPECT_EQ(desk.Run("show f.wk1").exit_code, 0);
   // Words that lead nobody anywhere are followed by some that do.
   std::string spectra = Contents(NVIMPORT_TEST_SAMPLES "/barley.spc");
   spectra[0] |= '\x40';
   desk.Put("gc.spc", spectra);
-  const std::string refused = desk.Run("show gc.spc").errors;
-  EXPECT_NE(refused.find(" support.\n  gc.spc: --complete may read it; "), std::string::npos)
+  const std::string refused = desk.Run("show gc.spc --kept-rules").errors;
+  EXPECT_NE(refused.find(" support.\n  gc.spc: it may be read without --kept-rules; "),
+            std::string::npos)
       << refused;
 
   // The gravest of several files decides.
@@ -963,28 +964,24 @@ TEST(Command, NotesAndWhatTheyCost) {
   }
 }
 
-TEST(Command, ReadsAllCellsWithNvImportComplete) {
+TEST(Command, ReadsAllCellsUnlessTheKeptRulesAreAskedFor) {
   const Desk desk;
-  for (const char* name : {"tanks.wk1", "oils.jdx"})
-    desk.Put(name, Contents(std::string(NVIMPORT_TEST_SAMPLES "/") + name));
-  const std::string advice =
-      "--complete reads \"Lotus 1-2-3 File\" without the old rules that leave cells out\n";
-  const Ran kept = desk.Run("convert tanks.wk1 -o -");
+  desk.Put("tanks.wk1", Contents(NVIMPORT_TEST_SAMPLES "/tanks.wk1"));
+  const std::string advice = "without --kept-rules all cells of \"Lotus 1-2-3 File\" are read\n";
+  const Ran kept = desk.Run("convert tanks.wk1 -o - --kept-rules");
   EXPECT_EQ(kept.errors, "note: 1 formula cell arrives empty\n" + advice);
-  EXPECT_EQ(desk.Run("info tanks.wk1 --notes --jobs 2 tanks.wk1").errors,
+  EXPECT_EQ(desk.Run("info tanks.wk1 --notes --kept-rules --jobs 2 tanks.wk1").errors,
             advice + "2 files: 2 done, 0 failed\n");
-  const Ran whole = desk.Run("convert tanks.wk1 -o - --complete");
+  const Ran whole = desk.Run("convert tanks.wk1 -o -");
   EXPECT_EQ(whole.errors, "");
   EXPECT_NE(whole.out, kept.out);
-  // Its questions are the command's to answer.
-  EXPECT_EQ(desk.Run("validate --complete oils.jdx --blocks 2").out,
-            desk.Run("validate oils.jdx --blocks 2").out);
+  EXPECT_EQ(desk.Run("convert tanks.wk1 -o - --complete"), whole);
 
-  ::setenv("NVIMPORT_COMPLETE", "1", 1);
-  EXPECT_EQ(desk.Run("convert tanks.wk1 -o -"), whole);
-  ::setenv("NVIMPORT_COMPLETE", "0", 1);
+  ::setenv("NVIMPORT_RULES", "kept", 1);
   EXPECT_EQ(desk.Run("convert tanks.wk1 -o -"), kept);
-  ::unsetenv("NVIMPORT_COMPLETE");
+  ::setenv("NVIMPORT_RULES", "all", 1);
+  EXPECT_EQ(desk.Run("convert tanks.wk1 -o -").exit_code, 2);
+  ::unsetenv("NVIMPORT_RULES");
 }
 
 TEST(Command, LogsIntoTheFileThatIsNamed) {
@@ -1062,7 +1059,7 @@ TEST(Command, WritesWhatFilesSayOfThemselvesBesideTheirCells) {
                                 .first = "1000001",
                                 .last = "1000002"}
                        .Bytes());
-  const std::string convert = "convert a.dx --quiet --complete ";
+  const std::string convert = "convert a.dx --quiet ";
   EXPECT_EQ(desk.Run(convert + "-o a.jsonl --describe a.json --with-description").exit_code, 0);
   const auto told = nlohmann::json::parse(desk.Get("a.json"));
   EXPECT_EQ(told["axes"]["x"]["values"].dump(), "[1000001.0,1000001.5,1000002.0]");

@@ -90,6 +90,25 @@ TEST(FormatList, NvImportCompleteTakesThePlaceOfItsFormatsAlone) {
   EXPECT_EQ(SprFileFactory::GetNumberOfFormats(), registered);
 }
 
+TEST(FormatList, NvImportCompleteStandsBesideTheBuiltInReaders) {
+  FormatList list;
+  ASSERT_TRUE(list.AddLibrary(Plugin("override")));
+  const int lotus = PositionOf(list, "Lotus 1-2-3 File");
+  ASSERT_TRUE(list.AddComplete());
+  ASSERT_TRUE(list.AddComplete());
+  EXPECT_EQ(PositionOf(list, "Lotus 1-2-3 File"), lotus);
+  EXPECT_EQ(list.GetLibraryPath(PositionOf(list, "text file")), Plugin("override"));
+  for (int position = 1; position <= list.size(); ++position) {
+    const bool is_ours = list.GetLibraryPath(position).ends_with("nvimport-complete.so");
+    EXPECT_EQ(list.HasKeptReader(position), !is_ours || position <= kOwn);
+    EXPECT_EQ(list.HasTwoReaders(position), is_ours && position <= kOwn);
+    if (list.HasKeptReader(position)) continue;
+    EXPECT_EQ(
+        list.GetKnownFormats(/*kept_rules=*/true)[static_cast<std::size_t>(position) - 1].test(""),
+        0);
+  }
+}
+
 TEST(FormatList, ReleasesEveryLibraryAtItsEnd) {
   void* const kept = ::dlopen(Plugin("good").c_str(), RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(kept, nullptr);

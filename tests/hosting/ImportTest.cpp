@@ -3,7 +3,9 @@
 #include <cstring>
 #include <filesystem>
 
+#include "nvimport/framework/FormatList.h"
 #include "nvimport/hosting/export/Export.h"
+#include "nvimport/hosting/import/Complete.h"
 #include "nvimport/hosting/import/Import.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/Progress.h"
@@ -130,6 +132,70 @@ TEST(Import, RepeatsByItsOptionsWithoutAQuestion) {
       return question.source == Source::kGiven;
     }));
   }
+}
+
+struct WithComplete {
+  WithComplete() { EXPECT_FALSE(UseComplete()); }
+  WithComplete(const WithComplete&) = delete;
+  WithComplete& operator=(const WithComplete&) = delete;
+  ~WithComplete() { FormatList::Release(); }
+};
+
+TEST(Import, ReadsByTheRulesThatAreSaidStoredOrOfTheEnvironment) {
+  const WithComplete complete;
+  ImportRequest request{{Sample("tanks.wk1")}};
+  const auto read = [&] {
+    MemorySheet sheet;
+    const ImportResult result = ImportFile(request, sheet);
+    EXPECT_TRUE(result) << result.failure->text;
+    EXPECT_EQ(result.kept_rules, !result.notes.empty());
+    return std::pair(result.options, SheetText(sheet));
+  };
+  const auto whole = read();
+  ::setenv("NVIMPORT_RULES", "kept", 1);
+  const auto kept = read();
+  EXPECT_NE(kept, whole);
+  request.options = whole.first;
+  EXPECT_EQ(read(), whole) << "as it was stored";
+  request.options.clear();
+  request.kept_rules = false;
+  EXPECT_EQ(read(), whole);
+  ::unsetenv("NVIMPORT_RULES");
+  request.kept_rules.reset();
+  request.options = kept.first;
+  EXPECT_EQ(read(), kept) << "as it was stored";
+  request.options = whole.first;
+  request.kept_rules = true;
+  EXPECT_EQ(read(), kept) << "as it is said now";
+
+  // Formats' own bytes were stored when there was no choice.
+  request.kept_rules.reset();
+  request.options = {0, 0, 0, 0};
+  EXPECT_EQ(read().second, kept.second);
+}
+
+TEST(Import, HasNumbersOf32BitsByTheKeptRules) {
+  const WithComplete complete;
+  for (const bool kept : {false, true}) {
+    MemorySheet sheet;
+    ImportRequest request{{Sample("oils.jdx")}};
+    request.kept_rules = kept;
+    ASSERT_TRUE(ImportFile(request, sheet));
+    bool is_wide = false;
+    for (int row = 1; row <= sheet.GetNumberOfRows(); ++row)
+      for (int column = 1; column <= sheet.GetNumberOfColumns(); ++column)
+        is_wide = is_wide || sheet.GetCell(column, row).number_kind != NumberKind::kFloat;
+    EXPECT_EQ(is_wide, !kept);
+  }
+}
+
+TEST(Import, RefusesRulesThatItDoesNotKnow) {
+  MemorySheet sheet;
+  const ImportRequest later{{Sample("tanks.wk1")}, "", 0, "", {'N', 'v', 'I', 'R', 2, 0}};
+  EXPECT_EQ(ImportFile(later, sheet).failure->kind, Failure::kArgument);
+  ::setenv("NVIMPORT_RULES", "keep", 1);
+  EXPECT_EQ(ImportFile({{Sample("tanks.wk1")}}, sheet).failure->kind, Failure::kArgument);
+  ::unsetenv("NVIMPORT_RULES");
 }
 
 TEST(Import, AsksTheHostInItsOwnWindow) {

@@ -63,6 +63,7 @@ std::optional<Failure> WriteRegistered(const ExportRequest& request, const std::
     if (entry.operation == "Note" && request.note) request.note(OneLine(entry.text));
   });
   ImportHelper driver;
+  driver.SetKeptRules(request.kept_rules);
   bool done = false;
   const std::string thrown = Thrown([&] {
     done = driver.WriteSpreadsheetFile(path.c_str(), request.format.registered, &sheet, nullptr,

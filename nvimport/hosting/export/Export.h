@@ -34,6 +34,7 @@ struct ExportRequest {
   TextConversion conversion{};  // of the texts; without one they become UTF-8
   bool replaces = false;        // a file that is there
   std::string head{};           // what stands before the rows, in a format of this layer's own
+  bool kept_rules = false;      // of a registered format, as it was written years ago
   bool is_sparse = false;       // however few cells stand among however many delimiters
   std::function<bool(std::uint64_t row, std::uint64_t rows)> progress{};  // false stops
   std::function<void(const std::string& note)> note{};  // told of cells that may not read back

@@ -1,32 +1,32 @@
 #include "nvimport/hosting/import/Complete.h"
 
+#include <cstdlib>
+
 #include "nvimport/framework/FormatList.h"
-#include "nvimport/framework/PluginFunctions.h"
 #include "nvimport/hosting/CellText.h"
-#include "nvimport/hosting/import/Formats.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
 
-std::optional<Failure> UseComplete() {
-  NvApp::AddPluginDirectory(NvApp::GetCompleteDirectory());
-  const FormatList& list = FormatList::Get();
-  for (int format = 1; format <= list.size(); ++format)
-    if (list.GetLibraryPath(format) == NvApp::GetCompleteLibrary()) return std::nullopt;
+std::optional<Failure> UseComplete(bool kept_rules, const HostWords& words) {
+  if (FormatList::Get().AddComplete() || kept_rules) return std::nullopt;
   return Failure{Failure::kFailed, "NvImport Complete is not there.",
                  "it is looked for as " + ShownName(NvApp::GetCompleteLibrary()) +
-                     "; put it there, or do without it"};
+                     "; put it there, or " + words.by_kept_rules};
 }
 
-bool CompleteWouldServe(int format) {
-  if (!FormatList::Get().GetLibraryPath(format).empty()) return false;
-  static const DynamicLibrary library(NvApp::GetCompleteLibrary());
-  static const PluginFunctions functions = PluginFunctions::Of(library);
-  if (!functions.can_list()) return false;
-  for (int index = 1; index <= functions.count_formats(); ++index)
-    if (EqualIgnoringCase(functions.get_info(index)->name, FormatAt(format).name)) return true;
-  return false;
+std::optional<Failure> TakeRulesOfEnvironment(bool& kept_rules) {
+  const char* const given = std::getenv("NVIMPORT_RULES");
+  const std::string rules = given != nullptr ? given : "";
+  if (rules.empty() || EqualIgnoringCase(rules, "complete")) return std::nullopt;
+  if (!EqualIgnoringCase(rules, "kept"))
+    return Failure{Failure::kArgument, "There are no rules \"" + ShownName(rules) + "\".",
+                   "NVIMPORT_RULES is kept or complete"};
+  kept_rules = true;
+  return std::nullopt;
 }
+
+bool ReadsMoreThanKept(int format) { return FormatList::Get().HasTwoReaders(format); }
 
 }  // namespace nvimport

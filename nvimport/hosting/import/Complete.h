@@ -1,20 +1,26 @@
 #pragma once
 
 #include <optional>
-#include <string>
 
 #include "nvimport/hosting/Failure.h"
 #include "nvimport/platform/Export.h"
 
 namespace nvimport {
 
-// NvImport Complete: the library whose formats leave out no cells for old habits' sake. It lies in
-// a folder of its own and serves only where it is asked for.
+// Hosts of this layer read by NvImport Complete: the library whose formats leave out no cells for
+// old habits' sake. It lies in a folder of its own. The built-in readers, with their kept rules,
+// stand beside it for whoever wants a file as it was read years ago.
 
-// Has its formats take the place of the built-in ones. To be called before the formats are listed.
-NVIMPORT_API std::optional<Failure> UseComplete();
+// Has its readers serve, to be called when a host begins. Unless `kept_rules` are asked for it is a
+// failure when it is not there.
+NVIMPORT_API std::optional<Failure> UseComplete(bool kept_rules = false,
+                                                const HostWords& words = {});
 
-// Whether it would read more than the format that is used does.
-NVIMPORT_API bool CompleteWouldServe(int format);
+// Whether the environment asks for the kept rules (NVIMPORT_RULES is "kept", and not "complete" or
+// nothing). Fails for any other word.
+NVIMPORT_API std::optional<Failure> TakeRulesOfEnvironment(bool& kept_rules);
+
+// Whether it reads more than the kept rules do.
+NVIMPORT_API bool ReadsMoreThanKept(int format);
 
 }  // namespace nvimport

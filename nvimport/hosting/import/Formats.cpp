@@ -85,8 +85,10 @@ bool HasWriter(int format) {
   return FormatAt(format).can_write && (!is_built_in || known == nullptr || known->has_writer);
 }
 
-Detection DetectFormat(const std::string& path) {
-  return DetectFormat(FormatList::Get().GetKnownFormats(), path.c_str());
+bool HasKeptReader(int format) { return FormatList::Get().HasKeptReader(format); }
+
+Detection DetectFormat(const std::string& path, bool kept_rules) {
+  return DetectFormat(FormatList::Get().GetKnownFormats(kept_rules), path.c_str());
 }
 
 std::string DetectionReason(const Detection& detection, const std::string& path) {

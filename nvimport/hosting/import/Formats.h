@@ -34,11 +34,13 @@ NVIMPORT_API std::vector<std::string> UnaskedOptionsOf(std::string_view format);
 
 // Whether the format has a reader: some keep a place and have none.
 NVIMPORT_API bool HasReader(int format);
+// Whether the kept rules know it; those that came with NvImport Complete are later.
+NVIMPORT_API bool HasKeptReader(int format);
 // Whether it has a writer.
 NVIMPORT_API bool HasWriter(int format);
 
-// What the formats say of the file at `path`.
-NVIMPORT_API Detection DetectFormat(const std::string& path);
+// What the formats say of the file at `path`, those that can be read by the kept rules or all.
+NVIMPORT_API Detection DetectFormat(const std::string& path, bool kept_rules = false);
 
 // Why the formats' answers about the file at `path` came to what `detection` says.
 NVIMPORT_API std::string DetectionReason(const Detection& detection, const std::string& path);

@@ -20,6 +20,7 @@
 #include "nvimport/hosting/import/Delimiters.h"
 #include "nvimport/hosting/import/FileKinds.h"
 #include "nvimport/hosting/import/Formats.h"
+#include "nvimport/hosting/import/StoredImport.h"
 #include "nvimport/platform/ByteWriter.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/NvFile.h"
@@ -172,20 +173,23 @@ class ImportDialogs final : public AnsweringDialogs {
   int format_ = 0;
 };
 
-// A host's sheet for a file that begins with the mark of UTF-8, which is none of its first cell.
-class UnmarkedSheet final : public SpreadsheetData {
+// A host's sheet for a file whose mark of UTF-8 at its beginning is none of its first cell, or for
+// numbers as they were years ago.
+class ForwardingSheet final : public SpreadsheetData {
  public:
-  explicit UnmarkedSheet(SpreadsheetData& sheet) : sheet_(sheet) {}
+  ForwardingSheet(SpreadsheetData& sheet, bool has_mark, bool is_narrow)
+      : sheet_(sheet), has_mark_(has_mark), is_narrow_(is_narrow) {}
 
   void Set(int column, int row, const char* text) override {
-    const bool is_marked = column == 1 && row == 1 && std::string_view(text).starts_with(kUtf8Mark);
+    const bool is_marked =
+        has_mark_ && column == 1 && row == 1 && std::string_view(text).starts_with(kUtf8Mark);
     sheet_.Set(column, row, is_marked ? text + kUtf8Mark.size() : text);
   }
   void Set(int column, int row, int value) override { sheet_.Set(column, row, value); }
   void Set(int column, int row, long long value) override { sheet_.Set(column, row, value); }
   void Set(int column, int row, double value) override { sheet_.Set(column, row, value); }
   void Set(int column, int row, float value) override { sheet_.Set(column, row, value); }
-  bool TakesExact() override { return sheet_.TakesExact(); }
+  bool TakesExact() override { return !is_narrow_ && sheet_.TakesExact(); }
   void SetExact(int column, int row, double value) override { sheet_.SetExact(column, row, value); }
   void SetExact(int column, int row, long long value) override {
     sheet_.SetExact(column, row, value);
@@ -206,6 +210,8 @@ class UnmarkedSheet final : public SpreadsheetData {
   static constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";
 
   SpreadsheetData& sheet_;
+  bool has_mark_;
+  bool is_narrow_;
 };
 
 // Does one operation of the driver, which takes the path and the options.
@@ -226,16 +232,20 @@ class Session {
       if (files_.size() == 1) result_.failure->where = NameOf(request_);
       return;
     }
+    if ((result_.failure = SettleRules())) return;
     const std::uintmax_t size = TotalSize(files_);
-    std::optional<UnmarkedSheet> unmarked;
-    if (sheet != nullptr && NvFile::GetEncoding(files_.front().c_str()) == ETextFileEncoding::kUtf8)
-      sheet = &unmarked.emplace(*sheet);
+    const bool has_mark = NvFile::GetEncoding(files_.front().c_str()) == ETextFileEncoding::kUtf8;
+    std::optional<ForwardingSheet> forwarding;
+    if (sheet != nullptr && (has_mark || stored_.kept_rules))
+      sheet = &forwarding.emplace(*sheet, has_mark, stored_.kept_rules);
     {
       const Listening listening(dialogs_, request_.progress ? &told_ : nullptr, result_);
       result_.failure = SettleFormat();
       if (!result_.failure) result_.failure = Operate(sheet);
     }
     result_.files = files_;
+    result_.kept_rules = stored_.kept_rules;
+    if (!result_.failure) result_.options = stored_.Bytes();
     result_.questions = dialogs_.answered();
     result_.warnings = dialogs_.warnings();
     if (!result_.failure && TotalSize(files_) < size) {
@@ -247,11 +257,28 @@ class Session {
   }
 
  private:
+  std::optional<Failure> SettleRules() {
+    if (!request_.options.empty()) {
+      auto stored = StoredImport::Parse(request_.options);
+      if (!stored)
+        return Failure{Failure::kArgument, "The stored import is not one that can be repeated.",
+                       "a later version may have stored it, or it is damaged", NameOf(request_)};
+      stored_ = std::move(*stored);
+    } else if (auto failure = TakeRulesOfEnvironment(stored_.kept_rules)) {
+      return failure;
+    }
+    stored_.kept_rules = request_.kept_rules.value_or(stored_.kept_rules);
+    driver_.SetKeptRules(stored_.kept_rules);
+    return std::nullopt;
+  }
+
   std::optional<Failure> SettleFormat() {
     int& format = result_.format;
     format = request_.format;
     if (format > FormatCount() || format < 0)
       return Failure{Failure::kArgument, "There is no such format.", "", ""};
+    if (format > 0 && stored_.kept_rules && !HasKeptReader(format))
+      return Refused("The kept rules know no such format.");
     if (format == 0) format = DetectedFormat();
     if (told_.stopped()) return Cancelled();
     if (format == 0) return AskedFormat();
@@ -264,18 +291,22 @@ class Session {
     return std::nullopt;
   }
 
+  bool CanBe(int format) const {
+    return HasReader(format) && (!stored_.kept_rules || HasKeptReader(format));
+  }
+
   // The format that the formats' own answers settle, or else the content of the file; 0 where that
   // can't be told.
   int DetectedFormat() {
-    const Detection detection = DetectFormat(files_.front());
-    if (detection.format > 0 && HasReader(detection.format)) return detection.format;
+    const Detection detection = DetectFormat(files_.front(), stored_.kept_rules);
+    if (detection.format > 0 && CanBe(detection.format)) return detection.format;
     std::vector<int> open = detection.candidates;
-    std::erase_if(open, [](int format) { return !HasReader(format); });
+    std::erase_if(open, [&](int format) { return !CanBe(format); });
     if (open.size() == 1) return open.front();
     const auto kind = RecogniseKind(files_.front());
-    const auto format_called = [](const char* name) {
+    const auto format_called = [&](const char* name) {
       const int format = *name != '\0' ? FindFormat(name, /*for_writing=*/false) : 0;
-      return format != 0 && HasReader(format) ? format : 0;
+      return format != 0 && CanBe(format) ? format : 0;
     };
     const int by_content = kind ? format_called(kind->format) : 0;
     // One that has no reader says so.
@@ -315,7 +346,7 @@ class Session {
   }
 
   std::vector<unsigned char> GivenOptions(bool takes_delimiter) const {
-    if (!request_.options.empty()) return request_.options;
+    if (!stored_.options.empty()) return stored_.options;
     std::string pairs = request_.pairs;
     const bool is_delimiter_given =
         request_.answers.text_import || pairs.find("delimiter=") != std::string::npos;
@@ -333,7 +364,7 @@ class Session {
     dialogs_.SettleFormat(result_.format);
     const bool takes_delimiter =
         HasOption(FormatAt(result_.format).name, "delimiter") && TakesPairs(result_.format);
-    std::vector<unsigned char>& stored = result_.options = GivenOptions(takes_delimiter);
+    std::vector<unsigned char>& stored = stored_.options = GivenOptions(takes_delimiter);
     NvImportOpenOptions options{static_cast<int>(stored.size()), stored.data()};
     // An empty record comes back with the choices made.
     NvImportOpenOptions choices{0, nullptr};
@@ -363,7 +394,7 @@ class Session {
 
   // One that guesses its delimiter says which.
   void TellDelimiter() {
-    std::vector<unsigned char>& stored = result_.options;
+    std::vector<unsigned char>& stored = stored_.options;
     const NvImportOpenOptions options{static_cast<int>(stored.size()), stored.data()};
     const auto taken = OptionPairs::Parse(&options);
     const auto delimiter = taken ? taken->Find("delimiter") : std::nullopt;
@@ -405,9 +436,8 @@ class Session {
     if (failure.status == kCancelled) failure.kind = Failure::kStopped;
     for (const auto& none : kNoWayOut)
       if (none.status == failure.status && none.format == FormatName(result_.format))
-        failure.advice = (CompleteWouldServe(result_.format)
-                              ? request_.words.complete
-                              : "the program that wrote it can export JCAMP-DX or text") +
+        failure.advice = (MoreIsThere() ? request_.words.complete
+                                        : "the program that wrote it can export JCAMP-DX or text") +
                          ("; " + failure.advice);
     return failure;
   }
@@ -417,10 +447,11 @@ class Session {
     Failure failure = Because("No cell of the file was delivered.");
     for (const std::string& note : result_.notes)
       failure.detail += (failure.detail.empty() ? "" : ", ") + note;
-    failure.advice =
-        CompleteWouldServe(result_.format) ? request_.words.all_cells : request_.words.other_format;
+    failure.advice = MoreIsThere() ? request_.words.all_cells : request_.words.other_format;
     return failure;
   }
+
+  bool MoreIsThere() const { return stored_.kept_rules && ReadsMoreThanKept(result_.format); }
 
   // With what may be the cause.
   Failure Refused(std::string text) const {
@@ -460,6 +491,7 @@ class Session {
   const ImportRequest& request_;
   ImportResult& result_;
   std::vector<std::string> files_;
+  StoredImport stored_;                // what this import will be
   const char* pairs_by_content_ = "";  // options that go with a format that the content decided
   Told told_;
   ImportDialogs dialogs_;

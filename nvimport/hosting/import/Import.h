@@ -46,7 +46,9 @@ struct ImportRequest {
   CWnd* parent = nullptr;      // the host's window, passed to the dialogs
   std::function<bool(const ImportProgress& progress)> progress{};  // false stops the import
   Describing describing = Describing::kNothing;                    // the result's description
-  HostWords words{};  // how failures call the ways out of them
+  HostWords words{};                 // how failures call the ways out of them
+  std::optional<bool> kept_rules{};  // reads as years ago, numbers of 32 bits included; not said:
+                                     // as the options do, else as the environment says
 };
 
 // What came of it.
@@ -56,7 +58,8 @@ struct ImportResult {
   int format = 0;                             // in the list of formats, 0 while it is not settled
   int rows = -1;                              // of the sheet, -1 while its size is not known
   int columns = -1;                           // likewise
-  std::vector<unsigned char> options{};       // that repeat the import; empty for none
+  bool kept_rules = false;                    // were read by
+  std::vector<unsigned char> options{};       // that repeat the import: StoredImport's bytes
   std::vector<AnsweredQuestion> questions{};  // that were asked, with their answers
   std::vector<std::string> warnings{};        // of the reader
   std::vector<std::string> notes{};           // on cells that were left out
