@@ -246,10 +246,12 @@ DLLFile::DLLFile(decltype(&NvImportOpen) open, decltype(&NvImportClose) close,
       turns_(turns) {}
 
 void DLLFile::UseMore(decltype(&NvImportReadWhole) read_whole, decltype(&NvImportDescribe) describe,
-                      decltype(&NvImportGetNote) get_note) {
+                      decltype(&NvImportGetNote) get_note,
+                      decltype(&NvImportGetStatus) get_status) {
   read_whole_ = read_whole;
   describe_ = describe;
   get_note_ = get_note;
+  get_status_ = get_status;
 }
 
 DLLFile::~DLLFile() { CloseHandle(); }
@@ -349,8 +351,10 @@ int DLLFile::Write(WriteSpreadSheetData* source) {
   return done ? kGood : Fail(kLibraryFailed);
 }
 
-int DLLFile::GetServedStatus() const {
-  const int served = close_ == &NvImportClose ? StatusOfOpenFile(handle_) : kGood;
+int DLLFile::GetServedStatus() {
+  const int served = get_status_ != nullptr && handle_ != 0
+                         ? Call(int{kGood}, [&] { return get_status_(index_, handle_); })
+                         : kGood;
   return served != kGood ? served : status_;
 }
 

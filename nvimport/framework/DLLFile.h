@@ -23,7 +23,7 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
           bool can_write, int index, PluginTurns* turns = nullptr);
   // The functions beside the twelve that the library has, null each where it hasn't.
   void UseMore(decltype(&NvImportReadWhole) read_whole, decltype(&NvImportDescribe) describe,
-               decltype(&NvImportGetNote) get_note);
+               decltype(&NvImportGetNote) get_note, decltype(&NvImportGetStatus) get_status);
   DLLFile(const DLLFile&) = delete;
   DLLFile& operator=(const DLLFile&) = delete;
   ~DLLFile() override;
@@ -39,9 +39,8 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   // Whether the last read of all rows went well and had no cell but empty texts for any of them.
   bool delivered_nothing() const { return delivered_nothing_; }
 
-  // The status of the reader that this library itself serves, which its functions don't tell; else
-  // that of this object.
-  int GetServedStatus() const;
+  // The status of the library's reader where it tells one, else that of this object.
+  int GetServedStatus();
 
  private:
   int EstablishSize() override;
@@ -64,6 +63,7 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   decltype(&NvImportReadWhole) read_whole_ = nullptr;
   decltype(&NvImportDescribe) describe_ = nullptr;
   decltype(&NvImportGetNote) get_note_ = nullptr;
+  decltype(&NvImportGetStatus) get_status_ = nullptr;
   bool can_read_;
   bool can_write_;
   int index_;

@@ -99,7 +99,8 @@ struct FormatList::Library {
                   &NvImportGetWarning,
                   &NvImportReadWhole,
                   &NvImportDescribe,
-                  &NvImportGetNote} {
+                  &NvImportGetNote,
+                  &NvImportGetStatus} {
     Initialise();
   }
 
@@ -330,7 +331,7 @@ std::unique_ptr<SpreadsheetFile> FormatList::CreateFile(int position, bool kept_
       library.open, library.close, library.get_last_error, library.establish_size, library.read,
       library.write, library.get_warning, entry.info->can_read, entry.info->can_write, server.index,
       server.library->turns.get());
-  file->UseMore(library.read_whole, library.describe, library.get_note);
+  file->UseMore(library.read_whole, library.describe, library.get_note, library.get_status);
   return file;
 }
 

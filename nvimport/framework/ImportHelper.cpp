@@ -161,7 +161,7 @@ void ImportHelper::PutMsgDD(CWnd* parent, const char* text, const char* detail, 
 
 bool ImportHelper::Fail(CWnd* parent, const char* text, SpreadsheetFile& file) {
   // Of a reader behind the twelve functions, its own.
-  const auto* served = dynamic_cast<const DLLFile*>(&file);
+  auto* served = dynamic_cast<DLLFile*>(&file);
   status_ = served != nullptr ? served->GetServedStatus() : file.GetStatus();
   char detail[kErrorTextSize];
   file.GetErrorMessage(detail, sizeof detail);

@@ -165,11 +165,6 @@ char OpenFileOf(FormatRegistry& registry, int format, const char* path, char mod
   });
 }
 
-int StatusOfOpenFile(long handle) {
-  const OpenFile* open = Find(handle);
-  return open != nullptr ? open->file->GetStatus() : kGood;
-}
-
 }  // namespace nvimport
 
 using namespace nvimport;
@@ -261,6 +256,11 @@ const char* NvImportGetNote(int, long handle, int number) {
   if (open == nullptr || number < 0 || static_cast<std::size_t>(number) >= open->notes.size())
     return nullptr;
   return open->notes[static_cast<std::size_t>(number)].c_str();
+}
+
+int NvImportGetStatus(int, long handle) {
+  const OpenFile* open = Find(handle);
+  return open != nullptr ? open->file->GetStatus() : kGood;
 }
 
 void NvImportClose(int, long handle) {

@@ -68,6 +68,10 @@ NVIMPORT_API char NvImportDescribe(int format, long handle, NvImportDescription*
  * time by its number from 0; null beyond the last one. Valid until the next call for the handle. */
 NVIMPORT_API const char* NvImportGetNote(int format, long handle, int number);
 
+/* Returns the status that the file is in, of which NvImportGetLastError has the text; 0 while
+ * nothing has failed. */
+NVIMPORT_API int NvImportGetStatus(int format, long handle);
+
 #ifdef __cplusplus
 }
 #endif

@@ -10,7 +10,4 @@ char IsCorrectFileType(FormatRegistry& registry, int format, const char* path);
 char OpenFileOf(FormatRegistry& registry, int format, const char* path, char mode, long* handle,
                 NvImportOpenOptions* options);
 
-// The status of the file behind a handle, 0 where there is none.
-int StatusOfOpenFile(long handle);
-
 }  // namespace nvimport

@@ -26,6 +26,7 @@ struct PluginFunctions {
   decltype(&NvImportReadWhole) read_whole = nullptr;
   decltype(&NvImportDescribe) describe = nullptr;
   decltype(&NvImportGetNote) get_note = nullptr;
+  decltype(&NvImportGetStatus) get_status = nullptr;
 
   // Those that `library` itself defines.
   static PluginFunctions Of(const DynamicLibrary& library) {
@@ -38,6 +39,7 @@ struct PluginFunctions {
     find("NvImportReadWhole", functions.read_whole);
     find("NvImportDescribe", functions.describe);
     find("NvImportGetNote", functions.get_note);
+    find("NvImportGetStatus", functions.get_status);
     return functions;
   }
 

@@ -1028,13 +1028,13 @@ TEST(Command, AnswersInJson) {
       "axes": {}, "rows": [], "cut": 0})");
   info[0].erase("description");
   same(info,
-       R"([{"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rows": 4001,
+       R"([{"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rules": "complete", "rows": 4001,
             "columns": 2, "choices": [{"name": "delimiter", "answer": "semicolon",
             "source": "guessed", "option": "--delimiter semicolon", "asks": "what separates fields: --delimiter TEXT, --ignore-consecutive",
             "entries": []}], "options": [], "warnings": [], "notes":
             ["1 line holds a NUL byte, and what follows it there was not delivered"]}])");
   same(answer("show a\"\xe9\n.txt --delimiter ;", "files"),
-       R"([{"file": "a\"é\\x0a.txt", "format": {"index": 17, "name": "Text File"}, "rows": 2,
+       R"([{"file": "a\"é\\x0a.txt", "format": {"index": 17, "name": "Text File"}, "rules": "complete", "rows": 2,
             "columns": 3, "head": [["é", 1.5, "\""], ["", "x", null]]}])");
 }
 
