@@ -285,9 +285,13 @@ bool FormatList::AddComplete() {
     const auto same = std::ranges::find_if(entries_, [&](const Entry& earlier) {
       return EqualIgnoringCase(earlier.info->name, entry.info->name);
     });
+    const auto behind_ours = std::ranges::find_if(entries_, [&](const Entry& earlier) {
+      const std::string& served_by = earlier.server.library->path;
+      return !served_by.empty() && served_by != path;
+    });
     has_complete_ = true;
     if (same == entries_.end())
-      entries_.push_back(std::move(entry));
+      entries_.insert(behind_ours, std::move(entry));
     else if (same->server.library->path.empty())
       same->kept = std::exchange(same->server, std::move(entry.server));
   }

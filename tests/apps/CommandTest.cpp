@@ -920,7 +920,7 @@ TEST(Command, NotesAndWhatTheyCost) {
        "as such"},
   };
   for (const auto& c : kWritten) {
-    const Ran ran = desk.Run("convert in.csv -o - --strict --to "s + c.to);
+    const Ran ran = desk.Run("convert in.csv -o - --strict --kept-rules --to "s + c.to);
     EXPECT_EQ(ran.exit_code, 4);
     EXPECT_EQ(ran.errors, "note: "s + c.note + "\n");
   }
@@ -1027,14 +1027,16 @@ TEST(Command, AnswersInJson) {
       {"label": "delimiter", "key": "delimiter", "value": "semicolon"}],
       "axes": {}, "rows": [], "cut": 0})");
   info[0].erase("description");
-  same(info,
-       R"([{"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rules": "complete", "rows": 4001,
+  same(
+      info,
+      R"([{"file": "cut.txt", "format": {"index": 17, "name": "Text File"}, "rules": "complete", "rows": 4001,
             "columns": 2, "choices": [{"name": "delimiter", "answer": "semicolon",
             "source": "guessed", "option": "--delimiter semicolon", "asks": "what separates fields: --delimiter TEXT, --ignore-consecutive",
             "entries": []}], "options": [], "warnings": [], "notes":
             ["1 line holds a NUL byte, and what follows it there was not delivered"]}])");
-  same(answer("show a\"\xe9\n.txt --delimiter ;", "files"),
-       R"([{"file": "a\"é\\x0a.txt", "format": {"index": 17, "name": "Text File"}, "rules": "complete", "rows": 2,
+  same(
+      answer("show a\"\xe9\n.txt --delimiter ;", "files"),
+      R"([{"file": "a\"é\\x0a.txt", "format": {"index": 17, "name": "Text File"}, "rules": "complete", "rows": 2,
             "columns": 3, "head": [["é", 1.5, "\""], ["", "x", null]]}])");
 }
 

@@ -55,5 +55,5 @@ $lib/nvimport/nvimport-draw.so"
 fi
 
 sum=$(LD_LIBRARY_PATH=root/$lib NVIMPORT_PLUGIN_PATH='' root/usr/bin/nvimport \
-  convert --complete "$root/samples/tanks.wk1" -o - 2>/dev/null | tail -n 1)
+  convert "$root/samples/tanks.wk1" -o - 2>/dev/null | tail -n 1)
 [ "$sum" = "Sum,310" ] || fail "the command does not read through NvImport Complete: $sum"
