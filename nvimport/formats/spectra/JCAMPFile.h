@@ -84,6 +84,9 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   int ReadBlockAs(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet);
   int ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet);
   int ReadInOrder(JCAMPPageReader& reader, Sheet& sheet);
+  int ReadFurther(const JCAMPData& page, int number, bool in_order, JCAMPPageReader& reader,
+                  Sheet& sheet);
+  void TellDoubts() const;
   PointNames BeginNames(ReadSpreadSheetData& sink) const;
   // The x that names the n-th point. Kept: a missing ordinate is named by what stands for it.
   double NamedX(const SpectrumGrid& axis, int n, bool missing) const {
