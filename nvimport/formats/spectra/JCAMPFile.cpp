@@ -258,7 +258,8 @@ struct JCAMPFile::Contents {
     return kGood;
   }
 
-  // Whether the last line of ordinates ends with the last of the points that are stated.
+  // Whether the last line of ordinates ends with the last of the points that are stated, and there
+  // are as many lines as that takes where these are alike.
   static bool EndsAsStated(const JCAMPData& data, const JCAMPRules& rules, JCAMPLines& lines) {
     constexpr std::uint64_t kTail = 512;
     constexpr double kTolerance = 0.5;
@@ -267,16 +268,23 @@ struct JCAMPFile::Contents {
     lines.Seek(is_long ? data.end - kTail : data.position, 0);
     std::string_view line;
     if (is_long && !lines.Next(line)) return false;
-    for (std::uint64_t at = 0; (at = lines.Position()) < data.end && lines.Next(line);)
-      if (!Deblank(line).empty()) last.position = at;
+    bool is_plain = true;
+    for (std::uint64_t at = 0; (at = lines.Position()) < data.end && lines.Next(line);) {
+      if (Deblank(line).empty()) continue;
+      last.position = at;
+      is_plain = line.find_first_not_of(" \t0123456789+-.") == std::string_view::npos;
+    }
     JCAMPPageReader reader(last, rules, lines);
     int points = 0;
     double x = std::numeric_limits<double>::quiet_NaN();
     const int status = reader.ReadXYData([&](int n, double, bool) { points = n; },
                                          [&](double abscissa, int) { x = abscissa; });
+    const int before = data.points - points;
+    const int lines_before = static_cast<int>(data.lines) - 1;
+    if (is_plain && (lines_before < 1 ? before != 0 : before % lines_before != 0)) return false;
     const double place = (x * data.x_factor - data.first_x) / data.Axis().spacing;
     return status == kGood && reader.doubts().beyond.count == 0 &&
-           std::fabs(place + points - data.points) < kTolerance;
+           std::fabs(place - before) < kTolerance;
   }
 
   void Select(std::vector<int> numbers, const JCAMPRules& rules) {

@@ -319,7 +319,9 @@ class JCAMPLabels {
     if (RefusesFileFor(problem)) return problem;
     lines_.SkipToLabel();
     // Where only the first of several counts nobody asks for its end.
-    layout_.pages.back().end = lines_.Position();
+    JCAMPPage& page = layout_.pages.back();
+    page.end = lines_.Position();
+    page.lines = static_cast<std::uint32_t>(lines_.line() - page.line);
     return 0;
   }
 

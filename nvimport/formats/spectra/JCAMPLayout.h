@@ -81,6 +81,7 @@ struct JCAMPPlace {
   std::uint64_t position = 0;
   std::uint64_t end = 0;
   std::uint64_t line = 0;  // lines that precede them
+  std::uint32_t lines = 0;
   std::uint32_t name = 0;
   std::uint32_t first_further = 0;
   int unstated = 0;  // of its points: those beyond the number that is stated, negative for fewer

@@ -265,7 +265,9 @@ int JCAMPPageReader::ReadGroups(Store store) {
   int read = 0;
   JCAMPValue x;
   JCAMPValue y;
+  const int stated = page_.points - page_.unstated;
   while (NextGroup()) {
+    if (read < stated) stated_line_ = lines_.line();
     const char* text = group_.c_str();
     if (const int status = ReadNextValue(text, form, x)) return status;
     if (x.count == 0) continue;
