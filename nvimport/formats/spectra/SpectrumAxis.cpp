@@ -1,11 +1,21 @@
 #include "nvimport/formats/spectra/SpectrumAxis.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
 #include "nvimport/platform/NumberText.h"
 
 namespace nvimport {
+
+namespace {
+
+bool IsSmallWhole(double value) {
+  constexpr double kMost = 1 << 21;
+  return std::fabs(value) <= kMost && value == static_cast<double>(static_cast<int>(value));
+}
+
+}  // namespace
 
 double SpectrumGrid::ExactX(int point) const {
   if (point == 0) return first;
@@ -19,6 +29,10 @@ double SpectrumGrid::ExactX(int point) const {
   const double left = first * before;
   const double right = other * point;
   const double sum = left + right;
+  // Whole numbers of which both products and their sum are exact.
+  if (IsSmallWhole(first) && IsSmallWhole(other) && first_rest == 0 && last_rest == 0 &&
+      spacing_rest == 0)
+    return sum / steps;
   if (!std::isfinite(sum)) return X(point);
   const double part = sum - left;
   const double rest = std::fma(first, before, -left) + std::fma(other, point, -right) +
@@ -29,6 +43,23 @@ double SpectrumGrid::ExactX(int point) const {
   const double quotient = (sum + rest) / steps;
   return quotient + (std::fma(-quotient, steps, sum) + rest) / steps;
 }
+
+namespace {
+
+// The fewest digits of which a unit in the last place is less than the spacing, all along the axis:
+// names have no need of more.
+int MostDigits(const SpectrumGrid& grid, int first, int count) {
+  constexpr double kPart = 1 - 1e-6;  // of the spacing, less what rounding takes
+  const double largest = std::max(std::fabs(grid.X(first)), std::fabs(grid.X(first + count - 1)));
+  const double ratio = largest / (std::fabs(grid.spacing) * kPart);
+  if (!(ratio < 1e16) || !(largest > 0)) return kMostNameDigits;
+  double unit = std::pow(10.0, std::floor(std::log10(largest)) + 1 - kGeneralDigits);
+  int digits = kGeneralDigits;
+  for (; unit >= std::fabs(grid.spacing) * kPart && digits < kMostNameDigits; ++digits) unit /= 10;
+  return digits;
+}
+
+}  // namespace
 
 int DigitsOfNames(const SpectrumAxis& axis, int first, int count) {
   const auto exact = [&](int i) { return axis.ExactX(first + i); };
@@ -44,12 +75,14 @@ int DigitsOfNames(const SpectrumAxis& axis, int first, int count) {
   const auto x = [&](int i) {
     return sorted.empty() ? exact(i) : sorted[static_cast<std::size_t>(i)];
   };
+  const int most = axis.is_even() && count > 1 ? MostDigits(axis, first, count) : kMostNameDigits;
   int digits = kGeneralDigits;
   FloatText before;
   FloatText name;
-  for (int i = 1; i < count && digits < kMostNameDigits;) {
-    const double left = x(i - 1);
-    const double right = x(i);
+  // Larger values share names sooner, and mostly they are the last.
+  for (int i = 1; i < count && digits < most;) {
+    const double left = x(count - 1 - i);
+    const double right = x(count - i);
     FormatGeneral(left, before, 0, digits);
     FormatGeneral(right, name, 0, digits);
     // With a digit more two names that differed may be one: halves are rounded.
