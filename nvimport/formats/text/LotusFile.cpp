@@ -272,10 +272,12 @@ bool LotusFile::EstablishRange() {
   return true;
 }
 
-// Extends a range to the cells that there are. One that says nothing begins at the first place.
+// Extends a range to the cells that there are, and ends it with the last of them. One that says
+// nothing begins at the first place.
 void LotusFile::MeasureRange(Range& range) {
   if (range.IsEmpty() || range.first.column < 0 || range.first.row < 0) range = Range();
   shift_ = {0, 0};
+  Place last{-1, -1};
   reader_->Begin(input_, 0);
   Record record;
   while (ReadHead(record) && record.type != kEof && !IsCorrupt(record) && ReadData(record)) {
@@ -284,8 +286,9 @@ void LotusFile::MeasureRange(Range& range) {
     if (place.column < 0 || place.row < 0) continue;
     range.first = {std::min(range.first.column, place.column),
                    std::min(range.first.row, place.row)};
-    range.last = {std::max(range.last.column, place.column), std::max(range.last.row, place.row)};
+    last = {std::max(last.column, place.column), std::max(last.row, place.row)};
   }
+  if (last.column >= 0) range.last = last;
   shift_ = {1, 1};
 }
 
