@@ -265,27 +265,26 @@ struct JCAMPFile::Contents {
     constexpr std::uint64_t kTail = 512;
     constexpr double kTolerance = 0.5;
     if (data.end <= data.position + kTail) return false;
-    JCAMPData last = data;
     lines.Seek(data.end - kTail, 0);
     std::string_view line;
     if (!lines.Next(line)) return false;
-    bool is_plain = true;
-    for (std::uint64_t at = 0; (at = lines.Position()) < data.end && lines.Next(line);) {
-      if (Deblank(line).empty()) continue;
-      last.position = at;
-      is_plain = line.find_first_not_of(" \t0123456789+-.") == std::string_view::npos;
+    std::string last;
+    while (lines.Position() < data.end && lines.Next(line))
+      if (!Deblank(line).empty()) last.assign(line) += '\n';
+    const JCAMPValueForm form{.loose_exponents = !rules.exponents_have_signs};
+    const char* text = last.c_str();
+    JCAMPValue x;
+    if (last.empty() || ReadNextValue(text, form, x) != 0 || x.count != 1) return false;
+    int before = data.points;
+    for (JCAMPValue value; before >= 0; before -= std::abs(value.count)) {
+      if (ReadNextValue(text, form, value) != 0) return false;
+      if (value.count == 0) break;
     }
-    JCAMPPageReader reader(last, rules, lines);
-    int points = 0;
-    double x = std::numeric_limits<double>::quiet_NaN();
-    const int status = reader.ReadXYData([&](int n, double, bool) { points = n; },
-                                         [&](double abscissa, int) { x = abscissa; });
-    const int before = data.points - points;
+    const bool is_plain = last.find_first_not_of(" \t0123456789+-.\n") == std::string::npos;
     const std::int64_t lines_before = std::int64_t{data.lines} - 1;
     if (is_plain && before != lines_before && before < 2 * lines_before) return false;
-    const double place = (x * data.x_factor - data.first_x) / data.Axis().spacing;
-    return status == kGood && reader.doubts().beyond.count == 0 &&
-           std::fabs(place - before) < kTolerance;
+    const double place = (x.value * data.x_factor - data.first_x) / data.Axis().spacing;
+    return std::fabs(place - before) < kTolerance;
   }
 
   void Select(std::vector<int> numbers, const JCAMPRules& rules) {

@@ -15,33 +15,39 @@ bool IsSmallWhole(double value) {
   return std::fabs(value) <= kMost && value == static_cast<double>(static_cast<int>(value));
 }
 
+// (first * before + other * point) / steps in twice the digits: what products, sum and quotient are
+// rounded by is carried along.
+[[gnu::noinline]] double Exactly(const SpectrumGrid& grid, double before, double other, int point,
+                                 double steps) {
+  const double left = grid.first * before;
+  const double right = other * point;
+  const double sum = left + right;
+  if (!std::isfinite(sum)) return grid.X(point);
+  const double part = sum - left;
+  const double rest = std::fma(grid.first, before, -left) + std::fma(other, point, -right) +
+                      ((left - (sum - part)) + (right - part)) + grid.first_rest * before +
+                      (grid.stated_steps > 0 ? grid.last_rest : grid.spacing_rest) * point;
+  // So little of what is added up is what rounding left of zero.
+  if (std::fabs(sum + rest) < (std::fabs(left) + std::fabs(right)) * 0x1p-98) return 0;
+  const double quotient = (sum + rest) / steps;
+  return quotient + (std::fma(-quotient, steps, sum) + rest) / steps;
+}
+
 }  // namespace
 
 double SpectrumGrid::ExactX(int point) const {
   if (point == 0) return first;
   if (point == stated_steps && stated_steps > 0) return stated_last;
-  // (first * (steps - point) + last * point) / steps in twice the digits: what products, sum and
-  // quotient are rounded by is carried along. Without steps, first + spacing * point likewise.
+  // Without steps, first + spacing * point.
   const bool has_last = stated_steps > 0;
   const double steps = has_last ? stated_steps : 1;
   const double before = has_last ? steps - point : 1;
   const double other = has_last ? stated_last : spacing;
-  const double left = first * before;
-  const double right = other * point;
-  const double sum = left + right;
-  // Whole numbers of which both products and their sum are exact.
+  // Of whole numbers both products and their sum are exact.
   if (IsSmallWhole(first) && IsSmallWhole(other) && first_rest == 0 && last_rest == 0 &&
       spacing_rest == 0)
-    return sum / steps;
-  if (!std::isfinite(sum)) return X(point);
-  const double part = sum - left;
-  const double rest = std::fma(first, before, -left) + std::fma(other, point, -right) +
-                      ((left - (sum - part)) + (right - part)) + first_rest * before +
-                      (has_last ? last_rest : spacing_rest) * point;
-  // So little of what is added up is what rounding left of zero.
-  if (std::fabs(sum + rest) < (std::fabs(left) + std::fabs(right)) * 0x1p-98) return 0;
-  const double quotient = (sum + rest) / steps;
-  return quotient + (std::fma(-quotient, steps, sum) + rest) / steps;
+    return (first * before + other * point) / steps;
+  return Exactly(*this, before, other, point, steps);
 }
 
 namespace {
