@@ -797,8 +797,9 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
   if (!contents_->reference) return kGood;
   JCAMPInput input(contents_->files, rules_);
   int named = 0;
+  const ExactGrid exact(axis_);
   const auto name = [&](int n, double, bool missing) {
-    names.Put(kFirstPointColumn - 1 + n, NamedX(axis_, n, missing));
+    names.Put(kFirstPointColumn - 1 + n, NamedX(axis_, exact, n, missing));
     named = n;
   };
   const auto read = [&](JCAMPPageReader& reader) { return reader.ReadXYData(name); };
@@ -888,11 +889,12 @@ int JCAMPFile::ReadBlockAs(const JCAMPData& page, bool in_order, JCAMPPageReader
   if (page.points > sheet.named) {
     PointNames names = sheet.names;
     int named = sheet.named;
+    const ExactGrid exact(axis);
     const int status = reader.ReadXYData([&](int n, double y, bool missing) {
       cells(n, y, missing);
       if (n <= named) return;
       named = n;
-      names.Put(kFirstPointColumn - 1 + n, NamedX(axis, n, missing));
+      names.Put(kFirstPointColumn - 1 + n, NamedX(axis, exact, n, missing));
     });
     sheet.named = named;
     return status;

@@ -46,9 +46,9 @@ struct JCAMPDoubts {
   struct Some {
     std::uint64_t count = 0;
     std::uint64_t line = 0;  // the first one's
-    void Add(std::uint64_t more, std::uint64_t at) {
+    void Add(std::uint64_t added, std::uint64_t at) {
       if (count == 0) line = at;
-      count += more;
+      count += added;
     }
     void Add(const Some& other) { Add(other.count, other.line); }
   };

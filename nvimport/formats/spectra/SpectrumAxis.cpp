@@ -43,12 +43,14 @@ double SpectrumGrid::ExactX(int point) const {
   const double steps = has_last ? stated_steps : 1;
   const double before = has_last ? steps - point : 1;
   const double other = has_last ? stated_last : spacing;
-  // Of whole numbers both products and their sum are exact.
-  if (IsSmallWhole(first) && IsSmallWhole(other) && first_rest == 0 && last_rest == 0 &&
-      spacing_rest == 0)
-    return (first * before + other * point) / steps;
   return Exactly(*this, before, other, point, steps);
 }
+
+ExactGrid::ExactGrid(const SpectrumGrid& grid)
+    : grid_(grid),
+      steps_(grid.stated_steps),
+      is_whole_(grid.stated_steps > 0 && IsSmallWhole(grid.first) &&
+                IsSmallWhole(grid.stated_last) && grid.first_rest == 0 && grid.last_rest == 0) {}
 
 namespace {
 
