@@ -4,6 +4,7 @@
 // read-cells FILE FORMAT COLUMN ROW LAST_COLUMN counts only the numbers from a column and row on.
 // read-cells --store FILE [FORMAT]: reads it into a sheet in memory instead.
 // read-cells --numbers FILE [FORMAT]: does so, then takes every cell as a number.
+// read-cells --complete FILE [FORMAT]: reads it by NvImport Complete.
 
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/platform/Dialogs.h"
+#include "plugins/complete/CompleteFormats.h"
 
 namespace nvimport {
 
@@ -36,9 +38,11 @@ class TakesAll : public Dialogs {
   std::optional<RangeChoice> SelectRange(const RangeQuestion&) override { return RangeChoice{}; }
 };
 
+FormatRegistry* formats = &FormatRegistry::Own();
+
 // Whether all went well; else says on standard error what did not.
 bool Read(const char* path, int format, ReadSpreadSheetData& sink) {
-  const auto file = SprFileFactory::CreateReader(format);
+  const auto file = formats->CreateReader(format);
   TakesAll dialogs;
   int status = file->Open(true, path, nullptr);
   if (status == 0 && file->GetNumRows() >= 0 && file->GetNumCols() >= 0) status = file->Read(&sink);
@@ -86,14 +90,21 @@ int main(int count, char** arguments) {
   using namespace nvimport;
   const bool takes_numbers = count > 1 && std::string_view(arguments[1]) == "--numbers";
   const bool whole = count > 1 && std::string_view(arguments[1]) == "--whole";
+  const bool is_complete = count > 1 && std::string_view(arguments[1]) == "--complete";
   const bool stores = takes_numbers || (count > 1 && std::string_view(arguments[1]) == "--store");
-  count -= stores || whole ? 1 : 0;
-  arguments += stores || whole ? 1 : 0;
+  count -= stores || whole || is_complete ? 1 : 0;
+  arguments += stores || whole || is_complete ? 1 : 0;
   if (count < 2) return 2;
   const char* path = arguments[1];
   int format = count > 2 ? std::atoi(arguments[2]) : 0;
   if (format == 0) format = ChooseFormat(BuiltInFormats(), path);
   if (format < 1) return 3;
+  if (is_complete) {
+    const std::string_view name = formats->Find(format)->name;
+    formats = &CompleteFormats();
+    for (format = formats->size(); format > 0 && formats->Find(format)->name != name;) --format;
+    if (format < 1) return 3;
+  }
   if (stores) return StoreCells(path, format, takes_numbers);
   if (count < 6) return SumCells(path, format, LaneSums(), whole);
   return SumCells(

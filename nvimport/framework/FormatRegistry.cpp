@@ -11,6 +11,10 @@ namespace nvimport {
 FormatRegistry* FormatRegistry::linked_complete = nullptr;
 FormatRegistry* FormatRegistry::target_ = nullptr;
 
+// Here, since a program has a copy of what the library keeps for itself.
+FormatRegistry::Instead::Instead(FormatRegistry& registry) { target_ = &registry; }
+FormatRegistry::Instead::~Instead() { target_ = nullptr; }
+
 FormatRegistry& FormatRegistry::Own() {
   // Made on first use, since factories are constructed before main and in any order; it lives until
   // the library is unloaded.

@@ -17,12 +17,12 @@ class NVIMPORT_API FormatRegistry {
 
   // Factories constructed while this lives register in another one instead. For global objects,
   // which are constructed one after the other.
-  class Instead {
+  class NVIMPORT_API Instead {
    public:
-    explicit Instead(FormatRegistry& registry) { target_ = &registry; }
+    explicit Instead(FormatRegistry& registry);
     Instead(const Instead&) = delete;
     Instead& operator=(const Instead&) = delete;
-    ~Instead() { target_ = nullptr; }
+    ~Instead();
   };
 
   // That of NvImport Complete where it is linked into the program, else null.

@@ -1,7 +1,7 @@
 // read-corpus TABLE [--complete] [--write]: reads the files under $NVIMPORT_CORPUS, each in a
 // process of its own, and compares what came with the table's row: the status of Open or else of
-// Read, rows and columns, the number of cells and their digest, the notes. --write prints the whole
-// table as it is now.
+// Read, rows and columns, the number of cells and their digest, in brackets what of that size they
+// contradict with --complete, the notes. --write prints the whole table as it is now.
 //
 // A file without a row need only end well: no crash, no more than ten seconds, no more memory than
 // 64 MiB and three times its size.
@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstdint>
 #include <cstdio>
@@ -90,24 +91,40 @@ class DigestSink final : public ReadSpreadSheetData {
     Add(column, row);
     Add({reinterpret_cast<const char*>(&value), sizeof value});
   }
-  void SetDataSize(int, int) override {}
+  void SetDataSize(int columns, int rows) override { told_ = {columns, rows}; }
   int GetNumberOfColumns() override { return 0; }
   int GetNumberOfRows() override { return 0; }
 
   std::uint64_t cells() const { return cells_; }
   std::uint64_t digest() const { return digest_; }
 
+  // What differs between the announced size and where the cells are, in brackets; "" for nothing.
+  std::string Contradiction(int columns, int rows) const {
+    const std::array<int, 2> size = {columns, rows};
+    std::string text;
+    if (told_ != size && told_ != decltype(told_){}) text = "[another size is told]";
+    if (last_[0] > size[0] || last_[1] > size[1]) text += "[cells beyond the size]";
+    for (const std::size_t i : {0U, 1U})
+      if (last_[i] < size[i])
+        text += "[" + std::to_string(size[i] - last_[i]) +
+                (i == 0 ? " last columns" : " last rows") + " without a cell]";
+    return text;
+  }
+
  private:
   void Add(int column, int row) {
     ++cells_;
-    const int place[] = {column, row};
-    Add({reinterpret_cast<const char*>(place), sizeof place});
+    const std::array<int, 2> place = {column, row};
+    for (const std::size_t i : {0U, 1U}) last_[i] = std::max(last_[i], place[i]);
+    Add({reinterpret_cast<const char*>(place.data()), sizeof place});
   }
   // FNV-1a.
   void Add(std::string_view bytes) {
     for (const char c : bytes) digest_ = (digest_ ^ static_cast<unsigned char>(c)) * 0x100000001B3;
   }
 
+  std::array<int, 2> told_{};  // columns, rows
+  std::array<int, 2> last_{};
   std::uint64_t cells_ = 0;
   std::uint64_t digest_ = 0xCBF29CE484222325;
 };
@@ -126,6 +143,10 @@ std::string ReadFile(int format, const char* path) {
   const int columns = status == 0 ? file->GetNumCols() : -1;
   DigestSink sink;
   if (status == 0) status = file->Read(&sink);
+  // What a read that fails leaves behind has no size, and built-in readers have the size that files
+  // state.
+  if (status == 0 && formats != &FormatRegistry::Own())
+    notes = sink.Contradiction(columns, rows) + notes;
   file->Close();
   char digest[17];
   std::snprintf(digest, sizeof digest, "%016llx", static_cast<unsigned long long>(sink.digest()));

@@ -10,6 +10,7 @@
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/LocalTime.h"
+#include "nvimport/platform/Log.h"
 #include "nvimport/platform/NumberText.h"
 
 namespace nvimport {
@@ -68,7 +69,7 @@ bool BrimroseFile::IsBrimroseFile(const char* path) {
 }
 
 BrimroseFile::BrimroseFile(BrimroseRules rules)
-    : SpectraFile("BrimroseFile", kTexts, kFirstPointColumn) {
+    : SpectraFile("BrimroseFile", kTexts, kFirstPointColumn), rules_(rules) {
   six_digit_names_ = rules.names_of_whole_numbers;
 }
 
@@ -94,13 +95,22 @@ int BrimroseFile::Open(bool read, const char* path, NvImportOpenOptions* options
 int BrimroseFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (!file_.is_open()) return Fail(kNotOpenForReading);
-  const auto layout = ReadBrimroseLayout(file_);
+  auto layout = ReadBrimroseLayout(file_);
   if (!layout) return Fail(kMainHeaderCut);
   if (!layout->IsFinite()) return Fail(kNotThisFormat);
   const SpectrumGrid& axis = layout->axis;
   if (axis.first <= 0 || axis.spacing <= 0 || axis.points == 0 || axis.last < axis.first)
     return Fail(kBadHeader);
   axis_ = {axis, {}};
+  cut_ = 0;
+  if (!rules_.cut_files_end_with_errors) {
+    const std::uint64_t room = file_.size() - layout->Observation(0);
+    const std::uint64_t whole = room / layout->ObservationSize();
+    if (whole > 0 && whole < static_cast<std::uint64_t>(layout->observations))
+      cut_ = layout->observations - static_cast<int>(whole);
+    layout->observations -= cut_;
+    further_ = file_.size() - std::min(file_.size(), layout->Observation(layout->observations));
+  }
   const auto points = static_cast<std::uint64_t>(axis.points);
   // Kept: without observations there is no row of names, and no room for the first columns.
   if (layout->observations == 0) return SetSize(points, 0);
@@ -111,6 +121,7 @@ int BrimroseFile::EstablishSize() {
 int BrimroseFile::Read(ReadSpreadSheetData* sink) {
   if (status_ != kGood || GetNumRows() < 0) return status_;
   sink->SetDataSize(num_cols_, num_rows_);
+  if (!rules_.cut_files_end_with_errors) TellRest();
   if (num_rows_ == 0) return kGood;
   MakeNameRow(*sink);
   const int last = rows_.LastOf(num_rows_);
@@ -121,6 +132,16 @@ int BrimroseFile::Read(ReadSpreadSheetData* sink) {
   for (; row <= last; ++row)
     if (MakeDataRow(*sink, row, reader, file_size) != kGood) return status_;
   return kGood;
+}
+
+void BrimroseFile::TellRest() const {
+  Log::WriteCount(source_, static_cast<std::uint64_t>(cut_),
+                  "observation is cut off and was not delivered",
+                  "observations are cut off and were not delivered");
+  if (cut_ == 0)
+    Log::WriteCount(source_, further_,
+                    "byte stands behind the last observation and was not delivered",
+                    "bytes stand behind the last observation and were not delivered");
 }
 
 void BrimroseFile::MakeNameRow(ReadSpreadSheetData& sink) const {

@@ -12,7 +12,8 @@ namespace nvimport {
 
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct BrimroseRules {
-  bool names_of_whole_numbers = true;  // the difference between the names of close points
+  bool names_of_whole_numbers = true;     // the difference between the names of close points
+  bool cut_files_end_with_errors = true;  // the success of reading what is whole
 
   // None of them.
   static constexpr BrimroseRules Off() { return NoRules<BrimroseRules>(); }
@@ -42,10 +43,14 @@ class NVIMPORT_API BrimroseFile : public SpectraFile {
   int DescribeFiles(Description& description) override;
 
  private:
+  void TellRest() const;
   void MakeNameRow(ReadSpreadSheetData& sink) const;
   int MakeDataRow(ReadSpreadSheetData& sink, int row, BlockReader& reader, std::uint64_t file_size);
 
+  BrimroseRules rules_;
   RangeChoice rows_;
+  int cut_ = 0;                // observations
+  std::uint64_t further_ = 0;  // bytes behind them
   InputFile file_;
 };
 

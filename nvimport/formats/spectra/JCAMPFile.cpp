@@ -11,6 +11,7 @@
 #include "nvimport/formats/spectra/JCAMPDescription.h"
 #include "nvimport/formats/spectra/JCAMPLayout.h"
 #include "nvimport/formats/spectra/JCAMPPages.h"
+#include "nvimport/formats/spectra/JCAMPText.h"
 #include "nvimport/formats/spectra/PointNames.h"
 #include "nvimport/formats/spectra/ValueSink.h"
 #include "nvimport/formats/spectra/XUnion.h"
@@ -147,10 +148,12 @@ struct JCAMPFile::Sheet {
 };
 
 struct JCAMPFile::Contents {
-  // What makes a row: a data page of a block, from 0.
+  // What makes a row: a data page of a block, from 0, and what of it: the y values, or from 1 on
+  // one of the further values.
   struct Series {
     std::uint32_t block;
     std::uint32_t page;
+    std::uint8_t further = 0;
   };
 
   std::vector<std::string> files;
@@ -166,6 +169,7 @@ struct JCAMPFile::Contents {
   std::vector<SpectrumGrid> grids;        // then: of series of ordinates
   std::vector<bool> in_order;             // and whether the x of a series rise
   std::size_t readable = 0;               // series before the first one that can't be read
+  JCAMPDoubts doubts;                     // of those that were read
   // The file that is checked or read, -1 for none, and the line reached in it.
   int current_file = -1;
   std::uint64_t line = 0;
@@ -177,11 +181,18 @@ struct JCAMPFile::Contents {
     return several_files ? FileName(files[static_cast<std::size_t>(file)]) + ", " : "";
   }
 
-  std::string RowLabel(const JCAMPData& page) const {
-    const std::string name = layout.Text(page.name);
-    const std::string label = FilePrefix(page.file) + layout.Text(page.title);
-    if (name.empty()) return label.empty() ? "Y" : label;
-    return label.empty() ? name : label + ", " + name;
+  std::string RowLabel(const JCAMPData& page, int further) const {
+    std::string label = FilePrefix(page.file) + layout.Text(page.title);
+    const auto add = [&](const char* name) {
+      if (*name != '\0') (label += label.empty() ? "" : ", ") += name;
+    };
+    add(layout.Text(page.name));
+    if (further > 0) add(layout.Text(Further(page, further).name));
+    return label.empty() ? "Y" : label;
+  }
+
+  const JCAMPFurther& Further(const JCAMPData& page, int number) const {
+    return layout.further[page.first_further + static_cast<std::size_t>(number) - 1];
   }
 
   // Finds the points and the x values where the labels don't tell them, but the lines.
@@ -199,12 +210,20 @@ struct JCAMPFile::Contents {
     if (!has_points)
       data.points = static_cast<int>(std::clamp<double>(layout.points_left(), 0, INT_MAX));
     const bool has_x = data.Problem() != kNoSpacing || rules.labels_say_x;
-    if (has_points && has_x) return kGood;
+    if (has_points && has_x && data.further == 0 &&
+        (rules.npoints_is_right || data.data_class != JCAMPClass::kXYData))
+      return kGood;
     JCAMPData read = data;
     if (!has_x) static_cast<JCAMPNumbers&>(read) = {.first_x = 0, .delta_x = 1};
     if (read.Problem() != kGood) return kGood;
     JCAMPLines* lines = input.Open(data.file);
     if (lines == nullptr) return kNoFile;
+    if (has_points && has_x && data.further == 0) {
+      if (EndsAsStated(data, rules, *lines)) return kGood;
+      read.points =
+          static_cast<int>(std::clamp<double>(layout.points_left(), read.points, INT_MAX));
+      read.unstated = read.points - data.points;
+    }
     JCAMPPageReader reader(read, rules, *lines);
     int points = 0;
     double first = data.first_x;
@@ -218,9 +237,18 @@ struct JCAMPFile::Contents {
                           if (before > 0) spacing = (x - first) / before;
                         });
     else
-      reader.ReadPeakTable([&](double, double, bool) { ++points; });
+      reader.ReadPeakTable([&](double, double, bool) {
+        ++points;
+        for (std::size_t i = 0; i < data.further; ++i)
+          layout.further[data.first_further + i].is_there |= !reader.further()[i].empty();
+      });
     JCAMPPage& found = layout.Page(block, page);
-    if (!has_points) layout.points += found.points = points;
+    if (!has_points) {
+      layout.points += found.points = points;
+    } else if (!rules.npoints_is_right && points > 0) {
+      found.unstated = points - data.points;
+      layout.points += std::max(found.unstated, 0);
+    }
     if (has_x) return kGood;
     JCAMPNumbers numbers = data;
     numbers.first_x = first;
@@ -228,6 +256,35 @@ struct JCAMPFile::Contents {
     found.numbers = static_cast<std::uint32_t>(layout.numbers.size());
     layout.numbers.push_back(numbers);
     return kGood;
+  }
+
+  // Whether the last line of ordinates ends with the last of the points that are stated, and there
+  // are not more lines than that, or a little fewer where each seems to have one. Of short pages
+  // nothing is said: they are soon counted.
+  static bool EndsAsStated(const JCAMPData& data, const JCAMPRules& rules, JCAMPLines& lines) {
+    constexpr std::uint64_t kTail = 512;
+    constexpr double kTolerance = 0.5;
+    if (data.end <= data.position + kTail) return false;
+    lines.Seek(data.end - kTail, 0);
+    std::string_view line;
+    if (!lines.Next(line)) return false;
+    std::string last;
+    while (lines.Position() < data.end && lines.Next(line))
+      if (!Deblank(line).empty()) last.assign(line) += '\n';
+    const JCAMPValueForm form{.loose_exponents = !rules.exponents_have_signs};
+    const char* text = last.c_str();
+    JCAMPValue x;
+    if (last.empty() || ReadNextValue(text, form, x) != 0 || x.count != 1) return false;
+    int before = data.points;
+    for (JCAMPValue value; before >= 0; before -= std::abs(value.count)) {
+      if (ReadNextValue(text, form, value) != 0) return false;
+      if (value.count == 0) break;
+    }
+    const bool is_plain = last.find_first_not_of(" \t0123456789+-.\n") == std::string::npos;
+    const std::int64_t lines_before = std::int64_t{data.lines} - 1;
+    if (is_plain && before != lines_before && before < 2 * lines_before) return false;
+    const double place = (x.value * data.x_factor - data.first_x) / data.Axis().spacing;
+    return std::fabs(place - before) < kTolerance;
   }
 
   void Select(std::vector<int> numbers, const JCAMPRules& rules) {
@@ -241,11 +298,14 @@ struct JCAMPFile::Contents {
       selected.push_back(block);
       for (std::size_t page = 0; page < layout.Pages(block); ++page) {
         const Series one{static_cast<std::uint32_t>(block), static_cast<std::uint32_t>(page)};
-        const int problem = rules.bad_blocks_refuse_files ? kGood : Get(one).Problem();
+        const JCAMPData data = Get(one);
+        const int problem = rules.bad_blocks_refuse_files ? kGood : data.Problem();
         if (problem == kGood)
           series.push_back(one);
         else
           ++left_out[problem];
+        for (std::uint8_t i = 1; problem == kGood && i <= data.further; ++i)
+          if (Further(data, i).is_there) series.push_back({one.block, one.page, i});
       }
     }
     current = selected.empty() ? JCAMPBlock() : layout.blocks[selected.front()];
@@ -363,7 +423,7 @@ int JCAMPFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
       return FailAt(status, static_cast<int>(&file - files.data()), lines.line());
   }
   contents_->offered = layout.Offered();
-  if (!rules_.npoints_is_right || !rules_.labels_say_x)
+  if (!rules_.npoints_is_right || !rules_.labels_say_x || !rules_.no_other_pairs)
     if (const int status = contents_->AskLines(rules_)) return Fail(status);
   GivenOptions given(source_, options);
   if (!given.TakeWord("xrow", {"0", "1"}, x_row_) || !given.TakeRange("columns", columns_))
@@ -539,6 +599,10 @@ int JCAMPFile::UniteX() {
       contents_->grids.push_back(page.Axis());
   }
   for (std::size_t i = 0; i < series.size(); ++i) {
+    if (series[i].further > 0) {
+      contents_->in_order[i] = contents_->in_order[i - 1];
+      continue;
+    }
     const JCAMPData page = contents_->Get(series[i]);
     std::vector<double> x;
     // As many as are announced, if the file has the bytes for them.
@@ -635,6 +699,7 @@ int JCAMPFile::ReadPage(const JCAMPData& page, JCAMPInput& input, bool tells, Ta
     return FailAt(status, page.file, lines->line());
   contents_->line = lines->line();
   if (!tells) return kGood;
+  contents_->doubts.Add(reader.doubts());
   if (status != kGood)
     Note("block \"" + std::string(contents_->layout.Text(page.title)) +
          "\" was not delivered from line " + std::to_string(lines->line()) +
@@ -671,25 +736,23 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
   if (x_row_ && !names_before) sink->Set(kLabelColumn, 2, "X");
   JCAMPInput input(contents_->files, rules_);
   std::uint64_t further_pages = 0;
-  std::uint64_t with_widths = 0;
-  std::uint64_t with_texts = 0;
+  contents_->doubts = {};
   for (std::size_t i = 0; i < contents_->series.size(); ++i) {
     const Contents::Series series = contents_->series[i];
     const JCAMPData page = contents_->Get(series);
     const bool in_order = !contents_->unites_x || contents_->in_order[i];
     contents_->current = page;
-    if (series.page == 0) has_warned_ = false;
+    if (series.page == 0 && series.further == 0) has_warned_ = false;
     if (const int problem = page.Problem()) return FailAt(problem, page.file, page.line);
     ++sheet.row;
     const auto read = [&](JCAMPPageReader& reader) {
       sink->Set(1, sheet.row, sheet.row - 1);
-      sink->Set(kLabelColumn, sheet.row, contents_->RowLabel(page).c_str());
+      sink->Set(kLabelColumn, sheet.row, contents_->RowLabel(page, series.further).c_str());
+      if (series.further > 0) return ReadFurther(page, series.further, in_order, reader, sheet);
       return ReadBlock(page, in_order, reader, sheet);
     };
-    if (ReadPage(page, input, /*tells=*/true, read) != kGood) return status_;
+    if (ReadPage(page, input, /*tells=*/series.further == 0, read) != kGood) return status_;
     if (rules_.first_page_only) further_pages += static_cast<std::uint64_t>(page.pages) - 1;
-    with_widths += page.form == JCAMPForm::kTriples ? 1 : 0;
-    with_texts += page.form == JCAMPForm::kGroups ? 1 : 0;
   }
   budget_.Return(sheet.values.size() * sizeof(double) + sheet.values.size() / CHAR_BIT);
   Log::WriteCount(source_, input.long_lines(),
@@ -697,11 +760,29 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
                   "lines are longer than 255 characters, and the rest was not delivered");
   Log::WriteCount(source_, further_pages, "further data page was not delivered",
                   "further data pages were not delivered");
-  Log::WriteCount(source_, with_widths, "data page has widths, which were not delivered",
-                  "data pages have widths, which were not delivered");
-  Log::WriteCount(source_, with_texts, "data page has assignments, which were not delivered",
-                  "data pages have assignments, which were not delivered");
+  TellDoubts();
   return kGood;
+}
+
+void JCAMPFile::TellDoubts() const {
+  const auto tell = [&](const JCAMPDoubts::Some& some, const char* one, const char* several) {
+    const std::string line =
+        " (line " + std::to_string(some.line) + (some.count > 1 ? " on)" : ")");
+    Log::WriteCount(source_, some.count, one + line, several + line);
+  };
+  const JCAMPDoubts& doubts = contents_->doubts;
+  tell(doubts.failed_checks,
+       "line does not begin with the ordinate that the line before ends with, and goes on from its "
+       "own",
+       "lines do not begin with the ordinate that the line before ends with, and go on from their "
+       "own");
+  tell(doubts.more, "point more than '##NPOINTS' says was delivered",
+       "points more than '##NPOINTS' says were delivered");
+  tell(doubts.fewer, "point that '##NPOINTS' announces is not there",
+       "points that '##NPOINTS' announces are not there");
+  tell(doubts.beyond,
+       "point more than '##NPOINTS' and the x of the last line say was not delivered",
+       "points more than '##NPOINTS' and the x of the last line say were not delivered");
 }
 
 PointNames JCAMPFile::BeginNames(ReadSpreadSheetData& sink) const {
@@ -716,8 +797,9 @@ int JCAMPFile::InitXValues(ReadSpreadSheetData* sink) {
   if (!contents_->reference) return kGood;
   JCAMPInput input(contents_->files, rules_);
   int named = 0;
+  const ExactGrid exact(axis_);
   const auto name = [&](int n, double, bool missing) {
-    names.Put(kFirstPointColumn - 1 + n, NamedX(axis_, n, missing));
+    names.Put(kFirstPointColumn - 1 + n, NamedX(axis_, exact, n, missing));
     named = n;
   };
   const auto read = [&](JCAMPPageReader& reader) { return reader.ReadXYData(name); };
@@ -748,6 +830,38 @@ int JCAMPFile::ReadInOrder(JCAMPPageReader& reader, Sheet& sheet) {
   return status;
 }
 
+int JCAMPFile::ReadFurther(const JCAMPData& page, int number, bool in_order,
+                           JCAMPPageReader& reader, Sheet& sheet) {
+  if (!sheet.places.Begin(in_order)) return kOverBudget;
+  const JCAMPFurther& further = contents_->Further(page, number);
+  const ValueSink values(sheet.sink);
+  const auto set = [&](std::size_t place, const std::string& text) {
+    const int column = kFirstPointColumn + static_cast<int>(place);
+    const auto value = further.is_text ? std::nullopt : reader.Number(text);
+    if (!value)
+      sheet.sink.Set(column, sheet.row, text.c_str());
+    else if (!std::isnan(*value))
+      values.Set(column, sheet.row, *value * further.factor);
+  };
+  // Of a page whose x don't rise they wait for their turn.
+  std::vector<std::pair<std::size_t, std::string>> waiting;
+  std::uint64_t room = 0;
+  const int status = reader.ReadPeakTable([&](double x, double, bool) {
+    const std::string_view text = reader.further()[static_cast<std::size_t>(number) - 1];
+    const std::size_t place = sheet.places.Of(contents_->OnGrid(x));
+    if (text.empty() || place >= static_cast<std::size_t>(axis_.points)) return;
+    if (in_order) return set(place, std::string(text));
+    const std::uint64_t more = 2 * sizeof waiting[0] + text.size();
+    if (!budget_.Take(more)) return;
+    room += more;
+    waiting.emplace_back(place, text);
+  });
+  std::ranges::sort(waiting);
+  for (const auto& [place, text] : waiting) set(place, text);
+  budget_.Return(room);
+  return budget_.overdrawn() ? int{kOverBudget} : status;
+}
+
 // Value: what the sink takes.
 template <typename Value>
 int JCAMPFile::ReadBlockAs(const JCAMPData& page, bool in_order, JCAMPPageReader& reader,
@@ -775,11 +889,12 @@ int JCAMPFile::ReadBlockAs(const JCAMPData& page, bool in_order, JCAMPPageReader
   if (page.points > sheet.named) {
     PointNames names = sheet.names;
     int named = sheet.named;
+    const ExactGrid exact(axis);
     const int status = reader.ReadXYData([&](int n, double y, bool missing) {
       cells(n, y, missing);
       if (n <= named) return;
       named = n;
-      names.Put(kFirstPointColumn - 1 + n, NamedX(axis, n, missing));
+      names.Put(kFirstPointColumn - 1 + n, NamedX(axis, exact, n, missing));
     });
     sheet.named = named;
     return status;
@@ -807,7 +922,10 @@ int JCAMPFile::DescribeFiles(Description& description) {
   }
   rows.reserve(series.size());
   int row = x_row_ ? 2 : 1;
-  for (const Contents::Series& one : series) rows.push_back({one.block, one.page, ++row});
+  for (const Contents::Series& one : series) {
+    ++row;
+    if (one.further == 0) rows.push_back({one.block, one.page, row});
+  }
   DescribeJCAMP(contents_->files, rules_, contents_->layout, std::move(rows), statements);
   return kGood;
 }

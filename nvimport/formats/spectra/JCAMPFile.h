@@ -84,11 +84,14 @@ class NVIMPORT_API JCAMPFile : public SpectraFile {
   int ReadBlockAs(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet);
   int ReadBlock(const JCAMPData& page, bool in_order, JCAMPPageReader& reader, Sheet& sheet);
   int ReadInOrder(JCAMPPageReader& reader, Sheet& sheet);
+  int ReadFurther(const JCAMPData& page, int number, bool in_order, JCAMPPageReader& reader,
+                  Sheet& sheet);
+  void TellDoubts() const;
   PointNames BeginNames(ReadSpreadSheetData& sink) const;
   // The x that names the n-th point. Kept: a missing ordinate is named by what stands for it.
-  double NamedX(const SpectrumGrid& axis, int n, bool missing) const {
+  double NamedX(const SpectrumGrid& axis, const ExactGrid& exact, int n, bool missing) const {
     if (missing && rules_.missing_as_minus_99) return -99;
-    return six_digit_names_ ? axis.X(n - 1) : axis.ExactX(n - 1);
+    return six_digit_names_ ? axis.X(n - 1) : exact.X(n - 1);
   }
 
   int FailAt(int status, int file, std::uint64_t line);

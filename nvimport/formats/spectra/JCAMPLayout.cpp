@@ -177,17 +177,18 @@ class JCAMPLabels {
     std::string_view abscissa = "X";
     std::string_view ordinate = "Y";
     bool JCAMPRules::*habit = nullptr;  // which makes it none that is known
+    std::string_view further{};         // variables, a letter each
   };
 
   // Of n-tuples: what their labels list.
-  enum Variable : std::size_t { kSymbol, kSize, kFirst, kLast, kFactor, kVariables };
+  enum Variable : std::size_t { kSymbol, kName, kSize, kFirst, kLast, kFactor, kVariables };
   struct Said {
     std::array<std::string, kVariables> variables;
     bool last_is_of_page = false;
   };
 
   // What a block or a page takes when it is offered, selected and read.
-  static constexpr std::uint64_t kBytesPerSeries = 8;
+  static constexpr std::uint64_t kBytesPerSeries = 12;
   static constexpr std::uint64_t kBytesPerOffer = 2 * sizeof(std::size_t);
 
   // The rule of a label. Other labels are accepted and tell nothing.
@@ -224,6 +225,7 @@ class JCAMPLabels {
         {"##ASSIGNMENTS=", &L::TakeForm, &R::no_other_pairs, kAssignmentsMet},
         {"##PEAKASSIGNMENTS=", &L::TakeForm, &R::no_other_pairs, kAssignmentsMet},
         {"##SYMBOL=", &L::TakeVariable<L::kSymbol>, &R::no_ntuples},
+        {"##VARNAME=", &L::TakeVariable<L::kName>, &R::no_ntuples},
         {"##VARDIM=", &L::TakeVariable<L::kSize>, &R::no_ntuples},
         {"##FIRST=", &L::TakeVariable<L::kFirst>, &R::no_ntuples},
         {"##LAST=", &L::TakeVariable<L::kLast>, &R::no_ntuples},
@@ -300,11 +302,13 @@ class JCAMPLabels {
                            : &JCAMPRules::no_ntuples;
     } else {
       const std::string_view names = text.substr(0, text.find_first_of(".)"));
+      constexpr std::size_t kMostNames = 16;
+      if (!names.starts_with("XY") || names.size() > kMostNames) return {};
+      form.further = names.substr(2);
       if (names.ends_with('A'))
         form.lines = JCAMPForm::kGroups;
-      else if (names.size() == 3)
-        form.lines = JCAMPForm::kTriples;
-      if (!names.starts_with("XY") || (names.size() > 3 && !names.ends_with('A'))) return {};
+      else if (!form.further.empty())
+        form.lines = JCAMPForm::kTuples;
     }
     return rules_.*form.habit ? Form() : form;
   }
@@ -314,6 +318,10 @@ class JCAMPLabels {
     if (block_.pages++ == 0 || layout_.all_pages) AddPage(text, problem);
     if (RefusesFileFor(problem)) return problem;
     lines_.SkipToLabel();
+    // Where only the first of several counts nobody asks for its end.
+    JCAMPPage& page = layout_.pages.back();
+    page.end = lines_.Position();
+    page.lines = static_cast<std::uint32_t>(lines_.line() - page.line);
     return 0;
   }
 
@@ -328,6 +336,7 @@ class JCAMPLabels {
     const Form form = FindForm(text);
     page.form = form.lines;
     if (form.lines != JCAMPForm::kUnknown) TakeVariables(form, numbers, page.points);
+    TakeFurther(form.further, page);
     if (is_first) {
       block_.first_page = static_cast<std::uint32_t>(layout_.pages.size());
       first_numbers_ = numbers_;
@@ -344,34 +353,60 @@ class JCAMPLabels {
     EndScope();
   }
 
+  // The number of a variable in the lists of n-tuples, that of none where it is not in them.
+  std::size_t FindVariable(std::string_view name) const {
+    const std::string_view symbols = said_.variables[kSymbol];
+    std::size_t number = 0;
+    for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)) != name; ++number) {
+      const std::size_t comma = rest.find(',');
+      if (comma == std::string_view::npos) return symbols.size();
+      rest.remove_prefix(comma + 1);
+    }
+    return number;
+  }
+
+  double ListedNumber(Variable list, std::size_t number, double otherwise) const {
+    return LabelNumber(PartOf(said_.variables[list], number), IsLoose()).value_or(otherwise);
+  }
+
+  void TakeFurther(std::string_view letters, JCAMPPage& page) {
+    page.first_further = static_cast<std::uint32_t>(layout_.further.size());
+    for (const char& letter : letters) {
+      const std::size_t number = FindVariable({&letter, 1});
+      // Widths are in the units of x.
+      const double otherwise = letter == 'W' ? numbers_.x_factor : 1;
+      JCAMPFurther further{.factor = ListedNumber(kFactor, number, otherwise),
+                           .is_text = letter == 'M' || letter == 'A'};
+      std::string_view name = Deblank(PartOf(said_.variables[kName], number));
+      if (name.empty())
+        name = letter == 'W'   ? "width"
+               : letter == 'M' ? "multiplicity"
+               : letter == 'A' ? "assignment"
+                               : std::string_view(&letter, 1);
+      const bool is_kept =
+          Keep(name, further.name) == 0 && budget_.Take(sizeof further + kBytesPerSeries);
+      if (!is_kept) return;
+      layout_.further.push_back(further);
+      ++page.further;
+    }
+  }
+
   // What the lists of n-tuples say of the variables of a page.
   void TakeVariables(const Form& form, JCAMPNumbers& numbers, int& points) const {
-    const std::string_view symbols = said_.variables[kSymbol];
-    const auto find = [&](std::string_view name) {
-      std::size_t number = 0;
-      for (std::string_view rest = symbols; Stripped(PartOf(rest, 0)) != name; ++number) {
-        const std::size_t comma = rest.find(',');
-        if (comma == std::string_view::npos) return symbols.size();
-        rest.remove_prefix(comma + 1);
-      }
-      return number;
-    };
-    const std::size_t x = find(form.abscissa);
-    const std::size_t y = find(form.ordinate);
-    const auto value = [&](std::size_t variable, std::size_t number, double otherwise) {
-      return LabelNumber(PartOf(said_.variables[variable], number), IsLoose()).value_or(otherwise);
-    };
-    const auto take = [&](std::size_t variable, double& number, double& rest) {
-      const double taken = value(variable, x, std::numeric_limits<double>::quiet_NaN());
+    const std::size_t x = FindVariable(form.abscissa);
+    const std::size_t y = FindVariable(form.ordinate);
+    const auto take = [&](Variable variable, double& number, double& rest) {
+      const double taken = ListedNumber(variable, x, std::numeric_limits<double>::quiet_NaN());
       if (std::isnan(taken)) return;
       number = taken;
       rest = RestOfNumber(PartOf(said_.variables[variable], x), taken);
     };
     take(kFirst, numbers.first_x, numbers.first_rest);
     take(kLast, numbers.last_x, numbers.last_rest);
-    numbers.y_factor = value(kFactor, y, numbers.y_factor);
-    if (form.lines != JCAMPForm::kOrdinates) numbers.x_factor = value(kFactor, x, numbers.x_factor);
-    const double size = value(kSize, x, 0);
+    numbers.y_factor = ListedNumber(kFactor, y, numbers.y_factor);
+    if (form.lines != JCAMPForm::kOrdinates)
+      numbers.x_factor = ListedNumber(kFactor, x, numbers.x_factor);
+    const double size = ListedNumber(kSize, x, 0);
     // A page of another length keeps the spacing, unless its own last x is said.
     if (points > 0 && size > 1 && points != size && !said_.last_is_of_page) {
       numbers.last_x =
@@ -627,6 +662,7 @@ JCAMPData JCAMPLayout::Get(std::size_t number, std::size_t page_number) const {
   if (data.problem == 0) data.problem = page.problem;
   if (data.data_class == JCAMPClass::kLink) data.data_class = ClassOf(pages[block.first_page].form);
   if (page.points >= 0) data.points = page.points;
+  data.points += page.unstated;
   if (page.numbers != 0) static_cast<JCAMPNumbers&>(data) = numbers[page.numbers];
   if (Pages(number) == 1)
     data.name = 0;
@@ -662,11 +698,10 @@ SpectrumGrid JCAMPData::Axis() const {
   SpectrumGrid grid{first_x, last_x, delta_x, points};
   grid.first_rest = first_rest;
   grid.spacing_rest = delta_rest;
-  if (has_last && points > 1) grid.spacing = (last_x - first_x) / (points - 1);
-  if (!has_last)
-    grid.last = grid.X(points - 1);
-  else
-    grid.State(last_x, points - 1, last_rest);
+  const int stated = points - unstated;
+  if (has_last && stated > 1) grid.spacing = (last_x - first_x) / (stated - 1);
+  if (!has_last || unstated != 0) grid.last = grid.X(points - 1);
+  if (has_last) grid.State(last_x, stated - 1, last_rest);
   return grid;
 }
 

@@ -30,9 +30,9 @@ enum class JCAMPClass : std::uint8_t {
   kUnknown = 8
 };
 
-// How the data lines of a page are read: as ordinates behind an abscissa, as pairs, as pairs with a
-// third value, or as groups in brackets that begin with a pair.
-enum class JCAMPForm : std::uint8_t { kUnknown, kOrdinates, kPairs, kTriples, kGroups };
+// How the data lines of a page are read: as ordinates behind an abscissa, as pairs, as pairs with
+// further values, or as groups in brackets that begin with a pair and end in a text.
+enum class JCAMPForm : std::uint8_t { kUnknown, kOrdinates, kPairs, kTuples, kGroups };
 
 // What every block has. A file can hold one in every fifteen bytes: what a block seldom has takes
 // no room in all. Texts, numbers and pages are places in the layout.
@@ -68,11 +68,24 @@ inline bool operator==(const JCAMPNumbers& a, const JCAMPNumbers& b) {
   return std::bit_cast<Bits>(a) == std::bit_cast<Bits>(b);
 }
 
-// Where the lines of a data page begin, and what they are.
+// What pairs have besides: widths, multiplicities, assignments or a variable of n-tuples.
+struct JCAMPFurther {
+  double factor = 1;
+  std::uint32_t name = 0;
+  bool is_text = false;
+  bool is_there = false;  // of some pair at least
+};
+
+// Where the lines of a data page are, and what they are.
 struct JCAMPPlace {
   std::uint64_t position = 0;
+  std::uint64_t end = 0;
   std::uint64_t line = 0;  // lines that precede them
+  std::uint32_t lines = 0;
   std::uint32_t name = 0;
+  std::uint32_t first_further = 0;
+  int unstated = 0;  // of its points: those beyond the number that is stated, negative for fewer
+  std::uint8_t further = 0;
   JCAMPForm form = JCAMPForm::kUnknown;
 };
 
@@ -101,6 +114,7 @@ struct JCAMPLayout {
   std::deque<JCAMPBlock> blocks;
   std::deque<JCAMPNumbers> numbers = std::deque<JCAMPNumbers>(1);
   std::deque<JCAMPPage> pages = std::deque<JCAMPPage>(1);  // those of a block in a row
+  std::deque<JCAMPFurther> further;                        // likewise of a page
   std::string texts = std::string(1, '\0');                // offset 0 is the empty text
   int files = 0;
   double bytes = 0;       // of the files

@@ -10,7 +10,8 @@ struct JCAMPRules {
   bool bad_blocks_refuse_files = true;  // all blocks of a file, for one that can't be read
   bool labels_begin_lines = true;       // files whose labels are indented
   bool ends_match_titles = true;        // files with an END too few, too many or without its "="
-  bool npoints_is_right = true;         // blocks without NPOINTS, and pairs beyond it
+  bool npoints_is_right = true;         // blocks without NPOINTS, and what is beyond it
+  bool failed_checks_end_data = true;   // ordinates behind a line that contradicts the one before
   bool label_numbers_are_plain = true;  // blocks with a unit at a number, or a word in its place
   bool labels_say_x = true;             // blocks of whose x only their lines tell
   bool exponents_have_signs = true;     // the exponents of values that have none

@@ -9,7 +9,9 @@
 #include "nvimport/formats/spectra/NsasLayout.h"
 #include "nvimport/formats/spectra/PointNames.h"
 #include "nvimport/formats/spectra/SpectraStatements.h"
+#include "nvimport/formats/spectra/XUnion.h"
 #include "nvimport/framework/OptionPairs.h"
+#include "nvimport/framework/StoredValues.h"
 #include "nvimport/platform/NumberText.h"
 
 namespace nvimport {
@@ -103,17 +105,23 @@ int NsasFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   return kGood;
 }
 
+// What the spectra have to be like.
+const NsasRecord* NsasFile::like() const {
+  return rules_.spectra_are_alike ? &spectra_->first : nullptr;
+}
+
 int NsasFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (!da_.is_open()) return Fail(kDaNotOpen);
   NsasDaFile& da = spectra_->da;
   NsasRecord& first = spectra_->first;
   da.Begin(da_);
-  is_damaged_ = false;
+  is_damaged_ = unites_x_ = false;
+  constituents_ = 0;
   std::uint64_t spectra = 0;
   do {
     NsasRecord record;
-    const int status = da.ReadDaHeader(spectra > 0 ? &first : nullptr, record);
+    const int status = da.ReadDaHeader(spectra > 0 ? like() : nullptr, record);
     is_damaged_ = status != kGood && status != kDaHeadersDiffer && spectra > 0 &&
                   !rules_.damage_refuses_files;
     if (is_damaged_) break;
@@ -122,6 +130,8 @@ int NsasFile::EstablishSize() {
       first = record;
       axis_ = {record.axis, {}};
     }
+    constituents_ = std::max(constituents_, record.constituents);
+    unites_x_ |= record.axis.spacing != axis_.spacing;
     if (record.axis.first < axis_.first) {
       axis_.first = record.axis.first;
       axis_.State(record.axis.stated_last, record.axis.stated_steps);
@@ -133,13 +143,41 @@ int NsasFile::EstablishSize() {
   } while (!da.at_end());
   leaves_out_cn_ = !rules_.constituents_fit && cn_.is_open() && !spectra_->cn.Begin(cn_, spectra);
   if (leaves_out_cn_) cn_.Close();
-  const double points = std::round((axis_.last - axis_.first) / axis_.spacing) + 1;
+  if (unites_x_ && UniteX(spectra) != kGood) return status_;
+  const double points = unites_x_ ? static_cast<double>(axis_.values.size())
+                                  : std::round((axis_.last - axis_.first) / axis_.spacing) + 1;
   // Two short spectra can lie any number of steps apart.
   if (points > static_cast<double>(kMostUnbacked + da.size())) return Fail(kNoSize);
   axis_.points = static_cast<int>(points);
-  const int columns =
-      kFirstPointColumn - 1 + axis_.points + (cn_.is_open() ? first.constituents : 0);
+  const int columns = kFirstPointColumn - 1 + axis_.points + (cn_.is_open() ? constituents_ : 0);
   return SetSize(static_cast<std::uint64_t>(columns), spectra + kRowsBeforeSpectra);
+}
+
+// Makes every wavelength that occurs a point.
+int NsasFile::UniteX(std::uint64_t spectra) {
+  NsasDaFile& da = spectra_->da;
+  XUnion<double> all(budget_);
+  SpectrumGrid last;
+  da.Begin(da_);
+  for (; spectra > 0; --spectra) {
+    NsasRecord record;
+    if (const int status = da.ReadDaHeader(nullptr, record)) return Fail(status);
+    const SpectrumGrid& axis = record.axis;
+    if (axis.first != last.first || axis.spacing != last.spacing || axis.points != last.points) {
+      const auto count = static_cast<std::size_t>(axis.points);
+      if (!budget_.Take(count * sizeof(double))) return Fail(kOverBudget);
+      std::vector<double> x(count);
+      for (int i = 0; i < axis.points; ++i) x[static_cast<std::size_t>(i)] = axis.ExactX(i);
+      if (!all.Add(std::move(x))) return Fail(kOverBudget);
+      last = axis;
+    }
+    da.SkipDa(record);
+  }
+  axis_.values = all.Take();
+  if (budget_.overdrawn()) return Fail(kOverBudget);
+  axis_.first = axis_.values.front();
+  axis_.last = axis_.values.back();
+  return kGood;
 }
 
 int NsasFile::Read(ReadSpreadSheetData* sink) {
@@ -147,15 +185,16 @@ int NsasFile::Read(ReadSpreadSheetData* sink) {
   if (cn_.is_open()) {
     const auto spectra = static_cast<std::uint64_t>(num_rows_ - kRowsBeforeSpectra);
     if (!spectra_->cn.Begin(cn_, spectra)) return Fail(kCnSize);
-    if (spectra_->first.constituents > NsasCnFile::kMostConstituents) return Fail(kCnValuesCut);
+    if (constituents_ > NsasCnFile::kMostConstituents) return Fail(kCnValuesCut);
   }
   sink->SetDataSize(num_cols_, num_rows_);
   if (MakeNameRow(*sink) != kGood) return status_;
   MakeInfoRow(*sink);
   spectra_->da.Begin(da_);
   left_out_ = 0;
+  XPlaces<double> places(axis_.values, budget_);
   for (int row = kRowsBeforeSpectra + 1; row <= num_rows_; ++row)
-    if (MakeValueRow(*sink, row) != kGood) return status_;
+    if (MakeValueRow(*sink, row, places) != kGood) return status_;
   if (left_out_ > 0)
     Note(std::to_string(left_out_) +
          " values at the ends of spectra, at wavelengths that not all spectra have, were not "
@@ -175,7 +214,7 @@ int NsasFile::MakeNameRow(ReadSpreadSheetData& sink) {
   if (!cn_.is_open()) return kGood;
   std::array<NsasName, NsasCnFile::kMostConstituents> names;
   if (const int status = spectra_->cn.ReadCnHeader(names)) return Fail(status);
-  for (int i = 0; i < spectra_->first.constituents; ++i)
+  for (int i = 0; i < constituents_; ++i)
     SetCell(sink, first_constituent_column() + i, 1, names[static_cast<std::size_t>(i)].data());
   return kGood;
 }
@@ -185,10 +224,10 @@ void NsasFile::MakeInfoRow(ReadSpreadSheetData& sink) const {
   SetCell(sink, 1, kRowsBeforeSpectra, text.c_str());
 }
 
-int NsasFile::MakeValueRow(ReadSpreadSheetData& sink, int row) {
+int NsasFile::MakeValueRow(ReadSpreadSheetData& sink, int row, XPlaces<double>& places) {
   NsasDaFile& da = spectra_->da;
   NsasRecord record;
-  if (const int status = da.ReadDaHeader(&spectra_->first, record)) return Fail(status);
+  if (const int status = da.ReadDaHeader(like(), record)) return Fail(status);
   if (record.data_end() > da.size()) {
     if (!is_damaged_) return Fail(kDaDataCut);
     record.axis.points =
@@ -199,11 +238,13 @@ int NsasFile::MakeValueRow(ReadSpreadSheetData& sink, int row) {
   SetCell(sink, 2, row, record.number);
   SetCell(sink, 3, row, record.name.data());
   SetCell(sink, 4, row, FormatTimeStamp(record.time, 2, ' ', time));
-  if (!ReadSpectraValues(record.axis, sink, row)) return Fail(kDaDataCut);
+  if (unites_x_ ? !PlaceSpectraValues(record.axis, sink, row, places)
+                : !ReadSpectraValues(record.axis, sink, row))
+    return Fail(kDaDataCut);
   if (!da.SkipDa(record) && !is_damaged_) return Fail(kDaDataFillerCut);
   if (!cn_.is_open()) return kGood;
   std::array<float, NsasCnFile::kMostConstituents> values;
-  const auto count = static_cast<std::size_t>(spectra_->first.constituents);
+  const auto count = static_cast<std::size_t>(std::min(record.constituents, constituents_));
   const int status = spectra_->cn.ReadConstituensValues(std::span(values).first(count));
   if (status == kCnValuesCut) return Fail(status);
   for (std::size_t i = 0; i < count; ++i)
@@ -230,6 +271,16 @@ bool NsasFile::ReadSpectraValues(const SpectrumGrid& axis, ReadSpreadSheetData& 
   return SetFloats(sink, row, begin, count, values);
 }
 
+bool NsasFile::PlaceSpectraValues(const SpectrumGrid& axis, ReadSpreadSheetData& sink, int row,
+                                  XPlaces<double>& places) {
+  if (!places.Begin(/*in_order=*/true)) return false;
+  return TakeStoredValues<float, std::endian::little>(
+      spectra_->da.values(), axis.points, [&](int i, float value) {
+        const auto place = static_cast<int>(places.Of(axis.ExactX(i)));
+        if (place < axis_.points) SetCell(sink, first_point_column_ + place, row, value);
+      });
+}
+
 int NsasFile::DescribeFiles(Description& description) {
   SpectraStatements statements(description, kNsasKeys, budget_);
   statements.Label(Axis::kX).Take("wavelength");
@@ -239,13 +290,13 @@ int NsasFile::DescribeFiles(Description& description) {
   NsasCnFile cn;
   const auto spectra = static_cast<std::uint64_t>(num_rows_ - kRowsBeforeSpectra);
   if (cn_.is_open() && cn.Begin(cn_, spectra) && cn.ReadCnHeader(names) == kGood)
-    for (int i = 0; i < std::min(first.constituents, NsasCnFile::kMostConstituents); ++i)
+    for (int i = 0; i < std::min(constituents_, NsasCnFile::kMostConstituents); ++i)
       statements.StateIfAny("constituent", names[static_cast<std::size_t>(i)].data(), 0);
   NsasDaFile da;
   da.Begin(da_);
   for (int row = kRowsBeforeSpectra + 1; row <= num_rows_ && !statements.full(); ++row) {
     NsasRecord record;
-    if (da.ReadDaHeader(&first, record) != kGood) break;
+    if (da.ReadDaHeader(like(), record) != kGood) break;
     if (record.model != first.model)
       statements.StateIfNotZero("instrument model", record.model, row);
     statements.StateNumber("spectrum number", record.number, row);

@@ -11,6 +11,10 @@
 
 namespace nvimport {
 
+struct NsasRecord;
+template <typename X>
+class XPlaces;
+
 // Habits that repeat imports of old exactly. Each costs what its line says.
 struct NsasRules {
   bool ends_with_shortest_spectrum = true;  // the values of other spectra beyond its end
@@ -18,6 +22,7 @@ struct NsasRules {
   bool constituents_fit = true;             // imports with a CN file of another size
   bool names_of_six_digits = true;          // the difference between the names of close points
   bool damage_refuses_files = true;         // the spectra before a cut or a header without sense
+  bool spectra_are_alike = true;            // files of other steps and numbers of constituents
 
   // None of them.
   static constexpr NsasRules Off() { return NoRules<NsasRules>(); }
@@ -50,13 +55,20 @@ class NVIMPORT_API NsasFile : public SpectraFile {
   int first_constituent_column() const { return first_point_column_ + axis_.points; }
   int MakeNameRow(ReadSpreadSheetData& sink);
   void MakeInfoRow(ReadSpreadSheetData& sink) const;
-  int MakeValueRow(ReadSpreadSheetData& sink, int row);
+  int MakeValueRow(ReadSpreadSheetData& sink, int row, XPlaces<double>& places);
   bool ReadSpectraValues(const SpectrumGrid& axis, ReadSpreadSheetData& sink, int row);
+  // The same where each wavelength that occurs has its column.
+  bool PlaceSpectraValues(const SpectrumGrid& axis, ReadSpreadSheetData& sink, int row,
+                          XPlaces<double>& places);
+  int UniteX(std::uint64_t spectra);
+  const NsasRecord* like() const;
 
   NsasRules rules_;
   InputFile da_;
   InputFile cn_;
   std::unique_ptr<Spectra> spectra_;
+  int constituents_ = 0;   // the most that a spectrum has
+  bool unites_x_ = false;  // of spectra of other steps
   std::int64_t left_out_ = 0;
   bool is_damaged_ = false;
   bool leaves_out_cn_ = false;

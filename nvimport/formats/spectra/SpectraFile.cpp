@@ -77,7 +77,10 @@ void SpectraFile::GiveBack(const OptionPairs& choices, NvImportOpenOptions* opti
 }
 
 void SpectraFile::NamePoints(PointNames names, int first, int count) const {
-  for (int i = 0; i < count; ++i) names.Put(first_point_column_ + i, NamedX(first + i));
+  const ExactGrid exact(axis_);
+  const bool is_even = !six_digit_names_ && axis_.is_even();
+  for (int i = 0; i < count; ++i)
+    names.Put(first_point_column_ + i, is_even ? exact.X(first + i) : axis_.X(first + i));
 }
 
 int SpectraFile::DigitsOfNames(int first, int count) const {

@@ -70,7 +70,6 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   // the spacing. Else there are as many digits as the names of so many points take, from `first`
   // on.
   int DigitsOfNames(int first, int count) const;
-  double NamedX(int point) const { return six_digit_names_ ? axis_.X(point) : axis_.ExactX(point); }
 
   // Names so many points of the axis, from `first` on, from the first point column on.
   void NamePoints(PointNames names, int first, int count) const;

@@ -36,6 +36,21 @@ struct SpectrumGrid {
   }
 };
 
+// The same for many points of a grid that stays.
+class ExactGrid {
+ public:
+  NVIMPORT_API explicit ExactGrid(const SpectrumGrid& grid);
+  double X(int point) const {
+    return is_whole_ ? (grid_.first * (steps_ - point) + grid_.stated_last * point) / steps_
+                     : grid_.ExactX(point);
+  }
+
+ private:
+  const SpectrumGrid& grid_;
+  double steps_;
+  bool is_whole_;  // first and last, so that only the quotient is rounded
+};
+
 // The x axis of a spectrum, or of a sheet of them: evenly spaced points, or a value for each.
 struct SpectrumAxis : SpectrumGrid {
   std::vector<double> values{};

@@ -102,6 +102,21 @@ constexpr std::size_t kLabelText = 6;
 // The bytes of a number's record, no more and no less.
 constexpr std::size_t kWholeNumber = kRecordHeaderSize + kValue + sizeof(double);
 
+// Gives `take` the data of the number records that lie next, which are most cells of most
+// worksheets, and returns their bytes.
+template <typename Take>
+std::size_t TakeNumbers(std::span<const char> bytes, Take take) {
+  constexpr std::uint32_t kHeader = std::uint32_t{kNumber} | (kWholeNumber - kRecordHeaderSize)
+                                                                 << 16;
+  std::size_t at = 0;
+  for (; bytes.size() - at >= kWholeNumber; at += kWholeNumber) {
+    const char* const record = bytes.data() + at;
+    if (LoadLittle<std::uint32_t>(record) != kHeader) break;
+    take(record + kRecordHeaderSize);
+  }
+  return at;
+}
+
 // A number at `at` in a record; what lies past its end is zero.
 template <typename T>
 T Field(std::span<const char> record, std::size_t at) {
@@ -272,20 +287,29 @@ bool LotusFile::EstablishRange() {
   return true;
 }
 
-// Extends a range to the cells that there are. One that says nothing begins at the first place.
+// Extends a range to the cells that there are, and ends it with the last of them. One that says
+// nothing begins at the first place.
 void LotusFile::MeasureRange(Range& range) {
   if (range.IsEmpty() || range.first.column < 0 || range.first.row < 0) range = Range();
   shift_ = {0, 0};
+  Place last{-1, -1};
   reader_->Begin(input_, 0);
+  Place first = range.first;
+  const auto extend = [&](Place place) {
+    if (place.column < 0 || place.row < 0) return;
+    first = {std::min(first.column, place.column), std::min(first.row, place.row)};
+    last = {std::max(last.column, place.column), std::max(last.row, place.row)};
+  };
+  const auto extend_to_cell = [&](const char* cell) {
+    extend({LoadLittle<std::int16_t>(cell + 1), LoadLittle<std::int16_t>(cell + 3)});
+  };
   Record record;
-  while (ReadHead(record) && record.type != kEof && !IsCorrupt(record) && ReadData(record)) {
-    if (record.type < kInteger || record.type > kFormula) continue;
-    const Place place = PlaceOf(record);
-    if (place.column < 0 || place.row < 0) continue;
-    range.first = {std::min(range.first.column, place.column),
-                   std::min(range.first.row, place.row)};
-    range.last = {std::max(range.last.column, place.column), std::max(range.last.row, place.row)};
-  }
+  do {
+    if (record.type >= kInteger && record.type <= kFormula) extend(PlaceOf(record));
+    reader_->Skip(TakeNumbers(reader_->Ahead(kWholeNumber), extend_to_cell));
+  } while (ReadHead(record) && record.type != kEof && !IsCorrupt(record) && ReadData(record));
+  range.first = first;
+  if (last.column >= 0) range.last = last;
   shift_ = {1, 1};
 }
 
@@ -342,24 +366,17 @@ inline void LotusFile::SetNumber(Place place, double value, ReadSpreadSheetData&
     sink.Set(place.column, place.row, value);
 }
 
-// Sets the numbers that lie next, which are most cells of most worksheets, and returns their bytes.
+// Sets the numbers that lie next, and returns their bytes.
 std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
                                   LeftOut& left_out) const {
-  constexpr std::uint32_t kHeader = std::uint32_t{kNumber} | (kWholeNumber - kRecordHeaderSize)
-                                                                 << 16;
-  std::size_t at = 0;
-  for (; bytes.size() - at >= kWholeNumber; at += kWholeNumber) {
-    const char* const record = bytes.data() + at;
-    if (LoadLittle<std::uint32_t>(record) != kHeader) break;
-    const char* const cell = record + kRecordHeaderSize;
+  return TakeNumbers(bytes, [&](const char* cell) {
     const Place place = {LoadLittle<std::int16_t>(cell + 1) + shift_.column,
                          LoadLittle<std::int16_t>(cell + 3) + shift_.row};
     if (IsValidPos(place))
       SetNumber(place, std::bit_cast<double>(LoadLittle<std::uint64_t>(cell + kValue)), sink);
     else
       ++left_out.outside;
-  }
-  return at;
+  });
 }
 
 // Sets the text at `at`.

@@ -43,9 +43,18 @@ const std::string kFirst = "1 | '1970-01-01/02:00:00' | 10 | 11 | 12\n";
 const std::string kSecond = "2 | '1970-01-01/03:00:00' | 20 | 21 | 22\n";
 const std::string kNothing = ". | . | . | . | .\n";
 
-TEST_F(BrimroseTest, NamesDifferWithoutTheHabit) {
+TEST_F(BrimroseTest, EveryHabitCosts) {
   ExpectRules<BrimroseFile, BrimroseRules>(
-      {{"steps below one", &BrimroseRules::names_of_whole_numbers,
+      {{"a cut observation", &BrimroseRules::cut_files_end_with_errors,
+        kGood.substr(0, kGood.size() - 1),
+        "2820 File corrupt! Could not read data (possibly end of file).\n" + kNames + kFirst +
+            kNothing,
+        kNames + kFirst + "1 observation is cut off and was not delivered\n"},
+       {"more than the header states", &BrimroseRules::cut_files_end_with_errors, kGood + "ab",
+        kNames + kFirst + kSecond,
+        kNames + kFirst + kSecond +
+            "2 bytes stand behind the last observation and were not delivered\n"},
+       {"steps below one", &BrimroseRules::names_of_whole_numbers,
         BrimroseFixture{.first = 1100, .last = 1100.5F, .step = 0.25F}.Bytes(),
         "'SampleNo' | 'DateTime' | 'w1100' | 'w1100' | 'w1100'\n" + kFirst + kSecond,
         "'SampleNo' | 'DateTime' | 'w1100' | 'w1100.25' | 'w1100.5'\n" + kFirst + kSecond}});

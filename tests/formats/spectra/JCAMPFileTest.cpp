@@ -620,7 +620,6 @@ TEST(JCAMPFile, EveryHabitCostsCells) {
   const std::string no_spacing =
       "1557 Couldn't establish dx, either the '##FIRSTX=' and/or '##LASTX=' labels are missing in "
       "the file, or the '##DELTAX=' label.\n";
-  const std::string no_texts = "1 data page has assignments, which were not delivered\n";
   const auto form = [](const std::string& label, const std::string& data) {
     return JCAMPFixture{.points = "2", .form = label, .data = data}.Bytes();
   };
@@ -670,7 +669,23 @@ TEST(JCAMPFile, EveryHabitCostsCells) {
        one},
       {"fewer pairs than there are", &Rules::npoints_is_right,
        JCAMPFixture{.points = "1", .form = "PEAK TABLE= (XY..XY)", .data = "1,2 3,4\n"}.Bytes(),
-       ". | . | 't 1'\n1 | 'A' | 2\n", pairs("2 | 4")},
+       ". | . | 't 1'\n1 | 'A' | 2\n",
+       pairs("2 | 4") + "1 point more than '##NPOINTS' says was delivered (line 7)\n"},
+      {"more ordinates than are announced", &Rules::npoints_is_right,
+       JCAMPFixture{.points = "2", .data = "10 1\n12 2\n14 3 4\n"}.Bytes(),
+       ". | . | 't 10' | 't 12'\n1 | 'A' | 1 | 2\n",
+       ". | . | 't 10' | 't 12' | 't 14' | 't 16'\n1 | 'A' | 1 | 2 | 3 | 4\n"
+       "2 points more than '##NPOINTS' says were delivered (line 8 on)\n"},
+      {"fewer of them", &Rules::npoints_is_right,
+       JCAMPFixture{.points = "5", .data = "10 1 2\n11 3\n"}.Bytes(),
+       ". | . | 't 10' | 't 10.5' | 't 11' | . | .\n1 | 'A' | 1 | 2 | 3 | . | .\n",
+       ". | . | 't 10' | 't 10.5' | 't 11'\n1 | 'A' | 1 | 2 | 3\n"
+       "2 points that '##NPOINTS' announces are not there (line 9 on)\n"},
+      {"differences from a line that is lost", &Rules::failed_checks_end_data,
+       JCAMPFixture{.data = "10A1J1\n11B3j\n"}.Bytes(),
+       ". | . | 't 10' | 't 11' | .\n1 | 'A' | 11 | 22 | .\n",
+       names + "1 | 'A' | 11 | 22 | 22\n1 line does not begin with the ordinate that the line "
+               "before ends with, and goes on from its own (line 8)\n"},
       {"a form without its end", &Rules::forms_are_exact,
        JCAMPFixture{.form = "XYDATA= (X++(Y..Y)"}.Bytes(), no_class, one},
       {"a line of 200,000 characters", &Rules::lines_of_255_characters,
@@ -720,12 +735,20 @@ TEST(JCAMPFile, EveryHabitCostsCells) {
        "1555 Host can currently not read XY pairs.\n", pairs("2 | 4")},
       {"pairs with widths", &Rules::no_other_pairs,
        form("PEAK TABLE= (XYW..XYW)", "1,2,.5;3 4 .5\n"), no_class,
-       pairs("2 | 4") + "1 data page has widths, which were not delivered\n"},
+       pairs("2 | 4") + "2 | 'A, width' | 0.5 | 0.5\n"},
+      {"multiplicities, and one x twice", &Rules::no_other_pairs,
+       form("PEAK TABLE= (XYM..XYM)", "3 4 S;3,5,T\n"), no_class,
+       ". | . | 't 3' | 't 3'\n1 | 'A' | 4 | 5\n2 | 'A, multiplicity' | 'S' | 'T'\n"},
       {"peak assignments", &Rules::no_other_pairs,
        form("PEAK ASSIGNMENTS= (XYMA)", "(1, 2, M, <a (9,\n9)>) (3,4,,<b>)\n"), assignments,
-       pairs("2 | 4") + no_texts},
+       pairs("2 | 4") +
+           "2 | 'A, multiplicity' | 'M' | .\n3 | 'A, assignment' | 'a (9, 9)' | 'b'\n"},
+      {"groups of every kind", &Rules::no_other_pairs,
+       form("PEAK ASSIGNMENTS= (XYMWA)", "(1 2 <a>) (3,4,,\n5, <b>, c)\n"), assignments,
+       pairs("2 | 4") + "2 | 'A, width' | . | 5\n3 | 'A, assignment' | 'a' | '<b>, c'\n"},
       {"assignments that break off", &Rules::no_other_pairs,
-       form("ASSIGNMENTS= (XYA)", "3, 4 <a>\n(1, 2.0\n"), assignments, pairs("2 | 4") + no_texts},
+       form("ASSIGNMENTS= (XYA)", "3, 4 <a>\n(1, 2.0\n"), assignments,
+       pairs("2 | 4") + "2 | 'A, assignment' | . | 'a'\n"},
       {"a byte order mark", &Rules::files_begin_with_titles, "\xef\xbb\xbf" + good, not_jcamp, one},
       {"UTF-16", &Rules::files_begin_with_titles, "\xff\xfe" + Utf16(good, 0), not_jcamp, one},
       {"UTF-16, big-endian", &Rules::files_begin_with_titles, "\xfe\xff" + Utf16(good, 1),
@@ -783,7 +806,8 @@ TEST(JCAMPFile, EveryHabitCostsCells) {
       JCAMPFixture::Link(form("PEAK TABLE= (XYW..XYW)", "1 2 9;3 4 9\n") + good);
   EXPECT_EQ(ImportWith(in_link, "blocks=1").sheet, one);
   EXPECT_EQ(Import<JCAMPFile>(in_link, "blocks=1", Rules::Off()).sheet, one);
-  EXPECT_EQ(Import<JCAMPFile>(in_link, "blocks=2", Rules::Off()).sheet, pairs("2 | 4"));
+  EXPECT_EQ(Import<JCAMPFile>(in_link, "blocks=2", Rules::Off()).sheet,
+            pairs("2 | 4") + "2 | 'A, width' | 9 | 9\n");
 
   const TempFolder folder;
   const std::string path = FileSelection::Join(

@@ -147,6 +147,16 @@ TEST(NsasFile, EveryHabitCostsCells) {
        "about "
        "starting, ending wavelength, or number of data points.\n",
        one + cut},
+      {&NsasRules::spectra_are_alike,
+       NsasBytes({{.constituents = 2}, {.first = 1110, .end = 1116, .constituents = 1}}),
+       NsasConstituents("Fat       Ash", {{8, 9}, {10, 11}}),
+       "1284 Spectra header in DA-file is corrupt! Spectra header contains information that "
+       "doesn't match earlier read spectra. Spectra wavelengths or number of constituents does "
+       "not match.\n",
+       "'SampleNo' | 'SpectrumNo' | 'SampleName' | 'Time' | 'w1100' | 'w1110' | 'w1112' | 'w1114' "
+       "| 'w1120' | 'Fat' | 'Ash'" +
+           kModel + Repeated(" | .", 7) + "\n" + row(1, " | 1 | 2 | . | . | 3 | 8 | 9") +
+           row(2, " | . | 1 | 2 | 3 | . | 10 | .")},
   };
   for (const auto& c : kCases) {
     NsasRules rules;

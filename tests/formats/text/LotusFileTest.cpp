@@ -163,6 +163,8 @@ TEST(LotusFile, CountsWhatItsRulesCost) {
       {"cells beyond the range", &LotusRules::cells_in_range_only,
        Range(0, 0, 0, 0) + Integer(0, 0, 5) + Integer(1, 0, 6), "5\n1 x 1\n" + outside,
        "5 | 6\n1 x 2\n"},
+      {"a range that ends behind them", &LotusRules::cells_in_range_only,
+       Range(0, 0, 1, 2) + Integer(0, 0, 5), "5 | .\n. | .\n. | .\n3 x 2\n", "5\n1 x 1\n"},
       {"texts in CP437", &LotusRules::texts_as_stored,
        Range(0, 0, 1, 0) + Label(0, 0, "M\x81nchen") +
            Record(15, '\0', Short{1}, Short{0}, '\'', '\xe1'),
