@@ -77,6 +77,14 @@ class TakeAll final : public Dialogs {
     return all;
   }
   std::optional<RangeChoice> SelectRange(const RangeQuestion&) override { return RangeChoice{}; }
+  // As those who made the files say.
+  std::optional<std::string> AskPassword(const PasswordQuestion& question) override {
+    constexpr std::pair<const char*, const char*> kPasswords[] = {
+        {"encryption-abc", "abc"}, {"pass-11", "11"}, {"35897-type4", "freedom"}};
+    for (const auto& [name, password] : kPasswords)
+      if (question.path.find(name) != std::string::npos) return password;
+    return "password";
+  }
 };
 
 class DigestSink final : public ReadSpreadSheetData {

@@ -402,6 +402,7 @@ class Session {
     Failure failure = Refused(dialogs_.message());
     failure.detail = dialogs_.detail();
     failure.status = driver_.GetStatus();
+    if (dialogs_.asked_password()) failure.advice = request_.words.password;
     if (failure.status == kCancelled) failure.kind = Failure::kStopped;
     for (const auto& none : kNoWayOut)
       if (none.status == failure.status && none.format == FormatName(result_.format))
