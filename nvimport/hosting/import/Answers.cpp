@@ -182,11 +182,11 @@ std::optional<std::vector<std::string>> AnsweringDialogs::OrderFiles(
   return asked_ != nullptr ? asked_->OrderFiles(question) : question.files;
 }
 
-// One that the user gave opens the file again, as often as the import does.
+// Never among what was answered. One that the user gave opens the file as often as the import does.
 std::optional<std::string> AnsweringDialogs::AskPassword(const PasswordQuestion& question) {
-  asked_password_ = true;
   if (given_.password && !question.is_again) return given_.password;
-  if (asked_ == nullptr) return "";
+  lacks_password_ = asked_ == nullptr;
+  if (lacks_password_) return "";
   std::optional<std::string> password = asked_->AskPassword(question);
   if (password && !password->empty()) given_.password = password;
   return password;

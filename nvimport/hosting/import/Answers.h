@@ -86,8 +86,8 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   // What the library said last, when something failed, and what it said of it.
   const std::string& message() const { return message_; }
   const std::string& detail() const { return detail_; }
-  // A password was asked for, which is never among what was answered.
-  bool asked_password() const { return asked_password_; }
+  // A password was asked for, and the one given was not right, or there was none.
+  bool lacks_password() const { return lacks_password_; }
   // Why a question found no answer.
   const std::optional<Failure>& refusal() const { return refusal_; }
 
@@ -101,7 +101,7 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   std::string message_;
   std::string detail_;
   std::optional<Failure> refusal_;
-  bool asked_password_ = false;
+  bool lacks_password_ = false;
 };
 
 }  // namespace nvimport
