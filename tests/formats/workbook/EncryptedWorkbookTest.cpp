@@ -1,5 +1,6 @@
 // FILEPASS records, and a CODEPAGE record each, are those of files that Excel and others wrote.
 #include "nvimport/formats/workbook/BiffCipher.h"
+#include "nvimport/formats/workbook/Excel2007File.h"
 #include "nvimport/formats/workbook/ExcelFile.h"
 #include "nvimport/formats/workbook/WorkbookCrypto.h"
 #include "tests/support/BiffFixture.h"
@@ -135,6 +136,78 @@ TEST(EncryptedWorkbook, IsReadWithItsPassword) {
     EXPECT_EQ(Import<ExcelFile>(bytes).status, 261);
   }
 }
+
+#ifdef NVIMPORT_HAS_PACKAGES
+
+std::string Seed(const char* name) {
+  return Contents(NVIMPORT_TEST_SAMPLES "/../tests/fuzz/seeds/"s + name);
+}
+
+Outcome ReadPackage(const std::string& bytes, const Excel2007Rules& rules = Excel2007Rules::Off()) {
+  const TempFile file(bytes);
+  Excel2007File reader(rules);
+  auto options = OpenOptions::Made(Excel2007File::GetImportOptions({1}, false));
+  return ImportFile(reader, file.path(), options.get());
+}
+
+// Of an independent writer, around one of the samples.
+TEST(EncryptedPackage, IsReadAsThePackageInItIs) {
+  if (!HasCrypto()) GTEST_SKIP() << "built without nettle";
+  const std::string plain = ReadPackage(Contents(NVIMPORT_TEST_SAMPLES "/mill.xlsx")).Summary();
+  EXPECT_TRUE(plain.starts_with("'Run'")) << plain;
+  for (const char* name : {"package-agile", "package-standard"}) {
+    EXPECT_EQ(ReadPackage(Seed(name)).Summary(), plain) << name;
+    EXPECT_EQ(ReadPackage(Seed(name), {}).status, 3333) << name;
+  }
+  const std::string locked = Seed("package-password");
+  EXPECT_EQ(ReadPackage(locked).Summary(),
+            "3336 The workbook is encrypted with a password, which was not given.\n");
+  {
+    Passwords wrong({"passwort"});
+    EXPECT_EQ(ReadPackage(locked).Summary(), "3337 The password does not open the workbook.\n");
+  }
+  Passwords right({"p\u00e4ssw\u00f6rd\u20ac"});
+  EXPECT_EQ(ReadPackage(locked).Summary(), plain);
+}
+
+// What its description or its bytes say, wherever it is damaged.
+TEST(EncryptedPackage, DamageIsRefusedOrTold) {
+  if (!HasCrypto()) GTEST_SKIP() << "built without nettle";
+  const std::string whole = Seed("package-agile");
+  const auto with = [&](std::string_view from, std::string_view to) {
+    EXPECT_EQ(from.size(), to.size());  // nothing else moves
+    std::string bytes = whole;
+    return bytes.replace(bytes.find(from), from.size(), to);
+  };
+  const std::string unknown = "3333 ";
+  const struct {
+    const char* why;
+    std::string bytes;
+    std::string begins;
+  } kCases[] = {
+      {"hashed too often",
+       with("spinCount=\"100000\" saltSize=\"16\"", "spinCount=\"99999999\" saltSize=\"\""),
+       unknown},
+      {"hashed often, unasked",
+       with("spinCount=\"100000\" saltSize=\"16\"", "spinCount=\"9999999\" saltSize=\"1\""),
+       "3336"},
+      {"another chain", with("ChainingModeCBC", "ChainingModeCFB"), unknown},
+      {"a key of no such size", with("keyBits=\"256\"", "keyBits=\"255\""), unknown},
+      {"another hash", with("SHA512", "SHA513"), unknown},
+      {"no salt", with("saltValue=\"", "saltValve=\""), unknown},
+      {"another check sum", with("encryptedHmacValue=\"Iu27", "encryptedHmacValue=\"AAAA"), "'"},
+      {"no check sum", with("encryptedHmacValue", "encryptedHmacVaule"), "'"},
+      {"a package longer than it is", with(U32(2786) + U32(0), U32(2801) + U32(0)), "3332"},
+      {"a package longer than anything", with(U32(2786) + U32(0), U32(2786) + U32(~0U)), "3332"},
+  };
+  for (const auto& c : kCases) {
+    const std::string summary = ReadPackage(c.bytes).Summary();
+    EXPECT_TRUE(summary.starts_with(c.begins)) << c.why << ": " << summary;
+    EXPECT_EQ(summary.find("check sum") != std::string::npos, c.begins == "'") << c.why;
+  }
+}
+
+#endif
 
 }  // namespace
 
