@@ -39,6 +39,7 @@ struct Request {
   std::optional<std::string> blocks;
   std::optional<std::string> range;
   std::string merge;
+  std::optional<std::string> password;
 };
 
 // A question that a format asked, and its answer.

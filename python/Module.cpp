@@ -321,7 +321,8 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readwrite("sheet", &Request::sheet)
       .def_readwrite("blocks", &Request::blocks)
       .def_readwrite("range", &Request::range)
-      .def_readwrite("merge", &Request::merge);
+      .def_readwrite("merge", &Request::merge)
+      .def_readwrite("password", &Request::password);
   py::class_<Detected>(module, "Detected")
       .def_readonly("refusal", &Detected::refusal)
       .def_readonly("format", &Detected::format)

@@ -132,6 +132,7 @@ def read(
     index: int | bool | None = None,
     merge: str | None = None,
     ignore_consecutive: bool = False,
+    password: str | None = None,
     encoding: str | None = None,
     decimal: str = ".",
     name: str | None = None,
@@ -147,6 +148,7 @@ def read(
     range: the first and the last point, from 1; a last one of 0 is the end.
     delimiter: what separates the fields of a text, or tab, comma, semicolon, bar, blank.
     ignore_consecutive: a run of delimiters is one.
+    password: of an encrypted workbook; no option of the import keeps it.
     options: the options of an earlier import (Sheet.options), or pairs for this format.
     header, index: as for Sheet.to_pandas.
     encoding: of texts; by default those that are valid UTF-8 are, others are Windows-1252.
@@ -176,6 +178,7 @@ def read(
             options=options,
             merge=merge,
             ignore_consecutive=ignore_consecutive,
+            password=password,
         )
         found = _nvimport.read_sheet(request, True)
         _check(found.refusal, shown)
@@ -282,6 +285,7 @@ def _request(
     options: bytes | str | Mapping[str, Any] | None = None,
     merge: str | None = None,
     ignore_consecutive: bool = False,
+    password: str | None = None,
 ) -> _nvimport.Request:
     request = _nvimport.Request()
     request.paths = paths
@@ -294,6 +298,7 @@ def _request(
     request.delimiter = delimiter
     request.ignore_consecutive = ignore_consecutive
     request.merge = merge or ""
+    request.password = password
     if isinstance(options, Mapping):
         request.pairs = ";".join(f"{key}={_value(value)}" for key, value in options.items())
     elif isinstance(options, str):

@@ -86,6 +86,7 @@ class Request:
     blocks: Optional[str]
     range: Optional[str]
     merge: str
+    password: Optional[str]
     def __init__(self) -> None: ...
 
 class Detected:
