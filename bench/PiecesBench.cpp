@@ -48,9 +48,9 @@ struct FieldSums {
 
 void Splitter(benchmark::State& state, std::string_view delimiter, FindBytes find_bytes) {
   const MemoryFile text(Repeated("north\t-123.4567\t\tS-104711\t0.5\n"));
-  InputFile file(text.path());
+  TextInput file(text.path());
   while (state.KeepRunning()) {
-    file.Seek(0);
+    file.Rewind();
     FieldSums fields;
     FieldScanner(file, delimiter, false, find_bytes).Walk(fields);
     benchmark::DoNotOptimize(fields.sums.Total());

@@ -64,6 +64,8 @@ Refusal RefuseArgument(std::string text) {
   return refusal;
 }
 
+constexpr const char* kPasswordWords = "password= gives it";
+
 // The formats as the command has them.
 std::optional<Refusal> PrepareFormats(std::optional<bool> kept_rules = std::nullopt) {
   bool by_environment = false;
@@ -89,6 +91,8 @@ std::optional<Refusal> TakeRequest(const Request& request, ImportRequest& import
   answers.ignore_consecutive = request.ignore_consecutive;
   answers.sheets = request.sheet;
   answers.blocks = request.blocks;
+  answers.password = request.password;
+  import.words.password = kPasswordWords;
   if (request.range) {
     answers.range = ParseRange(*request.range);
     if (!answers.range) return RefuseArgument("\"" + ShownName(*request.range) + "\" is no range.");
@@ -140,6 +144,7 @@ Refusal WhyNot(const Failure& failure, const ImportResult& result, const std::st
   refusal.detail = result.format == 0 && failure.status == 0 ? failure.detail : result.log_entry;
   if (refusal.detail.empty() && failure.kind != Failure::kChoice)
     refusal.detail = KindWords(path, refusal.format);
+  if (failure.advice == kPasswordWords) refusal.detail = kPasswordWords;
   return refusal;
 }
 

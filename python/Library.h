@@ -40,6 +40,7 @@ struct Request {
   std::optional<std::string> range;
   std::string merge;
   std::optional<bool> kept_rules;
+  std::optional<std::string> password;
 };
 
 // A question that a format asked, and its answer.

@@ -323,7 +323,8 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readwrite("blocks", &Request::blocks)
       .def_readwrite("range", &Request::range)
       .def_readwrite("merge", &Request::merge)
-      .def_readwrite("kept_rules", &Request::kept_rules);
+      .def_readwrite("kept_rules", &Request::kept_rules)
+      .def_readwrite("password", &Request::password);
   py::class_<Detected>(module, "Detected")
       .def_readonly("refusal", &Detected::refusal)
       .def_readonly("format", &Detected::format)

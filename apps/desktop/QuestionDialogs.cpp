@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QHeaderView>
+#include <QInputDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -417,6 +418,18 @@ std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
   for (int i = 0; i < list->count(); ++i)
     sorted.push_back(files[list->item(i)->data(Qt::UserRole).toULongLong()]);
   return sorted;
+}
+
+std::optional<std::string> AskSecret(QWidget* parent, const PasswordQuestion& question) {
+  const QString title =
+      QObject::tr("Password of \"%1\"").arg(QFileInfo(FromBytes(question.path)).fileName());
+  const QString label = question.is_again ? QObject::tr("That password does not open it. &Another:")
+                                          : QObject::tr("&Password:");
+  bool is_given = false;
+  const QString password =
+      QInputDialog::getText(parent, title, label, QLineEdit::Password, {}, &is_given);
+  if (!is_given || password.isEmpty()) return std::nullopt;
+  return password.toStdString();
 }
 
 bool AskWarning(QWidget* parent, const QString& title, const QString& text) {

@@ -48,6 +48,9 @@ std::optional<RangeChoice> AskRange(QWidget* parent, const RangeQuestion& questi
 std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
                                                      const std::vector<std::string>& files);
 
+// The field shows no character of it.
+std::optional<std::string> AskSecret(QWidget* parent, const PasswordQuestion& question);
+
 // True to go on in spite of the warning.
 bool AskWarning(QWidget* parent, const QString& title, const QString& text);
 

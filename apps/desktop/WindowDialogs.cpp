@@ -131,6 +131,10 @@ std::optional<RangeChoice> WindowDialogs::SelectRange(const RangeQuestion& quest
   });
 }
 
+std::optional<std::string> WindowDialogs::AskPassword(const PasswordQuestion& question) {
+  return Ask([&] { return AskSecret(&window_, question); });
+}
+
 std::optional<std::vector<std::string>> WindowDialogs::OrderFiles(
     const FileOrderQuestion& question) {
   return Ask([&] { return AskFileOrder(&window_, question.files); });

@@ -30,6 +30,7 @@ class WindowDialogs : public Dialogs {
   std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override;
   std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
   std::optional<std::vector<std::string>> OrderFiles(const FileOrderQuestion& question) override;
+  std::optional<std::string> AskPassword(const PasswordQuestion& question) override;
   int ShowMessage(const MessageBoxQuestion& message) override;
   void ShowWaitCursor(bool on) override;
 

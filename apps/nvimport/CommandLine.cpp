@@ -66,6 +66,14 @@ void AddFormatOptions(CLI::App& command, Settings& settings) {
       ->type_name("BLOCKS");
   command.add_option("--range", settings.range, "Points of a spectrum, from 1; LAST 0 for the end")
       ->type_name("FIRST,LAST");
+  auto* const password =
+      command.add_option("--password", settings.password, "Password of an encrypted workbook")
+          ->type_name("TEXT");
+  command
+      .add_option("--password-file", settings.password_file,
+                  "The same from the first line of FILE, which no list of processes shows")
+      ->type_name("FILE")
+      ->excludes(password);
   command.add_flag("--together", settings.together,
                    "Makes one sheet of all files, in formats that take several");
   command.add_option("--files", settings.chosen_files, "Which of the files --together takes: 1,3")

@@ -83,6 +83,7 @@ const HostWords& CommandWords() {
     ours.choose_among = "--format NAME chooses among: ";
     ours.answer_before =
         "nothing was read; \"nvimport info FILE\" shows the options that answer beforehand";
+    ours.password = "--password-file FILE gives the password, --password TEXT too";
     ours.range_numbers = "--range takes numbers from 1, a last one of 0 for the end";
     ours.no_regular_file = "read it through standard input, with - as the file";
     ours.replace = "--force replaces it";

@@ -20,6 +20,8 @@ struct Settings {
   std::optional<std::string> blocks;
   std::optional<std::string> range;
   std::string merge;
+  std::optional<std::string> password;
+  std::string password_file;
   std::vector<std::string> options;  // KEY=VALUE
   bool together = false;
   std::optional<std::string> chosen_files;  // of those together

@@ -242,6 +242,14 @@ std::optional<Failure> FileRun::TakeOptions() {
   plan_.import.kept_rules = settings_.kept_rules;
   if (!settings_.merge.empty())
     answers.merge = std::ranges::find(kMergeWords, settings_.merge) - kMergeWords;
+  answers.password = settings_.password;
+  if (!settings_.password_file.empty()) {
+    std::string& password = answers.password.emplace();
+    if (!std::getline(std::ifstream(settings_.password_file), password) || password.empty())
+      return WrongUsage("There is no password in \"" + ShownName(settings_.password_file) + "\".",
+                        "--password-file takes a file whose first line is one");
+    if (password.ends_with('\r')) password.pop_back();
+  }
   for (const std::string& option : settings_.options) {
     const std::size_t equals = option.find('=');
     const std::string key = option.substr(0, equals);

@@ -1,6 +1,7 @@
 #include "apps/nvimport/Terminal.h"
 
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -42,6 +43,17 @@ std::size_t TerminalWidth() {
 std::optional<std::string> ReadAnswer() {
   std::string line;
   if (!std::getline(std::cin, line)) return std::nullopt;
+  return line;
+}
+
+std::optional<std::string> ReadSecret() {
+  struct termios before {};
+  const bool is_terminal = ::tcgetattr(STDIN_FILENO, &before) == 0;
+  struct termios silent = before;
+  silent.c_lflag &= ~static_cast<::tcflag_t>(ECHO);
+  if (is_terminal) ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
+  std::optional<std::string> line = ReadAnswer();
+  if (is_terminal) ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
   return line;
 }
 

@@ -17,5 +17,7 @@ bool WantsColour();
 std::size_t TerminalWidth();
 // A line from standard input, none at its end.
 std::optional<std::string> ReadAnswer();
+// The same, which the terminal does not show.
+std::optional<std::string> ReadSecret();
 
 }  // namespace nvimport

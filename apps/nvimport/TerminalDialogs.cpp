@@ -150,6 +150,16 @@ std::optional<std::vector<std::string>> TerminalDialogs::OrderFiles(
   return sorted;
 }
 
+std::optional<std::string> TerminalDialogs::AskPassword(const PasswordQuestion& question) {
+  progress_.Clear();
+  if (question.is_again) std::cerr << "The password is not right.\n";
+  std::cerr << name_ << ": password (Enter cancels): " << std::flush;
+  std::optional<std::string> password = ReadSecret();
+  std::cerr << "\n";
+  if (password && password->empty()) password.reset();
+  return password;
+}
+
 int TerminalDialogs::ShowMessage(const MessageBoxQuestion& message) {
   progress_.Clear();
   std::cerr << Shown(message.title) << ": " << OneLine(message.text) << "\n";

@@ -23,6 +23,7 @@ class TerminalDialogs : public Dialogs {
   std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override;
   std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
   std::optional<std::vector<std::string>> OrderFiles(const FileOrderQuestion& question) override;
+  std::optional<std::string> AskPassword(const PasswordQuestion& question) override;
   int ShowMessage(const MessageBoxQuestion& message) override;
 
  private:

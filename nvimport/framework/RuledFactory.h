@@ -28,6 +28,8 @@ class RuledFactory : public SprFileFactory {
   RuledFactory(FormatTraits traits, const Rules& rules)
       : SprFileFactory(std::move(traits)), rules_(rules) {}
 
+  const Rules& rules() const { return rules_; }
+
  private:
   Rules rules_;
 };

@@ -15,14 +15,14 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"text and Tivon", 512, 516},  // Tivon is read by the text reader and shares its 512.
     {"DIF", 768, 771},
     {"NSAS", 1280, 1291},
-    {"Excel", 256, 264},
+    {"Excel", 256, 267},
     {"JCAMP-DX", 1536, 1567},
     {"plug-in libraries", 2048, 2050},
     {"Lotus 1-2-3", 2304, 2315},
     {"Galactic SPC", 2560, 2569},
     {"Brimrose", 2816, 2822},
     {"CSV", 3072, 3076},
-    {"Excel 2007", 3328, 3335},
+    {"Excel 2007", 3328, 3338},
 };
 
 static_assert([] {

@@ -45,6 +45,8 @@ std::unique_ptr<Progress> Dialogs::ShowProgress(const std::string&) { return nul
 
 void Dialogs::ShowWaitCursor(bool) {}
 
+std::optional<std::string> Dialogs::AskPassword(const PasswordQuestion&) { return ""; }
+
 Dialogs& Dialogs::Current() {
   Dialogs* const installed = Installed<Dialogs*>::Current();
   return installed != nullptr ? *installed : Immortal<Dialogs>();

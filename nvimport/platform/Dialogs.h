@@ -142,6 +142,13 @@ struct FileOrderQuestion {
   CWnd* parent = ParentWindow::Current();  // the window that it belongs to, if any
 };
 
+// The password of an encrypted file, which nothing keeps.
+struct PasswordQuestion {
+  std::string path;                        // of the file
+  bool is_again = false;                   // the one before was not right
+  CWnd* parent = ParentWindow::Current();  // the window that it belongs to, if any
+};
+
 // A window that shows how far a read is.
 struct ProgressWindow {
   std::string title;                       // of the window
@@ -176,6 +183,9 @@ class NVIMPORT_API Dialogs {
 
   // The wait cursor, on or off.
   virtual void ShowWaitCursor(bool on);
+
+  // The password; an empty one where nobody knows it, as without a host; none when cancelled.
+  virtual std::optional<std::string> AskPassword(const PasswordQuestion& question);
 
   // The dialogs installed, or ones that answer every question with "cancelled".
   static Dialogs& Current();

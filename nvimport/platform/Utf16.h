@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -25,21 +26,33 @@ class Utf16Decoder {
     End(take);
     if (unit >= 0xD800 && unit <= 0xDBFF)
       high_ = unit;
+    else if (is_low)
+      Replace(take);
     else
-      take(is_low ? kReplacement : char32_t{unit});
+      take(char32_t{unit});
   }
 
   // The text ends here.
   template <typename Take>
   void End(Take take) {
-    if (high_ != 0) take(kReplacement);
+    if (high_ != 0) Replace(take);
     high_ = 0;
   }
 
+  // Surrogates without their partners so far.
+  std::uint64_t replaced() const { return replaced_; }
+
  private:
+  template <typename Take>
+  void Replace(Take take) {
+    take(kReplacement);
+    ++replaced_;
+  }
+
   static constexpr char32_t kReplacement = 0xFFFD;
 
   char16_t high_ = 0;
+  std::uint64_t replaced_ = 0;
 };
 
 // Adds the UTF-16LE in `bytes`; an odd last byte is dropped.

@@ -132,6 +132,7 @@ def read(
     index: int | bool | None = None,
     merge: str | None = None,
     ignore_consecutive: bool = False,
+    password: str | None = None,
     encoding: str | None = None,
     decimal: str = ".",
     name: str | None = None,
@@ -148,6 +149,7 @@ def read(
     range: the first and the last point, from 1; a last one of 0 is the end.
     delimiter: what separates the fields of a text, or tab, comma, semicolon, bar, blank.
     ignore_consecutive: a run of delimiters is one.
+    password: of an encrypted workbook; no option of the import keeps it.
     options: the options of an earlier import (Sheet.options), or pairs for this format.
     header, index: as for Sheet.to_pandas.
     encoding: of texts; by default those that are valid UTF-8 are, others are Windows-1252.
@@ -180,6 +182,7 @@ def read(
             merge=merge,
             ignore_consecutive=ignore_consecutive,
             kept_rules=kept_rules,
+            password=password,
         )
         found = _nvimport.read_sheet(request, True)
         _check(found.refusal, shown)
@@ -287,6 +290,7 @@ def _request(
     merge: str | None = None,
     ignore_consecutive: bool = False,
     kept_rules: bool | None = None,
+    password: str | None = None,
 ) -> _nvimport.Request:
     request = _nvimport.Request()
     request.paths = paths
@@ -300,6 +304,7 @@ def _request(
     request.ignore_consecutive = ignore_consecutive
     request.merge = merge or ""
     request.kept_rules = kept_rules
+    request.password = password
     if isinstance(options, Mapping):
         request.pairs = ";".join(f"{key}={_value(value)}" for key, value in options.items())
     elif isinstance(options, str):

@@ -88,6 +88,7 @@ class Request:
     range: Optional[str]
     merge: str
     kept_rules: Optional[bool]
+    password: Optional[str]
     def __init__(self) -> None: ...
 
 class Detected:

@@ -5,6 +5,7 @@ import os
 import pathlib
 import pickle
 import resource
+import shutil
 import subprocess
 import sys
 import threading
@@ -110,6 +111,22 @@ def test_refusals_say_what_and_where(path, arguments, kind, code, text):
         assert str(pickle.loads(pickle.dumps(error))) == str(error)
     if kind is nvimport.ChoiceNeeded:
         assert error.candidates and error.argument in ("format", "range", "sheet")
+
+
+def test_a_password_opens_a_workbook_and_stays_nowhere(folder):
+    locked = pathlib.Path(__file__).resolve().parents[2] / "tests/fuzz/seeds/package-password"
+    shutil.copy(locked, folder / "locked.xlsx")
+    read = (
+        "import nvimport, sys\n"
+        "try: print(nvimport.read('locked.xlsx', password=sys.argv[1], sheet=1).shape)\n"
+        "except nvimport.Error as error: print(error.text)"
+    )
+    for password, said in [("p\u00e4ssw\u00f6rd\u20ac", "(8, 5)"), ("x", "password does not open")]:
+        command = [sys.executable, "-c", read, password]
+        output = subprocess.run(
+            command, env={**os.environ, "NVIMPORT_COMPLETE": "1"}, capture_output=True, text=True
+        )
+        assert said in output.stdout, output
 
 
 def test_choices_are_asked_for_and_given():

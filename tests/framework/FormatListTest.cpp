@@ -80,10 +80,11 @@ TEST(FormatList, NvImportCompleteTakesThePlaceOfItsFormatsAlone) {
         EXPECT_EQ(own.can_write, info.can_write);
       }
     }
-    EXPECT_EQ(served,
-              "Brimrose File; DIF File(OEM); Excel File; GalacticSPC File; JCAMP-DX File; Lotus "
-              "1-2-3 File; NSAS "
-              "File; ");
+    EXPECT_EQ(
+        served,
+        "Brimrose File; CSV File; DIF File(OEM); Excel2007 File; Excel File; GalacticSPC File; "
+        "JCAMP-DX File; "
+        "Lotus 1-2-3 File; NSAS File; Text File; ");
     EXPECT_TRUE(IsMapped(NVIMPORT_TEST_COMPLETE));
   }
   EXPECT_FALSE(IsMapped(NVIMPORT_TEST_COMPLETE));

@@ -1,4 +1,5 @@
-// An Excel 2007 workbook as a file: the archive and, as far as they unpack, its parts.
+// An Excel 2007 workbook as a file: the archive, encrypted ones by their default password, and, as
+// far as they unpack, its parts.
 
 #include "nvimport/formats/workbook/Excel2007File.h"
 #include "nvimport/formats/workbook/SheetExtent.h"
@@ -10,7 +11,7 @@ void Fuzz(std::string_view input) {
   const MemoryFile workbook(input);
   OpenOptions options =
       OpenOptions::Made(Excel2007File::GetImportOptions({1}, /*above_and_below=*/true));
-  Excel2007File file;
+  Excel2007File file(Excel2007Rules::Off());
   if (file.Open(true, workbook.path(), options.get()) != 0) return;
   const int columns = file.GetNumCols();
   if (columns < 0) return;

@@ -54,6 +54,11 @@ void Fuzz(std::string_view bytes) {
   const bool opened = reader.Open(true, file.path(), options.get()) == 0;
   Check(opened == (text.substr(0, 30768).find('\0') == std::string::npos),
         "a NUL in the head, and nothing else, refuses a file");
+  TextFile any(TextRules::Off());
+  if (any.Open(true, file.path(), options.get()) == 0) {
+    CheckingSink sink(CheckingSink::Beyond::kForbidden, /*keeps=*/true);
+    Check(any.GetNumCols() >= 0 && any.Read(&sink) == 0, "UTF-16 that opened is read");
+  }
   if (!opened) return;
 
   delimiter = delimiter.c_str();  // a delimiter ends at its NUL

@@ -78,7 +78,7 @@ DelimiterLine FindDelimiterLine(std::string_view head) {
 
 }  // namespace
 
-CsvFile::CsvFile() : input_(std::make_unique<TextInput>()) {}
+CsvFile::CsvFile(const CsvRules& rules) : rules_(rules), input_(std::make_unique<TextInput>()) {}
 
 CsvFile::~CsvFile() = default;
 
@@ -94,7 +94,7 @@ int CsvFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (!read) return Fail(kWrongMode);
   size_established_ = false;
   if (TakeOptions(options) != kGood) return status_;
-  *input_ = TextInput(path != nullptr ? path : "");
+  *input_ = TextInput(path != nullptr ? path : "", !rules_.utf16_needs_mark);
   if (!input_->is_open()) return Fail(kNoStream);
   if (input_->is_utf32()) return Fail(kUtf32);
   if (TakeHead() != kGood) return status_;
@@ -190,6 +190,7 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
   Log::WriteCount(kSource, scanner.cut_fields(),
                   "field holds a NUL byte, and what follows it there was not delivered",
                   "fields hold a NUL byte, and what follows it there was not delivered");
+  input_->NoteReplaced(kSource);
   const int delivered = cells.lines() - (header_ ? 0 : 1);
   if (outcome == CsvOutcome::kStopped) return kGood;
   if (outcome != CsvOutcome::kEnd) return FailAs(outcome, kNoStream, scanner.failed_field());
@@ -204,7 +205,7 @@ int CsvFile::DescribeAll(Description& description) {
   TextFacts facts(delimiter, quote_ != kNoQuote ? quote_ : '\0');
   facts.TakeAll(*input_);
   Stating stating(description, kTextKeys);
-  facts.State(input_->mark(), input_->marked_encoding(), stating);
+  facts.State(input_->mark(), input_->shown_encoding(), stating);
   if (named_delimiter_ != '\0') stating.State("sep=", DelimiterName({&named_delimiter_, 1}));
   if (facts.separates() && delimiter_ != named_delimiter_)
     stating.State("delimiter", DelimiterName(delimiter));
@@ -247,17 +248,14 @@ void CsvFile::GetErrorMessage(char* buffer, unsigned int size) {
   CopyText({&filled, 1}, buffer, size);
 }
 
-CsvFileFactory::CsvFileFactory()
-    : SprFileFactory(
-          {.name = "CSV File",
-           .read_filter = "CSV Files (*.csv)",
-           .extensions = {".csv"},
-           .flag5 = true,
-           .options = {
-               {"delimiter", "TEXT"}, {"quote", "double|single|none|BYTE"}, {"header", "0|1"}}}) {}
-
-int CsvFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
-
-SpreadsheetFile* CsvFileFactory::Create() { return std::make_unique<CsvFile>().release(); }
+CsvFileFactory::CsvFileFactory(const CsvRules& rules)
+    : RuledFactory({.name = "CSV File",
+                    .read_filter = "CSV Files (*.csv)",
+                    .extensions = {".csv"},
+                    .flag5 = true,
+                    .options = {{"delimiter", "TEXT"},
+                                {"quote", "double|single|none|BYTE"},
+                                {"header", "0|1"}}},
+                   rules) {}
 
 }  // namespace nvimport

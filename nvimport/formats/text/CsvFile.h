@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/RuledFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
 
@@ -14,12 +14,20 @@ namespace nvimport {
 class TextInput;
 enum class CsvOutcome;
 
+// What repeats imports of old exactly. It costs what its line says.
+struct CsvRules {
+  bool utf16_needs_mark = true;  // texts in UTF-16 without a byte-order mark
+
+  static constexpr CsvRules Off() { return NoRules<CsvRules>(); }
+};
+
 // Reads comma-separated values (RFC 4180, and what is met besides): lines are rows, a delimiter
 // separates fields, quotes hold fields together. Every field is handed on as text, empty ones are
 // missing. Ragged rows are allowed. Nothing is asked: what the options leave open is guessed.
 class NVIMPORT_API CsvFile final : public SpreadsheetFile {
  public:
-  CsvFile();
+  // A reader with some of the kept rules of reading, at first with all.
+  explicit CsvFile(const CsvRules& rules = {});
   ~CsvFile() override;
 
   // New options. `delimiter` is "comma", "semicolon", "tab", "bar", "blank" or a byte, guessed when
@@ -51,6 +59,7 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
   // The line of the file, from 1, on which the byte of its text stands.
   std::uint64_t LineOf(std::uint64_t offset);
 
+  CsvRules rules_;
   std::unique_ptr<TextInput> input_;
   char delimiter_ = '\0';        // NUL while it isn't known
   char named_delimiter_ = '\0';  // in a line of its own; NUL where none does
@@ -62,11 +71,9 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
 };
 
 // Registers the format.
-class NVIMPORT_API CsvFileFactory final : public SprFileFactory {
+class NVIMPORT_API CsvFileFactory final : public RuledFactory<CsvFile, CsvRules> {
  public:
-  CsvFileFactory();
-  int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
+  explicit CsvFileFactory(const CsvRules& rules = {});
 };
 
 }  // namespace nvimport

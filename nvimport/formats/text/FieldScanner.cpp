@@ -2,7 +2,7 @@
 
 namespace nvimport {
 
-FieldScanner::FieldScanner(InputFile& file, std::string_view delimiter, bool ignore_consecutive,
+FieldScanner::FieldScanner(TextInput& file, std::string_view delimiter, bool ignore_consecutive,
                            FindBytes find_bytes)
     : file_(file),
       delimiter_(delimiter.find('\n') == std::string_view::npos ? delimiter : std::string_view()),

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "nvimport/formats/text/TextInput.h"
 #include "nvimport/formats/text/TextScan.h"
-#include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/RefillBuffer.h"
 
 namespace nvimport {
@@ -34,7 +34,7 @@ class FieldScanner {
 
   // An empty delimiter, or one that holds a line feed and so can't stand in a line, makes each line
   // one field.
-  FieldScanner(InputFile& file, std::string_view delimiter, bool ignore_consecutive,
+  FieldScanner(TextInput& file, std::string_view delimiter, bool ignore_consecutive,
                FindBytes find_bytes = BestFindBytes());
 
   // Walks from the file's current position.
@@ -55,7 +55,7 @@ class FieldScanner {
 
   Match MatchAt(std::size_t at) const;
 
-  InputFile& file_;
+  TextInput& file_;
   std::string delimiter_;
   bool ignore_consecutive_;
   bool simple_;

@@ -3,14 +3,20 @@
 // length and that many bytes, little-endian, the first of them BOF with the version. Cells begin
 // with a format byte, a 16-bit column and a 16-bit row, both from 0:
 //   13 INTEGER int16   14 NUMBER double   15 LABEL a prefix character, then the text with its NUL
-//   16 FORMULA double, the value, then the formula   51 STRING the text that it results in, with
-//   NUL 6 RANGE int16 first column, first row, last column, last row   1 EOF
+//   16 FORMULA double, the value, then the formula
+//   51 STRING the text that it results in, with NUL
+//   6 RANGE int16 first column, first row, last column, last row   1 EOF
+//   7 WINDOW1 4 the format byte of cells that have none of their own
+// A format byte has the cell's protection in its top bit, then three bits of a kind and four of a
+// number. Kind 7: 2 to 4, 9 and 10 show days since the end of 1899, with a 29 February 1900, 7, 8,
+// 11 and 12 the time of day, 15 what the window says.
 
 #include "nvimport/formats/text/LotusFile.h"
 
 #include <algorithm>
 #include <bit>
 #include <climits>
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <span>
@@ -83,6 +89,7 @@ enum RecordType : int {
   kBof = 0,
   kEof = 1,
   kRange = 6,
+  kWindow1 = 7,
   kInteger = 13,
   kNumber = 14,
   kLabel = 15,
@@ -99,11 +106,13 @@ constexpr std::size_t kRecordHeaderSize = 4;
 // In a cell's record.
 constexpr std::size_t kValue = 5;
 constexpr std::size_t kLabelText = 6;
+// In the record of a window.
+constexpr std::size_t kWindowFormat = 4;
 // The bytes of a number's record, no more and no less.
 constexpr std::size_t kWholeNumber = kRecordHeaderSize + kValue + sizeof(double);
 
 // Gives `take` the data of the number records that lie next, which are most cells of most
-// worksheets, and returns their bytes.
+// worksheets, as long as it takes them, and returns their bytes.
 template <typename Take>
 std::size_t TakeNumbers(std::span<const char> bytes, Take take) {
   constexpr std::uint32_t kHeader = std::uint32_t{kNumber} | (kWholeNumber - kRecordHeaderSize)
@@ -111,8 +120,7 @@ std::size_t TakeNumbers(std::span<const char> bytes, Take take) {
   std::size_t at = 0;
   for (; bytes.size() - at >= kWholeNumber; at += kWholeNumber) {
     const char* const record = bytes.data() + at;
-    if (LoadLittle<std::uint32_t>(record) != kHeader) break;
-    take(record + kRecordHeaderSize);
+    if (LoadLittle<std::uint32_t>(record) != kHeader || !take(record + kRecordHeaderSize)) break;
   }
   return at;
 }
@@ -124,6 +132,27 @@ T Field(std::span<const char> record, std::size_t at) {
   char bytes[sizeof(T)] = {};
   if (at < record.size()) std::memcpy(bytes, record.data() + at, record.size() - at);
   return LoadLittle<T>(bytes);
+}
+
+constexpr unsigned kProtected = 0x80;
+constexpr unsigned kNoFormat = 0x7F;
+
+DateForm FormOfByte(unsigned format) {
+  switch (format & ~kProtected) {
+    case 0x72:
+    case 0x73:
+    case 0x74:
+    case 0x79:
+    case 0x7A:
+      return DateForm::kDays;
+    case 0x77:
+    case 0x78:
+    case 0x7B:
+    case 0x7C:
+      return DateForm::kTime;
+    default:
+      return DateForm::kNone;
+  }
 }
 
 // Kept: true for these four, none of which is an ordinary number, and for nothing else.
@@ -302,6 +331,7 @@ void LotusFile::MeasureRange(Range& range) {
   };
   const auto extend_to_cell = [&](const char* cell) {
     extend({LoadLittle<std::int16_t>(cell + 1), LoadLittle<std::int16_t>(cell + 3)});
+    return true;
   };
   Record record;
   do {
@@ -325,6 +355,7 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   takes_exact_ = sink->TakesExact();
   LeftOut left_out;
   end_ = rules_.cells_in_range_only ? Place{num_cols_, num_rows_} : Place{INT_MAX, INT_MAX};
+  EstablishForms(kNoFormat);
   reader_->Begin(input_, 0);
   Record record;
   while (true) {
@@ -339,6 +370,9 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
       Fail(reader_->failed() ? kReadFailed : kNoEnd);
       break;
     }
+    if (record.type == kWindow1)
+      EstablishForms(
+          Field<char>({record.data, static_cast<std::size_t>(record.length)}, kWindowFormat));
     if (record.type >= kInteger && record.type <= kFormula) SetCell(record, *sink, left_out);
   }
   Log::WriteCount("LotusFile", left_out.formulas, "formula cell arrives empty",
@@ -359,6 +393,13 @@ inline LotusFile::Place LotusFile::PlaceOf(const Record& record) const {
   return {Field<std::int16_t>(data, 1) + shift_.column, Field<std::int16_t>(data, 3) + shift_.row};
 }
 
+// What cells of each format show, where those without one have this.
+void LotusFile::EstablishForms(char default_format) {
+  if (rules_.dates_as_numbers) return;
+  for (unsigned format = 0; format < forms_.size(); ++format) forms_[format] = FormOfByte(format);
+  forms_[kNoFormat] = forms_[kNoFormat | kProtected] = FormOf(default_format);
+}
+
 inline void LotusFile::SetNumber(Place place, double value, ReadSpreadSheetData& sink) const {
   if (takes_exact_)
     sink.SetExact(place.column, place.row, value);
@@ -366,16 +407,26 @@ inline void LotusFile::SetNumber(Place place, double value, ReadSpreadSheetData&
     sink.Set(place.column, place.row, value);
 }
 
-// Sets the numbers that lie next, and returns their bytes.
+// Sets a number, or the date that its cell shows it as.
+void LotusFile::SetValue(Place place, char format, double value, ReadSpreadSheetData& sink) const {
+  const DateForm form = FormOf(format);
+  if (form == DateForm::kNone || !std::isfinite(value)) return SetNumber(place, value, sink);
+  DateText text;
+  sink.Set(place.column, place.row, IEEEDate_2_string(value, false, text, form).data());
+}
+
+// Sets the numbers that lie next and show no dates, and returns their bytes.
 std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
                                   LeftOut& left_out) const {
   return TakeNumbers(bytes, [&](const char* cell) {
+    if (FormOf(*cell) != DateForm::kNone) return false;
     const Place place = {LoadLittle<std::int16_t>(cell + 1) + shift_.column,
                          LoadLittle<std::int16_t>(cell + 3) + shift_.row};
     if (IsValidPos(place))
       SetNumber(place, std::bit_cast<double>(LoadLittle<std::uint64_t>(cell + kValue)), sink);
     else
       ++left_out.outside;
+    return true;
   });
 }
 
@@ -409,7 +460,7 @@ void LotusFile::SetFormula(std::span<const char> data, Place place, ReadSpreadSh
   const auto value = Field<double>(data, kValue);
   if (is_inside && SetFormulaText(place, sink)) return;
   if (is_inside && (IsValidDouble(value) || !rules_.formula_values_left_out)) {
-    SetNumber(place, value, sink);
+    SetValue(place, Field<char>(data, 0), value, sink);
   } else if (place.column >= 1 && place.row >= 1) {
     // Kept: outside the range as well.
     left_out.formulas += is_inside ? 1 : 0;
@@ -437,10 +488,13 @@ void LotusFile::SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut
     ++left_out.outside;
     return;
   }
-  if (record.type == kInteger) {
+  const auto format = Field<char>(data, 0);
+  if (record.type == kInteger && FormOf(format) == DateForm::kNone) {
     sink.Set(place.column, place.row, static_cast<int>(Field<std::int16_t>(data, kValue)));
+  } else if (record.type == kInteger) {
+    SetValue(place, format, Field<std::int16_t>(data, kValue), sink);
   } else if (record.type == kNumber) {
-    SetNumber(place, Field<double>(data, kValue), sink);
+    SetValue(place, format, Field<double>(data, kValue), sink);
   } else {
     SetText(data, kLabelText, place, sink);
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -10,6 +11,7 @@
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
 #include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/SerialDate.h"
 
 namespace nvimport {
 
@@ -24,6 +26,7 @@ struct LotusRules {
   bool range_needed = true;             // worksheets that state none
   bool new_records_end_read = true;     // worksheets with records of types above 256
   bool texts_as_stored = true;          // the code page that texts are in
+  bool dates_as_numbers = true;         // the formats of cells that show dates and times
 
   // None of them: every cell of the file.
   static constexpr LotusRules Off() { return NoRules<LotusRules>(); }
@@ -82,7 +85,10 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   bool EstablishRange();
   void MeasureRange(Range& range);
   Place PlaceOf(const Record& record) const;
+  void EstablishForms(char default_format);
+  DateForm FormOf(char format) const { return forms_[static_cast<unsigned char>(format)]; }
   void SetNumber(Place place, double value, ReadSpreadSheetData& sink) const;
+  void SetValue(Place place, char format, double value, ReadSpreadSheetData& sink) const;
   std::size_t SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
                          LeftOut& left_out) const;
   void SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut& left_out);
@@ -99,9 +105,10 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   std::string path_;
   InputFile input_;
   std::unique_ptr<BlockReader> reader_;
-  Place shift_ = {1, 1};      // added to the numbers from 0 that cells have
-  bool takes_exact_ = false;  // the sink does
-  Place end_;                 // the last place that a cell may have
+  Place shift_ = {1, 1};               // added to the numbers from 0 that cells have
+  bool takes_exact_ = false;           // the sink does
+  Place end_;                          // the last place that a cell may have
+  std::array<DateForm, 256> forms_{};  // what each format byte shows
 };
 
 class NVIMPORT_API LotusFileFactory final : public RuledFactory<LotusFile, LotusRules> {

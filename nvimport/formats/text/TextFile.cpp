@@ -85,15 +85,20 @@ std::string_view CellText(WriteSpreadSheetData& source, int column, int row, Flo
 
 }  // namespace
 
+TextFile::TextFile(const TextRules& rules) : rules_(rules), input_(std::make_unique<TextInput>()) {}
+
 TextFile::TextFile(const TextFile& other)
     : SpreadsheetFile(other),
+      rules_(other.rules_),
       ignore_consecutive_(other.ignore_consecutive_),
-      delimiter_(other.delimiter_) {}
+      delimiter_(other.delimiter_),
+      input_(std::make_unique<TextInput>()) {}
 
 TextFile& TextFile::operator=(const TextFile& other) {
   if (this == &other) return *this;
   Close();
   SpreadsheetFile::operator=(other);
+  rules_ = other.rules_;
   ignore_consecutive_ = other.ignore_consecutive_;
   delimiter_ = other.delimiter_;
   return *this;
@@ -106,6 +111,14 @@ bool TextFile::IsTextFile(const char* path) {
   if (!file.is_open()) return false;
   std::vector<char> head(kTestedHead);
   const std::ptrdiff_t got = file.Read(head);
+  return got >= 0 && !IsBinary({head.data(), static_cast<std::size_t>(got)});
+}
+
+bool TextFile::IsUtf16TextFile(const char* path) {
+  TextInput text(path, /*finds_unmarked=*/true);
+  if (!text.is_utf16() || !text.Rewind()) return false;
+  std::vector<char> head(kTestedHead);
+  const std::ptrdiff_t got = text.Read(head);
   return got >= 0 && !IsBinary({head.data(), static_cast<std::size_t>(got)});
 }
 
@@ -131,15 +144,17 @@ int TextFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
     return output_.is_open() ? kGood : Fail(kNoStream);
   }
   // Kept: the text test comes first, so a missing file is refused as a binary one.
-  if (!IsTextFile(path)) Fail(kBinary);
+  const bool is_utf16 = !rules_.utf16_is_binary && IsUtf16TextFile(path);
+  if (!is_utf16 && !IsTextFile(path)) Fail(kBinary);
   mode_ = Mode::kReading;
   if (status_ != kGood) return status_;
-  input_ = InputFile(path);
-  if (!input_.is_open()) return Fail(kNoStream);
+  *input_ = TextInput(path, is_utf16);
+  if (!input_->is_open()) return Fail(kNoStream);
+  if (!is_utf16) input_->TakeBytes();
   try {
     SetOptions(options);
   } catch (...) {
-    input_.Close();
+    input_->Close();
     mode_ = Mode::kClosed;
     throw;
   }
@@ -147,7 +162,7 @@ int TextFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
 }
 
 void TextFile::Close() {
-  input_.Close();
+  input_->Close();
   output_.Close();
   options_.clear();
   mode_ = Mode::kClosed;
@@ -164,7 +179,7 @@ bool TextFile::SetOptions(NvImportOpenOptions* options) {
     };
     auto answer = Dialogs::Current().ImportText({"Text Import Wizard", path_, choice, preview});
     if (!answer) {
-      input_.Close();
+      input_->Close();
       Fail(kCancelled);
       return false;
     }
@@ -205,8 +220,8 @@ int TextFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
   SizeCounter counter;
-  FieldScanner scanner(input_, delimiter_, ignore_consecutive_);
-  if (!input_.Seek(0)) return Fail(kNoSize);
+  FieldScanner scanner(*input_, delimiter_, ignore_consecutive_);
+  if (!input_->Rewind()) return Fail(kNoSize);
   const FieldScanner::Outcome outcome = scanner.Walk(counter);
   if (outcome == FieldScanner::Outcome::kFieldTooLong)
     Log::WriteMessage(
@@ -241,6 +256,7 @@ TextFile::Walked TextFile::ReadAnnounced(ReadSpreadSheetData* sink, int last_col
     Log::WriteNote("TextFile", std::to_string(walked.cut_lines) +
                                    (walked.cut_lines == 1 ? " line holds" : " lines hold") +
                                    " a NUL byte, and what follows it there was not delivered");
+  input_->NoteReplaced("TextFile");
   return walked;
 }
 
@@ -249,8 +265,8 @@ int TextFile::ReadCells(ReadSpreadSheetData* sink, int last_column, int last_row
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
   CellReader cells(sink, last_column, last_row, first_row, first_column);
-  FieldScanner scanner(input_, delimiter_, ignore_consecutive_);
-  if (!input_.Seek(0)) return Fail(kNoStream);
+  FieldScanner scanner(*input_, delimiter_, ignore_consecutive_);
+  if (!input_->Rewind()) return Fail(kNoStream);
   if (!cells.AskForRow()) return kGood;
   const FieldScanner::Outcome outcome = scanner.Walk(cells);
   walked = {scanner.cut_lines(), cells.lines(), outcome == FieldScanner::Outcome::kEnd};
@@ -264,11 +280,11 @@ int TextFile::DescribeAll(Description& description) {
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
   const bool has_delimiter = delimiter_.find('\n') == std::string::npos;
   TextFacts facts(has_delimiter ? delimiter_ : "");
-  TextInput text(path_.c_str());
+  TextInput text(path_.c_str(), !rules_.utf16_is_binary);
   if (!text.is_open()) return status_;
   facts.TakeAll(text);
   Stating stating(description, kTextKeys);
-  facts.State(text.mark(), text.marked_encoding(), stating);
+  facts.State(text.mark(), text.shown_encoding(), stating);
   if (facts.separates()) stating.State("delimiter", DelimiterName(delimiter_));
   return status_;
 }
@@ -304,20 +320,21 @@ void TextFile::GetErrorMessage(char* buffer, unsigned int size) {
   if (!CopyText(kTexts, buffer, size)) SpreadsheetFile::GetErrorMessage(buffer, size);
 }
 
-TextFileFactory::TextFileFactory()
-    : SprFileFactory({.name = "Text File",
-                      .read_filter = "Text Files (*.txt; *.dat)",
-                      .write_filter = "Text File (*.txt)",
-                      .extensions = {".txt", ".dat"},
-                      .can_write = true,
-                      .flag5 = true,
-                      .options = {{"delimiter", "TEXT", /*is_asked=*/true, /*is_pair=*/false},
-                                  {"ignore-consecutive", "0|1", true, false}}}) {}
+TextFileFactory::TextFileFactory(const TextRules& rules)
+    : RuledFactory({.name = "Text File",
+                    .read_filter = "Text Files (*.txt; *.dat)",
+                    .write_filter = "Text File (*.txt)",
+                    .extensions = {".txt", ".dat"},
+                    .can_write = true,
+                    .flag5 = true,
+                    .options = {{"delimiter", "TEXT", /*is_asked=*/true, /*is_pair=*/false},
+                                {"ignore-consecutive", "0|1", true, false}}},
+                   rules) {}
 
 int TextFileFactory::IsCorrectFileType(const char* path) {
-  return TextFile::IsTextFile(path) ? kPlausible : kNotThis;
+  const bool is_text =
+      TextFile::IsTextFile(path) || (!rules().utf16_is_binary && TextFile::IsUtf16TextFile(path));
+  return is_text ? kPlausible : kNotThis;
 }
-
-SpreadsheetFile* TextFileFactory::Create() { return std::make_unique<TextFile>().release(); }
 
 }  // namespace nvimport

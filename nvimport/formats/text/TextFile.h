@@ -1,23 +1,32 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/RuledFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
-#include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/OutputFile.h"
 
 namespace nvimport {
 
+class TextInput;
 struct TextImportChoice;
+
+// What repeats imports of old exactly. It costs what its line says.
+struct TextRules {
+  bool utf16_is_binary = true;  // texts in UTF-16
+
+  static constexpr TextRules Off() { return NoRules<TextRules>(); }
+};
 
 // Reads and writes delimited text: lines are rows, a delimiter string separates fields. There is no
 // quoting and no trimming, and every field is handed on as text. Ragged rows are allowed.
 class NVIMPORT_API TextFile : public SpreadsheetFile {
  public:
-  TextFile() = default;
+  // A reader with some of the kept rules of reading, at first with all.
+  explicit TextFile(const TextRules& rules = {});
   // A copy takes settings, sizes and status, but not the open file.
   TextFile(const TextFile& other);
   TextFile& operator=(const TextFile& other);
@@ -25,6 +34,8 @@ class NVIMPORT_API TextFile : public SpreadsheetFile {
 
   // True when the file can be read and has no NUL in its first 30,768 bytes.
   static bool IsTextFile(const char* path);
+  // The same of UTF-16, marked or not, and its characters.
+  static bool IsUtf16TextFile(const char* path);
 
   // New options that make Open split by `delimiter` without asking. The caller owns the record and
   // its bytes (SpreadsheetOpenOptions::FreeOpenOptions frees those).
@@ -75,20 +86,20 @@ class NVIMPORT_API TextFile : public SpreadsheetFile {
   std::vector<std::vector<std::string>> Preview(const TextImportChoice& choice, int rows,
                                                 int columns);
 
+  TextRules rules_;
   Mode mode_ = Mode::kClosed;
   bool ignore_consecutive_ = false;
   std::string delimiter_ = "\t";
   std::string path_;
-  InputFile input_;
+  std::unique_ptr<TextInput> input_;
   OutputFile output_;
   std::vector<unsigned char> options_;  // handed out through the record given to Open
 };
 
-class NVIMPORT_API TextFileFactory final : public SprFileFactory {
+class NVIMPORT_API TextFileFactory final : public RuledFactory<TextFile, TextRules> {
  public:
-  TextFileFactory();
+  explicit TextFileFactory(const TextRules& rules = {});
   int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
 };
 
 }  // namespace nvimport

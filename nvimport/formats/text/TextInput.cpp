@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <bit>
+#include <optional>
 #include <string_view>
 
 #include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/Log.h"
 #include "nvimport/platform/Utf8.h"
 
 namespace nvimport {
@@ -12,9 +14,26 @@ namespace nvimport {
 namespace {
 using namespace std::string_view_literals;
 constexpr std::size_t kPiece = 64 * 1024;
+
+// The order of the bytes in what is UTF-16 though no mark says so. Western text has a zero in most
+// high bytes and few low ones, and no character that no text has, as small numbers of 16 bits do.
+std::optional<std::endian> OrderOfUtf16(std::string_view head) {
+  std::size_t zeros[2] = {0, 0};
+  for (std::size_t i = 0; i < head.size(); ++i) zeros[i % 2] += head[i] == '\0' ? 1 : 0;
+  const auto [fewer, more] = std::minmax(zeros[0], zeros[1]);
+  constexpr std::size_t kFewest = 2;  // characters
+  const std::size_t characters = head.size() / 2;
+  if (characters < kFewest || more * 4 < characters * 3 || fewer * 8 > more) return std::nullopt;
+  const std::endian order = zeros[0] > zeros[1] ? std::endian::big : std::endian::little;
+  for (std::size_t at = 0; at + 2 <= head.size(); at += 2) {
+    const auto unit = Load<char16_t>(head.data() + at, order);
+    if (unit < u' ' && !(unit >= u'\t' && unit <= u'\r')) return std::nullopt;
+  }
+  return order;
+}
 }  // namespace
 
-TextInput::TextInput(const char* path) : file_(path) {
+TextInput::TextInput(const char* path, bool finds_unmarked) : file_(path) {
   if (!file_.is_open()) return;
   const struct {
     std::string_view mark;
@@ -24,19 +43,20 @@ TextInput::TextInput(const char* path) : file_(path) {
                 {"\xEF\xBB\xBF", Encoding::kBytes},
                 {"\xFF\xFE", Encoding::kUtf16Little},
                 {"\xFE\xFF", Encoding::kUtf16Big}};
-  char head[4];
+  char head[4096];
   const std::ptrdiff_t got = file_.Read(head);
   const std::string_view start(head, static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0)));
   for (const auto& known : kMarks) {
     if (!start.starts_with(known.mark)) continue;
     encoding_ = known.encoding;
     mark_ = known.mark;
-    break;
+    return;
   }
+  if (const auto order = OrderOfUtf16(start); finds_unmarked && order)
+    encoding_ = *order == std::endian::big ? Encoding::kUtf16Big : Encoding::kUtf16Little;
 }
 
-std::string_view TextInput::marked_encoding() const {
-  if (mark_.empty()) return {};
+std::string_view TextInput::shown_encoding() const {
   switch (encoding_) {
     case Encoding::kUtf16Little:
       return "UTF-16LE";
@@ -47,13 +67,18 @@ std::string_view TextInput::marked_encoding() const {
     case Encoding::kBytes:
       break;
   }
-  return "UTF-8";
+  return mark_.empty() ? "" : "UTF-8";
+}
+
+void TextInput::TakeBytes() {
+  encoding_ = Encoding::kBytes;
+  mark_ = {};
 }
 
 bool TextInput::Rewind() {
   decoded_.clear();
   decoder_ = {};
-  at_end_ = false;
+  at_end_ = ends_in_unit_ = false;
   return file_.Seek(mark_.size());
 }
 
@@ -79,8 +104,17 @@ bool TextInput::Decode() {
       encoding_ == Encoding::kUtf16Big ? std::endian::big : std::endian::little;
   for (std::ptrdiff_t at = 0; at + 2 <= got; at += 2)
     decoder_.Unit(Load<char16_t>(piece_.data() + at, order), take);
+  ends_in_unit_ = got % 2 != 0;
   if (at_end_) decoder_.End(take);
   return true;
+}
+
+void TextInput::NoteReplaced(const char* source) const {
+  Log::WriteCount(source, decoder_.replaced(),
+                  "half of a pair in UTF-16 stands alone and arrives as U+FFFD",
+                  "halves of pairs in UTF-16 stand alone and arrive as U+FFFD");
+  if (ends_in_unit_)
+    Log::WriteNote(source, "the text ends within a character, of which nothing was delivered");
 }
 
 void TextInput::Close() { *this = TextInput(); }

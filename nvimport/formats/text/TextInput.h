@@ -12,20 +12,21 @@
 
 namespace nvimport {
 
-// The text of a file as bytes, without a byte-order mark: UTF-16 with one becomes UTF-8, all else
-// stays as it is.
+// The text of a file as bytes, without a byte-order mark: UTF-16 becomes UTF-8, all else stays as
+// it is.
 class TextInput {
  public:
   TextInput() = default;
-  explicit TextInput(const char* path);
+  // UTF-16 without a mark counts as such if asked for.
+  explicit TextInput(const char* path, bool finds_unmarked = false);
 
   bool is_open() const { return file_.is_open(); }
   // The file's size now, in bytes.
   std::uint64_t size() const { return file_.size(); }
 
-  // The byte-order mark, and the encoding that it stands for; "" without one.
+  // The byte-order mark, and the encoding that it stands for or that was found; "" without one.
   std::string_view mark() const { return mark_; }
-  std::string_view marked_encoding() const;
+  std::string_view shown_encoding() const;
   std::size_t mark_size() const { return mark_.size(); }
   bool is_utf16() const {
     return encoding_ == Encoding::kUtf16Little || encoding_ == Encoding::kUtf16Big;
@@ -33,12 +34,18 @@ class TextInput {
   // Which stays as it is.
   bool is_utf32() const { return encoding_ == Encoding::kUtf32; }
 
+  // Takes all of the file as the text, its mark too.
+  void TakeBytes();
+
   // Goes to the start of the text.
   bool Rewind();
 
   // Fills `into` from the current position, less only where the text ends. Returns the number of
   // bytes, or -1 when the read failed or the user cancelled.
   std::ptrdiff_t Read(std::span<char> into);
+
+  // Notes what of UTF-16 was no character on the way from the start to here.
+  void NoteReplaced(const char* source) const;
 
   void Close();
 
@@ -57,6 +64,7 @@ class TextInput {
   std::string decoded_;
   Utf16Decoder decoder_;
   bool at_end_ = false;
+  bool ends_in_unit_ = false;
 };
 
 }  // namespace nvimport

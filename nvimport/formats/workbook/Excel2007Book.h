@@ -20,6 +20,10 @@ class Excel2007Book {
     kNotPackage,
     kBrokenPackage,
     kProtected,
+    kNoPassword,
+    kWrongPassword,
+    kNoCrypto,  // as kNotBuilt, without what decrypts
+    kCancelled,
     kBadWorkbook,
     kBadWorksheet,
     kNoSheets,
@@ -54,7 +58,8 @@ class Excel2007Book {
   virtual ~Excel2007Book() = default;
 
   // Opens the package and finds its worksheets; null when `outcome` is not kGood.
-  static std::unique_ptr<Excel2007Book> Open(const char* path, Outcome& outcome);
+  // Encrypted ones only if asked for.
+  static std::unique_ptr<Excel2007Book> Open(const char* path, bool decrypts, Outcome& outcome);
 
   // Those with cells, the hidden ones last.
   const std::vector<Sheet>& sheets() const { return sheets_; }

@@ -19,7 +19,10 @@ enum Status : int {
   kBrokenPackage,
   kProtected,
   kNoSheets,
-  kTooLarge
+  kTooLarge,
+  kNoPassword,
+  kWrongPassword,
+  kNoCrypto
 };
 // "%s" is the name of the host application.
 constexpr StatusText kTexts[] = {
@@ -39,8 +42,12 @@ constexpr StatusText kTexts[] = {
     {kNoSheets, "The excel file does not contain any sheets."},
     {kTooLarge,
      "The Excel file states that it unpacks to far more than a workbook of its size can hold."},
+    {kNoPassword, "The workbook is encrypted with a password, which was not given."},
+    {kWrongPassword, "The password does not open the workbook."},
+    {kNoCrypto,
+     "The workbook is encrypted, and this library was built without nettle, which decrypts it."},
 };
-static_assert(WellFormed(kTexts, kInvalidOptions, 3335));
+static_assert(WellFormed(kTexts, kInvalidOptions, 3338));
 
 int StatusOf(Excel2007Book::Outcome outcome) {
   using Outcome = Excel2007Book::Outcome;
@@ -57,6 +64,14 @@ int StatusOf(Excel2007Book::Outcome outcome) {
       return kBrokenPackage;
     case Outcome::kProtected:
       return kProtected;
+    case Outcome::kNoPassword:
+      return kNoPassword;
+    case Outcome::kWrongPassword:
+      return kWrongPassword;
+    case Outcome::kNoCrypto:
+      return kNoCrypto;
+    case Outcome::kCancelled:
+      return nvimport::kCancelled;
     case Outcome::kBadWorkbook:
       return kBadWorkbook;
     case Outcome::kBadWorksheet:
@@ -73,7 +88,8 @@ int StatusOf(Excel2007Book::Outcome outcome) {
 
 }  // namespace
 
-Excel2007File::Excel2007File() : selection_(std::make_unique<SheetSelection>()) {}
+Excel2007File::Excel2007File(const Excel2007Rules& rules)
+    : rules_(rules), selection_(std::make_unique<SheetSelection>()) {}
 
 Excel2007File::~Excel2007File() = default;
 
@@ -87,7 +103,7 @@ int Excel2007File::Open(bool read, const char* path, NvImportOpenOptions* option
   if (!read) return Fail(kWrongMode);
   Close();
   Excel2007Book::Outcome outcome{};
-  book_ = Excel2007Book::Open(path != nullptr ? path : "", outcome);
+  book_ = Excel2007Book::Open(path != nullptr ? path : "", !rules_.passwords_refused, outcome);
   if (!book_) return Fail(StatusOf(outcome));
   selection_->sheets.assign(1, 1);
   if (ChooseSheets(options) != kGood) book_.reset();
@@ -192,18 +208,13 @@ void Excel2007File::GetErrorMessage(char* buffer, unsigned int size) {
   if (!CopyNamingText(kTexts, buffer, size)) SpreadsheetFile::GetErrorMessage(buffer, size);
 }
 
-Excel2007FileFactory::Excel2007FileFactory()
-    : SprFileFactory({.name = "Excel2007 File",
-                      .read_filter = "Excel 2007 Files (*.xlsx; *.xlsb)",
-                      .write_filter = "Excel 2007 Files (*.xlsx)",
-                      .extensions = {".xlsx", ".xlsb"},
-                      .options = {{"sheets", "SHEETS", /*is_asked=*/true, /*is_pair=*/false},
-                                  {"merge", "side|below", true, false}}}) {}
-
-int Excel2007FileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
-
-SpreadsheetFile* Excel2007FileFactory::Create() {
-  return std::make_unique<Excel2007File>().release();
-}
+Excel2007FileFactory::Excel2007FileFactory(const Excel2007Rules& rules)
+    : RuledFactory({.name = "Excel2007 File",
+                    .read_filter = "Excel 2007 Files (*.xlsx; *.xlsb)",
+                    .write_filter = "Excel 2007 Files (*.xlsx)",
+                    .extensions = {".xlsx", ".xlsb"},
+                    .options = {{"sheets", "SHEETS", /*is_asked=*/true, /*is_pair=*/false},
+                                {"merge", "side|below", true, false}}},
+                   rules) {}
 
 }  // namespace nvimport

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/framework/RuledFactory.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Export.h"
 
@@ -13,6 +13,13 @@ namespace nvimport {
 
 class Excel2007Book;
 struct SheetSelection;
+
+// What repeats imports of old exactly. It costs what its line says.
+struct Excel2007Rules {
+  bool passwords_refused = true;  // encrypted workbooks, those without a password of their own
+
+  static constexpr Excel2007Rules Off() { return NoRules<Excel2007Rules>(); }
+};
 
 // Reads Excel workbooks that are packages: .xlsx and .xlsm, whose parts are XML, and .xlsb, whose
 // parts are binary. Several worksheets of a workbook become one sheet, as with ExcelFile.
@@ -22,7 +29,8 @@ struct SheetSelection;
 // that of the cells that are there.
 class NVIMPORT_API Excel2007File : public SpreadsheetFile {
  public:
-  Excel2007File();
+  // A reader with some of the kept rules of reading, at first with all.
+  explicit Excel2007File(const Excel2007Rules& rules = {});
   ~Excel2007File() override;
 
   // New options that make Open take these worksheets, numbered from 1, without asking. The caller
@@ -51,17 +59,16 @@ class NVIMPORT_API Excel2007File : public SpreadsheetFile {
   int DescribeAll(Description& description) override;
   int ChooseSheets(NvImportOpenOptions* options);
 
+  Excel2007Rules rules_;
   std::unique_ptr<Excel2007Book> book_;
   std::unique_ptr<SheetSelection> selection_;
   std::vector<unsigned char> options_;  // handed out through the record given to Open
 };
 
 // Registers the format.
-class NVIMPORT_API Excel2007FileFactory final : public SprFileFactory {
+class NVIMPORT_API Excel2007FileFactory final : public RuledFactory<Excel2007File, Excel2007Rules> {
  public:
-  Excel2007FileFactory();
-  int IsCorrectFileType(const char* path) override;
-  SpreadsheetFile* Create() override;
+  explicit Excel2007FileFactory(const Excel2007Rules& rules = {});
 };
 
 }  // namespace nvimport

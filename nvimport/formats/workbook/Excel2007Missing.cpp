@@ -4,7 +4,7 @@
 
 namespace nvimport {
 
-std::unique_ptr<Excel2007Book> Excel2007Book::Open(const char*, Outcome& outcome) {
+std::unique_ptr<Excel2007Book> Excel2007Book::Open(const char*, bool, Outcome& outcome) {
   outcome = Outcome::kNotBuilt;
   return nullptr;
 }

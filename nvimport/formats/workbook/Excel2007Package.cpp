@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "nvimport/formats/workbook/DecryptedPackage.h"
 #include "nvimport/formats/workbook/Excel2007Book.h"
 #include "nvimport/formats/workbook/Excel2007Parts.h"
 #include "nvimport/platform/CompoundFile.h"
@@ -70,9 +71,13 @@ bool IsZip(const char* path) {
 
 class Package final : public Excel2007Book {
  public:
-  Outcome OpenFile(const char* path) {
-    if (CompoundFile::IsCompoundFile(path))
-      return IsEncrypted(path) ? Outcome::kProtected : Outcome::kNotPackage;
+  Outcome OpenFile(const char* path, bool decrypts) {
+    if (CompoundFile::IsCompoundFile(path)) {
+      if (!IsEncrypted(path)) return Outcome::kNotPackage;
+      if (!decrypts) return Outcome::kProtected;
+      if (const Outcome outcome = decrypted_.Open(path); outcome != Outcome::kGood) return outcome;
+      path = decrypted_.path();
+    }
     if (!InputFile(path).is_open()) return Outcome::kCannotOpen;
     if (!IsZip(path)) return Outcome::kNotPackage;
     if (!package_.Open(path)) return OrOverBudget(Outcome::kBrokenPackage);
@@ -102,6 +107,12 @@ class Package final : public Excel2007Book {
   }
 
   void WriteNotes() const override {
+    if (decrypted_.sum() == DecryptedPackage::Sum::kMissing)
+      Log::WriteNote("Excel2007File", "the encrypted package has no check sum of its own");
+    if (decrypted_.sum() == DecryptedPackage::Sum::kBroken)
+      Log::WriteNote(
+          "Excel2007File",
+          "the check sum of the encrypted package does not hold: it was damaged or changed");
     const auto write = [](std::uint64_t count, const std::string& one, const std::string& several,
                           const std::string& rest) {
       Log::WriteCount("Excel2007File", count, one + rest, several + rest);
@@ -303,6 +314,7 @@ class Package final : public Excel2007Book {
     return outcome;
   }
 
+  DecryptedPackage decrypted_;  // of an encrypted one, what the package is read from
   ZipPackage package_;
   CellContext context_{package_.budget()};
   std::vector<Part> parts_;
@@ -385,9 +397,10 @@ std::vector<std::optional<DateForm>> StyleTable::CellStyles() const {
   return styles;
 }
 
-std::unique_ptr<Excel2007Book> Excel2007Book::Open(const char* path, Outcome& outcome) {
+std::unique_ptr<Excel2007Book> Excel2007Book::Open(const char* path, bool decrypts,
+                                                   Outcome& outcome) {
   auto book = std::make_unique<Package>();
-  outcome = book->OpenFile(path);
+  outcome = book->OpenFile(path, decrypts);
   if (outcome != Outcome::kGood) return nullptr;
   return book;
 }

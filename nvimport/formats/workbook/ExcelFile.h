@@ -45,6 +45,7 @@ struct ExcelRules {
   bool bad_sheet_ends_workbook = true;  // the other sheets of a workbook with one beyond its end
   bool sizes_as_stated = true;          // the size of the cells; those beyond it, of several sheets
   bool size_with_extra_one = true;      // the right size of several sheets together
+  bool passwords_refused = true;  // encrypted workbooks, those without a password of their own
 
   // None of them: every cell of the file.
   static constexpr ExcelRules Off() { return NoRules<ExcelRules>(); }
@@ -126,6 +127,7 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   int OpenSingleSheet(NvImportOpenOptions* options);
   int ReadGlobals();
   int TakeGlobal(const BIFFRecord& record, std::uint64_t position, ExcelFormats& formats);
+  int Unlock(const BIFFRecord& file_pass);
   int TakeBundleHeader(const BIFFRecord& header);
   int TakeBoundSheet(const BIFFRecord& record);
   int AddSheet(std::string_view name, std::uint64_t position);
@@ -141,6 +143,7 @@ class NVIMPORT_API ExcelFile : public SpreadsheetFile {
   bool ReadWithin(Budget& budget, BIFFRecord& record) const;
   std::optional<SheetSelection> Ask() const;
 
+  std::string path_;
   std::unique_ptr<ExcelWorkbook> book_;
   std::vector<Sheet> sheets_ = std::vector<Sheet>(1);  // entry 0 is the stream itself
   // Those that only some rules offer. They come last, so that a number means the same under all.

@@ -1,5 +1,8 @@
 #include "nvimport/formats/workbook/ExcelStream.h"
 
+#include <utility>
+
+#include "nvimport/formats/workbook/BiffCipher.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -29,6 +32,20 @@ char* BaseStream::PeekAcross(std::size_t count) {
   block_ = std::min(block_ * 2, capacity_);
   window_.Fill(wanted, [&](std::span<char> into) { return Fetch(Tell() + have, into); });
   return window_.size() >= count ? window_.data() : nullptr;
+}
+
+void BaseStream::SetCipher(std::unique_ptr<BiffCipher> cipher) {
+  cipher_ = std::move(cipher);
+  encrypted_from_ = Tell();
+}
+
+void BaseStream::Decrypt(BiffRecord& record) {
+  if (Tell() < encrypted_from_) return;
+  const auto length = static_cast<std::size_t>(record.length);
+  decrypted_.assign(record.data, record.data + length);
+  cipher_->Decrypt(Tell(), record.id, decrypted_);
+  decrypted_.resize(length + RefillBuffer::kPadding);
+  record.data = decrypted_.data();
 }
 
 std::ptrdiff_t BaseStream::Fetch(std::uint64_t position, std::span<char> into) {

@@ -4,8 +4,10 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/CompoundFile.h"
@@ -14,6 +16,8 @@
 #include "nvimport/platform/RefillBuffer.h"
 
 namespace nvimport {
+
+class BiffCipher;
 
 // A record of a workbook, in place: good until the next one is read. A field that the record is too
 // short for is zero, a text is cut to the record.
@@ -88,11 +92,16 @@ class NVIMPORT_API BaseStream {
     char* const bytes = Peek(whole);
     if (bytes == nullptr) return false;
     record.data = bytes + kHeadSize;
+    if (cipher_) Decrypt(record);
     window_.Skip(whole);
     return true;
   }
 
   static constexpr std::size_t kHeadSize = 4;
+
+  // The records from here on are encrypted, and what is read of them no longer.
+  void SetCipher(std::unique_ptr<BiffCipher> cipher);
+  bool has_cipher() const { return cipher_ != nullptr; }
 
  protected:
   BaseStream() = default;
@@ -115,6 +124,7 @@ class NVIMPORT_API BaseStream {
     return count <= window_.size() ? window_.data() : PeekAcross(count);
   }
   char* PeekAcross(std::size_t count);
+  void Decrypt(BiffRecord& record);
 
   InputFile file_;
   Status status_ = Status::kGood;
@@ -122,6 +132,9 @@ class NVIMPORT_API BaseStream {
   RefillBuffer window_;
   std::size_t capacity_ = 0;
   std::size_t block_ = kFirstBlock;
+  std::unique_ptr<BiffCipher> cipher_;
+  std::uint64_t encrypted_from_ = 0;
+  std::vector<char> decrypted_;  // a record: its bytes in the window may be read once more
 };
 
 // The workbook's stream in a compound file: the first element called "Workbook" or "Book". Without

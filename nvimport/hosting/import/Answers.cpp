@@ -182,6 +182,16 @@ std::optional<std::vector<std::string>> AnsweringDialogs::OrderFiles(
   return asked_ != nullptr ? asked_->OrderFiles(question) : question.files;
 }
 
+// Never among what was answered. One that the user gave opens the file as often as the import does.
+std::optional<std::string> AnsweringDialogs::AskPassword(const PasswordQuestion& question) {
+  if (given_.password && !question.is_again) return given_.password;
+  lacks_password_ = asked_ == nullptr;
+  if (lacks_password_) return "";
+  std::optional<std::string> password = asked_->AskPassword(question);
+  if (password && !password->empty()) given_.password = password;
+  return password;
+}
+
 int AnsweringDialogs::ShowMessage(const MessageBoxQuestion& message) {
   constexpr unsigned kButtons = 0xF;
   if ((message.type & kButtons) != MessageBoxQuestion::kOkCancel) {

@@ -20,6 +20,7 @@ struct GivenAnswers {
   std::optional<std::string> blocks{};            // the data blocks of a file
   std::optional<RangeChoice> range{};             // the points of a spectrum
   std::optional<std::size_t> merge{};             // position in the question's choices
+  std::optional<std::string> password{};          // of an encrypted file
 };
 
 // How sheets are merged, in the order in which a question offers it.
@@ -68,6 +69,7 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override;
   std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
   std::optional<std::vector<std::string>> OrderFiles(const FileOrderQuestion& question) override;
+  std::optional<std::string> AskPassword(const PasswordQuestion& question) override;
   int ShowMessage(const MessageBoxQuestion& message) override;
   void ShowDetails(const DetailMessage& message) override;
   std::unique_ptr<Progress> OpenProgress(const ProgressWindow& window) override;
@@ -84,6 +86,8 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   // What the library said last, when something failed, and what it said of it.
   const std::string& message() const { return message_; }
   const std::string& detail() const { return detail_; }
+  // A password was asked for, and the one given was not right, or there was none.
+  bool lacks_password() const { return lacks_password_; }
   // Why a question found no answer.
   const std::optional<Failure>& refusal() const { return refusal_; }
 
@@ -97,6 +101,7 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   std::string message_;
   std::string detail_;
   std::optional<Failure> refusal_;
+  bool lacks_password_ = false;
 };
 
 }  // namespace nvimport

@@ -43,6 +43,12 @@ constexpr struct {
     {"GalacticSPC File", 2568},  // spectra with x values of their own
 };
 
+// Encrypted workbooks, which old rules refuse.
+constexpr struct {
+  std::string_view format;
+  int status;
+} kLocked[] = {{"Excel File", 261}, {"Excel2007 File", 3333}};
+
 std::optional<Failure> CheckFile(const std::string& path, const HostWords& words) {
   const std::string shown = ShownName(path);
   const auto because = [&](std::string detail, std::string advice) {
@@ -433,6 +439,11 @@ class Session {
     Failure failure = Refused(dialogs_.message());
     failure.detail = dialogs_.detail();
     failure.status = driver_.GetStatus();
+    for (const auto& locked : kLocked)
+      if (locked.status == failure.status && locked.format == FormatName(result_.format) &&
+          CompleteWouldServe(result_.format))
+        failure.advice = request_.words.complete + ("; " + failure.advice);
+    if (dialogs_.lacks_password()) failure.advice = request_.words.password;
     if (failure.status == kCancelled) failure.kind = Failure::kStopped;
     for (const auto& none : kNoWayOut)
       if (none.status == failure.status && none.format == FormatName(result_.format))

@@ -209,6 +209,20 @@ class QuestionDialogsTest : public QObject {
     QCOMPARE(AskFileOrder(nullptr, files)->front(), "/y/a.spc");
   }
 
+  void PasswordsAreNotShown() {
+    NextDialog next;
+    next.Expect([](QDialog& dialog) {
+      auto* const line = dialog.findChild<QLineEdit*>();
+      QCOMPARE(line->echoMode(), QLineEdit::Password);
+      line->setText(QString::fromUtf8("p\xc3\xa4ss"));
+      PressOk(dialog);
+    });
+    const PasswordQuestion question{.path = "/x/locked.xlsx"};
+    QCOMPARE(AskSecret(nullptr, question), "p\xc3\xa4ss");
+    next.Expect([](QDialog& dialog) { PressOk(dialog); });
+    QCOMPARE(AskSecret(nullptr, question), std::nullopt);
+  }
+
   void WarningsAndTroublesSayEverything() {
     NextDialog next;
     next.Expect([](QDialog& dialog) {

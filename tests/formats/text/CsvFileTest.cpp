@@ -58,7 +58,9 @@ TEST(CsvFile, SplitsLinesIntoFields) {
        "'\xC3\xA9' | '\xF0\x9F\x98\x80,\n'\n"},
       {"UTF-16BE", Utf16(u"a,\u20ac\nb", true), "'a' | '\xE2\x82\xAC'\n'b' | .\n"},
       {"half a pair, half a unit", Utf16(u"\xD83D,\xDE00x\xD83D", false) + "y",
-       "'\xEF\xBF\xBD' | '\xEF\xBF\xBDx\xEF\xBF\xBD'\n"},
+       "'\xEF\xBF\xBD' | '\xEF\xBF\xBDx\xEF\xBF\xBD'\n"
+       "3 halves of pairs in UTF-16 stand alone and arrive as U+FFFD\n"
+       "the text ends within a character, of which nothing was delivered\n"},
   };
   for (const auto& c : kCases) EXPECT_EQ(Split(c.bytes).Summary(), c.sheet) << c.why;
 }

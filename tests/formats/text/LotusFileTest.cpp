@@ -136,6 +136,35 @@ TEST(LotusFile, CoversAllCellsWithoutItsRules) {
     EXPECT_EQ(Summary(kBof + c.records + kEof, LotusRules::Off()), c.summary) << c.why;
 }
 
+// What Lotus shows as a date or a time of day arrives as one, the day that never was included.
+TEST(LotusFile, DatesAreTexts) {
+  const auto formatted = [](std::string cell, int format) {
+    cell[4] = static_cast<char>(format);
+    return cell;
+  };
+  const std::string window = Record(7, 0, '\x72');
+  const struct {
+    std::string records;
+    const char* cell;
+  } kCases[] = {
+      {formatted(Integer(0, 0, 61), 0x72), "'1900-03-01'"},
+      {formatted(Integer(0, 0, 60), 0xF3), "'1900-02-29'"},
+      {formatted(Real(14, 0, 0, 45000.5), 0xF4), "'2023-03-15 12:00:00'"},
+      {formatted(Real(kFormula, 0, 0, 45000), 0x79), "'2023-03-15'"},
+      {formatted(Real(14, 0, 0, 0.25), 0x77), "'06:00:00'"},
+      {formatted(Real(14, 0, 0, 0.75), 0xFC), "'18:00:00'"},
+      {formatted(Real(kFormula, 0, 0, HUGE_VAL), 0x7A), "inf"},
+      {formatted(Integer(0, 0, 61), 0x75), "61"},
+      {formatted(Integer(0, 0, 61), 0x02), "61"},
+      {window + Integer(0, 0, 61), "'1900-03-01'"},
+      {window + formatted(Integer(0, 0, 61), 0x7F), "'1900-03-01'"},
+      {window + formatted(Integer(0, 0, 61), 0x71), "61"},
+  };
+  for (const auto& c : kCases)
+    EXPECT_EQ(Summary(kBof + Range(0, 0, 0, 0) + c.records + kEof, LotusRules::Off()),
+              c.cell + "\n1 x 1\n"s);
+}
+
 // Each rule, what it costs, and what comes without this one.
 TEST(LotusFile, CountsWhatItsRulesCost) {
   const auto none = std::bit_cast<double>(0x7ff0000000099ffa);
@@ -169,6 +198,9 @@ TEST(LotusFile, CountsWhatItsRulesCost) {
        Range(0, 0, 1, 0) + Label(0, 0, "M\x81nchen") +
            Record(15, '\0', Short{1}, Short{0}, '\'', '\xe1'),
        "'M\x81nchen' | '\xe1'\n1 x 2\n", "'M\u00fcnchen' | '\u00df'\n1 x 2\n"},
+      {"dates", &LotusRules::dates_as_numbers,
+       Range(0, 0, 0, 0) + Record(14, '\x72', Short{0}, Short{0}, 45000.0), "45000\n1 x 1\n",
+       "'2023-03-15'\n1 x 1\n"},
       {"no range", &LotusRules::range_needed, Integer(2, 1, 5), "2312\n-1 x -1\n",
        ". | . | .\n. | . | 5\n2 x 3\n"},
       {"no range and no cells", &LotusRules::range_needed, "", "2312\n-1 x -1\n",
