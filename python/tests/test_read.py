@@ -116,17 +116,20 @@ def test_refusals_say_what_and_where(path, arguments, kind, code, text):
 def test_a_password_opens_a_workbook_and_stays_nowhere(folder):
     locked = pathlib.Path(__file__).resolve().parents[2] / "tests/fuzz/seeds/package-password"
     shutil.copy(locked, folder / "locked.xlsx")
-    read = (
-        "import nvimport, sys\n"
-        "try: print(nvimport.read('locked.xlsx', password=sys.argv[1], sheet=1).shape)\n"
-        "except nvimport.Error as error: print(error.text)"
-    )
-    for password, said in [("p\u00e4ssw\u00f6rd\u20ac", "(8, 5)"), ("x", "password does not open")]:
-        command = [sys.executable, "-c", read, password]
-        output = subprocess.run(
-            command, env={**os.environ, "NVIMPORT_COMPLETE": "1"}, capture_output=True, text=True
-        )
-        assert said in output.stdout, output
+    assert nvimport.read("locked.xlsx", password="p\u00e4ssw\u00f6rd\u20ac", sheet=1).shape == (8, 5)
+    with pytest.raises(nvimport.Error, match="password does not open"):
+        nvimport.read("locked.xlsx", password="x")
+    with pytest.raises(nvimport.Error):
+        nvimport.read("locked.xlsx", password="p\u00e4ssw\u00f6rd\u20ac", kept_rules=True)
+
+
+def test_the_kept_rules_read_as_years_ago():
+    whole = nvimport.read("tanks.wk1")
+    kept = nvimport.read("tanks.wk1", kept_rules=True)
+    assert (whole.cells[4, 1], kept.cells[4, 1]) == (310, None)
+    assert (whole.kept_rules, kept.kept_rules) == (False, True)
+    assert nvimport.read("tanks.wk1", options=kept.options).kept_rules
+    assert not nvimport.read("tanks.wk1", options=kept.options, kept_rules=False).kept_rules
 
 
 def test_choices_are_asked_for_and_given():

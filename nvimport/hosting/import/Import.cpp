@@ -441,7 +441,7 @@ class Session {
     failure.status = driver_.GetStatus();
     for (const auto& locked : kLocked)
       if (locked.status == failure.status && locked.format == FormatName(result_.format) &&
-          CompleteWouldServe(result_.format))
+          MoreIsThere())
         failure.advice = request_.words.complete + ("; " + failure.advice);
     if (dialogs_.lacks_password()) failure.advice = request_.words.password;
     if (failure.status == kCancelled) failure.kind = Failure::kStopped;
