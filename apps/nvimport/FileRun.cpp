@@ -428,7 +428,7 @@ void FileRun::Finish() {
   }
   if (plan_.quiet) return;
   for (const int format : noted_formats_)
-    if (CompleteWouldServe(format))
+    if (CompleteHasMoreCells(format))
       std::cerr << "--complete reads \"" << FormatAt(format).name
                 << "\" without the old rules that leave cells out\n";
   if (count < 2) return;

@@ -1,5 +1,8 @@
 #include "nvimport/hosting/import/Complete.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/PluginFunctions.h"
 #include "nvimport/hosting/CellText.h"
@@ -27,6 +30,13 @@ bool CompleteWouldServe(int format) {
   for (int index = 1; index <= functions.count_formats(); ++index)
     if (EqualIgnoringCase(functions.get_info(index)->name, FormatAt(format).name)) return true;
   return false;
+}
+
+bool CompleteHasMoreCells(int format) {
+  constexpr const char* kSameCells[] = {"CSV File", "Excel2007 File", "Text File"};
+  return std::ranges::find(kSameCells, std::string_view(FormatAt(format).name)) ==
+             std::end(kSameCells) &&
+         CompleteWouldServe(format);
 }
 
 }  // namespace nvimport

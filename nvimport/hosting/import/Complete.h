@@ -16,5 +16,7 @@ NVIMPORT_API std::optional<Failure> UseComplete();
 
 // Whether it would read more than the format that is used does.
 NVIMPORT_API bool CompleteWouldServe(int format);
+// Whether of the same file, not only of others.
+NVIMPORT_API bool CompleteHasMoreCells(int format);
 
 }  // namespace nvimport

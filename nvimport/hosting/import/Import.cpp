@@ -428,8 +428,8 @@ class Session {
     Failure failure = Because("No cell of the file was delivered.");
     for (const std::string& note : result_.notes)
       failure.detail += (failure.detail.empty() ? "" : ", ") + note;
-    failure.advice =
-        CompleteWouldServe(result_.format) ? request_.words.all_cells : request_.words.other_format;
+    failure.advice = CompleteHasMoreCells(result_.format) ? request_.words.all_cells
+                                                          : request_.words.other_format;
     return failure;
   }
 
