@@ -335,7 +335,9 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   reader_->Begin(input_, 0);
   Record record;
   while (true) {
-    reader_->Skip(SetNumbers(reader_->Ahead(kWholeNumber), *sink, left_out));
+    const auto ahead = reader_->Ahead(kWholeNumber);
+    reader_->Skip(rules_.dates_as_numbers ? SetNumbers<false>(ahead, *sink, left_out)
+                                          : SetNumbers<true>(ahead, *sink, left_out));
     const bool has_head = ReadHead(record);
     if (has_head && record.type == kEof) break;
     if (has_head && IsCorrupt(record)) {
@@ -392,6 +394,7 @@ void LotusFile::SetValue(Place place, char format, double value, ReadSpreadSheet
 }
 
 // Sets the numbers that lie next, which are most cells of most worksheets, and returns their bytes.
+template <bool kMayBeDates>
 std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
                                   LeftOut& left_out) const {
   constexpr std::uint32_t kHeader = std::uint32_t{kNumber} | (kWholeNumber - kRecordHeaderSize)
@@ -400,7 +403,8 @@ std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetDa
   for (; bytes.size() - at >= kWholeNumber; at += kWholeNumber) {
     const char* const record = bytes.data() + at;
     const char* const cell = record + kRecordHeaderSize;
-    if (LoadLittle<std::uint32_t>(record) != kHeader || FormOf(*cell) != DateForm::kNone) break;
+    if (LoadLittle<std::uint32_t>(record) != kHeader) break;
+    if (kMayBeDates && FormOf(*cell) != DateForm::kNone) break;
     const Place place = {LoadLittle<std::int16_t>(cell + 1) + shift_.column,
                          LoadLittle<std::int16_t>(cell + 3) + shift_.row};
     if (IsValidPos(place))
