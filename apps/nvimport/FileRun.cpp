@@ -431,7 +431,7 @@ void FileRun::Finish() {
   }
   if (plan_.quiet) return;
   for (const int format : noted_formats_)
-    if (settings_.kept_rules && ReadsMoreThanKept(format))
+    if (settings_.kept_rules && HasMoreCellsThanKept(format))
       std::cerr << "without --kept-rules all cells of \"" << FormatAt(format).name
                 << "\" are read\n";
   if (count < 2) return;

@@ -405,6 +405,28 @@ std::string EncryptedPackage() {
   return bytes;
 }
 
+// The password is given, and what refuses without it names the way.
+TEST(Command, OpensEncryptedWorkbooksByTheirPassword) {
+  const Desk desk;
+  desk.Put("w.xlsx", Contents(NVIMPORT_TEST_SAMPLES "/../tests/fuzz/seeds/package-password"));
+  desk.Put("right", "p\u00e4ssw\u00f6rd\u20ac\r\nmore\n");
+  desk.Put("empty", "");
+  const std::string show = "validate w.xlsx --complete --sheet 1 ";
+  const Ran missing = desk.Run(show);
+  if (missing.errors.find("nettle") != std::string::npos) GTEST_SKIP() << missing.errors;
+  EXPECT_EQ(missing.exit_code, 1);
+  EXPECT_NE(missing.errors.find("which was not given.\n  w.xlsx: --password-file FILE gives"),
+            std::string::npos)
+      << missing.errors;
+  EXPECT_EQ(desk.Run(show + "--password-file right").exit_code, 0);
+  EXPECT_EQ(desk.Run(show + "--password p\u00e4ssw\u00f6rd\u20ac").exit_code, 0);
+  const Ran wrong = desk.Run(show + "--password s3cret --json");
+  EXPECT_EQ(wrong.exit_code, 1);
+  EXPECT_EQ((wrong.out + wrong.errors).find("s3cret"), std::string::npos);
+  EXPECT_EQ(desk.Run(show + "--password-file empty").exit_code, 2);
+  EXPECT_NE(desk.Run("validate w.xlsx").errors.find("--complete may read it"), std::string::npos);
+}
+
 TEST(Command, ContentDecidesWhereTheFormatsDoNot) {
   const auto sample = [](const char* name) {
     return Contents(std::string(NVIMPORT_TEST_SAMPLES "/") + name);

@@ -359,7 +359,9 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   reader_->Begin(input_, 0);
   Record record;
   while (true) {
-    reader_->Skip(SetNumbers(reader_->Ahead(kWholeNumber), *sink, left_out));
+    const auto ahead = reader_->Ahead(kWholeNumber);
+    reader_->Skip(rules_.dates_as_numbers ? SetNumbers<false>(ahead, *sink, left_out)
+                                          : SetNumbers<true>(ahead, *sink, left_out));
     const bool has_head = ReadHead(record);
     if (has_head && record.type == kEof) break;
     if (has_head && IsCorrupt(record)) {
@@ -416,10 +418,11 @@ void LotusFile::SetValue(Place place, char format, double value, ReadSpreadSheet
 }
 
 // Sets the numbers that lie next and show no dates, and returns their bytes.
+template <bool kMayBeDates>
 std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
                                   LeftOut& left_out) const {
   return TakeNumbers(bytes, [&](const char* cell) {
-    if (FormOf(*cell) != DateForm::kNone) return false;
+    if (kMayBeDates && FormOf(*cell) != DateForm::kNone) return false;
     const Place place = {LoadLittle<std::int16_t>(cell + 1) + shift_.column,
                          LoadLittle<std::int16_t>(cell + 3) + shift_.row};
     if (IsValidPos(place))

@@ -89,6 +89,7 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   DateForm FormOf(char format) const { return forms_[static_cast<unsigned char>(format)]; }
   void SetNumber(Place place, double value, ReadSpreadSheetData& sink) const;
   void SetValue(Place place, char format, double value, ReadSpreadSheetData& sink) const;
+  template <bool kMayBeDates>
   std::size_t SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
                          LeftOut& left_out) const;
   void SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut& left_out);

@@ -1,6 +1,9 @@
 #include "nvimport/hosting/import/Complete.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <iterator>
+#include <string_view>
 
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/hosting/CellText.h"
@@ -28,5 +31,11 @@ std::optional<Failure> TakeRulesOfEnvironment(bool& kept_rules) {
 }
 
 bool ReadsMoreThanKept(int format) { return FormatList::Get().HasTwoReaders(format); }
+
+bool HasMoreCellsThanKept(int format) {
+  constexpr std::string_view kSameCells[] = {"CSV File", "Excel2007 File", "Text File"};
+  const std::string_view name = FormatList::Get().GetInfo(format).name;
+  return ReadsMoreThanKept(format) && std::ranges::find(kSameCells, name) == std::end(kSameCells);
+}
 
 }  // namespace nvimport

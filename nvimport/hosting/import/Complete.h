@@ -20,7 +20,9 @@ NVIMPORT_API std::optional<Failure> UseComplete(bool kept_rules = false,
 // nothing). Fails for any other word.
 NVIMPORT_API std::optional<Failure> TakeRulesOfEnvironment(bool& kept_rules);
 
-// Whether it reads more than the kept rules do.
+// Whether it reads files that the kept rules don't, or more of a file.
 NVIMPORT_API bool ReadsMoreThanKept(int format);
+// Whether it reads more of a file.
+NVIMPORT_API bool HasMoreCellsThanKept(int format);
 
 }  // namespace nvimport

@@ -458,7 +458,9 @@ class Session {
     Failure failure = Because("No cell of the file was delivered.");
     for (const std::string& note : result_.notes)
       failure.detail += (failure.detail.empty() ? "" : ", ") + note;
-    failure.advice = MoreIsThere() ? request_.words.all_cells : request_.words.other_format;
+    failure.advice = stored_.kept_rules && HasMoreCellsThanKept(result_.format)
+                         ? request_.words.all_cells
+                         : request_.words.other_format;
     return failure;
   }
 
