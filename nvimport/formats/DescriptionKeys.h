@@ -156,6 +156,26 @@ inline constexpr KeySource kWorkbookKeys[] = {
     {"found rows", "found-rows"},
 };
 
+inline constexpr KeySource kOpenDocumentKeys[] = {
+    {"title", "title"},
+    {"subject", "subject"},
+    {"description", "comment"},
+    {"keyword", "keywords"},
+    {"initial-creator", "author"},
+    {"creator", "last-author"},
+    {"creation-date", "created"},
+    {"date", "modified"},
+    {"print-date", "printed"},
+    {"generator", "application"},
+    {"language", "language"},
+    {"editing-cycles", "revision"},
+    {"editing-duration", "editing-time"},
+    {"table", "worksheet"},
+    {"table hidden", "hidden-worksheet"},
+    {"found columns", "found-columns"},
+    {"found rows", "found-rows"},
+};
+
 inline constexpr KeySource kTivonKeys[] = {
     {"stream", "worksheet"},
 };
@@ -182,9 +202,11 @@ inline constexpr KeySource kLotusKeys[] = {
 
 // All of them: docs/descriptions.md has a row for each.
 inline constexpr FormatKeys kFormatKeys[] = {
-    {"JCAMP-DX", kJcampKeys},    {"GalacticSPC", kSpcKeys},   {"NSAS", kNsasKeys},
-    {"Brimrose", kBrimroseKeys}, {"Workbook", kWorkbookKeys}, {"TIVON", kTivonKeys},
-    {"Text and CSV", kTextKeys}, {"DIF", kDifKeys},           {"Lotus 1-2-3", kLotusKeys},
+    {"JCAMP-DX", kJcampKeys},    {"GalacticSPC", kSpcKeys},
+    {"NSAS", kNsasKeys},         {"Brimrose", kBrimroseKeys},
+    {"Workbook", kWorkbookKeys}, {"TIVON", kTivonKeys},
+    {"Text and CSV", kTextKeys}, {"DIF", kDifKeys},
+    {"Lotus 1-2-3", kLotusKeys}, {"OpenDocument", kOpenDocumentKeys},
 };
 
 // The key of a label, empty where it has none.

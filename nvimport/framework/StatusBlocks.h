@@ -23,6 +23,7 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"Brimrose", 2816, 2822},
     {"CSV", 3072, 3076},
     {"Excel 2007", 3328, 3335},
+    {"OpenDocument", 3584, 3591},
 };
 
 static_assert([] {

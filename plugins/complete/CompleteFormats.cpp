@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "nvimport/formats/BuiltInFactories.h"
+#include "nvimport/formats/workbook/OpenDocumentFile.h"
 
 namespace nvimport {
 
@@ -18,15 +19,23 @@ struct WithoutHabits<Factory> {
   Factory factory = Factory(Factory::Rules::Off());
 };
 
+// What the library itself has no format for, behind those. Callers keep the index of a format here
+// too.
+struct MoreFactories {
+  OpenDocumentFileFactory open_document_file_factory;
+};
+
 struct Complete {
   // Apart from the formats of the library.
   Complete() {
     const FormatRegistry::Instead apart(formats);
     factories.emplace();
+    more.emplace();
   }
 
   FormatRegistry formats;
   std::optional<FactoriesOf<WithoutHabits>> factories;
+  std::optional<MoreFactories> more;
 };
 
 }  // namespace
