@@ -13,6 +13,7 @@
 #include "nvimport/formats/text/TextFile.h"
 #include "nvimport/formats/workbook/Excel2007File.h"
 #include "nvimport/formats/workbook/ExcelFile.h"
+#include "nvimport/formats/workbook/OpenDocumentFile.h"
 #include "nvimport/formats/workbook/TivonFile.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/Described.h"
@@ -23,6 +24,7 @@
 #define HAS_COMPOUND_FILES
 #endif
 #ifdef NVIMPORT_HAS_PACKAGES
+#include "tests/support/OpenDocumentFixture.h"
 #include "tests/support/PackageFixture.h"
 #endif
 
@@ -220,6 +222,34 @@ std::string PackageWith(const PackageFixture& package, const std::vector<ZipPart
   return ZipArchive(parts);
 }
 
+void AddOpenDocuments(std::vector<Described>& all) {
+  const std::string meta =
+      "<meta:initial-creator>A</meta:initial-creator><dc:title> T&amp;T </dc:title>"
+      "<dc:subject>S</dc:subject><dc:description>two\nlines</dc:description>"
+      "<meta:keyword>k</meta:keyword><meta:keyword>l</meta:keyword><dc:creator>B</dc:creator>"
+      "<dc:date>2024-03-05T06:55:37.123</dc:date><meta:creation-date>2024-03-05</"
+      "meta:creation-date>"
+      "<meta:print-date>yesterday</meta:print-date><meta:print-date>2024-03</meta:print-date>"
+      "<meta:generator>App</meta:generator><dc:language>de</dc:language>"
+      "<meta:editing-cycles>3</meta:editing-cycles><meta:editing-duration>PT1M</"
+      "meta:editing-duration><meta:document-statistic/>"
+      "<meta:user-defined meta:name=\"title\">mine</meta:user-defined>";
+  const OpenDocumentFixture document{
+      {{"", "H", true}, {"<r><c/><c v='float' o:value='1'/></r>", "One"}, {"", "Two"}}, meta};
+  const std::string said =
+      "initial-creator [author] = A\ntitle [title] = T&T\nsubject [subject] = S\n"
+      "description [comment] = two\nlines\nkeyword [keywords] = k\nkeyword [keywords] = l\n"
+      "creator [last-author] = B\ndate [modified] = 2024-03-05T06:55:37.123\n"
+      "creation-date [created] = 2024-03-05\nprint-date [] = yesterday\n"
+      "print-date [printed] = 2024-03\ngenerator [application] = App\nlanguage [language] = de\n"
+      "editing-cycles [revision] = 3\nediting-duration [editing-time] = PT1M\n"
+      "title [] = mine\ntable hidden [hidden-worksheet] = H\ntable [worksheet] = One\n"
+      "found columns [found-columns] = 2\nfound rows [found-rows] = 1\n"
+      "table [worksheet] = Two\n";
+  all.push_back({"OpenDocument", "package", By<OpenDocumentFile>(), document.Package(), said});
+  all.push_back({"OpenDocument", "flat", By<OpenDocumentFile>(), document.Flat(), said});
+}
+
 void AddPackages(std::vector<Described>& all) {
   const auto package = By<Excel2007File>();
   const std::string core =
@@ -295,6 +325,7 @@ std::vector<Described> AllDescribed() {
 #endif
 #ifdef NVIMPORT_HAS_PACKAGES
   AddPackages(all);
+  AddOpenDocuments(all);
 #endif
   return all;
 }

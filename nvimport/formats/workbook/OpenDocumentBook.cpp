@@ -445,7 +445,8 @@ class ContentXml final : public XmlPart {
     }
   }
 
-  // After its attributes: what it shows matters if nothing else is its value.
+  // After its attributes: what it shows matters if nothing else is its value, or if that may be an
+  // error.
   void BeginContent() {
     is_number_ = type_ == ValueType::kNumber && has_value_;
     if (is_number_ && cells_.is_wanted()) {
@@ -454,7 +455,7 @@ class ContentXml final : public XmlPart {
       number_ = number.value_or(0);
     }
     const bool is_text = type_ == ValueType::kText || type_ == ValueType::kNone;
-    wants_text_ = is_text ? !has_value_ || has_formula_ : !has_value_ || !is_number_;
+    wants_text_ = has_formula_ || !has_value_ || (!is_text && !is_number_);
   }
 
   // Hands over the cell that ended. False when it is blank.
