@@ -268,6 +268,7 @@ class Session {
   // can't be told.
   int DetectedFormat() {
     const Detection detection = DetectFormat(files_.front());
+    if (const int format = FormatDespiteName(detection, files_.front()); format > 0) return format;
     if (detection.format > 0 && HasReader(detection.format)) return detection.format;
     std::vector<int> open = detection.candidates;
     std::erase_if(open, [](int format) { return !HasReader(format); });
