@@ -170,8 +170,8 @@ inline constexpr KeySource kOpenDocumentKeys[] = {
     {"language", "language"},
     {"editing-cycles", "revision"},
     {"editing-duration", "editing-time"},
-    {"table", "worksheet"},
-    {"table hidden", "hidden-worksheet"},
+    {"worksheet", "worksheet"},
+    {"worksheet hidden", "hidden-worksheet"},
     {"found columns", "found-columns"},
     {"found rows", "found-rows"},
 };

@@ -243,9 +243,9 @@ void AddOpenDocuments(std::vector<Described>& all) {
       "creation-date [created] = 2024-03-05\nprint-date [] = yesterday\n"
       "print-date [printed] = 2024-03\ngenerator [application] = App\nlanguage [language] = de\n"
       "editing-cycles [revision] = 3\nediting-duration [editing-time] = PT1M\n"
-      "title [] = mine\ntable hidden [hidden-worksheet] = H\ntable [worksheet] = One\n"
+      "title [] = mine\nworksheet hidden [hidden-worksheet] = H\nworksheet [worksheet] = One\n"
       "found columns [found-columns] = 2\nfound rows [found-rows] = 1\n"
-      "table [worksheet] = Two\n";
+      "worksheet [worksheet] = Two\n";
   all.push_back({"OpenDocument", "package", By<OpenDocumentFile>(), document.Package(), said});
   all.push_back({"OpenDocument", "flat", By<OpenDocumentFile>(), document.Flat(), said});
 }

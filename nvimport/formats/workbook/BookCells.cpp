@@ -4,7 +4,6 @@
 #include <limits>
 #include <string>
 
-#include "nvimport/formats/workbook/Excel2007Cells.h"
 #include "nvimport/platform/SerialDate.h"
 
 namespace nvimport {

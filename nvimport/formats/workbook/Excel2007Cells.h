@@ -88,8 +88,4 @@ class Excel2007Cells {
   Changed changed_;
 };
 
-// The days since the end of 1899 that a date in ISO 8601 is, with or without a time of day, or a
-// time alone; NaN for anything else.
-double SerialOfIsoDate(std::string_view text);
-
 }  // namespace nvimport

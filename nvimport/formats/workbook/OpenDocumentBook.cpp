@@ -16,13 +16,13 @@
 #include <utility>
 #include <vector>
 
-#include "nvimport/formats/workbook/BookCells.h"
+#include "nvimport/formats/workbook/BookTables.h"
 #include "nvimport/formats/workbook/Excel2007Parts.h"
+#include "nvimport/formats/workbook/TablesBook.h"
 #include "nvimport/formats/workbook/XmlPart.h"
 #include "nvimport/formats/workbook/XmlTexts.h"
 #include "nvimport/formats/workbook/ZipPackage.h"
 #include "nvimport/platform/CompoundFile.h"
-#include "nvimport/platform/Log.h"
 
 namespace nvimport {
 
@@ -33,13 +33,6 @@ using Step = XmlPart::Step;
 
 constexpr std::string_view kMimeType = "application/vnd.oasis.opendocument.spreadsheet";
 constexpr const char* kContent = "content.xml";
-
-// A table as it was found.
-struct Table {
-  std::string name;
-  bool is_hidden = false;
-  SheetBook::Extent extent;
-};
 
 // The text of a cell as it is put together: white space in the file is a blank, what writers mean
 // otherwise has elements.
@@ -109,30 +102,17 @@ bool IsErrorText(std::string_view text) {
   return is_number || std::ranges::find(kErrors, text) != std::end(kErrors);
 }
 
-// The tables of a document, one after the other. Each goes to the targets that it has by its place.
+// The tables of a document, one after the other.
 class ContentXml final : public XmlPart {
  public:
-  using Targets = std::vector<std::vector<SheetBook::Target>>;
-
-  // Without targets only finds what there is.
-  ContentXml(Budget& budget, const Targets* targets)
+  ContentXml(Budget& budget, BookTables& tables)
       : XmlPart(kSteps, /*takes_directly=*/true, Prefixes::kAny),
         budget_(budget),
-        targets_(targets),
-        cells_(budget),
-        shown_(budget) {
-    if (targets_ != nullptr)
-      for (std::size_t i = 0; i < targets_->size(); ++i)
-        if (!(*targets_)[i].empty()) last_wanted_ = i;
-  }
+        tables_(tables),
+        cells_(tables.cells()),
+        shown_(budget) {}
 
-  // After reading.
-  std::vector<Table>& tables() {
-    EndTable();
-    return tables_;
-  }
   bool has_spreadsheet() const { return has_spreadsheet_; }
-  std::uint64_t errors() const { return cells_.errors(); }
 
  private:
   enum : State {
@@ -264,8 +244,8 @@ class ContentXml final : public XmlPart {
       case kRow:
         return EndRow();
       case kTable:
-        EndTable();
-        if (targets_ != nullptr && tables_.size() > last_wanted_) Stop();
+        tables_.End();
+        if (tables_.is_done()) Stop();
         return;
       default:
         return;
@@ -365,18 +345,10 @@ class ContentXml final : public XmlPart {
   }
 
   void StartTable(XmlAttributes attributes) {
-    // Here and where it is offered, with its size in words.
-    constexpr std::size_t kKept = 512;
-    const std::string_view name = attributes.Find("*:name").value_or("");
-    if (!budget_.Take(kKept + 5 * name.size())) return Refuse();
     const std::string style(attributes.Find("*:style-name").value_or(""));
-    const std::size_t place = tables_.size();
-    tables_.push_back({std::string(name), hidden_styles_.contains(style), {}});
-    is_in_table_ = true;
     row_ = 0;
-    const bool is_wanted = targets_ != nullptr && place < targets_->size();
-    cells_.Begin(is_wanted ? std::span<const SheetBook::Target>((*targets_)[place])
-                           : std::span<const SheetBook::Target>());
+    Demand(tables_.Begin(std::string(attributes.Find("*:name").value_or("")),
+                         hidden_styles_.contains(style)));
   }
 
   void StartRow(std::optional<std::string_view> repeat) {
@@ -385,11 +357,6 @@ class ContentXml final : public XmlPart {
   }
 
   void EndRow() { row_ = std::min(row_ + row_repeat_, kEndOfRows); }
-
-  // Also of one that breaks off.
-  void EndTable() {
-    if (std::exchange(is_in_table_, false)) tables_.back().extent = cells_.extent();
-  }
 
   static std::uint32_t Repeats(std::optional<std::string_view> repeat) {
     return repeat ? std::max(WholeIn(*repeat).value_or(1), 1U) : 1;
@@ -499,15 +466,12 @@ class ContentXml final : public XmlPart {
   static constexpr std::uint32_t kEndOfColumns = BookCells::kColumns;
 
   Budget& budget_;
-  const Targets* targets_;
-  std::size_t last_wanted_ = 0;  // by its place
+  BookTables& tables_;
+  BookCells& cells_;
   std::vector<std::string> names_{kNames.begin(), kNames.end()};
   std::string style_;
   std::set<std::string> hidden_styles_;
-  std::vector<Table> tables_;
   bool has_spreadsheet_ = false;
-  bool is_in_table_ = false;
-  BookCells cells_;
   std::uint32_t row_ = 0;
   std::uint32_t row_repeat_ = 1;
   std::uint32_t column_ = 0;
@@ -551,61 +515,24 @@ bool IsZip(const char* path) {
   return InputFile(path).Read(head) == 2 && head[0] == 'P' && head[1] == 'K';
 }
 
-class Document final : public SheetBook {
+class Document final : public TablesBook {
  public:
+  Document() : TablesBook("OpenDocumentFile", kOpenDocumentKeys) {}
+
   Outcome OpenFile(const char* path) {
     if (!InputFile(path).is_open()) return Outcome::kCannotOpen;
     if (CompoundFile::IsCompoundFile(path)) return Outcome::kOtherFormat;
-    const bool is_package = IsZip(path);
-    if (is_package) {
+    is_package_ = IsZip(path);
+    if (is_package_) {
       if (const Outcome outcome = OpenPackage(path); outcome != Outcome::kGood) return outcome;
     } else if (!package_.OpenAsPart(path)) {
       return Outcome::kCannotOpen;
     }
-    return FindTables(is_package);
-  }
-
-  Outcome ReadSheets(std::span<const Placed> sheets) override {
-    ContentXml::Targets targets(tables_.size());
-    for (const Placed& placed : sheets) targets[placed.sheet->part].push_back(placed.target);
-    package_.budget().RenewWork();
-    ContentXml content(package_.budget(), &targets);
-    const bool is_good = package_.OpenPart(part_) && content.Read(package_);
-    errors_ = content.errors();
-    return is_good ? outcome_ : Bad();
-  }
-
-  void WriteNotes() const override {
-    Log::WriteCount("OpenDocumentFile", errors_, "error was delivered as an empty text",
-                    "errors were delivered as empty texts");
-  }
-
-  Outcome Measure(const Sheet& sheet, Extent& extent) override {
-    extent = tables_[sheet.part].extent;
-    return outcome_;
-  }
-
-  void Describe(Description& description, const std::vector<int>& chosen) override {
-    const Budget kept = package_.budget();
-    Stating stating(description, kOpenDocumentKeys);
-    DescribeOpenDocument(package_, *part_ == '\0' ? part_ : "meta.xml", stating);
-    std::vector<const Sheet*> in_order(sheets_.size());
-    for (const Sheet& sheet : sheets_) in_order[sheet.place] = &sheet;
-    const std::set<int> numbers(chosen.begin(), chosen.end());
-    for (const Sheet* const sheet : in_order) {
-      const char* const label = sheet->state == SheetState::kVisible ? "table" : "table hidden";
-      if (!stating.StateWithin(package_.budget(), label, sheet->name)) break;
-      if (!numbers.contains(static_cast<int>(sheet - sheets_.data()) + 1)) continue;
-      const Extent& extent = tables_[sheet->part].extent;
-      stating.State("found columns", std::to_string(extent.columns));
-      stating.State("found rows", std::to_string(extent.rows));
-    }
-    package_.budget() = kept;
+    return FindTables();
   }
 
  private:
   Outcome OpenPackage(const char* path) {
-    part_ = kContent;
     if (!package_.Open(path))
       return package_.budget().overdrawn() ? Outcome::kOverBudget : Outcome::kBrokenPackage;
     if (package_.Has("mimetype") && package_.OpenPart("mimetype")) {
@@ -619,36 +546,24 @@ class Document final : public SheetBook {
     return package_.Has(kContent) ? Outcome::kGood : Outcome::kOtherFormat;
   }
 
-  // Damage anywhere leaves no sheet that is certain: each is read, and fails.
-  Outcome FindTables(bool is_package) {
-    ContentXml content(package_.budget(), nullptr);
-    const bool is_good = package_.OpenPart(part_) && content.Read(package_);
-    outcome_ = is_good ? Outcome::kGood : Bad();
-    const bool is_other = content.has_other_root() || (!content.has_root() && !is_package);
+  Outcome ReadTables(BookTables& tables) override {
+    ContentXml content(package_.budget(), tables);
+    const bool is_good = package_.OpenPart(is_package_ ? kContent : "") && content.Read(package_);
+    const bool is_other = content.has_other_root() || (!content.has_root() && !is_package_);
     if (is_other || (is_good && !content.has_spreadsheet())) return Outcome::kOtherFormat;
-    tables_ = std::move(content.tables());
-    if (tables_.empty()) {
-      if (outcome_ == Outcome::kBadWorksheet) return Outcome::kBadWorkbook;
-      return is_good ? Outcome::kNoSheets : outcome_;
-    }
-    for (std::size_t i = 0; i < tables_.size(); ++i)
-      sheets_.push_back({tables_[i].name, i,
-                         tables_[i].is_hidden ? SheetState::kHidden : SheetState::kVisible, i});
-    std::stable_partition(sheets_.begin(), sheets_.end(),
-                          [](const Sheet& sheet) { return sheet.state == SheetState::kVisible; });
-    return Outcome::kGood;
-  }
-
-  Outcome Bad() {
+    if (is_good) return Outcome::kGood;
     if (package_.budget().overdrawn()) return Outcome::kOverBudget;
     return package_.is_too_large() ? Outcome::kTooLarge : Outcome::kBadWorksheet;
   }
 
+  void DescribeDocument(Stating& stating) override {
+    DescribeOpenDocument(package_, is_package_ ? "meta.xml" : "", stating);
+  }
+
+  Budget& budget() override { return package_.budget(); }
+
   ZipPackage package_;
-  const char* part_ = "";             // that holds the tables
-  std::vector<Table> tables_;         // in the order of the file
-  Outcome outcome_ = Outcome::kGood;  // of finding them
-  std::uint64_t errors_ = 0;
+  bool is_package_ = true;  // else one document
 };
 
 }  // namespace
