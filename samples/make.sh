@@ -435,4 +435,20 @@ with open("presses.fods", "w", encoding="utf-8") as file:
     file.write('<?xml version="1.0" encoding="UTF-8"?>\n<office:document%s office:mimetype="%s">%s<office:body>'
                "<office:spreadsheet>%s</office:spreadsheet></office:body></office:document>\n"
                % (SPACES, ODS, meta, presses))
+
+# An XML spreadsheet of 2003: vats with their dates, a merged heading, a text of several fonts.
+with open("vats.xml", "w", encoding="utf-8", newline="\r\n") as file:
+    def xml_cell(kind, value, attributes=""):
+        return '<Cell%s><Data ss:Type="%s">%s</Data></Cell>' % (attributes, kind, value)
+
+    space = "urn:schemas-microsoft-com:office:spreadsheet"
+    lines = [xml_cell("String", "Vats of 2023", ' ss:MergeAcross="1"') + xml_cell("String", "Remark"),
+             xml_cell("String", "Vat") + xml_cell("String", "Emptied") + xml_cell("String", "pH")]
+    lines += [xml_cell("String", "V%d" % vat) + xml_cell("DateTime", "2023-11-%02dT08:30:00.000" % (vat * 7)) +
+              xml_cell("Number", 5 + vat / 8) for vat in range(1, 4)]
+    file.write('<?xml version="1.0"?>\n<?mso-application progid="Excel.Sheet"?>\n<Workbook xmlns="%s" xmlns:ss="%s">\n'
+               '<Worksheet ss:Name="Vats"><Table>\n%s\n<Row ss:Index="8"><Cell ss:Index="3"><ss:Data '
+               'ss:Type="String" xmlns="http://www.w3.org/TR/REC-html40"><B>no</B> sample</ss:Data></Cell></Row>\n'
+               "</Table></Worksheet></Workbook>\n"
+               % (space, space, "\n".join("<Row>%s</Row>" % line for line in lines)))
 END

@@ -176,6 +176,28 @@ inline constexpr KeySource kOpenDocumentKeys[] = {
     {"found rows", "found-rows"},
 };
 
+inline constexpr KeySource kXmlSpreadsheetKeys[] = {
+    {"Title", "title"},
+    {"Subject", "subject"},
+    {"Author", "author"},
+    {"Keywords", "keywords"},
+    {"Description", "comment"},
+    {"LastAuthor", "last-author"},
+    {"Revision", "revision"},
+    {"Created", "created"},
+    {"LastSaved", "modified"},
+    {"LastPrinted", "printed"},
+    {"Category", "category"},
+    {"Manager", "manager"},
+    {"Company", "company"},
+    {"Version", "application-version"},
+    {"TotalTime", "editing-time"},
+    {"worksheet", "worksheet"},
+    {"worksheet hidden", "hidden-worksheet"},
+    {"found columns", "found-columns"},
+    {"found rows", "found-rows"},
+};
+
 inline constexpr KeySource kTivonKeys[] = {
     {"stream", "worksheet"},
 };
@@ -202,11 +224,17 @@ inline constexpr KeySource kLotusKeys[] = {
 
 // All of them: docs/descriptions.md has a row for each.
 inline constexpr FormatKeys kFormatKeys[] = {
-    {"JCAMP-DX", kJcampKeys},    {"GalacticSPC", kSpcKeys},
-    {"NSAS", kNsasKeys},         {"Brimrose", kBrimroseKeys},
-    {"Workbook", kWorkbookKeys}, {"TIVON", kTivonKeys},
-    {"Text and CSV", kTextKeys}, {"DIF", kDifKeys},
-    {"Lotus 1-2-3", kLotusKeys}, {"OpenDocument", kOpenDocumentKeys},
+    {"JCAMP-DX", kJcampKeys},
+    {"GalacticSPC", kSpcKeys},
+    {"NSAS", kNsasKeys},
+    {"Brimrose", kBrimroseKeys},
+    {"Workbook", kWorkbookKeys},
+    {"TIVON", kTivonKeys},
+    {"Text and CSV", kTextKeys},
+    {"DIF", kDifKeys},
+    {"Lotus 1-2-3", kLotusKeys},
+    {"OpenDocument", kOpenDocumentKeys},
+    {"XML Spreadsheet 2003", kXmlSpreadsheetKeys},
 };
 
 // The key of a label, empty where it has none.

@@ -24,6 +24,7 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"CSV", 3072, 3076},
     {"Excel 2007", 3328, 3335},
     {"OpenDocument", 3584, 3591},
+    {"XML Spreadsheet 2003", 3840, 3847},
 };
 
 static_assert([] {

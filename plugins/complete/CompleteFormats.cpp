@@ -4,6 +4,7 @@
 
 #include "nvimport/formats/BuiltInFactories.h"
 #include "nvimport/formats/workbook/OpenDocumentFile.h"
+#include "nvimport/formats/workbook/XmlSpreadsheetFile.h"
 
 namespace nvimport {
 
@@ -23,6 +24,7 @@ struct WithoutHabits<Factory> {
 // too.
 struct MoreFactories {
   OpenDocumentFileFactory open_document_file_factory;
+  XmlSpreadsheetFileFactory xml_spreadsheet_file_factory;
 };
 
 struct Complete {

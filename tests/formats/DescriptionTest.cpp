@@ -15,6 +15,7 @@
 #include "nvimport/formats/workbook/ExcelFile.h"
 #include "nvimport/formats/workbook/OpenDocumentFile.h"
 #include "nvimport/formats/workbook/TivonFile.h"
+#include "nvimport/formats/workbook/XmlSpreadsheetFile.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/Described.h"
 #include "tests/support/Samples.h"
@@ -250,6 +251,31 @@ void AddOpenDocuments(std::vector<Described>& all) {
   all.push_back({"OpenDocument", "flat", By<OpenDocumentFile>(), document.Flat(), said});
 }
 
+void AddXmlSpreadsheets(std::vector<Described>& all) {
+  const std::string properties =
+      "<Title>T&amp;T</Title><Subject>S</Subject><Author>A</Author><Keywords>k</Keywords>"
+      "<Description>d</Description><LastAuthor>B</LastAuthor><Revision>3</Revision>"
+      "<TotalTime>12</TotalTime><LastPrinted>never</LastPrinted><LastPrinted>2024-03</LastPrinted>"
+      "<Created>2024-03-05T06:55:37Z</Created><LastSaved>2024-03-06</LastSaved>"
+      "<Category>c</Category><Manager>M</Manager><Company>Co</Company><Version>16.00</Version>";
+  all.push_back(
+      {"XML Spreadsheet 2003", "document", By<XmlSpreadsheetFile>(),
+       "<w:Workbook xmlns:w=\"urn:schemas-microsoft-com:office:spreadsheet\"><DocumentProperties>" +
+           properties +
+           "</DocumentProperties><Worksheet w:Name=\"One\"><Table><Row><Cell w:Index=\"2\">"
+           "<Data>x</Data></Cell></Row></Table></Worksheet><Worksheet w:Name=\"H\">"
+           "<WorksheetOptions><Visible>SheetHidden</Visible></WorksheetOptions></Worksheet>"
+           "</w:Workbook>",
+       "Title [title] = T&T\nSubject [subject] = S\nAuthor [author] = A\nKeywords [keywords] = k\n"
+       "Description [comment] = d\nLastAuthor [last-author] = B\nRevision [revision] = 3\n"
+       "TotalTime [editing-time] = 12\nLastPrinted [] = never\nLastPrinted [printed] = 2024-03\n"
+       "Created [created] = 2024-03-05T06:55:37Z\nLastSaved [modified] = 2024-03-06\n"
+       "Category [category] = c\nManager [manager] = M\nCompany [company] = Co\n"
+       "Version [application-version] = 16.00\nworksheet [worksheet] = One\n"
+       "found columns [found-columns] = 2\nfound rows [found-rows] = 1\n"
+       "worksheet hidden [hidden-worksheet] = H\n"});
+}
+
 void AddPackages(std::vector<Described>& all) {
   const auto package = By<Excel2007File>();
   const std::string core =
@@ -326,6 +352,7 @@ std::vector<Described> AllDescribed() {
 #ifdef NVIMPORT_HAS_PACKAGES
   AddPackages(all);
   AddOpenDocuments(all);
+  AddXmlSpreadsheets(all);
 #endif
   return all;
 }

@@ -259,6 +259,9 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
                 std::string(1'000'000, 'x') + "</p></c></r>")},
       {"blanks by the thousand", "OpenDocument Spreadsheet",
        Document(Repeated("<r><c v='string'><p><x:s x:c='65536'/></p></c></r>", 20'000))},
+      {"a hundred thousand worksheets", "XML Spreadsheet 2003",
+       "<Workbook xmlns=\"urn:schemas-microsoft-com:office:spreadsheet\">" +
+           Repeated("<Worksheet/>", 100'000)},
       {"half a million sheets", "OpenDocument Spreadsheet",
        OpenDocumentFixture{std::vector<OpenDocumentFixture::Table>(500'000)}.Package()},
       {"a million spans in each other", "OpenDocument Spreadsheet",

@@ -2,6 +2,7 @@
 
 #include "nvimport/formats/workbook/Excel2007Book.h"
 #include "nvimport/formats/workbook/OpenDocumentBook.h"
+#include "nvimport/formats/workbook/XmlSpreadsheetBook.h"
 
 namespace nvimport {
 
@@ -11,6 +12,10 @@ std::unique_ptr<SheetBook> OpenExcel2007(const char*, SheetBook::Outcome& outcom
 }
 
 std::unique_ptr<SheetBook> OpenOpenDocument(const char*, SheetBook::Outcome& outcome) {
+  outcome = SheetBook::Outcome::kNotBuilt;
+  return nullptr;
+}
+std::unique_ptr<SheetBook> OpenXmlSpreadsheet(const char*, SheetBook::Outcome& outcome) {
   outcome = SheetBook::Outcome::kNotBuilt;
   return nullptr;
 }

@@ -85,6 +85,8 @@ void DescribeProperties(ZipPackage& package, std::string_view part, bool is_cust
 
 // The same of a part with the properties of an OpenDocument file.
 void DescribeOpenDocument(ZipPackage& package, std::string_view part, Stating& stating);
+// The same of an XML spreadsheet of 2003.
+void DescribeXmlSpreadsheet(ZipPackage& package, std::string_view part, Stating& stating);
 
 struct XmlParts {
   static bool ReadWorkbook(ZipPackage& package, WorkbookPart& workbook);

@@ -134,10 +134,23 @@ struct OpenDocument : PropertyNames {
   static constexpr std::string_view kDates[] = {"creation-date", "date", "print-date"};
 };
 
+struct XmlSpreadsheet : PropertyNames {
+  static constexpr Step kSteps[] = {{XmlPart::kNowhere, "Workbook", kDocument},
+                                    {kDocument, "DocumentProperties", kAll},
+                                    {kDocument, "Worksheet", kBehind},
+                                    {kAll, "*", kProperty}};
+  static constexpr std::string_view kTexts[] = {
+      "Title",    "Subject",  "Author",  "Keywords", "Description", "LastAuthor",
+      "Revision", "Category", "Manager", "Company",  "Version",     "TotalTime"};
+  static constexpr std::string_view kDates[] = {"Created", "LastSaved", "LastPrinted"};
+};
+
 constexpr PropertyNames kOffice{Office::kSteps, Office::kTexts, Office::kDates};
 constexpr PropertyNames kOpenDocument{OpenDocument::kSteps, OpenDocument::kTexts,
                                       OpenDocument::kDates, XmlPart::Prefixes::kAny,
                                       "user-defined"};
+constexpr PropertyNames kXmlSpreadsheet{XmlSpreadsheet::kSteps, XmlSpreadsheet::kTexts,
+                                        XmlSpreadsheet::kDates, XmlPart::Prefixes::kAny};
 
 // Properties of the user's own: each has a name and within it an element with the value.
 class CustomXml final : public XmlPart {
@@ -203,6 +216,11 @@ void DescribeProperties(ZipPackage& package, std::string_view part, bool is_cust
 
 void DescribeOpenDocument(ZipPackage& package, std::string_view part, Stating& stating) {
   if (package.OpenPart(part)) PropertiesXml(kOpenDocument, stating, package.budget()).Read(package);
+}
+
+void DescribeXmlSpreadsheet(ZipPackage& package, std::string_view part, Stating& stating) {
+  if (package.OpenPart(part))
+    PropertiesXml(kXmlSpreadsheet, stating, package.budget()).Read(package);
 }
 
 bool XmlParts::ReadRange(ZipPackage& package, std::string& range) {

@@ -142,7 +142,8 @@ constexpr Member kInCompoundFile[] = {
 constexpr Member kMarkup[] = {
     {"application/vnd.oasis.opendocument.spreadsheet",
      Surely("an OpenDocument spreadsheet", "OpenDocument Spreadsheet", kSaveAs)},
-    {"urn:schemas-microsoft-com:office:spreadsheet", {"an XML spreadsheet of 2003", kSaveAs}},
+    {"urn:schemas-microsoft-com:office:spreadsheet",
+     Surely("an XML spreadsheet of 2003", "XML Spreadsheet 2003", kSaveAs)},
     {"<html", {"an HTML page", "open it in a spreadsheet and save the table as CSV"}},
     {"<!doctype html", {"an HTML page", "open it in a spreadsheet and save the table as CSV"}},
     {"<table", {"an HTML page", "open it in a spreadsheet and save the table as CSV"}},
