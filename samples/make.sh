@@ -452,3 +452,18 @@ with open("vats.xml", "w", encoding="utf-8", newline="\r\n") as file:
                "</Table></Worksheet></Workbook>\n"
                % (space, space, "\n".join("<Row>%s</Row>" % line for line in lines)))
 END
+
+# A page with two tables: a caption, spans, line breaks, numbers that are behind what is shown.
+cat >kilns.html <<'END'
+<!DOCTYPE html>
+<html><head><title>Kilns</title><meta charset="utf-8"><style>td { color: black }</style></head>
+<body><h1>Kilns of 2024</h1>
+<table><caption>Firings</caption>
+<tr><th rowspan=2>Kiln<th colspan=2>Peak<th>Loss
+<tr><th>°C<th>minutes<th>share
+<tr><td>K1<td>1180<td>35<td x:num="0.0125">1 %
+<tr><td>K2<br>repaired<td>1205.5<td>28<td x:num="0.02">2 %
+</table>
+<table id="glazes"><tr><td>Glaze<td>Kiln<tr><td>celadon<td>K1</table>
+</body></html>
+END

@@ -198,6 +198,17 @@ inline constexpr KeySource kXmlSpreadsheetKeys[] = {
     {"found rows", "found-rows"},
 };
 
+inline constexpr KeySource kHtmlKeys[] = {
+    {"title", "title"},
+    {"author", "author"},
+    {"description", "comment"},
+    {"keywords", "keywords"},
+    {"generator", "application"},
+    {"worksheet", "worksheet"},
+    {"found columns", "found-columns"},
+    {"found rows", "found-rows"},
+};
+
 inline constexpr KeySource kTivonKeys[] = {
     {"stream", "worksheet"},
 };
@@ -235,6 +246,7 @@ inline constexpr FormatKeys kFormatKeys[] = {
     {"Lotus 1-2-3", kLotusKeys},
     {"OpenDocument", kOpenDocumentKeys},
     {"XML Spreadsheet 2003", kXmlSpreadsheetKeys},
+    {"HTML", kHtmlKeys},
 };
 
 // The key of a label, empty where it has none.

@@ -25,6 +25,7 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"Excel 2007", 3328, 3335},
     {"OpenDocument", 3584, 3591},
     {"XML Spreadsheet 2003", 3840, 3847},
+    {"HTML", 4096, 4103},
 };
 
 static_assert([] {

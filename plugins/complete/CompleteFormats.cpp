@@ -5,6 +5,9 @@
 #include "nvimport/formats/BuiltInFactories.h"
 #include "nvimport/formats/workbook/OpenDocumentFile.h"
 #include "nvimport/formats/workbook/XmlSpreadsheetFile.h"
+#ifdef NVIMPORT_HAS_HTML
+#include "plugins/complete/HtmlFile.h"
+#endif
 
 namespace nvimport {
 
@@ -25,6 +28,9 @@ struct WithoutHabits<Factory> {
 struct MoreFactories {
   OpenDocumentFileFactory open_document_file_factory;
   XmlSpreadsheetFileFactory xml_spreadsheet_file_factory;
+#ifdef NVIMPORT_HAS_HTML
+  HtmlFileFactory html_file_factory;
+#endif
 };
 
 struct Complete {

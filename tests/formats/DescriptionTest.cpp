@@ -16,6 +16,9 @@
 #include "nvimport/formats/workbook/OpenDocumentFile.h"
 #include "nvimport/formats/workbook/TivonFile.h"
 #include "nvimport/formats/workbook/XmlSpreadsheetFile.h"
+#ifdef NVIMPORT_HAS_HTML
+#include "plugins/complete/HtmlFile.h"
+#endif
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/Described.h"
 #include "tests/support/Samples.h"
@@ -276,6 +279,20 @@ void AddXmlSpreadsheets(std::vector<Described>& all) {
        "worksheet hidden [hidden-worksheet] = H\n"});
 }
 
+#ifdef NVIMPORT_HAS_HTML
+void AddPages(std::vector<Described>& all) {
+  all.push_back({"HTML", "a page", By<HtmlFile>(),
+                 "<html><head><title> T&amp;T\n</title><meta name=Author content=A><meta "
+                 "name=description content=d><meta name=keywords content=k><meta name=generator "
+                 "content=App><meta name=robots content=none><meta name=title content=no></head>"
+                 "<table><caption>One</caption><tr><td>1<td>2</table>",
+                 "title [title] = T&T\nauthor [author] = A\ndescription [comment] = d\n"
+                 "keywords [keywords] = k\ngenerator [application] = App\n"
+                 "worksheet [worksheet] = One\nfound columns [found-columns] = 2\n"
+                 "found rows [found-rows] = 1\n"});
+}
+#endif
+
 void AddPackages(std::vector<Described>& all) {
   const auto package = By<Excel2007File>();
   const std::string core =
@@ -353,6 +370,9 @@ std::vector<Described> AllDescribed() {
   AddPackages(all);
   AddOpenDocuments(all);
   AddXmlSpreadsheets(all);
+#ifdef NVIMPORT_HAS_HTML
+  AddPages(all);
+#endif
 #endif
   return all;
 }
@@ -410,7 +430,7 @@ TEST(Description, EachKeyOfTheTablesComesFromAFile) {
   const std::string page = Contents(NVIMPORT_TEST_SCHEMAS "/../descriptions.md");
   std::size_t told = 0;
   for (const FormatKeys& keys : kFormatKeys) {
-#if defined(HAS_COMPOUND_FILES) && defined(NVIMPORT_HAS_PACKAGES)
+#if defined(HAS_COMPOUND_FILES) && defined(NVIMPORT_HAS_PACKAGES) && defined(NVIMPORT_HAS_HTML)
     EXPECT_TRUE(formats.contains(std::string(keys.format))) << keys.format;
 #endif
     if (!formats.contains(std::string(keys.format))) continue;

@@ -269,6 +269,24 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
       {"twenty million blank cells", "OpenDocument Spreadsheet",
        Document("<r>" + Repeated("<c/>", 5'000'000) + "</r>")},
 #endif
+#ifdef NVIMPORT_HAS_HTML
+      {"a hundred thousand tables in each other", "HTML Tables", Repeated("<table><td>1", 100'000)},
+      {"a hundred thousand elements and other ends", "HTML Tables",
+       "<table><td>" + Repeated("<b>", 100'000) + Repeated("</i>", 100'000)},
+      {"half a million tables", "HTML Tables", Repeated("<table></table>", 500'000)},
+      {"wide and high cells", "HTML Tables",
+       "<table>" + Repeated("<tr><td rowspan=65534 colspan=1000>1", 100'000)},
+      {"a hundred thousand names", "HTML Tables",
+       [] {
+         std::string page = "<table>";
+         for (int i = 0; i < 100'000; ++i)
+           page += "<a" + std::to_string(i) + " b" + std::to_string(i) + "=1>";
+         return page;
+       }()},
+      {"an open comment of megabytes", "HTML Tables", "<table><!--" + Repeated("- >", 1'000'000)},
+      {"a tag of megabytes", "HTML Tables", "<table a=\"" + std::string(4'000'000, 'x')},
+      {"a text of megabytes", "HTML Tables", "<table><td>" + Repeated("x &amp; ", 1'000'000)},
+#endif
       {"three million empty fields", "Text File", Repeated(std::string(3000, '\t') + "\n", 1000)},
   };
   Obliging dialogs;

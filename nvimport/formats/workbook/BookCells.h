@@ -29,13 +29,10 @@ class BookCells {
     std::uint32_t rows = 1;
   };
 
-  explicit BookCells(Budget& budget) : budget_(budget) {}
+  explicit BookCells(Budget& budget) : budget_(&budget) {}
 
-  // The next worksheet begins, which is wanted there. Without targets only its extent is found.
-  void Begin(std::span<const SheetBook::Target> targets) {
-    targets_ = targets;
-    extent_ = {};
-  }
+  // The worksheet is wanted there. Without targets only its extent is found.
+  void Begin(std::span<const SheetBook::Target> targets) { targets_ = targets; }
   bool is_wanted() const { return !targets_.empty(); }
 
   // Takes the cells of a value, of a text with its length. False when there is no such place, or
@@ -46,7 +43,7 @@ class BookCells {
         range.rows > kRows - range.row)
       return false;
     const std::uint64_t copies = std::uint64_t{range.columns} * range.rows - 1;
-    if (copies > 0 && !budget_.Work(copies * (kWorth + std::min<std::uint64_t>(length, kLongest))))
+    if (copies > 0 && !budget_->Work(copies * (kWorth + std::min<std::uint64_t>(length, kLongest))))
       return false;
     range_ = range;
     extent_.columns = std::max(extent_.columns, range.column + range.columns);
@@ -82,9 +79,8 @@ class BookCells {
   // A time in ISO 8601, "PT36H00M00S".
   void SetDuration(const char* text);
 
-  // Of the worksheet that began last.
   const SheetBook::Extent& extent() const { return extent_; }
-  // Cells that became empty texts, of all.
+  // Cells that became empty texts.
   std::uint64_t errors() const { return errors_; }
 
  private:
@@ -100,7 +96,7 @@ class BookCells {
               static_cast<int>(row) + 1 + target.rows);
   }
 
-  Budget& budget_;
+  Budget* budget_;
   std::span<const SheetBook::Target> targets_;
   Range range_;
   SheetBook::Extent extent_;

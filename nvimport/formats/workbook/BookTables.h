@@ -16,50 +16,67 @@ struct BookTable {
   SheetBook::Extent extent{};
 };
 
-// The worksheets of a file that are read one after the other. The cells of each go to the targets
-// that it has by its place.
+// The worksheets of a file that are read one after the other, or one within the other. The cells of
+// each go to the targets that it has by its place.
 class BookTables {
  public:
   using Targets = std::vector<std::vector<SheetBook::Target>>;
 
   // Without targets only what there is is found.
-  BookTables(Budget& budget, const Targets* targets)
-      : budget_(budget), targets_(targets), cells_(budget) {
+  BookTables(Budget& budget, const Targets* targets) : budget_(budget), targets_(targets) {
     for (std::size_t i = 0; targets_ != nullptr && i < targets_->size(); ++i)
       if (!(*targets_)[i].empty()) wanted_ = i + 1;
   }
 
   // The next one begins. False when the import may not have as many.
   bool Begin(std::string name, bool is_hidden = false) {
-    constexpr std::size_t kKept = 512;  // here and where it is offered, with its size in words
+    constexpr std::size_t kKept = 640;  // here and where it is offered, with its size in words
     if (!budget_.Take(kKept + 5 * name.size())) return false;
-    End();
     const std::size_t place = tables_.size();
     tables_.push_back({std::move(name), is_hidden});
-    is_open_ = true;
-    cells_.Begin(place < wanted_ ? (*targets_)[place] : std::span<const SheetBook::Target>());
+    open_.push_back({place, BookCells(budget_)});
+    if (place < wanted_) open_.back().cells.Begin((*targets_)[place]);
     return true;
   }
-  void Name(std::string name) { tables_.back().name = std::move(name); }
-  void Hide() { tables_.back().is_hidden = true; }
-  // Also of one that breaks off.
+
+  // Of the one that began last of those that have not ended.
+  bool is_open() const { return !open_.empty(); }
+  BookCells& cells() { return open_.back().cells; }
+  void Hide() { tables_[open_.back().place].is_hidden = true; }
+  bool Name(std::string name) {
+    if (!budget_.Take(5 * name.size())) return false;
+    tables_[open_.back().place].name = std::move(name);
+    return true;
+  }
   void End() {
-    if (std::exchange(is_open_, false)) tables_.back().extent = cells_.extent();
+    tables_[open_.back().place].extent = cells().extent();
+    errors_ += cells().errors();
+    open_.pop_back();
+  }
+  // Of a file that breaks off.
+  void EndAll() {
+    while (is_open()) End();
   }
 
   // Nothing is wanted of those that follow.
-  bool is_done() const { return targets_ != nullptr && tables_.size() >= wanted_; }
+  bool is_done() const { return targets_ != nullptr && !is_open() && tables_.size() >= wanted_; }
 
-  BookCells& cells() { return cells_; }
+  // Of those that have ended.
   const std::vector<BookTable>& tables() const { return tables_; }
+  std::uint64_t errors() const { return errors_; }
 
  private:
+  struct Open {
+    std::size_t place;
+    BookCells cells;
+  };
+
   Budget& budget_;
   const Targets* targets_;
   std::size_t wanted_ = 0;  // the last one, from 1
-  BookCells cells_;
   std::vector<BookTable> tables_;
-  bool is_open_ = false;
+  std::vector<Open> open_;
+  std::uint64_t errors_ = 0;
 };
 
 }  // namespace nvimport

@@ -109,7 +109,6 @@ class ContentXml final : public XmlPart {
       : XmlPart(kSteps, /*takes_directly=*/true, Prefixes::kAny),
         budget_(budget),
         tables_(tables),
-        cells_(tables.cells()),
         shown_(budget) {}
 
   bool has_spreadsheet() const { return has_spreadsheet_; }
@@ -416,7 +415,7 @@ class ContentXml final : public XmlPart {
   // error.
   void BeginContent() {
     is_number_ = type_ == ValueType::kNumber && has_value_;
-    if (is_number_ && cells_.is_wanted()) {
+    if (is_number_ && tables_.cells().is_wanted()) {
       const auto number = ParseNumber(value_);
       is_number_ = number.has_value();
       number_ = number.value_or(0);
@@ -434,24 +433,24 @@ class ContentXml final : public XmlPart {
     if (!has_value_ && !has_text && type_ != ValueType::kText) return false;
     const bool is_shown = has_text && (type_ == ValueType::kNumber ? !is_number_ : !has_value_);
     const std::string& text = is_shown ? shown_.text() : value_;
-    if (!cells_.Take({column, row_, repeat_, row_repeat_}, text.size())) {
+    if (!tables_.cells().Take({column, row_, repeat_, row_repeat_}, text.size())) {
       Refuse();
       return true;
     }
-    if (!cells_.is_wanted()) return true;
+    if (!tables_.cells().is_wanted()) return true;
     if (is_error_ || (has_formula_ && IsErrorText(shown_.text()))) {
-      cells_.SetError();
+      tables_.cells().SetError();
     } else if (is_number_) {
-      cells_.SetNumber(number_, value_);
+      tables_.cells().SetNumber(number_, value_);
     } else if (is_shown || type_ == ValueType::kText || type_ == ValueType::kNone ||
                type_ == ValueType::kNumber) {
-      cells_.SetText(text.c_str());
+      tables_.cells().SetText(text.c_str());
     } else if (type_ == ValueType::kBoolean) {
-      cells_.SetBoolean(value_ == "true" || value_ == "1");
+      tables_.cells().SetBoolean(value_ == "true" || value_ == "1");
     } else if (type_ == ValueType::kDate) {
-      cells_.SetDate(value_);
+      tables_.cells().SetDate(value_);
     } else {
-      cells_.SetDuration(value_.c_str());
+      tables_.cells().SetDuration(value_.c_str());
     }
     return true;
   }
@@ -467,7 +466,6 @@ class ContentXml final : public XmlPart {
 
   Budget& budget_;
   BookTables& tables_;
-  BookCells& cells_;
   std::vector<std::string> names_{kNames.begin(), kNames.end()};
   std::string style_;
   std::set<std::string> hidden_styles_;

@@ -10,16 +10,17 @@ namespace nvimport {
 SheetBook::Outcome TablesBook::FindTables() {
   BookTables found(budget(), nullptr);
   outcome_ = ReadTables(found);
-  found.End();
+  found.EndAll();
   if (outcome_ == Outcome::kOtherFormat) return outcome_;
-  if (found.tables().empty()) {
-    if (outcome_ == Outcome::kBadWorksheet) return Outcome::kBadWorkbook;
-    return outcome_ == Outcome::kGood ? Outcome::kNoSheets : outcome_;
-  }
   for (const BookTable& table : found.tables()) {
     const auto state = table.is_hidden ? SheetState::kHidden : SheetState::kVisible;
-    sheets_.push_back({table.name, sheets_.size(), state, sheets_.size()});
+    if (offers_empty_ || table.extent.rows > 0)
+      sheets_.push_back({table.name, extents_.size(), state, sheets_.size()});
     extents_.push_back(table.extent);
+  }
+  if (sheets_.empty()) {
+    if (outcome_ == Outcome::kBadWorksheet) return Outcome::kBadWorkbook;
+    return outcome_ == Outcome::kGood ? Outcome::kNoSheets : outcome_;
   }
   std::stable_partition(sheets_.begin(), sheets_.end(),
                         [](const Sheet& sheet) { return sheet.state == SheetState::kVisible; });
@@ -32,7 +33,8 @@ SheetBook::Outcome TablesBook::ReadSheets(std::span<const Placed> sheets) {
   budget().RenewWork();
   BookTables tables(budget(), &targets);
   const Outcome outcome = ReadTables(tables);
-  errors_ = tables.cells().errors();
+  tables.EndAll();
+  errors_ = tables.errors();
   return outcome_ != Outcome::kGood ? outcome_ : outcome;
 }
 

@@ -22,7 +22,8 @@ class TablesBook : public SheetBook {
 
  protected:
   // `keys` has "worksheet" and "worksheet hidden" as well.
-  TablesBook(const char* source, std::span<const KeySource> keys) : source_(source), keys_(keys) {}
+  TablesBook(const char* source, std::span<const KeySource> keys, bool offers_empty = true)
+      : source_(source), keys_(keys), offers_empty_(offers_empty) {}
 
   // Goes through the document to find its worksheets.
   Outcome FindTables();
@@ -35,6 +36,7 @@ class TablesBook : public SheetBook {
 
   const char* source_;  // in the log
   std::span<const KeySource> keys_;
+  bool offers_empty_;                 // worksheets without a cell
   std::vector<Extent> extents_;       // in the order of the file
   Outcome outcome_ = Outcome::kGood;  // of finding them
   std::uint64_t errors_ = 0;

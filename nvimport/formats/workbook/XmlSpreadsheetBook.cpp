@@ -44,7 +44,6 @@ class WorkbookXml final : public XmlPart {
       : XmlPart(kSteps, /*takes_directly=*/false, Prefixes::kAny),
         budget_(budget),
         tables_(tables),
-        cells_(tables.cells()),
         text_(budget) {}
 
   bool is_spreadsheet() const { return is_spreadsheet_; }
@@ -176,37 +175,37 @@ class WorkbookXml final : public XmlPart {
     // Without a value there is no cell, but a text may be empty.
     if (!is_text && Trimmed(text).empty()) return;
     Excuse();
-    if (!cells_.Take({column_, row_})) return Refuse();
-    if (!cells_.is_wanted()) return;
+    if (!tables_.cells().Take({column_, row_})) return Refuse();
+    if (!tables_.cells().is_wanted()) return;
     if (type_ == "Number") {
       const auto number = ParseNumber(text);
-      number ? cells_.SetNumber(*number, Trimmed(text)) : cells_.SetText(text.c_str());
+      number ? tables_.cells().SetNumber(*number, Trimmed(text))
+             : tables_.cells().SetText(text.c_str());
     } else if (type_ == "DateTime") {
       TakeDate(Trimmed(text));
     } else if (type_ == "Boolean") {
       const std::string_view value = Trimmed(text);
-      cells_.SetBoolean(value == "1" || value == "true");
+      tables_.cells().SetBoolean(value == "1" || value == "true");
     } else if (type_ == "Error") {
-      cells_.SetError();
+      tables_.cells().SetError();
     } else {
-      cells_.SetText(text.c_str());
+      tables_.cells().SetText(text.c_str());
     }
   }
 
   void TakeDate(std::string_view text) {
     const bool is_time = text.starts_with(first_day_);
     if (is_time) text.remove_prefix(first_day_.size() - 1);
-    if (!elapsed_.contains(style_)) return cells_.SetDate(text);
+    if (!elapsed_.contains(style_)) return tables_.cells().SetDate(text);
     const double days = SerialOfIsoDate(text);
-    if (!(days >= 0)) return cells_.SetDate(text);
+    if (!(days >= 0)) return tables_.cells().SetDate(text);
     DateText time;
     IEEEDate_2_string(days, /*since_1904=*/false, time, DateForm::kElapsed);
-    cells_.SetText(time.data());
+    tables_.cells().SetText(time.data());
   }
 
   Budget& budget_;
   BookTables& tables_;
-  BookCells& cells_;
   bool is_spreadsheet_ = false;
   std::string_view first_day_ = "1899-12-31T";
   std::string style_;              // that is defined, later that of the cell
