@@ -2,7 +2,7 @@
 # Sourced by sh with $root set to the project's folder.
 
 run_packages="g++ cmake make ninja-build libcli11-dev libexpat1-dev nlohmann-json3-dev
-  zlib1g-dev"
+  libxml2-dev zlib1g-dev"
 desktop_packages="$run_packages qt6-base-dev qt6-svg-dev libqcustomplot-dev"
 python_packages="$run_packages pybind11-dev python3-dask python3-dev python3-distributed
   python3-matplotlib python3-mypy python3-numpy python3-pandas python3-pytest python3-setuptools python3-venv

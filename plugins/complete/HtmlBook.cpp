@@ -73,7 +73,10 @@ std::string EncodingOf(const std::string& head) {
           lower.substr(begin, lower.find_first_of("\"'/>; \r\n", begin) - begin);
       // As browsers take these.
       const bool is_latin = name == "iso-8859-1" || name == "us-ascii" || name == "latin1";
-      return is_latin || name.starts_with("utf-16") ? "windows-1252" : name;
+      constexpr std::string_view kOfNames = "abcdefghijklmnopqrstuvwxyz0123456789-_.:";
+      const bool is_name = !name.empty() && name.find_first_not_of(kOfNames) == std::string::npos;
+      if (is_latin || name.starts_with("utf-16")) return "windows-1252";
+      if (is_name) return name;
     }
   }
   // A character may be cut where the head ends.
@@ -101,6 +104,26 @@ bool ShowsDate(std::string_view text) {
          (hyphen != std::string_view::npos && text[hyphen - 1] >= '0' && text[hyphen - 1] <= '9' &&
           !ParseNumber(text));
 }
+
+// The library says nothing of its own while this lives. What it would have said is of bytes that
+// are none of the encoding, where it reads no further; of the page itself it is not asked.
+class Silence {
+ public:
+  Silence() { xmlSetGenericErrorFunc(this, &Note); }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+  ~Silence() { xmlSetGenericErrorFunc(context_, before_); }
+
+  bool is_broken() const { return is_broken_; }
+
+ private:
+  static void Note(void* self, const char*, ...) { static_cast<Silence*>(self)->is_broken_ = true; }
+
+  bool is_broken_ = false;
+
+  xmlGenericErrorFunc before_ = xmlGenericError;
+  void* context_ = xmlGenericErrorContext;
+};
 
 // What of the attributes of an element matters.
 class Attributes {
@@ -133,6 +156,7 @@ class Page {
 
   // Whether the page could be read to its end.
   bool Read(InputFile& file) {
+    const Silence silence;
     const std::string head = HeadOf(file);
     htmlSAXHandler handler{};
     handler.startElement = [](void* self, const xmlChar* name, const xmlChar** attributes) {
@@ -170,7 +194,7 @@ class Page {
     if (is_read && !is_refused_) htmlParseChunk(parser_, nullptr, 0, 1);
     if (thrown_) std::rethrow_exception(thrown_);
     while (tables_.is_open()) EndTable();
-    return is_read && !is_refused_;
+    return is_read && !is_refused_ && !silence.is_broken();
   }
 
  private:
@@ -212,7 +236,7 @@ class Page {
     constexpr std::size_t kPiece = 4096;
     for (; !bytes.empty() && !is_refused_; bytes.remove_prefix(std::min(kPiece, bytes.size()))) {
       htmlParseChunk(parser_, bytes.data(), static_cast<int>(std::min(kPiece, bytes.size())), 0);
-      if (parser_->nameNr > kDeepest || parser_->errNo == XML_ERR_NO_MEMORY) is_refused_ = true;
+      if (parser_->nameNr > kDeepest || parser_->disableSAX != 0) is_refused_ = true;
     }
     return !is_refused_;
   }

@@ -50,6 +50,9 @@ TEST(HtmlFile, ReadsTables) {
       {"no table", "<html><p>1", "4102 The HTML page does not contain any table with cells."},
       {"blank tables", "<table><tr><td></table>",
        "4102 The HTML page does not contain any table with cells."},
+      {"bytes that are none of its encoding",
+       "<meta charset=shift_jis><table><tr><td>1</table><table><tr><td>\x82\xFF\xFF</table>",
+       "4098 The HTML page cannot be read to its end.\n1"},
       {"no page", "a,b\n", "4099 This file does not appear to be an HTML page."},
   };
   for (const auto& c : kCases) EXPECT_EQ(Summary(c.page), c.sheet) << c.why;
@@ -57,8 +60,8 @@ TEST(HtmlFile, ReadsTables) {
 
 TEST(HtmlFile, OffersEachTableByItsName) {
   const std::string page =
-      "<table><caption>Outer\n one</caption><tr><td>1<table "
-      "id=inner><tr><td>2</table>3<td>4</table>"
+      "<table><caption>Outer\n one</caption><tr><td>a<table "
+      "id=inner><tr><td>2</table>b<td>4</table>"
       "<table><tr><td> </table><table><tr><td>5</table>";
   ScriptedDialogs dialogs;
   dialogs.items = ItemsChoice{{0, 1, 2}, 1};
