@@ -1,7 +1,7 @@
 # What run, test and .ci/run share: installing what is missing, and building.
 # Sourced by sh with $root set to the project's folder.
 
-run_packages="g++ cmake make ninja-build libcli11-dev libexpat1-dev nettle-dev
+run_packages="g++ cmake make ninja-build libcli11-dev libexpat1-dev libxml2-dev nettle-dev
   nlohmann-json3-dev zlib1g-dev"
 desktop_packages="$run_packages qt6-base-dev qt6-svg-dev libqcustomplot-dev"
 python_packages="$run_packages pybind11-dev python3-dask python3-dev python3-distributed

@@ -368,4 +368,102 @@ archive("sieves.xlsb", {
                             b"".join(record(19, b"\0" + text(w)) for w in words) + record(160),
     "xl/worksheets/sheet1.bin": record(129) + record(145) + b"".join(table) + record(146) + record(130),
 })
+
+
+# OpenDocument spreadsheets, as a package and as one document: casks with their dates, a value that
+# stands for a row of cells, and the blank rows and columns that programs fill a sheet up with.
+OASIS = "urn:oasis:names:tc:opendocument:xmlns:"
+ODS = "application/vnd.oasis.opendocument.spreadsheet"
+SPACES = "".join(' xmlns:%s="%s%s:1.0"' % (name, OASIS, name)
+                 for name in ("office", "table", "text", "style", "meta"))
+SPACES += ' xmlns:dc="http://purl.org/dc/elements/1.1/" office:version="1.3"'
+
+
+def ods_cell(kind="", shown="", attributes=""):
+    if not kind:
+        return "<table:table-cell%s/>" % attributes
+    value = {"float": "value", "percentage": "value", "date": "date-value", "boolean": "boolean-value"}.get(kind)
+    value = ' office:%s="%s"' % (value, shown) if value else ""
+    return '<table:table-cell office:value-type="%s"%s%s><text:p>%s</text:p></table:table-cell>' % (
+        kind, value, attributes, shown)
+
+
+def ods_row(cells, attributes=""):
+    return "<table:table-row%s>%s%s</table:table-row>" % (
+        attributes, "".join(ods_cell(*cell) for cell in cells),
+        ods_cell(attributes=' table:number-columns-repeated="%d"' % (16384 - len(cells))))
+
+
+def ods_table(name, style, rows):
+    filler = ods_row([], ' table:number-rows-repeated="%d"' % (1048576 - len(rows)))
+    return '<table:table table:name="%s" table:style-name="%s">%s%s</table:table>' % (
+        name, style, "".join(rows), filler)
+
+
+casks = [ods_row([("string", w) for w in ("Cask", "Filled", "pH", "Strength", "Racked")])]
+for cask in range(1, 5):
+    casks.append(ods_row([("string", "Eiche  %d".replace("  ", " <text:s/>") % cask),
+                          ("date", "2024-10-%02d" % (cask * 5)), ("float", 3.1 + cask * 3 % 5 / 16),
+                          ("percentage", 0.11 + cask / 128), ("boolean", ("false", "true")[cask % 2])]))
+hidden = [ods_row([("string", "Limit"), ("float", 3.5)])]
+styles = "".join('<style:style style:name="%s" style:family="table"><style:table-properties '
+                 'table:display="%s"/></style:style>' % style for style in (("ta1", "true"), ("ta2", "false")))
+styles = "<office:automatic-styles>%s</office:automatic-styles>" % styles
+body = "<office:body><office:spreadsheet>%s%s</office:spreadsheet></office:body>" % (
+    ods_table("Casks", "ta1", casks), ods_table("Limits", "ta2", hidden))
+meta = ("<office:meta><dc:title>Casks of 2024</dc:title><meta:initial-creator>Cellar</meta:initial-creator>"
+        "</office:meta>")
+with zipfile.ZipFile("casks.ods", "w") as file:
+    entries = '<manifest:file-entry manifest:full-path="/" manifest:media-type="%s"/>' % ODS
+    entries += "".join('<manifest:file-entry manifest:full-path="%s" manifest:media-type="text/xml"/>' % part
+                       for part in ("content.xml", "meta.xml"))
+    for name, content in (
+            ("mimetype", ODS), ("content.xml", "<office:document-content%s>%s%s</office:document-content>"
+                                % (SPACES, styles, body)),
+            ("meta.xml", "<office:document-meta%s>%s</office:document-meta>" % (SPACES, meta)),
+            ("META-INF/manifest.xml", '<manifest:manifest xmlns:manifest="%smanifest:1.0" '
+             'manifest:version="1.3">%s</manifest:manifest>' % (OASIS, entries))):
+        if name != "mimetype":
+            content = '<?xml version="1.0" encoding="UTF-8"?>\n' + content
+        file.writestr(zipfile.ZipInfo(name), content, zipfile.ZIP_STORED if name == "mimetype" else zipfile.ZIP_DEFLATED)
+
+presses = ods_table("Presses", "ta1", [
+    ods_row([("string", "Press"), ("string", "bar")]),
+    ods_row([("string", "P1"), ("float", 1.8, ' table:number-columns-repeated="2"')]),
+    ods_row([("string", "P2"), ("float", "2.25")], ' table:number-rows-repeated="2"')])
+with open("presses.fods", "w", encoding="utf-8") as file:
+    file.write('<?xml version="1.0" encoding="UTF-8"?>\n<office:document%s office:mimetype="%s">%s<office:body>'
+               "<office:spreadsheet>%s</office:spreadsheet></office:body></office:document>\n"
+               % (SPACES, ODS, meta, presses))
+
+# An XML spreadsheet of 2003: vats with their dates, a merged heading, a text of several fonts.
+with open("vats.xml", "w", encoding="utf-8", newline="\r\n") as file:
+    def xml_cell(kind, value, attributes=""):
+        return '<Cell%s><Data ss:Type="%s">%s</Data></Cell>' % (attributes, kind, value)
+
+    space = "urn:schemas-microsoft-com:office:spreadsheet"
+    lines = [xml_cell("String", "Vats of 2023", ' ss:MergeAcross="1"') + xml_cell("String", "Remark"),
+             xml_cell("String", "Vat") + xml_cell("String", "Emptied") + xml_cell("String", "pH")]
+    lines += [xml_cell("String", "V%d" % vat) + xml_cell("DateTime", "2023-11-%02dT08:30:00.000" % (vat * 7)) +
+              xml_cell("Number", 5 + vat / 8) for vat in range(1, 4)]
+    file.write('<?xml version="1.0"?>\n<?mso-application progid="Excel.Sheet"?>\n<Workbook xmlns="%s" xmlns:ss="%s">\n'
+               '<Worksheet ss:Name="Vats"><Table>\n%s\n<Row ss:Index="8"><Cell ss:Index="3"><ss:Data '
+               'ss:Type="String" xmlns="http://www.w3.org/TR/REC-html40"><B>no</B> sample</ss:Data></Cell></Row>\n'
+               "</Table></Worksheet></Workbook>\n"
+               % (space, space, "\n".join("<Row>%s</Row>" % line for line in lines)))
+END
+
+# A page with two tables: a caption, spans, line breaks, numbers that are behind what is shown.
+cat >kilns.html <<'END'
+<!DOCTYPE html>
+<html><head><title>Kilns</title><meta charset="utf-8"><style>td { color: black }</style></head>
+<body><h1>Kilns of 2024</h1>
+<table><caption>Firings</caption>
+<tr><th rowspan=2>Kiln<th colspan=2>Peak<th>Loss
+<tr><th>°C<th>minutes<th>share
+<tr><td>K1<td>1180<td>35<td x:num="0.0125">1 %
+<tr><td>K2<br>repaired<td>1205.5<td>28<td x:num="0.02">2 %
+</table>
+<table id="glazes"><tr><td>Glaze<td>Kiln<tr><td>celadon<td>K1</table>
+</body></html>
 END

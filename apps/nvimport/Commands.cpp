@@ -135,7 +135,10 @@ void Detect(FileTurn& turn) {
   for (const int format : detection.candidates) candidates.push_back(FormatName(format));
   auto kind = RecogniseKind(path);
   // Where a format is taken there is nothing to be said for the one that would read it too.
-  if (kind && detection.format > 0 && *kind->format != '\0') kind.reset();
+  const int despite_name = FormatDespiteName(detection, path);
+  const bool is_other = despite_name > 0 && despite_name != detection.format;
+  const bool has_reader = kind && *kind->format != '\0' && FindFormat(kind->format, false) > 0;
+  if (has_reader && detection.format > 0 && !is_other) kind.reset();
   turn.Print((turn.plan().json ? DetectionJson : DetectionText)(turn.input(), detection, candidates,
                                                                 kind));
   if (detection.format < 1) turn.EndWith(kFormatUnknown);

@@ -156,6 +156,59 @@ inline constexpr KeySource kWorkbookKeys[] = {
     {"found rows", "found-rows"},
 };
 
+inline constexpr KeySource kOpenDocumentKeys[] = {
+    {"title", "title"},
+    {"subject", "subject"},
+    {"description", "comment"},
+    {"keyword", "keywords"},
+    {"initial-creator", "author"},
+    {"creator", "last-author"},
+    {"creation-date", "created"},
+    {"date", "modified"},
+    {"print-date", "printed"},
+    {"generator", "application"},
+    {"language", "language"},
+    {"editing-cycles", "revision"},
+    {"editing-duration", "editing-time"},
+    {"worksheet", "worksheet"},
+    {"worksheet hidden", "hidden-worksheet"},
+    {"found columns", "found-columns"},
+    {"found rows", "found-rows"},
+};
+
+inline constexpr KeySource kXmlSpreadsheetKeys[] = {
+    {"Title", "title"},
+    {"Subject", "subject"},
+    {"Author", "author"},
+    {"Keywords", "keywords"},
+    {"Description", "comment"},
+    {"LastAuthor", "last-author"},
+    {"Revision", "revision"},
+    {"Created", "created"},
+    {"LastSaved", "modified"},
+    {"LastPrinted", "printed"},
+    {"Category", "category"},
+    {"Manager", "manager"},
+    {"Company", "company"},
+    {"Version", "application-version"},
+    {"TotalTime", "editing-time"},
+    {"worksheet", "worksheet"},
+    {"worksheet hidden", "hidden-worksheet"},
+    {"found columns", "found-columns"},
+    {"found rows", "found-rows"},
+};
+
+inline constexpr KeySource kHtmlKeys[] = {
+    {"title", "title"},
+    {"author", "author"},
+    {"description", "comment"},
+    {"keywords", "keywords"},
+    {"generator", "application"},
+    {"worksheet", "worksheet"},
+    {"found columns", "found-columns"},
+    {"found rows", "found-rows"},
+};
+
 inline constexpr KeySource kTivonKeys[] = {
     {"stream", "worksheet"},
 };
@@ -182,9 +235,18 @@ inline constexpr KeySource kLotusKeys[] = {
 
 // All of them: docs/descriptions.md has a row for each.
 inline constexpr FormatKeys kFormatKeys[] = {
-    {"JCAMP-DX", kJcampKeys},    {"GalacticSPC", kSpcKeys},   {"NSAS", kNsasKeys},
-    {"Brimrose", kBrimroseKeys}, {"Workbook", kWorkbookKeys}, {"TIVON", kTivonKeys},
-    {"Text and CSV", kTextKeys}, {"DIF", kDifKeys},           {"Lotus 1-2-3", kLotusKeys},
+    {"JCAMP-DX", kJcampKeys},
+    {"GalacticSPC", kSpcKeys},
+    {"NSAS", kNsasKeys},
+    {"Brimrose", kBrimroseKeys},
+    {"Workbook", kWorkbookKeys},
+    {"TIVON", kTivonKeys},
+    {"Text and CSV", kTextKeys},
+    {"DIF", kDifKeys},
+    {"Lotus 1-2-3", kLotusKeys},
+    {"OpenDocument", kOpenDocumentKeys},
+    {"XML Spreadsheet 2003", kXmlSpreadsheetKeys},
+    {"HTML", kHtmlKeys},
 };
 
 // The key of a label, empty where it has none.

@@ -23,6 +23,9 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"Brimrose", 2816, 2822},
     {"CSV", 3072, 3076},
     {"Excel 2007", 3328, 3338},
+    {"OpenDocument", 3584, 3591},
+    {"XML Spreadsheet 2003", 3840, 3847},
+    {"HTML", 4096, 4103},
 };
 
 static_assert([] {

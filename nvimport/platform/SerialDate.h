@@ -22,4 +22,8 @@ enum class DateForm : unsigned char { kNone, kDays, kTime, kElapsed };
 NVIMPORT_API std::string_view IEEEDate_2_string(double serial, bool since_1904, DateText& buffer,
                                                 DateForm form = DateForm::kTime);
 
+// The days since the end of 1899 that a date in ISO 8601 is, with or without a time of day, or a
+// time alone; NaN for anything else.
+NVIMPORT_API double SerialOfIsoDate(std::string_view text);
+
 }  // namespace nvimport

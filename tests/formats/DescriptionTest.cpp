@@ -13,7 +13,12 @@
 #include "nvimport/formats/text/TextFile.h"
 #include "nvimport/formats/workbook/Excel2007File.h"
 #include "nvimport/formats/workbook/ExcelFile.h"
+#include "nvimport/formats/workbook/OpenDocumentFile.h"
 #include "nvimport/formats/workbook/TivonFile.h"
+#include "nvimport/formats/workbook/XmlSpreadsheetFile.h"
+#ifdef NVIMPORT_HAS_HTML
+#include "plugins/complete/HtmlFile.h"
+#endif
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/Described.h"
 #include "tests/support/Samples.h"
@@ -23,6 +28,7 @@
 #define HAS_COMPOUND_FILES
 #endif
 #ifdef NVIMPORT_HAS_PACKAGES
+#include "tests/support/OpenDocumentFixture.h"
 #include "tests/support/PackageFixture.h"
 #endif
 
@@ -220,6 +226,73 @@ std::string PackageWith(const PackageFixture& package, const std::vector<ZipPart
   return ZipArchive(parts);
 }
 
+void AddOpenDocuments(std::vector<Described>& all) {
+  const std::string meta =
+      "<meta:initial-creator>A</meta:initial-creator><dc:title> T&amp;T </dc:title>"
+      "<dc:subject>S</dc:subject><dc:description>two\nlines</dc:description>"
+      "<meta:keyword>k</meta:keyword><meta:keyword>l</meta:keyword><dc:creator>B</dc:creator>"
+      "<dc:date>2024-03-05T06:55:37.123</dc:date><meta:creation-date>2024-03-05</"
+      "meta:creation-date>"
+      "<meta:print-date>yesterday</meta:print-date><meta:print-date>2024-03</meta:print-date>"
+      "<meta:generator>App</meta:generator><dc:language>de</dc:language>"
+      "<meta:editing-cycles>3</meta:editing-cycles><meta:editing-duration>PT1M</"
+      "meta:editing-duration><meta:document-statistic/>"
+      "<meta:user-defined meta:name=\"title\">mine</meta:user-defined>";
+  const OpenDocumentFixture document{
+      {{"", "H", true}, {"<r><c/><c v='float' o:value='1'/></r>", "One"}, {"", "Two"}}, meta};
+  const std::string said =
+      "initial-creator [author] = A\ntitle [title] = T&T\nsubject [subject] = S\n"
+      "description [comment] = two\nlines\nkeyword [keywords] = k\nkeyword [keywords] = l\n"
+      "creator [last-author] = B\ndate [modified] = 2024-03-05T06:55:37.123\n"
+      "creation-date [created] = 2024-03-05\nprint-date [] = yesterday\n"
+      "print-date [printed] = 2024-03\ngenerator [application] = App\nlanguage [language] = de\n"
+      "editing-cycles [revision] = 3\nediting-duration [editing-time] = PT1M\n"
+      "title [] = mine\nworksheet hidden [hidden-worksheet] = H\nworksheet [worksheet] = One\n"
+      "found columns [found-columns] = 2\nfound rows [found-rows] = 1\n"
+      "worksheet [worksheet] = Two\n";
+  all.push_back({"OpenDocument", "package", By<OpenDocumentFile>(), document.Package(), said});
+  all.push_back({"OpenDocument", "flat", By<OpenDocumentFile>(), document.Flat(), said});
+}
+
+void AddXmlSpreadsheets(std::vector<Described>& all) {
+  const std::string properties =
+      "<Title>T&amp;T</Title><Subject>S</Subject><Author>A</Author><Keywords>k</Keywords>"
+      "<Description>d</Description><LastAuthor>B</LastAuthor><Revision>3</Revision>"
+      "<TotalTime>12</TotalTime><LastPrinted>never</LastPrinted><LastPrinted>2024-03</LastPrinted>"
+      "<Created>2024-03-05T06:55:37Z</Created><LastSaved>2024-03-06</LastSaved>"
+      "<Category>c</Category><Manager>M</Manager><Company>Co</Company><Version>16.00</Version>";
+  all.push_back(
+      {"XML Spreadsheet 2003", "document", By<XmlSpreadsheetFile>(),
+       "<w:Workbook xmlns:w=\"urn:schemas-microsoft-com:office:spreadsheet\"><DocumentProperties>" +
+           properties +
+           "</DocumentProperties><Worksheet w:Name=\"One\"><Table><Row><Cell w:Index=\"2\">"
+           "<Data>x</Data></Cell></Row></Table></Worksheet><Worksheet w:Name=\"H\">"
+           "<WorksheetOptions><Visible>SheetHidden</Visible></WorksheetOptions></Worksheet>"
+           "</w:Workbook>",
+       "Title [title] = T&T\nSubject [subject] = S\nAuthor [author] = A\nKeywords [keywords] = k\n"
+       "Description [comment] = d\nLastAuthor [last-author] = B\nRevision [revision] = 3\n"
+       "TotalTime [editing-time] = 12\nLastPrinted [] = never\nLastPrinted [printed] = 2024-03\n"
+       "Created [created] = 2024-03-05T06:55:37Z\nLastSaved [modified] = 2024-03-06\n"
+       "Category [category] = c\nManager [manager] = M\nCompany [company] = Co\n"
+       "Version [application-version] = 16.00\nworksheet [worksheet] = One\n"
+       "found columns [found-columns] = 2\nfound rows [found-rows] = 1\n"
+       "worksheet hidden [hidden-worksheet] = H\n"});
+}
+
+#ifdef NVIMPORT_HAS_HTML
+void AddPages(std::vector<Described>& all) {
+  all.push_back({"HTML", "a page", By<HtmlFile>(),
+                 "<html><head><title> T&amp;T\n</title><meta name=Author content=A><meta "
+                 "name=description content=d><meta name=keywords content=k><meta name=generator "
+                 "content=App><meta name=robots content=none><meta name=title content=no></head>"
+                 "<table><caption>One</caption><tr><td>1<td>2</table>",
+                 "title [title] = T&T\nauthor [author] = A\ndescription [comment] = d\n"
+                 "keywords [keywords] = k\ngenerator [application] = App\n"
+                 "worksheet [worksheet] = One\nfound columns [found-columns] = 2\n"
+                 "found rows [found-rows] = 1\n"});
+}
+#endif
+
 void AddPackages(std::vector<Described>& all) {
   const auto package = By<Excel2007File>();
   const std::string core =
@@ -295,6 +368,11 @@ std::vector<Described> AllDescribed() {
 #endif
 #ifdef NVIMPORT_HAS_PACKAGES
   AddPackages(all);
+  AddOpenDocuments(all);
+  AddXmlSpreadsheets(all);
+#ifdef NVIMPORT_HAS_HTML
+  AddPages(all);
+#endif
 #endif
   return all;
 }
@@ -352,7 +430,7 @@ TEST(Description, EachKeyOfTheTablesComesFromAFile) {
   const std::string page = Contents(NVIMPORT_TEST_SCHEMAS "/../descriptions.md");
   std::size_t told = 0;
   for (const FormatKeys& keys : kFormatKeys) {
-#if defined(HAS_COMPOUND_FILES) && defined(NVIMPORT_HAS_PACKAGES)
+#if defined(HAS_COMPOUND_FILES) && defined(NVIMPORT_HAS_PACKAGES) && defined(NVIMPORT_HAS_HTML)
     EXPECT_TRUE(formats.contains(std::string(keys.format))) << keys.format;
 #endif
     if (!formats.contains(std::string(keys.format))) continue;

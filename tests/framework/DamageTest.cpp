@@ -20,6 +20,7 @@
 #include "tests/support/Samples.h"
 #include "tests/support/SpcFixture.h"
 #ifdef NVIMPORT_HAS_PACKAGES
+#include "tests/support/OpenDocumentFixture.h"
 #include "tests/support/PackageFixture.h"
 #endif
 
@@ -41,20 +42,13 @@ class CountingSink : public ReadSpreadSheetData {
 };
 
 // The readers of a format: the built-in one, and the one of NvImport Complete.
-std::vector<std::unique_ptr<SpreadsheetFile>> ReadersOf(int format) {
+std::vector<std::unique_ptr<SpreadsheetFile>> ReadersOf(std::string_view format) {
   std::vector<std::unique_ptr<SpreadsheetFile>> readers;
-  readers.push_back(SprFileFactory::CreateReader(format));
-  FormatRegistry& complete = CompleteFormats();
-  for (int index = 1; index <= complete.size(); ++index)
-    if (complete.Find(index)->name == std::string_view(SprFileFactory::GetFormat(format)->name))
-      readers.push_back(complete.CreateReader(index));
+  for (FormatRegistry* const formats : {&FormatRegistry::Own(), &CompleteFormats()})
+    for (int index = 1; index <= formats->size(); ++index)
+      if (formats->Find(index)->name == format) readers.push_back(formats->CreateReader(index));
+  EXPECT_FALSE(readers.empty()) << format;
   return readers;
-}
-
-int FormatNamed(std::string_view name) {
-  int format = SprFileFactory::GetNumberOfFormats();
-  while (format > 0 && SprFileFactory::GetFormat(format)->name != name) --format;
-  return format;
 }
 
 // Reads `bytes` and says what it took too much of, "" for nothing. Time is the process's own, so
@@ -114,14 +108,22 @@ void ForEachDamage(const std::string& whole,
   read(whole + std::string(4096, '\xFF'), "something behind");
 }
 
-int FormatOf(const std::filesystem::path& path) {
-  return DetectFormat(BuiltInFormats(), path.c_str()).format;
+// The name of the format, those that only NvImport Complete has among them; empty for none.
+std::string FormatOf(const std::filesystem::path& path) {
+  std::vector<KnownFormat> formats = BuiltInFormats();
+  for (int index = 1; index <= CompleteFormats().size(); ++index)
+    if (SprFileFactory::Describe(CompleteFormats().Find(index)->name) == nullptr)
+      formats.push_back({CompleteFormats().Find(index), [index](const char* file) {
+                           return CompleteFormats().TestFile(index, file);
+                         }});
+  const int format = DetectFormat(formats, path.c_str()).format;
+  return format < 1 ? "" : formats[static_cast<std::size_t>(format - 1)].info->name;
 }
 
 std::set<std::filesystem::path> SmallSamples() {
   auto samples = Samples();
   std::erase_if(samples,
-                [](const auto& path) { return file_size(path) > 4096 || FormatOf(path) < 1; });
+                [](const auto& path) { return file_size(path) > 4096 || FormatOf(path).empty(); });
   return samples;
 }
 
@@ -180,6 +182,7 @@ std::string Package(const std::string& sheets, const std::string& relationships,
        {"s.xml", "<worksheet><sheetData>" + rows + "</sheetData></worksheet>"}});
 }
 std::string Rows(const std::string& rows) { return Package(R"(<sheet r:id="a"/>)", "", rows); }
+std::string Document(const std::string& rows) { return OpenDocumentFixture{{{rows}}}.Package(); }
 #endif
 
 TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
@@ -246,6 +249,43 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
       {"a long folder's relationships", "Excel2007 File",
        Package(Repeated("<sheet r:id=\"a\"/>", 1), Repeated("<Relationship Target=\"x\"/>", 90'000),
                "", std::string(60'000, 'd'))},
+      {"the largest sheet of a value", "OpenDocument Spreadsheet",
+       Document("<r t:number-rows-repeated='1048576'><c t:number-columns-repeated='16384' "
+                "v='float' o:value='1'/></r>")},
+      {"a thousand values in a column each", "OpenDocument Spreadsheet",
+       Document(Repeated("<r t:number-rows-repeated='1000'><c v='float' o:value='1'/></r>", 1000))},
+      {"a text for a column", "OpenDocument Spreadsheet",
+       Document("<r t:number-rows-repeated='1048576'><c v='string'><p>" +
+                std::string(1'000'000, 'x') + "</p></c></r>")},
+      {"blanks by the thousand", "OpenDocument Spreadsheet",
+       Document(Repeated("<r><c v='string'><p><x:s x:c='65536'/></p></c></r>", 20'000))},
+      {"a hundred thousand worksheets", "XML Spreadsheet 2003",
+       "<Workbook xmlns=\"urn:schemas-microsoft-com:office:spreadsheet\">" +
+           Repeated("<Worksheet/>", 100'000)},
+      {"half a million sheets", "OpenDocument Spreadsheet",
+       OpenDocumentFixture{std::vector<OpenDocumentFixture::Table>(500'000)}.Package()},
+      {"a million spans in each other", "OpenDocument Spreadsheet",
+       Document("<r><c><p>" + Repeated("<x:a>", 1'000'000))},
+      {"twenty million blank cells", "OpenDocument Spreadsheet",
+       Document("<r>" + Repeated("<c/>", 5'000'000) + "</r>")},
+#endif
+#ifdef NVIMPORT_HAS_HTML
+      {"a hundred thousand tables in each other", "HTML Tables", Repeated("<table><td>1", 100'000)},
+      {"a hundred thousand elements and other ends", "HTML Tables",
+       "<table><td>" + Repeated("<b>", 100'000) + Repeated("</i>", 100'000)},
+      {"half a million tables", "HTML Tables", Repeated("<table></table>", 500'000)},
+      {"wide and high cells", "HTML Tables",
+       "<table>" + Repeated("<tr><td rowspan=65534 colspan=1000>1", 100'000)},
+      {"a hundred thousand names", "HTML Tables",
+       [] {
+         std::string page = "<table>";
+         for (int i = 0; i < 100'000; ++i)
+           page += "<a" + std::to_string(i) + " b" + std::to_string(i) + "=1>";
+         return page;
+       }()},
+      {"an open comment of megabytes", "HTML Tables", "<table><!--" + Repeated("- >", 1'000'000)},
+      {"a tag of megabytes", "HTML Tables", "<table a=\"" + std::string(4'000'000, 'x')},
+      {"a text of megabytes", "HTML Tables", "<table><td>" + Repeated("x &amp; ", 1'000'000)},
 #endif
       {"three million empty fields", "Text File", Repeated(std::string(3000, '\t') + "\n", 1000)},
   };
@@ -253,7 +293,7 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
   for (const auto& bomb : kBombs) {
     SCOPED_TRACE(bomb.why);
     const MemoryFile file(bomb.bytes);
-    for (const auto& reader : ReadersOf(FormatNamed(bomb.format)))
+    for (const auto& reader : ReadersOf(bomb.format))
       EXPECT_EQ(ReadWithin(*reader, file, bomb.bytes.size()), "") << bomb.format;
   }
 }

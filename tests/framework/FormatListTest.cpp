@@ -66,7 +66,13 @@ TEST(FormatList, NvImportCompleteTakesThePlaceOfItsFormatsAlone) {
     FormatList list;
     ASSERT_TRUE(list.AddLibrary(NVIMPORT_TEST_COMPLETE));
     EXPECT_EQ(SprFileFactory::GetNumberOfFormats(), registered);
-    EXPECT_EQ(list.size(), registered);
+#ifdef NVIMPORT_HAS_HTML
+    const std::string more = "OpenDocument Spreadsheet; XML Spreadsheet 2003; HTML Tables; ";
+#else
+    const std::string more = "OpenDocument Spreadsheet; XML Spreadsheet 2003; ";
+#endif
+    EXPECT_EQ(list.size(), registered + std::ranges::count(more, ';'))
+        << "what it has itself is behind all others";
     std::string served;
     for (int position = 1; position <= list.size(); ++position) {
       const NvImportFormatInfo& info = list.GetInfo(position);
@@ -83,8 +89,8 @@ TEST(FormatList, NvImportCompleteTakesThePlaceOfItsFormatsAlone) {
     EXPECT_EQ(
         served,
         "Brimrose File; CSV File; DIF File(OEM); Excel2007 File; Excel File; GalacticSPC File; "
-        "JCAMP-DX File; "
-        "Lotus 1-2-3 File; NSAS File; Text File; ");
+        "JCAMP-DX File; Lotus 1-2-3 File; NSAS File; Text File; " +
+            more);
     EXPECT_TRUE(IsMapped(NVIMPORT_TEST_COMPLETE));
   }
   EXPECT_FALSE(IsMapped(NVIMPORT_TEST_COMPLETE));

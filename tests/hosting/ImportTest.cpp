@@ -105,6 +105,27 @@ TEST(Import, LeavesOutTheMarkOfUtf8) {
   }
 }
 
+TEST(Import, TakesWhatIsCalledOtherwiseForWhatItIs) {
+  const TempFolder folder;
+  const struct {
+    const char* sample;
+    const char* name;
+    const char* format;
+  } kCases[] = {
+      {"mill.xlsx", "a.xls", "Excel2007 File"},   {"sieves.xlsb", "b.dat", "Excel2007 File"},
+      {"ovens.xls", "c.xlsx", "Excel File"},      {"ovens.xls", "d.csv", "Excel File"},
+      {"tanks.wk1", "e.xls", "Lotus 1-2-3 File"}, {"trials.csv", "f.txt", "Text File"},
+      {"oils.jdx", "g.txt", "Text File"},
+  };
+  for (const auto& c : kCases) {
+    MemorySheet sheet;
+    const ImportResult result =
+        ImportFile({{folder.Put(c.name, Contents(Sample(c.sample)))}}, sheet);
+    EXPECT_FALSE(result.failure) << c.name;
+    EXPECT_EQ(FormatName(result.format), c.format) << c.name;
+  }
+}
+
 TEST(Import, RepeatsByItsOptionsWithoutAQuestion) {
   const struct {
     std::vector<std::string> files;

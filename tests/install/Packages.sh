@@ -35,7 +35,7 @@ holds() {
 version=$(dpkg-deb -f nvimport_*.deb Version)
 lib=usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 system="libc6, libgcc-s1, libstdc++6"
-holds libnvimport1 "libc6, libexpat1, libgcc-s1, libnettle8, libstdc++6, zlib1g" "$lib/libnvimport.so.1
+holds libnvimport1 "libc6, libexpat1, libgcc-s1, libnettle8, libstdc++6, libxml2, zlib1g" "$lib/libnvimport.so.1
 $lib/libnvimport.so.${version%-*}
 $lib/nvimport/complete/nvimport-complete.so"
 holds libnvimport-dev "libnvimport1 (= $version)" "$lib/cmake/NvImport/NvImportConfig.cmake

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "nvimport/formats/workbook/Excel2007Book.h"
+#include "nvimport/formats/workbook/SheetBook.h"
 #include "nvimport/platform/Budget.h"
 #include "nvimport/platform/TemporaryFile.h"
 
@@ -15,7 +15,7 @@ class PackageCipher;
 // A package out of the compound file that it is encrypted in, as a file that nobody else opens.
 class DecryptedPackage {
  public:
-  using Outcome = Excel2007Book::Outcome;
+  using Outcome = SheetBook::Outcome;
 
   // Asks for the password where the default one does not do.
   Outcome Open(const char* path);

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "nvimport/formats/workbook/Excel2007Book.h"
+#include "nvimport/formats/workbook/SheetBook.h"
 #include "nvimport/formats/workbook/SpooledStrings.h"
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/platform/SerialDate.h"
@@ -32,7 +32,7 @@ class Excel2007Cells {
   static constexpr std::uint32_t kRows = 1'048'576;
 
   // Moved as the target says.
-  Excel2007Cells(CellContext& context, const Excel2007Book::Target& target)
+  Excel2007Cells(CellContext& context, const SheetBook::Target& target)
       : context_(context), target_(target) {}
   // Only finds the extent.
   explicit Excel2007Cells(CellContext& context) : context_(context), target_{nullptr} {}
@@ -65,7 +65,7 @@ class Excel2007Cells {
   };
 
   // Of the cells so far: their extent, and how many there are.
-  const Excel2007Book::Extent& extent() const { return extent_; }
+  const SheetBook::Extent& extent() const { return extent_; }
   std::uint64_t count() const { return count_; }
   const Changed& changed() const { return changed_; }
 
@@ -79,17 +79,13 @@ class Excel2007Cells {
   int row() const { return static_cast<int>(row_) + 1 + target_.rows; }
 
   CellContext& context_;
-  Excel2007Book::Target target_;
+  SheetBook::Target target_;
   bool takes_exact_ = target_.sink != nullptr && target_.sink->TakesExact();
   std::uint32_t column_ = 0;
   std::uint32_t row_ = 0;
-  Excel2007Book::Extent extent_;
+  SheetBook::Extent extent_;
   std::uint64_t count_ = 0;
   Changed changed_;
 };
-
-// The days since the end of 1899 that a date in ISO 8601 is, with or without a time of day, or a
-// time alone; NaN for anything else.
-double SerialOfIsoDate(std::string_view text);
 
 }  // namespace nvimport

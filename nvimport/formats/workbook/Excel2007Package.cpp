@@ -15,7 +15,7 @@ namespace nvimport {
 
 namespace {
 
-using Outcome = Excel2007Book::Outcome;
+using Outcome = SheetBook::Outcome;
 
 // The name of the part that `target` is, seen from part `source`.
 std::string Resolve(std::string_view source, std::string_view target) {
@@ -69,41 +69,31 @@ bool IsZip(const char* path) {
   return InputFile(path).Read(head) == 2 && head[0] == 'P' && head[1] == 'K';
 }
 
-class Package final : public Excel2007Book {
+class Package final : public SheetBook {
  public:
   Outcome OpenFile(const char* path, bool decrypts) {
     if (CompoundFile::IsCompoundFile(path)) {
-      if (!IsEncrypted(path)) return Outcome::kNotPackage;
+      if (!IsEncrypted(path)) return Outcome::kOtherFormat;
       if (!decrypts) return Outcome::kProtected;
       if (const Outcome outcome = decrypted_.Open(path); outcome != Outcome::kGood) return outcome;
       path = decrypted_.path();
     }
     if (!InputFile(path).is_open()) return Outcome::kCannotOpen;
-    if (!IsZip(path)) return Outcome::kNotPackage;
+    if (!IsZip(path)) return Outcome::kOtherFormat;
     if (!package_.Open(path)) return OrOverBudget(Outcome::kBrokenPackage);
     return ReadWorkbook();
   }
 
-  void BeginRead() override {
+  Outcome ReadSheets(std::span<const Placed> sheets) override {
     package_.budget().RenewWork();
     for (Part& part : parts_) part.is_read = false;
     changed_ = {};
-  }
-
-  Outcome ReadSheet(const Sheet& sheet, const Target& target) override {
-    if (const Outcome outcome = ReadContext(); outcome != Outcome::kGood) return outcome;
-    Part& part = parts_[sheet.part];
-    const bool is_again = std::exchange(part.is_read, true);
-    constexpr std::uint64_t kBeginning = 32 * 1024;  // what a part without cells costs
-    if (is_again && !package_.budget().Work(kBeginning + part.size)) return Outcome::kOverBudget;
-    Excel2007Cells cells(context_, target);
-    const Outcome outcome = ReadCells(part, cells);
-    constexpr std::uint64_t kUsualCell = 24;  // bytes of XML
-    if (is_again) package_.budget().EarnWork(kUsualCell * cells.count());
-    changed_.errors += cells.changed().errors;
-    changed_.lost_texts += cells.changed().lost_texts;
-    changed_.lost_styles += cells.changed().lost_styles;
-    return OrOverBudget(outcome);
+    Outcome worst = Outcome::kGood;
+    for (const Placed& placed : sheets) {
+      const Outcome outcome = ReadSheet(*placed.sheet, placed.target);
+      if (worst == Outcome::kGood) worst = outcome;
+    }
+    return worst;
   }
 
   void WriteNotes() const override {
@@ -177,6 +167,22 @@ class Package final : public Excel2007Book {
     bool is_read = false;
   };
 
+  Outcome ReadSheet(const Sheet& sheet, const Target& target) {
+    if (const Outcome outcome = ReadContext(); outcome != Outcome::kGood) return outcome;
+    Part& part = parts_[sheet.part];
+    const bool is_again = std::exchange(part.is_read, true);
+    constexpr std::uint64_t kBeginning = 32 * 1024;  // what a part without cells costs
+    if (is_again && !package_.budget().Work(kBeginning + part.size)) return Outcome::kOverBudget;
+    Excel2007Cells cells(context_, target);
+    const Outcome outcome = ReadCells(part, cells);
+    constexpr std::uint64_t kUsualCell = 24;  // bytes of XML
+    if (is_again) package_.budget().EarnWork(kUsualCell * cells.count());
+    changed_.errors += cells.changed().errors;
+    changed_.lost_texts += cells.changed().lost_texts;
+    changed_.lost_styles += cells.changed().lost_styles;
+    return OrOverBudget(outcome);
+  }
+
   // What overdraws the budget fails in some way or other, and is told as what it is.
   Outcome OrOverBudget(Outcome outcome) {
     const bool is_over = package_.budget().overdrawn() || context_.strings.failed();
@@ -222,14 +228,14 @@ class Package final : public Excel2007Book {
     Outcome outcome = ReadRelationshipsOf("", of_package);
     if (outcome != Outcome::kGood) return outcome;
     const Relationship* const root = of_package.OfType("officeDocument");
-    if (root == nullptr) return Outcome::kNotPackage;
+    if (root == nullptr) return Outcome::kOtherFormat;
     workbook_part_ = Resolve("", root->target);
     Relationships relationships;
     const Outcome of_relationships = ReadRelationshipsOf(workbook_part_, relationships);
     WorkbookPart workbook(relationships);
     outcome = ReadPart(workbook_part_, Outcome::kBadWorkbook, XmlParts::ReadWorkbook,
                        BinaryParts::ReadWorkbook, workbook);
-    if (!workbook.is_workbook) return Outcome::kNotPackage;
+    if (!workbook.is_workbook) return Outcome::kOtherFormat;
     if (of_relationships != Outcome::kGood) return of_relationships;
     if (outcome != Outcome::kGood) return outcome;
 
@@ -397,8 +403,7 @@ std::vector<std::optional<DateForm>> StyleTable::CellStyles() const {
   return styles;
 }
 
-std::unique_ptr<Excel2007Book> Excel2007Book::Open(const char* path, bool decrypts,
-                                                   Outcome& outcome) {
+std::unique_ptr<SheetBook> OpenExcel2007(const char* path, bool decrypts, Outcome& outcome) {
   auto book = std::make_unique<Package>();
   outcome = book->OpenFile(path, decrypts);
   if (outcome != Outcome::kGood) return nullptr;

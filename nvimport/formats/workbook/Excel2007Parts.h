@@ -43,7 +43,7 @@ class Relationships {
 
 // The workbook's own part, as it is read.
 struct WorkbookPart {
-  using SheetState = Excel2007Book::SheetState;
+  using SheetState = SheetBook::SheetState;
 
   explicit WorkbookPart(const Relationships& found) : relationships(found) {}
 
@@ -82,6 +82,11 @@ bool ReadRelationships(ZipPackage& package, Relationships& relationships);
 // Adds what a part with properties says, those of the user's own or others.
 void DescribeProperties(ZipPackage& package, std::string_view part, bool is_custom,
                         Stating& stating);
+
+// The same of a part with the properties of an OpenDocument file.
+void DescribeOpenDocument(ZipPackage& package, std::string_view part, Stating& stating);
+// The same of an XML spreadsheet of 2003.
+void DescribeXmlSpreadsheet(ZipPackage& package, std::string_view part, Stating& stating);
 
 struct XmlParts {
   static bool ReadWorkbook(ZipPackage& package, WorkbookPart& workbook);

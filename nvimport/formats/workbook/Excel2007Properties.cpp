@@ -1,5 +1,6 @@
-// What a package says of itself: core properties (see ECMA-376 part 2, with names of Dublin Core),
-// extended and custom ones (part 1, 22.2 and 22.3), and the range that a worksheet states.
+// What a workbook of XML says of itself. In packages: core properties (see ECMA-376 part 2, with
+// names of Dublin Core), extended and custom ones (part 1, 22.2 and 22.3), and the range that a
+// worksheet states. In documents of other kinds: an element that holds all properties.
 
 #include <algorithm>
 #include <span>
@@ -51,51 +52,105 @@ class ElementText {
   std::string text_;
 };
 
-// Core or extended properties: each an element.
+// Which properties there are, each an element, and where they stand.
+struct PropertyNames {
+  std::span<const Step> steps;  // with the states below
+  std::span<const std::string_view> texts;
+  std::span<const std::string_view> dates;
+  XmlPart::Prefixes prefixes = XmlPart::Prefixes::kOne;
+  std::string_view own = {};  // the element of a property of the user's own
+
+  enum : XmlPart::State { kDocument = 1, kAll, kProperty, kBehind };
+};
+
 class PropertiesXml final : public XmlPart {
  public:
-  PropertiesXml(Stating& stating, Budget& budget)
-      : XmlPart(kSteps), stating_(stating), budget_(budget) {}
+  PropertiesXml(const PropertyNames& names, Stating& stating, Budget& budget)
+      : XmlPart(names.steps, /*takes_directly=*/false, names.prefixes),
+        names_(names),
+        stating_(stating),
+        budget_(budget) {}
 
  private:
-  enum : State { kAll = 1, kProperty };
-  static constexpr Step kSteps[] = {
-      {kNowhere, "coreProperties", kAll}, {kNowhere, "Properties", kAll}, {kAll, "*", kProperty}};
-  static constexpr std::string_view kTexts[] = {
-      "title",       "subject",    "creator",     "keywords", "description", "lastModifiedBy",
-      "revision",    "category",   "contentType", "language", "version",     "contentStatus",
-      "Application", "AppVersion", "Company",     "Manager",  "Template",    "TotalTime"};
-  static constexpr std::string_view kDates[] = {"lastPrinted", "created", "modified"};
+  using Names = PropertyNames;
 
-  void Start(State state, XmlAttributes) override {
-    if (state != kProperty) return;
+  void Start(State state, XmlAttributes attributes) override {
+    if (state == Names::kBehind) Stop();
+    if (state != Names::kProperty) return;
     text_.Begin();
-    label_ = {};
-    for (const std::span<const std::string_view> labels :
-         {std::span<const std::string_view>(kTexts), std::span<const std::string_view>(kDates)})
+    label_.clear();
+    is_own_ = Element() == names_.own;
+    if (is_own_)
+      label_ = attributes.Find("*:name").value_or("").substr(0, Description::kLongestValue + 1);
+    for (const auto labels : {names_.texts, names_.dates})
       if (const auto found = std::ranges::find(labels, Element()); found != labels.end())
         label_ = *found;
   }
   void Text(State state, std::string_view text) override {
-    if (state == kProperty && !label_.empty()) text_.Add(text);
+    if (state == Names::kProperty && !label_.empty()) text_.Add(text);
   }
   void End(State state) override {
     const std::string_view value = text_.Trimmed();
     const bool is_given = !value.empty() && (label_ != "TotalTime" || value != "0");
-    if (state != kProperty || label_.empty() || !is_given) return;
+    if (state != Names::kProperty || label_.empty() || !is_given) return;
     if (!stating_.TakeFor(budget_, label_, value)) return Refuse();
-    const bool is_date = std::ranges::find(kDates, label_) != std::end(kDates);
-    if (is_date && !IsIsoDate(value))
+    const bool is_date =
+        std::ranges::find(names_.dates, std::string_view(label_)) != names_.dates.end();
+    if (is_own_ || (is_date && !IsIsoDate(value)))
       stating_.description().State(label_, "", value);
     else
       stating_.State(label_, value);
   }
 
+  const PropertyNames& names_;
   Stating& stating_;
   Budget& budget_;
-  std::string_view label_;  // empty for one that doesn't count
+  std::string label_;  // empty for one that doesn't count
+  bool is_own_ = false;
   ElementText text_;
 };
+
+// Core or extended properties.
+struct Office : PropertyNames {
+  static constexpr Step kSteps[] = {{XmlPart::kNowhere, "coreProperties", kAll},
+                                    {XmlPart::kNowhere, "Properties", kAll},
+                                    {kAll, "*", kProperty}};
+  static constexpr std::string_view kTexts[] = {
+      "title",       "subject",    "creator",     "keywords", "description", "lastModifiedBy",
+      "revision",    "category",   "contentType", "language", "version",     "contentStatus",
+      "Application", "AppVersion", "Company",     "Manager",  "Template",    "TotalTime"};
+  static constexpr std::string_view kDates[] = {"lastPrinted", "created", "modified"};
+};
+
+struct OpenDocument : PropertyNames {
+  static constexpr Step kSteps[] = {{XmlPart::kNowhere, "document-meta", kDocument},
+                                    {XmlPart::kNowhere, "document", kDocument},
+                                    {kDocument, "meta", kAll},
+                                    {kDocument, "body", kBehind},
+                                    {kAll, "*", kProperty}};
+  static constexpr std::string_view kTexts[] = {
+      "title",      "subject",   "description", "keyword",        "initial-creator", "creator",
+      "printed-by", "generator", "language",    "editing-cycles", "editing-duration"};
+  static constexpr std::string_view kDates[] = {"creation-date", "date", "print-date"};
+};
+
+struct XmlSpreadsheet : PropertyNames {
+  static constexpr Step kSteps[] = {{XmlPart::kNowhere, "Workbook", kDocument},
+                                    {kDocument, "DocumentProperties", kAll},
+                                    {kDocument, "Worksheet", kBehind},
+                                    {kAll, "*", kProperty}};
+  static constexpr std::string_view kTexts[] = {
+      "Title",    "Subject",  "Author",  "Keywords", "Description", "LastAuthor",
+      "Revision", "Category", "Manager", "Company",  "Version",     "TotalTime"};
+  static constexpr std::string_view kDates[] = {"Created", "LastSaved", "LastPrinted"};
+};
+
+constexpr PropertyNames kOffice{Office::kSteps, Office::kTexts, Office::kDates};
+constexpr PropertyNames kOpenDocument{OpenDocument::kSteps, OpenDocument::kTexts,
+                                      OpenDocument::kDates, XmlPart::Prefixes::kAny,
+                                      "user-defined"};
+constexpr PropertyNames kXmlSpreadsheet{XmlSpreadsheet::kSteps, XmlSpreadsheet::kTexts,
+                                        XmlSpreadsheet::kDates, XmlPart::Prefixes::kAny};
 
 // Properties of the user's own: each has a name and within it an element with the value.
 class CustomXml final : public XmlPart {
@@ -156,7 +211,16 @@ void DescribeProperties(ZipPackage& package, std::string_view part, bool is_cust
   if (is_custom)
     CustomXml(stating, package.budget()).Read(package);
   else
-    PropertiesXml(stating, package.budget()).Read(package);
+    PropertiesXml(kOffice, stating, package.budget()).Read(package);
+}
+
+void DescribeOpenDocument(ZipPackage& package, std::string_view part, Stating& stating) {
+  if (package.OpenPart(part)) PropertiesXml(kOpenDocument, stating, package.budget()).Read(package);
+}
+
+void DescribeXmlSpreadsheet(ZipPackage& package, std::string_view part, Stating& stating) {
+  if (package.OpenPart(part))
+    PropertiesXml(kXmlSpreadsheet, stating, package.budget()).Read(package);
 }
 
 bool XmlParts::ReadRange(ZipPackage& package, std::string& range) {

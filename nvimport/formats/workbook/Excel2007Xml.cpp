@@ -1,12 +1,11 @@
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <cstring>
 #include <optional>
 #include <utility>
 
 #include "nvimport/formats/workbook/Excel2007Parts.h"
 #include "nvimport/formats/workbook/XmlPart.h"
+#include "nvimport/formats/workbook/XmlTexts.h"
 #include "nvimport/platform/NumberText.h"
 #include "nvimport/platform/Utf16.h"
 
@@ -16,20 +15,7 @@ namespace {
 
 using Step = XmlPart::Step;
 
-// The number that a text begins with; none where it begins with none or with one too large.
-std::optional<std::uint32_t> Whole(std::string_view text) {
-  std::uint32_t number = 0;
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
-  return result.ec == std::errc() ? std::optional(number) : std::nullopt;
-}
-
 bool IsTrue(std::string_view text) { return text == "1" || text == "true"; }
-
-std::string_view Trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n";
-  const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
-  return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
-}
 
 // Resolves the escapes of characters that XML can't hold: "_x000D_" is a CR, "_x005F_" the line
 // itself. A NUL, which a text can't hold either, is left out.
@@ -62,34 +48,6 @@ void Unescape(std::string& text) {
   plain.append(text, done);
   text = std::move(plain);
 }
-
-// A cell's text that comes in pieces. What it may grow to is the budget's, thrice: it moves to
-// larger memory as it grows, and its escapes are resolved in another.
-class GatheredText {
- public:
-  explicit GatheredText(Budget& budget) : budget_(budget) {}
-  GatheredText(const GatheredText&) = delete;
-  GatheredText& operator=(const GatheredText&) = delete;
-  ~GatheredText() { budget_.Return(3 * paid_); }
-
-  // False when it becomes too long.
-  bool Add(std::string_view piece) {
-    const std::size_t size = text.size() + piece.size();
-    if (size > paid_) {
-      const std::size_t more = std::max(size, 2 * paid_) - paid_;
-      if (!budget_.Take(3 * more)) return false;
-      paid_ += more;
-    }
-    text += piece;
-    return true;
-  }
-
-  std::string text;
-
- private:
-  Budget& budget_;
-  std::size_t paid_ = 0;
-};
 
 class RelationshipsXml final : public XmlPart {
  public:
@@ -163,7 +121,7 @@ class StylesXml final : public XmlPart {
                                     {kCellStyles, "xf", kCellStyle}};
 
   void Start(State state, XmlAttributes attributes) override {
-    const std::uint32_t number = Whole(attributes.Find("numFmtId").value_or("")).value_or(0);
+    const std::uint32_t number = WholeIn(attributes.Find("numFmtId").value_or("")).value_or(0);
     if (state == kFormat &&
         !styles_.TakeFormat(number, attributes.Find("formatCode").value_or(""), budget_))
       Refuse();
@@ -205,53 +163,6 @@ class StringsXml final : public XmlPart {
 
   SpooledStrings& strings_;
   GatheredText text_;
-};
-
-// What most programs write: printable ASCII that stands for itself, in attributes and in text.
-constexpr std::array<bool, 256> kPlain = [] {
-  std::array<bool, 256> plain{};
-  for (unsigned c = ' '; c <= '~'; ++c) plain[c] = c != '<' && c != '>' && c != '&' && c != '"';
-  return plain;
-}();
-
-// Takes plain XML off a text, piece by piece.
-class PlainXml {
- public:
-  explicit PlainXml(std::string_view text) : at_(text.data()), end_(at_ + text.size()) {}
-
-  const char* at() const { return at_; }
-
-  bool Take(std::string_view piece) {
-    if (static_cast<std::size_t>(end_ - at_) < piece.size() ||
-        std::memcmp(at_, piece.data(), piece.size()) != 0)
-      return false;
-    at_ += piece.size();
-    return true;
-  }
-
-  // Up to what is not plain.
-  std::string_view TakePlain() {
-    const char* const begin = at_;
-    while (at_ < end_ && kPlain[static_cast<unsigned char>(*at_)]) ++at_;
-    return {begin, static_cast<std::size_t>(at_ - begin)};
-  }
-
-  // An attribute: a blank, a name, its value in quotes.
-  bool TakeAttribute(std::string_view& name, std::string_view& value) {
-    if (!Take(" ")) return false;
-    const char* const begin = at_;
-    while (at_ < end_ && IsLetter(*at_)) ++at_;
-    name = {begin, static_cast<std::size_t>(at_ - begin)};
-    if (name.empty() || !Take("=\"")) return false;
-    value = TakePlain();
-    return Take("\"");
-  }
-
- private:
-  static bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-
-  const char* at_;
-  const char* end_;
 };
 
 enum class CellType { kNumber, kShared, kText, kInline, kBoolean, kError, kDate, kUnknown };
@@ -370,7 +281,7 @@ class SheetXml final : public XmlPart {
   }
 
   void StartRow(std::optional<std::string_view> number) {
-    row_ = number ? Whole(*number).value_or(0) : row_ + 1;
+    row_ = number ? WholeIn(*number).value_or(0) : row_ + 1;
     column_ = 0;
     has_value_ = false;
   }
@@ -391,7 +302,7 @@ class SheetXml final : public XmlPart {
   // An attribute of a cell.
   void Take(char name, std::string_view value) {
     if (name == 'r') TakePlace(value);
-    if (name == 's') style_ = Whole(value).value_or(0);
+    if (name == 's') style_ = WholeIn(value).value_or(0);
     if (name == 't') type_ = TypeOf(value);
   }
 
@@ -405,7 +316,7 @@ class SheetXml final : public XmlPart {
       column = column * 26 + (letter - 'A' + 1U);
     }
     if (column > 0) cell_column_ = column;
-    cell_row_ = Whole(text.substr(at)).value_or(row_);
+    cell_row_ = WholeIn(text.substr(at)).value_or(row_);
   }
 
   // Hands over the cell that ended. False when there is no such place.
@@ -429,7 +340,7 @@ class SheetXml final : public XmlPart {
         if (const auto number = ParseNumber(text_)) return cells_.SetNumber(style_, *number);
         return cells_.SetText(text_.c_str());
       case CellType::kShared:
-        return cells_.SetShared(Whole(Trimmed(text_)).value_or(~std::uint32_t{0}));
+        return cells_.SetShared(WholeIn(Trimmed(text_)).value_or(~std::uint32_t{0}));
       case CellType::kText:
       case CellType::kInline:
         Unescape(text_);

@@ -32,14 +32,13 @@ bool IsSelection(const std::string& text) {
 
 }  // namespace
 
-std::optional<SheetSelection> SheetSelection::Ask(const std::vector<OfferedSheet>& offered) {
+std::optional<SheetSelection> SheetSelection::Ask(const std::vector<OfferedSheet>& offered,
+                                                  const SheetWords& words) {
   ItemsQuestion question;
   question.kind = ItemsQuestion::Kind::kWorksheets;
-  question.title = "Select Excel Worksheet";
-  question.prompt =
-      "An Excel workbook consists of multiple worksheets. Please select the worksheet(s) you want "
-      "to import.";
-  question.heading = "Worksheet";
+  question.title = words.title;
+  question.prompt = words.prompt;
+  question.heading = words.heading;
   question.merge_choices = {"Merge side by side", "Merge above and below"};
   question.merge = 1;
   question.usual = {0};

@@ -17,13 +17,26 @@ struct OfferedSheet {
   std::uint32_t rows = 0;
 };
 
+// What a format calls its worksheets when it asks which are wanted.
+struct SheetWords {
+  const char* title;
+  const char* prompt;
+  const char* heading;  // of their list
+};
+inline constexpr SheetWords kExcelWords = {
+    "Select Excel Worksheet",
+    "An Excel workbook consists of multiple worksheets. Please select the worksheet(s) you want "
+    "to import.",
+    "Worksheet"};
+
 // The worksheets of a workbook that become one sheet, and how they lie in it.
 struct SheetSelection {
   std::vector<int> sheets;  // numbers from 1, in the order of the sheet
   bool above_and_below = true;
 
   // Lets the user choose. None when cancelled, or when the answer names what was not offered.
-  static std::optional<SheetSelection> Ask(const std::vector<OfferedSheet>& offered);
+  static std::optional<SheetSelection> Ask(const std::vector<OfferedSheet>& offered,
+                                           const SheetWords& words = kExcelWords);
 
   // What Bytes() made. None, and a line of the log from `source`, for bytes that make no sense or
   // name a worksheet beyond `count`.

@@ -8,9 +8,11 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <string>
 #include <utility>
 
 #include "nvimport/formats/workbook/ZipPackage.h"
+#include "nvimport/platform/CodePages.h"
 
 namespace nvimport {
 
@@ -117,6 +119,17 @@ struct XmlPart::Callbacks {
       part.Text(part.states_.back(), {text, static_cast<std::size_t>(size)});
     });
   }
+  // The encoding that programs of Windows name, which the parser does not know.
+  static int Encoding(void*, const XML_Char* name, XML_Encoding* encoding) {
+    std::string lower(name);
+    for (char& c : lower) c = static_cast<char>(c | (c >= 'A' && c <= 'Z' ? 0x20 : 0));
+    if (lower != "windows-1252" && lower != "cp1252") return XML_STATUS_ERROR;
+    for (int byte = 0; byte < 256; ++byte)
+      encoding->map[byte] = static_cast<int>(FromWindows1252(static_cast<char>(byte)));
+    encoding->convert = nullptr;
+    encoding->release = nullptr;
+    return XML_STATUS_OK;
+  }
   static void Doctype(void* self, const char*, const char*, const char*, int) {
     Guard(self, [](XmlPart& part) { part.Refuse(); });
   }
@@ -136,6 +149,8 @@ bool XmlPart::Read(ZipPackage& package) {
   XML_SetElementHandler(parser_, Callbacks::Start, Callbacks::End);
   XML_SetCharacterDataHandler(parser_, Callbacks::Text);
   XML_SetStartDoctypeDeclHandler(parser_, Callbacks::Doctype);
+  if (prefixes_ == Prefixes::kAny)
+    XML_SetUnknownEncodingHandler(parser_, Callbacks::Encoding, nullptr);
 
   std::uint64_t given = 0;
   std::size_t pending = 0;  // bytes of what has begun and not ended
@@ -193,6 +208,8 @@ std::size_t XmlPart::TakeDirectly(ZipPackage& package, std::uint64_t given) {
 XmlPart::State XmlPart::Next(State parent, const char* name) const {
   std::size_t prefix = 0;
   while (prefix < prefix_ && name[prefix] != '\0') ++prefix;
+  if (prefixes_ == Prefixes::kAny)
+    if (const char* const colon = std::strchr(name, ':')) name = colon + 1;
   for (const Step& step : steps_)
     if (step.parent == parent && (*step.name == '*' || std::strcmp(step.name, name + prefix) == 0))
       return step.state;
@@ -204,12 +221,13 @@ void XmlPart::OnStart(const char* name, const char** attributes) {
     ++skipped_;
     return;
   }
-  if (states_.empty()) {
+  if (states_.empty() && prefixes_ == Prefixes::kOne) {
     const char* const colon = std::strchr(name, ':');
     prefix_ = colon == nullptr ? 0 : static_cast<std::size_t>(colon - name) + 1;
   }
   const State state = Next(states_.empty() ? kNowhere : states_.back(), name);
   if (state != kNowhere) {
+    has_root_ = true;
     states_.push_back(state);
     element_ = name;
     Start(state, XmlAttributes(attributes));

@@ -24,6 +24,13 @@ class XmlAttributes {
   // without, "*:id" one with any.
   std::optional<std::string_view> Find(std::string_view name) const;
 
+  // Calls `take(name, value)` for each.
+  template <typename Take>
+  void ForEach(Take take) const {
+    for (const char** pair = pairs_; *pair != nullptr; pair += 2)
+      take(std::string_view(pair[0]), std::string_view(pair[1]));
+  }
+
   // Calls `take(letter, value)` for each whose name is one letter.
   template <typename Take>
   void ForEachLetter(Take take) const {
@@ -39,20 +46,26 @@ class XmlAttributes {
 // count that a subclass has names for; others are passed over with what they hold.
 //
 // An element is known by its way from the root: `states` tells what a name means within its parent.
-// The prefix of the root is that of all elements.
 class XmlPart {
  public:
   using State = unsigned char;
   struct Step {
     State parent;      // kNowhere for the root
     const char* name;  // "*" for any, whatever its prefix
-    State state;
+    State state;       // kNowhere for one that "*" further down shall not find
   };
   static constexpr State kNowhere = 0;
 
+  // How elements are told by their prefixes.
+  enum class Prefixes {
+    kOne,  // that of the root is that of all
+    kAny   // each has its own; parts may be in Windows-1252 as well
+  };
+
   // With `takes_directly` the subclass may take plain stretches itself.
-  explicit XmlPart(std::span<const Step> steps, bool takes_directly = false)
-      : steps_(steps), is_offered_(takes_directly) {}
+  explicit XmlPart(std::span<const Step> steps, bool takes_directly = false,
+                   Prefixes prefixes = Prefixes::kOne)
+      : steps_(steps), prefixes_(prefixes), is_offered_(takes_directly) {}
   XmlPart(const XmlPart&) = delete;
   XmlPart& operator=(const XmlPart&) = delete;
   virtual ~XmlPart() = default;
@@ -64,6 +77,8 @@ class XmlPart {
 
   // The root was not one of those that there are names for.
   bool has_other_root() const { return has_other_root_; }
+  // There was a root that there is a name for.
+  bool has_root() const { return has_root_; }
 
  protected:
   virtual void Start(State state, XmlAttributes attributes) = 0;
@@ -79,6 +94,7 @@ class XmlPart {
   // Reads no further: all that counts has come, or the part is not what it should be.
   void Stop() { is_stopped_ = true; }
   void Refuse() { is_stopped_ = is_refused_ = true; }
+  bool is_refused() const { return is_refused_; }
 
   // What has just ended is wanted, so that it is no work in vain.
   void Excuse() { unexcused_ -= std::min(unexcused_, kTagsOfOne); }
@@ -97,6 +113,7 @@ class XmlPart {
   void OnEnd();
 
   std::span<const Step> steps_;
+  Prefixes prefixes_;
   std::vector<State> states_;  // of the elements that are open and count
   std::uint64_t skipped_ = 0;  // open elements that don't count
   std::size_t prefix_ = 0;
@@ -108,6 +125,7 @@ class XmlPart {
   unsigned unexcused_ = 0;              // tags and pieces of text
   bool is_stopped_ = false;
   bool is_refused_ = false;
+  bool has_root_ = false;
   bool has_other_root_ = false;
   std::exception_ptr thrown_;
 };

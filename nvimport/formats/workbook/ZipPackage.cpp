@@ -68,7 +68,8 @@ void TakeLongNumbers(std::string_view extra, std::initializer_list<std::uint64_t
 
 // What is left of the open part, packed and unpacked.
 struct ZipPackage::Unpacker {
-  explicit Unpacker(const Place& place) : packed(place.packed), size(place.size), sum(place.sum) {}
+  explicit Unpacker(const Place& place)
+      : packed(place.packed), size(place.size), sum(place.sum), has_sum(!place.is_file) {}
   Unpacker(const Unpacker&) = delete;
   Unpacker& operator=(const Unpacker&) = delete;
   ~Unpacker() {
@@ -83,6 +84,7 @@ struct ZipPackage::Unpacker {
   std::uint64_t packed;
   std::uint64_t size;
   std::uint32_t sum;
+  bool has_sum;
   std::uint32_t sum_so_far = 0;
   bool is_deflated = false;
   z_stream stream{};
@@ -99,6 +101,16 @@ bool ZipPackage::Open(const char* path) {
   budget_ = Budget(size_);
   Directory directory{};
   return FindDirectory(directory) && ReadDirectory(directory);
+}
+
+bool ZipPackage::OpenAsPart(const char* path) {
+  file_ = InputFile(path);
+  if (!file_.is_open()) return false;
+  size_ = file_.size();
+  budget_ = Budget(size_);
+  parts_.clear();
+  parts_.try_emplace("", Place{0, size_, size_, 0, 0, false, /*is_file=*/true});
+  return true;
 }
 
 std::string ZipPackage::KeyOf(std::string_view name) {
@@ -196,7 +208,7 @@ bool ZipPackage::OpenPart(std::string_view name) {
       place.method == Z_DEFLATED || (place.method == 0 && place.packed == place.size);
   if (is_too_large_ || place.is_encrypted || !is_known) return false;
   std::uint64_t position = 0;
-  if (!FindBytes(found->first, place, position)) return false;
+  if (!place.is_file && !FindBytes(found->first, place, position)) return false;
   unpacker_ = std::make_unique<Unpacker>(place);
   if (place.method == Z_DEFLATED) unpacker_->Inflate();
   return file_.Seek(position);
@@ -274,8 +286,9 @@ std::ptrdiff_t ZipPackage::Unpack(std::span<char> into) {
     is_last = count == part.size;
   }
   part.size -= count;
-  part.sum_so_far = static_cast<std::uint32_t>(crc32(
-      part.sum_so_far, reinterpret_cast<const Bytef*>(into.data()), static_cast<uInt>(count)));
+  if (part.has_sum)
+    part.sum_so_far = static_cast<std::uint32_t>(crc32(
+        part.sum_so_far, reinterpret_cast<const Bytef*>(into.data()), static_cast<uInt>(count)));
   if (!is_good || is_last) EndPart(is_good && part.size == 0 && part.sum_so_far == part.sum);
   return static_cast<std::ptrdiff_t>(count);
 }

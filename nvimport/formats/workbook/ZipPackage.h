@@ -26,6 +26,8 @@ class ZipPackage {
   // Reads the directory. False when there is none, when it is not whole, or when it overdraws the
   // budget.
   bool Open(const char* path);
+  // Takes any file for a package of one part, which has no name and is the file as it stands.
+  bool OpenAsPart(const char* path);
 
   bool Has(std::string_view name) const { return parts_.contains(KeyOf(name)); }
 
@@ -65,6 +67,7 @@ class ZipPackage {
     std::uint32_t sum;     // CRC-32 of that
     std::uint16_t method;
     bool is_encrypted;
+    bool is_file = false;  // as it stands, without a header
   };
   struct Directory {
     std::uint64_t begin;

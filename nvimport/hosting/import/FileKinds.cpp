@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "nvimport/hosting/import/Formats.h"
 #include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/CompoundFile.h"
 #include "nvimport/platform/InputFile.h"
@@ -26,6 +27,11 @@ constexpr const char* kPicture = "read the file that the picture was drawn from"
 constexpr const char* kAnotherMaker =
     "the program that wrote it can export JCAMP-DX, Galactic SPC or text";
 
+// A kind of a format, known without doubt.
+constexpr FileKind Surely(const char* name, const char* format, const char* advice = nullptr) {
+  return {name, advice, format, "", "", true};
+}
+
 constexpr FileKind kEncrypted{"an encrypted Office package",
                               "open it with its password and save it without one"};
 constexpr FileKind kPlainText{"plain text", nullptr, "Text File"};
@@ -38,9 +44,9 @@ constexpr FileKind kUnmarkedUtf16{"text in UTF-16 without a byte order mark",
                                   "iconv -t UTF-8 -f UTF-16LE (or UTF-16BE) makes it readable"};
 constexpr FileKind kJcamp{"a JCAMP-DX file", nullptr, "JCAMP-DX File"};
 constexpr FileKind kSpc{"Galactic SPC spectra", nullptr, "GalacticSPC File"};
-constexpr FileKind kLotus{"a Lotus 1-2-3 worksheet", nullptr, "Lotus 1-2-3 File"};
-constexpr FileKind kExcel{"an Excel 97-2003 workbook (.xls)", nullptr, "Excel File"};
-constexpr FileKind kOldExcel{"an Excel worksheet before Excel 97", nullptr, "Excel File"};
+constexpr FileKind kLotus = Surely("a Lotus 1-2-3 worksheet", "Lotus 1-2-3 File");
+constexpr FileKind kExcel = Surely("an Excel 97-2003 workbook (.xls)", "Excel File");
+constexpr FileKind kOldExcel = Surely("an Excel worksheet before Excel 97", "Excel File");
 constexpr FileKind kTivon{"a TIVON file", nullptr, "TIVON File"};
 constexpr FileKind kDif{"a DIF worksheet", nullptr, "DIF File(OEM)"};
 constexpr FileKind kDisguisedText{"plain text under the name of another kind", nullptr, "",
@@ -56,8 +62,7 @@ struct Signature {
 
 constexpr Signature kSignatures[] = {
     {"mimetypeapplication/vnd.oasis.opendocument.spreadsheet"sv,
-     {"an OpenDocument spreadsheet", kSaveAs},
-     30},
+     Surely("an OpenDocument spreadsheet", "OpenDocument Spreadsheet", kSaveAs), 30},
     {"mimetypeapplication/vnd.oasis.opendocument"sv, {"an OpenDocument file", kExport}, 30},
     {"%PDF-"sv, {"a PDF document", "it holds pages, no cells; ask for the table as CSV"}},
     {R"({\rtf)"sv, {"an RTF document", "save its table as plain text"}},
@@ -117,8 +122,8 @@ struct Member {
 };
 
 constexpr Member kInZip[] = {
-    {"xl/workbook.bin", {"an Excel 2007 binary workbook (.xlsb)", nullptr, "Excel2007 File"}},
-    {"xl/wo", {"an Excel 2007 workbook (.xlsx)", nullptr, "Excel2007 File"}},
+    {"xl/workbook.bin", Surely("an Excel 2007 binary workbook (.xlsb)", "Excel2007 File")},
+    {"xl/wo", Surely("an Excel 2007 workbook (.xlsx)", "Excel2007 File")},
     {"word/", {"a Word document (.docx)", "save its table as CSV or plain text"}},
     {"ppt/", {"a presentation (.pptx)", kExport}},
     {"", {"a ZIP archive", kUnpack}},
@@ -135,7 +140,10 @@ constexpr Member kInCompoundFile[] = {
 };
 
 constexpr Member kMarkup[] = {
-    {"urn:schemas-microsoft-com:office:spreadsheet", {"an XML spreadsheet of 2003", kSaveAs}},
+    {"application/vnd.oasis.opendocument.spreadsheet",
+     Surely("an OpenDocument spreadsheet", "OpenDocument Spreadsheet", kSaveAs)},
+    {"urn:schemas-microsoft-com:office:spreadsheet",
+     Surely("an XML spreadsheet of 2003", "XML Spreadsheet 2003", kSaveAs)},
     {"<html", {"an HTML page", "open it in a spreadsheet and save the table as CSV"}},
     {"<!doctype html", {"an HTML page", "open it in a spreadsheet and save the table as CSV"}},
     {"<table", {"an HTML page", "open it in a spreadsheet and save the table as CSV"}},
@@ -325,6 +333,14 @@ std::optional<FileKind> RecogniseKind(const std::string& path) {
   if (is_spc && (head.size() < 2 || "KLM"sv.find(head[1]) == std::string_view::npos))
     return kOtherSpc;
   return std::nullopt;
+}
+
+int FormatDespiteName(const Detection& detection, const std::string& path) {
+  constexpr int kCertain = 2;
+  if (std::ranges::count(detection.answers, kCertain) > 0) return 0;
+  const auto kind = RecogniseKind(path);
+  const int format = kind && kind->is_sure ? FindFormat(kind->format, /*for_writing=*/false) : 0;
+  return format != 0 && HasReader(format) ? format : 0;
 }
 
 }  // namespace nvimport

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "nvimport/framework/FormatDetection.h"
 #include "nvimport/hosting/Failure.h"
 #include "nvimport/platform/Export.h"
 
@@ -15,6 +16,7 @@ struct FileKind {
   const char* format = "";  // the one that it is of
   const char* reader = "";  // one that reads it all the same
   const char* pairs = "";   // what the format can't tell by itself, as its options
+  bool is_sure = false;     // it is of that format whatever it is called
 
   // How its data can be had, as the end of a sentence.
   NVIMPORT_API std::string Advice(const HostWords& words) const;
@@ -23,5 +25,10 @@ struct FileKind {
 };
 
 NVIMPORT_API std::optional<FileKind> RecogniseKind(const std::string& path);
+
+// The format of files that are called otherwise than they should be: the one that the content
+// leaves no doubt of, while all that speaks for those of `detection` is the file's name. 0 for
+// none.
+NVIMPORT_API int FormatDespiteName(const Detection& detection, const std::string& path);
 
 }  // namespace nvimport

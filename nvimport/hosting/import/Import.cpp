@@ -305,6 +305,9 @@ class Session {
   // can't be told.
   int DetectedFormat() {
     const Detection detection = DetectFormat(files_.front(), stored_.kept_rules);
+    if (!stored_.kept_rules)
+      if (const int format = FormatDespiteName(detection, files_.front()); format > 0)
+        return format;
     if (detection.format > 0 && CanBe(detection.format)) return detection.format;
     std::vector<int> open = detection.candidates;
     std::erase_if(open, [&](int format) { return !CanBe(format); });
