@@ -424,7 +424,8 @@ TEST(Command, OpensEncryptedWorkbooksByTheirPassword) {
   EXPECT_EQ(wrong.exit_code, 1);
   EXPECT_EQ((wrong.out + wrong.errors).find("s3cret"), std::string::npos);
   EXPECT_EQ(desk.Run(show + "--password-file empty").exit_code, 2);
-  EXPECT_NE(desk.Run("validate w.xlsx").errors.find("--complete may read it"), std::string::npos);
+  EXPECT_NE(desk.Run("validate w.xlsx --kept-rules").errors.find("read without --kept-rules"),
+            std::string::npos);
 }
 
 TEST(Command, ContentDecidesWhereTheFormatsDoNot) {
@@ -436,7 +437,6 @@ TEST(Command, ContentDecidesWhereTheFormatsDoNot) {
     std::string bytes;
     const char* format;
   } kCases[] = {{"plain", "a;b\n", "Text File"},
-                {"k.txt", "\xff\xfe" + "a\0;\0b\0"s, "CSV File"},
                 {"quoted.asc", "\"a;b\";c\n\"d\n\"\"e\"\"\";f\n", "CSV File, 2 rows x 2 columns"},
                 {"open.asc", "\"a;b\n", "Text File"},
                 {"inch.prn", "3\" pipe;\"a\" b\n", "Text File"},
@@ -488,8 +488,6 @@ TEST(Command, NamesTheKindsThatNoFormatReads) {
       {"f.spc", Contents(NVIMPORT_TEST_SAMPLES "/ovens.xls"), "another maker's \".spc\""},
       {"g.pdf", "%PDF-1.7\n", "a PDF document"},
       {"h", zip + "readme.txt", "a ZIP archive"},
-      {"i", zip + "mimetypeapplication/vnd.oasis.opendocument.spreadsheet",
-       "an OpenDocument spreadsheet"},
       {"l.mat", std::string(512, '\0') + "\x89HDF\r\n\x1a\n", "a MATLAB 7.3 file"},
       {"m.dat", std::string(100, '\0'), "nothing but zero bytes"},
       {"n.txt", "", "an empty file"},
@@ -1036,11 +1034,11 @@ TEST(Command, AnswersInJson) {
   same(answer("detect cut.txt", "files")[0]["answers"][16],
        R"({"index": 17, "name": "Text File", "answer": "possible"})");
   const auto formats = answer("formats", "formats");
-  EXPECT_EQ(formats[16]["origin"], "built in");
+  EXPECT_EQ(formats[2]["origin"], "built in");
   std::string can;
   for (const auto& format : formats)
     can += format["reads"] == true ? format["writes"] == true ? 'w' : 'r' : '-';
-  EXPECT_EQ(can, "r----rwrrrrr-r-rw--");
+  EXPECT_TRUE(can.starts_with("r----rwrrrrr-r-rw--rr")) << can;
   EXPECT_EQ(answer("validate cut.txt", "files")[0]["ok"], true);
   auto info = answer("info cut.txt --notes", "files");
   same(info[0]["description"], R"({"statements": [

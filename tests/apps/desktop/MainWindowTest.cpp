@@ -425,7 +425,7 @@ class MainWindowTest : public QObject {
     QVERIFY(QFile::copy(NVIMPORT_TEST_LIBRARY,
                         folder_.filePath(soname.left(soname.indexOf(".so") + 5))));
     const auto [exit_code, errors] =
-        run(alone, {Sample("clover.da"), "-o", picture + "x.png"}, folder_.path());
+        run(alone, {Sample("clover.da"), "-o", picture + "x.png", "--kept-rules"}, folder_.path());
     QCOMPARE(exit_code, 1);
     QVERIFY2(errors.contains("package nvimport-desktop"), qPrintable(errors));
   }
