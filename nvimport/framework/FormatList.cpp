@@ -324,7 +324,7 @@ const std::string& FormatList::GetLibraryPath(int position) const {
 }
 
 bool FormatList::HasKeptReader(int position) const {
-  return HasTwoReaders(position) || !IsComplete(GetLibraryPath(position));
+  return HasTwoReaders(position) || GetLibraryPath(position) != NvApp::GetCompleteLibrary();
 }
 
 std::unique_ptr<SpreadsheetFile> FormatList::CreateFile(int position, bool kept_rules) const {

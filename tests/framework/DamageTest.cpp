@@ -266,8 +266,8 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
        OpenDocumentFixture{std::vector<OpenDocumentFixture::Table>(500'000)}.Package()},
       {"a million spans in each other", "OpenDocument Spreadsheet",
        Document("<r><c><p>" + Repeated("<x:a>", 1'000'000))},
-      {"twenty million blank cells", "OpenDocument Spreadsheet",
-       Document("<r>" + Repeated("<c/>", 5'000'000) + "</r>")},
+      {"a million blank cells", "OpenDocument Spreadsheet",
+       Document("<r>" + Repeated("<c/>", 1'000'000) + "</r>")},
 #endif
 #ifdef NVIMPORT_HAS_HTML
       {"a hundred thousand tables in each other", "HTML Tables", Repeated("<table><td>1", 100'000)},
@@ -285,7 +285,7 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
        }()},
       {"an open comment of megabytes", "HTML Tables", "<table><!--" + Repeated("- >", 1'000'000)},
       {"a tag of megabytes", "HTML Tables", "<table a=\"" + std::string(4'000'000, 'x')},
-      {"a text of megabytes", "HTML Tables", "<table><td>" + Repeated("x &amp; ", 1'000'000)},
+      {"a text of megabytes", "HTML Tables", "<table><td>" + Repeated("x &amp; ", 200'000)},
 #endif
       {"three million empty fields", "Text File", Repeated(std::string(3000, '\t') + "\n", 1000)},
   };
