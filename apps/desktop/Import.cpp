@@ -100,6 +100,10 @@ result.format = FromBytes(FormatName(read.format));
 result.kept_rules = read.kept_rules;
 result.warnings = Lines(read.warnings);
 result.notes = Lines(read.notes);
+for (const AnsweredQuestion& question : read.questions)
+  for (const std::string& entry : question.left)
+    result.notes.push_back(
+        QObject::tr("Not chosen of the %1: %2").arg(FromBytes(question.name), FromBytes(entry)));
 if (read) {
   again.options = read.options;
   if (dialogs.decimal_mark()) again.decimal_mark = dialogs.decimal_mark();

@@ -117,6 +117,10 @@ MainWindow::MainWindow() : dialogs_(*this, library_) {
   connect(&ticks_, &QTimer::timeout, this, &MainWindow::ShowProgress);
   Dialogs::Install(&dialogs_);
   UpdateActions();
+  if (const auto failure = UseComplete())
+    QTimer::singleShot(0, this, [this, failure] {
+      ShowTrouble(this, {FromBytes(failure->text), FromBytes(failure->advice), {}, {}});
+    });
 }
 
 MainWindow::~MainWindow() {

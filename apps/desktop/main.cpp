@@ -3,10 +3,8 @@
 #include <QTimer>
 
 #include "apps/desktop/MainWindow.h"
-#include "apps/desktop/SheetText.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/Version.h"
-#include "nvimport/hosting/import/Complete.h"
 #include "nvimport/platform/NvApp.h"
 
 namespace nvimport {
@@ -24,8 +22,6 @@ int RunWindow(QApplication& application) {
   parser.process(application);
   MainWindow window;
   window.show();
-  if (const auto failure = UseComplete())
-    ShowTrouble(&window, {FromBytes(failure->text), FromBytes(failure->advice), {}, {}});
   const QStringList files = parser.positionalArguments();
   QTimer::singleShot(0, &window, [&] { window.OpenFiles(files); });
   return QApplication::exec();

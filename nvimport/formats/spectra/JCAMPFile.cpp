@@ -159,17 +159,18 @@ struct JCAMPFile::Contents {
   std::vector<std::string> files;
   bool several_files = false;
   JCAMPLayout layout;
-  std::vector<std::size_t> offered;       // the blocks that can be chosen
-  std::vector<std::size_t> selected;      // those of them that were
-  std::vector<Series> series;             // of these
-  std::map<int, std::uint64_t> left_out;  // those that are left out instead, by problem
-  JCAMPBlock current;                     // of which nothing is said while there is none
-  std::optional<JCAMPData> reference;     // the series onto whose x values the others are brought
-  bool unites_x = false;                  // each x that occurs has its column
-  std::vector<SpectrumGrid> grids;        // then: of series of ordinates
-  std::vector<bool> in_order;             // and whether the x of a series rise
-  std::size_t readable = 0;               // series before the first one that can't be read
-  JCAMPDoubts doubts;                     // of those that were read
+  std::vector<std::size_t> offered;   // the blocks that can be chosen
+  std::vector<std::size_t> selected;  // those of them that were
+  std::vector<Series> series;         // of these
+  // Those that are left out instead, by file and problem.
+  std::map<std::pair<int, int>, std::uint64_t> left_out;
+  JCAMPBlock current;                  // of which nothing is said while there is none
+  std::optional<JCAMPData> reference;  // the series onto whose x values the others are brought
+  bool unites_x = false;               // each x that occurs has its column
+  std::vector<SpectrumGrid> grids;     // then: of series of ordinates
+  std::vector<bool> in_order;          // and whether the x of a series rise
+  std::size_t readable = 0;            // series before the first one that can't be read
+  JCAMPDoubts doubts;                  // of those that were read
   // The file that is checked or read, -1 for none, and the line reached in it.
   int current_file = -1;
   std::uint64_t line = 0;
@@ -303,7 +304,7 @@ struct JCAMPFile::Contents {
         if (problem == kGood)
           series.push_back(one);
         else
-          ++left_out[problem];
+          ++left_out[{data.file, problem}];
         for (std::uint8_t i = 1; problem == kGood && i <= data.further; ++i)
           if (Further(data, i).is_there) series.push_back({one.block, one.page, i});
       }
@@ -720,11 +721,16 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
   if (GetNumCols() < 0 || status_ != kGood) return status_;
   warning_.clear();
   sink->SetDataSize(num_cols_, num_rows_);
-  for (const auto& [problem, count] : contents_->left_out) {
+  for (const auto& [place, count] : contents_->left_out) {
+    const auto [file, problem] = place;
+    const std::string whose =
+        contents_->several_files
+            ? " of " + FileName(contents_->files[static_cast<std::size_t>(file)])
+            : "";
     const std::string reason =
         problem == kIllegalValue ? "A label has an illegal value." : contents_->MessageOf(problem);
-    Log::WriteCount(source_, count, "data block was not delivered: " + reason,
-                    "data blocks were not delivered: " + reason);
+    Log::WriteCount(source_, count, "data block" + whose + " was not delivered: " + reason,
+                    "data blocks" + whose + " were not delivered: " + reason);
   }
   const bool names_before = contents_->unites_x || contents_->reference;
   if (names_before && InitXValues(sink) != kGood) return status_;

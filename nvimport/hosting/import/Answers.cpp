@@ -142,6 +142,9 @@ std::optional<ItemsChoice> AnsweringDialogs::SelectItems(const ItemsQuestion& qu
   }
 
   answered.answer = answered.value = ItemNumbers(choice->items);
+  for (std::size_t i = 0; question.kind != Kind::kReference && i < answered.entries.size(); ++i)
+    if (std::ranges::find(choice->items, i) == choice->items.end())
+      answered.left.push_back(answered.entries[i]);
   if (choice->items.size() == 1) answered.answer = answered.entries[choice->items.front()];
   if (choice->items.size() > 1 && choice->merge < question.merge_choices.size() &&
       choice->merge < std::size(kMergeWords)) {

@@ -45,6 +45,7 @@ struct AnsweredQuestion {
   std::optional<std::size_t> merge{};  // of several worksheets
   std::vector<std::string> entries{};  // what there was to choose from, numbered from 1; of a range
                                        // what is said of it
+  std::vector<std::string> left{};     // those of a list whose cells were not taken
 };
 
 // The entries of a list as they are shown, each with what is said of it.
