@@ -18,6 +18,7 @@ enum class CsvOutcome;
 struct CsvRules {
   bool utf16_needs_mark = true;  // texts in UTF-16 without a byte-order mark
 
+  // None of them.
   static constexpr CsvRules Off() { return NoRules<CsvRules>(); }
 };
 
@@ -73,6 +74,7 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
 // Registers the format.
 class NVIMPORT_API CsvFileFactory final : public RuledFactory<CsvFile, CsvRules> {
  public:
+  // Of readers with these rules.
   explicit CsvFileFactory(const CsvRules& rules = {});
 };
 

@@ -18,6 +18,7 @@ struct TextImportChoice;
 struct TextRules {
   bool utf16_is_binary = true;  // texts in UTF-16
 
+  // None of them.
   static constexpr TextRules Off() { return NoRules<TextRules>(); }
 };
 

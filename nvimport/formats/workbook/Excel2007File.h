@@ -10,6 +10,7 @@ namespace nvimport {
 struct Excel2007Rules {
   bool passwords_refused = true;  // encrypted workbooks, those without a password of their own
 
+  // None of them.
   static constexpr Excel2007Rules Off() { return NoRules<Excel2007Rules>(); }
 };
 
@@ -28,6 +29,7 @@ class NVIMPORT_API Excel2007File : public SheetBookFile {
 // Registers the format.
 class NVIMPORT_API Excel2007FileFactory final : public RuledFactory<Excel2007File, Excel2007Rules> {
  public:
+  // Of readers with these rules.
   explicit Excel2007FileFactory(const Excel2007Rules& rules = {});
 };
 
