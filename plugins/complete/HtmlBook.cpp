@@ -69,8 +69,7 @@ std::string EncodingOf(const std::string& head) {
   if (const std::size_t at = lower.find(kLabel); at != std::string::npos) {
     const std::size_t begin = lower.find_first_not_of("\"' ", at + kLabel.size());
     if (begin != std::string::npos) {
-      const std::string name =
-          lower.substr(begin, lower.find_first_of("\"'/>; \r\n", begin) - begin);
+      std::string name = lower.substr(begin, lower.find_first_of("\"'/>; \r\n", begin) - begin);
       // As browsers take these.
       const bool is_latin = name == "iso-8859-1" || name == "us-ascii" || name == "latin1";
       constexpr std::string_view kOfNames = "abcdefghijklmnopqrstuvwxyz0123456789-_.:";

@@ -729,8 +729,12 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
             : "";
     const std::string reason =
         problem == kIllegalValue ? "A label has an illegal value." : contents_->MessageOf(problem);
-    Log::WriteCount(source_, count, "data block" + whose + " was not delivered: " + reason,
-                    "data blocks" + whose + " were not delivered: " + reason);
+    const auto said = [&](const char* what, const char* was) {
+      std::string text = what;
+      return text.append(whose).append(was).append(reason);
+    };
+    Log::WriteCount(source_, count, said("data block", " was not delivered: "),
+                    said("data blocks", " were not delivered: "));
   }
   const bool names_before = contents_->unites_x || contents_->reference;
   if (names_before && InitXValues(sink) != kGood) return status_;

@@ -18,6 +18,7 @@
 #include <bit>
 #include <cstdint>
 #include <optional>
+#include <ranges>
 #include <string_view>
 
 #include "nvimport/formats/workbook/ExcelStream.h"
@@ -68,10 +69,10 @@ class Obfuscation final : public BiffCipher {
       value = RotateLeft(value, 1, 16);
       if ((value & 1) != 0) value ^= 0x1020;
     };
-    for (auto c = text.rbegin(); c != text.rend(); ++c)
+    for (const char c : std::ranges::reverse_view(text))
       for (unsigned bit = 0; bit < 8; ++bit) {
         step(base);
-        const bool is_set = bit < 7 && (static_cast<unsigned char>(*c) >> bit & 1U) != 0;
+        const bool is_set = bit < 7 && (static_cast<unsigned char>(c) >> bit & 1U) != 0;
         if (is_set) key ^= base;
         step(end);
       }

@@ -80,7 +80,7 @@ DecryptedPackage::Outcome DecryptedPackage::Decrypt(CompoundFile& file, std::siz
   std::vector<char> piece(kHead);
   if (stream == nullptr || file.Read(*stream, 0, piece) != std::ssize(piece))
     return Outcome::kBrokenPackage;
-  std::uint64_t left = LoadLittle<std::uint64_t>(piece.data());
+  auto left = LoadLittle<std::uint64_t>(piece.data());
   if (left > stream->size() - kHead) return Outcome::kBrokenPackage;
   const auto sum = cipher.Sum();
   if (sum) sum->hash->Take(piece);

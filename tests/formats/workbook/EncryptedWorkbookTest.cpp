@@ -186,11 +186,9 @@ TEST(EncryptedPackage, DamageIsRefusedOrTold) {
     std::string begins;
   } kCases[] = {
       {"hashed too often",
-       with("spinCount=\"100000\" saltSize=\"16\"", "spinCount=\"99999999\" saltSize=\"\""),
-       unknown},
+       with(R"(spinCount="100000" saltSize="16")", R"(spinCount="99999999" saltSize="")"), unknown},
       {"hashed often, unasked",
-       with("spinCount=\"100000\" saltSize=\"16\"", "spinCount=\"9999999\" saltSize=\"1\""),
-       "3336"},
+       with(R"(spinCount="100000" saltSize="16")", R"(spinCount="9999999" saltSize="1")"), "3336"},
       {"another chain", with("ChainingModeCBC", "ChainingModeCFB"), unknown},
       {"a key of no such size", with("keyBits=\"256\"", "keyBits=\"255\""), unknown},
       {"another hash", with("SHA512", "SHA513"), unknown},

@@ -82,7 +82,7 @@ TEST(XmlSpreadsheetFile, TakesEncodingsSheetsAndNothingElse) {
       "<WorksheetOptions xmlns=\"x\"><Visible>SheetHidden</Visible></WorksheetOptions>";
   std::string ansi =
       kHead + Sheet(one, "A", hidden) + Sheet(two, "B") + Sheet("", "C") + "</Workbook>";
-  ansi.replace(0, 21, "<?xml version=\"1.0\" encoding=\"Windows-1252\"?>");
+  ansi.replace(0, 21, R"(<?xml version="1.0" encoding="Windows-1252"?>)");
   const std::string first = U32(1) + "1" + U32(0);
   EXPECT_EQ(Summary(ansi, first), "'\xC3\xA4\xE2\x82\xAC'");
   EXPECT_EQ(Summary(ansi, U32(3) + "1,4" + U32(0xFFFFFFFF)),
@@ -104,7 +104,7 @@ TEST(XmlSpreadsheetFile, RefusesWhatItCannotRead) {
       {"none", kHead + "</Workbook>", "3846 The XML spreadsheet does not contain any worksheets."},
       {"a column too many",
        kHead +
-           Sheet("<Row><Cell ss:Index=\"16385\"><Data ss:Type=\"Number\">1</Data></Cell></Row>") +
+           Sheet(R"(<Row><Cell ss:Index="16385"><Data ss:Type="Number">1</Data></Cell></Row>)") +
            "</Workbook>",
        damaged},
   };
