@@ -18,7 +18,6 @@
 #include <bit>
 #include <cstdint>
 #include <optional>
-#include <ranges>
 #include <string_view>
 
 #include "nvimport/formats/workbook/ExcelStream.h"
@@ -69,10 +68,10 @@ class Obfuscation final : public BiffCipher {
       value = RotateLeft(value, 1, 16);
       if ((value & 1) != 0) value ^= 0x1020;
     };
-    for (const char c : std::ranges::reverse_view(text))
+    for (std::size_t i = text.size(); i-- > 0;)
       for (unsigned bit = 0; bit < 8; ++bit) {
         step(base);
-        const bool is_set = bit < 7 && (static_cast<unsigned char>(c) >> bit & 1U) != 0;
+        const bool is_set = bit < 7 && (static_cast<unsigned char>(text[i]) >> bit & 1U) != 0;
         if (is_set) key ^= base;
         step(end);
       }
