@@ -467,3 +467,168 @@ cat >kilns.html <<'END'
 <table id="glazes"><tr><td>Glaze<td>Kiln<tr><td>celadon<td>K1</table>
 </body></html>
 END
+
+# Matrices of MATLAB: spectra of mashes with the names of their rows and columns, what was measured
+# beside them and a struct, some of it compressed; and the same worts as years ago, in level 4 of a
+# workstation.
+python3 - <<'PY'
+import struct
+import zlib
+
+CELL, STRUCT, CHAR, SPARSE, DOUBLE, SINGLE, UINT8 = 1, 2, 4, 5, 6, 7, 9
+
+
+def element(kind, data):
+    if 0 < len(data) <= 4:
+        return struct.pack("<HH", kind, len(data)) + data.ljust(4, b"\0")
+    return struct.pack("<II", kind, len(data)) + data + b"\0" * (-len(data) % 8)
+
+
+def array(kind, sizes, rest, name="", flags=0):
+    return element(14, element(6, struct.pack("<II", kind | flags << 8, 0))
+                   + element(5, struct.pack("<%di" % len(sizes), *sizes))
+                   + element(1, name.encode()) + rest)
+
+
+def numbers(sizes, values, name="", kind=DOUBLE, stored=(9, "d")):
+    return array(kind, sizes, element(stored[0], struct.pack("<%d%s" % (len(values), stored[1]), *values)), name)
+
+
+def text(value, name=""):
+    return array(CHAR, (1, len(value)), element(17, value.encode("utf-16-le")), name)
+
+
+def packed(variable):
+    data = zlib.compress(variable, 9)
+    return struct.pack("<II", 15, len(data)) + data
+
+
+nan = float("nan")
+mashes = ["Mash %d" % m for m in range(1, 6)]
+waves = [1100 + 20 * w for w in range(6)]
+info = array(STRUCT, (1, 1), element(5, struct.pack("<i", 8)) + element(1, b"".join(
+    name.ljust(8, b"\0") for name in (b"malt", b"degrees")))
+    + text("Münchner") + numbers((1, 3), [52, 63.5, 72], kind=SINGLE, stored=(7, "f")), "info")
+with open("mashes.mat", "wb") as file:
+    file.write(b"MATLAB 5.0 MAT-file, Platform: GLNXA64, Created on: Mon Mar  4 09:30:00 2024".ljust(116)
+               + b" " * 8 + struct.pack("<H", 0x0100) + b"IM")
+    file.write(packed(numbers((5, 6), [nan if (m, w) == (2, 3) else 0.25 + m / 64 + w * w / 128
+                                       for w in range(6) for m in range(5)], "spectra")))
+    file.write(packed(array(CELL, (5, 1), b"".join(map(text, mashes)), "obsNames")))
+    file.write(array(CELL, (1, 6), b"".join(text("%d nm" % w) for w in waves), "varNames"))
+    file.write(numbers((5, 1), [12, 14, 13, 11, 15], "extract", stored=(2, "B")))
+    file.write(array(SPARSE, (3, 3), element(5, struct.pack("<3i", 0, 2, 1)) + element(5, struct.pack("<4i", 0, 1, 1, 3))
+                     + element(9, struct.pack("<3d", 0.5, 1.5, 2)), "transfer"))
+    file.write(info)
+
+
+def old(name, columns, text=False):
+    data = b"".join(struct.pack(">%dd" % len(column), *column) for column in columns)
+    return struct.pack(">5i", 1000 + text, len(columns[0]), len(columns), 0, len(name) + 1) + name + b"\0" + data
+
+
+with open("worts.mat", "wb") as file:
+    file.write(old(b"wort", [[12.25, 11.5, 13], [5.25, 5.5, nan]])
+               + old(b"labels", list(zip(*map(bytes, (b"Wort A", b"Wort B", b"Wort C")))), text=True))
+PY
+
+# A Bruker OPUS file: the absorbance of hops, and what it was measured and computed from.
+python3 - <<'PY'
+import math
+import struct
+
+
+def parameter(name, value):
+    if isinstance(value, int):
+        kind, data = 0, struct.pack("<i", value)
+    elif isinstance(value, float):
+        kind, data = 1, struct.pack("<d", value)
+    else:
+        kind, data = 2, value.encode("cp1252") + b"\0"
+        data += b"\0" * (len(data) % 2)
+    return name.encode() + b"\0" + struct.pack("<2H", kind, len(data) // 2) + data
+
+
+def parameters(**values):
+    data = b"".join(parameter(*pair) for pair in values.items()) + b"END\0\0\0\0\0"
+    return data + b"\0" * (-len(data) % 4)
+
+
+def spectrum(kind, values, first, last, unit, factor=1.0):
+    stated = parameters(DPF=1, NPT=len(values), FXV=first, LXV=last, CSF=factor, MXY=max(values) * factor,
+                        MNY=min(values) * factor, DAT="04/03/2024", TIM="09:30:00.250 (GMT+1)", DXU=unit)
+    return [(kind, struct.pack("<%df" % len(values), *values)), (kind | 0x10, stated)]
+
+
+whole = [math.ldexp(i * i % 7 - 3, -4) for i in range(16)]
+reference = [0.5 + i / 64 for i in range(12)]
+sample = [r * (1 - i % 4 / 8) for i, r in enumerate(reference)]
+absorbance = [i % 4 / 16 for i in range(12)]
+history = "\0".join(("Operator:Brewer\tVersion 8.5\thops.0", "Advanced Measurement\t\t2024/03/04 09:31:00 (GMT+1)"))
+blocks = [(0x3400, b""), (0x20, parameters(INS="TENSOR", RSN=1204, SRN="0173")),
+          (0x30, parameters(NSS=32, RES=4.0, PLF="AB")), (0xA0, parameters(SNM="Hallertau, früh", CNM="Brewer", CPG=1252)),
+          (0x38, parameters(NSR=16, RES=4.0))]
+blocks += spectrum(0x807, whole, 0.0, 15.0, "PNT", 0.25) + spectrum(0x407, sample, 1800.0, 1778.0, "WN")
+blocks += spectrum(0x40B, reference, 1800.0, 1778.0, "WN") + spectrum(0x100F, absorbance, 1800.0, 1778.0, "WN")
+blocks += [(0x40680000, b"\0" * 4 + history.encode("cp1252") + b"\0" * (-len(history) % 4))]
+entries, data, at = b"", b"", 24 + 12 * 40
+for kind, block in blocks:
+    is_directory = kind == 0x3400
+    entries += struct.pack("<I2i", kind, 120 if is_directory else len(block) // 4, 24 if is_directory else at + len(data))
+    data += block
+with open("hops.0", "wb") as file:
+    file.write(b"\x0a\x0a\xfe\xfe" + struct.pack("<d3i", 920622, 24, 40, len(blocks)) + entries.ljust(480, b"\0") + data)
+PY
+
+# A run of juices on a liquid chromatograph: the signal at 280 nm, and the spectra of its diode array.
+python3 - <<'PY'
+import math
+import struct
+
+
+def header(size, version, kind, texts, numbers):
+    head = bytearray(size)
+    for at, value in {0: version, 4: kind, 24: "Juice 7", 148: "AB", 178: "04-Mar-24, 09:30:00", 208: "G1315B",
+                      218: "LC", 228: "JUICES.M", **texts}.items():
+        head[at:at + len(value) + 1] = bytes([len(value)]) + value.encode()
+    for at, form, *values in [(248, "I", int(version)), (252, "3H", 3, 21, 1), *numbers]:
+        struct.pack_into(">" + form, head, at, *values)
+    return bytes(head)
+
+
+def stored(values, order, before=0):
+    data = b""
+    for value in values:
+        far = not -32768 < value - before < 32768
+        data += struct.pack(order + "hi", -32768, value) if far else struct.pack(order + "h", value - before)
+        before = value
+    return data
+
+
+def peak(minute, nm=280):
+    return 90 * math.exp(-((minute - 0.4) / 0.05) ** 2) * math.exp(-((nm - 276) / 25) ** 2) + nm / 200 + minute
+
+
+scale = 2.0 ** -11
+trace = [round(peak(0.0062 * i) / scale) for i in range(160)]
+with open("juices.ch", "wb") as file:
+    file.write(header(1024, "30", "LC DATA FILE", {580: "mAU", 596: "DAD A, Sig=280,4 Ref=off", 322: "Juice Desk"}, [
+        (264, "I", 3), (282, "4i", -372, 58776, max(trace), min(trace)), (636, "2d", 0, scale)]))
+    data, before = b"", 0
+    for begin in range(0, len(trace), 64):
+        part = trace[begin:begin + 64]
+        data += bytes([16, len(part)]) + stored(part, ">", before)
+        before = part[-1]
+    file.write(data + b"\0\0")
+
+scans, index = b"", b""
+for scan in range(12):
+    minute = 0.05 * (scan + 2)
+    data = stored([round(peak(minute, nm) / scale) for nm in range(240, 337, 6)], "<")
+    index += struct.pack("<2IH", 512 + len(scans), round(60000 * minute), 0)
+    scans += struct.pack("<2HI3H8x", 67, 22 + len(data), round(60000 * minute), 4800, 6720, 120) + data
+with open("juices.uv", "wb") as file:
+    file.write(header(512, "31", "LC DATA FILE", {326: "mAU"}, [
+        (260, "2I", 512 + len(scans), 2), (278, "I", 12), (318, "d", scale)]))
+    file.write(scans + struct.pack("<3H", 68, 6 + len(index), 0) + index)
+PY
