@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "nvimport/formats/spectra/Interpolator.h"
 #include "nvimport/formats/spectra/JCAMPDate.h"
 #include "nvimport/formats/spectra/JCAMPDescription.h"
 #include "nvimport/formats/spectra/JCAMPLayout.h"
@@ -96,42 +97,6 @@ constexpr int kFirstPointColumn = 3;
 // A list of more blocks is made only when they have some bytes each: it would outgrow the file.
 constexpr std::size_t kMostOffered = 65536;
 constexpr double kLeastOffered = 64;
-
-// Brings the ordinates of a block onto the x values of another, point by point as they come, and
-// gives them to `row`: n from 1, y scaled.
-template <typename Row>
-struct Interpolator {
-  Row row;
-  SpectrumGrid own;
-  SpectrumGrid wanted;
-  // The wanted points are walked in this block's direction.
-  int direction = own.spacing >= 0 ? 1 : -1;
-  int step = wanted.spacing >= 0 ? direction : -direction;
-  int next = step > 0 ? 1 : wanted.points;
-  double last_x = 0;
-  double last_y = 0;
-  bool last_missing = false;
-
-  void operator()(int n, double y, bool missing) {
-    // Ends that should meet may miss each other by what rounding does.
-    constexpr double kPart = 1e-6;
-    const double slack = kPart * std::fabs(own.spacing);
-    const double x = own.X(n - 1);
-    for (; next >= 1 && next <= wanted.points; next += step) {
-      const double wanted_x = wanted.X(next - 1);
-      const double beyond = direction * (wanted_x - x);
-      if (beyond > slack) break;
-      if (n == 1 && beyond < -slack) continue;
-      const bool on_point = beyond >= -slack;
-      const double value =
-          on_point ? y : last_y + (y - last_y) * (wanted_x - last_x) / (x - last_x);
-      row(next, value, missing || (!on_point && last_missing));
-    }
-    last_x = x;
-    last_y = y;
-    last_missing = missing;
-  }
-};
 
 }  // namespace
 
@@ -569,17 +534,7 @@ const char* JCAMPFile::GetWarningMessage() {
 
 // The x values of ordinates are computed, those of pairs written down: what only rounding takes
 // apart is one x.
-double JCAMPFile::Contents::OnGrid(double x) const {
-  constexpr double kRounding = 4 * std::numeric_limits<double>::epsilon();
-  for (const SpectrumGrid& grid : grids) {
-    const double place = std::round((x - grid.first) / grid.spacing);
-    if (!(place >= 0 && place < grid.points)) continue;
-    const double on_grid = grid.ExactX(static_cast<int>(place));
-    const double largest = std::max(std::fabs(grid.first), std::fabs(grid.last));
-    if (std::fabs(on_grid - x) <= kRounding * largest) return on_grid;
-  }
-  return x;
-}
+double JCAMPFile::Contents::OnGrid(double x) const { return OnGrids(grids, x); }
 
 // Makes every x that occurs in the series before the first one that can't be read a point.
 int JCAMPFile::UniteX() {
@@ -589,15 +544,10 @@ int JCAMPFile::UniteX() {
   JCAMPInput input(contents_->files, rules_);
   contents_->in_order.assign(contents_->series.size(), true);
   contents_->grids.clear();
-  constexpr std::size_t kMostGrids = 8;
   for (const Contents::Series one : series) {
     const JCAMPData page = contents_->Get(one);
-    if (!rules_.names_of_six_digits && page.data_class == JCAMPClass::kXYData &&
-        contents_->grids.size() < kMostGrids &&
-        std::ranges::none_of(contents_->grids, [&, own = page.Axis()](const SpectrumGrid& grid) {
-          return grid.first == own.first && grid.last == own.last && grid.points == own.points;
-        }))
-      contents_->grids.push_back(page.Axis());
+    if (!rules_.names_of_six_digits && page.data_class == JCAMPClass::kXYData)
+      AddGrid(contents_->grids, page.Axis());
   }
   for (std::size_t i = 0; i < series.size(); ++i) {
     if (series[i].further > 0) {

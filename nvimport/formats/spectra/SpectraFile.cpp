@@ -40,7 +40,7 @@ int SpectraFile::DescribeAll(Description& description) {
   if (has_room) {
     std::vector<double> x;
     x.reserve(static_cast<std::size_t>(points));
-    for (int i = 0; i < points; ++i) x.push_back(axis_.ExactX(FirstSheetPoint() + i));
+    for (int i = 0; i < points; ++i) x.push_back(ExactX(FirstSheetPoint() + i));
     description.SetX(first_point_column_, std::move(x));
   } else {
     Note("the x values of " + std::to_string(points) +

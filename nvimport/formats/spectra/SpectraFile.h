@@ -46,6 +46,8 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
   // The points of the axis that have columns, and the first of them.
   virtual int SheetPoints() const { return axis_.points; }
   virtual int FirstSheetPoint() const { return 0; }
+  // The x of a point of the axis, as exactly as the file states it.
+  virtual double ExactX(int point) const { return axis_.ExactX(point); }
 
   // With the x values of the sheet, exactly.
   int DescribeAll(Description& description) override;

@@ -75,7 +75,9 @@ class SpectraStatements {
   template <typename Number>
   void StateNumber(std::string_view label, Number value, int row) {
     FloatText text;
-    if constexpr (std::is_floating_point_v<Number>) {
+    if constexpr (std::is_same_v<Number, double>) {
+      if (std::isfinite(value)) State(label, FormatDouble(value, text), row);
+    } else if constexpr (std::is_floating_point_v<Number>) {
       if (std::isfinite(value)) State(label, FormatFloat(value, text), row);
     } else {
       State(label, FormatWhole(static_cast<long long>(value), text), row);

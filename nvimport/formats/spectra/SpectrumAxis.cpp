@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "nvimport/platform/NumberText.h"
 
@@ -44,6 +45,23 @@ double SpectrumGrid::ExactX(int point) const {
   const double before = has_last ? steps - point : 1;
   const double other = has_last ? stated_last : spacing;
   return Exactly(*this, before, other, point, steps);
+}
+
+void AddGrid(std::vector<SpectrumGrid>& grids, const SpectrumGrid& grid) {
+  const auto is_same = [&](const SpectrumGrid& other) { return IsSameGrid(grid, other); };
+  if (grids.size() < kMostGrids && std::ranges::none_of(grids, is_same)) grids.push_back(grid);
+}
+
+double OnGrids(std::span<const SpectrumGrid> grids, double x) {
+  constexpr double kRounding = 4 * std::numeric_limits<double>::epsilon();
+  for (const SpectrumGrid& grid : grids) {
+    const double place = std::round((x - grid.first) / grid.spacing);
+    if (!(place >= 0 && place < grid.points)) continue;
+    const double on_grid = grid.ExactX(static_cast<int>(place));
+    const double largest = std::max(std::fabs(grid.first), std::fabs(grid.last));
+    if (std::fabs(on_grid - x) <= kRounding * largest) return on_grid;
+  }
+  return x;
 }
 
 ExactGrid::ExactGrid(const SpectrumGrid& grid)

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "nvimport/platform/Export.h"
@@ -50,6 +51,18 @@ class ExactGrid {
   double steps_;
   bool is_whole_;  // first and last, so that only the quotient is rounded
 };
+
+// Whether the points of two grids are the same.
+inline bool IsSameGrid(const SpectrumGrid& a, const SpectrumGrid& b) {
+  return a.points == b.points && a.first == b.first && a.last == b.last;
+}
+
+// Adds a grid to those that differ, as long as they are few.
+inline constexpr std::size_t kMostGrids = 8;
+NVIMPORT_API void AddGrid(std::vector<SpectrumGrid>& grids, const SpectrumGrid& grid);
+
+// What only rounding takes apart from the x of a point of these grids is that x.
+NVIMPORT_API double OnGrids(std::span<const SpectrumGrid> grids, double x);
 
 // The x axis of a spectrum, or of a sheet of them: evenly spaced points, or a value for each.
 struct SpectrumAxis : SpectrumGrid {

@@ -8,6 +8,8 @@
 
 #include "nvimport/formats/DescriptionKeys.h"
 #include "nvimport/formats/spectra/BrimroseFile.h"
+#include "nvimport/formats/spectra/BrukerOPUSFile.h"
+#include "nvimport/formats/spectra/ChemStationFile.h"
 #include "nvimport/formats/spectra/GalacticSPCFile.h"
 #include "nvimport/formats/spectra/JCAMPDate.h"
 #include "nvimport/formats/spectra/JCAMPFile.h"
@@ -15,9 +17,11 @@
 #include "nvimport/framework/Description.h"
 #include "nvimport/framework/FileSelection.h"
 #include "tests/support/BrimroseFixture.h"
+#include "tests/support/ChemStationFixture.h"
 #include "tests/support/Described.h"
 #include "tests/support/JCAMPFixture.h"
 #include "tests/support/NsasFixture.h"
+#include "tests/support/OpusFixture.h"
 #include "tests/support/Samples.h"
 #include "tests/support/SpcFixture.h"
 
@@ -243,6 +247,92 @@ void AddSpc(std::vector<Described>& all) {
       "oxtype [x-units] = Raman Shift (cm-1)\nx: Raman Shift (cm-1)\n");
 }
 
+void AddOpus(std::vector<Described>& all) {
+  using Opus = OpusFixture;
+  constexpr std::uint32_t kOptics = 0x60;
+  constexpr std::uint32_t kOfReference = 0x08;
+  constexpr const char* kVersion = "version [version] = 920622\n";
+  const auto add = [&](const char* why, const Opus& file, const std::string& expected,
+                       std::string options = "") {
+    all.push_back(
+        {"Bruker OPUS", why, By<BrukerOPUSFile>(), file.File(), expected, std::move(options)});
+  };
+  // Those of parameters have three letters.
+  std::string parameters;
+  std::string told;
+  for (const auto& [label, key] : kOpusKeys) {
+    if (label.size() != 3 || label == "CPG" || label == "DAT") continue;
+    parameters += Opus::Text(label, key);
+    told += std::string(label) + " [" + std::string(key) + "] = " + std::string(key) + "\n";
+  }
+  const std::string points =
+      "NPT [points] = 1\nrow 2 FXV [first-x] = 10\nrow 2 LXV [last-x] = 10\n";
+  add("every key",
+      Opus{}
+          .Add(kOptics, parameters + Opus::Whole("CPG", 1250) + Opus::Text("OWN", "own"))
+          .AddSpectrum(Opus::kAbsorbance, {1}),
+      kVersion + told + "CPG [code-page] = 1250\nOWN [] = own\n" +
+          "row 2 block [data-type] = Absorbance\nrow 2 " + points + "y: Absorbance ()\n");
+  add("a reference, another block, what is left out",
+      Opus{}
+          .Add(kOptics + kOfReference, Opus::Number("RES", 0.5) + Opus::Whole("P2A", 0) +
+                                           Opus::Whole("NSR", 7) + Opus::Parameter("BAD", 0, ""))
+          .AddSpectrum(Opus::kSampleSpectrum, {1}, Opus::Text("DXU", "FUR"))
+          .AddSpectrum(Opus::kAbsorbance, {1}, Opus::Text("DXU", "MI"))
+          .Add(0x60100f, "1234")
+          .Add(0x680000, "\0\0 an\0\0\n\xe4\0"s),
+      kVersion +
+          "RES [reference-resolution] = 0.5\nP2A [reference-P2A] = 0\n"
+          "NSR [reference-scans] = 7\nBAD [reference-BAD] = \n"
+          "other block [other-block] = Sample Spectrum\nNPT [other-points] = 1\n"
+          "FXV [other-first-x] = 10\nLXV [other-last-x] = 10\nDXU [other-x-units] = FUR\n"
+          "row 2 block [data-type] = Absorbance\nrow 2 "s +
+          points +
+          "row 2 DXU [x-units] = MI\nleft out [left-out] = block 60100f\n"
+          "history [log] =  an\nhistory [log] = \n\u00e4\nx: Wavelength (um)\n"
+          "y: Absorbance ()\n",
+      "blocks=2");
+  const auto dated = [](const char* date, const char* time) {
+    return Opus{}.AddSpectrum(Opus::kAbsorbance, {1},
+                              Opus::Text("DAT", date) + Opus::Text("TIM", time));
+  };
+  const struct {
+    const char* date;
+    const char* time;
+    const char* iso;
+  } kDates[] = {{"27/11/2020", "17:53:26.226 (GMT+1)", "2020-11-27T17:53:26.226+01:00"},
+                {"2020/11/27", "17:53:26 (GMT-3:30)", "2020-11-27T17:53:26-03:30"},
+                {"27/11/2020", "17:53:26", "2020-11-27T17:53:26"},
+                {"27/11/2020", "17:53:26 (GMT)", "2020-11-27T17:53:26Z"},
+                {"27/11/2020", "", "2020-11-27"},
+                {"31/11/2020", "17:53:26", ""},
+                {"27/11/20", "17:53:26", ""},
+                {"27/11/2020", "soon", ""},
+                {"27/11/2020", "17:53:26 (GMT+99)", ""},
+                {"27/11/2020 or so", "17:53:26", ""},
+                {"", "17:53:26", ""}};
+  for (const auto& [date, time, iso] : kDates)
+    add(date, dated(date, time),
+        kVersion + "row 2 block [data-type] = Absorbance\nrow 2 "s + points +
+            "row 2 DAT [] = " + date + "\nrow 2 TIM [time] = " + time + "\n" +
+            (*iso != '\0' ? "row 2 DAT [date] = "s + iso + "\n" : ""s) + "y: Absorbance ()\n");
+  const std::string said =
+      Bytes(std::int32_t{64}) + std::string(132, '\0') + Bytes(0.0) + Bytes(1.5);
+  const std::string spectrum = Bytes(2.0F) + said;
+  add("a series",
+      Opus{}.AddData(
+          Opus::kAbsorbance + Opus::kSeriesOf, Opus::Status(1, 10, 10),
+          Opus::Values(std::vector<std::int32_t>{0, 2, 24, 4, 152, 0}) + spectrum + spectrum),
+      kVersion +
+          "row 2 block [data-type] = Absorbance\nrow 3 block [data-type] = Absorbance\nrow 2 "s +
+          points +
+          "row 3 NPT [points] = 1\nrow 3 FXV [first-x] = 10\nrow 3 LXV [last-x] = 10\n"
+          "row 2 scans [scans] = 64\nrow 2 start time [start-time] = 0\n"
+          "row 2 end time [end-time] = 1.5\nrow 3 scans [scans] = 64\n"
+          "row 3 start time [start-time] = 0\nrow 3 end time [end-time] = 1.5\n"
+          "y: Absorbance ()\n");
+}
+
 void AddOthers(std::vector<Described>& all) {
   NsasSpectrum dated;
   dated.time = {11, 7, 2014, 15, 46, 27};
@@ -350,12 +440,64 @@ TEST(SpectraDescription, SaysDatesThatAreCertain) {
     EXPECT_EQ(IsoJCAMPDate(text), iso) << text;
 }
 
+void AddChemStation(std::vector<Described>& all) {
+  using Fixture = ChemStationFixture;
+  const auto add = [&](const char* why, const Fixture& file, std::string expected,
+                       std::string options = "") {
+    all.push_back({"HPLC ChemStation", why, By<ChemStationFile>(), file.Bytes(),
+                   std::move(expected), std::move(options)});
+  };
+  const std::string numbers =
+      "sequence line [sequence-line] = 7\nvial [vial] = 8\ninjection [injection] = 9\n"
+      "scale [scale] = 0.5\n";
+  const std::string body = Fixture::Segment({Fixture::Delta(1), Fixture::Delta(1)}) + "\0\0"s;
+  add("a chromatogram",
+      {.version = 30,
+       .texts = {{24, "Juice"},
+                 {86, "cloudy "},
+                 {148, "AB"},
+                 {178, "13-Oct-15, 16:11:35"},
+                 {208, "G1"},
+                 {218, "LC"},
+                 {228, "J.M"},
+                 {322, "Desk"},
+                 {580, "mAU"},
+                 {596, "DAD A"}},
+       .body = body},
+      "version [version] = 30\nfile type [data-type] = LC DATA FILE\nsample [sample] = Juice\n"
+      "description [comment] = cloudy\noperator [operator] = AB\n"
+      "date [] = 13-Oct-15, 16:11:35\ndate [date] = 2015-10-13T16:11:35\n"
+      "detector [detector] = G1\ninstrument [instrument] = LC\nmethod [method] = J.M\n"
+      "software [application] = Desk\nunits [y-units] = mAU\nsignal [signal] = DAD A\n" +
+          numbers + "intercept [intercept] = 0\nx: time (min)\ny:  (mAU)\n");
+  for (const auto& [date, iso] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"01 Nov 23  07:15 pm", "2023-11-01T19:15"},
+           {"8/20/20 12:00:32 AM", "2020-08-20T00:00:32"},
+           {"8/10/20 2:00:32 PM", ""},
+           {"13-Oct-15 13:00 PM", ""},
+           {"soon", ""}})
+    add(date, {.texts = {{2391, date}}, .body = body},
+        "version [version] = 130\nfile type [data-type] = LC DATA FILE\ndate [] = "s + date + "\n" +
+            (*iso != '\0' ? "date [date] = "s + iso + "\n" : "") + numbers +
+            "intercept [intercept] = 0\nx: time (min)\n");
+  Fixture spectra{.version = 31};
+  for (const int time : {0, 30'000}) spectra.Add(time, Fixture::Scan(time, std::string(6, '\1')));
+  const std::string said =
+      "version [version] = 31\nfile type [data-type] = LC DATA FILE\n" + numbers;
+  add("spectra", spectra,
+      said + "row 2 time [z] = 0\nrow 3 time [z] = 0.5\nx: wavelength (nm)\nz: time (min)\n");
+  add("a wavelength of spectra", spectra, said + "wavelength [wavelength] = 202\nx: time (min)\n",
+      "wavelength=202");
+}
+
 }  // namespace
 
 void AddSpectra(std::vector<Described>& all) {
   AddJcamp(all);
   AddSpc(all);
+  AddOpus(all);
   AddOthers(all);
+  AddChemStation(all);
 }
 
 void AddSpectraBombs(std::vector<Described>& bombs) {
@@ -384,6 +526,12 @@ void AddSpectraBombs(std::vector<Described>& bombs) {
   const auto reader = By<GalacticSPCFile>(GalacticSPCRules::Off());
   bombs.push_back({"GalacticSPC", "lines", reader, bytes + Repeated("x\n", 3'000'000), ""});
   bombs.push_back({"GalacticSPC", "a line", reader, bytes + Repeated("x", 30'000'000), ""});
+
+  OpusFixture opus = OpusFixture{}.AddSpectrum(OpusFixture::kAbsorbance, {1});
+  opus.Add(0x60, Repeated(OpusFixture::Parameter("AAA", 2, ""), 1'000'000));
+  opus.Add(0x680000, Repeated("x\0"s, 3'000'000));
+  const auto opus_reader = By<BrukerOPUSFile>();
+  bombs.push_back({"Bruker OPUS", "a million parameters, lines", opus_reader, opus.File(), ""});
 }
 
 }  // namespace nvimport
