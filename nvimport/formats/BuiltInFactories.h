@@ -1,7 +1,10 @@
 #pragma once
 
 #include "nvimport/formats/UnbuiltFormats.h"
+#include "nvimport/formats/matrix/MatFile.h"
 #include "nvimport/formats/spectra/BrimroseFile.h"
+#include "nvimport/formats/spectra/BrukerOPUSFile.h"
+#include "nvimport/formats/spectra/ChemStationFile.h"
 #include "nvimport/formats/spectra/GalacticSPCFile.h"
 #include "nvimport/formats/spectra/JCAMPFile.h"
 #include "nvimport/formats/spectra/NsasFile.h"

@@ -42,30 +42,6 @@ struct BrooksideXMLFactory final : UnbuiltFactory {
                                   .extensions = {".xml"},
                                   .several_at_once = true}) {}
 };
-struct BrukerOPUSFileFactory final : UnbuiltFactory {
-  BrukerOPUSFileFactory()
-      : UnbuiltFactory(kNotThis, {.name = "Bruker OPUS File",
-                                  .read_filter = "Bruker OPUS File (*.*)",
-                                  .extensions = {".*"},
-                                  .several_at_once = true}) {}
-};
-struct ChemStationFileFactory final : UnbuiltFactory {
-  ChemStationFileFactory()
-      : UnbuiltFactory(kNotThis, {.name = "HPLC ChemStation File",
-                                  .read_filter = "HPLC ChemStation Files (*.ch, *.uv)",
-                                  .write_filter = "HPLC ChemStation File (*.ch)",
-                                  .extensions = {".ch", ".uv"},
-                                  .several_at_once = true}) {}
-};
-struct MatFileFactory final : UnbuiltFactory {
-  MatFileFactory()
-      : UnbuiltFactory(kNoOpinion, {.name = "Matlab File",
-                                    .read_filter = "Matlab Files (*.mat)",
-                                    .write_filter = "Matlab Files (*.mat)",
-                                    .extensions = {".mat"},
-                                    .can_write = true,
-                                    .flag4 = false}) {}
-};
 struct NetCDFFileFactory final : UnbuiltFactory {
   NetCDFFileFactory()
       : UnbuiltFactory(kNotThis, {.name = "NetCDF Files",

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "nvimport/formats/DescriptionKeys.h"
+#include "nvimport/formats/matrix/MatFile.h"
 #include "nvimport/formats/text/CsvFile.h"
 #include "nvimport/formats/text/DIFFile.h"
 #include "nvimport/formats/text/LotusFile.h"
@@ -28,6 +29,7 @@
 #define HAS_COMPOUND_FILES
 #endif
 #ifdef NVIMPORT_HAS_PACKAGES
+#include "tests/support/MatFixture.h"
 #include "tests/support/OpenDocumentFixture.h"
 #include "tests/support/PackageFixture.h"
 #endif
@@ -357,12 +359,29 @@ void AddPackages(std::vector<Described>& all) {
 }
 #endif
 
+void AddMatrices(std::vector<Described>& all) {
+  all.push_back({"Matlab", "a sample", By<MatFile>(), Contents(NVIMPORT_TEST_SAMPLES "/worts.mat"),
+                 "level [version] = 4\nvariable [matrix] = wort 3 x 2 double\n"
+                 "variable [matrix] = labels 3 x 6 char\n"});
+#ifdef NVIMPORT_HAS_PACKAGES
+  const MatFixture mat;
+  all.push_back({"Matlab", "a header", By<MatFile>(),
+                 mat.Header() + mat.Doubles({1, 1}, {1}, "a") + mat.Array(16, {1, 1}, "", "f"),
+                 "level [version] = 5\n"
+                 "header [comment] = MATLAB 5.0 MAT-file, Platform: PCWIN, Created on: today\n"
+                 "Platform [platform] = PCWIN\nCreated on [created] = today\n"
+                 "variable [matrix] = a 1 x 1 double\nvariable [matrix] = f 1 x 1 function handle\n"
+                 "left out [left-out] = f function handle\n"});
+#endif
+}
+
 std::vector<Described> AllDescribed() {
   std::vector<Described> all;
   AddSpectra(all);
   AddTexts(all);
   AddWorksheets(all);
   AddWorkbooks(all);
+  AddMatrices(all);
 #ifdef HAS_COMPOUND_FILES
   AddCompoundFiles(all);
 #endif

@@ -1,12 +1,18 @@
 #pragma once
 
+#include <climits>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
 #include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Log.h"
 
 namespace nvimport {
+
+// Of a text whose size is left open, what is looked at for its columns.
+inline constexpr std::size_t kSizedHead = 256 * 1024;
 
 // Hands the rows that the sink asks for to it, within bounds.
 class CellReader {
@@ -16,7 +22,8 @@ class CellReader {
   CellReader(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
              int first_column, int row = 1)
       : sink_(sink),
-        last_column_(last_column),
+        columns_(last_column),
+        last_column_(last_row == SpreadsheetFile::kOpenSize ? INT_MAX : last_column),
         last_row_(last_row),
         first_row_(first_row),
         first_column_(first_column),
@@ -36,10 +43,10 @@ class CellReader {
     return true;
   }
 
-  void Field(const char* text) {
+  void Field(const char* text, std::size_t length) {
     if (column_ >= last_column_) return;
     ++column_;
-    if (delivers_ && column_ >= first_column_) sink_->Set(column_, row_, text);
+    if (delivers_ && column_ >= first_column_) sink_->Set(column_, row_, text, length);
   }
 
   // A field without a text, whose cell is not set.
@@ -49,8 +56,11 @@ class CellReader {
 
   // Lines walked so far.
   int lines() const { return lines_; }
+  // The columns of the widest of them, or as many as there were to be.
+  int columns() const { return columns_; }
 
   bool EndLine() {
+    if (column_ > columns_) Widen();
     column_ = 0;
     ++lines_;
     const bool was_wanted = row_ == wanted_;
@@ -62,7 +72,15 @@ class CellReader {
   }
 
  private:
+  // Of a size that was left open. A line that is no row counts for nothing.
+  void Widen() {
+    if (row_ < 1) return;
+    columns_ = column_;
+    sink_->SetDataSize(columns_, row_);
+  }
+
   ReadSpreadSheetData* sink_;
+  int columns_;
   int last_column_;
   int last_row_;
   int first_row_;

@@ -92,7 +92,7 @@ NvImportOpenOptions* CsvFile::GetImportOptions(const std::string& delimiter,
 int CsvFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (status_ != kGood) return status_;
   if (!read) return Fail(kWrongMode);
-  size_established_ = false;
+  size_established_ = leaves_size_open_ = false;
   if (TakeOptions(options) != kGood) return status_;
   *input_ = TextInput(path != nullptr ? path : "", !rules_.utf16_needs_mark);
   if (!input_->is_open()) return Fail(kNoStream);
@@ -160,19 +160,25 @@ void CsvFile::WriteBack(NvImportOpenOptions& options) {
   options = {static_cast<int>(options_.size()), options_.data()};
 }
 
-bool CsvFile::SeekRows() {
+bool CsvFile::LeaveSizeOpen() { return leaves_size_open_ = input_->is_open(); }
+
+bool CsvFile::SeekRows(bool of_head) {
   std::array<char, 16> skipped{};
   const auto begin = std::span(skipped).first(static_cast<std::size_t>(rows_begin_));
-  return input_->Rewind() && input_->Read(begin) >= 0;
+  const bool is_there = of_head ? input_->RewindToHead(kSizedHead) : input_->Rewind();
+  return is_there && input_->Read(begin) >= 0;
 }
 
 int CsvFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (!input_->is_open()) return Fail(kWrongMode);
   CsvScanner scanner(*input_, delimiter_, quote_);
-  if (!SeekRows()) return Fail(kNoStream);
+  if (!SeekRows(leaves_size_open_)) return Fail(kNoStream);
   CsvSize size;
   const CsvOutcome outcome = scanner.Measure(header_ ? 0 : 1, size);
+  // Quotes may close behind the part that was looked at.
+  if (input_->has_more() && outcome != CsvOutcome::kReadFailed)
+    return SetSize(size.columns, kOpenSize);
   if (outcome == CsvOutcome::kEnd) return SetSize(size.columns, size.rows);
   return FailAs(outcome, kNoSize, scanner.failed_field());
 }
@@ -181,7 +187,7 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
   const int columns = GetNumCols();
   const int rows = GetNumRows();
   if (status_ != kGood) return status_;
-  sink->SetDataSize(columns, rows);
+  sink->SetDataSize(columns, rows == kOpenSize ? 0 : rows);
   CellReader cells(sink, columns, rows, 1, 1, header_ ? 1 : 0);
   CsvScanner scanner(*input_, delimiter_, quote_);
   if (!SeekRows()) return Fail(kNoStream);
@@ -194,6 +200,7 @@ int CsvFile::Read(ReadSpreadSheetData* sink) {
   const int delivered = cells.lines() - (header_ ? 0 : 1);
   if (outcome == CsvOutcome::kStopped) return kGood;
   if (outcome != CsvOutcome::kEnd) return FailAs(outcome, kNoStream, scanner.failed_field());
+  if (rows == kOpenSize) return TakeFinalSize(*sink, cells.columns(), std::max(delivered, 0));
   if (delivered < rows) NoteMissingRows(kSource, std::max(delivered, 0), rows);
   return kGood;
 }
@@ -224,6 +231,7 @@ std::uint64_t CsvFile::LineOf(std::uint64_t offset) {
   std::uint64_t line = 1;
   char before = '\0';
   bool more = input_->Rewind();
+  if (!more) return 0;  // of a pipe
   while (more && offset > 0) {
     const std::ptrdiff_t got = input_->Read(piece);
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(
@@ -242,6 +250,10 @@ void CsvFile::GetErrorMessage(char* buffer, unsigned int size) {
   const auto* const entry = std::ranges::find(kTexts, status_, &StatusText::status);
   if (entry == std::end(kTexts)) return SpreadsheetFile::GetErrorMessage(buffer, size);
   std::string text = entry->text;
+  // From a pipe nobody can count them any more.
+  constexpr std::string_view kWhere = "that begins in line %s ";
+  if (const std::size_t at = text.find(kWhere); at != std::string::npos && failed_line_ == 0)
+    text.erase(at, kWhere.size());
   if (const std::size_t at = text.find("%s"); at != std::string::npos)
     text.replace(at, 2, std::to_string(failed_line_));
   const StatusText filled{status_, text.c_str()};

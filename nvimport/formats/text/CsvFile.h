@@ -41,6 +41,7 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
   // Options are pairs "delimiter=semicolon;quote=none;header=0".
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   void Close() override;
+  bool LeaveSizeOpen() override;
   int Read(ReadSpreadSheetData* sink) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
@@ -53,8 +54,8 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
   // Looks at the start of the file for what the options left open.
   int TakeHead();
   void WriteBack(NvImportOpenOptions& options);
-  // Goes to the first row.
-  bool SeekRows();
+  // Goes to the first row; with `of_head` the text ends there after a while.
+  bool SeekRows(bool of_head = false);
   // Fails where a walk through the rows did. The text names the line of the field at `field` there.
   int FailAs(CsvOutcome outcome, int read_failed, std::uint64_t field);
   // The line of the file, from 1, on which the byte of its text stands.
@@ -66,6 +67,7 @@ class NVIMPORT_API CsvFile final : public SpreadsheetFile {
   char named_delimiter_ = '\0';  // in a line of its own; NUL where none does
   char quote_ = '"';
   bool header_ = true;
+  bool leaves_size_open_ = false;
   std::uint64_t rows_begin_ = 0;  // in the text, behind a line that only names the delimiter
   std::uint64_t failed_line_ = 0;
   std::vector<unsigned char> options_;  // handed out through the record given to Open

@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "nvimport/formats/text/TextInput.h"
@@ -31,7 +32,8 @@ struct CsvSize {
 // it is there.
 //
 // The visitor offers
-//   void Field(const char* text)   the next field of the line, NUL-terminated in the block;
+//   void Field(const char* text, std::size_t length)
+//                                  the next field of the line, NUL-terminated in the block;
 //   void SkipField()               the same of an empty one;
 //   bool EndLine()                 after each line; false stops the walk.
 class CsvScanner {
@@ -130,7 +132,8 @@ void CsvScanner::Give(Visitor& visitor, std::size_t begin, std::size_t end) {
   if (holds_nul_) CountCut(begin, end);
   text_[end] = '\0';
   if (text_[begin] == '\0') return visitor.SkipField();
-  visitor.Field(text_.data() + begin);
+  const char* const text = text_.data() + begin;
+  visitor.Field(text, holds_nul_ ? std::strlen(text) : end - begin);
 }
 
 template <typename Visitor>

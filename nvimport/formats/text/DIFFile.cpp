@@ -74,7 +74,7 @@ void DIFFile::Forget() {
   output_.Close();
   input_stream_ = nullptr;
   output_stream_ = nullptr;
-  has_mark_ = has_looked_ = false;
+  has_mark_ = has_looked_ = has_odd_texts_ = has_plain_texts_ = false;
   *pages_ = {};
   mode_ = Mode::kNone;
   size_established_ = false;
@@ -137,6 +137,12 @@ int DIFFile::ReadHeader() {
   return BeginRecords() && records_->ReadHeader(title_) ? kGood : Fail(kBadHeader);
 }
 
+inline void DIFFile::LookAt(std::string_view text) {
+  if (IsAscii(text)) return;
+  has_odd_texts_ = true;
+  if (!IsUtf8(text)) pages_->Count(text);
+}
+
 int DIFFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
@@ -163,7 +169,8 @@ int DIFFile::EstablishSize() {
         if (rows > 0 && !rules_.errors_not_counted) columns = std::max(columns, ++cells);
         break;
       case DIFRecords::kEnd:
-        has_looked_ = true;
+        has_looked_ = looks || has_looked_;
+        has_plain_texts_ = records_->were_texts_plain();
         return SetSize(columns, rows);
       case DIFRecords::kError:
         num_cols_ = num_rows_ = 0;
@@ -175,10 +182,6 @@ int DIFFile::EstablishSize() {
 }
 
 int DIFFile::page() const { return pages_->page(); }
-
-void DIFFile::LookAt(std::string_view text) {
-  if (!IsAscii(text) && !IsUtf8(text)) pages_->Count(text);
-}
 
 void DIFFile::LookAtTexts() {
   DIFRecords::Value value;
@@ -197,6 +200,8 @@ int DIFFile::Read(ReadSpreadSheetData* sink) {
     LookAtTexts();
     if (ReadHeader() != kGood) return status_;
   }
+  if (has_plain_texts_) records_->ExpectPlainTexts();
+  const bool are_ascii = has_looked_ && !has_odd_texts_;
   Changed changed;
   sink->GetNextIndex(0);
   int row = 0;
@@ -219,7 +224,8 @@ int DIFFile::Read(ReadSpreadSheetData* sink) {
       if (kind == DIFRecords::kNumber)
         sink->Set(cell, row, value.data());
       else if (kind == DIFRecords::kText)
-        sink->Set(cell, row, ConvertFromFile(value.data(), value.size(), changed));
+        sink->Set(cell, row,
+                  are_ascii ? value.data() : ConvertFromFile(value.data(), value.size(), changed));
       else if (rules_.errors_as_empty_texts) {
         ++changed.errors;
         sink->Set(cell, row, "");

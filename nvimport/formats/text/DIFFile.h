@@ -107,6 +107,8 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   bool has_mark_ = false;                // of UTF-8
   std::unique_ptr<OemOrAnsi> pages_;     // the texts that were looked at
   bool has_looked_ = false;              // at all of them
+  bool has_odd_texts_ = false;           // not all of those were ASCII
+  bool has_plain_texts_ = false;         // as the records call them
   std::unique_ptr<DIFRecords> records_;  // from the beginning of the input on
 };
 

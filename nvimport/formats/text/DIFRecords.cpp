@@ -7,10 +7,12 @@
 #include "nvimport/formats/text/DIFRecords.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <limits>
 
 #include "nvimport/formats/text/DIFFile.h"
+#include "nvimport/platform/ByteScan.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -21,6 +23,28 @@ std::string_view View(LineReader::Line line) { return {line.data(), line.size()}
 
 bool IsQuoted(std::string_view text) {
   return text.size() >= 2 && text.front() == '"' && text.back() == '"';
+}
+
+// Whether a line, which lies in a buffer with room behind it, is a short text in quotes and without
+// others.
+bool IsShortPlain(LineReader::Line text) {
+  constexpr std::size_t kLeast = 2;
+  constexpr std::size_t kMost = 32;
+  if (text.size() - kLeast > kMost - kLeast) return false;
+  const std::uint32_t last = std::uint32_t{1} << (text.size() - 1);
+  return (FindIn32(text.data(), '"') & (last | (last - 1))) == (last | 1);
+}
+
+constexpr std::size_t kTypeSize = 32;  // a record's first line is nearly always shorter
+
+// Whether a number, a text or a row begins here, whose first line has no quote; false also where
+// that takes a closer look.
+bool BeginsUsualRecord(std::span<const char> behind) {
+  if (behind.size() < kTypeSize) return false;
+  const char* const number = behind.data() + (behind[0] == '-' ? 1 : 0);
+  if (number[1] != ',' || (number[0] != '0' && number[0] != '1')) return false;
+  const std::uint32_t feeds = FindIn32(behind.data(), '\n');
+  return (FindIn32(behind.data(), '"') & (feeds ^ (feeds - 1))) == 0;
 }
 
 // Where all quotes are doubled: leaves one of each two.
@@ -113,7 +137,10 @@ DIFRecords::Kind DIFRecords::TakeRecord(Line type, Line text, Value& value) {
     case 0:
       return word == "V" ? kNumber : TakeNumber(word, value);
     case 1:
-      if (!has_plain_texts_ || !IsQuoted(word)) return TakeText(text, value);
+      if (has_plain_texts_
+              ? !IsQuoted(word)
+              : !IsShortPlain(text) || !BeginsUsualRecord(lines_.Behind(text, kTypeSize)))
+        return TakeText(text, value);
       value = WithNul(text.subspan(1, text.size() - 2));
       return kText;
     default:
@@ -123,8 +150,7 @@ DIFRecords::Kind DIFRecords::TakeRecord(Line type, Line text, Value& value) {
 
 // Whether a record may begin behind a text: where none does, a quote that ends its line is its own.
 bool DIFRecords::IsAtRecord(Line& text) {
-  constexpr std::size_t kLongestType = 32;  // nearly always
-  const auto next = lines_.Behind(text, kLongestType);
+  const auto next = lines_.Behind(text, kTypeSize);
   const std::string_view behind(next.data(), next.size());
   const std::string_view type = behind.substr(0, behind.find('\n'));
   const std::string_view number = type.substr(0, type.find(','));
@@ -138,14 +164,18 @@ bool DIFRecords::IsAtRecord(Line& text) {
 DIFRecords::Kind DIFRecords::TakeText(Line text, Value& value) {
   const bool is_open = text.size() > 0 && text[0] == '"';
   if (is_open && !rules_.texts_on_one_line) {
-    while (!IsQuoted(View(text)) || !IsAtRecord(text))
+    while (!IsQuoted(View(text)) || !IsAtRecord(text)) {
+      were_texts_plain_ = false;
       if (!lines_.Extend(text)) return kError;
+    }
   }
   if (IsQuoted(View(text))) {
     const Line inner = text.subspan(1, text.size() - 2);
+    were_texts_plain_ = were_texts_plain_ && View(inner).find('"') == std::string_view::npos;
     value = WithNul(rules_.quotes_as_they_stand ? inner : HalveQuotes(inner));
     return kText;
   }
+  were_texts_plain_ = false;
   value = WithNul(text);
   return is_open || rules_.texts_need_quotes ? kError : kText;
 }

@@ -63,6 +63,11 @@ class DIFRecords {
   // Reads a record; kError when it is damaged or there is none.
   Kind ReadDIFRecord(Value& value);
 
+  // Whether all texts so far were lines in quotes, without others. Who has gone through all
+  // records may have it expected of them when they come again, which is faster.
+  bool were_texts_plain() const { return were_texts_plain_; }
+  void ExpectPlainTexts() { has_plain_texts_ = true; }
+
   // Numbers so far with the indicators TRUE and FALSE that became empty.
   std::uint64_t lost_truths() const { return lost_truths_; }
 
@@ -84,6 +89,7 @@ class DIFRecords {
 
   const DIFRules& rules_;
   bool has_plain_texts_;
+  bool were_texts_plain_ = true;
   std::size_t longest_;
   LineReader lines_;
   std::string type_;   // the first line of a long record

@@ -24,7 +24,8 @@ namespace nvimport {
 // only if it has a field.
 //
 // The visitor offers
-//   void Field(const char* text)   the next field of the line, NUL-terminated in the block;
+//   void Field(const char* text, std::size_t length)
+//                                  the next field of the line, NUL-terminated in the block;
 //   bool EndLine()                 after each line; false stops the walk;
 //   static constexpr bool kCountsOnly, and if true
 //   void Fields(unsigned count)    `count` fields of one line at once, whatever their texts.
@@ -79,7 +80,7 @@ FieldScanner::Outcome FieldScanner::Walk(Visitor& visitor) {
   const auto give = [&](std::size_t end) {
     if (end - field > kLongestField) return false;
     text_[end] = '\0';
-    visitor.Field(text_.data() + field);
+    visitor.Field(text_.data() + field, end - field);
     ++fields;
     return true;
   };

@@ -14,6 +14,7 @@
 #include "nvimport/formats/text/LotusFile.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <climits>
 #include <cmath>
@@ -104,6 +105,8 @@ constexpr std::pair<int, const char*> kVersions[] = {
     {0x0406, "Lotus 1-2-3 release 2 (WK1) or Symphony 1.1 to 2.0 (WR1)"}};
 constexpr std::size_t kRecordHeaderSize = 4;
 // In a cell's record.
+constexpr std::size_t kColumn = 1;
+constexpr std::size_t kRow = 3;
 constexpr std::size_t kValue = 5;
 constexpr std::size_t kLabelText = 6;
 // In the record of a window.
@@ -111,18 +114,49 @@ constexpr std::size_t kWindowFormat = 4;
 // The bytes of a number's record, no more and no less.
 constexpr std::size_t kWholeNumber = kRecordHeaderSize + kValue + sizeof(double);
 
-// Gives `take` the data of the number records that lie next, which are most cells of most
-// worksheets, as long as it takes them, and returns their bytes.
-template <typename Take>
-std::size_t TakeNumbers(std::span<const char> bytes, Take take) {
-  constexpr std::uint32_t kHeader = std::uint32_t{kNumber} | (kWholeNumber - kRecordHeaderSize)
-                                                                 << 16;
-  std::size_t at = 0;
-  for (; bytes.size() - at >= kWholeNumber; at += kWholeNumber) {
-    const char* const record = bytes.data() + at;
-    if (LoadLittle<std::uint32_t>(record) != kHeader || !take(record + kRecordHeaderSize)) break;
+// What each format byte shows.
+using DateForms = std::array<DateForm, 256>;
+
+// Gives `take_number` and `take_other` the cells that lie next, which most records are: the data of
+// whole numbers that show no dates, and with their length those of whole integers and labels with a
+// NUL at their end. Ends where there is another, and returns their bytes.
+template <typename TakeNumber, typename TakeOther>
+std::size_t TakeCells(std::span<const char> bytes, const DateForms& forms,
+                      const TakeNumber& take_number, const TakeOther& take_other) {
+  constexpr auto head_of = [](RecordType type, std::uint32_t length) {
+    return static_cast<std::uint32_t>(type) | length << 16;
+  };
+  constexpr auto kHeader = head_of(kNumber, kWholeNumber - kRecordHeaderSize);
+  constexpr int kBehindFormat = 64 - 8 * (kRecordHeaderSize + 1);  // bits of a word
+  const char* at = bytes.data();
+  const char* const end = at + bytes.size();
+  if (bytes.size() < kWholeNumber) return 0;
+  const char* const last = end - kWholeNumber;
+  std::uint64_t number = 0;  // how the last number began, up to its format
+  while (at <= last) {
+    const char* const data = at + kRecordHeaderSize;
+    const auto begin = LoadLittle<std::uint64_t>(at);
+    if (begin << kBehindFormat == number) {
+      take_number(data);
+      at += kWholeNumber;
+      continue;
+    }
+    const auto head = static_cast<std::uint32_t>(begin);
+    if (head == kHeader) {
+      if (forms[static_cast<unsigned char>(*data)] != DateForm::kNone) break;
+      number = begin << kBehindFormat;
+      continue;
+    }
+    const std::size_t length = head >> 16;
+    const bool is_whole =
+        head == head_of(kInteger, kValue + sizeof(std::int16_t)) ||
+        (static_cast<std::uint16_t>(head) == kLabel && length > kLabelText && length <= SHRT_MAX &&
+         static_cast<std::size_t>(end - data) >= length && data[length - 1] == '\0');
+    if (!is_whole) break;
+    take_other(static_cast<int>(head & 0xFFFF), std::span(data, length));
+    at += kRecordHeaderSize + length;
   }
-  return at;
+  return static_cast<std::size_t>(at - bytes.data());
 }
 
 // A number at `at` in a record; what lies past its end is zero.
@@ -175,7 +209,8 @@ LotusFile::LotusFile(const LotusFile& other)
       last_type_(other.last_type_),
       path_(other.path_),
       reader_(std::make_unique<BlockReader>()),
-      shift_(other.shift_) {
+      shift_(other.shift_),
+      leaves_size_open_(other.leaves_size_open_) {
   if (other.input_.is_open()) input_ = InputFile(path_.c_str());
 }
 
@@ -186,6 +221,7 @@ LotusFile& LotusFile::operator=(const LotusFile& other) {
   last_type_ = other.last_type_;
   path_ = other.path_;
   shift_ = other.shift_;
+  leaves_size_open_ = other.leaves_size_open_;
   input_ = other.input_.is_open() ? InputFile(path_.c_str()) : InputFile();
   return *this;
 }
@@ -198,7 +234,7 @@ void LotusFile::GetErrorMessage(char* buffer, unsigned int size) {
 
 void LotusFile::Close() {
   input_.Close();
-  size_established_ = false;
+  size_established_ = leaves_size_open_ = false;
   SpreadsheetFile::Close();
 }
 
@@ -296,11 +332,23 @@ int LotusFile::DescribeAll(Description& description) {
 
 int LotusFile::EstablishSize() { return 1; }
 
+// A small one is gone through as quickly as asked for.
+bool LotusFile::LeaveSizeOpen() {
+  return leaves_size_open_ =
+             !rules_.cells_in_range_only && input_.is_open() && input_.size() > BlockReader::kSize;
+}
+
 bool LotusFile::EstablishRange() {
   if (status_ != kGood) return false;
   if (size_established_) return true;
   Range range;
   const bool has_range = FindRange(range);
+  if (leaves_size_open_ && has_range && !range.IsEmpty() && range.first.column == 0 &&
+      range.first.row == 0) {
+    shift_ = {1, 1};
+    stated_rows_ = range.last.row + 1;
+    return SetSize(static_cast<std::uint64_t>(range.last.column) + 1, kOpenSize) == kGood;
+  }
   if (has_range ? !rules_.cells_in_range_only : !rules_.range_needed) MeasureRange(range);
   if (!has_range && range.IsEmpty()) {
     num_cols_ = num_rows_ = -1;
@@ -329,15 +377,29 @@ void LotusFile::MeasureRange(Range& range) {
     first = {std::min(first.column, place.column), std::min(first.row, place.row)};
     last = {std::max(last.column, place.column), std::max(last.row, place.row)};
   };
-  const auto extend_to_cell = [&](const char* cell) {
-    extend({LoadLittle<std::int16_t>(cell + 1), LoadLittle<std::int16_t>(cell + 3)});
-    return true;
+  const auto extend_to = [&](const char* data) {
+    extend({LoadLittle<std::int16_t>(data + kColumn), LoadLittle<std::int16_t>(data + kRow)});
+  };
+  // The same, but faster, where no cell can come before the first. Rows stand in the upper half.
+  const bool begins_at_first = first.column == 0 && first.row == 0;
+  std::uint32_t last_row = 0;
+  int last_column = -1;
+  const auto move_end_to = [&](const char* data) {
+    const auto place = LoadLittle<std::uint32_t>(data + kColumn);
+    if ((place & 0x80008000) != 0) return;  // a negative one
+    last_row = std::max(last_row, place);
+    last_column = std::max(last_column, static_cast<int>(place & 0xFFFF));
+  };
+  const auto pass = [&](const auto& take) {
+    reader_->Skip(TakeCells(reader_->Ahead(kWholeNumber), DateForms(), take,
+                            [&](int, std::span<const char> data) { take(data.data()); }));
   };
   Record record;
   do {
     if (record.type >= kInteger && record.type <= kFormula) extend(PlaceOf(record));
-    reader_->Skip(TakeNumbers(reader_->Ahead(kWholeNumber), extend_to_cell));
+    begins_at_first ? pass(move_end_to) : pass(extend_to);
   } while (ReadHead(record) && record.type != kEof && !IsCorrupt(record) && ReadData(record));
+  if (last_column >= 0) extend({last_column, static_cast<int>(last_row >> 16)});
   range.first = first;
   if (last.column >= 0) range.last = last;
   shift_ = {1, 1};
@@ -351,17 +413,16 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   if (status_ != kGood) return status_;
   if (!input_.is_open()) return Fail(kReadFailed);
   if (!EstablishRange()) return status_;
-  sink->SetDataSize(num_cols_, num_rows_);
+  const bool is_open = num_rows_ == kOpenSize;
+  if (!is_open) sink->SetDataSize(num_cols_, num_rows_);
   takes_exact_ = sink->TakesExact();
   LeftOut left_out;
-  end_ = rules_.cells_in_range_only ? Place{num_cols_, num_rows_} : Place{INT_MAX, INT_MAX};
+  end_ = rules_.cells_in_range_only ? Place{num_cols_, num_rows_} : Place();
   EstablishForms(kNoFormat);
   reader_->Begin(input_, 0);
   Record record;
   while (true) {
-    const auto ahead = reader_->Ahead(kWholeNumber);
-    reader_->Skip(rules_.dates_as_numbers ? SetNumbers<false>(ahead, *sink, left_out)
-                                          : SetNumbers<true>(ahead, *sink, left_out));
+    reader_->Skip(SetCells(reader_->Ahead(kWholeNumber), *sink, left_out));
     const bool has_head = ReadHead(record);
     if (has_head && record.type == kEof) break;
     if (has_head && IsCorrupt(record)) {
@@ -382,17 +443,32 @@ int LotusFile::Read(ReadSpreadSheetData* sink) {
   Log::WriteCount("LotusFile", left_out.outside,
                   "cell outside the width or height of the range was not delivered",
                   "cells outside the width or height of the range were not delivered");
+  const bool is_empty = end_.column == 0;
+  if (is_open && status_ == kGood)
+    TakeFinalSize(*sink, is_empty ? num_cols_ : end_.column, is_empty ? stated_rows_ : end_.row);
   return status_;
 }
 
-inline bool LotusFile::IsValidPos(Place place) const {
-  return place.column >= 1 && place.column <= end_.column && place.row >= 1 &&
-         place.row <= end_.row;
+inline bool LotusFile::IsValidPos(Place place) {
+  // As unsigned numbers those below 1 are beyond any end.
+  const auto is_within = [](int number, int end) {
+    return static_cast<unsigned>(number - 1) < static_cast<unsigned>(end);
+  };
+  return (is_within(place.column, end_.column) && is_within(place.row, end_.row)) ||
+         MoveEndTo(place);
+}
+
+// The end moves where cells outside the range count as well.
+bool LotusFile::MoveEndTo(Place place) {
+  if (rules_.cells_in_range_only || place.column < 1 || place.row < 1) return false;
+  end_ = {std::max(end_.column, place.column), std::max(end_.row, place.row)};
+  return true;
 }
 
 inline LotusFile::Place LotusFile::PlaceOf(const Record& record) const {
   const std::span data(record.data, static_cast<std::size_t>(record.length));
-  return {Field<std::int16_t>(data, 1) + shift_.column, Field<std::int16_t>(data, 3) + shift_.row};
+  return {Field<std::int16_t>(data, kColumn) + shift_.column,
+          Field<std::int16_t>(data, kRow) + shift_.row};
 }
 
 // What cells of each format show, where those without one have this.
@@ -417,19 +493,19 @@ void LotusFile::SetValue(Place place, char format, double value, ReadSpreadSheet
   sink.Set(place.column, place.row, IEEEDate_2_string(value, false, text, form).data());
 }
 
-// Sets the numbers that lie next and show no dates, and returns their bytes.
-template <bool kMayBeDates>
-std::size_t LotusFile::SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
-                                  LeftOut& left_out) const {
-  return TakeNumbers(bytes, [&](const char* cell) {
-    if (kMayBeDates && FormOf(*cell) != DateForm::kNone) return false;
-    const Place place = {LoadLittle<std::int16_t>(cell + 1) + shift_.column,
-                         LoadLittle<std::int16_t>(cell + 3) + shift_.row};
+// Sets the cells that lie next but those that may show dates, and returns their bytes.
+std::size_t LotusFile::SetCells(std::span<const char> bytes, ReadSpreadSheetData& sink,
+                                LeftOut& left_out) {
+  const auto set_number = [&](const char* data) {
+    const Place place = {LoadLittle<std::int16_t>(data + kColumn) + shift_.column,
+                         LoadLittle<std::int16_t>(data + kRow) + shift_.row};
     if (IsValidPos(place))
-      SetNumber(place, std::bit_cast<double>(LoadLittle<std::uint64_t>(cell + kValue)), sink);
+      SetNumber(place, std::bit_cast<double>(LoadLittle<std::uint64_t>(data + kValue)), sink);
     else
       ++left_out.outside;
-    return true;
+  };
+  return TakeCells(bytes, forms_, set_number, [&](int type, std::span<const char> data) {
+    SetCell({type, static_cast<int>(data.size()), data.data()}, sink, left_out);
   });
 }
 
@@ -474,11 +550,15 @@ void LotusFile::SetFormula(std::span<const char> data, Place place, ReadSpreadSh
 // Takes the STRING record that may come next.
 bool LotusFile::SetFormulaText(Place place, ReadSpreadSheetData& sink) {
   const auto next = reader_->Ahead(kRecordHeaderSize);
-  Record record;
   if (rules_.formula_texts_left_out || next.size() < kRecordHeaderSize ||
-      LoadLittle<std::int16_t>(next.data()) != kString || !ReadHead(record) || IsCorrupt(record) ||
-      !ReadData(record))
+      LoadLittle<std::int16_t>(next.data()) != kString)
     return false;
+  // One that is damaged stays ahead, for whoever reads the records.
+  const int length = LoadLittle<std::int16_t>(next.data() + sizeof(std::int16_t));
+  if (length < 0) return false;
+  const std::size_t whole = kRecordHeaderSize + static_cast<std::size_t>(length);
+  Record record;
+  if (reader_->Ahead(whole).size() < whole || !ReadHead(record) || !ReadData(record)) return false;
   SetText({record.data, static_cast<std::size_t>(record.length)}, kValue, place, sink);
   return true;
 }

@@ -48,6 +48,7 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   // From the range that the worksheet states; -1 without one.
   int GetNumCols() override;
   int GetNumRows() override;
+  bool LeaveSizeOpen() override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
  protected:
@@ -89,9 +90,7 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   DateForm FormOf(char format) const { return forms_[static_cast<unsigned char>(format)]; }
   void SetNumber(Place place, double value, ReadSpreadSheetData& sink) const;
   void SetValue(Place place, char format, double value, ReadSpreadSheetData& sink) const;
-  template <bool kMayBeDates>
-  std::size_t SetNumbers(std::span<const char> bytes, ReadSpreadSheetData& sink,
-                         LeftOut& left_out) const;
+  std::size_t SetCells(std::span<const char> bytes, ReadSpreadSheetData& sink, LeftOut& left_out);
   void SetCell(const Record& record, ReadSpreadSheetData& sink, LeftOut& left_out);
   void SetText(std::span<const char> data, std::size_t at, Place place,
                ReadSpreadSheetData& sink) const;
@@ -99,7 +98,8 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   void SetFormula(std::span<const char> data, Place place, ReadSpreadSheetData& sink,
                   LeftOut& left_out);
   bool SetFormulaText(Place place, ReadSpreadSheetData& sink);
-  bool IsValidPos(Place place) const;
+  bool IsValidPos(Place place);
+  bool MoveEndTo(Place place);
 
   LotusRules rules_;
   int last_type_;  // of records; one above it is none
@@ -108,7 +108,9 @@ class NVIMPORT_API LotusFile : public SpreadsheetFile {
   std::unique_ptr<BlockReader> reader_;
   Place shift_ = {1, 1};               // added to the numbers from 0 that cells have
   bool takes_exact_ = false;           // the sink does
-  Place end_;                          // the last place that a cell may have
+  Place end_;                          // the last place that a cell may have, or had
+  bool leaves_size_open_ = false;      // where the range begins with the first cell
+  int stated_rows_ = 0;                // of the range then
   std::array<DateForm, 256> forms_{};  // what each format byte shows
 };
 

@@ -63,7 +63,7 @@ struct SizeCounter {
   std::uint64_t rows = 0;
   std::uint64_t fields = 0;
 
-  void Field(const char*) { ++fields; }
+  void Field(const char*, std::size_t) { ++fields; }
   void Fields(unsigned count) { fields += count; }
   bool EndLine() {
     columns = std::max(columns, std::exchange(fields, 0));
@@ -135,7 +135,7 @@ void TextFile::IgnoreConsecutiveDelimiters(bool ignore) { ignore_consecutive_ = 
 
 int TextFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (status_ != kGood) return status_;
-  size_established_ = false;
+  size_established_ = leaves_size_open_ = false;
   if (path == nullptr) path = "";
   path_ = path;
   if (!read) {
@@ -216,12 +216,15 @@ std::vector<std::vector<std::string>> TextFile::Preview(const TextImportChoice& 
   return cells;
 }
 
+bool TextFile::LeaveSizeOpen() { return leaves_size_open_ = mode_ == Mode::kReading; }
+
 int TextFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
   SizeCounter counter;
   FieldScanner scanner(*input_, delimiter_, ignore_consecutive_);
-  if (!input_->Rewind()) return Fail(kNoSize);
+  const bool is_there = leaves_size_open_ ? input_->RewindToHead(kSizedHead) : input_->Rewind();
+  if (!is_there) return Fail(kNoSize);
   const FieldScanner::Outcome outcome = scanner.Walk(counter);
   if (outcome == FieldScanner::Outcome::kFieldTooLong)
     Log::WriteMessage(
@@ -229,13 +232,17 @@ int TextFile::EstablishSize() {
         "A field in line " + std::to_string(counter.rows + 1) + " is longer than 64 MiB.",
         Log::kNormal);
   if (outcome != FieldScanner::Outcome::kEnd) return Fail(kNoSize);
-  return SetSize(counter.columns, counter.rows);
+  return SetSize(counter.columns, input_->has_more() ? std::uint64_t{kOpenSize} : counter.rows);
 }
 
 int TextFile::Read(ReadSpreadSheetData* sink) {
   const int columns = GetNumCols();
   const int rows = GetNumRows();
   const Walked walked = ReadAnnounced(sink, columns, rows, 1, 1);
+  if (rows == kOpenSize) {
+    if (walked.to_the_end && status_ == kGood) TakeFinalSize(*sink, walked.columns, walked.lines);
+    return status_;
+  }
   if (walked.to_the_end && walked.lines < rows) NoteMissingRows("TextFile", walked.lines, rows);
   return status_;
 }
@@ -249,7 +256,8 @@ int TextFile::Read(ReadSpreadSheetData* sink, int last_column, int last_row, int
 TextFile::Walked TextFile::ReadAnnounced(ReadSpreadSheetData* sink, int last_column, int last_row,
                                          int first_row, int first_column) {
   if (size_established_ && mode_ == Mode::kReading && status_ == kGood)
-    sink->SetDataSize(std::min(last_column, num_cols_), std::min(last_row, num_rows_));
+    sink->SetDataSize(std::min(last_column, num_cols_),
+                      num_rows_ == kOpenSize ? 0 : std::min(last_row, num_rows_));
   Walked walked;
   ReadCells(sink, last_column, last_row, first_row, first_column, walked);
   if (walked.cut_lines > 0)
@@ -269,7 +277,8 @@ int TextFile::ReadCells(ReadSpreadSheetData* sink, int last_column, int last_row
   if (!input_->Rewind()) return Fail(kNoStream);
   if (!cells.AskForRow()) return kGood;
   const FieldScanner::Outcome outcome = scanner.Walk(cells);
-  walked = {scanner.cut_lines(), cells.lines(), outcome == FieldScanner::Outcome::kEnd};
+  walked = {scanner.cut_lines(), cells.lines(), cells.columns(),
+            outcome == FieldScanner::Outcome::kEnd};
   if (outcome == FieldScanner::Outcome::kReadFailed) return Fail(kNoStream);
   if (outcome == FieldScanner::Outcome::kFieldTooLong) return Fail(kNoSize);
   return kGood;

@@ -53,6 +53,7 @@ class NVIMPORT_API TextFile : public SpreadsheetFile {
   // delimiters. Without them the user is asked. Throws an Exception when they don't parse.
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   void Close() override;
+  bool LeaveSizeOpen() override;
   int Read(ReadSpreadSheetData* sink) override;
   // Reads a rectangle; rows and columns count from 1.
   int Read(ReadSpreadSheetData* sink, int last_column, int last_row, int first_row,
@@ -75,6 +76,7 @@ class NVIMPORT_API TextFile : public SpreadsheetFile {
   struct Walked {
     std::uint64_t cut_lines = 0;
     int lines = 0;
+    int columns = 0;
     bool to_the_end = false;
   };
 
@@ -90,6 +92,7 @@ class NVIMPORT_API TextFile : public SpreadsheetFile {
   TextRules rules_;
   Mode mode_ = Mode::kClosed;
   bool ignore_consecutive_ = false;
+  bool leaves_size_open_ = false;
   std::string delimiter_ = "\t";
   std::string path_;
   std::unique_ptr<TextInput> input_;

@@ -79,11 +79,21 @@ bool TextInput::Rewind() {
   decoded_.clear();
   decoder_ = {};
   at_end_ = ends_in_unit_ = false;
+  left_ = kAll;
   return file_.Seek(mark_.size());
 }
 
+bool TextInput::RewindToHead(std::uint64_t bytes) {
+  const bool done = Rewind();
+  left_ = bytes;
+  return done;
+}
+
 std::ptrdiff_t TextInput::Read(std::span<char> into) {
-  return is_utf16() ? ReadUtf16(into) : file_.Read(into);
+  into = into.first(static_cast<std::size_t>(std::min<std::uint64_t>(into.size(), left_)));
+  const std::ptrdiff_t got = is_utf16() ? ReadUtf16(into) : file_.Read(into);
+  left_ -= static_cast<std::uint64_t>(std::max<std::ptrdiff_t>(got, 0));
+  return got;
 }
 
 std::ptrdiff_t TextInput::ReadUtf16(std::span<char> into) {

@@ -39,6 +39,10 @@ class TextInput {
 
   // Goes to the start of the text.
   bool Rewind();
+  // The same, and ends the text there after so many bytes until it is rewound again.
+  bool RewindToHead(std::uint64_t bytes);
+  // Whether such an end was met.
+  bool has_more() const { return left_ == 0; }
 
   // Fills `into` from the current position, less only where the text ends. Returns the number of
   // bytes, or -1 when the read failed or the user cancelled.
@@ -50,6 +54,7 @@ class TextInput {
   void Close();
 
  private:
+  static constexpr std::uint64_t kAll = UINT64_MAX;
   enum class Encoding { kBytes, kUtf16Little, kUtf16Big, kUtf32 };
 
   std::ptrdiff_t ReadUtf16(std::span<char> into);
@@ -63,6 +68,7 @@ class TextInput {
   std::vector<char> piece_;
   std::string decoded_;
   Utf16Decoder decoder_;
+  std::uint64_t left_ = kAll;  // of the text before its end
   bool at_end_ = false;
   bool ends_in_unit_ = false;
 };

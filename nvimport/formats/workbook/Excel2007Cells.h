@@ -34,15 +34,19 @@ class Excel2007Cells {
   // Moved as the target says.
   Excel2007Cells(CellContext& context, const SheetBook::Target& target)
       : context_(context), target_(target) {}
-  // Only finds the extent.
-  explicit Excel2007Cells(CellContext& context) : context_(context), target_{nullptr} {}
+  // Only finds the extent, of so many rows.
+  explicit Excel2007Cells(CellContext& context, std::uint32_t most_rows = kRows)
+      : context_(context), target_{nullptr}, most_rows_(most_rows) {}
 
-  // Where the next cell stands. False when there is no such place.
+  // Where the next cell stands. False when there is no such place, or it is not wanted.
   bool GoTo(std::uint32_t column, std::uint32_t row) {
+    if (row != row_ && row < kRows && !IsWanted(row)) has_enough_ = true;
     column_ = column;
     row_ = row;
-    return column < kColumns && row < kRows;
+    return column < kColumns && row < kRows && !has_enough_;
   }
+  // No more rows were wanted.
+  bool has_enough() const { return has_enough_; }
 
   // Takes the place's cell. True when its value is not wanted, only that it is there.
   bool TakesExtentOnly();
@@ -70,6 +74,9 @@ class Excel2007Cells {
   const Changed& changed() const { return changed_; }
 
  private:
+  bool IsWanted(std::uint32_t row) {
+    return row < most_rows_ && (!target_.asks_rows || Sink().GetNextIndex(this->row()) >= 0);
+  }
   // Sets a cell that is no plain number as it is shown. False of one that is.
   bool SetDate(std::uint32_t style, double value);
   template <typename Number>
@@ -80,11 +87,13 @@ class Excel2007Cells {
 
   CellContext& context_;
   SheetBook::Target target_;
+  std::uint32_t most_rows_ = kRows;
   bool takes_exact_ = target_.sink != nullptr && target_.sink->TakesExact();
   std::uint32_t column_ = 0;
   std::uint32_t row_ = 0;
   SheetBook::Extent extent_;
   std::uint64_t count_ = 0;
+  bool has_enough_ = false;
   Changed changed_;
 };
 

@@ -2,6 +2,7 @@
 #include <array>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -135,6 +136,14 @@ class Package final : public SheetBook {
     return part.outcome;
   }
 
+  std::optional<std::uint32_t> FirstColumns(const Sheet& sheet) override {
+    Part& part = parts_[sheet.part];
+    if (part.is_measured) return std::nullopt;
+    Excel2007Cells cells(context_, kFirstRows);
+    if (ReadCells(part, cells) == Outcome::kStopped) return cells.extent().columns;
+    return std::nullopt;
+  }
+
   void Describe(Description& description, const std::vector<int>& chosen) override {
     // What reading asks as well is asked before.
     Extent extent;
@@ -175,6 +184,8 @@ class Package final : public SheetBook {
     if (is_again && !package_.budget().Work(kBeginning + part.size)) return Outcome::kOverBudget;
     Excel2007Cells cells(context_, target);
     const Outcome outcome = ReadCells(part, cells);
+    if (outcome == Outcome::kGood && !std::exchange(part.is_measured, true))
+      part.extent = cells.extent();
     constexpr std::uint64_t kUsualCell = 24;  // bytes of XML
     if (is_again) package_.budget().EarnWork(kUsualCell * cells.count());
     changed_.errors += cells.changed().errors;
@@ -209,10 +220,12 @@ class Package final : public SheetBook {
   }
 
   Outcome ReadCells(Part& part, Excel2007Cells& cells) {
-    const Outcome outcome = ReadPart(part.name, Outcome::kBadWorksheet, XmlParts::ReadSheet,
-                                     BinaryParts::ReadSheet, cells);
+    const bool is_good =
+        package_.OpenPart(part.name) &&
+        (IsXml(package_) ? XmlParts::ReadSheet : BinaryParts::ReadSheet)(package_, cells);
     part.size = package_.part_size();
-    return outcome;
+    if (cells.has_enough()) return Outcome::kStopped;
+    return is_good ? Outcome::kGood : Bad(part.name, Outcome::kBadWorksheet);
   }
 
   // Finds what part `source` (none: the package) refers to.

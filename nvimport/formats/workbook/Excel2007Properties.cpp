@@ -197,7 +197,7 @@ class DimensionXml final : public XmlPart {
   void Start(State state, XmlAttributes attributes) override {
     if (state == kDimension)
       range_ = attributes.Find("ref").value_or("").substr(0, Description::kLongestValue + 1);
-    if (state != kSheet) Stop();
+    if (state != kSheet) Leave();
   }
 
   std::string& range_;

@@ -14,6 +14,7 @@
 #include <span>
 #include <utility>
 
+#include "nvimport/formats/workbook/SheetExtent.h"
 #include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/platform/CodePages.h"
 #include "nvimport/platform/Log.h"
@@ -29,6 +30,7 @@ constexpr std::uint16_t kFormats[] = {0x001E, 0x041E};
 constexpr std::uint16_t kXfs[] = {0x0043, 0x0243, 0x0443, 0x00E0};
 constexpr std::uint16_t kFormulas[] = {0x0006, 0x0206, 0x0406};
 constexpr std::uint16_t kNumberRecord = 0x0203;
+constexpr std::uint16_t kRkRecord = 0x027E;
 constexpr std::uint16_t kBofs[] = {0x0009, 0x0209, 0x0409, 0x0809};
 constexpr std::uint16_t kChart = 0x0020;
 constexpr std::uint16_t kSharedFormula = 0x04BC;
@@ -46,6 +48,47 @@ constexpr std::uint8_t kRk = 0x7E;
 constexpr std::uint8_t kMulRk = 0xBD;
 constexpr std::uint8_t kRString = 0xD6;
 constexpr std::uint8_t kLabelSst = 0xFD;
+constexpr std::size_t kRkEntry = 6;  // an XF and an RK, in a run of them
+
+// What most records of cells are.
+enum class Plain { kDouble, kText, kRks };
+
+// Gives `take` the cells of BIFF5 and BIFF8 that lie next in `bytes` and whose records are whole
+// and as usual: what they are, where their data is and how many they are. Returns their bytes.
+template <typename Take>
+std::size_t TakePlain(std::span<const char> bytes, const Take& take) {
+  constexpr auto head_of = [](std::uint32_t id, std::uint32_t length) { return id | length << 16; };
+  constexpr std::size_t kHead = BaseStream::kHeadSize;
+  constexpr std::size_t kNumberSize = 14;
+  constexpr std::size_t kOtherSize = 10;
+  constexpr std::size_t kLargestRks = 2048;  // of 340 columns
+  std::size_t at = 0;
+  while (bytes.size() - at >= kHead + kNumberSize) {
+    const char* const data = bytes.data() + at + kHead;
+    const auto head = LoadLittle<std::uint32_t>(data - kHead);
+    if (head == head_of(kLabelSst, kOtherSize)) {
+      at += kHead + kOtherSize;
+      take(Plain::kText, data, 1U);
+    } else if (head == head_of(kNumberRecord, kNumberSize)) {
+      at += kHead + kNumberSize;
+      take(Plain::kDouble, data, 1U);
+    } else if (head == head_of(kRkRecord, kOtherSize)) {
+      at += kHead + kOtherSize;
+      take(Plain::kRks, data, 1U);
+    } else {
+      const std::size_t length = head >> 16;
+      if (static_cast<std::uint16_t>(head) != kMulRk || length < 2 * kRkEntry ||
+          length > kLargestRks || bytes.size() - at < kHead + length)
+        break;
+      const unsigned first = LoadLittle<std::uint16_t>(data + 2);
+      const unsigned count = LoadLittle<std::uint16_t>(data + length - 2) + 1U - first;
+      if (length != kRkEntry + kRkEntry * std::size_t{count}) break;
+      at += kHead + length;
+      take(Plain::kRks, data, count);
+    }
+  }
+  return at;
+}
 
 bool IsOneOf(std::span<const std::uint16_t> ids, std::uint16_t id) {
   return std::ranges::find(ids, id) != ids.end();
@@ -72,6 +115,32 @@ bool ExcelCells::Next(BiffRecord& record) { return read_ = book_.ReadRecord(reco
 
 bool ExcelCells::ReadSheet(std::uint64_t position, ReadSpreadSheetData* sink, int columns,
                            int rows) {
+  return ReadRecords(
+      position, sink, columns, rows, [this](Plain kind, const char* data, unsigned count) {
+        const Place place = PlaceAt(data);
+        switch (kind) {
+          case Plain::kDouble:
+            return SetNumber(place, LoadLittle<std::uint16_t>(data + 4),
+                             std::bit_cast<double>(LoadLittle<std::uint64_t>(data + 6)));
+          case Plain::kText:
+            return SetShared(place, LoadLittle<std::uint32_t>(data + 6));
+          case Plain::kRks:
+            return SetRks(place, data + 4, count);
+        }
+      });
+}
+
+void ExcelCells::Measure(std::uint64_t position, SheetExtent& extent) {
+  ReadRecords(position, &extent, 0, 0, [&](Plain, const char* data, unsigned count) {
+    const auto place = LoadLittle<std::uint32_t>(data);
+    extent.Extend(static_cast<int>((place >> 16) + count), static_cast<int>((place & 0xFFFF) + 1));
+  });
+}
+
+// Reads a sheet whose `take` takes plain cells.
+template <typename TakeCells>
+bool ExcelCells::ReadRecords(std::uint64_t position, ReadSpreadSheetData* sink, int columns,
+                             int rows, TakeCells take) {
   sink_ = sink;
   takes_exact_ = sink != nullptr && sink->TakesExact();
   columns_ = columns + 1;
@@ -86,10 +155,20 @@ bool ExcelCells::ReadSheet(std::uint64_t position, ReadSpreadSheetData* sink, in
   if (!GoToFirstRow()) return read_;
   BiffRecord record;
   do {
-    while (Next(record) && record.id != BiffRecord::kEof && record.low_id() != kBof) Take(record);
+    while (PassPlain(take),
+           Next(record) && record.id != BiffRecord::kEof && record.low_id() != kBof)
+      Take(record);
   } while (read_ && record.id != BiffRecord::kEof && record.U16(2) == kChart &&
            !book_.rules.next_bof_ends_sheet && PassSubstream());
   return read_;
+}
+
+// Takes what is ahead as far as it is plain: in BIFF2 to BIFF4 records have other ids, and by the
+// kept rule columns other places.
+template <typename TakeCells>
+void ExcelCells::PassPlain(const TakeCells& take) {
+  if (book_.version >= kBiff5Version && !book_.rules.columns_by_low_byte)
+    book_.stream->PassAhead([&](std::span<const char> bytes) { return TakePlain(bytes, take); });
 }
 
 // Goes behind a substream whose BOF has been read.
@@ -127,7 +206,7 @@ bool ExcelCells::GoToFirstRow() {
 void ExcelCells::Take(BiffRecord& record) {
   switch (record.low_id()) {
     case kRk:
-      if (record.id == 0x027E)
+      if (record.id == kRkRecord)
         SetNumber(PlaceOf(record), record.U16(4),
                   ExcelFile::NumFromRk(record.Field<std::int32_t>(6)));
       return;
@@ -138,15 +217,7 @@ void ExcelCells::Take(BiffRecord& record) {
         TakeNumber(record);
       return;
     case kLabelSst:
-      if (record.id == kLabelSst && book_.version >= 8) {
-        const std::uint32_t index = record.U32(6);
-        if (index >= book_.strings.first_damaged())
-          ++changed_.shared_strings;
-        else if (index >= book_.strings.whole())
-          ++changed_.lost_strings;
-        const Place place = PlaceOf(record);
-        sink_->Set(place.column, place.row, book_.strings.At(index));
-      }
+      if (record.id == kLabelSst && book_.version >= 8) SetShared(PlaceOf(record), record.U32(6));
       return;
     case kMulRk:
       if (record.id == kMulRk && book_.version >= 5) TakeMulRk(record);
@@ -331,16 +402,27 @@ void ExcelCells::SetEmpty(Place place, bool is_left_out, std::uint64_t& left_out
 }
 
 void ExcelCells::TakeMulRk(const BiffRecord& record) {
-  constexpr std::size_t kEntry = 6;
   const Place first = PlaceOf(record);
   // Entries that run into the last column's number are none.
-  const int held = (record.length - 6) / static_cast<int>(kEntry);
+  const int held = (record.length - 6) / static_cast<int>(kRkEntry);
   const int last = record.U16(static_cast<std::size_t>(std::max<int>(record.length, 2)) - 2);
   const int count = std::min(last - (first.column - columns_) + 1, held);
-  std::size_t at = 4;
-  for (int i = 0; i < count; ++i, at += kEntry)
-    SetNumber({first.column + i, first.row}, record.U16(at),
-              ExcelFile::NumFromRk(record.Field<std::int32_t>(at + 2)));
+  if (count > 0) SetRks(first, record.data + 4, static_cast<unsigned>(count));
+}
+
+// Sets cells of a row from their XFs and RKs.
+void ExcelCells::SetRks(Place place, const char* cells, unsigned count) {
+  for (; count > 0; --count, ++place.column, cells += kRkEntry)
+    SetNumber(place, LoadLittle<std::uint16_t>(cells),
+              ExcelFile::NumFromRk(LoadLittle<std::int32_t>(cells + 2)));
+}
+
+inline void ExcelCells::SetShared(Place place, std::uint32_t index) {
+  if (index >= book_.strings.first_damaged())
+    ++changed_.shared_strings;
+  else if (index >= book_.strings.whole())
+    ++changed_.lost_strings;
+  sink_->Set(place.column, place.row, book_.strings.At(index));
 }
 
 inline void ExcelCells::SetPlain(Place place, double value) {

@@ -10,6 +10,7 @@
 namespace nvimport {
 
 class ReadSpreadSheetData;
+class SheetExtent;
 
 // Hands the cells of worksheets to a sink, and counts what the rules cost.
 class ExcelCells {
@@ -19,6 +20,9 @@ class ExcelCells {
   // Reads the worksheet at `position` of the stream, its cells moved by `columns` and `rows`. False
   // when the last record could not be read.
   bool ReadSheet(std::uint64_t position, ReadSpreadSheetData* sink, int columns, int rows);
+
+  // Extends `extent` to the cells that ReadSheet would give.
+  void Measure(std::uint64_t position, SheetExtent& extent);
 
   void WriteNotes() const;
 
@@ -47,6 +51,10 @@ class ExcelCells {
     int column;
     int row;
   };
+  Place PlaceAt(const char* data) const {
+    const auto head = LoadLittle<std::uint32_t>(data);
+    return {static_cast<int>(head >> 16) + columns_, static_cast<int>(head & 0xFFFF) + rows_};
+  }
   Place PlaceOf(const BiffRecord& record) {
     const std::uint32_t head = record.length >= 4
                                    ? LoadLittle<std::uint32_t>(record.data)
@@ -57,6 +65,11 @@ class ExcelCells {
   }
   unsigned FarColumn(unsigned column);
 
+  template <typename TakeCells>
+  bool ReadRecords(std::uint64_t position, ReadSpreadSheetData* sink, int columns, int rows,
+                   TakeCells take);
+  template <typename TakeCells>
+  void PassPlain(const TakeCells& take);
   bool Next(BiffRecord& record);
   bool GoToFirstRow();
   bool PassSubstream();
@@ -77,6 +90,8 @@ class ExcelCells {
   void SetPlain(Place place, double value);
   void SetNumber(Place place, std::uint16_t xf, double value);
   void SetNumberOf(const BiffRecord& record, double value, bool has_long_head);
+  void SetRks(Place place, const char* cells, unsigned count);
+  void SetShared(Place place, std::uint32_t index);
   void SetEmpty(Place place, bool is_left_out, std::uint64_t& left_out);
   void SetDate(Place place, ExcelXf xf, double value);
   void SetText(Place place, BiffRecord& record, std::size_t at, std::size_t size);

@@ -363,7 +363,7 @@ int ExcelFile::IsWorksheet(std::uint64_t position, Sheet& sheet) {
 
 void ExcelFile::MeasureSheet(Sheet& sheet) {
   SheetExtent extent;
-  ExcelCells(*book_).ReadSheet(sheet.position, &extent, 0, 0);
+  ExcelCells(*book_).Measure(sheet.position, extent);
   if (!budget_.Work(book_->stream->Tell() - sheet.position)) return;
   sheet.rows = static_cast<std::uint32_t>(extent.GetNumberOfRows());
   sheet.columns = static_cast<std::uint32_t>(extent.GetNumberOfColumns());

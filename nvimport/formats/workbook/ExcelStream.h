@@ -97,6 +97,13 @@ class NVIMPORT_API BaseStream {
     return true;
   }
 
+  // Gives `pass` the bytes that are ahead, unless they are encrypted, and goes past as many as it
+  // says.
+  template <typename Pass>
+  void PassAhead(Pass pass) {
+    if (!cipher_) window_.Skip(pass(std::span<const char>(window_.data(), window_.size())));
+  }
+
   static constexpr std::size_t kHeadSize = 4;
 
   // The records from here on are encrypted, and what is read of them no longer.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -29,7 +30,8 @@ class SheetBook {
     kBadWorksheet,
     kNoSheets,
     kTooLarge,
-    kOverBudget
+    kOverBudget,
+    kStopped  // no more rows were wanted
   };
 
   enum class SheetState : unsigned char { kVisible, kHidden, kVeryHidden };
@@ -51,6 +53,7 @@ class SheetBook {
     ReadSpreadSheetData* sink;
     int columns = 0;  // added to where they stand
     int rows = 0;
+    bool asks_rows = false;  // the sink may end the read between two of them
   };
 
   struct Placed {
@@ -73,6 +76,10 @@ class SheetBook {
   // Writes the notes about what was read.
   virtual void WriteNotes() const = 0;
 
+  // The columns of a worksheet's first rows, where its extent takes much longer to find and is
+  // known when it was read.
+  virtual std::optional<std::uint32_t> FirstColumns(const Sheet&) { return std::nullopt; }
+
   // The extent of a worksheet's cells, which is looked for once.
   virtual Outcome Measure(const Sheet& sheet, Extent& extent) = 0;
 
@@ -81,6 +88,8 @@ class SheetBook {
   virtual void Describe(Description& description, const std::vector<int>& chosen) = 0;
 
  protected:
+  static constexpr std::uint32_t kFirstRows = 100;
+
   std::vector<Sheet> sheets_;
 };
 

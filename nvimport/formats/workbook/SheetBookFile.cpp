@@ -18,6 +18,7 @@ int StatusOf(const SheetBookFormat& format, Outcome outcome) {
   const auto own = [&](SheetBookStatus status) { return format.first_status + status; };
   switch (outcome) {
     case Outcome::kGood:
+    case Outcome::kStopped:
       return kGood;
     case Outcome::kNotBuilt:
       return kNotImplemented;
@@ -78,6 +79,7 @@ int SheetBookFile::Open(bool read, const char* path, NvImportOpenOptions* option
 void SheetBookFile::Close() {
   book_.reset();
   *selection_ = {};
+  leaves_size_open_ = false;
   options_.clear();
   SpreadsheetFile::Close();
 }
@@ -123,11 +125,21 @@ int SheetBookFile::SetCurWorksheet(const std::vector<int>& sheets) {
   return kGood;
 }
 
+// Of several the places of one depend on the size of another.
+bool SheetBookFile::LeaveSizeOpen() {
+  return leaves_size_open_ = book_ && selection_->sheets.size() == 1;
+}
+
 // A worksheet that breaks off has the size of what stands before, and reading it says so; unless
 // nothing does.
 int SheetBookFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (!book_) return Fail(kWrongMode);
+  if (leaves_size_open_ && selection_->sheets.size() == 1) {
+    const auto first = static_cast<std::size_t>(selection_->sheets.front() - 1);
+    if (const auto columns = book_->FirstColumns(book_->sheets()[first]))
+      return SetSize(*columns, kOpenSize);
+  }
   SheetLayout layout(selection_->above_and_below);
   Outcome worst = Outcome::kGood;
   for (const int number : selection_->sheets) {
@@ -143,20 +155,26 @@ int SheetBookFile::EstablishSize() {
 
 int SheetBookFile::Read(ReadSpreadSheetData* sink) {
   if (GetNumCols() < 0) return status_;
-  sink->SetDataSize(num_cols_, num_rows_);
+  const bool is_open = num_rows_ == kOpenSize;
+  if (!is_open) sink->SetDataSize(num_cols_, num_rows_);
   SheetLayout layout(selection_->above_and_below);
   std::vector<SheetBook::Placed> placed;
   placed.reserve(selection_->sheets.size());
   for (const int number : selection_->sheets) {
     const SheetBook::Sheet& sheet = book_->sheets()[static_cast<std::size_t>(number - 1)];
-    placed.push_back({&sheet, {sink, layout.column_offset(), layout.row_offset()}});
+    placed.push_back({&sheet, {sink, layout.column_offset(), layout.row_offset(), is_open}});
+    if (is_open) break;
     SheetBook::Extent extent;
     book_->Measure(sheet, extent);
     layout.Add(extent.columns, extent.rows);
   }
   const Outcome outcome = book_->ReadSheets(placed);
   book_->WriteNotes();
-  return outcome == Outcome::kGood ? kGood : Fail(StatusOf(format_, outcome));
+  if (const int status = StatusOf(format_, outcome); status != kGood) return Fail(status);
+  if (!is_open || outcome == Outcome::kStopped) return kGood;
+  SheetBook::Extent extent;
+  book_->Measure(*placed.front().sheet, extent);
+  return TakeFinalSize(*sink, static_cast<int>(extent.columns), static_cast<int>(extent.rows));
 }
 
 int SheetBookFile::DescribeAll(Description& description) {

@@ -28,6 +28,7 @@ class NVIMPORT_API SheetBookFile : public SpreadsheetFile {
   // Without options the user is asked where there are several worksheets.
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   void Close() override;
+  bool LeaveSizeOpen() override;
   int Read(ReadSpreadSheetData* sink) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
 
@@ -52,6 +53,7 @@ class NVIMPORT_API SheetBookFile : public SpreadsheetFile {
   const SheetBookFormat& format_;
   std::unique_ptr<SheetBook> book_;
   std::unique_ptr<SheetSelection> selection_;
+  bool leaves_size_open_ = false;
   std::vector<unsigned char> options_;  // handed out through the record given to Open
 };
 

@@ -16,12 +16,12 @@ class SheetExtent final : public ReadSpreadSheetData {
   int GetNumberOfColumns() override { return columns_; }
   int GetNumberOfRows() override { return rows_; }
 
- private:
   void Extend(int column, int row) {
     columns_ = std::max(columns_, column);
     rows_ = std::max(rows_, row);
   }
 
+ private:
   int columns_ = 0;
   int rows_ = 0;
 };

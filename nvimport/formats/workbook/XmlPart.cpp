@@ -176,7 +176,7 @@ bool XmlPart::Read(ZipPackage& package) {
     if (status != XML_STATUS_OK) Refuse();
     package.Skip(ahead.size());
   }
-  return !is_refused_ && package.PassRest();
+  return !is_refused_ && (is_left_ || package.PassRest());
 }
 
 // A hundred megabytes of empty elements, which pack to nearly nothing, are not worth the time.

@@ -93,6 +93,8 @@ class XmlPart {
 
   // Reads no further: all that counts has come, or the part is not what it should be.
   void Stop() { is_stopped_ = true; }
+  // The same, and the rest of the part is not looked at.
+  void Leave() { is_stopped_ = is_left_ = true; }
   void Refuse() { is_stopped_ = is_refused_ = true; }
   bool is_refused() const { return is_refused_; }
 
@@ -124,6 +126,7 @@ class XmlPart {
   int in_vain_ = 0;                     // tags parsed since TakeDirectly took something
   unsigned unexcused_ = 0;              // tags and pieces of text
   bool is_stopped_ = false;
+  bool is_left_ = false;
   bool is_refused_ = false;
   bool has_root_ = false;
   bool has_other_root_ = false;

@@ -16,10 +16,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <new>
+#include <optional>
 #include <vector>
 
+#include "nvimport/formats/Inflater.h"
 #include "nvimport/platform/BlockReader.h"
 #include "nvimport/platform/ByteReader.h"
 
@@ -69,16 +69,8 @@ void TakeLongNumbers(std::string_view extra, std::initializer_list<std::uint64_t
 // What is left of the open part, packed and unpacked.
 struct ZipPackage::Unpacker {
   explicit Unpacker(const Place& place)
-      : packed(place.packed), size(place.size), sum(place.sum), has_sum(!place.is_file) {}
-  Unpacker(const Unpacker&) = delete;
-  Unpacker& operator=(const Unpacker&) = delete;
-  ~Unpacker() {
-    if (is_deflated) inflateEnd(&stream);
-  }
-
-  void Inflate() {
-    if (inflateInit2(&stream, -MAX_WBITS) != Z_OK) throw std::bad_alloc();
-    is_deflated = true;
+      : packed(place.packed), size(place.size), sum(place.sum), has_sum(!place.is_file) {
+    if (place.method == Z_DEFLATED) inflater.emplace(Inflater::Wrap::kNone);
   }
 
   std::uint64_t packed;
@@ -86,8 +78,8 @@ struct ZipPackage::Unpacker {
   std::uint32_t sum;
   bool has_sum;
   std::uint32_t sum_so_far = 0;
-  bool is_deflated = false;
-  z_stream stream{};
+  std::optional<Inflater> inflater;  // unless the bytes stand as they are
+  std::span<const char> ahead{};     // in `input`
   std::array<char, kBlock> input;
 };
 
@@ -210,7 +202,6 @@ bool ZipPackage::OpenPart(std::string_view name) {
   std::uint64_t position = 0;
   if (!place.is_file && !FindBytes(found->first, place, position)) return false;
   unpacker_ = std::make_unique<Unpacker>(place);
-  if (place.method == Z_DEFLATED) unpacker_->Inflate();
   return file_.Seek(position);
 }
 
@@ -253,9 +244,8 @@ void ZipPackage::Fill(std::size_t least) {
 // Ends the part where all that is stated has come, and where it is damaged.
 std::ptrdiff_t ZipPackage::Unpack(std::span<char> into) {
   Unpacker& part = *unpacker_;
-  z_stream& stream = part.stream;
   into = into.first(static_cast<std::size_t>(std::min<std::uint64_t>(into.size(), part.size)));
-  if (stream.avail_in == 0 && part.packed > 0) {
+  if (part.ahead.empty() && part.packed > 0) {
     const auto wanted =
         static_cast<std::size_t>(std::min<std::uint64_t>(part.input.size(), part.packed));
     const std::ptrdiff_t got = file_.Read(std::span(part.input).first(wanted));
@@ -263,32 +253,24 @@ std::ptrdiff_t ZipPackage::Unpack(std::span<char> into) {
       EndPart(false);
       return 0;
     }
-    stream.next_in = reinterpret_cast<Bytef*>(part.input.data());
-    stream.avail_in = static_cast<uInt>(got);
-    part.packed -= static_cast<std::uint64_t>(got);
+    part.ahead = std::span(part.input).first(static_cast<std::size_t>(got));
+    part.packed -= part.ahead.size();
   }
   std::size_t count = 0;
   bool is_good = true;
   bool is_last = false;
-  if (part.is_deflated) {
-    stream.next_out = reinterpret_cast<Bytef*>(into.data());
-    stream.avail_out = static_cast<uInt>(into.size());
-    const int status = inflate(&stream, Z_NO_FLUSH);
-    if (status == Z_MEM_ERROR) throw std::bad_alloc();
-    count = into.size() - stream.avail_out;
-    is_last = status == Z_STREAM_END || count == part.size;
-    is_good = status == Z_STREAM_END || status == Z_OK;
+  if (part.inflater) {
+    count = part.inflater->Inflate(part.ahead, into);
+    is_last = part.inflater->at_end() || count == part.size;
+    is_good = !part.inflater->failed();
   } else {
-    count = std::min<std::size_t>(into.size(), stream.avail_in);
-    if (count > 0) std::memcpy(into.data(), stream.next_in, count);
-    stream.next_in += count;
-    stream.avail_in -= static_cast<uInt>(count);
+    count = std::min(into.size(), part.ahead.size());
+    std::ranges::copy(part.ahead.first(count), into.begin());
+    part.ahead = part.ahead.subspan(count);
     is_last = count == part.size;
   }
   part.size -= count;
-  if (part.has_sum)
-    part.sum_so_far = static_cast<std::uint32_t>(crc32(
-        part.sum_so_far, reinterpret_cast<const Bytef*>(into.data()), static_cast<uInt>(count)));
+  if (part.has_sum) part.sum_so_far = Crc32(part.sum_so_far, into.first(count));
   if (!is_good || is_last) EndPart(is_good && part.size == 0 && part.sum_so_far == part.sum);
   return static_cast<std::ptrdiff_t>(count);
 }

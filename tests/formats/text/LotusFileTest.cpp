@@ -131,9 +131,41 @@ TEST(LotusFile, CoversAllCellsWithoutItsRules) {
        Range(0, 0, 1, 0) + Real(kFormula, 0, 0, HUGE_VAL) + String(0, 0, "text") +
            Real(kFormula, 1, 0, HUGE_VAL),
        "'text' | inf\n1 x 2\n"},
+      {"a text that the file ends before, in which a cell seems to be",
+       Range(0, 0, 0, 0) + Real(kFormula, 0, 0, HUGE_VAL) + std::string("\x33\0\x40\0", 4) +
+           Integer(5, 5, 7),
+       "2313\n-1 x -1\n"},
   };
   for (const auto& c : kCases)
     EXPECT_EQ(Summary(kBof + c.records + kEof, LotusRules::Off()), c.summary) << c.why;
+}
+
+// Cells that are narrower, wider and longer than what the worksheet says of them.
+TEST(LotusFile, AnOpenSizeGivesTheSameSheet) {
+  std::string cells;
+  for (int row = 0; cells.size() < 300'000; ++row)
+    cells += Integer(0, row, 5) + Label(2, row, "text") + Real(14, row % 7, row, row / 8.0);
+  for (const std::string& range : {Range(0, 0, 6, 9), Range(0, 0, 1, 30'000), Range(0, 0, 9, 9),
+                                   Range(1, 0, 6, 9), std::string()}) {
+    const MemoryFile memory(kBof + range + cells + kEof);
+    LotusFile sized(LotusRules::Off());
+    const Outcome expected = ImportFile(sized, memory.path());
+    LotusFile file(LotusRules::Off());
+    ASSERT_EQ(file.Open(true, memory.path(), nullptr), 0);
+    EXPECT_TRUE(file.LeaveSizeOpen());
+    EXPECT_EQ(file.GetNumRows() == SpreadsheetFile::kOpenSize,
+              !range.empty() && range[4] == 0 && range[5] == 0)
+        << range;
+    MemorySheet sheet;
+    EXPECT_EQ(file.Read(&sheet), 0);
+    EXPECT_EQ(SheetText(sheet), expected.sheet);
+    EXPECT_EQ(std::pair(file.GetNumRows(), file.GetNumCols()),
+              std::pair(sized.GetNumRows(), sized.GetNumCols()));
+  }
+  LotusFile kept;
+  const MemoryFile memory(kBof + Range(0, 0, 6, 9) + cells + kEof);
+  ASSERT_EQ(kept.Open(true, memory.path(), nullptr), 0);
+  EXPECT_FALSE(kept.LeaveSizeOpen());
 }
 
 // What Lotus shows as a date or a time of day arrives as one, the day that never was included.

@@ -393,6 +393,48 @@ TEST(Excel2007File, ReadsOneWorksheetAgainForItsCells) {
 }
 
 // Those that memory has no room for are as good as the others.
+// The size left open: what the first rows tell, the end of the read or a sink that has enough.
+TEST(Excel2007File, ReadsWithoutLookingForTheSize) {
+  std::string xml;
+  std::string binary;
+  for (unsigned row = 0; row < 300; ++row) {
+    xml += "<row><c><v>" + std::to_string(row) + "</v></c>" +
+           (row == 250 ? "<c/><c><v>7</v></c>" : "") + "</row>";
+    binary +=
+        BinaryRow(row) + BinaryCell(5, 0, F64(row)) + (row == 250 ? BinaryCell(5, 2, F64(7)) : "");
+  }
+  const struct {
+    std::string file;
+    int status;
+    int rows;
+    int all_rows;
+  } kCases[] = {
+      {Xml(xml).File(), 0, SpreadsheetFile::kOpenSize, 300},
+      {Binary(binary).File(), 0, SpreadsheetFile::kOpenSize, 300},
+      {Xml("<row><c><v>1</v></c></row>").File(), 0, 1, 1},
+      {Xml(xml + "<row r='2000000'><c><v>1</v></c></row>").File(), 3330, SpreadsheetFile::kOpenSize,
+       0},
+  };
+  for (const auto& c : kCases) {
+    const TempFile file(c.file);
+    Excel2007File reader;
+    ASSERT_EQ(reader.Open(true, file.path(), nullptr), 0);
+    EXPECT_TRUE(reader.LeaveSizeOpen());
+    EXPECT_EQ(reader.GetNumCols(), 1);
+    EXPECT_EQ(reader.GetNumRows(), c.rows);
+    PickySheet head([](int previous) { return previous < 20 ? previous + 1 : -1; });
+    EXPECT_EQ(reader.Read(&head), 0);
+    EXPECT_EQ(head.GetNumberOfRows(), std::min(c.rows, 20));
+    EXPECT_EQ(reader.GetNumRows(), c.rows);
+    MemorySheet sheet;
+    EXPECT_EQ(reader.Read(&sheet), c.status);
+    if (c.status != 0) continue;
+    EXPECT_EQ(SheetText(sheet), Read(c.file).sheet + "\n");
+    EXPECT_EQ(reader.GetNumRows(), c.all_rows);
+    EXPECT_EQ(reader.GetNumCols(), c.all_rows > 1 ? 3 : 1);
+  }
+}
+
 TEST(Excel2007File, SharesMoreTextsThanMemoryHolds) {
   constexpr int kTexts = 1200;
   PackageFixture workbook{{{}}};
