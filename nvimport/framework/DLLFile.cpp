@@ -141,8 +141,8 @@ struct WholeRecord : SinkRecord<NvImportWholeData> {
     set_float = &Set<float>;
     set_double = &SetExact<double>;
     set_whole = &SetExact<long long>;
-    set_text = [](NvImportWholeData* data, int row, int column, const char* text, size_t) {
-      Set<const char*>(data, row, column, text);
+    set_text = [](NvImportWholeData* data, int row, int column, const char* text, size_t length) {
+      Self(data).Deliver(text, [&](ReadSpreadSheetData& to) { to.Set(column, row, text, length); });
     };
   }
 };
@@ -246,12 +246,13 @@ DLLFile::DLLFile(decltype(&NvImportOpen) open, decltype(&NvImportClose) close,
       turns_(turns) {}
 
 void DLLFile::UseMore(decltype(&NvImportReadWhole) read_whole, decltype(&NvImportDescribe) describe,
-                      decltype(&NvImportGetNote) get_note,
-                      decltype(&NvImportGetStatus) get_status) {
+                      decltype(&NvImportGetNote) get_note, decltype(&NvImportGetStatus) get_status,
+                      decltype(&NvImportLeaveSizeOpen) leave_size_open) {
   read_whole_ = read_whole;
   describe_ = describe;
   get_note_ = get_note;
   get_status_ = get_status;
+  leave_size_open_ = leave_size_open;
 }
 
 DLLFile::~DLLFile() { CloseHandle(); }
@@ -307,6 +308,11 @@ int DLLFile::EstablishSize() {
   return SetSize(static_cast<std::uint64_t>(columns), static_cast<std::uint64_t>(rows));
 }
 
+bool DLLFile::LeaveSizeOpen() {
+  return opened_ && leave_size_open_ != nullptr &&
+         Call('\0', [&] { return leave_size_open_(index_, handle_); }) != 0;
+}
+
 int DLLFile::Read(ReadSpreadSheetData* sink) {
   if (!opened_) return status_ = kNotOpened;
   if (status_ != kGood) return status_;
@@ -328,6 +334,8 @@ int DLLFile::ReadBy(Function read, Record record) {
   const bool done = Call(false, [&] { return read(index_, handle_, &record) != 0; });
   delivered_nothing_ = done && record.wants_all && !record.has_content;
   record.callback.Rethrow();
+  // It is known by now, unless the sink had enough.
+  if (done && num_rows_ == kOpenSize) size_established_ = false;
   return done ? kGood : Fail(kLibraryFailed);
 }
 

@@ -23,7 +23,8 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
           bool can_write, int index, PluginTurns* turns = nullptr);
   // The functions beside the twelve that the library has, null each where it hasn't.
   void UseMore(decltype(&NvImportReadWhole) read_whole, decltype(&NvImportDescribe) describe,
-               decltype(&NvImportGetNote) get_note, decltype(&NvImportGetStatus) get_status);
+               decltype(&NvImportGetNote) get_note, decltype(&NvImportGetStatus) get_status,
+               decltype(&NvImportLeaveSizeOpen) leave_size_open);
   DLLFile(const DLLFile&) = delete;
   DLLFile& operator=(const DLLFile&) = delete;
   ~DLLFile() override;
@@ -35,6 +36,7 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   // An exception of the sink or the source leaves here, after the library's function has ended.
   int Read(ReadSpreadSheetData* sink) override;
   int Write(WriteSpreadSheetData* source) override;
+  bool LeaveSizeOpen() override;
 
   // Whether the last read of all rows went well and had no cell but empty texts for any of them.
   bool delivered_nothing() const { return delivered_nothing_; }
@@ -64,6 +66,7 @@ class NVIMPORT_API DLLFile : public SpreadsheetFile {
   decltype(&NvImportDescribe) describe_ = nullptr;
   decltype(&NvImportGetNote) get_note_ = nullptr;
   decltype(&NvImportGetStatus) get_status_ = nullptr;
+  decltype(&NvImportLeaveSizeOpen) leave_size_open_ = nullptr;
   bool can_read_;
   bool can_write_;
   int index_;

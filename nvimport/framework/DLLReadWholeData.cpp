@@ -13,8 +13,11 @@ void DLLReadWholeData::Set(int column, int row, int value) {
 }
 
 void DLLReadWholeData::Set(int column, int row, const char* text) {
-  if (data_->set_text != nullptr && text != nullptr)
-    data_->set_text(data_, row, column, text, std::strlen(text));
+  if (text != nullptr) Set(column, row, text, std::strlen(text));
+}
+
+void DLLReadWholeData::Set(int column, int row, const char* text, std::size_t length) {
+  if (data_->set_text != nullptr) data_->set_text(data_, row, column, text, length);
 }
 
 void DLLReadWholeData::Set(int column, int row, float value) {

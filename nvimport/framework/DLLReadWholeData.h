@@ -17,6 +17,7 @@ class NVIMPORT_API DLLReadWholeData final : public ReadSpreadSheetData {
   void Set(int column, int row, long long value) override { SetExact(column, row, value); }
   void Set(int column, int row, double value) override { SetExact(column, row, value); }
   void Set(int column, int row, const char* text) override;
+  void Set(int column, int row, const char* text, std::size_t length) override;
   void Set(int column, int row, float value) override;
   bool TakesExact() override { return true; }
   void SetExact(int column, int row, double value) override;

@@ -100,7 +100,8 @@ struct FormatList::Library {
                   &NvImportReadWhole,
                   &NvImportDescribe,
                   &NvImportGetNote,
-                  &NvImportGetStatus} {
+                  &NvImportGetStatus,
+                  &NvImportLeaveSizeOpen} {
     Initialise();
   }
 
@@ -335,7 +336,8 @@ std::unique_ptr<SpreadsheetFile> FormatList::CreateFile(int position, bool kept_
       library.open, library.close, library.get_last_error, library.establish_size, library.read,
       library.write, library.get_warning, entry.info->can_read, entry.info->can_write, server.index,
       server.library->turns.get());
-  file->UseMore(library.read_whole, library.describe, library.get_note, library.get_status);
+  file->UseMore(library.read_whole, library.describe, library.get_note, library.get_status,
+                library.leave_size_open);
   return file;
 }
 

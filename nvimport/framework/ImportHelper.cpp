@@ -283,8 +283,17 @@ bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOp
   const auto file = formats.CreateFile(format, kept_rules_);
   if (file->Open(true, selected.c_str(), wants_choices ? &choices : options) != kGood)
     return Fail(parent, "The file could not be opened.", *file);
-  if (!EstablishSize(*file, formats.GetInfo(format).flag4, parent) || !read(*file)) return false;
-  if (description_ != nullptr) Describe(*file, *description_);
+  if (leaves_size_open_) file->LeaveSizeOpen();
+  if (!EstablishSize(*file, formats.GetInfo(format).flag4, parent)) return false;
+  const auto describe = [&] {
+    if (description_ != nullptr) Describe(*file, *description_);
+  };
+  if (before_reading_) {
+    describe();
+    before_reading_(wants_choices ? &choices : options);
+  }
+  if (!read(*file)) return false;
+  if (!before_reading_) describe();
   if (wants_choices) SpreadsheetOpenOptions::CopyOpenOptions(options, &choices);
   file->Close();
   return true;
@@ -293,11 +302,20 @@ bool ImportHelper::Import(const char* path, int format, CWnd* parent, NvImportOp
 bool ImportHelper::EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, CWnd* parent) {
   {
     const WaitCursor cursor(shows_wait_cursor);
-    rows_ = file.GetNumRows();
-    columns_ = file.GetNumCols();
+    file.GetNumRows();
   }
+  return TakeSize(file, parent);
+}
+
+bool ImportHelper::TakeSize(SpreadsheetFile& file, CWnd* parent) {
+  rows_ = file.GetNumRows();
+  columns_ = file.GetNumCols();
   if (rows_ == -1 || columns_ == -1)
     return Fail(parent, "The file size could not be established. Import will be aborted.", file);
+  if (rows_ == SpreadsheetFile::kOpenSize) {
+    rows_ = -1;
+    return true;
+  }
   if (rows_ <= 0 || columns_ <= 0) {
     PutMsgMB(parent, "The selected file does not contain any data. Import will be aborted.",
              NvApp::GetName().c_str(), MessageBoxQuestion::kInformation);
@@ -318,6 +336,7 @@ bool ImportHelper::FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd
     return false;
   }
   if (status != kGood) return Fail(parent, kNotRead, file);
+  if (rows_ == -1 && !TakeSize(file, parent)) return false;
   const auto* const served = dynamic_cast<const DLLFile*>(&file);
   delivered_nothing_ = served != nullptr && served->delivered_nothing();
 

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "nvimport/framework/NvImport.h"
@@ -61,7 +62,18 @@ class NVIMPORT_API ImportHelper {
   // of which not all can be told is no failure, but the log has a note.
   void DescribeTo(Description* description) { description_ = description; }
 
-  // The size that the last file said it has, -1 while none has.
+  // Whether files are read without a pass for their size, where their readers can; not at first.
+  // The sheet then is told the columns of the first rows, and more of them as they come.
+  void LeaveSizeOpen(bool leaves_size_open) { leaves_size_open_ = leaves_size_open; }
+
+  // Is called when a file is open, its size known and it is described, before it is read: with the
+  // record that repeats its choices, null or empty for none. Without it a file is described last.
+  void CallBeforeReading(std::function<void(const NvImportOpenOptions* options)> call) {
+    before_reading_ = std::move(call);
+  }
+
+  // The size that the last file said it has, -1 while none has. While the size is open there are
+  // no rows, and the columns of the first ones.
   int GetNumRows() const { return rows_; }
   int GetNumCols() const { return columns_; }
 
@@ -108,11 +120,14 @@ class NVIMPORT_API ImportHelper {
   bool Import(const char* path, int format, CWnd* parent, NvImportOpenOptions* options,
               bool format_known, const std::function<bool(SpreadsheetFile&)>& read);
   bool EstablishSize(SpreadsheetFile& file, bool shows_wait_cursor, CWnd* parent);
+  // False, and said to the user, of a file without a cell.
+  bool TakeSize(SpreadsheetFile& file, CWnd* parent);
   bool FillSheet(SpreadsheetFile& file, SpreadsheetData* sheet, CWnd* parent);
 
   bool show_messages_ = true;
   bool log_messages_ = false;
   bool kept_rules_ = false;
+  bool leaves_size_open_ = false;
   bool throw_on_error_ = false;
   std::vector<std::string> selection_;
   int rows_ = -1;
@@ -120,6 +135,7 @@ class NVIMPORT_API ImportHelper {
   int status_ = 0;
   bool delivered_nothing_ = false;
   Description* description_ = nullptr;
+  std::function<void(const NvImportOpenOptions*)> before_reading_;
 };
 
 }  // namespace nvimport

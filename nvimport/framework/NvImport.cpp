@@ -199,6 +199,10 @@ char NvImportEstablishSize(int, long handle, int* rows, int* columns) {
   return done;
 }
 
+char NvImportLeaveSizeOpen(int, long handle) {
+  return WithIdleFile(handle, [](OpenFile& open) { return open.file->LeaveSizeOpen(); });
+}
+
 char NvImportRead(int, long handle, NvImportReadData* data) {
   return WithIdleFile(handle, [&](OpenFile& open) {
     if (data == nullptr) return Refuse(open, kNoRecord);

@@ -56,6 +56,12 @@ struct NvImportDescription {
   void (*set_cut)(NvImportDescription* description, size_t count);
 };
 
+/* Asks to leave the size of the sheet open where it takes a pass over the file; between
+ * NvImportOpen and NvImportEstablishSize. Returns 1 where that is done: then NvImportEstablishSize
+ * tells 2147483647 rows and the columns of the first ones until all was read, and `set_size` more
+ * columns as they come. */
+NVIMPORT_API char NvImportLeaveSizeOpen(int format, long handle);
+
 /* Reads every cell into the callbacks of `data`, as NvImportRead does. */
 NVIMPORT_API char NvImportReadWhole(int format, long handle, NvImportWholeData* data);
 

@@ -30,15 +30,40 @@ std::optional<std::vector<int>> Numbers(std::string_view text) {
   }
 }
 
+constexpr std::string_view kSeparators = "%,;=";
+
+// A name as it was before JoinNames; none where a percent sign stands before anything else.
+std::optional<std::string> Decoded(std::string_view text) {
+  std::string name;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%') {
+      name += text[i];
+      continue;
+    }
+    unsigned byte = 0;
+    const std::string_view digits = text.substr(i + 1, 2);
+    const auto [end, error] =
+        std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
+    if (digits.size() < 2 || end != digits.data() + 2 || error != std::errc{}) return std::nullopt;
+    name += static_cast<char>(byte);
+    i += 2;
+  }
+  return name;
+}
+
 }  // namespace
 
 std::optional<OptionPairs> OptionPairs::Parse(const NvImportOpenOptions* options) {
-  OptionPairs pairs;
-  if (options == nullptr || options->size == 0 || options->data == nullptr) return pairs;
+  if (options == nullptr || options->size == 0 || options->data == nullptr) return OptionPairs();
   if (options->size < 0) return std::nullopt;
   ByteReader reader(std::span(options->data, static_cast<std::size_t>(options->size)));
-  std::string_view text = reader.Text(reader.U32());
+  const std::string_view text = reader.Text(reader.U32());
   if (!reader.ok() || reader.remaining() != 0) return std::nullopt;
+  return Parse(text);
+}
+
+std::optional<OptionPairs> OptionPairs::Parse(std::string_view text) {
+  OptionPairs pairs;
   while (!text.empty()) {
     const std::string_view pair = text.substr(0, text.find(';'));
     text.remove_prefix(pair.size() < text.size() ? pair.size() + 1 : text.size());
@@ -53,6 +78,23 @@ std::optional<OptionPairs> OptionPairs::Parse(const NvImportOpenOptions* options
 std::string OptionPairs::Join(const std::vector<int>& numbers) {
   std::string text;
   for (const int number : numbers) text += (text.empty() ? "" : ",") + std::to_string(number);
+  return text;
+}
+
+std::string OptionPairs::JoinNames(const std::vector<std::string>& names) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string text;
+  for (const std::string& name : names) {
+    if (&name != &names.front()) text += ',';
+    for (const char c : name) {
+      const auto byte = static_cast<unsigned char>(c);
+      const bool separates = byte <= ' ' || byte == 0x7f || kSeparators.find(c) != kSeparators.npos;
+      if (separates)
+        text.append({'%', kDigits[byte >> 4U], kDigits[byte & 0xfU]});
+      else
+        text += c;
+    }
+  }
   return text;
 }
 
@@ -116,6 +158,20 @@ bool GivenOptions::TakeNumbers(std::string_view key, std::vector<int>& numbers, 
   if (!found || !std::ranges::all_of(*found, is_one)) return Refuse(key, *text);
   numbers = *std::move(found);
   return ok_;
+}
+
+bool GivenOptions::TakeNames(std::string_view key, std::vector<std::string>& names) {
+  names.clear();
+  const auto text = Find(key);
+  if (!text) return ok_;
+  for (std::string_view rest = *text;;) {
+    const std::string_view part = rest.substr(0, rest.find(','));
+    auto name = Decoded(part);
+    if (!name || name->empty()) return Refuse(key, *text);
+    names.push_back(*std::move(name));
+    if (part.size() == rest.size()) return ok_;
+    rest.remove_prefix(part.size() + 1);
+  }
 }
 
 bool GivenOptions::TakeWord(std::string_view key, const std::array<std::string_view, 2>& words,

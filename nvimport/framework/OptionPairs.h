@@ -24,10 +24,15 @@ class NVIMPORT_API OptionPairs {
 
   // The pairs of a record, none of a null or an empty one. No value when the bytes make no sense.
   static std::optional<OptionPairs> Parse(const NvImportOpenOptions* options);
+  // The same of their text.
+  static std::optional<OptionPairs> Parse(std::string_view text);
 
   // Numbers as a value, "1,3".
   static std::string Join(const std::vector<int>& numbers);
   static std::string Join(RangeChoice range) { return Join(std::vector{range.first, range.last}); }
+  // Names as a value: what could be taken for what stands between is a percent sign and the two
+  // digits of its byte.
+  static std::string JoinNames(const std::vector<std::string>& names);
 
   std::optional<std::string_view> Find(std::string_view key) const;
   void Set(std::string_view key, std::string value);
@@ -57,6 +62,7 @@ class NVIMPORT_API GivenOptions {
   // `most` else, and the first of two words is meant.
   bool TakeRange(std::string_view key, RangeChoice& range);
   bool TakeNumbers(std::string_view key, std::vector<int>& numbers, int most = INT_MAX);
+  bool TakeNames(std::string_view key, std::vector<std::string>& names);
   bool TakeWord(std::string_view key, const std::array<std::string_view, 2>& words, bool& second);
 
   // Fails for a value that makes no sense. Returns false.

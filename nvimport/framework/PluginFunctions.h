@@ -8,7 +8,7 @@
 
 namespace nvimport {
 
-// The functions of one library: twelve that it is to have and three that it may. Those that it
+// The functions of one library: twelve that it is to have and others that it may. Those that it
 // lacks are null.
 struct PluginFunctions {
   decltype(&NvImportInitPackage) init_package = nullptr;
@@ -27,6 +27,7 @@ struct PluginFunctions {
   decltype(&NvImportDescribe) describe = nullptr;
   decltype(&NvImportGetNote) get_note = nullptr;
   decltype(&NvImportGetStatus) get_status = nullptr;
+  decltype(&NvImportLeaveSizeOpen) leave_size_open = nullptr;
 
   // Those that `library` itself defines.
   static PluginFunctions Of(const DynamicLibrary& library) {
@@ -40,6 +41,7 @@ struct PluginFunctions {
     find("NvImportDescribe", functions.describe);
     find("NvImportGetNote", functions.get_note);
     find("NvImportGetStatus", functions.get_status);
+    find("NvImportLeaveSizeOpen", functions.leave_size_open);
     return functions;
   }
 

@@ -18,6 +18,10 @@ void ReadSpreadSheetData::Set(int column, int row, double value) {
   Set(column, row, static_cast<float>(value));
 }
 
+void ReadSpreadSheetData::Set(int column, int row, const char* text, std::size_t) {
+  Set(column, row, text);
+}
+
 bool ReadSpreadSheetData::TakesExact() { return false; }
 
 void ReadSpreadSheetData::SetExact(int column, int row, double value) { Set(column, row, value); }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <optional>
 #include <type_traits>
 
@@ -68,6 +69,10 @@ class NVIMPORT_API ReadSpreadSheetData : public virtual SpreadSheetDataBase {
   // Stores a number cell with all its digits; at first as the Set of its type does.
   virtual void SetExact(int column, int row, double value);
   virtual void SetExact(int column, int row, long long value);
+
+  // Stores a text cell of `length` bytes, which end with a NUL all the same; at first as the one
+  // without a length does. Readers that know the length spare the sink the search for it.
+  virtual void Set(int column, int row, const char* text, std::size_t length);
 
   // The index wanted after `previous` (0 before the first). A reader that walks its rows through
   // this stops, successfully, at a negative answer. The default is previous + 1.

@@ -7,6 +7,7 @@
 
 #include "nvimport/framework/Description.h"
 #include "nvimport/framework/OptionPairs.h"
+#include "nvimport/framework/SpreadsheetData.h"
 #include "nvimport/platform/NvApp.h"
 
 namespace nvimport {
@@ -56,6 +57,8 @@ int SpreadsheetFile::GetNumRows() {
   return num_rows_;
 }
 
+bool SpreadsheetFile::LeaveSizeOpen() { return false; }
+
 int SpreadsheetFile::GetStatus() { return status_; }
 
 void SpreadsheetFile::GetErrorMessage(char* buffer, unsigned int size) {
@@ -92,6 +95,11 @@ int SpreadsheetFile::SetSize(std::uint64_t columns, std::uint64_t rows) {
   num_rows_ = static_cast<int>(rows);
   size_established_ = true;
   return kGood;
+}
+
+int SpreadsheetFile::TakeFinalSize(ReadSpreadSheetData& sink, int columns, int rows) {
+  sink.SetDataSize(columns, rows);
+  return SetSize(static_cast<std::uint64_t>(columns), static_cast<std::uint64_t>(rows));
 }
 
 bool SpreadsheetFile::CopyText(std::span<const StatusText> texts, char* buffer,

@@ -75,6 +75,14 @@ class NVIMPORT_API SpreadsheetFile {
   // until Close.
   virtual int Open(bool read, const char* path, NvImportOpenOptions* options) = 0;
 
+  // What GetNumRows tells of a size that was left open.
+  static constexpr int kOpenSize = 0x7FFFFFFF;
+
+  // Asks to leave the size open where it takes a pass over the file; between Open and the first
+  // question for it. False where the reader doesn't. Else GetNumCols tells the columns of the first
+  // rows, and the sink is told of more as they come. When all was read, the size is known.
+  virtual bool LeaveSizeOpen();
+
   // Delivers every cell to `sink`. After a failure the cells that were delivered before it stand.
   virtual int Read(ReadSpreadSheetData* sink) = 0;
 
@@ -109,6 +117,9 @@ class NVIMPORT_API SpreadsheetFile {
 
   // Takes the size found; one that an int can't hold is status 2.
   int SetSize(std::uint64_t columns, std::uint64_t rows);
+
+  // The same at the end of a read that began without the size of its rows: the sink is told too.
+  int TakeFinalSize(ReadSpreadSheetData& sink, int columns, int rows);
 
   // Copies the current status's text if it is one of `texts`.
   bool CopyText(std::span<const StatusText> texts, char* buffer, unsigned int size) const;

@@ -26,6 +26,9 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"OpenDocument", 3584, 3591},
     {"XML Spreadsheet 2003", 3840, 3847},
     {"HTML", 4096, 4103},
+    {"MATLAB", 4352, 4367},
+    {"Bruker OPUS", 4384, 4399},
+    {"HPLC ChemStation", 4400, 4415},
 };
 
 static_assert([] {

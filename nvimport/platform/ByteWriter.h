@@ -1,10 +1,29 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
 namespace nvimport {
+
+// Puts the number at `to`, its low byte first.
+template <typename T>
+void StoreLittle(char* to, T value) {
+  auto bytes = std::bit_cast<std::array<char, sizeof(T)>>(value);
+  if (std::endian::native != std::endian::little) std::reverse(bytes.begin(), bytes.end());
+  std::memcpy(to, bytes.data(), sizeof(T));
+}
+
+template <typename T>
+void AppendLittle(std::string& to, T value) {
+  char bytes[sizeof(T)];
+  StoreLittle(bytes, value);
+  to.append(bytes, sizeof(T));
+}
 
 // Puts values behind one another, integers little-endian: the counterpart of ByteReader, for open
 // options.
@@ -16,9 +35,7 @@ class ByteWriter {
     bytes_ += text;
   }
 
-  void WriteFourBytes(std::int32_t value) {
-    for (unsigned shift = 0; shift < 32; shift += 8) bytes_ += static_cast<char>(value >> shift);
-  }
+  void WriteFourBytes(std::int32_t value) { AppendLittle(bytes_, value); }
 
   void WriteByte(unsigned char byte) { bytes_ += static_cast<char>(byte); }
 

@@ -52,6 +52,8 @@ Dialogs& Dialogs::Current() {
   return installed != nullptr ? *installed : Immortal<Dialogs>();
 }
 
+bool Dialogs::CanAsk() { return Installed<Dialogs*>::Current() != nullptr; }
+
 Dialogs* Dialogs::Install(Dialogs* dialogs) { return Installed<Dialogs*>::Exchange(dialogs); }
 
 Dialogs* Dialogs::InstallForThread(Dialogs* dialogs) {

@@ -90,7 +90,7 @@ struct TextImportQuestion {
 // A choice of entries from a list.
 struct ItemsQuestion {
   // What the entries are.
-  enum class Kind { kWorksheets, kBlocks, kFiles, kReference };
+  enum class Kind { kWorksheets, kBlocks, kFiles, kReference, kMatrices };
 
   Kind kind = Kind::kWorksheets;     // what the entries are
   std::string title;                 // of the dialog
@@ -189,6 +189,8 @@ class NVIMPORT_API Dialogs {
 
   // The dialogs installed, or ones that answer every question with "cancelled".
   static Dialogs& Current();
+  // Whether there is somebody to ask.
+  static bool CanAsk();
 
   // Makes `dialogs` the current ones of this thread (null for none) and returns those before, null
   // for none. A thread that installed none uses those of the thread that was the first to.

@@ -10,6 +10,18 @@
 
 namespace nvimport {
 
+thread_local InputContinuation* InputContinuation::current_ = nullptr;
+
+InputContinuation::InputContinuation(const char* path, int descriptor)
+    : before_(std::exchange(current_, this)), descriptor_(descriptor) {
+  struct stat status {};
+  if (::stat(path, &status) != 0) return;
+  device_ = status.st_dev;
+  file_ = status.st_ino;
+}
+
+InputContinuation::~InputContinuation() { current_ = before_; }
+
 InputFile::InputFile(const char* path) {
   // Without O_NONBLOCK a pipe that nobody writes to would hold the host here for ever.
   const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
@@ -35,12 +47,31 @@ std::ptrdiff_t InputFile::Read(std::span<char> into) {
     if (got < 0) return -1;
     filled += static_cast<std::size_t>(got);
   }
-  const ::off_t position = ::lseek(descriptor_, 0, SEEK_CUR);
-  if (!Progress::Report(static_cast<std::uint64_t>(position), size())) return -1;
+  auto position = static_cast<std::uint64_t>(::lseek(descriptor_, 0, SEEK_CUR));
+  InputContinuation* const on = InputContinuation::current_;
+  const bool goes_on = on != nullptr && filled < into.size() && Precedes(*on);
+  while (goes_on && filled < into.size()) {
+    const ::ssize_t got = ::read(on->descriptor_, into.data() + filled, into.size() - filled);
+    if (got == 0) break;
+    if (got < 0 && errno == EINTR && Progress::Poll()) continue;
+    if (got < 0) return -1;
+    filled += static_cast<std::size_t>(got);
+    on->taken_ += static_cast<std::uint64_t>(got);
+  }
+  if (goes_on) position += on->taken_;
+  if (!Progress::Report(position, goes_on ? 0 : size())) return -1;
   return static_cast<std::ptrdiff_t>(filled);
 }
 
+bool InputFile::Precedes(const InputContinuation& other) const {
+  struct stat status {};
+  return ::fstat(descriptor_, &status) == 0 && status.st_dev == other.device_ &&
+         status.st_ino == other.file_;
+}
+
 bool InputFile::Seek(std::uint64_t position) {
+  const InputContinuation* const on = InputContinuation::current_;
+  if (on != nullptr && on->taken_ > 0 && Precedes(*on)) return false;
   return ::lseek(descriptor_, static_cast<::off_t>(position), SEEK_SET) >= 0;
 }
 

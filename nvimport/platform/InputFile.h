@@ -9,6 +9,8 @@
 
 namespace nvimport {
 
+class InputContinuation;
+
 // A regular file read in large blocks, which others may read and write meanwhile. It is never
 // mapped: a file that another program shortens ends early, it does not raise a signal. Other kinds
 // of file (folders, pipes, devices) don't open, and asking never blocks.
@@ -38,7 +40,31 @@ class NVIMPORT_API InputFile {
   void Close();
 
  private:
+  bool Precedes(const InputContinuation& other) const;
+
   int descriptor_ = -1;
+};
+
+// Has a file go on in a pipe: what an InputFile of this thread reads behind its end comes from
+// there while this lives. It can be read once, so that nobody who has read it can go back.
+class NVIMPORT_API InputContinuation {
+ public:
+  // The file at `path`; `descriptor` stays the caller's.
+  InputContinuation(const char* path, int descriptor);
+  InputContinuation(const InputContinuation&) = delete;
+  InputContinuation& operator=(const InputContinuation&) = delete;
+  ~InputContinuation();
+
+ private:
+  friend class InputFile;
+
+  static thread_local InputContinuation* current_;
+
+  InputContinuation* before_;
+  std::uint64_t device_ = 0;
+  std::uint64_t file_ = 0;
+  int descriptor_;
+  std::uint64_t taken_ = 0;
 };
 
 }  // namespace nvimport

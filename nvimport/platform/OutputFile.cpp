@@ -11,10 +11,10 @@ namespace nvimport {
 
 namespace {
 
-thread_local int first_failure = 0;
+thread_local std::string first_failure;
 
-void Remember(int error) {
-  if (first_failure == 0) first_failure = error;
+void Remember(std::string words) {
+  if (first_failure.empty()) first_failure = std::move(words);
 }
 
 }  // namespace
@@ -34,6 +34,7 @@ OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
   std::swap(descriptor_, other.descriptor_);
   std::swap(owned_, other.owned_);
   std::swap(failed_, other.failed_);
+  std::swap(is_untouched_, other.is_untouched_);
   std::swap(buffer_, other.buffer_);
   std::swap(used_, other.used_);
   return *this;
@@ -48,12 +49,10 @@ void OutputFile::WriteAcross(std::string_view text) {
 
 void OutputFile::WriteOut(const char* bytes, std::size_t count) {
   while (count > 0 && !failed_) {
+    is_untouched_ = false;
     const ::ssize_t written = ::write(descriptor_, bytes, count);
     if (written < 0 && errno == EINTR) continue;
-    if (written < 0) {
-      failed_ = true;
-      return Remember(errno);
-    }
+    if (written < 0) return Fail(std::strerror(errno));
     bytes += written;
     count -= static_cast<std::size_t>(written);
   }
@@ -64,18 +63,26 @@ void OutputFile::Flush() {
   WriteOut(buffer_.get(), std::exchange(used_, 0));
 }
 
+void OutputFile::Fail(std::string words) {
+  failed_ = true;
+  Remember(std::move(words));
+}
+
 void OutputFile::Close() {
   if (!is_open()) return;
   Flush();
-  if (owned_ && ::close(descriptor_) != 0) Remember(errno);
+  if (owned_ && ::close(descriptor_) != 0) Remember(std::strerror(errno));
   descriptor_ = -1;
   buffer_.reset();
   used_ = kBufferSize;
 }
 
-std::string OutputFile::TakeFailure() {
-  const int failure = std::exchange(first_failure, 0);
-  return failure == 0 ? std::string() : std::strerror(failure);
+bool OutputFile::Abandon() {
+  if (is_open()) used_ = 0;
+  Close();
+  return is_untouched_;
 }
+
+std::string OutputFile::TakeFailure() { return std::exchange(first_failure, {}); }
 
 }  // namespace nvimport

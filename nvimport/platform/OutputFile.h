@@ -33,13 +33,28 @@ class NVIMPORT_API OutputFile {
     used_ += text.size();
   }
 
+  // Where the next `count` bytes, at most kMostRoom, may be put before Advance takes some of them;
+  // null when no file is open.
+  static constexpr std::size_t kMostRoom = 256;
+  char* Room(std::size_t count) {
+    if (count > kBufferSize - used_) Flush();
+    return buffer_ != nullptr ? buffer_.get() + used_ : nullptr;
+  }
+  void Advance(std::size_t count) { used_ += count; }
+
   void Flush();
+
+  // As a failed write, with the reason in words.
+  void Fail(std::string words);
 
   // Flushes and closes.
   void Close();
 
-  // The system's words for the first failure since the last call ("No space left on device"),
-  // empty when there was none.
+  // Closes without what is still in the buffer. Whether nothing has gone into the file.
+  bool Abandon();
+
+  // The words for the first failure since the last call, the system's ("No space left on device")
+  // or others; empty when there was none.
   static std::string TakeFailure();
 
  private:
@@ -51,6 +66,7 @@ class NVIMPORT_API OutputFile {
   int descriptor_ = -1;
   bool owned_ = true;
   bool failed_ = false;
+  bool is_untouched_ = true;
   std::unique_ptr<char[]> buffer_;
   std::size_t used_ = kBufferSize;  // without a buffer every write goes the long way
 };

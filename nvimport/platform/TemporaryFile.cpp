@@ -36,6 +36,18 @@ bool TemporaryFile::Write(std::span<const char> bytes) {
   return true;
 }
 
+bool TemporaryFile::WriteAt(std::uint64_t position, std::span<const char> bytes) {
+  while (!bytes.empty()) {
+    const ::ssize_t written =
+        ::pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<::off_t>(position));
+    if (written < 0 && errno != EINTR) return false;
+    if (written < 0) continue;
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+    position += static_cast<std::uint64_t>(written);
+  }
+  return true;
+}
+
 bool TemporaryFile::Read(std::uint64_t position, std::span<char> into) const {
   while (!into.empty()) {
     const ::ssize_t got =

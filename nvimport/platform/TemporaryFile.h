@@ -18,8 +18,10 @@ class TemporaryFile {
   // By which this process opens it; empty when no file could be made.
   const std::string& path() const { return path_; }
 
-  // False when the bytes could not be written.
+  // Behind what was written so. False when the bytes could not be written.
   bool Write(std::span<const char> bytes);
+  // At any position; what lies before it and was never written is zero.
+  bool WriteAt(std::uint64_t position, std::span<const char> bytes);
 
   // False when there are not as many bytes at `position`.
   bool Read(std::uint64_t position, std::span<char> into) const;

@@ -31,13 +31,18 @@ inline std::size_t CharacterSize(std::string_view text) {
 inline bool IsAscii(std::string_view text) {
   constexpr std::uint64_t kHighBits = 0x8080808080808080;
   std::uint64_t all = 0;
-  std::size_t i = 0;
-  for (; i + sizeof all <= text.size(); i += sizeof all) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, text.data() + i, sizeof word);
-    all |= word;
-  }
-  for (; i < text.size(); ++i) all |= static_cast<unsigned char>(text[i]);
+  const char* at = text.data();
+  std::size_t left = text.size();
+  const auto take = [&]<typename Word>(Word word) {
+    for (; left >= sizeof word; at += sizeof word, left -= sizeof word) {
+      std::memcpy(&word, at, sizeof word);
+      all |= word;
+    }
+  };
+  take(std::uint64_t{});
+  take(std::uint32_t{});
+  take(std::uint16_t{});
+  take(std::uint8_t{});
   return (all & kHighBits) == 0;
 }
 

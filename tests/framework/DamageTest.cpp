@@ -15,8 +15,10 @@
 #include "tests/support/BiffFixture.h"
 #include "tests/support/BrimroseFixture.h"
 #include "tests/support/Cases.h"
+#include "tests/support/ChemStationFixture.h"
 #include "tests/support/JCAMPFixture.h"
 #include "tests/support/NsasFixture.h"
+#include "tests/support/OpusFixture.h"
 #include "tests/support/Samples.h"
 #include "tests/support/SpcFixture.h"
 #ifdef NVIMPORT_HAS_PACKAGES
@@ -167,6 +169,18 @@ std::string SheetNamedOften() {
          sheet;
 }
 
+// So many entries of the directory of one spectrum.
+std::string SpectrumNamedOften(std::int32_t entries) {
+  const std::vector<float> values(1000);
+  const std::string one = OpusFixture{}.AddSpectrum(OpusFixture::kAbsorbance, values).File();
+  constexpr std::size_t kHeader = 24;
+  constexpr std::size_t kEntries = 24;
+  const auto at = static_cast<std::int32_t>(one.size());
+  return one.substr(0, 12) + OpusFixture::Bytes(at) + OpusFixture::Bytes(2 * entries) +
+         OpusFixture::Bytes(2 * entries) + one.substr(kHeader) +
+         Repeated(one.substr(kHeader, kEntries), static_cast<std::size_t>(entries));
+}
+
 #ifdef NVIMPORT_HAS_PACKAGES
 // A workbook with these sheets, relationships and rows; `folder` is that of its part.
 std::string Package(const std::string& sheets, const std::string& relationships,
@@ -209,6 +223,19 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
       {"a hundred thousand empty blocks", "JCAMP-DX File", Repeated("##TITLE=\n##END=\n", 100'000)},
       {"ten thousand open blocks", "JCAMP-DX File", Repeated("##TITLE=\n", 10'000)},
       {"a label of megabytes", "JCAMP-DX File", "##TITLE=" + std::string(4 << 20, 'x')},
+      {"a spectrum named 20,000 times", "Bruker OPUS File", SpectrumNamedOften(20'000)},
+      {"a spectrum named 200,000 times", "Bruker OPUS File", SpectrumNamedOften(200'000)},
+      {"segments without values", "HPLC ChemStation File",
+       ChemStationFixture{.body = Repeated("\x10\0"s, 1 << 20)}.Bytes()},
+      {"2^32 scans", "HPLC ChemStation File",
+       ChemStationFixture{.version = 131,
+                          .scans = 0xFFFFFFFF,
+                          .body = ChemStationFixture::Scan(0, std::string(6, '\0'))}
+           .Bytes()},
+      {"the smallest scans", "HPLC ChemStation File",
+       ChemStationFixture{.version = 131,
+                          .body = Repeated(ChemStationFixture::Scan(0, "\0\0"s, 1), 1 << 17)}
+           .Bytes()},
       {"65535 x 65535 values", "Brimrose File",
        BrimroseFixture{.last = 66634, .step = 1, .points = 65535, .observations = 65535}.Bytes()},
       {"a file of headers", "NSAS File", std::string(1 << 20, '\0')},

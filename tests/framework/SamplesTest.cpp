@@ -1,5 +1,6 @@
 
 
+#include "nvimport/formats/text/TextFile.h"
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/NvImportMore.h"
@@ -72,6 +73,43 @@ TEST(Samples, ReadAlikeThroughEveryFaceAndWithoutQuestionsTheSecondTime) {
     EXPECT_EQ(ImportFile(*list.CreateFile(format), sample.c_str(), given).sheet, first.sheet);
     EXPECT_EQ(dialogs.questions(), questions);
     SpreadsheetOpenOptions::FreeOpenOptions(&options);
+  }
+}
+
+// By the class and behind the C functions, among them a text that widens behind its head and one
+// whose quote goes on there.
+TEST(OpenSizes, GiveTheSameSheetAndTheSizeInTheEnd) {
+  std::string lines;
+  for (int line = 0; lines.size() < 600'000; ++line)
+    lines += "a,,\"b\"," + std::to_string(line) + "\n";
+  const std::string texts[] = {"a,b\nc\n", lines, lines + "1,2,3,4,,\n\n",
+                               std::string(300'000, '\n'),
+                               "a,\"" + std::string(300'000, '\n') + "\",c,d,e,f\n"};
+  FormatList list;
+  for (const char* name : {"Text File", "CSV File"}) {
+    int format = 1;
+    while (list.GetInfo(format).name != std::string_view(name)) ++format;
+    for (const std::string& text : texts) {
+      SCOPED_TRACE(name + (" " + text.substr(0, 8)) + std::to_string(text.size()));
+      const TempFile path(text);
+      auto commas = OpenOptions::Made(TextFile::GetImportOptions(",", false));
+      NvImportOpenOptions* const given =
+          name == std::string_view("Text File") ? commas.get() : nullptr;
+      const auto sized = list.CreateFile(format);
+      const Outcome expected = ImportFile(*sized, path.path(), given);
+      for (const bool is_served : {false, true}) {
+        const auto file =
+            is_served ? list.CreateFile(format) : SprFileFactory::CreateReader(format);
+        ASSERT_EQ(file->Open(true, path.path(), given), 0);
+        EXPECT_TRUE(file->LeaveSizeOpen());
+        EXPECT_EQ(file->GetNumRows() == SpreadsheetFile::kOpenSize, text.size() > 262'144);
+        MemorySheet sheet;
+        EXPECT_EQ(file->Read(&sheet), 0);
+        EXPECT_EQ(SheetText(sheet), expected.sheet);
+        EXPECT_EQ(file->GetNumRows(), sized->GetNumRows());
+        EXPECT_EQ(file->GetNumCols(), sized->GetNumCols());
+      }
+    }
   }
 }
 

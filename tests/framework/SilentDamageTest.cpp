@@ -134,10 +134,12 @@ std::string NameOfSample(const testing::TestParamInfo<Guarded>& file) {
 // Behind the headers, whose labels and values nothing counts.
 INSTANTIATE_TEST_SUITE_P(Counts, SilentDamage,
                          testing::Values(Counted("barley.spc", 512), Counted("clover.da"),
-                                         Counted("tablets.dat"), Counted("tanks.wk1"),
-                                         Counted("ovens.xls"), Counted("oil-affn.dx", 256),
-                                         Counted("oil-dif.dx", 256), Counted("oil-sqz.dx", 256),
-                                         Counted("oil-pac.dx", 256)),
+                                         Counted("hops.0"), Counted("tablets.dat"),
+                                         Counted("tanks.wk1"), Counted("ovens.xls"),
+                                         Counted("oil-affn.dx", 256), Counted("oil-dif.dx", 256),
+                                         Counted("oil-sqz.dx", 256), Counted("oil-pac.dx", 256),
+                                         Counted("worts.mat"), Counted("juices.ch", 1024),
+                                         Counted("juices.uv", 512)),
                          NameOfSample);
 
 #ifdef NVIMPORT_HAS_PACKAGES
@@ -174,9 +176,17 @@ Guarded LongPackage() {
   return {"long.xlsx", bytes, begin, begin + cell.size()};
 }
 
+// Two variables that are packed.
+Guarded PackedMatrices() {
+  Guarded sample = Sample("mashes.mat");
+  sample.begin = 128;
+  sample.end = sample.bytes.find("varNames") - 56;
+  return sample;
+}
+
 INSTANTIATE_TEST_SUITE_P(Packages, SilentDamage,
-                         testing::Values(Sample("mill.xlsx"), Sample("sieves.xlsb"),
-                                         StoredPackage(), LongPackage()),
+                         testing::Values(PackedMatrices(), Sample("mill.xlsx"),
+                                         Sample("sieves.xlsb"), StoredPackage(), LongPackage()),
                          NameOfSample);
 #endif
 
