@@ -498,7 +498,8 @@ bool IsHtml(const char* path) {
         return true;
     return false;
   };
-  return has("<html") || has("<!doctype html") || has("<table");
+  // XML spreadsheets have elements of that name, too.
+  return has("<html") || has("<!doctype html") || (has("<table") && !has("<workbook"));
 }
 
 }  // namespace nvimport

@@ -241,6 +241,15 @@ TEST(Import, AsksTheHostInItsOwnWindow) {
   EXPECT_EQ(dialogs.range_questions.at(0).parent, kWindow);
 }
 
+TEST(Import, TakesARangeThatIsNoQuestion) {
+  ImportRequest request{{Sample("hops.0")}};
+  request.answers.range = RangeChoice{2, 3};
+  MemorySheet sheet;
+  ASSERT_TRUE(ImportFile(request, sheet));
+  EXPECT_EQ(SheetText(sheet),
+            "'Primary ID' | 'Name' | 1798 | 1796\n1 | 'Hallertau, früh' | 0.0625 | 0.125\n");
+}
+
 TEST(Import, StopsWhereTheHostSaysSoAndLeavesTheHostAlone) {
   const LogRecorder log;
   using Moment = std::pair<ImportProgress::Stage, int>;

@@ -4,9 +4,11 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <functional>
 #include <random>
 #include <sstream>
 
+#include "nvimport/hosting/export/ShapedSheet.h"
 #include "nvimport/hosting/export/SheetWriters.h"
 #include "nvimport/platform/Progress.h"
 #include "tests/support/Cases.h"
@@ -70,6 +72,143 @@ TEST(SheetWriters, NumbersReadBackAsTheyWere) {
     EXPECT_EQ(row, kRows);
     EXPECT_EQ(wrong, 0);
   }
+}
+
+namespace {
+// What streaming writes of cells given in this order by `give`, or that it gave up.
+std::string Streamed(SheetFormat format, int columns,
+                     const std::function<void(SpreadsheetData&)>& give, char decimal_mark = '.') {
+  const TempFile file("");
+  const TextConversion conversion{.decimal_mark = decimal_mark};
+  OutputFile out(file.path());
+  const auto sheet = NewStreamingSheet(format, conversion, out);
+  try {
+    sheet->Begin({columns});
+    give(*sheet);
+    if (!sheet->Finish()) return "less wide";
+  } catch (const std::exception&) {
+    return sheet->gave_up() ? "gave up" : "threw";
+  }
+  out.Close();
+  return Contents(file.path());
+}
+}  // namespace
+
+// Cells in order, with gaps, are written as a sheet in memory is.
+TEST(SheetWriters, RowsAsTheyComeAreThoseOfTheSheet) {
+  std::mt19937 random(29);
+  const char* const texts[] = {"a",
+                               "\"",
+                               "two\nlines",
+                               "\t",
+                               " led",
+                               "",
+                               "Gr\u00fcn",
+                               "caf\xe9",
+                               "x,y",
+                               "0.5",
+                               "a text of more than sixteen bytes",
+                               "blanks  within it"};
+  for (int round = 0; round < 60; ++round) {
+    const int columns = 1 + static_cast<int>(random() % 9);
+    const auto seed = random();
+    const auto give = [&](SpreadsheetData& sheet) {
+      std::mt19937 cells(seed);
+      for (int row = 1; row <= 12; ++row)
+        for (int column = 1; column <= columns; ++column) {
+          const auto pick = cells() % 20;
+          if (pick < std::size(texts)) sheet.Set(column, row, texts[pick]);
+          if (pick == 12) sheet.Set(column, row, 1.5F);
+          if (pick == 13) sheet.SetExact(column, row, 0.1);
+          if (pick == 14) sheet.SetExact(column, row, 9007199254740993LL);
+        }
+      sheet.SetDataSize(columns, 14);
+    };
+    MemorySheet sheet;
+    give(sheet);
+    for (const SheetFormat format :
+         {SheetFormat::kCsv, SheetFormat::kTsv, SheetFormat::kJsonLines, SheetFormat::kJson,
+          SheetFormat::kArrow, SheetFormat::kArrowStream, SheetFormat::kXlsx})
+      ASSERT_EQ(Streamed(format, columns, give), Written(format, sheet)) << round;
+  }
+}
+
+TEST(SheetWriters, WhatDoesNotComeInOrderIsGivenUp) {
+  const struct {
+    std::vector<std::pair<int, int>> cells;
+    const char* what;
+  } kCases[] = {
+      {{{2, 3}, {1, 1}, {2, 2}, {1, 4}, {2, 4}}, "1,\n,1\n,1\n1,1\n"},  // of the first rows
+      {{{1, 5}, {2, 4}}, "gave up"},
+      {{{2, 5}, {1, 5}}, "gave up"},
+      {{{2, 5}, {3, 5}}, "gave up"},
+      {{{3, 1}}, "gave up"},
+      {{{1, 1}, {1, 5}}, "less wide"},
+  };
+  for (const auto& c : kCases) {
+    const auto give = [&](SpreadsheetData& sheet) {
+      for (const auto& [column, row] : c.cells) sheet.Set(column, row, 1.0F);
+    };
+    EXPECT_EQ(Streamed(SheetFormat::kCsv, 2, give), c.what);
+  }
+}
+
+TEST(SheetWriters, DelimitersBeyondMeasureAreGivenUp) {
+  const auto give = [](SpreadsheetData& sheet) { sheet.Set(2, 200'000'000, 1.0F); };
+  EXPECT_EQ(Streamed(SheetFormat::kCsv, 2, give), "gave up");
+}
+
+// What of a sheet is wanted, and how it is to lie.
+TEST(ShapedSheet, GivesWhatIsWanted) {
+  const struct {
+    const char* columns;
+    const char* rows;
+    int skipped;
+    bool transposed;
+    bool is_long;
+    const char* csv;
+  } kCases[] = {
+      {"3,1", "", 0, false, false, "b,n\n12,r1\n,r2\n"},
+      {"", "1,3-", 0, false, false, "n,a,b\nr2,21,\n"},
+      {"2-", "2", 1, false, false, "21\n"},
+      {"", "", 0, true, false, "n,r1,r2\na,11,21\nb,12,\n"},
+      {"2", "2-", 0, true, false, "11,21\n"},
+      {"", "", 0, false, true, "name,x,y\nr1,a,11\nr1,b,12\nr2,a,21\n"},
+      {"3", "2-", 0, false, true, "name,x,y\nr1,b,12\n"},
+      {"9", "", 0, false, false, ""},
+  };
+  for (const auto& c : kCases) {
+    SheetShape request{
+        .skipped_rows = c.skipped, .is_transposed = c.transposed, .is_long = c.is_long};
+    if (*c.columns != '\0') request.columns = NumberRanges::Parse(c.columns).value();
+    if (*c.rows != '\0') request.rows = NumberRanges::Parse(c.rows).value();
+    MemorySheet sheet;
+    ShapedSheet view(request, sheet);
+    view.Begin(3, 3, Description());
+    int column = 0;
+    for (const char* name : {"n", "a", "b"}) view.Set(++column, 1, name);
+    view.Set(1, 2, "r1");
+    view.Set(2, 2, 11.0F);
+    view.SetExact(3, 2, 12LL);
+    view.Set(1, 3, "r2", 2);
+    view.SetExact(2, 3, 21.0);
+    EXPECT_EQ(Written(SheetFormat::kCsv, sheet), c.csv) << c.columns << " " << c.rows;
+  }
+  for (const char* wrong : {"", "0", "a", "3-2", "1,", "1-2-3", "-1", "99999999999"})
+    EXPECT_FALSE(NumberRanges::Parse(wrong)) << wrong;
+}
+
+TEST(SheetWriters, ADecimalCommaIsThatOfNumbers) {
+  const auto give = [](SpreadsheetData& sheet) {
+    sheet.Set(1, 1, "1.5");
+    sheet.SetExact(2, 1, 0.25);
+    sheet.Set(3, 1, "v1.5");
+  };
+  EXPECT_EQ(Streamed(SheetFormat::kCsv, 3, give, ','), "\"1,5\",\"0,25\",v1.5\n");
+  EXPECT_EQ(Streamed(SheetFormat::kTsv, 3, give, ','), "1,5\t0,25\tv1.5\n");
+  EXPECT_EQ(Streamed(SheetFormat::kJsonLines, 3, give, ','), "[1.5,0.25,\"v1.5\"]\n");
+  EXPECT_EQ(Streamed(SheetFormat::kJson, 3, give, ','),
+            "\"names\":[1.5,0.25,\"v1.5\"],\n\"rows\":[]}\n");
 }
 
 TEST(SheetWriters, EachKindOfCell) {

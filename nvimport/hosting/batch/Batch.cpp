@@ -56,23 +56,27 @@ bool ReceiveBytes(int socket, void* bytes, std::size_t count) {
 
 struct ReportHead {
   std::uint64_t file = 0;
+  std::int64_t fate = 0;
   std::int64_t exit_code = 0;
   std::int64_t noted_format = 0;
   std::uint64_t data_size = 0;
   std::uint64_t messages_size = 0;
   std::uint64_t entry_size = 0;
+  std::uint64_t found_size = 0;
 };
 
 // In one call, which is what a small file's report costs.
 bool SendReport(int socket, std::size_t file, const FileReport& report) {
   const ReportHead head{file,
+                        report.fate,
                         report.exit_code,
                         report.noted_format,
                         report.data.size(),
                         report.messages.size(),
-                        report.entry.size()};
+                        report.entry.size(),
+                        report.found.size()};
   std::string bytes(reinterpret_cast<const char*>(&head), sizeof head);
-  bytes.append(report.data).append(report.messages).append(report.entry);
+  bytes.append(report.data).append(report.messages).append(report.entry).append(report.found);
   return SendBytes(socket, bytes.data(), bytes.size());
 }
 
@@ -80,6 +84,7 @@ bool SendReport(int socket, std::size_t file, const FileReport& report) {
 std::optional<std::size_t> ReceiveReport(int socket, FileReport& report) {
   ReportHead head;
   if (!ReceiveBytes(socket, &head, sizeof head)) return std::nullopt;
+  report.fate = static_cast<FileReport::Fate>(head.fate);
   report.exit_code = static_cast<int>(head.exit_code);
   report.noted_format = static_cast<int>(head.noted_format);
   const auto receive = [socket](std::string& text, std::size_t size) {
@@ -87,7 +92,7 @@ std::optional<std::size_t> ReceiveReport(int socket, FileReport& report) {
     return ReceiveBytes(socket, text.data(), size);
   };
   if (!receive(report.data, head.data_size) || !receive(report.messages, head.messages_size) ||
-      !receive(report.entry, head.entry_size))
+      !receive(report.entry, head.entry_size) || !receive(report.found, head.found_size))
     return std::nullopt;
   return head.file;
 }

@@ -11,11 +11,19 @@ namespace nvimport {
 
 // What became of one file.
 struct FileReport {
+  enum Fate : int {
+    kTried,
+    kLeftOut,  // nothing can be read from it, and nobody asked for it by its name
+    kSkipped   // it was done before
+  };
+
+  Fate fate = kTried;
   int exit_code = 0;
   int noted_format = 0;  // the one whose notes say that it left something out
   std::string data;      // what it is asked for
   std::string messages;  // what is said of it
   std::string entry;     // for the report of the run
+  std::string found;     // for who deals with what was found in all files
 };
 
 // How many files are dealt with at a time, and how long one may take (0 for as long as it takes).

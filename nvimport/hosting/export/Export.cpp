@@ -7,8 +7,11 @@
 
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/ImportHelper.h"
+#include "nvimport/framework/OptionPairs.h"
+#include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/Thrown.h"
 #include "nvimport/hosting/export/OutputTarget.h"
+#include "nvimport/hosting/export/TiledSheet.h"
 #include "nvimport/hosting/import/Answers.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/platform/Log.h"
@@ -20,21 +23,33 @@ namespace nvimport {
 
 namespace {
 
-constexpr std::pair<const char*, SheetFormat> kOwnFormats[] = {
-    {".csv", SheetFormat::kCsv}, {".tsv", SheetFormat::kTsv}, {".jsonl", SheetFormat::kJsonLines}};
+constexpr struct {
+  SheetFormat format;
+  const char* extension;
+  const char* name;
+} kOwnFormats[] = {
+    {SheetFormat::kCsv, ".csv", "CSV"},
+    {SheetFormat::kTsv, ".tsv", "Text, by TABs"},
+    {SheetFormat::kJsonLines, ".jsonl", "JSON Lines"},
+    {SheetFormat::kJson, ".json", "JSON"},
+#ifdef NVIMPORT_HAS_PACKAGES
+    {SheetFormat::kXlsx, ".xlsx", "Excel 2007"},
+#endif
+    {SheetFormat::kArrow, ".arrow", "Arrow"},
+    {SheetFormat::kArrowStream, ".arrows", "Arrow stream"},
+};
 
 // Refuses a sheet whose few cells stand among delimiters without end.
-std::optional<Failure> CheckDelimiters(MemorySheet& sheet, const ExportRequest& request,
+template <typename Sheet>
+std::optional<Failure> CheckDelimiters(Sheet& sheet, const ExportRequest& request,
                                        const OutputTarget& target) {
-  constexpr std::uint64_t kMost = 100'000'000;  // bytes
-  constexpr std::uint64_t kMostPerCell = 1000;
   const std::uint64_t rectangle = static_cast<std::uint64_t>(sheet.GetNumberOfColumns()) *
                                   static_cast<std::uint64_t>(sheet.GetNumberOfRows());
   const std::uint64_t each = request.format.own ? BytesPerCell(*request.format.own) : 1;
   const std::uint64_t delimiters = std::min(rectangle, UINT64_MAX / each) * each;
-  if (request.is_sparse || delimiters <= kMost) return std::nullopt;
+  if (request.is_sparse || !IsSparse(0, delimiters)) return std::nullopt;
   const std::uint64_t cells = sheet.CountCells();
-  if (delimiters / kMostPerCell <= cells) return std::nullopt;
+  if (!IsSparse(cells, delimiters)) return std::nullopt;
   return target.Because(std::to_string(cells) + (cells == 1 ? " cell among " : " cells among ") +
                             std::to_string(delimiters / 1'000'000) + " MB of delimiters",
                         request.words.sparse);
@@ -54,9 +69,25 @@ class Told : public Progress {
   bool stopped_ = false;
 };
 
+constexpr std::string_view kMatlab = "Matlab File";
+
+// The options that a registered format is to write by.
+std::optional<OptionPairs> OptionsOf(const ExportRequest& request) {
+  auto pairs = OptionPairs::Parse(request.pairs);
+  if (!pairs || request.metadata.empty() || !HasMetadata(request.format)) return pairs;
+  std::vector<std::string> texts;
+  for (const auto& [label, value] : request.metadata) texts.insert(texts.end(), {label, value});
+  pairs->Set("description", OptionPairs::JoinNames(texts));
+  return pairs;
+}
+
 // Writes `sheet` to `path` by the format's own writer.
 std::optional<Failure> WriteRegistered(const ExportRequest& request, const std::string& path,
                                        const OutputTarget& target, SpreadsheetData& sheet) {
+  const auto pairs = OptionsOf(request);
+  if (!pairs) return target.Because("\"" + request.pairs + "\" are no options like key=value");
+  std::vector<unsigned char> bytes = pairs->Bytes();
+  NvImportOpenOptions options{static_cast<int>(bytes.size()), bytes.data()};
   AnsweringDialogs dialogs;
   Dialogs* const before = Dialogs::InstallForThread(&dialogs);
   Log::Sink log = Log::InstallForThread([&](const LogEntry& entry) {
@@ -67,7 +98,7 @@ std::optional<Failure> WriteRegistered(const ExportRequest& request, const std::
   bool done = false;
   const std::string thrown = Thrown([&] {
     done = driver.WriteSpreadsheetFile(path.c_str(), request.format.registered, &sheet, nullptr,
-                                       nullptr);
+                                       pairs->empty() ? nullptr : &options);
   });
   Log::InstallForThread(std::move(log));
   Dialogs::InstallForThread(before);
@@ -84,37 +115,12 @@ std::optional<Failure> WriteRegistered(const ExportRequest& request, const std::
 
 OutputFormat Registered(int format) {
   const std::string extension = Extensions(FormatAt(format)).front();
-  return {std::nullopt, format, extension == ".*" ? ".txt" : extension};
+  return {std::nullopt, format, extension == ".*" ? ".txt" : extension,
+          ToUtf8(FormatAt(format).name)};
 }
 
-}  // namespace
-
-std::optional<OutputFormat> FindOutputFormat(const std::string& name) {
-  for (const auto& [extension, format] : kOwnFormats)
-    if (EqualIgnoringCase(extension, name) || EqualIgnoringCase(extension, "." + name))
-      return OutputFormat{format, 0, extension};
-  const int format = FindFormat(name, /*for_writing=*/true);
-  if (format == 0 || !HasWriter(format)) return std::nullopt;
-  return Registered(format);
-}
-
-std::vector<OutputFormat> OutputFormats() {
-  std::vector<OutputFormat> formats;
-  for (const auto& [extension, format] : kOwnFormats) formats.push_back({format, 0, extension});
-  for (int format = 1; format <= FormatCount(); ++format)
-    if (HasWriter(format) && FormatAt(format).write_filter != nullptr)
-      formats.push_back(Registered(format));
-  return formats;
-}
-
-std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& request) {
-  OutputTarget target(request.path, request.replaces, request.words);
-  if (auto failure = target.Check()) return failure;
-  return ExportSheet(sheet, request, target);
-}
-
-std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& request,
-                                   OutputTarget& target) {
+template <typename Sheet>
+std::optional<Failure> Export(Sheet& sheet, const ExportRequest& request, OutputTarget& target) {
   if (auto failure = CheckDelimiters(sheet, request, target)) return failure;
   Told told(request);
   const auto cancelled = [&] {
@@ -123,17 +129,21 @@ std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& requ
     return failure;
   };
   if (request.format.own) {
+    if (!request.pairs.empty()) return target.Because("the format takes no options");
     OutputFile stream;
     if (auto failure = target.Begin(stream)) return failure;
-    stream.Write(request.head);
-    const std::size_t quoted =
-        WriteSheet(*request.format.own, sheet, request.conversion, stream, told);
+    stream.Write(HeadOf(*request.format.own, request.head));
+    std::size_t quoted = 0;
+    const std::string thrown = Thrown([&] {
+      quoted = WriteSheet(*request.format.own, sheet, request.conversion, stream, told,
+                          request.metadata);
+    });
+    if (!thrown.empty()) {
+      stream.Abandon();
+      return target.Because(OneLine(thrown));
+    }
     stream.Close();
-    if (quoted > 0 && request.note)
-      request.note(std::to_string(quoted) +
-                   (quoted == 1 ? " cell with a TAB or a line break stands"
-                                : " cells with a TAB or a line break stand") +
-                   " in quotes, which not every program reads as such");
+    NoteBroken(quoted, request);
     const auto rows = static_cast<std::uint64_t>(sheet.GetNumberOfRows());
     if (!told.Advance(rows, rows)) return cancelled();
   } else {
@@ -146,6 +156,65 @@ std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& requ
     if (failure) return told.Advance(0, 0) ? failure : cancelled();
   }
   return target.Commit();
+}
+
+}  // namespace
+
+std::optional<OutputFormat> FindOutputFormat(const std::string& name) {
+  for (const OutputFormat& own : OwnOutputFormats())
+    if (EqualIgnoringCase(own.extension, name) || EqualIgnoringCase(own.extension, "." + name))
+      return own;
+  const int format = FindFormat(name, /*for_writing=*/true);
+  if (format == 0 || !HasWriter(format)) return std::nullopt;
+  return Registered(format);
+}
+
+std::vector<OutputFormat> OwnOutputFormats() {
+  std::vector<OutputFormat> formats;
+  for (const auto& own : kOwnFormats) formats.push_back({own.format, 0, own.extension, own.name});
+  return formats;
+}
+
+bool HasMetadata(const OutputFormat& format) {
+  if (format.own)
+    return *format.own == SheetFormat::kArrow || *format.own == SheetFormat::kArrowStream;
+  return FormatAt(format.registered).name == kMatlab;
+}
+
+std::vector<OutputFormat> OutputFormats() {
+  std::vector<OutputFormat> formats = OwnOutputFormats();
+  for (int format = 1; format <= FormatCount(); ++format)
+    if (HasWriter(format) && FormatAt(format).write_filter != nullptr)
+      formats.push_back(Registered(format));
+  return formats;
+}
+
+void NoteBroken(std::size_t cells, const ExportRequest& request) {
+  if (cells == 0 || !request.note) return;
+  if (request.format.own == SheetFormat::kXlsx)
+    request.note(std::to_string(cells) + (cells == 1 ? " text is" : " texts are") +
+                 " cut to 32,767 characters, since a cell of a worksheet has no more");
+  else
+    request.note(std::to_string(cells) +
+                 (cells == 1 ? " cell with a TAB or a line break stands"
+                             : " cells with a TAB or a line break stand") +
+                 " in quotes, which not every program reads as such");
+}
+
+std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& request) {
+  OutputTarget target(request.path, request.replaces, request.words);
+  if (auto failure = target.Check()) return failure;
+  return ExportSheet(sheet, request, target);
+}
+
+std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& request,
+                                   OutputTarget& target) {
+  return Export(sheet, request, target);
+}
+
+std::optional<Failure> ExportSheet(TiledSheet& sheet, const ExportRequest& request,
+                                   OutputTarget& target) {
+  return Export(sheet, request, target);
 }
 
 }  // namespace nvimport

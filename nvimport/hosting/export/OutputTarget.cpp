@@ -84,21 +84,24 @@ std::optional<Failure> OutputTarget::CheckAgain() {
   return force_ || !there_ ? Check() : std::nullopt;
 }
 
-std::optional<Failure> OutputTarget::Begin(OutputFile& stream) {
+std::optional<Failure> OutputTarget::Begin(OutputFile& stream, bool may_begin_again) {
   OutputFile::TakeFailure();
+  if (auto failure = IsStandardOutput() ? std::nullopt : CheckAgain()) return failure;
+  temporary_.reset();
+  if (IsStream() && !may_begin_again) return OpenStream(stream);
+  if (auto failure = MakeTemporary()) return failure;
+  stream = OutputFile(temporary_->descriptor(), /*owned=*/true);
+  return std::nullopt;
+}
+
+std::optional<Failure> OutputTarget::OpenStream(OutputFile& stream) const {
   if (IsStandardOutput()) {
     stream = OutputFile(STDOUT_FILENO, /*owned=*/false);
     return std::nullopt;
   }
-  if (auto failure = CheckAgain()) return failure;
-  if (there_ == There::kDevice) {
-    const int descriptor = ::open(path_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
-    if (descriptor < 0) return Failure::OfSystem(kNotWritten, shown(), errno);
-    stream = OutputFile(descriptor, /*owned=*/true);
-    return std::nullopt;
-  }
-  if (auto failure = MakeTemporary()) return failure;
-  stream = OutputFile(temporary_->descriptor(), /*owned=*/true);
+  const int descriptor = ::open(path_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+  if (descriptor < 0) return Failure::OfSystem(kNotWritten, shown(), errno);
+  stream = OutputFile(descriptor, /*owned=*/true);
   return std::nullopt;
 }
 
@@ -124,30 +127,31 @@ std::string OutputTarget::SettleFolder() {
   std::error_code none;
   if (there_ == There::kLink) final_path_ = std::filesystem::canonical(path_, none);
   if (there_ != There::kLink || none) final_path_ = path_;
-  return IsStandardOutput() ? TemporaryFolder() : FolderOf(final_path_);
+  return IsStream() ? TemporaryFolder() : FolderOf(final_path_);
 }
 
 std::optional<Failure> OutputTarget::MakeTemporary() {
   temporary_ = std::make_unique<TemporaryPath>(TemporaryPath::Kind::kFile,
                                                SettleFolder() + "/.nvimport-XXXXXX");
   if (!temporary_->is_made()) return Failure::OfSystem(kNotWritten, shown(), temporary_->error());
-  if (!IsStandardOutput()) ::fchmod(temporary_->descriptor(), UsualMode());
+  if (!IsStream()) ::fchmod(temporary_->descriptor(), UsualMode());
   return std::nullopt;
 }
 
 std::optional<Failure> OutputTarget::Commit() {
   if (const std::string words = OutputFile::TakeFailure(); !words.empty()) return Because(words);
   if (!temporary_) return std::nullopt;
-  if (IsStandardOutput()) return CopyToStandardOutput();
+  if (IsStream()) return CopyToStream();
   const int error = temporary_->MoveTo(final_path_, force_);
   if (error == EEXIST) return Because("it exists already", words_.replace);
   if (error != 0) return Failure::OfSystem(kNotWritten, shown(), error);
   return std::nullopt;
 }
 
-std::optional<Failure> OutputTarget::CopyToStandardOutput() const {
+std::optional<Failure> OutputTarget::CopyToStream() const {
   InputFile written(temporary_->path().c_str());
-  OutputFile stream(STDOUT_FILENO, /*owned=*/false);
+  OutputFile stream;
+  if (auto failure = OpenStream(stream)) return failure;
   std::vector<char> block(256 * 1024);
   std::ptrdiff_t got = 0;
   while ((got = written.Read(block)) > 0)

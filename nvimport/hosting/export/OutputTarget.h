@@ -27,8 +27,13 @@ class NVIMPORT_API OutputTarget {
   // Whether it can be written, as far as can be told before the input is read.
   std::optional<Failure> Check();
 
-  // A stream to write to.
-  std::optional<Failure> Begin(OutputFile& stream);
+  // Whether it is one that is written directly.
+  bool IsStream() const { return IsStandardOutput() || there_ == There::kDevice; }
+
+  // A stream to write to. With `may_begin_again` none of it arrives anywhere before Commit.
+  std::optional<Failure> Begin(OutputFile& stream, bool may_begin_again = false);
+  // Whether nothing of what was written so far has arrived.
+  bool can_begin_again() const { return temporary_ != nullptr; }
 
   // The path of a file to write to, for writers that open their file themselves.
   std::optional<Failure> BeginAtPath(const std::string& extension, std::string& path);
@@ -55,7 +60,8 @@ class NVIMPORT_API OutputTarget {
   // Looks again, unless nothing that has come meanwhile could be replaced.
   std::optional<Failure> CheckAgain();
   std::optional<Failure> MakeTemporary();
-  std::optional<Failure> CopyToStandardOutput() const;
+  std::optional<Failure> OpenStream(OutputFile& stream) const;
+  std::optional<Failure> CopyToStream() const;
 
   std::string path_;
   bool force_;

@@ -19,7 +19,8 @@ namespace {
 using Source = AnsweredQuestion::Source;
 
 const char* NameOf(ItemsQuestion::Kind kind) {
-  static constexpr const char* kNames[] = {"worksheets", "blocks", "files", "reference series"};
+  static constexpr const char* kNames[] = {"worksheets", "blocks", "files", "reference series",
+                                           "matrices"};
   return kNames[static_cast<std::size_t>(kind)];
 }
 
@@ -64,6 +65,20 @@ AnsweredQuestion DelimiterAnswer(const TextImportChoice& choice, Source source) 
 AnsweringDialogs::AnsweringDialogs(GivenAnswers given, Dialogs* asked, HostWords words)
     : given_(std::move(given)), asked_(asked), words_(std::move(words)) {}
 
+template <typename Answer, typename Ask>
+std::optional<Answer> AnsweringDialogs::AskUser(
+    RememberedAnswers::By<Answer> RememberedAnswers::*kind, const std::string& asked,
+    Source& source, Ask ask) {
+  source = Source::kChosen;
+  if (memory_ == nullptr) return ask();
+  const auto [known, is_new] = (memory_->*kind).try_emplace(format_ + "\n" + asked);
+  if (is_new)
+    known->second = ask();
+  else
+    source = Source::kRepeated;
+  return known->second;
+}
+
 std::optional<std::size_t> AnsweringDialogs::SelectFileType(const FileTypeQuestion& question) {
   FileTypeQuestion open = question;
   open.names.clear();
@@ -77,10 +92,12 @@ std::optional<std::size_t> AnsweringDialogs::SelectFileType(const FileTypeQuesti
   file_types_.clear();
   for (const std::string& name : open.names) file_types_.push_back(Shown(name));
   if (asked_ == nullptr) return std::nullopt;
-  const std::optional<std::size_t> chosen = asked_->SelectFileType(open);
+  Source source{};
+  const auto chosen = AskUser(&RememberedAnswers::file_types, NumberedLine(file_types_), source,
+                              [&] { return asked_->SelectFileType(open); });
   if (!chosen || *chosen >= positions.size()) return std::nullopt;
   const std::string& name = file_types_[*chosen];
-  Answered({"format", Source::kChosen, name, name, false, std::nullopt, file_types_});
+  Answered({"format", source, name, name, false, std::nullopt, file_types_});
   return positions[*chosen];
 }
 
@@ -95,9 +112,9 @@ std::optional<TextImportChoice> AnsweringDialogs::ImportText(const TextImportQue
   if (source == Source::kUsual && asked_ != nullptr) {
     TextImportQuestion begun = question;
     begun.usual = choice;
-    choice = asked_->ImportText(begun);
+    choice = AskUser(&RememberedAnswers::delimiters, WrittenDelimiter(*choice), source,
+                     [&] { return asked_->ImportText(begun); });
     if (!choice) return std::nullopt;
-    source = Source::kChosen;
     if (given_.ignore_consecutive) choice->ignore_consecutive = true;
   }
   Answered(DelimiterAnswer(*choice, source));
@@ -109,18 +126,20 @@ std::optional<ItemsChoice> AnsweringDialogs::SelectItems(const ItemsQuestion& qu
   AnsweredQuestion answered;
   answered.name = NameOf(question.kind);
   answered.entries = EntriesOf(question);
+  for (const std::string& item : question.items) answered.names.push_back(Shown(item));
   std::optional<std::string> given;
-  if (question.kind == Kind::kWorksheets) given = given_.sheets;
+  if (question.kind == Kind::kWorksheets || question.kind == Kind::kMatrices) given = given_.sheets;
   if (question.kind == Kind::kBlocks) given = given_.blocks;
 
   std::optional<ItemsChoice> choice;
   if (!given && asked_ != nullptr) {
     ItemsQuestion open = question;
     if (given_.merge) open.merge_choices.clear();
-    choice = asked_->SelectItems(open);
+    choice =
+        AskUser(&RememberedAnswers::items, answered.name + "\n" + NumberedLine(answered.entries),
+                answered.source, [&] { return asked_->SelectItems(open); });
     if (!choice) return std::nullopt;
     if (given_.merge) choice->merge = *given_.merge;
-    answered.source = Source::kChosen;
   } else {
     const auto items = given                    ? ParseItems(*given, question.items)
                        : question.usual.empty() ? std::nullopt
@@ -160,9 +179,9 @@ std::optional<RangeChoice> AnsweringDialogs::SelectRange(const RangeQuestion& qu
   AnsweredQuestion answered{"range", Source::kGiven, {}, {}};
   answered.entries = {DescribeRange(question)};
   if (!range && asked_ != nullptr) {
-    range = asked_->SelectRange(question);
+    range = AskUser(&RememberedAnswers::ranges, answered.entries.front(), answered.source,
+                    [&] { return asked_->SelectRange(question); });
     if (!range) return std::nullopt;
-    answered.source = Source::kChosen;
   } else if (!range) {
     range = question.usual;
     answered.source = Source::kUsual;
@@ -188,10 +207,13 @@ std::optional<std::vector<std::string>> AnsweringDialogs::OrderFiles(
 // Never among what was answered. One that the user gave opens the file as often as the import does.
 std::optional<std::string> AnsweringDialogs::AskPassword(const PasswordQuestion& question) {
   if (given_.password && !question.is_again) return given_.password;
+  if (memory_ != nullptr && memory_->password && !question.is_again)
+    return given_.password = memory_->password;
   lacks_password_ = asked_ == nullptr;
   if (lacks_password_) return "";
   std::optional<std::string> password = asked_->AskPassword(question);
   if (password && !password->empty()) given_.password = password;
+  if (memory_ != nullptr && given_.password) memory_->password = given_.password;
   return password;
 }
 
@@ -203,7 +225,10 @@ int AnsweringDialogs::ShowMessage(const MessageBoxQuestion& message) {
     return MessageBoxQuestion::kOkAnswer;
   }
   warnings_.push_back(OneLine(message.text));
-  return asked_ != nullptr ? asked_->ShowMessage(message) : MessageBoxQuestion::kOkAnswer;
+  if (asked_ == nullptr) return MessageBoxQuestion::kOkAnswer;
+  Source source{};
+  return *AskUser(&RememberedAnswers::messages, message.text, source,
+                  [&] { return std::optional(asked_->ShowMessage(message)); });
 }
 
 void AnsweringDialogs::ShowDetails(const DetailMessage& message) {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "nvimport/hosting/Failure.h"
@@ -16,7 +18,7 @@ namespace nvimport {
 struct GivenAnswers {
   std::optional<TextImportChoice> text_import{};  // how delimited texts are split
   bool ignore_consecutive = false;                // also of a delimiter that is guessed
-  std::optional<std::string> sheets{};            // the worksheets of a workbook
+  std::optional<std::string> sheets{};            // the worksheets of a workbook, or matrices
   std::optional<std::string> blocks{};            // the data blocks of a file
   std::optional<RangeChoice> range{};             // the points of a spectrum
   std::optional<std::size_t> merge{};             // position in the question's choices
@@ -35,6 +37,7 @@ struct AnsweredQuestion {
     kChosen,   // by the user
     kSettled,  // by the reader, which asks nothing
     kRefused,  // there is none
+    kRepeated  // by the user, when another file asked the same
   };
 
   std::string name;                    // "delimiter", "worksheets", "blocks", "range", ...
@@ -46,6 +49,7 @@ struct AnsweredQuestion {
   std::vector<std::string> entries{};  // what there was to choose from, numbered from 1; of a range
                                        // what is said of it
   std::vector<std::string> left{};     // those of a list whose cells were not taken
+  std::vector<std::string> names{};    // the entries of a list, without what is said of them
 };
 
 // The entries of a list as they are shown, each with what is said of it.
@@ -56,6 +60,20 @@ NVIMPORT_API std::string DescribeRange(const RangeQuestion& question);
 // How a delimiter was settled.
 NVIMPORT_API AnsweredQuestion DelimiterAnswer(const TextImportChoice& choice,
                                               AnsweredQuestion::Source source);
+
+// What the user answered, cancelling included. Given to several imports, an answer holds for all
+// that ask the same: the same format the same question with the same choices.
+struct RememberedAnswers {
+  template <typename Answer>
+  using By = std::map<std::string, std::optional<Answer>>;  // what was asked
+
+  By<std::size_t> file_types{};           // of files that several formats could read
+  By<TextImportChoice> delimiters{};      // of texts
+  By<ItemsChoice> items{};                // worksheets, blocks and the like
+  By<RangeChoice> ranges{};               // of points
+  By<int> messages{};                     // with buttons
+  std::optional<std::string> password{};  // is tried first
+};
 
 // Answers the questions of one import: as given, else as the host's own dialogs answer, else with
 // the usual answer of the question. Keeps what was asked and said.
@@ -76,6 +94,12 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   std::unique_ptr<Progress> OpenProgress(const ProgressWindow& window) override;
   void ShowWaitCursor(bool on) override;
 
+  // Takes answers from `memory` and keeps them there; the format that asks is `format`.
+  void Remember(RememberedAnswers* memory, std::string format) {
+    memory_ = memory;
+    format_ = std::move(format);
+  }
+
   // What was asked, in order.
   const std::vector<AnsweredQuestion>& answered() const { return answered_; }
   // Takes down the answer to what a reader settles by itself.
@@ -93,8 +117,16 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   const std::optional<Failure>& refusal() const { return refusal_; }
 
  private:
+  // The answer of the user, now or before.
+  template <typename Answer, typename Ask>
+  std::optional<Answer> AskUser(RememberedAnswers::By<Answer> RememberedAnswers::*kind,
+                                const std::string& asked, AnsweredQuestion::Source& source,
+                                Ask ask);
+
   GivenAnswers given_;
   Dialogs* asked_;
+  RememberedAnswers* memory_ = nullptr;
+  std::string format_;
   HostWords words_;
   std::vector<AnsweredQuestion> answered_;
   std::vector<std::string> file_types_;

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "nvimport/formats/matrix/MatLayout.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/CompoundFile.h"
@@ -33,7 +34,12 @@ constexpr FileKind Surely(const char* name, const char* format, const char* advi
 }
 
 constexpr FileKind kEncrypted{"an encrypted Office package",
-                              "open it with its password and save it without one"};
+                              "open it with its password and save it without one",
+                              "Excel2007 File",
+                              "",
+                              "",
+                              /*is_sure=*/true,
+                              /*by_kept_rules=*/false};
 constexpr FileKind kPlainText{"plain text", nullptr, "Text File"};
 constexpr FileKind kQuotedText{"text whose quotes hold fields together", nullptr, "CSV File"};
 constexpr FileKind kTabText{"TAB-separated text", nullptr, "CSV File", "", "delimiter=tab"};
@@ -47,6 +53,11 @@ constexpr FileKind kSpc{"Galactic SPC spectra", nullptr, "GalacticSPC File"};
 constexpr FileKind kLotus = Surely("a Lotus 1-2-3 worksheet", "Lotus 1-2-3 File");
 constexpr FileKind kExcel = Surely("an Excel 97-2003 workbook (.xls)", "Excel File");
 constexpr FileKind kOldExcel = Surely("an Excel worksheet before Excel 97", "Excel File");
+constexpr FileKind kMatlab = Surely("a MATLAB file", "Matlab File");
+constexpr FileKind kMatlab73{
+    "a MATLAB 7.3 file", "the package nvimport-hdf5 reads it; MATLAB saves it anew with save -v7"};
+constexpr FileKind kHtml{"an HTML page", "open it in a spreadsheet and save the table as CSV",
+                         "HTML Tables"};
 constexpr FileKind kTivon{"a TIVON file", nullptr, "TIVON File"};
 constexpr FileKind kDif{"a DIF worksheet", nullptr, "DIF File(OEM)"};
 constexpr FileKind kDisguisedText{"plain text under the name of another kind", nullptr, "",
@@ -81,11 +92,13 @@ constexpr Signature kSignatures[] = {
     {"II*\0"sv, {"a TIFF picture", kPicture}},
     {"MM\0*"sv, {"a TIFF picture", kPicture}},
     {"\x89HDF\r\n\x1a\n"sv, {"an HDF5 or netCDF-4 file", kExport}},
-    {"\x89HDF\r\n\x1a\n"sv, {"a MATLAB 7.3 file", "MATLAB saves it as text with writematrix"}, 512},
+    {"\x89HDF\r\n\x1a\n"sv, kMatlab73, 512},
     {"CDF\x01"sv, {"a netCDF file", "ncdump writes it as text"}},
     {"CDF\x02"sv, {"a netCDF file", "ncdump writes it as text"}},
     {"CDF\x05"sv, {"a netCDF file", "ncdump writes it as text"}},
-    {"MATLAB 5.0 MAT-file"sv, {"a MATLAB file", "MATLAB saves it as text with writematrix"}},
+    {"\x0a\x0a\xfe\xfe"sv, Surely("Bruker OPUS spectra", "Bruker OPUS File")},
+    {"\0\1IM"sv, kMatlab, 124},
+    {"\1\0MI"sv, kMatlab, 124},
     {"SQLite format 3\0"sv, {"an SQLite database", "sqlite3 -csv writes a table of it as CSV"}},
     {"\0\x01\0\0Standard "sv, {"an Access database", kExport}},
     {"PAR1"sv, {"a Parquet file", kExport}},
@@ -144,9 +157,9 @@ constexpr Member kMarkup[] = {
      Surely("an OpenDocument spreadsheet", "OpenDocument Spreadsheet", kSaveAs)},
     {"urn:schemas-microsoft-com:office:spreadsheet",
      Surely("an XML spreadsheet of 2003", "XML Spreadsheet 2003", kSaveAs)},
-    {"<html", {"an HTML page", "open it in a spreadsheet and save the table as CSV"}},
-    {"<!doctype html", {"an HTML page", "open it in a spreadsheet and save the table as CSV"}},
-    {"<table", {"an HTML page", "open it in a spreadsheet and save the table as CSV"}},
+    {"<html", kHtml},
+    {"<!doctype html", kHtml},
+    {"<table", kHtml},
     {"<?xml", {"an XML document", kExport}},
 };
 
@@ -299,12 +312,15 @@ bool HasBinaryName(const std::string& path) {
 
 }  // namespace
 
-std::string FileKind::Advice(const HostWords& words) const {
-  return advice != nullptr ? advice : words.reads(*format != '\0' ? format : reader);
+std::string FileKind::Advice(const HostWords& words, bool kept_rules) const {
+  const char* const taker = *format != '\0' ? format : reader;
+  const int found = *taker != '\0' ? FindFormat(taker, /*for_writing=*/false) : 0;
+  if (found > 0 && kept_rules && !(by_kept_rules && HasKeptReader(found))) return words.complete;
+  return advice == nullptr || (found > 0 && HasReader(found)) ? words.reads(taker) : advice;
 }
 
-std::string FileKind::Words(const HostWords& words) const {
-  return std::string("it looks like ") + name + ": " + Advice(words);
+std::string FileKind::Words(const HostWords& words, bool kept_rules) const {
+  return std::string("it looks like ") + name + ": " + Advice(words, kept_rules);
 }
 
 std::optional<FileKind> RecogniseKind(const std::string& path) {
@@ -327,20 +343,13 @@ std::optional<FileKind> RecogniseKind(const std::string& path) {
     if (IsJcamp(head)) return kJcamp;
     return HasBinaryName(path) ? kDisguisedText : TextKind(path, head, head.size() == kHead);
   }
+  if (HasExtension(path, "mat") && IsMat4(head)) return kMatlab;
   if (IsUnmarkedUtf16(head)) return kUnmarkedUtf16;
   if (IsSpc(head)) return kSpc;
   // The versions that a Galactic file names in its second byte.
   if (is_spc && (head.size() < 2 || "KLM"sv.find(head[1]) == std::string_view::npos))
     return kOtherSpc;
   return std::nullopt;
-}
-
-int FormatDespiteName(const Detection& detection, const std::string& path) {
-  constexpr int kCertain = 2;
-  if (std::ranges::count(detection.answers, kCertain) > 0) return 0;
-  const auto kind = RecogniseKind(path);
-  const int format = kind && kind->is_sure ? FindFormat(kind->format, /*for_writing=*/false) : 0;
-  return format != 0 && HasReader(format) ? format : 0;
 }
 
 }  // namespace nvimport

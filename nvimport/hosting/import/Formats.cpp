@@ -87,28 +87,4 @@ bool HasWriter(int format) {
 
 bool HasKeptReader(int format) { return FormatList::Get().HasKeptReader(format); }
 
-Detection DetectFormat(const std::string& path, bool kept_rules) {
-  return DetectFormat(FormatList::Get().GetKnownFormats(kept_rules), path.c_str());
-}
-
-std::string DetectionReason(const Detection& detection, const std::string& path) {
-  const auto count = [&](int answer) { return std::ranges::count(detection.answers, answer); };
-  constexpr int kCertain = 2;
-  constexpr int kPossible = 1;
-  if (const auto certain = count(kCertain); certain > 0)
-    return certain == 1 ? "it alone is certain of the file"
-                        : std::to_string(certain) + " formats are certain of the file";
-  const auto possible = count(kPossible);
-  if (possible == 0) return "each format found that it can't be its own";
-  if (possible == 1) return "it alone could be right, and no other";
-  const std::string extension = "." + NvGetFileExtension(path);
-  const std::string all = std::to_string(possible) + " formats could be right, none is certain, ";
-  const std::string whose = "the extension \"" + ShownName(extension) + "\"";
-  const int some = detection.format > 0 ? detection.format : detection.candidates.front();
-  if (extension == ".") return all + "and the name has no extension";
-  if (!HasExtension(FormatAt(some), extension)) return all + "and none of them has " + whose;
-  if (detection.format > 0) return all + "and it alone has " + whose;
-  return all + "and " + std::to_string(detection.candidates.size()) + " of them have " + whose;
-}
-
 }  // namespace nvimport

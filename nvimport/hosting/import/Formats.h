@@ -39,10 +39,4 @@ NVIMPORT_API bool HasKeptReader(int format);
 // Whether it has a writer.
 NVIMPORT_API bool HasWriter(int format);
 
-// What the formats say of the file at `path`, those that can be read by the kept rules or all.
-NVIMPORT_API Detection DetectFormat(const std::string& path, bool kept_rules = false);
-
-// Why the formats' answers about the file at `path` came to what `detection` says.
-NVIMPORT_API std::string DetectionReason(const Detection& detection, const std::string& path);
-
 }  // namespace nvimport

@@ -18,10 +18,13 @@
 #include "nvimport/hosting/Thrown.h"
 #include "nvimport/hosting/import/Complete.h"
 #include "nvimport/hosting/import/Delimiters.h"
+#include "nvimport/hosting/import/Detecting.h"
 #include "nvimport/hosting/import/FileKinds.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/hosting/import/StoredImport.h"
 #include "nvimport/platform/ByteWriter.h"
+#include "nvimport/platform/Exception.h"
+#include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/NvFile.h"
 #include "nvimport/platform/Progress.h"
@@ -66,6 +69,7 @@ std::optional<Failure> CheckFile(const std::string& path, const HostWords& words
     return failure;
   }
   if (S_ISDIR(status.st_mode)) {
+    if (IsOneInput(path)) return std::nullopt;
     Failure failure = because("it is a folder", "name the files in it");
     failure.text = ImportHelper::kDirectoryText;
     return failure;
@@ -153,9 +157,17 @@ class ImportDialogs final : public AnsweringDialogs {
   ImportDialogs(const ImportRequest& request, Told& told)
       : AnsweringDialogs(request.answers, request.dialogs, request.words),
         request_(request),
-        told_(told) {}
+        told_(told) {
+    Remember(request.remembered, "");
+  }
 
-  void SettleFormat(int format) { format_ = format; }
+  void SettleFormat(int format) {
+    format_ = format;
+    Remember(request_.remembered, FormatName(format));
+  }
+  std::optional<std::size_t> SelectFileType(const FileTypeQuestion& question) override {
+    return request_.asks_format ? AnsweringDialogs::SelectFileType(question) : std::nullopt;
+  }
   std::unique_ptr<Progress> OpenProgress(const ProgressWindow& window) override {
     if (!request_.progress) return AnsweringDialogs::OpenProgress(window);
     told_.Begin(ImportProgress::kReading, format_);
@@ -297,43 +309,23 @@ class Session {
     return std::nullopt;
   }
 
-  bool CanBe(int format) const {
-    return HasReader(format) && (!stored_.kept_rules || HasKeptReader(format));
-  }
-
-  // The format that the formats' own answers settle, or else the content of the file; 0 where that
-  // can't be told.
+  // As it is settled without asking, but for what was said of the delimiter.
   int DetectedFormat() {
-    const Detection detection = DetectFormat(files_.front(), stored_.kept_rules);
-    if (!stored_.kept_rules)
-      if (const int format = FormatDespiteName(detection, files_.front()); format > 0)
-        return format;
-    if (detection.format > 0 && CanBe(detection.format)) return detection.format;
-    std::vector<int> open = detection.candidates;
-    std::erase_if(open, [&](int format) { return !CanBe(format); });
-    if (open.size() == 1) return open.front();
-    const auto kind = RecogniseKind(files_.front());
-    const auto format_called = [&](const char* name) {
-      const int format = *name != '\0' ? FindFormat(name, /*for_writing=*/false) : 0;
-      return format != 0 && CanBe(format) ? format : 0;
-    };
-    const int by_content = kind ? format_called(kind->format) : 0;
-    // One that has no reader says so.
-    if (by_content == 0) return std::max(detection.format, 0);
-    // Formats that are certain know more of the content.
-    const bool is_one_of_them = std::ranges::find(open, by_content) != open.end();
-    if (std::ranges::count(detection.answers, 2) > 1 && !is_one_of_them) return 0;
-    pairs_by_content_ = kind->pairs;
+    const SettledFormat settled = nvimport::SettleFormat(files_.front(), stored_.kept_rules);
+    if (!settled.is_by_content) return settled.format;
+    pairs_by_content_ = settled.pairs;
     // What knows quotes knows no delimiter of several characters.
     const GivenAnswers& given = request_.answers;
     const bool is_split_otherwise =
         given.ignore_consecutive ||
         (given.text_import &&
          (given.text_import->ignore_consecutive || given.text_import->delimiter.size() > 1));
-    const int text = format_called("Text File");
-    const bool may_be_text = std::ranges::find(open, text) != open.end();
-    return is_split_otherwise && may_be_text && HasOption(kind->format, "delimiter") ? text
-                                                                                     : by_content;
+    const int text = FindFormat("Text File", /*for_writing=*/false);
+    const bool may_be_text = std::ranges::find(settled.open, text) != settled.open.end();
+    return is_split_otherwise && may_be_text &&
+                   HasOption(FormatAt(settled.format).name, "delimiter")
+               ? text
+               : settled.format;
   }
 
   // The one that the host chooses among those that could be right.
@@ -363,6 +355,15 @@ class Session {
       pairs += (pairs.empty() ? "" : ";") + std::string(pairs_by_content_);
     if (const auto& given = request_.answers.text_import; takes_delimiter && given)
       pairs += (pairs.empty() ? "delimiter=" : ";delimiter=") + DelimiterValue(given->delimiter);
+    // Where it is no question.
+    const auto options = OptionsOf(FormatAt(result_.format).name);
+    const auto takes_range = [](const FormatOption& option) {
+      return option.key == "range" && !option.is_asked;
+    };
+    const auto& range = request_.answers.range;
+    if (range && std::ranges::any_of(options, takes_range) &&
+        pairs.find("range=") == std::string::npos)
+      pairs += (pairs.empty() ? "range=" : ";range=") + OptionPairs::Join(*range);
     if (pairs.empty()) return {};
     ByteWriter writer;
     writer.WriteBinaryString(pairs);
@@ -382,6 +383,23 @@ class Session {
     if (!told_.Begin(ImportProgress::kSizing, result_.format)) return Cancelled();
     result_.description = Description(request_.describing == Describing::kX);
     if (request_.describing != Describing::kNothing) driver_.DescribeTo(&result_.description);
+    const auto take_size = [&] {
+      result_.rows = driver_.GetNumRows();
+      result_.columns = driver_.GetNumCols();
+    };
+    driver_.LeaveSizeOpen(request_.leaves_size_open);
+    std::optional<InputContinuation> continuation;
+    if (request_.begins)
+      driver_.CallBeforeReading([&](const NvImportOpenOptions* record) {
+        take_size();
+        if (!is_given && record != nullptr && record->size > 0)
+          stored.assign(record->data, record->data + record->size);
+        result_.options = stored_.Bytes();
+        request_.begins(result_);
+        if (request_.continues < 0) return;
+        if (result_.rows >= 0) throw Exception("The format can't be read as it comes.");
+        continuation.emplace(files_.front().c_str(), request_.continues);
+      });
     const std::string thrown = Thrown([&] {
       const std::string path = FileSelection::Join(files_);
       NvImportOpenOptions* record = is_given ? &options : &choices;
@@ -392,8 +410,7 @@ class Session {
     });
     if (!is_given && choices.size > 0) stored.assign(choices.data, choices.data + choices.size);
     SpreadsheetOpenOptions::FreeOpenOptions(&choices);
-    result_.rows = driver_.GetNumRows();
-    result_.columns = driver_.GetNumCols();
+    take_size();
     if (!thrown.empty()) return Refused(OneLine(thrown));
     if (!done) return Refusal();
     if (takes_delimiter) TellDelimiter();
@@ -479,7 +496,8 @@ class Session {
                                    : "; " + std::string(words.other_format);
     if (!request_.pairs.empty()) advice += "; " + words.options_given(request_.pairs);
     const auto kind = RecogniseKind(files_.front());
-    if (kind && kind->format != FormatName(result_.format)) advice += "; " + kind->Words(words);
+    if (kind && kind->format != FormatName(result_.format))
+      advice += "; " + kind->Words(words, stored_.kept_rules);
     if (!result_.log_entry.empty()) advice += "; " + result_.log_entry;
     return failure;
   }
@@ -494,7 +512,7 @@ class Session {
     failure.question = "format";
     failure.candidates = names;
     std::string& advice = failure.advice;
-    if (kind) advice = kind->Words(words) + "; ";
+    if (kind) advice = kind->Words(words, stored_.kept_rules) + "; ";
     if (names.empty())
       return advice += "no format takes it; " + std::string(words.any_format), failure;
     if (request_.dialogs != nullptr) return advice += words.choose_format, failure;

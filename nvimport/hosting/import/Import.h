@@ -33,6 +33,8 @@ enum class Describing {
   kAll  // everything that it says of itself
 };
 
+struct ImportResult;
+
 // What is to be read, and how.
 struct ImportRequest {
   std::vector<std::string> files;  // a path, or several files that become one sheet
@@ -43,10 +45,20 @@ struct ImportRequest {
   GivenAnswers answers{};                // to questions that may be asked
   Dialogs* dialogs = nullptr;  // asked what nothing above answers; without them the usual answer is
                                // taken, where there is one
-  CWnd* parent = nullptr;      // the host's window, passed to the dialogs
+  bool asks_format = true;     // else they are not asked for the format: one that is not certain is
+                               // a failure
+  RememberedAnswers* remembered = nullptr;  // what they answered to earlier imports is not asked
+                                            // again, and what they answer now is kept there
+  CWnd* parent = nullptr;                   // the host's window, passed to the dialogs
   std::function<bool(const ImportProgress& progress)> progress{};  // false stops the import
-  Describing describing = Describing::kNothing;                    // the result's description
-  HostWords words{};                 // how failures call the ways out of them
+  // Is told the result so far before the first cell comes: size, choices, description.
+  std::function<void(const ImportResult& result)> begins{};
+  bool leaves_size_open = false;  // reads without a pass for the size, where the reader can:
+                                  // `begins` then knows no rows, and the columns of the first ones
+  int continues = -1;  // a pipe in which the one file goes on, from a reader that leaves the size
+                       // open; -1 for none
+  Describing describing = Describing::kNothing;  // the result's description
+  HostWords words{};                             // how failures call the ways out of them
   std::optional<bool> kept_rules{};  // reads as years ago, numbers of 32 bits included; not said:
                                      // as the options do, else as the environment says
 };

@@ -1,15 +1,24 @@
 #include "nvimport/hosting/import/SpooledInput.h"
 
 #include <fcntl.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <string_view>
+
+#include "nvimport/hosting/import/Detecting.h"
+#include "nvimport/hosting/import/Import.h"
 
 namespace nvimport {
 
 namespace {
+
+// More than any reader looks at before it knows what to do.
+constexpr std::uint64_t kHead = 1024 * 1024;
 
 int WriteAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
@@ -20,32 +29,71 @@ int WriteAll(int descriptor, std::string_view bytes) {
   return 0;
 }
 
+// Others need room too: a disk is not filled to its last byte.
+bool HasRoom(int descriptor) {
+  constexpr std::uint64_t kLeastFree = 64 * 1024 * 1024;
+  struct statvfs status {};
+  return ::fstatvfs(descriptor, &status) != 0 ||
+         static_cast<std::uint64_t>(status.f_bavail) * status.f_frsize >= kLeastFree;
+}
+
 }  // namespace
 
 SpooledInput::SpooledInput(const std::string& name)
     : folder_(TemporaryPath::Kind::kFolder, TemporaryFolder() + "/nvimport-XXXXXX"),
       file_(folder_.path() + "/" + name) {
-  const int error = folder_.is_made() ? Fill() : folder_.error();
-  if (error != 0)
-    failure_ = Failure::OfSystem("Standard input can't be stored for reading.",
-                                 "in " + TemporaryFolder(), error);
+  int error = folder_.error();
+  if (folder_.is_made()) {
+    descriptor_ = ::open(path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    error = descriptor_ < 0 ? errno : Store(kHead, {});
+  }
+  if (error != 0) failure_ = Because(error);
 }
 
-int SpooledInput::Fill() {
-  const int descriptor = ::open(path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (descriptor < 0) return errno;
+SpooledInput::~SpooledInput() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+bool SpooledInput::CanComeLater(int format, bool kept_rules) const {
+  if (format == 0) format = SettleFormat(path(), kept_rules).format;
+  const std::string name = FormatName(format);
+  return name == "Text File" || name == "CSV File";
+}
+
+std::optional<Failure> SpooledInput::StoreRest(
+    const std::function<bool(std::uint64_t stored)>& goes_on) {
+  const int error = Store(UINT64_MAX, goes_on);
+  return error != 0 ? std::optional(Because(error)) : std::nullopt;
+}
+
+int SpooledInput::Store(std::uint64_t most,
+                        const std::function<bool(std::uint64_t stored)>& goes_on) {
+  constexpr std::uint64_t kBetweenLooks = 16 * 1024 * 1024;
   std::array<char, 64 * 1024> block;
-  int error = 0;
-  while (error == 0) {
-    const ::ssize_t got = ::read(STDIN_FILENO, block.data(), block.size());
-    if (got == 0) break;
-    if (got < 0)
-      error = errno == EINTR ? 0 : errno;
-    else
-      error = WriteAll(descriptor, {block.data(), static_cast<std::size_t>(got)});
+  for (std::uint64_t looked = stored_; stored_ < most && !is_whole_;) {
+    if (stored_ - looked >= kBetweenLooks) {
+      looked = stored_;
+      if (!HasRoom(descriptor_)) return ENOSPC;
+    }
+    if (goes_on && !goes_on(stored_)) return ECANCELED;
+    const auto wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(block.size(), most - stored_));
+    const ::ssize_t got = ::read(STDIN_FILENO, block.data(), wanted);
+    if (got < 0 && errno != EINTR) return errno;
+    if (got < 0) continue;
+    is_whole_ = got == 0;
+    const auto count = static_cast<std::size_t>(got);
+    if (const int error = WriteAll(descriptor_, {block.data(), count}); error != 0) return error;
+    stored_ += count;
   }
-  if (::close(descriptor) != 0 && error == 0) error = errno;
-  return error;
+  return 0;
+}
+
+Failure SpooledInput::Because(int error) const {
+  Failure failure = Failure::OfSystem("Standard input can't be stored for reading.",
+                                      "in " + TemporaryFolder(), error);
+  if (error == ENOSPC) failure.advice = "TMPDIR may name a folder with more room";
+  return failure;
 }
 
 }  // namespace nvimport
