@@ -125,9 +125,7 @@ std::vector<ExportKind> ExportKinds() {
   std::vector<ExportKind> kinds;
   for (const OutputFormat& format : OutputFormats()) {
     if (format.own) {
-      constexpr const char* kFilters[] = {"CSV (*.csv)", "Text, by TABs (*.tsv)",
-                                          "JSON Lines (*.jsonl)"};
-      kinds.push_back({kFilters[static_cast<std::size_t>(*format.own)], format});
+      kinds.push_back({Filter(FromBytes(format.name), "*" + FromBytes(format.extension)), format});
       continue;
     }
     const NvImportFormatInfo& info = FormatAt(format.registered);

@@ -331,16 +331,20 @@ std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& questi
   QStringList headings{FromBytes(question.heading)};
   if (!question.details.empty()) headings.push_back(QObject::tr("Size"));
   auto* const list = AddList(dialog, headings);
-  // One worksheet is what is mostly wanted, but all blocks. Files are asked for when not all can
-  // be.
-  const bool takes_all = question.kind == ItemsQuestion::Kind::kBlocks;
-  const bool takes_first = question.kind == ItemsQuestion::Kind::kWorksheets;
+  // One worksheet is what is mostly wanted, of others what the format says. Files are asked for
+  // when not all can be.
+  using Kind = ItemsQuestion::Kind;
+  const bool takes_first = question.kind == Kind::kWorksheets;
+  const bool takes_usual = question.kind == Kind::kBlocks || question.kind == Kind::kMatrices;
+  const auto is_taken = [&](std::size_t item) {
+    return (takes_first && item == 0) ||
+           (takes_usual && std::ranges::find(question.usual, item) != question.usual.end());
+  };
   for (std::size_t i = 0; i < question.items.size(); ++i) {
     QStringList texts{FromBytes(question.items[i])};
     if (i < question.details.size()) texts.push_back(FromBytes(question.details[i]));
     QTreeWidgetItem* const item = AddEntry(*list, texts);
-    if (!question.only_one)
-      item->setCheckState(0, takes_all || (takes_first && i == 0) ? Qt::Checked : Qt::Unchecked);
+    if (!question.only_one) item->setCheckState(0, is_taken(i) ? Qt::Checked : Qt::Unchecked);
   }
   list->setCurrentItem(list->topLevelItem(0));
   list->setFocus();

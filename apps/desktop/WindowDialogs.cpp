@@ -8,6 +8,7 @@
 #include "apps/desktop/SheetText.h"
 #include "nvimport/framework/ImportHelper.h"
 #include "nvimport/hosting/import/DecimalGuess.h"
+#include "nvimport/hosting/import/Detecting.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/hosting/import/Sheets.h"
 #include "nvimport/platform/Log.h"

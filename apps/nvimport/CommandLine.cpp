@@ -1,11 +1,13 @@
 #include "apps/nvimport/CommandLine.h"
 
 #include <algorithm>
+#include <climits>
 #include <exception>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "apps/nvimport/Configuration.h"
 #include "apps/nvimport/FileRun.h"
 #include "apps/nvimport/PluginCheck.h"
 #include "nvimport/framework/FormatList.h"
@@ -82,17 +84,35 @@ void AddFormatOptions(CLI::App& command, Settings& settings) {
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false);
   command.add_flag("--strict", settings.strict, "Warnings and notes are failures");
+  command.add_flag("--no-input", settings.no_input,
+                   "Asks nothing, even in a terminal: takes the usual answers");
+  command.add_flag("--yes", settings.yes,
+                   "The same, and replaces an output that exists, as --force does");
   AddRules(command, settings);
 }
 
 void AddFileOptions(CLI::App& command, Settings& settings) {
-  command.add_option("FILE", settings.files, "Files to read, - for standard input")->type_name("");
+  command
+      .add_option("FILE", settings.files,
+                  "Files to read, - for standard input; a folder for the files in it that can be "
+                  "read")
+      ->type_name("");
   command.add_option("--stdin-name", settings.stdin_name, "File name that standard input goes by")
       ->type_name("NAME");
   command.add_flag("--quiet", settings.quiet, "Only errors, warnings and notes on standard error");
 }
 
 void AddManyFilesOptions(CLI::App& command, Settings& settings) {
+  command.add_flag("--recursive", settings.recursive, "Also reads what is in folders of a folder");
+  command
+      .add_option("--include", settings.include,
+                  "Of a folder only files whose names fit, such as '*.spc'; with a / in PATTERN "
+                  "those whose paths below the folder do")
+      ->type_name("PATTERN")
+      ->allow_extra_args(false);
+  command.add_option("--exclude", settings.exclude, "Leaves out those whose names, or paths, fit")
+      ->type_name("PATTERN")
+      ->allow_extra_args(false);
   command
       .add_option("--files-from", settings.files_from,
                   "Also reads the files that FILE names, one a line; - for standard input")
@@ -119,8 +139,19 @@ void AddEncodingOptions(CLI::App& command, Settings& settings) {
       ->type_name("NAME");
   command
       .add_option("--output-encoding", settings.output_encoding,
-                  "Encoding of the texts written; else UTF-8")
+                  "Encoding of the texts written, UTF-8 without it and in .xlsx and .arrow")
       ->type_name("NAME");
+}
+
+void AddConfiguration(CLI::App& command, Settings& settings) {
+  auto* const none = command.add_flag("--no-config", settings.no_configuration,
+                                      "Takes only the options that are given here");
+  command
+      .add_option("--config", settings.configuration,
+                  "Takes options that are not given here from FILE; else from "
+                  "~/.config/nvimport/config.toml, if it is there")
+      ->type_name("FILE")
+      ->excludes(none);
 }
 
 void AddJson(CLI::App& command, Settings& settings) {
@@ -195,9 +226,10 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
   convert.add_option("--outdir", settings.out_dir, "Folder for one output a file")
       ->type_name("FOLDER");
   convert
-      .add_option("--to", settings.to,
-                  "Format written: csv, tsv, jsonl or one of those listed by \"formats\"; else by "
-                  "the extension of OUT")
+      .add_option(
+          "--to", settings.to,
+          "Format written: csv, tsv, jsonl, json, xlsx, arrow, arrows or one of those listed by "
+          "\"formats\"; else by the extension of OUT")
       ->type_name("FORMAT");
   convert.add_flag("--safe-formulas", settings.safe_formulas,
                    "An apostrophe before texts that a spreadsheet would run, in CSV and TSV");
@@ -205,6 +237,9 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
       .add_option("--report", settings.report,
                   "Writes to REPORT, in JSON, what became of each file; - for standard output")
       ->type_name("REPORT");
+  convert.add_flag("--continue", settings.goes_on,
+                   "Goes on with the run that REPORT is of, also if it was interrupted: leaves out "
+                   "what is done");
   convert
       .add_option("--describe", settings.description,
                   "Writes to FILE, in JSON, what the input says of itself; with --outdir a folder")
@@ -216,6 +251,47 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
                   "Names of the columns of spectra: short, or exact for their x values")
       ->type_name("KIND")
       ->check(CLI::IsMember({"short", "exact"}).description(""));
+  convert
+      .add_option("--columns", settings.written_columns,
+                  "Columns written, in this order: by number from 1 (2, 1,3-5 or 7- to the end) or "
+                  "name; a name that looks like a number, or with a comma, in quotes")
+      ->type_name("COLUMNS");
+  convert.add_option("--rows", settings.written_rows, "Rows written, likewise")->type_name("ROWS");
+  convert
+      .add_option("--skip-rows", settings.skipped_rows, "First rows left out, before --rows counts")
+      ->type_name("N")
+      ->check(CLI::Range(0, INT_MAX - 1));
+  convert.add_flag("--transpose", settings.transposed, "Columns become rows");
+  convert.add_flag(
+      "--long", settings.is_long,
+      "A row of name, x and y for each value: of the spectra, or the columns of a table");
+  convert
+      .add_option("--decimal", settings.decimal_mark,
+                  "Decimal mark of the numbers in CSV and TSV; else the point")
+      ->type_name("MARK")
+      ->check(CLI::IsMember({".", ","}).description(""));
+  convert.add_flag("--combine", settings.combines,
+                   "Writes all files into one table, columns matched by name or by x value");
+  convert
+      .add_option("--grid", settings.grid,
+                  "x values that a table of spectra has: union for all, first for those of the "
+                  "first file")
+      ->type_name("KIND")
+      ->check(CLI::IsMember({"union", "first"}).description(""));
+  convert
+      .add_option("--header", settings.header,
+                  "Whether the first row of a table names its columns, for --combine; else told by "
+                  "what it holds")
+      ->type_name("yes|no")
+      ->check(CLI::IsMember({"yes", "no"}).description(""));
+  convert.add_flag("--each-sheet", settings.each_sheet,
+                   "Writes each worksheet or block into a file of its own, OUT.Sheet.csv");
+  convert.add_flag("--with-source", settings.with_source,
+                   "Writes the worksheets of a file as --combine does: each row with its file and "
+                   "sheet");
+  convert.add_option("--write-option", settings.write_options, "Sets how the output format writes")
+      ->type_name("KEY=VALUE")
+      ->allow_extra_args(false);
   convert.add_flag("--force", settings.force, "Replaces an output that exists");
   convert.add_flag("--sparse", settings.sparse,
                    "Writes over 100 MB of delimiters too that are a thousand times the cells");
@@ -258,6 +334,8 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
       ->type_name("N")
       ->check(CLI::Range(64, 1 << 20));
 
+  for (CLI::App* command : app.get_subcommands({})) AddConfiguration(*command, settings);
+
   // For the lists of commands: Arguments takes it for --help.
   add("help", "Says how a command is used", nullptr)
       ->add_option("COMMAND", settings.words, "The command; else all are listed")
@@ -289,6 +367,15 @@ int RunCommandLine(int count, char** arguments) try {
     return SayFailure(
         WrongUsage(ShownName(error.what()), "nvimport COMMAND --help tells how it is used"));
   }
+  if (!settings.no_configuration) {
+    const bool is_named = !settings.configuration.empty();
+    if (const auto failure =
+            TakeConfiguration(app, *app.get_subcommands().front(),
+                              is_named ? settings.configuration : UsualConfiguration(), is_named))
+      return SayFailure(*failure);
+  }
+  settings.force = settings.force || settings.yes;
+  settings.no_input = settings.no_input || settings.yes;
   RemoveTemporariesOnSignals();
   const FormatList::ReleaseAtEnd list;
   if (const auto failure = TakeRulesOfEnvironment(settings.kept_rules)) return SayFailure(*failure);

@@ -29,6 +29,7 @@ constexpr Term kEnvironment[] = {
     {"NVIMPORT_LOG", "The file to which the library's log is appended"},
     {"NVIMPORT_PLUGIN_PATH", "Folders of plug-in libraries, apart by colons"},
     {"NVIMPORT_RULES", "kept: as --kept-rules"},
+    {"XDG_CONFIG_HOME", "The folder with nvimport/config.toml; else ~/.config"},
     {"TMPDIR", "The folder for temporary files; else /tmp"},
 };
 

@@ -23,6 +23,7 @@ struct QuestionWords {
 const QuestionWords& WordsOf(std::string_view name) {
   static constexpr QuestionWords kWords[] = {
       {"worksheets", "--sheet ", "which worksheets: --sheet SHEETS, --merge side|below"},
+      {"matrices", "--sheet ", "which matrices: --sheet MATRICES, --merge side|below"},
       {"blocks", "--blocks ", "which blocks: --blocks BLOCKS"},
       {"files", "--files ", "which files: --files FILES"},
       {"reference series",
@@ -45,6 +46,19 @@ std::string ShortName(std::string_view format) {
 bool IsWord(std::string_view delimiter) {
   return std::ranges::any_of(NamedDelimiters(),
                              [&](const NamedDelimiter& named) { return named.word == delimiter; });
+}
+
+// Of many numbers the first.
+std::string FirstOf(const std::string& answer) {
+  constexpr int kMost = 8;
+  if (answer.find_first_not_of("0123456789,") != std::string::npos) return answer;
+  auto end = answer.begin();
+  for (int i = 0; i < kMost; ++i) {
+    end = std::find(end + (i > 0 ? 1 : 0), answer.end(), ',');
+    if (end == answer.end()) return answer;
+  }
+  return std::string(answer.begin(), end) + " and " +
+         std::to_string(std::count(end, answer.end(), ',')) + " more";
 }
 
 }  // namespace
@@ -125,7 +139,7 @@ Failure WrongUsage(std::string text, std::string advice) {
 const char* RulesWord(bool kept_rules) { return kept_rules ? "kept" : "complete"; }
 
 const char* SourceWord(AnsweredQuestion::Source source) {
-  constexpr const char* kWords[] = {"given", "guessed", "chosen", "guessed", "refused"};
+  constexpr const char* kWords[] = {"given", "guessed", "chosen", "guessed", "refused", "chosen"};
   return kWords[static_cast<std::size_t>(source)];
 }
 
@@ -144,6 +158,10 @@ std::string OptionsAsked(const AnsweredQuestion& question) { return WordsOf(ques
 std::optional<std::string> SaidOf(const AnsweredQuestion& question, const std::string& name) {
   using Source = AnsweredQuestion::Source;
   if (question.source == Source::kChosen) return "next time: " + OptionFor(question);
+  const std::string otherwise =
+      std::string(" (") + WordsOf(question.name).option + "... decides otherwise)";
+  if (question.source == Source::kRepeated)
+    return name + ": " + question.name + " as answered before: " + question.answer + otherwise;
   if (question.source != Source::kUsual) return std::nullopt;
   if (question.name == "delimiter")
     return name + ": the delimiter is taken to be " + question.answer +
@@ -152,8 +170,7 @@ std::optional<std::string> SaidOf(const AnsweredQuestion& question, const std::s
     return name + ": all of the " + question.entries.front() +
            " (--range FIRST,LAST decides otherwise)";
   return name + ": of " + std::to_string(question.entries.size()) + " " + question.name +
-         " taken: " + question.answer + " (" + WordsOf(question.name).option +
-         "... decides otherwise)";
+         " taken: " + FirstOf(question.answer) + otherwise;
 }
 
 }  // namespace nvimport

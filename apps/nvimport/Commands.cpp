@@ -1,22 +1,26 @@
 #include "apps/nvimport/Commands.h"
 
 #include <algorithm>
+#include <deque>
 #include <filesystem>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <utility>
 
+#include "apps/nvimport/Combining.h"
+#include "apps/nvimport/ConvertPlan.h"
 #include "apps/nvimport/Descriptions.h"
 #include "apps/nvimport/FileRun.h"
+#include "apps/nvimport/SheetPaths.h"
 #include "apps/nvimport/TableView.h"
 #include "apps/nvimport/Terminal.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/hosting/CellText.h"
-#include "nvimport/hosting/batch/BatchReport.h"
-#include "nvimport/hosting/export/Export.h"
+#include "nvimport/hosting/export/Conversion.h"
 #include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/hosting/import/Complete.h"
+#include "nvimport/hosting/import/Detecting.h"
+#include "nvimport/hosting/import/EachSheet.h"
 #include "nvimport/hosting/import/FileKinds.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/hosting/import/Sheets.h"
@@ -53,7 +57,9 @@ std::string Counted(int count, const char* noun) {
 }
 
 std::string Shape(const ImportResult& result) {
-  return Counted(result.rows, "row") + " x " + Counted(result.columns, "column");
+  const std::string rows =
+      result.rows < 0 ? "an unknown number of rows" : Counted(result.rows, "row");
+  return rows + " x " + Counted(result.columns, "column");
 }
 
 // A text that --encoding was told wrong stays readable.
@@ -67,7 +73,7 @@ Json ImportJson(const Input& input, const ImportResult& result) {
   return {{"file", input.shown},
           {"format", FormatJson(result.format)},
           {"rules", RulesWord(result.kept_rules)},
-          {"rows", result.rows},
+          {"rows", result.rows >= 0 ? Json(result.rows) : Json()},
           {"columns", result.columns}};
 }
 
@@ -87,7 +93,7 @@ constexpr const char* kAnswers[] = {"no", "possible", "certain"};
 
 std::string DetectionText(const Input& input, const Detection& detection,
                           const std::vector<std::string>& candidates,
-                          const std::optional<FileKind>& kind) {
+                          const std::optional<FileKind>& kind, bool kept_rules) {
   std::string text = input.shown + ": ";
   if (detection.format > 0)
     text += FormatName(detection.format);
@@ -97,7 +103,8 @@ std::string DetectionText(const Input& input, const Detection& detection,
     text += "one of " + Join(candidates) + " (--format NAME decides)";
   text += "\n  why: " + DetectionReason(detection, input.files.front()) + "\n";
   if (kind)
-    text += "  looks like: " + std::string(kind->name) + "; " + kind->Advice(CommandWords()) + "\n";
+    text += "  looks like: " + std::string(kind->name) + "; " +
+            kind->Advice(CommandWords(), kept_rules) + "\n";
   for (int answer = 2; answer >= 0; --answer) {
     std::vector<std::string> names;
     for (std::size_t i = 0; i < detection.answers.size(); ++i)
@@ -109,7 +116,7 @@ std::string DetectionText(const Input& input, const Detection& detection,
 
 std::string DetectionJson(const Input& input, const Detection& detection,
                           const std::vector<std::string>& candidates,
-                          const std::optional<FileKind>& kind) {
+                          const std::optional<FileKind>& kind, bool kept_rules) {
   Json json = {{"file", input.shown},
                {"format", nullptr},
                {"reason", DetectionReason(detection, input.files.front())},
@@ -117,7 +124,9 @@ std::string DetectionJson(const Input& input, const Detection& detection,
                {"candidates", candidates},
                {"answers", Json::array()}};
   if (detection.format > 0) json["format"] = FormatJson(detection.format);
-  if (kind) json["looks_like"] = {{"kind", kind->name}, {"advice", kind->Advice(CommandWords())}};
+  if (kind)
+    json["looks_like"] = {{"kind", kind->name},
+                          {"advice", kind->Advice(CommandWords(), kept_rules)}};
   for (std::size_t i = 0; i < detection.answers.size(); ++i) {
     Json answer = FormatJson(static_cast<int>(i) + 1);
     answer["answer"] = kAnswers[std::clamp(detection.answers[i], 0, 2)];
@@ -130,17 +139,20 @@ void Detect(FileTurn& turn) {
   if (const auto failure = CheckFiles(turn.input().files, CommandWords()))
     return turn.Fail(*failure);
   const std::string& path = turn.input().files.front();
-  const Detection detection = DetectFormat(path, turn.plan().import.kept_rules.value_or(false));
+  const bool kept_rules = turn.plan().import.kept_rules.value_or(false);
+  const Detection detection = DetectFormat(path, kept_rules);
   std::vector<std::string> candidates;
   for (const int format : detection.candidates) candidates.push_back(FormatName(format));
   auto kind = RecogniseKind(path);
-  // Where a format is taken there is nothing to be said for the one that would read it too.
-  const int despite_name = FormatDespiteName(detection, path);
-  const bool is_other = despite_name > 0 && despite_name != detection.format;
-  const bool has_reader = kind && *kind->format != '\0' && FindFormat(kind->format, false) > 0;
-  if (has_reader && detection.format > 0 && !is_other) kind.reset();
+  // Of the one that is taken there is no more to be said, nor, where a name decided among them, of
+  // text as what it is.
+  const int format = kind && *kind->format != '\0' ? FindFormat(kind->format, false) : 0;
+  const bool is_read =
+      format > 0 && (!kept_rules || (kind->by_kept_rules && HasKeptReader(format)));
+  const bool is_settled = format == detection.format || !kept_rules || !kind->is_sure;
+  if (detection.format > 0 && is_read && is_settled) kind.reset();
   turn.Print((turn.plan().json ? DetectionJson : DetectionText)(turn.input(), detection, candidates,
-                                                                kind));
+                                                                kind, kept_rules));
   if (detection.format < 1) turn.EndWith(kFormatUnknown);
 }
 
@@ -222,7 +234,7 @@ std::string HeadJson(const Input& input, const ImportResult& result, const Memor
 // Which part of the sheet stands above, where that is not all.
 std::string ShownPart(const ImportResult& result, int rows, int columns) {
   std::string part;
-  if (rows < result.rows) part += "rows 1-" + std::to_string(rows);
+  if (rows < result.rows || result.rows < 0) part += "rows 1-" + std::to_string(rows);
   if (columns < result.columns)
     part += (part.empty() ? "" : ", ") + ("columns 1-" + std::to_string(columns));
   return part.empty() ? part : " (" + part + " shown)";
@@ -279,15 +291,55 @@ void Validate(FileTurn& turn) {
 
 // ---- convert
 
-// Where each file goes.
-struct ConvertPlan {
-  OutputFormat format;
-  std::vector<bool> collides;  // with the output of an earlier file
-  bool force = false;
-  bool is_sparse = false;
-  bool describes_in_output = false;
-  bool has_exact_names = false;
-};
+std::string ToTakes() {
+  std::string names;
+  for (const OutputFormat& own : OwnOutputFormats())
+    names += (names.empty() ? "" : ", ") + own.extension.substr(1);
+  return "--to takes " + names + " or a format that \"nvimport formats\" says can be written";
+}
+
+std::optional<Failure> SettleShape(const Settings& settings, ConvertPlan& plan) {
+  SheetShape& shape = plan.shape;
+  shape.has_exact_names = settings.x_names == "exact";
+  shape.skipped_rows = settings.skipped_rows;
+  shape.is_transposed = settings.transposed;
+  shape.is_long = settings.is_long;
+  if (shape.is_long && shape.is_transposed)
+    return WrongUsage("--long and --transpose exclude each other.", "leave one of them out");
+  const auto no_list = [](const std::string& given, const char* advice) {
+    return WrongUsage("\"" + ShownName(given) + "\" is no list of numbers.", advice);
+  };
+  if (const auto& given = settings.written_rows) {
+    const auto parsed = NumberRanges::Parse(*given);
+    if (!parsed) return no_list(*given, "--rows takes 2, 1,3-5 or 7- (to the end)");
+    shape.rows = *parsed;
+  }
+  if (const auto& given = settings.written_columns) {
+    plan.columns = ColumnChoice::Parse(*given);
+    if (plan.columns && !plan.columns->has_names()) plan.columns->Resolve({}, shape.columns);
+    if (!plan.columns)
+      return no_list(*given,
+                     "--columns takes 2, 1,3-5 or 7- (to the end), and names, in quotes "
+                     "(\"1,5\") where they look like numbers or hold a comma");
+  }
+  return std::nullopt;
+}
+
+// Two files never go into one output.
+std::optional<Failure> TellApart(RunPlan& run) {
+  const bool kept_rules = run.import.kept_rules.value_or(false);
+  const auto is_read = [&](std::size_t i) {
+    return run.inputs.FolderOf(i) == InputList::kNone ||
+           IsReadable(run.inputs.PathOf(i), kept_rules, run.import.format);
+  };
+  const auto same = run.outputs.TellApart(is_read);
+  if (!same) return std::nullopt;
+  Failure failure = WrongUsage("Two files would go into one output.",
+                               "both would be " + ShownName(run.outputs[same->first]) +
+                                   "; leave one of them out, or name another --outdir for it");
+  failure.where = run.inputs[same->first].shown + " and " + run.inputs[same->second].shown;
+  return failure;
+}
 
 std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, ConvertPlan& plan) {
   const bool into_folder = !settings.out_dir.empty();
@@ -296,121 +348,155 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
                       "-o names one output, --outdir a folder for many; leave one of them out");
   if (!into_folder && settings.output.empty())
     return WrongUsage("There is no output.", "give -o OUT (- for standard output), or --outdir");
-  if (!into_folder && run.inputs.size() > 1)
+  if (!into_folder && run.inputs.size() > 1 && !settings.combines)
     return WrongUsage("Several files can't go into one output.",
-                      "--outdir gives each its own, --together makes one sheet of them");
+                      "--outdir gives each its own, --combine makes one table of them, --together "
+                      "one sheet, in formats that take several");
 
   std::string name = settings.to;
   if (name.empty()) {
     const std::string extension = NvGetFileExtension(settings.output);
-    name = into_folder || settings.output == "-" || extension.empty() ? "csv" : extension;
+    std::error_code none;
+    const bool is_no_file =
+        into_folder || settings.output == "-" || settings.output.starts_with("/dev/") ||
+        settings.output.starts_with("/proc/") || std::filesystem::is_other(settings.output, none);
+    if (extension.empty() && !is_no_file)
+      return WrongUsage("\"" + ShownName(settings.output) +
+                            "\" has no extension that says what is to "
+                            "be written.",
+                        ToTakes());
+    name = extension.empty() ? "csv" : extension;
   }
   const auto format = FindOutputFormat(name);
   if (!format)
-    return WrongUsage(
-        "\"" + ShownName(name) + "\" is no format that can be written.",
-        "--to takes csv, tsv, jsonl or a format that \"nvimport formats\" says can be "
-        "written");
+    return WrongUsage("\"" + ShownName(name) + "\" is no format that can be written.", ToTakes());
   plan.format = *format;
   plan.force = settings.force;
   plan.is_sparse = settings.sparse;
-  std::error_code error;
-  if (into_folder) std::filesystem::create_directories(settings.out_dir, error);
-  if (error)
-    return Failure::OfSystem("The output folder could not be made.", ShownName(settings.out_dir),
-                             error.value());
-  std::set<std::string> taken;
-  for (const Input& input : run.inputs) {
-    std::string output = settings.output;
-    if (into_folder) {
-      const auto stem = std::filesystem::path(input.files.front()).filename().replace_extension();
-      output = std::filesystem::path(settings.out_dir) / (stem.string() + plan.format.extension);
-    }
-    run.outputs.push_back(output);
-    plan.collides.push_back(!taken.insert(output).second);
-    if (settings.description.empty()) continue;
-    std::filesystem::path description = settings.description;
-    if (into_folder)
-      description /= std::filesystem::path(output).filename().replace_extension(".json");
-    run.descriptions.push_back(description);
+  for (const std::string& option : settings.write_options) {
+    if (plan.format.own)
+      return WrongUsage("\"" + ShownName(name) + "\" takes no options.",
+                        "--write-option is for formats like MATLAB's: compress=0");
+    if (option.find('=') == std::string::npos || option.find(';') != std::string::npos)
+      return WrongUsage("\"" + ShownName(option) + "\" is no option.",
+                        "--write-option takes KEY=VALUE, like compress=0");
+    plan.write_options += (plan.write_options.empty() ? "" : ";") + option;
   }
-  if (into_folder && !settings.description.empty())
-    std::filesystem::create_directories(settings.description, error);
-  if (error)
-    return Failure::OfSystem("The output folder could not be made.",
-                             ShownName(settings.description), error.value());
-  plan.has_exact_names = settings.x_names == "exact";
+  run.outputs = OutputPaths(settings.output);
+  if (into_folder) {
+    run.outputs = OutputPaths(run.inputs, settings.out_dir, plan.format.extension);
+    if (auto failure = TellApart(run)) return failure;
+  }
+  const std::string& description = settings.description;
+  if (!description.empty())
+    run.descriptions =
+        into_folder ? run.outputs.In(description, ".json") : OutputPaths(description);
+  for (const std::string& folder : {settings.out_dir, description}) {
+    std::error_code error;
+    if (into_folder && !folder.empty()) std::filesystem::create_directories(folder, error);
+    if (error)
+      return Failure::OfSystem("The output folder could not be made.", ShownName(folder),
+                               error.value());
+  }
+  if (auto failure = SettleShape(settings, plan)) return failure;
   plan.describes_in_output = settings.with_description;
   if (plan.describes_in_output && plan.format.own != SheetFormat::kJsonLines)
     return WrongUsage("Only JSON lines have room for a description.",
-                      "--to jsonl writes them; --describe writes a file of its own");
-  if (!run.descriptions.empty() || plan.describes_in_output || !settings.report.empty())
+                      "--to jsonl writes them, --to json and --to arrow have one anyway; "
+                      "--describe writes a file "
+                      "of its own");
+  if (!run.descriptions.empty() || plan.describes_in_output ||
+      plan.format.own == SheetFormat::kJson || HasMetadata(plan.format) || !settings.report.empty())
     run.import.describing = Describing::kAll;
-  else if (plan.has_exact_names)
+  else if (plan.shape.has_exact_names || plan.shape.is_long)
     run.import.describing = Describing::kX;
   return std::nullopt;
 }
 
-// Names the columns of spectra by their x values.
-void NameExactly(MemorySheet& sheet, const Description& description) {
-  int column = description.first_x_column();
-  for (const double x : description.x()) {
-    if (!sheet.IsMissing(column, 1)) sheet.SetExact(column, 1, x);
-    ++column;
+// Where one sheet goes, and what it says of itself, checked before anything is read.
+struct SheetOutput {
+  SheetOutput(const ConvertPlan& plan, const std::string& to, std::string description)
+      : path(to), described(std::move(description)), target(to, plan.force, CommandWords()) {}
+  std::optional<Failure> Check(const ConvertPlan& plan) {
+    auto failure = target.Check();
+    return failure ? failure : CheckDescription(described, plan);
   }
-}
 
-// Writes what the file says of itself beside its output.
-std::optional<Failure> WriteDescription(const std::string& path, bool force,
-                                        const std::string& json) {
-  BatchReport file(path, force, CommandWords());
-  if (auto failure = file.Begin(json)) return failure;
-  return file.End("\n");
+  std::string path;
+  std::string described;  // the path, empty for none
+  OutputTarget target;
+};
+
+ConversionResult ConvertSheet(FileTurn& turn, const ConvertPlan& plan, ImportRequest import,
+                              SheetOutput& output, std::vector<std::string>& notes) {
+  const TextDecoder& decoder = turn.plan().conversion.decoder;
+  ConversionRequest request{
+      .import = std::move(import),
+      .output = OutputOf(turn, plan, output.path, notes),
+      .shape = plan.shape,
+      .head =
+          [&](const ImportResult& begun) {
+            return DescriptionHead(plan, begun.description, decoder);
+          },
+      .begins_writing =
+          [&] { turn.progress().Begin("writing " + ShownName(output.path), "rows"); }};
+  if (HasMetadata(plan.format))
+    request.metadata = [&](const ImportResult& begun) {
+      return MetadataOf(plan, begun.description, decoder, turn.input().shown);
+    };
+  if (plan.columns && plan.columns->has_names()) request.columns = plan.columns;
+  ConversionResult converted = ConvertFile(request, output.target);
+  if (!converted.failure)
+    converted.failure =
+        WriteDescription(output.described, plan, converted.import.description, decoder);
+  return converted;
 }
 
 void Convert(FileTurn& turn, const ConvertPlan& plan) {
-  const std::string& output = turn.plan().outputs[turn.index()];
-  if (plan.collides[turn.index()])
-    return turn.Fail(
-        {Failure::kFailed, kNotWritten,
-         "another file goes into " + ShownName(output) + " already; another --outdir takes it",
-         turn.input().shown});
-  OutputTarget target(output, plan.force, CommandWords());
-  if (const auto failure = target.Check()) return turn.Fail(*failure);
-  const auto& descriptions = turn.plan().descriptions;
-  const std::string described = descriptions.empty() ? "" : descriptions[turn.index()];
-  if (!described.empty())
-    if (const auto failure = OutputTarget(described, plan.force, CommandWords()).Check())
-      return turn.Fail(*failure);
-  MemorySheet sheet;
-  const ImportResult result = turn.Read(sheet);
-  auto failure = result.failure;
-  std::vector<std::string> written;  // what there is to say of the output
-  std::string description;
-  if (!failure && (plan.describes_in_output || !described.empty()))
-    description = EscapeInJson(Dumped(
-        DescriptionJson(result.description, turn.plan().conversion.decoder, /*with_x=*/true)));
-  if (!failure && plan.has_exact_names) NameExactly(sheet, result.description);
-  if (!failure) {
-    turn.progress().Begin("writing " + ShownName(output), "rows");
-    failure = ExportSheet(
-        sheet,
-        {.path = output,
-         .format = plan.format,
-         .conversion = turn.plan().conversion,
-         .head = plan.describes_in_output ? R"({"description":)" + description + "}\n" : "",
-         .kept_rules = result.kept_rules,
-         .is_sparse = plan.is_sparse,
-         .progress = [&](auto row, auto rows) { return turn.progress().Advance(row, rows); },
-         .note = [&](const std::string& note) { written.push_back(note); },
-         .words = CommandWords()},
-        target);
-  }
-  if (!failure && !described.empty())
-    failure = WriteDescription(described, plan.force, description);
-  if (failure) turn.Fail(*failure);
+  SheetOutput output(plan, turn.output(), turn.description());
+  if (const auto failure = output.Check(plan)) return turn.Fail(*failure);
+  std::vector<std::string> notes;  // on the output
+  ConversionResult converted = ConvertSheet(turn, plan, turn.Request(), output, notes);
+  const ImportResult result = turn.Told(std::move(converted.import));
+  if (converted.failure) turn.Fail(*converted.failure);
   turn.SayNotes(result);
-  turn.SayOutputNotes(written);
+  turn.SayOutputNotes(notes);
+}
+
+void ConvertEachSheet(FileTurn& turn, const ConvertPlan& plan) {
+  SheetsOfFile found = FindSheets(turn.Request(), SheetsWanted::kEach);
+  ImportResult all = turn.Told(std::move(found.import));
+  if (all.failure) return turn.Fail(*all.failure);
+  std::vector<std::string> names;
+  for (const SheetOfFile& sheet : found.sheets)
+    if (!sheet.name.empty()) names.push_back(sheet.name);
+  const auto paths_for = [&](const std::string& path) {
+    return path.empty() || names.empty() ? std::vector(found.sheets.size(), path)
+                                         : SheetPaths(path, names, plan.outputs);
+  };
+  const auto paths = paths_for(turn.output());
+  const auto described = paths_for(turn.description());
+  std::deque<SheetOutput> outputs;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    outputs.emplace_back(plan, paths[i], described[i]);
+    if (const auto failure = outputs.back().Check(plan)) return turn.Fail(*failure);
+  }
+  turn.WritesTo(paths);
+  std::vector<std::string> notes;
+  all.rows = all.columns = 0;
+  for (std::size_t i = 0; i < paths.size(); ++i) {
+    std::vector<std::string> own;
+    auto [import, failure] = ConvertSheet(turn, plan, found.sheets[i].import, outputs[i], own);
+    if (failure) return turn.Fail(*failure);
+    const std::string whose = paths.size() > 1 ? found.sheets[i].name + ": " : "";
+    for (const std::string& note : import.notes) all.notes.push_back(whose + note);
+    for (const std::string& warning : import.warnings) all.warnings.push_back(whose + warning);
+    for (const std::string& note : own) notes.push_back(whose + note);
+    all.rows += import.rows;
+    all.columns = std::max(all.columns, import.columns);
+  }
+  turn.SayNotes(turn.Took(std::move(all)));
+  turn.SayOutputNotes(notes);
 }
 
 }  // namespace
@@ -438,6 +524,9 @@ int RunFormats(const Settings& settings) {
                                {"writes", HasWriter(format)},
                                {"origin", origin}});
   }
+  json["outputs"] = Json::array();
+  for (const OutputFormat& own : OwnOutputFormats())
+    json["outputs"].push_back({{"name", own.name}, {"extension", own.extension}});
   const auto failure =
       PrintData(settings.json ? EscapeInJson(json.dump(1) + "\n") : AlignedLines(lines));
   return failure ? SayFailure(*failure) : kDone;
@@ -445,6 +534,7 @@ int RunFormats(const Settings& settings) {
 
 int RunDetect(const Settings& settings) {
   FileRun run(settings);
+  run.plan().takes_all = true;
   return RunOver(run, Detect);
 }
 
@@ -457,6 +547,7 @@ int RunInfo(const Settings& settings) {
 
 int RunShow(const Settings& settings) {
   FileRun run(settings);
+  run.plan().takes_stream = run.plan().import.leaves_size_open = true;
   return RunOver(run, [&](FileTurn& turn) { Show(turn, settings); });
 }
 
@@ -470,6 +561,15 @@ int RunConvert(const Settings& settings) {
   if (const auto failure = run.Prepare()) return SayFailure(*failure);
   ConvertPlan plan;
   if (const auto failure = SettleOutput(settings, run.plan(), plan)) return SayFailure(*failure);
+  if (const auto failure = SettleCombining(settings, run.plan(), plan)) return SayFailure(*failure);
+  if (settings.combines) return RunCombine(run, plan);
+  if (settings.with_source) return run.ForEach([&](FileTurn& turn) { CombineSheets(turn, plan); });
+  if (settings.each_sheet)
+    return run.ForEach([&](FileTurn& turn) { ConvertEachSheet(turn, plan); });
+  // What is read twice comes from no stream.
+  run.plan().takes_stream = plan.format.own && plan.shape.KeepsOrder() &&
+                            run.plan().import.describing != Describing::kAll &&
+                            !(plan.columns && plan.columns->has_names());
   return run.ForEach([&](FileTurn& turn) { Convert(turn, plan); });
 }
 

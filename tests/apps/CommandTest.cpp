@@ -1,9 +1,6 @@
 #include <fcntl.h>
-#include <pty.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -14,6 +11,7 @@
 #include <sstream>
 #include <thread>
 
+#include "tests/apps/Desk.h"
 #include "tests/support/Cases.h"
 #include "tests/support/JCAMPFixture.h"
 
@@ -21,169 +19,11 @@ namespace nvimport {
 
 namespace {
 
-// What a run came to: its exit code, or the signal that ended it below zero.
-struct Ran {
-  int exit_code = 0;
-  std::string out;
-  std::string errors;
-
-  bool operator==(const Ran&) const = default;
-};
-
-void PrintTo(const Ran& ran, std::ostream* stream) {
-  *stream << "exit " << ran.exit_code << "\n--- out\n" << ran.out << "--- errors\n" << ran.errors;
-}
-
-// How the program's streams and limits differ from files without a limit.
-struct Streams {
-  std::string input = "";
-  int in = -1;   // instead of the input
-  int out = -1;  // instead of a file
-  int errors = -1;
-  std::string plug_ins = "";
-  ::rlim_t largest_file = RLIM_INFINITY;
-};
-
-// Runs the program in a folder of its own, temporary files in another.
-class Desk {
- public:
-  Desk() {
-    for (const char* name : {"work", "tmp"}) std::filesystem::create_directory(Path(name));
-  }
-
-  std::string Path(const std::string& name) const { return root_.path() + "/" + name; }
-  void Put(const std::string& name, std::string_view bytes) const {
-    root_.Put("work/" + name, bytes);
-  }
-  std::string Get(const std::string& name) const { return Contents(Path("work/" + name)); }
-
-  // All there is in both folders.
-  std::string Listing() const {
-    std::vector<std::string> names;
-    for (const char* folder : {"work", "tmp"})
-      for (const auto& entry : std::filesystem::recursive_directory_iterator(Path(folder)))
-        names.push_back(entry.path().lexically_relative(Path("work")));
-    std::ranges::sort(names);
-    std::string listing;
-    for (const std::string& name : names) listing += (listing.empty() ? "" : " ") + name;
-    return listing;
-  }
-
-  // The line's words are apart by one blank, so that two make an empty one.
-  ::pid_t Start(std::string line, const Streams& streams = {}) const {
-    root_.Put("in", streams.input);
-    std::vector<char*> arguments = {line.data()};
-    for (char& c : line) {
-      if (c != ' ') continue;
-      c = '\0';
-      arguments.push_back(&c + 1);
-    }
-    arguments.push_back(nullptr);
-    const ::pid_t process = ::fork();
-    if (process != 0) return process;
-    // A run that hangs ends too. A closed pipe ends one even where that is ignored.
-    ::alarm(60);
-    ::signal(SIGPIPE, SIG_IGN);
-    const auto take = [](int descriptor, int as) {
-      if (descriptor < 0 || ::dup2(descriptor, as) < 0) ::_exit(126);
-    };
-    constexpr int kNew = O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC;
-    take(streams.in >= 0 ? streams.in : ::open(Path("in").c_str(), O_RDONLY | O_CLOEXEC), 0);
-    take(streams.out >= 0 ? streams.out : ::open(Path("out").c_str(), kNew, 0600), 1);
-    take(streams.errors >= 0 ? streams.errors : ::open(Path("errors").c_str(), kNew, 0600), 2);
-    const ::rlimit limit{streams.largest_file, streams.largest_file};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    ::setenv("TMPDIR", "../tmp", 1);
-    ::setenv("ASAN_OPTIONS", "handle_segv=0", 1);  // a crash is one there too
-    ::setenv("XDG_CONFIG_HOME", "/nowhere", 1);
-    ::setenv("NVIMPORT_PLUGIN_PATH", streams.plug_ins.c_str(), 1);
-    if (::chdir(Path("work").c_str()) == 0) ::execv(NVIMPORT_TEST_COMMAND, arguments.data());
-    ::_exit(126);
-  }
-
-  Ran Finish(::pid_t process) const {
-    int status = 0;
-    ::waitpid(process, &status, 0);
-    return {WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status), Contents(Path("out")),
-            Contents(Path("errors"))};
-  }
-
-  Ran Run(const std::string& line, const Streams& streams = {}) const {
-    std::filesystem::remove(Path("out"));
-    return Finish(Start("nvimport " + line, streams));
-  }
-
-  // Runs it in a terminal whose user has typed `answers`; what the terminal shows is the errors.
-  Ran RunInTerminal(const std::string& line, const std::string& answers,
-                    const std::string& plug_ins) const {
-    std::filesystem::remove(Path("out"));
-    int user = -1;
-    int terminal = -1;
-    EXPECT_EQ(::openpty(&user, &terminal, nullptr, nullptr, nullptr), 0);
-    ::termios modes{};
-    ::tcgetattr(terminal, &modes);
-    modes.c_lflag &= ~static_cast<::tcflag_t>(ECHO);
-    modes.c_oflag &= ~static_cast<::tcflag_t>(OPOST);
-    ::tcsetattr(terminal, TCSANOW, &modes);
-    EXPECT_EQ(::write(user, answers.data(), answers.size()), std::ssize(answers));
-    const ::pid_t process =
-        Start("nvimport " + line, {.in = terminal, .errors = terminal, .plug_ins = plug_ins});
-    ::close(terminal);
-    std::string shown;
-    char bytes[1024];
-    for (::ssize_t got = 0; (got = ::read(user, bytes, sizeof bytes)) > 0;)
-      shown.append(bytes, static_cast<std::size_t>(got));
-    ::close(user);
-    Ran ran = Finish(process);
-    ran.errors = shown;
-    return ran;
-  }
-
- private:
-  TempFolder root_;
-};
-
-std::string TwoLines(const std::string& text, const std::string& advice) {
-  return "nvimport: " + text + "\n  " + advice + "\n";
-}
-
 // Looks like text for as far as is tested.
 std::string TextWithNul() {
   std::string text;
   for (int i = 0; i < 4000; ++i) text += "plain;text\n";
   return text + std::string("cut;he\0re\n", 10);
-}
-
-// Whether `value` is as `schema` (a part of `root`) says. What the schema does not name is no fit,
-// so that it is kept complete.
-bool Fits(const nlohmann::json& value, const nlohmann::json& schema, const nlohmann::json& root) {
-  const auto fits = [&](const nlohmann::json& one) { return Fits(value, one, root); };
-  if (schema.contains("$ref"))
-    return fits(root.at(nlohmann::json::json_pointer(schema["$ref"].get<std::string>().substr(1))));
-  if (schema.contains("anyOf")) return std::ranges::any_of(schema["anyOf"], fits);
-  if (schema.contains("const") && value != schema["const"]) return false;
-  if (schema.contains("enum") && std::ranges::count(schema["enum"], value) == 0) return false;
-  const std::string types = schema.contains("type") ? schema["type"].dump() : "";
-  const auto is = [&](const std::string& type) {
-    return types.find('"' + type + '"') != types.npos;
-  };
-  if (!types.empty() && !is(value.type_name()) && !(value.is_number_integer() && is("integer")))
-    return false;
-  if (value.is_object()) {
-    for (const auto& name : schema["required"])
-      if (!value.contains(name.get<std::string>())) return false;
-    for (const auto& [name, member] : value.items())
-      if (!schema["properties"].contains(name) || !Fits(member, schema["properties"][name], root))
-        return false;
-  }
-  return !value.is_array() || std::ranges::all_of(value, [&](const nlohmann::json& item) {
-    return Fits(item, schema["items"], root);
-  });
-}
-
-void ExpectFit(const nlohmann::json& answer, const std::string& name) {
-  const auto schema = nlohmann::json::parse(Contents(NVIMPORT_TEST_SCHEMAS "/" + name + ".json"));
-  EXPECT_TRUE(Fits(answer, schema, schema)) << name << answer.dump(1);
 }
 
 constexpr const char* kCutNote =
@@ -293,6 +133,53 @@ TEST(Command, ReadsStandardInput) {
   EXPECT_EQ(desk.Listing(), "o o/stdin.csv");
 }
 
+// What a pipe brings is written before it ends, however wide later rows are.
+TEST(Command, ReadsTextAsItComes) {
+  const Desk desk;
+  std::string text;
+  for (int line = 0; text.size() < 1'500'000; ++line) text += "a;b;" + std::to_string(line) + "\n";
+  desk.Put("in.csv", text);
+  ASSERT_EQ(desk.Run("convert in.csv -o file.tsv --quiet"), (Ran{0, "", ""}));
+  for (const char* name : {"in.csv", "in.txt"}) {
+    const std::string line = "convert - -o - --to tsv --quiet --stdin-name " + std::string(name);
+    EXPECT_EQ(desk.Run(line, {.input = text}), (Ran{0, desk.Get("file.tsv"), ""})) << name;
+    const Ran widened = desk.Run(line, {.input = text + "1;2;3;4;5\n6\n"});
+    EXPECT_EQ(widened.out, desk.Get("file.tsv") + "1\t2\t3\t4\t5\n6\t\t\t\t\n");
+    EXPECT_NE(widened.errors.find(" has more columns than the rows before it"), std::string::npos);
+  }
+  // What hangs on the size or the order of all rows.
+  for (const std::string shape : {"--rows 3-,5-,1", "--rows 200000-200005,3", "--columns 5,1",
+                                  "--columns 4,5", "--columns 2-9,1 --rows 1-10,5-20"}) {
+    desk.Put("wide.csv", text + "1;2;3;4;5\n");
+    const std::string line = " -o - --quiet " + shape;
+    const Ran sized = desk.Run("convert wide.csv" + line);
+    ASSERT_EQ(desk.Run("convert wide.csv --force -o shaped.csv --quiet " + shape),
+              (Ran{0, "", ""}));
+    EXPECT_EQ(desk.Get("shaped.csv"), sized.out) << shape;
+    if (shape == "--columns 4,5") continue;  // of which a pipe knows too late that there are some
+    EXPECT_EQ(desk.Run("convert - --stdin-name wide.csv" + line, {.input = text + "1;2;3;4;5\n"}),
+              sized)
+        << shape;
+  }
+  for (const char* shape : {"--rows 200000", "--columns 9"})
+    EXPECT_NE(desk.Run("convert in.csv -o - --quiet " + std::string(shape)).exit_code, 0) << shape;
+  // Without an end: what comes first is there while more may come.
+  int pipe[2];
+  ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
+  const ::pid_t process = desk.Start("nvimport convert - -o - --to tsv --quiet", {.in = pipe[0]});
+  ::close(pipe[0]);
+  ASSERT_EQ(::write(pipe[1], text.data(), text.size()), std::ssize(text));
+  const auto has_come = [&] { return std::filesystem::file_size(desk.Path("out")) > 1'000'000; };
+  for (int i = 0; i < 3000 && !has_come(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_TRUE(has_come());
+  ::close(pipe[1]);
+  EXPECT_EQ(desk.Finish(process), (Ran{0, desk.Get("file.tsv"), ""}));
+  // What has to be there as a whole is stored.
+  const Ran whole = desk.Run("validate - --quiet --stdin-name in.csv", {.input = text});
+  EXPECT_TRUE(whole.out.starts_with("ok in.csv: CSV File, 14")) << whole.out;
+}
+
 TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
   const Desk desk;
   desk.Put("in.txt", "a;b\n");
@@ -311,8 +198,9 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
   } kCases[] = {
       {"show a\x1b[2J\n.txt", 5, "The file is not there.",
        "a\\x1b[2J\\x0a.txt: no such file or directory; check the name"},
-      {"convert folder -o x.csv", 1, "Directories can not be imported.",
-       "folder: it is a folder; name the files in it"},
+      {"convert folder -o x.csv", 1, "There is no file in folder that can be read.",
+       "--recursive also looks into its folders; \"nvimport detect FOLDER\" says what the files "
+       "are"},
       {"detect pipe", 1, no_open,
        "pipe: it is a pipe; read it through standard input, with - as the file"},
       {"info /dev/null", 1, no_open,
@@ -345,7 +233,9 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
       {"convert --files-from folder -o x.csv", 1, "The list of files cannot be read.",
        "folder: is a directory; name a file in it"},
       {"convert in.txt -o x.foo", 2, "\"foo\" is no format that can be written.",
-       "--to takes csv, tsv, jsonl or a format that \"nvimport formats\" says can be written"},
+       "--to takes csv, tsv, jsonl, json, xlsx, arrow, arrows or a format that \"nvimport "
+       "formats\" says can be "
+       "written"},
       {"help zork", 2, R"(There is no command "zork".)", "nvimport --help lists them"},
       {"zork in.txt", 2, R"(There is no command "zork".)", "nvimport --help lists them"},
       {"convert in.txt -o x.csv --format Zork\x1b", 2, R"(There is no format "Zork\x1b".)",
@@ -360,7 +250,18 @@ TEST(Command, RefusesInTwoLinesAndLeavesNothing) {
       {"convert -o x.csv", 2, "There is no file to read.",
        "give FILE, or - to read standard input"},
       {"convert in.txt in.txt -o x.csv", 2, "Several files can't go into one output.",
-       "--outdir gives each its own, --together makes one sheet of them"},
+       "--outdir gives each its own, --combine makes one table of them, --together one sheet, in "
+       "formats that take several"},
+      {"convert in.txt --combine --transpose -o x.csv", 2,
+       "--combine and --transpose exclude each other.", "the table is written row by row"},
+      {"convert in.txt --combine --to dif -o x", 2,
+       "A table of several sheets can't be written as that format.",
+       "--to takes csv, tsv, jsonl, json, xlsx, arrow or arrows for it"},
+      {"convert in.txt --each-sheet -o -", 2, "--each-sheet and -o - exclude each other.",
+       "each sheet needs a file: -o OUT or --outdir FOLDER"},
+      {"convert in.txt --grid first -o x.csv", 2,
+       "--grid and --header are about tables of several sheets.",
+       "--combine makes one of files, --with-source one of worksheets"},
       {"convert in.txt --files 1 -o x.csv", 2, "--files chooses among files that are one sheet.",
        "--together makes them one"},
       {"convert in.txt --together --files 2 -o x.csv", 2, "\"2\" is not among the files.",
@@ -453,7 +354,7 @@ TEST(Command, ContentDecidesWhereTheFormatsDoNot) {
   const Desk desk;
   for (const auto& c : kCases) {
     desk.Put(c.name, c.bytes);
-    EXPECT_EQ(desk.Run(std::string("detect ") + c.name).exit_code, 3);
+    EXPECT_EQ(desk.Run(std::string("detect --kept-rules ") + c.name).exit_code, 3);
     const Ran ran = desk.Run(std::string("validate --quiet ") + c.name);
     EXPECT_NE(ran.out.find(std::string(": ") + c.format), std::string::npos)
         << c.name << ran.out << ran.errors;
@@ -480,8 +381,6 @@ TEST(Command, NamesTheKindsThatNoFormatReads) {
     std::string bytes;
     const char* kind;
   } kCases[] = {
-      {"a.xls", EncryptedPackage(), "an encrypted Office package"},
-      {"b.xls", " <!DOCTYPE HTML><html>", "an HTML page"},
       {"c.xls", "\xef\xbb\xbf<?xml version='1.0'?><Data/>", "an XML document"},
       {"d.xls", "Run\t1\n", "plain text under the name of another kind"},
       {"e.spc", std::string(600, '\7'), "another maker's \".spc\""},
@@ -502,6 +401,13 @@ TEST(Command, NamesTheKindsThatNoFormatReads) {
     EXPECT_NE(shown.errors.find("it looks like "s + c.kind + ": "), std::string::npos)
         << c.name << shown.errors;
   }
+  desk.Put("a.xls", EncryptedPackage());
+  EXPECT_TRUE(desk.Run("detect a.xls").out.starts_with("a.xls: Excel2007 File\n"));
+  desk.Put("page.xls", " <!DOCTYPE HTML><html><table><tr><td>1</table>");
+  EXPECT_TRUE(desk.Run("detect page.xls").out.starts_with("page.xls: HTML Tables\n"));
+  EXPECT_NE(desk.Run("detect page.xls --kept-rules")
+                .out.find("an HTML page; it may be read without --kept-rules"),
+            std::string::npos);
 }
 
 TEST(Command, SaysWhyAFormatIsTaken) {
@@ -552,13 +458,39 @@ TEST(Command, FullAndClosedOutputs) {
   EXPECT_EQ(desk.Run("validate -", {.input = big, .largest_file = 50000}),
             (Ran{1, "",
                  TwoLines("Standard input can't be stored for reading.", "in ../tmp: f" + limit)}));
+  // What is more than memory is to hold.
+  std::string cells;
+  for (int row = 0; row < 300'000; ++row) cells += "1,2,3,4\n";
+  desk.Put("cells.csv", cells);
+  const Ran large = desk.Run("convert cells.csv --quiet -o x.dif", {.largest_file = 1'000'000});
+  EXPECT_EQ(large.exit_code, 1);
+  EXPECT_NE(large.errors.find("the folder for temporary files has no room"), std::string::npos)
+      << large.errors;
   int pipe[2];
   ASSERT_EQ(::pipe2(pipe, O_CLOEXEC), 0);
   ::close(pipe[0]);
   EXPECT_EQ(desk.Run("convert - -o - --to txt --quiet", {.input = "a;b\n", .out = pipe[1]}),
             (Ran{-SIGPIPE, "", ""}));
   ::close(pipe[1]);
-  EXPECT_EQ(desk.Listing(), "big.txt in.txt");
+  EXPECT_EQ(desk.Listing(), "big.txt cells.csv in.txt");
+}
+
+TEST(Command, OptionsOfTheOutput) {
+  const Desk desk;
+  desk.Put("in.csv", "\xB5m,b\n1,2\n");
+  EXPECT_EQ(desk.Run("convert in.csv -o plain.mat --quiet --write-option compress=0").exit_code, 0);
+  EXPECT_EQ(desk.Run("convert in.csv -o packed.mat --quiet").exit_code, 0);
+  // What the command knows of the file, in 16-bit units.
+  EXPECT_NE(desk.Get("plain.mat").find("i\0n\0.\0c\0s\0v\0"s), std::string::npos);
+  EXPECT_EQ(desk.Get("packed.mat").find("i\0n\0.\0c\0s\0v\0"s), std::string::npos);
+  EXPECT_EQ(desk.Run("convert packed.mat --sheet data -o - --quiet").out,
+            desk.Run("convert plain.mat --sheet data -o - --quiet").out);
+  for (const auto& [output, option, exit_code] :
+       {std::tuple("x.mat", "compress=2", 1), {"x.mat", "compress", 2}, {"x.csv", "compress=0", 2}})
+    EXPECT_EQ(desk.Run("convert in.csv -o "s + output + " --write-option " + option).exit_code,
+              exit_code)
+        << option;
+  EXPECT_EQ(desk.Listing(), "in.csv packed.mat plain.mat");
 }
 
 TEST(Command, AnInterruptLeavesNothing) {
@@ -829,6 +761,10 @@ TEST(Command, MakesOneSheetOfSeveralFiles) {
   EXPECT_EQ(desk.Run("convert a.ask b.ask --together --outdir o", {.plug_ins = kAsks}),
             (Ran{0, "", ""}));
   EXPECT_EQ(desk.Get("o/a.csv"), "one\ntwo\n");
+  const std::string hops = Repeated(" " NVIMPORT_TEST_SAMPLES "/hops.0", 9);
+  EXPECT_NE(desk.Run("convert" + hops + " --together -o -")
+                .errors.find(": 4,8,12,16,20,24,28,32 and 1 more ("),
+            std::string::npos);
   EXPECT_EQ(desk.RunInTerminal(line, "1\n2,3,1\n", kAsks),
             (Ran{0, "two\nthree\none\n",
                  "The order of the files:\n  1  a.ask\n  2  b.ask\n  3  c.ask\n"
@@ -838,25 +774,18 @@ TEST(Command, MakesOneSheetOfSeveralFiles) {
 
 TEST(Command, SeveralOutputs) {
   const Desk desk;
-  for (const char* folder : {"work/a", "work/b"})
-    std::filesystem::create_directory(desk.Path(folder));
+  std::filesystem::create_directory(desk.Path("work/a"));
   desk.Put("a/x.txt", "1;2\n");
-  desk.Put("b/x.txt", "3;4\n");
   desk.Put("[1,2]", "5;6\n");
   for (const std::string jobs : {" --jobs 1", " --jobs 2"}) {
-    EXPECT_EQ(
-        desk.Run("convert a/x.txt b/x.txt missing.txt [1,2] --outdir new/out --to tsv "
-                 "--format 17 --delimiter ; --keep-going --force" +
-                 jobs),
-        (Ran{1, "",
-             TwoLines(kNotWritten,
-                      "b/x.txt: another file goes into new/out/x.tsv already; another --outdir "
-                      "takes it") +
-                 TwoLines("The file is not there.",
-                          "missing.txt: no such file or directory; check the name") +
-                 "4 files: 2 done, 2 failed\n"}));
-    EXPECT_EQ(desk.Listing(),
-              "[1,2] a a/x.txt b b/x.txt new new/out new/out/[1,2].tsv new/out/x.tsv");
+    EXPECT_EQ(desk.Run("convert a/x.txt missing.txt [1,2] --outdir new/out --to tsv --format 17 "
+                       "--delimiter ; --keep-going --force" +
+                       jobs),
+              (Ran{5, "",
+                   TwoLines("The file is not there.",
+                            "missing.txt: no such file or directory; check the name") +
+                       "3 files: 2 done, 1 failed\n"}));
+    EXPECT_EQ(desk.Listing(), "[1,2] a a/x.txt new new/out new/out/[1,2].tsv new/out/x.tsv");
     EXPECT_EQ(desk.Get("new/out/x.tsv") + desk.Get("new/out/[1,2].tsv"), "1\t2\n5\t6\n");
   }
 }
@@ -1038,7 +967,7 @@ TEST(Command, AnswersInJson) {
   std::string can;
   for (const auto& format : formats)
     can += format["reads"] == true ? format["writes"] == true ? 'w' : 'r' : '-';
-  EXPECT_TRUE(can.starts_with("r----rwrrrrr-r-rw--rr")) << can;
+  EXPECT_TRUE(can.starts_with("r--rrrwrrrrrwr-rw--rrr")) << can;
   EXPECT_EQ(answer("validate cut.txt", "files")[0]["ok"], true);
   auto info = answer("info cut.txt --notes", "files");
   same(info[0]["description"], R"({"statements": [
@@ -1131,6 +1060,49 @@ TEST(Command, AnswersAsTheSchemasSay) {
     const std::string answer = desk.Run(c.line + " --json").out;
     ExpectFit(nlohmann::json::parse(answer, nullptr, false), c.schema);
   }
+}
+
+TEST(Command, TakesOptionsFromAFile) {
+  const Desk desk;
+  desk.Put("a.txt", "1;2\n");
+  std::filesystem::create_directory(desk.Path("tmp/nvimport"));
+  const std::string wrong = "is nothing that can be configured.";
+  const std::string advice =
+      "c: [COMMAND] begins a section, whose keys are the command's options without --";
+  const struct {
+    const char* file;
+    const char* words;
+    Ran ran;
+  } kCases[] = {
+      {"[convert]\nto = \"tsv\"\ndelimiter=\";\"\n[validate]\nquiet=true\n", "", {0, "1\t2\n", ""}},
+      {"[convert]\nto=tsv\ndelimiter=bar\n", "--delimiter ;", {0, "1\t2\n", ""}},
+      {"[convert]\npassword-file=none\nquiet=true\n", "--password x", {0, "1,2\n", ""}},
+      {"[convert]\nquiet=true\nstrict=false\n", "", {0, "1,2\n", ""}},
+      {"[validate]\nkep-going=true\n",
+       "",
+       {2, "", TwoLines("\"validate.kep-going\" " + wrong, advice)}},
+      {"quiet=true\n", "", {2, "", TwoLines("\"quiet\" " + wrong, advice)}},
+      {"[none]\n", "", {2, "", TwoLines("\"none\" " + wrong, advice)}},
+      {"[convert]\njobs=many\n",
+       "",
+       {2, "",
+        TwoLines("\"convert.jobs\" has no such value.",
+                 "c: --jobs: Value many not in range 1 to 256")}},
+  };
+  for (const auto& c : kCases) {
+    desk.Put("c", c.file);
+    desk.Put("../tmp/nvimport/config.toml", c.file);
+    const std::string line = std::string("convert a.txt -o - ") + c.words;
+    EXPECT_EQ(desk.Run(line + (*c.words == '\0' ? "--config c" : " --config c")), c.ran) << c.file;
+    const Ran usual = desk.Run(*c.words == '\0' ? "convert a.txt -o -" : line,
+                               {.configurations = desk.Path("tmp")});
+    EXPECT_EQ(usual.out, c.ran.out) << c.file;
+    EXPECT_EQ(usual.exit_code, c.ran.exit_code) << usual.errors;
+  }
+  EXPECT_EQ(
+      desk.Run("convert a.txt -o - --no-config --quiet", {.configurations = desk.Path("tmp")}),
+      (Ran{0, "1,2\n", ""}));
+  EXPECT_EQ(desk.Run("convert a.txt -o - --config none").exit_code, 1);
 }
 
 TEST(Command, ShowsTheHeadOfTheSheet) {

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/hosting/export/Export.h"
 
 namespace nvimport {
 
@@ -32,7 +33,8 @@ std::vector<std::string> Split(const std::string& text, char separator) {
 
 std::vector<std::string> FormatNames(bool for_writing) {
   std::vector<std::string> names;
-  if (for_writing) names = {"csv", "tsv", "jsonl"};
+  if (for_writing)
+    for (const OutputFormat& own : OwnOutputFormats()) names.push_back(own.extension.substr(1));
   for (const int format : FormatsWith(/*writer=*/for_writing))
     names.emplace_back(SprFileFactory::GetFormat(format)->name);
   return names;
