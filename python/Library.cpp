@@ -15,6 +15,7 @@
 #include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/hosting/import/Complete.h"
 #include "nvimport/hosting/import/Delimiters.h"
+#include "nvimport/hosting/import/Detecting.h"
 #include "nvimport/hosting/import/FileKinds.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/hosting/import/Import.h"
@@ -251,7 +252,7 @@ std::vector<ListedFormat> ListFormats() {
 
 std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& path,
                                   const std::string& format, bool overwrite,
-                                  std::vector<std::string>& notes) {
+                                  const std::string& pairs, std::vector<std::string>& notes) {
   const py::gil_scoped_release others_go_on;
   if (auto refusal = PrepareFormats()) return refusal;
   const std::string name = format.empty() ? NvGetFileExtension(path) : format;
@@ -270,6 +271,7 @@ std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& pa
   Signals signals;
   ExportRequest request{path, *output};
   request.replaces = overwrite;
+  request.pairs = pairs;
   request.progress = [&](auto, auto) { return signals.GoOn(); };
   request.note = [&](const std::string& note) { notes.push_back(note); };
   const auto failure = ExportSheet(sheet, request);

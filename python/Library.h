@@ -101,6 +101,6 @@ std::vector<ListedFormat> ListFormats();
 // not read back.
 std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& path,
                                   const std::string& format, bool overwrite,
-                                  std::vector<std::string>& notes);
+                                  const std::string& pairs, std::vector<std::string>& notes);
 
 }  // namespace nvimport

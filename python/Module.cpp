@@ -346,10 +346,11 @@ PYBIND11_MODULE(_nvimport, module) {
   module.def("read_sheet", &ReadSheet);
   module.def("detect_sheet", &DetectSheet);
   module.def("list_formats", &ListFormats);
-  module.def("write_cells", [](const DenseSheet& cells, const std::string& path,
-                               const std::string& format, bool overwrite) {
-    std::vector<std::string> notes;
-    auto refusal = WriteCells(cells, path, format, overwrite, notes);
-    return py::make_tuple(std::move(refusal), notes);
-  });
+  module.def("write_cells",
+             [](const DenseSheet& cells, const std::string& path, const std::string& format,
+                bool overwrite, const std::string& pairs) {
+               std::vector<std::string> notes;
+               auto refusal = WriteCells(cells, path, format, overwrite, pairs, notes);
+               return py::make_tuple(std::move(refusal), notes);
+             });
 }

@@ -25,6 +25,7 @@ Items = Union[int, str, Sequence[Union[int, str]]]
 # What makes a choice, by the name that the choice has in the library.
 _ARGUMENTS = {
     "worksheets": "sheet",
+    "matrices": "sheet",
     "files": "options['files']",
     "reference series": "options['reference']",
 }
@@ -68,7 +69,7 @@ def formats() -> list[Format]:
     """The formats that can be read or written.
 
     >>> [f.name for f in nvimport.formats() if f.writes]
-    ['DIF File(OEM)', 'Text File']
+    ['DIF File(OEM)', 'Matlab File', 'Text File']
     """
     return [
         Format(f.index, f.name, f.extensions, f.reads, f.writes, f.several, f.library or None)
@@ -187,7 +188,7 @@ def read(
         found = _nvimport.read_sheet(request, True)
         _check(found.refusal, shown)
     choices = _choices(found)
-    notes = [_note(choice) for choice in choices if choice.source == "guessed"]
+    notes = [_note(choice) for choice in found.choices if choice.source == "guessed"]
     made = {choice.argument for choice in choices}
     given = {"sheet": sheet, "blocks": blocks, "range": range}
     notes += [
@@ -213,12 +214,14 @@ def write(
     *,
     format: str | None = None,
     overwrite: bool = True,
+    options: Mapping[str, Any] | None = None,
 ) -> None:
     """Writes a sheet, an array, a data frame or spectra.
 
-    The extension of the path decides the format (.csv, .tsv, .jsonl, .txt, .dif), or `format` does. NaN
-    and None are missing cells; numbers are written with the digits that read back to the same, whole
-    ones of any size. A data frame's column names become the first row, and its index the first column
+    The extension of the path decides the format (.csv, .tsv, .jsonl, .json, .xlsx, .arrow, .arrows,
+    .txt, .dif, .mat), or `format` does; `options` are those of formats that take such when they
+    write, {"compress": False} of MATLAB's. NaN and None are missing cells; numbers are written with the digits
+    that read back to the same, whole ones of any size. A data frame's column names become the first row, and its index the first column
     unless it only counts. The file appears when it is whole; of cells that may not read back a
     warning tells.
 
@@ -228,7 +231,9 @@ def write(
     """
     cells = data._data if isinstance(data, Sheet) else _cells_of(data)
     shown = os.fspath(path)
-    refusal, notes = _nvimport.write_cells(cells, os.fsencode(shown), format or "", overwrite)
+    refusal, notes = _nvimport.write_cells(
+        cells, os.fsencode(shown), format or "", overwrite, _pairs(options or {})
+    )
     _check(refusal, os.fsdecode(shown))
     for note in notes:
         warnings.warn(note, stacklevel=2)
@@ -306,12 +311,16 @@ def _request(
     request.kept_rules = kept_rules
     request.password = password
     if isinstance(options, Mapping):
-        request.pairs = ";".join(f"{key}={_value(value)}" for key, value in options.items())
+        request.pairs = _pairs(options)
     elif isinstance(options, str):
         request.pairs = options
     elif options is not None:
         request.options = bytes(options)
     return request
+
+
+def _pairs(options: Mapping[str, Any]) -> str:
+    return ";".join(f"{key}={_value(value)}" for key, value in options.items())
 
 
 def _items(items: Items | None) -> str | None:
@@ -330,18 +339,21 @@ def _value(value: Any) -> str:
 
 def _choices(found: _nvimport.Import) -> list[Choice]:
     return [
-        Choice(_ARGUMENTS.get(c.name, c.name), c.answer, c.source, c.entries) for c in found.choices
+        Choice(_argument(c), c.answer, c.source, c.entries) for c in found.choices
     ]
 
 
-def _note(choice: Choice) -> str:
-    decides = f"{choice.argument}= decides otherwise."
-    if choice.argument == "delimiter":
+def _argument(choice: _nvimport.Choice) -> str:
+    return _ARGUMENTS.get(choice.name, choice.name)
+
+
+def _note(choice: _nvimport.Choice) -> str:
+    decides = f"{_argument(choice)}= decides otherwise."
+    if choice.name == "delimiter":
         return f"The delimiter was taken to be {choice.answer}; {decides}"
-    if choice.argument == "range":
+    if choice.name == "range":
         return f"All of the {choice.entries[0]} were taken; {decides}"
-    kind = "worksheets" if choice.argument == "sheet" else choice.argument
-    return f"Taken of {len(choice.entries)} {kind}: {choice.answer}; {decides}"
+    return f"Taken of {len(choice.entries)} {choice.name}: {choice.answer}; {decides}"
 
 
 def _check(refusal: _nvimport.Refusal | None, path: str) -> None:
