@@ -247,8 +247,10 @@ int main(int count, char** arguments) {
     for (const auto& path : Sorted(folder_path)) {
       const std::string name = folder + "/" + path.filename().string();
       // Others lie beside those that are read.
-      if (!table.contains(name) && std::ranges::count(extensions, path.extension().string()) == 0)
-        continue;
+      const auto is_of_it = [own = path.extension().string()](const std::string& extension) {
+        return extension == own || extension == ".*";
+      };
+      if (!table.contains(name) && std::ranges::none_of(extensions, is_of_it)) continue;
       const std::string row = ReadApart(format, path);
       if (row.starts_with("1\t")) break;  // a format that is still to be built
       ++files;

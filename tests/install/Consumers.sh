@@ -101,8 +101,8 @@ same "$("$nvimport" convert "$work/scan.frt" -o -)" "1100,1102
 grep -v '^ok ' "$work/report" && fail "the plug-in does not keep to the contract"
 
 complete=$(find "$work/prefix" -name nvimport-complete.so)
-same "$(nm -D --defined-only "$complete" | grep -c ' T NvImport')" 16
-same "$(nm -D --defined-only "$complete" | wc -l)" 16
+same "$(nm -D --defined-only "$complete" | grep -c ' T NvImport')" 17
+same "$(nm -D --defined-only "$complete" | wc -l)" 17
 "$nvimport" validate --strict "$source/samples/tanks.wk1"
 "$nvimport" formats | grep -qF "$complete"
 rm "$complete"

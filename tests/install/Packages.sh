@@ -35,7 +35,7 @@ holds() {
 version=$(dpkg-deb -f nvimport_*.deb Version)
 lib=usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 system="libc6, libgcc-s1, libstdc++6"
-holds libnvimport1 "libc6, libexpat1, libgcc-s1, libnettle8, libstdc++6, libxml2, zlib1g" "$lib/libnvimport.so.1
+holds libnvimport1 "libc6, libexpat1, libgcc-s1, libisal2, libnettle8, libstdc++6, libxml2, zlib1g" "$lib/libnvimport.so.1
 $lib/libnvimport.so.${version%-*}
 $lib/nvimport/complete/nvimport-complete.so"
 holds libnvimport-dev "libnvimport1 (= $version)" "$lib/cmake/NvImport/NvImportConfig.cmake
@@ -54,6 +54,6 @@ if ls nvimport-desktop_*.deb >/dev/null 2>&1; then
 $lib/nvimport/nvimport-draw.so"
 fi
 
-sum=$(LD_LIBRARY_PATH=root/$lib NVIMPORT_PLUGIN_PATH='' root/usr/bin/nvimport \
+sum=$(LD_LIBRARY_PATH=root/$lib NVIMPORT_PLUGIN_PATH='' XDG_CONFIG_HOME=/nowhere root/usr/bin/nvimport \
   convert "$root/samples/tanks.wk1" -o - 2>/dev/null | tail -n 1)
 [ "$sum" = "Sum,310" ] || fail "the command does not read through NvImport Complete: $sum"
