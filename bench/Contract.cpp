@@ -1,17 +1,25 @@
-// contract [--numbers | --store COLUMNS] MODE FILE [NUMBER...]: the least work that the
-// contract between readers and sheets allows. A format's cells are decoded in a block that is used
-// again and go to the sink one virtual call each; nothing is sized, checked or optional. Prints
-// what the sink counted, by --numbers only the numbers, those written as texts included. By --store
-// it keeps the cells as well.
+// contract [--numbers | --store COLUMNS | --write FILE] MODE FILE [NUMBER...]: the least work that
+// the contract between readers and sheets allows. A format's cells are decoded in a block that is
+// used again and go to the sink one virtual call each; nothing is sized, checked or optional.
+// Prints what the sink counted, by --numbers only the numbers, those written as texts included. By
+// --store it keeps the cells as well, by --write it writes them, numbers in their shortest digits.
 //   floor                          reads in pieces of 1 MiB and adds the words up, no cells
 //   text                           fields between TABs
 //   biff START                     the records of a workbook that lies in one piece from START on
 //   jcamp                          whole ordinates in all forms, a name for each of the first block
 //   f32, i32, i16 START SKIP COUNT records of SKIP bytes and COUNT values
+//   f64 START SKIP ROWS            columns of doubles behind so many bytes; zf64: that are packed,
+//                                  by zlib, from START on
 //   dif, lotus                     worksheets
+//   deltas, deltas2, doubles START STEP
+//                                  a chromatogram from START on, and its times by STEP in ms
+//   scans START                    spectra of a diode array
 
 #include <fcntl.h>
 #include <unistd.h>
+#ifdef NVIMPORT_HAS_PACKAGES
+#include <zlib.h>
+#endif
 #ifdef __AVX2__
 #include <immintrin.h>
 #endif
@@ -19,6 +27,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -26,6 +35,7 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "bench/Sums.h"
@@ -86,6 +96,29 @@ class StoringSink final : public Sink {
   std::vector<std::uint64_t> slots_;
   std::vector<char> texts_;
   LaneSums sums_;
+};
+
+// A comma behind each cell, rows that end with a line feed.
+class WritingSink final : public Sink {
+ public:
+  explicit WritingSink(const char* path) : file_(std::fopen(path, "w"), &std::fclose) {
+    std::setvbuf(file_.get(), nullptr, _IOFBF, 256 * 1024);
+  }
+  void Set(int, int row, const char* text) override { Put(row, {text, std::strlen(text)}); }
+  void Set(int, int row, float value) override {
+    char digits[32];
+    Put(row, {digits, std::to_chars(digits, std::end(digits), value).ptr});
+  }
+  CellSums Total() const override { return {}; }
+
+ private:
+  void Put(int row, std::string_view text) {
+    fputc_unlocked(std::exchange(row_, row) == row ? ',' : '\n', file_.get());
+    fwrite_unlocked(text.data(), 1, text.size(), file_.get());
+  }
+
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+  int row_ = 1;
 };
 
 template <typename Value>
@@ -398,6 +431,62 @@ bool Values(const char* path, Sink& sink, std::span<const long> numbers) {
   });
 }
 
+// Columns of so many doubles, one behind the other.
+class Columns {
+ public:
+  Columns(Sink& sink, long rows) : sink_(sink), rows_(static_cast<int>(rows)) {}
+
+  const char* Take(const char* next, const char* end) {
+    for (; end - next >= static_cast<std::ptrdiff_t>(sizeof(double)); next += sizeof(double)) {
+      sink_.Set(column_, row_, Load<double>(next));
+      if (row_++ == rows_) {
+        row_ = 1;
+        ++column_;
+      }
+    }
+    return next;
+  }
+
+ private:
+  Sink& sink_;
+  int rows_;
+  int column_ = 1;
+  int row_ = 1;
+};
+
+bool Doubles(const char* path, Sink& sink, std::span<const long> numbers) {
+  Columns columns(sink, numbers[2]);
+  return WalkBlocks(path, numbers[0] + numbers[1],
+                    [&](const char* next, const char* end) { return columns.Take(next, end); });
+}
+
+#ifdef NVIMPORT_HAS_PACKAGES
+bool PackedDoubles(const char* path, Sink& sink, std::span<const long> numbers) {
+  Columns columns(sink, numbers[2]);
+  std::vector<char> unpacked(std::size_t{64} << 10);
+  z_stream stream{};
+  if (inflateInit(&stream) != Z_OK) return false;
+  char* const begin = unpacked.data();
+  char* have = begin;  // the end of what a block left
+  long skip = numbers[1];
+  const bool is_read = WalkBlocks(path, numbers[0], [&](const char* next, const char* end) {
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(next));
+    stream.avail_in = static_cast<uInt>(end - next);
+    do {
+      stream.next_out = reinterpret_cast<Bytef*>(have);
+      stream.avail_out = static_cast<uInt>(begin + unpacked.size() - have);
+      inflate(&stream, Z_NO_FLUSH);
+      char* const last = reinterpret_cast<char*>(stream.next_out);
+      const char* const left = columns.Take(begin + std::exchange(skip, 0), last);
+      have = std::copy(left, static_cast<const char*>(last), begin);
+    } while (stream.avail_out == 0);
+    return end;
+  });
+  inflateEnd(&stream);
+  return is_read;
+}
+#endif
+
 bool Dif(const char* path, Sink& sink, std::span<const long>) {
   int line = 0;  // of three in the header, of two in the table
   bool in_table = false;
@@ -442,6 +531,126 @@ bool Lotus(const char* path, Sink& sink, std::span<const long>) {
   });
 }
 
+template <typename Value>
+Value LoadBig(const char* at) {
+  using Bits = std::make_unsigned_t<Value>;
+  const auto bits = Load<Bits>(at);
+  return static_cast<Value>(sizeof(Value) == 2
+                                ? __builtin_bswap16(static_cast<std::uint16_t>(bits))
+                                : __builtin_bswap32(static_cast<std::uint32_t>(bits)));
+}
+
+// The scale that the inputs have.
+constexpr double kDetectorScale = 1.0 / 2'048;
+
+// A row of values, whose times are known when they have been counted.
+class Trace {
+ public:
+  explicit Trace(Sink& sink) : sink_(sink) {}
+  void Add(double value) { sink_.Set(++count_ + 2, 2, value * kDetectorScale); }
+  void SetTimes(long step) {
+    for (int i = 0; i < count_; ++i) sink_.Set(i + 3, 1, static_cast<double>(step) * i / 60'000);
+  }
+
+ private:
+  Sink& sink_;
+  int count_ = 0;
+};
+
+bool Deltas(const char* path, Sink& sink, std::span<const long> numbers) {
+  Trace trace(sink);
+  std::int64_t value = 0;
+  int left = 0;  // of a segment
+  const bool is_read = WalkBlocks(path, numbers[0], [&](const char* next, const char* end) {
+    while (end - next >= 2) {
+      if (left == 0) {
+        if (*next != 0x10) return static_cast<const char*>(nullptr);
+        left = static_cast<unsigned char>(next[1]);
+        next += 2;
+      }
+      for (; left > 0 && end - next >= 2; --left) {
+        const auto delta = LoadBig<std::int16_t>(next);
+        if (delta != INT16_MIN) {
+          value += delta;
+          next += 2;
+        } else if (end - next >= 6) {
+          value = LoadBig<std::int32_t>(next + 2);
+          next += 6;
+        } else {
+          return next;
+        }
+        trace.Add(static_cast<double>(value));
+      }
+    }
+    return next;
+  });
+  trace.SetTimes(numbers[1]);
+  return is_read;
+}
+
+bool DoubleDeltas(const char* path, Sink& sink, std::span<const long> numbers) {
+  Trace trace(sink);
+  std::int64_t value = 0;
+  std::int64_t slope = 0;
+  // What may be the mark at the end is looked at last.
+  const bool is_read = WalkBlocks(path, numbers[0], [&](const char* next, const char* end) {
+    while (end - next > 2) {
+      const auto delta = LoadBig<std::int16_t>(next);
+      if (delta != INT16_MAX) {
+        slope += delta;
+        value += slope;
+        next += 2;
+      } else if (end - next >= 8) {
+        value = std::int64_t{LoadBig<std::int16_t>(next + 2)} * 0x1'0000'0000 +
+                static_cast<std::uint32_t>(LoadBig<std::int32_t>(next + 4));
+        slope = 0;
+        next += 8;
+      } else {
+        return next;
+      }
+      trace.Add(static_cast<double>(value));
+    }
+    return next;
+  });
+  trace.SetTimes(numbers[1]);
+  return is_read;
+}
+
+bool TraceOfDoubles(const char* path, Sink& sink, std::span<const long> numbers) {
+  Trace trace(sink);
+  const bool is_read = WalkBlocks(path, numbers[0], [&](const char* next, const char* end) {
+    for (; end - next >= 8; next += 8) trace.Add(Load<double>(next));
+    return next;
+  });
+  trace.SetTimes(numbers[1]);
+  return is_read;
+}
+
+bool Scans(const char* path, Sink& sink, std::span<const long> numbers) {
+  int row = 1;
+  return WalkBlocks(path, numbers[0], [&](const char* next, const char* end) {
+    while (end - next >= 22 && end - next >= Word(next + 2)) {
+      if (Word(next) != 67) return static_cast<const char*>(nullptr);
+      const int points = (Word(next + 10) - Word(next + 8)) / Word(next + 12) + 1;
+      next += 22;
+      ++row;
+      int value = 0;
+      for (int i = 0; i < points; ++i) {
+        const auto delta = Load<std::int16_t>(next);
+        next += 2;
+        if (delta != INT16_MIN) {
+          value += delta;
+        } else {
+          value = Load<std::int32_t>(next);
+          next += 4;
+        }
+        sink.Set(i + 4, row, value * kDetectorScale);
+      }
+    }
+    return next;
+  });
+}
+
 constexpr struct {
   std::string_view name;
   bool (*run)(const char* path, Sink& sink, std::span<const long> numbers);
@@ -455,8 +664,16 @@ constexpr struct {
     {"f32", Values<float>},
     {"i32", Values<std::int32_t>},
     {"i16", Values<std::int16_t>},
+    {"f64", Doubles},
+#ifdef NVIMPORT_HAS_PACKAGES
+    {"zf64", PackedDoubles},
+#endif
     {"dif", Dif},
     {"lotus", Lotus},
+    {"deltas", Deltas},
+    {"deltas2", DoubleDeltas},
+    {"doubles", TraceOfDoubles},
+    {"scans", Scans},
 };
 
 std::unique_ptr<Sink> MakeSink(char**& arguments) {
@@ -468,6 +685,10 @@ std::unique_ptr<Sink> MakeSink(char**& arguments) {
   if (option == "--store") {
     arguments += 2;
     return std::make_unique<StoringSink>(std::atoi(arguments[-1]));
+  }
+  if (option == "--write") {
+    arguments += 2;
+    return std::make_unique<WritingSink>(arguments[-1]);
   }
   return std::make_unique<SummingSink<LaneSums>>(LaneSums());
 }

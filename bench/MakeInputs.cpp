@@ -15,7 +15,10 @@
 #include "bench/CompoundFileAround.h"
 #include "nvimport/platform/OutputFile.h"
 #include "tests/support/BiffFixture.h"
+#include "tests/support/ChemStationFixture.h"
+#include "tests/support/OpusFixture.h"
 #ifdef NVIMPORT_HAS_PACKAGES
+#include "tests/support/MatFixture.h"
 #include "tests/support/PackageFixture.h"
 #endif
 
@@ -530,22 +533,145 @@ void MakeBrimrose(const std::string& folder, int spectra) {
   }
 }
 
+// A series, with what is said of each spectrum behind it.
+void MakeOpus(const std::string& folder, int spectra) {
+  using Opus = OpusFixture;
+  constexpr std::int32_t kPoints = 2'000;
+  constexpr std::int32_t kSize = kPoints * sizeof(float);
+  constexpr std::int32_t kSaid = 152;
+  Random random;
+  std::string data = Opus::Values(std::vector<std::int32_t>{0, spectra, 24, kSize, kSaid, 0});
+  std::vector<float> values(kPoints);
+  for (int i = 0; i < spectra; ++i) {
+    for (float& value : values) value = static_cast<float>(random.Below(1'000'000)) / 1e6F;
+    data += Opus::Values(values) + std::string(kSaid, '\0');
+  }
+  const std::string more = Opus::Number("CSF", 1) + Opus::Number("MXY", 1) + Opus::Number("MNY", 0);
+  OutputFile out((folder + "/series.0").c_str());
+  out.Write(Opus{}
+                .AddData(Opus::kAbsorbance + Opus::kSeriesOf,
+                         Opus::Status(kPoints, 4'000, 2'001, more), std::move(data))
+                .File());
+}
+
+#ifdef NVIMPORT_HAS_PACKAGES
+// Absorbances of an instrument of 16 bits, which leave little to pack.
+template <bool kPacked>
+void MakeMatrix(const std::string& folder, int columns) {
+  constexpr int kRows = 2'000;
+  Random random;
+  std::vector<double> values(static_cast<std::size_t>(columns) * kRows);
+  for (std::size_t i = 0; i < values.size(); ++i)
+    values[i] = static_cast<double>(i / kRows % 700) / 65'536 + random.Below(256) / 65'536.0;
+  const MatFixture mat;
+  const std::string variable = mat.Doubles({kRows, columns}, values, "spectra");
+  OutputFile out((folder + (kPacked ? "/packed.mat" : "/plain.mat")).c_str());
+  out.Write(mat.Header());
+  out.Write(kPacked ? mat.Packed(variable) : variable);
+}
+#endif
+
+constexpr double kStep = 10;  // of chromatograms, in ms
+
+// What a detector sees: a baseline with noise, and a peak every 10,000 points.
+std::int32_t DetectorValue(Random& random, int point) {
+  const double place = (point % 10'000 - 5'000) / 300.0;
+  return static_cast<std::int32_t>(1e5 * std::exp(-place * place)) + random.Below(200);
+}
+
+void MakeDeltas(const std::string& folder, int points) {
+  constexpr int kSegment = 255;
+  ChemStationFixture file{.last_time = kStep * (points - 1), .step = 0, .scale = 1.0 / 2'048};
+  Random random;
+  std::int32_t before = 0;
+  for (int i = 0; i < points; ++i) {
+    if (i % kSegment == 0)
+      file.body.append({'\x10', static_cast<char>(std::min(kSegment, points - i))});
+    const std::int32_t value = DetectorValue(random, i);
+    file.largest = std::max(file.largest, value);
+    file.body +=
+        i == 0 ? file.Absolute(value) : file.Delta(static_cast<std::int16_t>(value - before));
+    before = value;
+  }
+  file.body.append(2, '\0');
+  OutputFile((folder + "/deltas.ch").c_str()).Write(file.Bytes());
+}
+
+void MakeDoubleDeltas(const std::string& folder, int points) {
+  ChemStationFixture file{
+      .version = 181, .last_time = kStep * (points - 1), .step = 0, .scale = 1.0 / 2'048};
+  Random random;
+  std::int32_t before = 0;
+  std::int32_t slope = 0;
+  for (int i = 0; i < points; ++i) {
+    const std::int32_t value = DetectorValue(random, i);
+    file.body += i == 0 ? file.DoubleAbsolute(value)
+                        : file.Delta(static_cast<std::int16_t>(value - before - slope));
+    slope = i == 0 ? 0 : value - before;
+    before = value;
+  }
+  file.body.append(2, '\0');
+  OutputFile((folder + "/double-deltas.ch").c_str()).Write(file.Bytes());
+}
+
+void MakeChromatogramOfDoubles(const std::string& folder, int points) {
+  ChemStationFixture file{
+      .version = 179, .last_time = kStep * (points - 1), .step = 0, .scale = 1.0 / 2'048};
+  Random random;
+  for (int i = 0; i < points; ++i) file.body += file.Little<double>(DetectorValue(random, i));
+  OutputFile((folder + "/doubles.ch").c_str()).Write(file.Bytes());
+}
+
+void MakeScans(const std::string& folder, int scans) {
+  constexpr int kPoints = 400;
+  ChemStationFixture file{.version = 131, .scale = 1.0 / 2'048};
+  Random random;
+  for (int scan = 0; scan < scans; ++scan) {
+    std::string values;
+    std::int32_t before = 0;
+    for (int i = 0; i < kPoints; ++i) {
+      const std::int32_t value = 1'000 + i * 20 + random.Below(200);
+      values += file.Little(static_cast<std::int16_t>(value - before));
+      before = value;
+    }
+    file.Add(100 * scan, file.Scan(100 * scan, values, kPoints));
+  }
+  OutputFile((folder + "/scans.uv").c_str()).Write(file.Bytes());
+}
+
 constexpr struct {
   std::string_view kind;
   void (*make)(const std::string& folder, int count);
   int most;  // of what the format can count
 } kGenerators[] = {
-    {"tab", MakeTall, 10'000'000},     {"wide", MakeWide, 100'000},
-    {"csv", MakeCsv, 10'000'000},      {"quoted", MakeQuotedCsv, 10'000'000},
+    {"tab", MakeTall, 10'000'000},
+    {"wide", MakeWide, 100'000},
+    {"csv", MakeCsv, 10'000'000},
+    {"quoted", MakeQuotedCsv, 10'000'000},
     {"xls", MakeWorkbook, 65'536},
 #ifdef NVIMPORT_HAS_PACKAGES
-    {"xlsx", MakeXmlWorkbook, 65'536}, {"xlsb", MakeBinaryWorkbook, 65'536},
+    {"xlsx", MakeXmlWorkbook, 65'536},
+    {"xlsb", MakeBinaryWorkbook, 65'536},
 #endif
-    {"affn", MakePlain, 10'000'000},   {"difdup", MakeDifferences, 10'000'000},
-    {"link", MakeLink, 100'000},       {"spcf", MakeSpcFloat, 100'000},
-    {"spc32", MakeSpc32, 100'000},     {"spc16", MakeSpc16, 100'000},
-    {"dif", MakeDif, 10'000'000},      {"wk1", MakeLotus, 8'192},
-    {"nsas", MakeNsas, 32'767},        {"brimrose", MakeBrimrose, 65'535},
+    {"affn", MakePlain, 10'000'000},
+    {"difdup", MakeDifferences, 10'000'000},
+    {"link", MakeLink, 100'000},
+    {"spcf", MakeSpcFloat, 100'000},
+    {"spc32", MakeSpc32, 100'000},
+    {"spc16", MakeSpc16, 100'000},
+    {"dif", MakeDif, 10'000'000},
+    {"wk1", MakeLotus, 8'192},
+    {"nsas", MakeNsas, 32'767},
+    {"brimrose", MakeBrimrose, 65'535},
+    {"opus", MakeOpus, 100'000},
+    {"ch", MakeDeltas, 100'000'000},
+    {"ch181", MakeDoubleDeltas, 100'000'000},
+    {"ch179", MakeChromatogramOfDoubles, 100'000'000},
+    {"uv", MakeScans, 1'000'000},
+#ifdef NVIMPORT_HAS_PACKAGES
+    {"mat", MakeMatrix<false>, 100'000},
+    {"matz", MakeMatrix<true>, 100'000},
+#endif
 };
 
 }  // namespace

@@ -4,7 +4,8 @@
 // read-cells FILE FORMAT COLUMN ROW LAST_COLUMN counts only the numbers from a column and row on.
 // read-cells --store FILE [FORMAT]: reads it into a sheet in memory instead.
 // read-cells --numbers FILE [FORMAT]: does so, then takes every cell as a number.
-// read-cells --complete FILE [FORMAT]: reads it by NvImport Complete.
+// read-cells --complete FILE [FORMAT]: reads it by NvImport Complete, as conversions do: without a
+// pass for the size where the reader can.
 
 #include <cstdio>
 #include <cstdlib>
@@ -45,6 +46,7 @@ bool Read(const char* path, int format, ReadSpreadSheetData& sink) {
   const auto file = formats->CreateReader(format);
   TakesAll dialogs;
   int status = file->Open(true, path, nullptr);
+  if (formats != &FormatRegistry::Own()) file->LeaveSizeOpen();
   if (status == 0 && file->GetNumRows() >= 0 && file->GetNumCols() >= 0) status = file->Read(&sink);
   if (status == 0) status = file->GetStatus();
   char text[256];
