@@ -128,6 +128,21 @@ py::list Names(DenseSheet& sheet, int row, const std::string& encoding) {
   return names;
 }
 
+// Whether the first rows are the same.
+bool BeginsLike(DenseSheet& sheet, DenseSheet& other) {
+  const int columns = sheet.GetNumberOfColumns();
+  if (columns != other.GetNumberOfColumns()) return false;
+  std::vector<MemoryCell> cells(static_cast<std::size_t>(columns));
+  std::vector<MemoryCell> others(cells.size());
+  sheet.GetCells(1, 1, cells);
+  other.GetCells(1, 1, others);
+  return std::ranges::equal(cells, others, [](const MemoryCell& a, const MemoryCell& b) {
+    return a.kind == b.kind && a.text == b.text &&
+           (a.kind != CellKind::kNumber ||
+            (a.number_kind == b.number_kind && a.exact() == b.exact() && a.whole == b.whole));
+  });
+}
+
 template <typename Number>
 py::array NumbersOf(DenseSheet& sheet, const Part& part, bool reads_texts, char mark) {
   py::array_t<Number> numbers({part.rows(), part.columns()});
@@ -264,6 +279,7 @@ PYBIND11_MODULE(_nvimport, module) {
                              })
       .def("objects", &Objects)
       .def("names", &Names)
+      .def("begins_like", &BeginsLike)
       .def("numbers", &Numbers)
       .def("view", &View)
       .def("doubles", &Doubles)

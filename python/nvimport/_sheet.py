@@ -230,19 +230,26 @@ class Sheet:
         1  Oven 3  2024-03-07   180.25      27.0   None
         2  Oven 1  2024-03-10   182.00      28.0   None
         """
-        import pandas as pd
+        return self._parts(numbers, header, index).frame()
 
+    def _parts(
+        self,
+        numbers: bool = False,
+        header: bool | None = None,
+        index: int | bool | None = None,
+        before: Parts | None = None,
+    ) -> Parts:
+        """What to_pandas() makes a data frame of. `before` are those of a sheet whose names may be the same."""
         has_header, width = self._layout(header, index)
         columns = self.shape[1]
         row = 2 if has_header else 1
         texts = self._data.texts(row, columns)
-        blocks = []
-        # Columns of one kind that lie together are one block.
+        parts = Parts([], width, self._data if has_header else None, [], [])
         values: npt.NDArray[Any]
         for begin, end, with_texts in _runs(texts):
             if not with_texts:
                 values = self._data.numbers(begin + 1, row, end, 0, False, self._decimal)
-                blocks.append(pd.DataFrame(values, columns=range(begin, end)))
+                parts.add(begin, values)
                 continue
             words = np.ones(end - begin, dtype=bool)
             if numbers:
@@ -254,17 +261,54 @@ class Sheet:
                     )
                 else:
                     values = parsed[:, first:last]
-                blocks.append(pd.DataFrame(values, columns=range(begin + first, begin + last)))
-        frame = pd.concat(blocks, axis=1) if len(blocks) > 1 else blocks[0]
+                parts.add(begin + first, values)
+        if before is not None and parts.named_by(before):
+            return parts._replace(names=before.names)
         names = self._data.names(1, self._encoding) if has_header else [None] * columns
-        if width > 0:
-            frame = frame.set_index(list(range(width)))
-            frame.index.names = names[:width]
-        frame.columns = pd.Index(
-            [
-                names[i] if names[i] is not None else f"column {i + 1}"
-                for i in range(width, columns)
-            ],
-            dtype=object,
+        named = [
+            name if name is not None or i < width else f"column {i + 1}"
+            for i, name in enumerate(names)
+        ]
+        return parts._replace(names=named)
+
+
+class Parts(NamedTuple):
+    """The columns of a sheet below the row of names; those of one kind that lie together are one array."""
+
+    names: list[str | None]  # of all columns
+    width: int  # how many in front name the rows
+    head: _nvimport.Cells | None  # whose first row has the names
+    begins: list[int]  # the first column of each array, from 0
+    arrays: list[npt.NDArray[Any]]
+
+    def add(self, begin: int, values: npt.NDArray[Any]) -> None:
+        self.begins.append(begin)
+        self.arrays.append(values)
+
+    def named_by(self, other: Parts) -> bool:
+        if self.width != other.width or self.head is None or other.head is None:
+            return False
+        return self.head.begins_like(other.head)
+
+    def fits(self, other: Parts) -> bool:
+        """Whether the rows of both make one table as they are."""
+        return (
+            self.width == other.width
+            and (self.names is other.names or self.names == other.names)
+            and self.begins == other.begins
+            and all(a.dtype == b.dtype for a, b in zip(self.arrays, other.arrays))
         )
+
+    def frame(self) -> pd.DataFrame:
+        import pandas as pd
+
+        blocks = [
+            pd.DataFrame(values, columns=range(begin, begin + values.shape[1]))
+            for begin, values in zip(self.begins, self.arrays)
+        ]
+        frame = pd.concat(blocks, axis=1) if len(blocks) > 1 else blocks[0]
+        if self.width > 0:
+            frame = frame.set_index(list(range(self.width)))
+            frame.index.names = self.names[: self.width]
+        frame.columns = pd.Index(self.names[self.width :], dtype=object)
         return frame

@@ -2,10 +2,13 @@
 
 from __future__ import annotations
 
-from typing import Any
+import os
+from typing import Any, NamedTuple
 
 import dask
 import dask.dataframe as dd
+import pandas as pd
+from dask.sizeof import sizeof
 
 from nvimport import batch
 from nvimport._errors import ArgumentError
@@ -15,7 +18,8 @@ def read_files(
     paths_or_glob: batch.Paths,
     *,
     format: str | int | None = None,
-    files_per_partition: int = 100,
+    files_per_partition: int | None = None,
+    bytes_per_partition: int = 16 << 20,
     on_error: str = "raise",
     path_column: str | None = None,
     numbers: bool = False,
@@ -26,7 +30,8 @@ def read_files(
     Compute both together, so that each file is read once: dask.compute(rows, report).
 
     paths_or_glob: paths that every worker can open, or a pattern.
-    files_per_partition: how many files a task reads; a partition of the result is theirs.
+    files_per_partition: how many files a task reads; a partition of the result is theirs. By default as
+        many as have bytes_per_partition together.
     on_error: "raise" the first failure, or "skip" the file; the report then has its path, code and text.
         A file whose columns differ from those of the first file is a failure too.
     path_column, numbers: as for nvimport.batch.read_frame.
@@ -43,17 +48,64 @@ def read_files(
     >>> len(frame), len(skipped)
     (5, 0)
     """
-    if files_per_partition < 1:
-        raise ArgumentError("A partition has one file at least.")
     paths = batch.expand(paths_or_glob)
     how = {"format": format, "path_column": path_column, "numbers": numbers, **choices}
     like = batch.first_frame(paths, on_error=on_error, **how)
-    read = dask.delayed(batch.read_group, nout=2)
-    groups = [
-        read(paths[at : at + files_per_partition], like=like, on_error=on_error, **how)
-        for at in range(0, len(paths), files_per_partition)
-    ]
-    # Both are data frames so that one computation of both keeps each reading task once.
-    rows = dd.from_delayed([group[0] for group in groups], meta=like)
-    report = dd.from_delayed([group[1] for group in groups], meta=batch.REPORT)
+    tasks = _tasks(paths, files_per_partition, bytes_per_partition)
+    read = dask.delayed(_read)
+    shared = dask.delayed(like)  # travels once
+    return _both([read(task, like=shared, on_error=on_error, **how) for task in tasks], like)
+
+
+class _Group(NamedTuple):
+    """What a task makes of its files."""
+
+    rows: pd.DataFrame
+    report: pd.DataFrame
+
+
+# Dask's own way looks at each column, which takes longer than reading a file of that many.
+@sizeof.register(_Group)
+def _size(group: _Group) -> int:
+    return int(group.rows.size) * 8
+
+
+def _read(paths: list[str], **how: Any) -> _Group:
+    return _Group(*batch.read_group(paths, **how))
+
+
+def _rows(group: _Group) -> pd.DataFrame:
+    return group.rows
+
+
+def _report(group: _Group) -> pd.DataFrame:
+    return group.report
+
+
+def _both(groups: list[Any], like: pd.DataFrame) -> tuple[dd.DataFrame, dd.DataFrame]:
+    """The lazy frames of groups: one computation of both keeps each task once."""
+    both = dd.from_delayed(groups, meta=like, verify_meta=False)
+    rows = both.map_partitions(_rows, meta=like, enforce_metadata=False)
+    report = both.map_partitions(_report, meta=batch.REPORT, enforce_metadata=False)
     return rows, report
+
+
+def _tasks(paths: list[str], files: int | None, most_bytes: int) -> list[list[str]]:
+    """The paths, each list for a task."""
+    if (files is not None and files < 1) or most_bytes < 1:
+        raise ArgumentError("A partition has one file at least.")
+    if files is not None:
+        return [paths[at : at + files] for at in range(0, len(paths), files)]
+    tasks: list[list[str]] = [[]]
+    size = 0
+    for path in paths:
+        try:
+            own = os.path.getsize(path)
+        except OSError:
+            own = 0
+        if tasks[-1] and size + own > most_bytes:
+            tasks.append([])
+            size = 0
+        tasks[-1].append(path)
+        size += own
+    return tasks
