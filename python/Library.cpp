@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
@@ -11,6 +13,7 @@
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/hosting/CellText.h"
+#include "nvimport/hosting/export/Combination.h"
 #include "nvimport/hosting/export/Export.h"
 #include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/hosting/import/Complete.h"
@@ -157,6 +160,14 @@ Refusal Outside(const Failure& failure) {
   return refusal;
 }
 
+Refusal Cancelled() {
+  Refusal refusal;
+  refusal.kind = Refusal::Kind::kCancelled;
+  refusal.code = kCancelled;
+  refusal.text = "The import was cancelled.";
+  return refusal;
+}
+
 bool HasXRow(const std::vector<unsigned char>& options) {
   auto stored = StoredImport::Parse(options)->options;
   const NvImportOpenOptions record{static_cast<int>(stored.size()), stored.data()};
@@ -183,10 +194,7 @@ Import ReadSheet(const Request& request, bool with_cells) {
   import.cells = std::make_shared<DenseSheet>(MatrixBytes(request.paths));
   const ImportResult result = with_cells ? ImportFile(asked, *import.cells) : MeasureFile(asked);
   if (signals.IsCancelled()) {
-    import.refusal.emplace();
-    import.refusal->kind = Refusal::Kind::kCancelled;
-    import.refusal->code = kCancelled;
-    import.refusal->text = "The import was cancelled.";
+    import.refusal = Cancelled();
     return import;
   }
   if (result.failure) {
@@ -210,6 +218,115 @@ Import ReadSheet(const Request& request, bool with_cells) {
   import.warnings = result.warnings;
   import.has_x_row = HasOption(import.format, "xrow") && HasXRow(result.options);
   return import;
+}
+
+std::string TableColumns::Bytes() const {
+  return std::string(1, has_sheets ? 's' : '-') + columns.Bytes();
+}
+
+std::optional<TableColumns> TableColumns::Parse(std::string_view bytes) {
+  if (bytes.empty()) return std::nullopt;
+  auto columns = CombinedColumns::Parse(bytes.substr(1));
+  if (!columns) return std::nullopt;
+  return TableColumns{std::move(*columns), bytes.front() == 's'};
+}
+
+std::optional<Refusal> SurveySheets(const Request& request, const ColumnRules& rules,
+                                    TableColumns& columns, std::string& sheets) {
+  const py::gil_scoped_release others_go_on;
+  ImportRequest asked;
+  if (auto refusal = PrepareFormats(request.kept_rules)) return refusal;
+  if (auto refusal = TakeRequest(request, asked)) return refusal;
+  if (const auto failure = CheckFiles(request.paths)) return Outside(*failure);
+  Signals signals;
+  asked.progress = [&](const ImportProgress&) { return signals.GoOn(); };
+  Survey survey = SurveyFile(asked, rules);
+  if (signals.IsCancelled()) return Cancelled();
+  if (survey.import.failure)
+    return WhyNot(*survey.import.failure, survey.import, request.paths.front());
+  for (SurveyedSheet& sheet : survey.sheets) {
+    columns.columns.Add(sheet.columns);
+    columns.has_sheets = columns.has_sheets || !sheet.name.empty();
+    sheet.columns = {};
+  }
+  columns.columns.Settle();
+  sheets = SurveyedSheet::Bytes(survey.sheets);
+  return std::nullopt;
+}
+
+namespace {
+
+// Gathers the rows of a table, as many as were counted.
+class GatheringSheet final : public StreamingSheet {
+ public:
+  GatheringSheet(DenseSheet& cells, int rows) : cells_(cells), rows_(rows) {}
+
+  void Begin(StreamedRows rows) override { cells_.SetDataSize(rows.columns, rows_); }
+  bool Finish() override { return true; }
+  std::size_t broken() const override { return 0; }
+  bool is_empty() const override { return false; }
+  int widened_at() const override { return 0; }
+
+  using ReadSpreadSheetData::Set;
+  void Set(int column, int row, const char* text) override { cells_.Set(column, row, text); }
+  void Set(int column, int row, float value) override { cells_.Set(column, row, value); }
+  bool TakesExact() override { return true; }
+  void SetExact(int column, int row, double value) override { cells_.SetExact(column, row, value); }
+  void SetExact(int column, int row, long long value) override {
+    cells_.SetExact(column, row, value);
+  }
+
+ private:
+  DenseSheet& cells_;
+  int rows_;
+};
+
+}  // namespace
+
+GatheredRows GatherRows(const std::vector<std::pair<Request, std::string>>& surveyed,
+                        const ColumnRules& rules, const TableColumns& columns) {
+  const py::gil_scoped_release others_go_on;
+  GatheredRows gathered;
+  std::vector<std::vector<SurveyedSheet>> sheets;
+  std::int64_t rows = 1;
+  for (const auto& [request, bytes] : surveyed) {
+    sheets.push_back(SurveyedSheet::Parse(bytes).value_or(std::vector<SurveyedSheet>()));
+    for (const SurveyedSheet& sheet : sheets.back()) rows += sheet.rows;
+  }
+  constexpr std::uint64_t kNoLimit = ~std::uint64_t{0};  // they were counted
+  gathered.cells = std::make_shared<DenseSheet>(kNoLimit);
+  GatheringSheet out(*gathered.cells, static_cast<int>(std::min<std::int64_t>(rows, INT_MAX)));
+  const CombinationRules combination{
+      .columns = rules, .has_sheets = columns.has_sheets, .may_be_copies = true};
+  CombinedTable table(columns.columns, combination, out);
+  std::optional<Refusal> refused = PrepareFormats();
+  if (!refused)
+    if (auto failure = table.Settle()) refused = Outside(*failure);
+  if (!refused)
+    if (auto failure = table.Begin(/*is_sparse=*/true)) refused = Outside(*failure);
+  Signals signals;
+  for (std::size_t i = 0; i < surveyed.size(); ++i) {
+    const Request& request = surveyed[i].first;
+    std::optional<Refusal> refusal = refused;
+    ImportRequest asked;
+    if (!refusal) refusal = PrepareFormats(request.kept_rules);
+    if (!refusal) refusal = TakeRequest(request, asked);
+    asked.progress = [&](const ImportProgress&) { return signals.GoOn(); };
+    const int before = table.rows();
+    for (const SurveyedSheet& sheet : sheets[i]) {
+      if (refusal) break;
+      if (auto added = table.Add(asked, ToUtf8(request.name), sheet); added.failure) {
+        ImportResult result;
+        result.format = sheet.format;
+        refusal = WhyNot(*added.failure, result, request.paths.front());
+      }
+      if (signals.IsCancelled()) refused = refusal = Cancelled();
+    }
+    gathered.refusals.push_back(std::move(refusal));
+    gathered.rows_of.push_back(table.rows() - before);
+  }
+  gathered.rows = table.rows();
+  return gathered;
 }
 
 Detected DetectSheet(const std::string& path, std::optional<bool> kept_rules) {

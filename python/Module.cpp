@@ -210,7 +210,7 @@ py::array Texts(DenseSheet& sheet, int first_row, int last_column) {
 }
 
 // The first column of spectra and the x values of those from there on, or None.
-py::object Axis(const DenseSheet& sheet, const std::string& decimal) {
+py::object AxisOf(const DenseSheet& sheet, const std::string& decimal) {
   const auto axis = sheet.FindAxis(DecimalMark(decimal));
   if (!axis) return py::none();
   return py::make_tuple(
@@ -257,6 +257,48 @@ void SetTexts(DenseSheet& sheet, int column, int row, const py::list& texts) {
   }
 }
 
+ColumnRules Rules(std::optional<bool> header, const std::string& encoding,
+                  const std::string& decimal) {
+  TextDecoder decoder(encoding);
+  if (!decoder.ok()) throw py::value_error("no encoding for texts: " + encoding);
+  return {.has_names = header,
+          .decoder = decoder,
+          .tells_kinds = true,
+          .decimal_mark = DecimalMark(decimal)};
+}
+
+py::tuple SurveyInto(TableColumns& table, const Request& request, std::optional<bool> header,
+                     const std::string& encoding, const std::string& decimal) {
+  std::string sheets;
+  auto refusal = SurveySheets(request, Rules(header, encoding, decimal), table, sheets);
+  return py::make_tuple(std::move(refusal), py::bytes(sheets));
+}
+
+void AddColumns(TableColumns& table, const TableColumns& others) {
+  table.columns.Add(others.columns);
+  table.columns.Settle();
+  table.has_sheets = table.has_sheets || others.has_sheets;
+}
+
+// What stands in each column: nothing, numbers, texts that read as such, texts.
+py::list Kinds(const TableColumns& table) {
+  py::list kinds;
+  for (int i = 0; i < (table.has_sheets ? 2 : 1); ++i)
+    kinds.append(static_cast<int>(ColumnKind::kTexts));
+  for (std::size_t i = 0; i < table.columns.size(); ++i)
+    kinds.append(static_cast<int>(table.columns.KindAt(i)));
+  return kinds;
+}
+
+GatheredRows Gather(const TableColumns& table,
+                    const std::vector<std::pair<Request, py::bytes>>& surveyed,
+                    std::optional<bool> header, const std::string& encoding,
+                    const std::string& decimal) {
+  std::vector<std::pair<Request, std::string>> files;
+  for (const auto& [request, sheets] : surveyed) files.emplace_back(request, sheets);
+  return GatherRows(files, Rules(header, encoding, decimal), table);
+}
+
 py::list Pairs(const std::vector<std::pair<std::string, std::string>>& pairs) {
   py::list list;
   for (const auto& [first, second] : pairs) list.append(py::make_tuple(first, second));
@@ -284,7 +326,7 @@ PYBIND11_MODULE(_nvimport, module) {
       .def("view", &View)
       .def("doubles", &Doubles)
       .def("texts", &Texts)
-      .def("axis", &Axis)
+      .def("axis", &AxisOf)
       .def("set_numbers", &SetNumbers)
       .def("set_texts", &SetTexts);
 
@@ -341,6 +383,31 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readwrite("merge", &Request::merge)
       .def_readwrite("kept_rules", &Request::kept_rules)
       .def_readwrite("password", &Request::password);
+  py::class_<TableColumns>(module, "Columns")
+      .def(py::init([](bool first_grid) {
+        using Grid = CombinedColumns::Grid;
+        return TableColumns{CombinedColumns(first_grid ? Grid::kFirst : Grid::kUnion)};
+      }))
+      .def("survey", &SurveyInto)
+      .def("add", &AddColumns)
+      .def("kinds", &Kinds)
+      .def("names",
+           [](const TableColumns& table) {
+             return table.columns.Names(table.has_sheets ? std::vector<std::string>{"file", "sheet"}
+                                                         : std::vector<std::string>{"file"});
+           })
+      .def("gather", &Gather)
+      .def(py::pickle([](const TableColumns& table) { return py::bytes(table.Bytes()); },
+                      [](const py::bytes& bytes) {
+                        auto table = TableColumns::Parse(std::string(bytes));
+                        if (!table) throw py::value_error("damaged");
+                        return *table;
+                      }));
+  py::class_<GatheredRows>(module, "GatheredRows")
+      .def_readonly("cells", &GatheredRows::cells)
+      .def_readonly("rows", &GatheredRows::rows)
+      .def_readonly("rows_of", &GatheredRows::rows_of)
+      .def_readonly("refusals", &GatheredRows::refusals);
   py::class_<Detected>(module, "Detected")
       .def_readonly("refusal", &Detected::refusal)
       .def_readonly("format", &Detected::format)

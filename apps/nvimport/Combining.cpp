@@ -119,7 +119,7 @@ class CombinedRun {
                                .is_sparse = plan_.is_sparse,
                                .note = [&](const std::string& note) { notes.push_back(note); },
                                .words = CommandWords()};
-    CombinedTable table(columns_, rules_, output, target_);
+    CombinedFile table(columns_, rules_, output, target_);
     auto failure = table.Settle();
     if (!failure)
       failure = table.Begin(
@@ -140,7 +140,7 @@ class CombinedRun {
   }
 
   // False when that ends the table.
-  bool AddRows(CombinedTable& table, const Place& place) {
+  bool AddRows(CombinedFile& table, const Place& place) {
     const RunPlan& plan = run_.plan();
     const Input input = plan.inputs[place.input];
     ImportRequest request = plan.import;
@@ -233,7 +233,7 @@ void CombineSheets(FileTurn& turn, const ConvertPlan& plan) {
   columns.Settle();
   std::vector<std::string> notes = NotesOn(columns);
   const ExportRequest output = OutputOf(turn, plan, path, notes);
-  CombinedTable table(columns, rules, output, target);
+  CombinedFile table(columns, rules, output, target);
   auto failure = table.Settle();
   if (!failure)
     failure =

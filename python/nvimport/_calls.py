@@ -113,7 +113,7 @@ def info(
     ('sheet', ['Runs (9 x 5)', 'Settings (3 x 2)'])
     """
     with _on_disk(path_or_paths, name) as (paths, shown):
-        request = _request(paths, shown, format, **choices)
+        request = make_request(paths, shown, format, **choices)
         found = _nvimport.read_sheet(request, False)
         _check(found.refusal, shown)
     made = _choices(found)
@@ -171,7 +171,7 @@ def read(
     if decimal not in (".", ","):
         raise ArgumentError('The decimal mark is "." or ",".')
     with _on_disk(path_or_paths, name) as (paths, shown):
-        request = _request(
+        request = make_request(
             paths,
             shown,
             format,
@@ -282,7 +282,7 @@ def _place(source: Any, name: str | None, stack: contextlib.ExitStack) -> tuple[
     return str(path), name
 
 
-def _request(
+def make_request(
     paths: list[bytes],
     name: str,
     format: str | int | None,
@@ -358,10 +358,10 @@ def _note(choice: _nvimport.Choice) -> str:
 
 def _check(refusal: _nvimport.Refusal | None, path: str) -> None:
     if refusal is not None:
-        _refuse(refusal, path)
+        refuse(refusal, path)
 
 
-def _refuse(refusal: _nvimport.Refusal, path: str) -> NoReturn:
+def refuse(refusal: _nvimport.Refusal, path: str) -> NoReturn:
     kind = _nvimport.Kind
     where: dict[str, Any] = {
         "code": refusal.code,

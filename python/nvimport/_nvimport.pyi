@@ -92,6 +92,30 @@ class Request:
     password: Optional[str]
     def __init__(self) -> None: ...
 
+class Columns:
+    """Those of any number of files, by name and x value; the first are of the file, and the sheet."""
+
+    def __init__(self, first_grid: bool) -> None: ...
+    def survey(
+        self, request: Request, header: Optional[bool], encoding: str, decimal: str
+    ) -> tuple[Optional[Refusal], bytes]: ...
+    def add(self, others: Columns) -> None: ...
+    def kinds(self) -> list[int]: ...
+    def names(self) -> list[str]: ...
+    def gather(
+        self,
+        surveyed: list[tuple[Request, bytes]],
+        header: Optional[bool],
+        encoding: str,
+        decimal: str,
+    ) -> GatheredRows: ...
+
+class GatheredRows:
+    cells: Cells
+    rows: int
+    rows_of: list[int]
+    refusals: list[Optional[Refusal]]
+
 class Detected:
     refusal: Optional[Refusal]
     format: str

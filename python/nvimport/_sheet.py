@@ -14,7 +14,7 @@ if TYPE_CHECKING:
     import pandas as pd
 
 
-def _runs(kinds: npt.NDArray[np.bool_]) -> list[tuple[int, int, bool]]:
+def runs(kinds: npt.NDArray[np.bool_]) -> list[tuple[int, int, bool]]:
     """Where each run of the same value begins and ends, and the value."""
     borders = [0, *(np.flatnonzero(np.diff(kinds)) + 1), len(kinds)]
     return [(int(a), int(b), bool(kinds[a])) for a, b in zip(borders[:-1], borders[1:])]
@@ -246,7 +246,7 @@ class Sheet:
         texts = self._data.texts(row, columns)
         parts = Parts([], width, self._data if has_header else None, [], [])
         values: npt.NDArray[Any]
-        for begin, end, with_texts in _runs(texts):
+        for begin, end, with_texts in runs(texts):
             if not with_texts:
                 values = self._data.numbers(begin + 1, row, end, 0, False, self._decimal)
                 parts.add(begin, values)
@@ -254,7 +254,7 @@ class Sheet:
             words = np.ones(end - begin, dtype=bool)
             if numbers:
                 parsed, words = self._data.doubles(begin + 1, row, end, self._decimal)
-            for first, last, with_words in _runs(words):
+            for first, last, with_words in runs(words):
                 if with_words:
                     values = self._data.objects(
                         begin + first + 1, row, begin + last, 0, self._encoding

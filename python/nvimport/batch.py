@@ -2,19 +2,24 @@
 
 from __future__ import annotations
 
+import copy
 import glob
 import os
 from collections.abc import Iterable
-from typing import Any, Union
+from typing import Any, NamedTuple, Union
 
 import numpy as np
+import numpy.typing as npt
 import pandas as pd
 
-from nvimport._calls import read
-from nvimport._errors import Cancelled, Error
-from nvimport._sheet import Parts
+from nvimport import _nvimport
+from nvimport._calls import make_request, read, refuse
+from nvimport._errors import ArgumentError, Cancelled, Error
+from nvimport._sheet import Parts, runs
 
 Paths = Union[str, "os.PathLike[str]", Iterable[Union[str, "os.PathLike[str]"]]]
+
+_NUMBER_TEXTS = 2  # the kind of a column of texts that read as numbers
 
 # The report of files that were left out.
 REPORT = pd.DataFrame(
@@ -179,8 +184,168 @@ def read_group(
             if on_error == "raise":
                 raise
             skipped.append((path, error.code, error.text))
-    report = pd.DataFrame(skipped, columns=REPORT.columns).astype(dict(REPORT.dtypes))
-    return rows.frame(not choices["index"]), report
+    return rows.frame(not choices["index"]), _report(skipped)
+
+
+class Survey(NamedTuple):
+    """What files have for columns; see survey_files()."""
+
+    paths: list[str]  # of those that can be read
+    sheets: list[bytes]  # what their rows are read by
+    columns: _nvimport.Columns  # of all
+    report: pd.DataFrame  # of those that can't
+    cells: tuple[bool | None, str, str]  # header, encoding, decimal
+    choices: dict[str, Any]
+
+
+def survey_files(
+    paths: Iterable[str],
+    *,
+    on_error: str = "raise",
+    grid: str = "union",
+    header: bool | None = None,
+    encoding: str | None = None,
+    decimal: str = ".",
+    **choices: Any,
+) -> Survey:
+    """Reads files for their columns: the first half of one table of files that differ.
+
+    Names match those of other files, x values of spectra the same x values. grid: "union", each x that
+    occurs, or "first", those of the first file that has some. header: whether the first row names the
+    columns; by default so where it holds words over cells. Further arguments are those of read().
+
+    Surveys of parts can be made anywhere and in any order; merge_columns() puts theirs together, and
+    combine_files() reads the rows under the columns of all.
+
+    >>> surveys = [survey_files(["oil-affn.dx"]), survey_files(["barley.spc", "wheat.txt"])]
+    >>> columns = merge_columns(surveys)
+    >>> rows, report = combine_files(surveys[1], columns)
+    >>> rows.shape, rows["file"].unique().tolist(), rows["1100"].count()
+    ((15, 115), ['barley.spc', 'wheat.txt'], 3)
+    """
+    check_on_error(on_error)
+    if grid not in ("union", "first"):
+        raise ArgumentError('grid is "union" or "first".')
+    cells = (header, encoding or "", decimal)
+    columns = _nvimport.Columns(grid == "first")
+    kept, sheets = [], []
+    skipped: list[tuple[str | None, int, str]] = []
+    for path in paths:
+        refusal, found = columns.survey(_surveyed(path, choices), *cells)
+        if refusal is None:
+            kept.append(path)
+            sheets.append(found)
+        else:
+            _leave_out(refusal, path, on_error, skipped)
+    return Survey(kept, sheets, columns, _report(skipped), cells, choices)
+
+
+def merge_columns(surveys: Iterable[Survey | _nvimport.Columns]) -> _nvimport.Columns:
+    """The columns of all, those of the first ones first."""
+    parts = (part.columns if isinstance(part, Survey) else part for part in surveys)
+    whole = copy.copy(next(parts))
+    for part in parts:
+        whole.add(part)
+    return whole
+
+
+def combine_files(
+    survey: Survey,
+    columns: _nvimport.Columns | None = None,
+    *,
+    on_error: str = "raise",
+    numbers: bool = False,
+    path_column: str | None = "file",
+) -> tuple[pd.DataFrame, pd.DataFrame]:
+    """The rows of files under the columns of all, and a report of those left out, now or in the survey.
+
+    Columns of numbers are float64, others object; of files with several sheets a column "sheet" names them.
+
+    columns: by default those of the survey.
+    numbers: a column whose every text reads as a number is float64.
+    path_column: the name of the column of paths; None for none.
+    """
+    check_on_error(on_error)
+    columns = survey.columns if columns is None else columns
+    requests = [_surveyed(path, survey.choices) for path in survey.paths]
+    found = columns.gather(list(zip(requests, survey.sheets)), *survey.cells)
+    skipped: list[tuple[str | None, int, str]] = []
+    is_whole = np.repeat([refusal is None for refusal in found.refusals], found.rows_of)
+    for path, refusal in zip(survey.paths, found.refusals):
+        if refusal is not None:
+            _leave_out(refusal, path, on_error, skipped)
+    frame = _combined_frame(columns, found, numbers, survey.cells[2])
+    if not is_whole.all():
+        frame = frame[is_whole].reset_index(drop=True)
+    report = pd.concat([survey.report, _report(skipped)], ignore_index=True)
+    if path_column is None:
+        return frame.drop(columns="file"), report
+    return frame.rename(columns={"file": path_column}), report
+
+
+def empty_frame(
+    columns: _nvimport.Columns, *, numbers: bool = False, path_column: str | None = "file"
+) -> pd.DataFrame:
+    """The columns and types that combine_files() gives its rows."""
+    dtypes = np.where(_holds_numbers(columns, numbers), "float64", "object")
+    names = columns.names()
+    frame = pd.DataFrame(
+        {i: pd.Series(dtype=dtype) for i, dtype in enumerate(dtypes)}, columns=range(len(names))
+    )
+    frame.columns = pd.Index(names, dtype=object)
+    if path_column is None:
+        return frame.drop(columns="file")
+    return frame.rename(columns={"file": path_column})
+
+
+def _holds_numbers(columns: _nvimport.Columns, numbers: bool) -> npt.NDArray[np.bool_]:
+    return np.array(columns.kinds()) <= (_NUMBER_TEXTS if numbers else _NUMBER_TEXTS - 1)
+
+
+def _combined_frame(
+    columns: _nvimport.Columns, found: _nvimport.GatheredRows, numbers: bool, decimal: str
+) -> pd.DataFrame:
+    last = found.rows + 1
+    blocks = []
+    values: npt.NDArray[Any]
+    for begin, end, with_numbers in runs(_holds_numbers(columns, numbers)):
+        where = (begin + 1, 2, end, last)
+        if found.rows == 0:
+            values = np.empty((0, end - begin), dtype=float if with_numbers else object)
+        elif with_numbers:
+            values = found.cells.numbers(*where, numbers, decimal).astype(float, copy=False)
+        else:
+            values = found.cells.objects(*where, "")
+        blocks.append(pd.DataFrame(values, columns=range(begin, end)))
+    frame = pd.concat(blocks, axis=1)
+    frame.columns = pd.Index(columns.names(), dtype=object)
+    return frame
+
+
+def _surveyed(path: str, choices: dict[str, Any]) -> _nvimport.Request:
+    format = choices.get("format")
+    others = {name: value for name, value in choices.items() if name != "format"}
+    return make_request([os.fsencode(path)], path, format, **others)
+
+
+def _leave_out(
+    refusal: _nvimport.Refusal,
+    path: str,
+    on_error: str,
+    skipped: list[tuple[str | None, int, str]],
+) -> None:
+    try:
+        refuse(refusal, path)
+    except Cancelled:
+        raise
+    except Error as error:
+        if on_error == "raise":
+            raise
+        skipped.append((path, error.code, error.text))
+
+
+def _report(skipped: list[tuple[str | None, int, str]]) -> pd.DataFrame:
+    return pd.DataFrame(skipped, columns=REPORT.columns).astype(dict(REPORT.dtypes))
 
 
 def first_frame(paths: Iterable[str], *, on_error: str = "raise", **choices: Any) -> pd.DataFrame:

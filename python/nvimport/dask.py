@@ -10,7 +10,7 @@ import dask.dataframe as dd
 import pandas as pd
 from dask.sizeof import sizeof
 
-from nvimport import batch
+from nvimport import _nvimport, batch
 from nvimport._errors import ArgumentError
 
 
@@ -57,6 +57,49 @@ def read_files(
     return _both([read(task, like=shared, on_error=on_error, **how) for task in tasks], like)
 
 
+def combine_files(
+    paths_or_glob: batch.Paths,
+    *,
+    files_per_partition: int | None = None,
+    bytes_per_partition: int = 16 << 20,
+    on_error: str = "raise",
+    numbers: bool = False,
+    path_column: str | None = "file",
+    **choices: Any,
+) -> tuple[dd.DataFrame, dd.DataFrame]:
+    """One lazy table of files whose columns differ, and a lazy report of those left out.
+
+    Columns are matched by name, those of spectra by x value, and one schema is agreed before any row is
+    read: all files are surveyed at once, where Dask computes, each part by itself, and the parts
+    are merged. Then a partition is the rows of a part under the columns of all.
+
+    choices: as for nvimport.batch.survey_files; everything else as for read_files and
+        nvimport.batch.combine_files.
+
+    >>> import dask, nvimport.dask
+    >>> with dask.config.set(scheduler="sync"):
+    ...     rows, report = nvimport.dask.combine_files(["oil-affn.dx", "barley.spc", "wheat.txt"])
+    ...     frame, skipped = dask.compute(rows, report)
+    >>> frame.groupby("file").size().to_dict(), len(skipped)
+    ({'barley.spc': 3, 'oil-affn.dx': 1, 'wheat.txt': 12}, 0)
+    """
+    batch.check_on_error(on_error)
+    tasks = _tasks(batch.expand(paths_or_glob), files_per_partition, bytes_per_partition)
+    survey = dask.delayed(batch.survey_files)
+    (surveys,) = dask.compute([survey(task, on_error=on_error, **choices) for task in tasks])
+    columns = batch.merge_columns(surveys)
+    how: dict[str, Any] = {"numbers": numbers, "path_column": path_column}
+    like = batch.empty_frame(columns, **how)
+    combine = dask.delayed(_combine)
+    shared = dask.delayed(columns)
+    none = _nvimport.Columns(False)  # those of a part don't travel again
+    groups = [
+        combine(dask.delayed(part._replace(columns=none)), shared, on_error=on_error, **how)
+        for part in surveys
+    ]
+    return _both(groups, like)
+
+
 class _Group(NamedTuple):
     """What a task makes of its files."""
 
@@ -65,13 +108,17 @@ class _Group(NamedTuple):
 
 
 # Dask's own way looks at each column, which takes longer than reading a file of that many.
-@sizeof.register(_Group)
+@sizeof.register(_Group)  # type: ignore[misc]
 def _size(group: _Group) -> int:
     return int(group.rows.size) * 8
 
 
 def _read(paths: list[str], **how: Any) -> _Group:
     return _Group(*batch.read_group(paths, **how))
+
+
+def _combine(survey: batch.Survey, columns: Any, **how: Any) -> _Group:
+    return _Group(*batch.combine_files(survey, columns, **how))
 
 
 def _rows(group: _Group) -> pd.DataFrame:

@@ -5,11 +5,14 @@ import pickle
 import signal
 import time
 
+import numpy as np
 import nvimport
+import pandas as pd
 import pytest
 from nvimport import batch
 
 dd = pytest.importorskip("dask.dataframe")
+import cloudpickle  # noqa: E402
 import dask  # noqa: E402
 import nvimport.dask  # noqa: E402
 
@@ -76,12 +79,12 @@ def test_lazy_and_picklable(folder, monkeypatch):
     assert isinstance(rows, dd.DataFrame) and rows.npartitions == 8
     for path in good:
         os.rename(path, path + ".away")
-    rows, report = pickle.loads(pickle.dumps((rows, report)))
+    rows, report = cloudpickle.loads(cloudpickle.dumps((rows, report)))
     for path in good:
         os.rename(path + ".away", path)
     read = []
-    read_frame = batch.read_frame
-    monkeypatch.setattr(batch, "read_frame", lambda p, **o: (read.append(p), read_frame(p, **o))[1])
+    one = batch.read
+    monkeypatch.setattr(batch, "read", lambda p, **o: (read.append(p), one(p, **o))[1])
     frame, skipped = dask.compute(rows, report, scheduler="sync")
     assert len(read) == len(set(read)) == 60, "once for both"
     frame["path"] = [os.path.abspath(path) for path in frame["path"]]
@@ -95,24 +98,75 @@ def test_lazy_and_picklable(folder, monkeypatch):
         nvimport.dask.read_files("batch/*.zork")
 
 
+def make_tables(folder, count):
+    """Tables with columns of their own beside a common one, some spectra, some damaged."""
+    (folder / "tables").mkdir()
+    spectrum = (folder / "oil-dif.dx").read_text()
+    bad = []
+    for number in range(count):
+        path = folder / "tables" / f"{number:05}.csv"
+        if number % 1000 == 7:
+            path.with_suffix(".dx").write_bytes(b"\0" * 300)
+            bad.append(str(path.with_suffix(".dx")))
+        elif number % 1000 == 8:
+            path.with_suffix(".dx").write_text(spectrum)
+        else:
+            path.write_text(f"n,c{number % 5}\n{number},{number / 4}\n{number},words {number}\n")
+    return bad
+
+
+def check_tables(rows, report, bad, count):
+    assert sorted(report["path"]) == bad
+    counts = rows.groupby("file").size()
+    assert len(counts) == count - len(bad)
+    assert (counts == np.where(counts.index.str.endswith(".dx"), 1, 2)).all(), "each row once"
+    tables = rows[rows["n"].notna()].reset_index(drop=True)
+    numbers = tables["file"].str[-9:-4].astype(int)
+    assert (tables["n"] == numbers).all()
+    for k in range(5):
+        own = tables.loc[numbers % 5 == k, f"c{k}"]
+        words = [f"words {n}" for n in numbers[own.index[1::2]]]
+        assert own.iloc[1::2].tolist() == words and tables[f"c{k}"].count() == len(own)
+    assert rows["1100"].dtype == float and rows["1100"].count() == count // 1000
+
+
+def test_tables_of_files_that_differ(folder):
+    bad = make_tables(folder, 2000)
+    paths = sorted(str(path) for path in (folder / "tables").iterdir())
+    halves = [batch.survey_files(paths[at::2], on_error="skip") for at in range(2)]
+    columns = pickle.loads(pickle.dumps(batch.merge_columns(halves)))
+    os.utime(paths[1])  # as in a copy
+    parts = [batch.combine_files(pickle.loads(pickle.dumps(h)), columns, numbers=True) for h in halves]
+    rows, report = (pd.concat(part, ignore_index=True) for part in zip(*parts))
+    check_tables(rows, report, bad, 2000)
+    assert (batch.empty_frame(columns, numbers=True).dtypes == rows.dtypes).all()
+    # A file that is another one by now is left out whole, or ends it.
+    survey = batch.survey_files(paths[:3])
+    (folder / "tables" / "00001.csv").write_text("another\n1\n2\n")
+    rows, report = batch.combine_files(survey, on_error="skip", numbers=True)
+    assert rows["file"].unique().tolist() == paths[0:3:2] and report["path"].tolist() == paths[1:2]
+    with pytest.raises(nvimport.Error):
+        batch.combine_files(survey)
+    for damaged in (b"", b"s", b"-" + b"\xff" * 64):
+        with pytest.raises(ValueError):
+            columns.__class__.__new__(columns.__class__).__setstate__(damaged)
+
+
 def groups_read(dask_scheduler):
-    tasks = [t for t in dask_scheduler.tasks.values() if "read_group" in str(t.key)]
+    tasks = [t for t in dask_scheduler.tasks.values() if "_combine" in str(t.key)]
     return sum(task.state in ("memory", "released") for task in tasks)
 
 
 def test_a_cluster_loses_a_worker_and_no_file(folder):
     distributed = pytest.importorskip("distributed")
-    good, bad = make_files(folder, 2000)
+    count = 20_000
+    bad = make_tables(folder, count)
     with distributed.LocalCluster(
-        n_workers=3, threads_per_worker=1, dashboard_address=None, local_directory=str(folder)
+        n_workers=2, threads_per_worker=1, dashboard_address=None, local_directory=str(folder)
     ) as cluster, distributed.Client(cluster) as client:
         worker = next(iter(client.run(os.getpid).values()))
-        rows, report = nvimport.dask.read_files(
-            str(folder / "batch" / "*.dx"),
-            format="JCAMP",
-            files_per_partition=10,
-            on_error="skip",
-            path_column="path",
+        rows, report = nvimport.dask.combine_files(
+            str(folder / "tables" / "*"), files_per_partition=200, on_error="skip", numbers=True
         )
         both = client.compute((rows, report))
         deadline = time.monotonic() + 300
@@ -121,4 +175,4 @@ def test_a_cluster_loses_a_worker_and_no_file(folder):
             time.sleep(0.01)
         assert not any(future.done() for future in both), "too late to disturb"
         os.kill(worker, signal.SIGKILL)
-        check(*client.gather(both), good, bad)
+        check_tables(*client.gather(both), bad, count)

@@ -38,7 +38,13 @@ TEST(Combination, PartsMergeAsTheWholeDoes) {
       whole.Add(*travelled);
       parts[i / 2].Add(sheets[i]);
     }
-    parts[0].Add(parts[1]);
+    parts[1].Settle();
+    const std::string bytes = parts[1].Bytes();
+    for (std::size_t size = 0; size < bytes.size(); ++size)
+      ASSERT_FALSE(CombinedColumns::Parse(bytes.substr(0, size))) << size;
+    const auto travelled = CombinedColumns::Parse(bytes);
+    ASSERT_TRUE(travelled);
+    parts[0].Add(*travelled);
     const bool is_union = grid == CombinedColumns::Grid::kUnion;
     const std::string expected =
         std::string("file|a|column 2|a_2|file_2|a_2_2|b|") +
@@ -74,7 +80,7 @@ TEST(Combination, AFileThatChangesIsLeftOut) {
   const ExportRequest output{.path = folder.path() + "/o.csv", .format = *FindOutputFormat("csv")};
   const CombinationRules rules;
   OutputTarget target(output.path, false);
-  CombinedTable table(columns, rules, output, target);
+  CombinedFile table(columns, rules, output, target);
   ASSERT_FALSE(target.Check() || table.Settle() || table.Begin(""));
   EXPECT_FALSE(table.Add(requests[0], "a", sheets[0]).failure);
   auto added = table.Add(requests[1], "b", sheets[1]);

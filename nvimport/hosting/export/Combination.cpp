@@ -14,6 +14,7 @@
 #include "nvimport/hosting/import/EachSheet.h"
 #include "nvimport/hosting/import/Sheets.h"
 #include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/NumberText.h"
 
 namespace nvimport {
 
@@ -57,46 +58,55 @@ class SurveySheet final : public ReadOnlySheet {
   using ReadSpreadSheetData::Set;
   void Set(int column, int row, const char* text) override {
     if (text == nullptr) return;
-    if (Visits(column, row, *text != '\0')) head_.Set(column, 1, text);
+    if (Visits(column, row, KindOf(text))) head_.Set(column, 1, text);
   }
   void Set(int column, int row, const char* text, std::size_t) override { Set(column, row, text); }
   void Set(int column, int row, float value) override {
-    if (Visits(column, row, true)) head_.Set(column, 1, value);
+    if (Visits(column, row, ColumnKind::kNumbers)) head_.Set(column, 1, value);
   }
   bool TakesExact() override { return true; }
   void SetExact(int column, int row, double value) override {
-    if (Visits(column, row, true)) head_.SetExact(column, 1, value);
+    if (Visits(column, row, ColumnKind::kNumbers)) head_.SetExact(column, 1, value);
   }
   void SetExact(int column, int row, long long value) override {
-    if (Visits(column, row, true)) head_.SetExact(column, 1, value);
+    if (Visits(column, row, ColumnKind::kNumbers)) head_.SetExact(column, 1, value);
   }
 
   bool is_in_order() const { return is_in_order_; }
+  // How many rows there are at most under the names.
+  int rows() const { return std::max(row_ - name_row_ + 1, 0); }
   SheetColumns Columns() const {
     SheetColumns columns =
-        FindColumns(head_, 1, static_cast<int>(is_used_.size()), is_used_, description_, rules_);
+        FindColumns(head_, 1, static_cast<int>(below_.size()), below_, description_, rules_);
     if (columns.name_row > 0) columns.name_row = name_row_;
     return columns;
   }
 
  private:
+  ColumnKind KindOf(const char* text) const {
+    if (*text == '\0') return ColumnKind::kEmpty;
+    return rules_.tells_kinds && ParseNumber(text, rules_.decimal_mark) ? ColumnKind::kNumberTexts
+                                                                        : ColumnKind::kTexts;
+  }
+
   // Whether the cell is one of the names.
-  bool Visits(int column, int row, bool holds) {
+  bool Visits(int column, int row, ColumnKind kind) {
     if (column < 1 || row < name_row_) return false;
     if (row != row_) [[unlikely]] {
       is_in_order_ = is_in_order_ && (row > row_ || row_ < name_row_ + kHeldRows);
       row_ = std::max(row, row_);
     }
     const auto at = static_cast<std::size_t>(column - 1);
-    if (at >= is_used_.size()) is_used_.resize(at + 1);
-    if (holds) is_used_[at] = true;
-    return row == name_row_;
+    if (at >= below_.size()) below_.resize(at + 1);
+    if (row == name_row_) return true;
+    below_[at] = std::max(below_[at], kind);
+    return false;
   }
 
   const ColumnRules& rules_;
   Description description_;
   MemorySheet head_;
-  std::vector<bool> is_used_;
+  std::vector<ColumnKind> below_;
   int name_row_ = 1;
   int row_ = 0;
   bool is_in_order_ = true;
@@ -115,6 +125,7 @@ SurveyedSheet SurveyOne(ImportRequest request, const ColumnRules& rules, ImportR
   surveyed.format = import.format;
   surveyed.options = import.options;
   surveyed.is_in_order = sheet.is_in_order();
+  surveyed.rows = sheet.rows();
   surveyed.columns = sheet.Columns();
   const auto taken = SheetsTaken(import, SheetsWanted::kChosenWorksheets);
   if (taken.size() == 1) surveyed.name = taken.front();
@@ -129,6 +140,8 @@ void PutText(std::string& bytes, std::string_view text) {
   PutNumber(bytes, static_cast<std::int64_t>(text.size()));
   bytes += text;
 }
+
+Failure NotMade(const std::string& why) { return Failure::OfSystem(kNotWritten, "", why); }
 
 std::int64_t TakeNumber(ByteReader& reader) { return std::bit_cast<std::int64_t>(reader.F64()); }
 
@@ -147,6 +160,7 @@ std::string SurveyedSheet::Bytes(const std::vector<SurveyedSheet>& sheets) {
     PutText(bytes, {reinterpret_cast<const char*>(sheet.stamps.data()),
                     sheet.stamps.size() * sizeof(Stamp)});
     PutNumber(bytes, sheet.is_in_order ? 1 : 0);
+    PutNumber(bytes, sheet.rows);
     PutText(bytes, sheet.columns.Bytes());
   }
   return bytes;
@@ -165,6 +179,7 @@ std::optional<std::vector<SurveyedSheet>> SurveyedSheet::Parse(std::string_view 
     sheet.stamps.resize(stamps.size() / sizeof(Stamp));
     if (!stamps.empty()) stamps.copy(reinterpret_cast<char*>(sheet.stamps.data()), stamps.size());
     sheet.is_in_order = TakeNumber(reader) != 0;
+    sheet.rows = static_cast<int>(TakeNumber(reader));
     auto columns = SheetColumns::Parse(TakeText(reader));
     if (!reader.ok() || !columns || stamps.size() % sizeof(Stamp) != 0) return std::nullopt;
     sheet.columns = std::move(*columns);
@@ -349,7 +364,7 @@ class CombinedTable::Rows final : public ReadOnlySheet {
   }
 
   void WriteRow() {
-    StreamingSheet& out = *table_.sheet_;
+    StreamingSheet& out = table_.sheet_;
     if (table_.rows_ >= INT_MAX - 1) throw std::exception();
     const int row = ++table_.rows_ + 1;
     has_written_ = true;
@@ -405,23 +420,14 @@ class CombinedTable::Rows final : public ReadOnlySheet {
 };
 
 CombinedTable::CombinedTable(const CombinedColumns& columns, const CombinationRules& rules,
-                             const ExportRequest& output, OutputTarget& target)
-    : columns_(columns),
-      rules_(rules),
-      output_(output),
-      target_(target),
-      conversion_(output.conversion),
-      sheet_(NewStreamingSheet(*output.format.own, conversion_, stream_)) {
-  conversion_.decoder = TextDecoder();
-}
-
-CombinedTable::~CombinedTable() { stream_.Abandon(); }
+                             StreamingSheet& sheet)
+    : columns_(columns), rules_(rules), sheet_(sheet) {}
 
 std::optional<Failure> CombinedTable::Settle() {
   std::vector<std::string> sources = {kFile};
   if (rules_.has_sheets) sources.emplace_back(kSheet);
   names_ = columns_.Names(sources);
-  if (names_.size() >= INT_MAX) return target_.Because("a table has no room for so many columns");
+  if (names_.size() >= INT_MAX) return NotMade("a table has no room for so many columns");
   const int all = static_cast<int>(names_.size());
   const std::size_t first_x = names_.size() - columns_.x_count();
   std::vector<double> x;
@@ -434,7 +440,7 @@ std::optional<Failure> CombinedTable::Settle() {
   wanted.FitTo(all);
   column_count_ = wanted.CountOf(all);
   if (column_count_ == 0) {
-    Failure failure = target_.Because("no column of the table is among those asked for");
+    Failure failure = NotMade("no column of the table is among those asked for");
     failure.advice = "it has " + std::to_string(all) + " columns";
     return failure;
   }
@@ -477,11 +483,8 @@ int CombinedTable::PlaceOf(std::size_t position) const {
   return places_[position + (rules_.has_sheets ? 2 : 1)];
 }
 
-std::optional<Failure> CombinedTable::Begin(std::string_view head, SheetMetadata metadata) {
-  if (auto failure = target_.Begin(stream_)) return failure;
-  stream_.Write(HeadOf(*output_.format.own, head));
-  sheet_->Begin(
-      {.columns = column_count_, .is_sparse = output_.is_sparse, .metadata = std::move(metadata)});
+std::optional<Failure> CombinedTable::Begin(bool is_sparse, SheetMetadata metadata) {
+  sheet_.Begin({.columns = column_count_, .is_sparse = is_sparse, .metadata = std::move(metadata)});
   std::vector<std::size_t> order(static_cast<std::size_t>(column_count_), CombinedColumns::kNone);
   for (std::size_t i = 0; i < places_.size(); ++i)
     if (places_[i] > 0) order[static_cast<std::size_t>(places_[i]) - 1] = i;
@@ -493,12 +496,12 @@ std::optional<Failure> CombinedTable::Begin(std::string_view head, SheetMetadata
       const auto x =
           rules_.has_exact_names && at >= sources ? columns_.XAt(at - sources) : std::nullopt;
       if (x)
-        sheet_->SetExact(column, 1, *x);
+        sheet_.SetExact(column, 1, *x);
       else
-        sheet_->Set(column, 1, names_[at].c_str(), names_[at].size());
+        sheet_.Set(column, 1, names_[at].c_str(), names_[at].size());
     }
   });
-  if (!thrown.empty()) return WhyGivenUp();
+  if (!thrown.empty()) return NotMade(thrown);
   return std::nullopt;
 }
 
@@ -509,7 +512,14 @@ CombinedTable::Added CombinedTable::Add(ImportRequest request, const std::string
                          "try again when nothing writes to it", NameOf(request)},
                  is_fatal};
   };
-  if (StampsOf(request.files) != sheet.stamps) return changed(false);
+  const auto is_same = [&] {
+    constexpr std::size_t kSize = 2;
+    return std::ranges::equal(
+        StampsOf(request.files), sheet.stamps, [&](const auto& own, const auto& surveyed) {
+          return rules_.may_be_copies ? own[kSize] == surveyed[kSize] : own == surveyed;
+        });
+  };
+  if (!is_same()) return changed(false);
   request.format = sheet.format;
   request.options = sheet.options;
   request.dialogs = nullptr;
@@ -519,15 +529,45 @@ CombinedTable::Added CombinedTable::Add(ImportRequest request, const std::string
   request.begins = [&](const ImportResult& begun) { rows.Begin(begun); };
   const ImportResult result = ImportFile(request, rows);
   const std::string thrown = result.failure ? std::string() : Thrown([&] { rows.Finish(); });
-  if (sheet_->gave_up() || stream_.failed()) return {WhyGivenUp(), true};
-  if (rows.has_changed() || StampsOf(request.files) != sheet.stamps)
-    return changed(rows.has_written());
+  if (rows.has_changed() || !is_same()) return changed(rows.has_written());
   if (result.failure) return {result.failure, rows.has_written()};
-  if (!thrown.empty()) return {target_.Because(thrown), true};
+  if (!thrown.empty()) return {NotMade(thrown), true};
   return {};
 }
 
-std::optional<Failure> CombinedTable::Finish() {
+CombinedFile::CombinedFile(const CombinedColumns& columns, const CombinationRules& rules,
+                           const ExportRequest& output, OutputTarget& target)
+    : output_(output),
+      target_(target),
+      conversion_(output.conversion),
+      sheet_(NewStreamingSheet(*output.format.own, conversion_, stream_)),
+      table_(columns, rules, *sheet_) {
+  conversion_.decoder = TextDecoder();
+}
+
+CombinedFile::~CombinedFile() { stream_.Abandon(); }
+
+std::optional<Failure> CombinedFile::Settle() {
+  auto failure = table_.Settle();
+  if (failure && failure->text == kNotWritten) failure->where = target_.shown();
+  return failure;
+}
+
+std::optional<Failure> CombinedFile::Begin(std::string_view head, SheetMetadata metadata) {
+  if (auto failure = target_.Begin(stream_)) return failure;
+  stream_.Write(HeadOf(*output_.format.own, head));
+  if (table_.Begin(output_.is_sparse, std::move(metadata))) return WhyGivenUp();
+  return std::nullopt;
+}
+
+CombinedTable::Added CombinedFile::Add(ImportRequest request, const std::string& source,
+                                       const SurveyedSheet& sheet) {
+  auto added = table_.Add(std::move(request), source, sheet);
+  if (sheet_->gave_up() || stream_.failed()) return {WhyGivenUp(), true};
+  return added;
+}
+
+std::optional<Failure> CombinedFile::Finish() {
   bool is_finished = false;
   const std::string thrown = Thrown([&] { is_finished = sheet_->Finish(); });
   if (!thrown.empty() || !is_finished) return WhyGivenUp();
@@ -536,15 +576,15 @@ std::optional<Failure> CombinedTable::Finish() {
   return target_.Commit();
 }
 
-Failure CombinedTable::WhyGivenUp() {
+Failure CombinedFile::WhyGivenUp() {
   if (stream_.failed()) {
     stream_.Close();
     if (auto failure = target_.Commit()) return *failure;
   }
   stream_.Abandon();
-  const std::uint64_t cells =
-      static_cast<std::uint64_t>(rows_ + 1) * static_cast<std::uint64_t>(column_count_);
-  if (!IsSparse(cells_, cells * BytesPerCell(*output_.format.own)))
+  const std::uint64_t cells = static_cast<std::uint64_t>(table_.rows() + 1) *
+                              static_cast<std::uint64_t>(table_.column_count());
+  if (!IsSparse(table_.cells(), cells * BytesPerCell(*output_.format.own)))
     return target_.Because("that format has no room for it, or can't take it row by row",
                            output_.words.other_output);
   return target_.Because("its few cells stand among more than 100 MB of delimiters",

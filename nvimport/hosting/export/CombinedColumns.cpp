@@ -31,6 +31,12 @@ bool ReadsAsNumber(const MemoryCell& cell) {
   return cell.kind == CellKind::kNumber || ParseNumber(cell.text) || ParseNumber(cell.text, ',');
 }
 
+ColumnKind KindOf(const MemoryCell& cell, char decimal_mark) {
+  if (cell.kind == CellKind::kNumber) return ColumnKind::kNumbers;
+  if (cell.kind == CellKind::kMissing || cell.text.empty()) return ColumnKind::kEmpty;
+  return ParseNumber(cell.text, decimal_mark) ? ColumnKind::kNumberTexts : ColumnKind::kTexts;
+}
+
 std::string NameIn(const MemoryCell& cell, const TextDecoder& decoder) {
   FloatText number;
   std::string decoded;
@@ -99,6 +105,7 @@ class SheetReader {
   bool is_whole() const { return bytes_.ok() && bytes_.remaining() == 0; }
   std::uint64_t Number() { return std::bit_cast<std::uint64_t>(bytes_.F64()); }
   int Small() { return static_cast<int>(Number()); }
+  ColumnKind Kind() { return static_cast<ColumnKind>(std::min(Number(), kMostKind)); }
   std::string Text() { return std::string(bytes_.Text(Number())); }
   // How many there are, at `size` bytes at least each.
   std::size_t Count(std::size_t size) {
@@ -109,6 +116,8 @@ class SheetReader {
   }
 
  private:
+  static constexpr auto kMostKind = static_cast<std::uint64_t>(ColumnKind::kTexts);
+
   ByteReader bytes_;
 };
 
@@ -116,7 +125,8 @@ class SheetReader {
 
 std::string SheetColumns::Bytes() const {
   std::string bytes;
-  for (const int number : {first_x_column, name_row, int{has_spectra}, int{is_told_by_row}})
+  for (const int number :
+       {first_x_column, name_row, int{has_spectra}, int{is_told_by_row}, static_cast<int>(x_kind)})
     Put(bytes, static_cast<std::uint64_t>(number));
   for (const AxisName* name : {&x_name, &y_name}) {
     Put(bytes, name->label);
@@ -127,6 +137,7 @@ std::string SheetColumns::Bytes() const {
   Put(bytes, named.size());
   for (const Named& one : named) {
     Put(bytes, static_cast<std::uint64_t>(one.column));
+    Put(bytes, static_cast<std::uint64_t>(one.kind));
     Put(bytes, one.name);
   }
   return bytes;
@@ -139,15 +150,17 @@ std::optional<SheetColumns> SheetColumns::Parse(std::string_view bytes) {
   sheet.name_row = reader.Small();
   sheet.has_spectra = reader.Small() != 0;
   sheet.is_told_by_row = reader.Small() != 0;
+  sheet.x_kind = reader.Kind();
   for (AxisName* name : {&sheet.x_name, &sheet.y_name}) {
     name->label = reader.Text();
     name->unit = reader.Text();
   }
   sheet.x.resize(reader.Count(sizeof(double)));
   for (double& value : sheet.x) value = std::bit_cast<double>(reader.Number());
-  sheet.named.resize(reader.Count(2 * sizeof(std::uint64_t)));
+  sheet.named.resize(reader.Count(3 * sizeof(std::uint64_t)));
   for (Named& one : sheet.named) {
     one.column = reader.Small();
+    one.kind = reader.Kind();
     one.name = reader.Text();
   }
   if (!reader.is_whole()) return std::nullopt;
@@ -155,7 +168,7 @@ std::optional<SheetColumns> SheetColumns::Parse(std::string_view bytes) {
 }
 
 SheetColumns FindColumns(const MemorySheet& head, int row, int columns,
-                         const std::vector<bool>& is_used, const Description& description,
+                         const std::vector<ColumnKind>& below, const Description& description,
                          const ColumnRules& rules) {
   SheetColumns sheet;
   std::vector<MemoryCell> cells(static_cast<std::size_t>(columns));
@@ -175,12 +188,17 @@ SheetColumns FindColumns(const MemorySheet& head, int row, int columns,
   sheet.name_row = has_names ? row : 0;
   const int last_x_column = sheet.first_x_column + static_cast<int>(sheet.x.size()) - 1;
   for (int column = 1; column <= columns; ++column) {
-    if (column >= sheet.first_x_column && column <= last_x_column) continue;
     const auto at = static_cast<std::size_t>(column - 1);
+    ColumnKind kind = at < below.size() ? below[at] : ColumnKind::kEmpty;
+    if (!has_names) kind = std::max(kind, KindOf(cells[at], rules.decimal_mark));
+    if (column >= sheet.first_x_column && column <= last_x_column) {
+      sheet.x_kind = std::max(sheet.x_kind, kind);
+      continue;
+    }
     std::string name = has_names ? NameIn(cells[at], rules.decoder) : std::string();
     const bool may_be_unused = !sheet.has_spectra || column > last_x_column;
-    if (name.empty() && may_be_unused && (at >= is_used.size() || !is_used[at])) continue;
-    sheet.named.push_back({column, std::move(name)});
+    if (name.empty() && may_be_unused && kind == ColumnKind::kEmpty) continue;
+    sheet.named.push_back({column, std::move(name), kind});
   }
   if (sheet.has_spectra) NameSpectra(sheet);
   return sheet;
@@ -213,8 +231,10 @@ std::vector<CombinedColumns::Point> CombinedColumns::PointsOf(const std::vector<
 
 void CombinedColumns::Add(const SheetColumns& sheet) {
   NameCounts counts;
-  for (const SheetColumns::Named& one : sheet.named) AddName(one.name, counts.WhichIs(one));
+  for (const SheetColumns::Named& one : sheet.named)
+    AddName(one.name, counts.WhichIs(one), one.kind);
   if (sheet.x.empty()) return;
+  x_kind_ = std::max(x_kind_, sheet.x_kind);
   AddAxes(sheet.x_name, sheet.y_name);
   const bool is_first = sheets_with_x_++ == 0;
   if (is_first) falls_ = sheet.x.back() < sheet.x.front();
@@ -233,7 +253,9 @@ void CombinedColumns::Add(const SheetColumns& sheet) {
 }
 
 void CombinedColumns::Add(const CombinedColumns& others) {
-  for (const auto& [name, which] : others.names_) AddName(name, which);
+  for (std::size_t i = 0; i < others.names_.size(); ++i)
+    AddName(others.names_[i].first, others.names_[i].second, others.kinds_[i]);
+  x_kind_ = std::max(x_kind_, others.x_kind_);
   if (others.sheets_with_x_ == 0) return;
   AddAxes(others.x_name_, others.y_name_);
   for (const std::string& unit : others.x_units_) AddUnit(unit);
@@ -253,9 +275,76 @@ void CombinedColumns::Add(const CombinedColumns& others) {
 
 void CombinedColumns::Settle() { MergePending(); }
 
-void CombinedColumns::AddName(const std::string& name, int which) {
-  if (positions_.try_emplace(KeyOf(name, which), names_.size()).second)
+std::string CombinedColumns::Bytes() const {
+  std::string bytes;
+  for (const std::size_t number :
+       {static_cast<std::size_t>(grid_), static_cast<std::size_t>(falls_), sheets_with_x_,
+        off_grid_, static_cast<std::size_t>(x_kind_), names_.size()})
+    Put(bytes, number);
+  for (std::size_t i = 0; i < names_.size(); ++i) {
+    Put(bytes, static_cast<std::uint64_t>(names_[i].second));
+    Put(bytes, static_cast<std::uint64_t>(kinds_[i]));
+    Put(bytes, names_[i].first);
+  }
+  Put(bytes, x_.size());
+  for (const auto& [x, which] : x_) {
+    Put(bytes, std::bit_cast<std::uint64_t>(x));
+    Put(bytes, static_cast<std::uint64_t>(which));
+  }
+  Put(bytes, axes_.size());
+  for (const auto& [count, sheets] : axes_) {
+    Put(bytes, count);
+    Put(bytes, sheets);
+  }
+  for (const std::string* text : {&x_name_.label, &x_name_.unit, &y_name_.label, &y_name_.unit})
+    Put(bytes, *text);
+  Put(bytes, x_units_.size());
+  for (const std::string& unit : x_units_) Put(bytes, unit);
+  return bytes;
+}
+
+std::optional<CombinedColumns> CombinedColumns::Parse(std::string_view bytes) {
+  constexpr std::size_t kNumber = sizeof(std::uint64_t);
+  SheetReader reader(bytes);
+  CombinedColumns columns(reader.Number() == 0 ? Grid::kUnion : Grid::kFirst);
+  columns.falls_ = reader.Number() != 0;
+  columns.sheets_with_x_ = reader.Number();
+  columns.off_grid_ = reader.Number();
+  columns.x_kind_ = reader.Kind();
+  for (std::size_t left = reader.Count(3 * kNumber); left > 0; --left) {
+    const int which = reader.Small();
+    const ColumnKind kind = reader.Kind();
+    columns.AddName(reader.Text(), which, kind);
+  }
+  columns.x_.resize(reader.Count(2 * kNumber));
+  for (auto& [x, which] : columns.x_) {
+    x = std::bit_cast<double>(reader.Number());
+    which = reader.Small();
+  }
+  for (std::size_t left = reader.Count(2 * kNumber); left > 0; --left) {
+    const std::size_t count = reader.Number();
+    columns.axes_[count] = reader.Number();
+  }
+  for (std::string* text : {&columns.x_name_.label, &columns.x_name_.unit, &columns.y_name_.label,
+                            &columns.y_name_.unit})
+    *text = reader.Text();
+  columns.x_units_.resize(reader.Count(kNumber));
+  for (std::string& unit : columns.x_units_) unit = reader.Text();
+  if (!reader.is_whole() ||
+      !std::ranges::is_sorted(
+          columns.x_, [&](const Point& a, const Point& b) { return columns.IsBefore(a, b); }))
+    return std::nullopt;
+  return columns;
+}
+
+void CombinedColumns::AddName(const std::string& name, int which, ColumnKind kind) {
+  const auto [place, is_new] = positions_.try_emplace(KeyOf(name, which), names_.size());
+  if (is_new) {
     names_.emplace_back(name, which);
+    kinds_.push_back(kind);
+  } else {
+    kinds_[place->second] = std::max(kinds_[place->second], kind);
+  }
 }
 
 // They are gathered first, since each merge goes through all that are there.
