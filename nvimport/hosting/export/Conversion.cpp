@@ -77,6 +77,8 @@ std::optional<Failure> WriteHeld(const ConversionRequest& request, OutputTarget&
     shaped.Begin(begun.columns, begun.rows, begun.description);
   };
   result.import = ImportFile(reading, shaped);
+  if (tiled && result.import.failure && result.import.failure->text == TiledSheet::kNoRoom)
+    return target.Because(TiledSheet::kNoRoom, "TMPDIR may name a folder with more room");
   if (result.import.failure) return result.import.failure;
   SpreadsheetData& held = tiled ? static_cast<SpreadsheetData&>(*tiled) : sheet;
   if (held.GetNumberOfColumns() == 0 || held.GetNumberOfRows() == 0)

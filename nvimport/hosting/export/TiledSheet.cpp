@@ -11,7 +11,7 @@ namespace nvimport {
 namespace {
 
 void Check(bool done) {
-  if (!done) throw std::runtime_error("the folder for temporary files has no room for the sheet");
+  if (!done) throw std::runtime_error(TiledSheet::kNoRoom);
 }
 
 // So many tiles side by side are to be kept in memory with room to spare.

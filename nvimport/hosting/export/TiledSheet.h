@@ -48,6 +48,9 @@ class StoredTexts {
 // temporary file can't be written or read.
 class TiledSheet final : public SpreadsheetData {
  public:
+  // What is thrown where its file can't be written.
+  static constexpr const char* kNoRoom = "the folder for temporary files has no room for the sheet";
+
   // Of a sheet of about so many columns.
   explicit TiledSheet(int columns);
   TiledSheet(const TiledSheet&) = delete;
