@@ -129,7 +129,7 @@ int BrimroseFile::Read(ReadSpreadSheetData* sink) {
   const std::uint64_t file_size = file_.size();
   BlockReader reader;
   reader.Begin(file_, BrimroseLayout{axis_}.Observation(row - 2));
-  for (; row <= last; ++row)
+  for (; row <= last && sink->GetNextIndex(row - 1) >= 0; ++row)
     if (MakeDataRow(*sink, row, reader, file_size) != kGood) return status_;
   return kGood;
 }

@@ -698,6 +698,8 @@ int JCAMPFile::Read(ReadSpreadSheetData* sink) {
   std::uint64_t further_pages = 0;
   contents_->doubts = {};
   for (std::size_t i = 0; i < contents_->series.size(); ++i) {
+    // Rows that nobody wants may still name columns.
+    if (sheet.named >= axis_.points && sink->GetNextIndex(sheet.row) < 0) break;
     const Contents::Series series = contents_->series[i];
     const JCAMPData page = contents_->Get(series);
     const bool in_order = !contents_->unites_x || contents_->in_order[i];

@@ -193,8 +193,10 @@ int NsasFile::Read(ReadSpreadSheetData* sink) {
   spectra_->da.Begin(da_);
   left_out_ = 0;
   XPlaces<double> places(axis_.values, budget_);
-  for (int row = kRowsBeforeSpectra + 1; row <= num_rows_; ++row)
+  for (int row = kRowsBeforeSpectra + 1; row <= num_rows_; ++row) {
+    if (sink->GetNextIndex(row - 1) < 0) return kGood;
     if (MakeValueRow(*sink, row, places) != kGood) return status_;
+  }
   if (left_out_ > 0)
     Note(std::to_string(left_out_) +
          " values at the ends of spectra, at wavelengths that not all spectra have, were not "
