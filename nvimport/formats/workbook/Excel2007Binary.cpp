@@ -12,6 +12,9 @@
 // A string is 32 bits of length and as many 16-bit characters; a length of all ones is none.
 
 #include <bit>
+#include <cstddef>
+#include <span>
+#include <utility>
 
 #include "nvimport/formats/CellRangeText.h"
 #include "nvimport/formats/workbook/Excel2007Parts.h"
@@ -84,6 +87,13 @@ class Records {
     return true;
   }
 
+  // Behind the last record, what lies ahead: as much as there is at once.
+  std::span<const char> Ahead(std::size_t least) {
+    package_.Skip(std::exchange(length_, 0));
+    return package_.Ahead(least);
+  }
+  void Skip(std::size_t count) { package_.Skip(count); }
+
   std::uint32_t type() const { return type_; }
 
   // Its body, of which what is longer than any record that counts is left out.
@@ -131,12 +141,43 @@ class Sheet {
       if (type == kEndSheetData && is_in_data) return records_.PassRest();
       if (!is_in_data || (type > kShortIsst && type != kCellRString)) continue;
       ByteReader body = records_.Body();
-      if (!Take(type, body) || !body.ok()) return false;
+      if (!Take(type, body) || !body.ok() || !TakePlain()) return false;
     }
     return false;
   }
 
  private:
+  // Takes the cells ahead as far as they hold numbers and shared strings and nothing else. False of
+  // one that has no place.
+  bool TakePlain() {
+    constexpr std::size_t kLongest = 18;
+    constexpr unsigned kShort = 12;  // of bytes behind the type and this length
+    constexpr unsigned kLong = 16;
+    const std::span<const char> ahead = records_.Ahead(kLongest);
+    const char* at = ahead.data();
+    for (const char* const end = at + ahead.size(); end - at >= std::ptrdiff_t{kLongest};) {
+      const auto type = static_cast<unsigned char>(at[0]);
+      const auto length = static_cast<unsigned char>(at[1]);
+      if (!(type == kCellReal ? length == kLong
+                              : (type == kCellRk || type == kCellIsst) && length == kShort))
+        break;
+      column_ = LoadLittle<std::uint32_t>(at + 2);
+      if (!cells_.GoTo(column_, row_)) return false;
+      if (!cells_.TakesExtentOnly()) {
+        const std::uint32_t style = LoadLittle<std::uint32_t>(at + 6) & 0xFFFFFF;
+        if (type == kCellIsst)
+          cells_.SetShared(LoadLittle<std::uint32_t>(at + 10));
+        else if (type == kCellRk)
+          cells_.SetNumber(style, ExcelFile::NumFromRk(LoadLittle<std::int32_t>(at + 10)));
+        else
+          cells_.SetNumber(style, std::bit_cast<double>(LoadLittle<std::uint64_t>(at + 10)));
+      }
+      at += 2 + length;
+    }
+    records_.Skip(static_cast<std::size_t>(at - ahead.data()));
+    return true;
+  }
+
   bool Take(std::uint32_t type, ByteReader& body) {
     if (type == kRowHdr) {
       row_ = body.U32();

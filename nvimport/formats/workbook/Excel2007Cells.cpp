@@ -6,13 +6,6 @@
 
 namespace nvimport {
 
-bool Excel2007Cells::TakesExtentOnly() {
-  extent_.columns = std::max(extent_.columns, column_ + 1);
-  extent_.rows = std::max(extent_.rows, row_ + 1);
-  ++count_;
-  return target_.sink == nullptr;
-}
-
 bool Excel2007Cells::SetDate(std::uint32_t style, double value) {
   if (style >= context_.styles.size()) {
     // Who writes no styles at all leaves their numbers at 0.

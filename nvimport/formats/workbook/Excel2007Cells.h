@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -49,7 +50,12 @@ class Excel2007Cells {
   bool has_enough() const { return has_enough_; }
 
   // Takes the place's cell. True when its value is not wanted, only that it is there.
-  bool TakesExtentOnly();
+  bool TakesExtentOnly() {
+    extent_.columns = std::max(extent_.columns, column_ + 1);
+    extent_.rows = std::max(extent_.rows, row_ + 1);
+    ++count_;
+    return target_.sink == nullptr;
+  }
 
   void SetNumber(std::uint32_t style, double value);
   // The same of a whole number that no double holds.
