@@ -95,19 +95,11 @@ TEST(OpenSizes, GiveTheSameSheetAndTheSizeInTheEnd) {
       auto commas = OpenOptions::Made(TextFile::GetImportOptions(",", false));
       NvImportOpenOptions* const given =
           name == std::string_view("Text File") ? commas.get() : nullptr;
-      const auto sized = list.CreateFile(format);
-      const Outcome expected = ImportFile(*sized, path.path(), given);
       for (const bool is_served : {false, true}) {
+        const auto sized = list.CreateFile(format);
         const auto file =
             is_served ? list.CreateFile(format) : SprFileFactory::CreateReader(format);
-        ASSERT_EQ(file->Open(true, path.path(), given), 0);
-        EXPECT_TRUE(file->LeaveSizeOpen());
-        EXPECT_EQ(file->GetNumRows() == SpreadsheetFile::kOpenSize, text.size() > 262'144);
-        MemorySheet sheet;
-        EXPECT_EQ(file->Read(&sheet), 0);
-        EXPECT_EQ(SheetText(sheet), expected.sheet);
-        EXPECT_EQ(file->GetNumRows(), sized->GetNumRows());
-        EXPECT_EQ(file->GetNumCols(), sized->GetNumCols());
+        ExpectOpenSizeAgrees(*file, *sized, path.path(), text.size() > 262'144, given);
       }
     }
   }

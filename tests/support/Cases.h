@@ -78,4 +78,22 @@ void ExpectNoFile(const std::string& missing, const std::string& unsized, int un
   EXPECT_EQ(reader.Write(&sheet), 1);
 }
 
+// `file`, asked to leave the size open, which it is to do or not, gives what `sized` gives, and
+// that size in the end.
+inline void ExpectOpenSizeAgrees(SpreadsheetFile& file, SpreadsheetFile& sized,
+                                 const std::string& path, bool is_open,
+                                 NvImportOpenOptions* options = nullptr) {
+  const Outcome expected = ImportFile(sized, path, options);
+  ASSERT_EQ(file.Open(true, path.c_str(), options), 0);
+  EXPECT_TRUE(file.LeaveSizeOpen());
+  EXPECT_EQ(file.GetNumRows() == SpreadsheetFile::kOpenSize, is_open);
+  MemorySheet sheet;
+  EXPECT_EQ(file.Read(&sheet), expected.status);
+  EXPECT_EQ(SheetText(sheet), expected.sheet);
+  if (expected.status == 0) {
+    EXPECT_EQ(std::pair(file.GetNumRows(), file.GetNumCols()),
+              std::pair(sized.GetNumRows(), sized.GetNumCols()));
+  }
+}
+
 }  // namespace nvimport

@@ -74,7 +74,7 @@ void DIFFile::Forget() {
   output_.Close();
   input_stream_ = nullptr;
   output_stream_ = nullptr;
-  has_mark_ = has_looked_ = has_odd_texts_ = has_plain_texts_ = false;
+  has_mark_ = leaves_size_open_ = has_looked_ = has_odd_texts_ = has_plain_texts_ = false;
   *pages_ = {};
   mode_ = Mode::kNone;
   size_established_ = false;
@@ -126,9 +126,13 @@ bool DIFFile::BeginRecords() {
   if (input_stream_ != nullptr) input_stream_->clear();
   const bool is_at_begin = input_stream_ != nullptr ? static_cast<bool>(input_stream_->seekg(0))
                                                     : input_.Seek(has_mark_ ? kMarkSize : 0);
+  position_ = has_mark_ ? kMarkSize : 0;
   records_ = std::make_unique<DIFRecords>(rules_, [this](std::span<char> into) {
-    if (input_stream_ == nullptr) return input_.Read(into);
-    return std::ptrdiff_t{input_stream_->read(into.data(), std::ssize(into)).gcount()};
+    if (input_stream_ != nullptr)
+      return std::ptrdiff_t{input_stream_->read(into.data(), std::ssize(into)).gcount()};
+    const std::ptrdiff_t count = input_.Read(into);
+    position_ += static_cast<std::uint64_t>(std::max<std::ptrdiff_t>(count, 0));
+    return count;
   });
   return is_at_begin;
 }
@@ -143,6 +147,13 @@ inline void DIFFile::LookAt(std::string_view text) {
   if (!IsUtf8(text)) pages_->Count(text);
 }
 
+// A small one is gone through as quickly as asked for.
+bool DIFFile::LeaveSizeOpen() {
+  constexpr std::uint64_t kSmall = 256 * 1024;
+  return leaves_size_open_ =
+             !rules_.single_byte_texts && input_.is_open() && input_.size() > kSmall;
+}
+
 int DIFFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
@@ -150,11 +161,13 @@ int DIFFile::EstablishSize() {
   std::uint64_t rows = 0;
   std::uint64_t cells = 0;
   std::uint64_t columns = 0;
-  const bool looks = !rules_.single_byte_texts && !has_looked_;
+  const bool looks = !rules_.single_byte_texts && !has_looked_ && !leaves_size_open_;
   DIFRecords::Value value;
   while (true) {
     switch (records_->ReadDIFRecord(value)) {
       case DIFRecords::kBeginning:
+        // Another row is as wide as the first one, as a rule.
+        if (leaves_size_open_ && columns > 0) return SetSize(columns, kOpenSize);
         ++rows;
         cells = 0;
         break;
@@ -192,11 +205,22 @@ void DIFFile::LookAtTexts() {
   has_looked_ = true;
 }
 
+// Looks at all texts, wherever a read is.
+void DIFFile::LookAhead() {
+  std::unique_ptr<DIFRecords> reading = std::move(records_);
+  const std::uint64_t position = position_;
+  if (BeginRecords() && records_->ReadHeader(title_)) LookAtTexts();
+  records_ = std::move(reading);
+  position_ = position;
+  input_.Seek(position);
+}
+
 int DIFFile::Read(ReadSpreadSheetData* sink) {
   if (status_ != kGood) return status_;
   if (mode_ != Mode::kReading) return Fail(kWrongMode);
+  const bool is_open = leaves_size_open_;
   if (ReadHeader() != kGood) return status_;
-  if (!rules_.single_byte_texts && !has_looked_) {
+  if (!rules_.single_byte_texts && !has_looked_ && !is_open) {
     LookAtTexts();
     if (ReadHeader() != kGood) return status_;
   }
@@ -223,17 +247,23 @@ int DIFFile::Read(ReadSpreadSheetData* sink) {
       if (row != wanted || row < 1) continue;
       if (kind == DIFRecords::kNumber)
         sink->Set(cell, row, value.data());
-      else if (kind == DIFRecords::kText)
-        sink->Set(cell, row,
-                  are_ascii ? value.data() : ConvertFromFile(value.data(), value.size(), changed));
-      else if (rules_.errors_as_empty_texts) {
+      else if (kind == DIFRecords::kText &&
+               (are_ascii || (is_open && IsAscii({value.data(), value.size()}))))
+        sink->Set(cell, row, value.data());
+      else if (kind == DIFRecords::kText) {
+        if (is_open && !has_looked_) LookAhead();
+        sink->Set(cell, row, ConvertFromFile(value.data(), value.size(), changed));
+      } else if (rules_.errors_as_empty_texts) {
         ++changed.errors;
         sink->Set(cell, row, "");
       }
     }
   }
   if (!rules_.last_row_as_size) cell = row > 0 ? std::max(widest, cell) : 0;
-  sink->SetDataSize(cell, row);
+  if (is_open && status_ == kGood)
+    TakeFinalSize(*sink, cell, row);
+  else
+    sink->SetDataSize(cell, row);
   Log::WriteCount(kSource, records_->lost_truths(),
                   "cell with the indicator TRUE or FALSE arrives empty",
                   "cells with the indicators TRUE and FALSE arrive empty");

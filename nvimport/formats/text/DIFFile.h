@@ -47,6 +47,8 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   // file's name.
   int Open(std::istream& stream, const char* title);
   int Open(std::ostream& stream, const char* title);
+  // Only of a large file of which every cell is read.
+  bool LeaveSizeOpen() override;
   int Read(ReadSpreadSheetData* sink) override;
   int Write(WriteSpreadSheetData* source) override;
   void Close() override;
@@ -92,6 +94,7 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   int ReadHeader();
   void LookAt(std::string_view text);
   void LookAtTexts();
+  void LookAhead();
   void WriteCell(WriteSpreadSheetData& source, int column, int row, Lossy& lossy);
   void WriteRecord(std::string record, Lossy& lossy);
   void Forget();
@@ -100,11 +103,13 @@ class NVIMPORT_API DIFFile : public SpreadsheetFile {
   Mode mode_ = Mode::kNone;
   InputFile input_;
   OutputFile output_;
+  std::uint64_t position_ = 0;  // in the input
   std::istream* input_stream_ = nullptr;
   std::ostream* output_stream_ = nullptr;
   std::string title_;
   std::string file_title_;
-  bool has_mark_ = false;                // of UTF-8
+  bool has_mark_ = false;  // of UTF-8
+  bool leaves_size_open_ = false;
   std::unique_ptr<OemOrAnsi> pages_;     // the texts that were looked at
   bool has_looked_ = false;              // at all of them
   bool has_odd_texts_ = false;           // not all of those were ASCII

@@ -132,7 +132,7 @@ std::size_t TakeCells(std::span<const char> bytes, const DateForms& forms,
   const char* const end = at + bytes.size();
   if (bytes.size() < kWholeNumber) return 0;
   const char* const last = end - kWholeNumber;
-  std::uint64_t number = 0;  // how the last number began, up to its format
+  std::uint64_t number = ~std::uint64_t{0};  // how the last number began, up to its format
   while (at <= last) {
     const char* const data = at + kRecordHeaderSize;
     const auto begin = LoadLittle<std::uint64_t>(at);

@@ -271,6 +271,25 @@ TEST(DIFFileOEM, WhatItWritesReadsBack) {
   EXPECT_EQ(log.Notes(), "1 text is longer than a line that can be read\n");
 }
 
+// Texts that tell their code page late, and rows that are wider than the first one.
+TEST(DIFFileOEM, AnOpenSizeGivesTheSameSheet) {
+  std::string rows;
+  for (int row = 0; rows.size() < 300'000; ++row) rows += kBot + Text("ab") + "0,1.5\nV\n";
+  const std::string odd = kBot + Text("\x81") + Text("\xc3\xa9") + Text("c") + Text("\xfc");
+  for (const std::string& more : {std::string(), odd, kBot + Text("\xc3\xa9"),
+                                  kBot + Text("d\x81") + rows, odd + rows + kBot + Text("\"")}) {
+    const MemoryFile memory(kHeader + rows + more + kEod);
+    DIFFileOEM sized(DIFRules::Off());
+    DIFFileOEM file(DIFRules::Off());
+    SCOPED_TRACE(more.substr(0, 40));
+    ExpectOpenSizeAgrees(file, sized, memory.path(), /*is_open=*/true);
+  }
+  const MemoryFile small(kHeader + kBot + kEod);
+  DIFFileOEM file(DIFRules::Off());
+  ASSERT_EQ(file.Open(true, small.path(), nullptr), 0);
+  EXPECT_FALSE(file.LeaveSizeOpen());
+}
+
 TEST(DIFFile, ReadsEveryPrefixAndAcrossBlocks) {
   std::string whole = kHeader + kBot;
   const MemoryFile file;
