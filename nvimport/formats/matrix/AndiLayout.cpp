@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "nvimport/formats/matrix/NetcdfValues.h"
 
@@ -24,19 +25,20 @@ AndiKind AndiKindOf(const NetcdfContents& contents) {
   return AndiKind::kNone;
 }
 
-std::optional<double> AndiNumber(InputFile& file, const NetcdfContents& contents, Budget& budget,
-                                 std::string_view name) {
-  std::optional<double> number;
+int ReadAndiNumber(InputFile& file, const NetcdfContents& contents, Budget& budget,
+                   std::string_view name, std::optional<double>& number) {
+  number.reset();
   if (const NetcdfVariable* variable = contents.Find(name);
       variable != nullptr && variable->dimensions.empty()) {
     std::vector<double> values;
-    if (ReadDoubles(file, contents, *variable, budget, values, {kAndiMissing}) == kGood)
-      number = values.front();
+    const int status = ReadDoubles(file, contents, *variable, budget, values, {kAndiMissing});
+    if (status != kGood) return status;
+    number = values.front();
   } else if (const NetcdfAttribute* attribute = Find(contents.attributes, name)) {
     number = attribute->Number();
   }
   if (number && (!std::isfinite(*number) || *number == kAndiMissing)) number.reset();
-  return number;
+  return kGood;
 }
 
 std::string AndiText(const NetcdfContents& contents, std::string_view name) {
@@ -55,8 +57,11 @@ int ReadAndiTimes(InputFile& file, const NetcdfContents& contents, Budget& budge
     if (is_whole && (points < 2 || times.times.front() != times.times.back())) return kGood;
     times.times.clear();
   }
-  const auto delay = AndiNumber(file, contents, budget, "actual_delay_time");
-  const auto interval = AndiNumber(file, contents, budget, "actual_sampling_interval");
+  std::optional<double> delay;
+  std::optional<double> interval;
+  for (const auto& [name, number] :
+       {std::pair("actual_delay_time", &delay), std::pair("actual_sampling_interval", &interval)})
+    if (const int status = ReadAndiNumber(file, contents, budget, name, *number)) return status;
   times.has_times = interval && *interval > 0;
   times.delay = times.has_times ? delay.value_or(0) : 1;
   times.interval = times.has_times ? *interval : 1;
@@ -80,6 +85,7 @@ int ReadAndiScans(InputFile& file, const NetcdfContents& contents, Budget& budge
   if (const int status = ReadDoubles(file, contents, *count, budget, counts)) return status;
   if (!budget.Take(firsts.size() * sizeof(AndiScan))) return kOverBudget;
   const auto points = static_cast<double>(contents.dimensions[masses->dimensions.front()].length);
+  std::uint64_t in_scans = 0;
   for (std::size_t i = 0; i < firsts.size(); ++i) {
     AndiScan scan;
     // A scan without points is marked by either, or by what stands where nothing was written.
@@ -87,9 +93,13 @@ int ReadAndiScans(InputFile& file, const NetcdfContents& contents, Budget& budge
       if (firsts[i] + counts[i] > points) return kNetcdfScansDamaged;
       scan.first = static_cast<std::uint64_t>(firsts[i]);
       scan.count = static_cast<std::uint64_t>(counts[i]);
+      in_scans += scan.count;
     }
     scans.push_back(scan);
   }
+  // Points that are in many scans are gone through for each.
+  const std::uint64_t once = contents.dimensions[masses->dimensions.front()].length;
+  if (in_scans > once && !budget.Work((in_scans - once) * 2 * sizeof(double))) return kOverBudget;
   budget.Return(2 * firsts.size() * sizeof(double));
   return scans.empty() ? int{kNetcdfNoScans} : int{kGood};
 }

@@ -20,8 +20,8 @@ AndiKind AndiKindOf(const NetcdfContents& contents);
 inline constexpr double kAndiMissing = -9999;
 
 // A single number, which some programs write as a variable and others as an attribute.
-std::optional<double> AndiNumber(InputFile& file, const NetcdfContents& contents, Budget& budget,
-                                 std::string_view name);
+int ReadAndiNumber(InputFile& file, const NetcdfContents& contents, Budget& budget,
+                   std::string_view name, std::optional<double>& number);
 
 // The text of the attribute, whose name some programs write with an s.
 std::string AndiText(const NetcdfContents& contents, std::string_view name);
@@ -40,6 +40,7 @@ int ReadAndiTimes(InputFile& file, const NetcdfContents& contents, Budget& budge
 struct AndiScan {
   std::uint64_t first = 0;
   std::uint64_t count = 0;
+  bool is_sorted = true;  // by m/z; known once that was read
 };
 int ReadAndiScans(InputFile& file, const NetcdfContents& contents, Budget& budget,
                   std::vector<AndiScan>& scans);

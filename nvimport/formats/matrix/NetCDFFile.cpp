@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <span>
+#include <unordered_map>
 #include <utility>
 
 #include "nvimport/formats/DescriptionKeys.h"
@@ -59,6 +60,7 @@ constexpr int kFirstMassColumn = 4;
 constexpr std::array<std::string_view, 2> kViewsOfSignal = {"signal", "peaks"};
 constexpr std::array<std::string_view, 2> kViewsOfScans = {"scans", "total"};
 constexpr std::array<std::string_view, 2> kYesAndNo = {"1", "0"};
+constexpr std::uint64_t kForPart = 512;  // and for what reads it
 constexpr double kSecondsInMinute = 60;
 
 bool SaysMinutes(std::string unit) {
@@ -74,6 +76,30 @@ NetcdfPart Lying(NetcdfPart part, std::uint64_t column) {
   part.slab.row_stride = part.slab.window();
   part.column = column;
   return part;
+}
+
+// The time stamp of ANDI, 20231029185100+0100, as ISO 8601; empty for what is none.
+std::string IsoStamp(std::string_view stamp) {
+  constexpr std::size_t kSize = 14;
+  constexpr std::size_t kZoneSize = 5;
+  const std::string_view zone = stamp.substr(std::min(stamp.size(), kSize));
+  const auto two = [&](std::size_t at) { return (stamp[at] - '0') * 10 + (stamp[at + 1] - '0'); };
+  const auto are_digits = [](std::string_view text) {
+    return std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+  };
+  if (stamp.size() < kSize || !are_digits(stamp.substr(0, kSize))) return {};
+  const bool has_zone =
+      zone.size() == kZoneSize && (zone[0] == '+' || zone[0] == '-') && are_digits(zone.substr(1));
+  if (!zone.empty() && !has_zone) return {};
+  const bool is_time = two(4) >= 1 && two(4) <= 12 && two(6) >= 1 && two(6) <= 31 && two(8) <= 23 &&
+                       two(10) <= 59 && two(12) <= 60;
+  if (!is_time) return {};
+  std::string iso(stamp.substr(0, kSize));
+  for (const std::size_t at : {12U, 10U}) iso.insert(at, ":");
+  iso.insert(8, "T");
+  for (const std::size_t at : {6U, 4U}) iso.insert(at, "-");
+  if (has_zone) iso.append(zone.substr(0, 3)).append(":").append(zone.substr(3));
+  return iso;
 }
 
 std::size_t PlaceOf(const NetcdfContents& contents, const NetcdfVariable& variable) {
@@ -188,6 +214,7 @@ NvImportOpenOptions* NetCDFFile::GetImportOptions(const std::vector<std::string>
 
 void NetCDFFile::Close() {
   opened_ = is_united_ = false;
+  peak_names_.clear();
   shape_ = Shape::kTable;
   inputs_.clear();
   table_.reset();
@@ -213,6 +240,7 @@ int NetCDFFile::Open(bool read, const char* path, NvImportOpenOptions* options) 
   }
   AlignUnits();
   NameRows();
+  PlacePeaks();
   first_point_column_ = shape_ == Shape::kScans ? kFirstMassColumn : kFirstColumn;
   if (has_axis() && FindAxis() != kGood) return status_;
   if (TakeRange(given, options) != kGood) return status_;
@@ -286,7 +314,7 @@ int NetCDFFile::MeasurePeaks(Input& input) {
     const NetcdfPart part = PartOf(contents, i, {});
     if (part.rows_along != along || part.columns_along != kNoDimension) continue;
     if (!contents.Holds(variable)) return kNetcdfCutShort;
-    if (!budget_.Take(sizeof(NetcdfPart))) return kOverBudget;
+    if (!budget_.Take(kForPart)) return kOverBudget;
     input.peaks.push_back(part);
   }
   if (input.peaks.empty()) return kNetcdfNoPeaks;
@@ -310,7 +338,7 @@ int NetCDFFile::MeasureScans(Input& input) {
   const auto cells = NumbersOf(masses, {kAndiMissing});
   NetcdfRows rows(file, {SlabOf(contents, masses)});
   XUnion<double> all(budget_);
-  for (const AndiScan& scan : input.scans) {
+  for (AndiScan& scan : input.scans) {
     if (!budget_.Take(scan.count * sizeof(double))) return kOverBudget;
     std::vector<double> x(static_cast<std::size_t>(scan.count));
     for (std::uint64_t done = 0; done < scan.count;) {
@@ -323,7 +351,8 @@ int NetCDFFile::MeasureScans(Input& input) {
     }
     const std::size_t points = x.size();
     std::erase_if(x, [](double mass) { return std::isnan(mass); });
-    if (!std::ranges::is_sorted(x)) std::ranges::sort(x);
+    scan.is_sorted = std::ranges::is_sorted(x);
+    if (!scan.is_sorted) std::ranges::sort(x);
     if (x.size() < points) x.shrink_to_fit();
     budget_.Return((points - x.capacity()) * sizeof(double));
     if (!all.Add(std::move(x))) return kOverBudget;
@@ -485,6 +514,8 @@ bool NetCDFFile::TakePages(GivenOptions& given) {
 int NetCDFFile::ChooseVariables(GivenOptions& given, NvImportOpenOptions* options) {
   const NetcdfContents& contents = inputs_.front().contents;
   table_ = std::make_unique<Table>();
+  constexpr std::uint64_t kForOffer = 512;  // and where it is asked for
+  if (!budget_.Take(contents.variables.size() * kForOffer)) return Fail(kOverBudget);
   table_->offers = OffersOf(contents);
   if (table_->offers.empty()) return Fail(kNetcdfNoVariable);
   std::vector<std::string> names;
@@ -508,7 +539,7 @@ int NetCDFFile::ChooseVariables(GivenOptions& given, NvImportOpenOptions* option
     const NetcdfOffer& chosen = table_->offers[offer];
     names.push_back(chosen.name);
     if (!contents.Holds(contents.variables[chosen.variable])) return Fail(kNetcdfCutShort);
-    if (!budget_.Take(sizeof(NetcdfPart))) return Fail(kOverBudget);
+    if (!budget_.Take(kForPart)) return Fail(kOverBudget);
     table_->parts.push_back(PartOf(contents, chosen.variable, table_->pages));
   }
   OptionPairs choices{{"variables", OptionPairs::JoinNames(names)}};
@@ -601,19 +632,20 @@ int NetCDFFile::EstablishSize() {
   std::uint64_t columns = static_cast<std::uint64_t>(first_point_column_) - 1;
   for (const Input& input : inputs_) rows += static_cast<std::uint64_t>(input.rows);
   columns +=
-      shape_ == Shape::kPeaks ? PeakColumns().size() : static_cast<std::uint64_t>(interval_size());
+      shape_ == Shape::kPeaks ? peak_names_.size() : static_cast<std::uint64_t>(interval_size());
   return SetSize(columns, rows);
 }
 
-// The variables of the peaks of all files.
-std::vector<std::string> NetCDFFile::PeakColumns() const {
-  std::vector<std::string> names;
-  for (const Input& input : inputs_)
-    for (const NetcdfPart& part : input.peaks)
-      if (const std::string& name = input.contents.variables[part.variable].name;
-          std::ranges::find(names, name) == names.end())
-        names.push_back(name);
-  return names;
+// Each variable of the peaks of all files has a column.
+void NetCDFFile::PlacePeaks() {
+  std::unordered_map<std::string_view, std::size_t> places;
+  for (Input& input : inputs_)
+    for (NetcdfPart& part : input.peaks) {
+      const std::string& name = input.contents.variables[part.variable].name;
+      const auto [found, is_new] = places.try_emplace(name, peak_names_.size());
+      if (is_new) peak_names_.push_back(name);
+      part.column = static_cast<std::uint64_t>(kFirstColumn) + found->second;
+    }
 }
 
 int NetCDFFile::Read(ReadSpreadSheetData* sink) {
@@ -642,7 +674,7 @@ void NetCDFFile::SetHeads(ReadSpreadSheetData& sink) const {
   sink.Set(kNameColumn, 1, "Name");
   if (shape_ == Shape::kPeaks) {
     int column = kFirstColumn;
-    for (const std::string& name : PeakColumns()) sink.Set(column++, 1, name.c_str());
+    for (const std::string& name : peak_names_) sink.Set(column++, 1, name.c_str());
     return;
   }
   if (shape_ == Shape::kScans) sink.Set(kTimeColumn, 1, "Time");
@@ -699,13 +731,7 @@ int NetCDFFile::ReadRow(const Input& input, ReadSpreadSheetData& sink, int row) 
 
 int NetCDFFile::ReadPeaks(const Input& input, ReadSpreadSheetData& sink, RowWalk& walk, int row) {
   InputFile file(input.path.c_str());
-  const std::vector<std::string> columns = PeakColumns();
-  std::vector<NetcdfPart> parts = input.peaks;
-  for (NetcdfPart& part : parts) {
-    const auto found = std::ranges::find(columns, input.contents.variables[part.variable].name);
-    part.column = static_cast<std::uint64_t>(kFirstColumn + (found - columns.begin()));
-  }
-  NetcdfPartsReader reader(file, input.contents, parts, sink, {kAndiMissing});
+  NetcdfPartsReader reader(file, input.contents, input.peaks, sink, {kAndiMissing});
   for (int i = 0; i < input.rows && !walk.ended(); ++i) {
     if (!walk.Wants(++row)) continue;
     sink.Set(1, row, row - 1);
@@ -735,8 +761,10 @@ int NetCDFFile::ReadScans(const Input& input, ReadSpreadSheetData& sink, RowWalk
     sink.Set(kNameColumn, row, (input.name + "_" + std::to_string(i + 1)).c_str());
     if (const double time = input.ScanTime(i); !std::isnan(time))
       values.Set(kTimeColumn, row, time);
-    // A point that repeats a mass has a place of its own.
-    if (!places.Begin(/*in_order=*/false)) return kOverBudget;
+    // Where a scan is in no order, all places are counted anew.
+    if (!scan.is_sorted && !budget_.Work(axis_.values.size() * sizeof(std::uint32_t)))
+      return kOverBudget;
+    if (!places.Begin(scan.is_sorted)) return kOverBudget;
     for (std::uint64_t done = 0; done < scan.count;) {
       const std::uint64_t at = scan.first + done;
       if (!rows.Load(at)) return input.StatusOf(rows);
@@ -850,8 +878,16 @@ std::vector<const NetcdfVariable*> NetCDFFile::VariablesOf(const Input& input) c
 void NetCDFFile::DescribeInput(const Input& input, int row, SpectraStatements& statements) const {
   const NetcdfContents& contents = input.contents;
   statements.StateNumber("version", contents.version, row);
-  for (const NetcdfAttribute& attribute : contents.attributes)
-    statements.State(attribute.name, attribute.Text(), row);
+  for (const NetcdfAttribute& attribute : contents.attributes) {
+    const std::string text = attribute.Text();
+    if (!attribute.name.ends_with("_date_time_stamp")) {
+      statements.State(attribute.name, text, row);
+      continue;
+    }
+    statements.State(attribute.name, {}, text, row);
+    if (const std::string iso = IsoStamp(text); !iso.empty())
+      statements.State(attribute.name, iso, row);
+  }
   if (is_andi()) DescribeInstrument(input, row, statements);
   DescribeAxes(input, statements);
   for (const NetcdfVariable* variable : VariablesOf(input))

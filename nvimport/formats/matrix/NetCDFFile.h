@@ -66,6 +66,7 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   int ReadTimesOfScans(Input& input);
   void AlignUnits();
   void NameRows();
+  void PlacePeaks();
   int FindAxis();
   int TakeRange(GivenOptions& given, NvImportOpenOptions* options);
   int ChooseVariables(GivenOptions& given, NvImportOpenOptions* options);
@@ -80,7 +81,6 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   int ReadScans(const Input& input, ReadSpreadSheetData& sink, RowWalk& walk, int row);
   void SetHeads(ReadSpreadSheetData& sink) const;
   void SetTableHeads(ReadSpreadSheetData& sink) const;
-  std::vector<std::string> PeakColumns() const;
   std::vector<const NetcdfVariable*> VariablesOf(const Input& input) const;
   void NoteOf(const Input& input, std::string_view text) const;
   void DescribeInput(const Input& input, int row, SpectraStatements& statements) const;
@@ -93,6 +93,7 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   Shape shape_ = Shape::kTable;
   bool is_united_ = false;  // of files with different x
   std::vector<Input> inputs_;
+  std::vector<std::string> peak_names_;  // of their columns
   std::unique_ptr<Table> table_;
 };
 

@@ -63,7 +63,7 @@ class Header {
     if (status_ == kGood) status_ = status;
     return false;
   }
-  bool Take(std::uint64_t bytes) { return budget_.Take(bytes) || Fail(kOverBudget); }
+  bool Draw(std::uint64_t bytes) { return budget_.Take(bytes) || Fail(kOverBudget); }
 
   template <typename Number>
   bool Take(Number& number) {
@@ -134,7 +134,7 @@ bool Header::TakeCount(std::uint32_t tag, std::uint64_t least, std::uint64_t& co
 
 bool Header::TakeBytes(std::uint64_t count, std::string& bytes) {
   if (count > left()) return Fail(kNetcdfHeaderCut);
-  if (!Take(count)) return false;
+  if (!Draw(count)) return false;
   bytes.reserve(static_cast<std::size_t>(count));
   for (std::uint64_t open = count; open > 0;) {
     const auto ahead = reader_.Ahead(1);
@@ -160,7 +160,7 @@ bool Header::TakeType(NetcdfType& type) {
 bool Header::TakeDimensions() {
   constexpr std::uint64_t kLeast = 8;
   std::uint64_t count = 0;
-  if (!TakeCount(kDimensions, kLeast, count) || !Take(count * sizeof(NetcdfDimension)))
+  if (!TakeCount(kDimensions, kLeast, count) || !Draw(count * sizeof(NetcdfDimension)))
     return false;
   contents_.dimensions.resize(static_cast<std::size_t>(count));
   bool has_record = false;
@@ -175,7 +175,7 @@ bool Header::TakeDimensions() {
 bool Header::TakeAttributes(NetcdfAttributes& attributes) {
   constexpr std::uint64_t kLeast = 12;
   std::uint64_t count = 0;
-  if (!TakeCount(kAttributes, kLeast, count) || !Take(count * sizeof(NetcdfAttribute)))
+  if (!TakeCount(kAttributes, kLeast, count) || !Draw(count * sizeof(NetcdfAttribute)))
     return false;
   attributes.resize(static_cast<std::size_t>(count));
   for (NetcdfAttribute& attribute : attributes)
@@ -188,7 +188,7 @@ bool Header::TakeAttributes(NetcdfAttributes& attributes) {
 bool Header::TakeVariables() {
   constexpr std::uint64_t kLeast = 28;
   std::uint64_t count = 0;
-  if (!TakeCount(kVariables, kLeast, count) || !Take(count * sizeof(NetcdfVariable))) return false;
+  if (!TakeCount(kVariables, kLeast, count) || !Draw(count * sizeof(NetcdfVariable))) return false;
   contents_.variables.resize(static_cast<std::size_t>(count));
   for (NetcdfVariable& variable : contents_.variables) {
     std::uint64_t size = 0;  // which is wrong of large variables, and follows from the shape
@@ -210,7 +210,7 @@ bool Header::TakeShape(NetcdfVariable& variable) {
   std::uint64_t rank = 0;
   if (!TakeSize(rank)) return false;
   if (rank > left() / sizeof(std::uint32_t)) return Fail(kNetcdfHeaderCut);
-  if (!Take(rank * sizeof(std::uint32_t))) return false;
+  if (!Draw(rank * sizeof(std::uint32_t))) return false;
   for (std::uint64_t i = 0; i < rank; ++i) {
     std::uint64_t dimension = 0;
     if (!TakeSize(dimension)) return false;
