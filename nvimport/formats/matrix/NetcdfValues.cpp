@@ -1,8 +1,9 @@
 #include "nvimport/formats/matrix/NetcdfValues.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <numeric>
 #include <string>
@@ -38,6 +39,12 @@ template <>
 constexpr float kUnwritten<float> = 9.9692099683868690e+36F;
 template <>
 constexpr double kUnwritten<double> = 9.9692099683868690e+36;
+
+template <typename Stored>
+using Bits = std::conditional_t<
+    sizeof(Stored) == 8, std::uint64_t,
+    std::conditional_t<sizeof(Stored) == 4, std::uint32_t,
+                       std::conditional_t<sizeof(Stored) == 2, std::uint16_t, std::uint8_t>>>;
 
 // By which rules stored values are meant.
 struct Meaning {
@@ -106,7 +113,9 @@ class Numbers final : public NetcdfCells {
       AddMissing(*other, variable.type);
     for (const double value : missing) AddMissing(value);
     if (missing_.size() == 1) fill_ = missing_.front();
-    is_simple_ = missing_.size() == 1 && !meaning_.has_range;
+    // There are two zeros.
+    const bool is_zero = std::is_floating_point_v<Stored> && fill_ == Stored{};
+    is_simple_ = missing_.size() == 1 && !meaning_.has_range && !is_zero;
   }
 
   void Set(const char* first, std::size_t stride, int count, ReadSpreadSheetData& sink, int column,
@@ -127,7 +136,8 @@ class Numbers final : public NetcdfCells {
         Each(first, stride, count,
              [&](int i, double value) { sink.SetExact(column + i, row, value); });
       else
-        Each(first, stride, count, [&](int i, double value) { sink.Set(column + i, row, value); });
+        Each(first, stride, count,
+             [&](int i, double value) { sink.Set(column + i, row, static_cast<float>(value)); });
     } else {
       const bool takes_exact = sink.TakesExact();
       Each(first, stride, count, [&](int i, Stored value) {
@@ -156,26 +166,50 @@ class Numbers final : public NetcdfCells {
   }
 
  private:
+  using Raw = Bits<Stored>;
+
   // Has `use` called with what is not missing.
   template <typename Use>
   void Each(const char* first, std::size_t stride, int count, Use use) const {
-    const auto run = [&](auto is_missing, std::size_t step) {
-      for (int i = 0; i < count; ++i) {
-        const auto value =
-            Load<Stored>(first + static_cast<std::size_t>(i) * step, std::endian::big);
-        if (!is_missing(value)) use(i, value);
+    if (!is_simple_ || stride != sizeof(Stored)) {
+      for (int i = 0; i < count; ++i, first += stride)
+        if (const auto value = Load<Stored>(first, std::endian::big); !IsMissing(value))
+          use(i, value);
+      return;
+    }
+    // Mostly none is missing, which many values tell sooner together than one by one.
+    constexpr int kBlock = 256;
+    for (int begin = 0; begin < count; begin += kBlock) {
+      const int end = std::min(begin + kBlock, count);
+      if (MayLack(first, end - begin)) {
+        for (int i = begin; i < end; ++i, first += sizeof(Stored))
+          if (const auto value = Load<Stored>(first, std::endian::big); !IsMissing(value))
+            use(i, value);
+      } else {
+        for (int i = begin; i < end; ++i, first += sizeof(Stored))
+          use(i, Load<Stored>(first, std::endian::big));
       }
-    };
-    const auto by_all = [this](Stored value) { return IsMissing(value); };
-    const auto by_fill = [fill = fill_](Stored value) {
-      if constexpr (std::is_floating_point_v<Stored>)
-        return value == fill || std::isnan(value);
-      else
-        return value == fill;
-    };
-    if (!is_simple_) return run(by_all, stride);
-    if (stride == sizeof(Stored)) return run(by_fill, sizeof(Stored));
-    run(by_fill, stride);
+    }
+  }
+
+  // Whether some of these values may be missing: they look so without their bytes in order.
+  bool MayLack(const char* first, int count) const {
+    const Raw fill = AsStored(std::bit_cast<Raw>(fill_));
+    Raw found = 0;
+    for (int i = 0; i < count; ++i, first += sizeof(Raw)) {
+      Raw raw;
+      std::memcpy(&raw, first, sizeof raw);
+      found |= static_cast<Raw>(raw == fill);
+      if constexpr (std::is_floating_point_v<Stored>) {
+        // No number has all these bits.
+        const Raw infinity = AsStored(std::bit_cast<Raw>(std::numeric_limits<Stored>::infinity()));
+        found |= static_cast<Raw>((raw & infinity) == infinity);
+      }
+    }
+    return found != 0;
+  }
+  static Raw AsStored(Raw bits) {
+    return std::endian::native == std::endian::big ? bits : Swapped(bits);
   }
 
   bool IsMissing(Stored value) const {
