@@ -842,6 +842,7 @@ int NetCDFFile::DescribeFiles(Description& description) {
   int row = 2;
   for (const Input& input : inputs_) {
     if (statements.full()) break;
+    if (input.rows == 0 && inputs_.size() > 1) continue;  // it has no row to be about
     DescribeInput(input, inputs_.size() == 1 ? 0 : row, statements);
     row += input.rows;
   }
