@@ -97,6 +97,7 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   std::unique_ptr<Table> table_;
 };
 
+// Registers the format.
 class NVIMPORT_API NetCDFFileFactory final : public SprFileFactory {
  public:
   NetCDFFileFactory();
