@@ -156,7 +156,7 @@ struct NetCDFFile::Input {
   double ScanTime(std::size_t scan) const {
     return scan < scan_times.size() ? scan_times[scan] : std::numeric_limits<double>::quiet_NaN();
   }
-  int StatusOf(const NetcdfRows& rows_read) const {
+  static int StatusOf(const NetcdfRows& rows_read) {
     return rows_read.cannot_read() ? kNetcdfCannotRead : kNetcdfCutShort;
   }
 };
@@ -342,7 +342,7 @@ int NetCDFFile::MeasureScans(Input& input) {
     if (!budget_.Take(scan.count * sizeof(double))) return kOverBudget;
     std::vector<double> x(static_cast<std::size_t>(scan.count));
     for (std::uint64_t done = 0; done < scan.count;) {
-      if (!rows.Load(scan.first + done)) return input.StatusOf(rows);
+      if (!rows.Load(scan.first + done)) return Input::StatusOf(rows);
       const std::uint64_t ready = std::min(rows.Ready(scan.first + done), scan.count - done);
       cells->Get(
           rows.At(0, scan.first + done), rows.Stride(0),
@@ -403,7 +403,7 @@ int NetCDFFile::MeasureTotal(Input& input) {
   for (std::size_t i = 0; i < input.scans.size(); ++i)
     for (std::uint64_t done = 0; done < input.scans[i].count;) {
       const std::uint64_t row = input.scans[i].first + done;
-      if (!rows.Load(row)) return input.StatusOf(rows);
+      if (!rows.Load(row)) return Input::StatusOf(rows);
       std::array<double, 512> some;
       const std::uint64_t ready =
           std::min({rows.Ready(row), input.scans[i].count - done, std::uint64_t{some.size()}});
@@ -713,7 +713,7 @@ int NetCDFFile::ReadRow(const Input& input, ReadSpreadSheetData& sink, int row) 
   NetcdfRows rows(file, {SlabOf(input.contents, variable)});
   for (int point = is_united_ ? 0 : first_index(); point < (is_united_ ? input.points : beyond);) {
     const auto at = static_cast<std::uint64_t>(point);
-    if (!rows.Load(at)) return input.StatusOf(rows);
+    if (!rows.Load(at)) return Input::StatusOf(rows);
     const int ready = static_cast<int>(rows.Ready(at));
     if (!is_united_) {
       cells->Set(rows.At(0, at), rows.Stride(0), std::min(ready, beyond - point), sink,
@@ -767,7 +767,7 @@ int NetCDFFile::ReadScans(const Input& input, ReadSpreadSheetData& sink, RowWalk
     if (!places.Begin(scan.is_sorted)) return kOverBudget;
     for (std::uint64_t done = 0; done < scan.count;) {
       const std::uint64_t at = scan.first + done;
-      if (!rows.Load(at)) return input.StatusOf(rows);
+      if (!rows.Load(at)) return Input::StatusOf(rows);
       const std::uint64_t ready =
           std::min({rows.Ready(at), scan.count - done, std::uint64_t{x.size()}});
       mass_cells->Get(rows.At(0, at), rows.Stride(0),

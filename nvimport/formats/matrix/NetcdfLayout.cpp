@@ -104,13 +104,13 @@ class Header {
 
 int Header::Read() {
   constexpr std::string_view kHdf5 = "\x89HDF\r\n\x1a\n";
-  constexpr std::string_view kNasa[] = {"\xcd\xf3\x00\x01", "\xcd\xf2\x60\x02"};
+  constexpr std::string_view kNasa[] = {"\xcd\xf3", "\xcd\xf2"};
   constexpr std::size_t kMagic = 4;
   const auto ahead = reader_.Ahead(kHdf5.size());
   const std::string_view head(ahead.data(), std::min(ahead.size(), kHdf5.size()));
   if (head == kHdf5) return kNetcdfHdf5;
   for (const std::string_view magic : kNasa)
-    if (head.substr(0, 2) == magic.substr(0, 2)) return kNetcdfNasa;
+    if (head.starts_with(magic)) return kNetcdfNasa;
   if (!head.starts_with("CDF")) return reader_.failed() ? kNetcdfCannotRead : kNetcdfNotThisFormat;
   if (head.size() < kMagic) return kNetcdfHeaderCut;
   contents_.version = static_cast<unsigned char>(head[3]);
