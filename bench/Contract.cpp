@@ -8,6 +8,7 @@
 //   biff START                     the records of a workbook that lies in one piece from START on
 //   jcamp                          whole ordinates in all forms, a name for each of the first block
 //   f32, i32, i16 START SKIP COUNT records of SKIP bytes and COUNT values
+//   bf32, bf64 START SKIP COUNT    the same of big-endian floats or doubles, from column 1 on
 //   f64 START SKIP ROWS            columns of doubles behind so many bytes; zf64: that are packed,
 //                                  by zlib, from START on
 //   dif, lotus                     worksheets
@@ -431,6 +432,26 @@ bool Values(const char* path, Sink& sink, std::span<const long> numbers) {
   });
 }
 
+template <typename Stored, typename Bits>
+bool BigValues(const char* path, Sink& sink, std::span<const long> numbers) {
+  const long skip = numbers[1];
+  const long count = numbers[2];
+  const long record = skip + count * static_cast<long>(sizeof(Stored));
+  int row = 2;
+  return WalkBlocks(path, numbers[0], [&](const char* next, const char* end) {
+    for (; end - next >= record; ++row) {
+      next += skip;
+      for (int i = 0; i < count; ++i, next += sizeof(Stored)) {
+        if constexpr (sizeof(Bits) == 4)
+          sink.Set(i + 1, row, std::bit_cast<Stored>(__builtin_bswap32(Load<Bits>(next))));
+        else
+          sink.Set(i + 1, row, std::bit_cast<Stored>(__builtin_bswap64(Load<Bits>(next))));
+      }
+    }
+    return next;
+  });
+}
+
 // Columns of so many doubles, one behind the other.
 class Columns {
  public:
@@ -664,6 +685,8 @@ constexpr struct {
     {"f32", Values<float>},
     {"i32", Values<std::int32_t>},
     {"i16", Values<std::int16_t>},
+    {"bf32", BigValues<float, std::uint32_t>},
+    {"bf64", BigValues<double, std::uint64_t>},
     {"f64", Doubles},
 #ifdef NVIMPORT_HAS_PACKAGES
     {"zf64", PackedDoubles},

@@ -16,6 +16,7 @@
 #include "nvimport/platform/OutputFile.h"
 #include "tests/support/BiffFixture.h"
 #include "tests/support/ChemStationFixture.h"
+#include "tests/support/NetcdfFixture.h"
 #include "tests/support/OpusFixture.h"
 #ifdef NVIMPORT_HAS_PACKAGES
 #include "tests/support/MatFixture.h"
@@ -571,6 +572,34 @@ void MakeMatrix(const std::string& folder, int columns) {
 }
 #endif
 
+// So many columns a row, in one array or a variable for every few of them.
+template <typename Value, std::uint32_t kType, bool kRecords>
+void MakeNetcdf(const std::string& folder, int rows, int columns, int variables) {
+  Random random;
+  const int width = columns / variables;
+  NetcdfFixture file{.dimensions = {{"row", kRecords ? 0U : static_cast<std::uint32_t>(rows)},
+                                    {"column", static_cast<std::uint32_t>(width)}},
+                     .records = kRecords ? static_cast<std::uint32_t>(rows) : 0U};
+  for (int i = 0; i < variables; ++i) {
+    std::vector<Value> values(static_cast<std::size_t>(rows) * static_cast<std::size_t>(width));
+    for (Value& value : values) value = static_cast<Value>(random.Below(700'000)) / 65'536;
+    std::vector<std::uint32_t> along{0};
+    if (width > 1) along.push_back(1);
+    file.variables.push_back(
+        {"v" + std::to_string(100 + i), along, kType, NetcdfFixture::Values(values)});
+  }
+  OutputFile((folder + "/table.nc").c_str()).Write(file.Bytes());
+}
+void MakeNetcdfArray(const std::string& folder, int rows) {
+  MakeNetcdf<float, NetcdfFixture::kFloat, false>(folder, rows, 1'000, 1);
+}
+void MakeNetcdfRecords(const std::string& folder, int rows) {
+  MakeNetcdf<float, NetcdfFixture::kFloat, true>(folder, rows, 1'000, 2);
+}
+void MakeNetcdfColumns(const std::string& folder, int rows) {
+  MakeNetcdf<double, NetcdfFixture::kDouble, true>(folder, rows, 50, 50);
+}
+
 constexpr double kStep = 10;  // of chromatograms, in ms
 
 // What a detector sees: a baseline with noise, and a peak every 10,000 points.
@@ -668,6 +697,9 @@ constexpr struct {
     {"ch181", MakeDoubleDeltas, 100'000'000},
     {"ch179", MakeChromatogramOfDoubles, 100'000'000},
     {"uv", MakeScans, 1'000'000},
+    {"nc", MakeNetcdfArray, 1'000'000},
+    {"ncr", MakeNetcdfRecords, 1'000'000},
+    {"ncc", MakeNetcdfColumns, 1'000'000},
 #ifdef NVIMPORT_HAS_PACKAGES
     {"mat", MakeMatrix<false>, 100'000},
     {"matz", MakeMatrix<true>, 100'000},

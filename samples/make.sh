@@ -632,3 +632,98 @@ with open("juices.uv", "wb") as file:
         (260, "2I", 512 + len(scans), 2), (278, "I", 12), (318, "d", scale)]))
     file.write(scans + struct.pack("<3H", 68, 6 + len(index), 0) + index)
 PY
+
+# netCDF files: a chromatogram of cider with its peaks, the mass spectra of its esters, and a table of
+# an orchard in which days are records and some values are packed.
+python3 - <<'PY'
+import math
+import struct
+
+CODES = {"b": 1, "c": 2, "h": 3, "i": 4, "f": 5, "d": 6}
+
+
+def padded(data):
+    return data + b"\0" * (-len(data) % 4)
+
+
+def name(text):
+    return struct.pack(">i", len(text)) + padded(text.encode())
+
+
+def values(form, what):
+    return what.encode("latin-1") if form == "c" else struct.pack(f">{len(what)}{form}", *what)
+
+
+def listed(tag, items):
+    return struct.pack(">2i", tag if items else 0, len(items)) + b"".join(items)
+
+
+def attributes(pairs):
+    items = []
+    for label, value in pairs.items():
+        form, what = ("c", value) if isinstance(value, str) else value
+        items.append(name(label) + struct.pack(">2i", CODES[form], len(what)) + padded(values(form, what)))
+    return listed(12, items)
+
+
+def write(path, dimensions, said, variables, records=0):
+    names = list(dimensions)
+    at = 0
+    for begins in (None, True):
+        fixed, rounds, head = b"", [b""] * records, []
+        for label, along, form, what, own in variables:
+            data, in_records = values(form, what), bool(along) and dimensions[along[0]] == 0
+            size = len(data) // records if in_records else len(data)
+            begin = at + (len(rounds[0]) if in_records else len(fixed) - fixed_size if begins else 0)
+            if in_records:
+                rounds = [r + padded(data[i * size:(i + 1) * size]) for i, r in enumerate(rounds)]
+            else:
+                fixed += padded(data)
+            head.append(name(label) + struct.pack(f">{1 + len(along)}i", len(along), *map(names.index, along)) +
+                        attributes(own) + struct.pack(">3i", CODES[form], len(padded(data[:size])), begin))
+        header = (b"CDF\1" + struct.pack(">i", records) +
+                  listed(10, [name(n) + struct.pack(">i", size) for n, size in dimensions.items()]) +
+                  attributes(said) + listed(11, head))
+        fixed_size, at = len(fixed), len(header) + len(fixed)
+    with open(path, "wb") as file:
+        file.write(header + fixed + b"".join(rounds))
+
+
+def bell(x, at, width):
+    return math.exp(-((x - at) / width) ** 2)
+
+
+peaks = [("ethyl acetate", 14.5, 1.2, 620), ("isobutanol", 23.0, 1.5, 180), ("isoamyl acetate", 38.5, 1.8, 340)]
+write("ciders.cdf", {"point_number": 120, "peak_number": 3, "_32_byte_string": 32},
+      {"aia_template_revision": "1.0", "sample_name": "Cider 12", "operator_name": "JS", "retention_unit": "seconds",
+       "detector_unit": "pA", "detector_name": "FID", "injection_date_time_stamp": "20240304093000+0100"},
+      [("actual_delay_time", [], "f", [0.5], {}), ("actual_sampling_interval", [], "f", [0.5], {}),
+       ("ordinate_values", ["point_number"], "f",
+        [round(4 + sum(h * bell(0.5 * i + 0.5, at, w) for _, at, w, h in peaks), 2) for i in range(120)],
+        {"uniform_sampling_flag": "Y"}),
+       ("peak_retention_time", ["peak_number"], "f", [at for _, at, w, h in peaks], {}),
+       ("peak_area", ["peak_number"], "f", [round(w * h * math.sqrt(math.pi), 1) for _, at, w, h in peaks], {}),
+       ("peak_name", ["peak_number", "_32_byte_string"], "c", "".join(n.ljust(32, "\0") for n, *_ in peaks), {})])
+
+masses = [29, 43, 61, 70, 88]
+scans = [[(m, round(400 * bell(s, 5, 3) * bell(m, 43 + s, 30))) for m in masses[s % 2:]] for s in range(10)]
+points = [point for scan in scans for point in scan]
+starts = [sum(map(len, scans[:s])) for s in range(10)]
+write("esters.cdf", {"scan_number": 10, "point_number": 0, "instrument_number": 1, "_8_byte_string": 8},
+      {"ms_template_revision": "1.0.1", "experiment_type": "Centroided Mass Spectrum", "sample_name": "Cider 12"},
+      [("scan_acquisition_time", ["scan_number"], "d", [12.5 + 0.5 * s for s in range(10)], {}),
+       ("total_intensity", ["scan_number"], "d", [sum(v for _, v in scan) for scan in scans], {"units": "counts"}),
+       ("scan_index", ["scan_number"], "i", starts, {}), ("point_count", ["scan_number"], "i", list(map(len, scans)), {}),
+       ("instrument_name", ["instrument_number", "_8_byte_string"], "c", "Trap 2\0\0", {}),
+       ("mass_values", ["point_number"], "h", [20 * m for m, _ in points], {"scale_factor": ("d", [0.05]), "units": "M/Z"}),
+       ("intensity_values", ["point_number"], "i", [v for _, v in points], {"units": "counts"})], len(points))
+
+days = range(8)
+write("orchard.nc", {"day": 0, "depth": 4, "letters": 6}, {"title": "Orchard 3", "Conventions": "CF-1.8"},
+      [("day", ["day"], "i", [120 + d for d in days], {"units": "days since 2024-01-01"}),
+       ("depth", ["depth"], "f", [0.1, 0.2, 0.4, 0.8], {"units": "m"}),
+       ("soil", ["day", "depth"], "h", [-32767 if d == 3 else 1200 + 15 * d - 40 * k for d in days for k in range(4)],
+        {"long_name": "soil temperature", "units": "degC", "scale_factor": ("d", [0.01]), "_FillValue": ("h", [-32767])}),
+       ("rain", ["day"], "d", [0.5 * (d * 5 % 7) for d in days], {"units": "mm"}),
+       ("sky", ["day", "letters"], "c", "".join(("clear", "cloudy", "rain")[d % 3].ljust(6) for d in days), {})], len(days))
+PY

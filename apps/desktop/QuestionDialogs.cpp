@@ -335,7 +335,8 @@ std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& questi
   // when not all can be.
   using Kind = ItemsQuestion::Kind;
   const bool takes_first = question.kind == Kind::kWorksheets;
-  const bool takes_usual = question.kind == Kind::kBlocks || question.kind == Kind::kMatrices;
+  const bool takes_usual = question.kind == Kind::kBlocks || question.kind == Kind::kMatrices ||
+                           question.kind == Kind::kVariables;
   const auto is_taken = [&](std::size_t item) {
     return (takes_first && item == 0) ||
            (takes_usual && std::ranges::find(question.usual, item) != question.usual.end());

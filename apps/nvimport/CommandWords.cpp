@@ -24,6 +24,7 @@ const QuestionWords& WordsOf(std::string_view name) {
   static constexpr QuestionWords kWords[] = {
       {"worksheets", "--sheet ", "which worksheets: --sheet SHEETS, --merge side|below"},
       {"matrices", "--sheet ", "which matrices: --sheet MATRICES, --merge side|below"},
+      {"variables", "--sheet ", "which variables: --sheet VARIABLES"},
       {"blocks", "--blocks ", "which blocks: --blocks BLOCKS"},
       {"files", "--files ", "which files: --files FILES"},
       {"reference series",

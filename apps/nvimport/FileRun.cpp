@@ -139,7 +139,8 @@ ImportResult FileTurn::Told(ImportResult result) {
   const auto say_unneeded = [&](bool is_given, std::string_view key, std::string_view name,
                                 const char* option) {
     const auto is_asked = [&](const AnsweredQuestion& question) {
-      return question.name == name || (name == "worksheets" && question.name == "matrices");
+      return question.name == name || (name == "worksheets" && (question.name == "matrices" ||
+                                                                question.name == "variables"));
     };
     if (is_given && std::ranges::none_of(result.questions, is_asked) &&
         !HasOption(FormatAt(result.format).name, key))

@@ -2,6 +2,7 @@
 
 #include "nvimport/formats/UnbuiltFormats.h"
 #include "nvimport/formats/matrix/MatFile.h"
+#include "nvimport/formats/matrix/NetCDFFile.h"
 #include "nvimport/formats/spectra/BrimroseFile.h"
 #include "nvimport/formats/spectra/BrukerOPUSFile.h"
 #include "nvimport/formats/spectra/ChemStationFile.h"

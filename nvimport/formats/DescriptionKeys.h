@@ -375,6 +375,47 @@ inline constexpr KeySource kMatlabKeys[] = {
     {"Created on", "created"}, {"variable", "matrix"}, {"left out", "left-out"},
 };
 
+// Names of attributes, and of variables of mass spectra that name their instrument.
+inline constexpr KeySource kNetcdfKeys[] = {
+    {"version", "version"},
+    {"title", "title"},
+    {"history", "log"},
+    {"comment", "comment"},
+    {"institution", "company"},
+    {"source", "source"},
+    {"references", "reference"},
+    {"experiment_title", "title"},
+    {"experiment_type", "data-type"},
+    {"separation_experiment_type", "data-type"},
+    {"administrative_comments", "comment"},
+    {"dataset_owner", "owner"},
+    {"dataset_origin", "origin"},
+    {"dataset_date_time_stamp", "created"},
+    {"injection_date_time_stamp", "date"},
+    {"experiment_date_time_stamp", "date"},
+    {"operator_name", "operator"},
+    {"sample_name", "sample"},
+    {"sample_id", "id"},
+    {"external_sample_id", "id"},
+    {"sample_comments", "comment"},
+    {"sample_state", "state"},
+    {"detector_name", "detector"},
+    {"detector_unit", "y-units"},
+    {"detector_units", "y-units"},
+    {"retention_unit", "x-units"},
+    {"retention_units", "x-units"},
+    {"detection_method_name", "method"},
+    {"separation_method_name", "separation-method"},
+    {"instrument_name", "instrument"},
+    {"instrument_serial_no", "serial-number"},
+    {"instrument_fw_version", "firmware"},
+    {"instrument_app_version", "application-version"},
+    {"test_detector_type", "detector"},
+    {"source_file_reference", "source-file"},
+    {"aia_template_revision", "template-revision"},
+    {"ms_template_revision", "template-revision"},
+};
+
 // All of them: docs/descriptions.md has a row for each.
 inline constexpr FormatKeys kFormatKeys[] = {
     {"JCAMP-DX", kJcampKeys},
@@ -392,6 +433,7 @@ inline constexpr FormatKeys kFormatKeys[] = {
     {"XML Spreadsheet 2003", kXmlSpreadsheetKeys},
     {"HTML", kHtmlKeys},
     {"Matlab", kMatlabKeys},
+    {"NetCDF", kNetcdfKeys},
 };
 
 // The key of a label, empty where it has none.

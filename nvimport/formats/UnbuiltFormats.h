@@ -42,13 +42,6 @@ struct BrooksideXMLFactory final : UnbuiltFactory {
                                   .extensions = {".xml"},
                                   .several_at_once = true}) {}
 };
-struct NetCDFFileFactory final : UnbuiltFactory {
-  NetCDFFileFactory()
-      : UnbuiltFactory(kNotThis, {.name = "NetCDF Files",
-                                  .read_filter = "NetCDF Files (*.nc; *.cdf) (MVACDF, ANDI)",
-                                  .extensions = {".nc", ".cdf"},
-                                  .several_at_once = true}) {}
-};
 struct ThermoSIEVEFileFactory final : UnbuiltFactory {
   ThermoSIEVEFileFactory()
       : UnbuiltFactory(kNotThis, {.name = "Thermo SIEVE File",

@@ -29,6 +29,7 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"MATLAB", 4352, 4367},
     {"Bruker OPUS", 4384, 4399},
     {"HPLC ChemStation", 4400, 4415},
+    {"netCDF", 4416, 4431},
 };
 
 static_assert([] {

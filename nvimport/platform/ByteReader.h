@@ -1,23 +1,39 @@
 #pragma once
 
-#include <algorithm>
-#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <span>
 #include <string_view>
+#include <type_traits>
 
 namespace nvimport {
+
+// The bytes of a number the other way round.
+template <typename Bits>
+constexpr Bits Swapped(Bits bits) {
+  if constexpr (sizeof(Bits) == 8)
+    return __builtin_bswap64(bits);
+  else if constexpr (sizeof(Bits) == 4)
+    return __builtin_bswap32(bits);
+  else if constexpr (sizeof(Bits) == 2)
+    return __builtin_bswap16(bits);
+  else
+    return bits;
+}
 
 // The number at `bytes`, whose bytes have that order.
 template <typename T>
 T Load(const void* bytes, std::endian order) {
-  std::array<char, sizeof(T)> value;
-  std::memcpy(value.data(), bytes, sizeof(T));
-  if (order != std::endian::native) std::reverse(value.begin(), value.end());
-  return std::bit_cast<T>(value);
+  using Bits = std::conditional_t<
+      sizeof(T) == 8, std::uint64_t,
+      std::conditional_t<sizeof(T) == 4, std::uint32_t,
+                         std::conditional_t<sizeof(T) == 2, std::uint16_t, std::uint8_t>>>;
+  static_assert(sizeof(T) == sizeof(Bits));
+  Bits bits;
+  std::memcpy(&bits, bytes, sizeof bits);
+  return std::bit_cast<T>(order == std::endian::native ? bits : Swapped(bits));
 }
 
 template <typename T>

@@ -90,7 +90,7 @@ struct TextImportQuestion {
 // A choice of entries from a list.
 struct ItemsQuestion {
   // What the entries are.
-  enum class Kind { kWorksheets, kBlocks, kFiles, kReference, kMatrices };
+  enum class Kind { kWorksheets, kBlocks, kFiles, kReference, kMatrices, kVariables };
 
   Kind kind = Kind::kWorksheets;     // what the entries are
   std::string title;                 // of the dialog

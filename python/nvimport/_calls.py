@@ -26,6 +26,7 @@ Items = Union[int, str, Sequence[Union[int, str]]]
 _ARGUMENTS = {
     "worksheets": "sheet",
     "matrices": "sheet",
+    "variables": "sheet",
     "files": "options['files']",
     "reference series": "options['reference']",
 }

@@ -968,7 +968,7 @@ TEST(Command, AnswersInJson) {
   std::string can;
   for (const auto& format : formats)
     can += format["reads"] == true ? format["writes"] == true ? 'w' : 'r' : '-';
-  EXPECT_TRUE(can.starts_with("r--rrrwrrrrrwr-rw--rrr")) << can;
+  EXPECT_TRUE(can.starts_with("r--rrrwrrrrrwrrrw--rrr")) << can;
   EXPECT_EQ(answer("validate cut.txt", "files")[0]["ok"], true);
   auto info = answer("info cut.txt --notes", "files");
   same(info[0]["description"], R"({"statements": [

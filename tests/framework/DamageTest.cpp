@@ -17,6 +17,7 @@
 #include "tests/support/Cases.h"
 #include "tests/support/ChemStationFixture.h"
 #include "tests/support/JCAMPFixture.h"
+#include "tests/support/NetcdfFixture.h"
 #include "tests/support/NsasFixture.h"
 #include "tests/support/OpusFixture.h"
 #include "tests/support/Samples.h"
@@ -225,6 +226,32 @@ TEST(Damage, FilesThatClaimTheMostEndWithinTheirBounds) {
       {"a label of megabytes", "JCAMP-DX File", "##TITLE=" + std::string(4 << 20, 'x')},
       {"a spectrum named 20,000 times", "Bruker OPUS File", SpectrumNamedOften(20'000)},
       {"a spectrum named 200,000 times", "Bruker OPUS File", SpectrumNamedOften(200'000)},
+      {"2^32 records", "NetCDF Files",
+       NetcdfFixture::MassSpectra().Bytes().replace(4, 4, "\xff\xff\xff\xfe")},
+      {"2^32 points", "NetCDF Files",
+       NetcdfFixture{.dimensions = {{"n", ~0U}}, .variables = {{"v", {0}, 6, ""}}}.Bytes()},
+      {"attributes of no bytes", "NetCDF Files",
+       NetcdfFixture{.attributes = {200'000, NetcdfFixture::Text("", "")}}.Bytes()},
+      {"variables of no name", "NetCDF Files",
+       NetcdfFixture{.variables = {50'000, {"", {}, 1, "\1"}}}.Bytes()},
+      {"variables in a record", "NetCDF Files",
+       NetcdfFixture{
+           .dimensions = {{"n", 0}}, .variables = {5'000, {"v", {0}, 1, "\1\2\3"}}, .records = 3}
+           .Bytes()},
+      {"scans of the same points", "NetCDF Files",
+       [] {
+         NetcdfFixture file = NetcdfFixture::MassSpectra();
+         file.dimensions[1].length = 20'000;
+         file.records = 20'000;
+         file.variables[0].values = file.variables[1].values = std::string(160'000, '\0');
+         file.variables[2].values = std::string(80'000, '\0');
+         file.variables[3].values = Repeated(NetcdfFixture::Bytes(20'000), 20'000);
+         file.variables[4].values.clear();
+         for (int i = 0; i < 20'000; ++i)
+           file.variables[4].values += NetcdfFixture::Bytes(static_cast<std::int16_t>(i));
+         file.variables[5].values = std::string(80'000, '\1');
+         return file.Bytes();
+       }()},
       {"segments without values", "HPLC ChemStation File",
        ChemStationFixture{.body = Repeated("\x10\0"s, 1 << 20)}.Bytes()},
       {"2^32 scans", "HPLC ChemStation File",

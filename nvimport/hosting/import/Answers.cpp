@@ -19,8 +19,8 @@ namespace {
 using Source = AnsweredQuestion::Source;
 
 const char* NameOf(ItemsQuestion::Kind kind) {
-  static constexpr const char* kNames[] = {"worksheets", "blocks", "files", "reference series",
-                                           "matrices"};
+  static constexpr const char* kNames[] = {"worksheets",       "blocks",   "files",
+                                           "reference series", "matrices", "variables"};
   return kNames[static_cast<std::size_t>(kind)];
 }
 
@@ -128,7 +128,9 @@ std::optional<ItemsChoice> AnsweringDialogs::SelectItems(const ItemsQuestion& qu
   answered.entries = EntriesOf(question);
   for (const std::string& item : question.items) answered.names.push_back(Shown(item));
   std::optional<std::string> given;
-  if (question.kind == Kind::kWorksheets || question.kind == Kind::kMatrices) given = given_.sheets;
+  if (question.kind == Kind::kWorksheets || question.kind == Kind::kMatrices ||
+      question.kind == Kind::kVariables)
+    given = given_.sheets;
   if (question.kind == Kind::kBlocks) given = given_.blocks;
 
   std::optional<ItemsChoice> choice;

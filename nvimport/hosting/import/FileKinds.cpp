@@ -54,6 +54,7 @@ constexpr FileKind kLotus = Surely("a Lotus 1-2-3 worksheet", "Lotus 1-2-3 File"
 constexpr FileKind kExcel = Surely("an Excel 97-2003 workbook (.xls)", "Excel File");
 constexpr FileKind kOldExcel = Surely("an Excel worksheet before Excel 97", "Excel File");
 constexpr FileKind kMatlab = Surely("a MATLAB file", "Matlab File");
+constexpr FileKind kNetcdf = Surely("a netCDF file", "NetCDF Files");
 constexpr FileKind kMatlab73{
     "a MATLAB 7.3 file", "the package nvimport-hdf5 reads it; MATLAB saves it anew with save -v7"};
 constexpr FileKind kHtml{"an HTML page", "open it in a spreadsheet and save the table as CSV",
@@ -93,9 +94,9 @@ constexpr Signature kSignatures[] = {
     {"MM\0*"sv, {"a TIFF picture", kPicture}},
     {"\x89HDF\r\n\x1a\n"sv, {"an HDF5 or netCDF-4 file", kExport}},
     {"\x89HDF\r\n\x1a\n"sv, kMatlab73, 512},
-    {"CDF\x01"sv, {"a netCDF file", "ncdump writes it as text"}},
-    {"CDF\x02"sv, {"a netCDF file", "ncdump writes it as text"}},
-    {"CDF\x05"sv, {"a netCDF file", "ncdump writes it as text"}},
+    {"CDF\x01"sv, kNetcdf},
+    {"CDF\x02"sv, kNetcdf},
+    {"CDF\x05"sv, kNetcdf},
     {"\x0a\x0a\xfe\xfe"sv, Surely("Bruker OPUS spectra", "Bruker OPUS File")},
     {"\0\1IM"sv, kMatlab, 124},
     {"\1\0MI"sv, kMatlab, 124},

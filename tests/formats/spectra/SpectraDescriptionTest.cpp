@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "nvimport/formats/DescriptionKeys.h"
+#include "nvimport/formats/matrix/NetCDFFile.h"
 #include "nvimport/formats/spectra/BrimroseFile.h"
 #include "nvimport/formats/spectra/BrukerOPUSFile.h"
 #include "nvimport/formats/spectra/ChemStationFile.h"
@@ -20,6 +21,7 @@
 #include "tests/support/ChemStationFixture.h"
 #include "tests/support/Described.h"
 #include "tests/support/JCAMPFixture.h"
+#include "tests/support/NetcdfFixture.h"
 #include "tests/support/NsasFixture.h"
 #include "tests/support/OpusFixture.h"
 #include "tests/support/Samples.h"
@@ -490,6 +492,52 @@ void AddChemStation(std::vector<Described>& all) {
       "wavelength=202");
 }
 
+void AddNetcdf(std::vector<Described>& all) {
+  using Net = NetcdfFixture;
+  const auto add = [&](const char* why, const Net& file, std::string expected,
+                       std::string options = "") {
+    all.push_back(
+        {"NetCDF", why, By<NetCDFFile>(), file.Bytes(), std::move(expected), std::move(options)});
+  };
+  Net keys{.dimensions = {{"n", 2}},
+           .variables = {
+               {"n", {0}, Net::kFloat, Net::Values<float>({1, 2})},
+               {"v", {0}, Net::kFloat, Net::Values<float>({1, 2}), {Net::Text("units", "g")}}}};
+  std::string labels = "version [version] = 1\n";
+  for (const auto& [label, key] : kNetcdfKeys) {
+    if (label == "version") continue;
+    const std::string name(label);
+    const bool is_stamp = name.ends_with("_stamp");
+    keys.attributes.push_back(Net::Text(name, is_stamp ? "20240305060708" : "a\0b"s));
+    if (is_stamp) labels += name + " [] = 20240305060708\n";
+    labels +=
+        name + " [" + std::string(key) + "] = " + (is_stamp ? "2024-03-05T06:07:08\n" : "a\n");
+  }
+  keys.attributes.push_back({"own", Net::kFloat, 2, Net::Values<float>({0.1F, 2})});
+  add("every key", keys, labels + "own [] = 0.1 2\nv:units [] = g\n", "variables=v");
+  Net stamped = Net::Chromatogram();
+  stamped.attributes.push_back(Net::Text("injection_date_time_stamp", "20231029185100+0130"));
+  stamped.attributes.push_back(Net::Text("dataset_date_time_stamp", "20231329185100"));
+  stamped.attributes.push_back(Net::Text("experiment_date_time_stamp", "20231029185100"));
+  stamped.attributes.push_back(Net::Text("netcdf_file_date_time_stamp", "1900,01,01"));
+  add("a chromatogram", stamped,
+      "version [version] = 1\naia_template_revision [template-revision] = 1.0\n"
+      "sample_name [sample] = juice\nretention_unit [x-units] = Seconds\n"
+      "detector_unit [y-units] = mAU\ninjection_date_time_stamp [] = 20231029185100+0130\n"
+      "injection_date_time_stamp [date] = 2023-10-29T18:51:00+01:30\n"
+      "dataset_date_time_stamp [] = 20231329185100\n"
+      "experiment_date_time_stamp [] = 20231029185100\n"
+      "experiment_date_time_stamp [date] = 2023-10-29T18:51:00\n"
+      "netcdf_file_date_time_stamp [] = 1900,01,01\nx: time (s)\ny:  (mAU)\n");
+  Net spectra = Net::MassSpectra();
+  spectra.dimensions.push_back({"_4_byte_string", 4});
+  spectra.variables.push_back({"instrument_name", {2}, Net::kChar, "MS\0\0"s});
+  add("mass spectra", spectra,
+      "version [version] = 1\nms_template_revision [template-revision] = 1.0.1\n"
+      "instrument_name [instrument] = MS\nmass_values:scale_factor [] = 0.5\n"
+      "x: m/z ()\nz: time (s)\n");
+}
+
 }  // namespace
 
 void AddSpectra(std::vector<Described>& all) {
@@ -498,6 +546,7 @@ void AddSpectra(std::vector<Described>& all) {
   AddOpus(all);
   AddOthers(all);
   AddChemStation(all);
+  AddNetcdf(all);
 }
 
 void AddSpectraBombs(std::vector<Described>& bombs) {
