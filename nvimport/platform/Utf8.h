@@ -33,7 +33,7 @@ inline bool IsAscii(std::string_view text) {
   std::uint64_t all = 0;
   const char* at = text.data();
   std::size_t left = text.size();
-  const auto take = [&]<typename Word>(Word word) {
+  const auto take = [&](auto word) {
     for (; left >= sizeof word; at += sizeof word, left -= sizeof word) {
       std::memcpy(&word, at, sizeof word);
       all |= word;

@@ -172,7 +172,8 @@ class HeaderReader {
     layout.first_time = Time(has_float_times);
     layout.last_time = Time(has_float_times);
     // Some of version 179 state the end of the header in bytes.
-    const std::uint64_t stated = (std::uint64_t{stated_block_} - 1) * kBlockSize;
+    const std::uint64_t block = stated_block_;
+    const std::uint64_t stated = block > 0 ? (block - 1) * kBlockSize : 0;
     if (layout.coding != Coding::kDoubles && stated >= layout.data && stated < layout.size)
       layout.data = stated;
     if (!version_.family.is_wide) return;

@@ -210,7 +210,8 @@ LotusFile::LotusFile(const LotusFile& other)
       path_(other.path_),
       reader_(std::make_unique<BlockReader>()),
       shift_(other.shift_),
-      leaves_size_open_(other.leaves_size_open_) {
+      leaves_size_open_(other.leaves_size_open_),
+      stated_rows_(other.stated_rows_) {
   if (other.input_.is_open()) input_ = InputFile(path_.c_str());
 }
 
@@ -222,6 +223,7 @@ LotusFile& LotusFile::operator=(const LotusFile& other) {
   path_ = other.path_;
   shift_ = other.shift_;
   leaves_size_open_ = other.leaves_size_open_;
+  stated_rows_ = other.stated_rows_;
   input_ = other.input_.is_open() ? InputFile(path_.c_str()) : InputFile();
   return *this;
 }

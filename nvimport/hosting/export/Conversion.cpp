@@ -80,8 +80,9 @@ std::optional<Failure> WriteHeld(const ConversionRequest& request, OutputTarget&
   if (tiled && result.import.failure && result.import.failure->text == TiledSheet::kNoRoom)
     return target.Because(TiledSheet::kNoRoom, "TMPDIR may name a folder with more room");
   if (result.import.failure) return result.import.failure;
-  SpreadsheetData& held = tiled ? static_cast<SpreadsheetData&>(*tiled) : sheet;
-  if (held.GetNumberOfColumns() == 0 || held.GetNumberOfRows() == 0)
+  SpreadsheetData* held = &sheet;
+  if (tiled) held = &*tiled;
+  if (held->GetNumberOfColumns() == 0 || held->GetNumberOfRows() == 0)
     return NothingWanted(target, result.import);
   ExportRequest output = request.output;
   output.kept_rules = result.import.kept_rules;
