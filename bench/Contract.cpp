@@ -56,6 +56,10 @@ class Sink {
   virtual CellSums Total() const = 0;
 
   void Set(int column, int row, double value) { Set(column, row, static_cast<float>(value)); }
+
+  // Whether it takes doubles as such, and then one that is.
+  virtual bool IsWide() const { return false; }
+  virtual void SetWide(int column, int row, double value) { Set(column, row, value); }
 };
 
 template <typename Sums>
@@ -107,6 +111,11 @@ class WritingSink final : public Sink {
   }
   void Set(int, int row, const char* text) override { Put(row, {text, std::strlen(text)}); }
   void Set(int, int row, float value) override {
+    char digits[32];
+    Put(row, {digits, std::to_chars(digits, std::end(digits), value).ptr});
+  }
+  bool IsWide() const override { return true; }
+  void SetWide(int, int row, double value) override {
     char digits[32];
     Put(row, {digits, std::to_chars(digits, std::end(digits), value).ptr});
   }
@@ -325,7 +334,7 @@ constexpr std::array<Start, 256> kStarts = [] {
 // The blocks of a JCAMP-DX file, of which the ordinates are millionths.
 class Blocks {
  public:
-  explicit Blocks(Sink& sink) : sink_(sink) {}
+  explicit Blocks(Sink& sink) : sink_(sink), is_wide_(sink.IsWide()) {}
 
   void Line(const char* at, const char* end) {
     if (*at == '#') {
@@ -380,7 +389,11 @@ class Blocks {
   void Point(std::int64_t ordinate) {
     ordinate_ = ordinate;
     ++point_;
-    sink_.Set(point_ + 2, block_ + 1, static_cast<float>(1e-6 * static_cast<double>(ordinate)));
+    const double value = 1e-6 * static_cast<double>(ordinate);
+    if (is_wide_)
+      sink_.SetWide(point_ + 2, block_ + 1, value);
+    else
+      sink_.Set(point_ + 2, block_ + 1, static_cast<float>(value));
     if (block_ == 1) Name();
   }
 
@@ -397,6 +410,7 @@ class Blocks {
   }
 
   Sink& sink_;
+  bool is_wide_;
   bool in_data_ = false;
   bool check_next_ = false;       // the next ordinate repeats the last one
   bool has_differences_ = false;  // this line
@@ -419,11 +433,16 @@ bool Values(const char* path, Sink& sink, std::span<const long> numbers) {
   const long record = skip + count * static_cast<long>(sizeof(Stored));
   // Of the exponent 4 that the inputs have.
   constexpr float kScale = sizeof(Stored) == 2 ? 1.0F / 4'096.0F : 1.0F / 268'435'456.0F;
+  const bool is_wide = !std::is_same_v<Stored, float> && sink.IsWide();
   int row = 1;
   return WalkBlocks(path, numbers[0], [&](const char* next, const char* end) {
     for (; end - next >= record; ++row) {
       next += skip;
       for (int i = 0; i < count; ++i, next += sizeof(Stored)) {
+        if (is_wide) {
+          sink.SetWide(i + 3, row, static_cast<double>(Load<Stored>(next)) * double{kScale});
+          continue;
+        }
         const auto value = static_cast<float>(Load<Stored>(next));
         sink.Set(i + 3, row, std::is_same_v<Stored, float> ? value : value * kScale);
       }

@@ -295,6 +295,7 @@ GatheredRows Gather(const TableColumns& table,
                     std::optional<bool> header, const std::string& encoding,
                     const std::string& decimal) {
   std::vector<std::pair<Request, std::string>> files;
+  files.reserve(surveyed.size());
   for (const auto& [request, sheets] : surveyed) files.emplace_back(request, sheets);
   return GatherRows(files, Rules(header, encoding, decimal), table);
 }

@@ -96,6 +96,7 @@ std::vector<std::size_t> UsualOffers(const NetcdfContents& contents,
                                      const std::vector<NetcdfOffer>& offers,
                                      const NetcdfPages& pages) {
   std::vector<NetcdfPart> parts;
+  parts.reserve(offers.size());
   for (const NetcdfOffer& offer : offers) parts.push_back(PartOf(contents, offer.variable, pages));
   const auto most = std::ranges::max_element(parts, {}, [](const NetcdfPart& part) {
     return std::pair(part.text_length == 0, CellsOf(part));

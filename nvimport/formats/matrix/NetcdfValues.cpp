@@ -144,6 +144,7 @@ class Numbers final : public NetcdfCells {
         if constexpr (std::is_same_v<Stored, std::uint64_t>)
           if (value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
             return values.Set(column + i, row, static_cast<double>(value));
+        // NOLINTNEXTLINE(bugprone-signed-char-misuse): bytes of the file are numbers.
         const auto whole = static_cast<long long>(value);
         if (takes_exact)
           sink.SetExact(column + i, row, whole);
@@ -156,7 +157,7 @@ class Numbers final : public NetcdfCells {
   void Get(const char* first, std::size_t stride, std::span<double> values) const override {
     std::ranges::fill(values, kNone);
     Each(first, stride, static_cast<int>(values.size()), [&](int i, Stored value) {
-      double number = static_cast<double>(value);
+      auto number = static_cast<double>(value);
       if (meaning_.is_packed) {
         number = Unpacked(value);
         if (meaning_.is_single) number = static_cast<double>(static_cast<float>(number));

@@ -207,7 +207,8 @@ void DIFFile::LookAtTexts() {
 
 // Looks at all texts, wherever a read is.
 void DIFFile::LookAhead() {
-  std::unique_ptr<DIFRecords> reading = std::move(records_);
+  std::unique_ptr<DIFRecords> reading;
+  records_.swap(reading);
   const std::uint64_t position = position_;
   if (BeginRecords() && records_->ReadHeader(title_)) LookAtTexts();
   records_ = std::move(reading);
@@ -245,12 +246,11 @@ int DIFFile::Read(ReadSpreadSheetData* sink) {
     } else if (kind != DIFRecords::kSkipped) {
       ++cell;
       if (row != wanted || row < 1) continue;
-      if (kind == DIFRecords::kNumber)
+      const bool is_text = kind == DIFRecords::kText;
+      if (kind == DIFRecords::kNumber ||
+          (is_text && (are_ascii || (is_open && IsAscii({value.data(), value.size()}))))) {
         sink->Set(cell, row, value.data());
-      else if (kind == DIFRecords::kText &&
-               (are_ascii || (is_open && IsAscii({value.data(), value.size()}))))
-        sink->Set(cell, row, value.data());
-      else if (kind == DIFRecords::kText) {
+      } else if (is_text) {
         if (is_open && !has_looked_) LookAhead();
         sink->Set(cell, row, ConvertFromFile(value.data(), value.size(), changed));
       } else if (rules_.errors_as_empty_texts) {
