@@ -1,4 +1,4 @@
-// netCDF classic ("NetCDF Classic Format Specification", Unidata). Numbers are big-endian; those
+// netCDF, the classic format in its three versions. Numbers are big-endian; those
 // called size are uint32, of version 5 uint64.
 //   "CDF"  uint8 version: 1, 2 or 5  size records, all bits set: as many as there are bytes for
 //   dimensions, attributes of the file, variables, each a list
