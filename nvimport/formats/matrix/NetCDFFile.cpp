@@ -451,18 +451,7 @@ int NetCDFFile::FindAxis() {
                });
   axis_.points = first.points;
   if (is_united_) {
-    XUnion<double> all(budget_);
-    for (const Input& input : inputs_) {
-      if (!budget_.Take(static_cast<std::uint64_t>(input.points) * sizeof(double)))
-        return Fail(kOverBudget);
-      std::vector<double> x;
-      x.reserve(static_cast<std::size_t>(input.points));
-      for (int i = 0; i < input.points; ++i) x.push_back(input.X(i));
-      if (!std::ranges::is_sorted(x, IsBefore)) std::ranges::sort(x, IsBefore);
-      if (!all.Add(std::move(x))) return Fail(kOverBudget);
-    }
-    axis_.values = all.Take();
-    if (budget_.overdrawn()) return Fail(kOverBudget);
+    if (!UniteXOf(inputs_, budget_, axis_.values)) return Fail(kOverBudget);
     if (axis_.values.size() > INT_MAX) return Fail(kNoSize);
     axis_.points = static_cast<int>(axis_.values.size());
   }
@@ -474,21 +463,10 @@ int NetCDFFile::FindAxis() {
 
 // Of programs that ask nobody the range is the whole.
 int NetCDFFile::TakeRange(GivenOptions& given, NvImportOpenOptions* options) {
-  RangeChoice range;
-  if (!given.TakeRange("range", range)) return Fail(kInvalidOptions);
   constexpr std::string_view kViews[] = {"", "signal", "peaks", "scans", "total"};
   OptionPairs choices{{"view", std::string(kViews[static_cast<std::size_t>(shape_)])}};
-  if (has_axis()) {
-    if (!given.Find("range") && Dialogs::CanAsk() &&
-        !AskForInterval("NetCDF File Import Wizard", path_, range))
-      return Fail(kCancelled);
-    const std::string text = OptionPairs::Join(range);
-    if (!SetInterval(range)) {
-      given.Refuse("range", text);
-      return Fail(kInvalidOptions);
-    }
-    choices.Set("range", text);
-  }
+  const char* const title = Dialogs::CanAsk() ? "NetCDF File Import Wizard" : nullptr;
+  if (has_axis() && TakeInterval(given, title, choices) != kGood) return status_;
   GiveBack(choices, options);
   return kGood;
 }

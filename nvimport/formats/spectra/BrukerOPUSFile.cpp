@@ -127,12 +127,7 @@ int BrukerOPUSFile::Open(bool read, const char* path, NvImportOpenOptions* optio
   OptionPairs choices;
   if (ReadLayouts() != kGood || ChooseBlocks(given, choices) != kGood || MakeAxis(given) != kGood)
     return status_;
-  RangeChoice range;
-  if (!given.TakeRange("range", range)) return Fail(kInvalidOptions);
-  if (!SetInterval(range)) {
-    given.Refuse("range", OptionPairs::Join(range));
-    return Fail(kInvalidOptions);
-  }
+  if (TakeInterval(given, nullptr, choices) != kGood) return status_;
   GiveBack(choices, options);
   opened_ = true;
   return kGood;

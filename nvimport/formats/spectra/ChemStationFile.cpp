@@ -307,17 +307,10 @@ int ChemStationFile::TakeOptions(GivenOptions& given) {
 
 // Of programs that ask nobody the range is the whole.
 int ChemStationFile::TakeRange(GivenOptions& given, NvImportOpenOptions* options) {
-  RangeChoice range;
-  if (!given.TakeRange("range", range)) return Fail(kInvalidOptions);
-  if (!given.Find("range") && Dialogs::CanAsk() &&
-      !AskForInterval("HPLC ChemStation File Import Wizard", path_, range))
-    return Fail(kCancelled);
-  const std::string text = OptionPairs::Join(range);
-  if (!SetInterval(range)) {
-    given.Refuse("range", text);
-    return Fail(kInvalidOptions);
-  }
-  GiveBack({{"range", text}}, options);
+  OptionPairs choices;
+  const char* const title = Dialogs::CanAsk() ? "HPLC ChemStation File Import Wizard" : nullptr;
+  if (TakeInterval(given, title, choices) != kGood) return status_;
+  GiveBack(choices, options);
   return kGood;
 }
 
@@ -464,17 +457,7 @@ int ChemStationFile::FindAxis() {
 
 // Makes every x that occurs a point.
 int ChemStationFile::UniteX() {
-  XUnion<double> all(budget_);
-  for (const Input& input : inputs_) {
-    if (!DrawX(static_cast<std::uint64_t>(input.points))) return Fail(kOverBudget);
-    std::vector<double> x;
-    x.reserve(static_cast<std::size_t>(input.points));
-    for (int i = 0; i < input.points; ++i) x.push_back(input.X(i));
-    if (!std::ranges::is_sorted(x, IsBefore)) std::ranges::sort(x, IsBefore);
-    if (!all.Add(std::move(x))) return Fail(kOverBudget);
-  }
-  axis_.values = all.Take();
-  if (budget_.overdrawn()) return Fail(kOverBudget);
+  if (!UniteXOf(inputs_, budget_, axis_.values)) return Fail(kOverBudget);
   if (axis_.values.size() > INT_MAX) return Fail(kNoSize);
   axis_.points = static_cast<int>(axis_.values.size());
   axis_.first = axis_.values.front();

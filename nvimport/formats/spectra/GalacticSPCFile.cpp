@@ -302,17 +302,7 @@ int GalacticSPCFile::SetOptions(GivenOptions& given, OptionPairs& choices) {
     choices.Set("files", OptionPairs::Join(positions));
   }
 
-  RangeChoice range;
-  if (!given.TakeRange("range", range)) return Fail(kInvalidOptions);
-  if (!given.Find("range") && !AskForInterval("Galactic SPC File Import Wizard", path_, range))
-    return Fail(kCancelled);
-  const std::string text = OptionPairs::Join(range);
-  if (!SetInterval(range)) {
-    given.Refuse("range", text);
-    return Fail(kInvalidOptions);
-  }
-  choices.Set("range", text);
-  return kGood;
+  return TakeInterval(given, "Galactic SPC File Import Wizard", choices);
 }
 
 int GalacticSPCFile::AskForFiles(int status) {

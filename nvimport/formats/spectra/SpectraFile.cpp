@@ -72,6 +72,20 @@ void SpectraFile::RenewBudget() {
   budget_ = Budget(size);
 }
 
+int SpectraFile::TakeInterval(GivenOptions& given, const char* title, OptionPairs& choices) {
+  RangeChoice range;
+  if (!given.TakeRange("range", range)) return Fail(kInvalidOptions);
+  if (title != nullptr && !given.Find("range") && !AskForInterval(title, path_, range))
+    return Fail(kCancelled);
+  const std::string text = OptionPairs::Join(range);
+  if (!SetInterval(range)) {
+    given.Refuse("range", text);
+    return Fail(kInvalidOptions);
+  }
+  choices.Set("range", text);
+  return kGood;
+}
+
 void SpectraFile::GiveBack(const OptionPairs& choices, NvImportOpenOptions* options) {
   if (!choices.empty()) GiveChoices(choices.Bytes(), choices_, options);
 }

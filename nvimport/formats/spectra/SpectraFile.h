@@ -15,6 +15,8 @@
 
 namespace nvimport {
 
+class GivenOptions;
+
 class BlockReader;
 class OptionPairs;
 class PointNames;
@@ -58,6 +60,10 @@ class NVIMPORT_API SpectraFile : public SpreadsheetFile, public USDBase {
 
   // Begins anew to draw from the budget of the files.
   void RenewBudget();
+
+  // Takes the range of points that is given, or asked for under a title, and adds it to the
+  // choices. Without one the range is the whole.
+  int TakeInterval(GivenOptions& given, const char* title, OptionPairs& choices);
 
   // Gives the choices made back to a caller who left room for them.
   void GiveBack(const OptionPairs& choices, NvImportOpenOptions* options);

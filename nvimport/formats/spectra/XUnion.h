@@ -72,6 +72,25 @@ class XUnion {
   std::vector<std::vector<X>> parts_;
 };
 
+// Every x that occurs in inputs, which have so many `points` and the X of each. False when the
+// budget ends.
+template <typename Input>
+[[nodiscard]] bool UniteXOf(const std::vector<Input>& inputs, Budget& budget,
+                            std::vector<double>& united) {
+  XUnion<double> all(budget);
+  for (const Input& input : inputs) {
+    const auto points = static_cast<std::size_t>(input.points);
+    if (!budget.Take(points * sizeof(double))) return false;
+    std::vector<double> x;
+    x.reserve(points);
+    for (int i = 0; i < input.points; ++i) x.push_back(input.X(i));
+    if (!std::ranges::is_sorted(x, IsBefore)) std::ranges::sort(x, IsBefore);
+    if (!all.Add(std::move(x))) return false;
+  }
+  united = all.Take();
+  return !budget.overdrawn();
+}
+
 // The places of a spectrum's x values in such a union, where an x that repeats has a place each
 // time.
 template <typename X>

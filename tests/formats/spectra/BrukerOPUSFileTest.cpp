@@ -124,7 +124,7 @@ TEST(BrukerOPUSFile, AsksWhichBlocks) {
   EXPECT_EQ(ImportFile(reader, file.path(), &options).Summary(),
             "'Primary ID' | 'Name' | 6 | 8 | 10\n1 | 'file.txt_1' | . | 2 | 1\n"
             "2 | 'file.txt_2' | 6 | 5 | 4\n");
-  EXPECT_EQ(PairsOf(options), "blocks=1,3");
+  EXPECT_EQ(PairsOf(options), "blocks=1,3;range=1,0");
   ASSERT_EQ(dialogs.items_questions.size(), 1);
   const ItemsQuestion& question = dialogs.items_questions[0];
   EXPECT_EQ(question.title, "Select Data Blocks");
