@@ -13,6 +13,7 @@
 namespace nvimport {
 
 class GivenOptions;
+class NetcdfSource;
 class SpectraStatements;
 struct NetcdfVariable;
 
@@ -51,12 +52,19 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   double ExactX(int point) const override;
   int DescribeFiles(Description& description) override;
 
+  // Another format that is read as netCDF: its name in the log.
+  explicit NetCDFFile(const char* source);
+  // The bytes of one of the files, null with the status of what failed.
+  virtual std::unique_ptr<NetcdfSource> OpenSource(const char* path, int& status) const;
+
  private:
   enum class Shape { kTable, kSignal, kPeaks, kScans, kTotal };
   struct Input;
   struct Table;
   class RowWalk;
 
+  // Of the file that was asked for last, which stays open.
+  NetcdfSource& SourceOf(const Input& input) const;
   int OpenInputs();
   int ChooseShape(GivenOptions& given);
   int MeasureSignal(Input& input);
@@ -95,6 +103,8 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   std::vector<Input> inputs_;
   std::vector<std::string> peak_names_;  // of their columns
   std::unique_ptr<Table> table_;
+  mutable std::unique_ptr<NetcdfSource> open_;
+  mutable std::string open_path_;
 };
 
 // Registers the format.
