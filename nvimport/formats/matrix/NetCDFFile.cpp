@@ -94,6 +94,14 @@ NvImportOpenOptions* NetCDFFile::GetImportOptions(const std::vector<std::string>
   return pairs.NewRecord();
 }
 
+std::vector<FormatOption> NetCDFFile::Options() {
+  return {{"view", "signal|peaks|scans|total"},
+          {"range", "FIRST,LAST", /*is_asked=*/true},
+          {"variables", "NAME,NAME...", /*is_asked=*/true},
+          {"page", "DIMENSION:NUMBER..."},
+          {"names", "1|0"}};
+}
+
 void NetCDFFile::Close() {
   opened_ = is_united_ = false;
   peak_names_.clear();
@@ -268,11 +276,7 @@ NetCDFFileFactory::NetCDFFileFactory()
                       .read_filter = "NetCDF Files (*.nc; *.cdf) (MVACDF, ANDI)",
                       .extensions = {".nc", ".cdf"},
                       .several_at_once = true,
-                      .options = {{"view", "signal|peaks|scans|total"},
-                                  {"range", "FIRST,LAST", /*is_asked=*/true},
-                                  {"variables", "NAME,NAME...", /*is_asked=*/true},
-                                  {"page", "DIMENSION:NUMBER..."},
-                                  {"names", "1|0"}}}) {}
+                      .options = NetCDFFile::Options()}) {}
 
 int NetCDFFileFactory::IsCorrectFileType(const char* path) {
   return NetCDFFile::IsNetCDFFile(path);

@@ -41,6 +41,9 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
                                                const std::vector<std::string>& pages = {},
                                                bool with_names = true);
 
+  // Those that Open takes.
+  static std::vector<FormatOption> Options();
+
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   int Read(ReadSpreadSheetData* sink) override;
   void Close() override;
