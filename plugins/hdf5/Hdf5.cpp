@@ -115,7 +115,8 @@ Hdf5File::Hdf5File(const char* path, Order order) : order_(order) {
   H5PLset_loading_state(0);
   size_ = InputFile(path).size();
   const Hdf5Id access(H5Pcreate(H5P_FILE_ACCESS));
-  H5Pset_fapl_sec2(access.get());
+  // Other drivers take the name of a file that it had before.
+  H5Pset_fapl_stdio(access.get());
   kept_ = (std::size_t{16} << 20) + static_cast<std::size_t>(std::min(size_ / 2, kMostKept));
   constexpr std::size_t kSlots = 10007;
   constexpr double kReadFirst = 1;  // chunks that were read go first

@@ -26,7 +26,7 @@ namespace nvimport {
 namespace {
 
 constexpr std::string_view kMagic = "\x89HDF\r\n\x1a\n";
-constexpr std::string_view kMatlab = "MATLAB 7.3 MAT-file";
+constexpr std::string_view kMatlab = "MATLAB 7.";  // 7.0 of its first versions
 constexpr std::size_t kMatlabHeader = 128;
 constexpr int kSecondsToRead = 30;
 
