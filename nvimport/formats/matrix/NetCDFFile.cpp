@@ -33,8 +33,8 @@ constexpr StatusText kTexts[] = {
     {kNetcdfKindsDiffer,
      "Chromatograms and mass spectra do not fit into one sheet. Please select files of one kind."},
     {kNetcdfSeveralTables,
-     "Of netCDF files that hold neither chromatograms nor mass spectra only one can be read at a "
-     "time."},
+     "The netCDF files do not have the same variables under the same names of columns. Please "
+     "select files of one kind."},
     {kNetcdfNoSignal, "The netCDF file does not contain a chromatogram."},
     {kNetcdfNoPeaks, "The netCDF file does not contain any peaks."},
     {kNetcdfNoScans, "The netCDF file does not contain any mass spectra."},
@@ -181,8 +181,7 @@ int NetCDFFile::ChooseShape(GivenOptions& given) {
   if (wants_variables || first.kind == AndiKind::kNone || !is_one_kind) {
     const bool has_tables = std::ranges::any_of(
         inputs_, [](const Input& input) { return input.kind == AndiKind::kNone; });
-    if (inputs_.size() > 1)
-      return Fail(wants_variables || has_tables ? kNetcdfSeveralTables : kNetcdfKindsDiffer);
+    if (!wants_variables && !has_tables) return Fail(kNetcdfKindsDiffer);
     shape_ = Shape::kTable;
     return kGood;
   }
@@ -236,7 +235,14 @@ double NetCDFFile::ExactX(int point) const {
 int NetCDFFile::EstablishSize() {
   if (status_ != kGood) return status_;
   if (!opened_) return Fail(kNetcdfNotOpened);
-  if (table_) return SetSize(table_->columns, table_->rows);
+  if (table_) {
+    std::uint64_t table_rows = table_->has_names ? 1 : 0;
+    for (Input& input : inputs_) {
+      table_rows += input.table_rows;
+      input.rows = static_cast<int>(std::min<std::uint64_t>(input.table_rows, INT_MAX));
+    }
+    return SetSize(table_->columns, table_rows);
+  }
   std::uint64_t rows = 1;
   std::uint64_t columns = static_cast<std::uint64_t>(first_point_column_) - 1;
   for (const Input& input : inputs_) rows += static_cast<std::uint64_t>(input.rows);

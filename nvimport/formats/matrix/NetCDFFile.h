@@ -15,6 +15,8 @@ namespace nvimport {
 class GivenOptions;
 class NetcdfSource;
 class SpectraStatements;
+struct NetcdfContents;
+struct NetcdfPage;
 struct NetcdfVariable;
 
 // netCDF files of the classic formats (versions 1, 2 and 5). Chromatograms and mass spectra (ANDI)
@@ -61,6 +63,7 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   virtual std::unique_ptr<NetcdfSource> OpenSource(const char* path, int& status) const;
 
  private:
+  using NetcdfPages = std::vector<NetcdfPage>;
   enum class Shape { kTable, kSignal, kPeaks, kScans, kTotal };
   struct Input;
   struct Table;
@@ -81,11 +84,15 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   int FindAxis();
   int TakeRange(GivenOptions& given, NvImportOpenOptions* options);
   int ChooseVariables(GivenOptions& given, NvImportOpenOptions* options);
-  bool TakePages(GivenOptions& given);
-  bool AskForVariables(std::vector<std::size_t>& offers) const;
+  bool TakePages(GivenOptions& given, const NetcdfContents& contents, NetcdfPages& pages) const;
+  bool AskForVariables(const NetcdfPages& pages, std::vector<std::size_t>& offers) const;
   int LayOutTable(bool has_names);
   int FindColumnNames();
+  // The same variables of a further file.
+  int PlaceBelow(Input& input, const NetcdfPages& pages);
+  bool HasSameHeads(const Input& input) const;
   int ReadTable(ReadSpreadSheetData& sink, RowWalk& walk);
+  bool ReadHeads(const Input& input, ReadSpreadSheetData& sink) const;
   int ReadRow(const Input& input, ReadSpreadSheetData& sink, int row);
   // Behind this row.
   int ReadPeaks(const Input& input, ReadSpreadSheetData& sink, RowWalk& walk, int row);

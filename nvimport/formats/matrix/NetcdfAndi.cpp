@@ -21,6 +21,30 @@ namespace {
 constexpr int kTimeColumn = 3;  // of mass spectra
 constexpr double kSecondsInMinute = 60;
 
+// Takes the text that a reader has for a row.
+class OneText final : public ReadSpreadSheetData {
+ public:
+  using ReadSpreadSheetData::Set;
+  void Set(int, int, const char* given) override { text = given; }
+  void Set(int, int, float) override {}
+  void SetDataSize(int, int) override {}
+  int GetNumberOfColumns() override { return 1; }
+  int GetNumberOfRows() override { return 1; }
+
+  std::string text;
+};
+
+// The names of the spectra of a library; none where no texts lie along the scans alone.
+std::vector<NetcdfPart> EntryNames(const NetcdfContents& contents) {
+  const NetcdfVariable* names = contents.Find("entry_name");
+  if (names == nullptr || !IsText(names->type) || !contents.Holds(*names)) return {};
+  const auto at = static_cast<std::size_t>(names - contents.variables.data());
+  const NetcdfPart part = PartOf(contents, at, {});
+  const bool is_along = part.rows_along == contents.Find("scan_index")->dimensions.front() &&
+                        part.columns_along == kNoDimension;
+  return is_along ? std::vector{part} : std::vector<NetcdfPart>{};
+}
+
 bool SaysMinutes(std::string unit) {
   for (char& c : unit)
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
@@ -57,11 +81,11 @@ int NetCDFFile::MeasurePeaks(Input& input) {
     if (part.rows_along != along || part.columns_along != kNoDimension) continue;
     if (!contents.Holds(variable)) return kNetcdfCutShort;
     if (!budget_.Take(kForNetcdfPart)) return kOverBudget;
-    input.peaks.push_back(part);
+    input.parts.push_back(part);
   }
-  if (input.peaks.empty()) return kNetcdfNoPeaks;
+  if (input.parts.empty()) return kNetcdfNoPeaks;
   input.rows = static_cast<int>(peak_number->length);
-  std::ranges::stable_sort(input.peaks, {}, [&](const NetcdfPart& part) {
+  std::ranges::stable_sort(input.parts, {}, [&](const NetcdfPart& part) {
     return contents.variables[part.variable].name != "peak_name";
   });
   input.in_minutes = SaysMinutes(AndiText(contents, "retention_unit"));
@@ -189,7 +213,7 @@ void NetCDFFile::NameRows() {
 void NetCDFFile::PlacePeaks() {
   std::unordered_map<std::string_view, std::size_t> places;
   for (Input& input : inputs_)
-    for (NetcdfPart& part : input.peaks) {
+    for (NetcdfPart& part : input.parts) {
       const std::string& name = input.contents.variables[part.variable].name;
       const auto [found, is_new] = places.try_emplace(name, peak_names_.size());
       if (is_new) peak_names_.push_back(name);
@@ -259,7 +283,7 @@ int NetCDFFile::ReadRow(const Input& input, ReadSpreadSheetData& sink, int row) 
 
 int NetCDFFile::ReadPeaks(const Input& input, ReadSpreadSheetData& sink, RowWalk& walk, int row) {
   NetcdfSource& source = SourceOf(input);
-  NetcdfPartsReader reader(source, input.contents, input.peaks, sink, {kAndiMissing});
+  NetcdfPartsReader reader(source, input.contents, input.parts, sink, {kAndiMissing});
   for (int i = 0; i < input.rows && !walk.ended(); ++i) {
     if (!walk.Wants(++row)) continue;
     sink.Set(1, row, row - 1);
@@ -282,11 +306,18 @@ int NetCDFFile::ReadScans(const Input& input, ReadSpreadSheetData& sink, RowWalk
   const ValueSink values(sink);
   const int beyond = first_index() + interval_size();
   std::array<double, 512> x;
+  OneText entry;
+  const std::vector<NetcdfPart> entry_names = EntryNames(contents);
+  NetcdfPartsReader names(source, contents, entry_names, entry);
   for (std::size_t i = 0; i < input.scans.size() && !walk.ended(); ++i) {
     if (!walk.Wants(++row)) continue;
     const AndiScan& scan = input.scans[i];
     sink.Set(1, row, row - 1);
-    sink.Set(kNetcdfNameColumn, row, (input.name + "_" + std::to_string(i + 1)).c_str());
+    entry.text.clear();
+    if (!entry_names.empty() && !names.Set(i, 1))
+      return names.cannot_read() ? kNetcdfCannotRead : kNetcdfCutShort;
+    if (entry.text.empty()) entry.text = input.name + "_" + std::to_string(i + 1);
+    sink.Set(kNetcdfNameColumn, row, entry.text.c_str());
     if (const double time = input.ScanTime(i); !std::isnan(time))
       values.Set(kTimeColumn, row, time);
     // Where a scan is in no order, all places are counted anew.

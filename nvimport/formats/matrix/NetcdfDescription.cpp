@@ -39,7 +39,7 @@ std::string IsoStamp(std::string_view stamp) {
 
 int NetCDFFile::DescribeFiles(Description& description) {
   SpectraStatements statements(description, kNetcdfKeys, budget_);
-  int row = 2;
+  int row = table_ && !table_->has_names ? 1 : 2;
   for (const Input& input : inputs_) {
     if (statements.full()) break;
     if (input.rows == 0 && inputs_.size() > 1) continue;  // it has no row to be about
@@ -58,11 +58,10 @@ std::vector<const NetcdfVariable*> NetCDFFile::VariablesOf(const Input& input) c
   const auto add_parts = [&](const std::vector<NetcdfPart>& parts) {
     for (const NetcdfPart& part : parts) add(&input.contents.variables[part.variable]);
   };
-  if (table_) {
-    add_parts(table_->parts);
-    if (table_->heads) add_parts({*table_->heads});
-  } else if (shape_ == Shape::kPeaks) {
-    add_parts(input.peaks);
+  if (table_ || shape_ == Shape::kPeaks) {
+    add_parts(input.parts);
+    if (table_ && table_->heads)
+      add(input.contents.Find(inputs_.front().contents.variables[table_->heads->variable].name));
   } else {
     constexpr std::string_view kOfSignal[] = {"ordinate_values", "raw_data_retention"};
     constexpr std::string_view kOfScans[] = {"scan_acquisition_time", "mass_values",
@@ -126,10 +125,11 @@ void NetCDFFile::DescribeAxes(const Input& input, SpectraStatements& statements)
   const char* const time_unit = input.in_minutes ? "min" : "s";
   if (table_) {
     if (table_->wide != 1) return;
-    for (const NetcdfPart& part : table_->parts)
+    if (&input != &inputs_.front()) return;
+    for (const NetcdfPart& part : input.parts)
       if (part.columns_along != kNoDimension) name(Axis::kY, contents.variables[part.variable]);
     if (table_->heads) name(Axis::kX, contents.variables[table_->heads->variable]);
-    if (table_->has_row_names) name(Axis::kZ, contents.variables[table_->parts[0].variable]);
+    if (table_->has_row_names) name(Axis::kZ, contents.variables[input.parts[0].variable]);
   } else if (shape_ == Shape::kSignal) {
     statements.Label(Axis::kX).Take("time");
     if (input.times.has_times) statements.Unit(Axis::kX).Take(time_unit);

@@ -32,13 +32,14 @@ struct NetCDFFile::Input {
   std::string name{};
   int points = 0;
   int rows = 1;
+  std::uint64_t table_rows = 0;
   AndiTimes times{};
   double time_factor = 1;
   bool in_minutes = false;
   std::vector<AndiScan> scans{};
   std::vector<double> scan_times{};
   std::vector<double> sums{};       // of the scans
-  std::vector<NetcdfPart> peaks{};  // a part for each column
+  std::vector<NetcdfPart> parts{};  // of peaks or of a table
 
   double X(int point) const {
     const double x = times.times.empty() ? times.delay + point * times.interval
@@ -58,18 +59,16 @@ struct NetCDFFile::Input {
   }
 };
 
-// What is taken of a file that is neither.
+// What is taken of files that are neither, by the first of them; of each, what names its rows is
+// its first part.
 struct NetCDFFile::Table {
   std::vector<NetcdfOffer> offers{};
-  NetcdfPages pages{};
-  std::vector<NetcdfPart> parts{};  // those of names of rows first
   bool has_names = true;
   bool has_row_names = false;
   std::size_t wide = 0;               // parts of several columns
   std::optional<NetcdfPart> heads{};  // that stand over the only wide part
   std::vector<double> x{};            // the same, if they are numbers
   std::uint64_t columns = 0;
-  std::uint64_t rows = 0;
 };
 
 // Has a row of the sheet set only if the sink wants it.
