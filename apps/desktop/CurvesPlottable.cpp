@@ -121,15 +121,16 @@ class PointPainter {
       : curves_(curves), begin_(begin), end_(end), area_(area), keys_(keys), values_(values) {}
 
   void Draw(std::size_t curve, int width, QPainter& painter) {
-    const auto columns = static_cast<std::size_t>(area_.width());
-    taken_.assign(columns * static_cast<std::size_t>(area_.height()), false);
+    // The lines to the right and below belong to the area.
+    const auto columns = static_cast<std::size_t>(area_.width()) + 1;
+    taken_.assign(columns * (static_cast<std::size_t>(area_.height()) + 1), false);
     points_.clear();
     const std::span<const float> y = curves_.Of(curve);
     for (std::size_t i = begin_; i < end_; ++i) {
       if (std::isnan(y[i])) continue;
       const double right = keys_.Pixel(curves_.x[i]) - area_.left();
       const double down = values_.Pixel(static_cast<double>(y[i])) - area_.top();
-      if (right < 0 || down < 0 || right >= area_.width() || down >= area_.height()) continue;
+      if (right < 0 || down < 0 || right > area_.width() || down > area_.height()) continue;
       const auto place = static_cast<std::size_t>(down) * columns + static_cast<std::size_t>(right);
       if (taken_[place]) continue;
       taken_[place] = true;

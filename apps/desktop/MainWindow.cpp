@@ -100,6 +100,9 @@ MainWindow::MainWindow() : dialogs_(*this, library_) {
   connect(plot_, &SpectraPlot::CurveClicked, this, [this](int line) {
     sheet_->SelectLine(line, plot_->curves()->spectra ? Qt::Vertical : Qt::Horizontal);
   });
+  connect(plot_, &SpectraPlot::Pointed, this, [this](const QString& words) {
+    words.isEmpty() ? statusBar()->clearMessage() : statusBar()->showMessage(words);
+  });
   connect(&library_, &LibraryThread::Changed, this, [this](bool busy) {
     if (busy) {
       running_.start();

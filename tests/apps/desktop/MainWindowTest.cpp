@@ -254,7 +254,7 @@ class MainWindowTest : public QObject {
                         plot.yAxis->coordToPixel(static_cast<double>(curves.Of(2)[0])));
     const auto spot = plot.SpotAt(place);
     QVERIFY(spot.has_value());
-    QCOMPARE(plot.Words(*spot), "Clover 3: 1100, 0.43086404");
+    QCOMPARE(plot.Words(*spot), "1100, 0.43086404  Clover 3");
     QTest::mouseClick(&plot, Qt::LeftButton, {}, place.toPoint() + QPoint(2, 0));
     QCOMPARE(window.sheet().SelectedLines(Qt::Vertical), std::vector<int>{5});
 
