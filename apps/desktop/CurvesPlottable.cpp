@@ -186,6 +186,8 @@ QCPRange CurvesPlottable::getValueRange(bool& found, QCP::SignDomain, const QCPR
   return found ? QCPRange(static_cast<double>(lowest), static_cast<double>(highest)) : QCPRange();
 }
 
+std::size_t CurvesPlottable::OneOf(std::size_t curves) { return curves / kMostDrawn + 1; }
+
 void CurvesPlottable::draw(QCPPainter* painter) {
   if (curves_ == nullptr || curves_->size() == 0) return;
   const auto start = std::chrono::steady_clock::now();
@@ -206,8 +208,7 @@ void CurvesPlottable::draw(QCPPainter* painter) {
   const bool few = (emphasized ? emphasized_->size() : curves.size()) <= kSmoothed;
   const CurveColors colors(curves.size(), dark_);
   painter->setAntialiasing(curves.spectra && few);
-  // More curves than that cover each other in any picture.
-  const std::size_t stride = std::max(stride_, curves.size() / kMostDrawn + 1);
+  const std::size_t stride = std::max(stride_, OneOf(curves.size()));
   const auto draw = [&](std::size_t curve) {
     QColor color = colors.Of(curve);
     if (emphasized && curves.size() > kFewCurves) color = dark_ ? Qt::white : Qt::black;

@@ -129,7 +129,6 @@ SpectraPlot::SpectraPlot(QWidget* parent) : QCustomPlot(parent) {
   nothing_ = new QCPItemText(this);
   nothing_->position->setType(QCPItemPosition::ptAxisRectRatio);
   nothing_->position->setCoords(0.5, 0.5);
-  nothing_->setText(tr("No numbers to plot"));
   nothing_->setVisible(false);
   at_rest_.setSingleShot(true);
   at_rest_.setInterval(kRest);
@@ -148,6 +147,9 @@ void SpectraPlot::SetCurves(std::shared_ptr<const Curves> curves) {
   const bool spectra = curves_ != nullptr && curves_->spectra;
   const bool is_empty = curves_ == nullptr || curves_->size() == 0;
   nothing_->setVisible(curves_ != nullptr && is_empty);
+  if (is_empty && curves_ != nullptr)
+    nothing_->setText(curves_->too_large ? tr("Too many values to plot")
+                                         : tr("No numbers to plot"));
   for (QCPAxis* axis : {xAxis, yAxis}) axis->setVisible(!is_empty);
   xAxis->setLabel(curves_ == nullptr ? QString() : spectra ? curves_->x_title : tr("Row"));
   yAxis->setLabel(spectra ? curves_->y_title : QString());
