@@ -25,6 +25,8 @@ constexpr std::uint64_t kMostKept = std::uint64_t{240} << 20;
 constexpr std::uint64_t kMostTexts = std::uint64_t{16}
                                      << 20;  // at once, beside as many as the file has bytes
 
+constexpr const char* kDamaged = "damaged";
+
 std::uint64_t Times(std::uint64_t a, std::uint64_t b) {
   constexpr std::uint64_t kBeyond = std::uint64_t{1} << 62;
   return a != 0 && b > kBeyond / a ? kBeyond : a * b;
@@ -132,17 +134,6 @@ Hdf5Object Hdf5File::Open(haddr_t address) const {
 }
 
 Hdf5Object Hdf5File::Root() const { return {HADDR_UNDEF, Hdf5Id(H5Gopen2(file_.get(), "/", 0))}; }
-
-std::vector<haddr_t> Hdf5File::Follow(const std::string& references) const {
-  std::vector<haddr_t> objects;
-  for (std::size_t at = 0; at + sizeof(hobj_ref_t) <= references.size(); at += sizeof(hobj_ref_t)) {
-    // A reference is the address of an object.
-    hobj_ref_t address;
-    std::memcpy(&address, references.data() + at, sizeof address);
-    objects.push_back(address == 0 || address >= size_ ? HADDR_UNDEF : address);
-  }
-  return objects;
-}
 
 std::vector<Hdf5Link> Hdf5File::Links(const Hdf5Object& group) const {
   std::vector<Hdf5Link> links;
@@ -270,18 +261,25 @@ Hdf5Attribute Hdf5File::Attribute(const Hdf5Object& object, const char* name, Or
   return attribute;
 }
 
-const char* Hdf5File::Refusal(const Hdf5Object& object, std::uint64_t bytes) {
+const char* Hdf5File::RefusalOf(const Hdf5Object& object) {
   const Hdf5Id plan(H5Dget_create_plist(object.id.get()));
-  if (!plan.is_open()) return "damaged";
+  if (!plan.is_open()) return kDamaged;
   const H5D_layout_t layout = H5Pget_layout(plan.get());
   if (H5Pget_external_count(plan.get()) != 0 || layout == H5D_VIRTUAL)
     return "its values are in other files";
-  if (layout != H5D_COMPACT && layout != H5D_CONTIGUOUS && layout != H5D_CHUNKED) return "damaged";
-  if (!HasKnownFilters(plan.get())) return "packed in a way that is not known";
+  if (layout != H5D_COMPACT && layout != H5D_CONTIGUOUS && layout != H5D_CHUNKED) return kDamaged;
+  return HasKnownFilters(plan.get()) ? nullptr : "packed in a way that is not known";
+}
+
+const char* Hdf5File::RefusalOf(const Hdf5Object& object, std::uint64_t bytes) {
   const std::uint64_t stored = H5Dget_storage_size(object.id.get());
-  if (stored > size_ - stored_) return "larger than the file";
-  stored_ += stored;
-  const std::uint64_t packed = layout == H5D_CHUNKED ? Times(stored, kMostRatio) : stored;
+  // What has few may be shown many times.
+  constexpr std::uint64_t kFew = 4096;
+  if (stored > kFew) {
+    if (stored > size_ - stored_) return "larger than the file";
+    stored_ += stored;
+  }
+  const std::uint64_t packed = Times(stored, kMostRatio);
   const std::uint64_t more = bytes > packed ? bytes - packed : 0;
   if (more > kMostUnwritten - more_) return "larger than what the file holds of it";
   more_ += more;
@@ -291,10 +289,10 @@ const char* Hdf5File::Refusal(const Hdf5Object& object, std::uint64_t bytes) {
 const char* Hdf5File::Describe(const Hdf5Object& object, std::vector<Hdf5Data>& data) {
   data.clear();
   // Before anything else: asking for the size of a set in other files would open those.
-  if (const char* const why = Refusal(object, 0)) return why;
+  if (const char* const why = RefusalOf(object)) return why;
   const Hdf5Id type(H5Dget_type(object.id.get()));
   const Hdf5Id space(H5Dget_space(object.id.get()));
-  if (!type.is_open() || !space.is_open()) return "damaged";
+  if (!type.is_open() || !space.is_open()) return kDamaged;
   if (H5Sget_simple_extent_type(space.get()) == H5S_NULL) return nullptr;
   const std::vector<hsize_t> sizes = SizesOf(space.get());
   if (H5Tget_class(type.get()) == H5T_COMPOUND) {
@@ -313,12 +311,9 @@ const char* Hdf5File::Describe(const Hdf5Object& object, std::vector<Hdf5Data>& 
   if (data.empty()) return "of a type that cannot be read";
   std::uint64_t bytes = 0;
   for (const Hdf5Data& one : data) bytes = std::max(bytes, one.bytes());
-  stored_ -= std::min<std::uint64_t>(stored_, H5Dget_storage_size(object.id.get()));
-  if (const char* const why = Refusal(object, bytes)) {
-    data.clear();
-    return why;
-  }
-  return nullptr;
+  const char* const why = RefusalOf(object, bytes);
+  if (why != nullptr) data.clear();
+  return why;
 }
 
 const Hdf5File::Opened* Hdf5File::OpenToRead(const Hdf5Data& data) {
@@ -377,6 +372,7 @@ bool Hdf5File::Read(const Hdf5Data& data, std::uint64_t first, std::uint64_t cou
     std::size_t level = 0;
     for (; level < rank; ++level) {
       stride /= data.sizes[level];
+      if (stride == 0) return false;
       start[level] = rest / stride;
       rest %= stride;
       edge[level] = 1;

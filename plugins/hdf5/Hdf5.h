@@ -98,9 +98,6 @@ class Hdf5File {
 
   Hdf5Object Open(haddr_t address) const;
   Hdf5Object Root() const;
-  // What `references` lead to; none where that is nothing.
-  std::vector<haddr_t> Follow(const std::string& references) const;
-
   // The links of a group to objects of this file, as they were made if that is kept, else by their
   // names. Links by name, and those to other files, are passed over.
   std::vector<Hdf5Link> Links(const Hdf5Object& group) const;
@@ -131,7 +128,10 @@ class Hdf5File {
 
   Hdf5Id MemoryType(const Hdf5Type& type, hid_t stored) const;
   bool ReadAttribute(hid_t id, Order order, Hdf5Attribute& attribute) const;
-  const char* Refusal(const Hdf5Object& object, std::uint64_t bytes);
+  // Why a data set is left out, by how it is stored and by how many bytes it shows; null where it
+  // is not.
+  static const char* RefusalOf(const Hdf5Object& object);
+  const char* RefusalOf(const Hdf5Object& object, std::uint64_t bytes);
   const Opened* OpenToRead(const Hdf5Data& data);
 
   Hdf5Id file_;

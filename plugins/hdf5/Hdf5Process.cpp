@@ -1,5 +1,6 @@
 #include "plugins/hdf5/Hdf5Process.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -11,8 +12,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <new>
 #include <span>
 
@@ -29,6 +30,8 @@ constexpr std::string_view kMagic = "\x89HDF\r\n\x1a\n";
 constexpr std::string_view kMatlab = "MATLAB 7.";  // 7.0 of its first versions
 constexpr std::size_t kMatlabHeader = 128;
 constexpr int kSecondsToRead = 30;
+// Of a machine that is busy with other things, until the process is given up.
+constexpr int kPatience = 10;
 
 struct Request {
   std::uint64_t position;
@@ -43,7 +46,7 @@ struct Answer {
 
 // What listing a file of that size may take.
 int SecondsToShow(std::uint64_t size) {
-  constexpr std::uint64_t kLeast = 5;
+  constexpr std::uint64_t kLeast = 2;
   constexpr std::uint64_t kMost = 300;
   return static_cast<int>(std::min(kLeast + (size >> 20), kMost));
 }
@@ -82,15 +85,14 @@ void LimitTime(int seconds) {
 void LimitMemory([[maybe_unused]] std::uint64_t size) {
 #if !defined(NVIMPORT_UNDER_ASAN)
   constexpr std::uint64_t kLeast = std::uint64_t{256} << 20;
-  unsigned long data = 0;
-  if (std::FILE* const pages = std::fopen("/proc/self/statm", "re")) {
-    if (std::fscanf(pages, "%*u %*u %*u %*u %*u %lu", &data) != 1) data = 0;
-    std::fclose(pages);
-  }
+  constexpr int kOfData = 6;  // among the numbers there
+  std::ifstream pages("/proc/self/statm");
+  std::uint64_t data = 0;
+  for (int i = 0; i < kOfData; ++i) pages >> data;
   const ::rlim_t most =
       data * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE)) + kLeast + 2 * size;
   const ::rlimit limit{most, most};
-  if (data > 0) ::setrlimit(RLIMIT_DATA, &limit);
+  if (pages) ::setrlimit(RLIMIT_DATA, &limit);
 #endif
 }
 
@@ -102,7 +104,17 @@ std::string HeaderOf(const char* path) {
   return header;
 }
 
-[[noreturn]] void Serve(int channel, const char* path, Hdf5Process::Shows shows,
+// All that the host has open but these two.
+void CloseOthers(int one, int other) {
+  constexpr unsigned kFirst = 3;
+  const auto least = static_cast<unsigned>(std::min(one, other));
+  const auto most = static_cast<unsigned>(std::max(one, other));
+  if (least > kFirst) ::close_range(kFirst, least - 1, 0);
+  if (most > least + 1) ::close_range(least + 1, most - 1, 0);
+  ::close_range(most + 1, ~0U, 0);
+}
+
+[[noreturn]] void Serve(int channel, int descriptor, Hdf5Process::Shows shows,
                         std::string_view header, ::pid_t parent) {
   // A signal is to end the process and nothing else, whoever has taken it before.
   for (int signal = 1; signal < NSIG; ++signal) ::signal(signal, SIG_DFL);
@@ -115,12 +127,14 @@ std::string HeaderOf(const char* path) {
   ::setrlimit(RLIMIT_CORE, &no_core);
   // No exception goes through the library.
   std::set_new_handler([] { ::_exit(EXIT_FAILURE); });
-  const std::uint64_t size = InputFile(path).size();
+  CloseOthers(channel, descriptor);
+  const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
+  const std::uint64_t size = InputFile(path.c_str()).size();
   LimitMemory(size);
   LimitTime(SecondsToShow(size));
 
   const bool is_mat = shows == Hdf5Process::Shows::kMat;
-  Hdf5File file(path, is_mat ? Hdf5File::Order::kLittle : Hdf5File::Order::kBig);
+  Hdf5File file(path.c_str(), is_mat ? Hdf5File::Order::kLittle : Hdf5File::Order::kBig);
   ShownFile shown(file);
   const bool is_shown =
       file.is_open() && (is_mat ? ShowAsMat(file, header, shown) : ShowAsNetcdf(file, shown));
@@ -156,12 +170,11 @@ std::unique_ptr<Hdf5Process> Hdf5Process::Start(const char* path, Shows shows, i
   if (status != kHdf5NoProcess || ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
     return nullptr;
   const std::string header = HeaderOf(path);
+  const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC);
   const ::pid_t parent = ::getpid();
-  const ::pid_t child = ::fork();
-  if (child == 0) {
-    ::close(ends[0]);
-    Serve(ends[1], path, shows, header, parent);
-  }
+  const ::pid_t child = descriptor >= 0 ? ::fork() : -1;
+  if (child == 0) Serve(ends[1], descriptor, shows, header, parent);
+  if (descriptor >= 0) ::close(descriptor);
   ::close(ends[1]);
   std::unique_ptr<Hdf5Process> process(new Hdf5Process);
   process->process_ = child;
@@ -171,7 +184,7 @@ std::unique_ptr<Hdf5Process> Hdf5Process::Start(const char* path, Shows shows, i
   status = kHdf5Damaged;
   std::uint64_t size = 0;
   if (!process->Receive({reinterpret_cast<char*>(&size), sizeof size},
-                        2 * SecondsToShow(file.size())) ||
+                        kPatience * SecondsToShow(file.size())) ||
       size == 0)
     return nullptr;
   process->size_ = size;
@@ -217,7 +230,7 @@ std::ptrdiff_t Hdf5Process::ReadAt(std::uint64_t position, std::span<char> into)
     return -1;
   };
   if (!Send(channel_, &request, sizeof request) ||
-      !Receive({reinterpret_cast<char*>(&answer), sizeof answer}, 2 * kSecondsToRead))
+      !Receive({reinterpret_cast<char*>(&answer), sizeof answer}, kPatience * kSecondsToRead))
     return fail();
   if (answer.count > static_cast<std::int64_t>(into.size()) ||
       answer.texts > most_texts_ - std::min<std::uint64_t>(most_texts_, texts_.size()))

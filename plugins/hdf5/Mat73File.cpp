@@ -9,12 +9,11 @@ int Mat73File::Open(bool read, const char* path, NvImportOpenOptions* options) {
 }
 
 std::unique_ptr<ByteSource> Mat73File::OpenSource(const char* path, int& status) const {
-  auto source = Hdf5Process::Start(path, Hdf5Process::Shows::kMat, status);
-  if (source && !IsMat73(path)) {
+  if (IsHdf5(path) && !IsMat73(path)) {
     status = kHdf5NotMat;
-    source.reset();
+    return nullptr;
   }
-  return source;
+  return Hdf5Process::Start(path, Hdf5Process::Shows::kMat, status);
 }
 
 void Mat73File::GetErrorMessage(char* buffer, unsigned int size) {

@@ -137,8 +137,10 @@ class Showing {
     const Hdf5Attribute list = file_.Attribute(found.object, "DIMENSION_LIST", kOrder);
     const Hdf5Attribute ids = file_.Attribute(found.object, "_Netcdf4Coordinates", kOrder);
     if (list.type.kind == Kind::kReference) {
-      for (const haddr_t object : file_.Follow(list.bytes)) {
-        const auto known = by_object_.find(object);
+      // A reference is the address of an object.
+      for (std::size_t i = 0; i < list.count; ++i) {
+        const auto known =
+            by_object_.find(LoadLittle<std::uint64_t>(list.bytes.data() + sizeof(hobj_ref_t) * i));
         stated.push_back(known != by_object_.end() ? known->second : kNone);
       }
     } else if (ids.type.size == sizeof(std::int32_t)) {
