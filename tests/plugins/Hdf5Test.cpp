@@ -70,6 +70,8 @@ TEST(Hdf5, ReadsDataSetsOfAnyLayoutAndType) {
   const auto one = [](hid_t type, hid_t memory, const void* values, hsize_t count) {
     return File([&](H5& file) { file.Data("v", {count}, type, memory, values); });
   };
+  const char words[] = {'a', 'b', '\0', 'c', 'd', ' '};
+  const signed char truths[] = {1, 0};
   const float floats[] = {0.5F, NAN, 9.9692099683868690e+36F};
   const std::uint64_t large[] = {1, std::uint64_t{1} << 63};
   ExpectImports<NetCDF4File>({
@@ -82,8 +84,8 @@ TEST(Hdf5, ReadsDataSetsOfAnyLayoutAndType) {
       {"members", one(pair, pair, kPairs, 2), "'v.n' | 'v.x'\n1 | 0.5\n2 | 1.5\n",
        "variables=v.n,v.x"},
       {"texts", one(H5::Texts(), H5::Texts(), texts, 3), "'v'\n'a'\n'K\xc3\xb6ln'\n.\n"},
-      {"texts of a length", one(three, three, "ab\0cd ", 2), "'v'\n'ab'\n'cd'\n"},
-      {"truth", one(truth, truth, "\1\0", 2), "'v'\n1\n0\n"},
+      {"texts of a length", one(three, three, words, 2), "'v'\n'ab'\n'cd'\n"},
+      {"truth", one(truth, truth, truths, 2), "'v'\n1\n0\n"},
       {"big-endian", one(H5T_IEEE_F32BE, H5T_NATIVE_FLOAT, floats, 3), "'v'\n0.5\n.\n.\n"},
       {"64 bits", one(H5T_STD_U64LE, H5T_NATIVE_UINT64, large, 2), "'v'\n1\n9223372036854775808\n"},
       {"a single value", File([](H5& file) { file.Data<int>("v", {}, {7}); }), "'v'\n7\n"},

@@ -87,6 +87,7 @@ class Hdf5Fixture {
   void Along(hid_t data, const std::vector<const char*>& scales) const {
     std::vector<hobj_ref_t> references;
     std::vector<hvl_t> lists;
+    lists.reserve(scales.size());
     for (const char* scale : scales) {
       references.push_back(Reference(scale));
       const hid_t object = H5Dopen2(file_, scale, H5P_DEFAULT);
