@@ -127,6 +127,12 @@ void CloseOthers(int one, int other) {
   ::setrlimit(RLIMIT_CORE, &no_core);
   // No exception goes through the library.
   std::set_new_handler([] { ::_exit(EXIT_FAILURE); });
+#if !defined(NVIMPORT_UNDER_ASAN)
+  // What the libraries say when they break down is nobody's.
+  const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (standard != channel && standard != descriptor) ::dup2(nothing, standard);
+#endif
   CloseOthers(channel, descriptor);
   const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
   const std::uint64_t size = InputFile(path.c_str()).size();
