@@ -38,7 +38,7 @@ std::shared_ptr<Curves> CurvesOf(const std::vector<std::vector<Cell>>& rows,
 }
 
 bool IsNear(const QColor& one, const QColor& other) {
-  constexpr int kMost = 60;
+  constexpr int kMost = 130;  // a smoothed line is half as dark
   return std::abs(one.red() - other.red()) < kMost &&
          std::abs(one.green() - other.green()) < kMost &&
          std::abs(one.blue() - other.blue()) < kMost;
