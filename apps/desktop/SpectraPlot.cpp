@@ -10,6 +10,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "apps/desktop/CurvesPlottable.h"
 #include "nvimport/platform/NumberText.h"
@@ -55,8 +56,8 @@ std::vector<QString> ShortNames(const std::vector<QString>& names, const QFontMe
 // A curve's colour and name.
 class NameItem : public QCPAbstractLegendItem {
  public:
-  NameItem(QCPLegend* legend, QColor color, const QString& name)
-      : QCPAbstractLegendItem(legend), color_(color), name_(name) {}
+  NameItem(QCPLegend* legend, QColor color, QString name)
+      : QCPAbstractLegendItem(legend), color_(color), name_(std::move(name)) {}
 
  protected:
   void draw(QCPPainter* painter) override {
