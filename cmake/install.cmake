@@ -1,5 +1,5 @@
 # What is installed, in components: runtime (the library and NvImport Complete), development,
-# command.
+# command, hdf5.
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/NvImport)

@@ -1,10 +1,13 @@
-# Three Debian packages, and a fourth where the window is built, made by cpack in a build of the preset "package".
+# Three Debian packages, and more where the window and the formats that are HDF5 are built, made by cpack in a build of the preset "package".
 set(NVIMPORT_MAINTAINER "The NvImport developers <developers@nvimport.invalid>" CACHE STRING
   "Who answers for the Debian packages")
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime development command)
 if(TARGET nvimport-desktop)
   list(APPEND CPACK_COMPONENTS_ALL desktop)
+endif()
+if(TARGET nvimport-hdf5)
+  list(APPEND CPACK_COMPONENTS_ALL hdf5)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
@@ -52,6 +55,12 @@ set(CPACK_DEBIAN_DESKTOP_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_DESKTOP_PACKAGE_DEPENDS "${library_package} (= ${full_version})")
 set(CPACK_DEBIAN_DESKTOP_DESCRIPTION "shows and plots files of tables and spectra
 ${what}This package holds the window, and what draws the pictures of \"nvimport plot\".")
+
+set(CPACK_DEBIAN_HDF5_PACKAGE_NAME nvimport-hdf5)
+set(CPACK_DEBIAN_HDF5_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_HDF5_PACKAGE_DEPENDS "${library_package} (= ${full_version})")
+set(CPACK_DEBIAN_HDF5_DESCRIPTION "import of netCDF-4, HDF5 and MATLAB 7.3 files
+${what}This package holds the plug-in for formats that are HDF5.")
 
 # What programs that use the library depend on, and the loader's list of libraries brought up to date.
 # The scripts that cpack would add for the latter are kept away by naming ones that do not exist.

@@ -1,7 +1,7 @@
 # What run, test and .ci/run share: installing what is missing, and building.
 # Sourced by sh with $root set to the project's folder.
 
-run_packages="g++ cmake make ninja-build libcli11-dev libexpat1-dev libisal-dev libxml2-dev nettle-dev
+run_packages="g++ cmake make ninja-build libcli11-dev libexpat1-dev libhdf5-dev libisal-dev libxml2-dev nettle-dev
   nlohmann-json3-dev zlib1g-dev"
 desktop_packages="$run_packages qt6-base-dev qt6-svg-dev libqcustomplot-dev"
 python_packages="$run_packages pybind11-dev python3-dask python3-dev python3-distributed
@@ -10,7 +10,7 @@ python_packages="$run_packages pybind11-dev python3-dask python3-dev python3-dis
 test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib pkg-config
   libgsf-1-dev"
 ci_packages="$test_packages $desktop_packages $python_packages ccache xauth xvfb clang clang-format clang-tidy cppcheck doxygen dpkg-dev
-  fish groff-base libclang-rt-14-dev libmatio11 lintian octave python3 python3-scipy valgrind zsh"
+  fish groff-base libclang-rt-14-dev libmatio11 lintian octave python3 python3-h5py python3-netcdf4 python3-scipy valgrind zsh"
 
 # Installs those of the packages named that are missing; says nothing when there are none.
 need_packages() {

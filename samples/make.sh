@@ -727,3 +727,61 @@ write("orchard.nc", {"day": 0, "depth": 4, "letters": 6}, {"title": "Orchard 3",
        ("rain", ["day"], "d", [0.5 * (d * 5 % 7) for d in days], {"units": "mm"}),
        ("sky", ["day", "letters"], "c", "".join(("clear", "cloudy", "rain")[d % 3].ljust(6) for d in days), {})], len(days))
 PY
+
+# The same kinds of table as HDF5, written by python3-h5py: cellars as netCDF-4, with packed values, names
+# as texts and a group, and stills as a MATLAB 7.3 file with cells and a struct.
+/usr/bin/python3 - <<'PY'
+import h5py
+import numpy
+
+
+def dataset(group, name, values, **more):
+    return group.create_dataset(name, data=values, track_times=False, **more)
+
+
+def text(words):
+    return numpy.array(words, "O")
+
+
+with h5py.File("cellars.nc4", "w", libver="latest") as file:
+    file.attrs["title"] = "Cellars of March"
+    cellar = dataset(file, "cellar", text(["North", "South", "Kœln"]), dtype=h5py.string_dtype())
+    week = dataset(file, "week", numpy.arange(1, 5, dtype="i4"))
+    week.attrs["units"] = "weeks since 2024-03-01"
+    air = dataset(file, "air", numpy.array([1140 + 25 * w - 30 * c if w != 2 else -1 for w in range(4) for c in range(3)],
+                                           "i2").reshape(4, 3), chunks=(2, 3), compression="gzip", shuffle=True)
+    air.attrs["units"], air.attrs["scale_factor"], air.attrs["_FillValue"] = "degC", 0.01, numpy.int16(-1)
+    casks = dataset(file.create_group("stock"), "casks", numpy.array([12, 30, 2 ** 40], "u8"))
+    for scale, name in ((cellar, "cellar"), (week, "week")):
+        scale.make_scale(name)
+    for variable, scales in ((air, (week, cellar)), (casks, (cellar,))):
+        for at, scale in enumerate(scales):
+            variable.dims[at].attach_scale(scale)
+
+with h5py.File("stills.mat", "w", libver="latest", userblock_size=512) as file:
+    def store(group, name, values, kind, **more):
+        stored = dataset(group, name, values)
+        for label, value in {"class": numpy.bytes_(kind), **more}.items():
+            stored.attrs["MATLAB_" + label] = value
+        return stored
+
+    def chars(group, name, letters):
+        return store(group, name, numpy.array([[ord(c)] for c in letters], "u2"), "char", int_decode=numpy.int32(2))
+
+    refs = file.create_group("#refs#")
+
+    def cells(group, name, words):
+        found = [[chars(refs, f"{name}{i}", word).ref] for i, word in enumerate(words)]
+        store(group, name, numpy.array(found, h5py.ref_dtype), "cell")
+
+    store(file, "runs", numpy.array([[61.5, 62.25, 60.75, 63], [20, 21, 19.5, 22.5], [4, 5, 3, 6]]), "double")
+    cells(file, "varnames", ["yield", "volume", "hours"])
+    store(file, "clean", numpy.array([[1, 0, 1, 1]], "u1"), "logical", int_decode=numpy.int32(1))
+    still = file.create_group("still")
+    still.attrs["MATLAB_class"] = numpy.bytes_("struct")
+    chars(still, "name", "Alembic β")
+    store(still, "litres", numpy.array([[350]], "i4"), "int32")
+with open("stills.mat", "r+b") as file:
+    file.write(b"MATLAB 7.3 MAT-file, Platform: GLNXA64, Created on: Mon Mar  4 09:30:00 2024 HDF5 schema 1.00 .".ljust(116) +
+               b"\0" * 8 + b"\0\2IM")
+PY

@@ -30,6 +30,7 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"Bruker OPUS", 4384, 4399},
     {"HPLC ChemStation", 4400, 4415},
     {"netCDF", 4416, 4431},
+    {"HDF5", 4432, 4447},
 };
 
 static_assert([] {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 
+#include "nvimport/platform/ByteSource.h"
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/RefillBuffer.h"
 
@@ -17,6 +18,7 @@ class BlockReader {
   // Begins at `position` of `file`, which must outlive the run. The buffer of the last run serves
   // again.
   void Begin(InputFile& file, std::uint64_t position);
+  void Begin(ByteSource& source, std::uint64_t position);
 
   // What lies ahead in the buffer, at least `least` bytes (up to kSize) unless the file ends or a
   // read fails.
@@ -41,7 +43,8 @@ class BlockReader {
   void Fill();
   void SkipFar(std::uint64_t count);
 
-  InputFile* file_ = nullptr;
+  InputFile* file_ = nullptr;  // or
+  ByteSource* source_ = nullptr;
   RefillBuffer buffer_;
 };
 

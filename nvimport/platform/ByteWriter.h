@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "nvimport/platform/ByteReader.h"
+
 namespace nvimport {
 
 // Puts the number at `to`, its low byte first.
@@ -16,6 +18,12 @@ void StoreLittle(char* to, T value) {
   auto bytes = std::bit_cast<std::array<char, sizeof(T)>>(value);
   if (std::endian::native != std::endian::little) std::reverse(bytes.begin(), bytes.end());
   std::memcpy(to, bytes.data(), sizeof(T));
+}
+
+// A whole number with its high byte first.
+template <typename Bits>
+void StoreBig(char* to, Bits value) {
+  StoreLittle(to, Swapped(value));
 }
 
 template <typename T>

@@ -25,13 +25,13 @@ AndiKind AndiKindOf(const NetcdfContents& contents) {
   return AndiKind::kNone;
 }
 
-int ReadAndiNumber(InputFile& file, const NetcdfContents& contents, Budget& budget,
+int ReadAndiNumber(NetcdfSource& source, const NetcdfContents& contents, Budget& budget,
                    std::string_view name, std::optional<double>& number) {
   number.reset();
   if (const NetcdfVariable* variable = contents.Find(name);
       variable != nullptr && variable->dimensions.empty()) {
     std::vector<double> values;
-    const int status = ReadDoubles(file, contents, *variable, budget, values, {kAndiMissing});
+    const int status = ReadDoubles(source, contents, *variable, budget, values, {kAndiMissing});
     if (status != kGood) return status;
     number = values.front();
   } else if (const NetcdfAttribute* attribute = Find(contents.attributes, name)) {
@@ -46,11 +46,12 @@ std::string AndiText(const NetcdfContents& contents, std::string_view name) {
   return text.empty() ? TextOf(contents.attributes, std::string(name) + "s") : text;
 }
 
-int ReadAndiTimes(InputFile& file, const NetcdfContents& contents, Budget& budget,
+int ReadAndiTimes(NetcdfSource& source, const NetcdfContents& contents, Budget& budget,
                   std::uint64_t points, AndiTimes& times) {
   const NetcdfVariable* stated = contents.Find("raw_data_retention");
   if (stated != nullptr && stated->dimensions.size() == 1) {
-    if (const int status = ReadDoubles(file, contents, *stated, budget, times.times)) return status;
+    if (const int status = ReadDoubles(source, contents, *stated, budget, times.times))
+      return status;
     // Some write nothing into it.
     const bool is_whole = times.times.size() == points &&
                           std::ranges::none_of(times.times, [](double x) { return std::isnan(x); });
@@ -61,14 +62,14 @@ int ReadAndiTimes(InputFile& file, const NetcdfContents& contents, Budget& budge
   std::optional<double> interval;
   for (const auto& [name, number] :
        {std::pair("actual_delay_time", &delay), std::pair("actual_sampling_interval", &interval)})
-    if (const int status = ReadAndiNumber(file, contents, budget, name, *number)) return status;
+    if (const int status = ReadAndiNumber(source, contents, budget, name, *number)) return status;
   times.has_times = interval && *interval > 0;
   times.delay = times.has_times ? delay.value_or(0) : 1;
   times.interval = times.has_times ? *interval : 1;
   return kGood;
 }
 
-int ReadAndiScans(InputFile& file, const NetcdfContents& contents, Budget& budget,
+int ReadAndiScans(NetcdfSource& source, const NetcdfContents& contents, Budget& budget,
                   std::vector<AndiScan>& scans) {
   const NetcdfVariable* first = contents.Find("scan_index");
   const NetcdfVariable* count = contents.Find("point_count");
@@ -81,8 +82,8 @@ int ReadAndiScans(InputFile& file, const NetcdfContents& contents, Budget& budge
     return kNetcdfScansDamaged;
   std::vector<double> firsts;
   std::vector<double> counts;
-  if (const int status = ReadDoubles(file, contents, *first, budget, firsts)) return status;
-  if (const int status = ReadDoubles(file, contents, *count, budget, counts)) return status;
+  if (const int status = ReadDoubles(source, contents, *first, budget, firsts)) return status;
+  if (const int status = ReadDoubles(source, contents, *count, budget, counts)) return status;
   if (!budget.Take(firsts.size() * sizeof(AndiScan))) return kOverBudget;
   const auto points = static_cast<double>(contents.dimensions[masses->dimensions.front()].length);
   std::uint64_t in_scans = 0;

@@ -20,7 +20,7 @@ AndiKind AndiKindOf(const NetcdfContents& contents);
 inline constexpr double kAndiMissing = -9999;
 
 // A single number, which some programs write as a variable and others as an attribute.
-int ReadAndiNumber(InputFile& file, const NetcdfContents& contents, Budget& budget,
+int ReadAndiNumber(NetcdfSource& source, const NetcdfContents& contents, Budget& budget,
                    std::string_view name, std::optional<double>& number);
 
 // The text of the attribute, whose name some programs write with an s.
@@ -33,7 +33,7 @@ struct AndiTimes {
   std::vector<double> times;  // unless they lie evenly
   bool has_times = true;      // else the points are numbered
 };
-int ReadAndiTimes(InputFile& file, const NetcdfContents& contents, Budget& budget,
+int ReadAndiTimes(NetcdfSource& source, const NetcdfContents& contents, Budget& budget,
                   std::uint64_t points, AndiTimes& times);
 
 // The points of a scan.
@@ -42,7 +42,7 @@ struct AndiScan {
   std::uint64_t count = 0;
   bool is_sorted = true;  // by m/z; known once that was read
 };
-int ReadAndiScans(InputFile& file, const NetcdfContents& contents, Budget& budget,
+int ReadAndiScans(NetcdfSource& source, const NetcdfContents& contents, Budget& budget,
                   std::vector<AndiScan>& scans);
 
 }  // namespace nvimport

@@ -1,6 +1,7 @@
 #include "nvimport/formats/matrix/MatBytes.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace nvimport {
 
@@ -8,10 +9,17 @@ MatBytes::MatBytes(const char* path) : file_(path) {
   if (file_.is_open()) file_size_ = file_.size();
 }
 
+MatBytes::MatBytes(std::unique_ptr<ByteSource> source) : source_(std::move(source)) {
+  if (source_) file_size_ = source_->size();
+}
+
 void MatBytes::Begin(std::uint64_t position) {
   inflater_.reset();
   damaged_ = false;
-  reader_.Begin(file_, position);
+  if (source_)
+    reader_.Begin(*source_, position);
+  else
+    reader_.Begin(file_, position);
 }
 
 void MatBytes::BeginPacked(std::uint64_t position, std::uint64_t packed) {

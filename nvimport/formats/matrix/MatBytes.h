@@ -2,11 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 
 #include "nvimport/formats/Inflater.h"
 #include "nvimport/platform/BlockReader.h"
+#include "nvimport/platform/ByteSource.h"
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/RefillBuffer.h"
 
@@ -20,8 +22,10 @@ class MatBytes {
 
   MatBytes() = default;
   explicit MatBytes(const char* path);
+  // Of a source instead of a file; null of one that could not be opened.
+  explicit MatBytes(std::unique_ptr<ByteSource> source);
 
-  bool is_open() const { return file_.is_open(); }
+  bool is_open() const { return file_.is_open() || source_; }
   std::uint64_t file_size() const { return file_size_; }
 
   // Begins with the byte at `position`.
@@ -58,6 +62,7 @@ class MatBytes {
   void SkipPacked(std::uint64_t count);
 
   InputFile file_;
+  std::unique_ptr<ByteSource> source_;
   std::uint64_t file_size_ = 0;
   BlockReader reader_;
   std::uint64_t packed_left_ = 0;  // behind `reader_`

@@ -93,6 +93,9 @@ std::string Listed(const std::vector<std::string>& names) {
 
 struct MatFile::State {
   explicit State(const char* path) : bytes(path), budget(bytes.file_size()) {}
+  // By the size of the file, whatever its source shows.
+  State(const char* path, std::unique_ptr<ByteSource> source)
+      : bytes(std::move(source)), budget(InputFile(path).size()) {}
 
   MatBytes bytes;
   Budget budget;
@@ -132,15 +135,27 @@ NvImportOpenOptions* MatFile::GetExportOptions(
   return pairs.NewRecord();
 }
 
+std::vector<FormatOption> MatFile::Options() {
+  return {{"variables", "NAME,NAME...", /*is_asked=*/true},
+          {"merge", "side|below", /*is_asked=*/true},
+          {"names", "1|0"}};
+}
+
 int MatFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   if (status_ != kGood) return status_;
   Close();
   if (path == nullptr) path = "";
   if (!read) return OpenToWrite(path, options);
-  state_ = std::make_unique<State>(path);
+  int status = kGood;
+  auto source = OpenSource(path, status);
+  if (status != kGood) return Fail(status);
+  state_ =
+      source ? std::make_unique<State>(path, std::move(source)) : std::make_unique<State>(path);
   if (OpenToRead(options) != kGood) state_.reset();
   return status_;
 }
+
+std::unique_ptr<ByteSource> MatFile::OpenSource(const char*, int&) const { return nullptr; }
 
 void MatFile::Close() {
   state_.reset();
@@ -356,7 +371,8 @@ int MatFile::DescribeAll(Description& description) {
   const MatContents& contents = state_->contents;
   Stating stating(description, kMatlabKeys);
   Budget budget = state_->budget;
-  stating.State("level", std::to_string(contents.level));
+  stating.State("level",
+                contents.text.starts_with("MATLAB 7.3") ? "7.3" : std::to_string(contents.level));
   stating.StateIfAny("header", contents.text);
   stating.StateIfAny("Platform", Stated(contents.text, "platform:"));
   stating.StateIfAny("Created on", Stated(contents.text, "created on:"));
@@ -384,9 +400,7 @@ MatFileFactory::MatFileFactory()
                       .extensions = {".mat"},
                       .can_write = true,
                       .flag4 = false,
-                      .options = {{"variables", "NAME,NAME...", /*is_asked=*/true},
-                                  {"merge", "side|below", /*is_asked=*/true},
-                                  {"names", "1|0"}}}) {}
+                      .options = MatFile::Options()}) {}
 
 int MatFileFactory::IsCorrectFileType(const char*) { return kNoOpinion; }
 

@@ -11,6 +11,8 @@
 
 namespace nvimport {
 
+class ByteSource;
+
 // Reads and writes MATLAB files (.mat): levels 4 and 5, the latter also compressed. Level 7.3 is
 // HDF5, which another package reads.
 //
@@ -29,6 +31,9 @@ class NVIMPORT_API MatFile : public SpreadsheetFile {
   static NvImportOpenOptions* GetImportOptions(const std::vector<std::string>& variables,
                                                bool below = false, bool with_names = true);
 
+  // Those that Open takes to read.
+  static std::vector<FormatOption> Options();
+
   // New options that make Open write the file packed or not, with these labels and values as its
   // description.
   static NvImportOpenOptions* GetExportOptions(
@@ -42,6 +47,11 @@ class NVIMPORT_API MatFile : public SpreadsheetFile {
   // has such, those of its rows and other columns. A sheet beyond 2 GiB is refused before.
   int Write(WriteSpreadSheetData* source) override;
   void GetErrorMessage(char* buffer, unsigned int size) override;
+
+ protected:
+  // What shows a file as one of level 5, of formats that are read so. Null of a file as it stands,
+  // or with the status of what failed.
+  virtual std::unique_ptr<ByteSource> OpenSource(const char* path, int& status) const;
 
  private:
   struct State;

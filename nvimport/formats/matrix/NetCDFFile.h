@@ -13,7 +13,10 @@
 namespace nvimport {
 
 class GivenOptions;
+class NetcdfSource;
 class SpectraStatements;
+struct NetcdfContents;
+struct NetcdfPage;
 struct NetcdfVariable;
 
 // netCDF files of the classic formats (versions 1, 2 and 5). Chromatograms and mass spectra (ANDI)
@@ -40,6 +43,9 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
                                                const std::vector<std::string>& pages = {},
                                                bool with_names = true);
 
+  // Those that Open takes.
+  static std::vector<FormatOption> Options();
+
   int Open(bool read, const char* path, NvImportOpenOptions* options) override;
   int Read(ReadSpreadSheetData* sink) override;
   void Close() override;
@@ -51,12 +57,20 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   double ExactX(int point) const override;
   int DescribeFiles(Description& description) override;
 
+  // Another format that is read as netCDF: its name in the log.
+  explicit NetCDFFile(const char* source);
+  // The bytes of one of the files, null with the status of what failed.
+  virtual std::unique_ptr<NetcdfSource> OpenSource(const char* path, int& status) const;
+
  private:
+  using NetcdfPages = std::vector<NetcdfPage>;
   enum class Shape { kTable, kSignal, kPeaks, kScans, kTotal };
   struct Input;
   struct Table;
   class RowWalk;
 
+  // Of the file that was asked for last, which stays open.
+  NetcdfSource& SourceOf(const Input& input) const;
   int OpenInputs();
   int ChooseShape(GivenOptions& given);
   int MeasureSignal(Input& input);
@@ -70,11 +84,15 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   int FindAxis();
   int TakeRange(GivenOptions& given, NvImportOpenOptions* options);
   int ChooseVariables(GivenOptions& given, NvImportOpenOptions* options);
-  bool TakePages(GivenOptions& given);
-  bool AskForVariables(std::vector<std::size_t>& offers) const;
+  bool TakePages(GivenOptions& given, const NetcdfContents& contents, NetcdfPages& pages) const;
+  bool AskForVariables(const NetcdfPages& pages, std::vector<std::size_t>& offers) const;
   int LayOutTable(bool has_names);
   int FindColumnNames();
+  // The same variables of a further file.
+  int PlaceBelow(Input& input, const NetcdfPages& pages);
+  bool HasSameHeads(const Input& input) const;
   int ReadTable(ReadSpreadSheetData& sink, RowWalk& walk);
+  bool ReadHeads(const Input& input, ReadSpreadSheetData& sink) const;
   int ReadRow(const Input& input, ReadSpreadSheetData& sink, int row);
   // Behind this row.
   int ReadPeaks(const Input& input, ReadSpreadSheetData& sink, RowWalk& walk, int row);
@@ -95,6 +113,8 @@ class NVIMPORT_API NetCDFFile : public SpectraFile {
   std::vector<Input> inputs_;
   std::vector<std::string> peak_names_;  // of their columns
   std::unique_ptr<Table> table_;
+  mutable std::unique_ptr<NetcdfSource> open_;
+  mutable std::string open_path_;
 };
 
 // Registers the format.

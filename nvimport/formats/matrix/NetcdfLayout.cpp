@@ -30,6 +30,7 @@ namespace {
 constexpr std::uint32_t kDimensions = 10;
 constexpr std::uint32_t kVariables = 11;
 constexpr std::uint32_t kAttributes = 12;
+constexpr int kShown = 4;  // the version of what is shown as such a file, else as 5
 constexpr std::uint64_t kUnlimited = std::numeric_limits<std::uint64_t>::max();
 
 std::uint64_t Padded(std::uint64_t bytes) { return (bytes + 3) & ~std::uint64_t{3}; }
@@ -48,9 +49,9 @@ Number At(const std::string& bytes, std::size_t at) {
 
 class Header {
  public:
-  Header(InputFile& file, Budget& budget, NetcdfContents& contents)
-      : budget_(budget), contents_(contents) {
-    reader_.Begin(file, 0);
+  Header(NetcdfSource& source, Budget& budget, NetcdfContents& contents)
+      : budget_(budget), contents_(contents), is_shown_(source.is_shown()) {
+    reader_.Begin(source, 0);
   }
 
   int Read();
@@ -75,7 +76,7 @@ class Header {
     return true;
   }
   bool TakeSize(std::uint64_t& size) {
-    if (contents_.version == 5) return Take(size);
+    if (contents_.version > 2) return Take(size);
     std::uint32_t narrow = 0;
     if (!Take(narrow)) return false;
     size = narrow;
@@ -88,7 +89,7 @@ class Header {
     std::uint64_t size = 0;
     return TakeSize(size) && TakeBytes(size, name);
   }
-  bool TakeType(NetcdfType& type);
+  bool TakeType(NetcdfType& type, NetcdfType last);
   bool TakeDimensions();
   bool TakeAttributes(NetcdfAttributes& attributes);
   bool TakeVariables();
@@ -97,6 +98,7 @@ class Header {
 
   Budget& budget_;
   NetcdfContents& contents_;
+  bool is_shown_;
   BlockReader reader_;
   bool counts_records_ = false;
   int status_ = kGood;
@@ -114,13 +116,15 @@ int Header::Read() {
   if (!head.starts_with("CDF")) return reader_.failed() ? kNetcdfCannotRead : kNetcdfNotThisFormat;
   if (head.size() < kMagic) return kNetcdfHeaderCut;
   contents_.version = static_cast<unsigned char>(head[3]);
-  if (contents_.version != 1 && contents_.version != 2 && contents_.version != 5)
-    return kNetcdfNotThisFormat;
+  const bool is_known =
+      is_shown_ ? contents_.version == kShown
+                : contents_.version == 1 || contents_.version == 2 || contents_.version == 5;
+  if (!is_known) return kNetcdfNotThisFormat;
   reader_.Skip(kMagic);
   if (!TakeSize(contents_.records)) return status_;
   counts_records_ =
       contents_.records ==
-      (contents_.version == 5 ? kUnlimited : std::numeric_limits<std::uint32_t>::max());
+      (contents_.version > 2 ? kUnlimited : std::numeric_limits<std::uint32_t>::max());
   if (TakeDimensions() && TakeAttributes(contents_.attributes) && TakeVariables()) Measure();
   return status_;
 }
@@ -148,11 +152,10 @@ bool Header::TakeBytes(std::uint64_t count, std::string& bytes) {
   return true;
 }
 
-bool Header::TakeType(NetcdfType& type) {
+bool Header::TakeType(NetcdfType& type, NetcdfType last) {
   std::uint32_t number = 0;
   if (!Take(number)) return false;
-  if (number < 1 || number > static_cast<std::uint32_t>(NetcdfType::kU64))
-    return Fail(kNetcdfHeaderDamaged);
+  if (number < 1 || number > static_cast<std::uint32_t>(last)) return Fail(kNetcdfHeaderDamaged);
   type = static_cast<NetcdfType>(number);
   return true;
 }
@@ -179,7 +182,8 @@ bool Header::TakeAttributes(NetcdfAttributes& attributes) {
     return false;
   attributes.resize(static_cast<std::size_t>(count));
   for (NetcdfAttribute& attribute : attributes)
-    if (!TakeName(attribute.name) || !TakeType(attribute.type) || !TakeSize(attribute.count) ||
+    if (!TakeName(attribute.name) || !TakeType(attribute.type, NetcdfType::kU64) ||
+        !TakeSize(attribute.count) ||
         !TakeBytes(Times(attribute.count, SizeOf(attribute.type)), attribute.bytes))
       return false;
   return true;
@@ -194,7 +198,8 @@ bool Header::TakeVariables() {
     std::uint64_t size = 0;  // which is wrong of large variables, and follows from the shape
     std::uint32_t begin = 0;
     if (!TakeName(variable.name) || !TakeShape(variable) || !TakeAttributes(variable.attributes) ||
-        !TakeType(variable.type) || !TakeSize(size))
+        !TakeType(variable.type, is_shown_ ? NetcdfType::kText : NetcdfType::kU64) ||
+        !TakeSize(size))
       return false;
     if (contents_.version == 1) {
       if (!Take(begin)) return false;
@@ -253,8 +258,8 @@ void Header::Measure() {
 }  // namespace
 
 const char* WordOf(NetcdfType type) {
-  constexpr const char* kWords[] = {"",       "byte",  "char",   "short", "int",   "float",
-                                    "double", "ubyte", "ushort", "uint",  "int64", "uint64"};
+  constexpr const char* kWords[] = {"",      "byte",   "char", "short", "int",    "float", "double",
+                                    "ubyte", "ushort", "uint", "int64", "uint64", "text"};
   return kWords[static_cast<std::size_t>(type)];
 }
 
@@ -287,6 +292,7 @@ std::optional<double> NetcdfAttribute::Number(std::size_t at) const {
   if (at >= count) return std::nullopt;
   switch (type) {
     case NetcdfType::kChar:
+    case NetcdfType::kText:
       return std::nullopt;
     case NetcdfType::kI8:
       return static_cast<signed char>(bytes[at]);
@@ -341,9 +347,9 @@ bool NetcdfContents::HasTexts(const NetcdfVariable& variable) const {
   return !last.is_record && !last.has_numbers;
 }
 
-int ReadNetcdf(InputFile& file, Budget& budget, NetcdfContents& contents) {
-  contents.file_size = file.size();
-  return Header(file, budget, contents).Read();
+int ReadNetcdf(NetcdfSource& source, Budget& budget, NetcdfContents& contents) {
+  contents.file_size = source.size();
+  return Header(source, budget, contents).Read();
 }
 
 }  // namespace nvimport

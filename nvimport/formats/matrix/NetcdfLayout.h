@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "nvimport/formats/matrix/NetcdfSource.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/Budget.h"
-#include "nvimport/platform/InputFile.h"
 
 namespace nvimport {
 
@@ -46,12 +46,17 @@ enum class NetcdfType : std::uint8_t {
   kU16 = 8,
   kU32 = 9,
   kI64 = 10,
-  kU64 = 11
+  kU64 = 11,
+  kText = 12  // of a length of its own; only of what is shown as a file
 };
+
+constexpr bool IsText(NetcdfType type) {
+  return type == NetcdfType::kChar || type == NetcdfType::kText;
+}
 
 // The bytes of a value.
 constexpr unsigned SizeOf(NetcdfType type) {
-  constexpr unsigned kSizes[] = {0, 1, 1, 2, 4, 4, 8, 1, 2, 4, 8, 8};
+  constexpr unsigned kSizes[] = {0, 1, 1, 2, 4, 4, 8, 1, 2, 4, 8, 8, 8};
   return kSizes[static_cast<std::size_t>(type)];
 }
 const char* WordOf(NetcdfType type);
@@ -112,6 +117,6 @@ const NetcdfAttribute* Find(const NetcdfAttributes& attributes, std::string_view
 std::string TextOf(const NetcdfAttributes& attributes, std::string_view name);
 
 // Reads the header. What is kept of it is drawn from `budget`. 0 or a status.
-int ReadNetcdf(InputFile& file, Budget& budget, NetcdfContents& contents);
+int ReadNetcdf(NetcdfSource& source, Budget& budget, NetcdfContents& contents);
 
 }  // namespace nvimport

@@ -55,7 +55,7 @@ NetcdfPart PartOf(const NetcdfContents& contents, std::size_t variable, const Ne
   part.variable = variable;
   std::size_t rank = from.dimensions.size();
   std::uint64_t size = SizeOf(from.type);
-  if (from.type == NetcdfType::kChar) part.text_length = 1;
+  if (IsText(from.type)) part.text_length = 1;
   if (contents.HasTexts(from)) {
     size = contents.dimensions[from.dimensions[--rank]].length;
     part.text_length = static_cast<std::size_t>(size);
@@ -126,16 +126,17 @@ const NetcdfVariable* NamesAlong(const NetcdfContents& contents, std::uint32_t d
   if (own != nullptr && IsAlongAlone(contents, *own, dimension))
     return is_free(*own) ? own : nullptr;
   for (const NetcdfVariable& variable : contents.variables)
-    if (contents.HasTexts(variable) && IsAlongAlone(contents, variable, dimension))
+    if ((contents.HasTexts(variable) || variable.type == NetcdfType::kText) &&
+        IsAlongAlone(contents, variable, dimension))
       return is_free(variable) ? &variable : nullptr;
   return nullptr;
 }
 
-NetcdfPartsReader::NetcdfPartsReader(InputFile& file, const NetcdfContents& contents,
+NetcdfPartsReader::NetcdfPartsReader(NetcdfSource& source, const NetcdfContents& contents,
                                      const std::vector<NetcdfPart>& parts,
                                      ReadSpreadSheetData& sink,
                                      std::initializer_list<double> missing)
-    : file_(file), sink_(sink) {
+    : source_(source), sink_(sink) {
   std::uint64_t row_bytes = 0;
   const NetcdfPart* before = nullptr;
   for (const NetcdfPart& part : parts) {
@@ -161,11 +162,12 @@ NetcdfPartsReader::NetcdfPartsReader(InputFile& file, const NetcdfContents& cont
     }
     slabs_.push_back(part.slab);
     columns_.push_back(static_cast<int>(part.column));
-    cells_.push_back(is_text ? TextsOf(variable, part.text_length) : NumbersOf(variable, missing));
+    cells_.push_back(is_text ? TextsOf(variable, part.text_length, source)
+                             : NumbersOf(variable, missing));
     row_bytes += part.slab.window();
     before = &part;
   }
-  if (row_bytes <= NetcdfRows::kMostAtOnce) rows_ = std::make_unique<NetcdfRows>(file, slabs_);
+  if (row_bytes <= NetcdfRows::kMostAtOnce) rows_ = std::make_unique<NetcdfRows>(source, slabs_);
 }
 
 bool NetcdfPartsReader::Set(std::uint64_t row, int sheet_row) {
@@ -187,7 +189,7 @@ bool NetcdfPartsReader::SetWide(std::uint64_t row, int sheet_row) {
   for (std::size_t i = 0; i < slabs_.size(); ++i) {
     if (row >= slabs_[i].rows) continue;
     const NetcdfSlab turned = slabs_[i].Turned(row);
-    NetcdfRows some(file_, {turned});
+    NetcdfRows some(source_, {turned});
     for (std::uint64_t column = 0; column < turned.rows;) {
       if (!some.Load(column)) {
         cannot_read_ = some.cannot_read();

@@ -61,7 +61,7 @@ const NetcdfVariable* NamesAlong(const NetcdfContents& contents, std::uint32_t d
 // Sets the cells of parts row by row.
 class NetcdfPartsReader {
  public:
-  NetcdfPartsReader(InputFile& file, const NetcdfContents& contents,
+  NetcdfPartsReader(NetcdfSource& source, const NetcdfContents& contents,
                     const std::vector<NetcdfPart>& parts, ReadSpreadSheetData& sink,
                     std::initializer_list<double> missing = {});
 
@@ -72,7 +72,7 @@ class NetcdfPartsReader {
  private:
   bool SetWide(std::uint64_t row, int sheet_row);
 
-  InputFile& file_;
+  NetcdfSource& source_;
   ReadSpreadSheetData& sink_;
   std::vector<NetcdfSlab> slabs_;
   std::vector<int> columns_;

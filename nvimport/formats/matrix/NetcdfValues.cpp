@@ -260,7 +260,8 @@ class Numbers final : public NetcdfCells {
 
 class Texts final : public NetcdfCells {
  public:
-  Texts(const NetcdfVariable& variable, std::size_t length) : length_(length) {
+  Texts(const NetcdfVariable& variable, std::size_t length, const NetcdfSource& source)
+      : source_(source), type_(variable.type), length_(length) {
     const NetcdfAttribute* fill = Find(variable.attributes, "_FillValue");
     if (fill != nullptr && fill->bytes.size() == 1) fill_ = fill->bytes[0];
   }
@@ -269,7 +270,9 @@ class Texts final : public NetcdfCells {
            int row) const override {
     std::string cell;
     for (int i = 0; i < count; ++i, first += stride) {
-      std::string_view text = NetcdfText({first, length_});
+      std::string_view text = NetcdfText(
+          type_ == NetcdfType::kChar ? std::string_view(first, length_)
+                                     : source_.Text(Load<std::uint64_t>(first, std::endian::big)));
       if (fill_ != '\0') text = text.substr(0, text.find_last_not_of(fill_) + 1);
       if (text.empty()) continue;
       cell = text;
@@ -281,14 +284,16 @@ class Texts final : public NetcdfCells {
   }
 
  private:
+  const NetcdfSource& source_;
+  NetcdfType type_;
   std::size_t length_;
   char fill_ = '\0';
 };
 
 }  // namespace
 
-NetcdfRows::NetcdfRows(InputFile& file, const std::vector<NetcdfSlab>& slabs)
-    : file_(file), places_(slabs.size()) {
+NetcdfRows::NetcdfRows(NetcdfSource& source, const std::vector<NetcdfSlab>& slabs)
+    : source_(source), places_(slabs.size()) {
   std::vector<std::size_t> order(slabs.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::ranges::sort(order, {}, [&](std::size_t i) {
@@ -329,12 +334,13 @@ NetcdfRows::NetcdfRows(InputFile& file, const std::vector<NetcdfSlab>& slabs)
 
 bool NetcdfRows::ReadAt(std::uint64_t position, char* to, std::uint64_t bytes) {
   const auto size = static_cast<std::size_t>(bytes);
-  const std::ptrdiff_t got = file_.Seek(position) ? file_.Read({to, size}) : -1;
+  const std::ptrdiff_t got = source_.ReadAt(position, {to, size});
   cannot_read_ = got < 0;
   return got >= 0 && static_cast<std::size_t>(got) == size;
 }
 
 bool NetcdfRows::Fill(std::uint64_t row) {
+  source_.ForgetTexts();
   first_ = row;
   count_ = 0;
   const std::uint64_t count = std::min(most_, rows_ - row);
@@ -390,13 +396,15 @@ std::unique_ptr<NetcdfCells> NumbersOf(const NetcdfVariable& variable,
     case NetcdfType::kI64:
       return std::make_unique<Numbers<std::int64_t>>(variable, meaning, missing);
     case NetcdfType::kU64:
+    case NetcdfType::kText:
       break;
   }
   return std::make_unique<Numbers<std::uint64_t>>(variable, meaning, missing);
 }
 
-std::unique_ptr<NetcdfCells> TextsOf(const NetcdfVariable& variable, std::size_t length) {
-  return std::make_unique<Texts>(variable, length);
+std::unique_ptr<NetcdfCells> TextsOf(const NetcdfVariable& variable, std::size_t length,
+                                     const NetcdfSource& source) {
+  return std::make_unique<Texts>(variable, length, source);
 }
 
 NetcdfSlab SlabOf(const NetcdfContents& contents, const NetcdfVariable& variable) {
@@ -408,8 +416,8 @@ NetcdfSlab SlabOf(const NetcdfContents& contents, const NetcdfVariable& variable
   return slab;
 }
 
-int ReadDoubles(InputFile& file, const NetcdfContents& contents, const NetcdfVariable& variable,
-                Budget& budget, std::vector<double>& values,
+int ReadDoubles(NetcdfSource& source, const NetcdfContents& contents,
+                const NetcdfVariable& variable, Budget& budget, std::vector<double>& values,
                 std::initializer_list<double> missing) {
   values.clear();
   if (!contents.Holds(variable)) return kNetcdfCutShort;
@@ -417,7 +425,7 @@ int ReadDoubles(InputFile& file, const NetcdfContents& contents, const NetcdfVar
   if (!budget.Take(slab.rows * sizeof(double))) return kOverBudget;
   values.resize(static_cast<std::size_t>(slab.rows));
   const auto cells = NumbersOf(variable, missing);
-  NetcdfRows rows(file, {slab});
+  NetcdfRows rows(source, {slab});
   for (std::uint64_t row = 0; row < slab.rows;) {
     if (!rows.Load(row)) return rows.cannot_read() ? kNetcdfCannotRead : kNetcdfCutShort;
     const std::uint64_t ready = rows.Ready(row);

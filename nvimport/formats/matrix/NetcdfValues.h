@@ -37,7 +37,7 @@ class NetcdfRows {
  public:
   static constexpr std::uint64_t kMostAtOnce = 1024 * 1024;  // bytes of a row
 
-  NetcdfRows(InputFile& file, const std::vector<NetcdfSlab>& slabs);
+  NetcdfRows(NetcdfSource& source, const std::vector<NetcdfSlab>& slabs);
 
   // Makes sure that a row is there. False when the file could not be read, or has become shorter.
   [[nodiscard]] bool Load(std::uint64_t row) {
@@ -74,7 +74,7 @@ class NetcdfRows {
   bool Fill(std::uint64_t row);
   bool ReadAt(std::uint64_t position, char* to, std::uint64_t bytes);
 
-  InputFile& file_;
+  NetcdfSource& source_;
   std::vector<Stream> streams_;
   std::vector<Place> places_;
   std::uint64_t rows_ = 0;
@@ -102,12 +102,13 @@ bool IsPlain(const NetcdfVariable& variable);
 // Of a variable of numbers. `missing` are further values that stand for none.
 std::unique_ptr<NetcdfCells> NumbersOf(const NetcdfVariable& variable,
                                        std::initializer_list<double> missing = {});
-// Of characters, which are texts of so many bytes.
-std::unique_ptr<NetcdfCells> TextsOf(const NetcdfVariable& variable, std::size_t length);
+// Of texts, which of characters have so many bytes.
+std::unique_ptr<NetcdfCells> TextsOf(const NetcdfVariable& variable, std::size_t length,
+                                     const NetcdfSource& source);
 
 // The values of a variable along one dimension, or the only one of it. 0 or a status.
-int ReadDoubles(InputFile& file, const NetcdfContents& contents, const NetcdfVariable& variable,
-                Budget& budget, std::vector<double>& values,
+int ReadDoubles(NetcdfSource& source, const NetcdfContents& contents,
+                const NetcdfVariable& variable, Budget& budget, std::vector<double>& values,
                 std::initializer_list<double> missing = {});
 
 // The slab of a variable of one dimension or none.

@@ -56,7 +56,8 @@ constexpr FileKind kOldExcel = Surely("an Excel worksheet before Excel 97", "Exc
 constexpr FileKind kMatlab = Surely("a MATLAB file", "Matlab File");
 constexpr FileKind kNetcdf = Surely("a netCDF file", "NetCDF Files");
 constexpr FileKind kMatlab73{
-    "a MATLAB 7.3 file", "the package nvimport-hdf5 reads it; MATLAB saves it anew with save -v7"};
+    "a MATLAB 7.3 file", "the package nvimport-hdf5 reads it; MATLAB saves it anew with save -v7",
+    "Matlab 7.3 File"};
 constexpr FileKind kHtml{"an HTML page", "open it in a spreadsheet and save the table as CSV",
                          "HTML Tables"};
 constexpr FileKind kTivon{"a TIVON file", nullptr, "TIVON File"};
@@ -92,7 +93,9 @@ constexpr Signature kSignatures[] = {
     {"GIF8"sv, {"a GIF picture", kPicture}},
     {"II*\0"sv, {"a TIFF picture", kPicture}},
     {"MM\0*"sv, {"a TIFF picture", kPicture}},
-    {"\x89HDF\r\n\x1a\n"sv, {"an HDF5 or netCDF-4 file", kExport}},
+    {"\x89HDF\r\n\x1a\n"sv, {"an HDF5 or netCDF-4 file",
+      "the package nvimport-hdf5 reads it; nccopy -k cdf5 makes a classic netCDF file of one",
+      "NetCDF-4 File"}},
     {"\x89HDF\r\n\x1a\n"sv, kMatlab73, 512},
     {"CDF\x01"sv, kNetcdf},
     {"CDF\x02"sv, kNetcdf},

@@ -151,12 +151,53 @@ TEST(NetCDFFile, ReadsChromatograms) {
   EXPECT_EQ(log.Notes(), "some files state minutes and others seconds; all times are in seconds\n");
 }
 
+TEST(NetCDFFile, PutsTheSameVariablesOfSeveralFilesBelowOneAnother) {
+  const auto of = [](const std::vector<Net>& files) {
+    std::vector<std::unique_ptr<MemoryFile>> places;
+    std::vector<std::string> paths;
+    for (const Net& one : files) {
+      places.push_back(std::make_unique<MemoryFile>(one.Bytes()));
+      paths.push_back(places.back()->path());
+    }
+    NetCDFFile file;
+    return ImportFile(file, FileSelection::Join(paths), "variables=light,y").Summary();
+  };
+  Net longer = Table(true);
+  longer.records = 3;
+  for (auto& variable : longer.variables)
+    if (variable.dimensions[0] == 0)
+      variable.values += variable.values.substr(0, variable.values.size() / 2);
+  EXPECT_EQ(of({Table(), longer}),
+            kUsual + kUsual.substr(kUsual.find('\n') + 1) + "'a' | 1 | 2 | 3 | 0.1\n");
+  const std::string refused =
+      "4426 The netCDF files do not have the same variables under the same names of columns. "
+      "Please select files of one kind.\n";
+  Net other = Table();
+  other.variables[0].values = Net::Values<std::int16_t>({400, 501, 600});
+  EXPECT_EQ(of({Table(), other}), refused) << "names of columns";
+  other = Table();
+  other.variables[3].name = "z";
+  EXPECT_EQ(of({Table(), other}), refused) << "variables";
+  other = Table();
+  other.variables[2].dimensions = {0, 0};
+  EXPECT_EQ(of({Table(), other}), refused) << "columns";
+}
+
 TEST(NetCDFFile, ReadsMassSpectra) {
   const Net spectra = Net::MassSpectra();
   Net unsummed = spectra;
   unsummed.variables[1].values = Net::Values<double>({-9999, -9999, -9999});
   Net beyond = spectra;
   beyond.variables[3].values = Net::Values<std::int32_t>({2, 0, 4});
+  Net library = spectra;
+  library.dimensions.push_back({"letters", 2});
+  library.variables.push_back({"entry_name",
+                               {1, static_cast<std::uint32_t>(library.dimensions.size() - 1)},
+                               Net::kChar,
+                               std::string("a \0\0c\0", 6)});
+  const std::string entries = Import<NetCDFFile>(library.Bytes()).sheet;
+  EXPECT_NE(entries.find("\n1 | 'a' | 1.5"), std::string::npos) << entries;
+  EXPECT_NE(entries.find("_2' | 2 | "), std::string::npos) << entries;
   const MemoryFile place(spectra.Bytes());
   const std::string name = FileName(place.path());
   NetCDFFile file;
