@@ -413,8 +413,7 @@ bool DenseSheet::SetState(const State& state) {
   for (bool* flag : {&stays_narrow_, &has_numbers_aside_, &is_wide_, &has_wide_names_, &has_large_})
     *flag = reader.U8() != 0;
   const std::uint32_t exact = reader.U32();
-  for (const char is_exact : reader.Bytes(exact))
-    exact_columns_.push_back(is_exact != 0);
+  for (const char is_exact : reader.Bytes(exact)) exact_columns_.push_back(is_exact != 0);
   matrix_.assign(state.floats.begin(), state.floats.end());
   wide_.assign(state.doubles.begin(), state.doubles.end());
   const bool has_sizes = reader.ok() && columns >= 0 && rows >= 0 && width_ >= 0 && height_ >= 0;

@@ -6,6 +6,7 @@
 #include <pybind11/stl.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "nvimport/framework/FormatList.h"
@@ -35,12 +36,7 @@ class TextMaker {
   }
 
   py::object Make(std::string_view text) {
-    if (IsAscii(text)) return MakeAscii(text);
-    const std::string_view utf8 = decoder_.Decode(text, scratch_);
-    PyObject* made =
-        PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "replace");
-    if (made == nullptr) throw py::error_already_set();
-    return py::reinterpret_steal<py::object>(made);
+    return IsAscii(text) ? MakeAscii(text) : MakeOther(text);
   }
 
   static py::object MakeAscii(std::string_view text) {
@@ -57,15 +53,37 @@ class TextMaker {
         if (cell.number_kind == NumberKind::kWhole) return py::int_(cell.whole);
         return py::float_(cell.exact());
       case CellKind::kText:
-        return Make(cell.text);
+        return MakeAgain(cell.text);
       default:
         return py::none();
     }
   }
 
  private:
+  // A text that came before.
+  struct Known {
+    std::string text;
+    py::object object;
+  };
+
+  // A text that may come again and again is made once as a rule.
+  py::object MakeAgain(std::string_view text) {
+    Known& known = known_[std::hash<std::string_view>()(text) % known_.size()];
+    if (!known.object || known.text != text) known = {std::string(text), Make(text)};
+    return known.object;
+  }
+
+  py::object MakeOther(std::string_view text) {
+    const std::string_view utf8 = decoder_.Decode(text, scratch_);
+    PyObject* made =
+        PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "replace");
+    if (made == nullptr) throw py::error_already_set();
+    return py::reinterpret_steal<py::object>(made);
+  }
+
   TextDecoder decoder_;
   std::string scratch_;
+  std::array<Known, 256> known_;
 };
 
 // A part of a sheet, its columns and rows from 1, the last ones in it.

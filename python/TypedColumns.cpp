@@ -34,9 +34,45 @@ bool IsCode(std::string_view text) {
   return text.size() > 1 && text[0] == '0' && IsDigit(text[1]);
 }
 
+// The number of few digits that a text is, if it is as plain as most are: the digits and the power
+// of ten are doubles, so that their quotient is the nearest one.
+std::optional<MemoryCell> PlainNumber(std::string_view text, char decimal_mark) {
+  constexpr std::size_t kMost = 16;  // of 15 digits and a mark
+  constexpr double kPowers[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  const bool is_negative = text.starts_with('-');
+  if (is_negative) text.remove_prefix(1);
+  if (text.size() > kMost) return std::nullopt;
+  long long digits = 0;
+  std::size_t mark = text.size();
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (IsDigit(text[i]))
+      digits = digits * 10 + (text[i] - '0');
+    else if (text[i] == decimal_mark && mark == text.size())
+      mark = i;
+    else
+      return std::nullopt;
+  }
+  const bool is_whole = mark == text.size();
+  if (text.size() - (is_whole ? 0 : 1) - 1 >= kMost - 1) return std::nullopt;
+  const auto number = static_cast<double>(digits);
+  if (is_whole) {
+    const long long whole = is_negative ? -digits : digits;
+    return MemoryCell{.kind = CellKind::kNumber,
+                      .number_kind = NumberKind::kWhole,
+                      .wide = static_cast<double>(whole),
+                      .whole = whole};
+  }
+  const double value = number / kPowers[text.size() - mark - 1];
+  return MemoryCell{.kind = CellKind::kNumber,
+                    .number_kind = NumberKind::kDouble,
+                    .wide = is_negative ? -value : value};
+}
+
 // The number that a text is: whole as such, and none that would lose a digit of a whole one.
 std::optional<MemoryCell> NumberOf(std::string_view text, char decimal_mark) {
   if (text.empty() || text.front() > '9' || IsCode(text)) return std::nullopt;
+  if (auto plain = PlainNumber(text, decimal_mark)) return plain;
   if (IsWhole(text)) {
     if (text.front() == '+') text.remove_prefix(1);
     long long whole = 0;

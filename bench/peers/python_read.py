@@ -20,7 +20,7 @@ if not what.startswith("start-"):
     elif what == "numbers":
         print(nvimport.read(path, delimiter="tab").to_numpy(numbers=True)[-1, -1])
     elif what == "frame":
-        print(nvimport.read(path).to_pandas(numbers=True).iloc[-1, -1])
+        print(nvimport.read(path).to_pandas().iloc[-1, -1])
     elif what == "pandas":
         print(pandas.read_csv(path, sep="\t", low_memory=False).iloc[-1, -1])
     elif what == "xlrd":

@@ -123,7 +123,10 @@ def scan(
     with on_disk(path_or_paths, data, name) as (paths, shown):
         found = _measure(paths, shown, {"format": format, "sheet": sheet, **choices})
     made = _choices(found)
-    names = next((c.names for c in found.choices if argument_of(c.name) in ("sheet", "blocks")), [])
+    names: list[str] = []
+    for choice in found.choices:
+        if not names and argument_of(choice.name) in ("sheet", "blocks"):
+            names = choice.names
     described = Description(found.described(encoding or ""))
     shape = (found.rows, found.columns)
     return Scan(shown, found.format, shape, names, made, found.pairs, described)
@@ -163,7 +166,7 @@ def read(
 def read(
     path_or_paths: Source | Sequence[Source] | None = None,
     *,
-    sheet: Sequence[int | str],
+    sheet: list[Any] | tuple[Any, ...],
     merge: str,
     **others: Any,
 ) -> Sheet: ...
@@ -173,12 +176,13 @@ def read(
 def read(
     path_or_paths: Source | Sequence[Source] | None = None,
     *,
-    sheet: Sequence[int | str] | None,
+    sheet: list[Any] | tuple[Any, ...] | None,
+    merge: None = ...,
     **others: Any,
 ) -> dict[str, Sheet]: ...
 
 
-def read(
+def read(  # type: ignore[misc]
     path_or_paths: Source | Sequence[Source] | None = None,
     *,
     data: Data | None = None,

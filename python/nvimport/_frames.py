@@ -17,6 +17,10 @@ if TYPE_CHECKING:
 INFER, NUMBERS, TEXT = "infer", "numbers", "text"
 
 
+# Columns that may each be an array of their own: as many fewer arrays would have to be copied.
+_FEW = 100
+
+
 def runs(kinds: npt.NDArray[Any]) -> list[tuple[int, int, Any]]:
     """Where each run of the same value begins and ends, and the value."""
     if len(kinds) == 0:
@@ -77,8 +81,9 @@ class Parts(NamedTuple):
             return pd.DataFrame(blocks[0], index=index, columns=columns, copy=False)
         if not blocks:
             return pd.DataFrame(index=index, columns=columns)
-        if all(block.ndim == 1 for block in blocks):
-            frame = pd.DataFrame(dict(enumerate(blocks)), index=index, copy=False)
+        if len(columns) <= _FEW:
+            each = [one for block in blocks for one in ([block] if block.ndim == 1 else block.T)]
+            frame = pd.DataFrame(dict(enumerate(each)), index=index, copy=False)
         else:
             frames = [
                 pd.DataFrame(block if block.ndim == 2 else {0: block}, index=index, copy=False)

@@ -41,7 +41,7 @@ class Rules(NamedTuple):
     """What read() was told of the cells."""
 
     header: bool | None
-    index: int | bool | None
+    width: int | bool | None  # how many columns name the rows
     encoding: str
     decimal: str
     missing: frozenset[str]
@@ -91,7 +91,9 @@ class Sheet:
         return {**self.__dict__, "_description": self.description, "_read": None, "_cells": None}
 
     def __eq__(self, other: object) -> bool:
-        return self._data.equals(other._data) if isinstance(other, Sheet) else NotImplemented
+        if not isinstance(other, Sheet):
+            return NotImplemented
+        return self._data.equals(other._data)
 
     __hash__ = None  # type: ignore[assignment]
 
@@ -291,7 +293,7 @@ class Sheet:
     def _layout(self, header: bool | None, index: int | bool | None) -> tuple[bool, int]:
         """Whether the first row has names, and how many columns have those of the rows."""
         header = self._rules.header if header is None else header
-        index = self._rules.index if index is None else index
+        index = self._rules.width if index is None else index
         rows, columns = self.shape
         axis = self._axis() if header is not False else None
         if header is None:

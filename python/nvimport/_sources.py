@@ -58,8 +58,10 @@ def on_disk(
             return
         if sources is None or isinstance(sources, (bytearray, memoryview)):
             raise TypeError("a path or an open file; data= takes bytes")
-        several = isinstance(sources, Sequence) and not isinstance(sources, (str, bytes))
-        placed = [_place(source, name, stack) for source in (sources if several else [sources])]
+        several: Sequence[Any] = [sources]
+        if isinstance(sources, Sequence) and not isinstance(sources, (str, bytes)):
+            several = sources
+        placed = [_place(source, name, stack) for source in several]
         if not placed:
             raise ArgumentError("There is no file to read.")
         yield [path for path, _ in placed], placed[0][1]

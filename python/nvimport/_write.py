@@ -145,7 +145,7 @@ def _set_column(cells: _nvimport.Cells, column: int, row: int, values: Any) -> N
         )
 
 
-def _unit(times: Any) -> str:
+def _unit(times: Any) -> Any:
     """Days where all times are midnight, else seconds or what is finer."""
     known = times[~np.isnat(times)]
     for unit in ("D", "s", "ms", "us"):

@@ -17,6 +17,7 @@ from nvimport._calls import read
 from nvimport._errors import ArgumentError, Cancelled, Error
 from nvimport._frames import NUMBERS, TEXT, Parts, runs
 from nvimport._requests import make_request, refuse
+from nvimport._sheet import Sheet
 
 Paths = Union[str, "os.PathLike[str]", Iterable[Union[str, "os.PathLike[str]"]]]
 
@@ -75,7 +76,8 @@ def _parts_of(
     path: str, numbers: bool, choices: dict[str, Any], before: Parts | None = None
 ) -> Parts:
     mode = NUMBERS if numbers else TEXT
-    return read(path, **choices)._parts(mode, before=before, with_x=False)
+    sheet: Sheet = read(path, **choices)
+    return sheet._parts(mode, before=before, with_x=False)
 
 
 def _as_the_others(frame: pd.DataFrame, like: pd.DataFrame, path: str) -> pd.DataFrame:
