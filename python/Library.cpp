@@ -34,7 +34,7 @@ namespace py = pybind11;
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr auto kSignalInterval = std::chrono::milliseconds(100);
+constexpr auto kSignalInterval = std::chrono::milliseconds(50);
 
 // Has Python look at its signals now and then, and stops the work when a handler raises.
 class Signals {
@@ -260,6 +260,10 @@ Import ReadSheet(const Request& request, bool with_cells) {
     return import;
   }
   import.format = FormatName(result.format);
+  // The last rows and columns may have no cells.
+  if (with_cells)
+    import.cells->SetDataSize(shape.columns.CountOf(result.columns),
+                              shape.rows.CountOf(std::max(result.rows - shape.skipped_rows, 0)));
   import.rows = with_cells ? import.cells->rows() : result.rows;
   import.columns = with_cells ? import.cells->columns() : result.columns;
   import.kept_rules = result.kept_rules;
@@ -438,6 +442,7 @@ std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& pa
   if (!overwrite && std::filesystem::exists(std::filesystem::symlink_status(path, none))) {
     refusal.text = kNotWritten;
     refusal.detail = "it exists already";
+    refusal.advice = Words().replace;
     return refusal;
   }
   MemorySheet sheet;
@@ -445,6 +450,7 @@ std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& pa
   Signals signals;
   ExportRequest request{path, *output};
   request.replaces = overwrite;
+  request.words = Words();
   request.pairs = pairs;
   request.progress = [&](auto, auto) { return signals.GoOn(); };
   request.note = [&](const std::string& note) { notes.push_back(note); };
