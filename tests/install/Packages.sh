@@ -54,6 +54,16 @@ if ls nvimport-desktop_*.deb >/dev/null 2>&1; then
 $lib/nvimport/nvimport-draw.so"
 fi
 
+# Where python3-dev and pybind11-dev are installed.
+if ls python3-nvimport_*.deb >/dev/null 2>&1; then
+  dpkg-deb -x python3-nvimport_*.deb root
+  LD_LIBRARY_PATH=root/$lib PYTHONPATH=root/usr/lib/python3/dist-packages /usr/bin/python3 -B -c '
+import nvimport
+assert "/root/" in nvimport.__file__, nvimport.__file__
+assert nvimport.read(nvimport.samples("tanks.wk1")).cells[4, 1] == 310' ||
+    fail "the Python package does not read"
+fi
+
 sum=$(LD_LIBRARY_PATH=root/$lib NVIMPORT_PLUGIN_PATH='' XDG_CONFIG_HOME=/nowhere root/usr/bin/nvimport \
   convert "$root/samples/tanks.wk1" -o - 2>/dev/null | tail -n 1)
 [ "$sum" = "Sum,310" ] || fail "the command does not read through NvImport Complete: $sum"
