@@ -295,6 +295,8 @@ void DenseSheet::GetDoubles(int column, int row, std::span<double> numbers, char
 
 void DenseSheet::FindTexts(int first_row, std::span<bool> columns) const {
   std::ranges::fill(columns, false);
+  if (first_row > 1)
+    columns = columns.first(std::min(columns.size(), static_cast<std::size_t>(last_text_column_)));
   auto missing = static_cast<std::ptrdiff_t>(columns.size());
   const auto passes = [&](int first, int row, int count) {
     return missing == 0 || AllInMatrix(first, row, count);

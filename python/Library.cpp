@@ -201,6 +201,7 @@ ImportResult ReadShaped(const Request& request, const ImportRequest& asked, Shee
   ShapedSheet shaped(shape, sheet);
   ImportRequest reading = asked;
   reading.begins = [&](const ImportResult& begun) {
+    if (!shape.columns.are_rising()) shape.columns.FitTo(begun.columns);
     shaped.Begin(begun.columns, begun.rows, begun.description);
   };
   return ImportFile(reading, shaped);
@@ -435,8 +436,13 @@ std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& pa
   if (auto refusal = PrepareFormats()) return refusal;
   const std::string name = format.empty() ? NvGetFileExtension(path) : format;
   const auto output = FindOutputFormat(name);
-  if (!output)
-    return RefuseArgument("\"" + ShownName(name) + "\" is no format that can be written.");
+  if (!output) {
+    Refusal unknown = RefuseArgument(name.empty() ? "The path says no format."
+                                                  : "\"" + ShownName(name) +
+                                                        "\" is no format that can be written.");
+    unknown.advice = "format= names one";
+    return unknown;
+  }
   Refusal refusal;
   std::error_code none;
   if (!overwrite && std::filesystem::exists(std::filesystem::symlink_status(path, none))) {

@@ -67,10 +67,9 @@ class ChoiceNeeded(Error):
     def __init__(self, text: str, argument: str, candidates: list[str], **where: Any) -> None:
         self.argument = argument
         self.candidates = candidates
+        if f"{argument}=" not in where.get("advice", ""):
+            where["advice"] = f"{argument}= chooses among: {'; '.join(candidates)}"
         super().__init__(text, **where)
-
-    def __str__(self) -> str:
-        return f"{super().__str__()} {self.argument}= chooses among: {'; '.join(self.candidates)}"
 
 
 class Cancelled(Error, KeyboardInterrupt):

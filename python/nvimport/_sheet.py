@@ -303,6 +303,8 @@ class Sheet:
             if axis is not None and rows > 1:
                 _, words = self._data.doubles(1, 2, axis[0] - 1, self._rules.decimal)
                 index = int(np.flatnonzero(words)[-1]) + 1 if words.any() else 0
+        if index < 0:
+            raise ArgumentError("index= is how many columns name the rows.")
         return bool(header), min(int(index), columns)
 
     def _begins_with_names(self) -> bool:

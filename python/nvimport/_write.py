@@ -24,7 +24,7 @@ def write(
     overwrite: bool = False,
     options: Mapping[str, Any] | None = None,
 ) -> None:
-    """Writes a sheet, an array, a data frame, spectra, or what xarray has.
+    """Writes a sheet, an array, a data frame or what makes one, spectra, or what xarray has.
 
     The extension of the path decides the format (.csv, .tsv, .jsonl, .json, .xlsx, .arrow, .arrows,
     .txt, .dif, .mat), or `format` does; `options` are those of formats that take such when they
@@ -53,10 +53,13 @@ def write(
 
 def _cells_of(data: Any) -> _nvimport.Cells:
     """What is to be written, as cells."""
-    if isinstance(data, Spectra):
+    if isinstance(data, (Spectra, Mapping)) and not hasattr(data, "data_vars"):
         import pandas as pd
 
-        data = pd.DataFrame(data.matrix, index=data.names, columns=data.x)
+        if isinstance(data, Spectra):
+            data = pd.DataFrame(data.matrix, index=data.names, columns=data.x)
+        else:
+            data = pd.DataFrame(data)
     if hasattr(data, "coords") and hasattr(data, "dims"):
         data = _frame_of_xarray(data)
     if hasattr(data, "to_frame") and hasattr(data, "iloc"):

@@ -101,6 +101,7 @@ def test_parts_are_chosen(folder):
     assert part.x.tolist() == [1120, 1122, 1154]
     tail = nvimport.read("wheat.txt", skiprows=2, nrows=2, header=False)
     assert tail.cells[:, 0].tolist() == ["Wheat 02", "Wheat 03"]
+    assert nvimport.read("wheat.txt", columns=[2, 1, 2]).shape == (13, 2)
     for wrong in ({"columns": ["nil"]}, {"nrows": 0}, {"skiprows": -1}, {"sheet": ["nil"]}):
         with pytest.raises(nvimport.Error):
             nvimport.read("ovens.xls", **wrong)
