@@ -98,7 +98,8 @@ void TakePoints(Rows& rows, int count, char decimal_mark, Curves& curves) {
   const auto points = static_cast<std::size_t>(count);
   // A sheet may be wide and high by a single cell in its corner: first which columns have numbers.
   const std::size_t columns = rows.cells().size();
-  if (columns * points > kMostCells) return;
+  curves.too_large = columns * points > kMostCells;
+  if (curves.too_large) return;
   std::vector<char> numeric(columns);
   const auto each_row = [&](const auto& take) {
     for (std::size_t row = 0; row < points; ++row) {
@@ -122,6 +123,7 @@ void TakePoints(Rows& rows, int count, char decimal_mark, Curves& curves) {
   }
   if (curves.size() * points > kMostPoints) {
     curves = {};
+    curves.too_large = true;
     return;
   }
   for (int row = 1; row <= count; ++row) curves.x.push_back(row);

@@ -23,6 +23,7 @@ struct Curves {
   std::vector<int> lines;      // each curve's row in the sheet, or column of points
   std::vector<QString> names;  // each curve's
   bool complete = true;        // not cancelled
+  bool too_large = false;      // for a plot, so that there are none
 
   std::size_t size() const { return lines.size(); }
   std::span<const float> Of(std::size_t curve) const {

@@ -121,15 +121,16 @@ class PointPainter {
       : curves_(curves), begin_(begin), end_(end), area_(area), keys_(keys), values_(values) {}
 
   void Draw(std::size_t curve, int width, QPainter& painter) {
-    const auto columns = static_cast<std::size_t>(area_.width());
-    taken_.assign(columns * static_cast<std::size_t>(area_.height()), false);
+    // The lines to the right and below belong to the area.
+    const auto columns = static_cast<std::size_t>(area_.width()) + 1;
+    taken_.assign(columns * (static_cast<std::size_t>(area_.height()) + 1), false);
     points_.clear();
     const std::span<const float> y = curves_.Of(curve);
     for (std::size_t i = begin_; i < end_; ++i) {
       if (std::isnan(y[i])) continue;
       const double right = keys_.Pixel(curves_.x[i]) - area_.left();
       const double down = values_.Pixel(static_cast<double>(y[i])) - area_.top();
-      if (right < 0 || down < 0 || right >= area_.width() || down >= area_.height()) continue;
+      if (right < 0 || down < 0 || right > area_.width() || down > area_.height()) continue;
       const auto place = static_cast<std::size_t>(down) * columns + static_cast<std::size_t>(right);
       if (taken_[place]) continue;
       taken_[place] = true;
@@ -185,6 +186,8 @@ QCPRange CurvesPlottable::getValueRange(bool& found, QCP::SignDomain, const QCPR
   return found ? QCPRange(static_cast<double>(lowest), static_cast<double>(highest)) : QCPRange();
 }
 
+std::size_t CurvesPlottable::OneOf(std::size_t curves) { return curves / kMostDrawn + 1; }
+
 void CurvesPlottable::draw(QCPPainter* painter) {
   if (curves_ == nullptr || curves_->size() == 0) return;
   const auto start = std::chrono::steady_clock::now();
@@ -205,8 +208,7 @@ void CurvesPlottable::draw(QCPPainter* painter) {
   const bool few = (emphasized ? emphasized_->size() : curves.size()) <= kSmoothed;
   const CurveColors colors(curves.size(), dark_);
   painter->setAntialiasing(curves.spectra && few);
-  // More curves than that cover each other in any picture.
-  const std::size_t stride = std::max(stride_, curves.size() / kMostDrawn + 1);
+  const std::size_t stride = std::max(stride_, OneOf(curves.size()));
   const auto draw = [&](std::size_t curve) {
     QColor color = colors.Of(curve);
     if (emphasized && curves.size() > kFewCurves) color = dark_ ? Qt::white : Qt::black;

@@ -34,6 +34,8 @@ class CurvesPlottable : public QCPAbstractPlottable {
   void SetEmphasized(std::vector<std::size_t> curves) { emphasized_ = std::move(curves); }
   // Draws one curve of so many, for as long as something moves.
   void SetStride(std::size_t stride) { stride_ = stride; }
+  // Of that many curves one is drawn, since more would cover each other in any picture.
+  static std::size_t OneOf(std::size_t curves);
   // What the last drawing of all curves took.
   double seconds() const { return seconds_; }
 

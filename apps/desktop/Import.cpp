@@ -1,5 +1,6 @@
 #include "apps/desktop/Import.h"
 
+#include <QFileInfo>
 #include <QObject>
 #include <algorithm>
 #include <span>
@@ -28,7 +29,10 @@ QString Files(const std::vector<std::string>& files) {
 }
 
 // What the user can do about a file that was not read as `format`, empty where that is not settled.
-QString Advice(const OpenRequest& request, const std::string& format, const QString& logged) {
+QString Advice(const OpenRequest& request, const Failure& failure, const std::string& format,
+               const QString& logged) {
+  // No file type helps where there is no file.
+  if (failure.kind == Failure::kMissing) return FromBytes(failure.advice);
   QStringList advice;
   const auto kind = RecogniseKind(request.files.front());
   if (kind && (format.empty() || kind->format != format))
@@ -81,44 +85,44 @@ OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress&
   OpenResult result;
   OpenRequest& again = result.again = request;
   dialogs.Begin(request.files.front(), /*repeated=*/!request.options.empty());
-  ImportRequest import;
-  import.files = request.files;
-  import.format = request.format != 0 ? request.format : FormatOfFilter(request.filter);
-  import.options = request.options;
-  import.kept_rules = request.kept_rules;
-  import.dialogs = &dialogs;
-  import.describing = Describing::kAll;
-  import.progress = [&](const ImportProgress& now) {
+  ImportRequest reading;
+  reading.files = request.files;
+  reading.format = request.format != 0 ? request.format : FormatOfFilter(request.filter);
+  reading.options = request.options;
+  reading.kept_rules = request.kept_rules;
+  reading.dialogs = &dialogs;
+  reading.describing = Describing::kAll;
+  reading.progress = [&](const ImportProgress& now) {
     if (now.begins) dialogs.SettleFormat(now.format);
-  return progress.Advance(now.position, now.size);
-};
-auto sheet = std::make_shared<MemorySheet>();
-const ImportResult read = ImportFile(import, *sheet);
-if (read.format > 0) again.format = read.format;
-if (!read.files.empty()) again.files = read.files;
-result.format = FromBytes(FormatName(read.format));
-result.kept_rules = read.kept_rules;
-result.warnings = Lines(read.warnings);
-result.notes = Lines(read.notes);
-for (const AnsweredQuestion& question : read.questions)
-  for (const std::string& entry : question.left)
-    result.notes.push_back(
-        QObject::tr("Not chosen of the %1: %2").arg(FromBytes(question.name), FromBytes(entry)));
-if (read) {
-  again.options = read.options;
-  if (dialogs.decimal_mark()) again.decimal_mark = dialogs.decimal_mark();
-  result.decimal_mark = again.decimal_mark.value_or(GuessDecimalMark(*sheet));
-  result.sheet = std::move(sheet);
-  result.description = std::make_shared<const Description>(read.description);
+    return progress.Advance(now.position, now.size);
+  };
+  auto sheet = std::make_shared<MemorySheet>();
+  const ImportResult read = ImportFile(reading, *sheet);
+  if (read.format > 0) again.format = read.format;
+  if (!read.files.empty()) again.files = read.files;
+  result.format = FromBytes(FormatName(read.format));
+  result.kept_rules = read.kept_rules;
+  result.warnings = Lines(read.warnings);
+  result.notes = Lines(read.notes);
+  for (const AnsweredQuestion& question : read.questions)
+    for (const std::string& entry : question.left)
+      result.left.push_back(
+          QObject::tr("Not chosen of the %1: %2").arg(FromBytes(question.name), FromBytes(entry)));
+  if (read) {
+    again.options = read.options;
+    if (dialogs.decimal_mark()) again.decimal_mark = dialogs.decimal_mark();
+    result.decimal_mark = again.decimal_mark.value_or(GuessDecimalMark(*sheet));
+    result.sheet = std::move(sheet);
+    result.description = std::make_shared<const Description>(read.description);
+    return result;
+  }
+  // A question that the user cancelled is no trouble, nor is a format that was not chosen.
+  const Failure& failure = *read.failure;
+  if (progress.stopped() || failure.kind == Failure::kStopped || !failure.candidates.empty())
+    return result;
+  result.trouble = {FromBytes(failure.text), FromBytes(failure.detail), Files(request.files),
+                    Advice(request, failure, FormatName(read.format), FromBytes(read.log_entry))};
   return result;
-}
-// A question that the user cancelled is no trouble, nor is a format that was not chosen.
-const Failure& failure = *read.failure;
-if (progress.stopped() || failure.kind == Failure::kStopped || !failure.candidates.empty())
-  return result;
-result.trouble = {FromBytes(failure.text), FromBytes(failure.detail), Files(request.files),
-                  Advice(request, FormatName(read.format), FromBytes(read.log_entry))};
-return result;
 }  // namespace nvimport
 
 std::vector<ExportKind> ExportKinds() {
@@ -135,6 +139,21 @@ std::vector<ExportKind> ExportKinds() {
     kinds.push_back({Filter(FromBytes(info.write_filter), patterns.join(';')), format});
   }
   return kinds;
+}
+
+std::optional<std::size_t> KindFor(const QString& path, std::size_t chosen) {
+  const std::vector<ExportKind> kinds = ExportKinds();
+  const QString suffix = "." + QFileInfo(path).suffix().toLower();
+  const auto fits = [&](const ExportKind& kind) {
+    if (kind.format.own) return suffix == FromBytes(kind.format.extension);
+    const auto extensions = Extensions(FormatAt(kind.format.registered));
+    return std::ranges::any_of(extensions,
+                               [&](const std::string& each) { return suffix == FromBytes(each); });
+  };
+  if (chosen < kinds.size() && fits(kinds[chosen])) return chosen;
+  const auto found = std::ranges::find_if(kinds, fits);
+  if (found == kinds.end()) return std::nullopt;
+  return static_cast<std::size_t>(found - kinds.begin());
 }
 
 ExportResult Export(MemorySheet& sheet, const std::string& path, const ExportKind& kind,

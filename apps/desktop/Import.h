@@ -35,6 +35,7 @@ struct OpenResult {
   bool kept_rules = false;                         // were read by
   char decimal_mark = '.';                         // of numbers in texts
   QStringList warnings;
+  QStringList left;  // what was not chosen of what the file holds
   QStringList notes;
   std::optional<Trouble> trouble;  // none when the user cancelled
 };
@@ -48,6 +49,10 @@ struct ExportKind {
   OutputFormat format;
 };
 std::vector<ExportKind> ExportKinds();
+
+// The kind that a file of that name has, the chosen one where it fits; none for a name that no kind
+// has.
+std::optional<std::size_t> KindFor(const QString& path, std::size_t chosen);
 
 struct ExportResult {
   bool written = false;

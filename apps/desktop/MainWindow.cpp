@@ -17,14 +17,20 @@
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScreen>
 #include <QSettings>
+#include <QShortcut>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
+#include "apps/desktop/CurvesPlottable.h"
 #include "apps/desktop/SheetText.h"
 #include "apps/desktop/SheetView.h"
 #include "apps/desktop/SpectraPlot.h"
@@ -39,6 +45,10 @@ constexpr int kTick = 100;      // ms
 constexpr int kPatience = 500;  // ms before progress is shown
 constexpr int kMessageTime = 4000;
 constexpr const char* kRecent = "recent";
+constexpr const char* kGeometry = "geometry";
+constexpr const char* kPanes = "panes";
+constexpr const char* kSplit = "split";
+constexpr const char* kFolder = "folder";
 constexpr const char* kKeptRules = "kept-rules";
 
 QSettings Settings() { return {QSettings::IniFormat, QSettings::UserScope, "nvimport", "desktop"}; }
@@ -57,9 +67,22 @@ bool KeptRules() {
   return Settings().value(kKeptRules, kept).toBool();
 }
 
+// The bytes of a path as the system has them: of one that is no UTF-8 those that are shown as it
+// is.
+std::string PathBytes(const QString& path) {
+  std::string bytes = QFile::encodeName(path).toStdString();
+  std::error_code none;
+  if (!path.contains(QChar::ReplacementCharacter) || std::filesystem::exists(bytes, none))
+    return bytes;
+  const std::filesystem::path folder = std::filesystem::path(bytes).parent_path();
+  for (const auto& entry : std::filesystem::directory_iterator(folder, none))
+    if (QFile::decodeName(entry.path().c_str()) == path) return entry.path();
+  return bytes;
+}
+
 std::vector<std::string> Paths(const QStringList& paths) {
   std::vector<std::string> files;
-  for (const QString& path : paths) files.push_back(QFile::encodeName(path).toStdString());
+  for (const QString& path : paths) files.push_back(PathBytes(path));
   return files;
 }
 
@@ -68,11 +91,12 @@ std::vector<std::string> Paths(const QStringList& paths) {
 MainWindow::MainWindow() : dialogs_(*this, library_) {
   setAcceptDrops(true);
   setWindowTitle(QApplication::applicationDisplayName());
-  resize(1280, 760);
+  resize(QSize(1280, 760).boundedTo(screen()->availableSize() * 9 / 10));
 
   sheet_ = new SheetView;
   plot_ = new SpectraPlot;
   auto* const split = new QSplitter;
+  split->setObjectName(kSplit);
   split->addWidget(sheet_);
   split->addWidget(plot_);
   split->setSizes({1, 1});
@@ -84,11 +108,13 @@ MainWindow::MainWindow() : dialogs_(*this, library_) {
   pages_ = new QStackedWidget;
   pages_->addWidget(hint);
   pages_->addWidget(split);
+  MakeBanner();
   MakeFindBar();
   auto* const center = new QWidget;
   auto* const layout = new QVBoxLayout(center);
   layout->setContentsMargins({});
   layout->setSpacing(0);
+  layout->addWidget(banner_);
   layout->addWidget(pages_, 1);
   layout->addWidget(find_bar_);
   setCentralWidget(center);
@@ -99,6 +125,9 @@ MainWindow::MainWindow() : dialogs_(*this, library_) {
   connect(sheet_, &SheetView::SelectionChanged, this, &MainWindow::EmphasizeSelected);
   connect(plot_, &SpectraPlot::CurveClicked, this, [this](int line) {
     sheet_->SelectLine(line, plot_->curves()->spectra ? Qt::Vertical : Qt::Horizontal);
+  });
+  connect(plot_, &SpectraPlot::Pointed, this, [this](const QString& words) {
+    words.isEmpty() ? statusBar()->clearMessage() : statusBar()->showMessage(words);
   });
   connect(&library_, &LibraryThread::Changed, this, [this](bool busy) {
     if (busy) {
@@ -117,6 +146,11 @@ MainWindow::MainWindow() : dialogs_(*this, library_) {
   connect(&ticks_, &QTimer::timeout, this, &MainWindow::ShowProgress);
   Dialogs::Install(&dialogs_);
   UpdateActions();
+  // As they were left.
+  const QSettings settings = Settings();
+  restoreGeometry(settings.value(kGeometry).toByteArray());
+  restoreState(settings.value(kPanes).toByteArray());
+  split->restoreState(settings.value(kSplit).toByteArray());
   if (const auto failure = UseComplete())
     QTimer::singleShot(0, this, [this, failure] {
       ShowTrouble(this, {FromBytes(failure->text), FromBytes(failure->advice), {}, {}});
@@ -127,6 +161,35 @@ MainWindow::~MainWindow() {
   // Its job asks the dialogs, which are gone before it.
   library_.Finish();
   Dialogs::Install(nullptr);
+}
+
+void MainWindow::MakeBanner() {
+  banner_ = new QFrame;
+  banner_->setAutoFillBackground(true);
+  banner_->setBackgroundRole(QPalette::ToolTipBase);
+  auto* const layout = new QHBoxLayout(banner_);
+  layout->setContentsMargins(8, 4, 8, 4);
+  lacking_ = new QLabel;
+  lacking_->setObjectName("lacking");
+  lacking_->setForegroundRole(QPalette::ToolTipText);
+  lacking_->setTextFormat(Qt::PlainText);
+  lacking_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  lacking_->setWordWrap(true);
+  choose_ = new QPushButton(tr("&Choose again..."));
+  choose_->setToolTip(tr("Reads the file once more and asks what to take of it"));
+  auto* const close = new QPushButton(tr("Hide"));
+  layout->addWidget(lacking_, 1);
+  layout->addWidget(choose_);
+  layout->addWidget(close);
+  banner_->hide();
+  connect(choose_, &QPushButton::clicked, this, [this] {
+    OpenRequest request;
+    request.files = last_.files;
+    request.format = last_.format;
+    request.kept_rules = last_.kept_rules;
+    Start(request, tr("Reading %1").arg(NameOf(request.files)));
+  });
+  connect(close, &QPushButton::clicked, banner_, &QWidget::hide);
 }
 
 void MainWindow::MakeFindBar() {
@@ -147,10 +210,15 @@ void MainWindow::MakeFindBar() {
   connect(wanted_, &QLineEdit::returnPressed, this, [this] { Find(wanted_->text(), true); });
   connect(next, &QPushButton::clicked, this, [this] { Find(wanted_->text(), true); });
   connect(previous, &QPushButton::clicked, this, [this] { Find(wanted_->text(), false); });
-  connect(close, &QPushButton::clicked, this, [this] {
+  const auto end = [this] {
     find_bar_->hide();
     sheet_->setFocus();
-  });
+  };
+  connect(close, &QPushButton::clicked, this, end);
+  auto* const escape =
+      new QShortcut(Qt::Key_Escape, find_bar_, nullptr, nullptr, Qt::WidgetWithChildrenShortcut);
+  connect(escape, &QShortcut::activated, this, end);
+  connect(escape, &QShortcut::activatedAmbiguously, this, end);
 }
 
 void MainWindow::MakeNotes() {
@@ -276,7 +344,6 @@ void MainWindow::MakeActions() {
 
 void MainWindow::UpdateActions() {
   const bool idle = !library_.busy();
-  open_->setEnabled(idle);
   recent_->setEnabled(idle);
   again_->setEnabled(idle && !last_.files.empty());
   kept_rules_->setEnabled(idle);
@@ -284,7 +351,8 @@ void MainWindow::UpdateActions() {
 }
 
 void MainWindow::Run(const QString& label, std::function<void()> job, std::function<void()> done) {
-  if (library_.busy()) return;
+  if (library_.busy())
+    return statusBar()->showMessage(tr("%1: Cancel ends that first.").arg(label_), kMessageTime);
   label_ = label;
   library_.Start(std::move(job), [this, done = std::move(done), state = state_->text()] {
     state_->setText(state);
@@ -314,14 +382,14 @@ void MainWindow::ShowProgress() {
 }
 
 void MainWindow::ChooseFiles() {
+  if (library_.busy()) return Run({}, {}, {});
   int first = 0;
   const QStringList filters = OpenFilters(first);
   QFileDialog dialog(this, tr("Open"));
   dialog.setFileMode(QFileDialog::ExistingFiles);
   dialog.setNameFilters(filters);
   dialog.selectNameFilter(filters[first]);
-  if (!last_.files.empty())
-    dialog.setDirectory(QFileInfo(FromBytes(last_.files.front())).absolutePath());
+  dialog.setDirectory(Settings().value(kFolder).toString());
   if (dialog.exec() != QDialog::Accepted) return;
   OpenFiles(dialog.selectedFiles(),
             std::max(static_cast<int>(filters.indexOf(dialog.selectedNameFilter())), 0));
@@ -388,10 +456,27 @@ void MainWindow::Show(OpenResult result) {
 
 void MainWindow::ShowNotes(const OpenResult& result) {
   notes_->clear();
-  for (const auto& [kind, texts] :
-       {std::pair(tr("Warning: %1"), result.warnings), std::pair(tr("%1"), result.notes)})
-    for (const QString& text : texts) notes_->addItem(kind.arg(text));
+  for (const QString& text : result.warnings) notes_->addItem(tr("Warning: %1").arg(text));
+  for (const QStringList& texts : {result.left, result.notes}) notes_->addItems(texts);
+  left_out_ = result.warnings + result.left + result.notes;
+  can_choose_ = !result.left.isEmpty();
+  ShowBanner();
   if (notes_->count() == 0) notes_->addItem(tr("Nothing was left out."));
+}
+
+void MainWindow::ShowBanner() {
+  constexpr int kMost = 2;
+  QStringList lines = left_out_.mid(0, kMost);
+  if (left_out_.size() > kMost)
+    lines.push_back(tr("%1 more in the notes").arg(left_out_.size() - kMost));
+  const Curves* const curves = plot_->curves();
+  const std::size_t one_of = curves != nullptr ? CurvesPlottable::OneOf(curves->size()) : 1;
+  if (one_of > 1)
+    lines.push_back(tr("The plot shows one of %1 curves; those that are selected are drawn.")
+                        .arg(static_cast<qulonglong>(one_of)));
+  lacking_->setText(lines.join('\n'));
+  choose_->setVisible(can_choose_);
+  banner_->setVisible(!lines.isEmpty());
 }
 
 void MainWindow::PrepareCurves() {
@@ -405,6 +490,7 @@ void MainWindow::PrepareCurves() {
       [this, curves] {
         if (curves->complete) {
           plot_->SetCurves(curves);
+          ShowBanner();
           const QSignalBlocker quiet(reverse_);
           reverse_->setChecked(curves->spectra && curves->x_falls);
           EmphasizeSelected();
@@ -429,15 +515,14 @@ void MainWindow::EmphasizeSelected() {
 }
 
 void MainWindow::CopySelection() {
-  const auto range = sheet_->Selected();
-  if (!range)
-    return statusBar()->showMessage(tr("One rectangle of cells can be copied."), kMessageTime);
+  const auto parts = sheet_->Selected();
+  if (parts.empty())
+    return statusBar()->showMessage(tr("Cells of the same columns can be copied together."),
+                                    kMessageTime);
   auto text = std::make_shared<QString>();
   Run(
       tr("Copying"),
-      [this, text, range = *range, cells = cells_] {
-        *text = TabSeparated(*cells, range, JobReport());
-      },
+      [this, text, parts, cells = cells_] { *text = TabSeparated(*cells, parts, JobReport()); },
       [this, text] {
         if (!text->isEmpty())
           QApplication::clipboard()->setText(*text);
@@ -501,18 +586,26 @@ void MainWindow::ChooseExport() {
 
 void MainWindow::ExportTo(const QString& path, std::size_t kind) {
   if (cells_ == nullptr || library_.busy()) return;
+  const auto fitting = KindFor(path, kind);
+  if (!fitting)
+    return ShowTrouble(this,
+                       {tr("No kind of file that can be written has such a name."),
+                        {},
+                        path,
+                        tr("End the name as the list of types says, with .csv for instance.")});
   auto result = std::make_shared<ExportResult>();
   Run(
       tr("Writing %1").arg(QFileInfo(path).fileName()),
-      [this, result, kind = ExportKinds()[kind], path = Paths({path}).front(), cells = cells_] {
+      [this, result, kind = ExportKinds()[*fitting], path = Paths({path}).front(), cells = cells_] {
         *result = Export(*cells, path, kind, library_.progress());
       },
-      [this, result] {
+      [this, result, path] {
         if (result->trouble)
           ShowTrouble(this, *result->trouble);
         else
-          statusBar()->showMessage(result->written ? tr("Written.") : tr("Nothing was written."),
-                                   kMessageTime);
+          statusBar()->showMessage(
+              result->written ? tr("%1 is written.").arg(path) : tr("Nothing was written."),
+              kMessageTime);
         for (const QString& note : result->notes) notes_->addItem(tr("Written: %1").arg(note));
         emit Finished();
       });
@@ -527,18 +620,28 @@ void MainWindow::SavePlot() {
           [&](const QString& filter) { dialog.setDefaultSuffix(filter.left(3).toLower()); });
   dialog.selectFile(QFileInfo(FromBytes(last_.files.front())).completeBaseName());
   if (dialog.exec() != QDialog::Accepted) return;
-  const QString path = dialog.selectedFiles().front();
-  const QString kind = dialog.selectedNameFilter().left(3).toLower();
-  if (const QString failure = plot_->Save(path, kind, plot_->size()); !failure.isEmpty())
+  SavePlotTo(dialog.selectedFiles().front());
+}
+
+void MainWindow::SavePlotTo(const QString& path) {
+  if (const QString failure = plot_->Save(path, {}, plot_->size()); !failure.isEmpty())
     ShowTrouble(this, {failure, {}, path, tr("Choose another place or another type.")});
+  else
+    statusBar()->showMessage(tr("%1 is written.").arg(path), kMessageTime);
 }
 
 void MainWindow::ShowRecent() {
   recent_->clear();
   for (const QString& entry : Settings().value(kRecent).toStringList()) {
     const QStringList files = entry.split('\n');
-    QString name = NameOf(Paths(files));
+    const std::vector<std::string> paths = Paths(files);
+    const bool is_there = std::ranges::all_of(paths, [](const std::string& path) {
+      return QFile::exists(QFile::decodeName(path.c_str()));
+    });
+    QString name = tr("%1 in %2").arg(NameOf(paths), QFileInfo(files.front()).path());
+    if (!is_there) name = tr("%1 (gone)").arg(name);
     QAction* const action = recent_->addAction(name.replace('&', "&&"));
+    action->setEnabled(is_there);
     action->setToolTip(entry);
     action->setStatusTip(files.front());
     connect(action, &QAction::triggered, this, [this, files] { OpenFiles(files); });
@@ -556,6 +659,7 @@ void MainWindow::Remember(const std::vector<std::string>& files) {
   recent.removeAll(entry);
   recent.push_front(entry);
   settings.setValue(kRecent, recent.mid(0, kMostRecent));
+  settings.setValue(kFolder, QFileInfo(paths.front()).path());
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
@@ -572,6 +676,10 @@ void MainWindow::dropEvent(QDropEvent* event) {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+  QSettings settings = Settings();
+  settings.setValue(kGeometry, saveGeometry());
+  settings.setValue(kPanes, saveState());
+  settings.setValue(kSplit, findChild<QSplitter*>(kSplit)->saveState());
   library_.progress().Stop();
   event->accept();
 }

@@ -34,8 +34,10 @@ class MainWindow : public QMainWindow {
   // dialog (from 0), which is remembered.
   void OpenFiles(const QStringList& paths, std::optional<int> filter = std::nullopt);
   void ImportAgain();
-  // Writes the sheet; the kind is a position in ExportKinds().
+  // Writes the sheet; the kind is a position in ExportKinds(), unless the name says another.
   void ExportTo(const QString& path, std::size_t kind);
+  // Draws the plot into a file of the kind that its name says.
+  void SavePlotTo(const QString& path);
   void CopySelection();
   void Find(const QString& wanted, bool forward);
 
@@ -56,6 +58,7 @@ class MainWindow : public QMainWindow {
 
  private:
   void MakeActions();
+  void MakeBanner();
   void MakeFindBar();
   void MakeNotes();
   void MakeStatus();
@@ -75,6 +78,8 @@ class MainWindow : public QMainWindow {
   void Start(const OpenRequest& request, const QString& label);
   void Show(OpenResult result);
   void ShowNotes(const OpenResult& result);
+  // Above the sheet: what is not in it, or not in the plot.
+  void ShowBanner();
   void PrepareCurves();
   void EmphasizeSelected();
   // Runs a job under a label, then `done`; the status line is afterwards as it was.
@@ -89,6 +94,11 @@ class MainWindow : public QMainWindow {
   SpectraPlot* plot_;
   QStackedWidget* pages_;
   QListWidget* notes_;
+  QWidget* banner_;
+  QLabel* lacking_;
+  QPushButton* choose_;
+  QStringList left_out_;     // of the sheet
+  bool can_choose_ = false;  // some of that
   QWidget* find_bar_;
   QLineEdit* wanted_;
   QMenu* recent_;

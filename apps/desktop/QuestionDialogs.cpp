@@ -15,11 +15,14 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QSpinBox>
+#include <QStyle>
 #include <QTableWidget>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 #include "apps/desktop/RangePlot.h"
@@ -49,12 +52,19 @@ class Question : public QDialog {
     body = new QVBoxLayout;
     layout->addLayout(body, 1);
     buttons_ = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
-    layout->addWidget(buttons_);
     connect(buttons_, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons_, &QDialogButtonBox::rejected, this, &QDialog::reject);
   }
 
   QVBoxLayout* body;
+
+  // The focus begins with what is asked, and comes to the buttons behind it.
+  int exec() override {
+    layout()->addWidget(buttons_);
+    if (begin != nullptr) begin->setFocus();
+    return QDialog::exec();
+  }
+  QWidget* begin = nullptr;
 
   void Allow(bool ok) { buttons_->button(QDialogButtonBox::Ok)->setEnabled(ok); }
   QPushButton* AddButton(const QString& text) {
@@ -74,11 +84,19 @@ QTreeWidget* AddList(Question& dialog, const QStringList& headings) {
   list->setUniformRowHeights(true);
   list->setAlternatingRowColors(true);
   list->header()->setStretchLastSection(false);
-  list->header()->setSectionResizeMode(0, QHeaderView::Stretch);
-  for (int column = 1; column < headings.size(); ++column)
-    list->header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+  list->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
   dialog.body->addWidget(list, 1);
+  dialog.begin = list;
   return list;
+}
+
+// As wide as what it lists, if the screen is.
+void Widen(QTreeWidget& list) {
+  const int most = list.screen()->availableSize().width() * 3 / 4;
+  list.header()->resizeSections(QHeaderView::ResizeToContents);
+  const int width = list.header()->length() + 2 * list.frameWidth() +
+                    list.style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+  list.setMinimumWidth(std::clamp(width, kWidth, std::max(most, kWidth)));
 }
 
 QTreeWidgetItem* AddEntry(QTreeWidget& list, const QStringList& texts) {
@@ -147,6 +165,7 @@ class TextImportPage : public Question {
     table_->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
     body->addWidget(table_, 1);
 
+    begin = delimiter_;
     Take(question.current);
     comma_->setChecked(decimal_mark == ',');
     connect(delimiter_, &QComboBox::currentIndexChanged, this, [this] {
@@ -232,6 +251,7 @@ class RangePage : public Question {
     first_ = AddPoint(*form, tr("&First point:"), 1);
     last_ = AddPoint(*form, tr("&Last point:"), question.points);
     body->addLayout(form);
+    begin = first_;
     auto* const all = AddButton(tr("&All points"));
     connect(all, &QPushButton::clicked, this, [this] {
       first_->setValue(1);
@@ -301,22 +321,29 @@ class RangePage : public Question {
 }  // namespace
 
 std::optional<std::size_t> AskFileType(QWidget* parent, const FileTypeQuestion& question,
-                                       const QStringList& answers,
+                                       const std::vector<FormatAnswer>& answers,
                                        const std::vector<FormatAnswer>& others) {
   Question dialog(parent, FromBytes(question.title), FromBytes(question.prompt));
   auto* const list =
       AddList(dialog, {FromBytes(question.label), QObject::tr("What the format says")});
-  for (std::size_t i = 0; i < question.names.size(); ++i)
-    AddEntry(*list, {FromBytes(question.names[i]), answers.value(static_cast<qsizetype>(i))});
+  // Those that are likely and can be read come first; of each, which of the names it is.
+  std::vector<std::size_t> shown(question.names.size());
+  std::iota(shown.begin(), shown.end(), 0);
+  std::ranges::stable_partition(shown, [&](std::size_t i) { return answers[i].can_be_read; });
+  for (const std::size_t i : shown) {
+    QTreeWidgetItem* const item =
+        AddEntry(*list, {FromBytes(question.names[i]), answers[i].answer});
+    item->setDisabled(!answers[i].can_be_read);
+  }
   for (const FormatAnswer& other : others)
     AddEntry(*list, {other.name, other.answer})->setDisabled(true);
   list->setCurrentItem(list->topLevelItem(0));
-  list->setFocus();
+  Widen(*list);
   QObject::connect(list, &QTreeWidget::itemDoubleClicked, &dialog, &QDialog::accept);
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
   const auto chosen = Chosen(*list, /*only_one=*/true);
-  return chosen.empty() || chosen.front() >= question.names.size() ? std::nullopt
-                                                                   : std::optional(chosen.front());
+  if (chosen.empty() || chosen.front() >= shown.size()) return std::nullopt;
+  return shown[chosen.front()];
 }
 
 std::optional<TextImportAnswer> AskTextImport(QWidget* parent, const TextImportQuestion& question,
@@ -326,7 +353,8 @@ std::optional<TextImportAnswer> AskTextImport(QWidget* parent, const TextImportQ
   return page.answer();
 }
 
-std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& question) {
+std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& question,
+                                    const std::vector<std::size_t>& before) {
   Question dialog(parent, FromBytes(question.title), FromBytes(question.prompt));
   QStringList headings{FromBytes(question.heading)};
   if (!question.details.empty()) headings.push_back(QObject::tr("Size"));
@@ -338,6 +366,7 @@ std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& questi
   const bool takes_usual = question.kind == Kind::kBlocks || question.kind == Kind::kMatrices ||
                            question.kind == Kind::kVariables;
   const auto is_taken = [&](std::size_t item) {
+    if (!before.empty()) return std::ranges::find(before, item) != before.end();
     return (takes_first && item == 0) ||
            (takes_usual && std::ranges::find(question.usual, item) != question.usual.end());
   };
@@ -348,7 +377,7 @@ std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& questi
     if (!question.only_one) item->setCheckState(0, is_taken(i) ? Qt::Checked : Qt::Unchecked);
   }
   list->setCurrentItem(list->topLevelItem(0));
-  list->setFocus();
+  Widen(*list);
 
   if (question.only_one)
     QObject::connect(list, &QTreeWidget::itemDoubleClicked, &dialog, &QDialog::accept);
@@ -404,7 +433,7 @@ std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
     item->setData(Qt::UserRole, static_cast<qulonglong>(i));
   }
   list->setCurrentRow(0);
-  list->setFocus();
+  dialog.begin = list;
   dialog.body->addWidget(list, 1);
   for (const auto& [text, step] :
        {std::pair(QObject::tr("Move &up"), -1), std::pair(QObject::tr("Move &down"), 1)})

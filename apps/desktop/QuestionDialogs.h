@@ -20,10 +20,11 @@ namespace nvimport {
 struct FormatAnswer {
   QString name;
   QString answer;  // "certain"
+  bool can_be_read = true;
 };
-// Likely ones come first; `likely` of them can be chosen.
+// One answer for each name of the question; the others can't be chosen.
 std::optional<std::size_t> AskFileType(QWidget* parent, const FileTypeQuestion& question,
-                                       const QStringList& answers,
+                                       const std::vector<FormatAnswer>& answers,
                                        const std::vector<FormatAnswer>& others);
 
 // A text import choice, and the decimal mark of the numbers in texts.
@@ -38,7 +39,9 @@ using PreviewMaker =
 std::optional<TextImportAnswer> AskTextImport(QWidget* parent, const TextImportQuestion& question,
                                               char decimal_mark, const PreviewMaker& preview);
 
-std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& question);
+// Begins with what was chosen `before`, if that is anything.
+std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& question,
+                                    const std::vector<std::size_t>& before = {});
 
 // Makes the curves of the first spectrum elsewhere and hands them back.
 using CurvesMaker = std::function<void(std::function<void(std::shared_ptr<const Curves>)> show)>;

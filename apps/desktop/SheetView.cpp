@@ -57,23 +57,29 @@ std::optional<CellPlace> FindText(MemorySheet& sheet, const QString& wanted, Cel
   return std::nullopt;
 }
 
-QString TabSeparated(const MemorySheet& sheet, const CellRange& range, const Report& report) {
+QString TabSeparated(const MemorySheet& sheet, const std::vector<CellRange>& ranges,
+                     const Report& report) {
   QString text;
-  std::vector<MemoryCell> cells(static_cast<std::size_t>(range.last_column - range.first_column) +
-                                1);
-  const auto rows = static_cast<std::size_t>(range.last_row - range.first_row) + 1;
-  for (std::size_t row = 0; row < rows; ++row) {
-    sheet.GetCells(range.first_column, range.first_row + static_cast<int>(row), cells);
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-      if (i > 0) text += '\t';
-      QString cell = Shown(cells[i]);
-      std::ranges::replace_if(
-          cell, [](QChar c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');
-      text += cell;
+  std::vector<MemoryCell> cells;
+  std::size_t done = 0;
+  std::size_t all = 0;
+  for (const CellRange& range : ranges)
+    all += static_cast<std::size_t>(range.last_row - range.first_row) + 1;
+  for (const CellRange& range : ranges) {
+    cells.resize(static_cast<std::size_t>(range.last_column - range.first_column) + 1);
+    for (int row = range.first_row; row <= range.last_row; ++row, ++done) {
+      sheet.GetCells(range.first_column, row, cells);
+      for (std::size_t i = 0; i < cells.size(); ++i) {
+        if (i > 0) text += '\t';
+        QString cell = Shown(cells[i]);
+        std::ranges::replace_if(
+            cell, [](QChar c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');
+        text += cell;
+      }
+      text += '\n';
+      if (text.size() > kLongestCopy) return {};
+      if (done % kRowsPerReport == 0 && !report(done, all)) return {};
     }
-    text += '\n';
-    if (text.size() > kLongestCopy) return {};
-    if (row % kRowsPerReport == 0 && !report(row, rows)) return {};
   }
   return text;
 }
@@ -114,21 +120,28 @@ CellPlace SheetView::Place() const {
   return {currentIndex().row() + 1, currentIndex().column() + 1};
 }
 
-std::optional<CellRange> SheetView::Selected() const {
-  const QItemSelection selection = selectionModel()->selection();
-  if (selection.isEmpty()) return std::nullopt;
-  CellRange all{model_.rowCount(), 1, model_.columnCount(), 1};
-  qint64 cells = 0;
-  for (const QItemSelectionRange& range : selection) {
-    cells += qint64{range.width()} * range.height();
-    all.first_row = std::min(all.first_row, range.top() + 1);
-    all.last_row = std::max(all.last_row, range.bottom() + 1);
-    all.first_column = std::min(all.first_column, range.left() + 1);
-    all.last_column = std::max(all.last_column, range.right() + 1);
+std::vector<CellRange> SheetView::Selected() const {
+  std::vector<CellRange> parts;
+  for (const QItemSelectionRange& range : selectionModel()->selection())
+    parts.push_back({range.top() + 1, range.bottom() + 1, range.left() + 1, range.right() + 1});
+  // Cells that are chosen one by one side by side are one range.
+  std::ranges::sort(parts, {}, [](const CellRange& part) {
+    return std::pair(part.first_row, part.first_column);
+  });
+  std::vector<CellRange> joined;
+  for (const CellRange& part : parts) {
+    if (!joined.empty() && joined.back().first_row == part.first_row &&
+        joined.back().last_row == part.last_row &&
+        joined.back().last_column + 1 == part.first_column)
+      joined.back().last_column = part.last_column;
+    else
+      joined.push_back(part);
   }
-  const bool whole =
-      cells == qint64{all.last_row - all.first_row + 1} * (all.last_column - all.first_column + 1);
-  return whole ? std::optional(all) : std::nullopt;
+  const bool have_same_columns = std::ranges::all_of(joined, [&](const CellRange& part) {
+    return part.first_column == joined.front().first_column &&
+           part.last_column == joined.front().last_column;
+  });
+  return have_same_columns ? joined : std::vector<CellRange>();
 }
 
 std::vector<int> SheetView::SelectedLines(Qt::Orientation orientation) const {

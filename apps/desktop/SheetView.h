@@ -28,9 +28,10 @@ std::optional<CellPlace> FindText(MemorySheet& sheet, const QString& wanted, Cel
 struct CellRange {
   int first_row, last_row, first_column, last_column;
 };
-// Rows of texts apart by TABs; line breaks and TABs in them become blanks. Empty when `report`
-// stops it, or when it is more than a clipboard can hold.
-QString TabSeparated(const MemorySheet& sheet, const CellRange& range, const Report& report);
+// The rows of texts of all ranges, apart by TABs; line breaks and TABs in them become blanks. Empty
+// when `report` stops it, or when it is more than a clipboard can hold.
+QString TabSeparated(const MemorySheet& sheet, const std::vector<CellRange>& ranges,
+                     const Report& report);
 
 // The table of a sheet.
 class SheetView : public QTableView {
@@ -42,8 +43,8 @@ class SheetView : public QTableView {
   void GoTo(CellPlace place);
   // The current cell.
   CellPlace Place() const;
-  // What is selected; none where that is nothing, or not one rectangle.
-  std::optional<CellRange> Selected() const;
+  // What is selected, from above; none where that is nothing, or of different columns.
+  std::vector<CellRange> Selected() const;
   // The rows (or the columns) that are selected, rising.
   std::vector<int> SelectedLines(Qt::Orientation orientation) const;
   void SelectLine(int line, Qt::Orientation orientation);

@@ -23,16 +23,40 @@ constexpr double kNear = 12;      // pixels
 constexpr double kSmooth = 0.03;  // seconds that a picture may take while something moves
 constexpr double kMargin = 0.04;  // above and below the curves
 constexpr int kNameWidth = 150;   // pixels
+constexpr int kNameParts = 5;     // of the width that the longest name may take one
 constexpr double kLeastStretch = 0.001;
 constexpr auto kRest = std::chrono::milliseconds(180);
+
+// What the names share at their beginning, as far as whole words go.
+QString CommonBeginning(const std::vector<QString>& names) {
+  QString common = names.front();
+  for (const QString& name : names)
+    while (!name.startsWith(common)) common.chop(1);
+  while (!common.isEmpty() && common.back().isLetterOrNumber()) common.chop(1);
+  return common;
+}
+
+// The names as they fit: those that share a long beginning by what tells them apart.
+std::vector<QString> ShortNames(const std::vector<QString>& names, const QFontMetrics& metrics,
+                                int width) {
+  const bool all_fit = std::ranges::all_of(
+      names, [&](const QString& name) { return metrics.horizontalAdvance(name) <= width; });
+  if (all_fit) return names;
+  const qsizetype common = CommonBeginning(names).size();
+  std::vector<QString> shown;
+  shown.reserve(names.size());
+  for (const QString& name : names) {
+    const QString rest = common > 1 ? QChar(0x2026) + name.mid(common) : name;
+    shown.push_back(metrics.elidedText(rest, Qt::ElideMiddle, width));
+  }
+  return shown;
+}
 
 // A curve's colour and name.
 class NameItem : public QCPAbstractLegendItem {
  public:
   NameItem(QCPLegend* legend, QColor color, const QString& name)
-      : QCPAbstractLegendItem(legend),
-        color_(color),
-        name_(QFontMetrics(legend->font()).elidedText(name, Qt::ElideMiddle, kNameWidth)) {}
+      : QCPAbstractLegendItem(legend), color_(color), name_(name) {}
 
  protected:
   void draw(QCPPainter* painter) override {
@@ -102,6 +126,10 @@ SpectraPlot::SpectraPlot(QWidget* parent) : QCustomPlot(parent) {
       position->setType(QCPItemPosition::ptAbsolute);
   }
   label_->setPadding(QMargins(6, 3, 6, 3));
+  nothing_ = new QCPItemText(this);
+  nothing_->position->setType(QCPItemPosition::ptAxisRectRatio);
+  nothing_->position->setCoords(0.5, 0.5);
+  nothing_->setVisible(false);
   at_rest_.setSingleShot(true);
   at_rest_.setInterval(kRest);
   connect(&at_rest_, &QTimer::timeout, this, [this] {
@@ -117,8 +145,17 @@ void SpectraPlot::SetCurves(std::shared_ptr<const Curves> curves) {
   emphasized_->SetEmphasized({});
   Hover(std::nullopt);
   const bool spectra = curves_ != nullptr && curves_->spectra;
+  const bool is_empty = curves_ == nullptr || curves_->size() == 0;
+  nothing_->setVisible(curves_ != nullptr && is_empty);
+  if (is_empty && curves_ != nullptr)
+    nothing_->setText(curves_->too_large ? tr("Too many values to plot")
+                                         : tr("No numbers to plot"));
+  for (QCPAxis* axis : {xAxis, yAxis}) axis->setVisible(!is_empty);
   xAxis->setLabel(curves_ == nullptr ? QString() : spectra ? curves_->x_title : tr("Row"));
   yAxis->setLabel(spectra ? curves_->y_title : QString());
+  // A curve alone needs no list of names.
+  if (!is_empty && curves_->size() == 1 && yAxis->label().isEmpty())
+    yAxis->setLabel(curves_->names.front());
   xAxis->setRangeReversed(spectra && curves_->x_falls);
   MakeLegend();
   ShowAll();
@@ -128,7 +165,7 @@ void SpectraPlot::MakeLegend() {
   if (side_ != nullptr) plotLayout()->remove(side_);
   side_ = nullptr;
   plotLayout()->simplify();
-  if (curves_ == nullptr || curves_->size() == 0 || curves_->size() > kMostNames) return;
+  if (curves_ == nullptr || curves_->size() < 2 || curves_->size() > kMostNames) return;
   auto* const names = new QCPLegend;
   // As high as its names; what is below stays empty.
   side_ = new QCPLayoutGrid;
@@ -143,8 +180,10 @@ void SpectraPlot::MakeLegend() {
   names->setFont(font());
   names->setTextColor(xAxis->tickLabelColor());
   const CurveColors colors(curves_->size(), dark_);
+  const auto shown = ShortNames(curves_->names, QFontMetrics(font()),
+                                std::min(kNameWidth, viewport().width() / kNameParts));
   for (std::size_t i = 0; i < curves_->size(); ++i)
-    names->addItem(new NameItem(names, colors.Of(i), curves_->names[i]));
+    names->addItem(new NameItem(names, colors.Of(i), shown[i]));
 }
 
 void SpectraPlot::SetReversed(bool reversed) {
@@ -157,11 +196,16 @@ void SpectraPlot::ShowAll() {
   Hover(std::nullopt);
   bool found = false;
   const QCPRange x = all_->getKeyRange(found, QCP::sdBoth);
-  if (found) xAxis->setRange(Widened(x, x.size() > 0 ? 0 : 1));
+  // A point at an edge is seen whole, and one alone stands in the middle.
+  const double beside = curves_ != nullptr && !curves_->spectra ? std::max(x.size() * kMargin, 0.5)
+                        : x.size() > 0                          ? 0
+                                                                : 1;
+  if (found) xAxis->setRange(Widened(x, beside));
   const QCPRange y = all_->getValueRange(found, QCP::sdBoth, {});
   // What is constant gets room too.
   const double room = y.size() > 0 ? y.size() * kMargin : std::max(std::abs(y.lower) * 0.1, 1e-6);
   if (found) yAxis->setRange(Widened(y, room));
+  SpaceTicks(size());
   replot(rpQueuedReplot);
 }
 
@@ -223,13 +267,30 @@ std::optional<SpectraPlot::Spot> SpectraPlot::SpotAt(const QPointF& place) const
   return nearest;
 }
 
-QString SpectraPlot::Words(const Spot& spot) const {
+QString SpectraPlot::NumbersAt(const Spot& spot) const {
   FloatText buffer;
   const std::string_view value = FormatFloat(curves_->Of(spot.curve)[spot.point], buffer);
-  return QStringLiteral("%1: %2, %3")
-      .arg(curves_->names[spot.curve],
-           QString::number(curves_->x[spot.point], 'g', QLocale::FloatingPointShortest),
-           QString::fromLatin1(value.data(), static_cast<qsizetype>(value.size())));
+  return QStringLiteral("%1, %2").arg(
+      QString::number(curves_->x[spot.point], 'g', QLocale::FloatingPointShortest),
+      QString::fromLatin1(value.data(), static_cast<qsizetype>(value.size())));
+}
+
+QString SpectraPlot::Words(const Spot& spot) const {
+  return NumbersAt(spot) + "  " + curves_->names[spot.curve];
+}
+
+void SpectraPlot::SpaceTicks(QSize size) {
+  static constexpr int kMost = 6;
+  const QFontMetrics metrics(font());
+  const auto widest = [&](const QCPAxis& axis) {
+    int width = metrics.horizontalAdvance("000000");
+    for (const double end : {axis.range().lower, axis.range().upper})
+      width = std::max(width, metrics.horizontalAdvance(QString::number(end, 'g', 6)));
+    return width;
+  };
+  const auto fitting = [](int room, int label) { return std::clamp(room / label, 2, kMost); };
+  xAxis->ticker()->setTickCount(fitting(size.width(), widest(*xAxis) * 2));
+  yAxis->ticker()->setTickCount(fitting(size.height(), metrics.height() * 3));
 }
 
 void SpectraPlot::Hover(const std::optional<Spot>& spot) {
@@ -243,7 +304,9 @@ void SpectraPlot::Hover(const std::optional<Spot>& spot) {
         yAxis->coordToPixel(static_cast<double>(curves_->Of(spot->curve)[spot->point])));
     marker_->topLeft->setPixelPosition(place - QPointF(4, 4));
     marker_->bottomRight->setPixelPosition(place + QPointF(4, 4));
-    label_->setText(Words(*spot));
+    label_->setText(
+        NumbersAt(*spot) + "  " +
+        QFontMetrics(font()).elidedText(curves_->names[spot->curve], Qt::ElideMiddle, width() / 4));
     // On the side where there is room.
     const QRect area = axisRect()->rect();
     const bool left = place.x() > area.center().x();
@@ -253,6 +316,7 @@ void SpectraPlot::Hover(const std::optional<Spot>& spot) {
     label_->position->setPixelPosition(place + QPointF(left ? -10 : 10, below ? 10 : -10));
   }
   layer("hovered")->replot();
+  emit Pointed(spot ? Words(*spot) : QString());
 }
 
 QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) {
@@ -265,6 +329,7 @@ QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) 
   paper.setColor(QPalette::Base, Qt::white);
   paper.setColor(QPalette::Text, Qt::black);
   TakeColors(paper);
+  SpaceTicks(size);
   QBuffer picture;
   picture.open(QIODevice::WriteOnly);
   bool drawn = true;
@@ -294,6 +359,7 @@ QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) 
     draw_on(writer);
   }
   TakeColors(before);
+  SpaceTicks(this->size());
   replot(rpQueuedReplot);
   // A picture that is not whole is none.
   QSaveFile file(path);
@@ -386,6 +452,12 @@ void SpectraPlot::changeEvent(QEvent* event) {
   replot(rpQueuedReplot);
 }
 
+void SpectraPlot::resizeEvent(QResizeEvent* event) {
+  MakeLegend();
+  SpaceTicks(event->size());
+  QCustomPlot::resizeEvent(event);
+}
+
 void SpectraPlot::Move() {
   all_->SetStride(std::max<std::size_t>(static_cast<std::size_t>(all_->seconds() / kSmooth), 1));
   at_rest_.start();
@@ -408,6 +480,8 @@ void SpectraPlot::TakeColors(const QPalette& colors) {
     axis->grid()->setZeroLinePen(Between(background, text, 0.3F));
   }
   label_->setColor(text);
+  nothing_->setColor(text);
+  nothing_->setFont(font());
   label_->setFont(font());
   label_->setBrush(background);
   label_->setPen(Between(background, text, 0.4F));

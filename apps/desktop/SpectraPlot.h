@@ -37,7 +37,7 @@ class SpectraPlot : public QCustomPlot {
   };
   // The one next to a place in the picture, if any is near.
   std::optional<Spot> SpotAt(const QPointF& place) const;
-  // "Wheat 03: 1120, 0.319".
+  // "1120, 0.319  Wheat 03".
   QString Words(const Spot& spot) const;
 
   // Draws into a file of the kind that its name ends with, or `kind` says, on white. What hinders
@@ -45,6 +45,8 @@ class SpectraPlot : public QCustomPlot {
   QString Save(const QString& path, const QString& kind, QSize size);
 
  signals:
+  // What is under the pointer, whole; empty for nothing.
+  void Pointed(const QString& words);
   void CurveClicked(int line);
 
  protected:
@@ -55,8 +57,12 @@ class SpectraPlot : public QCustomPlot {
   void wheelEvent(QWheelEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
   void changeEvent(QEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
 
  private:
+  QString NumbersAt(const Spot& spot) const;
+  // As many ticks as their labels have room for.
+  void SpaceTicks(QSize size);
   void TakeColors(const QPalette& palette);
   void MakeLegend();
   void Hover(const std::optional<Spot>& spot);
@@ -69,6 +75,7 @@ class SpectraPlot : public QCustomPlot {
   CurvesPlottable* hovered_;
   QCPItemText* label_;
   QCPItemEllipse* marker_;
+  QCPItemText* nothing_;           // what is said in the place of a picture
   QCPLayoutGrid* side_ = nullptr;  // with the names, if there are few
   QTimer at_rest_;
   QPoint pressed_;

@@ -73,6 +73,7 @@ std::shared_ptr<const Curves> FirstSpectrum(const std::string& path, int format)
 }  // namespace
 
 void WindowDialogs::Begin(std::string path, bool repeated) {
+  if (path != path_) chosen_.clear();
   path_ = std::move(path);
   repeated_ = repeated;
   format_ = 0;
@@ -81,14 +82,16 @@ void WindowDialogs::Begin(std::string path, bool repeated) {
 
 std::optional<std::size_t> WindowDialogs::SelectFileType(const FileTypeQuestion& question) {
   const Detection detection = DetectFormat(path_);
-  QStringList answers(static_cast<qsizetype>(question.names.size()), AnswerWords(1));
+  std::vector<FormatAnswer> answers(question.names.size(), {{}, AnswerWords(1)});
   std::vector<FormatAnswer> others;
   for (std::size_t i = 0; i < detection.answers.size(); ++i) {
-    const char* name = FormatAt(static_cast<int>(i) + 1).name;
+    const int format = static_cast<int>(i) + 1;
+    const char* name = FormatAt(format).name;
     const QString words = AnswerWords(detection.answers[i]);
     const auto named = std::ranges::find(question.names, name);
     if (named != question.names.end())
-      answers[named - question.names.begin()] = words;
+      answers[static_cast<std::size_t>(named - question.names.begin())] = {
+          {}, HasReader(format) ? words : QObject::tr("can't be read"), HasReader(format)};
     else
       others.push_back({FromBytes(name), words});
   }
@@ -117,7 +120,12 @@ std::optional<TextImportChoice> WindowDialogs::ImportText(const TextImportQuesti
 }
 
 std::optional<ItemsChoice> WindowDialogs::SelectItems(const ItemsQuestion& question) {
-  return Ask([&] { return AskItems(&window_, question); });
+  // Who was refused, or chooses again, begins with the last choice.
+  std::vector<std::size_t>& before = chosen_[question.title];
+  std::erase_if(before, [&](std::size_t item) { return item >= question.items.size(); });
+  auto choice = Ask([&] { return AskItems(&window_, question, before); });
+  if (choice) before = choice->items;
+  return choice;
 }
 
 std::optional<RangeChoice> WindowDialogs::SelectRange(const RangeQuestion& question) {

@@ -3,6 +3,7 @@
 #include <QEventLoop>
 #include <QMetaObject>
 #include <QWidget>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -57,6 +58,7 @@ class WindowDialogs : public Dialogs {
   bool repeated_ = false;
   int format_ = 0;
   std::optional<char> decimal_mark_;
+  std::map<std::string, std::vector<std::size_t>> chosen_;  // by the title of the question
 };
 
 }  // namespace nvimport

@@ -284,8 +284,9 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
                   "what it holds")
       ->type_name("yes|no")
       ->check(CLI::IsMember({"yes", "no"}).description(""));
-  convert.add_flag("--each-sheet", settings.each_sheet,
-                   "Writes each worksheet or block into a file of its own, OUT.Sheet.csv");
+  convert.add_flag(
+      "--each-sheet", settings.each_sheet,
+      "Writes each worksheet, block or variable into a file of its own, OUT.Sheet.csv");
   convert.add_flag("--with-source", settings.with_source,
                    "Writes the worksheets of a file as --combine does: each row with its file and "
                    "sheet");

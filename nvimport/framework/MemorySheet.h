@@ -34,6 +34,23 @@ struct MemoryCell {
   }
 };
 
+inline MemoryCell NumberCell(float value) { return {.kind = CellKind::kNumber, .number = value}; }
+inline MemoryCell NumberCell(double value) {
+  return {.kind = CellKind::kNumber, .number_kind = NumberKind::kDouble, .wide = value};
+}
+inline MemoryCell NumberCell(long long value) {
+  return {.kind = CellKind::kNumber,
+          .number_kind = NumberKind::kWhole,
+          .wide = static_cast<double>(value),
+          .whole = value};
+}
+
+// Calls `use` with the number of a number cell as it came.
+auto WithNumber(const MemoryCell& cell, const auto& use) {
+  if (cell.number_kind == NumberKind::kFloat) return use(cell.number);
+  return cell.number_kind == NumberKind::kDouble ? use(cell.wide) : use(cell.whole);
+}
+
 // The shortest text that reads back to the same number, NUL-terminated in `buffer`.
 NVIMPORT_API std::string_view FormatNumber(const MemoryCell& cell, FloatText& buffer);
 

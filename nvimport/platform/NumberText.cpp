@@ -145,12 +145,16 @@ namespace {
 
 template <typename Number>
 std::string_view Shortest(Number value, FloatText& buffer) {
-  char* end = std::to_chars(buffer.data(), buffer.data() + buffer.size() - 1, value).ptr;
+  char* end = PutShortest(value, buffer.data());
   *end = '\0';
   return {buffer.data(), end};
 }
 
 }  // namespace
+
+char* PutShortest(long long value, char* to) {
+  return std::to_chars(to, to + kNumberRoom, value).ptr;
+}
 
 std::string_view FormatFloat(float value, FloatText& buffer) { return Shortest(value, buffer); }
 std::string_view FormatDouble(double value, FloatText& buffer) { return Shortest(value, buffer); }

@@ -22,14 +22,19 @@ NVIMPORT_API bool IsExact(long long whole);
 // The whole number that `text` is, if it is one that no double holds.
 NVIMPORT_API std::optional<long long> WholeBeyondDouble(std::string_view text);
 
-// Room for the text of any number.
-using FloatText = std::array<char, 32>;
+// Room for the text of any number, and for what is written beyond its end to save time.
+inline constexpr std::size_t kNumberRoom = 48;
+using FloatText = std::array<char, kNumberRoom>;
 
-// The shortest text that reads back to the same number of its type, NUL-terminated in `buffer`.
+// Writes the shortest text that reads back to the same number of its type, digit for digit what
+// std::to_chars writes, into kNumberRoom bytes, and returns its end.
+NVIMPORT_API char* PutShortest(float value, char* to);
+NVIMPORT_API char* PutShortest(double value, char* to);
+NVIMPORT_API char* PutShortest(long long value, char* to);
+
+// The same, NUL-terminated in `buffer`.
 NVIMPORT_API std::string_view FormatFloat(float value, FloatText& buffer);
-// The same of a double.
 NVIMPORT_API std::string_view FormatDouble(double value, FloatText& buffer);
-// The same of a whole number.
 NVIMPORT_API std::string_view FormatWhole(long long value, FloatText& buffer);
 
 // The digits of C's "%g".

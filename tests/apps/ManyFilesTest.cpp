@@ -252,6 +252,9 @@ TEST(ManyFiles, EachSheetByItself) {
             "d d/ovens.Runs.json d/ovens.Settings.json d/ovens.Settings_2.json o o/ovens.Runs.csv "
             "o/ovens.Settings.csv o/ovens.Settings_2.csv ovens.Settings.txt ovens.xls");
   EXPECT_EQ(desk.Get("o/ovens.Settings_2.csv"), "Oven 1,0.85\nOven 2,1.1\nOven 3,0.97\n");
+  const std::string worts = "convert " NVIMPORT_TEST_SAMPLES "/worts.mat --outdir v --each-sheet";
+  EXPECT_EQ(desk.Run(worts + " --quiet").exit_code, 0);
+  EXPECT_NE(desk.Get("v/worts.wort.csv"), "");
   const std::string rows = desk.Run("convert ovens.xls --with-source --sheet 2,1 -o - --quiet").out;
   EXPECT_TRUE(
       rows.starts_with("file,sheet,column 1,column 2,Run,Date,"

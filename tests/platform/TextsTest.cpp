@@ -1,7 +1,11 @@
 
+#include <bit>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <limits>
+#include <random>
 #include <sstream>
 
 #include "nvimport/hosting/CellText.h"
@@ -164,6 +168,35 @@ TEST(NumberText, FormatsTheShortestTextThatReadsBack) {
     EXPECT_STREQ(buffer.data(), c.text);
     EXPECT_EQ(static_cast<float>(ParseNumber(c.text).value_or(7)), c.value);
   }
+}
+
+template <typename Number>
+void ExpectShortest(Number value) {
+  FloatText buffer;
+  FloatText plain;
+  const char* const end = std::to_chars(plain.data(), plain.data() + plain.size(), value).ptr;
+  ASSERT_EQ(std::string_view(buffer.data(), PutShortest(value, buffer.data())),
+            std::string_view(plain.data(), end));
+}
+
+TEST(NumberText, ShortestFormIsThatOfTheStandardLibrary) {
+  for (int power = -1074; power < 1024; ++power)
+    for (int near = -2; near <= 2; ++near) {
+      const auto bits = std::bit_cast<std::int64_t>(std::ldexp(1.0, power)) + near;
+      ExpectShortest(std::bit_cast<double>(bits));
+    }
+  for (int power = -323; power < 309; ++power)
+    for (const char* digits : {"1", "-12", "125", "98765", "123456789012345", "99999999999999999"})
+      ExpectShortest(std::strtod((digits + ("e" + std::to_string(power))).c_str(), nullptr));
+  std::mt19937_64 bits(1);
+  for (int i = 0; i < 200'000; ++i) {
+    ExpectShortest(std::bit_cast<double>(bits()));
+    ExpectShortest(static_cast<double>(bits() >> (i % 64)));
+    ExpectShortest(static_cast<double>(bits() >> 40) / 1e4);
+  }
+  // Infinity and what is no number among them.
+  for (std::uint64_t at = 0; at <= UINT32_MAX; at += 4099)
+    ExpectShortest(std::bit_cast<float>(static_cast<std::uint32_t>(at)));
 }
 
 TEST(NumberText, GeneralFormHasSixDigitsHoweverItIsFound) {

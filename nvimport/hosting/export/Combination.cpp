@@ -243,18 +243,16 @@ class CombinedTable::Rows final : public ReadOnlySheet {
   }
   void Set(int column, int row, float value) override {
     if (Holds(row)) return held_.Set(column, row, value);
-    Put(column, row, {.kind = CellKind::kNumber, .number = value});
+    Put(column, row, NumberCell(value));
   }
   bool TakesExact() override { return true; }
   void SetExact(int column, int row, double value) override {
     if (Holds(row)) return held_.SetExact(column, row, value);
-    Put(column, row,
-        {.kind = CellKind::kNumber, .number_kind = NumberKind::kDouble, .wide = value});
+    Put(column, row, NumberCell(value));
   }
   void SetExact(int column, int row, long long value) override {
     if (Holds(row)) return held_.SetExact(column, row, value);
-    Put(column, row,
-        {.kind = CellKind::kNumber, .number_kind = NumberKind::kWhole, .whole = value});
+    Put(column, row, NumberCell(value));
   }
 
   // Behind the last cell.

@@ -167,7 +167,6 @@ struct Delimited {
     WriteEscaped(out, text, kQuote, [](char) { return std::string_view("\"\""); });
     out.Write("\"");
   }
-  static void Number(auto& out, std::string_view text, double) { out.Write(text); }
   static void Missing(auto&) {}
 };
 using Csv = Delimited<','>;
@@ -236,9 +235,6 @@ struct JsonCells {
     });
     out.Write("\"");
   }
-  static void Number(auto& out, std::string_view text, double value) {
-    out.Write(std::isfinite(value) ? text : "null");
-  }
   static void Missing(auto& out) { out.Write("null"); }
 };
 
@@ -259,19 +255,6 @@ struct JsonDocument : JsonCells {
     return rows < 2 ? ",\n\"rows\":[]}\n" : "\n]}\n";
   }
 };
-
-template <typename Format, typename Stream>
-void WriteCell(Stream& out, const MemoryCell& cell, auto&& decode) {
-  FloatText buffer;
-  switch (cell.kind) {
-    case CellKind::kText:
-      return Format::Text(out, decode(cell.text));
-    case CellKind::kNumber:
-      return Format::Number(out, FormatNumber(cell, buffer), cell.exact());
-    case CellKind::kMissing:
-      return Format::Missing(out);
-  }
-}
 
 // Writes rows cell by cell, all as wide as the sheet.
 template <typename Format>
@@ -296,13 +279,23 @@ class RowWriter {
   }
   void Put(const MemoryCell& cell) {
     if (cell.kind == CellKind::kText) return PutText(cell.text);
+    if (cell.kind == CellKind::kNumber)
+      return WithNumber(cell, [this](auto number) { PutNumber(number); });
     Separate();
-    if (cell.kind == CellKind::kMissing && IsLoneEmpty({})) return;
-    if (cell.kind == CellKind::kNumber && has_comma_) {
-      FloatText buffer;
-      return Format::Text(out_, WithComma(FormatNumber(cell, buffer)));
+    if (!IsLoneEmpty({})) Format::Missing(out_);
+  }
+  template <typename Number>
+  void PutNumber(Number value) {
+    if (Format::kIsJson && !std::isfinite(value)) return Put({});
+    char* const room = has_comma_ ? nullptr : file_.Room(OutputFile::kMostRoom);
+    if (room != nullptr) {
+      const std::size_t first = next_++ > 1 ? Format::kSeparator.size() : 0;
+      room[0] = Format::kSeparator[0];
+      return file_.Advance(static_cast<std::size_t>(PutShortest(value, room + first) - room));
     }
-    WriteCell<Format>(out_, cell, [](std::string_view text) { return text; });
+    Separate();
+    FloatText buffer;
+    Format::Text(out_, WithComma({buffer.data(), PutShortest(value, buffer.data())}));
   }
   // The same of a text that ends with its NUL: most are short and need nothing done to them.
   void PutText(const char* text, std::size_t length) {
@@ -432,18 +425,16 @@ class RowsAsTheyCome final : public StreamingSheet {
   }
   void Set(int column, int row, float value) override {
     if (Holds(row)) return head_.Set(column, row, value);
-    if (GoTo(column, row)) PutNumber({.number = value, .number_kind = NumberKind::kFloat});
+    if (GoTo(column, row)) PutNumber(value);
   }
   bool TakesExact() override { return true; }
   void SetExact(int column, int row, double value) override {
     if (Holds(row)) return head_.SetExact(column, row, value);
-    if (GoTo(column, row)) PutNumber({.number_kind = NumberKind::kDouble, .wide = value});
+    if (GoTo(column, row)) PutNumber(value);
   }
   void SetExact(int column, int row, long long value) override {
     if (Holds(row)) return head_.SetExact(column, row, value);
-    if (GoTo(column, row))
-      PutNumber(
-          {.number_kind = NumberKind::kWhole, .wide = static_cast<double>(value), .whole = value});
+    if (GoTo(column, row)) PutNumber(value);
   }
   void SetDataSize(int columns, int rows) override {
     ReadOnlySheet::SetDataSize(std::max(columns, GetNumberOfColumns()),
@@ -536,9 +527,12 @@ class RowsAsTheyCome final : public StreamingSheet {
     writer_.SetColumns(columns);
     if (!kWidens && widened_at_ == 0 && row > 1) widened_at_ = row;
   }
-  void PutNumber(MemoryCell cell) {
-    cell.kind = CellKind::kNumber;
-    writer_.Put(cell);
+  template <typename Number>
+  void PutNumber(Number value) {
+    if constexpr (requires { writer_.PutNumber(value); })
+      writer_.PutNumber(value);
+    else
+      writer_.Put(NumberCell(value));
   }
   [[noreturn]] void GiveUp() {
     gave_up_ = true;
@@ -648,22 +642,23 @@ std::optional<MemoryCell> NumberIn(std::string_view text) {
   if (text.size() > kMostExact && text.find_first_of(".eE") == std::string_view::npos) {
     long long whole = 0;
     if (std::from_chars(text.data(), end, whole).ec != std::errc()) return std::nullopt;
-    if (!IsExact(whole))
-      return MemoryCell{.kind = CellKind::kNumber,
-                        .number_kind = NumberKind::kWhole,
-                        .wide = static_cast<double>(whole),
-                        .whole = whole};
+    if (!IsExact(whole)) return NumberCell(whole);
   }
   double value = 0;
   if (std::from_chars(text.data(), end, value).ec != std::errc()) return std::nullopt;
-  return MemoryCell{.kind = CellKind::kNumber, .number_kind = NumberKind::kDouble, .wide = value};
+  return NumberCell(value);
 }
 
 std::string JsonCell(const MemoryCell& cell, const TextDecoder& decoder) {
   StringStream out;
   std::string decoded;
-  WriteCell<JsonLines>(out, cell,
-                       [&](std::string_view text) { return decoder.Decode(text, decoded); });
+  FloatText buffer;
+  if (cell.kind == CellKind::kText)
+    JsonLines::Text(out, decoder.Decode(cell.text, decoded));
+  else if (cell.kind == CellKind::kNumber && std::isfinite(cell.exact()))
+    out.Write(FormatNumber(cell, buffer));
+  else
+    JsonLines::Missing(out);
   return out.Take();
 }
 

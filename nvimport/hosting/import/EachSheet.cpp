@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <span>
+#include <string_view>
 #include <utility>
 
 #include "nvimport/hosting/import/ItemList.h"
@@ -12,9 +15,10 @@ namespace {
 
 // The question which sheets are to be read.
 const AnsweredQuestion* QuestionIn(const ImportResult& result, SheetsWanted wanted) {
+  constexpr std::string_view kNames[] = {"worksheets", "blocks", "matrices", "variables"};
+  const auto names = std::span(kNames).first(wanted == SheetsWanted::kEach ? std::size(kNames) : 1);
   const auto found = std::ranges::find_if(result.questions, [&](const AnsweredQuestion& question) {
-    return question.name == "worksheets" ||
-           (wanted == SheetsWanted::kEach && question.name == "blocks");
+    return std::ranges::find(names, question.name) != names.end();
   });
   return found == result.questions.end() ? nullptr : &*found;
 }

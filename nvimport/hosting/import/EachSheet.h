@@ -14,7 +14,7 @@ namespace nvimport {
 
 // One of them.
 struct SheetOfFile {
-  std::string name;      // of the worksheet or block, empty where the file has but one
+  std::string name;      // of the worksheet, block or variable, empty where the file has but one
   ImportRequest import;  // reads it alone
 };
 
@@ -25,12 +25,12 @@ struct SheetsOfFile {
 
 enum class SheetsWanted : std::uint8_t {
   kChosenWorksheets,  // that the request's answers or its dialogs choose, else the usual ones
-  kEach               // worksheets and data blocks, all that the answers don't leave out
+  kEach               // worksheets, data blocks and variables, all that the answers don't leave out
 };
 
 NVIMPORT_API SheetsOfFile FindSheets(const ImportRequest& request, SheetsWanted wanted);
 
-// The names of the worksheets, or data blocks, that an import took of a file with several.
+// The names of the worksheets, data blocks or variables that an import took of a file with several.
 NVIMPORT_API std::vector<std::string> SheetsTaken(const ImportResult& result, SheetsWanted wanted);
 
 }  // namespace nvimport

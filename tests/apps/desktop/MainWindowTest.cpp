@@ -223,6 +223,13 @@ class MainWindowTest : public QObject {
                                    QItemSelectionModel::ClearAndSelect);
     Finish(window, [&] { window.CopySelection(); });
     QCOMPARE(QApplication::clipboard()->text(), "/Instrument model 6500\t\t\n1\t1\tClover 1\n");
+    // Rows apart, in the order of the sheet.
+    for (const int row : {5, 2})
+      sheet.selectionModel()->select(
+          QItemSelection(model.index(row, 1), model.index(row, 2)),
+          row == 5 ? QItemSelectionModel::ClearAndSelect : QItemSelectionModel::Select);
+    Finish(window, [&] { window.CopySelection(); });
+    QCOMPARE(QApplication::clipboard()->text(), "1\tClover 1\n4\tClover 4\n");
 
     const auto kinds = ExportKinds();
     QVERIFY(kinds.size() >= 5);
@@ -254,7 +261,7 @@ class MainWindowTest : public QObject {
                         plot.yAxis->coordToPixel(static_cast<double>(curves.Of(2)[0])));
     const auto spot = plot.SpotAt(place);
     QVERIFY(spot.has_value());
-    QCOMPARE(plot.Words(*spot), "Clover 3: 1100, 0.43086404");
+    QCOMPARE(plot.Words(*spot), "1100, 0.43086404  Clover 3");
     QTest::mouseClick(&plot, Qt::LeftButton, {}, place.toPoint() + QPoint(2, 0));
     QCOMPARE(window.sheet().SelectedLines(Qt::Vertical), std::vector<int>{5});
 
@@ -276,6 +283,51 @@ class MainWindowTest : public QObject {
     }
     QVERIFY(!plot.Save(folder_.filePath("no/plot.png"), {}, {400, 300}).isEmpty());
     QVERIFY(!plot.Save(folder_.filePath("plot.gif"), {}, {400, 300}).isEmpty());
+  }
+
+  void WhatIsLackingStandsAboveTheSheet() {
+    MainWindow window;
+    window.show();
+    NextDialog next;
+    const auto choose = [&](Qt::CheckState second) {
+      next.Expect([second](QDialog& dialog) {
+        dialog.findChild<QTreeWidget*>()->topLevelItem(1)->setCheckState(0, second);
+        PressOk(dialog);
+      });
+    };
+    choose(Qt::Unchecked);
+    QVERIFY(Open(window, {Sample("ovens.xls")}));
+    const auto& lacking = *window.findChild<QLabel*>("lacking");
+    QVERIFY(lacking.isVisible());
+    QVERIFY2(lacking.text().startsWith("Not chosen of the worksheets: "),
+             qPrintable(lacking.text()));
+    // Chosen again it begins with what was chosen before.
+    choose(Qt::Checked);
+    const auto buttons = window.findChildren<QPushButton*>();
+    const auto again = std::ranges::find(buttons, QString("&Choose again..."), &QPushButton::text);
+    QVERIFY(Import(window, [&] { (*again)->click(); }));
+    QVERIFY(!lacking.isVisible());
+    QVERIFY(next.all_came());
+    QCOMPARE(next.unexpected(), 0);
+  }
+
+  void NamesDecideWhatIsWritten() {
+    MainWindow window;
+    QVERIFY(Open(window, {Sample("clover.da")}));
+    const auto kinds = ExportKinds();
+    const auto csv = std::ranges::find(
+        kinds, ".csv", [](const ExportKind& kind) { return kind.format.extension; });
+    const QString path = folder_.filePath("decides.xlsx");
+    Finish(window, [&] { window.ExportTo(path, static_cast<std::size_t>(csv - kinds.begin())); });
+    QVERIFY(Contents(path).startsWith("PK"));
+    NextDialog next;
+    for (int i = 0; i < 2; ++i) next.Expect([](QDialog& dialog) { dialog.accept(); });
+    window.ExportTo(folder_.filePath("decides.foo"), 0);
+    window.SavePlotTo(folder_.filePath("decides.foo"));
+    QVERIFY(!QFile::exists(folder_.filePath("decides.foo")));
+    QVERIFY(next.all_came());
+    window.SavePlotTo(folder_.filePath("decides.svg"));
+    QVERIFY(Contents(folder_.filePath("decides.svg")).startsWith("<?xml"));
   }
 
   void FilesAreDroppedAndRemembered() {
@@ -300,7 +352,7 @@ class MainWindowTest : public QObject {
     QCOMPARE(note(), "Nothing was left out.");
     auto* const recent = window.menuBar()->actions().front()->menu()->findChild<QMenu*>();
     emit recent->aboutToShow();
-    QCOMPARE(recent->actions().front()->text(), "tanks.wk1");
+    QCOMPARE(recent->actions().front()->text(), "tanks.wk1 in " NVIMPORT_TEST_SAMPLES);
     QVERIFY(Import(window, [&] { recent->actions().front()->trigger(); }));
   }
 

@@ -57,13 +57,15 @@ class QuestionDialogsTest : public QObject {
       NextDialog next;
       next.Expect([&](QDialog& dialog) {
         QCOMPARE(dialog.windowTitle(), "Select File Type");
+        QVERIFY(dialog.focusWidget() == dialog.findChild<QTreeWidget*>());
         const auto* const list = dialog.findChild<QTreeWidget*>();
         QCOMPARE(list->headerItem()->text(0), "File Types");
         QCOMPARE(list->topLevelItem(1)->text(1), "possible");
         QCOMPARE(list->topLevelItem(2)->text(0), "C");
         Press(dialog, c.keys);
       });
-      QCOMPARE(AskFileType(nullptr, question, {"certain", "possible"}, {{"C", "not this format"}}),
+      QCOMPARE(AskFileType(nullptr, question, {{"", "certain"}, {"", "possible"}},
+                           {{"C", "not this format"}}),
                c.chosen);
       QVERIFY(next.all_came());
     }
@@ -85,6 +87,7 @@ class QuestionDialogsTest : public QObject {
       QCOMPARE(table->item(1, 0)->text(), ";");
       QVERIFY(table->item(1, 1)->textAlignment() & Qt::AlignRight);
       auto* const delimiter = dialog.findChild<QComboBox*>();
+      QVERIFY(dialog.focusWidget() == delimiter);
       auto* const other = dialog.findChild<QLineEdit*>();
       QVERIFY(!other->isVisible());
       QTest::keyClick(delimiter, Qt::Key_End);
@@ -157,6 +160,7 @@ class QuestionDialogsTest : public QObject {
     NextDialog next;
     next.Expect([](QDialog& dialog) {
       const auto points = dialog.findChildren<QSpinBox*>();
+      QVERIFY(dialog.focusWidget() == points[0]);
       points[0]->setValue(11);
       points[1]->setValue(10);
       QVERIFY(!OkButton(dialog).isEnabled());

@@ -1,0 +1,129 @@
+#include <QFile>
+#include <QImage>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+#include <algorithm>
+#include <cmath>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "apps/desktop/CurvesPlottable.h"
+#include "apps/desktop/SpectraPlot.h"
+#include "nvimport/framework/MemorySheet.h"
+
+namespace nvimport {
+
+namespace {
+
+constexpr QSize kSize(500, 400);
+
+using Cell = std::variant<std::monostate, const char*, double>;
+
+std::shared_ptr<Curves> CurvesOf(const std::vector<std::vector<Cell>>& rows) {
+  MemorySheet sheet;
+  for (std::size_t row = 0; row < rows.size(); ++row)
+    for (std::size_t column = 0; column < rows[row].size(); ++column) {
+      const auto [c, r] = std::pair(static_cast<int>(column) + 1, static_cast<int>(row) + 1);
+      if (const auto* text = std::get_if<const char*>(&rows[row][column])) sheet.Set(c, r, *text);
+      if (const auto* number = std::get_if<double>(&rows[row][column]))
+        sheet.SetExact(c, r, *number);
+    }
+  return std::make_shared<Curves>(
+      TakeCurves(sheet, '.', [](std::size_t, std::size_t) { return true; }));
+}
+
+bool IsNear(const QColor& one, const QColor& other) {
+  constexpr int kMost = 60;
+  return std::abs(one.red() - other.red()) < kMost &&
+         std::abs(one.green() - other.green()) < kMost &&
+         std::abs(one.blue() - other.blue()) < kMost;
+}
+
+bool HasColorAt(const QImage& image, QPointF place, const QColor& color) {
+  for (int right = -1; right <= 1; ++right)
+    for (int down = -1; down <= 1; ++down) {
+      const QPoint at = place.toPoint() + QPoint(right, down);
+      if (image.rect().contains(at) && IsNear(image.pixelColor(at), color)) return true;
+    }
+  return false;
+}
+
+// The middles of rectangles, and the corners of lines.
+std::vector<QPointF> PlacesIn(const QByteArray& svg) {
+  std::vector<QPointF> places;
+  static const QRegularExpression kRect(
+      R"re(<rect x="([^"]*)" y="([^"]*)" width="([^"]*)" height="([^"]*)")re");
+  static const QRegularExpression kCorner(R"re(([-0-9.e]+),([-0-9.e]+) )re");
+  const QString text = QString::fromUtf8(svg);
+  for (auto found = kRect.globalMatch(text); found.hasNext();) {
+    const auto match = found.next();
+    const auto number = [&](int i) { return match.captured(i).toDouble(); };
+    places.emplace_back(number(1) + number(3) / 2, number(2) + number(4) / 2);
+  }
+  for (auto found = kCorner.globalMatch(text); found.hasNext();) {
+    const auto match = found.next();
+    places.emplace_back(match.captured(1).toDouble(), match.captured(2).toDouble());
+  }
+  return places;
+}
+
+}  // namespace
+
+class PlotTest : public QObject {
+  Q_OBJECT
+
+  QTemporaryDir folder_;
+
+ private slots:
+  // Of small sheets, in both kinds of picture.
+  void EveryValueHasItsMark() {
+    constexpr std::monostate kNone;
+    const std::vector<std::vector<std::vector<Cell>>> sheets = {
+        {{"a", "b"}, {1.0, 5.0}, {2.0, 6.5}, {3.0, 7.25}, {4.0, -1.0}},
+        {{"a", "b"}, {1.0, 5.0}},
+        {{1.0}},
+        {{"a"}, {2.0}, {kNone}, {2.0}},
+        {{"Name", "1100", "1102", "1104"}, {"x", 0.1, 0.2, 0.3}, {"y", 0.3, kNone, 0.4}},
+        {{"Name", "4000", "3000", "2000"}, {"x", 0.1, 0.2, 0.3}},
+    };
+    for (const auto& sheet : sheets) {
+      const auto curves = CurvesOf(sheet);
+      QVERIFY(curves->size() > 0);
+      SpectraPlot plot;
+      plot.resize(kSize);
+      plot.show();
+      plot.SetCurves(curves);
+      const QString png = folder_.filePath("plot.png");
+      const QString svg = folder_.filePath("plot.svg");
+      QCOMPARE(plot.Save(png, {}, kSize), QString());
+      QCOMPARE(plot.Save(svg, {}, kSize), QString());
+      plot.replot(QCustomPlot::rpImmediateRefresh);
+      const QImage image(png);
+      QFile file(svg);
+      QVERIFY(file.open(QIODevice::ReadOnly));
+      const auto places = PlacesIn(file.readAll());
+      const CurveColors colors(curves->size(), false);
+      for (std::size_t curve = 0; curve < curves->size(); ++curve)
+        for (std::size_t i = 0; i < curves->x.size(); ++i) {
+          const auto y = static_cast<double>(curves->Of(curve)[i]);
+          if (std::isnan(y)) continue;
+          const QPointF place(plot.xAxis->coordToPixel(curves->x[i]), plot.yAxis->coordToPixel(y));
+          const auto where = QStringLiteral("%1 at %2").arg(y).arg(curves->x[i]);
+          QVERIFY2(HasColorAt(image, place, colors.Of(curve)), qPrintable(where));
+          QVERIFY2(std::ranges::any_of(places,
+                                       [&](QPointF other) {
+                                         return std::hypot(other.x() - place.x(),
+                                                           other.y() - place.y()) < 1;
+                                       }),
+                   qPrintable(where));
+        }
+    }
+  }
+};
+
+}  // namespace nvimport
+
+QTEST_MAIN(nvimport::PlotTest)
+#include "PlotTest.moc"
