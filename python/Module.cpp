@@ -293,7 +293,7 @@ py::capsule Capsule(const char* name, const Give& give) {
     if (owned->release != nullptr) owned->release(owned.get());
   });
   if (made == nullptr) throw py::error_already_set();
-  structure.release();
+  static_cast<void>(structure.release());
   return py::reinterpret_steal<py::capsule>(made);
 }
 

@@ -236,10 +236,11 @@ void TypedColumns::SetWholes(std::size_t at, const Whole& whole) {
   const auto missing = this->missing(at);
   for (std::size_t row = 0; row < rows_; ++row) {
     Value& value = values_[at * rows_ + row];
+    const double number = value.number;
     if (!missing.empty() && missing[row] != 0)
       value.whole = 0;
     else
-      value.whole = columns_[at].has_large ? whole(row) : static_cast<std::int64_t>(value.number);
+      value.whole = columns_[at].has_large ? whole(row) : static_cast<std::int64_t>(number);
   }
 }
 
