@@ -1,6 +1,8 @@
 """The compiled part of the Python package, by CMake.
 
-NVIMPORT_BUILD names a build of the project to take it from; without it one is made here.
+NVIMPORT_BUILD names a build of the project to take it from; without it one is made here. With
+NVIMPORT_PORTABLE=1 that needs nothing of a system but what every Linux has: libraries that others may lack
+are linked in where their static ones are there, else what they serve is left out.
 """
 
 import os
@@ -15,15 +17,26 @@ from setuptools.command.build_ext import build_ext
 ROOT = pathlib.Path(__file__).resolve().parent
 
 
+def static_library(name):
+    found = subprocess.run(
+        ["cc", f"-print-file-name=lib{name}.a"], stdout=subprocess.PIPE, text=True, check=True
+    ).stdout.strip()
+    return found if os.path.isabs(found) else "OFF"
+
+
 class CMakeBuild(build_ext):
     def run(self):
         build = os.environ.get("NVIMPORT_BUILD")
         if not build:
-            build = str(ROOT / "build" / "wheel")
-            off = [f"-DNVIMPORT_{part}=OFF" for part in ("TESTS", "BENCH")]
-            python = f"-DPython_EXECUTABLE={sys.executable}"
+            portable = os.environ.get("NVIMPORT_PORTABLE") == "1"
+            build = str(ROOT / "build" / ("wheel-portable" if portable else "wheel"))
+            options = [f"-DNVIMPORT_{part}=OFF" for part in ("TESTS", "BENCH", "CLI", "DESKTOP")]
+            options += [f"-DPython_EXECUTABLE={sys.executable}"]
+            if portable:
+                options += [f"-DNVIMPORT_ISAL={static_library('isal')}"]
+                options += [f"-DNVIMPORT_NETTLE={static_library('nettle')}", "-DNVIMPORT_XML2=OFF"]
             subprocess.run(
-                ["cmake", "-S", ROOT, "-B", build, "-DCMAKE_BUILD_TYPE=Release", python, *off],
+                ["cmake", "-S", ROOT, "-B", build, "-DCMAKE_BUILD_TYPE=Release", *options],
                 check=True,
             )
             targets = ["nvimport-python", "nvimport-complete"]

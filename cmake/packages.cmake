@@ -1,4 +1,5 @@
-# Three Debian packages, and more where the window and the formats that are HDF5 are built, made by cpack in a build of the preset "package".
+# Three Debian packages, and those of the window, for Python and of the formats that are HDF5 where these are built, made by cpack in a build
+# of the preset "package".
 set(NVIMPORT_MAINTAINER "The NvImport developers <developers@nvimport.invalid>" CACHE STRING
   "Who answers for the Debian packages")
 set(CPACK_GENERATOR DEB)
@@ -8,6 +9,9 @@ if(TARGET nvimport-desktop)
 endif()
 if(TARGET nvimport-hdf5)
   list(APPEND CPACK_COMPONENTS_ALL hdf5)
+endif()
+if(TARGET nvimport-python)
+  list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
@@ -61,6 +65,35 @@ set(CPACK_DEBIAN_HDF5_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_HDF5_PACKAGE_DEPENDS "${library_package} (= ${full_version})")
 set(CPACK_DEBIAN_HDF5_DESCRIPTION "import of netCDF-4, HDF5 and MATLAB 7.3 files
 ${what}This package holds the plug-in for formats that are HDF5.")
+
+# The compiled part is of one version of Python, and scripts are compiled where they are installed.
+if(TARGET nvimport-python)
+  math(EXPR next_minor "${Python_VERSION_MINOR} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-nvimport)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  string(JOIN ", " CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "${library_package} (= ${full_version})"
+    "python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}~)"
+    "python3 (<< ${Python_VERSION_MAJOR}.${next_minor})"
+    "python3-numpy")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS python3-pandas)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-dask, python3-distributed, python3-xarray")
+  set(CPACK_DEBIAN_PYTHON_DESCRIPTION "tables and spectra from many file formats in Python
+${what}This package holds the Python package, which gives sheets as NumPy arrays and
+pandas data frames.")
+  set(scripts ${PROJECT_BINARY_DIR}/debian/python)
+  file(CONFIGURE OUTPUT ${scripts}/postinst @ONLY CONTENT [[#!/bin/sh
+set -e
+if [ "$1" = configure ] && command -v py3compile >/dev/null; then py3compile -p python3-nvimport; fi
+]])
+  file(CONFIGURE OUTPUT ${scripts}/prerm @ONLY CONTENT [[#!/bin/sh
+set -e
+if command -v py3clean >/dev/null; then py3clean -p python3-nvimport; fi
+]])
+  file(CHMOD ${scripts}/postinst ${scripts}/prerm PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
+    GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${scripts}/postinst ${scripts}/prerm)
+endif()
 
 # What programs that use the library depend on, and the loader's list of libraries brought up to date.
 # The scripts that cpack would add for the latter are kept away by naming ones that do not exist.

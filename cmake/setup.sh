@@ -5,8 +5,8 @@ run_packages="g++ cmake make ninja-build libcli11-dev libexpat1-dev libhdf5-dev 
   nlohmann-json3-dev zlib1g-dev"
 desktop_packages="$run_packages qt6-base-dev qt6-svg-dev libqcustomplot-dev"
 python_packages="$run_packages pybind11-dev python3-dask python3-dev python3-distributed
-  python3-matplotlib python3-mypy python3-numpy python3-olefile python3-openpyxl python3-pandas python3-pytest python3-setuptools python3-venv
-  python3-wheel python3-xlrd"
+  python3-ipykernel python3-matplotlib python3-mypy python3-nbclient python3-nbformat python3-numpy python3-olefile python3-openpyxl python3-pandas python3-pytest python3-setuptools python3-venv
+  python3-wheel python3-xarray python3-xlrd"
 test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib pkg-config
   libgsf-1-dev"
 ci_packages="$test_packages $desktop_packages $python_packages ccache xauth xvfb clang clang-format clang-tidy cppcheck doxygen dpkg-dev

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <string_view>
-#include <vector>
+#include <utility>
+
+#include "nvimport/platform/ByteReader.h"
 
 namespace nvimport {
 
@@ -12,6 +15,69 @@ namespace {
 
 // Cells are looked at in pieces of rows.
 constexpr int kPiece = 256;
+
+// Cells of a state: a kind and what there is of that. A run of missing ones has its length, a text
+// its own in a byte, or in four behind kLongText.
+enum StoredKind : char { kNoCells, kFloatCell, kDoubleCell, kWholeCell, kTextCell };
+constexpr std::size_t kLongText = 255;
+
+template <typename Value>
+void Store(std::string& bytes, Value value) {
+  const std::size_t size = bytes.size();
+  bytes.resize(size + sizeof value);
+  std::memcpy(&bytes[size], &value, sizeof value);
+}
+
+void StoreCell(std::string& bytes, const MemoryCell& cell) {
+  if (cell.kind == CellKind::kText) {
+    bytes.push_back(kTextCell);
+    bytes.push_back(static_cast<char>(std::min(cell.text.size(), kLongText)));
+    if (cell.text.size() >= kLongText) Store(bytes, static_cast<std::uint32_t>(cell.text.size()));
+    bytes += cell.text;
+    return;
+  }
+  switch (cell.number_kind) {
+    case NumberKind::kFloat:
+      bytes.push_back(kFloatCell);
+      return Store(bytes, cell.number);
+    case NumberKind::kDouble:
+      bytes.push_back(kDoubleCell);
+      return Store(bytes, cell.wide);
+    case NumberKind::kWhole:
+      bytes.push_back(kWholeCell);
+      return Store(bytes, cell.whole);
+  }
+}
+
+// Sets the cell that comes next of those stored; for missing ones `skipped` is how many.
+void TakeStored(ByteReader& reader, MemorySheet& sheet, int column, int row,
+                std::uint64_t& skipped) {
+  skipped = 0;
+  switch (reader.U8()) {
+    case kNoCells:
+      skipped = reader.U64();
+      break;
+    case kFloatCell:
+      sheet.Set(column, row, reader.F32());
+      break;
+    case kDoubleCell:
+      sheet.SetExact(column, row, reader.F64());
+      break;
+    case kWholeCell:
+      sheet.SetExact(column, row, static_cast<long long>(reader.U64()));
+      break;
+    case kTextCell: {
+      std::size_t size = reader.U8();
+      if (size == kLongText) size = reader.U32();
+      const auto text = reader.Bytes(size);
+      const std::string ended(text.data(), text.size());
+      sheet.Set(column, row, ended.c_str());
+      break;
+    }
+    default:
+      reader.Skip(reader.remaining() + 1);
+  }
+}
 
 // Whether a float is written as a double of the same value is.
 bool IsWhole(float value) {
@@ -32,6 +98,15 @@ void SetNumber(MemorySheet& sheet, int column, int row, const MemoryCell& cell) 
 
 }  // namespace
 
+bool IsSame(const MemoryCell& a, const MemoryCell& b) {
+  if (a.kind != b.kind || a.text != b.text) return false;
+  if (a.kind != CellKind::kNumber) return true;
+  const bool is_whole = a.number_kind == NumberKind::kWhole;
+  if (is_whole != (b.number_kind == NumberKind::kWhole)) return false;
+  return is_whole ? a.whole == b.whole
+                  : a.exact() == b.exact() || (std::isnan(a.exact()) && std::isnan(b.exact()));
+}
+
 void DenseSheet::Set(int column, int row, const char* text) {
   if (text == nullptr) return;
   MarkElsewhere(column, row);
@@ -41,7 +116,7 @@ void DenseSheet::Set(int column, int row, const char* text) {
 
 void DenseSheet::MarkElsewhere(int column, int row) {
   if (!InMatrix(column, row)) return;
-  if (wide_ != nullptr)
+  if (!wide_.empty())
     wide_[Place(column, row)] = std::bit_cast<double>(kWideElsewhere);
   else
     matrix_[Place(column, row)] = std::bit_cast<float>(kElsewhere);
@@ -49,10 +124,9 @@ void DenseSheet::MarkElsewhere(int column, int row) {
 
 void DenseSheet::SetAnywhere(int column, int row, float value) {
   // Sheets of texts alone need no matrix.
-  if (!has_tried_) {
-    MakeMatrix();
-    if (InMatrix(column, row)) return Set(column, row, value);
-  }
+  if (!has_tried_) MakeMatrix();
+  if (Extend(column, row)) return Set(column, row, value);
+  if (InMatrix(column, row) && wide_.empty()) return Set(column, row, value);
   if (InMatrix(column, row) && IsWhole(value)) {
     wide_[Place(column, row)] = static_cast<double>(value);
     return;
@@ -64,14 +138,21 @@ void DenseSheet::SetAnywhere(int column, int row, float value) {
 
 void DenseSheet::SetAnywhere(int column, int row, double value) {
   if (!has_tried_) MakeMatrix();
+  Extend(column, row);
   const auto narrow = static_cast<float>(value);
   const bool is_same = static_cast<double>(narrow) == value && IsWhole(narrow);
   // The x values of spectra say nothing of these.
   const bool is_name = row == 1;
   (is_name ? has_wide_names_ : is_wide_) |= !is_same;
   if (InMatrix(column, row)) {
-    if (is_same && matrix_ != nullptr) return Set(column, row, narrow);
-    if (wide_ != nullptr || (!is_name && Widen())) return SetExact(column, row, value);
+    if (is_same && wide_.empty()) {
+      if (!is_name) {
+        exact_columns_.resize(static_cast<std::size_t>(width_));
+        exact_columns_[static_cast<std::size_t>(column - 1)] = true;
+      }
+      return Set(column, row, narrow);
+    }
+    if (!wide_.empty() || (!is_name && Widen())) return SetExact(column, row, value);
   }
   MarkElsewhere(column, row);
   aside_.SetExact(column, row, value);
@@ -80,23 +161,22 @@ void DenseSheet::SetAnywhere(int column, int row, double value) {
 void DenseSheet::SetExact(int column, int row, long long value) {
   if (IsExact(value)) return SetExact(column, row, static_cast<double>(value));
   (row == 1 ? has_wide_names_ : is_wide_) = true;
+  has_large_ = true;
   has_numbers_aside_ = has_numbers_aside_ || row > 1;
   MarkElsewhere(column, row);
   aside_.SetExact(column, row, value);
 }
 
 bool DenseSheet::Widen() {
-  const std::size_t cells = Place(width_, height_) + 1;
-  const float* const from = matrix_.get();
-  stays_narrow_ = stays_narrow_ || cells > most_bytes_ / sizeof(double) ||
-                  !std::all_of(from, from + cells,
-                               [](float value) { return IsElsewhere(value) || IsWhole(value); });
+  stays_narrow_ = stays_narrow_ || matrix_.size() > most_bytes_ / sizeof(double) ||
+                  !std::ranges::all_of(
+                      matrix_, [](float value) { return IsElsewhere(value) || IsWhole(value); });
   if (stays_narrow_) return false;
-  wide_ = std::make_unique_for_overwrite<double[]>(cells);
-  std::transform(from, from + cells, wide_.get(), [](float value) {
+  wide_.resize(matrix_.size());
+  std::ranges::transform(matrix_, wide_.begin(), [](float value) {
     return IsElsewhere(value) ? std::bit_cast<double>(kWideElsewhere) : static_cast<double>(value);
   });
-  matrix_.reset();
+  matrix_ = {};
   return true;
 }
 
@@ -104,12 +184,24 @@ void DenseSheet::MakeMatrix() {
   has_tried_ = true;
   const auto columns = static_cast<std::uint64_t>(Columns());
   const auto rows = static_cast<std::uint64_t>(Rows());
-  const std::uint64_t cells = columns * rows;
-  if (cells == 0 || cells > most_bytes_ / sizeof(float)) return;
-  matrix_ = std::make_unique_for_overwrite<float[]>(cells);
-  std::fill_n(matrix_.get(), cells, std::bit_cast<float>(kElsewhere));
+  if (columns * rows > most_bytes_ / sizeof(float)) return;
+  matrix_.assign(columns * rows, std::bit_cast<float>(kElsewhere));
   width_ = static_cast<int>(columns);
   height_ = static_cast<int>(rows);
+}
+
+bool DenseSheet::Extend(int column, int row) {
+  if (row <= height_ || column < 1 || column > width_) return false;
+  const std::uint64_t cells = static_cast<std::uint64_t>(row) * static_cast<std::uint64_t>(width_);
+  if (cells > most_bytes_ / (wide_.empty() ? sizeof(float) : sizeof(double))) return false;
+  if (wide_.empty())
+    matrix_.resize(cells, std::bit_cast<float>(kElsewhere));
+  else
+    wide_.resize(cells, std::bit_cast<double>(kWideElsewhere));
+  // Numbers from before that were set elsewhere stay there.
+  height_ = row;
+  aside_.SetDataSize(width_, row);
+  return true;
 }
 
 void DenseSheet::GetCells(int column, int row, std::span<MemoryCell> cells) const {
@@ -117,7 +209,7 @@ void DenseSheet::GetCells(int column, int row, std::span<MemoryCell> cells) cons
   for (std::size_t i = 0; i < cells.size(); ++i) {
     const int c = column + static_cast<int>(i);
     if (!InMatrix(c, row)) break;
-    if (wide_ != nullptr) {
+    if (!wide_.empty()) {
       const double value = wide_[Place(c, row)];
       if (!IsElsewhere(value))
         cells[i] = {CellKind::kNumber, static_cast<float>(value), {}, NumberKind::kDouble, value};
@@ -148,7 +240,7 @@ bool DenseSheet::AllInMatrix(int column, int row, int count) const {
     return std::none_of(from, from + count, [](auto value) { return IsElsewhere(value); });
   };
   const std::size_t place = Place(column, row);
-  return wide_ != nullptr ? all(&wide_[place]) : all(&matrix_[place]);
+  return !wide_.empty() ? all(&wide_[place]) : all(&matrix_[place]);
 }
 
 template <typename Number>
@@ -161,9 +253,8 @@ void DenseSheet::GetNumbers(int column, int row, int width, std::span<Number> nu
     if (!AllInMatrix(first, at_row, count)) return false;
     const std::size_t from = Place(first, at_row);
     const auto narrow = [](auto value) { return static_cast<Number>(value); };
-    place = wide_ != nullptr
-                ? std::transform(&wide_[from], &wide_[from] + count, place, narrow)
-                : std::transform(&matrix_[from], &matrix_[from] + count, place, narrow);
+    place = !wide_.empty() ? std::transform(&wide_[from], &wide_[from] + count, place, narrow)
+                           : std::transform(&matrix_[from], &matrix_[from] + count, place, narrow);
     return true;
   };
   ForPieces(column, row, width, last_row, copies, [&](int, int, std::span<const MemoryCell> cells) {
@@ -204,6 +295,8 @@ void DenseSheet::GetDoubles(int column, int row, std::span<double> numbers, char
 
 void DenseSheet::FindTexts(int first_row, std::span<bool> columns) const {
   std::ranges::fill(columns, false);
+  if (first_row > 1)
+    columns = columns.first(std::min(columns.size(), static_cast<std::size_t>(last_text_column_)));
   auto missing = static_cast<std::ptrdiff_t>(columns.size());
   const auto passes = [&](int first, int row, int count) {
     return missing == 0 || AllInMatrix(first, row, count);
@@ -221,18 +314,28 @@ void DenseSheet::FindTexts(int first_row, std::span<bool> columns) const {
             });
 }
 
+bool DenseSheet::IsWide(int first_column, int first_row, int last_column) const {
+  if (is_wide_ || (first_row < 2 && has_wide_names_)) return true;
+  const auto last =
+      std::min(static_cast<std::size_t>(std::max(last_column, 0)), exact_columns_.size());
+  for (auto i = static_cast<std::size_t>(first_column - 1); i < last; ++i)
+    if (exact_columns_[i]) return true;
+  return false;
+}
+
 bool DenseSheet::IsInThere(int first_column, int first_row, int last_column) const {
   if (first_row < 2 || first_column <= last_text_column_ || Rows() > height_) return false;
   return InMatrix(first_column, first_row) && last_column <= width_;
 }
 
 const float* DenseSheet::FindMatrix(int first_column, int first_row, int last_column) const {
-  const bool is_there = !is_wide_ && IsInThere(first_column, first_row, last_column);
+  const bool is_there = !IsWide(first_column, first_row, last_column) &&
+                        IsInThere(first_column, first_row, last_column);
   return is_there ? &matrix_[Place(first_column, first_row)] : nullptr;
 }
 
 const double* DenseSheet::FindWideMatrix(int first_column, int first_row, int last_column) const {
-  const bool is_there = wide_ != nullptr && IsInThere(first_column, first_row, last_column);
+  const bool is_there = !wide_.empty() && IsInThere(first_column, first_row, last_column);
   return is_there && !has_numbers_aside_ ? &wide_[Place(first_column, first_row)] : nullptr;
 }
 
@@ -254,6 +357,87 @@ void DenseSheet::CopyTo(MemorySheet& sheet) const {
                 ++column;
               }
             });
+}
+
+bool DenseSheet::Equals(const DenseSheet& other) const {
+  if (Columns() != other.Columns() || Rows() != other.Rows()) return false;
+  bool is_equal = true;
+  std::array<MemoryCell, kPiece> others;
+  const auto skip = [&](int, int, int) { return !is_equal; };
+  ForPieces(1, 1, Columns(), Rows(), skip,
+            [&](int column, int row, std::span<const MemoryCell> cells) {
+              const auto piece = std::span(others).first(cells.size());
+              other.GetCells(column, row, piece);
+              is_equal = std::ranges::equal(cells, piece, IsSame);
+            });
+  return is_equal;
+}
+
+// The rest are the sizes, flags, and in their order the cells that are not in the matrix.
+DenseSheet::State DenseSheet::GetState() const {
+  State state{matrix_, wide_, {}};
+  for (const int value : {Columns(), Rows(), width_, height_, last_text_column_})
+    Store(state.rest, value);
+  for (const bool flag : {stays_narrow_, has_numbers_aside_, is_wide_, has_wide_names_, has_large_})
+    state.rest.push_back(flag ? '\1' : '\0');
+  Store(state.rest, static_cast<std::uint32_t>(exact_columns_.size()));
+  for (const bool is_exact : exact_columns_) state.rest.push_back(is_exact ? '\1' : '\0');
+  std::uint64_t missing = 0;
+  std::array<MemoryCell, kPiece> cells;
+  for (int row = 1; row <= Rows(); ++row) {
+    for (int column = 1; column <= Columns(); column += kPiece) {
+      const int count = std::min(kPiece, Columns() - column + 1);
+      const auto piece = std::span(cells).first(static_cast<std::size_t>(count));
+      aside_.GetCells(column, row, piece);
+      for (int i = 0; i < count; ++i) {
+        const MemoryCell& cell = cells[static_cast<std::size_t>(i)];
+        const bool is_aside = !InMatrix(column + i, row) || IsElsewhereAt(column + i, row);
+        if (cell.kind == CellKind::kMissing || !is_aside) {
+          ++missing;
+          continue;
+        }
+        if (missing > 0) {
+          state.rest.push_back(kNoCells);
+          Store(state.rest, std::exchange(missing, 0));
+        }
+        StoreCell(state.rest, cell);
+      }
+    }
+  }
+  return state;
+}
+
+bool DenseSheet::SetState(const State& state) {
+  ByteReader reader(std::span<const char>(state.rest));
+  int columns = 0;
+  int rows = 0;
+  for (int* value : {&columns, &rows, &width_, &height_, &last_text_column_}) *value = reader.I32();
+  for (bool* flag : {&stays_narrow_, &has_numbers_aside_, &is_wide_, &has_wide_names_, &has_large_})
+    *flag = reader.U8() != 0;
+  const std::uint32_t exact = reader.U32();
+  for (const char is_exact : reader.Bytes(exact)) exact_columns_.push_back(is_exact != 0);
+  matrix_.assign(state.floats.begin(), state.floats.end());
+  wide_.assign(state.doubles.begin(), state.doubles.end());
+  const bool has_sizes = reader.ok() && columns >= 0 && rows >= 0 && width_ >= 0 && height_ >= 0;
+  const std::uint64_t cells = static_cast<std::uint64_t>(std::max(width_, 0)) *
+                              static_cast<std::uint64_t>(std::max(height_, 0));
+  if (!has_sizes || cells != matrix_.size() + wide_.size() ||
+      (!matrix_.empty() && !wide_.empty()) || width_ > columns || height_ > rows ||
+      last_text_column_ > columns)
+    return false;
+  has_tried_ = true;
+  aside_.SetDataSize(columns, rows);
+  std::uint64_t at = 0;
+  const std::uint64_t end = static_cast<std::uint64_t>(columns) * static_cast<std::uint64_t>(rows);
+  while (reader.ok() && reader.remaining() > 0) {
+    if (at >= end) return false;
+    std::uint64_t skipped = 0;
+    const auto width = static_cast<std::uint64_t>(columns);
+    TakeStored(reader, aside_, static_cast<int>(at % width) + 1, static_cast<int>(at / width) + 1,
+               skipped);
+    at += skipped > 0 ? std::min(skipped, end) : 1;
+  }
+  return reader.ok();
 }
 
 }  // namespace nvimport

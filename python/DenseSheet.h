@@ -4,15 +4,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <optional>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/framework/SpectraAxis.h"
 #include "nvimport/hosting/import/Sheets.h"
 
 namespace nvimport {
+
+// Whether two cells are the same, NaN being the same as NaN.
+bool IsSame(const MemoryCell& a, const MemoryCell& b);
 
 // A sheet whose numbers lie in one matrix, row by row, so that an array can show them where they
 // are. Texts, and numbers that the matrix has no room for, lie in a MemorySheet beside it.
@@ -24,14 +28,14 @@ class DenseSheet final : public ReadOnlySheet {
   using ReadSpreadSheetData::Set;
   void Set(int column, int row, const char* text) override;
   void Set(int column, int row, float value) override {
-    if (InMatrix(column, row) && matrix_ != nullptr)
+    if (InMatrix(column, row) && wide_.empty())
       matrix_[Place(column, row)] = IsElsewhere(value) ? kNan : value;
     else
       SetAnywhere(column, row, value);
   }
   bool TakesExact() override { return true; }
   void SetExact(int column, int row, double value) override {
-    if (InMatrix(column, row) && wide_ != nullptr)
+    if (InMatrix(column, row) && !wide_.empty())
       wide_[Place(column, row)] = IsElsewhere(value) ? kWideNan : value;
     else
       SetAnywhere(column, row, value);
@@ -41,11 +45,34 @@ class DenseSheet final : public ReadOnlySheet {
   int GetNumberOfColumns() override { return aside_.GetNumberOfColumns(); }
   int GetNumberOfRows() override { return aside_.GetNumberOfRows(); }
 
+  int rows() const { return Rows(); }
+  int columns() const { return Columns(); }
+
   // The cells of a row from a column on, as many as there is room for.
   void GetCells(int column, int row, std::span<MemoryCell> cells) const;
 
-  // Whether some number is wider than a float, from a row on.
-  bool IsWide(int first_row) const { return is_wide_ || (first_row < 2 && has_wide_names_); }
+  // Wants no rows behind that one of the file.
+  void EndBehind(int row) { last_wanted_ = row; }
+  int GetNextIndex(int previous) override { return previous < last_wanted_ ? previous + 1 : -1; }
+
+  // Whether some number is more than a float, from a row on and in these columns.
+  bool IsWide(int first_column, int first_row, int last_column) const;
+
+  // Whether there are whole numbers that no double holds.
+  bool has_large() const { return has_large_; }
+
+  // Whether every cell is the same.
+  bool Equals(const DenseSheet& other) const;
+
+  // What makes the sheet again: the matrix as it lies, of floats or doubles, and the rest as bytes.
+  struct State {
+    std::span<const float> floats;
+    std::span<const double> doubles;
+    std::string rest;
+  };
+  State GetState() const;
+  // False for what no sheet has given.
+  bool SetState(const State& state);
 
   // The numbers of `width` columns from a column and a row on, row by row, as many as there is room
   // for; texts as the numbers that they read as where `reads_texts`, everything else NaN.
@@ -90,6 +117,10 @@ class DenseSheet final : public ReadOnlySheet {
     return static_cast<unsigned>(column - 1) < static_cast<unsigned>(width_) &&
            static_cast<unsigned>(row - 1) < static_cast<unsigned>(height_);
   }
+  bool IsElsewhereAt(int column, int row) const {
+    return wide_.empty() ? IsElsewhere(matrix_[Place(column, row)])
+                         : IsElsewhere(wide_[Place(column, row)]);
+  }
   std::size_t Place(int column, int row) const {
     return static_cast<std::size_t>(row - 1) * static_cast<std::size_t>(width_) +
            static_cast<std::size_t>(column - 1);
@@ -100,6 +131,8 @@ class DenseSheet final : public ReadOnlySheet {
   bool IsInThere(int first_column, int first_row, int last_column) const;
   // Makes the matrix one of doubles, where that changes no number in it.
   bool Widen();
+  // Makes room for rows that were not announced; false where the cell has its place elsewhere.
+  bool Extend(int column, int row);
   void MarkElsewhere(int column, int row);
   bool AllInMatrix(int column, int row, int count) const;
   // Calls `take` with the first column, the row and the cells of each piece of the rows from there
@@ -114,14 +147,17 @@ class DenseSheet final : public ReadOnlySheet {
   bool has_tried_ = false;  // to make the matrix
   int width_ = 0;
   int height_ = 0;
-  std::unique_ptr<float[]> matrix_;  // or
-  std::unique_ptr<double[]> wide_;
+  std::vector<float> matrix_;  // or
+  std::vector<double> wide_;
+  std::vector<bool> exact_columns_;  // whose numbers came as doubles, if all are floats as well
   bool stays_narrow_ = false;
   bool has_numbers_aside_ = false;  // below the first row, of another kind than the matrix
   bool is_wide_ = false;            // some number below the first row is
   bool has_wide_names_ = false;     // one in the first row
+  bool has_large_ = false;
   MemorySheet aside_;
   int last_text_column_ = 0;  // below the first row
+  int last_wanted_ = std::numeric_limits<int>::max();
 };
 
 }  // namespace nvimport

@@ -14,6 +14,7 @@
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/export/Combination.h"
+#include "nvimport/hosting/export/Conversion.h"
 #include "nvimport/hosting/export/Export.h"
 #include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/hosting/import/Complete.h"
@@ -33,7 +34,7 @@ namespace py = pybind11;
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr auto kSignalInterval = std::chrono::milliseconds(100);
+constexpr auto kSignalInterval = std::chrono::milliseconds(50);
 
 // Has Python look at its signals now and then, and stops the work when a handler raises.
 class Signals {
@@ -68,7 +69,35 @@ Refusal RefuseArgument(std::string text) {
   return refusal;
 }
 
-constexpr const char* kPasswordWords = "password= gives it";
+// The ways out of a failure as Python has them.
+HostWords Words() {
+  HostWords words;
+  words.format_given = "as format= says; without it the format is detected";
+  words.other_format = "format= reads it as another";
+  words.any_format = "format= reads it as a given one all the same";
+  words.all_cells = "kept_rules=False reads all cells";
+  words.complete = "kept_rules=False may read it";
+  words.by_kept_rules = "kept_rules=True reads it without NvImport Complete";
+  words.choose_format = "format= chooses one";
+  words.choose_among = "format= chooses among: ";
+  words.password = "password= gives it";
+  words.no_regular_file = "open it and pass the open file";
+  words.replace = "overwrite=True replaces it";
+  words.other_output = "format= writes it as another";
+  words.reads = [](std::string_view format) {
+    return "format=\"" + std::string(format) + "\" reads it";
+  };
+  return words;
+}
+
+// Of what is said of a file beside the library.
+Refusal Outside(const Failure& failure) {
+  Refusal refusal;
+  refusal.text = failure.text;
+  refusal.detail = failure.detail;
+  refusal.advice = failure.advice;
+  return refusal;
+}
 
 // The formats as the command has them.
 std::optional<Refusal> PrepareFormats(std::optional<bool> kept_rules = std::nullopt) {
@@ -76,7 +105,7 @@ std::optional<Refusal> PrepareFormats(std::optional<bool> kept_rules = std::null
   auto failure = TakeRulesOfEnvironment(by_environment);
   if (!failure) failure = UseComplete(kept_rules.value_or(by_environment));
   if (!failure) return std::nullopt;
-  return Refusal{Refusal::Kind::kError, 0, failure->text, failure->advice, {}, {}, {}};
+  return Outside(*failure);
 }
 
 std::optional<Refusal> TakeRequest(const Request& request, ImportRequest& import) {
@@ -96,7 +125,7 @@ std::optional<Refusal> TakeRequest(const Request& request, ImportRequest& import
   answers.sheets = request.sheet;
   answers.blocks = request.blocks;
   answers.password = request.password;
-  import.words.password = kPasswordWords;
+  import.words = Words();
   if (request.range) {
     answers.range = ParseRange(*request.range);
     if (!answers.range) return RefuseArgument("\"" + ShownName(*request.range) + "\" is no range.");
@@ -123,15 +152,7 @@ std::uint64_t MatrixBytes(const std::vector<std::string>& paths) {
   return kAnyFile + kPerByte * size;
 }
 
-// What can be said of a file that its format refused.
-std::string KindWords(const std::string& path, const std::string& format) {
-  const auto kind = RecogniseKind(path);
-  if (!kind || format == kind->format) return {};
-  std::string words = std::string("it looks like ") + kind->name;
-  return *kind->format == '\0' ? words + ": " + kind->Advice({}) : words;
-}
-
-Refusal WhyNot(const Failure& failure, const ImportResult& result, const std::string& path) {
+Refusal WhyNot(const Failure& failure, const ImportResult& result) {
   constexpr Refusal::Kind kKinds[] = {Refusal::Kind::kError,     Refusal::Kind::kArgument,
                                       Refusal::Kind::kChoice,    Refusal::Kind::kChoice,
                                       Refusal::Kind::kCancelled, Refusal::Kind::kError};
@@ -146,17 +167,7 @@ Refusal WhyNot(const Failure& failure, const ImportResult& result, const std::st
   refusal.candidates = failure.candidates;
   if (failure.status != 0) refusal.text += (failure.detail.empty() ? "" : " ") + failure.detail;
   refusal.detail = result.format == 0 && failure.status == 0 ? failure.detail : result.log_entry;
-  if (refusal.detail.empty() && failure.kind != Failure::kChoice)
-    refusal.detail = KindWords(path, refusal.format);
-  if (failure.advice == kPasswordWords) refusal.detail = kPasswordWords;
-  return refusal;
-}
-
-// Of what is said of a file beside the library.
-Refusal Outside(const Failure& failure) {
-  Refusal refusal;
-  refusal.text = failure.text;
-  refusal.detail = failure.Explanation();
+  refusal.advice = failure.advice;
   return refusal;
 }
 
@@ -166,6 +177,49 @@ Refusal Cancelled() {
   refusal.code = kCancelled;
   refusal.text = "The import was cancelled.";
   return refusal;
+}
+
+// The numbers of the columns that are wanted by number or by name.
+std::optional<Failure> TakeColumns(const Request& request, ImportRequest& asked, SheetShape& shape,
+                                   ImportResult& result) {
+  const auto columns = ColumnChoice::Parse(*request.columns);
+  shape.skipped_rows = request.skipped_rows;
+  if (columns) return FindColumns(*columns, TextDecoder(), shape, asked, result);
+  return Failure{.kind = Failure::kArgument,
+                 .text = "\"" + ShownName(*request.columns) + "\" are no columns."};
+}
+
+ImportResult ReadShaped(const Request& request, const ImportRequest& asked, SheetShape& shape,
+                        DenseSheet& sheet) {
+  shape.skipped_rows = request.skipped_rows;
+  if (request.most_rows > 0) {
+    shape.rows = *NumberRanges::Parse("1-" + std::to_string(request.most_rows));
+    const std::int64_t last = std::int64_t{request.skipped_rows} + request.most_rows;
+    sheet.EndBehind(static_cast<int>(std::min<std::int64_t>(last, INT_MAX)));
+  }
+  if (shape.IsWhole()) return ImportFile(asked, sheet);
+  ShapedSheet shaped(shape, sheet);
+  ImportRequest reading = asked;
+  reading.begins = [&](const ImportResult& begun) {
+    if (!shape.columns.are_rising()) shape.columns.FitTo(begun.columns);
+    shaped.Begin(begun.columns, begun.rows, begun.description);
+  };
+  return ImportFile(reading, shaped);
+}
+
+// The x values of the columns that were read, where these follow one another.
+void TakeX(const Description& description, const SheetShape& shape, Import& import) {
+  const int columns = import.columns;
+  std::vector<std::optional<double>> values(static_cast<std::size_t>(columns) + 1);
+  for (std::size_t i = 0; i < description.x().size(); ++i) {
+    const int place = shape.columns.PositionOf(description.first_x_column() + static_cast<int>(i));
+    if (place > 0 && place <= columns) values[static_cast<std::size_t>(place)] = description.x()[i];
+  }
+  const auto first = std::ranges::find_if(values, [](auto& value) { return value.has_value(); });
+  const auto last = std::find_if(first, values.end(), [](auto& value) { return !value; });
+  if (std::any_of(last, values.end(), [](auto& value) { return value.has_value(); })) return;
+  import.first_x_column = static_cast<int>(first - values.begin());
+  for (auto value = first; value != last; ++value) import.x.push_back(**value);
 }
 
 bool HasXRow(const std::vector<unsigned char>& options) {
@@ -190,20 +244,29 @@ Import ReadSheet(const Request& request, bool with_cells) {
 
   Signals signals;
   asked.progress = [&](const ImportProgress&) { return signals.GoOn(); };
-  asked.describing = with_cells ? Describing::kX : Describing::kNothing;
+  asked.describing = Describing::kAll;
+  asked.leaves_size_open = with_cells;
   import.cells = std::make_shared<DenseSheet>(MatrixBytes(request.paths));
-  const ImportResult result = with_cells ? ImportFile(asked, *import.cells) : MeasureFile(asked);
+  ImportResult result;
+  SheetShape shape;
+  if (request.columns) result.failure = TakeColumns(request, asked, shape, result);
+  if (!result.failure)
+    result = with_cells ? ReadShaped(request, asked, shape, *import.cells) : MeasureFile(asked);
   if (signals.IsCancelled()) {
     import.refusal = Cancelled();
     return import;
   }
   if (result.failure) {
-    import.refusal = WhyNot(*result.failure, result, request.paths.front());
+    import.refusal = WhyNot(*result.failure, result);
     return import;
   }
   import.format = FormatName(result.format);
-  import.rows = result.rows;
-  import.columns = result.columns;
+  // The last rows and columns may have no cells.
+  if (with_cells)
+    import.cells->SetDataSize(shape.columns.CountOf(result.columns),
+                              shape.rows.CountOf(std::max(result.rows - shape.skipped_rows, 0)));
+  import.rows = with_cells ? import.cells->rows() : result.rows;
+  import.columns = with_cells ? import.cells->columns() : result.columns;
   import.kept_rules = result.kept_rules;
   import.options.assign(result.options.begin(), result.options.end());
   import.pairs = UnaskedOptionsOf(import.format);
@@ -211,10 +274,10 @@ Import ReadSheet(const Request& request, bool with_cells) {
     import.choices.push_back(
         {question.name, question.answer,
          question.source == AnsweredQuestion::Source::kGiven ? "given" : "guessed",
-         question.entries});
+         question.entries, question.names});
   import.notes = result.notes;
-  import.first_x_column = result.description.first_x_column();
-  import.x = result.description.x();
+  TakeX(result.description, shape, import);
+  import.description = std::move(result.description);
   import.warnings = result.warnings;
   import.has_x_row = HasOption(import.format, "xrow") && HasXRow(result.options);
   return import;
@@ -242,8 +305,7 @@ std::optional<Refusal> SurveySheets(const Request& request, const ColumnRules& r
   asked.progress = [&](const ImportProgress&) { return signals.GoOn(); };
   Survey survey = SurveyFile(asked, rules);
   if (signals.IsCancelled()) return Cancelled();
-  if (survey.import.failure)
-    return WhyNot(*survey.import.failure, survey.import, request.paths.front());
+  if (survey.import.failure) return WhyNot(*survey.import.failure, survey.import);
   for (SurveyedSheet& sheet : survey.sheets) {
     columns.columns.Add(sheet.columns);
     columns.has_sheets = columns.has_sheets || !sheet.name.empty();
@@ -318,7 +380,7 @@ GatheredRows GatherRows(const std::vector<std::pair<Request, std::string>>& surv
       if (auto added = table.Add(asked, ToUtf8(request.name), sheet); added.failure) {
         ImportResult result;
         result.format = sheet.format;
-        refusal = WhyNot(*added.failure, result, request.paths.front());
+        refusal = WhyNot(*added.failure, result);
       }
       if (signals.IsCancelled()) refused = refusal = Cancelled();
     }
@@ -374,13 +436,19 @@ std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& pa
   if (auto refusal = PrepareFormats()) return refusal;
   const std::string name = format.empty() ? NvGetFileExtension(path) : format;
   const auto output = FindOutputFormat(name);
-  if (!output)
-    return RefuseArgument("\"" + ShownName(name) + "\" is no format that can be written.");
+  if (!output) {
+    Refusal unknown = RefuseArgument(name.empty() ? "The path says no format."
+                                                  : "\"" + ShownName(name) +
+                                                        "\" is no format that can be written.");
+    unknown.advice = "format= names one";
+    return unknown;
+  }
   Refusal refusal;
   std::error_code none;
   if (!overwrite && std::filesystem::exists(std::filesystem::symlink_status(path, none))) {
     refusal.text = kNotWritten;
     refusal.detail = "it exists already";
+    refusal.advice = Words().replace;
     return refusal;
   }
   MemorySheet sheet;
@@ -388,6 +456,7 @@ std::optional<Refusal> WriteCells(const DenseSheet& cells, const std::string& pa
   Signals signals;
   ExportRequest request{path, *output};
   request.replaces = overwrite;
+  request.words = Words();
   request.pairs = pairs;
   request.progress = [&](auto, auto) { return signals.GoOn(); };
   request.note = [&](const std::string& note) { notes.push_back(note); };

@@ -23,6 +23,7 @@ struct Refusal {
   int code = 0;      // the status of a reader, 0 where none refused
   std::string text;  // what is said first
   std::string detail;
+  std::string advice;                   // what can be done about it
   std::string format;                   // taken, if any
   std::string question;                 // of a choice: what has to be chosen
   std::vector<std::string> candidates;  // of a choice
@@ -43,6 +44,9 @@ struct Request {
   std::string merge;
   std::optional<bool> kept_rules;
   std::optional<std::string> password;
+  std::optional<std::string> columns;  // as ColumnChoice has them
+  int skipped_rows = 0;
+  int most_rows = 0;  // that are wanted behind those skipped, 0 for all
 };
 
 // A question that a format asked, and its answer.
@@ -51,6 +55,7 @@ struct Choice {
   std::string answer;
   std::string source;  // "given" or "guessed"
   std::vector<std::string> entries;
+  std::vector<std::string> names;  // of these alone
 };
 
 // What came of it.
@@ -68,6 +73,7 @@ struct Import {
   int first_x_column = 0;  // of the columns whose x values are known exactly
   std::vector<double> x;   // these
   bool has_x_row = false;  // the second row holds the x values
+  Description description;
   std::shared_ptr<DenseSheet> cells;
 };
 

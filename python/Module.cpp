@@ -6,6 +6,7 @@
 #include <pybind11/stl.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "nvimport/framework/FormatList.h"
@@ -13,7 +14,9 @@
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/platform/NumberText.h"
 #include "nvimport/platform/Utf8.h"
+#include "python/ArrowTable.h"
 #include "python/Library.h"
+#include "python/TypedColumns.h"
 
 namespace nvimport {
 
@@ -33,12 +36,7 @@ class TextMaker {
   }
 
   py::object Make(std::string_view text) {
-    if (IsAscii(text)) return MakeAscii(text);
-    const std::string_view utf8 = decoder_.Decode(text, scratch_);
-    PyObject* made =
-        PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "replace");
-    if (made == nullptr) throw py::error_already_set();
-    return py::reinterpret_steal<py::object>(made);
+    return IsAscii(text) ? MakeAscii(text) : MakeOther(text);
   }
 
   static py::object MakeAscii(std::string_view text) {
@@ -55,15 +53,37 @@ class TextMaker {
         if (cell.number_kind == NumberKind::kWhole) return py::int_(cell.whole);
         return py::float_(cell.exact());
       case CellKind::kText:
-        return Make(cell.text);
+        return MakeAgain(cell.text);
       default:
         return py::none();
     }
   }
 
  private:
+  // A text that came before.
+  struct Known {
+    std::string text;
+    py::object object;
+  };
+
+  // A text that may come again and again is made once as a rule.
+  py::object MakeAgain(std::string_view text) {
+    Known& known = known_[std::hash<std::string_view>()(text) % known_.size()];
+    if (!known.object || known.text != text) known = {std::string(text), Make(text)};
+    return known.object;
+  }
+
+  py::object MakeOther(std::string_view text) {
+    const std::string_view utf8 = decoder_.Decode(text, scratch_);
+    PyObject* made =
+        PyUnicode_DecodeUTF8(utf8.data(), static_cast<Py_ssize_t>(utf8.size()), "replace");
+    if (made == nullptr) throw py::error_already_set();
+    return py::reinterpret_steal<py::object>(made);
+  }
+
   TextDecoder decoder_;
   std::string scratch_;
+  std::array<Known, 256> known_;
 };
 
 // A part of a sheet, its columns and rows from 1, the last ones in it.
@@ -136,11 +156,7 @@ bool BeginsLike(DenseSheet& sheet, DenseSheet& other) {
   std::vector<MemoryCell> others(cells.size());
   sheet.GetCells(1, 1, cells);
   other.GetCells(1, 1, others);
-  return std::ranges::equal(cells, others, [](const MemoryCell& a, const MemoryCell& b) {
-    return a.kind == b.kind && a.text == b.text &&
-           (a.kind != CellKind::kNumber ||
-            (a.number_kind == b.number_kind && a.exact() == b.exact() && a.whole == b.whole));
-  });
+  return std::ranges::equal(cells, others, IsSame);
 }
 
 template <typename Number>
@@ -159,7 +175,7 @@ py::array Numbers(DenseSheet& sheet, int first_column, int first_row, int last_c
   const Part part = Checked(sheet, first_column, first_row, last_column, last_row);
   const char mark = DecimalMark(decimal);
   const bool has_texts = reads_texts && sheet.MayHoldTexts(part.first_column, part.first_row);
-  return sheet.IsWide(part.first_row) || has_texts
+  return sheet.IsWide(part.first_column, part.first_row, part.last_column) || has_texts
              ? NumbersOf<double>(sheet, part, reads_texts, mark)
              : NumbersOf<float>(sheet, part, reads_texts, mark);
 }
@@ -216,6 +232,128 @@ py::object AxisOf(const DenseSheet& sheet, const std::string& decimal) {
   return py::make_tuple(
       axis->first_column,
       py::array_t<double>(static_cast<py::ssize_t>(axis->x.size()), axis->x.data()));
+}
+
+TypingRules Typing(const std::string& decimal, const std::set<std::string>& missing) {
+  return {DecimalMark(decimal), {missing.begin(), missing.end()}};
+}
+
+std::shared_ptr<TypedColumns> Typed(const DenseSheet& sheet, int first_column, int first_row,
+                                    int last_column, const std::string& decimal,
+                                    const std::set<std::string>& missing) {
+  if (first_column < 1 || first_row < 1 || last_column > sheet.columns())
+    throw py::index_error("not within the sheet");
+  const TypingRules rules = Typing(decimal, missing);
+  const py::gil_scoped_release released;
+  return std::make_shared<TypedColumns>(sheet, first_column, first_row, last_column, rules);
+}
+
+std::string Types(const TypedColumns& typed) {
+  std::string types;
+  for (std::size_t i = 0; i < typed.size(); ++i)
+    types += typed.is_narrow(i) ? 'f' : "diMtx"[static_cast<std::size_t>(typed.type(i))];
+  return types;
+}
+
+// Values of columns that lie side by side, a row for each column, where they are.
+template <typename Value>
+py::array ValuesOf(const std::shared_ptr<TypedColumns>& typed, std::size_t first, std::size_t last,
+                   const Value* from) {
+  const auto rows = static_cast<py::ssize_t>(typed->rows());
+  return py::array_t<Value>(
+      {static_cast<py::ssize_t>(last - first), rows},
+      {rows * static_cast<py::ssize_t>(sizeof(Value)), static_cast<py::ssize_t>(sizeof(Value))},
+      from, py::cast(typed));
+}
+
+py::array Values(const std::shared_ptr<TypedColumns>& typed, std::size_t first, std::size_t last) {
+  if (first >= last || last > typed->size()) throw py::index_error("no such columns");
+  return typed->type(first) == ColumnType::kDouble
+             ? ValuesOf(typed, first, last, typed->doubles(first))
+             : ValuesOf(typed, first, last, typed->wholes(first));
+}
+
+// Which cells of a column are missing; None where none is.
+py::object MissingOf(const std::shared_ptr<TypedColumns>& typed, std::size_t column) {
+  if (column >= typed->size()) throw py::index_error("no such column");
+  const auto missing = typed->missing(column);
+  if (missing.empty()) return py::none();
+  return py::array(py::dtype("bool"), static_cast<py::ssize_t>(missing.size()), missing.data(),
+                   py::cast(typed));
+}
+
+// A capsule that holds what `give` puts into a new structure.
+template <typename Structure, typename Give>
+py::capsule Capsule(const char* name, const Give& give) {
+  auto structure = std::make_unique<Structure>();
+  give(structure.get());
+  PyObject* const made = PyCapsule_New(structure.get(), name, [](PyObject* capsule) {
+    const std::unique_ptr<Structure> owned(
+        static_cast<Structure*>(PyCapsule_GetPointer(capsule, PyCapsule_GetName(capsule))));
+    if (owned->release != nullptr) owned->release(owned.get());
+  });
+  if (made == nullptr) throw py::error_already_set();
+  static_cast<void>(structure.release());
+  return py::reinterpret_steal<py::capsule>(made);
+}
+
+// The schema, the rows and the stream of rows, as Arrow's capsules.
+py::tuple Arrow(const DenseSheet& sheet, int first_row, const std::vector<std::string>& names,
+                const std::string& encoding, const std::string& decimal,
+                const std::set<std::string>& missing, const ArrowTable::Metadata& metadata) {
+  if (names.size() != static_cast<std::size_t>(sheet.columns()))
+    throw py::value_error("a name for each column");
+  const TypingRules rules = Typing(decimal, missing);
+  std::shared_ptr<const ArrowTable> table;
+  {
+    const py::gil_scoped_release released;
+    table = std::make_shared<ArrowTable>(sheet, first_row, names, rules, TextDecoder(encoding),
+                                         metadata);
+  }
+  return py::make_tuple(
+      Capsule<ArrowSchema>("arrow_schema", [&](auto* out) { ArrowTable::GiveSchema(table, out); }),
+      Capsule<ArrowArray>("arrow_array", [&](auto* out) { ArrowTable::GiveArray(table, out); }),
+      Capsule<ArrowArrayStream>("arrow_array_stream",
+                                [&](auto* out) { ArrowTable::GiveStream(table, out); }));
+}
+
+// What makes a sheet again, its matrix where it lies.
+py::tuple GetState(const SheetPointer& sheet) {
+  const DenseSheet::State state = sheet->GetState();
+  const auto lying = [&](const auto& numbers) {
+    using Number = typename std::remove_cvref_t<decltype(numbers)>::value_type;
+    return py::array_t<Number>(static_cast<py::ssize_t>(numbers.size()), numbers.data(),
+                               py::cast(sheet));
+  };
+  return py::make_tuple(lying(state.floats), lying(state.doubles), py::bytes(state.rest));
+}
+
+SheetPointer FromState(const py::tuple& given) {
+  constexpr std::uint64_t kNoLimit = ~std::uint64_t{0};
+  const auto floats = given[0].cast<ArrayOf<float>>();
+  const auto doubles = given[1].cast<ArrayOf<double>>();
+  const DenseSheet::State state{{floats.data(), static_cast<std::size_t>(floats.size())},
+                                {doubles.data(), static_cast<std::size_t>(doubles.size())},
+                                given[2].cast<std::string>()};
+  auto sheet = std::make_shared<DenseSheet>(kNoLimit);
+  if (!sheet->SetState(state)) throw py::value_error("damaged");
+  return sheet;
+}
+
+// Statements as row (0 for the whole file), label, key and value; label and unit of x, y and z; how
+// many statements were left out.
+py::tuple Described(const Import& import, const std::string& encoding) {
+  TextMaker maker(encoding);
+  py::list statements;
+  for (const Statement& one : import.description.statements())
+    statements.append(
+        py::make_tuple(one.row, maker.Make(one.label), maker.Make(one.key), maker.Make(one.value)));
+  py::list axes;
+  for (const Axis axis : {Axis::kX, Axis::kY, Axis::kZ}) {
+    const AxisName& said = import.description.name(axis);
+    axes.append(py::make_tuple(maker.Make(said.label), maker.Make(said.unit)));
+  }
+  return py::make_tuple(statements, axes, import.description.cut());
 }
 
 // What is written is put together from columns: NaN and None are missing cells.
@@ -327,9 +465,20 @@ PYBIND11_MODULE(_nvimport, module) {
       .def("view", &View)
       .def("doubles", &Doubles)
       .def("texts", &Texts)
+      .def("typed", &Typed)
+      .def("arrow", &Arrow)
+      .def("equals", &DenseSheet::Equals)
+      .def_property_readonly("has_large", &DenseSheet::has_large)
+      .def(py::pickle(&GetState, &FromState))
       .def("axis", &AxisOf)
       .def("set_numbers", &SetNumbers)
       .def("set_texts", &SetTexts);
+
+  py::class_<TypedColumns, std::shared_ptr<TypedColumns>>(module, "Typed")
+      .def("__len__", &TypedColumns::rows)
+      .def_property_readonly("types", &Types)
+      .def("values", &Values)
+      .def("missing", &MissingOf);
 
   py::enum_<Refusal::Kind>(module, "Kind")
       .value("ERROR", Refusal::Kind::kError)
@@ -341,6 +490,7 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readonly("code", &Refusal::code)
       .def_readonly("text", &Refusal::text)
       .def_readonly("detail", &Refusal::detail)
+      .def_readonly("advice", &Refusal::advice)
       .def_readonly("format", &Refusal::format)
       .def_readonly("question", &Refusal::question)
       .def_readonly("candidates", &Refusal::candidates);
@@ -348,7 +498,8 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readonly("name", &Choice::name)
       .def_readonly("answer", &Choice::answer)
       .def_readonly("source", &Choice::source)
-      .def_readonly("entries", &Choice::entries);
+      .def_readonly("entries", &Choice::entries)
+      .def_readonly("names", &Choice::names);
   py::class_<Import>(module, "Import")
       .def_readonly("refusal", &Import::refusal)
       .def_readonly("format", &Import::format)
@@ -368,6 +519,7 @@ PYBIND11_MODULE(_nvimport, module) {
                                return py::array_t<double>(static_cast<py::ssize_t>(import.x.size()),
                                                           import.x.data());
                              })
+      .def("described", &Described)
       .def_readonly("cells", &Import::cells);
   py::class_<Request>(module, "Request")
       .def(py::init<>())
@@ -383,7 +535,10 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readwrite("range", &Request::range)
       .def_readwrite("merge", &Request::merge)
       .def_readwrite("kept_rules", &Request::kept_rules)
-      .def_readwrite("password", &Request::password);
+      .def_readwrite("password", &Request::password)
+      .def_readwrite("columns", &Request::columns)
+      .def_readwrite("skipped_rows", &Request::skipped_rows)
+      .def_readwrite("most_rows", &Request::most_rows);
   py::class_<TableColumns>(module, "Columns")
       .def(py::init([](bool first_grid) {
         using Grid = CombinedColumns::Grid;

@@ -1,9 +1,11 @@
 #include "apps/desktop/Curves.h"
 
+#include <QObject>
 #include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <numeric>
 #include <optional>
 
 #include "apps/desktop/SheetText.h"
@@ -167,10 +169,117 @@ QString TitleOf(const AxisName& name) {
   return QStringLiteral("%1 (%2)").arg(label, unit);
 }
 
-}  // namespace
+// The number that a text is, or ends with: 740 of "band740".
+double NumberAtEnd(const MemoryCell& cell, char decimal_mark) {
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  if (cell.kind == CellKind::kNumber) return cell.exact();
+  if (cell.kind == CellKind::kMissing) return kNone;
+  const std::size_t last_other = cell.text.find_last_not_of("0123456789.,");
+  const std::string_view end = cell.text.substr(last_other + 1);
+  return ParseNumber(cell.text, decimal_mark)
+      .value_or(ParseNumber(end, decimal_mark).value_or(kNone));
+}
 
-Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report,
-                  const Description* description) {
+// The x values of the points of chosen curves, rising, and where each stands among the cells.
+struct ChosenX {
+  std::vector<double> values;
+  std::vector<std::size_t> places;
+
+  void Add(double value, std::size_t place) {
+    if (!std::isfinite(value)) return;
+    values.push_back(value);
+    places.push_back(place);
+  }
+  // Whether they fell.
+  bool Sort() {
+    const bool falls = values.size() > 1 && values.back() < values.front();
+    std::vector<std::size_t> order(values.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::ranges::stable_sort(order, {}, [&](std::size_t i) { return values[i]; });
+    const ChosenX before = *this;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      values[i] = before.values[order[i]];
+      places[i] = before.places[order[i]];
+    }
+    return falls;
+  }
+};
+
+bool IsChosen(const PlotChoice& choice, int line) {
+  return choice.lines.empty() || std::ranges::binary_search(choice.lines, line);
+}
+
+// Rows as curves: the x values stand in one of the rows, over the cells.
+void TakeRows(const PlotChoice& choice, Rows& rows, int count, char decimal_mark, Curves& curves) {
+  const int x_row = choice.x == 0 ? 1 : choice.x;
+  ChosenX x;
+  if (x_row > 0) {
+    rows.Take(x_row);
+    for (std::size_t i = 0; i < rows.cells().size(); ++i)
+      x.Add(NumberAtEnd(rows.cells()[i], decimal_mark), i);
+  } else {
+    for (std::size_t i = 0; i < rows.cells().size(); ++i) x.Add(static_cast<double>(i) + 1, i);
+  }
+  const std::size_t first = x_row < 0 || x.places.empty() ? rows.cells().size() : x.places.front();
+  curves.spectra = true;
+  curves.x_falls = x.Sort();
+  curves.x = x.values;
+  for (int row = 1; row <= count && !x.places.empty(); ++row) {
+    if (row == x_row || !IsChosen(choice, row)) continue;
+    curves.complete = rows.Take(row);
+    curves.too_large = curves.y.size() > kMostPoints;
+    if (!curves.complete || curves.too_large) return;
+    const std::size_t begin = curves.y.size();
+    for (const std::size_t place : x.places)
+      curves.y.push_back(NumberIn(rows.cells()[place], decimal_mark));
+    if (!HasNumber(std::span(curves.y).subspan(begin))) {
+      curves.y.resize(begin);
+      continue;
+    }
+    curves.lines.push_back(row);
+    curves.names.push_back(
+        NameOf(rows.cells().first(first), decimal_mark, QStringLiteral("Row %1").arg(row)));
+  }
+}
+
+// Columns as curves: the x values stand in one of the columns, beside the cells.
+void TakeColumns(const PlotChoice& choice, Rows& rows, int count, char decimal_mark,
+                 Curves& curves) {
+  // All columns over the rows, of which some are left out, and which then take their own order.
+  TakePoints(rows, count, decimal_mark, curves);
+  if (!curves.complete || curves.too_large) return;
+  ChosenX x;
+  for (int row = 1; row <= count; ++row) {
+    const auto place = static_cast<std::size_t>(row) - 1;
+    if (choice.x <= 0) {
+      x.Add(row, place);
+    } else {
+      rows.Take(row);
+      const MemoryCell& cell = rows.cells()[static_cast<std::size_t>(choice.x) - 1];
+      x.Add(cell.kind == CellKind::kNumber ? cell.exact()
+                                           : static_cast<double>(NumberIn(cell, decimal_mark)),
+            place);
+    }
+  }
+  x.Sort();
+  Curves taken;
+  taken.x = x.values;
+  for (std::size_t i = 0; i < curves.size(); ++i) {
+    if (curves.lines[i] == choice.x || !IsChosen(choice, curves.lines[i])) continue;
+    taken.lines.push_back(curves.lines[i]);
+    taken.names.push_back(curves.names[i]);
+    for (const std::size_t place : x.places) taken.y.push_back(curves.Of(i)[place]);
+  }
+  if (choice.x > 0) {
+    rows.Take(1);
+    taken.x_title =
+        NameOf(rows.cells().subspan(static_cast<std::size_t>(choice.x) - 1, 1), decimal_mark, {});
+  }
+  curves = std::move(taken);
+}
+
+Curves TakeGuessed(MemorySheet& sheet, char decimal_mark, const Report& report,
+                   const Description* description) {
   const int columns = sheet.GetNumberOfColumns();
   const int count = sheet.GetNumberOfRows();
   Curves curves;
@@ -189,6 +298,40 @@ Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report,
   if (axis && (!curves.lines.empty() || !curves.complete)) return curves;
   curves = {};
   TakePoints(rows, count, decimal_mark, curves);
+  return curves;
+}
+
+}  // namespace
+
+Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report,
+                  const Description* description, const PlotChoice& choice) {
+  const int columns = sheet.GetNumberOfColumns();
+  const int count = sheet.GetNumberOfRows();
+  Curves curves = {};
+  const bool is_guessed =
+      choice.curves == PlotChoice::Curves::kGuessed && choice.x == 0 && choice.lines.empty();
+  if (is_guessed || columns == 0 || count == 0) {
+    curves = TakeGuessed(sheet, decimal_mark, report, description);
+  } else {
+    Rows rows(sheet, columns, count, report);
+    rows.Take(1);
+    PlotChoice settled = choice;
+    if (choice.curves == PlotChoice::Curves::kGuessed &&
+        FindSpectraAxis(rows.cells(), decimal_mark))
+      settled.curves = PlotChoice::Curves::kRows;
+    // The sheet may be another one than that which they were chosen for.
+    const bool are_rows = settled.curves == PlotChoice::Curves::kRows;
+    if (settled.x > (are_rows ? count : columns)) settled.x = 0;
+    are_rows ? TakeRows(settled, rows, count, decimal_mark, curves)
+             : TakeColumns(settled, rows, count, decimal_mark, curves);
+  }
+  using Marks = PlotChoice::Marks;
+  curves.marks = choice.marks != Marks::kGuessed ? choice.marks
+                 : curves.spectra                ? Marks::kLines
+                                                 : Marks::kPoints;
+  if (curves.x_title.isEmpty() && !curves.spectra) curves.x_title = QObject::tr("Row");
+  if (!choice.x_title.isEmpty()) curves.x_title = choice.x_title;
+  if (!choice.y_title.isEmpty()) curves.y_title = choice.y_title;
   return curves;
 }
 

@@ -6,6 +6,8 @@
 #include <span>
 #include <vector>
 
+#include "apps/desktop/PlotChoice.h"
+
 namespace nvimport {
 
 class Description;
@@ -14,7 +16,8 @@ class MemorySheet;
 // What of a sheet can be drawn. In a sheet of spectra each row is a curve over the x values in the
 // names of its columns; in any other each column is a series of points over the row numbers.
 struct Curves {
-  bool spectra = false;
+  bool spectra = false;  // the curves are rows
+  PlotChoice::Marks marks = PlotChoice::Marks::kPoints;
   bool x_falls = false;   // in the sheet; here x never falls
   std::vector<double> x;  // common to all curves
   QString x_title;        // of its axis, where the file says it
@@ -35,8 +38,8 @@ struct Curves {
 using Report = std::function<bool(std::size_t done, std::size_t all)>;
 
 // Texts that read as numbers with `decimal_mark` count as numbers. What the file says of its axes
-// goes before what the names of columns do.
+// goes before what the names of columns do, and what the user chooses before all.
 Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report,
-                  const Description* description = nullptr);
+                  const Description* description = nullptr, const PlotChoice& choice = {});
 
 }  // namespace nvimport

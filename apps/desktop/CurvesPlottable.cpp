@@ -113,6 +113,32 @@ class LinePainter {
   std::vector<QPointF> line_;
 };
 
+// Draws a line from 0 to each value.
+class StickPainter {
+ public:
+  StickPainter(const Curves& curves, std::size_t begin, std::size_t end, const Scale& keys,
+               const Scale& values)
+      : curves_(curves), begin_(begin), end_(end), keys_(keys), values_(values) {}
+
+  void Draw(std::size_t curve, QPainter& painter) const {
+    const std::span<const float> y = curves_.Of(curve);
+    std::vector<QLineF> sticks;
+    for (std::size_t i = begin_; i < end_; ++i) {
+      if (std::isnan(y[i])) continue;
+      const double right = keys_.Pixel(curves_.x[i]);
+      sticks.emplace_back(right, values_.Pixel(0), right, values_.Pixel(static_cast<double>(y[i])));
+    }
+    painter.drawLines(sticks.data(), static_cast<int>(sticks.size()));
+  }
+
+ private:
+  const Curves& curves_;
+  std::size_t begin_;
+  std::size_t end_;
+  const Scale& keys_;
+  const Scale& values_;
+};
+
 // Draws points, none twice at one place.
 class PointPainter {
  public:
@@ -182,6 +208,10 @@ QCPRange CurvesPlottable::getValueRange(bool& found, QCP::SignDomain, const QCPR
     lowest = std::min(lowest, y);
     highest = std::max(highest, y);
   }
+  if (curves_->marks == PlotChoice::Marks::kSticks) {
+    lowest = std::min(lowest, 0.0F);
+    highest = std::max(highest, 0.0F);
+  }
   found = lowest <= highest;
   return found ? QCPRange(static_cast<double>(lowest), static_cast<double>(highest)) : QCPRange();
 }
@@ -203,16 +233,21 @@ void CurvesPlottable::draw(QCPPainter* painter) {
   const Scale values(*valueAxis());
   LinePainter lines(curves, begin, end, keys, values);
   PointPainter points(curves, begin, end, clipRect(), keys, values);
+  const StickPainter sticks(curves, begin, end, keys, values);
   const bool emphasized = emphasized_.has_value();
   // Wide and smooth lines are for few.
   const bool few = (emphasized ? emphasized_->size() : curves.size()) <= kSmoothed;
   const CurveColors colors(curves.size(), dark_);
-  painter->setAntialiasing(curves.spectra && few);
+  const bool are_lines = curves.marks == PlotChoice::Marks::kLines;
+  painter->setAntialiasing(are_lines && few);
   const std::size_t stride = std::max(stride_, OneOf(curves.size()));
   const auto draw = [&](std::size_t curve) {
     QColor color = colors.Of(curve);
     if (emphasized && curves.size() > kFewCurves) color = dark_ ? Qt::white : Qt::black;
-    if (curves.spectra) {
+    if (curves.marks == PlotChoice::Marks::kSticks) {
+      painter->setPen(QPen(color, emphasized && few ? 3 : 1));
+      sticks.Draw(curve, *painter);
+    } else if (are_lines) {
       painter->setPen(QPen(color, emphasized && few ? 2.5 : 1));
       lines.Draw(curve, *painter);
     } else {

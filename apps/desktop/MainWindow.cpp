@@ -18,7 +18,6 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScreen>
-#include <QSettings>
 #include <QShortcut>
 #include <QSplitter>
 #include <QStackedWidget>
@@ -31,6 +30,8 @@
 #include <utility>
 
 #include "apps/desktop/CurvesPlottable.h"
+#include "apps/desktop/PlotChoiceDialog.h"
+#include "apps/desktop/Settings.h"
 #include "apps/desktop/SheetText.h"
 #include "apps/desktop/SheetView.h"
 #include "apps/desktop/SpectraPlot.h"
@@ -50,8 +51,6 @@ constexpr const char* kPanes = "panes";
 constexpr const char* kSplit = "split";
 constexpr const char* kFolder = "folder";
 constexpr const char* kKeptRules = "kept-rules";
-
-QSettings Settings() { return {QSettings::IniFormat, QSettings::UserScope, "nvimport", "desktop"}; }
 
 QString NameOf(const std::vector<std::string>& files) {
   const QString first = QFileInfo(FromBytes(files.front())).fileName();
@@ -322,6 +321,9 @@ void MainWindow::MakeActions() {
   QAction* const all = AddForSheet(view, tr("Show &all of the plot"), Qt::CTRL | Qt::Key_0,
                                    [this] { plot_->ShowAll(); });
 
+  QAction* const settings =
+      AddForSheet(view, tr("P&lot settings..."), Qt::CTRL | Qt::Key_L, [this] { ChoosePlot(); });
+
   QMenu& help = *menuBar()->addMenu(tr("&Help"));
   Add(help, tr("&About"), {}, [this] {
     QMessageBox::about(
@@ -339,7 +341,7 @@ void MainWindow::MakeActions() {
   tools.setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
   for (QAction* action : {open_, again_, write}) tools.addAction(action);
   tools.addSeparator();
-  for (QAction* action : {find, go_to, reverse_, all}) tools.addAction(action);
+  for (QAction* action : {find, go_to, reverse_, all, settings}) tools.addAction(action);
 }
 
 void MainWindow::UpdateActions() {
@@ -437,6 +439,7 @@ void MainWindow::Show(OpenResult result) {
     RememberFormat(any ? 0 : last_.format);
   }
   Remember(last_.files);
+  choice_ = KeptChoice(last_.files.front());
   setWindowTitle(NameOf(last_.files) + " - " + QApplication::applicationDisplayName());
   plot_->SetCurves(nullptr);
   sheet_->SetSheet(cells_);
@@ -484,8 +487,8 @@ void MainWindow::PrepareCurves() {
   auto curves = std::make_shared<Curves>();
   Run(
       tr("Preparing the plot"),
-      [this, curves, cells = cells_, description = description_] {
-        *curves = TakeCurves(*cells, decimal_mark_, JobReport(), description.get());
+      [this, curves, cells = cells_, description = description_, choice = choice_] {
+        *curves = TakeCurves(*cells, decimal_mark_, JobReport(), description.get(), choice);
       },
       [this, curves] {
         if (curves->complete) {
@@ -500,6 +503,17 @@ void MainWindow::PrepareCurves() {
         }
         emit Finished();
       });
+}
+
+void MainWindow::ChoosePlot() {
+  if (plot_->curves() == nullptr) return;
+  if (const auto choice = AskPlotChoice(this, *cells_, *plot_->curves(), choice_)) DrawAs(*choice);
+}
+
+void MainWindow::DrawAs(const PlotChoice& choice) {
+  choice_ = choice;
+  KeepChoice(last_.files.front(), choice);
+  PrepareCurves();
 }
 
 void MainWindow::EmphasizeSelected() {

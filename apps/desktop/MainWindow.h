@@ -40,6 +40,8 @@ class MainWindow : public QMainWindow {
   void SavePlotTo(const QString& path);
   void CopySelection();
   void Find(const QString& wanted, bool forward);
+  // Draws the sheet so, now and when the file is opened again.
+  void DrawAs(const PlotChoice& choice);
 
   SheetView& sheet() { return *sheet_; }
   SpectraPlot& plot() { return *plot_; }
@@ -81,6 +83,7 @@ class MainWindow : public QMainWindow {
   // Above the sheet: what is not in it, or not in the plot.
   void ShowBanner();
   void PrepareCurves();
+  void ChoosePlot();
   void EmphasizeSelected();
   // Runs a job under a label, then `done`; the status line is afterwards as it was.
   void Run(const QString& label, std::function<void()> job, std::function<void()> done);
@@ -116,6 +119,7 @@ class MainWindow : public QMainWindow {
   std::shared_ptr<MemorySheet> cells_;
   std::shared_ptr<const Description> description_;
   OpenRequest last_;
+  PlotChoice choice_;
   bool remembers_ = false;  // the type of the file that is being read
   char decimal_mark_ = '.';
 };

@@ -329,7 +329,8 @@ std::optional<std::size_t> AskFileType(QWidget* parent, const FileTypeQuestion& 
   // Those that are likely and can be read come first; of each, which of the names it is.
   std::vector<std::size_t> shown(question.names.size());
   std::iota(shown.begin(), shown.end(), 0);
-  std::ranges::stable_partition(shown, [&](std::size_t i) { return answers[i].can_be_read; });
+  std::stable_partition(shown.begin(), shown.end(),
+                        [&](std::size_t i) { return answers[i].can_be_read; });
   for (const std::size_t i : shown) {
     QTreeWidgetItem* const item =
         AddEntry(*list, {FromBytes(question.names[i]), answers[i].answer});

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "apps/desktop/CurvesPlottable.h"
 #include "nvimport/platform/NumberText.h"
@@ -55,8 +56,8 @@ std::vector<QString> ShortNames(const std::vector<QString>& names, const QFontMe
 // A curve's colour and name.
 class NameItem : public QCPAbstractLegendItem {
  public:
-  NameItem(QCPLegend* legend, QColor color, const QString& name)
-      : QCPAbstractLegendItem(legend), color_(color), name_(name) {}
+  NameItem(QCPLegend* legend, QColor color, QString name)
+      : QCPAbstractLegendItem(legend), color_(color), name_(std::move(name)) {}
 
  protected:
   void draw(QCPPainter* painter) override {
@@ -144,19 +145,18 @@ void SpectraPlot::SetCurves(std::shared_ptr<const Curves> curves) {
   for (CurvesPlottable* plottable : {all_, emphasized_, hovered_}) plottable->SetCurves(curves_);
   emphasized_->SetEmphasized({});
   Hover(std::nullopt);
-  const bool spectra = curves_ != nullptr && curves_->spectra;
   const bool is_empty = curves_ == nullptr || curves_->size() == 0;
   nothing_->setVisible(curves_ != nullptr && is_empty);
   if (is_empty && curves_ != nullptr)
     nothing_->setText(curves_->too_large ? tr("Too many values to plot")
                                          : tr("No numbers to plot"));
   for (QCPAxis* axis : {xAxis, yAxis}) axis->setVisible(!is_empty);
-  xAxis->setLabel(curves_ == nullptr ? QString() : spectra ? curves_->x_title : tr("Row"));
-  yAxis->setLabel(spectra ? curves_->y_title : QString());
+  xAxis->setLabel(is_empty ? QString() : curves_->x_title);
+  yAxis->setLabel(is_empty ? QString() : curves_->y_title);
   // A curve alone needs no list of names.
   if (!is_empty && curves_->size() == 1 && yAxis->label().isEmpty())
     yAxis->setLabel(curves_->names.front());
-  xAxis->setRangeReversed(spectra && curves_->x_falls);
+  xAxis->setRangeReversed(!is_empty && curves_->x_falls);
   MakeLegend();
   ShowAll();
 }
@@ -197,9 +197,9 @@ void SpectraPlot::ShowAll() {
   bool found = false;
   const QCPRange x = all_->getKeyRange(found, QCP::sdBoth);
   // A point at an edge is seen whole, and one alone stands in the middle.
-  const double beside = curves_ != nullptr && !curves_->spectra ? std::max(x.size() * kMargin, 0.5)
-                        : x.size() > 0                          ? 0
-                                                                : 1;
+  const double beside = curves_ != nullptr && !AreLines() ? std::max(x.size() * kMargin, 0.5)
+                        : x.size() > 0                    ? 0
+                                                          : 1;
   if (found) xAxis->setRange(Widened(x, beside));
   const QCPRange y = all_->getValueRange(found, QCP::sdBoth, {});
   // What is constant gets room too.
@@ -234,7 +234,7 @@ std::optional<SpectraPlot::Spot> SpectraPlot::SpotAt(const QPointF& place) const
   double least = kNear;
   for (std::size_t curve = 0; curve < curves_->size(); ++curve) {
     const auto y = curves_->Of(curve);
-    if (curves_->spectra) {
+    if (AreLines()) {
       // How far the line is above or below, or its only end.
       const auto next = std::ranges::lower_bound(x, at) - x.begin();
       const auto right = static_cast<std::size_t>(std::min(next, std::ssize(x) - 1));
@@ -296,8 +296,8 @@ void SpectraPlot::SpaceTicks(QSize size) {
 void SpectraPlot::Hover(const std::optional<Spot>& spot) {
   marker_->setVisible(spot.has_value());
   label_->setVisible(spot.has_value());
-  hovered_->SetEmphasized(spot && curves_->spectra ? std::vector{spot->curve}
-                                                   : std::vector<std::size_t>());
+  hovered_->SetEmphasized(spot && AreLines() ? std::vector{spot->curve}
+                                             : std::vector<std::size_t>());
   if (spot) {
     const QPointF place(
         xAxis->coordToPixel(curves_->x[spot->point]),

@@ -60,6 +60,7 @@ class SpectraPlot : public QCustomPlot {
   void resizeEvent(QResizeEvent* event) override;
 
  private:
+  bool AreLines() const { return curves_->marks == PlotChoice::Marks::kLines; }
   QString NumbersAt(const Spot& spot) const;
   // As many ticks as their labels have room for.
   void SpaceTicks(QSize size);

@@ -61,6 +61,7 @@ class PaintWatch : public QObject {
 std::shared_ptr<Curves> MakeCurves(std::size_t count, std::size_t points) {
   auto curves = std::make_shared<Curves>();
   curves->spectra = true;
+  curves->marks = PlotChoice::Marks::kLines;
   for (std::size_t i = 0; i < points; ++i) curves->x.push_back(1000 + static_cast<double>(i));
   for (std::size_t curve = 0; curve < count; ++curve) {
     curves->lines.push_back(static_cast<int>(curve) + 2);

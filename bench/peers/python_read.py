@@ -1,15 +1,20 @@
-"""python_read.py WHAT [FILE]: reads a file as Python programs do; "start-..." only loads what that needs."""
+"""python_read.py WHAT [FILE]: reads a file as Python programs do; "start-..." only loads what that needs.
+
+"rows" gives the cells of a workbook as openpyxl does.
+"""
 
 import sys
 
 what, *files = sys.argv[1:]
 package = what.removeprefix("start-")
-if package in ("spectra", "numbers", "frame"):
+if package in ("spectra", "numbers", "frame", "rows"):
     import nvimport
 if package in ("frame", "pandas"):
     import pandas
 if package == "xlrd":
     import xlrd
+if package == "openpyxl":
+    import openpyxl
 if package == "floats":
     import numpy
 
@@ -20,7 +25,12 @@ if not what.startswith("start-"):
     elif what == "numbers":
         print(nvimport.read(path, delimiter="tab").to_numpy(numbers=True)[-1, -1])
     elif what == "frame":
-        print(nvimport.read(path).to_pandas(numbers=True).iloc[-1, -1])
+        print(nvimport.read(path).to_pandas().iloc[-1, -1])
+    elif what == "rows":
+        print(sum(len(row) for row in nvimport.read(path)))
+    elif what == "openpyxl":
+        book = openpyxl.load_workbook(path, read_only=True)
+        print(sum(len(row) for row in book.active.iter_rows(values_only=True)))
     elif what == "pandas":
         print(pandas.read_csv(path, sep="\t", low_memory=False).iloc[-1, -1])
     elif what == "xlrd":

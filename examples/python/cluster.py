@@ -10,7 +10,7 @@ import nvimport.dask
 from distributed import Client, LocalCluster
 
 
-def main():
+def main() -> None:
     pattern, *scheduler = sys.argv[1:]
     # A process reads one file at a time, so each thread gets a process.
     cluster = scheduler[0] if scheduler else LocalCluster(threads_per_worker=1, dashboard_address=None)

@@ -89,6 +89,7 @@ class ByteReader {
   int I8() { return static_cast<int>(U8() ^ 0x80U) - 0x80; }
   std::int16_t I16() { return Number<std::int16_t>(); }
   std::int32_t I32() { return Number<std::int32_t>(); }
+  std::uint64_t U64() { return Number<std::uint64_t>(); }
   float F32() { return Number<float>(); }
   double F64() { return Number<double>(); }
 

@@ -184,7 +184,7 @@ constexpr auto kTens = [] {
 }();
 
 int CountDigits(std::uint64_t digits) {
-  const int least = (std::bit_width(digits) * 1233) >> 12;
+  const int least = (static_cast<int>(std::bit_width(digits)) * 1233) >> 12;
   return least + (digits >= kTens[static_cast<std::size_t>(least)] ? 1 : 0);
 }
 

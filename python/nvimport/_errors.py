@@ -15,33 +15,38 @@ def _again(kind: type[Error], state: dict[str, Any]) -> Error:
 class Error(Exception):
     """A file that could not be read or written.
 
-    code: the status of the format that refused the file, 0 where none did.
+    status: of the reader or writer that refused the file, 0 where none did.
     text: the library's own words.
+    detail: where in the file, or why; may be empty.
+    advice: what can be done about it; may be empty.
     path: the file.
     format: the name of the format that the file was taken for, or None.
-    detail: where in the file, or why; may be empty.
     """
 
     def __init__(
         self,
         text: str,
         *,
-        code: int = 0,
+        status: int = 0,
         path: str | None = None,
         format: str | None = None,
         detail: str = "",
+        advice: str = "",
     ) -> None:
-        self.code = code
+        self.status = status
         self.text = text
         self.path = path
         self.format = format
         self.detail = detail
+        self.advice = advice
         super().__init__(str(self))
 
     def __str__(self) -> str:
-        said = f"{self.path}: {self.text}" if self.path else self.text
-        further = [f'taken for "{self.format}"'] if self.format else []
-        further += [self.detail] if self.detail else []
+        # A path that is no text is shown all the same.
+        path = (self.path or "").encode("utf-8", "surrogateescape").decode("utf-8", "replace")
+        said = f"{path}: {self.text}" if path else self.text
+        further = [part for part in (self.detail,) if part and part not in self.advice]
+        further += [self.advice] if self.advice else []
         return f"{said} ({'; '.join(further)})" if further else said
 
     def __reduce__(self) -> tuple[Any, ...]:
@@ -62,10 +67,9 @@ class ChoiceNeeded(Error):
     def __init__(self, text: str, argument: str, candidates: list[str], **where: Any) -> None:
         self.argument = argument
         self.candidates = candidates
+        if f"{argument}=" not in where.get("advice", ""):
+            where["advice"] = f"{argument}= chooses among: {'; '.join(candidates)}"
         super().__init__(text, **where)
-
-    def __str__(self) -> str:
-        return f"{super().__str__()} {self.argument}= chooses among: {'; '.join(self.candidates)}"
 
 
 class Cancelled(Error, KeyboardInterrupt):

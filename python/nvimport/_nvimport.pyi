@@ -1,7 +1,7 @@
 """The library's calls and the sheets that they fill."""
 
 import enum
-from typing import Any, Optional
+from typing import Any, Optional, Union
 
 import numpy as np
 import numpy.typing as npt
@@ -36,8 +36,36 @@ class Cells:
     ) -> tuple[npt.NDArray[np.float64], npt.NDArray[np.bool_]]: ...
     def texts(self, first_row: int, last_column: int) -> npt.NDArray[np.bool_]: ...
     def axis(self, decimal: str) -> Optional[tuple[int, npt.NDArray[np.float64]]]: ...
+    def typed(
+        self,
+        first_column: int,
+        first_row: int,
+        last_column: int,
+        decimal: str,
+        missing: frozenset[str],
+    ) -> Typed: ...
+    def arrow(
+        self,
+        first_row: int,
+        names: list[str],
+        encoding: str,
+        decimal: str,
+        missing: frozenset[str],
+        metadata: list[tuple[str, str]],
+    ) -> tuple[object, object, object]: ...
+    def equals(self, other: Cells) -> bool: ...
+    @property
+    def has_large(self) -> bool: ...
     def set_numbers(self, column: int, row: int, numbers: npt.NDArray[Any]) -> None: ...
     def set_texts(self, column: int, row: int, texts: list[Optional[str]]) -> None: ...
+
+class Typed:
+    """Columns, each of one type: f and d for numbers, i whole, M times, t texts, x mixed ones."""
+
+    types: str
+    def __len__(self) -> int: ...
+    def values(self, first: int, last: int) -> npt.NDArray[Any]: ...
+    def missing(self, column: int) -> Optional[npt.NDArray[np.bool_]]: ...
 
 class Kind(enum.Enum):
     ERROR = ...
@@ -50,6 +78,7 @@ class Refusal:
     code: int
     text: str
     detail: str
+    advice: str
     format: str
     question: str
     candidates: list[str]
@@ -59,6 +88,7 @@ class Choice:
     answer: str
     source: str
     entries: list[str]
+    names: list[str]
 
 class Import:
     refusal: Optional[Refusal]
@@ -75,10 +105,13 @@ class Import:
     first_x_column: int
     x: npt.NDArray[np.float64]
     cells: Cells
+    def described(
+        self, encoding: str
+    ) -> tuple[list[tuple[int, str, str, str]], list[tuple[str, str]], int]: ...
 
 class Request:
     paths: list[bytes]
-    name: str
+    name: Union[str, bytes]
     format: str
     pairs: str
     options: Optional[bytes]
@@ -90,6 +123,9 @@ class Request:
     merge: str
     kept_rules: Optional[bool]
     password: Optional[str]
+    columns: Optional[str]
+    skipped_rows: int
+    most_rows: int
     def __init__(self) -> None: ...
 
 class Columns:

@@ -13,9 +13,11 @@ import numpy.typing as npt
 import pandas as pd
 
 from nvimport import _nvimport
-from nvimport._calls import make_request, read, refuse
+from nvimport._calls import read
 from nvimport._errors import ArgumentError, Cancelled, Error
-from nvimport._sheet import Parts, runs
+from nvimport._frames import NUMBERS, TEXT, Parts, runs
+from nvimport._requests import make_request, refuse
+from nvimport._sheet import Sheet
 
 Paths = Union[str, "os.PathLike[str]", Iterable[Union[str, "os.PathLike[str]"]]]
 
@@ -60,14 +62,22 @@ def read_frame(
     like: a data frame (its rows don't matter) whose columns and types the file must have; an Error
         otherwise.
     path_column: the name of a further column with the path.
-    numbers: as for Sheet.to_pandas. The choices are those of read(); names of rows stay columns unless
+    numbers: a column whose every text reads as a number is float64. The choices are those of read(); names of rows stay columns unless
         `index` says otherwise.
     """
     choices.setdefault("index", False)
-    frame = read(path, **choices).to_pandas(numbers=numbers)
+    frame = _parts_of(path, numbers, choices).frame().copy()
     if path_column is not None:
         frame[path_column] = path
     return frame if like is None else _as_the_others(frame, like, path)
+
+
+def _parts_of(
+    path: str, numbers: bool, choices: dict[str, Any], before: Parts | None = None
+) -> Parts:
+    mode = NUMBERS if numbers else TEXT
+    sheet: Sheet = read(path, **choices)
+    return sheet._parts(mode, before=before, with_x=False)
 
 
 def _as_the_others(frame: pd.DataFrame, like: pd.DataFrame, path: str) -> pd.DataFrame:
@@ -177,13 +187,13 @@ def read_group(
     skipped: list[tuple[str | None, int, str]] = []
     for path in paths:
         try:
-            rows.add(path, read(path, **choices)._parts(numbers, before=rows.last()))
+            rows.add(path, _parts_of(path, numbers, choices, rows.last()))
         except Cancelled:
             raise
         except Error as error:
             if on_error == "raise":
                 raise
-            skipped.append((path, error.code, error.text))
+            skipped.append((path, error.status, error.text))
     return rows.frame(not choices["index"]), _report(skipped)
 
 
@@ -341,7 +351,7 @@ def _leave_out(
     except Error as error:
         if on_error == "raise":
             raise
-        skipped.append((path, error.code, error.text))
+        skipped.append((path, error.status, error.text))
 
 
 def _report(skipped: list[tuple[str | None, int, str]]) -> pd.DataFrame:

@@ -1,6 +1,7 @@
 #!/bin/sh
 # Installed.sh CMAKE BUILD SOURCE PYTHON FOLDER: the package as cmake installs it in FOLDER of a prefix,
-# and as pip does in a virtual environment that sees the system's packages, without a network.
+# and as pip does from a source distribution in a virtual environment that sees the system's packages,
+# without a network.
 set -eu
 cmake=$1
 build=$2
@@ -30,7 +31,31 @@ PYTHONPATH=$work/prefix/$folder reads "$python" "$work/prefix"
 
 unset PYTHONPATH
 mkdir "$work/source"
-(cd "$source" && cp -R pyproject.toml setup.py docs python nvimport "$work/source")
+(cd "$source" && cp -R pyproject.toml setup.py MANIFEST.in CMakeLists.txt CHANGELOG.md cmake docs \
+  nvimport plugins python samples "$work/source")
+(cd "$work/source" && quiet "$python" setup.py sdist --dist-dir "$work/sdist")
+tar -xzf "$work"/sdist/*.tar.gz -C "$work/sdist"
+# All that it is built of is in it, and CMake finds that.
+(cd "$work/source" && find cmake nvimport plugins samples python/*.* python/nvimport -type f |
+  grep -v '__pycache__\|egg-info') >"$work/files"
+(cd "$work"/sdist/*/ && while read -r file; do [ -f "$file" ] || echo "$file"; done) <"$work/files" >"$work/lacking"
+[ ! -s "$work/lacking" ] || fail "the source distribution lacks $(cat "$work/lacking")"
+quiet "$cmake" -S "$work"/sdist/*/ -B "$work/configured" -DNVIMPORT_TESTS=OFF -DNVIMPORT_BENCH=OFF \
+  -DNVIMPORT_CLI=OFF -DNVIMPORT_DESKTOP=OFF
+
 quiet "$python" -m venv --system-site-packages "$work/venv"
-quiet "$work/venv/bin/pip" install --no-index --no-build-isolation "$work/source"
+quiet "$work/venv/bin/pip" wheel --no-deps --no-index --no-build-isolation -w "$work/wheels" \
+  "$work"/sdist/*.tar.gz
+quiet "$work/venv/bin/pip" install --no-deps --no-index "$work"/wheels/*.whl
 reads "$work/venv/bin/python" "$work/venv"
+
+# This one needs the libraries of the build, which the check sees.
+if command -v readelf >/dev/null; then
+  "$python" "$source/python/check_wheel" "$work"/wheels/*.whl >"$work/checked" &&
+    fail "the wheel of a build for this system passes as one for all"
+  needs=$(sed -n 's/.* needs //p' "$work/checked" | LC_ALL=C sort -u | tr '\n' ' ')
+  case $needs in
+    "libisal.so.2 libnettle.so.8 libxml2.so.2 ") ;;
+    *) fail "$(cat "$work/checked")" ;;
+  esac
+fi

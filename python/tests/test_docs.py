@@ -8,7 +8,10 @@ import nvimport
 import pytest
 
 DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
-MODULES = ["nvimport", "nvimport._calls", "nvimport._sheet", "nvimport.batch", "nvimport.dask"]
+MODULES = [
+    "nvimport",
+    *(f"nvimport.{name}" for name in "_calls _description _sheet _sources _write batch dask".split()),
+]
 
 
 @pytest.mark.parametrize("name", MODULES)

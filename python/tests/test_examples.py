@@ -7,7 +7,21 @@ import sys
 
 import pytest
 
+NOTEBOOK = pathlib.Path(__file__).resolve().parents[2] / "examples" / "notebook.ipynb"
 EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples" / "python"
+
+
+def test_notebook(folder, monkeypatch):
+    nbformat = pytest.importorskip("nbformat")
+    nbclient = pytest.importorskip("nbclient")
+    pytest.importorskip("ipykernel")
+    for name in ("HOME", "IPYTHONDIR", "MPLCONFIGDIR"):
+        monkeypatch.setenv(name, str(folder))
+    notebook = nbformat.read(NOTEBOOK, 4)
+    assert not any(cell.get("outputs") for cell in notebook.cells), "kept without what it printed"
+    nbclient.NotebookClient(notebook, timeout=120, kernel_name="python3").execute()
+    shown = [output for cell in notebook.cells for output in cell.get("outputs", [])]
+    assert sum("image/png" in output.get("data", {}) for output in shown) == 2
 
 
 @pytest.mark.parametrize(

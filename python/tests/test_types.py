@@ -14,10 +14,15 @@ def test_types(folder):
     (folder / "user.py").write_text(
         "import nvimport\n"
         "sheet: nvimport.Sheet = nvimport.read('x.spc', blocks=[1, 2], range=(1, 0))\n"
+        "book: dict[str, nvimport.Sheet] = nvimport.read(b'x.xls', sheet=None)\n"
+        "both: nvimport.Sheet = nvimport.read('x.xls', sheet=[1, 2], merge='below')\n"
+        "some: dict[str, nvimport.Sheet] = nvimport.read('x.xls', sheet=[1, 'Runs'])\n"
+        "title: str = nvimport.scan(data=b'').description['title']\n"
         "names: list[str] = sheet.spectra().names\n"
     )
     command = [sys.executable, "-m", "mypy", f"--config-file={ROOT / 'pyproject.toml'}"]
-    checked = ["--cache-dir=cache", str(ROOT / "python" / "nvimport"), "user.py"]
+    examples = sorted(str(path) for path in (ROOT / "examples" / "python").glob("*.py"))
+    checked = ["--cache-dir=cache", str(ROOT / "python" / "nvimport"), "user.py", *examples]
     done = subprocess.run(
         [*command, *checked], capture_output=True, text=True, env={"MYPYPATH": str(ROOT / "python")}
     )

@@ -17,8 +17,8 @@ build package
 cd "$root/build/package"
 rm -rf ./*.deb root
 quiet cpack
-# The packages are not meant for an archive whose bugs they could close.
-lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs \
+# The packages are not meant for an archive whose bugs they could close, and samples have old encodings.
+lintian --fail-on error,warning --suppress-tags initial-upload-closes-no-bugs,national-encoding \
   ./*.deb 2>lintian.log || fail "$(cat lintian.log)"
 
 # holds PACKAGE DEPENDS FILES: what it depends on, and its files but headers and what explains them,
@@ -61,6 +61,16 @@ if ls nvimport-desktop_*.deb >/dev/null 2>&1; then
   qt="libqcustomplot2.1-qt6, libqt6core6, libqt6gui6, libqt6svg6, libqt6widgets6"
   holds nvimport-desktop "libnvimport1 (= $version), libc6, libgcc-s1, $qt, libstdc++6" "usr/bin/nvimport-desktop
 $lib/nvimport/nvimport-draw.so"
+fi
+
+# Where python3-dev and pybind11-dev are installed.
+if ls python3-nvimport_*.deb >/dev/null 2>&1; then
+  dpkg-deb -x python3-nvimport_*.deb root
+  LD_LIBRARY_PATH=root/$lib PYTHONPATH=root/usr/lib/python3/dist-packages /usr/bin/python3 -B -c '
+import nvimport
+assert "/root/" in nvimport.__file__, nvimport.__file__
+assert nvimport.read(nvimport.samples("tanks.wk1")).cells[4, 1] == 310' ||
+    fail "the Python package does not read"
 fi
 
 sum=$(LD_LIBRARY_PATH=root/$lib NVIMPORT_PLUGIN_PATH='' XDG_CONFIG_HOME=/nowhere root/usr/bin/nvimport \

@@ -190,32 +190,31 @@ ImportRequest Again(const ImportRequest& request, const ImportResult& result) {
   return again;
 }
 
-// Reads the row of names, or the x values, and finds the numbers of the columns.
-std::optional<Failure> FindNumbers(ConversionRequest& request, ImportResult& found) {
-  const int row = request.shape.skipped_rows + 1;
+}  // namespace
+
+std::optional<Failure> FindColumns(const ColumnChoice& columns, const TextDecoder& decoder,
+                                   SheetShape& shape, ImportRequest& import, ImportResult& found) {
+  const int row = shape.skipped_rows + 1;
   HeadSheet head(INT_MAX, row);
-  ImportRequest reading = request.import;
+  ImportRequest reading = import;
   reading.begins = nullptr;
   reading.describing = Describing::kX;
   reading.leaves_size_open = true;
   found = ImportFile(reading, head);
   if (found.failure) return found.failure;
-  NamedColumns columns{{}, found.description.first_x_column(), found.description.x()};
+  NamedColumns named{{}, found.description.first_x_column(), found.description.x()};
   FloatText number;
   std::string decoded;
   for (int column = 1; column <= head.head_columns(); ++column) {
     const MemoryCell cell = head.head().GetCell(column, row);
-    columns.names.emplace_back(cell.kind == CellKind::kNumber
-                                   ? FormatNumber(cell, number)
-                                   : request.output.conversion.decoder.Decode(cell.text, decoded));
+    named.names.emplace_back(cell.kind == CellKind::kNumber ? FormatNumber(cell, number)
+                                                            : decoder.Decode(cell.text, decoded));
   }
-  request.import = Again(request.import, found);
-  auto failure = request.columns->Resolve(columns, request.shape.columns);
-  if (failure) failure->where = NameOf(request.import);
+  import = Again(import, found);
+  auto failure = columns.Resolve(named, shape.columns);
+  if (failure) failure->where = NameOf(import);
   return failure;
 }
-
-}  // namespace
 
 ConversionResult ConvertFile(const ConversionRequest& request, OutputTarget& target) {
   ConversionResult result;
@@ -226,7 +225,9 @@ ConversionResult ConvertFile(const ConversionRequest& request, OutputTarget& tar
     if (!asked) asked = std::move(result.import.questions);
   };
   if (request.columns) {
-    if ((result.failure = FindNumbers(now, result.import))) return result;
+    const TextDecoder& decoder = now.output.conversion.decoder;
+    result.failure = FindColumns(*now.columns, decoder, now.shape, now.import, result.import);
+    if (result.failure) return result;
     asked = std::move(result.import.questions);
   }
   bool is_done = false;

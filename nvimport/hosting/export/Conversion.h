@@ -33,6 +33,12 @@ struct ConversionResult {
   std::optional<Failure> failure{};  // of the import or of the output
 };
 
+// Finds the numbers of columns for a shape: reads the row of names behind the rows that this skips,
+// and the x values. `import` then repeats what was asked, and `found` is what came of it.
+NVIMPORT_API std::optional<Failure> FindColumns(const ColumnChoice& columns,
+                                                const TextDecoder& decoder, SheetShape& shape,
+                                                ImportRequest& import, ImportResult& found);
+
 // Converts into a target that was checked before, in place of the output's path.
 NVIMPORT_API ConversionResult ConvertFile(const ConversionRequest& request, OutputTarget& target);
 

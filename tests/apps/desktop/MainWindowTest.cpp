@@ -311,6 +311,38 @@ class MainWindowTest : public QObject {
     QCOMPARE(next.unexpected(), 0);
   }
 
+  void APlotIsDrawnAsChosenAndKeptSo() {
+    const QString path = folder_.filePath("chosen.txt");
+    Write(path, "t\ta\tb\n9\t1\t3\n5\t2\t4\n");
+    NextDialog next;
+    const auto open = [&](MainWindow& window) {
+      next.Expect(PressOk);
+      return Open(window, {path});
+    };
+    {
+      MainWindow window;
+      QVERIFY(open(window));
+      QCOMPARE(window.plot().curves()->size(), 3U);
+      next.Expect([](QDialog& dialog) {
+        const auto boxes = dialog.findChildren<QComboBox*>();
+        boxes[1]->setCurrentIndex(2);  // x values of the first column
+        boxes[2]->setCurrentText("lines");
+        dialog.findChild<QListWidget*>()->item(2)->setCheckState(Qt::Unchecked);
+        PressOk(dialog);
+      });
+      Finish(window, [&] { ActionOf(window, "Plot settings...")->trigger(); });
+    }
+    MainWindow window;
+    QVERIFY(open(window));
+    const Curves& curves = *window.plot().curves();
+    QCOMPARE(curves.x, (std::vector<double>{5, 9}));
+    QCOMPARE(curves.names, std::vector<QString>{"a"});
+    QVERIFY(curves.marks == PlotChoice::Marks::kLines);
+    QCOMPARE(window.plot().xAxis->label(), "t");
+    QVERIFY(next.all_came());
+    QCOMPARE(next.unexpected(), 0);
+  }
+
   void NamesDecideWhatIsWritten() {
     MainWindow window;
     QVERIFY(Open(window, {Sample("clover.da")}));

@@ -21,7 +21,10 @@ constexpr QSize kSize(500, 400);
 
 using Cell = std::variant<std::monostate, const char*, double>;
 
-std::shared_ptr<Curves> CurvesOf(const std::vector<std::vector<Cell>>& rows) {
+using Choice = PlotChoice;
+
+std::shared_ptr<Curves> CurvesOf(const std::vector<std::vector<Cell>>& rows,
+                                 const Choice& choice = {}) {
   MemorySheet sheet;
   for (std::size_t row = 0; row < rows.size(); ++row)
     for (std::size_t column = 0; column < rows[row].size(); ++column) {
@@ -30,20 +33,20 @@ std::shared_ptr<Curves> CurvesOf(const std::vector<std::vector<Cell>>& rows) {
       if (const auto* number = std::get_if<double>(&rows[row][column]))
         sheet.SetExact(c, r, *number);
     }
-  return std::make_shared<Curves>(
-      TakeCurves(sheet, '.', [](std::size_t, std::size_t) { return true; }));
+  return std::make_shared<Curves>(TakeCurves(
+      sheet, '.', [](std::size_t, std::size_t) { return true; }, nullptr, choice));
 }
 
 bool IsNear(const QColor& one, const QColor& other) {
-  constexpr int kMost = 60;
+  constexpr int kMost = 130;  // a smoothed line is half as dark
   return std::abs(one.red() - other.red()) < kMost &&
          std::abs(one.green() - other.green()) < kMost &&
          std::abs(one.blue() - other.blue()) < kMost;
 }
 
 bool HasColorAt(const QImage& image, QPointF place, const QColor& color) {
-  for (int right = -1; right <= 1; ++right)
-    for (int down = -1; down <= 1; ++down) {
+  for (int right = -2; right <= 2; ++right)
+    for (int down = -2; down <= 2; ++down) {
       const QPoint at = place.toPoint() + QPoint(right, down);
       if (image.rect().contains(at) && IsNear(image.pixelColor(at), color)) return true;
     }
@@ -55,6 +58,7 @@ std::vector<QPointF> PlacesIn(const QByteArray& svg) {
   std::vector<QPointF> places;
   static const QRegularExpression kRect(
       R"re(<rect x="([^"]*)" y="([^"]*)" width="([^"]*)" height="([^"]*)")re");
+  static const QRegularExpression kEnd(R"re(x2="([^"]*)" y2="([^"]*)")re");
   static const QRegularExpression kCorner(R"re(([-0-9.e]+),([-0-9.e]+) )re");
   const QString text = QString::fromUtf8(svg);
   for (auto found = kRect.globalMatch(text); found.hasNext();) {
@@ -62,10 +66,11 @@ std::vector<QPointF> PlacesIn(const QByteArray& svg) {
     const auto number = [&](int i) { return match.captured(i).toDouble(); };
     places.emplace_back(number(1) + number(3) / 2, number(2) + number(4) / 2);
   }
-  for (auto found = kCorner.globalMatch(text); found.hasNext();) {
-    const auto match = found.next();
-    places.emplace_back(match.captured(1).toDouble(), match.captured(2).toDouble());
-  }
+  for (const QRegularExpression& corner : {kEnd, kCorner})
+    for (auto found = corner.globalMatch(text); found.hasNext();) {
+      const auto match = found.next();
+      places.emplace_back(match.captured(1).toDouble(), match.captured(2).toDouble());
+    }
   return places;
 }
 
@@ -80,17 +85,44 @@ class PlotTest : public QObject {
   // Of small sheets, in both kinds of picture.
   void EveryValueHasItsMark() {
     constexpr std::monostate kNone;
-    const std::vector<std::vector<std::vector<Cell>>> sheets = {
-        {{"a", "b"}, {1.0, 5.0}, {2.0, 6.5}, {3.0, 7.25}, {4.0, -1.0}},
-        {{"a", "b"}, {1.0, 5.0}},
-        {{1.0}},
-        {{"a"}, {2.0}, {kNone}, {2.0}},
-        {{"Name", "1100", "1102", "1104"}, {"x", 0.1, 0.2, 0.3}, {"y", 0.3, kNone, 0.4}},
-        {{"Name", "4000", "3000", "2000"}, {"x", 0.1, 0.2, 0.3}},
+    const std::vector<std::vector<Cell>> bands = {
+        {"Name", "band740", "band720", "other"}, {"x", 0.1, 0.2, kNone}, {"y", 0.3, 0.5, 7.0}};
+    const struct {
+      std::vector<std::vector<Cell>> sheet;
+      Choice choice;
+      std::vector<double> x;
+      std::vector<QString> names;
+    } kCases[] = {
+        {{{"a", "b"}, {1.0, 5.0}, {2.0, 6.5}, {3.0, 7.25}, {4.0, -1.0}},
+         {},
+         {1, 2, 3, 4, 5},
+         {"a", "b"}},
+        {{{"a", "b"}, {1.0, 5.0}}, {}, {1, 2}, {"a", "b"}},
+        {{{1.0}}, {}, {1}, {"Column 1"}},
+        {{{"a"}, {2.0}, {kNone}, {2.0}}, {}, {1, 2, 3, 4}, {"a"}},
+        {{{"Name", "1100", "1102", "1104"}, {"x", 0.1, 0.2, 0.3}, {"y", 0.3, kNone, 0.4}},
+         {},
+         {1100, 1102, 1104},
+         {"x", "y"}},
+        {{{"Name", "4000", "3000", "2000"}, {"x", 0.1, 0.2, 0.3}}, {}, {2000, 3000, 4000}, {"x"}},
+        {bands, {.curves = Choice::Curves::kRows}, {720, 740}, {"x", "y"}},
+        {bands,
+         {.curves = Choice::Curves::kRows, .x = Choice::kNumbers, .lines = {3}},
+         {1, 2, 3, 4},
+         {"y"}},
+        {{{"t", "a", "b"}, {9.5, 1.0, 3.0}, {2.5, 2.0, kNone}},
+         {.curves = Choice::Curves::kColumns, .x = 1, .marks = Choice::Marks::kLines},
+         {2.5, 9.5},
+         {"a", "b"}},
+        {{{"Name", "43", "45", "91"}, {"x", 10.0, 20.0, 100.0}},
+         {.marks = Choice::Marks::kSticks},
+         {43, 45, 91},
+         {"x"}},
     };
-    for (const auto& sheet : sheets) {
-      const auto curves = CurvesOf(sheet);
-      QVERIFY(curves->size() > 0);
+    for (const auto& c : kCases) {
+      const auto curves = CurvesOf(c.sheet, c.choice);
+      QCOMPARE(curves->x, c.x);
+      QCOMPARE(curves->names, c.names);
       SpectraPlot plot;
       plot.resize(kSize);
       plot.show();

@@ -149,6 +149,7 @@ class QuestionDialogsTest : public QObject {
     const CurvesMaker spectrum = [](const auto& show) {
       auto curves = std::make_shared<Curves>();
       curves->spectra = true;
+      curves->marks = PlotChoice::Marks::kLines;
       for (int i = 0; i < 500; ++i) {
         curves->x.push_back(1002 + 2 * i);
         curves->y.push_back(static_cast<float>(i % 50));
