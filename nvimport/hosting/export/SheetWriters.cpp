@@ -280,7 +280,7 @@ class RowWriter {
   void Put(const MemoryCell& cell) {
     if (cell.kind == CellKind::kText) return PutText(cell.text);
     if (cell.kind == CellKind::kNumber)
-      return WithNumber(cell, [this](auto number) { PutNumber(number); });
+      return WithNumber(cell, [this](auto number) { this->PutNumber(number); });
     Separate();
     if (!IsLoneEmpty({})) Format::Missing(out_);
   }
