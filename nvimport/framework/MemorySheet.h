@@ -34,10 +34,13 @@ struct MemoryCell {
   }
 };
 
+// A number cell of a float.
 inline MemoryCell NumberCell(float value) { return {.kind = CellKind::kNumber, .number = value}; }
+// The same of a double.
 inline MemoryCell NumberCell(double value) {
   return {.kind = CellKind::kNumber, .number_kind = NumberKind::kDouble, .wide = value};
 }
+// The same of a whole number.
 inline MemoryCell NumberCell(long long value) {
   return {.kind = CellKind::kNumber,
           .number_kind = NumberKind::kWhole,

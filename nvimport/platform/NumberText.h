@@ -24,17 +24,22 @@ NVIMPORT_API std::optional<long long> WholeBeyondDouble(std::string_view text);
 
 // Room for the text of any number, and for what is written beyond its end to save time.
 inline constexpr std::size_t kNumberRoom = 48;
+// So much of it.
 using FloatText = std::array<char, kNumberRoom>;
 
 // Writes the shortest text that reads back to the same number of its type, digit for digit what
 // std::to_chars writes, into kNumberRoom bytes, and returns its end.
 NVIMPORT_API char* PutShortest(float value, char* to);
+// The same of a double.
 NVIMPORT_API char* PutShortest(double value, char* to);
+// The same of a whole number.
 NVIMPORT_API char* PutShortest(long long value, char* to);
 
 // The same, NUL-terminated in `buffer`.
 NVIMPORT_API std::string_view FormatFloat(float value, FloatText& buffer);
+// The same of a double.
 NVIMPORT_API std::string_view FormatDouble(double value, FloatText& buffer);
+// The same of a whole number.
 NVIMPORT_API std::string_view FormatWhole(long long value, FloatText& buffer);
 
 // The digits of C's "%g".
