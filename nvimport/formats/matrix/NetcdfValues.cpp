@@ -40,12 +40,6 @@ constexpr float kUnwritten<float> = 9.9692099683868690e+36F;
 template <>
 constexpr double kUnwritten<double> = 9.9692099683868690e+36;
 
-template <typename Stored>
-using Bits = std::conditional_t<
-    sizeof(Stored) == 8, std::uint64_t,
-    std::conditional_t<sizeof(Stored) == 4, std::uint32_t,
-                       std::conditional_t<sizeof(Stored) == 2, std::uint16_t, std::uint8_t>>>;
-
 // By which rules stored values are meant.
 struct Meaning {
   explicit Meaning(const NetcdfVariable& variable);
@@ -113,9 +107,9 @@ class Numbers final : public NetcdfCells {
       AddMissing(*other, variable.type);
     for (const double value : missing) AddMissing(value);
     if (missing_.size() == 1) fill_ = missing_.front();
-    // There are two zeros.
-    const bool is_zero = std::is_floating_point_v<Stored> && fill_ == Stored{};
-    is_simple_ = missing_.size() == 1 && !meaning_.has_range && !is_zero;
+    // Nothing is less or more than what is no number.
+    const bool is_number = fill_ <= fill_;
+    is_simple_ = missing_.size() == 1 && !meaning_.has_range && is_number;
   }
 
   void Set(const char* first, std::size_t stride, int count, ReadSpreadSheetData& sink, int column,
@@ -167,50 +161,21 @@ class Numbers final : public NetcdfCells {
   }
 
  private:
-  using Raw = Bits<Stored>;
-
   // Has `use` called with what is not missing.
   template <typename Use>
   void Each(const char* first, std::size_t stride, int count, Use use) const {
-    if (!is_simple_ || stride != sizeof(Stored)) {
+    if (!is_simple_) {
       for (int i = 0; i < count; ++i, first += stride)
         if (const auto value = Load<Stored>(first, std::endian::big); !IsMissing(value))
           use(i, value);
       return;
     }
-    // Mostly none is missing, which many values tell sooner together than one by one.
-    constexpr int kBlock = 256;
-    for (int begin = 0; begin < count; begin += kBlock) {
-      const int end = std::min(begin + kBlock, count);
-      if (MayLack(first, end - begin)) {
-        for (int i = begin; i < end; ++i, first += sizeof(Stored))
-          if (const auto value = Load<Stored>(first, std::endian::big); !IsMissing(value))
-            use(i, value);
-      } else {
-        for (int i = begin; i < end; ++i, first += sizeof(Stored))
-          use(i, Load<Stored>(first, std::endian::big));
-      }
+    const Stored fill = fill_;
+    for (int i = 0; i < count; ++i, first += stride) {
+      const auto value = Load<Stored>(first, std::endian::big);
+      // No number is neither.
+      if (value < fill || value > fill) use(i, value);
     }
-  }
-
-  // Whether some of these values may be missing: they look so without their bytes in order.
-  bool MayLack(const char* first, int count) const {
-    const Raw fill = AsStored(std::bit_cast<Raw>(fill_));
-    Raw found = 0;
-    for (int i = 0; i < count; ++i, first += sizeof(Raw)) {
-      Raw raw;
-      std::memcpy(&raw, first, sizeof raw);
-      found |= static_cast<Raw>(raw == fill);
-      if constexpr (std::is_floating_point_v<Stored>) {
-        // No number has all these bits.
-        const Raw infinity = AsStored(std::bit_cast<Raw>(std::numeric_limits<Stored>::infinity()));
-        found |= static_cast<Raw>((raw & infinity) == infinity);
-      }
-    }
-    return found != 0;
-  }
-  static Raw AsStored(Raw bits) {
-    return std::endian::native == std::endian::big ? bits : Swapped(bits);
   }
 
   bool IsMissing(Stored value) const {
