@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <numeric>
 #include <string>
@@ -108,7 +107,7 @@ class Numbers final : public NetcdfCells {
     for (const double value : missing) AddMissing(value);
     if (missing_.size() == 1) fill_ = missing_.front();
     // Nothing is less or more than what is no number.
-    const bool is_number = fill_ <= fill_;
+    const bool is_number = !std::isnan(static_cast<double>(fill_));
     is_simple_ = missing_.size() == 1 && !meaning_.has_range && is_number;
   }
 
