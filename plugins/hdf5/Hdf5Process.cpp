@@ -2,10 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,14 +10,14 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
-#include <new>
+#include <filesystem>
 #include <span>
+#include <utility>
 
 #include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Progress.h"
-#include "nvimport/platform/Sanitizer.h"
-#include "plugins/hdf5/ShownFile.h"
+#include "plugins/hdf5/Hdf5Messages.h"
 
 namespace nvimport {
 
@@ -28,143 +25,28 @@ namespace {
 
 constexpr std::string_view kMagic = "\x89HDF\r\n\x1a\n";
 constexpr std::string_view kMatlab = "MATLAB 7.";  // 7.0 of its first versions
-constexpr std::size_t kMatlabHeader = 128;
-constexpr int kSecondsToRead = 30;
 // Of a machine that is busy with other things, until the process is given up.
 constexpr int kPatience = 10;
 
-struct Request {
-  std::uint64_t position;
-  std::uint64_t count;
-  std::uint64_t forgets;  // the texts that were read before
-};
-
-struct Answer {
-  std::int64_t count;   // of bytes; less than 0 where the file could not be read
-  std::uint64_t texts;  // bytes of texts behind those
-};
-
-// What listing a file of that size may take.
-int SecondsToShow(std::uint64_t size) {
-  constexpr std::uint64_t kLeast = 2;
-  constexpr std::uint64_t kMost = 300;
-  return static_cast<int>(std::min(kLeast + (size >> 20), kMost));
+// The program that reads, where it is set; beside NvImport Complete else.
+std::string& Program() {
+  static std::string program;
+  return program;
 }
 
-bool Send(int channel, const void* bytes, std::size_t count) {
-  const char* from = static_cast<const char*>(bytes);
-  while (count > 0) {
-    const ::ssize_t sent = ::send(channel, from, count, MSG_NOSIGNAL);
-    if (sent < 0 && errno == EINTR) continue;
-    if (sent <= 0) return false;
-    from += sent;
-    count -= static_cast<std::size_t>(sent);
-  }
-  return true;
-}
-
-bool ReceiveAll(int channel, void* bytes, std::size_t count) {
-  char* to = static_cast<char*>(bytes);
-  while (count > 0) {
-    const ::ssize_t got = ::recv(channel, to, count, 0);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return false;
-    to += got;
-    count -= static_cast<std::size_t>(got);
-  }
-  return true;
-}
-
-// Of the processor's time, from now on.
-void LimitTime(int seconds) {
-  const ::itimerval time{{0, 0}, {seconds, 0}};
-  ::setitimer(ITIMER_PROF, &time, nullptr);
-}
-
-// As much more than there is now as a file of that size is worth.
-void LimitMemory([[maybe_unused]] std::uint64_t size) {
-#if !defined(NVIMPORT_UNDER_ASAN)
-  constexpr std::uint64_t kLeast = std::uint64_t{256} << 20;
-  constexpr int kOfData = 6;  // among the numbers there
-  std::ifstream pages("/proc/self/statm");
-  std::uint64_t data = 0;
-  for (int i = 0; i < kOfData; ++i) pages >> data;
-  const ::rlim_t most =
-      data * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE)) + kLeast + 2 * size;
-  const ::rlimit limit{most, most};
-  if (pages) ::setrlimit(RLIMIT_DATA, &limit);
-#endif
-}
-
-std::string HeaderOf(const char* path) {
-  std::string header(kMatlabHeader, '\0');
-  InputFile file(path);
-  const std::ptrdiff_t got = file.is_open() ? file.Read(header) : 0;
-  header.resize(static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0)));
-  return header;
-}
-
-// All that the host has open but these two.
-void CloseOthers(int one, int other) {
-  constexpr unsigned kFirst = 3;
-  const auto least = static_cast<unsigned>(std::min(one, other));
-  const auto most = static_cast<unsigned>(std::max(one, other));
-  if (least > kFirst) ::close_range(kFirst, least - 1, 0);
-  if (most > least + 1) ::close_range(least + 1, most - 1, 0);
-  ::close_range(most + 1, ~0U, 0);
-}
-
-[[noreturn]] void Serve(int channel, int descriptor, Hdf5Process::Shows shows,
-                        std::string_view header, ::pid_t parent) {
-  // A signal is to end the process and nothing else, whoever has taken it before.
-  for (int signal = 1; signal < NSIG; ++signal) ::signal(signal, SIG_DFL);
-  ::sigset_t none;
-  ::sigemptyset(&none);
-  ::sigprocmask(SIG_SETMASK, &none, nullptr);
-  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (::getppid() != parent) ::_exit(EXIT_FAILURE);
-  const ::rlimit no_core{0, 0};
-  ::setrlimit(RLIMIT_CORE, &no_core);
-  // No exception goes through the library.
-  std::set_new_handler([] { ::_exit(EXIT_FAILURE); });
-#if !defined(NVIMPORT_UNDER_ASAN)
-  // What the libraries say when they break down is nobody's.
-  const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    if (standard != channel && standard != descriptor) ::dup2(nothing, standard);
-#endif
-  CloseOthers(channel, descriptor);
-  const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
-  const std::uint64_t size = InputFile(path.c_str()).size();
-  LimitMemory(size);
-  LimitTime(SecondsToShow(size));
-
-  const bool is_mat = shows == Hdf5Process::Shows::kMat;
-  Hdf5File file(path.c_str(), is_mat ? Hdf5File::Order::kLittle : Hdf5File::Order::kBig);
-  ShownFile shown(file);
-  const bool is_shown =
-      file.is_open() && (is_mat ? ShowAsMat(file, header, shown) : ShowAsNetcdf(file, shown));
-  const std::uint64_t shown_size = is_shown ? shown.size() : 0;
-  if (!Send(channel, &shown_size, sizeof shown_size)) ::_exit(EXIT_FAILURE);
-
-  std::string bytes;
-  std::string texts;
-  std::uint64_t text_base = 0;
-  Request request;
-  while (ReceiveAll(channel, &request, sizeof request)) {
-    LimitTime(kSecondsToRead);
-    if (request.forgets != 0) text_base = 0;
-    texts.clear();
-    bytes.resize(static_cast<std::size_t>(request.count));
-    const Answer answer{shown.Read(request.position, request.count, bytes.data(), text_base, texts),
-                        texts.size()};
-    if (!Send(channel, &answer, sizeof answer)) break;
-    if (answer.count > 0 && !Send(channel, bytes.data(), static_cast<std::size_t>(answer.count)))
-      break;
-    if (!Send(channel, texts.data(), texts.size())) break;
-    text_base += texts.size();
-  }
-  ::_exit(EXIT_SUCCESS);
+// In the process to be: nothing but calls that are safe after a fork.
+[[noreturn]] void Become(const char* program, int channel, int file, const char* shows) {
+  // Both out of the way of where they are to be.
+  const int apart_channel = ::fcntl(channel, F_DUPFD, kHdf5File + 1);
+  const int apart_file = ::fcntl(file, F_DUPFD, kHdf5File + 1);
+  if (apart_channel < 0 || apart_file < 0 || ::dup2(apart_channel, kHdf5Channel) < 0 ||
+      ::dup2(apart_file, kHdf5File) < 0)
+    ::_exit(EXIT_FAILURE);
+  // All else that the host has open, where the system can.
+  ::close_range(kHdf5File + 1, ~0U, 0);
+  char* const arguments[] = {const_cast<char*>(program), const_cast<char*>(shows), nullptr};
+  ::execv(program, arguments);
+  ::_exit(EXIT_FAILURE);
 }
 
 }  // namespace
@@ -175,11 +57,15 @@ std::unique_ptr<Hdf5Process> Hdf5Process::Start(const char* path, Shows shows, i
   int ends[2];
   if (status != kHdf5NoProcess || ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
     return nullptr;
-  const std::string header = HeaderOf(path);
+  const std::string program =
+      Program().empty()
+          ? (std::filesystem::path(NvApp::GetCompleteDirectory()).parent_path() / kHdf5Program)
+                .string()
+          : Program();
   const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC);
-  const ::pid_t parent = ::getpid();
   const ::pid_t child = descriptor >= 0 ? ::fork() : -1;
-  if (child == 0) Serve(ends[1], descriptor, shows, header, parent);
+  if (child == 0)
+    Become(program.c_str(), ends[1], descriptor, shows == Shows::kMat ? "mat" : "netcdf");
   if (descriptor >= 0) ::close(descriptor);
   ::close(ends[1]);
   std::unique_ptr<Hdf5Process> process(new Hdf5Process);
@@ -190,13 +76,15 @@ std::unique_ptr<Hdf5Process> Hdf5Process::Start(const char* path, Shows shows, i
   status = kHdf5Damaged;
   std::uint64_t size = 0;
   if (!process->Receive({reinterpret_cast<char*>(&size), sizeof size},
-                        kPatience * SecondsToShow(file.size())) ||
+                        kPatience * Hdf5SecondsToShow(file.size())) ||
       size == 0)
     return nullptr;
   process->size_ = size;
   status = 0;
   return process;
 }
+
+void Hdf5Process::SetProgram(std::string path) { Program() = std::move(path); }
 
 Hdf5Process::~Hdf5Process() {
   if (process_ > 0) {
@@ -227,25 +115,25 @@ bool Hdf5Process::Receive(std::span<char> into, int most_seconds) {
 }
 
 std::ptrdiff_t Hdf5Process::ReadAt(std::uint64_t position, std::span<char> into) {
-  const Request request{position, into.size(), forgets_ ? 1U : 0U};
+  const Hdf5Request request{position, into.size(), forgets_ ? 1U : 0U};
   forgets_ = false;
-  Answer answer{};
+  Hdf5Answer answer{};
   const auto fail = [this] {
     // What is left unread makes no sense to whoever reads next.
     ::shutdown(channel_, SHUT_RDWR);
     return -1;
   };
-  if (!Send(channel_, &request, sizeof request) ||
-      !Receive({reinterpret_cast<char*>(&answer), sizeof answer}, kPatience * kSecondsToRead))
+  if (!SendHdf5(channel_, &request, sizeof request) ||
+      !Receive({reinterpret_cast<char*>(&answer), sizeof answer}, kPatience * kHdf5SecondsToRead))
     return fail();
   if (answer.count > static_cast<std::int64_t>(into.size()) ||
       answer.texts > most_texts_ - std::min<std::uint64_t>(most_texts_, texts_.size()))
     return fail();
   const auto count = static_cast<std::size_t>(std::max<std::int64_t>(answer.count, 0));
-  if (!Receive(into.first(count), kSecondsToRead)) return fail();
+  if (!Receive(into.first(count), kHdf5SecondsToRead)) return fail();
   const std::size_t before = texts_.size();
   texts_.resize(before + static_cast<std::size_t>(answer.texts));
-  if (!Receive(std::span(texts_).subspan(before), kSecondsToRead)) return fail();
+  if (!Receive(std::span(texts_).subspan(before), kHdf5SecondsToRead)) return fail();
   if (answer.count < 0 || !Progress::Report(position + count, size_)) return -1;
   return static_cast<std::ptrdiff_t>(count);
 }
@@ -276,6 +164,6 @@ bool IsHdf5(const char* path) {
   return false;
 }
 
-bool IsMat73(const char* path) { return HeaderOf(path).starts_with(kMatlab) && IsHdf5(path); }
+bool IsMat73(const char* path) { return Hdf5HeaderOf(path).starts_with(kMatlab) && IsHdf5(path); }
 
 }  // namespace nvimport

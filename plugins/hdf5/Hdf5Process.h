@@ -27,6 +27,8 @@ class Hdf5Process final : public NetcdfSource {
 
   // Null with the status of what failed.
   static std::unique_ptr<Hdf5Process> Start(const char* path, Shows shows, int& status);
+  // The program that is started; without that the one in the library's folder.
+  static void SetProgram(std::string path);
 
   Hdf5Process(const Hdf5Process&) = delete;
   Hdf5Process& operator=(const Hdf5Process&) = delete;

@@ -50,7 +50,8 @@ holds nvimport "libnvimport1 (= $version), $system" "usr/bin/nvimport"
 # Where libhdf5 is installed.
 if ls nvimport-hdf5_*.deb >/dev/null 2>&1; then
   holds nvimport-hdf5 "libnvimport1 (= $version), libc6, libgcc-s1, libhdf5-103-1, libstdc++6" \
-    "$lib/nvimport/plugins/nvimport-hdf5.so"
+    "$lib/nvimport/nvimport-hdf5-reader
+$lib/nvimport/plugins/nvimport-hdf5.so"
   first=$(unset NVIMPORT_PLUGIN_PATH; LD_LIBRARY_PATH=root/$lib XDG_CONFIG_HOME=/nowhere root/usr/bin/nvimport \
     convert "$root/samples/stills.mat" -o - 2>/dev/null | head -n 1)
   [ "$first" = "yield,volume,hours" ] || fail "the command does not read with nvimport-hdf5: $first"

@@ -3,7 +3,21 @@
 #include <cstdlib>
 #include <fstream>
 
+#ifdef NVIMPORT_HAS_HDF5
+#include "plugins/hdf5/Hdf5Process.h"
+#endif
+
 namespace nvimport {
+
+#ifdef NVIMPORT_HAS_HDF5
+namespace {
+// Tests are no installed library.
+[[maybe_unused]] const bool reader_is_set = [] {
+  Hdf5Process::SetProgram(NVIMPORT_TEST_HDF5_READER);
+  return true;
+}();
+}  // namespace
+#endif
 
 TempFolder::TempFolder() {
   // Never a folder that another run left behind under the same process number.
