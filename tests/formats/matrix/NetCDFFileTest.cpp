@@ -157,7 +157,7 @@ TEST(NetCDFFile, PutsTheSameVariablesOfSeveralFilesBelowOneAnother) {
     std::vector<std::string> paths;
     for (const Net& one : files) {
       places.push_back(std::make_unique<MemoryFile>(one.Bytes()));
-      paths.push_back(places.back()->path());
+      paths.emplace_back(places.back()->path());
     }
     NetCDFFile file;
     return ImportFile(file, FileSelection::Join(paths), "variables=light,y").Summary();
