@@ -28,6 +28,8 @@ struct Decimal {
 // The powers of ten that scale a double's range, and a float's.
 constexpr int kFirstPower = -292;
 constexpr int kLastPower = 324;
+constexpr std::size_t kPowerCount = 617;
+static_assert(kPowerCount == kLastPower - kFirstPower + 1);
 
 // The first 128 bits of a power of ten, rounded up.
 struct PowerBits {
@@ -55,7 +57,7 @@ constexpr PowerBits Leading(const Words& words) {
 }
 
 constexpr auto PowersOfTen() {
-  std::array<PowerBits, kLastPower - kFirstPower + 1> powers{};
+  std::array<PowerBits, kPowerCount> powers{};
   Words words{1};
   for (int power = 0; power <= kLastPower; ++power) {
     powers[static_cast<std::size_t>(power - kFirstPower)] = Leading(words);
@@ -217,7 +219,7 @@ void Spell(const Decimal& decimal, Characters& characters) {
 template <typename Number>
 char* PutDecimal(const Decimal& decimal, Number size, char* to) {
   constexpr Number kEveryWhole = std::uint64_t{1} << std::numeric_limits<Number>::digits;
-  Characters characters;
+  Characters characters{};
   Spell(decimal, characters);
   const int count = characters.count;
   const int power = characters.power;
