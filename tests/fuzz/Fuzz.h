@@ -5,12 +5,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "nvimport/framework/Description.h"
 #include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/Dialogs.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/Support.h"
 
@@ -107,6 +109,28 @@ inline std::vector<CheckingSink::SeenCell> CellsOf(
         cells.push_back({static_cast<int>(c + 1), static_cast<int>(r + 1), rows[r][c]});
   return cells;
 }
+
+// A user who takes all there is, or what is usual, for as long as it stands.
+class Taking : public Dialogs {
+ public:
+  explicit Taking(bool takes_all, std::size_t merge = 0) : takes_all_(takes_all), merge_(merge) {
+    Install(this);
+  }
+  Taking(const Taking&) = delete;
+  Taking& operator=(const Taking&) = delete;
+  ~Taking() override { Install(nullptr); }
+
+  std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override {
+    ItemsChoice choice{question.usual, merge_};
+    for (std::size_t i = 0; takes_all_ && i < question.items.size(); ++i) choice.items.push_back(i);
+    return choice;
+  }
+  std::optional<RangeChoice> SelectRange(const RangeQuestion&) override { return RangeChoice{}; }
+
+ private:
+  bool takes_all_;
+  std::size_t merge_;
+};
 
 // Describes an opened file, whatever became of its read. What it says is of the sheet, and as much
 // as a description may hold.

@@ -9,28 +9,6 @@
 
 namespace nvimport {
 
-namespace {
-
-// A user who takes all there is, or what is usual.
-class Taking final : public Dialogs {
- public:
-  explicit Taking(bool takes_all) : takes_all_(takes_all) { Install(this); }
-  Taking(const Taking&) = delete;
-  Taking& operator=(const Taking&) = delete;
-  ~Taking() override { Install(nullptr); }
-
-  std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override {
-    ItemsChoice choice{question.usual, 0};
-    for (std::size_t i = 0; takes_all_ && i < question.items.size(); ++i) choice.items.push_back(i);
-    return choice;
-  }
-
- private:
-  bool takes_all_;
-};
-
-}  // namespace
-
 void Fuzz([[maybe_unused]] std::string_view input) {
   const int settings = input.empty() ? 0 : Setting(input, input.size() - 1);
   const Taking dialogs((settings & 1) != 0);

@@ -11,32 +11,9 @@
 
 namespace nvimport {
 
-namespace {
-
-// A user who takes all there is, or what is usual.
-class Taking final : public Dialogs {
- public:
-  explicit Taking(int settings) : settings_(settings) { Install(this); }
-  Taking(const Taking&) = delete;
-  Taking& operator=(const Taking&) = delete;
-  ~Taking() override { Install(nullptr); }
-
-  std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override {
-    ItemsChoice choice{question.usual, (settings_ & 2) != 0 ? 1U : 0U};
-    for (std::size_t i = 0; (settings_ & 1) != 0 && i < question.items.size(); ++i)
-      choice.items.push_back(i);
-    return choice;
-  }
-
- private:
-  int settings_;
-};
-
-}  // namespace
-
 void Fuzz(std::string_view input) {
   const int settings = Setting(input, 100);
-  const Taking dialogs(settings);
+  const Taking dialogs((settings & 1) != 0, (settings & 2) != 0 ? 1 : 0);
   std::string bytes(input);
 #ifdef NVIMPORT_HAS_PACKAGES
   if (input.starts_with('P')) {

@@ -12,12 +12,9 @@ namespace nvimport {
 namespace {
 
 // A user who takes all blocks, or what is usual, which are no interferograms among others.
-class TakingBlocks final : public Dialogs {
+class TakingBlocks final : public Taking {
  public:
-  explicit TakingBlocks(bool takes_all) : takes_all_(takes_all) { Install(this); }
-  TakingBlocks(const TakingBlocks&) = delete;
-  TakingBlocks& operator=(const TakingBlocks&) = delete;
-  ~TakingBlocks() override { Install(nullptr); }
+  using Taking::Taking;
 
   std::optional<ItemsChoice> SelectItems(const ItemsQuestion& question) override {
     const auto is_interferogram = [&](std::size_t item) {
@@ -26,13 +23,8 @@ class TakingBlocks final : public Dialogs {
     const auto count = std::ranges::count_if(question.usual, is_interferogram);
     Check(!question.usual.empty(), "something is usual");
     Check(count == 0 || count == std::ssize(question.usual), "what is usual goes together");
-    ItemsChoice choice{question.usual, 0};
-    for (std::size_t i = 0; takes_all_ && i < question.items.size(); ++i) choice.items.push_back(i);
-    return choice;
+    return Taking::SelectItems(question);
   }
-
- private:
-  bool takes_all_;
 };
 
 }  // namespace
