@@ -170,24 +170,6 @@ class Extremes {
   std::array<double, kLanes> smallest_{kInfinity, kInfinity, kInfinity, kInfinity};
 };
 
-// Room for values that is drawn from a budget while this lives.
-class Drawn {
- public:
-  Drawn(Budget& budget, std::uint64_t values)
-      : budget_(budget), bytes_(values * sizeof(double)), ok_(budget.Take(bytes_)) {}
-  Drawn(const Drawn&) = delete;
-  Drawn& operator=(const Drawn&) = delete;
-  ~Drawn() {
-    if (ok_) budget_.Return(bytes_);
-  }
-  bool ok() const { return ok_; }
-
- private:
-  Budget& budget_;
-  std::uint64_t bytes_;
-  bool ok_;
-};
-
 // Puts the stored values of an input into rows.
 class ChemStationFile::Places {
  public:
@@ -197,7 +179,8 @@ class ChemStationFile::Places {
         sink_(sink),
         places_(file.axis_.values, file.budget_),
         scale_(file.is_scaled_ ? input.layout.scale : 1),
-        intercept_(file.is_scaled_ ? input.layout.intercept : 0) {}
+        intercept_(file.is_scaled_ ? input.layout.intercept : 0),
+        column_(file.first_point_column_ - file.first_index()) {}
 
   // Begins a row. False when the budget ends.
   [[nodiscard]] bool Begin(int row) {
@@ -213,34 +196,47 @@ class ChemStationFile::Places {
   void Set(std::span<const double> stored) {
     const int first = file_.first_index();
     const int beyond = first + file_.interval_size();
-    const int column = file_.first_point_column_ - first;  // of point 0
     const int begin = std::exchange(point_, point_ + static_cast<int>(stored.size()));
-    const double* const values = stored.data();
-    const auto value_at = [values, scale = scale_, intercept = intercept_](int i) {
-      return values[i] * scale + intercept;
-    };
-    if (!file_.is_united_) {
-      const int from = std::max(begin, first);
-      sink_.SetRun(column + from, row_, std::min(point_, beyond) - from,
-                   [&, skipped = from - begin](int i) { return value_at(skipped + i); });
+    if (file_.is_united_) {
+      for (int point = begin; point < point_; ++point)
+        SetUnited(point, stored[static_cast<std::size_t>(point - begin)]);
       return;
     }
-    for (int point = begin; point < point_; ++point) {
-      const auto place = static_cast<int>(places_.Of(input_.X(point)));
-      if (place >= first && place < beyond)
-        sink_.Set(column + place, row_, value_at(point - begin));
-    }
+    const int from = std::max(begin, first);
+    sink_.SetRun(
+        column_ + from, row_, std::min(point_, beyond) - from,
+        [values = stored.data(), skipped = from - begin, scale = scale_,
+         intercept = intercept_](int i) { return values[skipped + i] * scale + intercept; });
+  }
+
+  // Sets the points of a spectrum, straight as they are decoded. False when they aren't there.
+  bool Set(ChemStationScans& scans) {
+    if (file_.is_united_)
+      return scans.Each(0, input_.points, [&](double stored) { SetUnited(point_++, stored); });
+    const int first = file_.first_index();
+    return sink_.InRow(row_, [&](auto set) {
+      return scans.Each(first, file_.interval_size(),
+                        [=, column = column_ + first, scale = scale_, intercept = intercept_](
+                            double stored) mutable { set(column++, stored * scale + intercept); });
+    });
   }
   // The one that is next.
   int point() const { return point_; }
 
  private:
+  void SetUnited(int point, double stored) {
+    const auto place = static_cast<int>(places_.Of(input_.X(point))) - file_.first_index();
+    if (place >= 0 && place < file_.interval_size())
+      sink_.Set(column_ + file_.first_index() + place, row_, stored * scale_ + intercept_);
+  }
+
   const ChemStationFile& file_;
   const Input& input_;
   ValueSink sink_;
   XPlaces<double> places_;
   double scale_;
   double intercept_;
+  int column_;  // of point 0
   int row_ = 0;
   int point_ = 0;
 };
@@ -567,13 +563,11 @@ int ChemStationFile::ReadTrace(const Input& input, ReadSpreadSheetData& sink, in
   if (!file.is_open()) return Fail(kChemNoFile);
   ChemStationScans scans(input.layout, input.path.c_str(), file, *reader_);
   Places places(*this, input, sink);
-  Drawn drawn(budget_, static_cast<std::uint64_t>(input.trace_point) + 1);
-  if (!drawn.ok() || !places.Begin(row)) return Fail(kOverBudget);
-  std::vector<double> decoded(static_cast<std::size_t>(input.trace_point) + 1);
+  if (!places.Begin(row)) return Fail(kOverBudget);
   while (scans.Next() && places.point() < input.points) {
     if (!scans.scan().HasWavelengthsOf(input.wavelengths)) return Fail(kChemWavelengthsDiffer);
-    if (!scans.Decode(decoded)) return Fail(kChemDamaged);
-    places.Set(std::span(decoded).last(1));
+    const auto set = [&](double stored) { places.Set(std::span(&stored, 1)); };
+    if (!scans.Each(input.trace_point, 1, set)) return Fail(kChemDamaged);
   }
   if (scans.status() != kGood) return Fail(scans.status());
   if (places.point() < input.points) return Fail(kChemCutShort);
@@ -587,23 +581,19 @@ int ChemStationFile::ReadScans(const Input& input, ReadSpreadSheetData& sink, in
   ChemStationScans scans(input.layout, input.path.c_str(), file, *reader_);
   Places places(*this, input, sink);
   const ValueSink values(sink);
-  Drawn drawn(budget_, static_cast<std::uint64_t>(input.points));
-  if (!drawn.ok()) return Fail(kOverBudget);
-  std::vector<double> decoded(static_cast<std::size_t>(input.points));
   std::string name = input.name + "_";
   const std::size_t stem = name.size();
   for (int scan = 0; scan < input.rows && row >= 0; ++scan) {
     if ((row = sink.GetNextIndex(row)) < 0) return kGood;
     if (!scans.Next()) return Fail(scans.status() != kGood ? scans.status() : kChemCutShort);
     if (!scans.scan().HasWavelengthsOf(input.wavelengths)) return Fail(kChemWavelengthsDiffer);
-    if (!scans.Decode(decoded)) return Fail(kChemDamaged);
     if (!places.Begin(row)) return Fail(kOverBudget);
     name.resize(stem);
     name += std::to_string(scan + 1);
     sink.Set(1, row, row - 1);
     sink.Set(2, row, name.c_str());
     values.Set(kTimeColumn, row, scans.scan().time / kMsPerMinute);
-    places.Set(decoded);
+    if (!places.Set(scans)) return Fail(kChemDamaged);
   }
   scans.Next();
   NoteOfScans(input, scans);

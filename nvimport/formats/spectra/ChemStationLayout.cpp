@@ -28,6 +28,7 @@
 #include <span>
 #include <string_view>
 
+#include "nvimport/formats/spectra/ChemStationDeltas.h"
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/Utf16.h"
@@ -312,55 +313,12 @@ namespace {
 constexpr char kSegment = 0x10;
 constexpr std::size_t kSegmentHeadSize = 2;
 constexpr std::size_t kMostOfSegment = 255;
-constexpr std::size_t kDeltaSize = sizeof(std::int16_t);
-constexpr std::size_t kAbsoluteSize = kDeltaSize + sizeof(std::int32_t);
 constexpr std::size_t kDoubleAbsoluteSize = 8;
-constexpr std::int16_t kAbsolute = std::numeric_limits<std::int16_t>::min();
 constexpr std::int16_t kDoubleAbsolute = std::numeric_limits<std::int16_t>::max();
 
 template <typename T>
 T LoadBig(const char* at) {
   return Load<T>(at, std::endian::big);
-}
-
-// Whether one of so many words is `wanted`.
-template <std::endian kOrder>
-bool HasWord(const char* words, std::size_t count, std::int16_t wanted) {
-  const auto same = Load<std::uint16_t>(&wanted, kOrder);
-  unsigned found = 0;
-  for (std::size_t i = 0; i < count; ++i)
-    found |= LoadLittle<std::uint16_t>(words + kDeltaSize * i) == same ? 1U : 0U;
-  return found != 0;
-}
-
-// Adds up differences, some of which may be values instead. Returns where the next ones begin; null
-// when `end` comes before.
-template <std::endian kOrder>
-const char* AddUp(const char* at, const char* end, std::int64_t& sum, std::span<double> values) {
-  const auto room = static_cast<std::size_t>(end - at);
-  if (room >= values.size() * kDeltaSize && !HasWord<kOrder>(at, values.size(), kAbsolute)) {
-    std::int64_t plain = sum;
-    for (double& value : values) {
-      value = static_cast<double>(plain += Load<std::int16_t>(at, kOrder));
-      at += kDeltaSize;
-    }
-    sum = plain;
-    return at;
-  }
-  for (double& value : values) {
-    if (end - at < static_cast<std::ptrdiff_t>(kDeltaSize)) return nullptr;
-    const auto delta = Load<std::int16_t>(at, kOrder);
-    if (delta != kAbsolute) {
-      sum += delta;
-      at += kDeltaSize;
-    } else {
-      if (end - at < static_cast<std::ptrdiff_t>(kAbsoluteSize)) return nullptr;
-      sum = Load<std::int32_t>(at + kDeltaSize, kOrder);
-      at += kAbsoluteSize;
-    }
-    value = static_cast<double>(sum);
-  }
-  return at;
 }
 
 }  // namespace
@@ -418,9 +376,10 @@ std::size_t ChemStationSignal::NextSegment() {
       return End(bytes[0] == 0 ? ChemStationEnd::kMarked : ChemStationEnd::kDamaged);
     if (bytes.size() < kSegmentHeadSize) return End(ChemStationEnd::kCut);
     const std::size_t count = static_cast<unsigned char>(bytes[1]);
-    const char* const next =
-        AddUp<std::endian::big>(bytes.data() + kSegmentHeadSize, bytes.data() + bytes.size(),
-                                value_, std::span(run_).first(count));
+    double* value = run_.data();
+    const char* const next = AddUp<std::endian::big>(
+        bytes.data() + kSegmentHeadSize, bytes.data() + bytes.size(), value_, count,
+        [&](std::int64_t sum) { *value++ = static_cast<double>(sum); });
     if (next == nullptr) return End(ChemStationEnd::kCut);
     reader_.Skip(static_cast<std::size_t>(next - bytes.data()));
     if (count > 0) return count;
@@ -561,24 +520,6 @@ bool ChemStationScans::Next() {
   if (has_index_ && index_time_ != time) ++misfits_;
   scan_ = scan;
   ++number_;
-  return true;
-}
-
-bool ChemStationScans::Decode(std::span<double> values) {
-  const char* at = bytes_.data() + kHeadSize;
-  const char* const end = bytes_.data() + bytes_.size();
-  if (layout_.coding == Coding::kDoubleScans) {
-    if (static_cast<std::size_t>(end - at) < values.size_bytes()) return false;
-    for (double& value : values) {
-      value = LoadLittle<double>(at);
-      at += sizeof value;
-    }
-  } else {
-    std::int64_t sum = 0;
-    at = AddUp<std::endian::little>(at, end, sum, values);
-    if (at == nullptr) return false;
-  }
-  rest_ |= values.size() == static_cast<std::size_t>(scan_.points()) && at != end;
   return true;
 }
 

@@ -7,7 +7,9 @@
 #include <span>
 #include <string>
 
+#include "nvimport/formats/spectra/ChemStationDeltas.h"
 #include "nvimport/platform/BlockReader.h"
+#include "nvimport/platform/ByteReader.h"
 #include "nvimport/platform/InputFile.h"
 
 namespace nvimport {
@@ -169,8 +171,30 @@ class ChemStationScans {
   bool has_rest() const { return rest_; }
   bool is_last_cut() const { return is_last_cut_; }
 
-  // Decodes the first values of the spectrum. False when they aren't there.
-  bool Decode(std::span<double> values);
+  // Gives `take` so many values of the spectrum from the point `first` on, of those that scan()
+  // has. False when they aren't there.
+  template <typename Take>
+  bool Each(int first, int count, Take take) {
+    const char* at = bytes_.data() + kHeadSize;
+    const char* const end = bytes_.data() + bytes_.size();
+    const auto skipped = static_cast<std::size_t>(first);
+    const auto taken = static_cast<std::size_t>(count);
+    if (layout_.coding == ChemStationCoding::kDoubleScans) {
+      if (static_cast<std::size_t>(end - at) / sizeof(double) < skipped + taken) return false;
+      at += skipped * sizeof(double);
+      const char* const behind = at + taken * sizeof(double);
+      for (; at < behind; at += sizeof(double)) take(LoadLittle<double>(at));
+    } else {
+      std::int64_t sum = 0;
+      at = AddUp<std::endian::little>(at, end, sum, skipped, [](std::int64_t) {});
+      if (at != nullptr)
+        at = AddUp<std::endian::little>(
+            at, end, sum, taken, [&](std::int64_t value) { take(static_cast<double>(value)); });
+      if (at == nullptr) return false;
+    }
+    rest_ |= first + count == scan_.points() && at != end;
+    return true;
+  }
 
  private:
   static constexpr std::size_t kHeadSize = 22;

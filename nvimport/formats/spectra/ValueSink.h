@@ -16,13 +16,22 @@ class ValueSink {
       sink_.Set(column, row, static_cast<float>(value));
   }
 
+  // Gives `run` what sets the value of a column of a row. For many of them: that the sink takes
+  // doubles is looked at once.
+  template <typename Run>
+  auto InRow(int row, Run run) const {
+    if (takes_exact_)
+      return run([&](int column, double value) { sink_.SetExact(column, row, value); });
+    return run(
+        [&](int column, double value) { sink_.Set(column, row, static_cast<float>(value)); });
+  }
+
   // Sets so many of a row, from `column` on, each of which `value_at` makes of its number from 0.
   template <typename ValueAt>
   void SetRun(int column, int row, int count, ValueAt value_at) const {
-    if (takes_exact_)
-      for (int i = 0; i < count; ++i) sink_.SetExact(column + i, row, value_at(i));
-    else
-      for (int i = 0; i < count; ++i) sink_.Set(column + i, row, static_cast<float>(value_at(i)));
+    InRow(row, [&](auto set) {
+      for (int i = 0; i < count; ++i) set(column + i, value_at(i));
+    });
   }
 
  private:
