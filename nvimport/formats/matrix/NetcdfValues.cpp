@@ -125,12 +125,9 @@ class Numbers final : public NetcdfCells {
     if constexpr (std::is_same_v<Stored, float>) {
       Each(first, stride, count, [&](int i, float value) { sink.Set(column + i, row, value); });
     } else if constexpr (std::is_same_v<Stored, double>) {
-      if (sink.TakesExact())
-        Each(first, stride, count,
-             [&](int i, double value) { sink.SetExact(column + i, row, value); });
-      else
-        Each(first, stride, count,
-             [&](int i, double value) { sink.Set(column + i, row, static_cast<float>(value)); });
+      values.InRow(row, [&](auto set) {
+        Each(first, stride, count, [&](int i, double value) { set(column + i, value); });
+      });
     } else {
       const bool takes_exact = sink.TakesExact();
       Each(first, stride, count, [&](int i, Stored value) {
@@ -169,12 +166,46 @@ class Numbers final : public NetcdfCells {
           use(i, value);
       return;
     }
-    const Stored fill = fill_;
-    for (int i = 0; i < count; ++i, first += stride) {
-      const auto value = Load<Stored>(first, std::endian::big);
-      // No number is neither.
-      if (value < fill || value > fill) use(i, value);
+    constexpr int kAtOnce = 256;
+    for (int begin = 0; begin < count; begin += kAtOnce) {
+      const int end = std::min(count, begin + kAtOnce);
+      if (stride == sizeof(Stored) && !MayMiss(first, end - begin)) {
+        for (int i = begin; i < end; ++i, first += sizeof(Stored))
+          use(i, Load<Stored>(first, std::endian::big));
+        continue;
+      }
+      const Stored fill = fill_;
+      for (int i = begin; i < end; ++i, first += stride) {
+        const auto value = Load<Stored>(first, std::endian::big);
+        // No number is neither.
+        if (value < fill || value > fill) use(i, value);
+      }
     }
+  }
+
+  // Whether some of the values that lie together may be missing. Many are looked at together if
+  // only at their first bytes as they are in the file.
+  bool MayMiss(const char* first, int count) const {
+    using Head =
+        std::conditional_t<sizeof(Stored) == 1, std::uint8_t,
+                           std::conditional_t<sizeof(Stored) == 2, std::uint16_t, std::uint32_t>>;
+    const auto head = [](Stored value) {
+      const auto in_file = Load<Stored>(&value, std::endian::big);
+      return Load<Head>(&in_file, std::endian::native);
+    };
+    constexpr bool kHasFractions = std::is_floating_point_v<Stored>;
+    const Head sign = kHasFractions ? head(static_cast<Stored>(-0.0)) : Head{0};  // that 0 has, too
+    const auto mask = static_cast<Head>(~sign);
+    const auto fill = static_cast<Head>(head(fill_) & mask);
+    const Head exponent = kHasFractions ? head(std::numeric_limits<Stored>::infinity()) : Head{0};
+    Head found = 0;
+    for (int i = 0; i < count; ++i) {
+      const auto bits =
+          Load<Head>(first + sizeof(Stored) * static_cast<std::size_t>(i), std::endian::native);
+      found |= (bits & mask) == fill ? mask : Head{0};
+      if (kHasFractions) found |= (bits & exponent) == exponent ? mask : Head{0};
+    }
+    return found != 0;
   }
 
   bool IsMissing(Stored value) const {
