@@ -1,6 +1,8 @@
 #include "nvimport/formats/workbook/Excel2007Cells.h"
 
 #include <algorithm>
+#include <span>
+#include <utility>
 
 #include "nvimport/platform/SerialDate.h"
 
@@ -22,25 +24,43 @@ bool Excel2007Cells::SetDate(std::uint32_t style, double value) {
 }
 
 template <typename Number>
-void Excel2007Cells::SetPlain(Number value) {
+void Excel2007Cells::Set(int column, int row, Number value) {
   if (takes_exact_)
-    Sink().SetExact(column(), row(), value);
+    target_.sink->SetExact(column, row, value);
   else
-    Sink().Set(column(), row(), static_cast<double>(value));
+    target_.sink->Set(column, row, static_cast<double>(value));
 }
 
 void Excel2007Cells::SetNumber(std::uint32_t style, double value) {
-  if (!SetDate(style, value)) SetPlain(value);
+  if (SetDate(style, value)) return;
+  if (waiting_count_ > 0) return Wait({column(), row(), false, 0, value});
+  Set(column(), row(), value);
 }
 
 void Excel2007Cells::SetWhole(std::uint32_t style, long long whole) {
-  if (!SetDate(style, static_cast<double>(whole))) SetPlain(whole);
+  if (SetDate(style, static_cast<double>(whole))) return;
+  SetWaiting();
+  Set(column(), row(), whole);
 }
 
 void Excel2007Cells::SetShared(std::uint32_t index) {
-  const char* const text = context_.strings.At(index);
-  if (text == nullptr) ++changed_.lost_texts;
-  SetText(text != nullptr ? text : "");
+  context_.strings.FetchPlace(index);
+  Wait({column(), row(), true, index, 0});
+}
+
+void Excel2007Cells::SetAllWaiting() {
+  const auto waiting = std::span(waiting_).first(std::exchange(waiting_count_, 0));
+  for (const Waiting& cell : waiting)
+    if (cell.is_text) context_.strings.FetchText(cell.text);
+  for (const Waiting& cell : waiting) {
+    if (!cell.is_text) {
+      Set(cell.column, cell.row, cell.number);
+      continue;
+    }
+    const char* const text = context_.strings.At(cell.text);
+    if (text == nullptr) ++changed_.lost_texts;
+    target_.sink->Set(cell.column, cell.row, text != nullptr ? text : "");
+  }
 }
 
 void Excel2007Cells::SetText(const char* text) { Sink().Set(column(), row(), text); }

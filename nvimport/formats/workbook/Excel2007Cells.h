@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -61,7 +63,13 @@ class Excel2007Cells {
   // The same of a whole number that no double holds.
   void SetWhole(std::uint32_t style, long long whole);
   void SetText(const char* text);
+  // It waits, and what comes behind it: shared texts lie anywhere in memory, which is asked for
+  // some of them together.
   void SetShared(std::uint32_t index);
+  // After the last cell.
+  void SetWaiting() {
+    if (waiting_count_ > 0) SetAllWaiting();
+  }
   void SetBoolean(bool value) { Sink().Set(column(), row(), value ? 1 : 0); }
   void SetError();
   // A date in ISO 8601.
@@ -85,9 +93,25 @@ class Excel2007Cells {
   }
   // Sets a cell that is no plain number as it is shown. False of one that is.
   bool SetDate(std::uint32_t style, double value);
+  struct Waiting {
+    int column;
+    int row;
+    bool is_text;
+    std::uint32_t text;
+    double number;
+  };
+
+  void Wait(const Waiting& cell) {
+    waiting_[waiting_count_++] = cell;
+    if (waiting_count_ == waiting_.size()) SetAllWaiting();
+  }
   template <typename Number>
-  void SetPlain(Number value);
-  ReadSpreadSheetData& Sink() { return *target_.sink; }
+  void Set(int column, int row, Number value);
+  ReadSpreadSheetData& Sink() {
+    SetWaiting();
+    return *target_.sink;
+  }
+  void SetAllWaiting();
   int column() const { return static_cast<int>(column_) + 1 + target_.columns; }
   int row() const { return static_cast<int>(row_) + 1 + target_.rows; }
 
@@ -101,6 +125,8 @@ class Excel2007Cells {
   std::uint64_t count_ = 0;
   bool has_enough_ = false;
   Changed changed_;
+  std::array<Waiting, 128> waiting_;
+  std::size_t waiting_count_ = 0;
 };
 
 }  // namespace nvimport

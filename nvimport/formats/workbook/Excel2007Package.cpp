@@ -223,6 +223,7 @@ class Package final : public SheetBook {
     const bool is_good =
         package_.OpenPart(part.name) &&
         (IsXml(package_) ? XmlParts::ReadSheet : BinaryParts::ReadSheet)(package_, cells);
+    cells.SetWaiting();
     part.size = package_.part_size();
     if (cells.has_enough()) return Outcome::kStopped;
     return is_good ? Outcome::kGood : Bad(part.name, Outcome::kBadWorksheet);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "nvimport/platform/Budget.h"
+#include "nvimport/platform/Fetch.h"
 #include "nvimport/platform/TemporaryFile.h"
 
 namespace nvimport {
@@ -53,6 +54,14 @@ class SpooledStrings {
   // added.
   const char* At(std::uint32_t number) {
     return number < texts_.size() ? texts_[number] : FromSpool(number - texts_.size());
+  }
+
+  // Say that the text will be asked for: first of many where each lies, then of each its bytes.
+  void FetchPlace(std::uint32_t number) const {
+    if (number < texts_.size()) Fetch(&texts_[number]);
+  }
+  void FetchText(std::uint32_t number) const {
+    if (number < texts_.size()) Fetch(texts_[number]);
   }
 
   // A text found no room, or one that is there could not be read.
