@@ -80,6 +80,7 @@ void NetCDFFile::DescribeInput(const Input& input, int row, SpectraStatements& s
   statements.StateNumber("version", contents.version, row);
   for (const NetcdfAttribute& attribute : contents.attributes) {
     const std::string text = attribute.Text();
+    if (attribute.name.empty() && text.empty()) continue;  // such a statement would say nothing
     if (!attribute.name.ends_with("_date_time_stamp")) {
       statements.State(attribute.name, text, row);
       continue;
