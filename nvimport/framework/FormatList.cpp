@@ -20,6 +20,7 @@
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Paths.h"
 #include "nvimport/platform/Rehearsal.h"
+#include "nvimport/platform/System.h"
 
 namespace nvimport {
 
@@ -177,7 +178,7 @@ FormatList::FormatList()
           reinterpret_cast<const void*>(&NvImportSizeFileFormatsSupported))) {
   Append(std::make_shared<const Library>());
   std::vector<std::string> folders = NvApp::GetPluginDirectory();
-  folders.insert(folders.begin(), std::filesystem::path(own_path_).parent_path());
+  folders.insert(folders.begin(), std::filesystem::path(own_path_).parent_path().string());
   for (const std::string& folder : folders) {
     const char* const danger = DangerOf(folder);
     if (danger != nullptr)
@@ -198,8 +199,8 @@ void FormatList::AddFolder(const std::string& folder) {
   std::error_code error;
   for (std::filesystem::directory_iterator next(folder, error), end; !error && next != end;
        next.increment(error))
-    if (EqualIgnoringCase(NvGetFileExtension(next->path().native()), "so"))
-      paths.push_back(std::filesystem::absolute(next->path()));
+    if (EqualIgnoringCase(next->path().extension().string(), kLibrarySuffix))
+      paths.push_back(std::filesystem::absolute(next->path()).string());
   std::ranges::sort(paths);
   for (const std::string& path : paths) {
     const char* const danger = DangerOf(path);
@@ -231,7 +232,6 @@ bool FormatList::AddLibrary(const std::string& path) {
 bool FormatList::ReturnsFromListing(const std::string& path) {
   if (IsComplete(path)) return true;
   return Returns([&] {
-    ::unsetenv("NVIMPORT_LOG");
     Log::InstallForThread([](const LogEntry&) {});
     Append(std::make_shared<const Library>(path));
   });

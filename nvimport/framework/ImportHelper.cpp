@@ -1,9 +1,9 @@
 #include "nvimport/framework/ImportHelper.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include "nvimport/framework/DLLFile.h"
@@ -180,12 +180,13 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
   const std::string title = NvApp::GetName();
   selection_ = FileSelection::Split(path);
   for (const std::string& name : selection_) {
-    struct stat status {};
-    if (::stat(name.c_str(), &status) != 0) {
+    std::error_code failed;
+    const std::filesystem::file_status status = std::filesystem::status(name, failed);
+    if (!std::filesystem::exists(status)) {
       error = ReadErrors::kNotExaminable;
       return false;
     }
-    if (S_ISDIR(status.st_mode)) {
+    if (std::filesystem::is_directory(status)) {
       error = ReadErrors::kDirectory;
       PutMsgMB(parent, kDirectoryText, title.c_str(), MessageBoxQuestion::kStop);
       return false;

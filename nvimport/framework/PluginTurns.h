@@ -1,12 +1,10 @@
 #pragma once
 
-#include <sys/types.h>
-#include <unistd.h>
-
 #include <memory>
 #include <mutex>
 
 #include "nvimport/platform/LibraryLock.h"
+#include "nvimport/platform/System.h"
 
 namespace nvimport {
 
@@ -18,8 +16,8 @@ class PluginTurns {
     {
       // A thread that had its turn does not live in a process forked meanwhile.
       const LibraryLock lock;
-      if (process_ != ::getpid()) std::construct_at(&turn_);
-      process_ = ::getpid();
+      if (process_ != ProcessNumber()) std::construct_at(&turn_);
+      process_ = ProcessNumber();
     }
     turn_.lock();
   }
@@ -27,7 +25,7 @@ class PluginTurns {
 
  private:
   std::recursive_mutex turn_;
-  ::pid_t process_ = ::getpid();
+  unsigned process_ = ProcessNumber();
 };
 
 }  // namespace nvimport

@@ -1,10 +1,9 @@
 #include "nvimport/platform/CodePages.h"
 
-#include <iconv.h>
-
 #include <algorithm>
 #include <string_view>
 
+#include "nvimport/platform/System.h"
 #include "nvimport/platform/Utf8.h"
 
 namespace nvimport {
@@ -189,30 +188,6 @@ const std::array<char, 128>& AnsiOfOem() {
 }
 
 bool IsAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-
-// A page of more than one byte to a character; false where the system does not know it.
-bool AppendFromSystem(std::string& out, std::string_view bytes, int page) {
-  const ::iconv_t converter = ::iconv_open("UTF-8", ("CP" + std::to_string(page)).c_str());
-  // What iconv_open answers when it fails is the number -1 as a pointer.
-  if (reinterpret_cast<std::intptr_t>(converter) == -1) return false;
-  std::string input(bytes);
-  char* from = input.data();
-  std::size_t left = input.size();
-  while (left > 0) {
-    char buffer[256];
-    char* to = buffer;
-    std::size_t room = sizeof buffer;
-    const std::size_t result = ::iconv(converter, &from, &left, &to, &room);
-    out.append(buffer, sizeof buffer - room);
-    const bool is_stuck = result == static_cast<std::size_t>(-1) && room == sizeof buffer;
-    if (!is_stuck) continue;
-    AppendUtf8(out, 0xfffd);
-    ++from;
-    --left;
-  }
-  ::iconv_close(converter);
-  return true;
-}
 
 }  // namespace
 

@@ -1,12 +1,7 @@
 #include "nvimport/platform/InputFile.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-
 #include "nvimport/platform/Progress.h"
+#include "nvimport/platform/System.h"
 
 namespace nvimport {
 
@@ -14,46 +9,34 @@ thread_local InputContinuation* InputContinuation::current_ = nullptr;
 
 InputContinuation::InputContinuation(const char* path, int descriptor)
     : before_(std::exchange(current_, this)), descriptor_(descriptor) {
-  struct stat status {};
-  if (::stat(path, &status) != 0) return;
-  device_ = status.st_dev;
-  file_ = status.st_ino;
+  if (const auto identity = IdentityOf(path)) {
+    device_ = identity->device;
+    file_ = identity->number;
+  }
 }
 
 InputContinuation::~InputContinuation() { current_ = before_; }
 
-InputFile::InputFile(const char* path) {
-  // Without O_NONBLOCK a pipe that nobody writes to would hold the host here for ever.
-  const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0) return;
-  struct stat status {};
-  if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))
-    descriptor_ = descriptor;
-  else
-    ::close(descriptor);
-}
+InputFile::InputFile(const char* path) : descriptor_(OpenInput(path)) {}
 
-std::uint64_t InputFile::size() const {
-  struct stat status {};
-  return ::fstat(descriptor_, &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
-}
+std::uint64_t InputFile::size() const { return SizeOf(descriptor_); }
 
 std::ptrdiff_t InputFile::Read(std::span<char> into) {
   std::size_t filled = 0;
   while (filled < into.size()) {
-    const ::ssize_t got = ::read(descriptor_, into.data() + filled, into.size() - filled);
+    const std::ptrdiff_t got = ReadSome(descriptor_, into.subspan(filled));
     if (got == 0) break;
-    if (got < 0 && errno == EINTR) continue;
+    if (got == kInterrupted) continue;
     if (got < 0) return -1;
     filled += static_cast<std::size_t>(got);
   }
-  auto position = static_cast<std::uint64_t>(::lseek(descriptor_, 0, SEEK_CUR));
+  std::uint64_t position = PositionOf(descriptor_);
   InputContinuation* const on = InputContinuation::current_;
   const bool goes_on = on != nullptr && filled < into.size() && Precedes(*on);
   while (goes_on && filled < into.size()) {
-    const ::ssize_t got = ::read(on->descriptor_, into.data() + filled, into.size() - filled);
+    const std::ptrdiff_t got = ReadSome(on->descriptor_, into.subspan(filled));
     if (got == 0) break;
-    if (got < 0 && errno == EINTR && Progress::Poll()) continue;
+    if (got == kInterrupted && Progress::Poll()) continue;
     if (got < 0) return -1;
     filled += static_cast<std::size_t>(got);
     on->taken_ += static_cast<std::uint64_t>(got);
@@ -64,19 +47,17 @@ std::ptrdiff_t InputFile::Read(std::span<char> into) {
 }
 
 bool InputFile::Precedes(const InputContinuation& other) const {
-  struct stat status {};
-  return ::fstat(descriptor_, &status) == 0 && status.st_dev == other.device_ &&
-         status.st_ino == other.file_;
+  return IdentityOf(descriptor_) == FileIdentity{other.device_, other.file_};
 }
 
 bool InputFile::Seek(std::uint64_t position) {
   const InputContinuation* const on = InputContinuation::current_;
   if (on != nullptr && on->taken_ > 0 && Precedes(*on)) return false;
-  return ::lseek(descriptor_, static_cast<::off_t>(position), SEEK_SET) >= 0;
+  return SeekTo(descriptor_, position);
 }
 
 void InputFile::Close() {
-  if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
+  if (descriptor_ >= 0) CloseFile(std::exchange(descriptor_, -1));
 }
 
 }  // namespace nvimport

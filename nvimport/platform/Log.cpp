@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "nvimport/platform/Installed.h"
+#include "nvimport/platform/System.h"
 
 namespace nvimport {
 
@@ -24,7 +25,7 @@ Log::Sink SinkOf(const SharedSink& sink) { return sink != nullptr ? *sink : Log:
 void AppendToFile(const char* path, const LogEntry& entry) {
   const std::time_t now = std::time(nullptr);
   char time[32] = "";
-  if (std::tm parts{}; ::gmtime_r(&now, &parts) != nullptr)
+  if (std::tm parts{}; WorldTime(now, parts))
     std::strftime(time, sizeof time, "%Y-%m-%dT%H:%M:%SZ", &parts);
   std::string line = std::string(time) + " " + std::to_string(entry.importance) + " " +
                      entry.source + " " + entry.operation + ": " + entry.text;

@@ -1,6 +1,5 @@
 #include "nvimport/platform/NvApp.h"
 
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
@@ -8,6 +7,7 @@
 #include "nvimport/platform/DynamicLibrary.h"
 #include "nvimport/platform/Immortal.h"
 #include "nvimport/platform/LibraryLock.h"
+#include "nvimport/platform/System.h"
 
 namespace nvimport {
 
@@ -18,10 +18,10 @@ struct Host {
   std::vector<std::string> plugin_folders;
 };
 
-std::filesystem::path FolderBesideLibrary(const char* name) {
+std::string FolderBesideLibrary(const char* name) {
   const std::string own =
       DynamicLibrary::PathOf(reinterpret_cast<const void*>(&NvApp::GetPluginDirectory));
-  return std::filesystem::path(own).parent_path() / "nvimport" / name;
+  return (std::filesystem::path(own).parent_path() / "nvimport" / name).string();
 }
 
 }  // namespace
@@ -29,7 +29,7 @@ std::filesystem::path FolderBesideLibrary(const char* name) {
 std::string NvApp::GetName() {
   const LibraryLock lock;
   const std::string& name = Immortal<Host>().name;
-  return name.empty() ? program_invocation_short_name : name;
+  return name.empty() ? ProgramName() : name;
 }
 
 void NvApp::SetName(const std::string& name) {
@@ -39,9 +39,9 @@ void NvApp::SetName(const std::string& name) {
 
 std::vector<std::string> NvApp::GetPluginDirectory() {
   std::vector<std::string> folders;
-  if (const char* given = std::getenv("NVIMPORT_PLUGIN_PATH")) {
-    std::istringstream path(given);
-    for (std::string folder; std::getline(path, folder, ':');)
+  if (std::getenv("NVIMPORT_PLUGIN_PATH") != nullptr) {
+    std::istringstream path(Setting("NVIMPORT_PLUGIN_PATH"));
+    for (std::string folder; std::getline(path, folder, kFolderSeparator);)
       if (!folder.empty()) folders.push_back(folder);
   } else {
     folders.push_back(FolderBesideLibrary("plugins"));
@@ -60,7 +60,8 @@ void NvApp::AddPluginDirectory(const std::string& folder) {
 std::string NvApp::GetCompleteDirectory() { return FolderBesideLibrary("complete"); }
 
 std::string NvApp::GetCompleteLibrary() {
-  return std::filesystem::path(GetCompleteDirectory()) / "nvimport-complete.so";
+  const std::string name = std::string("nvimport-complete") + kLibrarySuffix;
+  return (std::filesystem::path(GetCompleteDirectory()) / name).string();
 }
 
 }  // namespace nvimport

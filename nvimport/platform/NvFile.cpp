@@ -1,11 +1,10 @@
 #include "nvimport/platform/NvFile.h"
 
-#include <unistd.h>
-
 #include <cstddef>
 #include <string_view>
 
 #include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/System.h"
 
 namespace nvimport {
 
@@ -31,7 +30,7 @@ bool LooksLikeUtf16(std::string_view head) {
 
 }  // namespace
 
-bool NvFile::Exists(const char* path) { return ::access(path, F_OK) == 0; }
+bool NvFile::Exists(const char* path) { return FileExists(path); }
 
 ETextFileEncoding NvFile::GetEncoding(const char* path) {
   InputFile file(path);

@@ -1,11 +1,8 @@
 #include "nvimport/platform/OutputFile.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <utility>
+
+#include "nvimport/platform/System.h"
 
 namespace nvimport {
 
@@ -19,8 +16,7 @@ void Remember(std::string words) {
 
 }  // namespace
 
-OutputFile::OutputFile(const char* path)
-    : OutputFile(::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666), true) {}
+OutputFile::OutputFile(const char* path) : OutputFile(OpenOutput(path), true) {}
 
 OutputFile::OutputFile(int descriptor, bool owned) : descriptor_(descriptor), owned_(owned) {
   if (descriptor < 0) return;
@@ -50,9 +46,9 @@ void OutputFile::WriteAcross(std::string_view text) {
 void OutputFile::WriteOut(const char* bytes, std::size_t count) {
   while (count > 0 && !failed_) {
     is_untouched_ = false;
-    const ::ssize_t written = ::write(descriptor_, bytes, count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return Fail(std::strerror(errno));
+    const std::ptrdiff_t written = WriteSome(descriptor_, {bytes, count});
+    if (written == kInterrupted) continue;
+    if (written < 0) return Fail(LastError());
     bytes += written;
     count -= static_cast<std::size_t>(written);
   }
@@ -71,7 +67,7 @@ void OutputFile::Fail(std::string words) {
 void OutputFile::Close() {
   if (!is_open()) return;
   Flush();
-  if (owned_ && ::close(descriptor_) != 0) Remember(std::strerror(errno));
+  if (owned_ && !CloseFile(descriptor_)) Remember(LastError());
   descriptor_ = -1;
   buffer_.reset();
   used_ = kBufferSize;

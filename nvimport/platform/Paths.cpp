@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "nvimport/platform/System.h"
+
 namespace nvimport {
 
 namespace {
@@ -14,7 +16,7 @@ bool EqualIgnoringCase(std::string_view a, std::string_view b) {
 }
 
 std::string FileName(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
+  const std::size_t slash = path.find_last_of(kFolderEnds);
   return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
 }
 

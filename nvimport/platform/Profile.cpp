@@ -1,14 +1,12 @@
 #include "nvimport/platform/Profile.h"
 
-#include <unistd.h>
-
 #include <charconv>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <vector>
 
 #include "nvimport/platform/Paths.h"
+#include "nvimport/platform/System.h"
 
 namespace nvimport {
 
@@ -16,13 +14,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Empty when the user has no configuration folder.
+// Empty when the user has no folder for settings.
 fs::path FilePath() {
-  const char* folder = std::getenv("XDG_CONFIG_HOME");
-  if (folder != nullptr && *folder == '/') return fs::path(folder) / "nvimport" / "settings.ini";
-  const char* home = std::getenv("HOME");
-  if (home == nullptr || *home != '/') return {};
-  return fs::path(home) / ".config" / "nvimport" / "settings.ini";
+  const std::string folder = SettingsFolder();
+  return folder.empty() ? fs::path() : fs::path(folder) / "nvimport" / "settings.ini";
 }
 
 // The file as lines, and where a key stands or would stand in them.
@@ -84,12 +79,11 @@ bool Profile::WriteInt(const std::string& section, const std::string& key, int v
     if (!place.has_section) settings.lines.insert(at, "[" + section + "]");
   }
 
-  const fs::path part = path.string() + "." + std::to_string(::getpid());
+  const fs::path part = path.string() + "." + std::to_string(ProcessNumber());
   std::ofstream file(part);
   for (const std::string& kept : settings.lines) file << kept << '\n';
   file.close();
-  if (file) fs::rename(part, path, error);
-  if (!file || error) {
+  if (!file || !MoveOver(part.string(), path.string())) {
     fs::remove(part, error);
     return false;
   }

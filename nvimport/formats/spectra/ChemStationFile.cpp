@@ -66,11 +66,11 @@ std::vector<std::string> FilesOfRun(const std::string& folder) {
   std::error_code error;
   for (std::filesystem::directory_iterator at(folder, error), end; !error && at != end;
        at.increment(error)) {
-    const std::string extension = NvGetFileExtension(at->path().native());
+    const std::string extension = NvGetFileExtension(at->path().string());
     std::error_code none;
     if ((EqualIgnoringCase(extension, "ch") || EqualIgnoringCase(extension, "uv")) &&
         at->is_regular_file(none))
-      files.push_back(at->path());
+      files.push_back(at->path().string());
   }
   std::ranges::sort(files);
   return files;

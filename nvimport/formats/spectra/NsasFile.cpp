@@ -99,7 +99,7 @@ int NsasFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   da_ = InputFile(path_.c_str());
   if (!da_.is_open()) return Fail(kDaCannotOpen);
   for (const char* extension : {"cn", "CN", "Cn", "cN"}) {
-    cn_ = InputFile(std::filesystem::path(path_).replace_extension(extension).c_str());
+    cn_ = InputFile(std::filesystem::path(path_).replace_extension(extension).string().c_str());
     if (cn_.is_open()) break;
   }
   return kGood;

@@ -1,0 +1,144 @@
+#include "nvimport/platform/System.h"
+
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "nvimport/platform/windows/WideText.h"
+
+namespace nvimport {
+
+namespace {
+
+HANDLE HandleOf(int file) { return reinterpret_cast<HANDLE>(::_get_osfhandle(file)); }
+
+int Descriptor(HANDLE handle, int mode) {
+  if (handle == INVALID_HANDLE_VALUE) return -1;
+  const int file = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(handle), mode | _O_NOINHERIT);
+  if (file < 0) ::CloseHandle(handle);
+  return file;
+}
+
+HANDLE Open(const char* path, DWORD access, DWORD disposition) {
+  constexpr DWORD kEverybody = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  return ::CreateFileW(WidePath(path).c_str(), access, kEverybody, nullptr, disposition,
+                       FILE_ATTRIBUTE_NORMAL | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+}
+
+std::optional<FileIdentity> Identity(HANDLE handle) {
+  BY_HANDLE_FILE_INFORMATION found{};
+  if (::GetFileInformationByHandle(handle, &found) == 0) return std::nullopt;
+  return FileIdentity{found.dwVolumeSerialNumber,
+                      std::uint64_t{found.nFileIndexHigh} << 32 | found.nFileIndexLow};
+}
+
+// The C library counts bytes in unsigned numbers of 32 bits.
+unsigned Some(std::size_t bytes) {
+  return static_cast<unsigned>(std::min<std::size_t>(bytes, INT_MAX));
+}
+
+}  // namespace
+
+int OpenInput(const char* path) {
+  const HANDLE handle = Open(path, GENERIC_READ, OPEN_EXISTING);
+  if (handle == INVALID_HANDLE_VALUE) return -1;
+  BY_HANDLE_FILE_INFORMATION found{};
+  const bool is_file = ::GetFileType(handle) == FILE_TYPE_DISK &&
+                       ::GetFileInformationByHandle(handle, &found) != 0 &&
+                       (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+  if (is_file) return Descriptor(handle, _O_RDONLY | _O_BINARY);
+  ::CloseHandle(handle);
+  return -1;
+}
+
+int OpenOutput(const char* path) {
+  return Descriptor(Open(path, GENERIC_WRITE, CREATE_ALWAYS), _O_WRONLY | _O_BINARY);
+}
+
+bool CloseFile(int file) { return ::_close(file) == 0; }
+
+std::ptrdiff_t ReadSome(int file, std::span<char> into) {
+  return ::_read(file, into.data(), Some(into.size()));
+}
+
+std::ptrdiff_t WriteSome(int file, std::span<const char> bytes) {
+  return ::_write(file, bytes.data(), Some(bytes.size()));
+}
+
+bool SeekTo(int file, std::uint64_t position) {
+  return ::_lseeki64(file, static_cast<long long>(position), SEEK_SET) >= 0;
+}
+
+std::uint64_t PositionOf(int file) { return static_cast<std::uint64_t>(::_telli64(file)); }
+
+std::uint64_t SizeOf(int file) {
+  LARGE_INTEGER size{};
+  return ::GetFileSizeEx(HandleOf(file), &size) != 0 ? static_cast<std::uint64_t>(size.QuadPart)
+                                                     : 0;
+}
+
+std::optional<FileIdentity> IdentityOf(int file) { return Identity(HandleOf(file)); }
+
+std::optional<FileIdentity> IdentityOf(const char* path) {
+  const HANDLE handle = Open(path, 0, OPEN_EXISTING);
+  if (handle == INVALID_HANDLE_VALUE) return std::nullopt;
+  const auto identity = Identity(handle);
+  ::CloseHandle(handle);
+  return identity;
+}
+
+std::string LastError() { return std::strerror(errno); }
+
+bool FileExists(const char* path) {
+  return ::GetFileAttributesW(WidePath(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool MoveOver(const std::string& from, const std::string& to) {
+  return ::MoveFileExW(WidePath(from).c_str(), WidePath(to).c_str(),
+                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+}
+
+std::string SettingsFolder() { return Setting("APPDATA"); }
+
+const char kFolderSeparator = ';';
+const std::string_view kFolderEnds = "/\\:";
+const char* const kLibrarySuffix = ".dll";
+
+std::string Setting(const char* name) {
+  const wchar_t* const value = ::_wgetenv(Wide(name).c_str());
+  return value != nullptr ? Narrow(value) : std::string();
+}
+
+std::string ProgramName() {
+  constexpr std::size_t kLongest = 32'768;
+  std::wstring path(kLongest, L'\0');
+  path.resize(::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+  const std::filesystem::path program(path);
+  return Narrow(program.stem().native());
+}
+
+unsigned ProcessNumber() { return ::GetCurrentProcessId(); }
+
+bool WorldTime(std::time_t time, std::tm& parts) { return ::gmtime_s(&parts, &time) == 0; }
+
+bool PlaceTime(std::time_t time, std::tm& parts) { return ::localtime_s(&parts, &time) == 0; }
+
+bool AppendFromSystem(std::string& out, std::string_view bytes, int page) {
+  const auto number = static_cast<unsigned>(page);
+  const auto size = static_cast<int>(std::min<std::size_t>(bytes.size(), INT_MAX));
+  if (::IsValidCodePage(number) == 0) return false;
+  const int count = ::MultiByteToWideChar(number, 0, bytes.data(), size, nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(count), L'\0');
+  ::MultiByteToWideChar(number, 0, bytes.data(), size, wide.data(), count);
+  out += Narrow(wide);
+  return true;
+}
+
+}  // namespace nvimport
