@@ -108,10 +108,13 @@ bool IsSame(const MemoryCell& a, const MemoryCell& b) {
 }
 
 void DenseSheet::Set(int column, int row, const char* text) {
-  if (text == nullptr) return;
+  if (text != nullptr) Set(column, row, text, std::strlen(text));
+}
+
+void DenseSheet::Set(int column, int row, const char* text, std::size_t length) {
   MarkElsewhere(column, row);
   if (row > 1) last_text_column_ = std::max(last_text_column_, column);
-  aside_.Set(column, row, text);
+  aside_.SetText(column, row, {text, length});
 }
 
 void DenseSheet::MarkElsewhere(int column, int row) {

@@ -27,6 +27,7 @@ class DenseSheet final : public ReadOnlySheet {
 
   using ReadSpreadSheetData::Set;
   void Set(int column, int row, const char* text) override;
+  void Set(int column, int row, const char* text, std::size_t length) override;
   void Set(int column, int row, float value) override {
     if (InMatrix(column, row) && wide_.empty())
       matrix_[Place(column, row)] = IsElsewhere(value) ? kNan : value;

@@ -159,13 +159,11 @@ def _add_typed(
                 values = pd.arrays.IntegerArray(typed.values(i, i + 1)[0].copy(), mask)
             elif kind == "M":
                 values = typed.values(i, i + 1)[0].view("M8[ns]")
+            elif kind == "t":
+                values = pd.arrays.StringArray(typed.texts(i, encoding, pd.NA))
             else:
                 values = cells.objects(first + i, row, first + i, 0, encoding)[:, 0]
-                if kind == "t":
-                    if gone is not None:
-                        values[gone] = pd.NA
-                    values = pd.arrays.StringArray(values)
-                elif gone is not None:
+                if gone is not None:
                     values[gone] = None
             parts.add(first - 1 + i, values)
 

@@ -78,6 +78,14 @@ def test_columns_have_the_type_that_their_cells_have():
     mixed = nvimport.read("tanks.wk1").to_pandas(header=False)
     assert mixed.dtypes.eq(object).any() and 310 in mixed.iloc[:, 1].tolist()
     assert nvimport.read(data=b"a;b\n1,5;2\n", decimal=",", dtype="float32").to_numpy().dtype == "f4"
+    late = b"a,b,c\n12,5,\n2024-05-06,7,9\n,late,\xe4 late\n"
+    texts = nvimport.read(data=late, name="t.csv", header=True).to_pandas()
+    assert texts.dtypes.eq("string").all(), "a word comes last, or kinds are mixed"
+    assert texts.fillna("-").to_numpy().tolist() == [
+        ["12", "5", "-"],
+        ["2024-05-06", "7", "9"],
+        ["-", "late", "\xe4 late"],
+    ]
     # Doubles stay doubles where a float would hold them as well.
     nvimport.write("whole.xlsx", pd.DataFrame({"n": [1.0, 2.0], "m": [3.0, 4.0]}))
     assert nvimport.read("whole.xlsx").to_pandas().dtypes.eq(np.float64).all()
