@@ -250,6 +250,16 @@ py::array Texts(DenseSheet& sheet, int first_row, int last_column) {
   return columns;
 }
 
+// Which of the first columns hold texts that are no numbers.
+py::array Words(DenseSheet& sheet, int first_row, int last_column, const std::string& decimal) {
+  py::array_t<bool> columns(Checked(sheet, 1, first_row, last_column).columns());
+  const char mark = DecimalMark(decimal);
+  const std::span found(columns.mutable_data(), static_cast<std::size_t>(columns.size()));
+  const py::gil_scoped_release released;
+  sheet.FindWords(first_row, mark, found);
+  return columns;
+}
+
 // The first column of spectra and the x values of those from there on, or None.
 py::object AxisOf(const DenseSheet& sheet, const std::string& decimal) {
   const auto axis = sheet.FindAxis(DecimalMark(decimal));
@@ -506,6 +516,7 @@ PYBIND11_MODULE(_nvimport, module) {
       .def("view", &View)
       .def("doubles", &Doubles)
       .def("texts", &Texts)
+      .def("words", &Words)
       .def("typed", &Typed, py::keep_alive<0, 1>())
       .def("arrow", &Arrow)
       .def("equals", &DenseSheet::Equals)

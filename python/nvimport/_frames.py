@@ -2,7 +2,8 @@
 
 from __future__ import annotations
 
-from collections.abc import Mapping
+import itertools
+from collections.abc import Iterable, Mapping
 from typing import TYPE_CHECKING, Any, NamedTuple
 
 import numpy as np
@@ -21,12 +22,15 @@ INFER, NUMBERS, TEXT = "infer", "numbers", "text"
 _FEW = 100
 
 
-def runs(kinds: npt.NDArray[Any]) -> list[tuple[int, int, Any]]:
+def runs(kinds: Iterable[Any]) -> list[tuple[int, int, Any]]:
     """Where each run of the same value begins and ends, and the value."""
-    if len(kinds) == 0:
-        return []
-    borders = [0, *(np.flatnonzero(kinds[1:] != kinds[:-1]) + 1).tolist(), len(kinds)]
-    return [(a, b, kinds[a]) for a, b in zip(borders[:-1], borders[1:])]
+    begin = 0
+    found = []
+    for kind, alike in itertools.groupby(kinds):
+        end = begin + sum(1 for _ in alike)
+        found.append((begin, end, kind))
+        begin = end
+    return found
 
 
 class Parts(NamedTuple):
@@ -107,13 +111,11 @@ def add_columns(
 ) -> None:
     """Adds all columns from `row` on; those of the positions `as_texts` keep their texts."""
     columns = cells.shape[1]
-    texts = cells.texts(row, columns)
-    if mode == INFER and cells.has_large:
-        texts[:] = True
-    kinds = texts.astype("U1")
-    kinds[~texts] = "n"
-    kinds[texts] = {INFER: "i", NUMBERS: "d", TEXT: "o"}[mode]
-    kinds[list(as_texts)] = "o"
+    of_texts = {INFER: "i", NUMBERS: "d", TEXT: "o"}[mode]
+    of_numbers = of_texts if mode == INFER and cells.has_large else "n"
+    kinds = [of_texts if has else of_numbers for has in cells.texts(row, columns).tolist()]
+    for i in as_texts:
+        kinds[i] = "o"
     for begin, end, kind in runs(kinds):
         first = begin + 1
         if kind == "n":
@@ -125,7 +127,7 @@ def add_columns(
             parts.add(begin, cells.objects(first, row, end, 0, encoding))
         elif kind == "d":
             parsed, words = cells.doubles(first, row, end, decimal)
-            for a, b, with_words in runs(words):
+            for a, b, with_words in runs(words.tolist()):
                 if with_words:
                     values = cells.objects(first + a, row, begin + b, 0, encoding)
                 else:
@@ -147,7 +149,7 @@ def _add_typed(
 
     first, row, end = where
     typed = cells.typed(first, row, end, decimal, missing)
-    for begin, last, kind in runs(np.array(list(typed.types))):
+    for begin, last, kind in runs(typed.types):
         if kind in "df":
             values: Any = typed.values(begin, last).T
             parts.add(first - 1 + begin, values.astype(np.float32) if kind == "f" else values)
