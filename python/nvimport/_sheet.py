@@ -178,7 +178,7 @@ class Sheet:
     def x(self) -> npt.NDArray[np.float64] | None:
         """The x values of spectra, exactly as the file has them; None where there are none."""
         axis = self._axis()
-        return None if axis is None else axis[1]
+        return None if axis is None else axis[1].copy()
 
     @property
     def x_unit(self) -> str:
@@ -243,7 +243,7 @@ class Sheet:
                 path=self.path,
                 format=self.format,
             )
-        first, x = axis
+        first, x = axis[0], axis[1].copy()
         row = self._first_row(True)
         matrix = self._numbers(first, row, first + len(x) - 1)
         empty = np.isnan(matrix[:, 0])
@@ -301,7 +301,7 @@ class Sheet:
         if index is None:
             index = 0
             if axis is not None and rows > 1:
-                _, words = self._data.doubles(1, 2, axis[0] - 1, self._rules.decimal)
+                words = self._data.words(2, axis[0] - 1, self._rules.decimal)
                 index = int(np.flatnonzero(words)[-1]) + 1 if words.any() else 0
         if index < 0:
             raise ArgumentError("index= is how many columns name the rows.")
@@ -312,13 +312,16 @@ class Sheet:
         if self.shape[0] < 2:
             return False
         looked_at = 100
-        if not any(self._data.names(1, self._rules.encoding)):
-            return False
-        found = [
-            ~np.isnan(self._data.numbers(1, 1, self.shape[1], looked_at, True, mark)) for mark in ".,"
-        ]
-        is_number = found[0] | found[1]
-        return not bool(is_number[0].any()) and bool(is_number[1:].any())
+
+        def holds_numbers(first: int, last: int) -> bool:
+            parts = (self._data.numbers(1, first, self.shape[1], last, True, mark) for mark in ".,")
+            return any(not np.isnan(part).all() for part in parts)
+
+        return (
+            not holds_numbers(1, 1)
+            and any(self._data.names(1, self._rules.encoding))
+            and holds_numbers(2, looked_at)
+        )
 
     def to_pandas(
         self,
@@ -326,7 +329,7 @@ class Sheet:
         header: bool | None = None,
         index: int | bool | None = None,
         dtypes: str = "infer",
-        copy: bool = False,
+        copy: bool = True,
     ) -> pd.DataFrame:
         """The sheet as a data frame.
 
@@ -339,7 +342,8 @@ class Sheet:
         dtypes: "infer" gives columns the type that all their cells have: float64 (float32 where the file
             has floats), Int64 for whole numbers, datetime64 for texts like 2024-05-06 07:08, else string;
             codes like 007 stay texts. "text" keeps texts, as object, and converts nothing.
-        copy: without, numbers of spectra are the memory that the file was read into, for reading only.
+        copy: the frame is yours to write to, and the sheet stays as it is. False takes numbers that lie
+            in the memory that the file was read into as they are: at once, and for reading only.
 
         >>> nvimport.read(nvimport.samples("ovens.xls")).to_pandas().head(3)
               Run       Date  Peak \u00b0C  Held min Remark
@@ -349,8 +353,10 @@ class Sheet:
         """
         if dtypes not in (INFER, TEXT):
             raise ArgumentError('dtypes= is "infer" or "text".')
-        frame = with_types(self._parts(dtypes, header, index).frame(), self._rules.dtype)
-        return frame.copy() if copy else frame
+        parts = self._parts(dtypes, header, index)
+        if copy:
+            parts = parts._replace(arrays=[_writable(values) for values in parts.arrays])
+        return with_types(parts.frame(), self._rules.dtype)
 
     def _parts(
         self,
@@ -412,10 +418,10 @@ class Sheet:
 
         axis = self._axis()
         if axis is None:
-            made: xr.Dataset = self.to_pandas(copy=True).to_xarray()
+            made: xr.Dataset = self.to_pandas().to_xarray()
             return made.assign_attrs(self.description)
         x, matrix, names = self.spectra()
-        frame = self.to_pandas(index=0)
+        frame = self.to_pandas(index=0, copy=False)
         told = self.description
 
         def said(name: Any) -> dict[str, str]:
@@ -431,7 +437,7 @@ class Sheet:
             if frame.columns[i] not in coords:
                 coords[frame.columns[i]] = ("sample", values)
         attrs = {**told, **said(told.y)}
-        return xr.DataArray(matrix, coords, ("sample", "x"), attrs=attrs)
+        return xr.DataArray(_writable(matrix), coords, ("sample", "x"), attrs=attrs)
 
     def __arrow_c_schema__(self) -> object:
         return self._arrow()[0]
@@ -482,6 +488,12 @@ def _told_apart(names: list[str]) -> list[str]:
         seen.add(new)
         apart.append(new)
     return apart
+
+
+def _writable(values: Any) -> Any:
+    """Values that are the sheet's own memory as a copy."""
+    is_shared = isinstance(values, np.ndarray) and not values.flags.writeable
+    return values.copy() if is_shared else values
 
 
 def _span(key: Any, count: int) -> tuple[int, int, Any]:
