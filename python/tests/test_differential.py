@@ -2,13 +2,14 @@
 
 import csv
 import io
+import pathlib
 import subprocess
 
 import numpy as np
 import nvimport
 
 
-def test_every_sample_has_the_same_cells_everywhere(sample_files, build):
+def test_every_sample_has_the_same_cells_everywhere(sample_files: list[str], build: pathlib.Path) -> None:
     assert len(sample_files) > 15
     for path in sample_files:
         sheet = nvimport.read(path)

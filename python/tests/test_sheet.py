@@ -10,6 +10,8 @@ import signal
 import subprocess
 import sys
 import threading
+from collections.abc import Callable
+from typing import Any
 
 import numpy as np
 import nvimport
@@ -24,10 +26,10 @@ TABLE = (
 )
 
 
-def test_every_sample_survives_what_python_does_to_it(sample_files):
+def test_every_sample_survives_what_python_does_to_it(sample_files: list[str]) -> None:
     for path in sample_files:
         sheet = nvimport.read(path)
-        buffers = []
+        buffers: list[pickle.PickleBuffer] = []
         small = pickle.dumps(sheet, protocol=5, buffer_callback=buffers.append)
         for again in (
             pickle.loads(small, buffers=buffers),
@@ -38,7 +40,8 @@ def test_every_sample_survives_what_python_does_to_it(sample_files):
             pd.testing.assert_frame_equal(again.to_pandas(), sheet.to_pandas())
         cells = sheet.cells
         assert list(sheet) == cells.tolist() and len(sheet) == len(cells), path
-        for key in (0, -1, (1, 0), slice(1, 3), (slice(None, None, -2), slice(-2, None)), [0, 1]):
+        keys: list[Any] = [0, -1, (1, 0), slice(1, 3), (slice(None, None, -2), slice(-2, None)), [0, 1]]
+        for key in keys:
             assert np.array_equal(sheet[key], cells[key]), (path, key)
         scanned = nvimport.scan(path)
         assert (scanned.shape, scanned.format) == (sheet.shape, sheet.format), path
@@ -51,15 +54,15 @@ def test_every_sample_survives_what_python_does_to_it(sample_files):
         sheet[len(sheet)]
 
 
-def test_large_numbers_travel_out_of_band(folder):
+def test_large_numbers_travel_out_of_band(folder: pathlib.Path) -> None:
     (folder / "big.txt").write_bytes(b"a\tb\n" + b"1\t2\n" * 10)
     sheet = nvimport.read("barley.spc")
-    buffers = []
+    buffers: list[pickle.PickleBuffer] = []
     assert len(pickle.dumps(sheet, protocol=5, buffer_callback=buffers.append)) < 3000
-    assert sum(len(buffer.raw()) for buffer in buffers) >= 3 * 100 * 4
+    assert sum(buffer.raw().nbytes for buffer in buffers) >= 3 * 100 * 4
 
 
-def test_columns_have_the_type_that_their_cells_have():
+def test_columns_have_the_type_that_their_cells_have() -> None:
     read = nvimport.read(data=TABLE, name="t.csv", na_values="NA")
     frame = read.to_pandas()
     assert [str(t) for t in frame.dtypes] == [
@@ -93,10 +96,10 @@ def test_columns_have_the_type_that_their_cells_have():
         sheet = nvimport.read(data=empty, name="e.csv", header=True)
         assert sheet.to_pandas(index=2).shape == (empty.count(b"\n") - 1, 0)
     spectra = nvimport.read("barley.spc")
-    assert spectra.to_pandas().columns.tolist() == spectra.x.tolist()
+    assert spectra.to_pandas().columns.tolist() == spectra.spectra().x.tolist()
 
 
-def test_parts_are_chosen(folder):
+def test_parts_are_chosen(folder: pathlib.Path) -> None:
     book = nvimport.read("ovens.xls", sheet=["Settings", 1])
     assert list(book) == ["Settings", "Runs"] and book["Runs"].shape == (9, 5)
     assert nvimport.read("ovens.xls", sheet=[1, 2], merge="below").shape == (12, 5)
@@ -104,16 +107,21 @@ def test_parts_are_chosen(folder):
     assert list(nvimport.read("tanks.wk1", sheet=None)) == ["tanks"]
     part = nvimport.read("barley.spc", columns=[2, 1120.0, "1122", 30], nrows=3)
     assert part.shape == (3, 4) and part.cells[0].tolist()[1:] == [1120, 1122, 1154]
-    assert part.x.tolist() == [1120, 1122, 1154]
+    assert part.spectra().x.tolist() == [1120, 1122, 1154]
     tail = nvimport.read("wheat.txt", skiprows=2, nrows=2, header=False)
     assert tail.cells[:, 0].tolist() == ["Wheat 02", "Wheat 03"]
     assert nvimport.read("wheat.txt", columns=[2, 1, 2]).shape == (13, 2)
-    for wrong in ({"columns": ["nil"]}, {"nrows": 0}, {"skiprows": -1}, {"sheet": ["nil"]}):
+    unfit: list[dict[str, Any]] = [{"columns": ["nil"]}, {"nrows": 0}, {"skiprows": -1}, {"sheet": ["nil"]}]
+    for wrong in unfit:
         with pytest.raises(nvimport.Error):
             nvimport.read("ovens.xls", **wrong)
-    asked = []
-    answers = {"sheet": 2}
-    sheet = nvimport.read("ovens.xls", on_question=lambda c: asked.append(c) or answers[c.argument])
+    asked: list[nvimport.Choice] = []
+
+    def answer(choice: nvimport.Choice) -> int:
+        asked.append(choice)
+        return {"sheet": 2}[choice.argument]
+
+    sheet = nvimport.read("ovens.xls", on_question=answer)
     assert sheet.shape == (3, 2) and asked[0].entries[0] == "Runs (9 x 5)"
     with pytest.raises(nvimport.ChoiceNeeded, match="sheet"):
         nvimport.read("ovens.xls", on_question="error")
@@ -126,7 +134,7 @@ def test_parts_are_chosen(folder):
     assert 'format="GalacticSPC File" reads it' in caught.value.advice
 
 
-def test_what_is_handed_out_may_be_written_to(sample_files):
+def test_what_is_handed_out_may_be_written_to(sample_files: list[str]) -> None:
     pytest.importorskip("xarray")
     for path in sample_files:
         sheet, kept = nvimport.read(path), nvimport.read(path)
@@ -144,7 +152,7 @@ def test_what_is_handed_out_may_be_written_to(sample_files):
         shared.iloc[0, 0] = 1.0
 
 
-def test_descriptions_and_xarray():
+def test_descriptions_and_xarray() -> None:
     oils = nvimport.read("oils.jdx", blocks=[1, 2])
     assert oils.description["title"] == "Two oils" and oils.x_unit == "NANOMETERS"
     assert oils.rows[1] and oils.rows[1] != oils.rows[2] and oils.names[2] == "t 1100"
@@ -161,7 +169,7 @@ def test_descriptions_and_xarray():
 
 
 @pytest.fixture(scope="session")
-def consume_arrow(tmp_path_factory):
+def consume_arrow(tmp_path_factory: pytest.TempPathFactory) -> Callable[[nvimport.Sheet], str]:
     """The consumer of tests/python, as a function of a sheet."""
     library = tmp_path_factory.mktemp("arrow") / "consume.so"
     source = pathlib.Path(__file__).resolve().parents[2] / "tests" / "python" / "consume_arrow.c"
@@ -171,14 +179,14 @@ def consume_arrow(tmp_path_factory):
     pointer = ctypes.pythonapi.PyCapsule_GetPointer
     pointer.argtypes, pointer.restype = [ctypes.py_object, ctypes.c_char_p], ctypes.c_void_p
 
-    def text(sheet):
+    def text(sheet: nvimport.Sheet) -> str:
         capsule = sheet.__arrow_c_stream__()
-        return consume(pointer(capsule, b"arrow_array_stream")).decode()
+        return str(consume(pointer(capsule, b"arrow_array_stream")), "utf-8")
 
     return text
 
 
-def test_arrow_tables_are_taken_by_others(consume_arrow, sample_files):
+def test_arrow_tables_are_taken_by_others(consume_arrow: Callable[[nvimport.Sheet], str], sample_files: list[str]) -> None:
     lines = consume_arrow(nvimport.read(data=TABLE, name="t.csv", na_values="NA")).split("\n")
     assert lines[0] == "id:l code:u when:tsn: what:u share:g big:l "
     assert lines[2] == "1 '007' 1714953600000000000 'x' 0.5 9007199254740993"
@@ -191,7 +199,7 @@ def test_arrow_tables_are_taken_by_others(consume_arrow, sample_files):
     assert consume_arrow(twice).startswith("a:l a (2):l column 3:l ")
 
 
-def test_write_takes_what_there_is_and_keeps_what_it_holds():
+def test_write_takes_what_there_is_and_keeps_what_it_holds() -> None:
     values = np.array([0.1, 1 / 3, 1e-300, 123456789.123456789])
     frame = pd.DataFrame(
         {
@@ -226,7 +234,7 @@ def test_write_takes_what_there_is_and_keeps_what_it_holds():
         nvimport.write("cube.csv", np.zeros((2, 2, 2)))
 
 
-def test_processes_take_and_give_sheets(sample_files):
+def test_processes_take_and_give_sheets(sample_files: list[str]) -> None:
     expected = [nvimport.read(path) for path in sample_files[:6]]
     for method in ("spawn", "fork"):
         context = multiprocessing.get_context(method)
@@ -234,11 +242,11 @@ def test_processes_take_and_give_sheets(sample_files):
             assert list(pool.map(nvimport.read, sample_files[:6])) == expected
 
 
-def test_a_process_is_forked_while_others_read(folder):
+def test_a_process_is_forked_while_others_read(folder: pathlib.Path) -> None:
     (folder / "big.txt").write_bytes((b"\t".join([b"1.25"] * 200) + b"\n") * 2000)
     over = threading.Event()
 
-    def work():
+    def work() -> None:
         while not over.is_set():
             nvimport.read("big.txt")
             nvimport.read("ovens.xls")
@@ -281,7 +289,7 @@ for part in (0.1, 0.5, 0.9):
 
 
 @pytest.mark.parametrize("kind", ["txt", "xlsx", "mat"])
-def test_an_interrupt_ends_a_read_soon(folder, kind):
+def test_an_interrupt_ends_a_read_soon(folder: pathlib.Path, kind: str) -> None:
     values = np.random.default_rng(1).normal(size=(10_000, 100))
     nvimport.write(f"big.{kind}", values)
     done = subprocess.run(
