@@ -40,8 +40,10 @@ class CMakeBuild(build_ext):
                 check=True,
             )
             targets = ["nvimport-python", "nvimport-complete"]
+            # Without a number, make takes as many jobs as there are files.
+            jobs = os.environ.get("CMAKE_BUILD_PARALLEL_LEVEL") or str(os.cpu_count() or 1)
             subprocess.run(
-                ["cmake", "--build", build, "--parallel", "--target", *targets], check=True
+                ["cmake", "--build", build, "--parallel", jobs, "--target", *targets], check=True
             )
         subprocess.run(
             ["cmake", "--install", build, "--component", "wheel", "--prefix", self.build_lib],

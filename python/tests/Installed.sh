@@ -19,7 +19,11 @@ reads() {
 import sys
 import nvimport
 assert nvimport.__file__.startswith(sys.argv[1]), nvimport.__file__
-assert nvimport.read(sys.argv[2] + "/barley.spc").spectra().matrix.shape == (3, 100)
+for path in sorted(nvimport.samples().iterdir()):
+    if path.suffix != ".cn":
+        assert nvimport.read(path) == nvimport.read(f"{sys.argv[2]}/{path.name}"), path
+        assert len(nvimport.read(path).to_pandas()), path
+assert nvimport.read(nvimport.samples("barley.spc")).spectra().matrix.shape == (3, 100)
 libraries = {line.split()[-1] for line in open("/proc/self/maps") if "libnvimport" in line}
 assert len(libraries) == 1 and libraries.pop().startswith(sys.argv[1]), libraries
 END
