@@ -454,7 +454,9 @@ class Sheet:
         names = self._column_names(header)
         x = self._axis() if header else None
         if x is not None:
-            names[x[0] - 1 : x[0] - 1 + len(x[1])] = [np.format_float_positional(v, trim="-") for v in x[1]]
+            for i, value in enumerate(x[1], start=x[0] - 1):
+                if not _is_number(names[i]):
+                    names[i] = np.format_float_positional(value, trim="-")
         told = self.description
         said = {
             "source": self.path,
@@ -473,6 +475,14 @@ class Sheet:
             self._rules.missing,
             [(key, value) for key, value in said.items() if value],
         )
+
+
+def _is_number(text: str) -> bool:
+    try:
+        float(text)
+    except ValueError:
+        return False
+    return True
 
 
 def _told_apart(names: list[str]) -> list[str]:
