@@ -635,6 +635,7 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readonly("library", &ListedFormat::library);
 
   module.attr("version") = NVIMPORT_VERSION;
+  module.def("has_encoding", [](const std::string& name) { return TextDecoder(name).ok(); });
   module.def("read_sheet", &ReadSheet);
   module.def("detect_sheet", &DetectSheet);
   module.def("list_formats", &ListFormats);

@@ -124,7 +124,11 @@ def add_columns(
                 values = cells.numbers(first, row, end, 0, False, decimal)
             parts.add(begin, values)
         elif kind == "o":
-            parts.add(begin, cells.objects(first, row, end, 0, encoding))
+            values = cells.objects(first, row, end, 0, encoding)
+            for i in set(as_texts).intersection(range(begin, end)):
+                column = values[:, i - begin]
+                column[[isinstance(v, str) and (not v.strip(" ") or v in missing) for v in column]] = None
+            parts.add(begin, values)
         elif kind == "d":
             parsed, words = cells.doubles(first, row, end, decimal)
             for a, b, with_words in runs(words.tolist()):
@@ -185,4 +189,12 @@ def _wants_texts(dtype: Any) -> bool:
 def with_types(frame: pd.DataFrame, dtype: Any) -> pd.DataFrame:
     if isinstance(dtype, Mapping):
         dtype = {name: one for name, one in dtype.items() if name in frame.columns}
-    return frame.astype(dtype) if dtype is not None and dtype != {} else frame
+    if dtype is None or (isinstance(dtype, Mapping) and not dtype):
+        return frame
+    made = frame.astype(dtype)
+    # What is missing is no text.
+    for i in text_columns(frame.columns, dtype):
+        gone = np.flatnonzero(frame.iloc[:, i].isna())
+        if len(gone) > 0 and made.dtypes.iloc[i] == object:
+            made.iloc[gone, i] = None
+    return made

@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import codecs
 import html
 import json
+import numbers
 from collections.abc import Iterator
 from typing import TYPE_CHECKING, Any, NamedTuple
 
@@ -46,6 +48,40 @@ class Rules(NamedTuple):
     decimal: str
     missing: frozenset[str]
     dtype: Any
+
+
+def make_rules(
+    header: Any, index: Any, encoding: str | None, decimal: str, na_values: Any, dtype: Any
+) -> Rules:
+    _check_layout(header, index)
+    if na_values is None:
+        na_values = ()
+    elif isinstance(na_values, (str, numbers.Real)):
+        na_values = [na_values]
+    missing = (
+        f"{float(one):.15g}" if isinstance(one, numbers.Real) else str(one) for one in na_values
+    )
+    return Rules(header, index, encoding_of(encoding), decimal, frozenset(missing), dtype)
+
+
+def _check_layout(header: Any, index: Any) -> None:
+    if not (header is None or isinstance(header, (bool, np.bool_))):
+        raise ArgumentError("header= is True if the first row has names, False, or None.")
+    if not (index is None or hasattr(index, "__index__") or isinstance(index, np.bool_)):
+        raise ArgumentError("index= is how many columns name the rows.")
+
+
+def encoding_of(name: str | None) -> str:
+    """An encoding by the name that the library has for it; Python has others beside it."""
+    if not name or _nvimport.has_encoding(name):
+        return name or ""
+    try:
+        known = codecs.lookup(name).name
+    except LookupError:
+        known = ""
+    if not known or not _nvimport.has_encoding(known):
+        raise ArgumentError(f'There is no encoding "{name}".')
+    return known
 
 
 class Sheet:
@@ -292,6 +328,7 @@ class Sheet:
 
     def _layout(self, header: bool | None, index: int | bool | None) -> tuple[bool, int]:
         """Whether the first row has names, and how many columns have those of the rows."""
+        _check_layout(header, index)
         header = self._rules.header if header is None else header
         index = self._rules.width if index is None else index
         rows, columns = self.shape
@@ -469,7 +506,7 @@ class Sheet:
         }
         return self._data.arrow(
             self._first_row(header),
-            _told_apart(names),
+            told_apart(names),
             self._rules.encoding,
             self._rules.decimal,
             self._rules.missing,
@@ -485,7 +522,7 @@ def _is_number(text: str) -> bool:
     return True
 
 
-def _told_apart(names: list[str]) -> list[str]:
+def told_apart(names: list[str]) -> list[str]:
     """Names of which no two are the same: "Weight", "Weight (2)"."""
     taken = set(names)
     seen: set[str] = set()

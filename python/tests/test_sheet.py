@@ -78,6 +78,9 @@ def test_columns_have_the_type_that_their_cells_have() -> None:
     given = nvimport.read(data=TABLE, name="t.csv", dtype={"id": str, "share": "float32", "no": int})
     assert given.to_pandas()["id"].tolist()[0] == "1"
     assert given.to_pandas()["share"].dtype == np.float32
+    blanks = b"a,b,c\n1,,-9\n,x,y\n"
+    kept = nvimport.read(data=blanks, name="t.csv", dtype=str, na_values=[-9], encoding="latin-1")
+    assert kept.to_pandas().to_numpy().tolist() == [["1", None, None], [None, "x", "y"]]
     mixed = nvimport.read("tanks.wk1").to_pandas(header=False)
     assert mixed.dtypes.eq(object).any() and 310 in mixed.iloc[:, 1].tolist()
     assert nvimport.read(data=b"a;b\n1,5;2\n", decimal=",", dtype="float32").to_numpy().dtype == "f4"
@@ -111,10 +114,26 @@ def test_parts_are_chosen(folder: pathlib.Path) -> None:
     tail = nvimport.read("wheat.txt", skiprows=2, nrows=2, header=False)
     assert tail.cells[:, 0].tolist() == ["Wheat 02", "Wheat 03"]
     assert nvimport.read("wheat.txt", columns=[2, 1, 2]).shape == (13, 2)
-    unfit: list[dict[str, Any]] = [{"columns": ["nil"]}, {"nrows": 0}, {"skiprows": -1}, {"sheet": ["nil"]}]
+    assert nvimport.read("wheat.txt", columns=np.array([2, 1]), nrows=2**40).shape == (13, 2)
+    assert list(nvimport.read("ovens.xls", sheet=[np.int64(2)])) == ["Settings"]
+    unfit: list[dict[str, Any]] = [
+        {"columns": ["nil"]},
+        {"columns": []},
+        {"nrows": 0},
+        {"nrows": 2.5},
+        {"skiprows": -1},
+        {"sheet": ["nil"]},
+        {"range": 5},
+        {"header": 0},
+        {"index": "Run"},
+        {"encoding": "nil"},
+    ]
     for wrong in unfit:
         with pytest.raises(nvimport.Error):
             nvimport.read("ovens.xls", **wrong)
+    alike = (folder / "oils.jdx").read_bytes().replace(b"Sesame", b"Olive")
+    blocks = nvimport.read(data=alike, name="x.jdx", sheet=None)
+    assert len(blocks) == 3 and list(blocks)[1] == list(blocks)[0] + " (2)"
     asked: list[nvimport.Choice] = []
 
     def answer(choice: nvimport.Choice) -> int:
