@@ -441,7 +441,14 @@ void SetNumbers(DenseSheet& sheet, int column, int row, const py::array& numbers
 
 void SetTexts(DenseSheet& sheet, int column, int row, const py::list& texts) {
   for (const py::handle text : texts) {
-    if (!text.is_none()) sheet.Set(column, row, text.cast<std::string>().c_str());
+    if (!text.is_none()) {
+      // What is no character of UTF-8 becomes a question mark.
+      const std::string bytes = py::bytes(text.attr("encode")("utf-8", "replace"));
+      if (bytes.find('\0') != std::string::npos &&
+          PyErr_WarnEx(PyExc_UserWarning, "a text holds a NUL byte and ends there", 1) != 0)
+        throw py::error_already_set();
+      sheet.Set(column, row, bytes.c_str());
+    }
     ++row;
   }
 }

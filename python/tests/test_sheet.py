@@ -249,8 +249,22 @@ def test_write_takes_what_there_is_and_keeps_what_it_holds() -> None:
         with pytest.raises(nvimport.Error) as caught:
             nvimport.write(f"o.{name}", [[1]])
         assert "overwrite=True" in caught.value.advice
-    with pytest.raises(nvimport.ArgumentError):
-        nvimport.write("cube.csv", np.zeros((2, 2, 2)))
+    masked: Any = np.ma.masked_array
+    for odd, cells in (
+        (np.zeros((0, 3)), [[None]]),
+        (masked([[1.0, 2.0]], [[False, True]]), [["1", None]]),
+        (masked([["a", "b"]], [[True, False]]), [[None, "b"]]),
+        (np.array([(1, 2.5)], dtype=[("a", "i4"), ("b", "f8")]), [["a", "b"], ["1", "2.5"]]),
+        (pd.DataFrame([["x\udcff", 1.0]], columns=[1100.0, 0.1]), [["1100", "0.1"], ["x?", "1"]]),
+    ):
+        nvimport.write("odd.csv", odd, overwrite=True)
+        if os.path.getsize("odd.csv") > 1:
+            assert nvimport.read("odd.csv").cells.tolist() == cells
+    with pytest.warns(UserWarning, match="NUL"):
+        nvimport.write("nul.csv", pd.DataFrame({"a": ["x\0y"]}))
+    for unfit in (np.zeros((2, 2, 2)), nvimport.read("ovens.xls", sheet=None), None, "text"):
+        with pytest.raises((nvimport.ArgumentError, TypeError)):
+            nvimport.write("unfit.csv", unfit)
 
 
 def test_processes_take_and_give_sheets(sample_files: list[str]) -> None:
