@@ -80,7 +80,7 @@ class Parts(NamedTuple):
         elif labels:
             index = pd.MultiIndex.from_arrays(labels, names=self.labels)
         is_x = isinstance(self.names, np.ndarray)
-        columns = pd.Index(self.names, dtype=None if is_x else object)
+        columns = pd.Index(self.names, dtype=None if is_x else object, copy=is_x)
         if len(blocks) == 1 and blocks[0].ndim == 2:
             return pd.DataFrame(blocks[0], index=index, columns=columns, copy=False)
         if not blocks:
