@@ -24,6 +24,15 @@ def static_library(name):
     return found if os.path.isabs(found) else "OFF"
 
 
+def where_pybind11_is():
+    """The package that pip brings to builds of its own; CMake finds that of a system itself."""
+    try:
+        import pybind11
+    except ImportError:
+        return []
+    return [f"-Dpybind11_DIR={pybind11.get_cmake_dir()}"]
+
+
 class CMakeBuild(build_ext):
     def run(self):
         build = os.environ.get("NVIMPORT_BUILD")
@@ -31,7 +40,7 @@ class CMakeBuild(build_ext):
             portable = os.environ.get("NVIMPORT_PORTABLE") == "1"
             build = str(ROOT / "build" / ("wheel-portable" if portable else "wheel"))
             options = [f"-DNVIMPORT_{part}=OFF" for part in ("TESTS", "BENCH", "CLI", "DESKTOP")]
-            options += [f"-DPython_EXECUTABLE={sys.executable}"]
+            options += [f"-DPython_EXECUTABLE={sys.executable}", *where_pybind11_is()]
             if portable:
                 options += [f"-DNVIMPORT_ISAL={static_library('isal')}"]
                 options += [f"-DNVIMPORT_NETTLE={static_library('nettle')}", "-DNVIMPORT_XML2=OFF"]
@@ -40,8 +49,10 @@ class CMakeBuild(build_ext):
                 check=True,
             )
             targets = ["nvimport-python", "nvimport-complete"]
+            # Without a number, make takes as many jobs as there are files.
+            jobs = os.environ.get("CMAKE_BUILD_PARALLEL_LEVEL") or str(os.cpu_count() or 1)
             subprocess.run(
-                ["cmake", "--build", build, "--parallel", "--target", *targets], check=True
+                ["cmake", "--build", build, "--parallel", jobs, "--target", *targets], check=True
             )
         subprocess.run(
             ["cmake", "--install", build, "--component", "wheel", "--prefix", self.build_lib],

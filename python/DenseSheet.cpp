@@ -85,6 +85,10 @@ bool IsWhole(float value) {
   return !std::isfinite(value) || (std::fabs(value) < kFirstInexact && std::trunc(value) == value);
 }
 
+bool IsWord(std::string_view text, char decimal_mark) {
+  return !ParseNumber(text, decimal_mark) && text.find_first_not_of(' ') != std::string_view::npos;
+}
+
 void SetNumber(MemorySheet& sheet, int column, int row, const MemoryCell& cell) {
   switch (cell.number_kind) {
     case NumberKind::kFloat:
@@ -108,10 +112,13 @@ bool IsSame(const MemoryCell& a, const MemoryCell& b) {
 }
 
 void DenseSheet::Set(int column, int row, const char* text) {
-  if (text == nullptr) return;
+  if (text != nullptr) Set(column, row, text, std::strlen(text));
+}
+
+void DenseSheet::Set(int column, int row, const char* text, std::size_t length) {
   MarkElsewhere(column, row);
   if (row > 1) last_text_column_ = std::max(last_text_column_, column);
-  aside_.Set(column, row, text);
+  aside_.SetText(column, row, {text, length});
 }
 
 void DenseSheet::MarkElsewhere(int column, int row) {
@@ -294,6 +301,15 @@ void DenseSheet::GetDoubles(int column, int row, std::span<double> numbers, char
 }
 
 void DenseSheet::FindTexts(int first_row, std::span<bool> columns) const {
+  FindCells(first_row, columns, [](std::string_view) { return true; });
+}
+
+void DenseSheet::FindWords(int first_row, char decimal_mark, std::span<bool> columns) const {
+  FindCells(first_row, columns, [&](std::string_view text) { return IsWord(text, decimal_mark); });
+}
+
+template <typename IsIt>
+void DenseSheet::FindCells(int first_row, std::span<bool> columns, IsIt is_it) const {
   std::ranges::fill(columns, false);
   if (first_row > 1)
     columns = columns.first(std::min(columns.size(), static_cast<std::size_t>(last_text_column_)));
@@ -305,7 +321,7 @@ void DenseSheet::FindTexts(int first_row, std::span<bool> columns) const {
             [&](int first, int, std::span<const MemoryCell> cells) {
               bool* column = &columns[static_cast<std::size_t>(first - 1)];
               for (const MemoryCell& cell : cells) {
-                if (cell.kind == CellKind::kText && !*column) {
+                if (cell.kind == CellKind::kText && !*column && is_it(cell.text)) {
                   *column = true;
                   --missing;
                 }
@@ -324,8 +340,16 @@ bool DenseSheet::IsWide(int first_column, int first_row, int last_column) const 
 }
 
 bool DenseSheet::IsInThere(int first_column, int first_row, int last_column) const {
-  if (first_row < 2 || first_column <= last_text_column_ || Rows() > height_) return false;
-  return InMatrix(first_column, first_row) && last_column <= width_;
+  const bool is_in_matrix = InMatrix(first_column, first_row) && last_column <= width_;
+  if (!is_in_matrix || first_column <= last_text_column_ || Rows() > height_) return false;
+  return first_row > 1 || !IsAnyAside(first_column, first_row, last_column);
+}
+
+bool DenseSheet::IsAnyAside(int first_column, int row, int last_column) const {
+  std::vector<MemoryCell> cells(static_cast<std::size_t>(last_column - first_column + 1));
+  aside_.GetCells(first_column, row, cells);
+  return std::ranges::any_of(
+      cells, [](const MemoryCell& cell) { return cell.kind != CellKind::kMissing; });
 }
 
 const float* DenseSheet::FindMatrix(int first_column, int first_row, int last_column) const {

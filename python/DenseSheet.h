@@ -27,6 +27,7 @@ class DenseSheet final : public ReadOnlySheet {
 
   using ReadSpreadSheetData::Set;
   void Set(int column, int row, const char* text) override;
+  void Set(int column, int row, const char* text, std::size_t length) override;
   void Set(int column, int row, float value) override {
     if (InMatrix(column, row) && wide_.empty())
       matrix_[Place(column, row)] = IsElsewhere(value) ? kNan : value;
@@ -90,6 +91,8 @@ class DenseSheet final : public ReadOnlySheet {
 
   // Which of the first columns hold a text, from `first_row` on.
   void FindTexts(int first_row, std::span<bool> columns) const;
+  // The same of texts that are neither numbers nor empty.
+  void FindWords(int first_row, char decimal_mark, std::span<bool> columns) const;
 
   // The numbers from there on as they lie in the matrix, a row after GetMatrixWidth more; null
   // where some of them lie elsewhere, or are of the other width.
@@ -129,6 +132,9 @@ class DenseSheet final : public ReadOnlySheet {
   void SetAnywhere(int column, int row, float value);
   void SetAnywhere(int column, int row, double value);
   bool IsInThere(int first_column, int first_row, int last_column) const;
+  bool IsAnyAside(int first_column, int row, int last_column) const;
+  template <typename IsIt>
+  void FindCells(int first_row, std::span<bool> columns, IsIt is_it) const;
   // Makes the matrix one of doubles, where that changes no number in it.
   bool Widen();
   // Makes room for rows that were not announced; false where the cell has its place elsewhere.

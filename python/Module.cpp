@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/Version.h"
@@ -47,6 +50,14 @@ class TextMaker {
     return py::reinterpret_steal<py::object>(made);
   }
 
+  // Of a text of the sheet, which does not change meanwhile. One that comes again and again is made
+  // once as a rule.
+  py::object MakeAgain(std::string_view text) {
+    Known& known = known_[PlaceOf(text)];
+    if (!known.object || known.text != text) known = {text, Make(text)};
+    return known.object;
+  }
+
   py::object Make(const MemoryCell& cell) {
     switch (cell.kind) {
       case CellKind::kNumber:
@@ -60,17 +71,31 @@ class TextMaker {
   }
 
  private:
-  // A text that came before.
+  // A text of the sheet that came before.
   struct Known {
-    std::string text;
+    std::string_view text;
     py::object object;
   };
+  static constexpr unsigned kKnownBits = 8;
 
-  // A text that may come again and again is made once as a rule.
-  py::object MakeAgain(std::string_view text) {
-    Known& known = known_[std::hash<std::string_view>()(text) % known_.size()];
-    if (!known.object || known.text != text) known = {std::string(text), Make(text)};
-    return known.object;
+  // Where a text has its place among those known, by its length and its ends.
+  static std::size_t PlaceOf(std::string_view text) {
+    constexpr std::uint64_t kOdd = 0x9e3779b97f4a7c15;
+    constexpr unsigned kBits = 64;
+    std::uint64_t mixed = text.size();
+    const auto mix = [&](auto word) {
+      std::memcpy(&word, text.data(), sizeof word);
+      mixed = (mixed ^ word) * kOdd;
+      std::memcpy(&word, text.data() + text.size() - sizeof word, sizeof word);
+      mixed = (std::rotl(mixed, kBits / 2) ^ word) * kOdd;
+    };
+    if (text.size() >= sizeof(std::uint64_t))
+      mix(std::uint64_t{});
+    else if (text.size() >= sizeof(std::uint32_t))
+      mix(std::uint32_t{});
+    else if (!text.empty())
+      mix(std::uint8_t{});
+    return mixed >> (kBits - kKnownBits);
   }
 
   py::object MakeOther(std::string_view text) {
@@ -83,7 +108,7 @@ class TextMaker {
 
   TextDecoder decoder_;
   std::string scratch_;
-  std::array<Known, 256> known_;
+  std::array<Known, std::size_t{1} << kKnownBits> known_;
 };
 
 // A part of a sheet, its columns and rows from 1, the last ones in it.
@@ -225,6 +250,16 @@ py::array Texts(DenseSheet& sheet, int first_row, int last_column) {
   return columns;
 }
 
+// Which of the first columns hold texts that are no numbers.
+py::array Words(DenseSheet& sheet, int first_row, int last_column, const std::string& decimal) {
+  py::array_t<bool> columns(Checked(sheet, 1, first_row, last_column).columns());
+  const char mark = DecimalMark(decimal);
+  const std::span found(columns.mutable_data(), static_cast<std::size_t>(columns.size()));
+  const py::gil_scoped_release released;
+  sheet.FindWords(first_row, mark, found);
+  return columns;
+}
+
 // The first column of spectra and the x values of those from there on, or None.
 py::object AxisOf(const DenseSheet& sheet, const std::string& decimal) {
   const auto axis = sheet.FindAxis(DecimalMark(decimal));
@@ -280,6 +315,22 @@ py::object MissingOf(const std::shared_ptr<TypedColumns>& typed, std::size_t col
   if (missing.empty()) return py::none();
   return py::array(py::dtype("bool"), static_cast<py::ssize_t>(missing.size()), missing.data(),
                    py::cast(typed));
+}
+
+// The texts of a column; `missing` where there is none.
+py::array TextsOf(const TypedColumns& typed, std::size_t column, const std::string& encoding,
+                  const py::object& missing) {
+  if (column >= typed.size() || typed.type(column) != ColumnType::kText)
+    throw py::index_error("no such column");
+  TextMaker maker(encoding);
+  py::array objects(py::dtype("O"), static_cast<py::ssize_t>(typed.rows()));
+  auto** places = static_cast<PyObject**>(objects.mutable_data());
+  for (std::size_t row = 0; row < typed.rows(); ++row) {
+    const char* const text = typed.text(column, row);
+    py::object made = text != nullptr ? maker.MakeAgain(text) : missing;
+    Py_XDECREF(std::exchange(places[row], made.release().ptr()));
+  }
+  return objects;
 }
 
 // A capsule that holds what `give` puts into a new structure.
@@ -390,7 +441,14 @@ void SetNumbers(DenseSheet& sheet, int column, int row, const py::array& numbers
 
 void SetTexts(DenseSheet& sheet, int column, int row, const py::list& texts) {
   for (const py::handle text : texts) {
-    if (!text.is_none()) sheet.Set(column, row, text.cast<std::string>().c_str());
+    if (!text.is_none()) {
+      // What is no character of UTF-8 becomes a question mark.
+      const std::string bytes = py::bytes(text.attr("encode")("utf-8", "replace"));
+      if (bytes.find('\0') != std::string::npos &&
+          PyErr_WarnEx(PyExc_UserWarning, "a text holds a NUL byte and ends there", 1) != 0)
+        throw py::error_already_set();
+      sheet.Set(column, row, bytes.c_str());
+    }
     ++row;
   }
 }
@@ -465,7 +523,8 @@ PYBIND11_MODULE(_nvimport, module) {
       .def("view", &View)
       .def("doubles", &Doubles)
       .def("texts", &Texts)
-      .def("typed", &Typed)
+      .def("words", &Words)
+      .def("typed", &Typed, py::keep_alive<0, 1>())
       .def("arrow", &Arrow)
       .def("equals", &DenseSheet::Equals)
       .def_property_readonly("has_large", &DenseSheet::has_large)
@@ -478,6 +537,7 @@ PYBIND11_MODULE(_nvimport, module) {
       .def("__len__", &TypedColumns::rows)
       .def_property_readonly("types", &Types)
       .def("values", &Values)
+      .def("texts", &TextsOf)
       .def("missing", &MissingOf);
 
   py::enum_<Refusal::Kind>(module, "Kind")
@@ -582,6 +642,7 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readonly("library", &ListedFormat::library);
 
   module.attr("version") = NVIMPORT_VERSION;
+  module.def("has_encoding", [](const std::string& name) { return TextDecoder(name).ok(); });
   module.def("read_sheet", &ReadSheet);
   module.def("detect_sheet", &DetectSheet);
   module.def("list_formats", &ListFormats);

@@ -164,18 +164,24 @@ TypedColumns::TypedColumns(const DenseSheet& sheet, int first_column, int first_
   }
   for (std::size_t at = 0; at < columns_.size(); ++at) {
     Column& column = columns_[at];
+    const auto cell_in = [&](std::size_t row) {
+      MemoryCell cell;
+      sheet.GetCells(first_column + static_cast<int>(at), first_row + static_cast<int>(row),
+                     {&cell, 1});
+      return cell;
+    };
     const bool has_fractions = column.has_floats || column.has_doubles;
     if (column.has_words || (column.has_times && (has_fractions || column.has_wholes))) {
       column.type = column.has_numbers ? ColumnType::kMixed : ColumnType::kText;
+      if (!column.has_words) column.first_word = rows_;
+      if (!column.has_numbers) SetTexts(at, cell_in);
     } else if (column.has_times) {
       column.type = ColumnType::kTime;
       SetTimes(at);
     } else if (column.has_wholes && !has_fractions) {
       column.type = ColumnType::kWhole;
       SetWholes(at, [&](std::size_t row) {
-        MemoryCell cell;
-        sheet.GetCells(first_column + static_cast<int>(at), first_row + static_cast<int>(row),
-                       {&cell, 1});
+        MemoryCell cell = cell_in(row);
         if (cell.kind == CellKind::kText)
           cell = NumberOf(WithoutBlanks(cell.text), rules.decimal_mark).value_or(cell);
         return cell.whole;
@@ -202,9 +208,13 @@ void TypedColumns::TakeText(std::size_t at, std::size_t row, std::string_view te
   Column& column = columns_[at];
   Value& value = values_[at * rows_ + row];
   if (!rules.missing.empty() && rules.missing.contains(text)) return SetMissing(at, row);
+  const char* const begin = text.data();
   text = WithoutBlanks(text);
   if (text.empty()) return SetMissing(at, row);
-  if (column.has_words) return;
+  if (column.has_words) {
+    value.text = begin;
+    return;
+  }
   if (const auto number = NumberOf(text, rules.decimal_mark)) {
     const bool is_whole = number->number_kind == NumberKind::kWhole;
     (is_whole ? column.has_wholes : column.has_doubles) = true;
@@ -215,6 +225,8 @@ void TypedColumns::TakeText(std::size_t at, std::size_t row, std::string_view te
     value.whole = *time;
   } else {
     column.has_words = true;
+    column.first_word = row;
+    value.text = begin;
   }
 }
 
@@ -242,6 +254,16 @@ void TypedColumns::SetWholes(std::size_t at, const Whole& whole) {
     else
       value.whole = columns_[at].has_large ? whole(row) : static_cast<std::int64_t>(number);
   }
+}
+
+template <typename Cell>
+void TypedColumns::SetTexts(std::size_t at, const Cell& cell) {
+  const std::span values(&values_[at * rows_], rows_);
+  for (std::size_t row = 0; row < columns_[at].first_word; ++row)
+    values[row].text = cell(row).text.data();
+  const auto missing = this->missing(at);
+  for (std::size_t row = 0; row < missing.size(); ++row)
+    if (missing[row] != 0) values[row].text = nullptr;
 }
 
 }  // namespace nvimport

@@ -47,11 +47,16 @@ class TypedColumns {
   std::span<const std::uint8_t> missing(std::size_t column) const {
     return columns_[column].missing;
   }
+  // Of a column of texts, the one of the sheet in a row; null where the cell is missing.
+  const char* text(std::size_t column, std::size_t row) const {
+    return values_[column * rows_ + row].text;
+  }
 
  private:
   union Value {
     double number;
     std::int64_t whole;
+    const char* text;
   };
   struct Column {
     ColumnType type = ColumnType::kDouble;
@@ -62,6 +67,7 @@ class TypedColumns {
     bool has_large = false;    // of these
     bool has_times = false;
     bool has_words = false;
+    std::size_t first_word = 0;  // if any, the row
     std::vector<std::uint8_t> missing{};
   };
 
@@ -72,6 +78,9 @@ class TypedColumns {
   // `whole` gives those that no double holds.
   template <typename Whole>
   void SetWholes(std::size_t at, const Whole& whole);
+  // `cell` gives those in front of the first word.
+  template <typename Cell>
+  void SetTexts(std::size_t at, const Cell& cell);
 
   std::size_t rows_;
   std::vector<Column> columns_;

@@ -105,15 +105,16 @@ MemorySheet::Line& MemorySheet::LineFor(unsigned column, unsigned row) {
   return LineAt(line);
 }
 
-const MemorySheet::Line* MemorySheet::FindLine(unsigned column, unsigned row) const {
-  const std::uint64_t key = BlockKey(column, row);
+const MemorySheet::Block* MemorySheet::FindBlock(std::uint64_t key) const {
   const CachedBlock& cached = cache_[key % cache_.size()];
-  const Block* block = cached.block;
-  if (cached.key != key) {
-    const auto found = blocks_.find(key);
-    if (found == blocks_.end()) return nullptr;
-    block = &found->second;
-  }
+  if (cached.key == key) return cached.block;
+  const auto found = blocks_.find(key);
+  return found != blocks_.end() ? &found->second : nullptr;
+}
+
+const MemorySheet::Line* MemorySheet::FindLine(const Block* block, unsigned column,
+                                               unsigned row) const {
+  if (block == nullptr) return nullptr;
   const std::uint32_t line = block->lines[LineInBlock(column, row)];
   return line != 0 ? &LineAt(line) : nullptr;
 }
@@ -147,13 +148,16 @@ void MemorySheet::PutInArena(std::string_view text, Slot& slot) {
 }
 
 void MemorySheet::Set(int column, int row, const char* text) {
-  if (column < 1 || row < 1 || text == nullptr) return;
+  if (text != nullptr) SetText(column, row, text);
+}
+
+void MemorySheet::SetText(int column, int row, std::string_view text) {
+  if (column < 1 || row < 1) return;
   Slot& slot = SlotFor(column, row);
-  const std::size_t length = std::strlen(text);
-  if (length >= sizeof slot.bytes) return SetLongText({text, length}, slot);
+  if (text.size() >= sizeof slot.bytes) return SetLongText(text, slot);
   Slot fresh{};
-  std::memcpy(fresh.bytes, text, length);
-  if (length == 0) fresh.bytes[7] = kEmptyText;
+  std::memcpy(fresh.bytes, text.data(), text.size());
+  if (text.empty()) fresh.bytes[7] = kEmptyText;
   Replace(slot, fresh);
 }
 
@@ -333,7 +337,8 @@ MemoryCell MemorySheet::CellIn(const Line& line, unsigned place) const {
 MemoryCell MemorySheet::GetCell(int column, int row) const {
   if (column < 1 || row < 1 || column > columns_ || row > rows_) return {};
   const auto c = static_cast<unsigned>(column - 1);
-  const Line* line = FindLine(c, static_cast<unsigned>(row - 1));
+  const auto r = static_cast<unsigned>(row - 1);
+  const Line* line = FindLine(FindBlock(BlockKey(c, r)), c, r);
   return line != nullptr ? CellIn(*line, c % (1U << kLineBits)) : MemoryCell{};
 }
 
@@ -341,11 +346,14 @@ void MemorySheet::GetCells(int column, int row, std::span<MemoryCell> cells) con
   std::ranges::fill(cells, MemoryCell{});
   if (column < 1 || row < 1) return;
   const auto first = static_cast<unsigned>(column - 1);
+  const auto r = static_cast<unsigned>(row - 1);
+  const Block* block = nullptr;
   const Line* line = nullptr;
   for (unsigned i = 0; i < cells.size(); ++i) {
     const unsigned c = first + i;
     const unsigned slot = c % (1U << kLineBits);
-    if (slot == 0 || i == 0) line = FindLine(c, static_cast<unsigned>(row - 1));
+    if (c % (1U << (kLineBits + kGroupBits)) == 0 || i == 0) block = FindBlock(BlockKey(c, r));
+    if (slot == 0 || i == 0) line = FindLine(block, c, r);
     if (line != nullptr) cells[i] = CellIn(*line, slot);
   }
 }

@@ -72,6 +72,8 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   // Stores a cell in the place of what was there. A text is copied; a null one is dropped.
   void Set(int column, int row, const char* text) override;
   void Set(int column, int row, float value) override;
+  // The same of a text whose length is known.
+  void SetText(int column, int row, std::string_view text);
   // Numbers are kept as they come. A class of its own derived from this one may count on being told
   // of them by Set; it says itself whether it takes them otherwise.
   bool TakesExact() override;
@@ -159,7 +161,8 @@ class NVIMPORT_API MemorySheet : public SpreadsheetData {
   template <typename Number>
   void SetWide(int column, int row, Number value, Width width);
   Line& LineFor(unsigned column, unsigned row);
-  const Line* FindLine(unsigned column, unsigned row) const;
+  const Block* FindBlock(std::uint64_t key) const;
+  const Line* FindLine(const Block* block, unsigned column, unsigned row) const;
   Line& LineAt(std::uint32_t index) const;
   Block& BlockFor(std::uint64_t key);
   MemoryCell CellIn(const Line& line, unsigned place) const;

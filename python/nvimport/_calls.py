@@ -4,15 +4,16 @@ from __future__ import annotations
 
 import dataclasses
 import enum
+import numbers
 import os
-from collections.abc import Callable, Mapping, Sequence
+from collections.abc import Callable, Iterable, Mapping, Sequence
 from typing import Any, NamedTuple, Union, cast, overload
 
 from nvimport import _nvimport
 from nvimport._description import Description
 from nvimport._errors import ArgumentError, ChoiceNeeded
 from nvimport._requests import Columns, Items, argument_of, check, make_request
-from nvimport._sheet import Choice, Rules, Sheet
+from nvimport._sheet import Choice, Rules, Sheet, encoding_of, make_rules, told_apart
 from nvimport._sources import Data, Source, on_disk
 
 
@@ -27,6 +28,7 @@ class Usual(enum.Enum):
 
 USUAL = Usual.USUAL
 OnQuestion = Union[str, Callable[[Choice], Any]]
+Missing = Union[str, float, Iterable[Union[str, float]], None]
 
 
 @dataclasses.dataclass(frozen=True)
@@ -126,8 +128,8 @@ def scan(
     names: list[str] = []
     for choice in found.choices:
         if not names and argument_of(choice.name) in ("sheet", "blocks"):
-            names = choice.names
-    described = Description(found.described(encoding or ""))
+            names = told_apart(choice.names)
+    described = Description(found.described(encoding_of(encoding)))
     shape = (found.rows, found.columns)
     return Scan(shown, found.format, shape, names, made, found.pairs, described)
 
@@ -150,7 +152,7 @@ def read(
     header: bool | None = ...,
     index: int | bool | None = ...,
     dtype: Any = ...,
-    na_values: str | Sequence[str] = ...,
+    na_values: Missing = ...,
     merge: str | None = ...,
     ignore_consecutive: bool = ...,
     password: str | None = ...,
@@ -199,7 +201,7 @@ def read(  # type: ignore[misc]
     header: bool | None = None,
     index: int | bool | None = None,
     dtype: Any = None,
-    na_values: str | Sequence[str] = (),
+    na_values: Missing = (),
     merge: str | None = None,
     ignore_consecutive: bool = False,
     password: str | None = None,
@@ -229,7 +231,7 @@ def read(  # type: ignore[misc]
     options: the options of an earlier import (Sheet.options), or pairs for this format.
     header, index: as for Sheet.to_pandas.
     dtype: of the columns of a data frame, one for all or a mapping by name; of arrays if it is one.
-    na_values: texts that count as missing cells in data frames and Arrow tables.
+    na_values: texts that count as missing cells in data frames and Arrow tables, one or several.
     encoding: of texts; by default those that are valid UTF-8 are, others are Windows-1252.
     decimal: the decimal mark of texts that are to be numbers.
     name: of bytes or of an open file; its extension counts when the format is detected.
@@ -254,8 +256,7 @@ def read(  # type: ignore[misc]
         raise ArgumentError('The decimal mark is "." or ",".')
     if on_question not in ("usual", "error") and not callable(on_question):
         raise ArgumentError('on_question= is "usual", "error" or a function.')
-    missing = frozenset([na_values] if isinstance(na_values, str) else na_values)
-    rules = Rules(header, index, encoding or "", decimal, missing, dtype)
+    rules = make_rules(header, index, encoding, decimal, na_values, dtype)
     choices: dict[str, Any] = {
         "format": format,
         "sheet": sheet,
@@ -321,17 +322,18 @@ def _each(paths: list[bytes], shown: str, given: dict[str, Any]) -> dict[str, di
             break
     else:
         return {os.path.splitext(os.path.basename(shown))[0]: {**given, "sheet": USUAL}}
+    # Blocks may have the same title.
+    names = told_apart(choice.names)
     positions = []
     for item in range(1, len(choice.names) + 1) if wanted is None else wanted:
-        if item in choice.names:
-            item = choice.names.index(item) + 1
-        if not isinstance(item, int) or not 1 <= item <= len(choice.names):
+        if item in names:
+            item = names.index(item) + 1
+        number = int(item) if isinstance(item, numbers.Integral) else 0
+        if not 1 <= number <= len(choice.names):
             text = f'"{item}" is not among the {choice.name}.'
             raise ChoiceNeeded(text, argument, choice.entries, path=shown, format=found.format)
-        positions.append(item)
-    return {
-        choice.names[n - 1]: {**given, "sheet": USUAL, argument: n} for n in positions
-    }
+        positions.append(number)
+    return {names[n - 1]: {**given, "sheet": USUAL, argument: n} for n in positions}
 
 
 def _answered(

@@ -2,7 +2,8 @@
 
 from __future__ import annotations
 
-from collections.abc import Mapping
+import itertools
+from collections.abc import Iterable, Mapping
 from typing import TYPE_CHECKING, Any, NamedTuple
 
 import numpy as np
@@ -21,12 +22,15 @@ INFER, NUMBERS, TEXT = "infer", "numbers", "text"
 _FEW = 100
 
 
-def runs(kinds: npt.NDArray[Any]) -> list[tuple[int, int, Any]]:
+def runs(kinds: Iterable[Any]) -> list[tuple[int, int, Any]]:
     """Where each run of the same value begins and ends, and the value."""
-    if len(kinds) == 0:
-        return []
-    borders = [0, *(np.flatnonzero(kinds[1:] != kinds[:-1]) + 1).tolist(), len(kinds)]
-    return [(a, b, kinds[a]) for a, b in zip(borders[:-1], borders[1:])]
+    begin = 0
+    found = []
+    for kind, alike in itertools.groupby(kinds):
+        end = begin + sum(1 for _ in alike)
+        found.append((begin, end, kind))
+        begin = end
+    return found
 
 
 class Parts(NamedTuple):
@@ -76,7 +80,7 @@ class Parts(NamedTuple):
         elif labels:
             index = pd.MultiIndex.from_arrays(labels, names=self.labels)
         is_x = isinstance(self.names, np.ndarray)
-        columns = pd.Index(self.names, dtype=None if is_x else object)
+        columns = pd.Index(self.names, dtype=None if is_x else object, copy=is_x)
         if len(blocks) == 1 and blocks[0].ndim == 2:
             return pd.DataFrame(blocks[0], index=index, columns=columns, copy=False)
         if not blocks:
@@ -107,13 +111,11 @@ def add_columns(
 ) -> None:
     """Adds all columns from `row` on; those of the positions `as_texts` keep their texts."""
     columns = cells.shape[1]
-    texts = cells.texts(row, columns)
-    if mode == INFER and cells.has_large:
-        texts[:] = True
-    kinds = texts.astype("U1")
-    kinds[~texts] = "n"
-    kinds[texts] = {INFER: "i", NUMBERS: "d", TEXT: "o"}[mode]
-    kinds[list(as_texts)] = "o"
+    of_texts = {INFER: "i", NUMBERS: "d", TEXT: "o"}[mode]
+    of_numbers = of_texts if mode == INFER and cells.has_large else "n"
+    kinds = [of_texts if has else of_numbers for has in cells.texts(row, columns).tolist()]
+    for i in as_texts:
+        kinds[i] = "o"
     for begin, end, kind in runs(kinds):
         first = begin + 1
         if kind == "n":
@@ -122,10 +124,14 @@ def add_columns(
                 values = cells.numbers(first, row, end, 0, False, decimal)
             parts.add(begin, values)
         elif kind == "o":
-            parts.add(begin, cells.objects(first, row, end, 0, encoding))
+            values = cells.objects(first, row, end, 0, encoding)
+            for i in set(as_texts).intersection(range(begin, end)):
+                column = values[:, i - begin]
+                column[[isinstance(v, str) and (not v.strip(" ") or v in missing) for v in column]] = None
+            parts.add(begin, values)
         elif kind == "d":
             parsed, words = cells.doubles(first, row, end, decimal)
-            for a, b, with_words in runs(words):
+            for a, b, with_words in runs(words.tolist()):
                 if with_words:
                     values = cells.objects(first + a, row, begin + b, 0, encoding)
                 else:
@@ -147,7 +153,7 @@ def _add_typed(
 
     first, row, end = where
     typed = cells.typed(first, row, end, decimal, missing)
-    for begin, last, kind in runs(np.array(list(typed.types))):
+    for begin, last, kind in runs(typed.types):
         if kind in "df":
             values: Any = typed.values(begin, last).T
             parts.add(first - 1 + begin, values.astype(np.float32) if kind == "f" else values)
@@ -159,13 +165,11 @@ def _add_typed(
                 values = pd.arrays.IntegerArray(typed.values(i, i + 1)[0].copy(), mask)
             elif kind == "M":
                 values = typed.values(i, i + 1)[0].view("M8[ns]")
+            elif kind == "t":
+                values = pd.arrays.StringArray(typed.texts(i, encoding, pd.NA))
             else:
                 values = cells.objects(first + i, row, first + i, 0, encoding)[:, 0]
-                if kind == "t":
-                    if gone is not None:
-                        values[gone] = pd.NA
-                    values = pd.arrays.StringArray(values)
-                elif gone is not None:
+                if gone is not None:
                     values[gone] = None
             parts.add(first - 1 + i, values)
 
@@ -185,4 +189,12 @@ def _wants_texts(dtype: Any) -> bool:
 def with_types(frame: pd.DataFrame, dtype: Any) -> pd.DataFrame:
     if isinstance(dtype, Mapping):
         dtype = {name: one for name, one in dtype.items() if name in frame.columns}
-    return frame.astype(dtype) if dtype is not None and dtype != {} else frame
+    if dtype is None or (isinstance(dtype, Mapping) and not dtype):
+        return frame
+    made = frame.astype(dtype)
+    # What is missing is no text.
+    for i in text_columns(frame.columns, dtype):
+        gone = np.flatnonzero(frame.iloc[:, i].isna())
+        if len(gone) > 0 and made.dtypes.iloc[i] == object:
+            made.iloc[gone, i] = None
+    return made

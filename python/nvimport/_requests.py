@@ -2,15 +2,17 @@
 
 from __future__ import annotations
 
+import numbers
+import operator
 import os
-from collections.abc import Mapping, Sequence
-from typing import Any, NoReturn, Union
+from collections.abc import Iterable, Mapping, Sequence
+from typing import Any, NoReturn, Union, cast
 
 from nvimport import _nvimport
 from nvimport._errors import ArgumentError, Cancelled, ChoiceNeeded, Error
 
 Items = Union[int, str, Sequence[Union[int, str]]]
-Columns = Union[int, str, Sequence[Union[int, float, str]]]
+Columns = Union[int, float, str, Iterable[Union[int, float, str]]]
 
 # What makes a choice, by the name that the choice has in the library.
 _ARGUMENTS = {
@@ -52,7 +54,7 @@ def make_request(
     request.sheet = _items(sheet)
     request.blocks = _items(blocks)
     if range is not None:
-        request.range = range if isinstance(range, str) else ",".join(str(int(n)) for n in range)
+        request.range = range if isinstance(range, str) else _range(range)
     request.delimiter = delimiter
     request.ignore_consecutive = ignore_consecutive
     request.merge = merge or ""
@@ -97,22 +99,33 @@ def _columns(columns: Columns | None) -> str | None:
     """As a list of numbers and names, what is in quotes being a name whatever it looks like."""
     if columns is None or isinstance(columns, str):
         return columns
-    if not isinstance(columns, Sequence):
-        columns = [columns]
+    wanted = [columns] if isinstance(columns, numbers.Real) else list(cast(Iterable[Any], columns))
+    if not wanted:
+        raise ArgumentError("columns= names no column.")
 
     def item(column: Any) -> str:
-        if isinstance(column, int):
-            return str(column)
-        name = f"{column:.15g}" if isinstance(column, float) else str(column)
+        if isinstance(column, numbers.Integral):
+            return str(int(column))
+        name = f"{float(column):.15g}" if isinstance(column, numbers.Real) else str(column)
         return '"' + name.replace('"', '""') + '"'
 
-    return ",".join(item(column) for column in columns)
+    return ",".join(item(column) for column in wanted)
 
 
-def _count(argument: str, count: int, least: int) -> int:
-    if not least <= count < 2**31:
-        raise ArgumentError(f"{argument}= is a number from {least}.")
-    return int(count)
+def _range(ends: Any) -> str:
+    try:
+        first, last = (operator.index(end) for end in ends)
+    except (TypeError, ValueError):
+        raise ArgumentError("range= is the first point and the last one.") from None
+    return f"{first},{last}"
+
+
+def _count(argument: str, count: Any, least: int) -> int:
+    number = operator.index(count) if hasattr(count, "__index__") else least - 1
+    if number < least:
+        raise ArgumentError(f"{argument}= is a whole number from {least}.")
+    most = 2**31 - 1
+    return min(number, most)
 
 
 def check(refusal: _nvimport.Refusal | None, path: str) -> None:

@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import codecs
 import html
 import json
+import numbers
 from collections.abc import Iterator
 from typing import TYPE_CHECKING, Any, NamedTuple
 
@@ -46,6 +48,40 @@ class Rules(NamedTuple):
     decimal: str
     missing: frozenset[str]
     dtype: Any
+
+
+def make_rules(
+    header: Any, index: Any, encoding: str | None, decimal: str, na_values: Any, dtype: Any
+) -> Rules:
+    _check_layout(header, index)
+    if na_values is None:
+        na_values = ()
+    elif isinstance(na_values, (str, numbers.Real)):
+        na_values = [na_values]
+    missing = (
+        f"{float(one):.15g}" if isinstance(one, numbers.Real) else str(one) for one in na_values
+    )
+    return Rules(header, index, encoding_of(encoding), decimal, frozenset(missing), dtype)
+
+
+def _check_layout(header: Any, index: Any) -> None:
+    if not (header is None or isinstance(header, (bool, np.bool_))):
+        raise ArgumentError("header= is True if the first row has names, False, or None.")
+    if not (index is None or hasattr(index, "__index__") or isinstance(index, np.bool_)):
+        raise ArgumentError("index= is how many columns name the rows.")
+
+
+def encoding_of(name: str | None) -> str:
+    """An encoding by the name that the library has for it; Python has others beside it."""
+    if not name or _nvimport.has_encoding(name):
+        return name or ""
+    try:
+        known = codecs.lookup(name).name
+    except LookupError:
+        known = ""
+    if not known or not _nvimport.has_encoding(known):
+        raise ArgumentError(f'There is no encoding "{name}".')
+    return known
 
 
 class Sheet:
@@ -178,7 +214,7 @@ class Sheet:
     def x(self) -> npt.NDArray[np.float64] | None:
         """The x values of spectra, exactly as the file has them; None where there are none."""
         axis = self._axis()
-        return None if axis is None else axis[1]
+        return None if axis is None else axis[1].copy()
 
     @property
     def x_unit(self) -> str:
@@ -243,7 +279,7 @@ class Sheet:
                 path=self.path,
                 format=self.format,
             )
-        first, x = axis
+        first, x = axis[0], axis[1].copy()
         row = self._first_row(True)
         matrix = self._numbers(first, row, first + len(x) - 1)
         empty = np.isnan(matrix[:, 0])
@@ -292,6 +328,7 @@ class Sheet:
 
     def _layout(self, header: bool | None, index: int | bool | None) -> tuple[bool, int]:
         """Whether the first row has names, and how many columns have those of the rows."""
+        _check_layout(header, index)
         header = self._rules.header if header is None else header
         index = self._rules.width if index is None else index
         rows, columns = self.shape
@@ -301,7 +338,7 @@ class Sheet:
         if index is None:
             index = 0
             if axis is not None and rows > 1:
-                _, words = self._data.doubles(1, 2, axis[0] - 1, self._rules.decimal)
+                words = self._data.words(2, axis[0] - 1, self._rules.decimal)
                 index = int(np.flatnonzero(words)[-1]) + 1 if words.any() else 0
         if index < 0:
             raise ArgumentError("index= is how many columns name the rows.")
@@ -312,13 +349,16 @@ class Sheet:
         if self.shape[0] < 2:
             return False
         looked_at = 100
-        if not any(self._data.names(1, self._rules.encoding)):
-            return False
-        found = [
-            ~np.isnan(self._data.numbers(1, 1, self.shape[1], looked_at, True, mark)) for mark in ".,"
-        ]
-        is_number = found[0] | found[1]
-        return not bool(is_number[0].any()) and bool(is_number[1:].any())
+
+        def holds_numbers(first: int, last: int) -> bool:
+            parts = (self._data.numbers(1, first, self.shape[1], last, True, mark) for mark in ".,")
+            return any(not np.isnan(part).all() for part in parts)
+
+        return (
+            not holds_numbers(1, 1)
+            and any(self._data.names(1, self._rules.encoding))
+            and holds_numbers(2, looked_at)
+        )
 
     def to_pandas(
         self,
@@ -326,7 +366,7 @@ class Sheet:
         header: bool | None = None,
         index: int | bool | None = None,
         dtypes: str = "infer",
-        copy: bool = False,
+        copy: bool = True,
     ) -> pd.DataFrame:
         """The sheet as a data frame.
 
@@ -339,7 +379,8 @@ class Sheet:
         dtypes: "infer" gives columns the type that all their cells have: float64 (float32 where the file
             has floats), Int64 for whole numbers, datetime64 for texts like 2024-05-06 07:08, else string;
             codes like 007 stay texts. "text" keeps texts, as object, and converts nothing.
-        copy: without, numbers of spectra are the memory that the file was read into, for reading only.
+        copy: the frame is yours to write to, and the sheet stays as it is. False takes numbers that lie
+            in the memory that the file was read into as they are: at once, and for reading only.
 
         >>> nvimport.read(nvimport.samples("ovens.xls")).to_pandas().head(3)
               Run       Date  Peak \u00b0C  Held min Remark
@@ -349,8 +390,10 @@ class Sheet:
         """
         if dtypes not in (INFER, TEXT):
             raise ArgumentError('dtypes= is "infer" or "text".')
-        frame = with_types(self._parts(dtypes, header, index).frame(), self._rules.dtype)
-        return frame.copy() if copy else frame
+        parts = self._parts(dtypes, header, index)
+        if copy:
+            parts = parts._replace(arrays=[_writable(values) for values in parts.arrays])
+        return with_types(parts.frame(), self._rules.dtype)
 
     def _parts(
         self,
@@ -412,10 +455,10 @@ class Sheet:
 
         axis = self._axis()
         if axis is None:
-            made: xr.Dataset = self.to_pandas(copy=True).to_xarray()
+            made: xr.Dataset = self.to_pandas().to_xarray()
             return made.assign_attrs(self.description)
         x, matrix, names = self.spectra()
-        frame = self.to_pandas(index=0)
+        frame = self.to_pandas(index=0, copy=False)
         told = self.description
 
         def said(name: Any) -> dict[str, str]:
@@ -431,7 +474,7 @@ class Sheet:
             if frame.columns[i] not in coords:
                 coords[frame.columns[i]] = ("sample", values)
         attrs = {**told, **said(told.y)}
-        return xr.DataArray(matrix, coords, ("sample", "x"), attrs=attrs)
+        return xr.DataArray(_writable(matrix), coords, ("sample", "x"), attrs=attrs)
 
     def __arrow_c_schema__(self) -> object:
         return self._arrow()[0]
@@ -448,7 +491,9 @@ class Sheet:
         names = self._column_names(header)
         x = self._axis() if header else None
         if x is not None:
-            names[x[0] - 1 : x[0] - 1 + len(x[1])] = [np.format_float_positional(v, trim="-") for v in x[1]]
+            for i, value in enumerate(x[1], start=x[0] - 1):
+                if not _is_number(names[i]):
+                    names[i] = np.format_float_positional(value, trim="-")
         told = self.description
         said = {
             "source": self.path,
@@ -461,7 +506,7 @@ class Sheet:
         }
         return self._data.arrow(
             self._first_row(header),
-            _told_apart(names),
+            told_apart(names),
             self._rules.encoding,
             self._rules.decimal,
             self._rules.missing,
@@ -469,7 +514,15 @@ class Sheet:
         )
 
 
-def _told_apart(names: list[str]) -> list[str]:
+def _is_number(text: str) -> bool:
+    try:
+        float(text)
+    except ValueError:
+        return False
+    return True
+
+
+def told_apart(names: list[str]) -> list[str]:
     """Names of which no two are the same: "Weight", "Weight (2)"."""
     taken = set(names)
     seen: set[str] = set()
@@ -482,6 +535,12 @@ def _told_apart(names: list[str]) -> list[str]:
         seen.add(new)
         apart.append(new)
     return apart
+
+
+def _writable(values: Any) -> Any:
+    """Values that are the sheet's own memory as a copy."""
+    is_shared = isinstance(values, np.ndarray) and not values.flags.writeable
+    return values.copy() if is_shared else values
 
 
 def _span(key: Any, count: int) -> tuple[int, int, Any]:

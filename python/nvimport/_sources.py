@@ -54,7 +54,9 @@ def on_disk(
         if data is not None:
             if sources is not None:
                 raise ArgumentError("Either a path or data= is read, not both.")
-            yield [_spool(io.BytesIO(data), name or _UNNAMED, stack)], name or _UNNAMED
+            view = memoryview(data)
+            source = io.BytesIO(view if view.c_contiguous else view.tobytes())
+            yield [_spool(source, name or _UNNAMED, stack)], name or _UNNAMED
             return
         if sources is None or isinstance(sources, (bytearray, memoryview)):
             raise TypeError("a path or an open file; data= takes bytes")

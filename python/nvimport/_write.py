@@ -53,6 +53,10 @@ def write(
 
 def _cells_of(data: Any) -> _nvimport.Cells:
     """What is to be written, as cells."""
+    if data is None or isinstance(data, (str, bytes)):
+        raise TypeError(f"what makes a table, not {type(data).__name__}")
+    if isinstance(data, Mapping) and any(isinstance(one, Sheet) for one in data.values()):
+        raise ArgumentError("A file takes one sheet of a dict.")
     if isinstance(data, (Spectra, Mapping)) and not hasattr(data, "data_vars"):
         import pandas as pd
 
@@ -66,10 +70,19 @@ def _cells_of(data: Any) -> _nvimport.Cells:
         data = data.to_frame()
     if hasattr(data, "columns") and hasattr(data, "iloc"):
         return _cells_of_frame(data)
+    if isinstance(data, np.ma.MaskedArray):
+        masked: Any = data
+        gone: Any = np.nan if masked.dtype.kind == "f" else None
+        data = np.where(masked.mask, gone, masked.data)
     values = np.asarray(data)
+    if values.dtype.names is not None:
+        import pandas as pd
+
+        return _cells_of_frame(pd.DataFrame.from_records(values))
     if values.ndim > 2:
         raise ArgumentError(f"A sheet has two dimensions, not {values.ndim}.")
-    values = values.reshape(len(values), -1) if values.ndim else values.reshape(1, 1)
+    if values.ndim < 2:
+        values = values.reshape(-1, 1)
     cells = _nvimport.Cells(values.shape[1], len(values))
     if values.dtype.kind in "fb":
         cells.set_numbers(1, 1, values)
@@ -111,7 +124,9 @@ def _label(name: Any) -> str:
         return ""
     if isinstance(name, tuple):
         return " ".join(_label(part) for part in name)
-    # A float keeps the digits of its own width.
+    # A float keeps the digits of its own width, and has no point where it needs none.
+    if isinstance(name, (float, np.floating)):
+        return np.format_float_positional(name, trim="-")
     return str(name)
 
 

@@ -318,7 +318,7 @@ def _combined_frame(
     last = found.rows + 1
     blocks = []
     values: npt.NDArray[Any]
-    for begin, end, with_numbers in runs(_holds_numbers(columns, numbers)):
+    for begin, end, with_numbers in runs(_holds_numbers(columns, numbers).tolist()):
         where = (begin + 1, 2, end, last)
         if found.rows == 0:
             values = np.empty((0, end - begin), dtype=float if with_numbers else object)

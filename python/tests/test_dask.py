@@ -1,9 +1,11 @@
 """Folders of files, by a task and on a cluster."""
 
 import os
+import pathlib
 import pickle
 import signal
 import time
+from typing import Any
 
 import numpy as np
 import nvimport
@@ -17,7 +19,7 @@ import dask  # noqa: E402
 import nvimport.dask  # noqa: E402
 
 
-def make_files(folder, count):
+def make_files(folder: pathlib.Path, count: int) -> tuple[list[str], list[str]]:
     """Spectra with titles of their own; some files damaged, some of other columns, some no spectra."""
     good, bad = [], []
     whole = (folder / "oil-dif.dx").read_text()
@@ -39,17 +41,17 @@ def make_files(folder, count):
     return good, bad
 
 
-def check(rows, report, good, bad):
+def check(rows: pd.DataFrame, report: pd.DataFrame, good: list[str], bad: list[str]) -> None:
     assert sorted(report["path"]) == bad
     assert sorted(rows["path"]) == good, "each good file once"
     titles = rows.set_index("path")["column 2"]
     assert all(titles[path] == f"oil {int(os.path.basename(path)[:5])}" for path in good[::37])
 
 
-def test_a_group_reports_what_it_leaves_out(folder):
+def test_a_group_reports_what_it_leaves_out(folder: pathlib.Path) -> None:
     good, bad = make_files(folder, 120)
     paths = sorted(good + bad)
-    choices = {"path_column": "path", "format": "JCAMP"}
+    choices: dict[str, Any] = {"path_column": "path", "format": "JCAMP"}
     rows, report = batch.read_group(paths, on_error="skip", **choices)
     check(rows, report, good, bad)
     assert report["text"].str.startswith("The columns differ").tolist() == [False, True, False, False]
@@ -67,7 +69,7 @@ def test_a_group_reports_what_it_leaves_out(folder):
     assert rows["n"].tolist() == ["x", "1"] and report.empty
 
 
-def test_lazy_and_picklable(folder, monkeypatch):
+def test_lazy_and_picklable(folder: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:
     good, bad = make_files(folder, 60)
     rows, report = nvimport.dask.read_files(
         "batch/*.dx",
@@ -83,8 +85,12 @@ def test_lazy_and_picklable(folder, monkeypatch):
     for path in good:
         os.rename(path + ".away", path)
     read = []
-    one = batch.read
-    monkeypatch.setattr(batch, "read", lambda p, **o: (read.append(p), one(p, **o))[1])
+
+    def noted(path: str, **choices: Any) -> Any:
+        read.append(path)
+        return nvimport.read(path, **choices)
+
+    monkeypatch.setattr(batch, "read", noted)
     frame, skipped = dask.compute(rows, report, scheduler="sync")
     assert len(read) == len(set(read)) == 60, "once for both"
     frame["path"] = [os.path.abspath(path) for path in frame["path"]]
@@ -98,7 +104,7 @@ def test_lazy_and_picklable(folder, monkeypatch):
         nvimport.dask.read_files("batch/*.zork")
 
 
-def make_tables(folder, count):
+def make_tables(folder: pathlib.Path, count: int) -> list[str]:
     """Tables with columns of their own beside a common one, some spectra, some damaged."""
     (folder / "tables").mkdir()
     spectrum = (folder / "oil-dif.dx").read_text()
@@ -115,7 +121,7 @@ def make_tables(folder, count):
     return bad
 
 
-def check_tables(rows, report, bad, count):
+def check_tables(rows: pd.DataFrame, report: pd.DataFrame, bad: list[str], count: int) -> None:
     assert sorted(report["path"]) == bad
     counts = rows.groupby("file").size()
     assert len(counts) == count - len(bad)
@@ -130,7 +136,7 @@ def check_tables(rows, report, bad, count):
     assert rows["1100"].dtype == float and rows["1100"].count() == count // 1000
 
 
-def test_tables_of_files_that_differ(folder):
+def test_tables_of_files_that_differ(folder: pathlib.Path) -> None:
     bad = make_tables(folder, 2000)
     paths = sorted(str(path) for path in (folder / "tables").iterdir())
     halves = [batch.survey_files(paths[at::2], on_error="skip") for at in range(2)]
@@ -152,12 +158,12 @@ def test_tables_of_files_that_differ(folder):
             columns.__class__.__new__(columns.__class__).__setstate__(damaged)
 
 
-def groups_read(dask_scheduler):
+def groups_read(dask_scheduler: Any) -> int:
     tasks = [t for t in dask_scheduler.tasks.values() if "_combine" in str(t.key)]
     return sum(task.state in ("memory", "released") for task in tasks)
 
 
-def test_a_cluster_loses_a_worker_and_no_file(folder):
+def test_a_cluster_loses_a_worker_and_no_file(folder: pathlib.Path) -> None:
     distributed = pytest.importorskip("distributed")
     count = 20_000
     bad = make_tables(folder, count)
@@ -175,4 +181,5 @@ def test_a_cluster_loses_a_worker_and_no_file(folder):
             time.sleep(0.01)
         assert not any(future.done() for future in both), "too late to disturb"
         os.kill(worker, signal.SIGKILL)
-        check_tables(*client.gather(both), bad, count)
+        rows, report = client.gather(both)
+        check_tables(rows, report, bad, count)

@@ -15,7 +15,7 @@ MODULES = [
 
 
 @pytest.mark.parametrize("name", MODULES)
-def test_docstrings_of(name):
+def test_docstrings_of(name: str) -> None:
     if name.endswith(".dask"):
         pytest.importorskip("dask.dataframe")
     module = importlib.import_module(name)
@@ -24,7 +24,7 @@ def test_docstrings_of(name):
 
 
 @pytest.mark.parametrize("page", ["python.md", "scale.md"])
-def test_page(page):
+def test_page(page: str) -> None:
     pytest.importorskip("dask.dataframe")
     result = doctest.testfile(str(DOCS / page), module_relative=False)
     assert result.attempted > 0 and result.failed == 0

@@ -11,7 +11,7 @@ NOTEBOOK = pathlib.Path(__file__).resolve().parents[2] / "examples" / "notebook.
 EXAMPLES = pathlib.Path(__file__).resolve().parents[2] / "examples" / "python"
 
 
-def test_notebook(folder, monkeypatch):
+def test_notebook(folder: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:
     nbformat = pytest.importorskip("nbformat")
     nbclient = pytest.importorskip("nbclient")
     pytest.importorskip("ipykernel")
@@ -49,7 +49,7 @@ def test_notebook(folder, monkeypatch):
         ),
     ],
 )
-def test_example(folder, script, arguments, needs, printed):
+def test_example(folder: pathlib.Path, script: str, arguments: list[str], needs: str, printed: str) -> None:
     pytest.importorskip(needs)
     (folder / "bad.dx").write_text("##TITLE= cut\n##JCAMP-DX= 4.24\n")
     done = subprocess.run(

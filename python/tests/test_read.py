@@ -9,6 +9,8 @@ import shutil
 import subprocess
 import sys
 import threading
+from collections.abc import Callable
+from typing import Any
 
 import numpy as np
 import nvimport
@@ -16,7 +18,7 @@ import pandas as pd
 import pytest
 
 
-def test_bytes_and_open_files_are_read_like_paths(folder, monkeypatch):
+def test_bytes_and_open_files_are_read_like_paths(folder: pathlib.Path, monkeypatch: pytest.MonkeyPatch) -> None:
     monkeypatch.setenv("HOME", str(folder))
     path = folder / "barley.spc"
     spectra = nvimport.read(path).spectra()
@@ -42,7 +44,8 @@ def test_bytes_and_open_files_are_read_like_paths(folder, monkeypatch):
     for name in ("../x.spc", "/tmp/x.spc", ".."):
         with pytest.raises(nvimport.ArgumentError):
             nvimport.read(data=content, name=name)
-    for call in (nvimport.read, nvimport.scan, nvimport.detect):
+    calls: list[Callable[..., Any]] = [nvimport.read, nvimport.scan, nvimport.detect]
+    for call in calls:
         for source in ("barley.spc\0.txt", b"barley.spc\0.txt"):
             with pytest.raises(ValueError, match="null"):
                 call(source)
@@ -58,7 +61,7 @@ def test_bytes_and_open_files_are_read_like_paths(folder, monkeypatch):
         nvimport.write(b"no-\xff/x.csv", [[1]])
 
 
-def test_spectra_of_the_layouts_that_formats_have():
+def test_spectra_of_the_layouts_that_formats_have() -> None:
     nsas = nvimport.read("clover.da")
     assert nsas.spectra().names == ["Clover 1", "Clover 2", "Clover 3", "Clover 4"]
     assert nsas.spectra().x[[0, 1, -1]].tolist() == [1100, 1120, 2080]
@@ -72,14 +75,14 @@ def test_spectra_of_the_layouts_that_formats_have():
     assert two.names == ["oil-dif.dx, Oil in DIF", "oil-pac.dx, Oil in PAC"]
     gaps = nvimport.read(data=b"s,100,200,300\na,1,,3\nremark,,,\nb,,5,6\n", name="t.csv").spectra()
     assert gaps.names == ["a", "b"]
-    assert np.array_equal(gaps.matrix, np.float32([[1, np.nan, 3], [np.nan, 5, 6]]), equal_nan=True)
+    assert np.array_equal(gaps.matrix, np.array([[1, np.nan, 3], [np.nan, 5, 6]]), equal_nan=True)
     comma = nvimport.read(data=b"s;1,5;2,5;3,5\na;0,1;0,2;0,3\n", name="t.csv", decimal=",").spectra()
     assert comma.x.tolist() == [1.5, 2.5, 3.5] and comma.matrix[0, 2] == 0.3
     with pytest.raises(nvimport.Error, match="no columns that are named by x values"):
         nvimport.read("tanks.wk1").spectra()
 
 
-def test_frames_keep_texts_and_digits():
+def test_frames_keep_texts_and_digits() -> None:
     sheet = nvimport.read(
         data=b"id,code,x,note,x\n1,007,1.5,,1\n123456789,008,,late,2\n", name="t.csv"
     )
@@ -96,7 +99,7 @@ def test_frames_keep_texts_and_digits():
     assert spectra.dtypes.eq(np.float32).all()
 
 
-def test_a_far_cell_costs_no_memory():
+def test_a_far_cell_costs_no_memory() -> None:
     before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
     sheet = nvimport.read(data=b"1" + b"\n" * 59999 + b"," * 4999 + b"2\n", name="far.csv", header=False)
     assert sheet.shape == (60000, 5000)
@@ -117,19 +120,22 @@ def test_a_far_cell_costs_no_memory():
         ("ovens.xls", {"sheet": 5}, nvimport.ChoiceNeeded, 4, "not among the worksheets"),
     ],
 )
-def test_refusals_say_what_and_where(path, arguments, kind, status, text):
-    for call in (nvimport.read, nvimport.info):
+def test_refusals_say_what_and_where(
+    path: str, arguments: dict[str, Any], kind: type[nvimport.Error], status: int, text: str
+) -> None:
+    calls: list[Callable[..., Any]] = [nvimport.read, nvimport.info]
+    for call in calls:
         with pytest.raises(kind, match=text) as caught:
             call(path, **arguments)
         error = caught.value
         assert type(error) is kind and error.status == status and text in error.text
         assert "--" not in str(error), "words of the command line"
         assert str(pickle.loads(pickle.dumps(error))) == str(error)
-    if kind is nvimport.ChoiceNeeded:
+    if isinstance(error, nvimport.ChoiceNeeded):
         assert error.candidates and error.argument in ("format", "range", "sheet")
 
 
-def test_a_password_opens_a_workbook_and_stays_nowhere(folder):
+def test_a_password_opens_a_workbook_and_stays_nowhere(folder: pathlib.Path) -> None:
     locked = pathlib.Path(__file__).resolve().parents[2] / "tests/fuzz/seeds/package-password"
     shutil.copy(locked, folder / "locked.xlsx")
     assert nvimport.read("locked.xlsx", password="p\u00e4ssw\u00f6rd\u20ac", sheet=1).shape == (8, 5)
@@ -139,7 +145,7 @@ def test_a_password_opens_a_workbook_and_stays_nowhere(folder):
         nvimport.read("locked.xlsx", password="p\u00e4ssw\u00f6rd\u20ac", kept_rules=True)
 
 
-def test_the_kept_rules_read_as_years_ago():
+def test_the_kept_rules_read_as_years_ago() -> None:
     whole = nvimport.read("tanks.wk1")
     kept = nvimport.read("tanks.wk1", kept_rules=True)
     assert (whole.cells[4, 1], kept.cells[4, 1]) == (310, "")
@@ -148,7 +154,7 @@ def test_the_kept_rules_read_as_years_ago():
     assert not nvimport.read("tanks.wk1", options=kept.options, kept_rules=False).kept_rules
 
 
-def test_choices_are_asked_for_and_given():
+def test_choices_are_asked_for_and_given() -> None:
     found = nvimport.info("ovens.xls")
     assert (found.shape, found.choices[0].source) == ((9, 5), "guessed")
     assert nvimport.read("ovens.xls", sheet="Settings").shape == (3, 2)
@@ -164,7 +170,7 @@ def test_choices_are_asked_for_and_given():
     assert nvimport.read("wheat.txt", delimiter="tab").notes == []
 
 
-def test_what_is_written_is_read_again():
+def test_what_is_written_is_read_again() -> None:
     frame = pd.DataFrame(
         {
             "n": [1, 2**40],
@@ -200,10 +206,10 @@ def test_what_is_written_is_read_again():
     assert pathlib.Path("t.csv").read_text().startswith("row,n"), "left alone"
 
 
-def test_threads_read_side_by_side():
+def test_threads_read_side_by_side() -> None:
     sums = []
 
-    def work():
+    def work() -> None:
         for _ in range(20):
             sums.append(float(nvimport.read("barley.spc").spectra().matrix.sum()))
             with pytest.raises(nvimport.Error):
@@ -252,7 +258,7 @@ print(nvimport.read("barley.spc").shape)
 """
 
 
-def test_ctrl_c_cancels(folder):
+def test_ctrl_c_cancels(folder: pathlib.Path) -> None:
     (folder / "big.txt").write_bytes((b"\t".join([b"1.25"] * 1000) + b"\n") * 5000)
     done = subprocess.run(
         [sys.executable, "-c", INTERRUPTED],

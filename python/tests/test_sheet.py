@@ -10,6 +10,8 @@ import signal
 import subprocess
 import sys
 import threading
+from collections.abc import Callable
+from typing import Any
 
 import numpy as np
 import nvimport
@@ -24,10 +26,10 @@ TABLE = (
 )
 
 
-def test_every_sample_survives_what_python_does_to_it(sample_files):
+def test_every_sample_survives_what_python_does_to_it(sample_files: list[str]) -> None:
     for path in sample_files:
         sheet = nvimport.read(path)
-        buffers = []
+        buffers: list[pickle.PickleBuffer] = []
         small = pickle.dumps(sheet, protocol=5, buffer_callback=buffers.append)
         for again in (
             pickle.loads(small, buffers=buffers),
@@ -38,7 +40,8 @@ def test_every_sample_survives_what_python_does_to_it(sample_files):
             pd.testing.assert_frame_equal(again.to_pandas(), sheet.to_pandas())
         cells = sheet.cells
         assert list(sheet) == cells.tolist() and len(sheet) == len(cells), path
-        for key in (0, -1, (1, 0), slice(1, 3), (slice(None, None, -2), slice(-2, None)), [0, 1]):
+        keys: list[Any] = [0, -1, (1, 0), slice(1, 3), (slice(None, None, -2), slice(-2, None)), [0, 1]]
+        for key in keys:
             assert np.array_equal(sheet[key], cells[key]), (path, key)
         scanned = nvimport.scan(path)
         assert (scanned.shape, scanned.format) == (sheet.shape, sheet.format), path
@@ -51,15 +54,15 @@ def test_every_sample_survives_what_python_does_to_it(sample_files):
         sheet[len(sheet)]
 
 
-def test_large_numbers_travel_out_of_band(folder):
+def test_large_numbers_travel_out_of_band(folder: pathlib.Path) -> None:
     (folder / "big.txt").write_bytes(b"a\tb\n" + b"1\t2\n" * 10)
     sheet = nvimport.read("barley.spc")
-    buffers = []
+    buffers: list[pickle.PickleBuffer] = []
     assert len(pickle.dumps(sheet, protocol=5, buffer_callback=buffers.append)) < 3000
-    assert sum(len(buffer.raw()) for buffer in buffers) >= 3 * 100 * 4
+    assert sum(buffer.raw().nbytes for buffer in buffers) >= 3 * 100 * 4
 
 
-def test_columns_have_the_type_that_their_cells_have():
+def test_columns_have_the_type_that_their_cells_have() -> None:
     read = nvimport.read(data=TABLE, name="t.csv", na_values="NA")
     frame = read.to_pandas()
     assert [str(t) for t in frame.dtypes] == [
@@ -75,9 +78,20 @@ def test_columns_have_the_type_that_their_cells_have():
     given = nvimport.read(data=TABLE, name="t.csv", dtype={"id": str, "share": "float32", "no": int})
     assert given.to_pandas()["id"].tolist()[0] == "1"
     assert given.to_pandas()["share"].dtype == np.float32
+    blanks = b"a,b,c\n1,,-9\n,x,y\n"
+    kept = nvimport.read(data=blanks, name="t.csv", dtype=str, na_values=[-9], encoding="latin-1")
+    assert kept.to_pandas().to_numpy().tolist() == [["1", None, None], [None, "x", "y"]]
     mixed = nvimport.read("tanks.wk1").to_pandas(header=False)
     assert mixed.dtypes.eq(object).any() and 310 in mixed.iloc[:, 1].tolist()
     assert nvimport.read(data=b"a;b\n1,5;2\n", decimal=",", dtype="float32").to_numpy().dtype == "f4"
+    late = b"a,b,c\n12,5,\n2024-05-06,7,9\n,late,\xe4 late\n"
+    texts = nvimport.read(data=late, name="t.csv", header=True).to_pandas()
+    assert texts.dtypes.eq("string").all(), "a word comes last, or kinds are mixed"
+    assert texts.fillna("-").to_numpy().tolist() == [
+        ["12", "5", "-"],
+        ["2024-05-06", "7", "9"],
+        ["-", "late", "\xe4 late"],
+    ]
     # Doubles stay doubles where a float would hold them as well.
     nvimport.write("whole.xlsx", pd.DataFrame({"n": [1.0, 2.0], "m": [3.0, 4.0]}))
     assert nvimport.read("whole.xlsx").to_pandas().dtypes.eq(np.float64).all()
@@ -85,12 +99,10 @@ def test_columns_have_the_type_that_their_cells_have():
         sheet = nvimport.read(data=empty, name="e.csv", header=True)
         assert sheet.to_pandas(index=2).shape == (empty.count(b"\n") - 1, 0)
     spectra = nvimport.read("barley.spc")
-    assert spectra.to_pandas().columns.tolist() == spectra.x.tolist()
-    assert not spectra.to_pandas().to_numpy().flags.writeable
-    assert spectra.to_pandas(copy=True).to_numpy().flags.writeable
+    assert spectra.to_pandas().columns.tolist() == spectra.spectra().x.tolist()
 
 
-def test_parts_are_chosen(folder):
+def test_parts_are_chosen(folder: pathlib.Path) -> None:
     book = nvimport.read("ovens.xls", sheet=["Settings", 1])
     assert list(book) == ["Settings", "Runs"] and book["Runs"].shape == (9, 5)
     assert nvimport.read("ovens.xls", sheet=[1, 2], merge="below").shape == (12, 5)
@@ -98,16 +110,37 @@ def test_parts_are_chosen(folder):
     assert list(nvimport.read("tanks.wk1", sheet=None)) == ["tanks"]
     part = nvimport.read("barley.spc", columns=[2, 1120.0, "1122", 30], nrows=3)
     assert part.shape == (3, 4) and part.cells[0].tolist()[1:] == [1120, 1122, 1154]
-    assert part.x.tolist() == [1120, 1122, 1154]
+    assert part.spectra().x.tolist() == [1120, 1122, 1154]
     tail = nvimport.read("wheat.txt", skiprows=2, nrows=2, header=False)
     assert tail.cells[:, 0].tolist() == ["Wheat 02", "Wheat 03"]
     assert nvimport.read("wheat.txt", columns=[2, 1, 2]).shape == (13, 2)
-    for wrong in ({"columns": ["nil"]}, {"nrows": 0}, {"skiprows": -1}, {"sheet": ["nil"]}):
+    assert nvimport.read("wheat.txt", columns=np.array([2, 1]), nrows=2**40).shape == (13, 2)
+    assert list(nvimport.read("ovens.xls", sheet=[np.int64(2)])) == ["Settings"]
+    unfit: list[dict[str, Any]] = [
+        {"columns": ["nil"]},
+        {"columns": []},
+        {"nrows": 0},
+        {"nrows": 2.5},
+        {"skiprows": -1},
+        {"sheet": ["nil"]},
+        {"range": 5},
+        {"header": 0},
+        {"index": "Run"},
+        {"encoding": "nil"},
+    ]
+    for wrong in unfit:
         with pytest.raises(nvimport.Error):
             nvimport.read("ovens.xls", **wrong)
-    asked = []
-    answers = {"sheet": 2}
-    sheet = nvimport.read("ovens.xls", on_question=lambda c: asked.append(c) or answers[c.argument])
+    alike = (folder / "oils.jdx").read_bytes().replace(b"Sesame", b"Olive")
+    blocks = nvimport.read(data=alike, name="x.jdx", sheet=None)
+    assert len(blocks) == 3 and list(blocks)[1] == list(blocks)[0] + " (2)"
+    asked: list[nvimport.Choice] = []
+
+    def answer(choice: nvimport.Choice) -> int:
+        asked.append(choice)
+        return {"sheet": 2}[choice.argument]
+
+    sheet = nvimport.read("ovens.xls", on_question=answer)
     assert sheet.shape == (3, 2) and asked[0].entries[0] == "Runs (9 x 5)"
     with pytest.raises(nvimport.ChoiceNeeded, match="sheet"):
         nvimport.read("ovens.xls", on_question="error")
@@ -120,7 +153,25 @@ def test_parts_are_chosen(folder):
     assert 'format="GalacticSPC File" reads it' in caught.value.advice
 
 
-def test_descriptions_and_xarray():
+def test_what_is_handed_out_may_be_written_to(sample_files: list[str]) -> None:
+    pytest.importorskip("xarray")
+    for path in sample_files:
+        sheet, kept = nvimport.read(path), nvimport.read(path)
+        frame = sheet.to_pandas()
+        if (is_number := frame.dtypes.eq(float) | frame.dtypes.eq(np.float32)).any():
+            frame.loc[:, is_number.to_numpy()] *= 2
+            frame.iloc[0, int(np.flatnonzero(is_number)[-1])] = -1
+        sheet.to_numpy()[:] = -1
+        if sheet.x is not None:
+            sheet.x[:] = sheet.spectra().x[:] = -1
+            sheet.to_xarray()[:] = -1
+        assert sheet == kept and (sheet.x is None or (sheet.x == kept.x).all()), path
+    shared = nvimport.read("barley.spc").to_pandas(copy=False)
+    with pytest.raises(ValueError, match="read-only"):
+        shared.iloc[0, 0] = 1.0
+
+
+def test_descriptions_and_xarray() -> None:
     oils = nvimport.read("oils.jdx", blocks=[1, 2])
     assert oils.description["title"] == "Two oils" and oils.x_unit == "NANOMETERS"
     assert oils.rows[1] and oils.rows[1] != oils.rows[2] and oils.names[2] == "t 1100"
@@ -137,7 +188,7 @@ def test_descriptions_and_xarray():
 
 
 @pytest.fixture(scope="session")
-def consume_arrow(tmp_path_factory):
+def consume_arrow(tmp_path_factory: pytest.TempPathFactory) -> Callable[[nvimport.Sheet], str]:
     """The consumer of tests/python, as a function of a sheet."""
     library = tmp_path_factory.mktemp("arrow") / "consume.so"
     source = pathlib.Path(__file__).resolve().parents[2] / "tests" / "python" / "consume_arrow.c"
@@ -147,14 +198,14 @@ def consume_arrow(tmp_path_factory):
     pointer = ctypes.pythonapi.PyCapsule_GetPointer
     pointer.argtypes, pointer.restype = [ctypes.py_object, ctypes.c_char_p], ctypes.c_void_p
 
-    def text(sheet):
+    def text(sheet: nvimport.Sheet) -> str:
         capsule = sheet.__arrow_c_stream__()
-        return consume(pointer(capsule, b"arrow_array_stream")).decode()
+        return str(consume(pointer(capsule, b"arrow_array_stream")), "utf-8")
 
     return text
 
 
-def test_arrow_tables_are_taken_by_others(consume_arrow, sample_files):
+def test_arrow_tables_are_taken_by_others(consume_arrow: Callable[[nvimport.Sheet], str], sample_files: list[str]) -> None:
     lines = consume_arrow(nvimport.read(data=TABLE, name="t.csv", na_values="NA")).split("\n")
     assert lines[0] == "id:l code:u when:tsn: what:u share:g big:l "
     assert lines[2] == "1 '007' 1714953600000000000 'x' 0.5 9007199254740993"
@@ -167,7 +218,7 @@ def test_arrow_tables_are_taken_by_others(consume_arrow, sample_files):
     assert consume_arrow(twice).startswith("a:l a (2):l column 3:l ")
 
 
-def test_write_takes_what_there_is_and_keeps_what_it_holds():
+def test_write_takes_what_there_is_and_keeps_what_it_holds() -> None:
     values = np.array([0.1, 1 / 3, 1e-300, 123456789.123456789])
     frame = pd.DataFrame(
         {
@@ -198,11 +249,25 @@ def test_write_takes_what_there_is_and_keeps_what_it_holds():
         with pytest.raises(nvimport.Error) as caught:
             nvimport.write(f"o.{name}", [[1]])
         assert "overwrite=True" in caught.value.advice
-    with pytest.raises(nvimport.ArgumentError):
-        nvimport.write("cube.csv", np.zeros((2, 2, 2)))
+    masked: Any = np.ma.masked_array
+    for odd, cells in (
+        (np.zeros((0, 3)), [[None]]),
+        (masked([[1.0, 2.0]], [[False, True]]), [["1", None]]),
+        (masked([["a", "b"]], [[True, False]]), [[None, "b"]]),
+        (np.array([(1, 2.5)], dtype=[("a", "i4"), ("b", "f8")]), [["a", "b"], ["1", "2.5"]]),
+        (pd.DataFrame([["x\udcff", 1.0]], columns=[1100.0, 0.1]), [["1100", "0.1"], ["x?", "1"]]),
+    ):
+        nvimport.write("odd.csv", odd, overwrite=True)
+        if os.path.getsize("odd.csv") > 1:
+            assert nvimport.read("odd.csv").cells.tolist() == cells
+    with pytest.warns(UserWarning, match="NUL"):
+        nvimport.write("nul.csv", pd.DataFrame({"a": ["x\0y"]}))
+    for unfit in (np.zeros((2, 2, 2)), nvimport.read("ovens.xls", sheet=None), None, "text"):
+        with pytest.raises((nvimport.ArgumentError, TypeError)):
+            nvimport.write("unfit.csv", unfit)
 
 
-def test_processes_take_and_give_sheets(sample_files):
+def test_processes_take_and_give_sheets(sample_files: list[str]) -> None:
     expected = [nvimport.read(path) for path in sample_files[:6]]
     for method in ("spawn", "fork"):
         context = multiprocessing.get_context(method)
@@ -210,11 +275,11 @@ def test_processes_take_and_give_sheets(sample_files):
             assert list(pool.map(nvimport.read, sample_files[:6])) == expected
 
 
-def test_a_process_is_forked_while_others_read(folder):
+def test_a_process_is_forked_while_others_read(folder: pathlib.Path) -> None:
     (folder / "big.txt").write_bytes((b"\t".join([b"1.25"] * 200) + b"\n") * 2000)
     over = threading.Event()
 
-    def work():
+    def work() -> None:
         while not over.is_set():
             nvimport.read("big.txt")
             nvimport.read("ovens.xls")
@@ -257,7 +322,7 @@ for part in (0.1, 0.5, 0.9):
 
 
 @pytest.mark.parametrize("kind", ["txt", "xlsx", "mat"])
-def test_an_interrupt_ends_a_read_soon(folder, kind):
+def test_an_interrupt_ends_a_read_soon(folder: pathlib.Path, kind: str) -> None:
     values = np.random.default_rng(1).normal(size=(10_000, 100))
     nvimport.write(f"big.{kind}", values)
     done = subprocess.run(

@@ -9,7 +9,7 @@ import pytest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
-def test_types(folder):
+def test_types(folder: pathlib.Path) -> None:
     pytest.importorskip("mypy")
     (folder / "user.py").write_text(
         "import nvimport\n"
@@ -22,7 +22,9 @@ def test_types(folder):
     )
     command = [sys.executable, "-m", "mypy", f"--config-file={ROOT / 'pyproject.toml'}"]
     examples = sorted(str(path) for path in (ROOT / "examples" / "python").glob("*.py"))
-    checked = ["--cache-dir=cache", str(ROOT / "python" / "nvimport"), "user.py", *examples]
+    tests = sorted(str(path) for path in (ROOT / "python" / "tests").glob("*.py"))
+    package = str(ROOT / "python" / "nvimport")
+    checked = ["--strict", "--cache-dir=cache", package, "user.py", *examples, *tests]
     done = subprocess.run(
         [*command, *checked], capture_output=True, text=True, env={"MYPYPATH": str(ROOT / "python")}
     )

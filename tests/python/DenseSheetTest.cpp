@@ -49,6 +49,11 @@ TEST(DenseSheet, RowsThatWereNotAnnouncedFindTheirPlace) {
   EXPECT_TRUE(open.Equals(announced));
   ASSERT_NE(open.FindMatrix(3, 2, 3), nullptr);
   EXPECT_EQ(*open.FindMatrix(3, 2, 3), 6.0F / 7);
+  open.Set(3, 1, 0.5F);
+  ASSERT_NE(open.FindMatrix(3, 1, 3), nullptr);
+  EXPECT_EQ(*open.FindMatrix(3, 1, 3), 0.5F);
+  open.Set(3, 1, "name");
+  EXPECT_EQ(open.FindMatrix(3, 1, 3), nullptr);
   open.Set(3, 2'000'000'000, 1.0F);  // which no memory is taken for
   EXPECT_EQ(open.rows(), 2'000'000'000);
 }
@@ -87,6 +92,7 @@ TEST(TypedColumns, TextsAreWhatTheyReadAs) {
       {{"123456789012.345", "1"}, ColumnType::kDouble, 123456789012.345},
       {{"007", "8"}, ColumnType::kText, 0},
       {{"1", "-"}, ColumnType::kText, 0},
+      {{"1", "2024-05-06", "a text", "2", "another text of some length"}, ColumnType::kText, 0},
       {{"1.2.3"}, ColumnType::kText, 0},
       {{"1,5"}, ColumnType::kText, 0},
       {{"inf", "1"}, ColumnType::kText, 0},
@@ -106,6 +112,9 @@ TEST(TypedColumns, TextsAreWhatTheyReadAs) {
     ASSERT_EQ(typed.type(0), c.type);
     const bool is_whole = c.type == ColumnType::kWhole || c.type == ColumnType::kTime;
     const double first = is_whole ? static_cast<double>(*typed.wholes(0)) : *typed.doubles(0);
+    for (int i = 1; c.type == ColumnType::kText && i <= row; ++i)
+      EXPECT_STREQ(typed.text(0, static_cast<std::size_t>(i - 1)),
+                   c.texts[static_cast<std::size_t>(i - 1)]);
     if (c.type != ColumnType::kText && !std::isnan(c.first)) {
       EXPECT_EQ(first, c.first);
     }

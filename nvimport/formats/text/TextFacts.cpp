@@ -13,6 +13,11 @@ void TextFacts::Take(std::string_view piece) {
   is_empty_ = is_empty_ && piece.empty();
   if (is_utf8_) CheckUtf8(piece);
   if (quote_ == '\0' && !separates_) FindDelimiter(piece);
+  // Most texts have line feeds alone, which are counted faster than told apart.
+  if (quote_ == '\0' && before_ != '\r' && piece.find('\r') == std::string_view::npos) {
+    ends_[kLf] += static_cast<std::uint64_t>(std::ranges::count(piece, '\n'));
+    return;
+  }
   for (const char c : piece) TakeByte(c);
 }
 
