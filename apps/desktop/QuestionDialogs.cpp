@@ -4,6 +4,7 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
+#include <QEventLoop>
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QHeaderView>
@@ -36,6 +37,17 @@ namespace {
 
 constexpr int kWidth = 520;  // of a prompt, before it is broken
 
+// Shows a dialog until it is answered. It is not modal: its window can be looked at, and closed,
+// which cancels it.
+int Answered(QDialog& dialog) {
+  QEventLoop wait;
+  QObject::connect(&dialog, &QDialog::finished, &wait, &QEventLoop::quit);
+  dialog.setModal(false);
+  dialog.show();
+  wait.exec();
+  return dialog.result();
+}
+
 // A dialog with what is asked above and its buttons below. What is asked fills `body`.
 class Question : public QDialog {
  public:
@@ -59,10 +71,10 @@ class Question : public QDialog {
   QVBoxLayout* body;
 
   // The focus begins with what is asked, and comes to the buttons behind it.
-  int exec() override {
+  bool IsAccepted() {
     layout()->addWidget(buttons_);
     if (begin != nullptr) begin->setFocus();
-    return QDialog::exec();
+    return Answered(*this) == QDialog::Accepted;
   }
   QWidget* begin = nullptr;
 
@@ -341,7 +353,7 @@ std::optional<std::size_t> AskFileType(QWidget* parent, const FileTypeQuestion& 
   list->setCurrentItem(list->topLevelItem(0));
   Widen(*list);
   QObject::connect(list, &QTreeWidget::itemDoubleClicked, &dialog, &QDialog::accept);
-  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  if (!dialog.IsAccepted()) return std::nullopt;
   const auto chosen = Chosen(*list, /*only_one=*/true);
   if (chosen.empty() || chosen.front() >= shown.size()) return std::nullopt;
   return shown[chosen.front()];
@@ -350,7 +362,7 @@ std::optional<std::size_t> AskFileType(QWidget* parent, const FileTypeQuestion& 
 std::optional<TextImportAnswer> AskTextImport(QWidget* parent, const TextImportQuestion& question,
                                               char decimal_mark, const PreviewMaker& preview) {
   TextImportPage page(parent, question, decimal_mark, preview);
-  if (page.exec() != QDialog::Accepted) return std::nullopt;
+  if (!page.IsAccepted()) return std::nullopt;
   return page.answer();
 }
 
@@ -406,7 +418,7 @@ std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& questi
                          update();
                        });
   update();
-  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  if (!dialog.IsAccepted()) return std::nullopt;
   ItemsChoice answer{Chosen(*list, question.only_one), question.merge};
   for (std::size_t i = 0; i < merges.size(); ++i)
     if (merges[i]->isChecked()) answer.merge = i;
@@ -416,7 +428,7 @@ std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& questi
 std::optional<RangeChoice> AskRange(QWidget* parent, const RangeQuestion& question,
                                     const CurvesMaker& first_spectrum) {
   RangePage page(parent, question, first_spectrum);
-  if (page.exec() != QDialog::Accepted) return std::nullopt;
+  if (!page.IsAccepted()) return std::nullopt;
   return page.answer();
 }
 
@@ -447,7 +459,7 @@ std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
     });
   QObject::connect(dialog.AddButton(QObject::tr("Sort by &name")), &QPushButton::clicked, &dialog,
                    [list] { list->sortItems(); });
-  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  if (!dialog.IsAccepted()) return std::nullopt;
   std::vector<std::string> sorted;
   sorted.reserve(files.size());
   for (int i = 0; i < list->count(); ++i)
@@ -460,18 +472,19 @@ std::optional<std::string> AskSecret(QWidget* parent, const PasswordQuestion& qu
       QObject::tr("Password of \"%1\"").arg(QFileInfo(FromBytes(question.path)).fileName());
   const QString label = question.is_again ? QObject::tr("That password does not open it. &Another:")
                                           : QObject::tr("&Password:");
-  bool is_given = false;
-  const QString password =
-      QInputDialog::getText(parent, title, label, QLineEdit::Password, {}, &is_given);
-  if (!is_given || password.isEmpty()) return std::nullopt;
-  return password.toStdString();
+  QInputDialog dialog(parent);
+  dialog.setWindowTitle(title);
+  dialog.setLabelText(label);
+  dialog.setTextEchoMode(QLineEdit::Password);
+  if (Answered(dialog) != QDialog::Accepted || dialog.textValue().isEmpty()) return std::nullopt;
+  return dialog.textValue().toStdString();
 }
 
 bool AskWarning(QWidget* parent, const QString& title, const QString& text) {
   QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Ok | QMessageBox::Cancel, parent);
   box.setTextFormat(Qt::PlainText);
   box.setDefaultButton(QMessageBox::Ok);
-  return box.exec() == QMessageBox::Ok;
+  return Answered(box) == QMessageBox::Ok;
 }
 
 void ShowTrouble(QWidget* parent, const Trouble& trouble) {
@@ -483,7 +496,13 @@ void ShowTrouble(QWidget* parent, const Trouble& trouble) {
   box.setTextFormat(Qt::PlainText);
   box.setInformativeText(said.join("\n\n"));
   box.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  box.exec();
+  Answered(box);
+}
+
+QDialog* OpenQuestion(const QWidget& window) {
+  for (QDialog* dialog : window.findChildren<QDialog*>())
+    if (dialog->isVisible()) return dialog;
+  return nullptr;
 }
 
 }  // namespace nvimport

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDialog>
 #include <QString>
 #include <QStringList>
 #include <QWidget>
@@ -65,5 +66,8 @@ struct Trouble {
   QString advice;  // what can be done
 };
 void ShowTrouble(QWidget* parent, const Trouble& trouble);
+
+// The dialog of `window` that waits for an answer, null for none.
+QDialog* OpenQuestion(const QWidget& window);
 
 }  // namespace nvimport

@@ -355,10 +355,10 @@ class MainWindowTest : public QObject {
     NextDialog next;
     for (int i = 0; i < 2; ++i) next.Expect([](QDialog& dialog) { dialog.accept(); });
     window.ExportTo(folder_.filePath("decides.foo"), 0);
-    window.SavePlotTo(folder_.filePath("decides.foo"));
+    Finish(window, [&] { window.SavePlotTo(folder_.filePath("decides.foo")); });
     QVERIFY(!QFile::exists(folder_.filePath("decides.foo")));
     QVERIFY(next.all_came());
-    window.SavePlotTo(folder_.filePath("decides.svg"));
+    Finish(window, [&] { window.SavePlotTo(folder_.filePath("decides.svg")); });
     QVERIFY(Contents(folder_.filePath("decides.svg")).startsWith("<?xml"));
   }
 
@@ -405,6 +405,20 @@ class MainWindowTest : public QObject {
     QCOMPARE(next.unexpected(), 0);
     QVERIFY(!ActionOf(window, "Export...")->isEnabled());
     QVERIFY(ActionOf(window, "Open...")->isEnabled());
+  }
+
+  void ClosingCancelsAQuestion() {
+    MainWindow window;
+    window.show();
+    NextDialog next;
+    next.Expect([&](QDialog&) {
+      // Under a modal one no window system's request to close would come through.
+      QVERIFY(QApplication::activeModalWidget() == nullptr);
+      QVERIFY(window.close());
+    });
+    QVERIFY(!Open(window, {Sample("ovens.xls")}));
+    QVERIFY(next.all_came());
+    QVERIFY(!window.library().busy());
   }
 
   void ClosingStopsAnImport() {
