@@ -21,6 +21,31 @@ class CurveColors {
   bool dark_;
 };
 
+// A straight way from coordinates to pixels.
+struct Scale {
+  Scale() = default;
+  explicit Scale(const QCPAxis& axis);
+  double Pixel(double value) const { return offset + value * factor; }
+
+  double factor = 0;
+  double offset = 0;
+};
+
+// All that drawing curves takes, in any thread.
+struct CurvesDrawing {
+  std::shared_ptr<const Curves> curves;
+  std::optional<std::vector<std::size_t>> emphasized;  // only these, wider than the others
+  QCPRange range;                                      // of x
+  Scale keys;
+  Scale values;
+  QRect area;
+  bool dark = false;
+  std::size_t stride = 1;  // one curve of so many
+
+  // False when `report` stops it.
+  bool Draw(QPainter& painter, const Report& report) const;
+};
+
 // Draws curves by what their pixels can show: of the values that share a column of pixels, the
 // lowest and the highest.
 class CurvesPlottable : public QCPAbstractPlottable {
@@ -36,6 +61,8 @@ class CurvesPlottable : public QCPAbstractPlottable {
   void SetStride(std::size_t stride) { stride_ = stride; }
   // Of that many curves one is drawn, since more would cover each other in any picture.
   static std::size_t OneOf(std::size_t curves);
+  // While `kept` is not null, what would be drawn is kept there.
+  void KeepDrawing(CurvesDrawing* kept) { kept_ = kept; }
   // What the last drawing of all curves took.
   double seconds() const { return seconds_; }
 
@@ -53,6 +80,7 @@ class CurvesPlottable : public QCPAbstractPlottable {
   bool dark_ = false;
   std::size_t stride_ = 1;
   double seconds_ = 0;
+  CurvesDrawing* kept_ = nullptr;
 };
 
 }  // namespace nvimport

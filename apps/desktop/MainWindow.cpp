@@ -369,7 +369,7 @@ Report MainWindow::JobReport() {
 
 void MainWindow::ShowProgress() {
   // While a question is open, it is the user that the import waits for.
-  if (running_.elapsed() < kPatience || QApplication::activeModalWidget() != nullptr) return;
+  if (running_.elapsed() < kPatience || OpenQuestion(*this) != nullptr) return;
   const JobProgress& progress = library_.progress();
   constexpr int kParts = 1000;
   const bool known = progress.size() > 0;
@@ -638,10 +638,21 @@ void MainWindow::SavePlot() {
 }
 
 void MainWindow::SavePlotTo(const QString& path) {
-  if (const QString failure = plot_->Save(path, {}, plot_->size()); !failure.isEmpty())
-    ShowTrouble(this, {failure, {}, path, tr("Choose another place or another type.")});
-  else
-    statusBar()->showMessage(tr("%1 is written.").arg(path), kMessageTime);
+  auto failure = std::make_shared<QString>();
+  Run(
+      tr("Drawing %1").arg(QFileInfo(path).fileName()),
+      [this, failure, path, picture = plot_->Picture(plot_->size())] {
+        *failure = picture.Write(path, {}, JobReport());
+      },
+      [this, failure, path] {
+        if (!failure->isEmpty())
+          ShowTrouble(this, {*failure, {}, path, tr("Choose another place or another type.")});
+        else
+          statusBar()->showMessage(library_.progress().stopped() ? tr("Nothing was written.")
+                                                                 : tr("%1 is written.").arg(path),
+                                   kMessageTime);
+        emit Finished();
+      });
 }
 
 void MainWindow::ShowRecent() {
@@ -695,6 +706,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   settings.setValue(kPanes, saveState());
   settings.setValue(kSplit, findChild<QSplitter*>(kSplit)->saveState());
   library_.progress().Stop();
+  for (QDialog* question : findChildren<QDialog*>()) question->reject();
   event->accept();
 }
 

@@ -1,10 +1,5 @@
 #include "apps/desktop/SpectraPlot.h"
 
-#include <QBuffer>
-#include <QFileInfo>
-#include <QPdfWriter>
-#include <QSaveFile>
-#include <QSvgGenerator>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -177,7 +172,7 @@ void SpectraPlot::MakeLegend() {
   names->setLayer("axes");
   names->setBorderPen(Qt::NoPen);
   names->setBrush(Qt::NoBrush);
-  names->setFont(font());
+  names->setFont(Lettering());
   names->setTextColor(xAxis->tickLabelColor());
   const CurveColors colors(curves_->size(), dark_);
   const auto shown = ShortNames(curves_->names, QFontMetrics(font()),
@@ -279,6 +274,12 @@ QString SpectraPlot::Words(const Spot& spot) const {
   return NumbersAt(spot) + "  " + curves_->names[spot.curve];
 }
 
+QFont SpectraPlot::Lettering() const {
+  QFont lettering = font();
+  lettering.setPixelSize(QFontInfo(lettering).pixelSize());
+  return lettering;
+}
+
 void SpectraPlot::SpaceTicks(QSize size) {
   static constexpr int kMost = 6;
   const QFontMetrics metrics(font());
@@ -319,10 +320,7 @@ void SpectraPlot::Hover(const std::optional<Spot>& spot) {
   emit Pointed(spot ? Words(*spot) : QString());
 }
 
-QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) {
-  const QString suffix = kind.isEmpty() ? QFileInfo(path).suffix().toLower() : kind;
-  if (suffix != "svg" && suffix != "png" && suffix != "pdf")
-    return tr("A picture is an SVG, PNG or PDF file.");
+PlotPicture SpectraPlot::Picture(QSize size) {
   Hover(std::nullopt);
   const QPalette before = palette();
   QPalette paper;
@@ -330,42 +328,33 @@ QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) 
   paper.setColor(QPalette::Text, Qt::black);
   TakeColors(paper);
   SpaceTicks(size);
-  QBuffer picture;
-  picture.open(QIODevice::WriteOnly);
-  bool drawn = true;
-  const auto draw_on = [&](QPaintDevice& device) {
-    QCPPainter painter;
-    drawn = painter.begin(&device);
-    if (!drawn) return;
+  PlotPicture picture;
+  picture.size = size;
+  all_->KeepDrawing(&picture.all);
+  emphasized_->KeepDrawing(&picture.emphasized);
+  // What is drawn under the curves, then the rest.
+  const auto record = [&](QPicture& part, bool is_below) {
+    for (int i = 0; i < layerCount(); ++i)
+      layer(i)->setVisible((i <= layer("main")->index()) == is_below);
+    if (!is_below) setBackground(Qt::NoBrush);
+    QCPPainter painter(&part);
     painter.setMode(QCPPainter::pmVectorized);
-    painter.setMode(QCPPainter::pmNoCaching);
     painter.setMode(QCPPainter::pmNonCosmetic);
     toPainter(&painter, size.width(), size.height());
   };
-  if (suffix == "png") {
-    drawn = toPixmap(size.width(), size.height()).save(&picture, "PNG");
-  } else if (suffix == "svg") {
-    QSvgGenerator generator;
-    generator.setOutputDevice(&picture);
-    generator.setSize(size);
-    generator.setViewBox(QRect({0, 0}, size));
-    draw_on(generator);
-  } else {
-    constexpr int kPointsPerInch = 72;
-    QPdfWriter writer(&picture);
-    writer.setResolution(kPointsPerInch);
-    writer.setPageSize(QPageSize(size, {}, QPageSize::ExactMatch));
-    writer.setPageMargins({});
-    draw_on(writer);
-  }
+  record(picture.below, true);
+  record(picture.above, false);
+  for (int i = 0; i < layerCount(); ++i) layer(i)->setVisible(true);
+  all_->KeepDrawing(nullptr);
+  emphasized_->KeepDrawing(nullptr);
   TakeColors(before);
   SpaceTicks(this->size());
   replot(rpQueuedReplot);
-  // A picture that is not whole is none.
-  QSaveFile file(path);
-  const bool written = drawn && file.open(QIODevice::WriteOnly) &&
-                       file.write(picture.data()) == picture.data().size() && file.commit();
-  return written ? QString() : tr("The picture could not be written.");
+  return picture;
+}
+
+QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) {
+  return Picture(size).Write(path, kind, [](std::size_t, std::size_t) { return true; });
 }
 
 void SpectraPlot::mousePressEvent(QMouseEvent* event) {
@@ -474,15 +463,15 @@ void SpectraPlot::TakeColors(const QPalette& colors) {
     axis->setSubTickPen(text);
     axis->setTickLabelColor(text);
     axis->setLabelColor(text);
-    axis->setTickLabelFont(font());
-    axis->setLabelFont(font());
+    axis->setTickLabelFont(Lettering());
+    axis->setLabelFont(Lettering());
     axis->grid()->setPen(QPen(Between(background, text, 0.15F), 1, Qt::DotLine));
     axis->grid()->setZeroLinePen(Between(background, text, 0.3F));
   }
   label_->setColor(text);
   nothing_->setColor(text);
-  nothing_->setFont(font());
-  label_->setFont(font());
+  nothing_->setFont(Lettering());
+  label_->setFont(Lettering());
   label_->setBrush(background);
   label_->setPen(Between(background, text, 0.4F));
   marker_->setPen(QPen(text, 1.5));

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "apps/desktop/Curves.h"
+#include "apps/desktop/PlotPicture.h"
 
 namespace nvimport {
 
@@ -40,8 +41,9 @@ class SpectraPlot : public QCustomPlot {
   // "1120, 0.319  Wheat 03".
   QString Words(const Spot& spot) const;
 
-  // Draws into a file of the kind that its name ends with, or `kind` says, on white. What hinders
-  // is returned.
+  // What is seen, on white.
+  PlotPicture Picture(QSize size);
+  // Writes that; see PlotPicture.
   QString Save(const QString& path, const QString& kind, QSize size);
 
  signals:
@@ -62,6 +64,8 @@ class SpectraPlot : public QCustomPlot {
  private:
   bool AreLines() const { return curves_->marks == PlotChoice::Marks::kLines; }
   QString NumbersAt(const Spot& spot) const;
+  // Of one size in pixels on whatever device.
+  QFont Lettering() const;
   // As many ticks as their labels have room for.
   void SpaceTicks(QSize size);
   void TakeColors(const QPalette& palette);
