@@ -45,6 +45,7 @@ class LibraryThread : public QObject {
 
   bool busy() const { return busy_; }
   JobProgress& progress() { return progress_; }
+  const JobProgress& progress() const { return progress_; }
 
   // Runs `job` there, then `done` in this thread. Only when nothing else runs. What the job throws
   // is told before.

@@ -407,6 +407,33 @@ class MainWindowTest : public QObject {
     QVERIFY(ActionOf(window, "Open...")->isEnabled());
   }
 
+  void FilesAreTabs() {
+    MainWindow window;
+    window.show();
+    const QStringList files = {Sample("clover.da"), Sample("tanks.wk1")};
+    Finish(window, [&] { window.OpenEach(files + QStringList(folder_.filePath("none"))); });
+    NextDialog next;
+    next.Expect([](QDialog& dialog) { dialog.accept(); });
+    QTRY_VERIFY(next.all_came());
+    QCOMPARE(window.pages().count(), 2);
+    QVERIFY(window.windowTitle().startsWith("tanks.wk1"));
+    const QString cell = CellOf(window, 1, 1);
+    QVERIFY(Open(window, {files.front()}));
+    QCOMPARE(window.pages().count(), 2);
+    QVERIFY(window.windowTitle().startsWith("clover.da"));
+    QVERIFY(CellOf(window, 1, 1) != cell);
+    // What is done goes on in its page, or without it.
+    const Page* const clover = window.page();
+    window.Find("Clover 4", true);
+    window.pages().setCurrentIndex(1);
+    QTRY_VERIFY(!window.library().busy());
+    QCOMPARE(clover->sheet().Place().row, 6);
+    window.ImportAgain();
+    while (window.page() != nullptr) window.ClosePage(0);
+    QTRY_COMPARE(window.pages().count(), 1);
+    QCOMPARE(CellOf(window, 1, 1), cell);
+  }
+
   void ClosingCancelsAQuestion() {
     MainWindow window;
     window.show();

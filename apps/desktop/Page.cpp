@@ -1,0 +1,96 @@
+#include "apps/desktop/Page.h"
+
+#include <QItemSelectionModel>
+#include <QLocale>
+#include <utility>
+
+#include "apps/desktop/CurvesPlottable.h"
+#include "apps/desktop/FileNames.h"
+
+namespace nvimport {
+
+Page::Page() {
+  sheet_ = new SheetView;
+  plot_ = new SpectraPlot;
+  for (QWidget* part : std::initializer_list<QWidget*>{sheet_, plot_}) {
+    part->setMinimumWidth(200);
+    addWidget(part);
+  }
+  setSizes({1, 1});
+  setChildrenCollapsible(false);
+  connect(sheet_, &SheetView::SelectionChanged, this, &Page::EmphasizeSelected);
+  connect(plot_, &SpectraPlot::CurveClicked, this, [this](int line) {
+    sheet_->SelectLine(line, plot_->curves()->spectra ? Qt::Vertical : Qt::Horizontal);
+  });
+}
+
+void Page::Show(OpenResult result) {
+  read_ = std::move(result);
+  choice_ = KeptChoice(read_.again.files.front());
+  written_.clear();
+  plot_->SetCurves(nullptr);
+  sheet_->SetSheet(read_.sheet);
+}
+
+void Page::SetCurves(std::shared_ptr<const Curves> curves) {
+  plot_->SetCurves(std::move(curves));
+  EmphasizeSelected();
+}
+
+void Page::Choose(const PlotChoice& choice) {
+  choice_ = choice;
+  KeepChoice(read_.again.files.front(), choice);
+}
+
+std::function<Curves(const Report& report)> Page::MakingCurves() const {
+  return [sheet = read_.sheet, mark = read_.decimal_mark, description = read_.description,
+          choice = choice_](const Report& report) {
+    return TakeCurves(*sheet, mark, report, description.get(), choice);
+  };
+}
+
+QString Page::name() const { return NameOf(read_.again.files); }
+
+QString Page::state() const {
+  const QLocale locale;
+  return tr("%1 rows, %2 columns - %3")
+      .arg(locale.toString(read_.sheet->GetNumberOfRows()),
+           locale.toString(read_.sheet->GetNumberOfColumns()),
+           read_.kept_rules ? tr("%1, by the kept rules").arg(read_.format) : read_.format);
+}
+
+QStringList Page::Notes() const {
+  QStringList notes;
+  for (const QString& text : read_.warnings) notes.push_back(tr("Warning: %1").arg(text));
+  notes += read_.left + read_.notes;
+  if (notes.isEmpty()) notes.push_back(tr("Nothing was left out."));
+  for (const QString& text : written_) notes.push_back(tr("Written: %1").arg(text));
+  return notes;
+}
+
+QStringList Page::Lacking() const {
+  constexpr int kMost = 2;
+  const QStringList all = read_.warnings + read_.left + read_.notes;
+  QStringList lines = all.mid(0, kMost);
+  if (all.size() > kMost) lines.push_back(tr("%1 more in the notes").arg(all.size() - kMost));
+  const Curves* const curves = plot_->curves();
+  const std::size_t one_of = curves != nullptr ? CurvesPlottable::OneOf(curves->size()) : 1;
+  if (one_of > 1)
+    lines.push_back(tr("The plot shows one of %1 curves; those that are selected are drawn.")
+                        .arg(static_cast<qulonglong>(one_of)));
+  return lines;
+}
+
+void Page::EmphasizeSelected() {
+  const Curves* curves = plot_->curves();
+  if (curves == nullptr) return;
+  // A single cell selects nothing in particular.
+  const QItemSelection selection = sheet_->selectionModel()->selection();
+  const bool lines =
+      selection.size() > 1 ||
+      (selection.size() == 1 && selection.front().topLeft() != selection.front().bottomRight());
+  plot_->Emphasize(lines ? sheet_->SelectedLines(curves->spectra ? Qt::Vertical : Qt::Horizontal)
+                         : std::vector<int>());
+}
+
+}  // namespace nvimport

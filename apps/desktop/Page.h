@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QSplitter>
+#include <memory>
+
+#include "apps/desktop/Import.h"
+#include "apps/desktop/PlotChoice.h"
+#include "apps/desktop/SheetView.h"
+#include "apps/desktop/SpectraPlot.h"
+
+namespace nvimport {
+
+// What was read of one selection of files: its sheet beside its plot.
+class Page : public QSplitter {
+  Q_OBJECT
+ public:
+  Page();
+
+  // Shows what was read, without a plot.
+  void Show(OpenResult result);
+  void SetCurves(std::shared_ptr<const Curves> curves);
+  // How the sheet is drawn, now and when the file is opened again.
+  void Choose(const PlotChoice& choice);
+
+  // Work for the library's thread, with all that it takes.
+  std::function<Curves(const Report& report)> MakingCurves() const;
+
+  const OpenResult& read() const { return read_; }
+  const PlotChoice& choice() const { return choice_; }
+  SheetView& sheet() const { return *sheet_; }
+  SpectraPlot& plot() const { return *plot_; }
+  QString name() const;
+  // "12 rows, 3 columns - Excel File".
+  QString state() const;
+  // What was not read, and what may not read back of what was written.
+  QStringList Notes() const;
+  void TakeNotes(const QStringList& written) { written_ += written; }
+  // What is not in the sheet, or not in the plot.
+  QStringList Lacking() const;
+
+ private:
+  void EmphasizeSelected();
+
+  SheetView* sheet_;
+  SpectraPlot* plot_;
+  OpenResult read_;
+  PlotChoice choice_;
+  QStringList written_;
+};
+
+}  // namespace nvimport
