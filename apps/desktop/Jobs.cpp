@@ -1,7 +1,5 @@
 #include "apps/desktop/Jobs.h"
 
-#include "apps/desktop/QuestionDialogs.h"
-
 namespace nvimport {
 
 namespace {
@@ -12,7 +10,8 @@ constexpr int kMessageTime = 4000;
 
 }  // namespace
 
-Jobs::Jobs(QStatusBar& line) : line_(line) {
+Jobs::Jobs(QStatusBar& line, std::function<bool()> waits_for_user)
+    : line_(line), waits_for_user_(std::move(waits_for_user)) {
   text_ = new QLabel;
   bar_ = new QProgressBar;
   bar_->setMaximumWidth(220);
@@ -66,7 +65,7 @@ void Jobs::Tell(const QString& message) { line_.showMessage(message, kMessageTim
 
 void Jobs::ShowProgress() {
   // While a question is open, it is the user that the import waits for.
-  if (running_.elapsed() < kPatience || OpenQuestion(*line_.window()) != nullptr) return;
+  if (running_.elapsed() < kPatience || waits_for_user_()) return;
   const JobProgress& progress = library_.progress();
   constexpr int kParts = 1000;
   const bool known = progress.size() > 0;

@@ -21,7 +21,8 @@ namespace nvimport {
 class Jobs : public QObject {
   Q_OBJECT
  public:
-  explicit Jobs(QStatusBar& line);
+  // No progress is shown while a job waits for the user.
+  Jobs(QStatusBar& line, std::function<bool()> waits_for_user);
 
   // Runs `work` in the library's thread under a label, then `done` in the window's with what it
   // returned. While another job runs, the user is told so and nothing is done.
@@ -56,6 +57,7 @@ class Jobs : public QObject {
 
   LibraryThread library_;
   QStatusBar& line_;
+  std::function<bool()> waits_for_user_;
   QLabel* text_;
   QProgressBar* bar_;
   QPushButton* stop_;

@@ -51,9 +51,6 @@ class LibraryThread : public QObject {
   // is told before.
   void Start(std::function<void()> job, std::function<void()> done);
 
-  // Called there while a job waits for an answer: runs `job` meanwhile.
-  void RunMeanwhile(std::function<void()> job);
-
  signals:
   void Changed(bool busy);
   void Failed(const QString& why);

@@ -27,6 +27,7 @@
 #include "apps/desktop/RecentFiles.h"
 #include "apps/desktop/Settings.h"
 #include "apps/desktop/SheetText.h"
+#include "apps/desktop/Trouble.h"
 #include "nvimport/hosting/import/Complete.h"
 
 namespace nvimport {
@@ -47,7 +48,8 @@ bool KeptRules() {
 
 }  // namespace
 
-MainWindow::MainWindow() : jobs_(new Jobs(*statusBar())), dialogs_(*this, jobs_->library()) {
+MainWindow::MainWindow()
+    : jobs_(new Jobs(*statusBar(), [this] { return dialogs_.asking(); })), dialogs_(*this) {
   jobs_->setParent(this);
   setAcceptDrops(true);
   setWindowTitle(QApplication::applicationDisplayName());
@@ -89,7 +91,6 @@ MainWindow::MainWindow() : jobs_(new Jobs(*statusBar())), dialogs_(*this, jobs_-
   connect(jobs_, &Jobs::Failed, this, [this](const QString& why) {
     ShowTrouble(this, {why, {}, {}, {}});
   });
-  Dialogs::Install(&dialogs_);
   ShowPage();
   // As they were left.
   const QSettings settings = Settings();
@@ -103,8 +104,8 @@ MainWindow::MainWindow() : jobs_(new Jobs(*statusBar())), dialogs_(*this, jobs_-
 
 MainWindow::~MainWindow() {
   // Its job asks the dialogs, which are gone before it.
+  dialogs_.Cancel();
   library().Finish();
-  Dialogs::Install(nullptr);
   // Pages that go one after the other are not shown.
   pages_->disconnect(this);
 }
@@ -507,6 +508,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   if (page() != nullptr) settings.setValue(kSplit, page()->saveState());
   queue_.clear();
   library().progress().Stop();
+  dialogs_.Cancel();
   for (QDialog* question : findChildren<QDialog*>()) question->reject();
   event->accept();
 }
