@@ -229,16 +229,25 @@ QCPRange CurvesPlottable::getKeyRange(bool& found, QCP::SignDomain) const {
   return found ? QCPRange(curves_->x.front(), curves_->x.back()) : QCPRange();
 }
 
-QCPRange CurvesPlottable::getValueRange(bool& found, QCP::SignDomain, const QCPRange&) const {
+QCPRange CurvesPlottable::getValueRange(bool& found, QCP::SignDomain, const QCPRange& keys) const {
   found = false;
-  if (curves_ == nullptr) return {};
+  if (curves_ == nullptr || curves_->size() == 0) return {};
+  const std::vector<double>& x = curves_->x;
+  std::ptrdiff_t begin = 0;
+  std::ptrdiff_t end = std::ssize(x);
+  if (keys.size() > 0) {
+    begin = std::ranges::lower_bound(x, keys.lower) - x.begin();
+    end = std::ranges::upper_bound(x, keys.upper) - x.begin();
+  }
   float lowest = kInfinity;
   float highest = -kInfinity;
-  for (const float y : curves_->y) {
-    if (!std::isfinite(y)) continue;
-    lowest = std::min(lowest, y);
-    highest = std::max(highest, y);
-  }
+  for (std::size_t curve = 0; curve < curves_->size() && begin < end; ++curve)
+    for (const float y : curves_->Of(curve).subspan(static_cast<std::size_t>(begin),
+                                                    static_cast<std::size_t>(end - begin))) {
+      if (!std::isfinite(y)) continue;
+      lowest = std::min(lowest, y);
+      highest = std::max(highest, y);
+    }
   if (curves_->marks == PlotChoice::Marks::kSticks) {
     lowest = std::min(lowest, 0.0F);
     highest = std::max(highest, 0.0F);

@@ -68,6 +68,7 @@ class CurvesPlottable : public QCPAbstractPlottable {
 
   double selectTest(const QPointF&, bool, QVariant*) const override { return -1; }
   QCPRange getKeyRange(bool& found, QCP::SignDomain domain) const override;
+  // Of the values over `keys`, or of all where that is nothing.
   QCPRange getValueRange(bool& found, QCP::SignDomain domain, const QCPRange& keys) const override;
 
  protected:

@@ -11,7 +11,10 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QPainter>
 #include <QPointer>
+#include <QPrintDialog>
+#include <QPrinter>
 #include <QScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -19,6 +22,7 @@
 #include <QTabWidget>
 #include <QToolBar>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <utility>
 
 #include "apps/desktop/FileDialogs.h"
@@ -164,15 +168,25 @@ void MainWindow::MakeActions() {
   QAction* const write =
       AddForSheet(file, tr("&Export..."), QKeySequence::Save, [this] { ChooseExport(); });
   write->setIcon(style()->standardIcon(QStyle::SP_DialogSaveButton));
-  AddForSheet(file, tr("Save &plot..."), Qt::CTRL | Qt::Key_P, [this] { SavePlot(); });
+  QAction* const save =
+      AddForSheet(file, tr("Save &plot..."), Qt::CTRL | Qt::Key_P, [this] { SavePlot(); });
+  QAction* const print = AddForSheet(file, tr("Prin&t plot..."), Qt::CTRL | Qt::SHIFT | Qt::Key_P,
+                                     [this] { PrintPlot(); });
   file.addSeparator();
   close_ =
       Add(file, tr("&Close"), QKeySequence::Close, [this] { ClosePage(pages_->currentIndex()); });
   Add(file, tr("&Quit"), QKeySequence::Quit, [this] { close(); });
 
   QMenu& edit = *menuBar()->addMenu(tr("&Edit"));
-  AddForSheet(edit, tr("&Copy"), QKeySequence::Copy, [this] { CopySelection(); });
-  AddForSheet(edit, tr("Select &all"), QKeySequence::SelectAll, [this] { sheet().selectAll(); });
+  QAction* const copy =
+      AddForSheet(edit, tr("&Copy"), QKeySequence::Copy, [this] { CopySelection(); });
+  QAction* const copy_named =
+      AddForSheet(edit, tr("Copy with &names of columns"), Qt::CTRL | Qt::SHIFT | Qt::Key_C,
+                  [this] { CopySelection(true); });
+  QAction* const copy_plot =
+      AddForSheet(edit, tr("Copy p&lot"), Qt::CTRL | Qt::ALT | Qt::Key_C, [this] { CopyPlot(); });
+  QAction* const select_all = AddForSheet(edit, tr("Select &all"), QKeySequence::SelectAll,
+                                          [this] { sheet().selectAll(); });
   edit.addSeparator();
   QAction* const find =
       AddForSheet(edit, tr("&Find..."), QKeySequence::Find, [this] { find_bar_->Begin(); });
@@ -200,8 +214,23 @@ void MainWindow::MakeActions() {
           [this](bool reversed) { plot().SetReversed(reversed); });
   QAction* const whole = AddForSheet(view, tr("Show &all of the plot"), Qt::CTRL | Qt::Key_0,
                                      [this] { plot().ShowAll(); });
+  fits_ = AddForSheet(view, tr("Fit &y to what is seen"), Qt::CTRL | Qt::Key_Y, [] {});
+  fits_->setCheckable(true);
+  connect(fits_, &QAction::toggled, this, [this](bool fits) { plot().SetFitting(fits); });
+  QAction* const back = AddForSheet(view, tr("&Back to what was seen"), QKeySequence::Back,
+                                    [this] { plot().GoBack(); });
+  QAction* const forward =
+      AddForSheet(view, tr("For&ward"), QKeySequence::Forward, [this] { plot().GoForward(); });
+  look_ = new LookMenu(tr("For l&ooking only"));
+  look_->setParent(&view, look_->windowFlags());
+  view.addMenu(look_);
+  connect(look_, &LookMenu::Chosen, this, &MainWindow::LookAs);
   QAction* const settings =
       AddForSheet(view, tr("P&lot settings..."), Qt::CTRL | Qt::Key_L, [this] { ChoosePlot(); });
+
+  of_sheet_ = {copy, copy_named, select_all, find, go_to, write};
+  of_plot_ = {whole,    back,      forward, fits_, reverse_, look_->menuAction(),
+              settings, copy_plot, save,    print};
 
   QMenu& help = *menuBar()->addMenu(tr("&Help"));
   Add(help, tr("&About"), {}, [this] { About(); });
@@ -222,6 +251,7 @@ void MainWindow::UpdateActions() {
   const bool has_page = page() != nullptr;
   recent_->setEnabled(idle);
   kept_rules_->setEnabled(idle);
+  look_->setEnabled(idle && has_page);
   again_->setEnabled(idle && has_page);
   close_->setEnabled(has_page);
   for (QAction* action : for_sheet_) action->setEnabled(idle && has_page);
@@ -242,6 +272,7 @@ void MainWindow::ShowPage() {
     page->plot().setVisible(shows_plot_->isChecked());
     const QSignalBlocker quiet(reverse_);
     reverse_->setChecked(page->plot().xAxis->rangeReversed());
+    look_->Mark(page->look());
   }
   UpdateActions();
 }
@@ -316,6 +347,10 @@ Page& MainWindow::PageFor(const std::vector<std::string>& files) {
   connect(&made->plot(), &SpectraPlot::Pointed, this, [this](const QString& words) {
     words.isEmpty() ? statusBar()->clearMessage() : statusBar()->showMessage(words);
   });
+  for (QWidget* part : std::initializer_list<QWidget*>{&made->sheet(), &made->plot()})
+    part->setContextMenuPolicy(Qt::ActionsContextMenu);
+  for (QAction* action : of_sheet_) made->sheet().addAction(action);
+  for (QAction* action : of_plot_) made->plot().addAction(action);
   return *made;
 }
 
@@ -359,12 +394,11 @@ void MainWindow::PrepareCurves(Page* page) {
   }
   jobs_->Run(
       tr("Preparing the plot"),
-      [make = page->MakingCurves(), report = jobs_->Reporting()] {
-        return std::make_shared<Curves>(make(report));
-      },
-      [this, shown = QPointer(page)](std::shared_ptr<Curves> curves) {
-        if (shown != nullptr && curves->complete) {
-          shown->SetCurves(std::move(curves));
+      [make = page->MakingCurves(), report = jobs_->Reporting()] { return make(report); },
+      [this, shown = QPointer(page)](const Page::Plotted& plotted) {
+        if (shown != nullptr && plotted.all->complete && plotted.seen->complete) {
+          shown->SetCurves(plotted);
+          shown->plot().SetFitting(fits_->isChecked());
           ShowPage();
         } else if (shown != nullptr) {
           jobs_->Tell(tr("The plot was cancelled; Import again makes it."));
@@ -386,8 +420,17 @@ void MainWindow::DrawAs(const PlotChoice& choice) {
   PrepareCurves(page());
 }
 
-void MainWindow::CopySelection() {
-  const auto parts = sheet().Selected();
+void MainWindow::LookAs(const Look& look) {
+  if (jobs_->Refuses()) return ShowPage();
+  page()->SetLook(look);
+  PrepareCurves(page());
+}
+
+void MainWindow::CopySelection(bool with_names) {
+  auto parts = sheet().Selected();
+  if (with_names && !parts.empty() && parts.front().first_row > 1)
+    parts.insert(parts.begin(),
+                 CellRange{1, 1, parts.front().first_column, parts.front().last_column});
   if (parts.empty()) return jobs_->Tell(tr("Cells of the same columns can be copied together."));
   jobs_->Run(
       tr("Copying"),
@@ -399,6 +442,53 @@ void MainWindow::CopySelection() {
           QApplication::clipboard()->setText(text);
         else if (!jobs_->stopped())
           jobs_->Tell(tr("That is more than can be copied; Export writes all of it."));
+        emit Finished();
+      });
+}
+
+void MainWindow::CopyPlot() {
+  struct Pictures {
+    QImage image;
+    QByteArray svg;
+  };
+  jobs_->Run(
+      tr("Copying the plot"),
+      [report = jobs_->Reporting(), picture = plot().Picture(plot().size())] {
+        return Pictures{QImage::fromData(picture.Bytes("png", report)),
+                        picture.Bytes("svg", report)};
+      },
+      [this](const Pictures& pictures) {
+        if (!jobs_->stopped()) {
+          auto* const copied = new QMimeData;
+          copied->setImageData(pictures.image);
+          copied->setData("image/svg+xml", pictures.svg);
+          QApplication::clipboard()->setMimeData(copied);
+        }
+        emit Finished();
+      });
+}
+
+void MainWindow::PrintPlot() {
+  const auto printer = std::make_shared<QPrinter>();
+  printer->setDocName(page()->name());
+  printer->setPageOrientation(QPageLayout::Landscape);
+  if (QPrintDialog dialog(printer.get(), this); dialog.exec() != QDialog::Accepted) return;
+  jobs_->Run(
+      tr("Printing %1").arg(page()->name()),
+      [report = jobs_->Reporting(), printer, picture = plot().Picture(plot().size())] {
+        QPainter painter;
+        if (!painter.begin(printer.get())) return false;
+        // As large as the page allows.
+        const QRectF paper = painter.viewport();
+        const double scale =
+            std::min(paper.width() / picture.size.width(), paper.height() / picture.size.height());
+        painter.scale(scale, scale);
+        if (!picture.Draw(painter, report)) printer->abort();
+        return painter.end();
+      },
+      [this](bool is_printed) {
+        jobs_->Tell(is_printed && !jobs_->stopped() ? tr("The plot is printed.")
+                                                    : tr("Nothing was printed."));
         emit Finished();
       });
 }

@@ -10,6 +10,7 @@
 #include "apps/desktop/FindBar.h"
 #include "apps/desktop/Import.h"
 #include "apps/desktop/Jobs.h"
+#include "apps/desktop/LookMenu.h"
 #include "apps/desktop/Page.h"
 #include "apps/desktop/WindowDialogs.h"
 
@@ -36,10 +37,15 @@ class MainWindow : public QMainWindow {
   void ExportTo(const QString& path, std::size_t kind);
   // Draws the plot into a file of the kind that its name says.
   void SavePlotTo(const QString& path);
-  void CopySelection();
+  // With the names of the columns, where they are not among it.
+  void CopySelection(bool with_names = false);
+  // As a picture, or as SVG, whichever the program takes that it is pasted into.
+  void CopyPlot();
   void Find(const QString& wanted, bool forward);
   // Draws the sheet so, now and when the file is opened again.
   void DrawAs(const PlotChoice& choice);
+  // Has the plot looked at so.
+  void LookAs(const Look& look);
   void ClosePage(int index);
 
   // The page that is seen, null for none.
@@ -74,6 +80,7 @@ class MainWindow : public QMainWindow {
   void ChooseExport();
   void ChoosePlot();
   void SavePlot();
+  void PrintPlot();
   void GoTo();
   void About();
 
@@ -99,6 +106,10 @@ class MainWindow : public QMainWindow {
   QAction* again_;
   QAction* close_;
   QAction* reverse_;
+  QAction* fits_;
+  LookMenu* look_;
+  std::vector<QAction*> of_sheet_;  // of the menu that opens there
+  std::vector<QAction*> of_plot_;
   QAction* kept_rules_;
   QAction* shows_sheet_;
   QAction* shows_plot_;

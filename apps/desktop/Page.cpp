@@ -28,24 +28,35 @@ void Page::Show(OpenResult result) {
   read_ = std::move(result);
   choice_ = KeptChoice(read_.again.files.front());
   written_.clear();
+  curves_.reset();
   plot_->SetCurves(nullptr);
   sheet_->SetSheet(read_.sheet);
 }
 
-void Page::SetCurves(std::shared_ptr<const Curves> curves) {
-  plot_->SetCurves(std::move(curves));
+void Page::SetCurves(const Plotted& plotted) {
+  curves_ = plotted.all;
+  plot_->SetCurves(plotted.seen);
   EmphasizeSelected();
 }
 
 void Page::Choose(const PlotChoice& choice) {
   choice_ = choice;
+  curves_.reset();
   KeepChoice(read_.again.files.front(), choice);
 }
 
-std::function<Curves(const Report& report)> Page::MakingCurves() const {
+std::function<Page::Plotted(const Report& report)> Page::MakingCurves() const {
   return [sheet = read_.sheet, mark = read_.decimal_mark, description = read_.description,
-          choice = choice_](const Report& report) {
-    return TakeCurves(*sheet, mark, report, description.get(), choice);
+          choice = choice_, look = look_, curves = curves_](const Report& report) {
+    Plotted plotted{curves, curves};
+    if (curves == nullptr) {
+      plotted.all = std::make_shared<const Curves>(
+          TakeCurves(*sheet, mark, report, description.get(), choice));
+      plotted.seen = plotted.all;
+    }
+    if (plotted.all->complete && !look.IsPlain())
+      plotted.seen = std::make_shared<const Curves>(LookAt(*plotted.all, look, report));
+    return plotted;
   };
 }
 
@@ -78,6 +89,9 @@ QStringList Page::Lacking() const {
   if (one_of > 1)
     lines.push_back(tr("The plot shows one of %1 curves; those that are selected are drawn.")
                         .arg(static_cast<qulonglong>(one_of)));
+  if (!look_.IsPlain())
+    lines.push_back(
+        tr("The plot is changed for looking only, the sheet is not: %1.").arg(look_.Words()));
   return lines;
 }
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "apps/desktop/Import.h"
+#include "apps/desktop/Look.h"
 #include "apps/desktop/PlotChoice.h"
 #include "apps/desktop/SheetView.h"
 #include "apps/desktop/SpectraPlot.h"
@@ -18,15 +19,23 @@ class Page : public QSplitter {
 
   // Shows what was read, without a plot.
   void Show(OpenResult result);
-  void SetCurves(std::shared_ptr<const Curves> curves);
+  // Curves as the sheet has them, and as they are looked at.
+  struct Plotted {
+    std::shared_ptr<const Curves> all;
+    std::shared_ptr<const Curves> seen;
+  };
+  void SetCurves(const Plotted& plotted);
+  // What is done to them for looking only.
+  void SetLook(const Look& look) { look_ = look; }
   // How the sheet is drawn, now and when the file is opened again.
   void Choose(const PlotChoice& choice);
 
   // Work for the library's thread, with all that it takes.
-  std::function<Curves(const Report& report)> MakingCurves() const;
+  std::function<Plotted(const Report& report)> MakingCurves() const;
 
   const OpenResult& read() const { return read_; }
   const PlotChoice& choice() const { return choice_; }
+  const Look& look() const { return look_; }
   SheetView& sheet() const { return *sheet_; }
   SpectraPlot& plot() const { return *plot_; }
   QString name() const;
@@ -45,6 +54,8 @@ class Page : public QSplitter {
   SpectraPlot* plot_;
   OpenResult read_;
   PlotChoice choice_;
+  Look look_;
+  std::shared_ptr<const Curves> curves_;  // as the sheet has them
   QStringList written_;
 };
 

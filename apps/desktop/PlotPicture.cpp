@@ -12,9 +12,14 @@
 namespace nvimport {
 
 bool PlotPicture::Draw(QPainter& painter, const Report& report) const {
+  painter.save();
+  // In the pixels that it was recorded in, which playing would scale by those of the device.
+  painter.scale(static_cast<double>(frame.logicalDpiX()) / painter.device()->logicalDpiX(),
+                static_cast<double>(frame.logicalDpiY()) / painter.device()->logicalDpiY());
   // Playing changes what it is done with.
-  QPicture frame = below;
-  frame.play(&painter);
+  QPicture played = frame;
+  played.play(&painter);
+  painter.restore();
   const auto draw = [&](const CurvesDrawing& drawing) {
     painter.save();
     painter.setClipRect(drawing.area);
@@ -22,48 +27,51 @@ bool PlotPicture::Draw(QPainter& painter, const Report& report) const {
     painter.restore();
     return whole;
   };
-  if (!draw(all)) return false;
-  frame = above;
-  frame.play(&painter);
-  return draw(emphasized);
+  return draw(all) && draw(emphasized);
 }
 
-QString PlotPicture::Write(const QString& path, const QString& kind, const Report& report) const {
-  const QString suffix = kind.isEmpty() ? QFileInfo(path).suffix().toLower() : kind;
-  if (!IsKind(suffix)) return QObject::tr("A picture is an SVG, PNG or PDF file.");
+QByteArray PlotPicture::Bytes(const QString& kind, const Report& report) const {
   QBuffer bytes;
   bytes.open(QIODevice::WriteOnly);
-  bool is_drawn = false;
-  bool goes_on = true;
   const auto draw_on = [&](QPaintDevice& device) {
     QPainter painter;
-    is_drawn = painter.begin(&device);
-    if (is_drawn) goes_on = Draw(painter, report);
+    return painter.begin(&device) && Draw(painter, report);
   };
-  if (suffix == "png") {
+  bool is_drawn = false;
+  if (kind == "png") {
     QImage image(size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::white);
-    draw_on(image);
-    is_drawn = is_drawn && goes_on && image.save(&bytes, "PNG");
-  } else if (suffix == "svg") {
+    is_drawn = draw_on(image) && image.save(&bytes, "PNG");
+  } else if (kind == "svg") {
     QSvgGenerator generator;
     generator.setOutputDevice(&bytes);
     generator.setSize(size);
     generator.setViewBox(QRect({0, 0}, size));
-    draw_on(generator);
+    is_drawn = draw_on(generator);
   } else {
     constexpr int kPointsPerInch = 72;
     QPdfWriter writer(&bytes);
     writer.setResolution(kPointsPerInch);
     writer.setPageSize(QPageSize(size, {}, QPageSize::ExactMatch));
     writer.setPageMargins({});
-    draw_on(writer);
+    is_drawn = draw_on(writer);
   }
+  return is_drawn ? bytes.data() : QByteArray();
+}
+
+QString PlotPicture::Write(const QString& path, const QString& kind, const Report& report) const {
+  const QString suffix = kind.isEmpty() ? QFileInfo(path).suffix().toLower() : kind;
+  if (!IsKind(suffix)) return QObject::tr("A picture is an SVG, PNG or PDF file.");
+  bool goes_on = true;
+  const QByteArray bytes = Bytes(suffix, [&](std::size_t done, std::size_t of) {
+    goes_on = report(done, of);
+    return goes_on;
+  });
   if (!goes_on) return {};
   // A picture that is not whole is none.
   QSaveFile file(path);
-  const bool is_written = is_drawn && file.open(QIODevice::WriteOnly) &&
-                          file.write(bytes.data()) == bytes.data().size() && file.commit();
+  const bool is_written = !bytes.isEmpty() && file.open(QIODevice::WriteOnly) &&
+                          file.write(bytes) == bytes.size() && file.commit();
   return is_written ? QString() : QObject::tr("The picture could not be written.");
 }
 

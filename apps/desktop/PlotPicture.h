@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QPicture>
 #include <QSize>
 #include <QString>
@@ -12,8 +13,7 @@ namespace nvimport {
 // drawn when it is written, in any thread.
 struct PlotPicture {
   QSize size;
-  QPicture below;  // the curves
-  QPicture above;
+  QPicture frame;  // axes, titles, names
   CurvesDrawing all;
   CurvesDrawing emphasized;
 
@@ -23,6 +23,8 @@ struct PlotPicture {
   }
   // False when `report` stops it.
   bool Draw(QPainter& painter, const Report& report) const;
+  // What a file of that kind holds; empty when it can't be drawn, or `report` stops it.
+  QByteArray Bytes(const QString& kind, const Report& report) const;
   // Writes a file of the kind that its name ends with, or `kind` says. What hinders is returned,
   // nothing when `report` stopped it and nothing was written.
   QString Write(const QString& path, const QString& kind, const Report& report) const;

@@ -1,5 +1,6 @@
 #include "apps/desktop/SpectraPlot.h"
 
+#include <QAccessible>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -22,6 +23,8 @@ constexpr int kNameWidth = 150;   // pixels
 constexpr int kNameParts = 5;     // of the width that the longest name may take one
 constexpr double kLeastStretch = 0.001;
 constexpr auto kRest = std::chrono::milliseconds(180);
+constexpr auto kSettled = std::chrono::milliseconds(400);
+constexpr std::size_t kMostViews = 100;
 
 // What the names share at their beginning, as far as whole words go.
 QString CommonBeginning(const std::vector<QString>& names) {
@@ -132,11 +135,22 @@ SpectraPlot::SpectraPlot(QWidget* parent) : QCustomPlot(parent) {
     all_->SetStride(1);
     replot(rpQueuedReplot);
   });
+  settled_.setSingleShot(true);
+  settled_.setInterval(kSettled);
+  connect(&settled_, &QTimer::timeout, this, &SpectraPlot::KeepView);
+  for (QCPAxis* axis : {xAxis, yAxis})
+    connect(axis, qOverload<const QCPRange&>(&QCPAxis::rangeChanged), this, [this, axis] {
+      if (axis == xAxis && fits_) FitValues();
+      settled_.start();
+    });
   TakeColors(palette());
 }
 
 void SpectraPlot::SetCurves(std::shared_ptr<const Curves> curves) {
   curves_ = std::move(curves);
+  cursor_.reset();
+  views_.clear();
+  place_ = 0;
   for (CurvesPlottable* plottable : {all_, emphasized_, hovered_}) plottable->SetCurves(curves_);
   emphasized_->SetEmphasized({});
   Hover(std::nullopt);
@@ -201,6 +215,49 @@ void SpectraPlot::ShowAll() {
   const double room = y.size() > 0 ? y.size() * kMargin : std::max(std::abs(y.lower) * 0.1, 1e-6);
   if (found) yAxis->setRange(Widened(y, room));
   SpaceTicks(size());
+  KeepView();
+  replot(rpQueuedReplot);
+}
+
+void SpectraPlot::SetFitting(bool fits) {
+  fits_ = fits;
+  if (!fits) return;
+  FitValues();
+  replot(rpQueuedReplot);
+}
+
+void SpectraPlot::FitValues() {
+  bool found = false;
+  const QCPRange y = all_->getValueRange(found, QCP::sdBoth, xAxis->range());
+  const double room = y.size() > 0 ? y.size() * kMargin : std::max(std::abs(y.lower) * 0.1, 1e-6);
+  if (found) yAxis->setRange(Widened(y, room));
+}
+
+void SpectraPlot::KeepView() {
+  settled_.stop();
+  const View view{xAxis->range(), yAxis->range()};
+  const auto here = static_cast<std::size_t>(place_);
+  if (here < views_.size() && views_[here] == view) return;
+  // What was left by going back is forgotten.
+  views_.resize(std::min(views_.size(), here + 1));
+  views_.push_back(view);
+  if (views_.size() > kMostViews) views_.erase(views_.begin());
+  place_ = std::ssize(views_) - 1;
+}
+
+void SpectraPlot::GoTo(std::ptrdiff_t place) {
+  if (settled_.isActive() && place < place_) {
+    KeepView();
+    place = place_ - 1;
+  }
+  if (place < 0 || place >= std::ssize(views_)) return;
+  place_ = place;
+  const View view = views_[static_cast<std::size_t>(place)];
+  xAxis->setRange(view.x);
+  yAxis->setRange(view.y);
+  settled_.stop();
+  Hover(std::nullopt);
+  Move();
   replot(rpQueuedReplot);
 }
 
@@ -280,6 +337,53 @@ QFont SpectraPlot::Lettering() const {
   return lettering;
 }
 
+std::optional<SpectraPlot::Spot> SpectraPlot::NearestPeak(const Spot& spot) const {
+  if (!AreLines()) return std::nullopt;
+  const std::span<const float> y = curves_->Of(spot.curve);
+  const auto is_peak = [&](std::size_t i) {
+    if (i == 0 || i + 1 >= y.size()) return false;
+    // Of a flat top the first point.
+    return (y[i] > y[i - 1] && y[i] >= y[i + 1]) || (y[i] < y[i - 1] && y[i] <= y[i + 1]);
+  };
+  for (std::size_t away = 0; away < y.size(); ++away) {
+    if (spot.point >= away && is_peak(spot.point - away))
+      return Spot{spot.curve, spot.point - away};
+    if (is_peak(spot.point + away)) return Spot{spot.curve, spot.point + away};
+  }
+  return std::nullopt;
+}
+
+bool SpectraPlot::MoveCursor(const QKeyEvent& event) {
+  if (curves_ == nullptr || curves_->size() == 0) return false;
+  const int key = event.key();
+  const bool to_peak = key == Qt::Key_P;
+  const bool along = key == Qt::Key_Left || key == Qt::Key_Right;
+  const bool across = key == Qt::Key_Up || key == Qt::Key_Down;
+  if (!to_peak && !((along || across) && event.modifiers() & Qt::ControlModifier)) return false;
+  if (!cursor_) {
+    // It begins in the middle of what is seen.
+    const auto middle =
+        std::ranges::lower_bound(curves_->x, xAxis->range().center()) - curves_->x.begin();
+    const auto last = std::ssize(curves_->x) - 1;
+    cursor_ = Spot{0, static_cast<std::size_t>(std::min(middle, last))};
+  } else if (along) {
+    const bool rises = (key == Qt::Key_Right) != xAxis->rangeReversed();
+    if (rises && cursor_->point + 1 < curves_->x.size()) ++cursor_->point;
+    if (!rises && cursor_->point > 0) --cursor_->point;
+  } else if (across) {
+    if (key == Qt::Key_Down && cursor_->curve + 1 < curves_->size()) ++cursor_->curve;
+    if (key == Qt::Key_Up && cursor_->curve > 0) --cursor_->curve;
+  }
+  if (to_peak) cursor_ = NearestPeak(*cursor_).value_or(*cursor_);
+  // It stays in sight.
+  const double x = curves_->x[cursor_->point];
+  const QCPRange seen = xAxis->range();
+  if (!seen.contains(x)) xAxis->moveRange(x - seen.center());
+  Hover(cursor_);
+  replot(rpQueuedReplot);
+  return true;
+}
+
 void SpectraPlot::SpaceTicks(QSize size) {
   static constexpr int kMost = 6;
   const QFontMetrics metrics(font());
@@ -295,11 +399,12 @@ void SpectraPlot::SpaceTicks(QSize size) {
 }
 
 void SpectraPlot::Hover(const std::optional<Spot>& spot) {
-  marker_->setVisible(spot.has_value());
-  label_->setVisible(spot.has_value());
   hovered_->SetEmphasized(spot && AreLines() ? std::vector{spot->curve}
                                              : std::vector<std::size_t>());
-  if (spot) {
+  const bool has_place = spot && std::isfinite(curves_->Of(spot->curve)[spot->point]);
+  marker_->setVisible(has_place);
+  label_->setVisible(has_place);
+  if (has_place) {
     const QPointF place(
         xAxis->coordToPixel(curves_->x[spot->point]),
         yAxis->coordToPixel(static_cast<double>(curves_->Of(spot->curve)[spot->point])));
@@ -317,7 +422,16 @@ void SpectraPlot::Hover(const std::optional<Spot>& spot) {
     label_->position->setPixelPosition(place + QPointF(left ? -10 : 10, below ? 10 : -10));
   }
   layer("hovered")->replot();
-  emit Pointed(spot ? Words(*spot) : QString());
+  QString words;
+  if (spot) {
+    words = Words(*spot);
+    if (const auto peak = NearestPeak(*spot))
+      words += tr(" - next peak at %1").arg(NumbersAt(*peak));
+  }
+  setAccessibleDescription(words);
+  QAccessibleEvent changed(this, QAccessible::DescriptionChanged);
+  QAccessible::updateAccessibility(&changed);
+  emit Pointed(words);
 }
 
 PlotPicture SpectraPlot::Picture(QSize size) {
@@ -332,19 +446,12 @@ PlotPicture SpectraPlot::Picture(QSize size) {
   picture.size = size;
   all_->KeepDrawing(&picture.all);
   emphasized_->KeepDrawing(&picture.emphasized);
-  // What is drawn under the curves, then the rest.
-  const auto record = [&](QPicture& part, bool is_below) {
-    for (int i = 0; i < layerCount(); ++i)
-      layer(i)->setVisible((i <= layer("main")->index()) == is_below);
-    if (!is_below) setBackground(Qt::NoBrush);
-    QCPPainter painter(&part);
+  {
+    QCPPainter painter(&picture.frame);
     painter.setMode(QCPPainter::pmVectorized);
     painter.setMode(QCPPainter::pmNonCosmetic);
     toPainter(&painter, size.width(), size.height());
-  };
-  record(picture.below, true);
-  record(picture.above, false);
-  for (int i = 0; i < layerCount(); ++i) layer(i)->setVisible(true);
+  }
   all_->KeepDrawing(nullptr);
   emphasized_->KeepDrawing(nullptr);
   TakeColors(before);
@@ -404,6 +511,7 @@ void SpectraPlot::keyPressEvent(QKeyEvent* event) {
   const auto move = [](QCPAxis* axis, double part) {
     axis->moveRange(axis->range().size() * (axis->rangeReversed() ? -part : part));
   };
+  if (MoveCursor(*event)) return;
   switch (event->key()) {
     case Qt::Key_Plus:
       zoom(kZoom);

@@ -230,6 +230,8 @@ class MainWindowTest : public QObject {
           row == 5 ? QItemSelectionModel::ClearAndSelect : QItemSelectionModel::Select);
     Finish(window, [&] { window.CopySelection(); });
     QCOMPARE(QApplication::clipboard()->text(), "1\tClover 1\n4\tClover 4\n");
+    Finish(window, [&] { window.CopySelection(/*with_names=*/true); });
+    QCOMPARE(QApplication::clipboard()->text().count('\n'), 3);
 
     const auto kinds = ExportKinds();
     QVERIFY(kinds.size() >= 5);
@@ -273,6 +275,17 @@ class MainWindowTest : public QObject {
     QVERIFY(plot.xAxis->range().size() < before);
     ActionOf(window, "Show all of the plot")->trigger();
     QCOMPARE(plot.xAxis->range().size(), before);
+
+    // For looking only, and said so.
+    Finish(window, [&] { window.LookAs({.derivative = Look::Derivative::kFirst}); });
+    QVERIFY(window.findChild<QLabel*>("lacking")->text().contains("first derivative"));
+    QVERIFY(std::abs(plot.curves()->Of(2)[0]) < 0.01F);
+    QCOMPARE(CellOf(window, 5, 5), "0.43086404");
+    Finish(window, [&] { window.LookAs({}); });
+    QCOMPARE(plot.curves()->Of(2)[0], 0.43086404F);
+    Finish(window, [&] { window.CopyPlot(); });
+    const QMimeData& copied = *QApplication::clipboard()->mimeData();
+    QVERIFY(copied.hasImage() && copied.data("image/svg+xml").contains("Clover 4"));
 
     const QList<std::pair<const char*, QByteArray>> kinds = {
         {"png", "\x89PNG"}, {"svg", "<?xml"}, {"pdf", "%PDF"}};
