@@ -196,6 +196,22 @@ void MainWindow::MakeActions() {
   QAction* const go_to =
       AddForSheet(edit, tr("&Go to cell..."), Qt::CTRL | Qt::Key_G, [this] { GoTo(); });
 
+  edit.addSeparator();
+  const auto sort = [this](bool falls) {
+    RowChoice choice = page()->rows();
+    choice.sorted_by = sheet().Place().column;
+    choice.falls = falls;
+    ShowRows(choice);
+  };
+  QAction* const rises =
+      AddForSheet(edit, tr("Sort by this column, &rising"), {}, [sort] { sort(/*falls=*/false); });
+  QAction* const falls =
+      AddForSheet(edit, tr("Sort by this column, fallin&g"), {}, [sort] { sort(/*falls=*/true); });
+  QAction* const filter = AddForSheet(edit, tr("Only ro&ws with..."),
+                                      Qt::CTRL | Qt::SHIFT | Qt::Key_F, [this] { ChooseRows(); });
+  QAction* const every =
+      AddForSheet(edit, tr("All rows, &in their order"), {}, [this] { ShowRows({}); });
+
   QMenu& view = *menuBar()->addMenu(tr("&View"));
   const auto add_toggle = [&](const QString& text) {
     QAction* const toggle = view.addAction(text);
@@ -228,7 +244,7 @@ void MainWindow::MakeActions() {
   QAction* const settings =
       AddForSheet(view, tr("P&lot settings..."), Qt::CTRL | Qt::Key_L, [this] { ChoosePlot(); });
 
-  of_sheet_ = {copy, copy_named, select_all, find, go_to, write};
+  of_sheet_ = {copy, copy_named, select_all, find, go_to, rises, falls, filter, every, write};
   of_plot_ = {whole,    back,      forward, fits_, reverse_, look_->menuAction(),
               settings, copy_plot, save,    print};
 
@@ -347,6 +363,7 @@ Page& MainWindow::PageFor(const std::vector<std::string>& files) {
   connect(&made->plot(), &SpectraPlot::Pointed, this, [this](const QString& words) {
     words.isEmpty() ? statusBar()->clearMessage() : statusBar()->showMessage(words);
   });
+  connect(&made->sheet(), &SheetView::AllRowsShown, this, &MainWindow::ShowPage);
   for (QWidget* part : std::initializer_list<QWidget*>{&made->sheet(), &made->plot()})
     part->setContextMenuPolicy(Qt::ActionsContextMenu);
   for (QAction* action : of_sheet_) made->sheet().addAction(action);
@@ -517,6 +534,33 @@ void MainWindow::GoTo() {
     sheet().GoTo(*place);
   else
     jobs_->Tell(tr("A cell is given as its row and column, such as 12, 3."));
+}
+
+void MainWindow::ChooseRows() {
+  bool ok = false;
+  const QString wanted = QInputDialog::getText(this, tr("Only rows with"), tr("&Text or number:"),
+                                               QLineEdit::Normal, page()->rows().wanted, &ok);
+  if (!ok) return;
+  RowChoice choice = page()->rows();
+  choice.wanted = wanted;
+  ShowRows(choice);
+}
+
+void MainWindow::ShowRows(const RowChoice& choice) {
+  jobs_->Run(
+      tr("Choosing rows"),
+      [report = jobs_->Reporting(), choice, names = sheet().has_names(),
+       cells = page()->read().sheet] {
+        return ChosenRows(*cells, cells->GetNumberOfColumns(), cells->GetNumberOfRows(), names,
+                          choice, report);
+      },
+      [this, choice, shown = QPointer(page())](std::optional<std::vector<int>> rows) {
+        if (shown != nullptr && rows) {
+          shown->ShowRows(choice, std::move(*rows));
+          ShowPage();
+        }
+        emit Finished();
+      });
 }
 
 void MainWindow::ChooseExport() {

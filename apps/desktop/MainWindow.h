@@ -46,6 +46,8 @@ class MainWindow : public QMainWindow {
   void DrawAs(const PlotChoice& choice);
   // Has the plot looked at so.
   void LookAs(const Look& look);
+  // Has these rows looked at, in that order.
+  void ShowRows(const RowChoice& choice);
   void ClosePage(int index);
 
   // The page that is seen, null for none.
@@ -82,6 +84,7 @@ class MainWindow : public QMainWindow {
   void SavePlot();
   void PrintPlot();
   void GoTo();
+  void ChooseRows();
   void About();
 
   void Start(const OpenRequest& request, bool remembers);

@@ -18,6 +18,7 @@ Page::Page() {
   }
   setSizes({1, 1});
   setChildrenCollapsible(false);
+  connect(sheet_, &SheetView::AllRowsShown, this, [this] { rows_ = {}; });
   connect(sheet_, &SheetView::SelectionChanged, this, &Page::EmphasizeSelected);
   connect(plot_, &SpectraPlot::CurveClicked, this, [this](int line) {
     sheet_->SelectLine(line, plot_->curves()->spectra ? Qt::Vertical : Qt::Horizontal);
@@ -28,6 +29,7 @@ void Page::Show(OpenResult result) {
   read_ = std::move(result);
   choice_ = KeptChoice(read_.again.files.front());
   written_.clear();
+  rows_ = {};
   curves_.reset();
   plot_->SetCurves(nullptr);
   sheet_->SetSheet(read_.sheet);
@@ -58,6 +60,13 @@ std::function<Page::Plotted(const Report& report)> Page::MakingCurves() const {
       plotted.seen = std::make_shared<const Curves>(LookAt(*plotted.all, look, report));
     return plotted;
   };
+}
+
+void Page::ShowRows(const RowChoice& choice, std::vector<int> rows) {
+  rows_ = choice;
+  shown_rows_ = rows.size() - (sheet_->has_names() && !rows.empty() ? 1 : 0);
+  sheet_->ShowRows(
+      choice == RowChoice() ? nullptr : std::make_shared<const std::vector<int>>(std::move(rows)));
 }
 
 QString Page::name() const { return NameOf(read_.again.files); }
@@ -92,6 +101,10 @@ QStringList Page::Lacking() const {
   if (!look_.IsPlain())
     lines.push_back(
         tr("The plot is changed for looking only, the sheet is not: %1.").arg(look_.Words()));
+  if (rows_ != RowChoice())
+    lines.push_back(
+        tr("The rows are chosen for looking only: %1.")
+            .arg(rows_.Words(shown_rows_, read_.sheet->GetNumberOfRows() - sheet_->has_names())));
   return lines;
 }
 

@@ -30,6 +30,10 @@ class Page : public QSplitter {
   // How the sheet is drawn, now and when the file is opened again.
   void Choose(const PlotChoice& choice);
 
+  // Which rows the table shows, for looking only.
+  void ShowRows(const RowChoice& choice, std::vector<int> rows);
+  const RowChoice& rows() const { return rows_; }
+
   // Work for the library's thread, with all that it takes.
   std::function<Plotted(const Report& report)> MakingCurves() const;
 
@@ -55,6 +59,8 @@ class Page : public QSplitter {
   OpenResult read_;
   PlotChoice choice_;
   Look look_;
+  RowChoice rows_;
+  std::size_t shown_rows_ = 0;
   std::shared_ptr<const Curves> curves_;  // as the sheet has them
   QStringList written_;
 };

@@ -233,6 +233,19 @@ class MainWindowTest : public QObject {
     Finish(window, [&] { window.CopySelection(/*with_names=*/true); });
     QCOMPARE(QApplication::clipboard()->text().count('\n'), 3);
 
+    // Sorted and filtered for looking, the cells are those of the sheet.
+    QVERIFY(sheet.isRowHidden(0) && !sheet.isRowHidden(1));
+    Finish(window, [&] { window.ShowRows({.sorted_by = 3, .falls = true, .wanted = "CLOVER"}); });
+    QVERIFY(window.findChild<QLabel*>("lacking")->text().contains("4 of 5 rows"));
+    QCOMPARE(CellOf(window, 2, 3), "Clover 4");
+    QCOMPARE(model.headerData(1, Qt::Vertical).toString(), "6");
+    sheet.selectRow(1);
+    QCOMPARE(sheet.SelectedLines(Qt::Vertical), std::vector<int>{6});
+    QCOMPARE(sheet.Selected().front().first_row, 6);
+    sheet.GoTo({2, 1});  // which is not shown
+    QCOMPARE(model.rowCount(), 6);
+    QCOMPARE(sheet.Place().row, 2);
+
     const auto kinds = ExportKinds();
     QVERIFY(kinds.size() >= 5);
     NextDialog next;
