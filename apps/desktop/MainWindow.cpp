@@ -241,6 +241,8 @@ void MainWindow::MakeActions() {
   look_->setParent(&view, look_->windowFlags());
   view.addMenu(look_);
   connect(look_, &LookMenu::Chosen, this, &MainWindow::LookAs);
+  overlays_ = view.addMenu(tr("O&verlay with"));
+  connect(overlays_, &QMenu::aboutToShow, this, &MainWindow::ListOverlays);
   QAction* const settings =
       AddForSheet(view, tr("P&lot settings..."), Qt::CTRL | Qt::Key_L, [this] { ChoosePlot(); });
 
@@ -268,6 +270,7 @@ void MainWindow::UpdateActions() {
   recent_->setEnabled(idle);
   kept_rules_->setEnabled(idle);
   look_->setEnabled(idle && has_page);
+  overlays_->setEnabled(idle && has_page);
   again_->setEnabled(idle && has_page);
   close_->setEnabled(has_page);
   for (QAction* action : for_sheet_) action->setEnabled(idle && has_page);
@@ -440,6 +443,33 @@ void MainWindow::DrawAs(const PlotChoice& choice) {
 void MainWindow::LookAs(const Look& look) {
   if (jobs_->Refuses()) return ShowPage();
   page()->SetLook(look);
+  PrepareCurves(page());
+}
+
+void MainWindow::ListOverlays() {
+  overlays_->clear();
+  for (int i = 0; i < pages_->count(); ++i) {
+    auto* const other = static_cast<Page*>(pages_->widget(i));
+    if (other == page() || other->curves() == nullptr || other->curves()->size() == 0) continue;
+    const auto is_over = [curves = other->curves()](const OtherCurves& shown) {
+      return shown.curves == curves;
+    };
+    QAction* const action = overlays_->addAction(other->name().replace('&', "&&"));
+    action->setCheckable(true);
+    action->setChecked(std::ranges::any_of(page()->others(), is_over));
+    connect(action, &QAction::triggered, this, [this, other, is_over](bool wanted) {
+      std::vector<OtherCurves> others = page()->others();
+      std::erase_if(others, is_over);
+      if (wanted) others.push_back({other->name(), other->curves()});
+      OverlayWith(std::move(others));
+    });
+  }
+  if (overlays_->isEmpty()) overlays_->addAction(tr("No other file is open"))->setEnabled(false);
+}
+
+void MainWindow::OverlayWith(std::vector<OtherCurves> others) {
+  if (jobs_->Refuses()) return;
+  page()->SetOthers(std::move(others));
   PrepareCurves(page());
 }
 

@@ -46,6 +46,8 @@ class MainWindow : public QMainWindow {
   void DrawAs(const PlotChoice& choice);
   // Has the plot looked at so.
   void LookAs(const Look& look);
+  // Has the curves of other pages seen over those of this one.
+  void OverlayWith(std::vector<OtherCurves> others);
   // Has these rows looked at, in that order.
   void ShowRows(const RowChoice& choice);
   void ClosePage(int index);
@@ -85,6 +87,8 @@ class MainWindow : public QMainWindow {
   void PrintPlot();
   void GoTo();
   void ChooseRows();
+  // Lists the pages whose curves can be seen over these.
+  void ListOverlays();
   void About();
 
   void Start(const OpenRequest& request, bool remembers);
@@ -111,6 +115,7 @@ class MainWindow : public QMainWindow {
   QAction* reverse_;
   QAction* fits_;
   LookMenu* look_;
+  QMenu* overlays_;
   std::vector<QAction*> of_sheet_;  // of the menu that opens there
   std::vector<QAction*> of_plot_;
   QAction* kept_rules_;

@@ -30,6 +30,8 @@ void Page::Show(OpenResult result) {
   choice_ = KeptChoice(read_.again.files.front());
   written_.clear();
   rows_ = {};
+  others_.clear();
+  look_ = {};
   curves_.reset();
   plot_->SetCurves(nullptr);
   sheet_->SetSheet(read_.sheet);
@@ -49,14 +51,17 @@ void Page::Choose(const PlotChoice& choice) {
 
 std::function<Page::Plotted(const Report& report)> Page::MakingCurves() const {
   return [sheet = read_.sheet, mark = read_.decimal_mark, description = read_.description,
-          choice = choice_, look = look_, curves = curves_](const Report& report) {
+          choice = choice_, look = look_, others = others_,
+          curves = curves_](const Report& report) {
     Plotted plotted{curves, curves};
     if (curves == nullptr) {
       plotted.all = std::make_shared<const Curves>(
           TakeCurves(*sheet, mark, report, description.get(), choice));
       plotted.seen = plotted.all;
     }
-    if (plotted.all->complete && !look.IsPlain())
+    if (plotted.all->complete && !others.empty())
+      plotted.seen = std::make_shared<const Curves>(Overlaid(*plotted.all, others, look, report));
+    else if (plotted.all->complete && !look.IsPlain())
       plotted.seen = std::make_shared<const Curves>(LookAt(*plotted.all, look, report));
     return plotted;
   };
@@ -101,6 +106,11 @@ QStringList Page::Lacking() const {
   if (!look_.IsPlain())
     lines.push_back(
         tr("The plot is changed for looking only, the sheet is not: %1.").arg(look_.Words()));
+  if (!others_.empty()) {
+    QStringList files;
+    for (const OtherCurves& other : others_) files.push_back(other.file);
+    lines.push_back(tr("The plot has the curves of %1 besides.").arg(files.join(", ")));
+  }
   if (rows_ != RowChoice())
     lines.push_back(
         tr("The rows are chosen for looking only: %1.")

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <QSplitter>
+#include <functional>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "apps/desktop/Import.h"
-#include "apps/desktop/Look.h"
+#include "apps/desktop/Overlay.h"
 #include "apps/desktop/PlotChoice.h"
 #include "apps/desktop/SheetView.h"
 #include "apps/desktop/SpectraPlot.h"
@@ -30,6 +33,9 @@ class Page : public QSplitter {
   // How the sheet is drawn, now and when the file is opened again.
   void Choose(const PlotChoice& choice);
 
+  // The curves of other files that are seen over them.
+  void SetOthers(std::vector<OtherCurves> others) { others_ = std::move(others); }
+  const std::vector<OtherCurves>& others() const { return others_; }
   // Which rows the table shows, for looking only.
   void ShowRows(const RowChoice& choice, std::vector<int> rows);
   const RowChoice& rows() const { return rows_; }
@@ -40,6 +46,8 @@ class Page : public QSplitter {
   const OpenResult& read() const { return read_; }
   const PlotChoice& choice() const { return choice_; }
   const Look& look() const { return look_; }
+  // As the sheet has them, null while there are none.
+  const std::shared_ptr<const Curves>& curves() const { return curves_; }
   SheetView& sheet() const { return *sheet_; }
   SpectraPlot& plot() const { return *plot_; }
   QString name() const;
@@ -59,6 +67,7 @@ class Page : public QSplitter {
   OpenResult read_;
   PlotChoice choice_;
   Look look_;
+  std::vector<OtherCurves> others_;
   RowChoice rows_;
   std::size_t shown_rows_ = 0;
   std::shared_ptr<const Curves> curves_;  // as the sheet has them

@@ -221,17 +221,25 @@ void SheetView::ShowRows(std::shared_ptr<const std::vector<int>> rows) {
 void SheetView::FitColumns() {
   constexpr int kMostColumns = 300;
   constexpr int kMostRows = 40;
-  constexpr qsizetype kFewest = 6;  // characters
-  constexpr qsizetype kMost = 32;
-  const int unit = QFontMetrics(font()).averageCharWidth();
+  constexpr int kMargin = 12;  // pixels
+  const QFontMetrics metrics(font());
+  QFont bold = font();
+  bold.setBold(true);
+  const QFontMetrics heads(bold);
+  const int least = metrics.horizontalAdvance("00000000");
+  const int most = metrics.horizontalAdvance('0') * 32;
   for (int column = 0; column < std::min(model_.columnCount(), kMostColumns); ++column) {
-    qsizetype longest = kFewest;
-    for (const QString& line :
-         model_.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString().split('\n'))
-      longest = std::max(longest, line.size());
-    for (int row = 0; row < std::min(model_.rowCount(), kMostRows); ++row)
-      longest = std::max(longest, model_.index(row, column).data().toString().size());
-    const int width = static_cast<int>(std::min(longest, kMost) + 3) * unit;
+    const QString head = model_.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+    int needed = least;
+    for (const QString& line : head.split('\n'))
+      needed = std::max(needed, heads.horizontalAdvance(line));
+    // The longest by its characters is so by its pixels, more or less.
+    QString longest;
+    for (int row = model_.has_names() ? 1 : 0; row < std::min(model_.rowCount(), kMostRows); ++row)
+      if (QString text = model_.index(row, column).data().toString(); text.size() > longest.size())
+        longest = std::move(text);
+    needed = std::max(needed, metrics.horizontalAdvance(longest));
+    const int width = std::min(needed, most) + kMargin;
     setColumnWidth(column, width);
     if (column < frozen_columns_) frozen_->setColumnWidth(column, width);
   }
@@ -241,12 +249,15 @@ int SheetView::NamedColumns() const {
   constexpr int kMostColumns = 4;
   constexpr int kMostRows = 10;
   if (model_.columnCount() <= kMostColumns) return 0;
-  for (int column = 0; column < kMostColumns; ++column)
-    for (int row = 1; row < std::min(model_.rowCount(), kMostRows); ++row) {
+  const int rows = std::min(model_.rowCount(), kMostRows);
+  for (int column = 0; column < kMostColumns; ++column) {
+    int texts = 0;
+    for (int row = 1; row < rows; ++row) {
       const QModelIndex index = model_.index(row, column);
-      const bool is_text = index.data().isValid() && !index.data(Qt::ForegroundRole).isNull();
-      if (is_text) return column + 1;
+      if (index.data().isValid() && !index.data(Qt::ForegroundRole).isNull()) ++texts;
     }
+    if (texts * 2 > rows) return column + 1;
+  }
   return 0;
 }
 

@@ -322,9 +322,11 @@ std::optional<SpectraPlot::Spot> SpectraPlot::SpotAt(const QPointF& place) const
 QString SpectraPlot::NumbersAt(const Spot& spot) const {
   FloatText buffer;
   const std::string_view value = FormatFloat(curves_->Of(spot.curve)[spot.point], buffer);
-  return QStringLiteral("%1, %2").arg(
-      QString::number(curves_->x[spot.point], 'g', QLocale::FloatingPointShortest),
-      QString::fromLatin1(value.data(), static_cast<qsizetype>(value.size())));
+  const bool is_between =
+      !curves_->between.empty() && curves_->between[spot.curve * curves_->x.size() + spot.point];
+  return (is_between ? tr("%1, about %2") : QStringLiteral("%1, %2"))
+      .arg(QString::number(curves_->x[spot.point], 'g', QLocale::FloatingPointShortest),
+           QString::fromLatin1(value.data(), static_cast<qsizetype>(value.size())));
 }
 
 QString SpectraPlot::Words(const Spot& spot) const {
@@ -483,7 +485,9 @@ void SpectraPlot::mouseReleaseEvent(QMouseEvent* event) {
   if (event->button() != Qt::LeftButton ||
       (event->pos() - pressed_).manhattanLength() >= QApplication::startDragDistance())
     return;
-  if (const auto spot = SpotAt(event->position())) emit CurveClicked(curves_->lines[spot->curve]);
+  const auto spot = SpotAt(event->position());
+  // One of another file has no line here.
+  if (spot && curves_->lines[spot->curve] > 0) emit CurveClicked(curves_->lines[spot->curve]);
 }
 
 void SpectraPlot::leaveEvent(QEvent* event) {

@@ -448,6 +448,14 @@ class MainWindowTest : public QObject {
     QCOMPARE(window.pages().count(), 2);
     QVERIFY(window.windowTitle().startsWith("clover.da"));
     QVERIFY(CellOf(window, 1, 1) != cell);
+    // One is seen over the other.
+    QMenu* overlays = nullptr;
+    for (QMenu* menu : window.findChildren<QMenu*>())
+      if (menu->title() == "O&verlay with") overlays = menu;
+    emit overlays->aboutToShow();
+    Finish(window, [&] { overlays->actions().front()->trigger(); });
+    QVERIFY(window.plot().curves()->size() > 4);
+    QVERIFY(window.findChild<QLabel*>("lacking")->text().contains("tanks.wk1"));
     // What is done goes on in its page, or without it.
     const Page* const clover = window.page();
     window.Find("Clover 4", true);

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "apps/desktop/CurvesPlottable.h"
-#include "apps/desktop/Look.h"
+#include "apps/desktop/Overlay.h"
 #include "apps/desktop/SpectraPlot.h"
 #include "nvimport/framework/MemorySheet.h"
 
@@ -181,6 +181,27 @@ class PlotTest : public QObject {
     QVERIFY(LookAt(curves, {.derivative = Look::Derivative::kFirst}, [](auto, auto) {
               return false;
             }).complete == false);
+  }
+
+  // Over the points of both, each line is what it was.
+  void OverlaidLinesAreTheSame() {
+    const auto own = CurvesOf({{"Name", "10", "20", "40"}, {"a", 1.0, 2.0, 0.0}});
+    const auto other =
+        CurvesOf({{"Name", "50", "30", "20", "15"}, {"b", 4.0, std::monostate(), 2.0, 1.0}});
+    const std::vector<OtherCurves> others = {{"f", other}};
+    const Report go_on = [](std::size_t, std::size_t) { return true; };
+    const Curves all = Overlaid(*own, others, {}, go_on);
+    QCOMPARE(all.x, (std::vector<double>{10, 15, 20, 30, 40, 50}));
+    QCOMPARE(all.names, (std::vector<QString>{"a", "f: b"}));
+    QCOMPARE(all.lines, (std::vector<int>{2, 0}));
+    const float none = std::nanf("");
+    const float want[] = {1, 1.5F, 2, 1, 0, none, none, 1, 2, none, none, 4};
+    for (std::size_t i = 0; i < std::size(want); ++i)
+      QVERIFY2(all.y[i] == want[i] || (std::isnan(all.y[i]) && std::isnan(want[i])),
+               qPrintable(QString::number(i) + ": " + QString::number(all.y[i])));
+    QVERIFY(all.between[1] && !all.between[2]);
+    const Curves stacked = Overlaid(*own, others, {.stacking = Look::Stacking::kStacked}, go_on);
+    QCOMPARE(stacked.Of(1)[5], 7.0F);
   }
 
   // The cursor goes from point to point, to peaks and to other curves; views come back.
