@@ -32,7 +32,9 @@
 #include "apps/desktop/Settings.h"
 #include "apps/desktop/SheetText.h"
 #include "apps/desktop/Trouble.h"
+#include "nvimport/hosting/batch/FileWalk.h"
 #include "nvimport/hosting/import/Complete.h"
+#include "nvimport/hosting/import/Detecting.h"
 
 namespace nvimport {
 
@@ -81,7 +83,7 @@ MainWindow::MainWindow()
   layout->addWidget(center_, 1);
   layout->addWidget(find_bar_);
   setCentralWidget(all);
-  MakeNotes();
+  MakePanels();
   MakeActions();
 
   connect(pages_, &QTabWidget::currentChanged, this, &MainWindow::ShowPage);
@@ -114,16 +116,24 @@ MainWindow::~MainWindow() {
   pages_->disconnect(this);
 }
 
-void MainWindow::MakeNotes() {
+void MainWindow::MakePanels() {
   notes_ = new QListWidget;
   notes_->setWordWrap(true);
   notes_->setSelectionMode(QAbstractItemView::ExtendedSelection);
   notes_->setAccessibleName(tr("Notes"));
-  auto* const dock = new QDockWidget(tr("Notes"));
-  dock->setObjectName("notes");
-  dock->setWidget(notes_);
-  addDockWidget(Qt::BottomDockWidgetArea, dock);
-  resizeDocks({dock}, {110}, Qt::Vertical);
+  description_ = new DescriptionPanel;
+  const auto add = [this](const QString& title, const QString& name, QWidget* panel) {
+    auto* const dock = new QDockWidget(title);
+    dock->setObjectName(name);
+    dock->setWidget(panel);
+    addDockWidget(Qt::BottomDockWidgetArea, dock);
+    return dock;
+  };
+  QDockWidget* const notes = add(tr("Notes"), "notes", notes_);
+  QDockWidget* const description = add(tr("What the file says"), "description", description_);
+  tabifyDockWidget(notes, description);
+  notes->raise();
+  resizeDocks({notes}, {110}, Qt::Vertical);
 }
 
 QAction* MainWindow::Add(QMenu& menu, const QString& text, const QKeySequence& keys,
@@ -222,7 +232,8 @@ void MainWindow::MakeActions() {
   };
   shows_sheet_ = add_toggle(tr("&Sheet"));
   shows_plot_ = add_toggle(tr("&Plot"));
-  view.addAction(findChild<QDockWidget*>("notes")->toggleViewAction());
+  for (const char* panel : {"notes", "description"})
+    view.addAction(findChild<QDockWidget*>(panel)->toggleViewAction());
   view.addSeparator();
   reverse_ = AddForSheet(view, tr("&Reverse x axis"), Qt::CTRL | Qt::Key_R, [] {});
   reverse_->setCheckable(true);
@@ -282,6 +293,9 @@ void MainWindow::ShowPage() {
   const QString title = QApplication::applicationDisplayName();
   setWindowTitle(page != nullptr ? page->name() + " - " + title : title);
   jobs_->ShowState(page != nullptr ? page->state() : QString());
+  const auto described = page != nullptr ? page->read().description : nullptr;
+  if (described != described_) description_->Show(described);
+  described_ = described;
   notes_->clear();
   banner_->Show(page != nullptr ? page->Lacking() : QStringList(),
                 page != nullptr && !page->read().left.isEmpty());
@@ -321,6 +335,39 @@ void MainWindow::OpenFiles(const QStringList& paths, std::optional<int> filter) 
 void MainWindow::OpenEach(const QStringList& paths) {
   queue_.insert(queue_.end(), paths.begin(), paths.end());
   OpenNext();
+}
+
+void MainWindow::OpenDropped(const QStringList& paths) {
+  const std::vector<std::string> dropped = Paths(paths);
+  if (std::ranges::none_of(dropped, IsFolderOfFiles)) return OpenFiles(paths);
+  jobs_->Run(
+      tr("Looking for files"),
+      [report = jobs_->Reporting(), dropped, kept_rules = kept_rules_->isChecked()] {
+        QStringList files;
+        for (const std::string& path : dropped) {
+          if (!IsFolderOfFiles(path)) {
+            files.push_back(ShownPath(path));
+            continue;
+          }
+          for (const std::string& below : FileWalk({.is_recursive = true}).Find(path).files) {
+            if (!report(0, 0)) return QStringList();
+            const std::string file = PathBelow(path, below);
+            if (IsReadable(file, kept_rules)) files.push_back(ShownPath(file));
+          }
+        }
+        return files;
+      },
+      [this](const QStringList& files) {
+        constexpr int kMany = 10;
+        if (files.isEmpty()) {
+          jobs_->Tell(tr("No file in there can be read."));
+        } else if (files.size() <= kMany ||
+                   QMessageBox::question(this, tr("Open"),
+                                         tr("Open %1 files, each in a tab?").arg(files.size())) ==
+                       QMessageBox::Yes) {
+          OpenEach(files);
+        }
+      });
 }
 
 void MainWindow::OpenNext() {
@@ -662,7 +709,7 @@ void MainWindow::dropEvent(QDropEvent* event) {
     if (url.isLocalFile()) paths.push_back(url.toLocalFile());
   event->acceptProposedAction();
   // The program that they come from waits for the drop to end.
-  QTimer::singleShot(0, this, [this, paths] { OpenFiles(paths); });
+  QTimer::singleShot(0, this, [this, paths] { OpenDropped(paths); });
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "apps/desktop/Banner.h"
+#include "apps/desktop/DescriptionPanel.h"
 #include "apps/desktop/FindBar.h"
 #include "apps/desktop/Import.h"
 #include "apps/desktop/Jobs.h"
@@ -32,6 +33,8 @@ class MainWindow : public QMainWindow {
   void OpenFiles(const QStringList& paths, std::optional<int> filter = std::nullopt);
   // Reads each of them for itself, one after the other.
   void OpenEach(const QStringList& paths);
+  // The same for each that can be read in folders; files alone are one selection.
+  void OpenDropped(const QStringList& paths);
   void ImportAgain();
   // Writes the sheet; the kind is a position in ExportKinds(), unless the name says another.
   void ExportTo(const QString& path, std::size_t kind);
@@ -71,7 +74,7 @@ class MainWindow : public QMainWindow {
   void closeEvent(QCloseEvent* event) override;
 
  private:
-  void MakeNotes();
+  void MakePanels();
   void MakeActions();
   QAction* Add(QMenu& menu, const QString& text, const QKeySequence& keys,
                std::function<void()> does);
@@ -106,6 +109,8 @@ class MainWindow : public QMainWindow {
   QStackedWidget* center_;
   QTabWidget* pages_;
   QListWidget* notes_;
+  DescriptionPanel* description_;
+  std::shared_ptr<const Description> described_;  // what that shows
   Banner* banner_;
   FindBar* find_bar_;
   QMenu* recent_;

@@ -1,9 +1,11 @@
 #include <QClipboard>
 #include <QComboBox>
+#include <QDir>
 #include <QDropEvent>
 #include <QFile>
 #include <QFileInfo>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
@@ -12,6 +14,7 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QTableView>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
@@ -412,6 +415,27 @@ class MainWindowTest : public QObject {
     emit recent->aboutToShow();
     QCOMPARE(recent->actions().front()->text(), "tanks.wk1 in " NVIMPORT_TEST_SAMPLES);
     QVERIFY(Import(window, [&] { recent->actions().front()->trigger(); }));
+  }
+
+  void FoldersAreDroppedAndDescriptionsSearched() {
+    const QDir folder(folder_.filePath("dropped"));
+    QVERIFY(folder.mkpath("below"));
+    QVERIFY(QFile::copy(Sample("clover.da"), folder.filePath("clover.da")));
+    QVERIFY(QFile::copy(Sample("oil-affn.dx"), folder.filePath("below/oil.dx")));
+    Write(folder.filePath("other.bin"), QByteArray(100, '\1'));
+    MainWindow window;
+    NextDialog next;
+    window.OpenDropped({folder.path()});
+    QTRY_COMPARE(window.pages().count(), 2);
+    QTRY_VERIFY(!window.library().busy());
+    while (window.page()->name() != "oil.dx")
+      window.pages().setCurrentIndex(1 - window.pages().currentIndex());
+    auto& panel = *window.findChild<DescriptionPanel*>();
+    const QAbstractItemModel& model = *panel.findChild<QTableView*>()->model();
+    const int all = model.rowCount();
+    QVERIFY(all > 3);
+    panel.findChild<QLineEdit*>()->setText(model.index(0, 2).data().toString());
+    QVERIFY(model.rowCount() > 0 && model.rowCount() < all);
   }
 
   void AnImportIsCancelledOnTheWay() {
