@@ -70,6 +70,9 @@ MainWindow::MainWindow()
   pages_->setTabBarAutoHide(true);
   pages_->setElideMode(Qt::ElideMiddle);
   pages_->setAccessibleName(tr("Files"));
+  // Its bar has the focus itself, and is hidden while there is one file: Tab would end there.
+  pages_->setFocusProxy(nullptr);
+  pages_->setFocusPolicy(Qt::NoFocus);
   center_ = new QStackedWidget;
   center_->addWidget(hint);
   center_->addWidget(pages_);

@@ -82,6 +82,7 @@ class Question : public QDialog {
 QTreeWidget* AddList(Question& dialog, const QStringList& headings) {
   auto* const list = new QTreeWidget;
   list->setHeaderLabels(headings);
+  list->setAccessibleName(headings.front());
   list->setRootIsDecorated(false);
   list->setUniformRowHeights(true);
   list->setAlternatingRowColors(true);
@@ -355,8 +356,9 @@ std::optional<std::size_t> AskFileType(QuestionWindow& window, const FileTypeQue
   return shown[chosen.front()];
 }
 
-std::optional<TextImportAnswer> AskTextImport(QuestionWindow& window, const TextImportQuestion& question,
-                                              char decimal_mark, const PreviewMaker& preview) {
+std::optional<TextImportAnswer> AskTextImport(QuestionWindow& window,
+                                              const TextImportQuestion& question, char decimal_mark,
+                                              const PreviewMaker& preview) {
   TextImportPage page(window, question, decimal_mark, preview);
   if (!page.IsAccepted()) return std::nullopt;
   return page.answer();
@@ -472,7 +474,8 @@ std::optional<std::string> AskSecret(QuestionWindow& window, const PasswordQuest
   dialog.setWindowTitle(title);
   dialog.setLabelText(label);
   dialog.setTextEchoMode(QLineEdit::Password);
-  if (window.Answer(dialog) != QDialog::Accepted || dialog.textValue().isEmpty()) return std::nullopt;
+  if (window.Answer(dialog) != QDialog::Accepted || dialog.textValue().isEmpty())
+    return std::nullopt;
   return dialog.textValue().toStdString();
 }
 
