@@ -179,7 +179,10 @@ void MainWindow::MakeActions() {
   });
   file.addSeparator();
   QAction* const write =
-      AddForSheet(file, tr("&Export..."), QKeySequence::Save, [this] { ChooseExport(); });
+      AddForSheet(file, tr("&Export..."), QKeySequence::Save, [this] { ChooseExport(false); });
+  QAction* const write_part =
+      AddForSheet(file, tr("Export &selection..."), Qt::CTRL | Qt::SHIFT | Qt::Key_S,
+                  [this] { ChooseExport(true); });
   write->setIcon(style()->standardIcon(QStyle::SP_DialogSaveButton));
   QAction* const save =
       AddForSheet(file, tr("Save &plot..."), Qt::CTRL | Qt::Key_P, [this] { SavePlot(); });
@@ -260,7 +263,8 @@ void MainWindow::MakeActions() {
   QAction* const settings =
       AddForSheet(view, tr("P&lot settings..."), Qt::CTRL | Qt::Key_L, [this] { ChoosePlot(); });
 
-  of_sheet_ = {copy, copy_named, select_all, find, go_to, rises, falls, filter, every, write};
+  of_sheet_ = {copy,  copy_named, select_all, find,  go_to,     rises,
+               falls, filter,     every,      write, write_part};
   of_plot_ = {whole,    back,      forward, fits_, reverse_, look_->menuAction(),
               settings, copy_plot, save,    print};
 
@@ -523,11 +527,16 @@ void MainWindow::OverlayWith(std::vector<OtherCurves> others) {
   PrepareCurves(page());
 }
 
-void MainWindow::CopySelection(bool with_names) {
+std::vector<CellRange> MainWindow::Selected(bool with_names) {
   auto parts = sheet().Selected();
   if (with_names && !parts.empty() && parts.front().first_row > 1)
     parts.insert(parts.begin(),
                  CellRange{1, 1, parts.front().first_column, parts.front().last_column});
+  return parts;
+}
+
+void MainWindow::CopySelection(bool with_names) {
+  const auto parts = Selected(with_names);
   if (parts.empty()) return jobs_->Tell(tr("Cells of the same columns can be copied together."));
   jobs_->Run(
       tr("Copying"),
@@ -643,13 +652,16 @@ void MainWindow::ShowRows(const RowChoice& choice) {
       });
 }
 
-void MainWindow::ChooseExport() {
+void MainWindow::ChooseExport(bool only_selected) {
   if (const auto file = AskExport(this, page()->read().again.files.front()))
-    ExportTo(file->path, file->kind);
+    ExportTo(file->path, file->kind, only_selected);
 }
 
-void MainWindow::ExportTo(const QString& path, std::size_t kind) {
+void MainWindow::ExportTo(const QString& path, std::size_t kind, bool only_selected) {
   if (page() == nullptr) return;
+  const auto parts = only_selected ? Selected(sheet().has_names()) : std::vector<CellRange>();
+  if (only_selected && parts.empty())
+    return jobs_->Tell(tr("Cells of the same columns can be written together."));
   const auto fitting = KindFor(path, kind);
   if (!fitting)
     return ShowTrouble(this,
@@ -660,7 +672,10 @@ void MainWindow::ExportTo(const QString& path, std::size_t kind) {
   jobs_->Run(
       tr("Writing %1").arg(QFileInfo(path).fileName()),
       [this, kind = ExportKinds()[*fitting], path = Paths({path}).front(),
-       cells = page()->read().sheet] { return Export(*cells, path, kind, library().progress()); },
+       cells = page()->read().sheet, parts, report = jobs_->Reporting()] {
+        const auto part = parts.empty() ? cells : PartOf(*cells, parts, report);
+        return part == nullptr ? ExportResult() : Export(*part, path, kind, library().progress());
+      },
       [this, path, shown = QPointer(page())](const ExportResult& result) {
         if (shown != nullptr) shown->TakeNotes(result.notes);
         ShowPage();

@@ -36,8 +36,9 @@ class MainWindow : public QMainWindow {
   // The same for each that can be read in folders; files alone are one selection.
   void OpenDropped(const QStringList& paths);
   void ImportAgain();
-  // Writes the sheet; the kind is a position in ExportKinds(), unless the name says another.
-  void ExportTo(const QString& path, std::size_t kind);
+  // Writes the sheet, or what is selected of it under its names; the kind is a position in
+  // ExportKinds(), unless the name says another.
+  void ExportTo(const QString& path, std::size_t kind, bool only_selected = false);
   // Draws the plot into a file of the kind that its name says.
   void SavePlotTo(const QString& path);
   // With the names of the columns, where they are not among it.
@@ -55,6 +56,8 @@ class MainWindow : public QMainWindow {
   void ShowRows(const RowChoice& choice);
   void ClosePage(int index);
 
+  // What is selected, under the names of its columns if `with_names`; none where that is nothing.
+  std::vector<CellRange> Selected(bool with_names);
   // The page that is seen, null for none.
   Page* page() const;
   QTabWidget& pages() { return *pages_; }
@@ -84,7 +87,7 @@ class MainWindow : public QMainWindow {
 
   void ChooseFiles(bool each);
   void ChooseAgain();
-  void ChooseExport();
+  void ChooseExport(bool only_selected);
   void ChoosePlot();
   void SavePlot();
   void PrintPlot();

@@ -87,6 +87,30 @@ QString TabSeparated(const MemorySheet& sheet, const std::vector<CellRange>& ran
   return text;
 }
 
+std::shared_ptr<MemorySheet> PartOf(const MemorySheet& sheet, const std::vector<CellRange>& ranges,
+                                    const Report& report) {
+  auto part = std::make_shared<MemorySheet>();
+  std::vector<MemoryCell> cells;
+  int below = 0;
+  for (const CellRange& range : ranges) {
+    cells.resize(static_cast<std::size_t>(range.last_column - range.first_column) + 1);
+    for (int row = range.first_row; row <= range.last_row; ++row) {
+      sheet.GetCells(range.first_column, row, cells);
+      ++below;
+      for (std::size_t i = 0; i < cells.size(); ++i) {
+        const int column = static_cast<int>(i) + 1;
+        if (cells[i].kind == CellKind::kText)
+          part->Set(column, below, std::string(cells[i].text).c_str());
+        else if (cells[i].kind == CellKind::kNumber)
+          part->SetExact(column, below, cells[i].exact());
+      }
+      if (static_cast<std::size_t>(below) % kRowsPerReport == 0 && !report(0, 0)) return nullptr;
+    }
+  }
+  part->SetDataSize(static_cast<int>(cells.size()), below);
+  return part;
+}
+
 QString RowChoice::Words(std::size_t shown, int rows) const {
   QStringList words;
   if (sorted_by > 0) words.push_back(QObject::tr("sorted by column %1").arg(sorted_by));

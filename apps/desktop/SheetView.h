@@ -33,6 +33,11 @@ struct CellRange {
 QString TabSeparated(const MemorySheet& sheet, const std::vector<CellRange>& ranges,
                      const Report& report);
 
+// The cells of all ranges, those of the second below those of the first; null when `report` stops
+// it.
+std::shared_ptr<MemorySheet> PartOf(const MemorySheet& sheet, const std::vector<CellRange>& ranges,
+                                    const Report& report);
+
 // Which rows are looked at, and in which order; the sheet stays as it is.
 struct RowChoice {
   int sorted_by = 0;  // the column, from 1; 0 for none

@@ -381,6 +381,14 @@ class MainWindowTest : public QObject {
     const QString path = folder_.filePath("decides.xlsx");
     Finish(window, [&] { window.ExportTo(path, static_cast<std::size_t>(csv - kinds.begin())); });
     QVERIFY(Contents(path).startsWith("PK"));
+    // What is selected goes out under its names.
+    window.sheet().selectionModel()->select(
+        QItemSelection(window.sheet().model()->index(3, 2), window.sheet().model()->index(4, 3)),
+        QItemSelectionModel::ClearAndSelect);
+    const QString part = folder_.filePath("part.csv");
+    Finish(window, [&] { window.ExportTo(part, 0, /*only_selected=*/true); });
+    QVERIFY2(Contents(part).startsWith("SampleName,Time") && Contents(part).count('\n') == 3,
+             Contents(part));
     NextDialog next;
     for (int i = 0; i < 2; ++i) next.Expect([](QDialog& dialog) { dialog.accept(); });
     window.ExportTo(folder_.filePath("decides.foo"), 0);
