@@ -1,7 +1,11 @@
 #include "apps/desktop/FileDialogs.h"
 
+#include <QComboBox>
+#include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFormLayout>
+#include <QSpinBox>
 #include <algorithm>
 
 #include "apps/desktop/FileNames.h"
@@ -14,6 +18,40 @@ namespace nvimport {
 namespace {
 
 constexpr const char* kFolder = "folder";
+
+// False when the user cancels.
+bool AskSize(QWidget* parent, PictureToWrite& picture) {
+  constexpr int kLeast = 100;
+  constexpr int kMost = 4000;
+  QDialog dialog(parent);
+  dialog.setWindowTitle(QObject::tr("Size of the plot"));
+  auto* const form = new QFormLayout(&dialog);
+  const auto add = [form](const QString& label, int value) {
+    auto* const box = new QSpinBox;
+    box->setRange(kLeast, kMost);
+    box->setValue(value);
+    form->addRow(label, box);
+    return box;
+  };
+  QSpinBox* const width = add(QObject::tr("&Width, pixels:"), picture.size.width());
+  QSpinBox* const height = add(QObject::tr("&Height, pixels:"), picture.size.height());
+  auto* const resolution = new QComboBox;
+  for (const int dots : {PlotPicture::kUsualResolution, 150, 300, 600})
+    resolution->addItem(QObject::tr("%1 dots per inch").arg(dots), dots);
+  form->addRow(QObject::tr("&Resolution:"), resolution);
+  // Of the others every size is sharp.
+  resolution->setEnabled(QFileInfo(picture.path).suffix().toLower() == "png");
+  resolution->setToolTip(QObject::tr("More dots make the same picture with more pixels"));
+  auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
+  form->addRow(buttons);
+  QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+  QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+  width->setFocus();
+  if (dialog.exec() != QDialog::Accepted) return false;
+  picture.size = {width->value(), height->value()};
+  picture.resolution = resolution->currentData().toInt();
+  return true;
+}
 
 }  // namespace
 
@@ -52,7 +90,7 @@ std::optional<FileToWrite> AskExport(QWidget* parent, const std::string& file) {
   return FileToWrite{dialog.selectedFiles().front(), static_cast<std::size_t>(kind)};
 }
 
-std::optional<QString> AskPicture(QWidget* parent, const std::string& file) {
+std::optional<PictureToWrite> AskPicture(QWidget* parent, const std::string& file, QSize size) {
   QFileDialog dialog(parent, QObject::tr("Save plot"));
   dialog.setAcceptMode(QFileDialog::AcceptSave);
   dialog.setNameFilters({"PNG (*.png)", "SVG (*.svg)", "PDF (*.pdf)"});
@@ -64,7 +102,8 @@ std::optional<QString> AskPicture(QWidget* parent, const std::string& file) {
   dialog.setDirectory(input.absolutePath());
   dialog.selectFile(input.completeBaseName());
   if (dialog.exec() != QDialog::Accepted) return std::nullopt;
-  return dialog.selectedFiles().front();
+  PictureToWrite picture{dialog.selectedFiles().front(), size};
+  return AskSize(parent, picture) ? std::optional(picture) : std::nullopt;
 }
 
 }  // namespace nvimport

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "apps/desktop/PlotPicture.h"
+
 namespace nvimport {
 
 // The window's file dialogs. None is what the user cancelled.
@@ -23,6 +25,13 @@ struct FileToWrite {
 // Beside `file`, which the sheet came from.
 std::optional<FileToWrite> AskExport(QWidget* parent, const std::string& file);
 
-std::optional<QString> AskPicture(QWidget* parent, const std::string& file);
+// Where a plot goes, and how large it is there.
+struct PictureToWrite {
+  QString path;
+  QSize size;  // in pixels at the usual resolution
+  int resolution = PlotPicture::kUsualResolution;
+};
+// Beginning with the size that is seen.
+std::optional<PictureToWrite> AskPicture(QWidget* parent, const std::string& file, QSize size);
 
 }  // namespace nvimport

@@ -688,13 +688,16 @@ void MainWindow::ExportTo(const QString& path, std::size_t kind, bool only_selec
 }
 
 void MainWindow::SavePlot() {
-  if (const auto path = AskPicture(this, page()->read().again.files.front())) SavePlotTo(*path);
+  if (const auto picture = AskPicture(this, page()->read().again.files.front(), plot().size()))
+    SavePlotTo(picture->path, picture->size, picture->resolution);
 }
 
-void MainWindow::SavePlotTo(const QString& path) {
+void MainWindow::SavePlotTo(const QString& path, QSize size, int resolution) {
+  PlotPicture picture = plot().Picture(size.isEmpty() ? plot().size() : size);
+  picture.resolution = resolution;
   jobs_->Run(
       tr("Drawing %1").arg(QFileInfo(path).fileName()),
-      [report = jobs_->Reporting(), path, picture = plot().Picture(plot().size())] {
+      [report = jobs_->Reporting(), path, picture = std::move(picture)] {
         return picture.Write(path, {}, report);
       },
       [this, path](const QString& failure) {

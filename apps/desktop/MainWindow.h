@@ -40,7 +40,9 @@ class MainWindow : public QMainWindow {
   // ExportKinds(), unless the name says another.
   void ExportTo(const QString& path, std::size_t kind, bool only_selected = false);
   // Draws the plot into a file of the kind that its name says.
-  void SavePlotTo(const QString& path);
+  // In the size that is seen where none is given.
+  void SavePlotTo(const QString& path, QSize size = {},
+                  int resolution = PlotPicture::kUsualResolution);
   // With the names of the columns, where they are not among it.
   void CopySelection(bool with_names = false);
   // As a picture, or as SVG, whichever the program takes that it is pasted into.

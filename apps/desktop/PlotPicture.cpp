@@ -39,9 +39,17 @@ QByteArray PlotPicture::Bytes(const QString& kind, const Report& report) const {
   };
   bool is_drawn = false;
   if (kind == "png") {
-    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    constexpr double kInch = 0.0254;  // m
+    const double scale = static_cast<double>(resolution) / kUsualResolution;
+    QImage image((QSizeF(size) * scale).toSize(), QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::white);
-    is_drawn = draw_on(image) && image.save(&bytes, "PNG");
+    image.setDotsPerMeterX(static_cast<int>(resolution / kInch));
+    image.setDotsPerMeterY(image.dotsPerMeterX());
+    QPainter painter;
+    if (painter.begin(&image)) {
+      painter.scale(scale, scale);
+      is_drawn = Draw(painter, report) && painter.end() && image.save(&bytes, "PNG");
+    }
   } else if (kind == "svg") {
     QSvgGenerator generator;
     generator.setOutputDevice(&bytes);

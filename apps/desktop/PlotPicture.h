@@ -12,8 +12,11 @@ namespace nvimport {
 // A plot as it is drawn into files, apart from the window: its frame is recorded, its curves are
 // drawn when it is written, in any thread.
 struct PlotPicture {
-  QSize size;
-  QPicture frame;  // axes, titles, names
+  static constexpr int kUsualResolution = 96;
+
+  QSize size;                         // at the usual resolution
+  int resolution = kUsualResolution;  // dots per inch of a PNG
+  QPicture frame;                     // axes, titles, names
   CurvesDrawing all;
   CurvesDrawing emphasized;
 

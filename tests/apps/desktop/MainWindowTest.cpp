@@ -397,6 +397,20 @@ class MainWindowTest : public QObject {
     QVERIFY(next.all_came());
     Finish(window, [&] { window.SavePlotTo(folder_.filePath("decides.svg")); });
     QVERIFY(Contents(folder_.filePath("decides.svg")).startsWith("<?xml"));
+    const QString large = folder_.filePath("large.png");
+    Finish(window, [&] { window.SavePlotTo(large, {400, 300}, 192); });
+    const QImage image(large);
+    QCOMPARE(image.size(), QSize(800, 600));
+    // It is the same picture: axes, names and all.
+    Finish(window, [&] { window.SavePlotTo(large, {400, 300}); });
+    const auto dark = [](const QImage& of) {
+      int count = 0;
+      for (int y = 0; y < of.height(); ++y)
+        for (int x = 0; x < of.width(); ++x) count += qGray(of.pixel(x, y)) < 160;
+      return static_cast<double>(count) / (of.width() * of.height());
+    };
+    const double ratio = dark(image) / dark(QImage(large));
+    QVERIFY2(ratio > 0.6 && ratio < 1.6, qPrintable(QString::number(ratio)));
   }
 
   void FilesAreDroppedAndRemembered() {
