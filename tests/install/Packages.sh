@@ -69,7 +69,7 @@ $lib/libnvimport-qt-dialogs.so.${version%-*}"
     "$lib/cmake/NvImport/NvImportQtDialogsTargets-release.cmake
 $lib/cmake/NvImport/NvImportQtDialogsTargets.cmake
 $lib/libnvimport-qt-dialogs.so"
-  qt="libqcustomplot2.1-qt6, libqt6core6, libqt6gui6, libqt6svg6, libqt6widgets6"
+  qt="libqcustomplot2.1-qt6, libqt6core6, libqt6gui6, libqt6printsupport6, libqt6svg6, libqt6widgets6"
   holds nvimport-desktop "libnvimport1 (= $version), $dialogs (= $version), libc6, libgcc-s1, $qt, libstdc++6" "usr/bin/nvimport-desktop
 $lib/nvimport/nvimport-draw.so"
 fi
