@@ -142,6 +142,7 @@ class AccessibilityTest : public QObject {
     const auto look = [&] {
       next.Expect([&](QDialog& dialog) {
         QVERIFY(QTest::qWaitForWindowActive(&dialog));
+        QTRY_VERIFY(dialog.isAncestorOf(QApplication::focusWidget()));
         seen.push_back(Faults(dialog));
         dialog.reject();
       });
