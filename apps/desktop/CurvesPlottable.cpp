@@ -268,8 +268,8 @@ void CurvesPlottable::draw(QCPPainter* painter) {
                               clipRect(),
                               dark_,
                               std::max(stride_, OneOf(curves_->size()))};
-  if (kept_ != nullptr) {
-    *kept_ = drawing;
+  if (keeps_) {
+    kept_ = drawing;
     return;
   }
   const auto start = std::chrono::steady_clock::now();

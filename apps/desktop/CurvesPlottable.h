@@ -61,8 +61,12 @@ class CurvesPlottable : public QCPAbstractPlottable {
   void SetStride(std::size_t stride) { stride_ = stride; }
   // Of that many curves one is drawn, since more would cover each other in any picture.
   static std::size_t OneOf(std::size_t curves);
-  // While `kept` is not null, what would be drawn is kept there.
-  void KeepDrawing(CurvesDrawing* kept) { kept_ = kept; }
+  // While it keeps drawings, nothing is drawn but kept until it ends.
+  void KeepDrawing(bool keeps) {
+    keeps_ = keeps;
+    kept_ = {};
+  }
+  const CurvesDrawing& kept() const { return kept_; }
   // What the last drawing of all curves took.
   double seconds() const { return seconds_; }
 
@@ -81,7 +85,8 @@ class CurvesPlottable : public QCPAbstractPlottable {
   bool dark_ = false;
   std::size_t stride_ = 1;
   double seconds_ = 0;
-  CurvesDrawing* kept_ = nullptr;
+  bool keeps_ = false;
+  CurvesDrawing kept_;
 };
 
 }  // namespace nvimport

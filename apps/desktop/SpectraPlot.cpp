@@ -446,16 +446,18 @@ PlotPicture SpectraPlot::Picture(QSize size) {
   SpaceTicks(size);
   PlotPicture picture;
   picture.size = size;
-  all_->KeepDrawing(&picture.all);
-  emphasized_->KeepDrawing(&picture.emphasized);
+  all_->KeepDrawing(true);
+  emphasized_->KeepDrawing(true);
   {
     QCPPainter painter(&picture.frame);
     painter.setMode(QCPPainter::pmVectorized);
     painter.setMode(QCPPainter::pmNonCosmetic);
     toPainter(&painter, size.width(), size.height());
   }
-  all_->KeepDrawing(nullptr);
-  emphasized_->KeepDrawing(nullptr);
+  picture.all = all_->kept();
+  picture.emphasized = emphasized_->kept();
+  all_->KeepDrawing(false);
+  emphasized_->KeepDrawing(false);
   TakeColors(before);
   SpaceTicks(this->size());
   replot(rpQueuedReplot);
