@@ -1,9 +1,12 @@
-# Three Debian packages, and those of the window, for Python and of the formats that are HDF5 where these are built, made by cpack in a build
+# Three Debian packages, and those of the window and its dialogs, for Python and of the formats that are HDF5 where these are built, made by cpack in a build
 # of the preset "package".
 set(NVIMPORT_MAINTAINER "The NvImport developers <developers@nvimport.invalid>" CACHE STRING
   "Who answers for the Debian packages")
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL runtime development command)
+if(TARGET nvimport-qt-dialogs)
+  list(APPEND CPACK_COMPONENTS_ALL dialogs dialogs-development)
+endif()
 if(TARGET nvimport-desktop)
   list(APPEND CPACK_COMPONENTS_ALL desktop)
 endif()
@@ -54,9 +57,25 @@ set(CPACK_DEBIAN_COMMAND_PACKAGE_DEPENDS "${library_package} (= ${full_version})
 set(CPACK_DEBIAN_COMMAND_DESCRIPTION "converts files of tables and spectra to CSV and JSON
 ${what}This package holds the command, which lists, shows, checks and converts files.")
 
+set(dialogs_package libnvimport-qt-dialogs${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_DIALOGS_PACKAGE_NAME ${dialogs_package})
+set(CPACK_DEBIAN_DIALOGS_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_DIALOGS_PACKAGE_DEPENDS "${library_package} (= ${full_version})")
+set(CPACK_DEBIAN_DIALOGS_DESCRIPTION "import of tables and spectra - dialogs for Qt applications
+${what}This package holds the dialogs in which an application asks what an import
+has to be told.")
+
+set(CPACK_DEBIAN_DIALOGS-DEVELOPMENT_PACKAGE_NAME libnvimport-qt-dialogs-dev)
+set(CPACK_DEBIAN_DIALOGS-DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DIALOGS-DEVELOPMENT_PACKAGE_DEPENDS
+  "${dialogs_package} (= ${full_version}), libnvimport-dev (= ${full_version}), qt6-base-dev")
+set(CPACK_DEBIAN_DIALOGS-DEVELOPMENT_DESCRIPTION "dialogs of imports for Qt - development files
+${what}This package holds the headers and the CMake package of the dialogs.")
+
 set(CPACK_DEBIAN_DESKTOP_PACKAGE_NAME nvimport-desktop)
 set(CPACK_DEBIAN_DESKTOP_PACKAGE_SECTION science)
-set(CPACK_DEBIAN_DESKTOP_PACKAGE_DEPENDS "${library_package} (= ${full_version})")
+set(CPACK_DEBIAN_DESKTOP_PACKAGE_DEPENDS
+  "${library_package} (= ${full_version}), ${dialogs_package} (= ${full_version})")
 set(CPACK_DEBIAN_DESKTOP_DESCRIPTION "shows and plots files of tables and spectra
 ${what}This package holds the window, and what draws the pictures of \"nvimport plot\".")
 
@@ -103,6 +122,12 @@ file(WRITE ${control}/shlibs
 file(WRITE ${control}/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
   ${control}/shlibs ${control}/triggers ${control}/postinst ${control}/postrm)
+
+# The same for the dialogs.
+file(WRITE ${control}/dialogs/shlibs "libnvimport-qt-dialogs ${PROJECT_VERSION_MAJOR} ${dialogs_package} (>= ${PROJECT_VERSION})\n")
+file(WRITE ${control}/dialogs/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_DIALOGS_PACKAGE_CONTROL_EXTRA ${control}/dialogs/shlibs
+  ${control}/dialogs/triggers ${control}/dialogs/postinst ${control}/dialogs/postrm)
 
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 configure_file(cmake/debian/changelog.in ${control}/changelog.Debian @ONLY)

@@ -23,6 +23,7 @@ struct Curves {
   QString x_title;        // of its axis, where the file says it
   QString y_title;
   std::vector<float> y;        // curve after curve; NaN where there is no number
+  std::vector<bool> between;   // values that lie on a line between two points; none where empty
   std::vector<int> lines;      // each curve's row in the sheet, or column of points
   std::vector<QString> names;  // each curve's
   bool complete = true;        // not cancelled

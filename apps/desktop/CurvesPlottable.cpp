@@ -19,20 +19,6 @@ constexpr double kDot = 4;  // pixels of a point that stands alone
 constexpr std::size_t kFewPoints = 2000;
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-// A straight way from coordinates to pixels.
-struct Scale {
-  explicit Scale(const QCPAxis& axis) {
-    const QCPRange range = axis.range();
-    const double at_lower = axis.coordToPixel(range.lower);
-    factor = (axis.coordToPixel(range.upper) - at_lower) / range.size();
-    offset = at_lower - range.lower * factor;
-  }
-  double Pixel(double value) const { return offset + value * factor; }
-
-  double factor;
-  double offset;
-};
-
 // Points whose pixels lie in one column.
 struct Column {
   std::size_t begin;
@@ -193,21 +179,75 @@ QColor CurveColors::Of(std::size_t curve) const {
   return QColor::fromHsvF(static_cast<float>(0.62 - 0.54 * part), 0.75F, dark_ ? 0.95F : 0.72F);
 }
 
+Scale::Scale(const QCPAxis& axis) {
+  const QCPRange range = axis.range();
+  const double at_lower = axis.coordToPixel(range.lower);
+  factor = (axis.coordToPixel(range.upper) - at_lower) / range.size();
+  offset = at_lower - range.lower * factor;
+}
+
+bool CurvesDrawing::Draw(QPainter& painter, const Report& report) const {
+  if (curves == nullptr) return true;
+  // One more on either side, for the lines that leave the picture.
+  const std::vector<double>& x = curves->x;
+  const auto lower = std::ranges::lower_bound(x, range.lower) - x.begin();
+  const auto upper = std::ranges::upper_bound(x, range.upper) - x.begin();
+  const auto begin = static_cast<std::size_t>(std::max<std::ptrdiff_t>(lower - 1, 0));
+  const std::size_t end = std::min(static_cast<std::size_t>(upper) + 1, x.size());
+  LinePainter lines(*curves, begin, end, keys, values);
+  PointPainter points(*curves, begin, end, area, keys, values);
+  const StickPainter sticks(*curves, begin, end, keys, values);
+  const bool bold = emphasized.has_value();
+  // Wide and smooth lines are for few.
+  const bool few = (bold ? emphasized->size() : curves->size()) <= kSmoothed;
+  const CurveColors colors(curves->size(), dark);
+  const bool are_lines = curves->marks == PlotChoice::Marks::kLines;
+  painter.setRenderHint(QPainter::Antialiasing, are_lines && few);
+  const std::size_t count = bold ? emphasized->size() : curves->size();
+  for (std::size_t i = 0; i < count; i += bold ? 1 : stride) {
+    if (!report(i, count)) return false;
+    const std::size_t curve = bold ? (*emphasized)[i] : i;
+    QColor color = colors.Of(curve);
+    if (bold && curves->size() > kFewCurves) color = dark ? Qt::white : Qt::black;
+    if (curves->marks == PlotChoice::Marks::kSticks) {
+      painter.setPen(QPen(color, bold && few ? 3 : 1));
+      sticks.Draw(curve, painter);
+    } else if (are_lines) {
+      painter.setPen(QPen(color, bold && few ? 2.5 : 1));
+      lines.Draw(curve, painter);
+    } else {
+      painter.setPen(Qt::NoPen);
+      painter.setBrush(color);
+      points.Draw(curve, (x.size() <= kFewPoints ? 5 : 3) + (bold ? 3 : 0), painter);
+    }
+  }
+  return true;
+}
+
 QCPRange CurvesPlottable::getKeyRange(bool& found, QCP::SignDomain) const {
   found = curves_ != nullptr && curves_->size() > 0;
   return found ? QCPRange(curves_->x.front(), curves_->x.back()) : QCPRange();
 }
 
-QCPRange CurvesPlottable::getValueRange(bool& found, QCP::SignDomain, const QCPRange&) const {
+QCPRange CurvesPlottable::getValueRange(bool& found, QCP::SignDomain, const QCPRange& keys) const {
   found = false;
-  if (curves_ == nullptr) return {};
+  if (curves_ == nullptr || curves_->size() == 0) return {};
+  const std::vector<double>& x = curves_->x;
+  std::ptrdiff_t begin = 0;
+  std::ptrdiff_t end = std::ssize(x);
+  if (keys.size() > 0) {
+    begin = std::ranges::lower_bound(x, keys.lower) - x.begin();
+    end = std::ranges::upper_bound(x, keys.upper) - x.begin();
+  }
   float lowest = kInfinity;
   float highest = -kInfinity;
-  for (const float y : curves_->y) {
-    if (!std::isfinite(y)) continue;
-    lowest = std::min(lowest, y);
-    highest = std::max(highest, y);
-  }
+  for (std::size_t curve = 0; curve < curves_->size() && begin < end; ++curve)
+    for (const float y : curves_->Of(curve).subspan(static_cast<std::size_t>(begin),
+                                                    static_cast<std::size_t>(end - begin))) {
+      if (!std::isfinite(y)) continue;
+      lowest = std::min(lowest, y);
+      highest = std::max(highest, y);
+    }
   if (curves_->marks == PlotChoice::Marks::kSticks) {
     lowest = std::min(lowest, 0.0F);
     highest = std::max(highest, 0.0F);
@@ -220,46 +260,20 @@ std::size_t CurvesPlottable::OneOf(std::size_t curves) { return curves / kMostDr
 
 void CurvesPlottable::draw(QCPPainter* painter) {
   if (curves_ == nullptr || curves_->size() == 0) return;
+  const CurvesDrawing drawing{curves_,
+                              emphasized_,
+                              keyAxis()->range(),
+                              Scale(*keyAxis()),
+                              Scale(*valueAxis()),
+                              clipRect(),
+                              dark_,
+                              std::max(stride_, OneOf(curves_->size()))};
+  if (keeps_) {
+    kept_ = drawing;
+    return;
+  }
   const auto start = std::chrono::steady_clock::now();
-  const Curves& curves = *curves_;
-  const QCPRange range = keyAxis()->range();
-  // One more on either side, for the lines that leave the picture.
-  const auto lower = std::ranges::lower_bound(curves.x, range.lower) - curves.x.begin();
-  const auto upper = std::ranges::upper_bound(curves.x, range.upper) - curves.x.begin();
-  const auto begin = static_cast<std::size_t>(std::max<std::ptrdiff_t>(lower - 1, 0));
-  const std::size_t end = std::min(static_cast<std::size_t>(upper) + 1, curves.x.size());
-
-  const Scale keys(*keyAxis());
-  const Scale values(*valueAxis());
-  LinePainter lines(curves, begin, end, keys, values);
-  PointPainter points(curves, begin, end, clipRect(), keys, values);
-  const StickPainter sticks(curves, begin, end, keys, values);
-  const bool emphasized = emphasized_.has_value();
-  // Wide and smooth lines are for few.
-  const bool few = (emphasized ? emphasized_->size() : curves.size()) <= kSmoothed;
-  const CurveColors colors(curves.size(), dark_);
-  const bool are_lines = curves.marks == PlotChoice::Marks::kLines;
-  painter->setAntialiasing(are_lines && few);
-  const std::size_t stride = std::max(stride_, OneOf(curves.size()));
-  const auto draw = [&](std::size_t curve) {
-    QColor color = colors.Of(curve);
-    if (emphasized && curves.size() > kFewCurves) color = dark_ ? Qt::white : Qt::black;
-    if (curves.marks == PlotChoice::Marks::kSticks) {
-      painter->setPen(QPen(color, emphasized && few ? 3 : 1));
-      sticks.Draw(curve, *painter);
-    } else if (are_lines) {
-      painter->setPen(QPen(color, emphasized && few ? 2.5 : 1));
-      lines.Draw(curve, *painter);
-    } else {
-      painter->setPen(Qt::NoPen);
-      painter->setBrush(color);
-      points.Draw(curve, (curves.x.size() <= kFewPoints ? 5 : 3) + (emphasized ? 3 : 0), *painter);
-    }
-  };
-  if (emphasized)
-    std::ranges::for_each(*emphasized_, draw);
-  else
-    for (std::size_t curve = 0; curve < curves.size(); curve += stride) draw(curve);
+  drawing.Draw(*painter, [](std::size_t, std::size_t) { return true; });
   if (stride_ == 1)
     seconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }

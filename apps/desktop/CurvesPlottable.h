@@ -21,6 +21,31 @@ class CurveColors {
   bool dark_;
 };
 
+// A straight way from coordinates to pixels.
+struct Scale {
+  Scale() = default;
+  explicit Scale(const QCPAxis& axis);
+  double Pixel(double value) const { return offset + value * factor; }
+
+  double factor = 0;
+  double offset = 0;
+};
+
+// All that drawing curves takes, in any thread.
+struct CurvesDrawing {
+  std::shared_ptr<const Curves> curves;
+  std::optional<std::vector<std::size_t>> emphasized;  // only these, wider than the others
+  QCPRange range;                                      // of x
+  Scale keys;
+  Scale values;
+  QRect area;
+  bool dark = false;
+  std::size_t stride = 1;  // one curve of so many
+
+  // False when `report` stops it.
+  bool Draw(QPainter& painter, const Report& report) const;
+};
+
 // Draws curves by what their pixels can show: of the values that share a column of pixels, the
 // lowest and the highest.
 class CurvesPlottable : public QCPAbstractPlottable {
@@ -36,11 +61,18 @@ class CurvesPlottable : public QCPAbstractPlottable {
   void SetStride(std::size_t stride) { stride_ = stride; }
   // Of that many curves one is drawn, since more would cover each other in any picture.
   static std::size_t OneOf(std::size_t curves);
+  // While it keeps drawings, nothing is drawn but kept until it ends.
+  void KeepDrawing(bool keeps) {
+    keeps_ = keeps;
+    kept_ = {};
+  }
+  const CurvesDrawing& kept() const { return kept_; }
   // What the last drawing of all curves took.
   double seconds() const { return seconds_; }
 
   double selectTest(const QPointF&, bool, QVariant*) const override { return -1; }
   QCPRange getKeyRange(bool& found, QCP::SignDomain domain) const override;
+  // Of the values over `keys`, or of all where that is nothing.
   QCPRange getValueRange(bool& found, QCP::SignDomain domain, const QCPRange& keys) const override;
 
  protected:
@@ -53,6 +85,8 @@ class CurvesPlottable : public QCPAbstractPlottable {
   bool dark_ = false;
   std::size_t stride_ = 1;
   double seconds_ = 0;
+  bool keeps_ = false;
+  CurvesDrawing kept_;
 };
 
 }  // namespace nvimport

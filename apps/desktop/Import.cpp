@@ -42,7 +42,7 @@ QString Advice(const OpenRequest& request, const Failure& failure, const std::st
                                .arg(FromBytes(kind->name), FromBytes(kind->format)));
   if (!logged.isEmpty()) advice.push_back(logged);
   if (request.files.size() > 1)
-    advice.push_back(QObject::tr("Open the files one after the other."));
+    advice.push_back(QObject::tr("\"Open each\" opens every file in a tab of its own."));
   else if (request.filter != 1 || format.empty())
     advice.push_back(
         request.filter != 1

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/desktop/QuestionDialogs.h"
+#include "apps/desktop/Trouble.h"
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/hosting/export/Export.h"
 

@@ -4,8 +4,8 @@
 
 #include <utility>
 
-#include "apps/desktop/SheetText.h"
 #include "nvimport/hosting/Thrown.h"
+#include "nvimport/qt-dialogs/Text.h"
 
 namespace nvimport {
 
@@ -38,12 +38,6 @@ void LibraryThread::Start(std::function<void()> job, std::function<void()> done)
       done();
     });
   });
-}
-
-void LibraryThread::RunMeanwhile(std::function<void()> job) {
-  // Without a preview the question stands all the same.
-  QMetaObject::invokeMethod(
-      &there_, [job = std::move(job)] { Thrown(job); }, Qt::QueuedConnection);
 }
 
 }  // namespace nvimport

@@ -45,13 +45,11 @@ class LibraryThread : public QObject {
 
   bool busy() const { return busy_; }
   JobProgress& progress() { return progress_; }
+  const JobProgress& progress() const { return progress_; }
 
   // Runs `job` there, then `done` in this thread. Only when nothing else runs. What the job throws
   // is told before.
   void Start(std::function<void()> job, std::function<void()> done);
-
-  // Called there while a job waits for an answer: runs `job` meanwhile.
-  void RunMeanwhile(std::function<void()> job);
 
  signals:
   void Changed(bool busy);

@@ -4,60 +4,46 @@
 #include <QClipboard>
 #include <QCloseEvent>
 #include <QDockWidget>
-#include <QElapsedTimer>
-#include <QFileDialog>
 #include <QFileInfo>
-#include <QHBoxLayout>
 #include <QInputDialog>
 #include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
-#include <QProgressBar>
-#include <QPushButton>
+#include <QPainter>
+#include <QPointer>
+#include <QPrintDialog>
+#include <QPrinter>
 #include <QScreen>
-#include <QShortcut>
-#include <QSplitter>
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QStyle>
+#include <QTabWidget>
 #include <QToolBar>
+#include <QVBoxLayout>
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
-#include "apps/desktop/CurvesPlottable.h"
+#include "apps/desktop/FileDialogs.h"
+#include "apps/desktop/FileNames.h"
 #include "apps/desktop/PlotChoiceDialog.h"
+#include "apps/desktop/RecentFiles.h"
 #include "apps/desktop/Settings.h"
 #include "apps/desktop/SheetText.h"
-#include "apps/desktop/SheetView.h"
-#include "apps/desktop/SpectraPlot.h"
+#include "apps/desktop/Trouble.h"
+#include "nvimport/hosting/batch/FileWalk.h"
 #include "nvimport/hosting/import/Complete.h"
+#include "nvimport/hosting/import/Detecting.h"
 
 namespace nvimport {
 
 namespace {
 
-constexpr int kMostRecent = 10;
-constexpr int kTick = 100;      // ms
-constexpr int kPatience = 500;  // ms before progress is shown
-constexpr int kMessageTime = 4000;
-constexpr const char* kRecent = "recent";
 constexpr const char* kGeometry = "geometry";
 constexpr const char* kPanes = "panes";
 constexpr const char* kSplit = "split";
-constexpr const char* kFolder = "folder";
 constexpr const char* kKeptRules = "kept-rules";
-
-QString NameOf(const std::vector<std::string>& files) {
-  const QString first = QFileInfo(FromBytes(files.front())).fileName();
-  return files.size() == 1
-             ? first
-             : QObject::tr("%1 and %2 more").arg(first, QString::number(files.size() - 1));
-}
 
 // As chosen last, or as the environment has it.
 bool KeptRules() {
@@ -66,90 +52,59 @@ bool KeptRules() {
   return Settings().value(kKeptRules, kept).toBool();
 }
 
-// The bytes of a path as the system has them: of one that is no UTF-8 those that are shown as it
-// is.
-std::string PathBytes(const QString& path) {
-  std::string bytes = QFile::encodeName(path).toStdString();
-  std::error_code none;
-  if (!path.contains(QChar::ReplacementCharacter) || std::filesystem::exists(bytes, none))
-    return bytes;
-  const std::filesystem::path folder = std::filesystem::path(bytes).parent_path();
-  for (const auto& entry : std::filesystem::directory_iterator(folder, none))
-    if (QFile::decodeName(entry.path().c_str()) == path) return entry.path();
-  return bytes;
-}
-
-std::vector<std::string> Paths(const QStringList& paths) {
-  std::vector<std::string> files;
-  for (const QString& path : paths) files.push_back(PathBytes(path));
-  return files;
-}
-
 }  // namespace
 
-MainWindow::MainWindow() : dialogs_(*this, library_) {
+MainWindow::MainWindow()
+    : jobs_(new Jobs(*statusBar(), [this] { return dialogs_.asking(); })), dialogs_(*this) {
+  jobs_->setParent(this);
   setAcceptDrops(true);
   setWindowTitle(QApplication::applicationDisplayName());
   resize(QSize(1280, 760).boundedTo(screen()->availableSize() * 9 / 10));
 
-  sheet_ = new SheetView;
-  plot_ = new SpectraPlot;
-  auto* const split = new QSplitter;
-  split->setObjectName(kSplit);
-  split->addWidget(sheet_);
-  split->addWidget(plot_);
-  split->setSizes({1, 1});
-  split->setChildrenCollapsible(false);
-  sheet_->setMinimumWidth(200);
-  plot_->setMinimumWidth(200);
   auto* const hint = new QLabel(tr("Open a file, or drop files here."));
   hint->setAlignment(Qt::AlignCenter);
-  pages_ = new QStackedWidget;
-  pages_->addWidget(hint);
-  pages_->addWidget(split);
-  MakeBanner();
-  MakeFindBar();
-  auto* const center = new QWidget;
-  auto* const layout = new QVBoxLayout(center);
+  pages_ = new QTabWidget;
+  pages_->setDocumentMode(true);
+  pages_->setTabsClosable(true);
+  pages_->setMovable(true);
+  pages_->setTabBarAutoHide(true);
+  pages_->setElideMode(Qt::ElideMiddle);
+  pages_->setAccessibleName(tr("Files"));
+  // Its bar has the focus itself, and is hidden while there is one file: Tab would end there.
+  pages_->setFocusProxy(nullptr);
+  pages_->setFocusPolicy(Qt::NoFocus);
+  center_ = new QStackedWidget;
+  center_->addWidget(hint);
+  center_->addWidget(pages_);
+  banner_ = new Banner;
+  find_bar_ = new FindBar;
+  auto* const all = new QWidget;
+  auto* const layout = new QVBoxLayout(all);
   layout->setContentsMargins({});
   layout->setSpacing(0);
   layout->addWidget(banner_);
-  layout->addWidget(pages_, 1);
+  layout->addWidget(center_, 1);
   layout->addWidget(find_bar_);
-  setCentralWidget(center);
-  MakeNotes();
-  MakeStatus();
+  setCentralWidget(all);
+  MakePanels();
   MakeActions();
 
-  connect(sheet_, &SheetView::SelectionChanged, this, &MainWindow::EmphasizeSelected);
-  connect(plot_, &SpectraPlot::CurveClicked, this, [this](int line) {
-    sheet_->SelectLine(line, plot_->curves()->spectra ? Qt::Vertical : Qt::Horizontal);
+  connect(pages_, &QTabWidget::currentChanged, this, &MainWindow::ShowPage);
+  connect(pages_, &QTabWidget::tabCloseRequested, this, &MainWindow::ClosePage);
+  connect(banner_, &Banner::ChoosesAgain, this, &MainWindow::ChooseAgain);
+  connect(find_bar_, &FindBar::Wanted, this, &MainWindow::Find);
+  connect(find_bar_, &FindBar::Closed, this, [this] {
+    if (page() != nullptr) sheet().setFocus();
   });
-  connect(plot_, &SpectraPlot::Pointed, this, [this](const QString& words) {
-    words.isEmpty() ? statusBar()->clearMessage() : statusBar()->showMessage(words);
-  });
-  connect(&library_, &LibraryThread::Changed, this, [this](bool busy) {
-    if (busy) {
-      running_.start();
-      ticks_.start(kTick);
-    } else {
-      ticks_.stop();
-      bar_->hide();
-      stop_->hide();
-    }
-    UpdateActions();
-  });
-  connect(&library_, &LibraryThread::Failed, this, [this](const QString& why) {
+  connect(jobs_, &Jobs::Changed, this, &MainWindow::UpdateActions);
+  connect(jobs_, &Jobs::Failed, this, [this](const QString& why) {
     ShowTrouble(this, {why, {}, {}, {}});
   });
-  connect(&ticks_, &QTimer::timeout, this, &MainWindow::ShowProgress);
-  Dialogs::Install(&dialogs_);
-  UpdateActions();
+  ShowPage();
   // As they were left.
   const QSettings settings = Settings();
   restoreGeometry(settings.value(kGeometry).toByteArray());
   restoreState(settings.value(kPanes).toByteArray());
-  split->restoreState(settings.value(kSplit).toByteArray());
   if (const auto failure = UseComplete())
     QTimer::singleShot(0, this, [this, failure] {
       ShowTrouble(this, {FromBytes(failure->text), FromBytes(failure->advice), {}, {}});
@@ -158,92 +113,30 @@ MainWindow::MainWindow() : dialogs_(*this, library_) {
 
 MainWindow::~MainWindow() {
   // Its job asks the dialogs, which are gone before it.
-  library_.Finish();
-  Dialogs::Install(nullptr);
+  dialogs_.Cancel();
+  library().Finish();
+  // Pages that go one after the other are not shown.
+  pages_->disconnect(this);
 }
 
-void MainWindow::MakeBanner() {
-  banner_ = new QFrame;
-  banner_->setAutoFillBackground(true);
-  banner_->setBackgroundRole(QPalette::ToolTipBase);
-  auto* const layout = new QHBoxLayout(banner_);
-  layout->setContentsMargins(8, 4, 8, 4);
-  lacking_ = new QLabel;
-  lacking_->setObjectName("lacking");
-  lacking_->setForegroundRole(QPalette::ToolTipText);
-  lacking_->setTextFormat(Qt::PlainText);
-  lacking_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  lacking_->setWordWrap(true);
-  choose_ = new QPushButton(tr("&Choose again..."));
-  choose_->setToolTip(tr("Reads the file once more and asks what to take of it"));
-  auto* const close = new QPushButton(tr("Hide"));
-  layout->addWidget(lacking_, 1);
-  layout->addWidget(choose_);
-  layout->addWidget(close);
-  banner_->hide();
-  connect(choose_, &QPushButton::clicked, this, [this] {
-    OpenRequest request;
-    request.files = last_.files;
-    request.format = last_.format;
-    request.kept_rules = last_.kept_rules;
-    Start(request, tr("Reading %1").arg(NameOf(request.files)));
-  });
-  connect(close, &QPushButton::clicked, banner_, &QWidget::hide);
-}
-
-void MainWindow::MakeFindBar() {
-  find_bar_ = new QWidget;
-  auto* const layout = new QHBoxLayout(find_bar_);
-  layout->setContentsMargins(6, 4, 6, 4);
-  wanted_ = new QLineEdit;
-  wanted_->setPlaceholderText(tr("Text or number to find"));
-  wanted_->setClearButtonEnabled(true);
-  auto* const label = new QLabel(tr("F&ind:"));
-  label->setBuddy(wanted_);
-  auto* const previous = new QPushButton(tr("&Previous"));
-  auto* const next = new QPushButton(tr("&Next"));
-  auto* const close = new QPushButton(tr("Close"));
-  for (QWidget* part : std::initializer_list<QWidget*>{label, wanted_, previous, next, close})
-    layout->addWidget(part, part == wanted_ ? 1 : 0);
-  find_bar_->hide();
-  connect(wanted_, &QLineEdit::returnPressed, this, [this] { Find(wanted_->text(), true); });
-  connect(next, &QPushButton::clicked, this, [this] { Find(wanted_->text(), true); });
-  connect(previous, &QPushButton::clicked, this, [this] { Find(wanted_->text(), false); });
-  const auto end = [this] {
-    find_bar_->hide();
-    sheet_->setFocus();
-  };
-  connect(close, &QPushButton::clicked, this, end);
-  auto* const escape =
-      new QShortcut(Qt::Key_Escape, find_bar_, nullptr, nullptr, Qt::WidgetWithChildrenShortcut);
-  connect(escape, &QShortcut::activated, this, end);
-  connect(escape, &QShortcut::activatedAmbiguously, this, end);
-}
-
-void MainWindow::MakeNotes() {
+void MainWindow::MakePanels() {
   notes_ = new QListWidget;
   notes_->setWordWrap(true);
   notes_->setSelectionMode(QAbstractItemView::ExtendedSelection);
   notes_->setAccessibleName(tr("Notes"));
-  auto* const dock = new QDockWidget(tr("Notes"));
-  dock->setObjectName("notes");
-  dock->setWidget(notes_);
-  addDockWidget(Qt::BottomDockWidgetArea, dock);
-  resizeDocks({dock}, {110}, Qt::Vertical);
-}
-
-void MainWindow::MakeStatus() {
-  state_ = new QLabel;
-  bar_ = new QProgressBar;
-  bar_->setMaximumWidth(220);
-  stop_ = new QPushButton(tr("Cancel"));
-  stop_->setShortcut(Qt::Key_Escape);
-  statusBar()->addWidget(state_, 1);
-  statusBar()->addPermanentWidget(bar_);
-  statusBar()->addPermanentWidget(stop_);
-  bar_->hide();
-  stop_->hide();
-  connect(stop_, &QPushButton::clicked, this, [this] { library_.progress().Stop(); });
+  description_ = new DescriptionPanel;
+  const auto add = [this](const QString& title, const QString& name, QWidget* panel) {
+    auto* const dock = new QDockWidget(title);
+    dock->setObjectName(name);
+    dock->setWidget(panel);
+    addDockWidget(Qt::BottomDockWidgetArea, dock);
+    return dock;
+  };
+  QDockWidget* const notes = add(tr("Notes"), "notes", notes_);
+  QDockWidget* const description = add(tr("What the file says"), "description", description_);
+  tabifyDockWidget(notes, description);
+  notes->raise();
+  resizeDocks({notes}, {110}, Qt::Vertical);
 }
 
 QAction* MainWindow::Add(QMenu& menu, const QString& text, const QKeySequence& keys,
@@ -262,10 +155,15 @@ QAction* MainWindow::AddForSheet(QMenu& menu, const QString& text, const QKeySeq
 
 void MainWindow::MakeActions() {
   QMenu& file = *menuBar()->addMenu(tr("&File"));
-  open_ = Add(file, tr("&Open..."), QKeySequence::Open, [this] { ChooseFiles(); });
+  open_ = Add(file, tr("&Open..."), QKeySequence::Open, [this] { ChooseFiles(false); });
   open_->setIcon(style()->standardIcon(QStyle::SP_DialogOpenButton));
-  recent_ = file.addMenu(tr("Open &recent"));
-  connect(recent_, &QMenu::aboutToShow, this, &MainWindow::ShowRecent);
+  Add(file, tr("Open eac&h..."), Qt::CTRL | Qt::SHIFT | Qt::Key_O, [this] {
+    ChooseFiles(true);
+  })->setToolTip(tr("Opens files that are no one selection, each in a tab"));
+  recent_ =
+      new RecentFiles(tr("Open &recent"), [this](const QStringList& files) { OpenFiles(files); });
+  recent_->setParent(&file, recent_->windowFlags());
+  file.addMenu(recent_);
   again_ = Add(file, tr("&Import again"), Qt::Key_F5, [this] { ImportAgain(); });
   again_->setIcon(style()->standardIcon(QStyle::SP_BrowserReload));
   again_->setToolTip(tr("Reads the file once more with the answers given before (F5)"));
@@ -277,63 +175,101 @@ void MainWindow::MakeActions() {
   kept_rules_->setChecked(KeptRules());
   connect(kept_rules_, &QAction::toggled, this, [this](bool kept) {
     Settings().setValue(kKeptRules, kept);
-    last_.kept_rules = kept;
     ImportAgain();
   });
   file.addSeparator();
   QAction* const write =
-      AddForSheet(file, tr("&Export..."), QKeySequence::Save, [this] { ChooseExport(); });
+      AddForSheet(file, tr("&Export..."), QKeySequence::Save, [this] { ChooseExport(false); });
+  QAction* const write_part =
+      AddForSheet(file, tr("Export &selection..."), Qt::CTRL | Qt::SHIFT | Qt::Key_S,
+                  [this] { ChooseExport(true); });
   write->setIcon(style()->standardIcon(QStyle::SP_DialogSaveButton));
-  AddForSheet(file, tr("Save &plot..."), Qt::CTRL | Qt::Key_P, [this] { SavePlot(); });
+  QAction* const save =
+      AddForSheet(file, tr("Save &plot..."), Qt::CTRL | Qt::Key_P, [this] { SavePlot(); });
+  QAction* const print = AddForSheet(file, tr("Prin&t plot..."), Qt::CTRL | Qt::SHIFT | Qt::Key_P,
+                                     [this] { PrintPlot(); });
   file.addSeparator();
+  close_ =
+      Add(file, tr("&Close"), QKeySequence::Close, [this] { ClosePage(pages_->currentIndex()); });
   Add(file, tr("&Quit"), QKeySequence::Quit, [this] { close(); });
 
   QMenu& edit = *menuBar()->addMenu(tr("&Edit"));
-  AddForSheet(edit, tr("&Copy"), QKeySequence::Copy, [this] { CopySelection(); });
-  AddForSheet(edit, tr("Select &all"), QKeySequence::SelectAll, [this] { sheet_->selectAll(); });
+  QAction* const copy =
+      AddForSheet(edit, tr("&Copy"), QKeySequence::Copy, [this] { CopySelection(); });
+  QAction* const copy_named =
+      AddForSheet(edit, tr("Copy with &names of columns"), Qt::CTRL | Qt::SHIFT | Qt::Key_C,
+                  [this] { CopySelection(true); });
+  QAction* const copy_plot =
+      AddForSheet(edit, tr("Copy p&lot"), Qt::CTRL | Qt::ALT | Qt::Key_C, [this] { CopyPlot(); });
+  QAction* const select_all = AddForSheet(edit, tr("Select &all"), QKeySequence::SelectAll,
+                                          [this] { sheet().selectAll(); });
   edit.addSeparator();
-  QAction* const find = AddForSheet(edit, tr("&Find..."), QKeySequence::Find, [this] {
-    find_bar_->show();
-    wanted_->setFocus();
-    wanted_->selectAll();
-  });
-  AddForSheet(edit, tr("Find &next"), QKeySequence::FindNext,
-              [this] { Find(wanted_->text(), true); });
+  QAction* const find =
+      AddForSheet(edit, tr("&Find..."), QKeySequence::Find, [this] { find_bar_->Begin(); });
+  AddForSheet(edit, tr("Find &next"), QKeySequence::FindNext, [this] { find_bar_->Next(); });
   AddForSheet(edit, tr("Find pre&vious"), QKeySequence::FindPrevious,
-              [this] { Find(wanted_->text(), false); });
+              [this] { find_bar_->Previous(); });
   QAction* const go_to =
       AddForSheet(edit, tr("&Go to cell..."), Qt::CTRL | Qt::Key_G, [this] { GoTo(); });
 
+  edit.addSeparator();
+  const auto sort = [this](bool falls) {
+    RowChoice choice = page()->rows();
+    choice.sorted_by = sheet().Place().column;
+    choice.falls = falls;
+    ShowRows(choice);
+  };
+  QAction* const rises =
+      AddForSheet(edit, tr("Sort by this column, &rising"), {}, [sort] { sort(/*falls=*/false); });
+  QAction* const falls =
+      AddForSheet(edit, tr("Sort by this column, fallin&g"), {}, [sort] { sort(/*falls=*/true); });
+  QAction* const filter = AddForSheet(edit, tr("Only ro&ws with..."),
+                                      Qt::CTRL | Qt::SHIFT | Qt::Key_F, [this] { ChooseRows(); });
+  QAction* const every =
+      AddForSheet(edit, tr("All rows, &in their order"), {}, [this] { ShowRows({}); });
+
   QMenu& view = *menuBar()->addMenu(tr("&View"));
-  const auto add_toggle = [&](const QString& text, QWidget* widget) {
+  const auto add_toggle = [&](const QString& text) {
     QAction* const toggle = view.addAction(text);
     toggle->setCheckable(true);
     toggle->setChecked(true);
-    connect(toggle, &QAction::toggled, widget, &QWidget::setVisible);
+    connect(toggle, &QAction::toggled, this, &MainWindow::ShowPage);
+    return toggle;
   };
-  add_toggle(tr("&Sheet"), sheet_);
-  add_toggle(tr("&Plot"), plot_);
-  view.addAction(findChild<QDockWidget*>("notes")->toggleViewAction());
+  shows_sheet_ = add_toggle(tr("&Sheet"));
+  shows_plot_ = add_toggle(tr("&Plot"));
+  for (const char* panel : {"notes", "description"})
+    view.addAction(findChild<QDockWidget*>(panel)->toggleViewAction());
   view.addSeparator();
   reverse_ = AddForSheet(view, tr("&Reverse x axis"), Qt::CTRL | Qt::Key_R, [] {});
   reverse_->setCheckable(true);
-  connect(reverse_, &QAction::toggled, plot_, &SpectraPlot::SetReversed);
-  QAction* const all = AddForSheet(view, tr("Show &all of the plot"), Qt::CTRL | Qt::Key_0,
-                                   [this] { plot_->ShowAll(); });
-
+  connect(reverse_, &QAction::toggled, this,
+          [this](bool reversed) { plot().SetReversed(reversed); });
+  QAction* const whole = AddForSheet(view, tr("Show &all of the plot"), Qt::CTRL | Qt::Key_0,
+                                     [this] { plot().ShowAll(); });
+  fits_ = AddForSheet(view, tr("Fit &y to what is seen"), Qt::CTRL | Qt::Key_Y, [] {});
+  fits_->setCheckable(true);
+  connect(fits_, &QAction::toggled, this, [this](bool fits) { plot().SetFitting(fits); });
+  QAction* const back = AddForSheet(view, tr("&Back to what was seen"), QKeySequence::Back,
+                                    [this] { plot().GoBack(); });
+  QAction* const forward =
+      AddForSheet(view, tr("For&ward"), QKeySequence::Forward, [this] { plot().GoForward(); });
+  look_ = new LookMenu(tr("For l&ooking only"));
+  look_->setParent(&view, look_->windowFlags());
+  view.addMenu(look_);
+  connect(look_, &LookMenu::Chosen, this, &MainWindow::LookAs);
+  overlays_ = view.addMenu(tr("O&verlay with"));
+  connect(overlays_, &QMenu::aboutToShow, this, &MainWindow::ListOverlays);
   QAction* const settings =
       AddForSheet(view, tr("P&lot settings..."), Qt::CTRL | Qt::Key_L, [this] { ChoosePlot(); });
 
+  of_sheet_ = {copy,  copy_named, select_all, find,  go_to,     rises,
+               falls, filter,     every,      write, write_part};
+  of_plot_ = {whole,    back,      forward, fits_, reverse_, look_->menuAction(),
+              settings, copy_plot, save,    print};
+
   QMenu& help = *menuBar()->addMenu(tr("&Help"));
-  Add(help, tr("&About"), {}, [this] {
-    QMessageBox::about(
-        this, tr("About %1").arg(QApplication::applicationDisplayName()),
-        tr("%1 %2 reads tables and spectra out of the files that spreadsheets, spectrometers, "
-           "chromatographs and process tools leave behind.\n\nThis window uses Qt and QCustomPlot; "
-           "the latter places the program as a whole under the GNU General Public License, "
-           "version 3 or later. The library has a licence of its own.")
-            .arg(QApplication::applicationDisplayName(), QApplication::applicationVersion()));
-  });
+  Add(help, tr("&About"), {}, [this] { About(); });
 
   QToolBar& tools = *addToolBar(tr("Tools"));
   tools.setObjectName("tools");
@@ -341,60 +277,57 @@ void MainWindow::MakeActions() {
   tools.setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
   for (QAction* action : {open_, again_, write}) tools.addAction(action);
   tools.addSeparator();
-  for (QAction* action : {find, go_to, reverse_, all, settings}) tools.addAction(action);
+  for (QAction* action : {find, go_to, reverse_, whole, settings}) tools.addAction(action);
 }
+
+Page* MainWindow::page() const { return static_cast<Page*>(pages_->currentWidget()); }
 
 void MainWindow::UpdateActions() {
-  const bool idle = !library_.busy();
+  const bool idle = !jobs_->busy();
+  const bool has_page = page() != nullptr;
   recent_->setEnabled(idle);
-  again_->setEnabled(idle && !last_.files.empty());
   kept_rules_->setEnabled(idle);
-  for (QAction* action : for_sheet_) action->setEnabled(idle && cells_ != nullptr);
+  look_->setEnabled(idle && has_page);
+  overlays_->setEnabled(idle && has_page);
+  again_->setEnabled(idle && has_page);
+  close_->setEnabled(has_page);
+  for (QAction* action : for_sheet_) action->setEnabled(idle && has_page);
 }
 
-void MainWindow::Run(const QString& label, std::function<void()> job, std::function<void()> done) {
-  if (library_.busy())
-    return statusBar()->showMessage(tr("%1: Cancel ends that first.").arg(label_), kMessageTime);
-  label_ = label;
-  library_.Start(std::move(job), [this, done = std::move(done), state = state_->text()] {
-    state_->setText(state);
-    done();
-  });
+void MainWindow::ShowPage() {
+  Page* const page = this->page();
+  center_->setCurrentIndex(page != nullptr ? 1 : 0);
+  const QString title = QApplication::applicationDisplayName();
+  setWindowTitle(page != nullptr ? page->name() + " - " + title : title);
+  jobs_->ShowState(page != nullptr ? page->state() : QString());
+  const auto described = page != nullptr ? page->read().description : nullptr;
+  if (described != described_) description_->Show(described);
+  described_ = described;
+  notes_->clear();
+  banner_->Show(page != nullptr ? page->Lacking() : QStringList(),
+                page != nullptr && !page->read().left.isEmpty());
+  if (page != nullptr) {
+    notes_->addItems(page->Notes());
+    page->sheet().setVisible(shows_sheet_->isChecked());
+    page->plot().setVisible(shows_plot_->isChecked());
+    const QSignalBlocker quiet(reverse_);
+    reverse_->setChecked(page->plot().xAxis->rangeReversed());
+    look_->Mark(page->look());
+  }
+  UpdateActions();
 }
 
-Report MainWindow::JobReport() {
-  return
-      [this](std::size_t done, std::size_t all) { return library_.progress().Advance(done, all); };
+void MainWindow::ClosePage(int index) {
+  QWidget* const page = pages_->widget(index);
+  pages_->removeTab(index);
+  delete page;
 }
 
-void MainWindow::ShowProgress() {
-  // While a question is open, it is the user that the import waits for.
-  if (running_.elapsed() < kPatience || QApplication::activeModalWidget() != nullptr) return;
-  const JobProgress& progress = library_.progress();
-  constexpr int kParts = 1000;
-  const bool known = progress.size() > 0;
-  bar_->setRange(0, known ? kParts : 0);
-  if (known)
-    bar_->setValue(static_cast<int>(static_cast<double>(progress.position()) /
-                                    static_cast<double>(progress.size()) * kParts));
-  bar_->show();
-  stop_->show();
-  stop_->setEnabled(!progress.stopped());
-  state_->setText(label_);
-}
-
-void MainWindow::ChooseFiles() {
-  if (library_.busy()) return Run({}, {}, {});
-  int first = 0;
-  const QStringList filters = OpenFilters(first);
-  QFileDialog dialog(this, tr("Open"));
-  dialog.setFileMode(QFileDialog::ExistingFiles);
-  dialog.setNameFilters(filters);
-  dialog.selectNameFilter(filters[first]);
-  dialog.setDirectory(Settings().value(kFolder).toString());
-  if (dialog.exec() != QDialog::Accepted) return;
-  OpenFiles(dialog.selectedFiles(),
-            std::max(static_cast<int>(filters.indexOf(dialog.selectedNameFilter())), 0));
+void MainWindow::ChooseFiles(bool each) {
+  if (jobs_->Refuses()) return;
+  const auto files = AskFiles(this);
+  if (!files) return;
+  each ? OpenEach(files->paths) : OpenFiles(files->paths, files->filter);
 }
 
 void MainWindow::OpenFiles(const QStringList& paths, std::optional<int> filter) {
@@ -403,163 +336,280 @@ void MainWindow::OpenFiles(const QStringList& paths, std::optional<int> filter) 
   request.files = Paths(paths);
   request.filter = filter.value_or(0) + 1;
   request.kept_rules = kept_rules_->isChecked();
-  remembers_ = filter.has_value();
-  Start(request, tr("Reading %1").arg(NameOf(request.files)));
+  Start(request, filter.has_value());
+}
+
+void MainWindow::OpenEach(const QStringList& paths) {
+  queue_.insert(queue_.end(), paths.begin(), paths.end());
+  OpenNext();
+}
+
+void MainWindow::OpenDropped(const QStringList& paths) {
+  const std::vector<std::string> dropped = Paths(paths);
+  if (std::ranges::none_of(dropped, IsFolderOfFiles)) return OpenFiles(paths);
+  jobs_->Run(
+      tr("Looking for files"),
+      [report = jobs_->Reporting(), dropped, kept_rules = kept_rules_->isChecked()] {
+        QStringList files;
+        for (const std::string& path : dropped) {
+          if (!IsFolderOfFiles(path)) {
+            files.push_back(ShownPath(path));
+            continue;
+          }
+          for (const std::string& below : FileWalk({.is_recursive = true}).Find(path).files) {
+            if (!report(0, 0)) return QStringList();
+            const std::string file = PathBelow(path, below);
+            if (IsReadable(file, kept_rules)) files.push_back(ShownPath(file));
+          }
+        }
+        return files;
+      },
+      [this](const QStringList& files) {
+        constexpr int kMany = 10;
+        if (files.isEmpty()) {
+          jobs_->Tell(tr("No file in there can be read."));
+        } else if (files.size() <= kMany ||
+                   QMessageBox::question(this, tr("Open"),
+                                         tr("Open %1 files, each in a tab?").arg(files.size())) ==
+                       QMessageBox::Yes) {
+          OpenEach(files);
+        }
+      });
+}
+
+void MainWindow::OpenNext() {
+  if (queue_.empty() || jobs_->busy()) return;
+  const QString path = queue_.front();
+  queue_.pop_front();
+  OpenFiles({path});
 }
 
 void MainWindow::ImportAgain() {
-  if (!last_.files.empty()) Start(last_, tr("Reading %1").arg(NameOf(last_.files)));
+  if (page() == nullptr) return;
+  OpenRequest request = page()->read().again;
+  request.kept_rules = kept_rules_->isChecked();
+  Start(request, false);
 }
 
-void MainWindow::Start(const OpenRequest& request, const QString& label) {
-  auto result = std::make_shared<OpenResult>();
-  Run(
-      label, [this, request, result] { *result = Open(request, dialogs_, library_.progress()); },
-      [this, result] { Show(std::move(*result)); });
+void MainWindow::ChooseAgain() {
+  OpenRequest request;
+  const OpenRequest& last = page()->read().again;
+  request.files = last.files;
+  request.format = last.format;
+  request.kept_rules = last.kept_rules;
+  Start(request, false);
 }
 
-void MainWindow::Show(OpenResult result) {
-  if (result.trouble) {
-    emit Imported(false);
-    return ShowTrouble(this, *result.trouble);
+void MainWindow::Start(const OpenRequest& request, bool remembers) {
+  jobs_->Run(
+      tr("Reading %1").arg(NameOf(request.files)),
+      [this, request] { return Open(request, dialogs_, library().progress()); },
+      [this, remembers](OpenResult result) { Show(std::move(result), remembers); });
+}
+
+Page& MainWindow::PageFor(const std::vector<std::string>& files) {
+  for (int i = 0; i < pages_->count(); ++i) {
+    auto* const page = static_cast<Page*>(pages_->widget(i));
+    if (page->read().again.files != files) continue;
+    pages_->setCurrentIndex(i);
+    return *page;
   }
+  auto* const made = new Page;
+  made->restoreState(page() != nullptr ? page()->saveState()
+                                       : Settings().value(kSplit).toByteArray());
+  connect(&made->plot(), &SpectraPlot::Pointed, this, [this](const QString& words) {
+    words.isEmpty() ? statusBar()->clearMessage() : statusBar()->showMessage(words);
+  });
+  connect(&made->sheet(), &SheetView::AllRowsShown, this, &MainWindow::ShowPage);
+  for (QWidget* part : std::initializer_list<QWidget*>{&made->sheet(), &made->plot()})
+    part->setContextMenuPolicy(Qt::ActionsContextMenu);
+  for (QAction* action : of_sheet_) made->sheet().addAction(action);
+  for (QAction* action : of_plot_) made->plot().addAction(action);
+  return *made;
+}
+
+void MainWindow::Show(OpenResult result, bool remembers) {
   if (result.sheet == nullptr) {
-    statusBar()->showMessage(tr("Nothing was imported."), kMessageTime);
+    // What was to follow one that is cancelled is not wanted either.
+    if (!result.trouble) queue_.clear();
     emit Imported(false);
-    return;
+    result.trouble ? ShowTrouble(this, *result.trouble) : jobs_->Tell(tr("Nothing was imported."));
+    return OpenNext();
   }
-  cells_ = result.sheet;
-  description_ = result.description;
-  last_ = result.again;
-  decimal_mark_ = result.decimal_mark;
-  if (std::exchange(remembers_, false)) {
+  const OpenRequest& again = result.again;
+  if (remembers) {
     // The first filter and the last one take every type.
     int first = 0;
-    const bool any = last_.filter == 1 || last_.filter == OpenFilters(first).size();
-    RememberFormat(any ? 0 : last_.format);
+    const bool any = again.filter == 1 || again.filter == OpenFilters(first).size();
+    RememberFormat(any ? 0 : again.format);
   }
-  Remember(last_.files);
-  choice_ = KeptChoice(last_.files.front());
-  setWindowTitle(NameOf(last_.files) + " - " + QApplication::applicationDisplayName());
-  plot_->SetCurves(nullptr);
-  sheet_->SetSheet(cells_);
-  pages_->setCurrentIndex(1);
-  sheet_->setFocus();
-  state_->setText(
-      tr("%1 rows, %2 columns - %3")
-          .arg(QLocale().toString(cells_->GetNumberOfRows()),
-               QLocale().toString(cells_->GetNumberOfColumns()),
-               result.kept_rules ? tr("%1, by the kept rules").arg(result.format) : result.format));
-  ShowNotes(result);
-  UpdateActions();
+  RecentFiles::Remember(again.files);
+  Page& page = PageFor(again.files);
+  page.Show(std::move(result));
+  const int index = pages_->indexOf(&page);
+  if (index < 0) {
+    const int made = pages_->addTab(&page, page.name().replace('&', "&&"));
+    pages_->setTabToolTip(made, ShownPath(page.read().again.files.front()));
+    pages_->setCurrentIndex(made);
+  }
+  ShowPage();
+  page.sheet().setFocus();
   // The sheet is painted before anything is made for the plot.
-  QTimer::singleShot(0, this, &MainWindow::PrepareCurves);
+  QTimer::singleShot(0, this, [this, shown = QPointer(&page)] { PrepareCurves(shown); });
   emit Imported(true);
 }
 
-void MainWindow::ShowNotes(const OpenResult& result) {
-  notes_->clear();
-  for (const QString& text : result.warnings) notes_->addItem(tr("Warning: %1").arg(text));
-  for (const QStringList& texts : {result.left, result.notes}) notes_->addItems(texts);
-  left_out_ = result.warnings + result.left + result.notes;
-  can_choose_ = !result.left.isEmpty();
-  ShowBanner();
-  if (notes_->count() == 0) notes_->addItem(tr("Nothing was left out."));
-}
-
-void MainWindow::ShowBanner() {
-  constexpr int kMost = 2;
-  QStringList lines = left_out_.mid(0, kMost);
-  if (left_out_.size() > kMost)
-    lines.push_back(tr("%1 more in the notes").arg(left_out_.size() - kMost));
-  const Curves* const curves = plot_->curves();
-  const std::size_t one_of = curves != nullptr ? CurvesPlottable::OneOf(curves->size()) : 1;
-  if (one_of > 1)
-    lines.push_back(tr("The plot shows one of %1 curves; those that are selected are drawn.")
-                        .arg(static_cast<qulonglong>(one_of)));
-  lacking_->setText(lines.join('\n'));
-  choose_->setVisible(can_choose_);
-  banner_->setVisible(!lines.isEmpty());
-}
-
-void MainWindow::PrepareCurves() {
-  if (library_.busy()) return QTimer::singleShot(kTick, this, &MainWindow::PrepareCurves);
-  auto curves = std::make_shared<Curves>();
-  Run(
+void MainWindow::PrepareCurves(Page* page) {
+  if (page == nullptr) return;
+  if (jobs_->busy()) {
+    constexpr int kWait = 100;  // ms
+    QTimer::singleShot(kWait, this, [this, later = QPointer(page)] { PrepareCurves(later); });
+    return;
+  }
+  jobs_->Run(
       tr("Preparing the plot"),
-      [this, curves, cells = cells_, description = description_, choice = choice_] {
-        *curves = TakeCurves(*cells, decimal_mark_, JobReport(), description.get(), choice);
+      [make = page->MakingCurves(), report = jobs_->Reporting()] { return make(report); },
+      [this, shown = QPointer(page)](const Page::Plotted& plotted) {
+        if (shown != nullptr && plotted.all->complete && plotted.seen->complete) {
+          shown->SetCurves(plotted);
+          shown->plot().SetFitting(fits_->isChecked());
+          ShowPage();
+        } else if (shown != nullptr) {
+          jobs_->Tell(tr("The plot was cancelled; Import again makes it."));
+        }
+        emit Finished();
+        OpenNext();
+      });
+}
+
+void MainWindow::ChoosePlot() {
+  if (plot().curves() == nullptr) return;
+  if (const auto choice =
+          AskPlotChoice(this, *page()->read().sheet, *plot().curves(), page()->choice()))
+    DrawAs(*choice);
+}
+
+void MainWindow::DrawAs(const PlotChoice& choice) {
+  page()->Choose(choice);
+  PrepareCurves(page());
+}
+
+void MainWindow::LookAs(const Look& look) {
+  if (jobs_->Refuses()) return ShowPage();
+  page()->SetLook(look);
+  PrepareCurves(page());
+}
+
+void MainWindow::ListOverlays() {
+  overlays_->clear();
+  for (int i = 0; i < pages_->count(); ++i) {
+    auto* const other = static_cast<Page*>(pages_->widget(i));
+    if (other == page() || other->curves() == nullptr || other->curves()->size() == 0) continue;
+    const auto is_over = [curves = other->curves()](const OtherCurves& shown) {
+      return shown.curves == curves;
+    };
+    QAction* const action = overlays_->addAction(other->name().replace('&', "&&"));
+    action->setCheckable(true);
+    action->setChecked(std::ranges::any_of(page()->others(), is_over));
+    connect(action, &QAction::triggered, this, [this, other, is_over](bool wanted) {
+      std::vector<OtherCurves> others = page()->others();
+      std::erase_if(others, is_over);
+      if (wanted) others.push_back({other->name(), other->curves()});
+      OverlayWith(std::move(others));
+    });
+  }
+  if (overlays_->isEmpty()) overlays_->addAction(tr("No other file is open"))->setEnabled(false);
+}
+
+void MainWindow::OverlayWith(std::vector<OtherCurves> others) {
+  if (jobs_->Refuses()) return;
+  page()->SetOthers(std::move(others));
+  PrepareCurves(page());
+}
+
+std::vector<CellRange> MainWindow::Selected(bool with_names) {
+  auto parts = sheet().Selected();
+  if (with_names && !parts.empty() && parts.front().first_row > 1)
+    parts.insert(parts.begin(),
+                 CellRange{1, 1, parts.front().first_column, parts.front().last_column});
+  return parts;
+}
+
+void MainWindow::CopySelection(bool with_names) {
+  const auto parts = Selected(with_names);
+  if (parts.empty()) return jobs_->Tell(tr("Cells of the same columns can be copied together."));
+  jobs_->Run(
+      tr("Copying"),
+      [report = jobs_->Reporting(), parts, cells = page()->read().sheet] {
+        return TabSeparated(*cells, parts, report);
       },
-      [this, curves] {
-        if (curves->complete) {
-          plot_->SetCurves(curves);
-          ShowBanner();
-          const QSignalBlocker quiet(reverse_);
-          reverse_->setChecked(curves->spectra && curves->x_falls);
-          EmphasizeSelected();
-        } else {
-          statusBar()->showMessage(tr("The plot was cancelled; Import again makes it."),
-                                   kMessageTime);
+      [this](const QString& text) {
+        if (!text.isEmpty())
+          QApplication::clipboard()->setText(text);
+        else if (!jobs_->stopped())
+          jobs_->Tell(tr("That is more than can be copied; Export writes all of it."));
+        emit Finished();
+      });
+}
+
+void MainWindow::CopyPlot() {
+  struct Pictures {
+    QImage image;
+    QByteArray svg;
+  };
+  jobs_->Run(
+      tr("Copying the plot"),
+      [report = jobs_->Reporting(), picture = plot().Picture(plot().size())] {
+        return Pictures{QImage::fromData(picture.Bytes("png", report)),
+                        picture.Bytes("svg", report)};
+      },
+      [this](const Pictures& pictures) {
+        if (!jobs_->stopped()) {
+          auto* const copied = new QMimeData;
+          copied->setImageData(pictures.image);
+          copied->setData("image/svg+xml", pictures.svg);
+          QApplication::clipboard()->setMimeData(copied);
         }
         emit Finished();
       });
 }
 
-void MainWindow::ChoosePlot() {
-  if (plot_->curves() == nullptr) return;
-  if (const auto choice = AskPlotChoice(this, *cells_, *plot_->curves(), choice_)) DrawAs(*choice);
-}
-
-void MainWindow::DrawAs(const PlotChoice& choice) {
-  choice_ = choice;
-  KeepChoice(last_.files.front(), choice);
-  PrepareCurves();
-}
-
-void MainWindow::EmphasizeSelected() {
-  const Curves* curves = plot_->curves();
-  if (curves == nullptr) return;
-  // A single cell selects nothing in particular.
-  const QItemSelection selection = sheet_->selectionModel()->selection();
-  const bool lines =
-      selection.size() > 1 ||
-      (selection.size() == 1 && selection.front().topLeft() != selection.front().bottomRight());
-  plot_->Emphasize(lines ? sheet_->SelectedLines(curves->spectra ? Qt::Vertical : Qt::Horizontal)
-                         : std::vector<int>());
-}
-
-void MainWindow::CopySelection() {
-  const auto parts = sheet_->Selected();
-  if (parts.empty())
-    return statusBar()->showMessage(tr("Cells of the same columns can be copied together."),
-                                    kMessageTime);
-  auto text = std::make_shared<QString>();
-  Run(
-      tr("Copying"),
-      [this, text, parts, cells = cells_] { *text = TabSeparated(*cells, parts, JobReport()); },
-      [this, text] {
-        if (!text->isEmpty())
-          QApplication::clipboard()->setText(*text);
-        else if (!library_.progress().stopped())
-          statusBar()->showMessage(tr("That is more than can be copied; Export writes all of it."),
-                                   kMessageTime);
+void MainWindow::PrintPlot() {
+  const auto printer = std::make_shared<QPrinter>();
+  printer->setDocName(page()->name());
+  printer->setPageOrientation(QPageLayout::Landscape);
+  if (QPrintDialog dialog(printer.get(), this); dialog.exec() != QDialog::Accepted) return;
+  jobs_->Run(
+      tr("Printing %1").arg(page()->name()),
+      [report = jobs_->Reporting(), printer, picture = plot().Picture(plot().size())] {
+        QPainter painter;
+        if (!painter.begin(printer.get())) return false;
+        // As large as the page allows.
+        const QRectF paper = painter.viewport();
+        const double scale =
+            std::min(paper.width() / picture.size.width(), paper.height() / picture.size.height());
+        painter.scale(scale, scale);
+        if (!picture.Draw(painter, report)) printer->abort();
+        return painter.end();
+      },
+      [this](bool is_printed) {
+        jobs_->Tell(is_printed && !jobs_->stopped() ? tr("The plot is printed.")
+                                                    : tr("Nothing was printed."));
         emit Finished();
       });
 }
 
 void MainWindow::Find(const QString& wanted, bool forward) {
-  if (wanted.isEmpty() || cells_ == nullptr) return;
-  auto found = std::make_shared<std::optional<CellPlace>>();
-  Run(
+  if (wanted.isEmpty() || page() == nullptr) return;
+  jobs_->Run(
       tr("Looking for \"%1\"").arg(wanted),
-      [this, found, wanted, forward, from = sheet_->Place(), cells = cells_] {
-        *found = FindText(*cells, wanted, from, forward, JobReport());
-      },
-      [this, found, wanted] {
-        if (*found)
-          sheet_->GoTo(**found);
-        else
-          statusBar()->showMessage(tr("\"%1\" was not found.").arg(wanted), kMessageTime);
+      [report = jobs_->Reporting(), wanted, forward, from = sheet().Place(),
+       cells = page()->read().sheet] { return FindText(*cells, wanted, from, forward, report); },
+      [this, wanted, shown = QPointer(page())](std::optional<CellPlace> found) {
+        if (!found)
+          jobs_->Tell(tr("\"%1\" was not found.").arg(wanted));
+        else if (shown != nullptr)
+          shown->sheet().GoTo(*found);
         emit Finished();
       });
 }
@@ -570,36 +620,48 @@ void MainWindow::GoTo() {
                                              QLineEdit::Normal, {}, &ok);
   if (!ok) return;
   if (const auto place = ParsePlace(text))
-    sheet_->GoTo(*place);
+    sheet().GoTo(*place);
   else
-    statusBar()->showMessage(tr("A cell is given as its row and column, such as 12, 3."),
-                             kMessageTime);
+    jobs_->Tell(tr("A cell is given as its row and column, such as 12, 3."));
 }
 
-void MainWindow::ChooseExport() {
-  const std::vector<ExportKind> kinds = ExportKinds();
-  QStringList filters;
-  for (const ExportKind& kind : kinds) filters.push_back(kind.filter);
-  QFileDialog dialog(this, tr("Export"));
-  dialog.setAcceptMode(QFileDialog::AcceptSave);
-  dialog.setNameFilters(filters);
-  const QFileInfo input(FromBytes(last_.files.front()));
-  dialog.setDirectory(input.absolutePath());
-  dialog.selectFile(input.completeBaseName());
-  const auto take_suffix = [&](const QString& filter) {
-    const auto kind = static_cast<std::size_t>(std::max<qsizetype>(filters.indexOf(filter), 0));
-    dialog.setDefaultSuffix(FromBytes(kinds[kind].format.extension).mid(1));
-  };
-  take_suffix(filters.front());
-  connect(&dialog, &QFileDialog::filterSelected, this, take_suffix);
-  if (dialog.exec() != QDialog::Accepted) return;
-  const auto kind = static_cast<std::size_t>(
-      std::max<qsizetype>(filters.indexOf(dialog.selectedNameFilter()), 0));
-  ExportTo(dialog.selectedFiles().front(), kind);
+void MainWindow::ChooseRows() {
+  bool ok = false;
+  const QString wanted = QInputDialog::getText(this, tr("Only rows with"), tr("&Text or number:"),
+                                               QLineEdit::Normal, page()->rows().wanted, &ok);
+  if (!ok) return;
+  RowChoice choice = page()->rows();
+  choice.wanted = wanted;
+  ShowRows(choice);
 }
 
-void MainWindow::ExportTo(const QString& path, std::size_t kind) {
-  if (cells_ == nullptr || library_.busy()) return;
+void MainWindow::ShowRows(const RowChoice& choice) {
+  jobs_->Run(
+      tr("Choosing rows"),
+      [report = jobs_->Reporting(), choice, names = sheet().has_names(),
+       cells = page()->read().sheet] {
+        return ChosenRows(*cells, cells->GetNumberOfColumns(), cells->GetNumberOfRows(), names,
+                          choice, report);
+      },
+      [this, choice, shown = QPointer(page())](std::optional<std::vector<int>> rows) {
+        if (shown != nullptr && rows) {
+          shown->ShowRows(choice, std::move(*rows));
+          ShowPage();
+        }
+        emit Finished();
+      });
+}
+
+void MainWindow::ChooseExport(bool only_selected) {
+  if (const auto file = AskExport(this, page()->read().again.files.front()))
+    ExportTo(file->path, file->kind, only_selected);
+}
+
+void MainWindow::ExportTo(const QString& path, std::size_t kind, bool only_selected) {
+  if (page() == nullptr) return;
+  const auto parts = only_selected ? Selected(sheet().has_names()) : std::vector<CellRange>();
+  if (only_selected && parts.empty())
+    return jobs_->Tell(tr("Cells of the same columns can be written together."));
   const auto fitting = KindFor(path, kind);
   if (!fitting)
     return ShowTrouble(this,
@@ -607,77 +669,59 @@ void MainWindow::ExportTo(const QString& path, std::size_t kind) {
                         {},
                         path,
                         tr("End the name as the list of types says, with .csv for instance.")});
-  auto result = std::make_shared<ExportResult>();
-  Run(
+  jobs_->Run(
       tr("Writing %1").arg(QFileInfo(path).fileName()),
-      [this, result, kind = ExportKinds()[*fitting], path = Paths({path}).front(), cells = cells_] {
-        *result = Export(*cells, path, kind, library_.progress());
+      [this, kind = ExportKinds()[*fitting], path = Paths({path}).front(),
+       cells = page()->read().sheet, parts, report = jobs_->Reporting()] {
+        const auto part = parts.empty() ? cells : PartOf(*cells, parts, report);
+        return part == nullptr ? ExportResult() : Export(*part, path, kind, library().progress());
       },
-      [this, result, path] {
-        if (result->trouble)
-          ShowTrouble(this, *result->trouble);
+      [this, path, shown = QPointer(page())](const ExportResult& result) {
+        if (shown != nullptr) shown->TakeNotes(result.notes);
+        ShowPage();
+        if (result.trouble)
+          ShowTrouble(this, *result.trouble);
         else
-          statusBar()->showMessage(
-              result->written ? tr("%1 is written.").arg(path) : tr("Nothing was written."),
-              kMessageTime);
-        for (const QString& note : result->notes) notes_->addItem(tr("Written: %1").arg(note));
+          jobs_->Tell(result.written ? tr("%1 is written.").arg(path) : tr("Nothing was written."));
         emit Finished();
       });
 }
 
 void MainWindow::SavePlot() {
-  QFileDialog dialog(this, tr("Save plot"));
-  dialog.setAcceptMode(QFileDialog::AcceptSave);
-  dialog.setNameFilters({"PNG (*.png)", "SVG (*.svg)", "PDF (*.pdf)"});
-  dialog.setDefaultSuffix("png");
-  connect(&dialog, &QFileDialog::filterSelected, this,
-          [&](const QString& filter) { dialog.setDefaultSuffix(filter.left(3).toLower()); });
-  dialog.selectFile(QFileInfo(FromBytes(last_.files.front())).completeBaseName());
-  if (dialog.exec() != QDialog::Accepted) return;
-  SavePlotTo(dialog.selectedFiles().front());
+  if (const auto picture = AskPicture(this, page()->read().again.files.front(), plot().size()))
+    SavePlotTo(picture->path, picture->size, picture->resolution);
 }
 
-void MainWindow::SavePlotTo(const QString& path) {
-  if (const QString failure = plot_->Save(path, {}, plot_->size()); !failure.isEmpty())
-    ShowTrouble(this, {failure, {}, path, tr("Choose another place or another type.")});
-  else
-    statusBar()->showMessage(tr("%1 is written.").arg(path), kMessageTime);
+void MainWindow::SavePlotTo(const QString& path, QSize size, int resolution) {
+  PlotPicture picture = plot().Picture(size.isEmpty() ? plot().size() : size);
+  picture.resolution = resolution;
+  jobs_->Run(
+      tr("Drawing %1").arg(QFileInfo(path).fileName()),
+      [report = jobs_->Reporting(), path, picture = std::move(picture)] {
+        return picture.Write(path, {}, report);
+      },
+      [this, path](const QString& failure) {
+        if (!failure.isEmpty())
+          ShowTrouble(this, {failure, {}, path, tr("Choose another place or another type.")});
+        else
+          jobs_->Tell(jobs_->stopped() ? tr("Nothing was written.")
+                                       : tr("%1 is written.").arg(path));
+        emit Finished();
+      });
 }
 
-void MainWindow::ShowRecent() {
-  recent_->clear();
-  for (const QString& entry : Settings().value(kRecent).toStringList()) {
-    const QStringList files = entry.split('\n');
-    const std::vector<std::string> paths = Paths(files);
-    const bool is_there = std::ranges::all_of(paths, [](const std::string& path) {
-      return QFile::exists(QFile::decodeName(path.c_str()));
-    });
-    QString name = tr("%1 in %2").arg(NameOf(paths), QFileInfo(files.front()).path());
-    if (!is_there) name = tr("%1 (gone)").arg(name);
-    QAction* const action = recent_->addAction(name.replace('&', "&&"));
-    action->setEnabled(is_there);
-    action->setToolTip(entry);
-    action->setStatusTip(files.front());
-    connect(action, &QAction::triggered, this, [this, files] { OpenFiles(files); });
-  }
-  if (recent_->isEmpty()) recent_->addAction(tr("None yet"))->setEnabled(false);
-}
-
-void MainWindow::Remember(const std::vector<std::string>& files) {
-  QStringList paths;
-  for (const std::string& file : files)
-    paths.push_back(QFileInfo(QFile::decodeName(file.c_str())).absoluteFilePath());
-  const QString entry = paths.join('\n');
-  QSettings settings = Settings();
-  QStringList recent = settings.value(kRecent).toStringList();
-  recent.removeAll(entry);
-  recent.push_front(entry);
-  settings.setValue(kRecent, recent.mid(0, kMostRecent));
-  settings.setValue(kFolder, QFileInfo(paths.front()).path());
+void MainWindow::About() {
+  QMessageBox::about(
+      this, tr("About %1").arg(QApplication::applicationDisplayName()),
+      tr("%1 %2 reads tables and spectra out of the files that spreadsheets, spectrometers, "
+         "chromatographs and process tools leave behind.\n\nThis window uses Qt and QCustomPlot; "
+         "the latter places the program as a whole under the GNU General Public License, "
+         "version 3 or later. The library has a licence of its own.")
+          .arg(QApplication::applicationDisplayName(), QApplication::applicationVersion()));
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
-  if (event->mimeData()->hasUrls() && !library_.busy()) event->acceptProposedAction();
+  if (event->mimeData()->hasUrls() && !jobs_->busy()) event->acceptProposedAction();
 }
 
 void MainWindow::dropEvent(QDropEvent* event) {
@@ -686,15 +730,18 @@ void MainWindow::dropEvent(QDropEvent* event) {
     if (url.isLocalFile()) paths.push_back(url.toLocalFile());
   event->acceptProposedAction();
   // The program that they come from waits for the drop to end.
-  QTimer::singleShot(0, this, [this, paths] { OpenFiles(paths); });
+  QTimer::singleShot(0, this, [this, paths] { OpenDropped(paths); });
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
   QSettings settings = Settings();
   settings.setValue(kGeometry, saveGeometry());
   settings.setValue(kPanes, saveState());
-  settings.setValue(kSplit, findChild<QSplitter*>(kSplit)->saveState());
-  library_.progress().Stop();
+  if (page() != nullptr) settings.setValue(kSplit, page()->saveState());
+  queue_.clear();
+  library().progress().Stop();
+  dialogs_.Cancel();
+  for (QDialog* question : findChildren<QDialog*>()) question->reject();
   event->accept();
 }
 

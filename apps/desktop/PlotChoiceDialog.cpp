@@ -46,22 +46,25 @@ class PlotChoicePage : public QDialog {
     y_title_ = add(tr("Title of y &axis:"), new QLineEdit(choice.y_title));
     y_title_->setPlaceholderText(curves.y_title);
     lines_ = add(tr("&Shown:"), new QListWidget);
-    auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel |
-                                               QDialogButtonBox::RestoreDefaults);
+    lines_->setAccessibleName(tr("Shown"));
+    auto* const buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
     auto* const layout = new QVBoxLayout(this);
     layout->addLayout(form);
+    // Among the box's own, from the first of which Tab leads back to the top, it would hide those.
+    auto* const restore = new QPushButton(tr("All as &guessed"));
+    restore->setAutoDefault(false);
+    layout->addWidget(restore, 0, Qt::AlignLeft);
     layout->addWidget(buttons);
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    connect(buttons->button(QDialogButtonBox::RestoreDefaults), &QPushButton::clicked, this,
-            [this] {
-              choice_ = {};
-              curves_->setCurrentIndex(0);
-              marks_->setCurrentIndex(0);
-              x_title_->clear();
-              y_title_->clear();
-              Fill();
-            });
+    connect(restore, &QPushButton::clicked, this, [this] {
+      choice_ = {};
+      curves_->setCurrentIndex(0);
+      marks_->setCurrentIndex(0);
+      x_title_->clear();
+      y_title_->clear();
+      Fill();
+    });
     connect(curves_, &QComboBox::currentIndexChanged, this, [this] {
       choice_.x = 0;
       choice_.lines.clear();

@@ -1,5 +1,6 @@
 #include "apps/desktop/RangePlot.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace nvimport {
@@ -16,6 +17,24 @@ RangePlot::RangePlot(QWidget* parent) : SpectraPlot(parent) {
     corner->setTypeX(QCPItemPosition::ptPlotCoords);
     corner->setTypeY(QCPItemPosition::ptAxisRectRatio);
   }
+}
+
+void RangePlot::ShowAxis(double from, double to) { xAxis->setRange(QCPRange(from, to)); }
+
+void RangePlot::ShowSpectrum(const std::vector<double>& x, const std::vector<float>& y) {
+  auto curves = std::make_shared<Curves>();
+  curves->spectra = true;
+  curves->marks = PlotChoice::Marks::kLines;
+  curves->x_falls = x.back() < x.front();
+  curves->x = x;
+  curves->y = y;
+  if (curves->x_falls) {
+    std::ranges::reverse(curves->x);
+    std::ranges::reverse(curves->y);
+  }
+  curves->lines = {1};
+  curves->names = {QString()};
+  SetCurves(std::move(curves));
 }
 
 void RangePlot::ShowRange(double from, double to) {
@@ -42,7 +61,7 @@ void RangePlot::mousePressEvent(QMouseEvent* event) {
 
 void RangePlot::mouseMoveEvent(QMouseEvent* event) {
   if (dragging_)
-    emit Dragged(fixed_, xAxis->pixelToCoord(event->position().x()));
+    dragged(fixed_, xAxis->pixelToCoord(event->position().x()));
   else
     SpectraPlot::mouseMoveEvent(event);
 }

@@ -1,19 +1,20 @@
 #pragma once
 
 #include "apps/desktop/SpectraPlot.h"
+#include "nvimport/qt-dialogs/RangeView.h"
 
 namespace nvimport {
 
 // A spectrum with a range of x that is dragged by its edges, or anew.
-class RangePlot : public SpectraPlot {
+class RangePlot : public SpectraPlot, public RangeView {
   Q_OBJECT
  public:
   explicit RangePlot(QWidget* parent = nullptr);
 
-  void ShowRange(double from, double to);
-
- signals:
-  void Dragged(double from, double to);
+  QWidget* Widget() override { return this; }
+  void ShowAxis(double from, double to) override;
+  void ShowSpectrum(const std::vector<double>& x, const std::vector<float>& y) override;
+  void ShowRange(double from, double to) override;
 
  protected:
   void mousePressEvent(QMouseEvent* event) override;

@@ -27,6 +27,20 @@ QString OneLineOf(const MemoryCell& cell) {
   return text;
 }
 
+// Whether the first row of a sheet is texts above numbers.
+bool HasNames(const MemorySheet& sheet, int columns, int rows) {
+  constexpr int kMostRows = 10;
+  std::vector<MemoryCell> cells(static_cast<std::size_t>(columns));
+  const auto has = [&](int row, CellKind kind) {
+    sheet.GetCells(1, row, cells);
+    return std::ranges::find(cells, kind, &MemoryCell::kind) != cells.end();
+  };
+  if (rows < 2 || has(1, CellKind::kNumber) || !has(1, CellKind::kText)) return false;
+  for (int row = 2; row <= std::min(rows, kMostRows); ++row)
+    if (has(row, CellKind::kNumber)) return true;
+  return false;
+}
+
 }  // namespace
 
 void SheetModel::SetSheet(std::shared_ptr<MemorySheet> sheet) {
@@ -34,7 +48,25 @@ void SheetModel::SetSheet(std::shared_ptr<MemorySheet> sheet) {
   sheet_ = std::move(sheet);
   rows_ = sheet_ == nullptr ? 0 : sheet_->GetNumberOfRows();
   columns_ = sheet_ == nullptr ? 0 : sheet_->GetNumberOfColumns();
+  shown_.reset();
+  has_names_ = columns_ > 0 && HasNames(*sheet_, columns_, rows_);
   endResetModel();
+}
+
+void SheetModel::SetRows(std::shared_ptr<const std::vector<int>> rows) {
+  beginResetModel();
+  shown_ = std::move(rows);
+  endResetModel();
+}
+
+int SheetModel::SheetRow(int shown) const {
+  return shown_ == nullptr ? shown : (*shown_)[static_cast<std::size_t>(shown)] - 1;
+}
+
+int SheetModel::ShownRow(int row) const {
+  if (shown_ == nullptr) return row;
+  const auto found = std::ranges::find(*shown_, row + 1);
+  return found == shown_->end() ? -1 : static_cast<int>(found - shown_->begin());
 }
 
 void SheetModel::SetColors(const QPalette& palette) {
@@ -46,7 +78,10 @@ void SheetModel::SetColors(const QPalette& palette) {
   missing_ = QBrush(hatch, Qt::BDiagPattern);
 }
 
-int SheetModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : rows_; }
+int SheetModel::rowCount(const QModelIndex& parent) const {
+  if (parent.isValid()) return 0;
+  return shown_ == nullptr ? rows_ : static_cast<int>(shown_->size());
+}
 
 int SheetModel::columnCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : columns_;
@@ -54,7 +89,7 @@ int SheetModel::columnCount(const QModelIndex& parent) const {
 
 QVariant SheetModel::data(const QModelIndex& index, int role) const {
   if (sheet_ == nullptr || !index.isValid()) return {};
-  const MemoryCell cell = sheet_->GetCell(index.column() + 1, index.row() + 1);
+  const MemoryCell cell = sheet_->GetCell(index.column() + 1, SheetRow(index.row()) + 1);
   switch (role) {
     case Qt::DisplayRole:
       return cell.kind == CellKind::kMissing ? QVariant() : OneLineOf(cell);
@@ -84,10 +119,11 @@ QVariant SheetModel::data(const QModelIndex& index, int role) const {
 
 QVariant SheetModel::headerData(int section, Qt::Orientation orientation, int role) const {
   if (role != Qt::DisplayRole) return {};
-  const QString number = QString::number(section + 1);
-  if (orientation == Qt::Vertical || sheet_ == nullptr) return number;
+  if (sheet_ == nullptr) return {};
+  if (orientation == Qt::Vertical) return QString::number(SheetRow(section) + 1);
   // The name that the column mostly has stays in sight.
-  return number + '\n' + OneLineOf(sheet_->GetCell(section + 1, 1));
+  const QString number = QString::number(section + 1);
+  return has_names_ ? number + '\n' + OneLineOf(sheet_->GetCell(section + 1, 1)) : number;
 }
 
 }  // namespace nvimport

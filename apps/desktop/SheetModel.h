@@ -3,6 +3,7 @@
 #include <QAbstractTableModel>
 #include <QBrush>
 #include <memory>
+#include <vector>
 
 #include "nvimport/framework/MemorySheet.h"
 
@@ -16,6 +17,15 @@ class SheetModel : public QAbstractTableModel {
   using QAbstractTableModel::QAbstractTableModel;
 
   void SetSheet(std::shared_ptr<MemorySheet> sheet);
+  // Shows these rows, from 1 and in this order; null for all of them.
+  void SetRows(std::shared_ptr<const std::vector<int>> rows);
+  // Whether the first row has the names of the columns and nothing else.
+  bool has_names() const { return has_names_; }
+  // The row of the sheet that stands in a row of the table, both from 0; and where one stands, -1
+  // for nowhere.
+  int SheetRow(int shown) const;
+  int ShownRow(int row) const;
+  bool shows_all() const { return shown_ == nullptr; }
   void SetColors(const QPalette& palette);
 
   int rowCount(const QModelIndex& parent = {}) const override;
@@ -25,6 +35,8 @@ class SheetModel : public QAbstractTableModel {
 
  private:
   std::shared_ptr<MemorySheet> sheet_;
+  std::shared_ptr<const std::vector<int>> shown_;  // rows, null for all
+  bool has_names_ = false;
   int rows_ = 0;
   int columns_ = 0;
   QBrush text_;

@@ -6,8 +6,6 @@
 
 namespace nvimport {
 
-QString FromBytes(std::string_view bytes) { return QString::fromStdString(ToUtf8(bytes)); }
-
 QString Shown(const MemoryCell& cell) {
   switch (cell.kind) {
     case CellKind::kText:

@@ -33,13 +33,37 @@ struct CellRange {
 QString TabSeparated(const MemorySheet& sheet, const std::vector<CellRange>& ranges,
                      const Report& report);
 
-// The table of a sheet.
+// The cells of all ranges, those of the second below those of the first; null when `report` stops
+// it.
+std::shared_ptr<MemorySheet> PartOf(const MemorySheet& sheet, const std::vector<CellRange>& ranges,
+                                    const Report& report);
+
+// Which rows are looked at, and in which order; the sheet stays as it is.
+struct RowChoice {
+  int sorted_by = 0;  // the column, from 1; 0 for none
+  bool falls = false;
+  QString wanted{};  // that a row's texts or numbers hold, whatever the case; empty for any
+
+  bool operator==(const RowChoice&) const = default;
+  // "sorted by column 3, 12 of 40 rows"
+  QString Words(std::size_t shown, int rows) const;
+};
+// Those rows: numbers before texts before what is missing. The first stays above all where it has
+// `names`. None when `report` stops it.
+std::optional<std::vector<int>> ChosenRows(const MemorySheet& sheet, int columns, int rows,
+                                           bool names, const RowChoice& choice,
+                                           const Report& report);
+
+// The table of a sheet. Names of columns stand in its header alone; names of rows stay in sight.
 class SheetView : public QTableView {
   Q_OBJECT
  public:
   explicit SheetView(QWidget* parent = nullptr);
 
   void SetSheet(std::shared_ptr<MemorySheet> sheet);
+  // Shows these rows; null for all.
+  void ShowRows(std::shared_ptr<const std::vector<int>> rows);
+  bool has_names() const { return model_.has_names(); }
   void GoTo(CellPlace place);
   // The current cell.
   CellPlace Place() const;
@@ -48,16 +72,28 @@ class SheetView : public QTableView {
   // The rows (or the columns) that are selected, rising.
   std::vector<int> SelectedLines(Qt::Orientation orientation) const;
   void SelectLine(int line, Qt::Orientation orientation);
+  void scrollTo(const QModelIndex& index, ScrollHint hint = EnsureVisible) override;
 
  signals:
   void SelectionChanged();
+  // A row was to be gone to that was not shown.
+  void AllRowsShown();
 
  protected:
   void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
   void changeEvent(QEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
 
  private:
+  void MakeFrozen();
+  void FitColumns();
+  // The columns up to that with the names of rows, 0 where none has.
+  int NamedColumns() const;
+  void PlaceFrozen();
+
   SheetModel model_;
+  QTableView* frozen_ = nullptr;  // over the first columns
+  int frozen_columns_ = 0;
 };
 
 }  // namespace nvimport

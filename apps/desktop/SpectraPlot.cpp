@@ -1,10 +1,6 @@
 #include "apps/desktop/SpectraPlot.h"
 
-#include <QBuffer>
-#include <QFileInfo>
-#include <QPdfWriter>
-#include <QSaveFile>
-#include <QSvgGenerator>
+#include <QAccessible>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -27,6 +23,8 @@ constexpr int kNameWidth = 150;   // pixels
 constexpr int kNameParts = 5;     // of the width that the longest name may take one
 constexpr double kLeastStretch = 0.001;
 constexpr auto kRest = std::chrono::milliseconds(180);
+constexpr auto kSettled = std::chrono::milliseconds(400);
+constexpr std::size_t kMostViews = 100;
 
 // What the names share at their beginning, as far as whole words go.
 QString CommonBeginning(const std::vector<QString>& names) {
@@ -137,11 +135,22 @@ SpectraPlot::SpectraPlot(QWidget* parent) : QCustomPlot(parent) {
     all_->SetStride(1);
     replot(rpQueuedReplot);
   });
+  settled_.setSingleShot(true);
+  settled_.setInterval(kSettled);
+  connect(&settled_, &QTimer::timeout, this, &SpectraPlot::KeepView);
+  for (QCPAxis* axis : {xAxis, yAxis})
+    connect(axis, qOverload<const QCPRange&>(&QCPAxis::rangeChanged), this, [this, axis] {
+      if (axis == xAxis && fits_) FitValues();
+      settled_.start();
+    });
   TakeColors(palette());
 }
 
 void SpectraPlot::SetCurves(std::shared_ptr<const Curves> curves) {
   curves_ = std::move(curves);
+  cursor_.reset();
+  views_.clear();
+  place_ = 0;
   for (CurvesPlottable* plottable : {all_, emphasized_, hovered_}) plottable->SetCurves(curves_);
   emphasized_->SetEmphasized({});
   Hover(std::nullopt);
@@ -177,7 +186,7 @@ void SpectraPlot::MakeLegend() {
   names->setLayer("axes");
   names->setBorderPen(Qt::NoPen);
   names->setBrush(Qt::NoBrush);
-  names->setFont(font());
+  names->setFont(Lettering());
   names->setTextColor(xAxis->tickLabelColor());
   const CurveColors colors(curves_->size(), dark_);
   const auto shown = ShortNames(curves_->names, QFontMetrics(font()),
@@ -206,6 +215,49 @@ void SpectraPlot::ShowAll() {
   const double room = y.size() > 0 ? y.size() * kMargin : std::max(std::abs(y.lower) * 0.1, 1e-6);
   if (found) yAxis->setRange(Widened(y, room));
   SpaceTicks(size());
+  KeepView();
+  replot(rpQueuedReplot);
+}
+
+void SpectraPlot::SetFitting(bool fits) {
+  fits_ = fits;
+  if (!fits) return;
+  FitValues();
+  replot(rpQueuedReplot);
+}
+
+void SpectraPlot::FitValues() {
+  bool found = false;
+  const QCPRange y = all_->getValueRange(found, QCP::sdBoth, xAxis->range());
+  const double room = y.size() > 0 ? y.size() * kMargin : std::max(std::abs(y.lower) * 0.1, 1e-6);
+  if (found) yAxis->setRange(Widened(y, room));
+}
+
+void SpectraPlot::KeepView() {
+  settled_.stop();
+  const View view{xAxis->range(), yAxis->range()};
+  const auto here = static_cast<std::size_t>(place_);
+  if (here < views_.size() && views_[here] == view) return;
+  // What was left by going back is forgotten.
+  views_.resize(std::min(views_.size(), here + 1));
+  views_.push_back(view);
+  if (views_.size() > kMostViews) views_.erase(views_.begin());
+  place_ = std::ssize(views_) - 1;
+}
+
+void SpectraPlot::GoTo(std::ptrdiff_t place) {
+  if (settled_.isActive() && place < place_) {
+    KeepView();
+    place = place_ - 1;
+  }
+  if (place < 0 || place >= std::ssize(views_)) return;
+  place_ = place;
+  const View view = views_[static_cast<std::size_t>(place)];
+  xAxis->setRange(view.x);
+  yAxis->setRange(view.y);
+  settled_.stop();
+  Hover(std::nullopt);
+  Move();
   replot(rpQueuedReplot);
 }
 
@@ -270,13 +322,68 @@ std::optional<SpectraPlot::Spot> SpectraPlot::SpotAt(const QPointF& place) const
 QString SpectraPlot::NumbersAt(const Spot& spot) const {
   FloatText buffer;
   const std::string_view value = FormatFloat(curves_->Of(spot.curve)[spot.point], buffer);
-  return QStringLiteral("%1, %2").arg(
-      QString::number(curves_->x[spot.point], 'g', QLocale::FloatingPointShortest),
-      QString::fromLatin1(value.data(), static_cast<qsizetype>(value.size())));
+  const bool is_between =
+      !curves_->between.empty() && curves_->between[spot.curve * curves_->x.size() + spot.point];
+  return (is_between ? tr("%1, about %2") : QStringLiteral("%1, %2"))
+      .arg(QString::number(curves_->x[spot.point], 'g', QLocale::FloatingPointShortest),
+           QString::fromLatin1(value.data(), static_cast<qsizetype>(value.size())));
 }
 
 QString SpectraPlot::Words(const Spot& spot) const {
   return NumbersAt(spot) + "  " + curves_->names[spot.curve];
+}
+
+QFont SpectraPlot::Lettering() const {
+  QFont lettering = font();
+  lettering.setPixelSize(QFontInfo(lettering).pixelSize());
+  return lettering;
+}
+
+std::optional<SpectraPlot::Spot> SpectraPlot::NearestPeak(const Spot& spot) const {
+  if (!AreLines()) return std::nullopt;
+  const std::span<const float> y = curves_->Of(spot.curve);
+  const auto is_peak = [&](std::size_t i) {
+    if (i == 0 || i + 1 >= y.size()) return false;
+    // Of a flat top the first point.
+    return (y[i] > y[i - 1] && y[i] >= y[i + 1]) || (y[i] < y[i - 1] && y[i] <= y[i + 1]);
+  };
+  for (std::size_t away = 0; away < y.size(); ++away) {
+    if (spot.point >= away && is_peak(spot.point - away))
+      return Spot{spot.curve, spot.point - away};
+    if (is_peak(spot.point + away)) return Spot{spot.curve, spot.point + away};
+  }
+  return std::nullopt;
+}
+
+bool SpectraPlot::MoveCursor(const QKeyEvent& event) {
+  if (curves_ == nullptr || curves_->size() == 0) return false;
+  const int key = event.key();
+  const bool to_peak = key == Qt::Key_P;
+  const bool along = key == Qt::Key_Left || key == Qt::Key_Right;
+  const bool across = key == Qt::Key_Up || key == Qt::Key_Down;
+  if (!to_peak && !((along || across) && event.modifiers() & Qt::ControlModifier)) return false;
+  if (!cursor_) {
+    // It begins in the middle of what is seen.
+    const auto middle =
+        std::ranges::lower_bound(curves_->x, xAxis->range().center()) - curves_->x.begin();
+    const auto last = std::ssize(curves_->x) - 1;
+    cursor_ = Spot{0, static_cast<std::size_t>(std::min(middle, last))};
+  } else if (along) {
+    const bool rises = (key == Qt::Key_Right) != xAxis->rangeReversed();
+    if (rises && cursor_->point + 1 < curves_->x.size()) ++cursor_->point;
+    if (!rises && cursor_->point > 0) --cursor_->point;
+  } else if (across) {
+    if (key == Qt::Key_Down && cursor_->curve + 1 < curves_->size()) ++cursor_->curve;
+    if (key == Qt::Key_Up && cursor_->curve > 0) --cursor_->curve;
+  }
+  if (to_peak) cursor_ = NearestPeak(*cursor_).value_or(*cursor_);
+  // It stays in sight.
+  const double x = curves_->x[cursor_->point];
+  const QCPRange seen = xAxis->range();
+  if (!seen.contains(x)) xAxis->moveRange(x - seen.center());
+  Hover(cursor_);
+  replot(rpQueuedReplot);
+  return true;
 }
 
 void SpectraPlot::SpaceTicks(QSize size) {
@@ -294,11 +401,12 @@ void SpectraPlot::SpaceTicks(QSize size) {
 }
 
 void SpectraPlot::Hover(const std::optional<Spot>& spot) {
-  marker_->setVisible(spot.has_value());
-  label_->setVisible(spot.has_value());
   hovered_->SetEmphasized(spot && AreLines() ? std::vector{spot->curve}
                                              : std::vector<std::size_t>());
-  if (spot) {
+  const bool has_place = spot && std::isfinite(curves_->Of(spot->curve)[spot->point]);
+  marker_->setVisible(has_place);
+  label_->setVisible(has_place);
+  if (has_place) {
     const QPointF place(
         xAxis->coordToPixel(curves_->x[spot->point]),
         yAxis->coordToPixel(static_cast<double>(curves_->Of(spot->curve)[spot->point])));
@@ -316,13 +424,19 @@ void SpectraPlot::Hover(const std::optional<Spot>& spot) {
     label_->position->setPixelPosition(place + QPointF(left ? -10 : 10, below ? 10 : -10));
   }
   layer("hovered")->replot();
-  emit Pointed(spot ? Words(*spot) : QString());
+  QString words;
+  if (spot) {
+    words = Words(*spot);
+    if (const auto peak = NearestPeak(*spot))
+      words += tr(" - next peak at %1").arg(NumbersAt(*peak));
+  }
+  setAccessibleDescription(words);
+  QAccessibleEvent changed(this, QAccessible::DescriptionChanged);
+  QAccessible::updateAccessibility(&changed);
+  emit Pointed(words);
 }
 
-QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) {
-  const QString suffix = kind.isEmpty() ? QFileInfo(path).suffix().toLower() : kind;
-  if (suffix != "svg" && suffix != "png" && suffix != "pdf")
-    return tr("A picture is an SVG, PNG or PDF file.");
+PlotPicture SpectraPlot::Picture(QSize size) {
   Hover(std::nullopt);
   const QPalette before = palette();
   QPalette paper;
@@ -330,42 +444,28 @@ QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) 
   paper.setColor(QPalette::Text, Qt::black);
   TakeColors(paper);
   SpaceTicks(size);
-  QBuffer picture;
-  picture.open(QIODevice::WriteOnly);
-  bool drawn = true;
-  const auto draw_on = [&](QPaintDevice& device) {
-    QCPPainter painter;
-    drawn = painter.begin(&device);
-    if (!drawn) return;
+  PlotPicture picture;
+  picture.size = size;
+  all_->KeepDrawing(true);
+  emphasized_->KeepDrawing(true);
+  {
+    QCPPainter painter(&picture.frame);
     painter.setMode(QCPPainter::pmVectorized);
-    painter.setMode(QCPPainter::pmNoCaching);
     painter.setMode(QCPPainter::pmNonCosmetic);
     toPainter(&painter, size.width(), size.height());
-  };
-  if (suffix == "png") {
-    drawn = toPixmap(size.width(), size.height()).save(&picture, "PNG");
-  } else if (suffix == "svg") {
-    QSvgGenerator generator;
-    generator.setOutputDevice(&picture);
-    generator.setSize(size);
-    generator.setViewBox(QRect({0, 0}, size));
-    draw_on(generator);
-  } else {
-    constexpr int kPointsPerInch = 72;
-    QPdfWriter writer(&picture);
-    writer.setResolution(kPointsPerInch);
-    writer.setPageSize(QPageSize(size, {}, QPageSize::ExactMatch));
-    writer.setPageMargins({});
-    draw_on(writer);
   }
+  picture.all = all_->kept();
+  picture.emphasized = emphasized_->kept();
+  all_->KeepDrawing(false);
+  emphasized_->KeepDrawing(false);
   TakeColors(before);
   SpaceTicks(this->size());
   replot(rpQueuedReplot);
-  // A picture that is not whole is none.
-  QSaveFile file(path);
-  const bool written = drawn && file.open(QIODevice::WriteOnly) &&
-                       file.write(picture.data()) == picture.data().size() && file.commit();
-  return written ? QString() : tr("The picture could not be written.");
+  return picture;
+}
+
+QString SpectraPlot::Save(const QString& path, const QString& kind, QSize size) {
+  return Picture(size).Write(path, kind, [](std::size_t, std::size_t) { return true; });
 }
 
 void SpectraPlot::mousePressEvent(QMouseEvent* event) {
@@ -387,7 +487,9 @@ void SpectraPlot::mouseReleaseEvent(QMouseEvent* event) {
   if (event->button() != Qt::LeftButton ||
       (event->pos() - pressed_).manhattanLength() >= QApplication::startDragDistance())
     return;
-  if (const auto spot = SpotAt(event->position())) emit CurveClicked(curves_->lines[spot->curve]);
+  const auto spot = SpotAt(event->position());
+  // One of another file has no line here.
+  if (spot && curves_->lines[spot->curve] > 0) emit CurveClicked(curves_->lines[spot->curve]);
 }
 
 void SpectraPlot::leaveEvent(QEvent* event) {
@@ -415,6 +517,7 @@ void SpectraPlot::keyPressEvent(QKeyEvent* event) {
   const auto move = [](QCPAxis* axis, double part) {
     axis->moveRange(axis->range().size() * (axis->rangeReversed() ? -part : part));
   };
+  if (MoveCursor(*event)) return;
   switch (event->key()) {
     case Qt::Key_Plus:
       zoom(kZoom);
@@ -474,15 +577,15 @@ void SpectraPlot::TakeColors(const QPalette& colors) {
     axis->setSubTickPen(text);
     axis->setTickLabelColor(text);
     axis->setLabelColor(text);
-    axis->setTickLabelFont(font());
-    axis->setLabelFont(font());
+    axis->setTickLabelFont(Lettering());
+    axis->setLabelFont(Lettering());
     axis->grid()->setPen(QPen(Between(background, text, 0.15F), 1, Qt::DotLine));
     axis->grid()->setZeroLinePen(Between(background, text, 0.3F));
   }
   label_->setColor(text);
   nothing_->setColor(text);
-  nothing_->setFont(font());
-  label_->setFont(font());
+  nothing_->setFont(Lettering());
+  label_->setFont(Lettering());
   label_->setBrush(background);
   label_->setPen(Between(background, text, 0.4F));
   marker_->setPen(QPen(text, 1.5));

@@ -8,13 +8,15 @@
 #include <vector>
 
 #include "apps/desktop/Curves.h"
+#include "apps/desktop/PlotPicture.h"
 
 namespace nvimport {
 
 class CurvesPlottable;
 
 // The picture of a sheet's curves: zoomed by the wheel and by a frame drawn with Shift held, moved
-// by dragging, or by + - 0 and the arrow keys. The curve under the pointer is named.
+// by dragging, or by + - 0 and the arrow keys. The point under the pointer is named, or that of the
+// cursor, which keys move from point to point and from curve to curve.
 class SpectraPlot : public QCustomPlot {
   Q_OBJECT
  public:
@@ -27,6 +29,11 @@ class SpectraPlot : public QCustomPlot {
   // Whether x falls from left to right, as wavenumbers are shown.
   void SetReversed(bool reversed);
   void ShowAll();
+  // Has y fit what is seen whenever x changes.
+  void SetFitting(bool fits);
+  // What was seen before, or what was left so.
+  void GoBack() { GoTo(place_ - 1); }
+  void GoForward() { GoTo(place_ + 1); }
   // The curves of these rows of the sheet, or columns of points.
   void Emphasize(const std::vector<int>& lines);
 
@@ -39,9 +46,14 @@ class SpectraPlot : public QCustomPlot {
   std::optional<Spot> SpotAt(const QPointF& place) const;
   // "1120, 0.319  Wheat 03".
   QString Words(const Spot& spot) const;
+  // The highest or lowest point of a line next to a place on it, if it has any.
+  std::optional<Spot> NearestPeak(const Spot& spot) const;
+  // Where the cursor is, which keys move.
+  const std::optional<Spot>& cursor() const { return cursor_; }
 
-  // Draws into a file of the kind that its name ends with, or `kind` says, on white. What hinders
-  // is returned.
+  // What is seen, on white.
+  PlotPicture Picture(QSize size);
+  // Writes that; see PlotPicture.
   QString Save(const QString& path, const QString& kind, QSize size);
 
  signals:
@@ -60,8 +72,22 @@ class SpectraPlot : public QCustomPlot {
   void resizeEvent(QResizeEvent* event) override;
 
  private:
+  // The ranges that are seen.
+  struct View {
+    QCPRange x;
+    QCPRange y;
+    bool operator==(const View&) const = default;
+  };
+  void GoTo(std::ptrdiff_t place);
+  void KeepView();
+  void FitValues();
+  // False for a key that does not move it.
+  bool MoveCursor(const QKeyEvent& event);
+
   bool AreLines() const { return curves_->marks == PlotChoice::Marks::kLines; }
   QString NumbersAt(const Spot& spot) const;
+  // Of one size in pixels on whatever device.
+  QFont Lettering() const;
   // As many ticks as their labels have room for.
   void SpaceTicks(QSize size);
   void TakeColors(const QPalette& palette);
@@ -79,6 +105,11 @@ class SpectraPlot : public QCustomPlot {
   QCPItemText* nothing_;           // what is said in the place of a picture
   QCPLayoutGrid* side_ = nullptr;  // with the names, if there are few
   QTimer at_rest_;
+  QTimer settled_;           // when the view has stayed a while
+  std::vector<View> views_;  // that were seen
+  std::ptrdiff_t place_ = 0;
+  std::optional<Spot> cursor_;
+  bool fits_ = false;
   QPoint pressed_;
   bool dark_ = false;
 };

@@ -12,10 +12,12 @@ log=$work/log
 export NVIMPORT_PLUGIN_PATH='' XDG_CONFIG_HOME="$work"
 . "$source/tests/install/functions.sh"
 
-# consumer FOLDER: builds that of the source in $work/FOLDER.
+# consumer FOLDER SETTING...: builds that of the source in $work/FOLDER.
 consumer() {
-  quiet "$cmake" -S "$source/$1" -B "$work/$1" -DCMAKE_PREFIX_PATH="$work/prefix"
-  quiet "$cmake" --build "$work/$1"
+  folder=$1
+  shift
+  quiet "$cmake" -S "$source/$folder" -B "$work/$folder" -DCMAKE_PREFIX_PATH="$work/prefix" "$@"
+  quiet "$cmake" --build "$work/$folder"
 }
 
 quiet "$cmake" --install "$build" --prefix "$work/built"
@@ -39,7 +41,7 @@ done >>"$work/commands"
 quiet xargs -P "$(nproc)" -d '\n' -n 1 sh -c <"$work/commands"
 # Nothing of ours is there by another path, and a part of another project has the same.
 same "$(ls "$include")" nvimport
-same "$(cd "$build/include" && find . ! -type d | sort)" "$(cd "$include" && find . ! -type d | sort)"
+same "$(for part in "$build"/include*; do (cd "$part" && find . ! -type d); done | sort)" "$(cd "$include" && find . ! -type d | sort)"
 
 # The host in C.
 tank='1,1: "Tank"
@@ -84,6 +86,17 @@ same "$("$host" "$source/samples/tanks.wk1" "$work/tanks.dif" 2>&1)" \
   "LotusFile, Note: 1 formula cell arrives empty"
 same "$("$nvimport" convert "$work/tanks.dif" -o - | tail -n 2)" "T3,109
 Sum,"
+
+# The host in Qt, where the dialogs are: its table, after a user answered.
+if [ -e "$include/nvimport/qt-dialogs" ]; then
+  consumer examples/host/qt
+  consumer tests/install/qt -DEXAMPLES="$source/examples"
+  same "$(QT_QPA_PLATFORM=offscreen ASAN_OPTIONS=detect_leaks=0 \
+    "$work/tests/install/qt/qt-user" "$source/samples" 2>"$work/asked")" "Select Excel Worksheet: 12 x 5, Run
+Text Import Wizard: 5 columns by semicolon, 9 x 5, Batch
+Galactic SPC File Import Wizard: points 3 to 7, 4 x 7, Primary ID
+Select Excel Worksheet: 12 rows"
+fi
 
 # The plug-in: two points from 1100 in steps of 2, one scan, 0.5 and 1.
 consumer plugins/example

@@ -59,8 +59,18 @@ fi
 
 # Where Qt is installed.
 if ls nvimport-desktop_*.deb >/dev/null 2>&1; then
-  qt="libqcustomplot2.1-qt6, libqt6core6, libqt6gui6, libqt6svg6, libqt6widgets6"
-  holds nvimport-desktop "libnvimport1 (= $version), libc6, libgcc-s1, $qt, libstdc++6" "usr/bin/nvimport-desktop
+  dialogs=libnvimport-qt-dialogs1
+  qt="libqt6core6, libqt6gui6, libqt6widgets6"
+  holds $dialogs "libnvimport1 (= $version), libc6, libgcc-s1, $qt, libstdc++6" \
+    "$lib/libnvimport-qt-dialogs.so.1
+$lib/libnvimport-qt-dialogs.so.${version%-*}"
+  holds libnvimport-qt-dialogs-dev \
+    "$dialogs (= $version), libnvimport-dev (= $version), qt6-base-dev" \
+    "$lib/cmake/NvImport/NvImportQtDialogsTargets-release.cmake
+$lib/cmake/NvImport/NvImportQtDialogsTargets.cmake
+$lib/libnvimport-qt-dialogs.so"
+  qt="libqcustomplot2.1-qt6, libqt6core6, libqt6gui6, libqt6printsupport6, libqt6svg6, libqt6widgets6"
+  holds nvimport-desktop "libnvimport1 (= $version), $dialogs (= $version), libc6, libgcc-s1, $qt, libstdc++6" "usr/bin/nvimport-desktop
 $lib/nvimport/nvimport-draw.so"
 fi
 

@@ -1,9 +1,11 @@
 #include <QClipboard>
 #include <QComboBox>
+#include <QDir>
 #include <QDropEvent>
 #include <QFile>
 #include <QFileInfo>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
@@ -12,6 +14,7 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QTableView>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
@@ -230,6 +233,21 @@ class MainWindowTest : public QObject {
           row == 5 ? QItemSelectionModel::ClearAndSelect : QItemSelectionModel::Select);
     Finish(window, [&] { window.CopySelection(); });
     QCOMPARE(QApplication::clipboard()->text(), "1\tClover 1\n4\tClover 4\n");
+    Finish(window, [&] { window.CopySelection(/*with_names=*/true); });
+    QCOMPARE(QApplication::clipboard()->text().count('\n'), 3);
+
+    // Sorted and filtered for looking, the cells are those of the sheet.
+    QVERIFY(sheet.isRowHidden(0) && !sheet.isRowHidden(1));
+    Finish(window, [&] { window.ShowRows({.sorted_by = 3, .falls = true, .wanted = "CLOVER"}); });
+    QVERIFY(window.findChild<QLabel*>("lacking")->text().contains("4 of 5 rows"));
+    QCOMPARE(CellOf(window, 2, 3), "Clover 4");
+    QCOMPARE(model.headerData(1, Qt::Vertical).toString(), "6");
+    sheet.selectRow(1);
+    QCOMPARE(sheet.SelectedLines(Qt::Vertical), std::vector<int>{6});
+    QCOMPARE(sheet.Selected().front().first_row, 6);
+    sheet.GoTo({2, 1});  // which is not shown
+    QCOMPARE(model.rowCount(), 6);
+    QCOMPARE(sheet.Place().row, 2);
 
     const auto kinds = ExportKinds();
     QVERIFY(kinds.size() >= 5);
@@ -273,6 +291,17 @@ class MainWindowTest : public QObject {
     QVERIFY(plot.xAxis->range().size() < before);
     ActionOf(window, "Show all of the plot")->trigger();
     QCOMPARE(plot.xAxis->range().size(), before);
+
+    // For looking only, and said so.
+    Finish(window, [&] { window.LookAs({.derivative = Look::Derivative::kFirst}); });
+    QVERIFY(window.findChild<QLabel*>("lacking")->text().contains("first derivative"));
+    QVERIFY(std::abs(plot.curves()->Of(2)[0]) < 0.01F);
+    QCOMPARE(CellOf(window, 5, 5), "0.43086404");
+    Finish(window, [&] { window.LookAs({}); });
+    QCOMPARE(plot.curves()->Of(2)[0], 0.43086404F);
+    Finish(window, [&] { window.CopyPlot(); });
+    const QMimeData& copied = *QApplication::clipboard()->mimeData();
+    QVERIFY(copied.hasImage() && copied.data("image/svg+xml").contains("Clover 4"));
 
     const QList<std::pair<const char*, QByteArray>> kinds = {
         {"png", "\x89PNG"}, {"svg", "<?xml"}, {"pdf", "%PDF"}};
@@ -352,14 +381,36 @@ class MainWindowTest : public QObject {
     const QString path = folder_.filePath("decides.xlsx");
     Finish(window, [&] { window.ExportTo(path, static_cast<std::size_t>(csv - kinds.begin())); });
     QVERIFY(Contents(path).startsWith("PK"));
+    // What is selected goes out under its names.
+    window.sheet().selectionModel()->select(
+        QItemSelection(window.sheet().model()->index(3, 2), window.sheet().model()->index(4, 3)),
+        QItemSelectionModel::ClearAndSelect);
+    const QString part = folder_.filePath("part.csv");
+    Finish(window, [&] { window.ExportTo(part, 0, /*only_selected=*/true); });
+    QVERIFY2(Contents(part).startsWith("SampleName,Time") && Contents(part).count('\n') == 3,
+             Contents(part));
     NextDialog next;
     for (int i = 0; i < 2; ++i) next.Expect([](QDialog& dialog) { dialog.accept(); });
     window.ExportTo(folder_.filePath("decides.foo"), 0);
-    window.SavePlotTo(folder_.filePath("decides.foo"));
+    Finish(window, [&] { window.SavePlotTo(folder_.filePath("decides.foo")); });
     QVERIFY(!QFile::exists(folder_.filePath("decides.foo")));
     QVERIFY(next.all_came());
-    window.SavePlotTo(folder_.filePath("decides.svg"));
+    Finish(window, [&] { window.SavePlotTo(folder_.filePath("decides.svg")); });
     QVERIFY(Contents(folder_.filePath("decides.svg")).startsWith("<?xml"));
+    const QString large = folder_.filePath("large.png");
+    Finish(window, [&] { window.SavePlotTo(large, {400, 300}, 192); });
+    const QImage image(large);
+    QCOMPARE(image.size(), QSize(800, 600));
+    // It is the same picture: axes, names and all.
+    Finish(window, [&] { window.SavePlotTo(large, {400, 300}); });
+    const auto dark = [](const QImage& of) {
+      int count = 0;
+      for (int y = 0; y < of.height(); ++y)
+        for (int x = 0; x < of.width(); ++x) count += qGray(of.pixel(x, y)) < 160;
+      return static_cast<double>(count) / (of.width() * of.height());
+    };
+    const double ratio = dark(image) / dark(QImage(large));
+    QVERIFY2(ratio > 0.6 && ratio < 1.6, qPrintable(QString::number(ratio)));
   }
 
   void FilesAreDroppedAndRemembered() {
@@ -388,6 +439,27 @@ class MainWindowTest : public QObject {
     QVERIFY(Import(window, [&] { recent->actions().front()->trigger(); }));
   }
 
+  void FoldersAreDroppedAndDescriptionsSearched() {
+    const QDir folder(folder_.filePath("dropped"));
+    QVERIFY(folder.mkpath("below"));
+    QVERIFY(QFile::copy(Sample("clover.da"), folder.filePath("clover.da")));
+    QVERIFY(QFile::copy(Sample("oil-affn.dx"), folder.filePath("below/oil.dx")));
+    Write(folder.filePath("other.bin"), QByteArray(100, '\1'));
+    MainWindow window;
+    NextDialog next;
+    window.OpenDropped({folder.path()});
+    QTRY_COMPARE(window.pages().count(), 2);
+    QTRY_VERIFY(!window.library().busy());
+    while (window.page()->name() != "oil.dx")
+      window.pages().setCurrentIndex(1 - window.pages().currentIndex());
+    auto& panel = *window.findChild<DescriptionPanel*>();
+    const QAbstractItemModel& model = *panel.findChild<QTableView*>()->model();
+    const int all = model.rowCount();
+    QVERIFY(all > 3);
+    panel.findChild<QLineEdit*>()->setText(model.index(0, 2).data().toString());
+    QVERIFY(model.rowCount() > 0 && model.rowCount() < all);
+  }
+
   void AnImportIsCancelledOnTheWay() {
     MainWindow window;
     NextDialog next;
@@ -405,6 +477,55 @@ class MainWindowTest : public QObject {
     QCOMPARE(next.unexpected(), 0);
     QVERIFY(!ActionOf(window, "Export...")->isEnabled());
     QVERIFY(ActionOf(window, "Open...")->isEnabled());
+  }
+
+  void FilesAreTabs() {
+    MainWindow window;
+    window.show();
+    const QStringList files = {Sample("clover.da"), Sample("tanks.wk1")};
+    Finish(window, [&] { window.OpenEach(files + QStringList(folder_.filePath("none"))); });
+    NextDialog next;
+    next.Expect([](QDialog& dialog) { dialog.accept(); });
+    QTRY_VERIFY(next.all_came());
+    QCOMPARE(window.pages().count(), 2);
+    QVERIFY(window.windowTitle().startsWith("tanks.wk1"));
+    const QString cell = CellOf(window, 1, 1);
+    QVERIFY(Open(window, {files.front()}));
+    QCOMPARE(window.pages().count(), 2);
+    QVERIFY(window.windowTitle().startsWith("clover.da"));
+    QVERIFY(CellOf(window, 1, 1) != cell);
+    // One is seen over the other.
+    QMenu* overlays = nullptr;
+    for (QMenu* menu : window.findChildren<QMenu*>())
+      if (menu->title() == "O&verlay with") overlays = menu;
+    emit overlays->aboutToShow();
+    Finish(window, [&] { overlays->actions().front()->trigger(); });
+    QVERIFY(window.plot().curves()->size() > 4);
+    QVERIFY(window.findChild<QLabel*>("lacking")->text().contains("tanks.wk1"));
+    // What is done goes on in its page, or without it.
+    const Page* const clover = window.page();
+    window.Find("Clover 4", true);
+    window.pages().setCurrentIndex(1);
+    QTRY_VERIFY(!window.library().busy());
+    QCOMPARE(clover->sheet().Place().row, 6);
+    window.ImportAgain();
+    while (window.page() != nullptr) window.ClosePage(0);
+    QTRY_COMPARE(window.pages().count(), 1);
+    QCOMPARE(CellOf(window, 1, 1), cell);
+  }
+
+  void ClosingCancelsAQuestion() {
+    MainWindow window;
+    window.show();
+    NextDialog next;
+    next.Expect([&](QDialog&) {
+      // Under a modal one no window system's request to close would come through.
+      QVERIFY(QApplication::activeModalWidget() == nullptr);
+      QVERIFY(window.close());
+    });
+    QVERIFY(!Open(window, {Sample("ovens.xls")}));
+    QVERIFY(next.all_came());
+    QVERIFY(!window.library().busy());
   }
 
   void ClosingStopsAnImport() {

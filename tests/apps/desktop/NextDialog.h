@@ -39,8 +39,12 @@ class NextDialog : public QObject {
 
  private:
   void Look() {
-    auto* const dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-    if (dialog == nullptr || dialog == answered_ || !dialog->isVisible()) return;
+    QDialog* dialog = nullptr;
+    for (QWidget* widget : QApplication::topLevelWidgets())
+      if (auto* const shown = qobject_cast<QDialog*>(widget);
+          shown != nullptr && shown->isVisible() && shown != answered_)
+        dialog = shown;
+    if (dialog == nullptr) return;
     answered_ = dialog;
     if (answers_.empty()) {
       ++unexpected_;

@@ -5,11 +5,13 @@
 #include <QTest>
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "apps/desktop/CurvesPlottable.h"
+#include "apps/desktop/Overlay.h"
 #include "apps/desktop/SpectraPlot.h"
 #include "nvimport/framework/MemorySheet.h"
 
@@ -152,6 +154,80 @@ class PlotTest : public QObject {
                    qPrintable(where));
         }
     }
+  }
+
+  // A parabola has the derivatives that it has, at any distances; what is stacked is apart.
+  void LooksAreWhatTheySay() {
+    Curves curves;
+    for (const double x : {1.0, 2.0, 4.0, 5.0, 7.0, 8.0, 9.0}) curves.x.push_back(x);
+    for (const int factor : {1, 2}) {
+      for (const double x : curves.x) curves.y.push_back(static_cast<float>(factor * x * x));
+      curves.lines.push_back(factor);
+      curves.names.emplace_back();
+    }
+    const Report go_on = [](std::size_t, std::size_t) { return true; };
+    for (const auto& [derivative, at_7] :
+         {std::pair(Look::Derivative::kFirst, 14.0F), std::pair(Look::Derivative::kSecond, 2.0F)}) {
+      const Curves seen = LookAt(curves, {.derivative = derivative, .window = 5}, go_on);
+      for (const std::size_t curve : {0U, 1U})
+        QVERIFY(std::abs(seen.Of(curve)[4] / static_cast<float>(curve + 1) - at_7) < 1e-4F);
+    }
+    const Curves scaled = LookAt(
+        curves, {.scaling = Look::Scaling::kToOne, .stacking = Look::Stacking::kStacked}, go_on);
+    QCOMPARE(scaled.Of(0).back(), 1.0F);
+    QCOMPARE(scaled.Of(1).front(), 1.0F);
+    const Curves centred = LookAt(curves, {.scaling = Look::Scaling::kCentered}, go_on);
+    QVERIFY(std::abs(std::reduce(centred.y.begin(), centred.y.begin() + 7)) < 1e-4F);
+    QVERIFY(LookAt(curves, {.derivative = Look::Derivative::kFirst}, [](auto, auto) {
+              return false;
+            }).complete == false);
+  }
+
+  // Over the points of both, each line is what it was.
+  void OverlaidLinesAreTheSame() {
+    const auto own = CurvesOf({{"Name", "10", "20", "40"}, {"a", 1.0, 2.0, 0.0}});
+    const auto other =
+        CurvesOf({{"Name", "50", "30", "20", "15"}, {"b", 4.0, std::monostate(), 2.0, 1.0}});
+    const std::vector<OtherCurves> others = {{"f", other}};
+    const Report go_on = [](std::size_t, std::size_t) { return true; };
+    const Curves all = Overlaid(*own, others, {}, go_on);
+    QCOMPARE(all.x, (std::vector<double>{10, 15, 20, 30, 40, 50}));
+    QCOMPARE(all.names, (std::vector<QString>{"a", "f: b"}));
+    QCOMPARE(all.lines, (std::vector<int>{2, 0}));
+    const float none = std::nanf("");
+    const float want[] = {1, 1.5F, 2, 1, 0, none, none, 1, 2, none, none, 4};
+    for (std::size_t i = 0; i < std::size(want); ++i)
+      QVERIFY2(all.y[i] == want[i] || (std::isnan(all.y[i]) && std::isnan(want[i])),
+               qPrintable(QString::number(i) + ": " + QString::number(all.y[i])));
+    QVERIFY(all.between[1] && !all.between[2]);
+    const Curves stacked = Overlaid(*own, others, {.stacking = Look::Stacking::kStacked}, go_on);
+    QCOMPARE(stacked.Of(1)[5], 7.0F);
+  }
+
+  // The cursor goes from point to point, to peaks and to other curves; views come back.
+  void KeysReadThePlot() {
+    SpectraPlot plot;
+    plot.resize(kSize);
+    plot.show();
+    plot.SetCurves(CurvesOf({{"Name", "1100", "1102", "1104", "1106", "1108"},
+                             {"a", 0.1, 0.5, 0.2, 0.3, 0.4},
+                             {"b", 0.3, 0.2, 0.1, 0.2, 0.0}}));
+    const auto press = [&](int key, Qt::KeyboardModifiers with = Qt::ControlModifier) {
+      QTest::keyClick(&plot, static_cast<Qt::Key>(key), with);
+      return plot.accessibleDescription();
+    };
+    QCOMPARE(press(Qt::Key_Right), "1104, 0.2  a - next peak at 1104, 0.2");
+    QCOMPARE(press(Qt::Key_Left), "1102, 0.5  a - next peak at 1102, 0.5");
+    QCOMPARE(press(Qt::Key_Down), "1102, 0.2  b - next peak at 1104, 0.1");
+    QCOMPARE(press(Qt::Key_P, {}), "1104, 0.1  b - next peak at 1104, 0.1");
+    const QCPRange all = plot.xAxis->range();
+    plot.xAxis->setRange(1105, 1107);
+    plot.SetFitting(true);
+    QVERIFY(plot.yAxis->range().upper < 0.35);
+    plot.GoBack();
+    QCOMPARE(plot.xAxis->range(), all);
+    plot.GoForward();
+    QCOMPARE(plot.xAxis->range().lower, 1105.0);
   }
 };
 

@@ -11,8 +11,9 @@
 #include <QTest>
 #include <QTreeWidget>
 
-#include "apps/desktop/QuestionDialogs.h"
 #include "apps/desktop/RangePlot.h"
+#include "apps/desktop/Trouble.h"
+#include "nvimport/qt-dialogs/QtDialogs.h"
 #include "tests/apps/desktop/NextDialog.h"
 
 namespace nvimport {
@@ -43,9 +44,14 @@ ItemsQuestion Worksheets() {
 class QuestionDialogsTest : public QObject {
   Q_OBJECT
 
+  QWidget window_;
+  QtDialogs dialogs_{window_};
+
  private slots:
   void FileTypeIsChosenAmongTheCandidates() {
-    const FileTypeQuestion question{"Select File Type", "File Types", "Which one?", {"A", "B"}};
+    const FileTypeQuestion question{
+        "Select File Type", "File Types", "Which one?", {"DIF File(OEM)", "Text File"}};
+    dialogs_.Begin(Sample("titration.dif").toStdString());
     const struct {
       std::initializer_list<int> keys;
       std::optional<std::size_t> chosen;
@@ -61,12 +67,10 @@ class QuestionDialogsTest : public QObject {
         const auto* const list = dialog.findChild<QTreeWidget*>();
         QCOMPARE(list->headerItem()->text(0), "File Types");
         QCOMPARE(list->topLevelItem(1)->text(1), "possible");
-        QCOMPARE(list->topLevelItem(2)->text(0), "C");
+        QVERIFY(list->topLevelItem(2)->isDisabled());
         Press(dialog, c.keys);
       });
-      QCOMPARE(AskFileType(nullptr, question, {{"", "certain"}, {"", "possible"}},
-                           {{"C", "not this format"}}),
-               c.chosen);
+      QCOMPARE(dialogs_.SelectFileType(question), c.chosen);
       QVERIFY(next.all_came());
     }
   }
@@ -77,9 +81,9 @@ class QuestionDialogsTest : public QObject {
     question.path = "/data/a.txt";
     question.current = {";", false};
     std::vector<std::string> asked;
-    const PreviewMaker preview = [&](const TextImportChoice& choice, const auto& show) {
+    question.preview = [&](const TextImportChoice& choice, int, int) {
       asked.push_back(choice.delimiter + (choice.ignore_consecutive ? "+" : ""));
-      show({{"Name", "1,5"}, {choice.delimiter, "2.5"}});
+      return std::vector<std::vector<std::string>>{{"Name", "1,5"}, {choice.delimiter, "2.5"}};
     };
     NextDialog next;
     next.Expect([&](QDialog& dialog) {
@@ -99,11 +103,11 @@ class QuestionDialogsTest : public QObject {
       QVERIFY(!(table->item(1, 1)->textAlignment() & Qt::AlignRight));
       PressOk(dialog);
     });
-    const auto answer = AskTextImport(nullptr, question, '.', preview);
+    const auto answer = dialogs_.ImportText(question);
     QVERIFY(answer.has_value());
-    QCOMPARE(answer->choice.delimiter, "\t|");
-    QVERIFY(answer->choice.ignore_consecutive);
-    QCOMPARE(answer->decimal_mark, ',');
+    QCOMPARE(answer->delimiter, "\t|");
+    QVERIFY(answer->ignore_consecutive);
+    QCOMPARE(dialogs_.decimal_mark(), ',');
     QCOMPARE(asked.front(), ";");
     QCOMPARE(asked.back(), "\t|+");
   }
@@ -129,7 +133,7 @@ class QuestionDialogsTest : public QObject {
       QTest::keyClick(merges[0], Qt::Key_Space);
       PressOk(dialog);
     });
-    const auto answer = AskItems(nullptr, Worksheets());
+    const auto answer = dialogs_.SelectItems(Worksheets());
     QVERIFY(answer.has_value());
     QCOMPARE(answer->items, (std::vector<std::size_t>{0, 2}));
     QCOMPARE(answer->merge, std::size_t{0});
@@ -138,26 +142,16 @@ class QuestionDialogsTest : public QObject {
     reference.only_one = true;
     reference.merge_choices.clear();
     next.Expect([](QDialog& dialog) { Press(dialog, {Qt::Key_Down, Qt::Key_Return}); });
-    const auto one = AskItems(nullptr, reference);
+    const auto one = dialogs_.SelectItems(reference);
     QCOMPARE(one->items, std::vector<std::size_t>{1});
     next.Expect([](QDialog& dialog) { Press(dialog, {Qt::Key_Escape}); });
-    QVERIFY(!AskItems(nullptr, reference));
+    QVERIFY(!dialogs_.SelectItems(reference));
   }
 
   void RangeIsGivenOrDragged() {
     const RangeQuestion question{"Range", "/data/a.spc", 2000, 1002, -2, 500};
-    const CurvesMaker spectrum = [](const auto& show) {
-      auto curves = std::make_shared<Curves>();
-      curves->spectra = true;
-      curves->marks = PlotChoice::Marks::kLines;
-      for (int i = 0; i < 500; ++i) {
-        curves->x.push_back(1002 + 2 * i);
-        curves->y.push_back(static_cast<float>(i % 50));
-      }
-      curves->lines = {2};
-      curves->names = {"a"};
-      show(curves);
-    };
+    // In the window's own plot too.
+    dialogs_.SetRangeView([] { return std::make_unique<RangePlot>(); });
     NextDialog next;
     next.Expect([](QDialog& dialog) {
       const auto points = dialog.findChildren<QSpinBox*>();
@@ -169,12 +163,12 @@ class QuestionDialogsTest : public QObject {
       QCOMPARE(dialog.findChild<QLabel*>("x")->text(), "x = 1980");
       PressOk(dialog);
     });
-    auto answer = AskRange(nullptr, question, spectrum);
+    auto answer = dialogs_.SelectRange(question);
     QCOMPARE(answer->first, 11);
     QCOMPARE(answer->last, 20);
 
     next.Expect(PressOk);
-    answer = AskRange(nullptr, question, spectrum);
+    answer = dialogs_.SelectRange(question);
     QCOMPARE(answer->first, 1);
     QCOMPARE(answer->last, 0);
 
@@ -192,7 +186,7 @@ class QuestionDialogsTest : public QObject {
       QTest::mouseRelease(plot, Qt::LeftButton, {}, at(1600));
       PressOk(dialog);
     });
-    answer = AskRange(nullptr, question, spectrum);
+    answer = dialogs_.SelectRange(question);
     QVERIFY(std::abs(answer->first - 101) <= 2);
     QVERIFY(std::abs(answer->last - 201) <= 2);
   }
@@ -205,13 +199,13 @@ class QuestionDialogsTest : public QObject {
       PressOk(dialog);
     });
     const std::vector<std::string> files = {"/x/c.spc", "/y/a.spc", "/z/b.spc"};
-    QCOMPARE(AskFileOrder(nullptr, files),
+    QCOMPARE(dialogs_.OrderFiles({files}),
              (std::vector<std::string>{"/y/a.spc", "/z/b.spc", "/x/c.spc"}));
     next.Expect([](QDialog& dialog) {
       ButtonOf(dialog, "Sort by name")->click();
       PressOk(dialog);
     });
-    QCOMPARE(AskFileOrder(nullptr, files)->front(), "/y/a.spc");
+    QCOMPARE(dialogs_.OrderFiles({files})->front(), "/y/a.spc");
   }
 
   void PasswordsAreNotShown() {
@@ -223,9 +217,9 @@ class QuestionDialogsTest : public QObject {
       PressOk(dialog);
     });
     const PasswordQuestion question{.path = "/x/locked.xlsx"};
-    QCOMPARE(AskSecret(nullptr, question), "p\xc3\xa4ss");
+    QCOMPARE(dialogs_.AskPassword(question), "p\xc3\xa4ss");
     next.Expect([](QDialog& dialog) { PressOk(dialog); });
-    QCOMPARE(AskSecret(nullptr, question), std::nullopt);
+    QCOMPARE(dialogs_.AskPassword(question), std::nullopt);
   }
 
   void WarningsAndTroublesSayEverything() {
@@ -234,7 +228,10 @@ class QuestionDialogsTest : public QObject {
       QCOMPARE(dialog.windowTitle(), "Warning");
       Press(dialog, {Qt::Key_Escape});
     });
-    QVERIFY(!AskWarning(nullptr, "Warning", "Half of it is missing."));
+    QCOMPARE(dialogs_.ShowMessage({.text = "Half of it is missing.",
+                                   .title = "Warning",
+                                   .type = MessageBoxQuestion::kOkCancel}),
+             int{MessageBoxQuestion::kCancelAnswer});
     next.Expect([](QDialog& dialog) {
       const auto& box = dynamic_cast<QMessageBox&>(dialog);
       QCOMPARE(box.text(), "What");

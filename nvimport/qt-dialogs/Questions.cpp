@@ -1,9 +1,10 @@
-#include "apps/desktop/QuestionDialogs.h"
+#include "nvimport/qt-dialogs/Questions.h"
 
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
+#include <QEventLoop>
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QHeaderView>
@@ -25,10 +26,9 @@
 #include <numeric>
 #include <utility>
 
-#include "apps/desktop/RangePlot.h"
-#include "apps/desktop/SheetText.h"
 #include "nvimport/hosting/import/Delimiters.h"
 #include "nvimport/platform/NumberText.h"
+#include "nvimport/qt-dialogs/Text.h"
 
 namespace nvimport {
 
@@ -39,7 +39,8 @@ constexpr int kWidth = 520;  // of a prompt, before it is broken
 // A dialog with what is asked above and its buttons below. What is asked fills `body`.
 class Question : public QDialog {
  public:
-  Question(QWidget* parent, const QString& title, const QString& prompt) : QDialog(parent) {
+  Question(QuestionWindow& window, const QString& title, const QString& prompt)
+      : QDialog(window.window()), window_(window) {
     setWindowTitle(title);
     auto* const layout = new QVBoxLayout(this);
     auto* const said = new QLabel(prompt.trimmed());
@@ -59,10 +60,10 @@ class Question : public QDialog {
   QVBoxLayout* body;
 
   // The focus begins with what is asked, and comes to the buttons behind it.
-  int exec() override {
+  bool IsAccepted() {
     layout()->addWidget(buttons_);
     if (begin != nullptr) begin->setFocus();
-    return QDialog::exec();
+    return window_.Answer(*this) == QDialog::Accepted;
   }
   QWidget* begin = nullptr;
 
@@ -74,12 +75,14 @@ class Question : public QDialog {
   }
 
  private:
+  QuestionWindow& window_;
   QDialogButtonBox* buttons_;
 };
 
 QTreeWidget* AddList(Question& dialog, const QStringList& headings) {
   auto* const list = new QTreeWidget;
   list->setHeaderLabels(headings);
+  list->setAccessibleName(headings.front());
   list->setRootIsDecorated(false);
   list->setUniformRowHeights(true);
   list->setAlternatingRowColors(true);
@@ -128,9 +131,9 @@ QTableWidgetItem* PreviewCell(const std::string& text, char decimal_mark) {
 // The page of the text import: a delimiter and what it makes of the first rows.
 class TextImportPage : public Question {
  public:
-  TextImportPage(QWidget* parent, const TextImportQuestion& question, char decimal_mark,
+  TextImportPage(QuestionWindow& window, const TextImportQuestion& question, char decimal_mark,
                  PreviewMaker preview)
-      : Question(parent, FromBytes(question.title),
+      : Question(window, FromBytes(question.title),
                  tr("How are the fields of \"%1\" told apart?")
                      .arg(QFileInfo(FromBytes(question.path)).fileName())),
         preview_(std::move(preview)) {
@@ -237,16 +240,17 @@ class TextImportPage : public Question {
 // A range of points, drawn over the first spectrum.
 class RangePage : public Question {
  public:
-  RangePage(QWidget* parent, const RangeQuestion& question, const CurvesMaker& first_spectrum)
-      : Question(parent, FromBytes(question.title),
+  RangePage(QuestionWindow& window, const RangeQuestion& question, RangeView& view,
+            const SpectrumReader& first_spectrum)
+      : Question(window, FromBytes(question.title),
                  tr("Which points of \"%1\" do you want to import? Drag over the spectrum, or give "
                     "the numbers.")
                      .arg(QFileInfo(FromBytes(question.path)).fileName())),
-        question_(question) {
-    plot_ = new RangePlot;
-    plot_->setMinimumSize(560, 260);
-    plot_->xAxis->setRange(QCPRange(XOf(1), XOf(question.points)));
-    body->addWidget(plot_, 1);
+        question_(question),
+        view_(view) {
+    view.Widget()->setMinimumSize(560, 260);
+    view.ShowAxis(XOf(1), XOf(question.points));
+    body->addWidget(view.Widget(), 1);
     auto* const form = new QFormLayout;
     first_ = AddPoint(*form, tr("&First point:"), 1);
     last_ = AddPoint(*form, tr("&Last point:"), question.points);
@@ -257,19 +261,24 @@ class RangePage : public Question {
       first_->setValue(1);
       last_->setValue(question_.points);
     });
-    connect(plot_, &RangePlot::Dragged, this, [this](double from, double to) {
+    view.dragged = [this](double from, double to) {
       const int one = PointAt(from);
       const int other = PointAt(to);
       first_->setValue(std::min(one, other));
       last_->setValue(std::max(one, other));
-    });
+    };
     Update();
-    first_spectrum([page = QPointer(this)](std::shared_ptr<const Curves> curves) {
-      if (page == nullptr || curves == nullptr || curves->size() == 0) return;
-      page->plot_->SetCurves(std::move(curves));
+    first_spectrum([page = QPointer(this)](const Spectrum& spectrum) {
+      if (page == nullptr || spectrum.x.empty()) return;
+      page->view_.ShowSpectrum(spectrum.x, spectrum.y);
       page->Update();
     });
   }
+
+  // The plot is the host's.
+  ~RangePage() override { view_.Widget()->setParent(nullptr); }
+  RangePage(const RangePage&) = delete;
+  RangePage& operator=(const RangePage&) = delete;
 
   RangeChoice answer() const {
     const bool to_end = last_->value() == question_.points;
@@ -309,21 +318,21 @@ class RangePage : public Question {
 
   void Update() {
     Allow(first_->value() <= last_->value());
-    plot_->ShowRange(XOf(first_->value()), XOf(last_->value()));
+    view_.ShowRange(XOf(first_->value()), XOf(last_->value()));
   }
 
   const RangeQuestion& question_;
-  RangePlot* plot_;
+  RangeView& view_;
   QSpinBox* first_ = nullptr;
   QSpinBox* last_ = nullptr;
 };
 
 }  // namespace
 
-std::optional<std::size_t> AskFileType(QWidget* parent, const FileTypeQuestion& question,
+std::optional<std::size_t> AskFileType(QuestionWindow& window, const FileTypeQuestion& question,
                                        const std::vector<FormatAnswer>& answers,
                                        const std::vector<FormatAnswer>& others) {
-  Question dialog(parent, FromBytes(question.title), FromBytes(question.prompt));
+  Question dialog(window, FromBytes(question.title), FromBytes(question.prompt));
   auto* const list =
       AddList(dialog, {FromBytes(question.label), QObject::tr("What the format says")});
   // Those that are likely and can be read come first; of each, which of the names it is.
@@ -341,22 +350,23 @@ std::optional<std::size_t> AskFileType(QWidget* parent, const FileTypeQuestion& 
   list->setCurrentItem(list->topLevelItem(0));
   Widen(*list);
   QObject::connect(list, &QTreeWidget::itemDoubleClicked, &dialog, &QDialog::accept);
-  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  if (!dialog.IsAccepted()) return std::nullopt;
   const auto chosen = Chosen(*list, /*only_one=*/true);
   if (chosen.empty() || chosen.front() >= shown.size()) return std::nullopt;
   return shown[chosen.front()];
 }
 
-std::optional<TextImportAnswer> AskTextImport(QWidget* parent, const TextImportQuestion& question,
-                                              char decimal_mark, const PreviewMaker& preview) {
-  TextImportPage page(parent, question, decimal_mark, preview);
-  if (page.exec() != QDialog::Accepted) return std::nullopt;
+std::optional<TextImportAnswer> AskTextImport(QuestionWindow& window,
+                                              const TextImportQuestion& question, char decimal_mark,
+                                              const PreviewMaker& preview) {
+  TextImportPage page(window, question, decimal_mark, preview);
+  if (!page.IsAccepted()) return std::nullopt;
   return page.answer();
 }
 
-std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& question,
+std::optional<ItemsChoice> AskItems(QuestionWindow& window, const ItemsQuestion& question,
                                     const std::vector<std::size_t>& before) {
-  Question dialog(parent, FromBytes(question.title), FromBytes(question.prompt));
+  Question dialog(window, FromBytes(question.title), FromBytes(question.prompt));
   QStringList headings{FromBytes(question.heading)};
   if (!question.details.empty()) headings.push_back(QObject::tr("Size"));
   auto* const list = AddList(dialog, headings);
@@ -406,23 +416,23 @@ std::optional<ItemsChoice> AskItems(QWidget* parent, const ItemsQuestion& questi
                          update();
                        });
   update();
-  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  if (!dialog.IsAccepted()) return std::nullopt;
   ItemsChoice answer{Chosen(*list, question.only_one), question.merge};
   for (std::size_t i = 0; i < merges.size(); ++i)
     if (merges[i]->isChecked()) answer.merge = i;
   return answer;
 }
 
-std::optional<RangeChoice> AskRange(QWidget* parent, const RangeQuestion& question,
-                                    const CurvesMaker& first_spectrum) {
-  RangePage page(parent, question, first_spectrum);
-  if (page.exec() != QDialog::Accepted) return std::nullopt;
+std::optional<RangeChoice> AskRange(QuestionWindow& window, const RangeQuestion& question,
+                                    RangeView& view, const SpectrumReader& first_spectrum) {
+  RangePage page(window, question, view, first_spectrum);
+  if (!page.IsAccepted()) return std::nullopt;
   return page.answer();
 }
 
-std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
+std::optional<std::vector<std::string>> AskFileOrder(QuestionWindow& window,
                                                      const std::vector<std::string>& files) {
-  Question dialog(parent, QObject::tr("Sort Files"),
+  Question dialog(window, QObject::tr("Sort Files"),
                   QObject::tr("In which order do you want to import the files?"));
   auto* const list = new QListWidget;
   list->setDragDropMode(QAbstractItemView::InternalMove);
@@ -447,7 +457,7 @@ std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
     });
   QObject::connect(dialog.AddButton(QObject::tr("Sort by &name")), &QPushButton::clicked, &dialog,
                    [list] { list->sortItems(); });
-  if (dialog.exec() != QDialog::Accepted) return std::nullopt;
+  if (!dialog.IsAccepted()) return std::nullopt;
   std::vector<std::string> sorted;
   sorted.reserve(files.size());
   for (int i = 0; i < list->count(); ++i)
@@ -455,35 +465,63 @@ std::optional<std::vector<std::string>> AskFileOrder(QWidget* parent,
   return sorted;
 }
 
-std::optional<std::string> AskSecret(QWidget* parent, const PasswordQuestion& question) {
+std::optional<std::string> AskSecret(QuestionWindow& window, const PasswordQuestion& question) {
   const QString title =
       QObject::tr("Password of \"%1\"").arg(QFileInfo(FromBytes(question.path)).fileName());
   const QString label = question.is_again ? QObject::tr("That password does not open it. &Another:")
                                           : QObject::tr("&Password:");
-  bool is_given = false;
-  const QString password =
-      QInputDialog::getText(parent, title, label, QLineEdit::Password, {}, &is_given);
-  if (!is_given || password.isEmpty()) return std::nullopt;
-  return password.toStdString();
+  QInputDialog dialog(window.window());
+  dialog.setWindowTitle(title);
+  dialog.setLabelText(label);
+  dialog.setTextEchoMode(QLineEdit::Password);
+  if (window.Answer(dialog) != QDialog::Accepted || dialog.textValue().isEmpty())
+    return std::nullopt;
+  return dialog.textValue().toStdString();
 }
 
-bool AskWarning(QWidget* parent, const QString& title, const QString& text) {
-  QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Ok | QMessageBox::Cancel, parent);
+int AskMessage(QuestionWindow& window, const MessageBoxQuestion& message) {
+  constexpr unsigned kButtons = 0xF;
+  constexpr unsigned kIcons = 0xF0;
+  const unsigned icon = message.type & kIcons;
+  QMessageBox box(icon == MessageBoxQuestion::kStop          ? QMessageBox::Critical
+                  : icon == MessageBoxQuestion::kExclamation ? QMessageBox::Warning
+                                                             : QMessageBox::Information,
+                  FromBytes(message.title), FromBytes(message.text), QMessageBox::Ok,
+                  window.window());
+  if ((message.type & kButtons) == MessageBoxQuestion::kOkCancel)
+    box.setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel);
   box.setTextFormat(Qt::PlainText);
   box.setDefaultButton(QMessageBox::Ok);
-  return box.exec() == QMessageBox::Ok;
+  return window.Answer(box) == QMessageBox::Ok ? MessageBoxQuestion::kOkAnswer
+                                               : MessageBoxQuestion::kCancelAnswer;
 }
 
-void ShowTrouble(QWidget* parent, const Trouble& trouble) {
-  QMessageBox box(QMessageBox::Critical, QApplication::applicationDisplayName(), trouble.text,
-                  QMessageBox::Ok, parent);
-  QStringList said;
-  for (const QString& part : {trouble.detail, trouble.file, trouble.advice})
-    if (!part.isEmpty()) said.push_back(part);
+void ShowDetail(QuestionWindow& window, const DetailMessage& message) {
+  QMessageBox box(QMessageBox::Information, FromBytes(message.title), FromBytes(message.text),
+                  QMessageBox::Ok, window.window());
   box.setTextFormat(Qt::PlainText);
-  box.setInformativeText(said.join("\n\n"));
-  box.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-  box.exec();
+  box.setDetailedText(FromBytes(message.detail));
+  window.Answer(box);
+}
+
+int QuestionWindow::Answer(QDialog& dialog) {
+  QEventLoop wait;
+  QObject::connect(&dialog, &QDialog::finished, &wait, &QEventLoop::quit);
+  dialog.setWindowModality(modal_ ? Qt::WindowModal : Qt::NonModal);
+  open_.push_back(&dialog);
+  dialog.show();
+  wait.exec();
+  std::erase(open_, &dialog);
+  return dialog.result();
+}
+
+void QuestionWindow::Cancel() {
+  const std::vector<QDialog*> open = open_;
+  for (QDialog* dialog : open) {
+    // The window may be gone before the dialog is left.
+    dialog->setParent(nullptr, dialog->windowFlags());
+    dialog->reject();
+  }
 }
 
 }  // namespace nvimport
