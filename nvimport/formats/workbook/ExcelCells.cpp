@@ -90,26 +90,6 @@ std::size_t TakePlain(std::span<const char> bytes, const Take& take) {
   return at;
 }
 
-// The same, where `strings` lie anywhere in memory: that is asked for all of some cells before the
-// first is taken.
-template <typename Take>
-std::size_t TakePlain(std::span<const char> bytes, const ExcelStrings& strings, const Take& take) {
-  constexpr std::size_t kPiece = 4096;  // more than any record that is plain
-  const auto of_texts = [](const auto& fetch) {
-    return [fetch](Plain kind, const char* data, unsigned) {
-      if (kind == Plain::kText) fetch(LoadLittle<std::uint32_t>(data + 6));
-    };
-  };
-  std::size_t taken = 0;
-  for (std::size_t last = 1; last > 0; taken += last) {
-    const auto piece = bytes.subspan(taken, std::min(kPiece, bytes.size() - taken));
-    TakePlain(piece, of_texts([&](std::uint32_t index) { strings.FetchPlace(index); }));
-    TakePlain(piece, of_texts([&](std::uint32_t index) { Fetch(strings.At(index)); }));
-    last = TakePlain(piece, take);
-  }
-  return taken;
-}
-
 bool IsOneOf(std::span<const std::uint16_t> ids, std::uint16_t id) {
   return std::ranges::find(ids, id) != ids.end();
 }
@@ -135,35 +115,29 @@ bool ExcelCells::Next(BiffRecord& record) { return read_ = book_.ReadRecord(reco
 
 bool ExcelCells::ReadSheet(std::uint64_t position, ReadSpreadSheetData* sink, int columns,
                            int rows) {
-  const auto take = [this](Plain kind, const char* data, unsigned count) {
-    const Place place = PlaceAt(data);
-    switch (kind) {
-      case Plain::kDouble:
-        return SetNumber(place, LoadLittle<std::uint16_t>(data + 4),
-                         std::bit_cast<double>(LoadLittle<std::uint64_t>(data + 6)));
-      case Plain::kText:
-        return SetShared(place, LoadLittle<std::uint32_t>(data + 6));
-      case Plain::kRks:
-        return SetRks(place, data + 4, count);
-    }
-  };
-  constexpr std::uint32_t kFewTexts = 1024;  // that stay near the processor
-  const bool has_many_texts = book_.strings.whole() > kFewTexts;
-  return ReadRecords(position, sink, columns, rows, [&](std::span<const char> bytes) {
-    return has_many_texts ? TakePlain(bytes, book_.strings, take) : TakePlain(bytes, take);
-  });
+  return ReadRecords(
+      position, sink, columns, rows, [this](Plain kind, const char* data, unsigned count) {
+        const Place place = PlaceAt(data);
+        switch (kind) {
+          case Plain::kDouble:
+            return SetNumber(place, LoadLittle<std::uint16_t>(data + 4),
+                             std::bit_cast<double>(LoadLittle<std::uint64_t>(data + 6)));
+          case Plain::kText:
+            return SetShared(place, LoadLittle<std::uint32_t>(data + 6));
+          case Plain::kRks:
+            return SetRks(place, data + 4, count);
+        }
+      });
 }
 
 void ExcelCells::Measure(std::uint64_t position, SheetExtent& extent) {
-  const auto take = [&](Plain, const char* data, unsigned count) {
+  ReadRecords(position, &extent, 0, 0, [&](Plain, const char* data, unsigned count) {
     const auto place = LoadLittle<std::uint32_t>(data);
     extent.Extend(static_cast<int>((place >> 16) + count), static_cast<int>((place & 0xFFFF) + 1));
-  };
-  ReadRecords(position, &extent, 0, 0,
-              [&](std::span<const char> bytes) { return TakePlain(bytes, take); });
+  });
 }
 
-// Reads a sheet; `take` takes plain cells as far as they lie ahead and returns their bytes.
+// Reads a sheet whose `take` takes plain cells.
 template <typename TakeCells>
 bool ExcelCells::ReadRecords(std::uint64_t position, ReadSpreadSheetData* sink, int columns,
                              int rows, TakeCells take) {
@@ -194,7 +168,7 @@ bool ExcelCells::ReadRecords(std::uint64_t position, ReadSpreadSheetData* sink, 
 template <typename TakeCells>
 void ExcelCells::PassPlain(const TakeCells& take) {
   if (book_.version >= kBiff5Version && !book_.rules.columns_by_low_byte)
-    book_.stream->PassAhead(take);
+    book_.stream->PassAhead([&](std::span<const char> bytes) { return TakePlain(bytes, take); });
 }
 
 // Goes behind a substream whose BOF has been read.

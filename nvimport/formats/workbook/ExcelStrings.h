@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "nvimport/formats/workbook/ExcelStream.h"
-#include "nvimport/platform/Fetch.h"
 
 namespace nvimport {
 
@@ -57,11 +56,6 @@ class ExcelStrings {
   // The string, empty where there is none.
   const char* At(std::uint32_t index) const {
     return index < begins_.size() ? text_.get() + begins_[index] : "";
-  }
-
-  // Says that the string will be asked for.
-  void FetchPlace(std::uint32_t index) const {
-    if (index < begins_.size()) Fetch(&begins_[index]);
   }
 
   // How many there are that don't break off.
