@@ -376,10 +376,9 @@ std::size_t ChemStationSignal::NextSegment() {
       return End(bytes[0] == 0 ? ChemStationEnd::kMarked : ChemStationEnd::kDamaged);
     if (bytes.size() < kSegmentHeadSize) return End(ChemStationEnd::kCut);
     const std::size_t count = static_cast<unsigned char>(bytes[1]);
-    double* value = run_.data();
     const char* const next = AddUp<std::endian::big>(
         bytes.data() + kSegmentHeadSize, bytes.data() + bytes.size(), value_, count,
-        [&](std::int64_t sum) { *value++ = static_cast<double>(sum); });
+        [to = run_.data()](std::int64_t sum) mutable { *to++ = static_cast<double>(sum); });
     if (next == nullptr) return End(ChemStationEnd::kCut);
     reader_.Skip(static_cast<std::size_t>(next - bytes.data()));
     if (count > 0) return count;
