@@ -18,6 +18,9 @@ namespace nvimport {
 int OpenInput(const char* path);
 // A file to be written, emptied or new.
 int OpenOutput(const char* path);
+// A new file in the folder for temporary files that is gone once it is closed, and the path by
+// which this process opens it again meanwhile.
+int OpenTemporary(std::string& path);
 bool CloseFile(int file);
 
 // The bytes read or written, 0 at the end; -1 where it failed, kInterrupted by a signal alone.

@@ -28,7 +28,8 @@ class TemporaryFile {
 
  private:
   std::string path_;
-  int descriptor_ = -1;
+  int descriptor_;
+  std::uint64_t written_ = 0;  // by Write
 };
 
 }  // namespace nvimport

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "nvimport/platform/Utf8.h"
 
@@ -38,6 +40,21 @@ int OpenInput(const char* path) {
 
 int OpenOutput(const char* path) {
   return ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+}
+
+int OpenTemporary(std::string& path) {
+  std::error_code none;
+  const std::filesystem::path folder = std::filesystem::temp_directory_path(none);
+  if (none) return -1;
+  int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  if (file < 0) {
+    // A file system that can't do without a name.
+    std::string name = (folder / "tmpXXXXXX").string();
+    file = ::mkostemp(name.data(), O_CLOEXEC);
+    if (file >= 0) ::unlink(name.c_str());
+  }
+  if (file >= 0) path = "/proc/self/fd/" + std::to_string(file);
+  return file;
 }
 
 bool CloseFile(int file) { return ::close(file) == 0; }

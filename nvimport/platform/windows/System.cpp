@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -17,6 +18,8 @@ namespace nvimport {
 
 namespace {
 
+constexpr DWORD kEverybody = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
 HANDLE HandleOf(int file) { return reinterpret_cast<HANDLE>(::_get_osfhandle(file)); }
 
 int Descriptor(HANDLE handle, int mode) {
@@ -27,7 +30,6 @@ int Descriptor(HANDLE handle, int mode) {
 }
 
 HANDLE Open(const char* path, DWORD access, DWORD disposition) {
-  constexpr DWORD kEverybody = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
   return ::CreateFileW(WidePath(path).c_str(), access, kEverybody, nullptr, disposition,
                        FILE_ATTRIBUTE_NORMAL | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
 }
@@ -60,6 +62,20 @@ int OpenInput(const char* path) {
 
 int OpenOutput(const char* path) {
   return Descriptor(Open(path, GENERIC_WRITE, CREATE_ALWAYS), _O_WRONLY | _O_BINARY);
+}
+
+// The file has a name, which the system takes away with the last who has it open.
+int OpenTemporary(std::string& path) {
+  std::array<wchar_t, MAX_PATH + 1> folder{};
+  std::array<wchar_t, MAX_PATH + 1> name{};
+  if (::GetTempPathW(static_cast<DWORD>(folder.size()), folder.data()) == 0 ||
+      ::GetTempFileNameW(folder.data(), L"nvi", 0, name.data()) == 0)
+    return -1;
+  path = Narrow(name.data());
+  return Descriptor(
+      ::CreateFileW(name.data(), GENERIC_READ | GENERIC_WRITE | DELETE, kEverybody, nullptr,
+                    CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr),
+      _O_RDWR | _O_BINARY);
 }
 
 bool CloseFile(int file) { return ::_close(file) == 0; }
