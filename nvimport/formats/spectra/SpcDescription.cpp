@@ -238,7 +238,8 @@ class SpcDescriber {
     NameAxes();
     // Several files: what one says, it says of each of its rows, unless these are many.
     const bool is_once = alone_ || layout_.sub_files > SpectraStatements::kMostRepeated;
-    for (int row = alone_ ? 0 : first_row_; row < EndRow() && !statements_.full(); ++row) {
+    for (int i = 0; i < layout_.sub_files && !statements_.full(); ++i) {
+      const int row = alone_ ? 0 : first_row_ + i;
       StateHeader(row);
       if (header_.log != 0) StateLog(row);
       if (is_once) break;
@@ -247,8 +248,6 @@ class SpcDescriber {
   }
 
  private:
-  int EndRow() const { return first_row_ + layout_.sub_files; }
-
   // The label of a field by its name in the new layout: in the old one it begins with an o.
   std::string_view Label(std::string_view name) {
     label_ = name;
