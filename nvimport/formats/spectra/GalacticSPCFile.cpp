@@ -433,14 +433,11 @@ bool GalacticSPCFile::SetPlaced(XPlaces<X>& places, XAt x_at, SpcSubFiles& sub_f
 int GalacticSPCFile::DescribeFiles(Description& description) {
   SpectraStatements statements(description, kSpcKeys, budget_);
   const int heads_ahead = x_row_ ? 2 : 1;
-  int row = (heads_ > 0 ? heads_ : heads_ahead) + 1;
-  const bool alone = files_.size() == 1;
+  int above = heads_ > 0 ? heads_ : heads_ahead;
   for (const File& file : files_) {
-    // No sheet has rows for what one of several claims beyond them.
-    const bool is_beyond = file.layout.sub_files > INT_MAX - row;
-    if (statements.full() || (is_beyond && !alone)) break;
-    DescribeSpc(file.path, file.layout, row, alone, statements);
-    if (!is_beyond) row += file.layout.sub_files;
+    if (statements.full()) break;
+    DescribeSpc(file.path, file.layout, above, files_.size() == 1, statements);
+    above += file.layout.sub_files;
   }
   return kGood;
 }

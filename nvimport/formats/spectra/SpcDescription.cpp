@@ -221,11 +221,11 @@ Header ReadOldHeader(ByteReader reader) {
 
 class SpcDescriber {
  public:
-  SpcDescriber(const std::string& path, const SpcFile& layout, int first_row, bool alone,
+  SpcDescriber(const std::string& path, const SpcFile& layout, int above, bool alone,
                SpectraStatements& statements)
       : input_(path.c_str()),
         layout_(layout),
-        first_row_(first_row),
+        above_(above),
         alone_(alone),
         statements_(statements) {}
 
@@ -239,7 +239,7 @@ class SpcDescriber {
     // Several files: what one says, it says of each of its rows, unless these are many.
     const bool is_once = alone_ || layout_.sub_files > SpectraStatements::kMostRepeated;
     for (int i = 0; i < layout_.sub_files && !statements_.full(); ++i) {
-      const int row = alone_ ? 0 : first_row_ + i;
+      const int row = alone_ ? 0 : above_ + 1 + i;
       StateHeader(row);
       if (header_.log != 0) StateLog(row);
       if (is_once) break;
@@ -412,7 +412,7 @@ class SpcDescriber {
       header.noise = reader.F32();
       header.scans = reader.Seek(20).U32();
       header.w = reader.F32();
-      if (!take(header, first_row_ + sub_files.number() - 1)) break;
+      if (!take(header, above_ + sub_files.number())) break;
     }
   }
 
@@ -438,7 +438,7 @@ class SpcDescriber {
 
   InputFile input_;
   const SpcFile& layout_;
-  int first_row_;
+  int above_;
   bool alone_;
   SpectraStatements& statements_;
   BlockReader reader_;
@@ -449,9 +449,9 @@ class SpcDescriber {
 
 }  // namespace
 
-void DescribeSpc(const std::string& path, const SpcFile& layout, int first_row, bool alone,
+void DescribeSpc(const std::string& path, const SpcFile& layout, int above, bool alone,
                  SpectraStatements& statements) {
-  SpcDescriber(path, layout, first_row, alone, statements).Describe();
+  SpcDescriber(path, layout, above, alone, statements).Describe();
 }
 
 }  // namespace nvimport

@@ -8,8 +8,9 @@
 namespace nvimport {
 
 // States what a file says of itself and of its sub-files, which are the rows of the sheet from
-// `first_row` on. What is said of all of them is said of the sheet where the file is `alone` in it.
-void DescribeSpc(const std::string& path, const SpcFile& layout, int first_row, bool alone,
+// the one below `above` on. What is said of all of them is said of the sheet where the file is
+// `alone` in it.
+void DescribeSpc(const std::string& path, const SpcFile& layout, int above, bool alone,
                  SpectraStatements& statements);
 
 }  // namespace nvimport

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <string_view>
 
 #include "nvimport/formats/DescriptionKeys.h"
@@ -384,6 +385,16 @@ TEST(SpectraDescription, OfSeveralFilesIsOfTheirRows) {
             "row 3 fytype [y-units] = Absorbance\nrow 3 fcmnt [comment] = one\n"
             "row 4 fxtype [x-units] = Wavenumber (cm-1)\nrow 4 fytype [y-units] = Kubelka-Munk\n"
             "row 4 fcmnt [comment] = two\nx: Wavenumber (cm-1)\n");
+}
+
+// A file that claims the last rows that a number has.
+TEST(SpectraDescription, OfMostRowsIsOfTheSheet) {
+  const TempFolder folder;
+  const std::string path = folder.Put(
+      "1", Patched(SpcFixture{.flags = 4, .sub_files = INT_MAX - 1}.Bytes(), {{88, "one"}}));
+  GalacticSPCFile file;
+  ASSERT_EQ(file.Open(true, path.c_str(), OpenOptions::Pairs("range=1,0").get()), 0);
+  EXPECT_EQ(TextOf(file), "fcmnt [comment] = one\n");
 }
 
 // Hundreds of pages would say what their block says until there is no room.
