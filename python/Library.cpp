@@ -256,6 +256,11 @@ Import ReadSheet(const Request& request, bool with_cells) {
     import.refusal = Cancelled();
     return import;
   }
+  if (with_cells && !result.failure && shape.columns.CountOf(result.columns) == 0)
+    result.failure =
+        Failure{.kind = Failure::kArgument,
+                .text = "There is no column " + ShownName(*request.columns) + ".",
+                .advice = "the sheet has " + std::to_string(result.columns) + " columns"};
   if (result.failure) {
     import.refusal = WhyNot(*result.failure, result);
     return import;
