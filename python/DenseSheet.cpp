@@ -175,10 +175,12 @@ void DenseSheet::SetExact(int column, int row, long long value) {
 }
 
 bool DenseSheet::Widen() {
-  stays_narrow_ = stays_narrow_ || matrix_.size() > most_bytes_ / sizeof(double) ||
+  const std::uint64_t cells = CellsOf(std::max(height_, Rows()));
+  stays_narrow_ = stays_narrow_ || cells > most_bytes_ / sizeof(double) ||
                   !std::ranges::all_of(
                       matrix_, [](float value) { return IsElsewhere(value) || IsWhole(value); });
   if (stays_narrow_) return false;
+  wide_.reserve(cells);
   wide_.resize(matrix_.size());
   std::ranges::transform(matrix_, wide_.begin(), [](float value) {
     return IsElsewhere(value) ? std::bit_cast<double>(kWideElsewhere) : static_cast<double>(value);
@@ -187,19 +189,20 @@ bool DenseSheet::Widen() {
   return true;
 }
 
+// Its rows come with their cells: memory that is not yet touched costs nothing to widen.
 void DenseSheet::MakeMatrix() {
   has_tried_ = true;
-  const auto columns = static_cast<std::uint64_t>(Columns());
-  const auto rows = static_cast<std::uint64_t>(Rows());
-  if (columns * rows > most_bytes_ / sizeof(float)) return;
-  matrix_.assign(columns * rows, std::bit_cast<float>(kElsewhere));
-  width_ = static_cast<int>(columns);
-  height_ = static_cast<int>(rows);
+  width_ = Columns();
+  const std::uint64_t cells = CellsOf(Rows());
+  if (cells <= most_bytes_ / sizeof(float))
+    matrix_.reserve(cells);
+  else
+    width_ = 0;
 }
 
 bool DenseSheet::Extend(int column, int row) {
   if (row <= height_ || column < 1 || column > width_) return false;
-  const std::uint64_t cells = static_cast<std::uint64_t>(row) * static_cast<std::uint64_t>(width_);
+  const std::uint64_t cells = CellsOf(row);
   if (cells > most_bytes_ / (wide_.empty() ? sizeof(float) : sizeof(double))) return false;
   if (wide_.empty())
     matrix_.resize(cells, std::bit_cast<float>(kElsewhere));
@@ -207,8 +210,13 @@ bool DenseSheet::Extend(int column, int row) {
     wide_.resize(cells, std::bit_cast<double>(kWideElsewhere));
   // Numbers from before that were set elsewhere stay there.
   height_ = row;
-  aside_.SetDataSize(width_, row);
+  aside_.SetDataSize(width_, std::max(Rows(), row));
   return true;
+}
+
+void DenseSheet::Finish(int columns, int rows) {
+  aside_.SetDataSize(columns, rows);
+  Extend(width_, rows);
 }
 
 void DenseSheet::GetCells(int column, int row, std::span<MemoryCell> cells) const {

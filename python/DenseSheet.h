@@ -43,6 +43,8 @@ class DenseSheet final : public ReadOnlySheet {
   }
   void SetExact(int column, int row, long long value) override;
   void SetDataSize(int columns, int rows) override { aside_.SetDataSize(columns, rows); }
+  // Sets the size when all cells are there.
+  void Finish(int columns, int rows);
   int GetNumberOfColumns() override { return aside_.GetNumberOfColumns(); }
   int GetNumberOfRows() override { return aside_.GetNumberOfRows(); }
 
@@ -128,6 +130,9 @@ class DenseSheet final : public ReadOnlySheet {
     return static_cast<std::size_t>(row - 1) * static_cast<std::size_t>(width_) +
            static_cast<std::size_t>(column - 1);
   }
+  std::uint64_t CellsOf(int rows) const {
+    return static_cast<std::uint64_t>(width_) * static_cast<std::uint64_t>(rows);
+  }
   // Numbers of the matrix's other kind, and those outside of it.
   void SetAnywhere(int column, int row, float value);
   void SetAnywhere(int column, int row, double value);
@@ -137,7 +142,7 @@ class DenseSheet final : public ReadOnlySheet {
   void FindCells(int first_row, std::span<bool> columns, IsIt is_it) const;
   // Makes the matrix one of doubles, where that changes no number in it.
   bool Widen();
-  // Makes room for rows that were not announced; false where the cell has its place elsewhere.
+  // Makes room for rows up to that one; false where the cell has its place elsewhere.
   bool Extend(int column, int row);
   void MarkElsewhere(int column, int row);
   bool AllInMatrix(int column, int row, int count) const;

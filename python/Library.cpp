@@ -268,8 +268,8 @@ Import ReadSheet(const Request& request, bool with_cells) {
   import.format = FormatName(result.format);
   // The last rows and columns may have no cells.
   if (with_cells)
-    import.cells->SetDataSize(shape.columns.CountOf(result.columns),
-                              shape.rows.CountOf(std::max(result.rows - shape.skipped_rows, 0)));
+    import.cells->Finish(shape.columns.CountOf(result.columns),
+                         shape.rows.CountOf(std::max(result.rows - shape.skipped_rows, 0)));
   import.rows = with_cells ? import.cells->rows() : result.rows;
   import.columns = with_cells ? import.cells->columns() : result.columns;
   import.kept_rules = result.kept_rules;
