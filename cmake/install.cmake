@@ -1,5 +1,5 @@
 # What is installed, in components: runtime (the library and NvImport Complete), development,
-# command, hdf5.
+# command, hdf5, odbc.
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/NvImport)

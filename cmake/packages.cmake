@@ -10,6 +10,9 @@ endif()
 if(TARGET nvimport-desktop)
   list(APPEND CPACK_COMPONENTS_ALL desktop)
 endif()
+if(TARGET nvimport-odbc)
+  list(APPEND CPACK_COMPONENTS_ALL odbc)
+endif()
 if(TARGET nvimport-hdf5)
   list(APPEND CPACK_COMPONENTS_ALL hdf5)
 endif()
@@ -84,6 +87,12 @@ set(CPACK_DEBIAN_HDF5_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_HDF5_PACKAGE_DEPENDS "${library_package} (= ${full_version})")
 set(CPACK_DEBIAN_HDF5_DESCRIPTION "import of netCDF-4, HDF5 and MATLAB 7.3 files
 ${what}This package holds the plug-in for formats that are HDF5.")
+
+set(CPACK_DEBIAN_ODBC_PACKAGE_NAME nvimport-odbc)
+set(CPACK_DEBIAN_ODBC_PACKAGE_SECTION science)
+set(CPACK_DEBIAN_ODBC_PACKAGE_DEPENDS "${library_package} (= ${full_version})")
+set(CPACK_DEBIAN_ODBC_DESCRIPTION "import of database queries
+${what}This package holds the plug-in for queries of ODBC data sources.")
 
 # The compiled part is of one version of Python, and scripts are compiled where they are installed.
 if(TARGET nvimport-python)

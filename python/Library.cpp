@@ -81,6 +81,7 @@ HostWords Words() {
   words.choose_format = "format= chooses one";
   words.choose_among = "format= chooses among: ";
   words.password = "password= gives it";
+  words.allow_query = "allow_query=True runs it";
   words.no_regular_file = "open it and pass the open file";
   words.replace = "overwrite=True replaces it";
   words.other_output = "format= writes it as another";
@@ -125,6 +126,7 @@ std::optional<Refusal> TakeRequest(const Request& request, ImportRequest& import
   answers.sheets = request.sheet;
   answers.blocks = request.blocks;
   answers.password = request.password;
+  answers.allow_query = request.allow_query;
   import.words = Words();
   if (request.range) {
     answers.range = ParseRange(*request.range);

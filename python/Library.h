@@ -44,6 +44,7 @@ struct Request {
   std::string merge;
   std::optional<bool> kept_rules;
   std::optional<std::string> password;
+  bool allow_query = false;
   std::optional<std::string> columns;  // as ColumnChoice has them
   int skipped_rows = 0;
   int most_rows = 0;  // that are wanted behind those skipped, 0 for all

@@ -596,6 +596,7 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readwrite("merge", &Request::merge)
       .def_readwrite("kept_rules", &Request::kept_rules)
       .def_readwrite("password", &Request::password)
+      .def_readwrite("allow_query", &Request::allow_query)
       .def_readwrite("columns", &Request::columns)
       .def_readwrite("skipped_rows", &Request::skipped_rows)
       .def_readwrite("most_rows", &Request::most_rows);

@@ -76,6 +76,8 @@ void AddFormatOptions(CLI::App& command, Settings& settings) {
                   "The same from the first line of FILE, which no list of processes shows")
       ->type_name("FILE")
       ->excludes(password);
+  command.add_flag("--allow-query", settings.allow_query,
+                   "Runs the query of a database that a file holds");
   command.add_flag("--together", settings.together,
                    "Makes one sheet of all files, in formats that take several");
   command.add_option("--files", settings.chosen_files, "Which of the files --together takes: 1,3")

@@ -25,6 +25,7 @@ const QuestionWords& WordsOf(std::string_view name) {
       {"worksheets", "--sheet ", "which worksheets: --sheet SHEETS, --merge side|below"},
       {"matrices", "--sheet ", "which matrices: --sheet MATRICES, --merge side|below"},
       {"variables", "--sheet ", "which variables: --sheet VARIABLES"},
+      {"tables", "--sheet ", "which table: --sheet TABLE"},
       {"blocks", "--blocks ", "which blocks: --blocks BLOCKS"},
       {"files", "--files ", "which files: --files FILES"},
       {"reference series",
@@ -99,6 +100,8 @@ const HostWords& CommandWords() {
     ours.answer_before =
         "nothing was read; \"nvimport info FILE\" shows the options that answer beforehand";
     ours.password = "--password-file FILE gives the password, --password TEXT too";
+    ours.allow_query =
+        "--allow-query runs it; \"nvimport info --allow-query\" too asks the database";
     ours.range_numbers = "--range takes numbers from 1, a last one of 0 for the end";
     ours.no_regular_file = "read it through standard input, with - as the file";
     ours.replace = "--force replaces it";

@@ -27,6 +27,7 @@ struct Settings {
   std::string merge;
   std::optional<std::string> password;
   std::string password_file;
+  bool allow_query = false;
   std::vector<std::string> options;        // KEY=VALUE
   std::vector<std::string> write_options;  // likewise
   bool together = false;

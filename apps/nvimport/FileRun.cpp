@@ -139,8 +139,9 @@ ImportResult FileTurn::Told(ImportResult result) {
   const auto say_unneeded = [&](bool is_given, std::string_view key, std::string_view name,
                                 const char* option) {
     const auto is_asked = [&](const AnsweredQuestion& question) {
-      return question.name == name || (name == "worksheets" && (question.name == "matrices" ||
-                                                                question.name == "variables"));
+      constexpr std::string_view kAlike[] = {"matrices", "variables", "tables"};
+      return question.name == name ||
+             (name == "worksheets" && std::ranges::find(kAlike, question.name) != std::end(kAlike));
     };
     if (is_given && std::ranges::none_of(result.questions, is_asked) &&
         !HasOption(FormatAt(result.format).name, key))
@@ -319,6 +320,7 @@ std::optional<Failure> FileRun::TakeOptions() {
   if (!settings_.merge.empty())
     answers.merge = std::ranges::find(kMergeWords, settings_.merge) - kMergeWords;
   answers.password = settings_.password;
+  answers.allow_query = settings_.allow_query;
   if (!settings_.password_file.empty()) {
     std::string& password = answers.password.emplace();
     if (!std::getline(std::ifstream(settings_.password_file), password) || password.empty())

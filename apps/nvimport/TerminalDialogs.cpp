@@ -160,6 +160,16 @@ std::optional<std::string> TerminalDialogs::AskPassword(const PasswordQuestion& 
   return password;
 }
 
+bool TerminalDialogs::AllowQuery(const QueryQuestion& question) {
+  progress_.Clear();
+  std::cerr << name_ << " asks the database " << Shown(question.source)
+            << (question.statement.empty() ? " for a table" : ":\n  " + Shown(question.statement))
+            << "\n";
+  const auto answer = Ask("Run it? (y runs it, Enter does not): ", "n",
+                          [](const std::string& line) { return std::optional(line == "y"); });
+  return answer.value_or(false);
+}
+
 int TerminalDialogs::ShowMessage(const MessageBoxQuestion& message) {
   progress_.Clear();
   std::cerr << Shown(message.title) << ": " << OneLine(message.text) << "\n";

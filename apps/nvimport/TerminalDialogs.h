@@ -24,6 +24,7 @@ class TerminalDialogs : public Dialogs {
   std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
   std::optional<std::vector<std::string>> OrderFiles(const FileOrderQuestion& question) override;
   std::optional<std::string> AskPassword(const PasswordQuestion& question) override;
+  bool AllowQuery(const QueryQuestion& question) override;
   int ShowMessage(const MessageBoxQuestion& message) override;
 
  private:

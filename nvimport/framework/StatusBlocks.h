@@ -31,6 +31,7 @@ inline constexpr StatusBlock kStatusBlocks[] = {
     {"HPLC ChemStation", 4400, 4415},
     {"netCDF", 4416, 4431},
     {"HDF5", 4432, 4447},
+    {"database queries", 4448, 4463},
 };
 
 static_assert([] {

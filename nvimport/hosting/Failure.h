@@ -60,6 +60,8 @@ struct HostWords {
   const char* answer_before = "nothing was read";
   // The way to give a password.
   const char* password = "the password is given before the import";
+  // The way to allow the query that a file holds.
+  const char* allow_query = "a query is allowed before the import";
   // What a range is.
   const char* range_numbers = "a range is two numbers from 1, a last one of 0 for the end";
   // What to do with a pipe or a device.

@@ -47,6 +47,8 @@ void Dialogs::ShowWaitCursor(bool) {}
 
 std::optional<std::string> Dialogs::AskPassword(const PasswordQuestion&) { return ""; }
 
+bool Dialogs::AllowQuery(const QueryQuestion&) { return false; }
+
 Dialogs& Dialogs::Current() {
   Dialogs* const installed = Installed<Dialogs*>::Current();
   return installed != nullptr ? *installed : Immortal<Dialogs>();

@@ -90,7 +90,7 @@ struct TextImportQuestion {
 // A choice of entries from a list.
 struct ItemsQuestion {
   // What the entries are.
-  enum class Kind { kWorksheets, kBlocks, kFiles, kReference, kMatrices, kVariables };
+  enum class Kind { kWorksheets, kBlocks, kFiles, kReference, kMatrices, kVariables, kTables };
 
   Kind kind = Kind::kWorksheets;     // what the entries are
   std::string title;                 // of the dialog
@@ -149,6 +149,14 @@ struct PasswordQuestion {
   CWnd* parent = ParentWindow::Current();  // the window that it belongs to, if any
 };
 
+// Whether a query that a file holds may be run: the file may come from anywhere.
+struct QueryQuestion {
+  std::string path;                        // of the file
+  std::string source;                      // the database, without passwords
+  std::string statement;                   // empty where a table is chosen next
+  CWnd* parent = ParentWindow::Current();  // the window that it belongs to, if any
+};
+
 // A window that shows how far a read is.
 struct ProgressWindow {
   std::string title;                       // of the window
@@ -186,6 +194,9 @@ class NVIMPORT_API Dialogs {
 
   // The password; an empty one where nobody knows it, as without a host; none when cancelled.
   virtual std::optional<std::string> AskPassword(const PasswordQuestion& question);
+
+  // Whether the query may be run; not without a host.
+  virtual bool AllowQuery(const QueryQuestion& question);
 
   // The dialogs installed, or ones that answer every question with "cancelled".
   static Dialogs& Current();

@@ -156,6 +156,7 @@ def read(
     merge: str | None = ...,
     ignore_consecutive: bool = ...,
     password: str | None = ...,
+    allow_query: bool = ...,
     encoding: str | None = ...,
     decimal: str = ...,
     name: str | None = ...,
@@ -205,6 +206,7 @@ def read(  # type: ignore[misc]
     merge: str | None = None,
     ignore_consecutive: bool = False,
     password: str | None = None,
+    allow_query: bool = False,
     encoding: str | None = None,
     decimal: str = ".",
     name: str | None = None,
@@ -228,6 +230,7 @@ def read(  # type: ignore[misc]
     delimiter: what separates the fields of a text, or tab, comma, semicolon, bar, blank.
     ignore_consecutive: a run of delimiters is one.
     password: of an encrypted workbook; no option of the import keeps it.
+    allow_query: runs the query of a database that the file holds.
     options: the options of an earlier import (Sheet.options), or pairs for this format.
     header, index: as for Sheet.to_pandas.
     dtype: of the columns of a data frame, one for all or a mapping by name; of arrays if it is one.
@@ -271,6 +274,7 @@ def read(  # type: ignore[misc]
         "merge": merge,
         "ignore_consecutive": ignore_consecutive,
         "password": password,
+        "allow_query": allow_query,
         "kept_rules": kept_rules,
     }
     with on_disk(path_or_paths, data, name) as (paths, shown):

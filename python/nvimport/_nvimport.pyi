@@ -125,6 +125,7 @@ class Request:
     merge: str
     kept_rules: Optional[bool]
     password: Optional[str]
+    allow_query: bool
     columns: Optional[str]
     skipped_rows: int
     most_rows: int

@@ -19,6 +19,7 @@ _ARGUMENTS = {
     "worksheets": "sheet",
     "matrices": "sheet",
     "variables": "sheet",
+    "tables": "sheet",
     "files": "files",
     "reference series": "options['reference']",
 }
@@ -43,6 +44,7 @@ def make_request(
     ignore_consecutive: bool = False,
     kept_rules: bool | None = None,
     password: str | None = None,
+    allow_query: bool = False,
     columns: Columns | None = None,
     nrows: int | None = None,
     skiprows: int = 0,
@@ -60,6 +62,7 @@ def make_request(
     request.merge = merge or ""
     request.kept_rules = kept_rules
     request.password = password
+    request.allow_query = allow_query
     request.columns = _columns(columns)
     request.skipped_rows = _count("skiprows", skiprows, 0)
     request.most_rows = 0 if nrows is None else _count("nrows", nrows, 1)

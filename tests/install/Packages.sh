@@ -57,6 +57,12 @@ $lib/nvimport/plugins/nvimport-hdf5.so"
   [ "$first" = "yield,volume,hours" ] || fail "the command does not read with nvimport-hdf5: $first"
 fi
 
+# Where unixODBC is installed.
+if ls nvimport-odbc_*.deb >/dev/null 2>&1; then
+  holds nvimport-odbc "libnvimport1 (= $version), libc6, libgcc-s1, libodbc2, libstdc++6" \
+    "$lib/nvimport/plugins/nvimport-odbc.so"
+fi
+
 # Where Qt is installed.
 if ls nvimport-desktop_*.deb >/dev/null 2>&1; then
   dialogs=libnvimport-qt-dialogs1

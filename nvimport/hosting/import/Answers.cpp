@@ -19,8 +19,8 @@ namespace {
 using Source = AnsweredQuestion::Source;
 
 const char* NameOf(ItemsQuestion::Kind kind) {
-  static constexpr const char* kNames[] = {"worksheets",       "blocks",   "files",
-                                           "reference series", "matrices", "variables"};
+  static constexpr const char* kNames[] = {"worksheets", "blocks",    "files", "reference series",
+                                           "matrices",   "variables", "tables"};
   return kNames[static_cast<std::size_t>(kind)];
 }
 
@@ -129,7 +129,7 @@ std::optional<ItemsChoice> AnsweringDialogs::SelectItems(const ItemsQuestion& qu
   for (const std::string& item : question.items) answered.names.push_back(Shown(item));
   std::optional<std::string> given;
   if (question.kind == Kind::kWorksheets || question.kind == Kind::kMatrices ||
-      question.kind == Kind::kVariables)
+      question.kind == Kind::kVariables || question.kind == Kind::kTables)
     given = given_.sheets;
   if (question.kind == Kind::kBlocks) given = given_.blocks;
 
@@ -217,6 +217,12 @@ std::optional<std::string> AnsweringDialogs::AskPassword(const PasswordQuestion&
   if (password && !password->empty()) given_.password = password;
   if (memory_ != nullptr && given_.password) memory_->password = given_.password;
   return password;
+}
+
+// Never remembered: another file may hold another query.
+bool AnsweringDialogs::AllowQuery(const QueryQuestion& question) {
+  lacks_permission_ = !given_.allow_query && asked_ == nullptr;
+  return given_.allow_query || (asked_ != nullptr && asked_->AllowQuery(question));
 }
 
 int AnsweringDialogs::ShowMessage(const MessageBoxQuestion& message) {

@@ -23,6 +23,7 @@ struct GivenAnswers {
   std::optional<RangeChoice> range{};             // the points of a spectrum
   std::optional<std::size_t> merge{};             // position in the question's choices
   std::optional<std::string> password{};          // of an encrypted file
+  bool allow_query = false;                       // of a database, which a file holds
 };
 
 // How sheets are merged, in the order in which a question offers it.
@@ -89,6 +90,7 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
   std::optional<std::vector<std::string>> OrderFiles(const FileOrderQuestion& question) override;
   std::optional<std::string> AskPassword(const PasswordQuestion& question) override;
+  bool AllowQuery(const QueryQuestion& question) override;
   int ShowMessage(const MessageBoxQuestion& message) override;
   void ShowDetails(const DetailMessage& message) override;
   std::unique_ptr<Progress> OpenProgress(const ProgressWindow& window) override;
@@ -113,6 +115,8 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   const std::string& detail() const { return detail_; }
   // A password was asked for, and the one given was not right, or there was none.
   bool lacks_password() const { return lacks_password_; }
+  // A query was not allowed since nobody was there to do so.
+  bool lacks_permission() const { return lacks_permission_; }
   // Why a question found no answer.
   const std::optional<Failure>& refusal() const { return refusal_; }
 
@@ -135,6 +139,7 @@ class NVIMPORT_API AnsweringDialogs : public Dialogs {
   std::string detail_;
   std::optional<Failure> refusal_;
   bool lacks_password_ = false;
+  bool lacks_permission_ = false;
 };
 
 }  // namespace nvimport

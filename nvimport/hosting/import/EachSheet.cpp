@@ -15,7 +15,7 @@ namespace {
 
 // The question which sheets are to be read.
 const AnsweredQuestion* QuestionIn(const ImportResult& result, SheetsWanted wanted) {
-  constexpr std::string_view kNames[] = {"worksheets", "blocks", "matrices", "variables"};
+  constexpr std::string_view kNames[] = {"worksheets", "blocks", "matrices", "variables", "tables"};
   const auto names = std::span(kNames).first(wanted == SheetsWanted::kEach ? std::size(kNames) : 1);
   const auto found = std::ranges::find_if(result.questions, [&](const AnsweredQuestion& question) {
     return std::ranges::find(names, question.name) != names.end();

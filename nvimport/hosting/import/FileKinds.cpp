@@ -98,6 +98,7 @@ constexpr Signature kSignatures[] = {
       "the package nvimport-hdf5 reads it; nccopy -k cdf5 makes a classic netCDF file of one",
       "NetCDF-4 File"}},
     {"\x89HDF\r\n\x1a\n"sv, kMatlab73, 512},
+    {"XLODBC"sv, {"a database query", "the package nvimport-odbc runs it", "Database Query"}},
     {"CDF\x01"sv, kNetcdf},
     {"CDF\x02"sv, kNetcdf},
     {"CDF\x05"sv, kNetcdf},

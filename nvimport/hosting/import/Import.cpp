@@ -464,6 +464,7 @@ class Session {
           MoreIsThere())
         failure.advice = request_.words.complete + ("; " + failure.advice);
     if (dialogs_.lacks_password()) failure.advice = request_.words.password;
+    if (dialogs_.lacks_permission()) failure.advice = request_.words.allow_query;
     if (failure.status == kCancelled) failure.kind = Failure::kStopped;
     for (const auto& none : kNoWayOut)
       if (none.status == failure.status && none.format == FormatName(result_.format))
