@@ -7,6 +7,9 @@ set(libraries nvimport)
 if(NOT NVIMPORT_SHARED)
   list(APPEND libraries nvimport-complete)
 endif()
+if(WIN32)
+  install(FILES LICENSE RENAME LICENSE.txt DESTINATION . COMPONENT runtime)
+endif()
 install(TARGETS ${libraries} EXPORT NvImportTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
