@@ -181,6 +181,8 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
   app.description("Reads files of many formats into one kind of sheet.");
   app.set_version_flag("-V,--version", "nvimport " NVIMPORT_VERSION);
   app.require_subcommand(1);
+  // A name that begins with / is a path everywhere.
+  app.allow_windows_style_options(false);
   const auto add = [&](const char* name, const char* does, Command run) {
     CLI::App* command = app.add_subcommand(name, does);
     command->callback([&chosen, run] { chosen = run; });

@@ -1,6 +1,10 @@
 ; makensis -DVERSION=... -DSTAGE=FOLDER -DOUTPUT=FILE [-DBITS=32]: an installer of what lies in FOLDER.
 ; /S asks nothing, /D=FOLDER at the end says where to.
-Unicode true
+!ifdef BITS
+  Unicode true
+!else
+  Target amd64-unicode
+!endif
 !include MUI2.nsh
 !include x64.nsh
 
