@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "nvimport/platform/TextTables.h"
 #include "nvimport/platform/windows/Errors.h"
 #include "nvimport/platform/windows/WideText.h"
 
@@ -143,13 +144,9 @@ bool PlaceTime(std::time_t time, std::tm& parts) { return ::localtime_s(&parts, 
 std::time_t TimeOfWorld(std::tm parts) { return ::_mkgmtime(&parts); }
 
 bool AppendFromSystem(std::string& out, std::string_view bytes, int page) {
-  const auto number = static_cast<unsigned>(page);
-  const auto size = static_cast<int>(std::min<std::size_t>(bytes.size(), INT_MAX));
-  if (::IsValidCodePage(number) == 0) return false;
-  const int count = ::MultiByteToWideChar(number, 0, bytes.data(), size, nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(count), L'\0');
-  ::MultiByteToWideChar(number, 0, bytes.data(), size, wide.data(), count);
-  out += Narrow(wide);
+  const TextTables tables("UTF-8", "CP" + std::to_string(page));
+  if (!tables.is_known()) return false;
+  tables.Append(out, bytes, "\xef\xbf\xbd");
   return true;
 }
 
