@@ -4,6 +4,10 @@ function(nvimport_add_plugin name)
   add_library(${name} MODULE ${ARGN})
   target_include_directories(${name} PRIVATE
     $<TARGET_PROPERTY:NvImport::nvimport,INTERFACE_INCLUDE_DIRECTORIES>)
+  if(WIN32)
+    # There the header decides what is shown.
+    target_compile_definitions(${name} PRIVATE NVIMPORT_BUILDING)
+  endif()
   set_target_properties(${name} PROPERTIES
     PREFIX "" SUFFIX "${CMAKE_SHARED_MODULE_SUFFIX}"
     CXX_VISIBILITY_PRESET hidden

@@ -7,8 +7,12 @@ set(libraries nvimport)
 if(NOT NVIMPORT_SHARED)
   list(APPEND libraries nvimport-complete)
 endif()
+if(WIN32)
+  install(FILES LICENSE RENAME LICENSE.txt DESTINATION . COMPONENT runtime)
+endif()
 install(TARGETS ${libraries} EXPORT NvImportTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     COMPONENT runtime NAMELINK_COMPONENT development)
 install(EXPORT NvImportTargets NAMESPACE NvImport:: DESTINATION ${package_folder}

@@ -162,13 +162,13 @@ void AddJson(CLI::App& command, Settings& settings) {
 
 // The arguments, last first as the parser wants them. It would take a name in brackets for a list.
 // "help COMMAND" is "COMMAND --help".
-std::vector<std::string> Arguments(int count, char** arguments) {
+std::vector<std::string> Arguments(const std::vector<std::string>& arguments) {
   std::vector<std::string> words;
-  if (count > 1 && arguments[1] == std::string_view("help")) {
-    if (count == 2) return {"--help"};
-    if (arguments[2][0] != '-') return {"--help", arguments[2]};
+  if (arguments.size() > 1 && arguments[1] == "help") {
+    if (arguments.size() == 2) return {"--help"};
+    if (!arguments[2].starts_with('-')) return {"--help", arguments[2]};
   }
-  for (int i = count - 1; i > 0; --i) {
+  for (std::size_t i = arguments.size(); i-- > 1;) {
     std::string& word = words.emplace_back(arguments[i]);
     if (word.starts_with('[') && word.ends_with(']') && NvFile::Exists(word.c_str()))
       word.insert(0, "./");
@@ -183,6 +183,8 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
   app.description("Reads files of many formats into one kind of sheet.");
   app.set_version_flag("-V,--version", "nvimport " NVIMPORT_VERSION);
   app.require_subcommand(1);
+  // A name that begins with / is a path everywhere.
+  app.allow_windows_style_options(false);
   const auto add = [&](const char* name, const char* does, Command run) {
     CLI::App* command = app.add_subcommand(name, does);
     command->callback([&chosen, run] { chosen = run; });
@@ -350,15 +352,15 @@ void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen) {
              AlignedTerms(kEnvironment));
 }
 
-int RunCommandLine(int count, char** arguments) try {
+int RunCommandLine(const std::vector<std::string>& arguments) try {
   Settings settings;
   Command chosen = nullptr;
   CLI::App app;
   DefineCommandLine(app, settings, chosen);
 
-  std::vector<std::string> words = Arguments(count, arguments);
+  std::vector<std::string> words = Arguments(arguments);
   const std::string first = words.empty() ? "" : words.back();
-  if (count > 2) settings.words.assign(words.rbegin() + 1, words.rend());
+  if (arguments.size() > 2) settings.words.assign(words.rbegin() + 1, words.rend());
   try {
     const auto is_first = [&](CLI::App* command) { return command->get_name() == first; };
     if (!first.empty() && first[0] != '-' && app.get_subcommands(is_first).empty())

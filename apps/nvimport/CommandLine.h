@@ -38,7 +38,8 @@ constexpr Term kEnvironment[] = {
 // made from what is said here. What can stand for a value is known by the name of its kind.
 void DefineCommandLine(CLI::App& app, Settings& settings, Command& chosen);
 
-// Parses the arguments of a program and runs the command that they name. Returns the exit code.
-int RunCommandLine(int count, char** arguments);
+// Parses the arguments of a program, its name first, and runs the command that they name. Returns
+// the exit code.
+int RunCommandLine(const std::vector<std::string>& arguments);
 
 }  // namespace nvimport

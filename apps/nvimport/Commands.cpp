@@ -24,6 +24,7 @@
 #include "nvimport/hosting/import/FileKinds.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/hosting/import/Sheets.h"
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -357,9 +358,10 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
   if (name.empty()) {
     const std::string extension = NvGetFileExtension(settings.output);
     std::error_code none;
-    const bool is_no_file =
-        into_folder || settings.output == "-" || settings.output.starts_with("/dev/") ||
-        settings.output.starts_with("/proc/") || std::filesystem::is_other(settings.output, none);
+    const bool is_no_file = into_folder || settings.output == "-" ||
+                            settings.output.starts_with("/dev/") ||
+                            settings.output.starts_with("/proc/") ||
+                            std::filesystem::is_other(FilePath(settings.output), none);
     if (extension.empty() && !is_no_file)
       return WrongUsage("\"" + ShownName(settings.output) +
                             "\" has no extension that says what is to "
@@ -393,7 +395,8 @@ std::optional<Failure> SettleOutput(const Settings& settings, RunPlan& run, Conv
         into_folder ? run.outputs.In(description, ".json") : OutputPaths(description);
   for (const std::string& folder : {settings.out_dir, description}) {
     std::error_code error;
-    if (into_folder && !folder.empty()) std::filesystem::create_directories(folder, error);
+    if (into_folder && !folder.empty())
+      std::filesystem::create_directories(FilePath(folder), error);
     if (error)
       return Failure::OfSystem("The output folder could not be made.", ShownName(folder),
                                error.value());

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string_view>
@@ -12,6 +11,8 @@
 
 #include "apps/nvimport/CommandWords.h"
 #include "nvimport/hosting/CellText.h"
+#include "nvimport/platform/FilePath.h"
+#include "nvimport/platform/System.h"
 
 namespace nvimport {
 
@@ -53,18 +54,15 @@ void Give(CLI::Option& option, const CLI::ConfigItem& item) {
 
 std::string UsualConfiguration() {
   constexpr const char* kBelow = "/nvimport/config.toml";
-  const char* const configurations = std::getenv("XDG_CONFIG_HOME");
-  if (configurations != nullptr && *configurations == '/')
-    return std::string(configurations) + kBelow;
-  const char* const home = std::getenv("HOME");
-  return home != nullptr && *home != '\0' ? std::string(home) + "/.config" + kBelow : "";
+  const std::string folder = SettingsFolder();
+  return folder.empty() ? folder : folder + kBelow;
 }
 
 std::optional<Failure> TakeConfiguration(CLI::App& app, CLI::App& command, const std::string& path,
                                          bool is_named) {
   if (path.empty() && !is_named) return std::nullopt;
   const std::string shown = ShownName(path);
-  std::ifstream file(path);
+  std::ifstream file(FilePath(path), std::ios::binary);
   std::stringstream text;
   const bool is_read = file && (file.peek() == EOF || text << file.rdbuf());
   if (!is_read || file.bad()) {

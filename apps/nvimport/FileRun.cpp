@@ -1,8 +1,5 @@
 #include "apps/nvimport/FileRun.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -23,6 +20,10 @@
 #include "nvimport/hosting/import/Detecting.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/hosting/import/ItemList.h"
+#include "nvimport/platform/Console.h"
+#include "nvimport/platform/FilePath.h"
+#include "nvimport/platform/Files.h"
+#include "nvimport/platform/HandOver.h"
 #include "nvimport/platform/NvFile.h"
 
 namespace nvimport {
@@ -32,11 +33,12 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr const char* kStandardInput = "-";
+constexpr const char* kInputs = "inputs";
 
 bool IsPlainName(const std::string& name) {
   constexpr std::size_t kLongestName = 255;
   return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
-         name.find('/') == std::string::npos;
+         name.find_first_of(kFolderEnds) == std::string::npos;
 }
 
 using NameTaker = std::function<std::optional<Failure>(const std::string& name)>;
@@ -56,7 +58,7 @@ std::optional<Failure> TakeNames(std::istream& stream, char end, const NameTaker
 std::optional<Failure> TakeList(const std::string& path, char end, const NameTaker& take) {
   if (path.empty()) return std::nullopt;
   if (path == kStandardInput) return TakeNames(std::cin, end, take);
-  std::ifstream list(path);
+  std::ifstream list(FilePath(path), std::ios::binary);
   if (list)
     if (auto failure = TakeNames(list, end, take)) return failure;
   if (list.eof()) return std::nullopt;
@@ -193,7 +195,7 @@ bool FileTurn::MakeRoom() {
   static thread_local std::filesystem::path last_made;
   for (const OutputPaths* paths : {&plan_.outputs, &plan_.descriptions}) {
     if (paths->empty()) continue;
-    const auto folder = std::filesystem::path((*paths)[index_]).parent_path();
+    const auto folder = FilePath((*paths)[index_]).parent_path();
     std::error_code error;
     if (folder == last_made) continue;
     const bool is_there = std::filesystem::exists(folder, error);
@@ -201,7 +203,7 @@ bool FileTurn::MakeRoom() {
     if (!is_there) std::filesystem::create_directories(folder, error);
     if (error) {
       FailAsNamed(Failure::OfSystem("The output folder could not be made.",
-                                    ShownName(folder.string()), error.value()));
+                                    ShownName(PathText(folder)), error.value()));
       return false;
     }
     last_made = folder;
@@ -260,9 +262,9 @@ std::string FileTurn::Entry(double seconds) const {
     json["advice"] = SecondLine(*failure_);
   } else if (result_.format > 0) {
     const auto bytes = [](const std::string& path) -> Json {
-      struct stat written {};
-      if (::stat(path.c_str(), &written) != 0 || !S_ISREG(written.st_mode)) return nullptr;
-      return written.st_size;
+      const PathStatus written = StatusOf(path.c_str());
+      if (written.kind != PathStatus::kFile) return nullptr;
+      return written.size;
     };
     if (!plan_.take_found && outputs_.empty()) json["bytes"] = bytes(plan_.outputs[index_]);
     json["rows"] = result_.rows;
@@ -323,7 +325,8 @@ std::optional<Failure> FileRun::TakeOptions() {
   answers.allow_query = settings_.allow_query;
   if (!settings_.password_file.empty()) {
     std::string& password = answers.password.emplace();
-    if (!std::getline(std::ifstream(settings_.password_file), password) || password.empty())
+    if (!std::getline(std::ifstream(FilePath(settings_.password_file)), password) ||
+        password.empty())
       return WrongUsage("There is no password in \"" + ShownName(settings_.password_file) + "\".",
                         "--password-file takes a file whose first line is one");
     if (password.ends_with('\r')) password.pop_back();
@@ -353,6 +356,12 @@ std::optional<Failure> FileRun::TakeFiles() {
   if (settings_.chosen_files && !settings_.together)
     return WrongUsage("--files chooses among files that are one sheet.",
                       "--together makes them one");
+  // A worker's files must be those of the first process, whatever is in the folders by now.
+  if (IsBegunAnew()) {
+    plan_.inputs = InputList::FromText(HandedOver(kInputs));
+    return std::nullopt;
+  }
+  HandOver(kInputs, [this] { return plan_.inputs.Text(); });
   const std::string& report = settings_.report;
   std::vector<std::string> outputs = {settings_.out_dir, settings_.output, report,
                                       BatchReport::UnfinishedPath(report),
@@ -397,7 +406,7 @@ std::optional<Failure> FileRun::SettleInput(bool in_workers) {
   if (plan_.takes_stream && plan_.inputs.size() == 1 && plan_.inputs[0].files.size() == 1 &&
       !in_workers &&
       spooled_->CanComeLater(plan_.import.format, plan_.import.kept_rules.value_or(false))) {
-    plan_.stream = STDIN_FILENO;
+    plan_.stream = kInputStream;
     return std::nullopt;
   }
   ProgressLine progress(!plan_.quiet && ErrorsGoToScreen());
@@ -472,28 +481,32 @@ std::optional<Failure> FileRun::CheckNames() const {
         "--report and --describe take other names");
   };
   const auto path = [&](std::size_t i) {
-    if (i < count) return plan_.outputs.Settled(i);
-    return i < count + described ? plan_.descriptions.Settled(i - count) : report.Settled(0);
+    if (i < count) return ComparableName(plan_.outputs.Settled(i));
+    return ComparableName(i < count + described ? plan_.descriptions.Settled(i - count)
+                                                : report.Settled(0));
   };
   for (const auto& same : FindSame(all, path))
     if (same.back() >= count && path(same.back()) != "-") return refused(same.back());
   // An input has any number of names, but what is there already is one file under all of them.
-  std::map<std::pair<::dev_t, ::ino_t>, std::size_t> there;
-  struct stat status {};
+  std::map<FileIdentity, std::size_t> there;
   for (std::size_t i = count; i < all; ++i)
-    if (::stat(path(i).c_str(), &status) == 0) there[{status.st_dev, status.st_ino}] = i;
+    if (const auto identity = IdentityOf(path(i).c_str())) there[*identity] = i;
   for (std::size_t i = 0; !there.empty() && i < plan_.inputs.size(); ++i)
     for (const std::string& file : plan_.inputs[i].files)
-      if (::stat(file.c_str(), &status) == 0)
-        if (const auto found = there.find({status.st_dev, status.st_ino}); found != there.end())
+      if (const auto identity = IdentityOf(file.c_str()))
+        if (const auto found = there.find(*identity); found != there.end())
           return refused(found->second);
   return std::nullopt;
 }
 
 std::optional<Failure> FileRun::BeginReport() {
-  if (auto failure = CheckNames()) return failure;
   const std::string& path = settings_.report;
   const bool goes_on = settings_.goes_on;
+  if (IsBegunAnew()) {
+    plan_.reports = !path.empty();
+    return goes_on ? former_.emplace().Open(path) : std::nullopt;
+  }
+  if (auto failure = CheckNames()) return failure;
   if (goes_on && (path.empty() || path == "-"))
     return WrongUsage("There is no report to go on with.", "--continue needs --report REPORT");
   if (path.empty()) return std::nullopt;
@@ -511,7 +524,7 @@ int FileRun::ForEach(const std::function<void(FileTurn&)>& command,
                      const std::function<void()>& then) {
   if (const auto failure = BeginReport()) return SayFailure(*failure);
   const std::size_t count = plan_.inputs.size();
-  progress_.emplace(count > 1 && !plan_.quiet && ErrorsGoToScreen());
+  progress_.emplace(count > 1 && !plan_.quiet && !IsBegunAnew() && ErrorsGoToScreen());
   progress_->Begin("all files", "files");
   const BatchSettings batch{settings_.jobs, std::chrono::seconds(settings_.timeout)};
   const bool in_workers = batch.TakesWorkers(count);

@@ -1,9 +1,5 @@
 #include "apps/nvimport/FormerRun.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <functional>
@@ -13,6 +9,8 @@
 
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/batch/BatchReport.h"
+#include "nvimport/platform/Files.h"
+#include "nvimport/platform/HandOver.h"
 
 namespace nvimport {
 
@@ -23,6 +21,7 @@ namespace {
 
 constexpr std::string_view kHead = R"({"version": 1, "begun": ")";
 constexpr const char* kTime = "%Y-%m-%dT%H:%M:%SZ";
+constexpr const char* kWasInterrupted = "interrupted";
 constexpr std::string_view kBehindNames = R"(,"status":)";
 
 // How an entry begins: a text that only entries of the same input and output have in common.
@@ -40,7 +39,7 @@ std::optional<std::time_t> BegunOf(std::string_view head) {
   std::tm begun{};
   text >> std::get_time(&begun, kTime);
   if (text.fail()) return std::nullopt;
-  return ::timegm(&begun);
+  return TimeOfWorld(begun);
 }
 
 }  // namespace
@@ -48,7 +47,7 @@ std::optional<std::time_t> BegunOf(std::string_view head) {
 std::string ReportHead() {
   const std::time_t now = std::time(nullptr);
   std::tm begun{};
-  ::gmtime_r(&now, &begun);
+  WorldTime(now, begun);
   std::ostringstream head;
   head.imbue(std::locale::classic());
   head << kHead << std::put_time(&begun, kTime) << R"(", "files": [)";
@@ -56,23 +55,28 @@ std::string ReportHead() {
 }
 
 FormerRun::~FormerRun() {
-  for (const int file : files_) ::close(file);
+  for (const int file : files_) CloseFile(file);
 }
 
 std::optional<Failure> FormerRun::Open(const std::string& path) {
   // From the oldest to the newest.
   if (auto failure = Read(path)) return failure;
   const std::size_t ended = files_.size();
-  for (const std::string& report :
-       {BatchReport::FormerPath(path), BatchReport::UnfinishedPath(path)})
-    if (auto failure = Read(report)) return failure;
-  was_interrupted_ = files_.size() > ended;
+  if (auto failure = Read(BatchReport::FormerPath(path))) return failure;
+  // That which a worker finds unfinished is being written.
+  if (IsBegunAnew())
+    was_interrupted_ = !HandedOver(kWasInterrupted).empty();
+  else if (auto failure = Read(BatchReport::UnfinishedPath(path)))
+    return failure;
+  else
+    was_interrupted_ = files_.size() > ended;
+  HandOver(kWasInterrupted, [this] { return std::string(was_interrupted_ ? "yes" : ""); });
   std::ranges::stable_sort(places_, {}, &Place::hash);
   return std::nullopt;
 }
 
 std::optional<Failure> FormerRun::Read(const std::string& path) {
-  const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const int file = OpenInput(path.c_str());
   if (file < 0 && errno == ENOENT) return std::nullopt;
   if (file < 0)
     return Failure::OfSystem("The report of the former run can't be read.", ShownName(path), errno);
@@ -94,7 +98,7 @@ std::optional<Failure> FormerRun::Read(const std::string& path) {
                        static_cast<std::uint32_t>(line.size()),
                        static_cast<std::uint32_t>(files_.size() - 1)});
   };
-  for (::ssize_t got = 0; (got = ::read(file, block.data(), block.size())) > 0;) {
+  for (std::ptrdiff_t got = 0; (got = ReadSome(file, block)) > 0;) {
     text.append(block.data(), static_cast<std::size_t>(got));
     std::size_t begin = 0;
     for (std::size_t end = 0; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1)
@@ -115,8 +119,7 @@ std::optional<FormerRun::Entry> FormerRun::Find(const std::string& input,
   auto place = std::ranges::upper_bound(places_, hash, {}, &Place::hash);
   while (place != places_.begin() && (--place)->hash == hash) {
     std::string line(place->size, '\0');
-    const ::ssize_t got =
-        ::pread(files_[place->file], line.data(), line.size(), static_cast<::off_t>(place->offset));
+    const std::ptrdiff_t got = ReadSomeAt(files_[place->file], place->offset, line);
     if (got != std::ssize(line) || !line.starts_with(names)) continue;
     Entry entry = Entry::parse(line, nullptr, /*allow_exceptions=*/false);
     if (entry.is_object()) return entry;
@@ -127,20 +130,21 @@ std::optional<FormerRun::Entry> FormerRun::Find(const std::string& input,
 std::optional<FormerRun::Entry> FormerRun::TakeUp(const std::string& input,
                                                   const std::string& output,
                                                   const std::string& description) const {
-  struct stat there {};
-  if (::stat(output.c_str(), &there) != 0 || !S_ISREG(there.st_mode)) there.st_size = -1;
+  const PathStatus there = StatusOf(output.c_str());
+  const bool is_there = there.kind == PathStatus::kFile;
   auto entry = Find(input, output);
   const std::string status = entry ? entry->value("status", "") : "not tried";
   const bool is_whole =
-      entry && there.st_size >= 0 && entry->contains("bytes") && (*entry)["bytes"] == there.st_size;
-  const bool is_described = description.empty() || ::access(description.c_str(), F_OK) == 0;
+      entry && is_there && entry->contains("bytes") && (*entry)["bytes"] == there.size;
+  const bool is_described = description.empty() || FileExists(description.c_str());
   if (status == "done" && is_whole && is_described) return entry;
   // The last ones that a run writes may be missing in its report.
-  const bool is_unreported = status == "not tried" && (entry || was_interrupted_) &&
-                             there.st_size >= 0 && begun_ && there.st_mtime >= *begun_;
+  constexpr std::int64_t kNano = 1'000'000'000;
+  const bool is_unreported = status == "not tried" && (entry || was_interrupted_) && is_there &&
+                             begun_ && there.modified / kNano >= *begun_;
   if (status != "done" && !is_whole && !is_unreported) return std::nullopt;
-  if (there.st_size >= 0) ::unlink(output.c_str());
-  if (!description.empty()) ::unlink(description.c_str());
+  if (is_there) RemoveFile(output.c_str());
+  if (!description.empty()) RemoveFile(description.c_str());
   return std::nullopt;
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace nvimport {
@@ -37,6 +38,9 @@ class InputList {
   // The folder that the input was found in, kNone where it was named itself.
   std::size_t FolderOf(std::size_t index) const;
   const std::string& Folder(std::size_t folder) const { return folders_[folder]; }
+  // All of it, for a process that has none of its own.
+  std::string Text() const;
+  static InputList FromText(std::string_view text);
   // The first file's path.
   std::string PathOf(std::size_t index) const;
   // The same below the folder that it was found in; the bare name of one that was named itself.

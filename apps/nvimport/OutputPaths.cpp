@@ -6,6 +6,8 @@
 #include <string_view>
 
 #include "nvimport/hosting/batch/FileWalk.h"
+#include "nvimport/platform/FilePath.h"
+#include "nvimport/platform/Files.h"
 
 namespace nvimport {
 
@@ -15,12 +17,13 @@ using Path = std::filesystem::path;
 
 std::string WithoutLinks(const std::string& path) {
   std::error_code none;
-  return std::filesystem::weakly_canonical(std::filesystem::absolute(path, none), none);
+  return PathText(
+      std::filesystem::weakly_canonical(std::filesystem::absolute(FilePath(path), none), none));
 }
 
 Path Normal(const std::string& path) {
   std::error_code none;
-  return std::filesystem::absolute(path, none).lexically_normal();
+  return std::filesystem::absolute(FilePath(path), none).lexically_normal();
 }
 
 // The folder above both.
@@ -78,15 +81,16 @@ std::string OutputPaths::Settled(std::size_t index) const {
 std::string OutputPaths::Below(std::size_t index) const {
   const Level level = levels_[index];
   const bool has_folder = level == kStemWithFolder || level == kNameWithFolder;
-  Path name = has_folder ? Normal(inputs_->PathOf(index)).lexically_relative(common_)
-                         : Path(inputs_->NameOf(index));
+  Path name = has_folder ? Normal(inputs_->PathOf(index)).lexically_relative(FilePath(common_))
+                         : FilePath(inputs_->NameOf(index));
   if (level != kName && level != kNameWithFolder) name.replace_extension();
-  return name.string() + extension_;
+  return PathText(name) + extension_;
 }
 
 bool OutputPaths::Raise(const std::vector<std::size_t>& same) {
   std::set<std::string> extensions;
-  for (const std::size_t index : same) extensions.insert(Path(inputs_->PathOf(index)).extension());
+  for (const std::size_t index : same)
+    extensions.insert(PathText(FilePath(inputs_->PathOf(index)).extension()));
   const bool extensions_help = extensions.size() == same.size();
   bool has_risen = false;
   for (const std::size_t index : same) {
@@ -100,7 +104,7 @@ bool OutputPaths::Raise(const std::vector<std::size_t>& same) {
 std::optional<std::pair<std::size_t, std::size_t>> OutputPaths::TellApart(
     const std::function<bool(std::size_t)>& counted) {
   const auto name = [this](std::size_t i) {
-    return levels_[i] == kNoOutput ? "/" + std::to_string(i) : Below(i);
+    return levels_[i] == kNoOutput ? "/" + std::to_string(i) : ComparableName(Below(i));
   };
   for (auto groups = FindSame(levels_.size(), name); !groups.empty();
        groups = FindSame(levels_.size(), name)) {
@@ -118,7 +122,7 @@ std::optional<std::pair<std::size_t, std::size_t>> OutputPaths::TellApart(
       const Path folder = Normal(inputs_->PathOf(i)).parent_path();
       common = common ? Common(*common, folder) : folder;
     }
-    if (common) common_ = *common;
+    if (common) common_ = PathText(*common);
   }
   return std::nullopt;
 }

@@ -10,6 +10,7 @@
 #include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/hosting/export/Picture.h"
 #include "nvimport/platform/DynamicLibrary.h"
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/Paths.h"
 
@@ -33,7 +34,7 @@ bool TakeSize(const std::string& text, PictureSettings& picture) {
 
 // What draws comes with the window.
 std::string DrawingLibrary() {
-  return std::filesystem::path(NvApp::GetCompleteDirectory()).parent_path() / kDrawingLibrary;
+  return PathText(FilePath(NvApp::GetCompleteDirectory()).parent_path() / kDrawingLibrary);
 }
 
 std::optional<Failure> Draw(DrawPictureFunction& draw, MemorySheet& sheet,

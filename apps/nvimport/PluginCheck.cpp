@@ -21,7 +21,11 @@
 #include "nvimport/hosting/TemporaryPaths.h"
 #include "nvimport/hosting/batch/GuardedChild.h"
 #include "nvimport/hosting/export/OutputTarget.h"
+#include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/ByteWriter.h"
 #include "nvimport/platform/DynamicLibrary.h"
+#include "nvimport/platform/FilePath.h"
+#include "nvimport/platform/Files.h"
 #include "nvimport/platform/OutputFile.h"
 
 namespace nvimport {
@@ -122,7 +126,8 @@ class SampleFolder {
     Put("a file of random bytes", "/random" + extension, RandomBytes());
     files_.samples.push_back({inner_.path(), "a folder", true});
     for (const std::string& path : given)
-      files_.samples.push_back({std::filesystem::absolute(path), ShownName(path), false});
+      files_.samples.push_back(
+          {PathText(std::filesystem::absolute(FilePath(path))), ShownName(path), false});
     files_.missing = folder_.path() + "/missing" + extension;
     files_.output = output_.path();
   }
@@ -131,7 +136,7 @@ class SampleFolder {
   ~SampleFolder() {
     // The library may have left something beside them.
     std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_.path(), ignored))
+    for (const auto& entry : std::filesystem::directory_iterator(FilePath(folder_.path()), ignored))
       std::filesystem::remove_all(entry.path(), ignored);
   }
 
@@ -186,7 +191,7 @@ struct Examination {
 Result CheckFile(const std::string& library) {
   Result result{"file", {}};
   std::error_code error;
-  if (!std::filesystem::is_regular_file(library, error))
+  if (!std::filesystem::is_regular_file(FilePath(library), error))
     result.Add(Verdict::kBroken, "it is no file", "a library");
   else if (!DynamicLibrary::Defines(library.c_str(), {}))
     result.Add(Verdict::kBroken, "it is no library for this machine", "an ELF file of its class");
@@ -249,6 +254,40 @@ void TakeOutcome(Examination& examination, const PluginCheck& check, int format,
         outcome.fault + " in " + call, "that the call returns, with 0 where it fails");
 }
 
+// What a process is told of a check.
+std::string TaskOf(const PluginCheck& check, const std::string& library, int format,
+                   const PluginFiles& files) {
+  ByteWriter writer;
+  writer.WriteFourBytes(static_cast<std::int32_t>(&check - PluginChecks().data()));
+  writer.WriteFourBytes(format);
+  for (const std::string& text : {library, files.missing, files.output})
+    writer.WriteBinaryString(text);
+  for (const PluginSample& sample : files.samples) {
+    writer.WriteBinaryString(sample.path);
+    writer.WriteBinaryString(sample.name);
+    writer.WriteByte(sample.ours ? 1 : 0);
+  }
+  return writer.bytes();
+}
+
+void RunTask(const std::string& task, const GuardedChild::Say& say) {
+  ByteReader reader({task.data(), task.size()});
+  const auto text = [&] { return std::string(reader.Text(reader.U32())); };
+  const std::size_t check = reader.U32();
+  const int format = reader.I32();
+  const std::string library = text();
+  PluginFiles files;
+  files.missing = text();
+  files.output = text();
+  while (reader.ok() && reader.remaining() > 0) {
+    PluginSample& sample = files.samples.emplace_back();
+    sample.path = text();
+    sample.name = text();
+    sample.ours = reader.U8() != 0;
+  }
+  RunPluginCheck(PluginChecks()[check], library, format, files, say);
+}
+
 // Runs the check for one format, or 0 for the library. False when it hung.
 bool RunCheck(Examination& examination, const PluginCheck& check, int format, Result& result) {
   const Settings& settings = examination.settings;
@@ -256,11 +295,9 @@ bool RunCheck(Examination& examination, const PluginCheck& check, int format, Re
       format > 0 ? examination.formats[static_cast<std::size_t>(format - 1)].extension : "",
       settings.files);
   const ChildLimits limits{settings.time_limit, static_cast<std::size_t>(settings.memory_limit)};
+  const std::string task = TaskOf(check, examination.library, format, folder.files());
   std::list<GuardedChild> children;
-  for (int i = 0; i < check.processes; ++i)
-    children.emplace_back(limits, [&](const GuardedChild::Say& say) {
-      RunPluginCheck(check, examination.library, format, folder.files(), say);
-    });
+  for (int i = 0; i < check.processes; ++i) children.emplace_back(limits, task, RunTask);
   bool ended = true;
   for (GuardedChild& child : children) {
     const ChildOutcome outcome = child.Finish();
@@ -341,7 +378,9 @@ std::string JsonReport(const Examination& examination) {
 }  // namespace
 
 int RunCheckPlugin(const Settings& settings) {
-  Examination examination{settings, std::filesystem::absolute(settings.library), {}, {}, {}};
+  GuardedChild::RunTask(RunTask);
+  Examination examination{
+      settings, PathText(std::filesystem::absolute(FilePath(settings.library))), {}, {}, {}};
   Examine(examination);
   if (const auto failure =
           PrintData(settings.json ? EscapeInJson(JsonReport(examination)) : Report(examination)))

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string_view>
 
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/Utf8.h"
 
 namespace nvimport {
@@ -34,8 +35,7 @@ std::string SafeName(std::string_view name) {
 
 std::vector<std::string> SheetPaths(const std::string& path, const std::vector<std::string>& names,
                                     const std::unordered_set<std::string>& taken) {
-  const std::filesystem::path whole(path);
-  const std::string extension = whole.extension();
+  const std::string extension = PathText(FilePath(path).extension());
   const std::string stem = path.substr(0, path.size() - extension.size());
   std::unordered_set<std::string> own;  // without regard to case, as on other systems
   std::vector<std::string> paths;

@@ -1,3 +1,7 @@
 #include "apps/nvimport/CommandLine.h"
+#include "nvimport/platform/Console.h"
 
-int main(int count, char** arguments) { return nvimport::RunCommandLine(count, arguments); }
+int main(int count, char** arguments) {
+  nvimport::SettleStreams();
+  return nvimport::RunCommandLine(nvimport::ProgramArguments(count, arguments));
+}

@@ -14,6 +14,7 @@
 #include "nvimport/framework/PluginTurns.h"
 #include "nvimport/platform/Danger.h"
 #include "nvimport/platform/DynamicLibrary.h"
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/Immortal.h"
 #include "nvimport/platform/LibraryLock.h"
 #include "nvimport/platform/Log.h"
@@ -38,7 +39,7 @@ bool ListsFormats(const std::string& path) {
 // Ours, which needs no caution.
 bool IsComplete(const std::string& path) {
   std::error_code error;
-  return std::filesystem::equivalent(path, NvApp::GetCompleteLibrary(), error);
+  return std::filesystem::equivalent(FilePath(path), FilePath(NvApp::GetCompleteLibrary()), error);
 }
 
 std::string TextOf(const char* text) { return text != nullptr ? text : ""; }
@@ -178,7 +179,7 @@ FormatList::FormatList()
           reinterpret_cast<const void*>(&NvImportSizeFileFormatsSupported))) {
   Append(std::make_shared<const Library>());
   std::vector<std::string> folders = NvApp::GetPluginDirectory();
-  folders.insert(folders.begin(), std::filesystem::path(own_path_).parent_path().string());
+  folders.insert(folders.begin(), PathText(FilePath(own_path_).parent_path()));
   for (const std::string& folder : folders) {
     const char* const danger = DangerOf(folder);
     if (danger != nullptr)
@@ -197,10 +198,10 @@ void FormatList::AddFolder(const std::string& folder) {
   // In the order of their names, so that every machine gives the same list.
   std::vector<std::string> paths;
   std::error_code error;
-  for (std::filesystem::directory_iterator next(folder, error), end; !error && next != end;
-       next.increment(error))
-    if (EqualIgnoringCase(next->path().extension().string(), kLibrarySuffix))
-      paths.push_back(std::filesystem::absolute(next->path()).string());
+  for (std::filesystem::directory_iterator next(FilePath(folder), error), end;
+       !error && next != end; next.increment(error))
+    if (EqualIgnoringCase(PathText(next->path().extension()), kLibrarySuffix))
+      paths.push_back(PathText(std::filesystem::absolute(next->path())));
   std::ranges::sort(paths);
   for (const std::string& path : paths) {
     const char* const danger = DangerOf(path);
@@ -214,10 +215,10 @@ void FormatList::AddFolder(const std::string& folder) {
 
 bool FormatList::AddLibrary(const std::string& path) {
   std::error_code error;
-  if (std::filesystem::equivalent(path, own_path_, error)) return false;
+  if (std::filesystem::equivalent(FilePath(path), FilePath(own_path_), error)) return false;
   // One that is found by two ways is one.
   const bool is_known = std::ranges::any_of(entries_, [&](const Entry& entry) {
-    return std::filesystem::equivalent(path, entry.server.library->path, error);
+    return std::filesystem::equivalent(FilePath(path), FilePath(entry.server.library->path), error);
   });
   if (is_known || !ListsFormats(path)) return false;
   if (!ReturnsFromListing(path)) {

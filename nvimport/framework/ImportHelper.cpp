@@ -15,6 +15,7 @@
 #include "nvimport/framework/SpreadsheetFile.h"
 #include "nvimport/framework/SpreadsheetOpenOptions.h"
 #include "nvimport/platform/Exception.h"
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/NvApp.h"
 #include "nvimport/platform/OutputFile.h"
@@ -181,7 +182,7 @@ bool ImportHelper::CheckFilesBeforeRead(const char* path, int& format, CWnd* par
   selection_ = FileSelection::Split(path);
   for (const std::string& name : selection_) {
     std::error_code failed;
-    const std::filesystem::file_status status = std::filesystem::status(name, failed);
+    const std::filesystem::file_status status = std::filesystem::status(FilePath(name), failed);
     if (!std::filesystem::exists(status)) {
       error = ReadErrors::kNotExaminable;
       return false;

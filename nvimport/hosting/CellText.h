@@ -11,10 +11,15 @@ namespace nvimport {
 
 // Texts at the edge: the library's bytes become UTF-8, and UTF-8 becomes what is written.
 
-// One conversion by the system's tables.
+class TextTables;
+
+// One conversion by the system's tables, where one of the encodings is UTF-8.
 class NVIMPORT_API Conversion {
  public:
   Conversion(const std::string& to, const std::string& from);
+  Conversion(const Conversion&) = delete;
+  Conversion& operator=(const Conversion&) = delete;
+  ~Conversion();
 
   // True when both encodings are known and leave ASCII as it is.
   bool ok() const;
@@ -23,11 +28,7 @@ class NVIMPORT_API Conversion {
   void Convert(std::string_view text, std::string& out, std::string_view replacement) const;
 
  private:
-  struct Close {
-    void operator()(void* handle) const;
-  };
-  std::unique_ptr<void, Close> handle_;
-  bool from_utf8_ = false;
+  std::unique_ptr<const TextTables> tables_;
 };
 
 // Turns a text of the library into UTF-8: without an encoding what is valid UTF-8 already stays,

@@ -3,17 +3,17 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 #include "nvimport/platform/Paths.h"
+#include "nvimport/platform/System.h"
 
 namespace nvimport {
 
 namespace {
 
 std::string Words(int error) {
-  std::string words = std::strerror(error);
+  std::string words = ErrorWords(error);
   words[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(words[0])));
   return words;
 }
@@ -22,7 +22,9 @@ std::string Words(int error) {
 std::string AdviceFor(const std::string& words) {
   constexpr std::pair<int, const char*> kAdvice[] = {
       {EACCES, "ask its owner for leave, or take another"},
+#ifdef EDQUOT
       {EDQUOT, "make room, or write elsewhere"},
+#endif
       {EFBIG, "a limit (ulimit -f) is in the way, or the disk's own"},
       {EIO, "the disk or the network fails; try a copy"},
       {EISDIR, "name a file in it"},
@@ -34,9 +36,10 @@ std::string AdviceFor(const std::string& words) {
       {ENOSPC, "make room, or write elsewhere"},
       {ENOTDIR, "a part of the name is a file, no folder"},
       {EROFS, "write elsewhere"},
+      {ETXTBSY, "close it there, or take another"},
   };
   const auto knows = [&](const auto& advice) {
-    return EqualIgnoringCase(words, std::strerror(advice.first));
+    return EqualIgnoringCase(words, ErrorWords(advice.first));
   };
   const auto* const known = std::ranges::find_if(kAdvice, knows);
   return known != std::end(kAdvice) ? known->second : "";

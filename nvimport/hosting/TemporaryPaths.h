@@ -49,10 +49,4 @@ class NVIMPORT_API TemporaryPath {
   bool registered_ = false;
 };
 
-// In a forked process: what the parent made is the parent's to remove.
-NVIMPORT_API void ForgetTemporaries();
-
-// The folder for temporary files.
-NVIMPORT_API std::string TemporaryFolder();
-
 }  // namespace nvimport

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <memory>
 
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/Installed.h"
 #include "nvimport/platform/System.h"
 
@@ -22,7 +23,7 @@ SharedSink Shared(Log::Sink sink) {
 Log::Sink SinkOf(const SharedSink& sink) { return sink != nullptr ? *sink : Log::Sink(); }
 
 // A line per entry, with the time in UTC; line breaks and other controls become blanks.
-void AppendToFile(const char* path, const LogEntry& entry) {
+void AppendToFile(const std::string& path, const LogEntry& entry) {
   const std::time_t now = std::time(nullptr);
   char time[32] = "";
   if (std::tm parts{}; WorldTime(now, parts))
@@ -31,7 +32,7 @@ void AppendToFile(const char* path, const LogEntry& entry) {
                      entry.source + " " + entry.operation + ": " + entry.text;
   for (char& c : line)
     if (static_cast<unsigned char>(c) < ' ') c = ' ';
-  std::ofstream(path, std::ios::app) << line + "\n";
+  std::ofstream(FilePath(path), std::ios::app) << line + "\n";
 }
 
 }  // namespace
@@ -43,7 +44,7 @@ void Log::WriteMessage(std::string_view source, std::string_view operation, std:
   if (sink == nullptr && path == nullptr) return;
   const LogEntry entry{std::string(source), std::string(operation), std::string(text), importance};
   if (sink != nullptr) (*sink)(entry);
-  if (path != nullptr && *path != '\0') AppendToFile(path, entry);
+  if (path != nullptr && *path != '\0') AppendToFile(Setting("NVIMPORT_LOG"), entry);
 }
 
 void Log::WriteCount(std::string_view source, std::uint64_t count, std::string_view one,

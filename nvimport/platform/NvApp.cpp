@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "nvimport/platform/DynamicLibrary.h"
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/Immortal.h"
 #include "nvimport/platform/LibraryLock.h"
 #include "nvimport/platform/System.h"
@@ -21,7 +22,7 @@ struct Host {
 std::string FolderBesideLibrary(const char* name) {
   const std::string own =
       DynamicLibrary::PathOf(reinterpret_cast<const void*>(&NvApp::GetPluginDirectory));
-  return (std::filesystem::path(own).parent_path() / "nvimport" / name).string();
+  return PathText(FilePath(own).parent_path() / "nvimport" / name);
 }
 
 }  // namespace
@@ -61,7 +62,7 @@ std::string NvApp::GetCompleteDirectory() { return FolderBesideLibrary("complete
 
 std::string NvApp::GetCompleteLibrary() {
   const std::string name = std::string("nvimport-complete") + kLibrarySuffix;
-  return (std::filesystem::path(GetCompleteDirectory()) / name).string();
+  return PathText(FilePath(GetCompleteDirectory()) / name);
 }
 
 }  // namespace nvimport

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <vector>
 
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/Paths.h"
 #include "nvimport/platform/System.h"
 
@@ -15,9 +16,9 @@ namespace {
 namespace fs = std::filesystem;
 
 // Empty when the user has no folder for settings.
-fs::path FilePath() {
+fs::path SettingsFile() {
   const std::string folder = SettingsFolder();
-  return folder.empty() ? fs::path() : fs::path(folder) / "nvimport" / "settings.ini";
+  return folder.empty() ? fs::path() : FilePath(folder) / "nvimport" / "settings.ini";
 }
 
 // The file as lines, and where a key stands or would stand in them.
@@ -52,7 +53,7 @@ struct Settings {
 }  // namespace
 
 int Profile::GetInt(const std::string& section, const std::string& key, int otherwise) {
-  const Settings settings(FilePath());
+  const Settings settings(SettingsFile());
   const Settings::Place place = settings.Find(section, key);
   if (!place.has_key) return otherwise;
   const std::string& line = settings.lines[place.line];
@@ -63,7 +64,7 @@ int Profile::GetInt(const std::string& section, const std::string& key, int othe
 }
 
 bool Profile::WriteInt(const std::string& section, const std::string& key, int value) {
-  const fs::path path = FilePath();
+  const fs::path path = SettingsFile();
   if (path.empty()) return false;
   std::error_code error;
   fs::create_directories(path.parent_path(), error);
@@ -79,11 +80,11 @@ bool Profile::WriteInt(const std::string& section, const std::string& key, int v
     if (!place.has_section) settings.lines.insert(at, "[" + section + "]");
   }
 
-  const fs::path part = path.string() + "." + std::to_string(ProcessNumber());
+  const fs::path part = FilePath(PathText(path) + "." + std::to_string(ProcessNumber()));
   std::ofstream file(part);
   for (const std::string& kept : settings.lines) file << kept << '\n';
   file.close();
-  if (!file || !MoveOver(part.string(), path.string())) {
+  if (!file || !MoveOver(PathText(part), PathText(path))) {
     fs::remove(part, error);
     return false;
   }

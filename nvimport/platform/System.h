@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -37,13 +38,14 @@ struct FileIdentity {
   std::uint64_t device = 0;
   std::uint64_t number = 0;
 
-  bool operator==(const FileIdentity&) const = default;
+  auto operator<=>(const FileIdentity&) const = default;
 };
 std::optional<FileIdentity> IdentityOf(int file);
 std::optional<FileIdentity> IdentityOf(const char* path);
 
-// What failed last in this thread, in the system's words.
+// What failed last in this thread, and what a number of errno says, in the system's words.
 std::string LastError();
+std::string ErrorWords(int error);
 
 bool FileExists(const char* path);
 // Replaces `to`. False when nothing has changed.
@@ -65,6 +67,8 @@ extern const char* const kLibrarySuffix;
 // A time as one of the world's or of the place.
 bool WorldTime(std::time_t time, std::tm& parts);
 bool PlaceTime(std::time_t time, std::tm& parts);
+// The time of one of the world's.
+std::time_t TimeOfWorld(std::tm parts);
 
 // Appends bytes of a code page that has more than one to some characters, as UTF-8. False where the
 // system does not know it.

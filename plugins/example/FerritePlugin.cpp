@@ -10,7 +10,10 @@
 #include <cstdint>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <fstream>
+#include <map>
+#include <mutex>
 #include <new>
 #include <string>
 #include <vector>
@@ -19,7 +22,7 @@ namespace {
 
 constexpr std::uint64_t kHeaderSize = 32;
 
-// One open file; its handle is its address.
+// One open file.
 struct FrtFile {
   std::ifstream stream;
   std::uint32_t points = 0;
@@ -34,7 +37,9 @@ struct FrtFile {
   }
 
   bool Open(const char* path) {
-    stream.open(path, std::ios::binary | std::ios::ate);
+    // In UTF-8, which not every system takes as it is.
+    stream.open(std::filesystem::path(reinterpret_cast<const char8_t*>(path)),
+                std::ios::binary | std::ios::ate);
     const auto size = static_cast<std::uint64_t>(stream.tellg());
     char header[kHeaderSize];
     stream.seekg(0);
@@ -74,7 +79,36 @@ struct FrtFile {
   }
 };
 
-FrtFile& File(long handle) { return *reinterpret_cast<FrtFile*>(handle); }
+// The open files by their handles, since an address does not fit a long everywhere. Hosts may open
+// several at a time.
+struct OpenFiles {
+  std::mutex mutex;
+  std::map<long, FrtFile> files;
+  long last = 0;
+};
+
+OpenFiles& TheOpenFiles() {
+  static OpenFiles open;
+  return open;
+}
+
+FrtFile& File(long handle) {
+  OpenFiles& open = TheOpenFiles();
+  const std::lock_guard lock(open.mutex);
+  return open.files.at(handle);
+}
+
+// 0 where there is no memory for one.
+long NewHandle() {
+  OpenFiles& open = TheOpenFiles();
+  const std::lock_guard lock(open.mutex);
+  try {
+    open.files[open.last + 1];
+  } catch (const std::bad_alloc&) {
+    return 0;
+  }
+  return ++open.last;
+}
 
 // Nothing may be thrown through a C function.
 template <typename Work>
@@ -114,11 +148,11 @@ char NvImportIsCorrectFileType(int, const char* path) {
 }
 
 char NvImportOpen(int, const char* path, char mode, long* handle, NvImportOpenOptions*) {
-  auto* file = new (std::nothrow) FrtFile;
-  *handle = reinterpret_cast<long>(file);
-  if (file == nullptr) return 0;
-  return Guard(*file, [&] {
-    return mode != 0 ? file->Open(path) : file->Fail("Ferrite files can't be written.");
+  *handle = NewHandle();
+  if (*handle == 0) return 0;
+  FrtFile& file = File(*handle);
+  return Guard(file, [&] {
+    return mode != 0 ? file.Open(path) : file.Fail("Ferrite files can't be written.");
   });
 }
 
@@ -162,7 +196,11 @@ char NvImportWrite(int, long handle, NvImportWriteData*) {
   return File(handle).Fail("Ferrite files can't be written.") ? 1 : 0;
 }
 
-void NvImportClose(int, long handle) { delete reinterpret_cast<FrtFile*>(handle); }
+void NvImportClose(int, long handle) {
+  OpenFiles& open = TheOpenFiles();
+  const std::lock_guard lock(open.mutex);
+  open.files.erase(handle);
+}
 
 const char* NvImportGetLastError(int, long handle) {
   return handle != 0 ? File(handle).error.c_str() : "Out of memory.";

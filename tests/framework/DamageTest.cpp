@@ -10,6 +10,7 @@
 #include "nvimport/framework/FormatRegistry.h"
 #include "nvimport/framework/SprFileFactory.h"
 #include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/Paths.h"
 #include "plugins/complete/CompleteFormats.h"
 #include "tests/support/AllocationCounter.h"
 #include "tests/support/BiffFixture.h"
@@ -112,7 +113,7 @@ void ForEachDamage(const std::string& whole,
 }
 
 // The name of the format, those that only NvImport Complete has among them; empty for none.
-std::string FormatOf(const std::filesystem::path& path) {
+std::string FormatOf(const std::string& path) {
   std::vector<KnownFormat> formats = BuiltInFormats();
   for (int index = 1; index <= CompleteFormats().size(); ++index)
     if (SprFileFactory::Describe(CompleteFormats().Find(index)->name) == nullptr)
@@ -123,14 +124,15 @@ std::string FormatOf(const std::filesystem::path& path) {
   return format < 1 ? "" : formats[static_cast<std::size_t>(format - 1)].info->name;
 }
 
-std::set<std::filesystem::path> SmallSamples() {
+std::set<std::string> SmallSamples() {
   auto samples = Samples();
-  std::erase_if(samples,
-                [](const auto& path) { return file_size(path) > 4096 || FormatOf(path).empty(); });
+  std::erase_if(samples, [](const auto& path) {
+    return std::filesystem::file_size(path) > 4096 || FormatOf(path).empty();
+  });
   return samples;
 }
 
-class DamagedSample : public testing::TestWithParam<std::filesystem::path> {};
+class DamagedSample : public testing::TestWithParam<std::string> {};
 
 TEST_P(DamagedSample, EndsWithinItsBounds) {
   const std::string whole = Contents(GetParam());
@@ -151,7 +153,7 @@ TEST_P(DamagedSample, EndsWithinItsBounds) {
 
 INSTANTIATE_TEST_SUITE_P(Damage, DamagedSample, testing::ValuesIn(SmallSamples()),
                          [](const auto& sample) {
-                           std::string name = sample.param.filename();
+                           std::string name = FileName(sample.param);
                            for (char& c : name)
                              if (std::isalnum(static_cast<unsigned char>(c)) == 0) c = '_';
                            return name;

@@ -1,6 +1,7 @@
 // A plug-in in C++ whose format asks what its file says, one question a line, and delivers each
 // answer as a row. It reaches the host's dialogs through the library that both are linked to.
 #include <fstream>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -68,9 +69,9 @@ bool Follow(const std::string& line, Import& import) {
   return true;
 }
 
-Import* FromHandle(long handle) {
-  return reinterpret_cast<Import*>(handle);  // NOLINT(performance-no-int-to-ptr)
-}
+std::map<long, Import> open_imports;
+
+Import* FromHandle(long handle) { return &open_imports.at(handle); }
 
 }  // namespace
 
@@ -87,8 +88,8 @@ char NvImportIsCorrectFileType(int, const char* path) {
 }
 
 char NvImportOpen(int, const char* path, char, long* handle, NvImportOpenOptions*) {
-  auto* import = new Import;
-  *handle = reinterpret_cast<long>(import);
+  *handle = open_imports.empty() ? 1 : open_imports.rbegin()->first + 1;
+  Import* const import = &open_imports[*handle];
   for (const std::string& name : FileSelection::Split(path)) {
     std::ifstream file(name);
     for (std::string line; std::getline(file, line);)
@@ -111,7 +112,7 @@ char NvImportRead(int, long handle, NvImportReadData* data) {
   return 1;
 }
 
-void NvImportClose(int, long handle) { delete FromHandle(handle); }
+void NvImportClose(int, long handle) { open_imports.erase(handle); }
 
 const char* NvImportGetLastError(int, long handle) { return FromHandle(handle)->error; }
 

@@ -37,7 +37,7 @@ static const char* error = "The test plug-in refused.";
 void Throw(void);
 #define CRASH raise(SIGSEGV)
 #define HANG \
-  for (;;) pause()
+  for (;;) sleep(1)
 #define LEAVE exit(0)
 #define HOARD \
   for (;;) memset(malloc(1 << 24), 1, 1 << 24) /* crashes where memory ends */

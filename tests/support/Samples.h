@@ -9,12 +9,12 @@
 namespace nvimport {
 
 // The sample files by name, but those of HDF5, which a plug-in reads.
-inline std::set<std::filesystem::path> Samples() {
-  std::set<std::filesystem::path> samples;
+inline std::set<std::string> Samples() {
+  std::set<std::string> samples;
   for (const auto& entry : std::filesystem::directory_iterator(NVIMPORT_TEST_SAMPLES))
     if (entry.path().extension() != ".sh" &&
-        Contents(entry.path()).find("\x89HDF\r\n\x1a\n") == std::string::npos)
-      samples.insert(entry.path());
+        Contents(entry.path().string()).find("\x89HDF\r\n\x1a\n") == std::string::npos)
+      samples.insert(entry.path().string());
   return samples;
 }
 

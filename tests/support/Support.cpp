@@ -3,6 +3,9 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "nvimport/platform/FilePath.h"
+#include "nvimport/platform/Files.h"
+
 #ifdef NVIMPORT_HAS_HDF5
 #include "plugins/hdf5/Hdf5Process.h"
 #endif
@@ -21,23 +24,23 @@ namespace {
 
 TempFolder::TempFolder() {
   // Never a folder that another run left behind under the same process number.
-  path_ = (std::filesystem::temp_directory_path() / "nvimport-XXXXXX").string();
-  if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("no folder: " + path_);
+  path_ = TemporaryFolder() + "/nvimport-XXXXXX";
+  if (!MakeTemporaryFolder(path_)) throw std::runtime_error("no folder: " + path_);
 }
 
 TempFolder::~TempFolder() {
   std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
+  std::filesystem::remove_all(FilePath(path_), ignored);
 }
 
 std::string TempFolder::Put(const std::string& name, std::string_view bytes) const {
   std::string file = path_ + "/" + name;
-  std::ofstream(file, std::ios::binary) << bytes;
+  std::ofstream(FilePath(file), std::ios::binary) << bytes;
   return file;
 }
 
 std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(FilePath(path), std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
 

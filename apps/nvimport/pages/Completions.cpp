@@ -163,7 +163,70 @@ std::string FishLines(const std::string& when, const CommandPage& command) {
   return text;
 }
 
+// ---- PowerShell
+
+std::string PowerShellText(const std::string& text) {
+  std::string quoted = "'";
+  for (const char c : text) quoted += c == '\'' ? "''" : std::string(1, c);
+  return quoted + "'";
+}
+
+// A table of what stands for each name, and a table of the words that its value can be. Where files
+// can stand the shell completes them itself.
+std::string PowerShellCase(const CommandPage& command) {
+  std::string options;
+  std::string values;
+  for (const OptionPage& option : command.options) {
+    std::string words;
+    for (const std::string& word : ValuesOf(option).words)
+      words += (words.empty() ? "" : ", ") + PowerShellText(word);
+    for (const std::string& name : option.names) {
+      options += "      " + PowerShellText(name) + " = " + PowerShellText(option.description) + "\n";
+      if (!words.empty()) values += "      " + PowerShellText(name) + " = @(" + words + ")\n";
+    }
+  }
+  return "    " + PowerShellText(command.name) + " = @{\n      Does = " +
+         PowerShellText(command.description) + "\n      Options = [ordered]@{\n" + options +
+         "      }\n      Values = @{\n" + values + "      }\n    }\n";
+}
+
 }  // namespace
+
+std::string PowerShellCompletion(const CLI::App& app) {
+  std::string cases;
+  for (const CommandPage& command : CommandPages(app)) cases += PowerShellCase(command);
+  return std::string(kHead) + R"(# Dot-source it in $PROFILE.
+Register-ArgumentCompleter -Native -CommandName nvimport, nvimport.exe -ScriptBlock {
+  param($typed, $line, $cursor)
+  $commands = [ordered]@{
+)" + cases +
+         R"(  }
+  function Result($text, $tip) {
+    $word = if ($text -match '[\s'';,]') { "'" + $text.Replace("'", "''") + "'" } else { $text }
+    [System.Management.Automation.CompletionResult]::new($word, $text, 'ParameterValue', $tip)
+  }
+  $before = @($line.CommandElements | Where-Object { $_.Extent.EndOffset -lt $cursor } |
+    ForEach-Object { $_.Extent.Text } | Select-Object -Skip 1)
+  $start = $typed.Trim("'", '"')
+  $command = $before | Where-Object { $commands.Contains($_) } | Select-Object -First 1
+  if (-not $command) {
+    return $commands.Keys | Where-Object { $_.StartsWith($start) } |
+      ForEach-Object { Result $_ $commands[$_].Does }
+  }
+  $values = $commands[$command].Values
+  if ($before.Count -gt 0 -and $values.ContainsKey($before[-1])) {
+    return $values[$before[-1]] |
+      Where-Object { $_.StartsWith($start, [StringComparison]::OrdinalIgnoreCase) } |
+      ForEach-Object { Result $_ $_ }
+  }
+  if ($start.StartsWith('-')) {
+    $options = $commands[$command].Options
+    return $options.Keys | Where-Object { $_.StartsWith($start) } |
+      ForEach-Object { Result $_ $options[$_] }
+  }
+}
+)";
+}
 
 std::string BashCompletion(const CLI::App& app) {
   const std::vector<CommandPage> commands = CommandPages(app);

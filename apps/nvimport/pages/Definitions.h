@@ -44,5 +44,6 @@ std::string ManualPage(const CLI::App& app);
 std::string BashCompletion(const CLI::App& app);
 std::string ZshCompletion(const CLI::App& app);
 std::string FishCompletion(const CLI::App& app);
+std::string PowerShellCompletion(const CLI::App& app);
 
 }  // namespace nvimport

@@ -39,6 +39,7 @@ int main(int count, char** arguments) {
     Write(folder / "nvimport.bash", BashCompletion(app));
     Write(folder / "_nvimport", ZshCompletion(app));
     Write(folder / "nvimport.fish", FishCompletion(app));
+    Write(folder / "nvimport.ps1", PowerShellCompletion(app));
     return 0;
   } catch (const std::exception& exception) {
     std::fprintf(stderr, "nvimport-pages: %s\n", exception.what());

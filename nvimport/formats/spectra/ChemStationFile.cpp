@@ -18,6 +18,7 @@
 #include "nvimport/formats/spectra/XUnion.h"
 #include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/OptionPairs.h"
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/NumberText.h"
 #include "nvimport/platform/Paths.h"
@@ -57,20 +58,20 @@ std::string ShortText(double value) {
 
 bool IsFolder(const std::string& path) {
   std::error_code none;
-  return std::filesystem::is_directory(path, none);
+  return std::filesystem::is_directory(FilePath(path), none);
 }
 
 // The files in a folder of a run that may be of the format, in the order of their names.
 std::vector<std::string> FilesOfRun(const std::string& folder) {
   std::vector<std::string> files;
   std::error_code error;
-  for (std::filesystem::directory_iterator at(folder, error), end; !error && at != end;
+  for (std::filesystem::directory_iterator at(FilePath(folder), error), end; !error && at != end;
        at.increment(error)) {
-    const std::string extension = NvGetFileExtension(at->path().string());
+    const std::string extension = NvGetFileExtension(PathText(at->path()));
     std::error_code none;
     if ((EqualIgnoringCase(extension, "ch") || EqualIgnoringCase(extension, "uv")) &&
         at->is_regular_file(none))
-      files.push_back(at->path().string());
+      files.push_back(PathText(at->path()));
   }
   std::ranges::sort(files);
   return files;
@@ -315,7 +316,7 @@ int ChemStationFile::FindFiles() {
   std::uint64_t size = 0;
   const auto add = [&](std::string path, bool is_in_folder) {
     std::error_code none;
-    const std::uintmax_t one = std::filesystem::file_size(path, none);
+    const std::uintmax_t one = std::filesystem::file_size(FilePath(path), none);
     if (!none) size += one;
     inputs_.push_back({std::move(path), is_in_folder});
   };

@@ -12,6 +12,7 @@
 #include "nvimport/formats/spectra/XUnion.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/framework/StoredValues.h"
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/NumberText.h"
 
 namespace nvimport {
@@ -99,7 +100,7 @@ int NsasFile::Open(bool read, const char* path, NvImportOpenOptions* options) {
   da_ = InputFile(path_.c_str());
   if (!da_.is_open()) return Fail(kDaCannotOpen);
   for (const char* extension : {"cn", "CN", "Cn", "cN"}) {
-    cn_ = InputFile(std::filesystem::path(path_).replace_extension(extension).string().c_str());
+    cn_ = InputFile(PathText(FilePath(path_).replace_extension(extension)).c_str());
     if (cn_.is_open()) break;
   }
   return kGood;

@@ -10,6 +10,7 @@
 #include "nvimport/framework/FileSelection.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/framework/StoredValues.h"
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/Log.h"
 
 namespace nvimport {
@@ -66,7 +67,7 @@ void SpectraFile::RenewBudget() {
   std::uint64_t size = 0;
   for (const std::string& file : FileSelection::Split(path_)) {
     std::error_code none;
-    const std::uintmax_t one = std::filesystem::file_size(file, none);
+    const std::uintmax_t one = std::filesystem::file_size(FilePath(file), none);
     if (!none) size += one;
   }
   budget_ = Budget(size);

@@ -1,16 +1,17 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "nvimport/platform/Export.h"
 
 namespace nvimport {
+
+class ChildProcess;
 
 struct ChildLimits {
   int seconds = 10;
@@ -31,26 +32,25 @@ class NVIMPORT_API GuardedChild {
  public:
   // Takes a text, not empty, to the parent.
   using Say = std::function<void(const std::string& message)>;
+  using Work = void (*)(const std::string& task, const Say& say);
 
-  // Starts the work; throws where no process can be made.
-  GuardedChild(const ChildLimits& limits, const std::function<void(const Say& say)>& work);
+  // Starts the work on a task; throws where no process can be made.
+  GuardedChild(const ChildLimits& limits, const std::string& task, Work work);
   GuardedChild(const GuardedChild&) = delete;
   GuardedChild& operator=(const GuardedChild&) = delete;
   ~GuardedChild();
+
+  // To be called before such work is started: a process that was begun for a task does it here, and
+  // ends.
+  static void RunTask(Work work);
 
   // Waits for its end, which the limits see to.
   ChildOutcome Finish();
 
  private:
-  // Takes in what there is; false when no more will come.
-  bool Receive();
-  void End();
-
   ChildLimits limits_;
   std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();
-  ::pid_t process_ = -1;
-  int pipe_ = -1;
-  std::string received_;
+  std::unique_ptr<ChildProcess> process_;
 };
 
 }  // namespace nvimport

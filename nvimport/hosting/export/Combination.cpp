@@ -1,7 +1,5 @@
 #include "nvimport/hosting/export/Combination.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -14,6 +12,7 @@
 #include "nvimport/hosting/import/EachSheet.h"
 #include "nvimport/hosting/import/Sheets.h"
 #include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/Files.h"
 #include "nvimport/platform/NumberText.h"
 
 namespace nvimport {
@@ -30,12 +29,10 @@ constexpr const char* kSheet = "sheet";
 std::vector<SurveyedSheet::Stamp> StampsOf(const std::vector<std::string>& files) {
   std::vector<SurveyedSheet::Stamp> stamps;
   for (const std::string& file : files) {
-    constexpr std::int64_t kNano = 1'000'000'000;
-    struct stat status {};
-    if (::stat(file.c_str(), &status) != 0) status = {};
-    stamps.push_back({static_cast<std::int64_t>(status.st_dev),
-                      static_cast<std::int64_t>(status.st_ino), status.st_size,
-                      status.st_mtim.tv_sec * kNano + status.st_mtim.tv_nsec});
+    const PathStatus status = StatusOf(file.c_str());
+    stamps.push_back({static_cast<std::int64_t>(status.identity.device),
+                      static_cast<std::int64_t>(status.identity.number),
+                      static_cast<std::int64_t>(status.size), status.modified});
   }
   return stamps;
 }

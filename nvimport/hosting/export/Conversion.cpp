@@ -14,6 +14,7 @@
 #include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/hosting/export/SheetWriters.h"
 #include "nvimport/hosting/export/TiledSheet.h"
+#include "nvimport/platform/FilePath.h"
 
 namespace nvimport {
 
@@ -52,7 +53,7 @@ bool IsLarge(const ImportRequest& import, const ImportResult& begun) {
   std::uint64_t bytes = 0;
   for (const std::string& file : import.files) {
     std::error_code none;
-    const std::uintmax_t size = std::filesystem::file_size(file, none);
+    const std::uintmax_t size = std::filesystem::file_size(FilePath(file), none);
     if (!none) bytes += size;
   }
   const std::uint64_t cells = static_cast<std::uint64_t>(std::max(begun.columns, 0)) *

@@ -1,9 +1,5 @@
 #include "nvimport/hosting/export/OutputTarget.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <filesystem>
 #include <utility>
@@ -11,6 +7,9 @@
 
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/TemporaryPaths.h"
+#include "nvimport/platform/Console.h"
+#include "nvimport/platform/FilePath.h"
+#include "nvimport/platform/Files.h"
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/Paths.h"
 
@@ -19,17 +18,8 @@ namespace nvimport {
 namespace {
 
 std::string FolderOf(const std::string& path) {
-  const std::string folder = std::filesystem::path(path).parent_path();
+  const std::string folder = PathText(FilePath(path).parent_path());
   return folder.empty() ? "." : folder;
-}
-
-::mode_t UsualMode() {
-  static const ::mode_t mask = [] {
-    const ::mode_t old = ::umask(0);
-    ::umask(old);
-    return old;
-  }();
-  return 0666 & ~mask;
 }
 
 }  // namespace
@@ -62,20 +52,20 @@ std::optional<Failure> OutputTarget::Check() {
   if (IsStandardOutput()) return std::nullopt;
   if (path_.empty()) return Because("an output needs a name");
   // One look at the name, since those who write into a folder at the same time wait for each other.
-  struct stat status {};
-  if (::lstat(path_.c_str(), &status) == 0) {
-    there_ = S_ISLNK(status.st_mode) ? There::kLink : There::kFile;
-    if (there_ == There::kLink) ::stat(path_.c_str(), &status);
-    if (S_ISDIR(status.st_mode)) return Because("it is a folder", words_.into_folder);
+  PathStatus status = LinkStatusOf(path_.c_str());
+  if (status.kind != PathStatus::kNone) {
+    there_ = status.kind == PathStatus::kLink ? There::kLink : There::kFile;
+    if (there_ == There::kLink) status = StatusOf(path_.c_str());
+    if (status.kind == PathStatus::kFolder) return Because("it is a folder", words_.into_folder);
     // A device or a pipe is no file that could be replaced.
-    if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+    if (status.kind == PathStatus::kPipe || status.kind == PathStatus::kOther) {
       there_ = There::kDevice;
       return std::nullopt;
     }
     if (!force_) return Because("it exists already", words_.replace);
   }
   const std::string folder = FolderOf(path_);
-  if (::access(folder.c_str(), W_OK | X_OK) != 0)
+  if (!MayWriteIn(folder.c_str()))
     return Because("the folder " + ShownName(folder) + ": " + SystemWords(errno));
   return std::nullopt;
 }
@@ -96,10 +86,10 @@ std::optional<Failure> OutputTarget::Begin(OutputFile& stream, bool may_begin_ag
 
 std::optional<Failure> OutputTarget::OpenStream(OutputFile& stream) const {
   if (IsStandardOutput()) {
-    stream = OutputFile(STDOUT_FILENO, /*owned=*/false);
+    stream = OutputFile(kOutputStream, /*owned=*/false);
     return std::nullopt;
   }
-  const int descriptor = ::open(path_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+  const int descriptor = OpenDevice(path_.c_str());
   if (descriptor < 0) return Failure::OfSystem(kNotWritten, shown(), errno);
   stream = OutputFile(descriptor, /*owned=*/true);
   return std::nullopt;
@@ -125,7 +115,8 @@ std::optional<Failure> OutputTarget::BeginAtPath(const std::string& extension, s
 std::string OutputTarget::SettleFolder() {
   // A link stays a link, and what it leads to is replaced; one that leads nowhere is replaced.
   std::error_code none;
-  if (there_ == There::kLink) final_path_ = std::filesystem::canonical(path_, none);
+  if (there_ == There::kLink)
+    final_path_ = PathText(std::filesystem::canonical(FilePath(path_), none));
   if (there_ != There::kLink || none) final_path_ = path_;
   return IsStream() ? TemporaryFolder() : FolderOf(final_path_);
 }
@@ -134,7 +125,7 @@ std::optional<Failure> OutputTarget::MakeTemporary() {
   temporary_ = std::make_unique<TemporaryPath>(TemporaryPath::Kind::kFile,
                                                SettleFolder() + "/.nvimport-XXXXXX");
   if (!temporary_->is_made()) return Failure::OfSystem(kNotWritten, shown(), temporary_->error());
-  if (!IsStream()) ::fchmod(temporary_->descriptor(), UsualMode());
+  if (!IsStream()) GiveUsualMode(temporary_->descriptor());
   return std::nullopt;
 }
 

@@ -8,6 +8,7 @@
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/import/FileKinds.h"
 #include "nvimport/hosting/import/Formats.h"
+#include "nvimport/platform/FilePath.h"
 #include "nvimport/platform/Paths.h"
 
 namespace nvimport {
@@ -68,7 +69,7 @@ SettledFormat SettleFormat(const std::string& path, bool kept_rules) {
 bool IsReadable(const std::string& path, bool kept_rules, int format) {
   // A name alone says nothing.
   std::error_code none;
-  if (std::filesystem::file_size(path, none) == 0) return false;
+  if (std::filesystem::file_size(FilePath(path), none) == 0) return false;
   if (format == 0) {
     const int settled = SettleFormat(path, kept_rules).format;
     return settled > 0 && HasReaderBy(kept_rules, settled);

@@ -1,9 +1,5 @@
 #include "nvimport/hosting/import/Import.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -24,6 +20,8 @@
 #include "nvimport/hosting/import/StoredImport.h"
 #include "nvimport/platform/ByteWriter.h"
 #include "nvimport/platform/Exception.h"
+#include "nvimport/platform/FilePath.h"
+#include "nvimport/platform/Files.h"
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/Log.h"
 #include "nvimport/platform/NvFile.h"
@@ -60,26 +58,26 @@ std::optional<Failure> CheckFile(const std::string& path, const HostWords& words
     return failure;
   };
   if (path.empty()) return because("a file needs a name", "");
-  struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) {
+  const PathStatus::Kind kind = StatusOf(path.c_str()).kind;
+  if (kind == PathStatus::kNone) {
     const int error = errno;
     const bool is_missing = error == ENOENT || error == ENOTDIR;
     Failure failure = Failure::OfSystem(is_missing ? kNotThere : kNotOpened, shown, error);
     if (is_missing) failure.kind = Failure::kMissing;
     return failure;
   }
-  if (S_ISDIR(status.st_mode)) {
+  if (kind == PathStatus::kFolder) {
     if (IsOneInput(path)) return std::nullopt;
     Failure failure = because("it is a folder", "name the files in it");
     failure.text = ImportHelper::kDirectoryText;
     return failure;
   }
-  if (!S_ISREG(status.st_mode))
-    return because(S_ISFIFO(status.st_mode) ? "it is a pipe" : "it is not a regular file",
+  if (kind != PathStatus::kFile)
+    return because(kind == PathStatus::kPipe ? "it is a pipe" : "it is not a regular file",
                    words.no_regular_file);
-  const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0) return Failure::OfSystem(kNotOpened, shown, errno);
-  ::close(descriptor);
+  const int file = OpenInput(path.c_str());
+  if (file < 0) return Failure::OfSystem(kNotOpened, shown, errno);
+  CloseFile(file);
   return std::nullopt;
 }
 
@@ -88,7 +86,7 @@ std::uintmax_t TotalSize(const std::vector<std::string>& files) {
   std::uintmax_t total = 0;
   for (const std::string& file : files) {
     std::error_code none;
-    const std::uintmax_t size = std::filesystem::file_size(file, none);
+    const std::uintmax_t size = std::filesystem::file_size(FilePath(file), none);
     if (!none) total += size;
   }
   return total;

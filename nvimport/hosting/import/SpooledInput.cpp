@@ -1,9 +1,5 @@
 #include "nvimport/hosting/import/SpooledInput.h"
 
-#include <fcntl.h>
-#include <sys/statvfs.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -12,6 +8,8 @@
 
 #include "nvimport/hosting/import/Detecting.h"
 #include "nvimport/hosting/import/Import.h"
+#include "nvimport/platform/Console.h"
+#include "nvimport/platform/Files.h"
 
 namespace nvimport {
 
@@ -22,19 +20,17 @@ constexpr std::uint64_t kHead = 1024 * 1024;
 
 int WriteAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ::ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) return errno;
+    const std::ptrdiff_t written = WriteSome(descriptor, bytes);
+    if (written < 0 && written != kInterrupted) return errno;
     if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return 0;
 }
 
 // Others need room too: a disk is not filled to its last byte.
-bool HasRoom(int descriptor) {
+bool HasRoom(const std::string& folder) {
   constexpr std::uint64_t kLeastFree = 64 * 1024 * 1024;
-  struct statvfs status {};
-  return ::fstatvfs(descriptor, &status) != 0 ||
-         static_cast<std::uint64_t>(status.f_bavail) * status.f_frsize >= kLeastFree;
+  return RoomIn(folder.c_str()).value_or(kLeastFree) >= kLeastFree;
 }
 
 }  // namespace
@@ -44,14 +40,14 @@ SpooledInput::SpooledInput(const std::string& name)
       file_(folder_.path() + "/" + name) {
   int error = folder_.error();
   if (folder_.is_made()) {
-    descriptor_ = ::open(path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    descriptor_ = CreateNew(path().c_str());
     error = descriptor_ < 0 ? errno : Store(kHead, {});
   }
   if (error != 0) failure_ = Because(error);
 }
 
 SpooledInput::~SpooledInput() {
-  if (descriptor_ >= 0) ::close(descriptor_);
+  if (descriptor_ >= 0) CloseFile(descriptor_);
 }
 
 bool SpooledInput::CanComeLater(int format, bool kept_rules) const {
@@ -73,14 +69,14 @@ int SpooledInput::Store(std::uint64_t most,
   for (std::uint64_t looked = stored_; stored_ < most && !is_whole_;) {
     if (stored_ - looked >= kBetweenLooks) {
       looked = stored_;
-      if (!HasRoom(descriptor_)) return ENOSPC;
+      if (!HasRoom(folder_.path())) return ENOSPC;
     }
     if (goes_on && !goes_on(stored_)) return ECANCELED;
     const auto wanted =
         static_cast<std::size_t>(std::min<std::uint64_t>(block.size(), most - stored_));
-    const ::ssize_t got = ::read(STDIN_FILENO, block.data(), wanted);
-    if (got < 0 && errno != EINTR) return errno;
-    if (got < 0) continue;
+    const std::ptrdiff_t got = ReadSome(kInputStream, {block.data(), wanted});
+    if (got == kInterrupted) continue;
+    if (got < 0) return errno;
     is_whole_ = got == 0;
     const auto count = static_cast<std::size_t>(got);
     if (const int error = WriteAll(descriptor_, {block.data(), count}); error != 0) return error;

@@ -35,6 +35,7 @@ int OpenInput(const char* path) {
   struct stat status {};
   if (file < 0 || (::fstat(file, &status) == 0 && S_ISREG(status.st_mode))) return file;
   ::close(file);
+  errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
   return -1;
 }
 
@@ -90,7 +91,9 @@ std::optional<FileIdentity> IdentityOf(const char* path) {
   return Identity(::stat(path, &status), status);
 }
 
-std::string LastError() { return std::strerror(errno); }
+std::string LastError() { return ErrorWords(errno); }
+
+std::string ErrorWords(int error) { return std::strerror(error); }
 
 bool FileExists(const char* path) { return ::access(path, F_OK) == 0; }
 
@@ -121,6 +124,8 @@ unsigned ProcessNumber() { return static_cast<unsigned>(::getpid()); }
 bool WorldTime(std::time_t time, std::tm& parts) { return ::gmtime_r(&time, &parts) != nullptr; }
 
 bool PlaceTime(std::time_t time, std::tm& parts) { return ::localtime_r(&time, &parts) != nullptr; }
+
+std::time_t TimeOfWorld(std::tm parts) { return ::timegm(&parts); }
 
 bool AppendFromSystem(std::string& out, std::string_view bytes, int page) {
   const ::iconv_t converter = ::iconv_open("UTF-8", ("CP" + std::to_string(page)).c_str());

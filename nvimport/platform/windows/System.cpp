@@ -9,9 +9,10 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 
+#include "nvimport/platform/TextTables.h"
+#include "nvimport/platform/windows/Errors.h"
 #include "nvimport/platform/windows/WideText.h"
 
 namespace nvimport {
@@ -23,7 +24,7 @@ constexpr DWORD kEverybody = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DEL
 HANDLE HandleOf(int file) { return reinterpret_cast<HANDLE>(::_get_osfhandle(file)); }
 
 int Descriptor(HANDLE handle, int mode) {
-  if (handle == INVALID_HANDLE_VALUE) return -1;
+  if (handle == INVALID_HANDLE_VALUE) return KeepError(), -1;
   const int file = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(handle), mode | _O_NOINHERIT);
   if (file < 0) ::CloseHandle(handle);
   return file;
@@ -50,13 +51,14 @@ unsigned Some(std::size_t bytes) {
 
 int OpenInput(const char* path) {
   const HANDLE handle = Open(path, GENERIC_READ, OPEN_EXISTING);
-  if (handle == INVALID_HANDLE_VALUE) return -1;
+  if (handle == INVALID_HANDLE_VALUE) return KeepError(), -1;
   BY_HANDLE_FILE_INFORMATION found{};
   const bool is_file = ::GetFileType(handle) == FILE_TYPE_DISK &&
                        ::GetFileInformationByHandle(handle, &found) != 0 &&
                        (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
   if (is_file) return Descriptor(handle, _O_RDONLY | _O_BINARY);
   ::CloseHandle(handle);
+  errno = (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? EISDIR : EINVAL;
   return -1;
 }
 
@@ -110,15 +112,8 @@ std::optional<FileIdentity> IdentityOf(const char* path) {
   return identity;
 }
 
-std::string LastError() { return std::strerror(errno); }
-
 bool FileExists(const char* path) {
   return ::GetFileAttributesW(WidePath(path).c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
-bool MoveOver(const std::string& from, const std::string& to) {
-  return ::MoveFileExW(WidePath(from).c_str(), WidePath(to).c_str(),
-                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
 }
 
 std::string SettingsFolder() { return Setting("APPDATA"); }
@@ -146,14 +141,12 @@ bool WorldTime(std::time_t time, std::tm& parts) { return ::gmtime_s(&parts, &ti
 
 bool PlaceTime(std::time_t time, std::tm& parts) { return ::localtime_s(&parts, &time) == 0; }
 
+std::time_t TimeOfWorld(std::tm parts) { return ::_mkgmtime(&parts); }
+
 bool AppendFromSystem(std::string& out, std::string_view bytes, int page) {
-  const auto number = static_cast<unsigned>(page);
-  const auto size = static_cast<int>(std::min<std::size_t>(bytes.size(), INT_MAX));
-  if (::IsValidCodePage(number) == 0) return false;
-  const int count = ::MultiByteToWideChar(number, 0, bytes.data(), size, nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(count), L'\0');
-  ::MultiByteToWideChar(number, 0, bytes.data(), size, wide.data(), count);
-  out += Narrow(wide);
+  const TextTables tables("UTF-8", "CP" + std::to_string(page));
+  if (!tables.is_known()) return false;
+  tables.Append(out, bytes, "\xef\xbf\xbd");
   return true;
 }
 

@@ -28,7 +28,7 @@ class OpenText : public TextFile {
 };
 
 void ExpectAsReference(const std::string& bytes, const std::string& delimiter, bool ignore) {
-  SCOPED_TRACE(testing::PrintToString(bytes.substr(bytes.size() - std::min(bytes.size(), 30UL))) +
+  SCOPED_TRACE(testing::PrintToString(bytes.substr(bytes.size() - std::min<std::size_t>(bytes.size(), 30))) +
                testing::PrintToString(delimiter));
   const TempFile file(bytes);
   TextFile reader;
@@ -311,7 +311,7 @@ TEST(TextFile, AFieldBeyond64MebibytesIsStatus2) {
 TEST(TextFile, ReadsBeyondFourGibibytes) {
   // A hole of NULs, which costs neither space nor time, and a line behind it.
   const MemoryFile file("first\tline\n" + std::string(30768, 'x') + "\n");
-  ASSERT_EQ(::truncate(file.path(), off_t{4} << 30), 0);
+  file.Resize(std::uint64_t{4} << 30);
   file.Append("\nlast\tline\n");
   OpenText reader(file.path());
   EXPECT_EQ(reader.GetNumRows(), 4);

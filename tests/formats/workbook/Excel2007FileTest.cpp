@@ -462,7 +462,7 @@ TEST(Excel2007File, SharesMoreTextsThanMemoryHolds) {
   EXPECT_EQ(sink.good, kTexts);
   EXPECT_LT(counter.Peak(), std::size_t{40} << 20) << "of 60 MB";
 
-  const std::string before = std::filesystem::temp_directory_path();
+  const std::string before = std::filesystem::temp_directory_path().string();
   ::setenv("TMPDIR", "/nowhere", 1);
   Excel2007File without;
   EXPECT_EQ(without.Open(true, file.path(), nullptr), 0);
