@@ -10,8 +10,7 @@
 
 namespace {
 
-constexpr const wchar_t* kKey =
-    L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
+constexpr const wchar_t* kKey = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\Environment";
 constexpr const wchar_t* kName = L"Path";
 
 std::vector<std::wstring> Split(std::wstring_view path) {
@@ -54,8 +53,7 @@ bool Change(HKEY key, bool adds, const std::wstring& folder) {
     std::erase_if(folders, is_it);
   path = Join(folders);
   return ::RegSetValueExW(key, kName, 0, type, reinterpret_cast<const BYTE*>(path.c_str()),
-                          static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))) ==
-         ERROR_SUCCESS;
+                          static_cast<DWORD>((path.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
 }
 
 }  // namespace

@@ -181,13 +181,15 @@ std::string PowerShellCase(const CommandPage& command) {
     for (const std::string& word : ValuesOf(option).words)
       words += (words.empty() ? "" : ", ") + PowerShellText(word);
     for (const std::string& name : option.names) {
-      options += "      " + PowerShellText(name) + " = " + PowerShellText(option.description) + "\n";
+      options +=
+          "      " + PowerShellText(name) + " = " + PowerShellText(option.description) + "\n";
       if (!words.empty()) values += "      " + PowerShellText(name) + " = @(" + words + ")\n";
     }
   }
-  return "    " + PowerShellText(command.name) + " = @{\n      Does = " +
-         PowerShellText(command.description) + "\n      Options = [ordered]@{\n" + options +
-         "      }\n      Values = @{\n" + values + "      }\n    }\n";
+  return "    " + PowerShellText(command.name) +
+         " = @{\n      Does = " + PowerShellText(command.description) +
+         "\n      Options = [ordered]@{\n" + options + "      }\n      Values = @{\n" + values +
+         "      }\n    }\n";
 }
 
 }  // namespace

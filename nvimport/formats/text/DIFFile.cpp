@@ -385,7 +385,10 @@ const char* DIFFileOEM::ConvertFromFile(char* text, std::size_t count, Changed& 
 }
 
 std::string DIFFileOEM::ConvertToFile(std::string record, Lossy& lossy) const {
-  return ToOem(record, lossy.characters);
+  std::size_t lost = 0;
+  std::string converted = ToOem(record, lost);
+  lossy.characters += lost;
+  return converted;
 }
 
 // Kept: line breaks stay, unlike in the other class.
