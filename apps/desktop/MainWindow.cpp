@@ -167,6 +167,8 @@ void MainWindow::MakeActions() {
   again_ = Add(file, tr("&Import again"), Qt::Key_F5, [this] { ImportAgain(); });
   again_->setIcon(style()->standardIcon(QStyle::SP_BrowserReload));
   again_->setToolTip(tr("Reads the file once more with the answers given before (F5)"));
+  choose_ = Add(file, tr("Choose a&gain..."), Qt::CTRL | Qt::Key_F5, [this] { ChooseAgain(); });
+  choose_->setToolTip(tr("Reads the file once more and asks what to take of it, and how"));
   kept_rules_ = file.addAction(tr("Read by the &kept rules"));
   kept_rules_->setCheckable(true);
   kept_rules_->setToolTip(
@@ -290,6 +292,7 @@ void MainWindow::UpdateActions() {
   look_->setEnabled(idle && has_page);
   overlays_->setEnabled(idle && has_page);
   again_->setEnabled(idle && has_page);
+  choose_->setEnabled(idle && has_page);
   close_->setEnabled(has_page);
   for (QAction* action : for_sheet_) action->setEnabled(idle && has_page);
 }
@@ -397,6 +400,8 @@ void MainWindow::ChooseAgain() {
   request.files = last.files;
   request.format = last.format;
   request.kept_rules = last.kept_rules;
+  request.text = last.text;
+  request.chooses = page()->read().reads_unasked;
   Start(request, false);
 }
 
@@ -639,9 +644,9 @@ void MainWindow::ShowRows(const RowChoice& choice) {
   jobs_->Run(
       tr("Choosing rows"),
       [report = jobs_->Reporting(), choice, names = sheet().has_names(),
-       cells = page()->read().sheet] {
+       marks = page()->read().marks, cells = page()->read().sheet] {
         return ChosenRows(*cells, cells->GetNumberOfColumns(), cells->GetNumberOfRows(), names,
-                          choice, report);
+                          marks, choice, report);
       },
       [this, choice, shown = QPointer(page())](std::optional<std::vector<int>> rows) {
         if (shown != nullptr && rows) {

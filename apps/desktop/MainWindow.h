@@ -121,6 +121,7 @@ class MainWindow : public QMainWindow {
   QMenu* recent_;
   QAction* open_;
   QAction* again_;
+  QAction* choose_;
   QAction* close_;
   QAction* reverse_;
   QAction* fits_;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "nvimport/framework/MemorySheet.h"
+#include "nvimport/qt-dialogs/TextReading.h"
 
 namespace nvimport {
 
@@ -16,7 +17,8 @@ class SheetModel : public QAbstractTableModel {
  public:
   using QAbstractTableModel::QAbstractTableModel;
 
-  void SetSheet(std::shared_ptr<MemorySheet> sheet);
+  // What was said of a text decides what counts as a number, and whether the first row is names.
+  void SetSheet(std::shared_ptr<MemorySheet> sheet, const TextReading& text = {});
   // Shows these rows, from 1 and in this order; null for all of them.
   void SetRows(std::shared_ptr<const std::vector<int>> rows);
   // Whether the first row has the names of the columns and nothing else.

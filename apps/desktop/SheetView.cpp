@@ -24,6 +24,13 @@ bool Holds(const MemoryCell& cell, const QString& wanted) {
   return Shown(cell).contains(wanted, Qt::CaseInsensitive);
 }
 
+void SetNumber(MemorySheet& sheet, int column, int row, float number) {
+  sheet.Set(column, row, number);
+}
+void SetNumber(MemorySheet& sheet, int column, int row, auto number) {
+  sheet.SetExact(column, row, number);
+}
+
 }  // namespace
 
 std::optional<CellPlace> ParsePlace(const QString& text) {
@@ -102,7 +109,7 @@ std::shared_ptr<MemorySheet> PartOf(const MemorySheet& sheet, const std::vector<
         if (cells[i].kind == CellKind::kText)
           part->Set(column, below, std::string(cells[i].text).c_str());
         else if (cells[i].kind == CellKind::kNumber)
-          part->SetExact(column, below, cells[i].exact());
+          WithNumber(cells[i], [&](auto number) { SetNumber(*part, column, below, number); });
       }
       if (static_cast<std::size_t>(below) % kRowsPerReport == 0 && !report(0, 0)) return nullptr;
     }
@@ -123,7 +130,7 @@ QString RowChoice::Words(std::size_t shown, int rows) const {
 }
 
 std::optional<std::vector<int>> ChosenRows(const MemorySheet& sheet, int columns, int rows,
-                                           bool names, const RowChoice& choice,
+                                           bool names, NumberMarks marks, const RowChoice& choice,
                                            const Report& report) {
   std::vector<int> chosen;
   std::vector<MemoryCell> cells(static_cast<std::size_t>(columns));
@@ -143,7 +150,7 @@ std::optional<std::vector<int>> ChosenRows(const MemorySheet& sheet, int columns
   if (choice.sorted_by == 0) return chosen;
   // What is missing stays behind, whichever way.
   struct Key {
-    CellKind kind;
+    CellKind kind;  // of a text that is a number as of one
     double number;
     QString text;
     int row;
@@ -152,8 +159,12 @@ std::optional<std::vector<int>> ChosenRows(const MemorySheet& sheet, int columns
   for (const int row : chosen) {
     if (names && row == 1) continue;
     const MemoryCell cell = sheet.GetCell(choice.sorted_by, row);
-    keys.push_back({cell.kind, cell.kind == CellKind::kNumber ? cell.exact() : 0,
-                    cell.kind == CellKind::kText ? Shown(cell) : QString(), row});
+    if (cell.kind == CellKind::kNumber)
+      keys.push_back({cell.kind, cell.exact(), {}, row});
+    else if (const auto number = ParseNumber(cell.text, marks))
+      keys.push_back({CellKind::kNumber, *number, {}, row});
+    else
+      keys.push_back({cell.kind, 0, Shown(cell), row});
   }
   const auto rank = [](const Key& key) {
     return key.kind == CellKind::kNumber ? 0 : key.kind == CellKind::kText ? 1 : 2;
@@ -222,8 +233,8 @@ void SheetView::MakeFrozen() {
   connect(verticalHeader(), &QHeaderView::geometriesChanged, this, &SheetView::PlaceFrozen);
 }
 
-void SheetView::SetSheet(std::shared_ptr<MemorySheet> sheet) {
-  model_.SetSheet(std::move(sheet));
+void SheetView::SetSheet(std::shared_ptr<MemorySheet> sheet, const TextReading& text) {
+  model_.SetSheet(std::move(sheet), text);
   frozen_columns_ = NamedColumns();
   FitColumns();
   ShowRows(nullptr);

@@ -148,6 +148,7 @@ class AccessibilityTest : public QObject {
       });
     };
     QtDialogs dialogs(window);
+    dialogs.OfferReading(true);
     dialogs.SetRangeView([] { return std::make_unique<RangePlot>(); });
     look();
     dialogs.Begin(Sample("titration.dif").toStdString());

@@ -14,6 +14,7 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QSpinBox>
 #include <QTableView>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -110,6 +111,54 @@ class MainWindowTest : public QObject {
     QVERIFY(Import(window, [&] { window.ImportAgain(); }));
     QCOMPARE(CellOf(window, 2, 3), "93,7");
     QVERIFY(next.all_came());
+    QCOMPARE(next.unexpected(), 0);
+  }
+
+  // What the reader of the question does not know is taken all the same, and again.
+  void TextsAreTakenAsSaid() {
+    const QString path = folder_.filePath("prices.txt");
+    Write(path, "Report\nTown;Price\n\"K\xf6ln; old\";1.234,5\nBonn;9\n\xc5s;80\n");
+    MainWindow window;
+    NextDialog next;
+    next.Expect([](QDialog& dialog) {
+      const auto boxes = dialog.findChildren<QComboBox*>();
+      const auto set = [&](const QString& choice) {
+        for (QComboBox* box : boxes)
+          if (box->isVisible() && box->findText(choice) > 0)
+            return box->setCurrentIndex(box->findText(choice));
+      };
+      for (const char* choice :
+           {"semicolon", "\" around fields", "Cyrillic (1251)", "comma: 12,5", "point"})
+        set(choice);
+      dialog.findChild<QSpinBox*>()->setValue(1);
+      PressOk(dialog);
+    });
+    QVERIFY(Open(window, {path}));
+    for (int times = 0; times < 2; ++times) {
+      QVERIFY(window.sheet().has_names());
+      QCOMPARE(window.sheet().model()->rowCount(), 4);
+      QCOMPARE(CellOf(window, 2, 1), QString::fromUtf8("K\xd1\x86ln; old"));
+      QCOMPARE(window.plot().curves()->Of(0)[1], 1234.5F);
+      QVERIFY(window.findChild<QListWidget*>()->item(0)->text().contains("Skipped of the text"));
+      QVERIFY(Import(window, [&] { window.ImportAgain(); }));
+    }
+    Finish(window, [&] { window.ShowRows({.sorted_by = 2}); });
+    QCOMPARE(CellOf(window, 2, 1), "Bonn");
+    QCOMPARE(CellOf(window, 4, 1), QString::fromUtf8("K\xd1\x86ln; old"));
+    // One that is read without a question can be asked for.
+    const QString csv = folder_.filePath("prices.csv");
+    Write(csv, "a;b\n'x;y';2\n");
+    QVERIFY(Open(window, {csv}));
+    QCOMPARE(window.sheet().model()->columnCount(), 3);
+    next.Expect([](QDialog& dialog) {
+      for (QComboBox* box : dialog.findChildren<QComboBox*>())
+        if (const int quote = box->findText("' around fields"); quote > 0)
+          box->setCurrentIndex(quote);
+      PressOk(dialog);
+    });
+    QVERIFY(Import(window, [&] { ActionOf(window, "Choose again...")->trigger(); }));
+    QCOMPARE(window.sheet().model()->columnCount(), 2);
+    QCOMPARE(CellOf(window, 2, 1), "x;y");
     QCOMPARE(next.unexpected(), 0);
   }
 
@@ -541,7 +590,7 @@ class MainWindowTest : public QObject {
 
   void SheetsMakeCurvesOrPoints() {
     const auto curves_of = [](MemorySheet& sheet) {
-      return TakeCurves(sheet, '.', [](std::size_t, std::size_t) { return true; });
+      return TakeCurves(sheet, {}, [](std::size_t, std::size_t) { return true; });
     };
     MemorySheet empty;
     QCOMPARE(curves_of(empty).size(), std::size_t{0});

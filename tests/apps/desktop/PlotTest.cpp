@@ -36,7 +36,7 @@ std::shared_ptr<Curves> CurvesOf(const std::vector<std::vector<Cell>>& rows,
         sheet.SetExact(c, r, *number);
     }
   return std::make_shared<Curves>(TakeCurves(
-      sheet, '.', [](std::size_t, std::size_t) { return true; }, nullptr, choice));
+      sheet, {}, [](std::size_t, std::size_t) { return true; }, nullptr, choice));
 }
 
 bool IsNear(const QColor& one, const QColor& other) {
