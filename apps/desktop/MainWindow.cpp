@@ -96,6 +96,11 @@ MainWindow::MainWindow()
   connect(find_bar_, &FindBar::Closed, this, [this] {
     if (page() != nullptr) sheet().setFocus();
   });
+  exporter_ = new Exporter(*this, *jobs_);
+  connect(exporter_, &Exporter::Finished, this, [this] {
+    ShowPage();
+    emit Finished();
+  });
   connect(jobs_, &Jobs::Changed, this, &MainWindow::UpdateActions);
   connect(jobs_, &Jobs::Failed, this, [this](const QString& why) {
     ShowTrouble(this, {why, {}, {}, {}});
@@ -657,39 +662,21 @@ void MainWindow::ShowRows(const RowChoice& choice) {
       });
 }
 
+std::optional<std::vector<CellRange>> MainWindow::PartsToWrite(bool only_selected) {
+  if (!only_selected) return std::vector<CellRange>();
+  auto parts = Selected(sheet().has_names());
+  if (!parts.empty()) return parts;
+  jobs_->Tell(tr("Cells of the same columns can be written together."));
+  return std::nullopt;
+}
+
 void MainWindow::ChooseExport(bool only_selected) {
-  if (const auto file = AskExport(this, page()->read().again.files.front()))
-    ExportTo(file->path, file->kind, only_selected);
+  if (const auto parts = PartsToWrite(only_selected)) exporter_->Choose(*page(), *parts);
 }
 
 void MainWindow::ExportTo(const QString& path, std::size_t kind, bool only_selected) {
   if (page() == nullptr) return;
-  const auto parts = only_selected ? Selected(sheet().has_names()) : std::vector<CellRange>();
-  if (only_selected && parts.empty())
-    return jobs_->Tell(tr("Cells of the same columns can be written together."));
-  const auto fitting = KindFor(path, kind);
-  if (!fitting)
-    return ShowTrouble(this,
-                       {tr("No kind of file that can be written has such a name."),
-                        {},
-                        path,
-                        tr("End the name as the list of types says, with .csv for instance.")});
-  jobs_->Run(
-      tr("Writing %1").arg(QFileInfo(path).fileName()),
-      [this, kind = ExportKinds()[*fitting], path = Paths({path}).front(),
-       cells = page()->read().sheet, parts, report = jobs_->Reporting()] {
-        const auto part = parts.empty() ? cells : PartOf(*cells, parts, report);
-        return part == nullptr ? ExportResult() : Export(*part, path, kind, library().progress());
-      },
-      [this, path, shown = QPointer(page())](const ExportResult& result) {
-        if (shown != nullptr) shown->TakeNotes(result.notes);
-        ShowPage();
-        if (result.trouble)
-          ShowTrouble(this, *result.trouble);
-        else
-          jobs_->Tell(result.written ? tr("%1 is written.").arg(path) : tr("Nothing was written."));
-        emit Finished();
-      });
+  if (const auto parts = PartsToWrite(only_selected)) exporter_->Write(*page(), path, kind, *parts);
 }
 
 void MainWindow::SavePlot() {

@@ -8,6 +8,7 @@
 
 #include "apps/desktop/Banner.h"
 #include "apps/desktop/DescriptionPanel.h"
+#include "apps/desktop/Exporter.h"
 #include "apps/desktop/FindBar.h"
 #include "apps/desktop/Import.h"
 #include "apps/desktop/Jobs.h"
@@ -66,6 +67,7 @@ class MainWindow : public QMainWindow {
   SheetView& sheet() { return page()->sheet(); }
   SpectraPlot& plot() { return page()->plot(); }
   LibraryThread& library() { return jobs_->library(); }
+  Exporter& exporter() { return *exporter_; }
 
  signals:
   // An import has ended, and what it brought is shown.
@@ -89,6 +91,8 @@ class MainWindow : public QMainWindow {
 
   void ChooseFiles(bool each);
   void ChooseAgain();
+  // None, which the user is told, where what is selected can't be written.
+  std::optional<std::vector<CellRange>> PartsToWrite(bool only_selected);
   void ChooseExport(bool only_selected);
   void ChoosePlot();
   void SavePlot();
@@ -110,6 +114,7 @@ class MainWindow : public QMainWindow {
   void UpdateActions();
 
   Jobs* jobs_;
+  Exporter* exporter_;
   WindowDialogs dialogs_;
   QStackedWidget* center_;
   QTabWidget* pages_;

@@ -697,6 +697,52 @@ class MainWindowTest : public QObject {
     QVERIFY2(errors.contains("package nvimport-desktop"), qPrintable(errors));
   }
 
+  // What takes long is said before, as it then is, and can be left.
+  void LongExportsAreAsked() {
+    const QString path = folder_.filePath("long.csv");
+    QByteArray text;
+    constexpr int kRows = 300'000;
+    for (int row = 0; row < kRows; ++row)
+      text += QByteArray::number(row) + ";1.25;text " + QByteArray::number(row % 100) + ";\n";
+    Write(path, text);
+    MainWindow window;
+    NextDialog next;
+    QVERIFY(Open(window, {path}));
+    const auto kinds = ExportKinds();
+    for (const char* name : {"csv", "xlsx", "json", "arrow"}) {
+      const QString to = folder_.filePath("long-written.") + name;
+      const std::size_t kind = *KindFor(to, 0);
+      const auto estimate =
+          EstimateExport(*window.page()->read().sheet, kinds[kind], window.library().progress());
+      QCOMPARE(estimate->rows, kRows);
+      window.exporter().SetPatience({0, 0});
+      next.Expect([&](QDialog& dialog) {
+        QVERIFY(dynamic_cast<QMessageBox&>(dialog).text().contains("1,200,000 cells"));
+        dialog.reject();
+      });
+      Finish(window, [&] { window.ExportTo(to, kind); });
+      QVERIFY(!QFile::exists(to));
+      window.exporter().SetPatience({});
+      Finish(window, [&] { window.ExportTo(to, kind); });
+      const double size = static_cast<double>(QFileInfo(to).size());
+      QVERIFY2(std::abs(estimate->bytes / size - 1) < 0.25, name);
+    }
+    QVERIFY(next.all_came());
+    QCOMPARE(next.unexpected(), 0);
+  }
+
+  // What is written of a selection has the digits that it came with.
+  void PartsKeepTheirNumbers() {
+    MemorySheet sheet;
+    sheet.Set(1, 1, 0.1F);
+    sheet.SetExact(2, 1, 9007199254740993LL);
+    sheet.SetExact(3, 1, 0.1);
+    const auto part = PartOf(sheet, {{1, 1, 1, 3}}, [](std::size_t, std::size_t) { return true; });
+    QCOMPARE(Shown(part->GetCell(1, 1)), "0.1");
+    QCOMPARE(Shown(part->GetCell(2, 1)), "9007199254740993");
+    QCOMPARE(Shown(part->GetCell(3, 1)), "0.1");
+  }
+
   void PlacesAndBigSheets() {
     QVERIFY(!ParsePlace("12") && !ParsePlace("a,b"));
     for (const char* text : {"12,3", " 12 3", "r12c3", "12; 3"}) {
