@@ -23,8 +23,6 @@ namespace nvimport {
 
 namespace {
 
-// Of a sheet with fewer cells nobody waits for the file.
-constexpr std::uint64_t kSmall = 1'000'000;
 constexpr std::uint64_t kSampleCells = 100'000;
 constexpr int kSampleParts = 4;
 
@@ -64,7 +62,6 @@ QString ExportEstimate::Words() const {
 
 std::optional<ExportEstimate> EstimateExport(MemorySheet& sheet, const ExportKind& kind,
                                              JobProgress& progress) {
-  if (Cells(sheet) < kSmall) return std::nullopt;
   ExportEstimate estimate{sheet.GetNumberOfRows(), sheet.GetNumberOfColumns()};
   const QTemporaryDir folder;
   const auto sample = PartOf(sheet, SampleOf(estimate.rows, estimate.columns),
@@ -110,10 +107,12 @@ void Exporter::Write(Page& page, const QString& path, std::size_t kind,
       Task{&page, path, ExportKinds()[*fitting], page.read().sheet, parts, std::nullopt});
   jobs_.Run(
       tr("Looking how long %1 gets").arg(QFileInfo(path).fileName()),
-      [task, report = jobs_.Reporting(), &progress = jobs_.library().progress()] {
+      [task, least = patience_.cells, report = jobs_.Reporting(),
+       &progress = jobs_.library().progress()] {
         if (!task->parts.empty()) task->cells = PartOf(*task->cells, task->parts, report);
         if (task->cells == nullptr) return false;
-        task->estimate = EstimateExport(*task->cells, task->kind, progress);
+        if (Cells(*task->cells) >= least)
+          task->estimate = EstimateExport(*task->cells, task->kind, progress);
         return !progress.stopped();
       },
       [this, task](bool goes_on) {

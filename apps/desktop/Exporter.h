@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -24,7 +25,7 @@ struct ExportEstimate {
   QString Words() const;
 };
 
-// By a few rows of it that are written beside. None for what is small, or when `report` stops it.
+// By a few rows of it that are written beside. None where that fails or is stopped.
 std::optional<ExportEstimate> EstimateExport(MemorySheet& sheet, const ExportKind& kind,
                                              JobProgress& progress);
 
@@ -45,6 +46,7 @@ class Exporter : public QObject {
   struct Patience {
     double seconds = 5;
     double bytes = 500e6;
+    std::uint64_t cells = 1'000'000;  // of fewer nothing is estimated
   };
   void SetPatience(const Patience& patience) { patience_ = patience; }
 

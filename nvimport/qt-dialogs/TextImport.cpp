@@ -23,6 +23,7 @@ namespace {
 
 constexpr int kMostSkipped = 9999;
 constexpr int kEncodingLetters = 22;
+constexpr int kLetters = 30;  // of a column, at most
 
 // What the system converts from, by the names that it has there.
 struct NamedEncoding {
@@ -259,6 +260,7 @@ class TextImportPage : public Question {
       heads.push_back(name + '\n' + TypeOf(column, first));
     }
     table_->setHorizontalHeaderLabels(heads);
+    table_->horizontalHeader()->setMaximumSectionSize(fontMetrics().averageCharWidth() * kLetters);
     for (std::size_t row = first; row < rows_.size(); ++row) {
       table_->setVerticalHeaderItem(static_cast<int>(row - first),
                                     new QTableWidgetItem(QString::number(row + 1)));
@@ -268,6 +270,7 @@ class TextImportPage : public Question {
         table_->setItem(static_cast<int>(row - first), static_cast<int>(column), item);
       }
     }
+    table_->resizeColumnsToContents();
   }
 
   PreviewMaker preview_;
