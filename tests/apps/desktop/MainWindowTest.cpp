@@ -23,6 +23,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "apps/desktop/DescriptionPanel.h"
 #include "apps/desktop/MainWindow.h"
 #include "apps/desktop/SheetText.h"
 #include "apps/desktop/SheetView.h"
