@@ -93,6 +93,19 @@ int SheetModel::columnCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : columns_;
 }
 
+SheetModel::Seen SheetModel::See(const QModelIndex& index) const {
+  const MemoryCell cell = sheet_->GetCell(index.column() + 1, SheetRow(index.row()) + 1);
+  switch (cell.kind) {
+    case CellKind::kNumber:
+      return {OneLineOf(cell), true, nullptr, nullptr};
+    case CellKind::kText:
+      return {OneLineOf(cell), false, &text_, nullptr};
+    case CellKind::kMissing:
+      break;
+  }
+  return {{}, false, nullptr, &missing_};
+}
+
 QVariant SheetModel::data(const QModelIndex& index, int role) const {
   if (sheet_ == nullptr || !index.isValid()) return {};
   const MemoryCell cell = sheet_->GetCell(index.column() + 1, SheetRow(index.row()) + 1);

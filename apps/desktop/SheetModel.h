@@ -30,6 +30,15 @@ class SheetModel : public QAbstractTableModel {
   bool shows_all() const { return shown_ == nullptr; }
   void SetColors(const QPalette& palette);
 
+  // What a cell shows, in one go.
+  struct Seen {
+    QString text;
+    bool is_right = false;
+    const QBrush* text_brush = nullptr;  // null for that of the table
+    const QBrush* ground = nullptr;      // likewise
+  };
+  Seen See(const QModelIndex& index) const;
+
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
   QVariant data(const QModelIndex& index, int role) const override;
