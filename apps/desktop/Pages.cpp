@@ -29,6 +29,7 @@ Page* Pages::current() const { return static_cast<Page*>(currentWidget()); }
 
 std::vector<Page*> Pages::all() const {
   std::vector<Page*> pages;
+  pages.reserve(static_cast<std::size_t>(count()));
   for (int i = 0; i < count(); ++i) pages.push_back(static_cast<Page*>(widget(i)));
   return pages;
 }

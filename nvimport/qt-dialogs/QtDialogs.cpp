@@ -189,7 +189,7 @@ std::optional<std::size_t> QtDialogs::SelectFileType(const FileTypeQuestion& que
 std::optional<TextReading> QtDialogs::State::AskText(const QString& title, const std::string& file,
                                                      const TextReading& now,
                                                      const Preview& preview) {
-  const auto answer = Ask([&](const auto& have_done) {
+  auto answer = Ask([&](const auto& have_done) {
     return AskTextImport(
         window, title, file, now,
         offers_reading ? TextQuestions::kReading : TextQuestions::kDelimiter,

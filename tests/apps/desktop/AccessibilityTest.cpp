@@ -24,6 +24,7 @@ namespace nvimport {
 namespace {
 
 constexpr QSize kSmallest(1024, 700);
+constexpr int kPatience = 60'000;  // ms, of a machine that does much else
 
 bool IsControl(QAccessible::Role role) {
   static const std::set<QAccessible::Role> kControls = {
@@ -109,9 +110,15 @@ class AccessibilityTest : public QObject {
     seen_.clear();
     MainWindow window;
     window.resize(kSmallest);
-    window.show();
-    // A window manager may come later than its first window.
-    QTRY_VERIFY((window.activateWindow(), window.isActiveWindow()));
+    // A window manager may come later than its first window, which it then leaves as it is.
+    constexpr int kTries = 60;
+    constexpr int kTry = 1000;  // ms
+    for (int tries = 0; tries < kTries && !window.isActiveWindow(); ++tries) {
+      window.hide();
+      window.show();
+      static_cast<void>(QTest::qWaitForWindowActive(&window, kTry));
+    }
+    QVERIFY(window.isActiveWindow());
     See(window, "empty");
     WalkQuestions(window);
     WalkStates(window);
@@ -147,8 +154,8 @@ class AccessibilityTest : public QObject {
   // The next dialog is looked at, and cancelled.
   void Look(const QString& name, const std::function<void(QDialog&)>& with = {}) {
     next_.Expect([this, name, with](QDialog& dialog) {
-      QVERIFY(QTest::qWaitForWindowActive(&dialog));
-      QTRY_VERIFY(dialog.isAncestorOf(QApplication::focusWidget()));
+      QVERIFY(QTest::qWaitForWindowActive(&dialog, kPatience));
+      QTRY_VERIFY_WITH_TIMEOUT(dialog.isAncestorOf(QApplication::focusWidget()), kPatience);
       if (with) with(dialog);
       See(dialog, name);
       dialog.reject();
@@ -207,7 +214,7 @@ class AccessibilityTest : public QObject {
     };
     const auto see = [&](const char* name) {
       window.activateWindow();
-      QVERIFY(QTest::qWaitForWindowActive(&window));
+      QVERIFY(QTest::qWaitForWindowActive(&window, kPatience));
       if (window.page() != nullptr) window.sheet().setFocus();
       See(window, name);
     };
