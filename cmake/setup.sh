@@ -9,7 +9,7 @@ python_packages="$run_packages pybind11-dev python3-dask python3-dev python3-dis
   python3-wheel python3-xarray python3-xlrd"
 test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib pkg-config
   libgsf-1-dev libsqliteodbc"
-ci_packages="$test_packages $desktop_packages $python_packages ccache xauth xvfb clang clang-format clang-tidy cppcheck doxygen dpkg-dev
+ci_packages="$test_packages $desktop_packages $python_packages ccache openbox xauth xvfb clang clang-format clang-tidy cppcheck doxygen dpkg-dev
   fish groff-base libclang-rt-14-dev libmatio11 lintian mariadb-server octave odbc-mariadb odbc-postgresql postgresql python3 python3-h5py python3-netcdf4 python3-scipy valgrind zsh"
 
 # Installs those of the packages named that are missing; says nothing when there are none.

@@ -13,7 +13,6 @@
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/framework/SpectraAxis.h"
 #include "nvimport/hosting/CellText.h"
-#include "nvimport/platform/NumberText.h"
 
 namespace nvimport {
 
@@ -25,12 +24,12 @@ constexpr std::size_t kRowsPerReport = 256;
 constexpr std::size_t kMostCells = 2'000'000'000;
 constexpr std::size_t kMostPoints = 250'000'000;
 
-float NumberIn(const MemoryCell& cell, char decimal_mark) {
+float NumberIn(const MemoryCell& cell, NumberMarks marks) {
   float value = kNoNumber;
   if (cell.kind == CellKind::kNumber)
     value = cell.number;
   else if (cell.kind == CellKind::kText)
-    value = static_cast<float>(ParseNumber(cell.text, decimal_mark).value_or(kNoNumber));
+    value = static_cast<float>(ParseNumber(cell.text, marks).value_or(kNoNumber));
   // What has no end has no place in a picture.
   return std::isfinite(value) ? value : kNoNumber;
 }
@@ -40,9 +39,9 @@ bool HasNumber(std::span<const float> y) {
 }
 
 // What a sample is called: the first of the cells that is no number.
-QString NameOf(std::span<const MemoryCell> cells, char decimal_mark, const QString& otherwise) {
+QString NameOf(std::span<const MemoryCell> cells, NumberMarks marks, const QString& otherwise) {
   for (const MemoryCell& cell : cells)
-    if (cell.kind == CellKind::kText && !cell.text.empty() && !ParseNumber(cell.text, decimal_mark))
+    if (cell.kind == CellKind::kText && !cell.text.empty() && !ParseNumber(cell.text, marks))
       return Shown(cell);
   return otherwise;
 }
@@ -68,7 +67,7 @@ class Rows {
   const Report& report_;
 };
 
-void TakeSpectra(const SpectraAxis& axis, Rows& rows, int count, char decimal_mark,
+void TakeSpectra(const SpectraAxis& axis, Rows& rows, int count, NumberMarks marks,
                  Curves& curves) {
   curves.spectra = true;
   curves.x_falls = axis.falls();
@@ -83,7 +82,7 @@ void TakeSpectra(const SpectraAxis& axis, Rows& rows, int count, char decimal_ma
     }
     const auto cells = rows.cells().subspan(first, points);
     const std::size_t begin = curves.y.size();
-    for (const MemoryCell& cell : cells) curves.y.push_back(NumberIn(cell, decimal_mark));
+    for (const MemoryCell& cell : cells) curves.y.push_back(NumberIn(cell, marks));
     const std::span<float> y = std::span(curves.y).subspan(begin);
     if (!HasNumber(y)) {
       curves.y.resize(begin);
@@ -92,11 +91,11 @@ void TakeSpectra(const SpectraAxis& axis, Rows& rows, int count, char decimal_ma
     if (curves.x_falls) std::ranges::reverse(y);
     curves.lines.push_back(row);
     curves.names.push_back(
-        NameOf(rows.cells().first(first), decimal_mark, QStringLiteral("Row %1").arg(row)));
+        NameOf(rows.cells().first(first), marks, QStringLiteral("Row %1").arg(row)));
   }
 }
 
-void TakePoints(Rows& rows, int count, char decimal_mark, Curves& curves) {
+void TakePoints(Rows& rows, int count, NumberMarks marks, Curves& curves) {
   const auto points = static_cast<std::size_t>(count);
   // A sheet may be wide and high by a single cell in its corner: first which columns have numbers.
   const std::size_t columns = rows.cells().size();
@@ -112,7 +111,7 @@ void TakePoints(Rows& rows, int count, char decimal_mark, Curves& curves) {
   };
   curves.complete = each_row([&](std::size_t) {
     for (std::size_t column = 0; column < columns; ++column)
-      if (numeric[column] == 0 && !std::isnan(NumberIn(rows.cells()[column], decimal_mark)))
+      if (numeric[column] == 0 && !std::isnan(NumberIn(rows.cells()[column], marks)))
         numeric[column] = 1;
   });
   if (!curves.complete) return;
@@ -120,7 +119,7 @@ void TakePoints(Rows& rows, int count, char decimal_mark, Curves& curves) {
   for (std::size_t column = 0; column < columns; ++column) {
     if (numeric[column] == 0) continue;
     curves.lines.push_back(static_cast<int>(column) + 1);
-    curves.names.push_back(NameOf(rows.cells().subspan(column, 1), decimal_mark,
+    curves.names.push_back(NameOf(rows.cells().subspan(column, 1), marks,
                                   QStringLiteral("Column %1").arg(column + 1)));
   }
   if (curves.size() * points > kMostPoints) {
@@ -133,21 +132,21 @@ void TakePoints(Rows& rows, int count, char decimal_mark, Curves& curves) {
   curves.complete = each_row([&](std::size_t row) {
     for (std::size_t curve = 0; curve < curves.size(); ++curve)
       curves.y[curve * points + row] =
-          NumberIn(rows.cells()[static_cast<std::size_t>(curves.lines[curve]) - 1], decimal_mark);
+          NumberIn(rows.cells()[static_cast<std::size_t>(curves.lines[curve]) - 1], marks);
   });
 }
 
 // Whether what looks like x values is no row of a table without names: by letters, or since most of
 // the numbers below stand under them.
-bool IsAxis(const SpectraAxis& axis, Rows& rows, int count, char decimal_mark) {
+bool IsAxis(const SpectraAxis& axis, Rows& rows, int count, NumberMarks marks) {
   rows.Take(1);
   const MemoryCell name = rows.cells()[static_cast<std::size_t>(axis.first_column) - 1];
-  if (std::isnan(NumberIn(name, decimal_mark))) return true;
+  if (std::isnan(NumberIn(name, marks))) return true;
   if (count < 2) return false;
   rows.Take(2);
   std::size_t numbers = 0;
   for (const MemoryCell& cell : rows.cells())
-    if (!std::isnan(NumberIn(cell, decimal_mark))) ++numbers;
+    if (!std::isnan(NumberIn(cell, marks))) ++numbers;
   return axis.x.size() * 2 > numbers;
 }
 
@@ -170,14 +169,13 @@ QString TitleOf(const AxisName& name) {
 }
 
 // The number that a text is, or ends with: 740 of "band740".
-double NumberAtEnd(const MemoryCell& cell, char decimal_mark) {
+double NumberAtEnd(const MemoryCell& cell, NumberMarks marks) {
   constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
   if (cell.kind == CellKind::kNumber) return cell.exact();
   if (cell.kind == CellKind::kMissing) return kNone;
   const std::size_t last_other = cell.text.find_last_not_of("0123456789.,");
   const std::string_view end = cell.text.substr(last_other + 1);
-  return ParseNumber(cell.text, decimal_mark)
-      .value_or(ParseNumber(end, decimal_mark).value_or(kNone));
+  return ParseNumber(cell.text, marks).value_or(ParseNumber(end, marks).value_or(kNone));
 }
 
 // The x values of the points of chosen curves, rising, and where each stands among the cells.
@@ -210,13 +208,13 @@ bool IsChosen(const PlotChoice& choice, int line) {
 }
 
 // Rows as curves: the x values stand in one of the rows, over the cells.
-void TakeRows(const PlotChoice& choice, Rows& rows, int count, char decimal_mark, Curves& curves) {
+void TakeRows(const PlotChoice& choice, Rows& rows, int count, NumberMarks marks, Curves& curves) {
   const int x_row = choice.x == 0 ? 1 : choice.x;
   ChosenX x;
   if (x_row > 0) {
     rows.Take(x_row);
     for (std::size_t i = 0; i < rows.cells().size(); ++i)
-      x.Add(NumberAtEnd(rows.cells()[i], decimal_mark), i);
+      x.Add(NumberAtEnd(rows.cells()[i], marks), i);
   } else {
     for (std::size_t i = 0; i < rows.cells().size(); ++i) x.Add(static_cast<double>(i) + 1, i);
   }
@@ -231,22 +229,22 @@ void TakeRows(const PlotChoice& choice, Rows& rows, int count, char decimal_mark
     if (!curves.complete || curves.too_large) return;
     const std::size_t begin = curves.y.size();
     for (const std::size_t place : x.places)
-      curves.y.push_back(NumberIn(rows.cells()[place], decimal_mark));
+      curves.y.push_back(NumberIn(rows.cells()[place], marks));
     if (!HasNumber(std::span(curves.y).subspan(begin))) {
       curves.y.resize(begin);
       continue;
     }
     curves.lines.push_back(row);
     curves.names.push_back(
-        NameOf(rows.cells().first(first), decimal_mark, QStringLiteral("Row %1").arg(row)));
+        NameOf(rows.cells().first(first), marks, QStringLiteral("Row %1").arg(row)));
   }
 }
 
 // Columns as curves: the x values stand in one of the columns, beside the cells.
-void TakeColumns(const PlotChoice& choice, Rows& rows, int count, char decimal_mark,
+void TakeColumns(const PlotChoice& choice, Rows& rows, int count, NumberMarks marks,
                  Curves& curves) {
   // All columns over the rows, of which some are left out, and which then take their own order.
-  TakePoints(rows, count, decimal_mark, curves);
+  TakePoints(rows, count, marks, curves);
   if (!curves.complete || curves.too_large) return;
   ChosenX x;
   for (int row = 1; row <= count; ++row) {
@@ -257,7 +255,7 @@ void TakeColumns(const PlotChoice& choice, Rows& rows, int count, char decimal_m
       rows.Take(row);
       const MemoryCell& cell = rows.cells()[static_cast<std::size_t>(choice.x) - 1];
       x.Add(cell.kind == CellKind::kNumber ? cell.exact()
-                                           : static_cast<double>(NumberIn(cell, decimal_mark)),
+                                           : static_cast<double>(NumberIn(cell, marks)),
             place);
     }
   }
@@ -273,12 +271,12 @@ void TakeColumns(const PlotChoice& choice, Rows& rows, int count, char decimal_m
   if (choice.x > 0) {
     rows.Take(1);
     taken.x_title =
-        NameOf(rows.cells().subspan(static_cast<std::size_t>(choice.x) - 1, 1), decimal_mark, {});
+        NameOf(rows.cells().subspan(static_cast<std::size_t>(choice.x) - 1, 1), marks, {});
   }
   curves = std::move(taken);
 }
 
-Curves TakeGuessed(MemorySheet& sheet, char decimal_mark, const Report& report,
+Curves TakeGuessed(MemorySheet& sheet, NumberMarks marks, const Report& report,
                    const Description* description) {
   const int columns = sheet.GetNumberOfColumns();
   const int count = sheet.GetNumberOfRows();
@@ -287,23 +285,23 @@ Curves TakeGuessed(MemorySheet& sheet, char decimal_mark, const Report& report,
   Rows rows(sheet, columns, count, report);
   rows.Take(1);
   const auto said = description != nullptr ? SaidAxis(*description, columns) : std::nullopt;
-  const auto axis = said ? said : FindSpectraAxis(rows.cells(), decimal_mark);
+  const auto axis = said ? said : FindSpectraAxis(rows.cells(), marks.decimal);
   if (said) {
     curves.x_title = TitleOf(description->name(Axis::kX));
     curves.y_title = TitleOf(description->name(Axis::kY));
   }
-  if (said || (axis && IsAxis(*axis, rows, count, decimal_mark)))
-    TakeSpectra(*axis, rows, count, decimal_mark, curves);
+  if (said || (axis && IsAxis(*axis, rows, count, marks)))
+    TakeSpectra(*axis, rows, count, marks, curves);
   // Numbers in a row do not make spectra where nothing follows below.
   if (axis && (!curves.lines.empty() || !curves.complete)) return curves;
   curves = {};
-  TakePoints(rows, count, decimal_mark, curves);
+  TakePoints(rows, count, marks, curves);
   return curves;
 }
 
 }  // namespace
 
-Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report,
+Curves TakeCurves(MemorySheet& sheet, NumberMarks marks, const Report& report,
                   const Description* description, const PlotChoice& choice) {
   const int columns = sheet.GetNumberOfColumns();
   const int count = sheet.GetNumberOfRows();
@@ -311,19 +309,19 @@ Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report,
   const bool is_guessed =
       choice.curves == PlotChoice::Curves::kGuessed && choice.x == 0 && choice.lines.empty();
   if (is_guessed || columns == 0 || count == 0) {
-    curves = TakeGuessed(sheet, decimal_mark, report, description);
+    curves = TakeGuessed(sheet, marks, report, description);
   } else {
     Rows rows(sheet, columns, count, report);
     rows.Take(1);
     PlotChoice settled = choice;
     if (choice.curves == PlotChoice::Curves::kGuessed &&
-        FindSpectraAxis(rows.cells(), decimal_mark))
+        FindSpectraAxis(rows.cells(), marks.decimal))
       settled.curves = PlotChoice::Curves::kRows;
     // The sheet may be another one than that which they were chosen for.
     const bool are_rows = settled.curves == PlotChoice::Curves::kRows;
     if (settled.x > (are_rows ? count : columns)) settled.x = 0;
-    are_rows ? TakeRows(settled, rows, count, decimal_mark, curves)
-             : TakeColumns(settled, rows, count, decimal_mark, curves);
+    are_rows ? TakeRows(settled, rows, count, marks, curves)
+             : TakeColumns(settled, rows, count, marks, curves);
   }
   using Marks = PlotChoice::Marks;
   curves.marks = choice.marks != Marks::kGuessed ? choice.marks

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "apps/desktop/PlotChoice.h"
+#include "nvimport/hosting/import/NumberMarks.h"
 
 namespace nvimport {
 
@@ -38,9 +39,9 @@ struct Curves {
 // Called now and then with what is done of how much; false stops.
 using Report = std::function<bool(std::size_t done, std::size_t all)>;
 
-// Texts that read as numbers with `decimal_mark` count as numbers. What the file says of its axes
+// Texts that read as numbers with these marks count as numbers. What the file says of its axes
 // goes before what the names of columns do, and what the user chooses before all.
-Curves TakeCurves(MemorySheet& sheet, char decimal_mark, const Report& report,
+Curves TakeCurves(MemorySheet& sheet, NumberMarks marks, const Report& report,
                   const Description* description = nullptr, const PlotChoice& choice = {});
 
 }  // namespace nvimport

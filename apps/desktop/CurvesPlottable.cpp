@@ -6,6 +6,8 @@
 #include <limits>
 #include <span>
 
+#include "apps/desktop/Contrast.h"
+
 namespace nvimport {
 
 namespace {
@@ -176,7 +178,16 @@ QColor CurveColors::Of(std::size_t curve) const {
   }
   // From blue over green to orange, in the order of the sheet.
   const double part = static_cast<double>(curve) / static_cast<double>(curves_ - 1);
-  return QColor::fromHsvF(static_cast<float>(0.62 - 0.54 * part), 0.75F, dark_ ? 0.95F : 0.72F);
+  const auto color =
+      QColor::fromHsvF(static_cast<float>(0.62 - 0.54 * part), 0.75F, dark_ ? 0.95F : 0.72F);
+  // Green and yellow are lighter than they measure.
+  constexpr double kLightest = 1.05 / kLineContrast - 0.06;
+  constexpr double kGamma = 2.2;
+  const double luminance = Luminance(color);
+  if (dark_ || luminance <= kLightest) return color;
+  return QColor::fromHsvF(
+      color.hsvHueF(), color.hsvSaturationF(),
+      color.valueF() * static_cast<float>(std::pow(kLightest / luminance, 1 / kGamma)));
 }
 
 Scale::Scale(const QCPAxis& axis) {

@@ -23,7 +23,7 @@ bool Draw(MemorySheet& sheet, const PictureSettings& settings, const std::string
   char* arguments[] = {name, nullptr};
   const QApplication application(count, arguments);
   auto curves = std::make_shared<Curves>(TakeCurves(
-      sheet, GuessDecimalMark(sheet), [](std::size_t, std::size_t) { return true; },
+      sheet, {GuessDecimalMark(sheet)}, [](std::size_t, std::size_t) { return true; },
       settings.description));
   if (curves->size() == 0) return false;
   SpectraPlot plot;

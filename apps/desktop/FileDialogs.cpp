@@ -19,7 +19,8 @@ namespace {
 
 constexpr const char* kFolder = "folder";
 
-// False when the user cancels.
+}  // namespace
+
 bool AskSize(QWidget* parent, PictureToWrite& picture) {
   constexpr int kLeast = 100;
   constexpr int kMost = 4000;
@@ -52,8 +53,6 @@ bool AskSize(QWidget* parent, PictureToWrite& picture) {
   picture.resolution = resolution->currentData().toInt();
   return true;
 }
-
-}  // namespace
 
 std::optional<FilesToOpen> AskFiles(QWidget* parent) {
   int first = 0;

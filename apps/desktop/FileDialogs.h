@@ -31,6 +31,8 @@ struct PictureToWrite {
   QSize size;  // in pixels at the usual resolution
   int resolution = PlotPicture::kUsualResolution;
 };
+// Asks for the size, beginning with that of `picture`. False when the user cancels.
+bool AskSize(QWidget* parent, PictureToWrite& picture);
 // Beginning with the size that is seen.
 std::optional<PictureToWrite> AskPicture(QWidget* parent, const std::string& file, QSize size);
 

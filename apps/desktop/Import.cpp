@@ -7,10 +7,13 @@
 
 #include "apps/desktop/LibraryThread.h"
 #include "apps/desktop/SheetText.h"
+#include "apps/desktop/SheetView.h"
 #include "apps/desktop/WindowDialogs.h"
 #include "nvimport/framework/ImportHelper.h"
+#include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/Thrown.h"
 #include "nvimport/hosting/import/DecimalGuess.h"
+#include "nvimport/hosting/import/Delimiters.h"
 #include "nvimport/hosting/import/FileKinds.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/hosting/import/Import.h"
@@ -73,6 +76,56 @@ std::vector<std::pair<QString, QString>> FilterPairs(const char* texts) {
   return pairs;
 }
 
+// As a format that reads delimited texts.
+bool IsTextFormat(int format) {
+  return format != 0 && format == FindFormat("Text File", /*for_writing=*/false);
+}
+int CsvFormat() { return FindFormat("CSV File", /*for_writing=*/false); }
+
+// How a text was read without a question.
+TextReading ReadingOf(const ImportResult& read, MemorySheet& sheet) {
+  TextReading reading;
+  if (read.format == CsvFormat()) reading.quote = '"';
+  for (const AnsweredQuestion& question : read.questions)
+    if (question.name == "delimiter") {
+      reading.split = ParseDelimiter(question.value);
+      reading.split.ignore_consecutive = question.ignore_consecutive;
+    }
+  reading.marks.decimal = GuessDecimalMark(sheet);
+  return reading;
+}
+
+void ReadAs(const TextReading& reading, ImportRequest& request) {
+  const bool is_csv = reading.quote != '\0';
+  request.format = is_csv ? CsvFormat() : FindFormat("Text File", /*for_writing=*/false);
+  if (is_csv)
+    request.pairs = reading.CsvPairs();
+  else
+    request.answers.text_import = reading.split;
+}
+
+// The sheet without the rows that are skipped, its texts in UTF-8. Null when the user cancelled.
+std::shared_ptr<MemorySheet> Taken(std::shared_ptr<MemorySheet> sheet, const TextReading& reading,
+                                   JobProgress& progress) {
+  const int rows = sheet->GetNumberOfRows();
+  const int columns = sheet->GetNumberOfColumns();
+  if (rows > 0 && columns > 0 && reading.skipped_rows > 0)
+    sheet = PartOf(*sheet, {{std::min(reading.skipped_rows, rows) + 1, rows, 1, columns}},
+                   [&](auto done, auto all) { return progress.Advance(done, all); });
+  if (sheet == nullptr || reading.encoding.empty()) return sheet;
+  const TextDecoder decoder(reading.encoding);
+  std::string scratch;
+  for (int row = 1; row <= sheet->GetNumberOfRows(); ++row) {
+    for (int column = 1; column <= columns; ++column)
+      if (const MemoryCell cell = sheet->GetCell(column, row); cell.kind == CellKind::kText)
+        if (const auto text = decoder.Decode(cell.text, scratch); text.data() != cell.text.data())
+          sheet->SetText(column, row, text);
+    if (!progress.Advance(static_cast<std::uint64_t>(row), static_cast<std::uint64_t>(rows)))
+      return nullptr;
+  }
+  return sheet;
+}
+
 QStringList Lines(const std::vector<std::string>& texts) {
   QStringList lines;
   for (const std::string& text : texts) lines.push_back(FromBytes(text));
@@ -96,8 +149,21 @@ OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress&
     if (now.begins) dialogs.SettleFormat(now.format);
     return progress.Advance(now.position, now.size);
   };
+  if (request.chooses) {
+    const auto text =
+        dialogs.AskReading(request.files.front(), request.text.value_or(TextReading()));
+    if (!text) return result;
+    ReadAs(*text, reading);
+  }
   auto sheet = std::make_shared<MemorySheet>();
-  const ImportResult read = ImportFile(reading, *sheet);
+  ImportResult read = ImportFile(reading, *sheet);
+  // The reader that asked knows no quotes.
+  if (const auto& text = dialogs.text_reading();
+      !read && text && IsTextFormat(read.format) && text->quote != '\0') {
+    ReadAs(*text, reading);
+    sheet = std::make_shared<MemorySheet>();
+    read = ImportFile(reading, *sheet);
+  }
   if (read.format > 0) again.format = read.format;
   if (!read.files.empty()) again.files = read.files;
   result.format = FromBytes(FormatName(read.format));
@@ -110,8 +176,16 @@ OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress&
           QObject::tr("Not chosen of the %1: %2").arg(FromBytes(question.name), FromBytes(entry)));
   if (read) {
     again.options = read.options;
-    if (dialogs.decimal_mark()) again.decimal_mark = dialogs.decimal_mark();
-    result.decimal_mark = again.decimal_mark.value_or(GuessDecimalMark(*sheet));
+    again.chooses = false;
+    result.reads_unasked = read.format == CsvFormat();
+    if (dialogs.text_reading()) again.text = dialogs.text_reading();
+    if (!again.text) again.text = ReadingOf(read, *sheet);
+    sheet = Taken(std::move(sheet), *again.text, progress);
+    if (sheet == nullptr) return result;
+    if (again.text->skipped_rows > 0)
+      result.left.push_back(
+          QObject::tr("Skipped of the text: %n row(s)", nullptr, again.text->skipped_rows));
+    result.marks = again.text->marks;
     result.sheet = std::move(sheet);
     result.description = std::make_shared<const Description>(read.description);
     return result;

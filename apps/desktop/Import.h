@@ -9,6 +9,7 @@
 #include "apps/desktop/Trouble.h"
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/hosting/export/Export.h"
+#include "nvimport/qt-dialogs/TextReading.h"
 
 namespace nvimport {
 
@@ -22,7 +23,8 @@ struct OpenRequest {
   int filter = 1;                      // position in the open dialog
   int format = 0;                      // position in the list of formats, once it is known
   std::vector<unsigned char> options;  // of the import that is repeated, or none
-  std::optional<char> decimal_mark;    // what the user said of it
+  std::optional<TextReading> text;     // what the user said of a delimited text
+  bool chooses = false;                // how a text is read that would not be asked
   std::optional<bool> kept_rules;      // else those of the import that is repeated
 };
 
@@ -33,7 +35,8 @@ struct OpenResult {
   std::shared_ptr<const Description> description;  // of its axes too
   QString format;                                  // its name
   bool kept_rules = false;                         // were read by
-  char decimal_mark = '.';                         // of numbers in texts
+  NumberMarks marks;                               // of numbers in texts
+  bool reads_unasked = false;                      // a text whose reader asks nothing
   QStringList warnings;
   QStringList left;  // what was not chosen of what the file holds
   QStringList notes;

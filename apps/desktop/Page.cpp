@@ -34,7 +34,7 @@ void Page::Show(OpenResult result) {
   look_ = {};
   curves_.reset();
   plot_->SetCurves(nullptr);
-  sheet_->SetSheet(read_.sheet);
+  sheet_->SetSheet(read_.sheet, read_.again.text.value_or(TextReading()));
 }
 
 void Page::SetCurves(const Plotted& plotted) {
@@ -50,13 +50,13 @@ void Page::Choose(const PlotChoice& choice) {
 }
 
 std::function<Page::Plotted(const Report& report)> Page::MakingCurves() const {
-  return [sheet = read_.sheet, mark = read_.decimal_mark, description = read_.description,
+  return [sheet = read_.sheet, marks = read_.marks, description = read_.description,
           choice = choice_, look = look_, others = others_,
           curves = curves_](const Report& report) {
     Plotted plotted{curves, curves};
     if (curves == nullptr) {
       plotted.all = std::make_shared<const Curves>(
-          TakeCurves(*sheet, mark, report, description.get(), choice));
+          TakeCurves(*sheet, marks, report, description.get(), choice));
       plotted.seen = plotted.all;
     }
     if (plotted.all->complete && !others.empty())

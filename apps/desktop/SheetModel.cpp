@@ -28,28 +28,34 @@ QString OneLineOf(const MemoryCell& cell) {
 }
 
 // Whether the first row of a sheet is texts above numbers.
-bool HasNames(const MemorySheet& sheet, int columns, int rows) {
+bool HasNames(const MemorySheet& sheet, int columns, int rows, NumberMarks marks) {
   constexpr int kMostRows = 10;
   std::vector<MemoryCell> cells(static_cast<std::size_t>(columns));
-  const auto has = [&](int row, CellKind kind) {
-    sheet.GetCells(1, row, cells);
-    return std::ranges::find(cells, kind, &MemoryCell::kind) != cells.end();
+  const auto is_number = [&](const MemoryCell& cell) {
+    return cell.kind == CellKind::kNumber ||
+           (cell.kind == CellKind::kText && ParseNumber(cell.text, marks));
   };
-  if (rows < 2 || has(1, CellKind::kNumber) || !has(1, CellKind::kText)) return false;
+  const auto has_number = [&](int row) {
+    sheet.GetCells(1, row, cells);
+    return std::ranges::any_of(cells, is_number);
+  };
+  if (has_number(1) || std::ranges::find(cells, CellKind::kText, &MemoryCell::kind) == cells.end())
+    return false;
   for (int row = 2; row <= std::min(rows, kMostRows); ++row)
-    if (has(row, CellKind::kNumber)) return true;
+    if (has_number(row)) return true;
   return false;
 }
 
 }  // namespace
 
-void SheetModel::SetSheet(std::shared_ptr<MemorySheet> sheet) {
+void SheetModel::SetSheet(std::shared_ptr<MemorySheet> sheet, const TextReading& text) {
   beginResetModel();
   sheet_ = std::move(sheet);
   rows_ = sheet_ == nullptr ? 0 : sheet_->GetNumberOfRows();
   columns_ = sheet_ == nullptr ? 0 : sheet_->GetNumberOfColumns();
   shown_.reset();
-  has_names_ = columns_ > 0 && HasNames(*sheet_, columns_, rows_);
+  has_names_ = columns_ > 0 && rows_ > 1 &&
+               text.header.value_or(HasNames(*sheet_, columns_, rows_, text.marks));
   endResetModel();
 }
 
@@ -85,6 +91,19 @@ int SheetModel::rowCount(const QModelIndex& parent) const {
 
 int SheetModel::columnCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : columns_;
+}
+
+SheetModel::Seen SheetModel::See(const QModelIndex& index) const {
+  const MemoryCell cell = sheet_->GetCell(index.column() + 1, SheetRow(index.row()) + 1);
+  switch (cell.kind) {
+    case CellKind::kNumber:
+      return {OneLineOf(cell), true, nullptr, nullptr};
+    case CellKind::kText:
+      return {OneLineOf(cell), false, &text_, nullptr};
+    case CellKind::kMissing:
+      break;
+  }
+  return {{}, false, nullptr, &missing_};
 }
 
 QVariant SheetModel::data(const QModelIndex& index, int role) const {

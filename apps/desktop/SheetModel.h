@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "nvimport/framework/MemorySheet.h"
+#include "nvimport/qt-dialogs/TextReading.h"
 
 namespace nvimport {
 
@@ -16,7 +17,8 @@ class SheetModel : public QAbstractTableModel {
  public:
   using QAbstractTableModel::QAbstractTableModel;
 
-  void SetSheet(std::shared_ptr<MemorySheet> sheet);
+  // What was said of a text decides what counts as a number, and whether the first row is names.
+  void SetSheet(std::shared_ptr<MemorySheet> sheet, const TextReading& text = {});
   // Shows these rows, from 1 and in this order; null for all of them.
   void SetRows(std::shared_ptr<const std::vector<int>> rows);
   // Whether the first row has the names of the columns and nothing else.
@@ -27,6 +29,15 @@ class SheetModel : public QAbstractTableModel {
   int ShownRow(int row) const;
   bool shows_all() const { return shown_ == nullptr; }
   void SetColors(const QPalette& palette);
+
+  // What a cell shows, in one go.
+  struct Seen {
+    QString text;
+    bool is_right = false;
+    const QBrush* text_brush = nullptr;  // null for that of the table
+    const QBrush* ground = nullptr;      // likewise
+  };
+  Seen See(const QModelIndex& index) const;
 
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;

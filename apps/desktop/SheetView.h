@@ -48,10 +48,10 @@ struct RowChoice {
   // "sorted by column 3, 12 of 40 rows"
   QString Words(std::size_t shown, int rows) const;
 };
-// Those rows: numbers before texts before what is missing. The first stays above all where it has
-// `names`. None when `report` stops it.
+// Those rows: numbers, texts that are such too, before texts before what is missing. The first
+// stays above all where it has `names`. None when `report` stops it.
 std::optional<std::vector<int>> ChosenRows(const MemorySheet& sheet, int columns, int rows,
-                                           bool names, const RowChoice& choice,
+                                           bool names, NumberMarks marks, const RowChoice& choice,
                                            const Report& report);
 
 // The table of a sheet. Names of columns stand in its header alone; names of rows stay in sight.
@@ -60,7 +60,7 @@ class SheetView : public QTableView {
  public:
   explicit SheetView(QWidget* parent = nullptr);
 
-  void SetSheet(std::shared_ptr<MemorySheet> sheet);
+  void SetSheet(std::shared_ptr<MemorySheet> sheet, const TextReading& text = {});
   // Shows these rows; null for all.
   void ShowRows(std::shared_ptr<const std::vector<int>> rows);
   bool has_names() const { return model_.has_names(); }

@@ -160,11 +160,11 @@ void SpectraPlot::SetCurves(std::shared_ptr<const Curves> curves) {
     nothing_->setText(curves_->too_large ? tr("Too many values to plot")
                                          : tr("No numbers to plot"));
   for (QCPAxis* axis : {xAxis, yAxis}) axis->setVisible(!is_empty);
-  xAxis->setLabel(is_empty ? QString() : curves_->x_title);
-  yAxis->setLabel(is_empty ? QString() : curves_->y_title);
+  x_title_ = is_empty ? QString() : curves_->x_title;
+  y_title_ = is_empty ? QString() : curves_->y_title;
   // A curve alone needs no list of names.
-  if (!is_empty && curves_->size() == 1 && yAxis->label().isEmpty())
-    yAxis->setLabel(curves_->names.front());
+  if (!is_empty && curves_->size() == 1 && y_title_.isEmpty()) y_title_ = curves_->names.front();
+  SpaceTicks(size());
   xAxis->setRangeReversed(!is_empty && curves_->x_falls);
   MakeLegend();
   ShowAll();
@@ -398,6 +398,12 @@ void SpectraPlot::SpaceTicks(QSize size) {
   const auto fitting = [](int room, int label) { return std::clamp(room / label, 2, kMost); };
   xAxis->ticker()->setTickCount(fitting(size.width(), widest(*xAxis) * 2));
   yAxis->ticker()->setTickCount(fitting(size.height(), metrics.height() * 3));
+  // Beside an axis stand the numbers of the other one, and the names.
+  const QFontMetrics letters(Lettering());
+  const int width = side_ == nullptr ? size.width() * 4 / 5 : size.width() * 3 / 5;
+  const int height = size.height() - 4 * letters.height();
+  xAxis->setLabel(letters.elidedText(x_title_, Qt::ElideMiddle, width));
+  yAxis->setLabel(letters.elidedText(y_title_, Qt::ElideMiddle, height));
 }
 
 void SpectraPlot::Hover(const std::optional<Spot>& spot) {

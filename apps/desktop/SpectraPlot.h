@@ -88,7 +88,7 @@ class SpectraPlot : public QCustomPlot {
   QString NumbersAt(const Spot& spot) const;
   // Of one size in pixels on whatever device.
   QFont Lettering() const;
-  // As many ticks as their labels have room for.
+  // As many ticks as their labels have room for, and as much of the titles.
   void SpaceTicks(QSize size);
   void TakeColors(const QPalette& palette);
   void MakeLegend();
@@ -104,6 +104,8 @@ class SpectraPlot : public QCustomPlot {
   QCPItemEllipse* marker_;
   QCPItemText* nothing_;           // what is said in the place of a picture
   QCPLayoutGrid* side_ = nullptr;  // with the names, if there are few
+  QString x_title_;
+  QString y_title_;
   QTimer at_rest_;
   QTimer settled_;           // when the view has stayed a while
   std::vector<View> views_;  // that were seen

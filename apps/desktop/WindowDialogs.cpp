@@ -8,6 +8,7 @@ namespace nvimport {
 
 WindowDialogs::WindowDialogs(QWidget& window) : QtDialogs(window) {
   SetModal(false);
+  OfferReading(true);
   SetRangeView([] { return std::make_unique<RangePlot>(); });
 }
 

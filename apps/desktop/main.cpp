@@ -3,6 +3,7 @@
 #include <QTimer>
 
 #include "apps/desktop/MainWindow.h"
+#include "apps/desktop/ReadableColors.h"
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/Version.h"
 #include "nvimport/platform/NvApp.h"
@@ -38,6 +39,7 @@ int main(int count, char** arguments) {
   QApplication::setApplicationDisplayName(kName);
   QApplication::setApplicationVersion(NVIMPORT_VERSION);
   NvApp::SetName(kName);
+  const ReadableColors colors(application);
   const FormatList::ReleaseAtEnd list;
   return RunWindow(application);
 }

@@ -5,17 +5,20 @@
 #include <QWidget>
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <utility>
 
+#include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/Thrown.h"
 #include "nvimport/hosting/import/DecimalGuess.h"
 #include "nvimport/hosting/import/Detecting.h"
 #include "nvimport/hosting/import/Formats.h"
 #include "nvimport/qt-dialogs/AskingThread.h"
+#include "nvimport/qt-dialogs/CsvPreview.h"
 #include "nvimport/qt-dialogs/FirstSpectrum.h"
 #include "nvimport/qt-dialogs/PlainRangeView.h"
 #include "nvimport/qt-dialogs/ProgressDialog.h"
@@ -38,6 +41,22 @@ QString AnswerWords(int answer) {
     default:
       return QObject::tr("not this format");
   }
+}
+
+// The first cells as they are shown, behind the rows that are skipped.
+PreviewRows PreviewOf(const std::string& path, const TextReading& reading,
+                      const decltype(TextImportQuestion::preview)& plain) {
+  const int rows = kPreviewRows + reading.skipped_rows;
+  PreviewRows cells = reading.quote != '\0' || !plain
+                          ? PreviewCsv(path, reading, rows, kPreviewColumns)
+                          : plain(reading.split, rows, kPreviewColumns);
+  cells.erase(cells.begin(),
+              cells.begin() + std::min<std::ptrdiff_t>(reading.skipped_rows, std::ssize(cells)));
+  const TextDecoder decoder(reading.encoding);
+  std::string scratch;
+  for (auto& row : cells)
+    for (std::string& text : row) text = std::string(decoder.Decode(text, scratch));
+  return cells;
 }
 
 }  // namespace
@@ -83,6 +102,11 @@ struct QtDialogs::State : std::enable_shared_from_this<State> {
     return std::move(shared->answer);
   }
 
+  using Preview = decltype(TextImportQuestion::preview);
+  // `preview` makes one without quotes; CSV File does where there is none.
+  std::optional<TextReading> AskText(const QString& title, const std::string& file,
+                                     const TextReading& now, const Preview& preview);
+
   void Cancel() {
     const std::scoped_lock lock(mutex);
     cancelled = true;
@@ -96,7 +120,9 @@ struct QtDialogs::State : std::enable_shared_from_this<State> {
   };
   std::string path;
   std::atomic<int> format = 0;
-  std::optional<char> decimal_mark;
+  bool offers_reading = false;
+  std::optional<TextReading> reading;                      // since Begin
+  std::optional<TextReading> last_reading;                 // of the same file
   std::map<std::string, std::vector<std::size_t>> chosen;  // by the title of the question
   std::mutex mutex;                                        // of what follows
   std::set<AskingThread*> waiting;
@@ -118,16 +144,21 @@ void QtDialogs::SetRangeView(std::function<std::unique_ptr<RangeView>()> make) {
 }
 
 void QtDialogs::Begin(std::string path, int format) {
-  if (path != state_->path) state_->chosen.clear();
+  if (path != state_->path) {
+    state_->chosen.clear();
+    state_->last_reading.reset();
+  }
   state_->path = std::move(path);
   state_->format = format;
-  state_->decimal_mark.reset();
+  state_->reading.reset();
   state_->cancelled = false;
 }
 
 void QtDialogs::SettleFormat(int format) { state_->format = format; }
 
-std::optional<char> QtDialogs::decimal_mark() const { return state_->decimal_mark; }
+void QtDialogs::OfferReading(bool offers) { state_->offers_reading = offers; }
+
+const std::optional<TextReading>& QtDialogs::text_reading() const { return state_->reading; }
 
 bool QtDialogs::asking() const { return state_->window.asking(); }
 
@@ -155,26 +186,42 @@ std::optional<std::size_t> QtDialogs::SelectFileType(const FileTypeQuestion& que
       [&](const auto&) { return AskFileType(state_->window, question, answers, others); });
 }
 
-std::optional<TextImportChoice> QtDialogs::ImportText(const TextImportQuestion& question) {
-  TextImportQuestion guessed = question;
-  guessed.current = question.usual.value_or(question.current);
-  DecimalGuess decimal;
-  for (const auto& row : question.preview(guessed.current, kPreviewRows, kPreviewColumns))
-    for (const std::string& text : row) decimal.Take(text);
-  const auto answer = state_->Ask([&](const auto& have_done) {
+std::optional<TextReading> QtDialogs::State::AskText(const QString& title, const std::string& file,
+                                                     const TextReading& now,
+                                                     const Preview& preview) {
+  auto answer = Ask([&](const auto& have_done) {
     return AskTextImport(
-        state_->window, guessed, decimal.mark(),
-        [&, have_done](const TextImportChoice& choice, std::function<void(PreviewRows)> show) {
-          have_done([context = state_->context, &question, choice, show = std::move(show)] {
-            auto rows = question.preview(choice, kPreviewRows, kPreviewColumns);
-            const auto shows = [show, rows = std::move(rows)] { show(rows); };
-            QMetaObject::invokeMethod(context, shows);
+        window, title, file, now,
+        offers_reading ? TextQuestions::kReading : TextQuestions::kDelimiter,
+        [&, have_done](const TextReading& wanted, std::function<void(PreviewRows)> show) {
+          have_done([to = context, &preview, &file, wanted, show = std::move(show)] {
+            const auto shows = [show, rows = PreviewOf(file, wanted, preview)] { show(rows); };
+            QMetaObject::invokeMethod(to, shows);
           });
         });
   });
-  if (!answer) return std::nullopt;
-  state_->decimal_mark = answer->decimal_mark;
-  return answer->choice;
+  if (answer) reading = last_reading = answer;
+  return answer;
+}
+
+std::optional<TextImportChoice> QtDialogs::ImportText(const TextImportQuestion& question) {
+  // Who chooses again begins with the last choice.
+  TextReading now = state_->last_reading.value_or(TextReading());
+  if (!state_->last_reading) {
+    now.split = question.usual.value_or(question.current);
+    DecimalGuess decimal;
+    for (const auto& row : question.preview(now.split, kPreviewRows, kPreviewColumns))
+      for (const std::string& text : row) decimal.Take(text);
+    now.marks.decimal = decimal.mark();
+  }
+  const auto answer =
+      state_->AskText(FromBytes(question.title), question.path, now, question.preview);
+  if (!answer || answer->quote != '\0') return std::nullopt;
+  return answer->split;
+}
+
+std::optional<TextReading> QtDialogs::AskReading(const std::string& path, const TextReading& now) {
+  return state_->AskText(QObject::tr("Text Import"), path, state_->last_reading.value_or(now), {});
 }
 
 std::optional<ItemsChoice> QtDialogs::SelectItems(const ItemsQuestion& question) {

@@ -8,6 +8,7 @@
 
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/qt-dialogs/Export.h"
+#include "nvimport/qt-dialogs/TextReading.h"
 
 class QWidget;
 
@@ -39,8 +40,15 @@ class NVIMPORT_QT_API QtDialogs : public Dialogs {
   void Begin(std::string path, int format = 0);
   void SettleFormat(int format);
 
-  // How numbers in texts are written, as the user said in the text import since Begin.
-  std::optional<char> decimal_mark() const;
+  // Has the text import ask for all of a TextReading, of which a reader is told the delimiter
+  // alone: the rest is for the host. Where the text has quotes the import ends as if it were
+  // cancelled, and text_reading() has them, for another one by CSV File. Without this it asks for
+  // the delimiter and the decimal mark.
+  void OfferReading(bool offers);
+  // What the user said in the text import since Begin.
+  const std::optional<TextReading>& text_reading() const;
+  // Asks the same of a text that is read without a question, beginning with `now`.
+  std::optional<TextReading> AskReading(const std::string& path, const TextReading& now);
   // Whether one is open.
   bool asking() const;
   // Cancels the questions that are open, and each that comes until the next Begin.

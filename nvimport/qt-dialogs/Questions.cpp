@@ -1,7 +1,5 @@
 #include "nvimport/qt-dialogs/Questions.h"
 
-#include <QCheckBox>
-#include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QEventLoop>
@@ -19,65 +17,18 @@
 #include <QScreen>
 #include <QSpinBox>
 #include <QStyle>
-#include <QTableWidget>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <numeric>
 #include <utility>
 
-#include "nvimport/hosting/import/Delimiters.h"
-#include "nvimport/platform/NumberText.h"
+#include "nvimport/qt-dialogs/QuestionDialog.h"
 #include "nvimport/qt-dialogs/Text.h"
 
 namespace nvimport {
 
 namespace {
-
-constexpr int kWidth = 520;  // of a prompt, before it is broken
-
-// A dialog with what is asked above and its buttons below. What is asked fills `body`.
-class Question : public QDialog {
- public:
-  Question(QuestionWindow& window, const QString& title, const QString& prompt)
-      : QDialog(window.window()), window_(window) {
-    setWindowTitle(title);
-    auto* const layout = new QVBoxLayout(this);
-    auto* const said = new QLabel(prompt.trimmed());
-    said->setTextFormat(Qt::PlainText);
-    said->setWordWrap(true);
-    said->setMinimumWidth(kWidth);
-    said->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    said->setVisible(!prompt.isEmpty());
-    layout->addWidget(said);
-    body = new QVBoxLayout;
-    layout->addLayout(body, 1);
-    buttons_ = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
-    connect(buttons_, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    connect(buttons_, &QDialogButtonBox::rejected, this, &QDialog::reject);
-  }
-
-  QVBoxLayout* body;
-
-  // The focus begins with what is asked, and comes to the buttons behind it.
-  bool IsAccepted() {
-    layout()->addWidget(buttons_);
-    if (begin != nullptr) begin->setFocus();
-    return window_.Answer(*this) == QDialog::Accepted;
-  }
-  QWidget* begin = nullptr;
-
-  void Allow(bool ok) { buttons_->button(QDialogButtonBox::Ok)->setEnabled(ok); }
-  QPushButton* AddButton(const QString& text) {
-    auto* const button = buttons_->addButton(text, QDialogButtonBox::ActionRole);
-    button->setAutoDefault(false);
-    return button;
-  }
-
- private:
-  QuestionWindow& window_;
-  QDialogButtonBox* buttons_;
-};
 
 QTreeWidget* AddList(Question& dialog, const QStringList& headings) {
   auto* const list = new QTreeWidget;
@@ -99,7 +50,7 @@ void Widen(QTreeWidget& list) {
   list.header()->resizeSections(QHeaderView::ResizeToContents);
   const int width = list.header()->length() + 2 * list.frameWidth() +
                     list.style()->pixelMetric(QStyle::PM_ScrollBarExtent);
-  list.setMinimumWidth(std::clamp(width, kWidth, std::max(most, kWidth)));
+  list.setMinimumWidth(std::clamp(width, Question::kWidth, std::max(most, Question::kWidth)));
 }
 
 QTreeWidgetItem* AddEntry(QTreeWidget& list, const QStringList& texts) {
@@ -120,122 +71,6 @@ std::vector<std::size_t> Chosen(const QTreeWidget& list, bool only_one) {
       chosen.push_back(static_cast<std::size_t>(i));
   return chosen;
 }
-
-// How the numbers in texts are shown to be such: as in the sheet.
-QTableWidgetItem* PreviewCell(const std::string& text, char decimal_mark) {
-  auto* const item = new QTableWidgetItem(FromBytes(text));
-  if (ParseNumber(text, decimal_mark)) item->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
-  return item;
-}
-
-// The page of the text import: a delimiter and what it makes of the first rows.
-class TextImportPage : public Question {
- public:
-  TextImportPage(QuestionWindow& window, const TextImportQuestion& question, char decimal_mark,
-                 PreviewMaker preview)
-      : Question(window, FromBytes(question.title),
-                 tr("How are the fields of \"%1\" told apart?")
-                     .arg(QFileInfo(FromBytes(question.path)).fileName())),
-        preview_(std::move(preview)) {
-    auto* const form = new QFormLayout;
-    delimiter_ = new QComboBox;
-    for (const NamedDelimiter& named : NamedDelimiters())
-      if (!named.ignore_consecutive)
-        delimiter_->addItem(FromBytes(named.shown), FromBytes(named.delimiter));
-    delimiter_->addItem(tr("blank"), " ");
-    delimiter_->addItem(tr("none: each line is one field"), "");
-    delimiter_->addItem(tr("other"));
-    other_ = new QLineEdit;
-    other_->setPlaceholderText(tr(R"(characters, with \t, \\ and \xNN)"));
-    auto* const line = new QHBoxLayout;
-    line->addWidget(delimiter_);
-    line->addWidget(other_, 1);
-    auto* const label = new QLabel(tr("&Delimiter:"));
-    label->setBuddy(delimiter_);
-    form->addRow(label, line);
-    consecutive_ = new QCheckBox(tr("Delimiters in a &row count as one"));
-    form->addRow(QString(), consecutive_);
-    comma_ = new QCheckBox(tr("Decimal &comma"));
-    comma_->setToolTip(tr("Texts such as 12,5 count as numbers"));
-    form->addRow(QString(), comma_);
-    body->addLayout(form);
-    table_ = new QTableWidget;
-    table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    table_->setMinimumSize(640, 260);
-    table_->setAccessibleName(tr("Preview"));
-    table_->setTabKeyNavigation(false);
-    table_->setWordWrap(false);
-    table_->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
-    body->addWidget(table_, 1);
-
-    begin = delimiter_;
-    Take(question.current);
-    comma_->setChecked(decimal_mark == ',');
-    connect(delimiter_, &QComboBox::currentIndexChanged, this, [this] {
-      other_->setVisible(IsOther());
-      if (IsOther()) other_->setFocus();
-      Preview();
-    });
-    connect(other_, &QLineEdit::textChanged, this, [this] { Preview(); });
-    connect(consecutive_, &QCheckBox::toggled, this, [this] { Preview(); });
-    connect(comma_, &QCheckBox::toggled, this, [this] { Show(); });
-    Preview();
-  }
-
-  TextImportAnswer answer() const {
-    const QString delimiter = IsOther() ? other_->text() : delimiter_->currentData().toString();
-    TextImportChoice choice{delimiter.toStdString(), consecutive_->isChecked()};
-    if (IsOther()) {
-      const TextImportChoice written = ParseDelimiter(choice.delimiter);
-      choice.delimiter = written.delimiter;
-      choice.ignore_consecutive |= written.ignore_consecutive;
-    }
-    return {choice, comma_->isChecked() ? ',' : '.'};
-  }
-
- private:
-  bool IsOther() const { return delimiter_->currentIndex() == delimiter_->count() - 1; }
-
-  void Take(const TextImportChoice& choice) {
-    const int found = delimiter_->findData(QString::fromStdString(choice.delimiter));
-    delimiter_->setCurrentIndex(found >= 0 ? found : delimiter_->count() - 1);
-    if (IsOther()) other_->setText(FromBytes(choice.delimiter));
-    other_->setVisible(IsOther());
-    consecutive_->setChecked(choice.ignore_consecutive);
-  }
-
-  void Preview() {
-    Allow(!IsOther() || !other_->text().isEmpty());
-    const int number = ++number_;
-    preview_(answer().choice, [page = QPointer(this), number](PreviewRows rows) {
-      if (page == nullptr || number != page->number_) return;
-      page->rows_ = std::move(rows);
-      page->Show();
-    });
-  }
-
-  void Show() {
-    const char mark = comma_->isChecked() ? ',' : '.';
-    std::size_t columns = 0;
-    for (const auto& row : rows_) columns = std::max(columns, row.size());
-    table_->clear();
-    table_->setRowCount(static_cast<int>(rows_.size()));
-    table_->setColumnCount(static_cast<int>(columns));
-    for (std::size_t row = 0; row < rows_.size(); ++row)
-      for (std::size_t column = 0; column < rows_[row].size(); ++column)
-        table_->setItem(static_cast<int>(row), static_cast<int>(column),
-                        PreviewCell(rows_[row][column], mark));
-  }
-
-  PreviewMaker preview_;
-  QComboBox* delimiter_;
-  QLineEdit* other_;
-  QCheckBox* consecutive_;
-  QCheckBox* comma_;
-  QTableWidget* table_;
-  PreviewRows rows_;
-  int number_ = 0;  // of the last preview that was wanted
-};
 
 // A range of points, drawn over the first spectrum.
 class RangePage : public Question {
@@ -354,14 +189,6 @@ std::optional<std::size_t> AskFileType(QuestionWindow& window, const FileTypeQue
   const auto chosen = Chosen(*list, /*only_one=*/true);
   if (chosen.empty() || chosen.front() >= shown.size()) return std::nullopt;
   return shown[chosen.front()];
-}
-
-std::optional<TextImportAnswer> AskTextImport(QuestionWindow& window,
-                                              const TextImportQuestion& question, char decimal_mark,
-                                              const PreviewMaker& preview) {
-  TextImportPage page(window, question, decimal_mark, preview);
-  if (!page.IsAccepted()) return std::nullopt;
-  return page.answer();
 }
 
 std::optional<ItemsChoice> AskItems(QuestionWindow& window, const ItemsQuestion& question,

@@ -13,6 +13,7 @@
 
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/qt-dialogs/RangeView.h"
+#include "nvimport/qt-dialogs/TextReading.h"
 
 namespace nvimport {
 
@@ -48,18 +49,18 @@ std::optional<std::size_t> AskFileType(QuestionWindow& window, const FileTypeQue
                                        const std::vector<FormatAnswer>& answers,
                                        const std::vector<FormatAnswer>& others);
 
-// A text import choice, and the decimal mark of the numbers in texts.
-struct TextImportAnswer {
-  TextImportChoice choice;
-  char decimal_mark = '.';
-};
-using PreviewRows = std::vector<std::vector<std::string>>;
+using PreviewRows = std::vector<std::vector<std::string>>;  // in UTF-8
 // Makes a preview elsewhere and hands it back.
 using PreviewMaker =
-    std::function<void(const TextImportChoice& choice, std::function<void(PreviewRows)> show)>;
-std::optional<TextImportAnswer> AskTextImport(QuestionWindow& window,
-                                              const TextImportQuestion& question, char decimal_mark,
-                                              const PreviewMaker& preview);
+    std::function<void(const TextReading& reading, std::function<void(PreviewRows)> show)>;
+// What a text import asks for.
+enum class TextQuestions {
+  kDelimiter,  // and the decimal mark
+  kReading     // all that a TextReading says
+};
+std::optional<TextReading> AskTextImport(QuestionWindow& window, const QString& title,
+                                         const std::string& path, const TextReading& now,
+                                         TextQuestions asked, const PreviewMaker& preview);
 
 // Begins with what was chosen `before`, if that is anything.
 std::optional<ItemsChoice> AskItems(QuestionWindow& window, const ItemsQuestion& question,

@@ -13,12 +13,46 @@ void TextFacts::Take(std::string_view piece) {
   is_empty_ = is_empty_ && piece.empty();
   if (is_utf8_) CheckUtf8(piece);
   if (quote_ == '\0' && !separates_) FindDelimiter(piece);
-  // Most texts have line feeds alone, which are counted faster than told apart.
-  if (quote_ == '\0' && before_ != '\r' && piece.find('\r') == std::string_view::npos) {
-    ends_[kLf] += static_cast<std::uint64_t>(std::ranges::count(piece, '\n'));
+  // Most stretches have no quote, and are looked at faster than byte by byte.
+  constexpr std::size_t kStretch = 4096;
+  while (!piece.empty()) {
+    const std::string_view stretch = piece.substr(0, kStretch);
+    piece.remove_prefix(stretch.size());
+    if (quote_ == '\0' || stretch.find(quote_) == std::string_view::npos)
+      TakeUnquoted(stretch);
+    else
+      for (const char c : stretch) TakeByte(c);
+  }
+}
+
+void TextFacts::TakeUnquoted(std::string_view text) {
+  if (place_ == Place::kQuoted) {
+    before_ = '\0';
     return;
   }
-  for (const char c : piece) TakeByte(c);
+  CountEnds(text);
+  before_ = text.back();
+  if (quote_ == '\0') return;
+  const char delimiter = delimiter_[0];
+  separates_ = separates_ || text.find(delimiter) != std::string_view::npos;
+  const bool ends = before_ == delimiter || before_ == '\n' || before_ == '\r';
+  place_ = ends ? Place::kBegin : Place::kInside;
+}
+
+void TextFacts::CountEnds(std::string_view text) {
+  std::uint64_t feeds = 0;
+  std::uint64_t pairs = 0;
+  for (std::size_t at = text.find('\n'); at != std::string_view::npos;
+       at = text.find('\n', at + 1)) {
+    ++feeds;
+    pairs += (at == 0 ? before_ : text[at - 1]) == '\r' ? 1 : 0;
+  }
+  ends_[kCrLf] += pairs;
+  ends_[kLf] += feeds - pairs;
+  // The carriage return of a pair may have been counted before.
+  if (text.find('\r') != std::string_view::npos)
+    ends_[kCr] += static_cast<std::uint64_t>(std::ranges::count(text, '\r'));
+  ends_[kCr] -= pairs;
 }
 
 void TextFacts::TakeAll(TextInput& text) {

@@ -38,6 +38,9 @@ class TextFacts {
   enum class Place { kBegin, kInside, kQuoted, kClosed };
 
   void TakeByte(char c);
+  // Of a stretch without a quote.
+  void TakeUnquoted(std::string_view text);
+  void CountEnds(std::string_view text);
   bool IsQuoted(char c);
   void FindDelimiter(std::string_view piece);
   void CheckUtf8(std::string_view piece);

@@ -14,6 +14,7 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QSpinBox>
 #include <QTableView>
 #include <QTableWidget>
 #include <QTemporaryDir>
@@ -22,6 +23,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "apps/desktop/DescriptionPanel.h"
 #include "apps/desktop/MainWindow.h"
 #include "apps/desktop/SheetText.h"
 #include "apps/desktop/SheetView.h"
@@ -110,6 +112,54 @@ class MainWindowTest : public QObject {
     QVERIFY(Import(window, [&] { window.ImportAgain(); }));
     QCOMPARE(CellOf(window, 2, 3), "93,7");
     QVERIFY(next.all_came());
+    QCOMPARE(next.unexpected(), 0);
+  }
+
+  // What the reader of the question does not know is taken all the same, and again.
+  void TextsAreTakenAsSaid() {
+    const QString path = folder_.filePath("prices.txt");
+    Write(path, "Report\nTown;Price\n\"K\xf6ln; old\";1.234,5\nBonn;9\n\xc5s;80\n");
+    MainWindow window;
+    NextDialog next;
+    next.Expect([](QDialog& dialog) {
+      const auto boxes = dialog.findChildren<QComboBox*>();
+      const auto set = [&](const QString& choice) {
+        for (QComboBox* box : boxes)
+          if (box->isVisible() && box->findText(choice) > 0)
+            return box->setCurrentIndex(box->findText(choice));
+      };
+      for (const char* choice :
+           {"semicolon", "\" around fields", "Cyrillic (1251)", "comma: 12,5", "point"})
+        set(choice);
+      dialog.findChild<QSpinBox*>()->setValue(1);
+      PressOk(dialog);
+    });
+    QVERIFY(Open(window, {path}));
+    for (int times = 0; times < 2; ++times) {
+      QVERIFY(window.sheet().has_names());
+      QCOMPARE(window.sheet().model()->rowCount(), 4);
+      QCOMPARE(CellOf(window, 2, 1), QString::fromUtf8("K\xd1\x86ln; old"));
+      QCOMPARE(window.plot().curves()->Of(0)[1], 1234.5F);
+      QVERIFY(window.findChild<QListWidget*>()->item(0)->text().contains("Skipped of the text"));
+      QVERIFY(Import(window, [&] { window.ImportAgain(); }));
+    }
+    Finish(window, [&] { window.ShowRows({.sorted_by = 2}); });
+    QCOMPARE(CellOf(window, 2, 1), "Bonn");
+    QCOMPARE(CellOf(window, 4, 1), QString::fromUtf8("K\xd1\x86ln; old"));
+    // One that is read without a question can be asked for.
+    const QString csv = folder_.filePath("prices.csv");
+    Write(csv, "a;b\n'x;y';2\n");
+    QVERIFY(Open(window, {csv}));
+    QCOMPARE(window.sheet().model()->columnCount(), 3);
+    next.Expect([](QDialog& dialog) {
+      for (QComboBox* box : dialog.findChildren<QComboBox*>())
+        if (const int quote = box->findText("' around fields"); quote > 0)
+          box->setCurrentIndex(quote);
+      PressOk(dialog);
+    });
+    QVERIFY(Import(window, [&] { ActionOf(window, "Choose again...")->trigger(); }));
+    QCOMPARE(window.sheet().model()->columnCount(), 2);
+    QCOMPARE(CellOf(window, 2, 1), "x;y");
     QCOMPARE(next.unexpected(), 0);
   }
 
@@ -541,7 +591,7 @@ class MainWindowTest : public QObject {
 
   void SheetsMakeCurvesOrPoints() {
     const auto curves_of = [](MemorySheet& sheet) {
-      return TakeCurves(sheet, '.', [](std::size_t, std::size_t) { return true; });
+      return TakeCurves(sheet, {}, [](std::size_t, std::size_t) { return true; });
     };
     MemorySheet empty;
     QCOMPARE(curves_of(empty).size(), std::size_t{0});
@@ -646,6 +696,52 @@ class MainWindowTest : public QObject {
         run(alone, {Sample("clover.da"), "-o", picture + "x.png", "--kept-rules"}, folder_.path());
     QCOMPARE(exit_code, 1);
     QVERIFY2(errors.contains("package nvimport-desktop"), qPrintable(errors));
+  }
+
+  // What takes long is said before, as it then is, and can be left.
+  void LongExportsAreAsked() {
+    const QString path = folder_.filePath("long.csv");
+    QByteArray text;
+    constexpr int kRows = 100'000;
+    for (int row = 0; row < kRows; ++row)
+      text += QByteArray::number(row) + ";1.25;text " + QByteArray::number(row % 100) + ";\n";
+    Write(path, text);
+    MainWindow window;
+    NextDialog next;
+    QVERIFY(Open(window, {path}));
+    const auto kinds = ExportKinds();
+    for (const char* name : {"csv", "xlsx", "json", "arrow"}) {
+      const QString to = folder_.filePath("long-written.") + name;
+      const std::size_t kind = *KindFor(to, 0);
+      const auto estimate =
+          EstimateExport(*window.page()->read().sheet, kinds[kind], window.library().progress());
+      QCOMPARE(estimate->rows, kRows);
+      window.exporter().SetPatience({0, 0, 0});
+      next.Expect([&](QDialog& dialog) {
+        QVERIFY(dynamic_cast<QMessageBox&>(dialog).text().contains("400,000 cells"));
+        dialog.reject();
+      });
+      Finish(window, [&] { window.ExportTo(to, kind); });
+      QVERIFY(!QFile::exists(to));
+      window.exporter().SetPatience({});
+      Finish(window, [&] { window.ExportTo(to, kind); });
+      const double size = static_cast<double>(QFileInfo(to).size());
+      QVERIFY2(std::abs(estimate->bytes / size - 1) < 0.25, name);
+    }
+    QVERIFY(next.all_came());
+    QCOMPARE(next.unexpected(), 0);
+  }
+
+  // What is written of a selection has the digits that it came with.
+  void PartsKeepTheirNumbers() {
+    MemorySheet sheet;
+    sheet.Set(1, 1, 0.1F);
+    sheet.SetExact(2, 1, 9007199254740993LL);
+    sheet.SetExact(3, 1, 0.1);
+    const auto part = PartOf(sheet, {{1, 1, 1, 3}}, [](std::size_t, std::size_t) { return true; });
+    QCOMPARE(Shown(part->GetCell(1, 1)), "0.1");
+    QCOMPARE(Shown(part->GetCell(2, 1)), "9007199254740993");
+    QCOMPARE(Shown(part->GetCell(3, 1)), "0.1");
   }
 
   void PlacesAndBigSheets() {

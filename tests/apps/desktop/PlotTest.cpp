@@ -10,6 +10,7 @@
 #include <variant>
 #include <vector>
 
+#include "apps/desktop/Contrast.h"
 #include "apps/desktop/CurvesPlottable.h"
 #include "apps/desktop/Overlay.h"
 #include "apps/desktop/SpectraPlot.h"
@@ -36,7 +37,7 @@ std::shared_ptr<Curves> CurvesOf(const std::vector<std::vector<Cell>>& rows,
         sheet.SetExact(c, r, *number);
     }
   return std::make_shared<Curves>(TakeCurves(
-      sheet, '.', [](std::size_t, std::size_t) { return true; }, nullptr, choice));
+      sheet, {}, [](std::size_t, std::size_t) { return true; }, nullptr, choice));
 }
 
 bool IsNear(const QColor& one, const QColor& other) {
@@ -202,6 +203,20 @@ class PlotTest : public QObject {
     QVERIFY(all.between[1] && !all.between[2]);
     const Curves stacked = Overlaid(*own, others, {.stacking = Look::Stacking::kStacked}, go_on);
     QCOMPARE(stacked.Of(1)[5], 7.0F);
+  }
+
+  // As pale as any line may be, on paper and in the dark.
+  void EveryCurveIsSeen() {
+    for (const bool dark : {false, true})
+      for (const std::size_t curves : {2, 10, 11, 200}) {
+        const CurveColors colors(curves, dark);
+        for (std::size_t curve = 0; curve < curves; ++curve) {
+          const double contrast =
+              Contrast(colors.Of(curve), dark ? QColor("#202428") : QColor(Qt::white));
+          QVERIFY2(contrast >= kLineContrast,
+                   qPrintable(QStringLiteral("%1 of %2: %3").arg(curve).arg(curves).arg(contrast)));
+        }
+      }
   }
 
   // The cursor goes from point to point, to peaks and to other curves; views come back.

@@ -8,8 +8,10 @@
 #include <QRadioButton>
 #include <QSpinBox>
 #include <QTableWidget>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTreeWidget>
+#include <cmath>
 
 #include "apps/desktop/RangePlot.h"
 #include "apps/desktop/Trouble.h"
@@ -23,6 +25,14 @@ namespace {
 QPushButton* ButtonOf(QDialog& dialog, const QString& text) {
   for (QPushButton* button : dialog.findChildren<QPushButton*>())
     if (button->text().remove('&') == text) return button;
+  return nullptr;
+}
+
+// The control that a label names.
+template <typename Control>
+Control* ControlOf(QDialog& dialog, const QString& text) {
+  for (QLabel* label : dialog.findChildren<QLabel*>())
+    if (label->text().remove('&') == text) return qobject_cast<Control*>(label->buddy());
   return nullptr;
 }
 
@@ -83,7 +93,7 @@ class QuestionDialogsTest : public QObject {
     std::vector<std::string> asked;
     question.preview = [&](const TextImportChoice& choice, int, int) {
       asked.push_back(choice.delimiter + (choice.ignore_consecutive ? "+" : ""));
-      return std::vector<std::vector<std::string>>{{"Name", "1,5"}, {choice.delimiter, "2.5"}};
+      return std::vector<std::vector<std::string>>{{"7", "1,5"}, {choice.delimiter, "2.5"}};
     };
     NextDialog next;
     next.Expect([&](QDialog& dialog) {
@@ -97,19 +107,109 @@ class QuestionDialogsTest : public QObject {
       QTest::keyClick(delimiter, Qt::Key_End);
       QVERIFY(other->isVisible());
       QTest::keyClicks(other, "\\t|");
-      const auto boxes = dialog.findChildren<QCheckBox*>();
-      for (QCheckBox* box : boxes) QTest::keyClick(box, Qt::Key_Space);
+      QTest::keyClick(dialog.findChild<QCheckBox*>(), Qt::Key_Space);
+      QCOMPARE(table->horizontalHeaderItem(1)->text(), "2\nnumbers and texts");
+      ControlOf<QComboBox>(dialog, "Decimal mark:")->setCurrentIndex(1);
       QVERIFY(table->item(0, 1)->textAlignment() & Qt::AlignRight);
       QVERIFY(!(table->item(1, 1)->textAlignment() & Qt::AlignRight));
+      // Of a host that takes no more of a text nothing more is asked.
+      QVERIFY(ControlOf<QComboBox>(dialog, "Quotes:") == nullptr);
       PressOk(dialog);
     });
     const auto answer = dialogs_.ImportText(question);
     QVERIFY(answer.has_value());
     QCOMPARE(answer->delimiter, "\t|");
     QVERIFY(answer->ignore_consecutive);
-    QCOMPARE(dialogs_.decimal_mark(), ',');
+    QCOMPARE(dialogs_.text_reading()->marks.decimal, ',');
     QCOMPARE(asked.front(), ";");
     QCOMPARE(asked.back(), "\t|+");
+  }
+
+  // Every setting changes the preview, its types, and the answer.
+  void TextsAreReadAsTheyAreWritten() {
+    QTemporaryDir folder;
+    const QString path = folder.filePath("prices.txt");
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("Report\nTown;Price;Year\n'K\xf6ln; old';1.234,5;2019\n'\xc5s';12;2020\n");
+    file.close();
+    QtDialogs dialogs(window_);
+    dialogs.OfferReading(true);
+    TextImportQuestion question{"Text", path.toStdString(), {";", false}, {}};
+    question.preview = [](auto&&...) { return std::vector<std::vector<std::string>>{{"plain"}}; };
+    NextDialog next;
+    next.Expect([&](QDialog& dialog) {
+      auto* const table = dialog.findChild<QTableWidget*>();
+      const auto set = [&](const char* label, const QString& choice) {
+        auto* const box = ControlOf<QComboBox>(dialog, label);
+        box->setCurrentIndex(box->findText(choice));
+      };
+      const auto head = [table](int column) { return table->horizontalHeaderItem(column)->text(); };
+      QCOMPARE(table->item(0, 0)->text(), "plain");
+      set("Quotes:", "' around fields");
+      QCOMPARE(table->columnCount(), 3);
+      ControlOf<QSpinBox>(dialog, "Skip rows:")->setValue(1);
+      QCOMPARE(head(1), "Price\nnumbers and texts");
+      set("Decimal mark:", "comma: 12,5");
+      set("Thousands:", "point");
+      QCOMPARE(head(1), "Price\nnumbers");
+      QCOMPARE(head(0), "Town\ntexts");
+      QCOMPARE(table->rowCount(), 2);
+      QCOMPARE(table->item(0, 0)->text(), QString::fromUtf8("K\xc3\xb6ln; old"));
+      set("Encoding:", "Cyrillic (1251)");
+      QCOMPARE(table->item(1, 0)->text(), QString::fromUtf8("\xd0\x95s"));
+      set("First row:", "data");
+      QCOMPARE(head(1), "2\nnumbers and texts");
+      // One mark is not both, and no field ends with its quote.
+      set("Thousands:", "comma");
+      QCOMPARE(ControlOf<QComboBox>(dialog, "Thousands:")->currentText(), "none");
+      set("Thousands:", "point");
+      auto* const delimiter = ControlOf<QComboBox>(dialog, "Delimiter:");
+      delimiter->setCurrentIndex(delimiter->findText("none: whole lines"));
+      QVERIFY(!OkButton(dialog).isEnabled());
+      delimiter->setCurrentIndex(delimiter->findText("semicolon"));
+      PressOk(dialog);
+    });
+    dialogs.Begin(question.path);
+    QVERIFY(!dialogs.ImportText(question));
+    QVERIFY(next.all_came());
+    const TextReading& reading = *dialogs.text_reading();
+    QCOMPARE(reading.CsvPairs(), "delimiter=semicolon;quote=single");
+    QCOMPARE(reading.encoding, "CP1251");
+    QCOMPARE(reading.skipped_rows, 1);
+    QCOMPARE(reading.header, false);
+    QVERIFY((reading.marks == NumberMarks{',', '.'}));
+    // Chosen again, it begins so.
+    next.Expect(PressOk);
+    dialogs.Begin(question.path);
+    QCOMPARE(dialogs.AskReading(question.path, {})->CsvPairs(), reading.CsvPairs());
+  }
+
+  void GroupsOfDigitsAreWhole() {
+    const double none = std::nan("");
+    const struct {
+      const char* text;
+      NumberMarks marks;
+      double number;
+    } kCases[] = {{"1,234,567.5", {'.', ','}, 1234567.5},
+                  {"1.234,5", {',', '.'}, 1234.5},
+                  {" -12 345 ", {'.', ' '}, -12345},
+                  {"1\xc2\xa0"
+                   "234",
+                   {'.', ' '},
+                   1234},
+                  {"1'000", {'.', '\''}, 1000},
+                  {"1,5", {'.', ','}, none},
+                  {"1234,567", {'.', ','}, none},
+                  {"1,234,5", {'.', ','}, none},
+                  {"1,234", {'.', '\0'}, none},
+                  {"12", {'.', ','}, 12},
+                  {",", {'.', ','}, none},
+                  {"1.234.5", {',', '.'}, none}};
+    for (const auto& c : kCases) {
+      const double number = ParseNumber(c.text, c.marks).value_or(none);
+      QVERIFY2(number == c.number || (std::isnan(number) && std::isnan(c.number)), c.text);
+    }
   }
 
   void ItemsAreTickedAndMerged() {

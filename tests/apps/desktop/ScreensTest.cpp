@@ -11,6 +11,7 @@
 #include <set>
 
 #include "apps/desktop/MainWindow.h"
+#include "apps/desktop/ReadableColors.h"
 #include "apps/desktop/SheetView.h"
 #include "apps/desktop/SpectraPlot.h"
 #include "tests/apps/desktop/NextDialog.h"
@@ -55,6 +56,7 @@ class ScreensTest : public QObject {
     QVERIFY(QDir().mkpath(folder_));
     qputenv("XDG_CONFIG_HOME", settings_.path().toLocal8Bit());
     QApplication::setStyle(QStyleFactory::create("Fusion"));
+    new ReadableColors(*qApp);
   }
 
   void EverythingIsSeen() {

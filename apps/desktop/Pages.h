@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QTabWidget>
+#include <string>
+#include <vector>
+
+namespace nvimport {
+
+class Page;
+
+// What is open, a tab for each.
+class Pages : public QTabWidget {
+  Q_OBJECT
+ public:
+  Pages();
+
+  // The one that is seen, null for none.
+  Page* current() const;
+  std::vector<Page*> all() const;
+  // The one for a selection of files; where there is none a new one, which Show gives its tab.
+  Page& For(const std::vector<std::string>& files);
+  void Show(Page& page);
+  void Close(int index);
+  // How its parts are sized, for those that come.
+  void Remember() const;
+
+ signals:
+  void Made(Page* page);
+};
+
+}  // namespace nvimport
