@@ -17,13 +17,6 @@ namespace {
 
 constexpr R_xlen_t kBetweenChecks = 16384;  // for the user's interrupts
 
-template <typename Value>
-void Append(std::string& bytes, Value value) {
-  char room[sizeof value];
-  std::memcpy(room, &value, sizeof value);
-  bytes.append(room, sizeof value);
-}
-
 std::uint32_t LengthAt(const char* from) {
   std::uint32_t length = 0;
   std::memcpy(&length, from, sizeof length);
@@ -37,42 +30,46 @@ std::string_view NumberShown(double value, bool is_float, FloatText& buffer) {
 }  // namespace
 
 bool TextMaker::Put(SEXP texts, R_xlen_t at, std::string_view text) {
-  constexpr std::size_t kLongestKnown = 32;
-  Known* known = nullptr;
-  if (!text.empty() && text.size() <= kLongestKnown) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    known = &known_[(byte(0) * 7U + byte(text.size() - 1) * 31U + byte(text.size() / 2) * 3U +
-                     text.size()) %
-                    kKnown];
-    if (known->texts == texts && known->text == text) {
-      SET_STRING_ELT(texts, at, known->made);
-      return true;
-    }
-  }
-  if (!PutOnce(texts, at, text)) return false;
-  if (known != nullptr) {
-    known->text = text;
-    known->made = STRING_ELT(texts, at);
-    known->texts = texts;
-  }
-  return true;
-}
-
-bool TextMaker::PutOnce(SEXP texts, R_xlen_t at, std::string_view text) {
   const std::string_view utf8 = decoder_.Decode(text, scratch_);
   if (std::memchr(utf8.data(), '\0', utf8.size()) != nullptr) return false;
   SET_STRING_ELT(texts, at, Rf_mkCharLenCE(utf8.data(), static_cast<int>(utf8.size()), CE_UTF8));
   return true;
 }
 
+// By its length and its ends.
+std::size_t TextMaker::PlaceOf(std::string_view text) {
+  constexpr std::uint64_t kOdd = 0x9e3779b97f4a7c15;
+  constexpr unsigned kBits = 64;
+  constexpr std::size_t kEnd = sizeof(std::uint64_t);
+  std::uint64_t first = 0;
+  std::uint64_t last = 0;
+  const std::size_t count = std::min(text.size(), kEnd);
+  std::memcpy(&first, text.data(), count);
+  std::memcpy(&last, text.data() + text.size() - count, count);
+  const std::uint64_t mixed = ((first + text.size()) * kOdd ^ last) * kOdd;
+  return static_cast<std::size_t>(mixed >> (kBits - kKnownBits));
+}
+
+bool TextMaker::PutAgain(SEXP texts, R_xlen_t at, std::string_view text) {
+  if (known_.empty()) known_.resize(std::size_t{1} << kKnownBits);
+  Known& known = known_[PlaceOf(text)];
+  if (known.made != nullptr && known.text == text) {
+    SET_STRING_ELT(texts, at, known.made);
+    return true;
+  }
+  if (!Put(texts, at, text)) return false;
+  known = {text, STRING_ELT(texts, at)};
+  return true;
+}
+
 void Column::SetValue(int row, double value) {
   const auto at = static_cast<std::size_t>(row);
-  if (at == values_.size()) {
-    values_.push_back(value);
-    return;
-  }
-  if (at > values_.size()) values_.resize(at + 1, NA_REAL);
-  values_[at] = value;
+  if (at > values_.size())
+    for (std::size_t gap = at - values_.size(); gap > 0; --gap) values_.Add(NA_REAL);
+  if (at == values_.size())
+    values_.Add(value);
+  else
+    values_[at] = value;
 }
 
 void Column::SetNumber(int row, double value, bool is_float) {
@@ -124,17 +121,18 @@ void Column::Store(int row, std::string_view text) {
     late_[row] = {Cell::kText, 0, false, std::string(text)};
     return;
   }
-  if (row > text_row_) {
-    texts_ += static_cast<char>(kGap);
-    Append(texts_, static_cast<std::uint32_t>(row - text_row_));
-  }
-  if (text.size() < kLong) {
-    texts_ += static_cast<char>(text.size());
-  } else {
-    texts_ += static_cast<char>(kLong);
-    Append(texts_, static_cast<std::uint32_t>(text.size()));
-  }
-  texts_ += text;
+  const auto mark = [&](Mark which, std::size_t length) {
+    const auto number = static_cast<std::uint32_t>(length);
+    char* const to = texts_.Extend(1 + sizeof number);
+    *to = static_cast<char>(which);
+    std::memcpy(to + 1, &number, sizeof number);
+  };
+  if (row > text_row_) mark(kGap, static_cast<std::size_t>(row - text_row_));
+  if (text.size() < kLong)
+    texts_.Add(static_cast<char>(text.size()));
+  else
+    mark(kLong, text.size());
+  std::memcpy(texts_.Extend(text.size()), text.data(), text.size());
   text_row_ = row + 1;
 }
 
@@ -189,8 +187,9 @@ double Column::ValueAt(R_xlen_t row) const {
   return at < values_.size() ? values_[at] : NA_REAL;
 }
 
-SEXP Column::FinishTexts(R_xlen_t rows, const ColumnTyping& typing, R_xlen_t& nul_row) {
-  const cpp11::sexp made = cpp11::safe[Rf_allocVector](STRSXP, rows);
+R_xlen_t Column::FillTexts(SEXP vector, const ColumnTyping& typing) const {
+  const R_xlen_t rows = Rf_xlength(vector);
+  R_xlen_t nul_row = 0;
   TextMaker maker(typing.decoder);
   R_xlen_t done = 0;
   const auto put = [&](R_xlen_t row, std::string_view text, auto&& how) {
@@ -198,10 +197,10 @@ SEXP Column::FinishTexts(R_xlen_t rows, const ColumnTyping& typing, R_xlen_t& nu
     if (++done % kBetweenChecks == 0) R_CheckUserInterrupt();
     if (!how(row, text) && nul_row == 0) nul_row = row + 1;
   };
-  const auto often = [&](R_xlen_t row, std::string_view text) { return maker.Put(made, row, text); };
-  const auto once = [&](R_xlen_t row, std::string_view text) {
-    return maker.PutOnce(made, row, text);
+  const auto often = [&](R_xlen_t row, std::string_view text) {
+    return maker.PutAgain(vector, row, text);
   };
+  const auto once = [&](R_xlen_t row, std::string_view text) { return maker.Put(vector, row, text); };
   FloatText buffer;
   const auto front = static_cast<R_xlen_t>(front_.size());
   const auto put_cell = [&](R_xlen_t row, const Cell& cell) {
@@ -209,7 +208,7 @@ SEXP Column::FinishTexts(R_xlen_t rows, const ColumnTyping& typing, R_xlen_t& nu
     if (cell.kind == Cell::kNumber) put(row, NumberShown(cell.number, cell.is_float, buffer), once);
   };
   cpp11::unwind_protect([&] {
-    for (R_xlen_t row = 0; row < rows; ++row) SET_STRING_ELT(made, row, NA_STRING);
+    for (R_xlen_t row = 0; row < rows; ++row) SET_STRING_ELT(vector, row, NA_STRING);
     if (has_cells_)
       for (std::size_t i = 0; i < values_.size(); ++i)
         if (!R_IsNA(values_[i]))
@@ -219,42 +218,56 @@ SEXP Column::FinishTexts(R_xlen_t rows, const ColumnTyping& typing, R_xlen_t& nu
     for (const auto& [row, cell] : late_) put_cell(front + row, cell);
     for (R_xlen_t row = 0; row < front; ++row) put_cell(row, front_[static_cast<std::size_t>(row)]);
   });
-  return made;
+  return nul_row;
 }
 
-SEXP Column::Finish(R_xlen_t rows, const ColumnTyping& typing, R_xlen_t& nul_row) {
-  if (is_text()) return FinishTexts(rows, typing, nul_row);
+SEXP Column::MakeVector(R_xlen_t rows) const {
+  if (is_text()) return cpp11::safe[Rf_allocVector](STRSXP, rows);
   if (cells_ == 0) {
     const cpp11::sexp none = cpp11::safe[Rf_allocVector](LGLSXP, rows);
     std::fill_n(LOGICAL(none), rows, NA_LOGICAL);
     return none;
   }
-  const bool is_whole = has_wholes_ && !has_cells_ && !has_fractions_ && !has_long_;
-  const cpp11::sexp made = cpp11::safe[Rf_allocVector](is_whole ? INTSXP : REALSXP, rows);
-  if (is_whole) {
-    int* to = INTEGER(made);
-    for (R_xlen_t row = 0; row < rows; ++row) {
-      const double value = ValueAt(row);
-      to[row] = std::isnan(value) ? NA_INTEGER : static_cast<int>(value);
+  const cpp11::sexp made = cpp11::safe[Rf_allocVector](is_whole() ? INTSXP : REALSXP, rows);
+  if (!has_times_) return made;
+  const cpp11::sexp kind = cpp11::safe[Rf_allocVector](STRSXP, 2);
+  cpp11::unwind_protect([&] {
+    SET_STRING_ELT(kind, 0, Rf_mkChar("POSIXct"));
+    SET_STRING_ELT(kind, 1, Rf_mkChar("POSIXt"));
+    Rf_setAttrib(made, R_ClassSymbol, kind);
+    Rf_setAttrib(made, Rf_install("tzone"), PROTECT(Rf_mkString("UTC")));
+    UNPROTECT(1);
+  });
+  return made;
+}
+
+R_xlen_t Column::Fill(SEXP vector, const ColumnTyping& typing) const {
+  const R_xlen_t rows = Rf_xlength(vector);
+  switch (TYPEOF(vector)) {
+    case STRSXP:
+      return FillTexts(vector, typing);
+    case INTSXP: {
+      int* const to = INTEGER(vector);
+      for (R_xlen_t row = 0; row < rows; ++row) {
+        const double value = ValueAt(row);
+        to[row] = std::isnan(value) ? NA_INTEGER : static_cast<int>(value);
+      }
+      return 0;
     }
-    return made;
+    case REALSXP:
+      FillNumbers(REAL(vector), rows);
+      return 0;
+    default:
+      return 0;
   }
-  double* to = REAL(made);
+}
+
+void Column::FillNumbers(double* to, R_xlen_t rows) const {
   const auto front = std::min(static_cast<R_xlen_t>(front_.size()), rows);
   for (R_xlen_t row = 0; row < front; ++row) to[row] = ValueAt(row);
   const auto held = std::min(static_cast<R_xlen_t>(values_.size()), rows - front);
   std::copy_n(values_.data(), held, to + front);
   std::fill(to + front + held, to + rows, NA_REAL);
-  if (has_times_) {
-    const cpp11::sexp kind = cpp11::safe[Rf_allocVector](STRSXP, 2);
-    cpp11::unwind_protect([&] {
-      SET_STRING_ELT(kind, 0, Rf_mkChar("POSIXct"));
-      SET_STRING_ELT(kind, 1, Rf_mkChar("POSIXt"));
-      Rf_setAttrib(made, R_ClassSymbol, kind);
-      Rf_setAttrib(made, Rf_install("tzone"), Rf_mkString("UTC"));
-    });
-  }
-  return made;
 }
 
 }  // namespace nvimport

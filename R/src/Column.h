@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Growing.h"
 #include "nvimport/hosting/CellText.h"
 
 namespace nvimport {
@@ -21,28 +22,29 @@ struct ColumnTyping {
   TextDecoder decoder{};
 };
 
-// Makes the texts of R, in UTF-8 and marked as such. Those that follow one another are often the
-// same.
+// Makes the texts of R, in UTF-8 and marked as such.
 class TextMaker {
  public:
   explicit TextMaker(const TextDecoder& decoder) : decoder_(decoder) {}
 
   // Sets an element to the text; false where it holds a NUL. To be called in cpp11::unwind_protect.
   bool Put(SEXP texts, R_xlen_t at, std::string_view text);
-  // The same, where the element may be set again before another text is put.
-  bool PutOnce(SEXP texts, R_xlen_t at, std::string_view text);
+  // The same of one of many texts that stay where they are and elements that are set once: one that
+  // comes again and again is made once as a rule.
+  bool PutAgain(SEXP texts, R_xlen_t at, std::string_view text);
 
  private:
-  static constexpr std::size_t kKnown = 256;
+  static constexpr unsigned kKnownBits = 12;
   struct Known {
-    std::string text;
+    std::string_view text;
     SEXP made = nullptr;  // an element of what is being filled, which keeps it
-    SEXP texts = nullptr;
   };
+
+  static std::size_t PlaceOf(std::string_view text);
 
   const TextDecoder& decoder_;
   std::string scratch_;
-  std::vector<Known> known_{kKnown};
+  std::vector<Known> known_{};
 };
 
 // The cells of a column as they come, most of them row by row. Its type is that of all of them:
@@ -53,7 +55,7 @@ class Column {
   void SetNumber(int row, double value, bool is_float);
   void SetText(int row, std::string_view text, const ColumnTyping& typing);
 
-  // Puts a row in front of the others, before Finish.
+  // Puts a row in front of the others, before the vector is made.
   struct Cell {
     enum Kind { kMissing, kNumber, kText } kind = kMissing;
     double number = 0;
@@ -66,9 +68,12 @@ class Column {
   // Whether a text came for that row or one behind it.
   bool IsBehind(int row) const { return text_row_ > row; }
 
-  // The vector of so many rows; a logical one of missing values where there is no cell. `nul_row`
-  // becomes the row, from 1, of a text that holds a NUL.
-  SEXP Finish(R_xlen_t rows, const ColumnTyping& typing, R_xlen_t& nul_row);
+  // A vector of so many rows for it; a logical one of missing values where there is no cell. Those
+  // of a sheet are made before the first is filled: R looks through all texts there are when it has
+  // to make room.
+  SEXP MakeVector(R_xlen_t rows) const;
+  // Fills it. Returns the row, from 1, of a text that holds a NUL, 0 where there is none.
+  R_xlen_t Fill(SEXP vector, const ColumnTyping& typing) const;
 
  private:
   // What stands before the bytes of a text: its length, or one of these with the rows that have no
@@ -81,13 +86,15 @@ class Column {
   bool is_text() const {
     return has_words_ || (has_times_ && (has_cells_ || has_fractions_ || has_wholes_));
   }
+  bool is_whole() const { return has_wholes_ && !has_cells_ && !has_fractions_ && !has_long_; }
   double ValueAt(R_xlen_t row) const;
   template <typename Put>
   void ForTexts(const Put& put) const;
-  SEXP FinishTexts(R_xlen_t rows, const ColumnTyping& typing, R_xlen_t& nul_row);
+  R_xlen_t FillTexts(SEXP vector, const ColumnTyping& typing) const;
+  void FillNumbers(double* to, R_xlen_t rows) const;
 
-  std::vector<double> values_;  // of numbers, and of texts that count as such; NA elsewhere
-  std::string texts_;
+  Growing<double> values_;      // of numbers, and of texts that count as such; NA elsewhere
+  Growing<char> texts_;         // behind their lengths
   int text_row_ = 0;            // that comes next there
   std::map<int, Cell> late_;    // what came when its row had passed
   std::vector<Cell> front_;

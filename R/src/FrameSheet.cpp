@@ -80,13 +80,11 @@ FrameSheet::Nul FrameSheet::Finish(bool has_names, SEXP columns, SEXP names) {
   const R_xlen_t rows = RowsOf(has_names);
   const R_xlen_t count = Rf_xlength(columns);
   const std::vector<MemoryCell> head = Head();
-  TextMaker maker(typing_.decoder);
-  FloatText buffer;
-  cpp11::sexp none;
+  columns_.resize(static_cast<std::size_t>(count));
+  // Columns without cells are one and the same.
+  const cpp11::sexp none = Column().MakeVector(rows);
   for (R_xlen_t i = 0; i < count; ++i) {
-    const auto at = static_cast<std::size_t>(i);
-    std::unique_ptr<Column> column;
-    if (at < columns_.size()) column = std::move(columns_[at]);
+    auto& column = columns_[static_cast<std::size_t>(i)];
     if (!has_names) {
       std::vector<Column::Cell> front;
       for (int row = 1; row <= head_rows_; ++row)
@@ -94,23 +92,26 @@ FrameSheet::Nul FrameSheet::Finish(bool has_names, SEXP columns, SEXP names) {
       if (!column) column = std::make_unique<Column>();
       column->SetFront(std::move(front), typing_);
     }
-    R_xlen_t nul_row = 0;
-    if (column && column->cells() > 0) {
-      const cpp11::sexp made = column->Finish(rows, typing_, nul_row);
-      SET_VECTOR_ELT(columns, i, made);
-    } else {
-      // Columns without cells are one and the same.
-      if (none == R_NilValue) none = Column().Finish(rows, typing_, nul_row);
-      SET_VECTOR_ELT(columns, i, none);
+    const bool is_empty = !column || column->cells() == 0;
+    SET_VECTOR_ELT(columns, i, is_empty ? SEXP(none) : column->MakeVector(rows));
+    if (is_empty) column.reset();
+  }
+  TextMaker maker(typing_.decoder);
+  FloatText buffer;
+  for (R_xlen_t i = 0; i < count; ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    if (columns_[at]) {
+      const R_xlen_t nul_row = columns_[at]->Fill(VECTOR_ELT(columns, i), typing_);
+      if (nul_row > 0 && nul.row == 0)
+        nul = {nul_row + (has_names ? head_rows_ : 0), static_cast<int>(i) + 1};
+      columns_[at].reset();
     }
-    if (nul_row > 0 && nul.row == 0)
-      nul = {nul_row + (has_names ? head_rows_ : 0), static_cast<int>(i) + 1};
     cpp11::unwind_protect([&] {
       SET_STRING_ELT(names, i, NA_STRING);
       if (!has_names || head[at].kind == CellKind::kMissing) return;
       const std::string_view name =
           head[at].kind == CellKind::kText ? head[at].text : FormatNumber(head[at], buffer);
-      if (!maker.PutOnce(names, i, name) && nul.row == 0) nul = {1, static_cast<int>(i) + 1};
+      if (!maker.Put(names, i, name) && nul.row == 0) nul = {1, static_cast<int>(i) + 1};
     });
     cpp11::check_user_interrupt();
   }

@@ -101,7 +101,7 @@ SEXP TextsOf(const std::vector<std::string>& texts, const TextDecoder& decoder) 
     R_xlen_t at = 0;
     for (const std::string& text : texts) {
       // What a file says ends at a NUL.
-      maker.Put(made, at++, std::string_view(text.c_str()));
+      maker.PutAgain(made, at++, std::string_view(text.c_str()));
     }
   });
   return made;

@@ -164,8 +164,9 @@ SEXP SpectraMade(SpectraTable& table, const SpectraFiles& files) {
   cpp11::writable::list data;
   std::vector<std::string> names;
   for (auto& [name, column] : table.columns()) {
-    R_xlen_t nul_row = 0;
-    data.push_back(cpp11::sexp(column.Finish(table.rows(), typing, nul_row)));
+    const cpp11::sexp vector = column.MakeVector(table.rows());
+    column.Fill(vector, typing);
+    data.push_back(vector);
     names.push_back(name);
   }
   cpp11::writable::list refusals;
