@@ -67,6 +67,11 @@ ImportResult ReadShaped(const Request& request, const ImportRequest& asked, Shee
 // The x values of the columns that were read, where these follow one another.
 void TakeX(const Description& description, const SheetShape& shape, ReadResult& import) {
   const int columns = import.columns;
+  if (shape.columns.are_all()) {
+    import.first_x_column = description.first_x_column();
+    import.x = description.x();
+    return;
+  }
   std::vector<std::optional<double>> values(static_cast<std::size_t>(columns) + 1);
   for (std::size_t i = 0; i < description.x().size(); ++i) {
     const int place = shape.columns.PositionOf(description.first_x_column() + static_cast<int>(i));
