@@ -16,19 +16,32 @@ namespace {
 // What R gives without leaving the library's functions by a jump.
 struct Room {
   R_xlen_t values;
-  SEXP made;
+  SEXP made = nullptr;
+  bool is_interrupted = false;  // R looks for interrupts when it makes room
 };
 
-SEXP MakeMatrix(R_xlen_t values) {
-  Room room{values, nullptr};
+SEXP Make(void* data) {
+  auto* const asked = static_cast<Room*>(data);
+  const SEXP made = PROTECT(Rf_allocVector(REALSXP, asked->values));
+  R_PreserveObject(made);
+  UNPROTECT(1);
+  asked->made = made;
+  return R_NilValue;
+}
+
+Room MakeMatrix(R_xlen_t values) {
+  Room room{values};
   const auto make = [](void* data) {
-    auto* const asked = static_cast<Room*>(data);
-    const SEXP made = PROTECT(Rf_allocVector(REALSXP, asked->values));
-    R_PreserveObject(made);
+    const SEXP interrupt = PROTECT(Rf_mkString("interrupt"));
+    const auto note = [](SEXP, void* interrupted) {
+      static_cast<Room*>(interrupted)->is_interrupted = true;
+      return R_NilValue;
+    };
+    R_tryCatch(&Make, data, interrupt, note, data, nullptr, nullptr);
     UNPROTECT(1);
-    asked->made = made;
   };
-  return R_ToplevelExec(make, &room) != 0 ? room.made : nullptr;
+  R_ToplevelExec(make, &room);
+  return room;
 }
 
 std::string TextOf(const MemoryCell& cell) {
@@ -70,9 +83,11 @@ bool SpectraMatrix::MakeRoom(R_xlen_t rows) {
   const R_xlen_t room =
       matrix_ == nullptr ? std::max(rows, expected_) : std::max({rows, expected_, 2 * room_});
   const auto points = static_cast<R_xlen_t>(x_.size());
-  const SEXP made = MakeMatrix(room * points);
+  const Room taken = MakeMatrix(room * points);
+  const SEXP made = taken.made;
   if (made == nullptr) {
     is_full_ = true;
+    is_interrupted_ = taken.is_interrupted;
     return false;
   }
   for (R_xlen_t i = 0; matrix_ != nullptr && i < points; ++i)

@@ -37,8 +37,9 @@ class SpectraMatrix {
   // How many rows there will be, as far as that is known; room for more is made when they come.
   void Expect(R_xlen_t rows) { expected_ = rows; }
 
-  // Whether R had no room.
+  // Whether R gave no room, and whether that was an interrupt.
   bool is_full() const { return is_full_; }
+  bool is_interrupted() const { return is_interrupted_; }
   // The matrix.
   SEXP Finish();
 
@@ -56,6 +57,7 @@ class SpectraMatrix {
   R_xlen_t room_ = 0;
   SEXP matrix_ = nullptr;
   bool is_full_ = false;
+  bool is_interrupted_ = false;
 };
 
 // The spectra of any number of files: a matrix for each axis, and a table of what else is known of
@@ -128,6 +130,7 @@ class SpectraSheet final : public CallSheet {
   // The rows did not come one behind the other: the sheet has to be read again, all of it apart.
   bool is_out_of_order() const { return is_out_of_order_; }
   bool is_full() const { return axis_ && table_.matrix(*axis_).is_full(); }
+  bool is_interrupted() const { return axis_ && table_.matrix(*axis_).is_interrupted(); }
 
   // Adds the spectra of the file, by number from 1; false where there are no x values.
   bool Finish(const ReadResult& read, int file);

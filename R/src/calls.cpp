@@ -138,7 +138,9 @@ ReadResult ReadSpectra(const Request& request, CallHost& host, SpectraTable& tab
       continue;
     }
     Refusal refusal;
-    if (sheet.is_full()) {
+    if (sheet.is_interrupted()) {
+      read.refusal = Cancelled();
+    } else if (sheet.is_full()) {
       refusal.text = "There is not enough memory for this file.";
       read.refusal = refusal;
     } else if (!read.refusal && !sheet.Finish(read, file)) {
@@ -213,7 +215,8 @@ SEXP Spectra(SEXP given, SEXP given_typing, SEXP skips) {
     files.spectra.push_back(table.rows() - before);
     files.notes.push_back(Joined(NotesOf(read)));
     files.warnings.push_back(Joined(read.warnings));
-    const bool ends = read.refusal && (Rf_asLogical(skips) == 0 || interrupts.has_come());
+    const bool ends = read.refusal && (Rf_asLogical(skips) == 0 ||
+                                       read.refusal->kind == Refusal::Kind::kCancelled);
     files.refusals.push_back(std::move(read.refusal));
     if (ends) break;
   }

@@ -10,6 +10,12 @@ here=$(cd "$(dirname "$0")" && pwd)
 "$R" -s --vanilla -e 'library(testthat); library(nvimport); test_dir(commandArgs(TRUE), reporter = "check")' \
   --args "$here/testthat"
 "$R" -s --vanilla -f "$here/torture.R"
+# What the page shows.
+awk '/^```r$/ { in_code = 1; next } /^```$/ { in_code = 0 } in_code' "$here/../../docs/r.md" >"$work/page.R"
+(cd "$work" && "$R" -s --vanilla -f page.R >page.log 2>&1) || {
+  cat "$work/page.log"
+  exit 1
+}
 cp "$here"/../vignettes/*.Rmd "$work"
 cd "$work"
 for vignette in *.Rmd; do
