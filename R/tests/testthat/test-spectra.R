@@ -22,7 +22,7 @@ test_that("spectra of many files are one matrix, by one process or several", {
     expect_identical(dim(one$spectra), c(5L, 90L))
     expect_identical(c(one$x_unit, one$y_unit), c("NANOMETERS", "ABSORBANCE"))
     expect_identical(one$spectra[2, ], nv_spectra(paths[2])$spectra[1, ])
-    expect_identical(nv_spectra(paths, workers = 3), one)
+    expect_identical(nv_spectra(paths, workers = 2), one)
     expect_identical(nv_spectra(".", pattern = "oil-*.dx")$spectra, one$spectra)
 
     writeLines("##TITLE= cut short", "zero.dx")
