@@ -6,8 +6,8 @@
 // read-cells --numbers FILE [FORMAT]: does so, then takes every cell as a number.
 // read-cells --complete FILE [FORMAT]: reads it by NvImport Complete, as conversions do: without a
 // pass for the size where the reader can.
-// read-cells --import FILE...: imports each as hosts do, with all that it says of itself, into a sheet in
-// memory.
+// read-cells --import FILE...: imports each as hosts do, with all that it says of itself, into a
+// sheet in memory.
 
 #include <cstdio>
 #include <cstdlib>

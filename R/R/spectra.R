@@ -70,7 +70,7 @@ spectra_of <- function(found, paths, skips) {
   report$warnings <- found$warnings
   if (!any(report$ok)) stop(errors[[1]])
   united <- united_spectra(found$axes, length(found$names))
-  rownames(united$spectra) <- found$names
+  if (is.null(rownames(united$spectra))) rownames(united$spectra) <- found$names
   data <- c(list(paths[found$files], found$names), found$data)
   said <- found$statements
   list(spectra = united$spectra, x = united$x,

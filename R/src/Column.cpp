@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 #include <cpp11/protect.hpp>
 #include <cpp11/sexp.hpp>
+#include <cstdint>
+#include <cstring>
 
 #include "nvimport/hosting/calls/TextValues.h"
 #include "nvimport/platform/NumberText.h"
@@ -200,7 +200,9 @@ R_xlen_t Column::FillTexts(SEXP vector, const ColumnTyping& typing) const {
   const auto often = [&](R_xlen_t row, std::string_view text) {
     return maker.PutAgain(vector, row, text);
   };
-  const auto once = [&](R_xlen_t row, std::string_view text) { return maker.Put(vector, row, text); };
+  const auto once = [&](R_xlen_t row, std::string_view text) {
+    return maker.Put(vector, row, text);
+  };
   FloatText buffer;
   const auto front = static_cast<R_xlen_t>(front_.size());
   const auto put_cell = [&](R_xlen_t row, const Cell& cell) {

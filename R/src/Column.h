@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cpp11/R.hpp>
-
 #include <cstddef>
 #include <map>
 #include <set>
@@ -93,10 +92,10 @@ class Column {
   R_xlen_t FillTexts(SEXP vector, const ColumnTyping& typing) const;
   void FillNumbers(double* to, R_xlen_t rows) const;
 
-  Growing<double> values_;      // of numbers, and of texts that count as such; NA elsewhere
-  Growing<char> texts_;         // behind their lengths
-  int text_row_ = 0;            // that comes next there
-  std::map<int, Cell> late_;    // what came when its row had passed
+  Growing<double> values_;    // of numbers, and of texts that count as such; NA elsewhere
+  Growing<char> texts_;       // behind their lengths
+  int text_row_ = 0;          // that comes next there
+  std::map<int, Cell> late_;  // what came when its row had passed
   std::vector<Cell> front_;
   std::size_t cells_ = 0;
   bool has_cells_ = false;      // of numbers

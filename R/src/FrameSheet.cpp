@@ -12,7 +12,9 @@ namespace nvimport {
 
 namespace {
 
-bool ReadsAsNumber(std::string_view text) { return ParseNumber(text, '.') || ParseNumber(text, ','); }
+bool ReadsAsNumber(std::string_view text) {
+  return ParseNumber(text, '.') || ParseNumber(text, ',');
+}
 
 Column::Cell CellOf(const MemoryCell& cell) {
   if (cell.kind == CellKind::kText) return {Column::Cell::kText, 0, false, std::string(cell.text)};
@@ -46,9 +48,9 @@ void FrameSheet::SetExact(int column, int row, long long value) {
 
 std::vector<MemoryCell> FrameSheet::Head() const {
   auto* const self = const_cast<FrameSheet*>(this);
-  std::vector<MemoryCell> cells(
-      static_cast<std::size_t>(std::max({self->GetNumberOfColumns(), self->head_.GetNumberOfColumns(),
-                                         static_cast<int>(columns_.size())})));
+  std::vector<MemoryCell> cells(static_cast<std::size_t>(
+      std::max({self->GetNumberOfColumns(), self->head_.GetNumberOfColumns(),
+                static_cast<int>(columns_.size())})));
   head_.GetCells(1, 1, cells);
   return cells;
 }
@@ -57,7 +59,8 @@ bool FrameSheet::BeginsWithNames() const {
   if (!has_numbers_) return false;
   bool has_words = false;
   for (const MemoryCell& cell : Head()) {
-    if (cell.kind == CellKind::kNumber || (cell.kind == CellKind::kText && ReadsAsNumber(cell.text)))
+    if (cell.kind == CellKind::kNumber ||
+        (cell.kind == CellKind::kText && ReadsAsNumber(cell.text)))
       return false;
     has_words = has_words || (cell.kind == CellKind::kText && !cell.text.empty());
   }

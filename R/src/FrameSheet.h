@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cpp11/R.hpp>
-
 #include <cstddef>
 #include <memory>
 #include <string>

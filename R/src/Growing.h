@@ -16,8 +16,7 @@ requires std::is_trivially_copyable_v<Value>
 class Growing {
  public:
   Growing() = default;
-  Growing(Growing&& other) noexcept
-      : data_(other.data_), size_(other.size_), room_(other.room_) {
+  Growing(Growing&& other) noexcept : data_(other.data_), size_(other.size_), room_(other.room_) {
     other.data_ = nullptr;
     other.size_ = other.room_ = 0;
   }

@@ -166,8 +166,8 @@ void SpectraSheet::Begin(const ReadResult& read, bool may_be_in_order, std::uint
 void SpectraSheet::Expect() {
   constexpr std::uint64_t kAnyFile = 1 << 20;
   constexpr std::uint64_t kPerByte = 4;
-  const std::uint64_t most = (kAnyFile + kPerByte * file_bytes_) /
-                             (sizeof(double) * static_cast<std::uint64_t>(width_));
+  const std::uint64_t most =
+      (kAnyFile + kPerByte * file_bytes_) / (sizeof(double) * static_cast<std::uint64_t>(width_));
   const auto rows = static_cast<std::uint64_t>(std::max(announced_ - dropped_, 0));
   const auto each = static_cast<R_xlen_t>(std::min(rows, most));
   table_.matrix(*axis_).Expect(before_ + each * files_left_);
@@ -229,8 +229,8 @@ bool SpectraSheet::TakeApart(const ReadResult& read, int columns, int rows) {
     double* const values = table_.matrix(*axis_).NewRow();
     bool has_value = false;
     for (std::size_t i = 0; i < x.size(); ++i) {
-      const auto number = apart_.AsNumber(first_column_ + static_cast<int>(i), row,
-                                          table_.typing().decimal_mark);
+      const auto number =
+          apart_.AsNumber(first_column_ + static_cast<int>(i), row, table_.typing().decimal_mark);
       if (!number) continue;
       values[i] = *number;
       has_value = true;

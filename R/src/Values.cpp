@@ -1,9 +1,9 @@
 #include "Values.h"
 
+#include <R_ext/Utils.h>
 
 #include <climits>
 #include <cpp11/protect.hpp>
-#include <R_ext/Utils.h>
 #include <cpp11/sexp.hpp>
 #include <cpp11/strings.hpp>
 #include <cstring>
@@ -136,7 +136,8 @@ SEXP ChoicesOf(const std::vector<Choice>& choices) {
   for (const Choice& choice : choices)
     made.push_back(cpp11::writable::list(
         {"name"_nm = choice.name, "answer"_nm = choice.answer, "source"_nm = choice.source,
-         "argument"_nm = ArgumentOf(choice.name), "entries"_nm = TextsOf(choice.entries), "names"_nm = TextsOf(choice.names)}));
+         "argument"_nm = ArgumentOf(choice.name), "entries"_nm = TextsOf(choice.entries),
+         "names"_nm = TextsOf(choice.names)}));
   return made;
 }
 
@@ -165,9 +166,9 @@ void Statements::Add(int place, const Statement& one) {
 }
 
 SEXP Statements::Made(const TextDecoder& decoder) const {
-  return cpp11::writable::list({"place"_nm = WholesOf(places), "label"_nm = TextsOf(labels, decoder),
-                                "key"_nm = TextsOf(keys, decoder),
-                                "value"_nm = TextsOf(values, decoder)});
+  return cpp11::writable::list(
+      {"place"_nm = WholesOf(places), "label"_nm = TextsOf(labels, decoder),
+       "key"_nm = TextsOf(keys, decoder), "value"_nm = TextsOf(values, decoder)});
 }
 
 bool Interrupts::GoOn() {
@@ -176,8 +177,7 @@ bool Interrupts::GoOn() {
   if (now < next_) return !has_come_;
   next_ = now + kInterval;
   // An interrupt would jump over the library's functions.
-  if (!has_come_)
-    has_come_ = R_ToplevelExec([](void*) { R_CheckUserInterrupt(); }, nullptr) == 0;
+  if (!has_come_) has_come_ = R_ToplevelExec([](void*) { R_CheckUserInterrupt(); }, nullptr) == 0;
   return !has_come_;
 }
 

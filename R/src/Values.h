@@ -1,8 +1,7 @@
 #pragma once
 
-#include <cpp11/R.hpp>
-
 #include <chrono>
+#include <cpp11/R.hpp>
 #include <cpp11/list.hpp>
 #include <optional>
 #include <string>

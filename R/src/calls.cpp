@@ -1,5 +1,6 @@
 // The calls of R. What users call is in the package's R folder.
 
+#include <R_ext/Visibility.h>
 
 #include <algorithm>
 #include <cpp11/declarations.hpp>
@@ -7,7 +8,6 @@
 #include <cpp11/logicals.hpp>
 #include <cpp11/raws.hpp>
 #include <cpp11/strings.hpp>
-#include <R_ext/Visibility.h>
 #include <filesystem>
 #include <memory>
 
@@ -157,9 +157,16 @@ ReadResult ReadSpectra(const Request& request, CallHost& host, SpectraTable& tab
 SEXP SpectraMade(SpectraTable& table, const SpectraFiles& files) {
   const ColumnTyping& typing = table.typing();
   cpp11::writable::list axes;
+  const cpp11::sexp row_names = TextsOf(table.names(), typing.decoder);
   for (SpectraTable::Axis& axis : table.axes()) {
     const cpp11::sexp matrix = axis.matrix->Finish();
     if (axis.rows.empty()) continue;
+    // R would copy the matrix to name its rows.
+    if (axis.rows.size() == table.names().size()) {
+      const cpp11::sexp names = cpp11::safe[Rf_allocVector](VECSXP, 2);
+      SET_VECTOR_ELT(names, 0, row_names);
+      cpp11::safe[Rf_setAttrib](matrix, R_DimNamesSymbol, names);
+    }
     axes.push_back(cpp11::writable::list({"x"_nm = NumbersOf(axis.matrix->x()),
                                           "spectra"_nm = matrix, "rows"_nm = WholesOf(axis.rows)}));
   }
@@ -174,9 +181,8 @@ SEXP SpectraMade(SpectraTable& table, const SpectraFiles& files) {
   cpp11::writable::list refusals;
   for (const auto& refusal : files.refusals) refusals.push_back(cpp11::sexp(RefusalOf(refusal)));
   return cpp11::writable::list(
-      {"axes"_nm = axes, "names"_nm = TextsOf(table.names(), typing.decoder),
-       "files"_nm = WholesOf(table.files()), "data"_nm = data,
-       "data_names"_nm = TextsOf(names, typing.decoder), "refusals"_nm = refusals,
+      {"axes"_nm = axes, "names"_nm = row_names, "files"_nm = WholesOf(table.files()),
+       "data"_nm = data, "data_names"_nm = TextsOf(names, typing.decoder), "refusals"_nm = refusals,
        "formats"_nm = TextsOf(files.formats), "spectra"_nm = WholesOf(files.spectra),
        "notes"_nm = TextsOf(files.notes), "warnings"_nm = TextsOf(files.warnings),
        "x_label"_nm = TextsOf(files.axes[0], typing.decoder),
@@ -199,8 +205,7 @@ SEXP Spectra(SEXP given, SEXP given_typing, SEXP skips) {
     request.paths = {paths[i]};
     const auto file = static_cast<int>(i) + 1;
     const int before = table.rows();
-    ReadResult read =
-        ReadSpectra(request, host, table, file, static_cast<int>(paths.size() - i));
+    ReadResult read = ReadSpectra(request, host, table, file, static_cast<int>(paths.size() - i));
     if (!interrupts.GoOn()) read.refusal = Cancelled();
     const Description& told = read.description;
     std::size_t axis = 0;
@@ -215,8 +220,8 @@ SEXP Spectra(SEXP given, SEXP given_typing, SEXP skips) {
     files.spectra.push_back(table.rows() - before);
     files.notes.push_back(Joined(NotesOf(read)));
     files.warnings.push_back(Joined(read.warnings));
-    const bool ends = read.refusal && (Rf_asLogical(skips) == 0 ||
-                                       read.refusal->kind == Refusal::Kind::kCancelled);
+    const bool ends = read.refusal &&
+                      (Rf_asLogical(skips) == 0 || read.refusal->kind == Refusal::Kind::kCancelled);
     files.refusals.push_back(std::move(read.refusal));
     if (ends) break;
   }
@@ -232,11 +237,10 @@ SEXP Detect(SEXP given) {
     formats.push_back(format);
     answers.push_back(answer);
   }
-  return cpp11::writable::list(
-      {"refusal"_nm = RefusalOf(found.refusal), "format"_nm = found.format,
-       "candidates"_nm = TextsOf(found.candidates), "reason"_nm = found.reason,
-       "looks_like"_nm = found.looks_like, "formats"_nm = TextsOf(formats),
-       "answers"_nm = TextsOf(answers)});
+  return cpp11::writable::list({"refusal"_nm = RefusalOf(found.refusal), "format"_nm = found.format,
+                                "candidates"_nm = TextsOf(found.candidates),
+                                "reason"_nm = found.reason, "looks_like"_nm = found.looks_like,
+                                "formats"_nm = TextsOf(formats), "answers"_nm = TextsOf(answers)});
 }
 
 SEXP Formats() {
@@ -257,11 +261,11 @@ SEXP Formats() {
     flags[1].push_back(one.writes);
     flags[2].push_back(one.several);
   }
-  return cpp11::writable::list(
-      {"index"_nm = WholesOf(indices), "name"_nm = TextsOf(names),
-       "extensions"_nm = TextsOf(extensions), "reads"_nm = WholesOf(flags[0]),
-       "writes"_nm = WholesOf(flags[1]), "several"_nm = WholesOf(flags[2]),
-       "library"_nm = TextsOf(libraries)});
+  return cpp11::writable::list({"index"_nm = WholesOf(indices), "name"_nm = TextsOf(names),
+                                "extensions"_nm = TextsOf(extensions),
+                                "reads"_nm = WholesOf(flags[0]), "writes"_nm = WholesOf(flags[1]),
+                                "several"_nm = WholesOf(flags[2]),
+                                "library"_nm = TextsOf(libraries)});
 }
 
 // The files that a path stands for: those in a folder that can be read, else itself.
@@ -288,8 +292,7 @@ SEXP Expand(SEXP given, SEXP is_recursive) {
     cpp11::check_user_interrupt();
   }
   // They stay the bytes that the system has.
-  const cpp11::sexp made =
-      cpp11::safe[Rf_allocVector](STRSXP, static_cast<R_xlen_t>(files.size()));
+  const cpp11::sexp made = cpp11::safe[Rf_allocVector](STRSXP, static_cast<R_xlen_t>(files.size()));
   cpp11::unwind_protect([&] {
     R_xlen_t at = 0;
     for (const std::string& file : files) SET_STRING_ELT(made, at++, Rf_mkChar(file.c_str()));
