@@ -39,7 +39,7 @@ class CMakeBuild(build_ext):
         if not build:
             portable = os.environ.get("NVIMPORT_PORTABLE") == "1"
             build = str(ROOT / "build" / ("wheel-portable" if portable else "wheel"))
-            options = [f"-DNVIMPORT_{part}=OFF" for part in ("TESTS", "BENCH", "CLI", "DESKTOP")]
+            options = [f"-DNVIMPORT_{part}=OFF" for part in ("TESTS", "BENCH", "CLI", "DESKTOP", "R")]
             options += [f"-DPython_EXECUTABLE={sys.executable}", *where_pybind11_is()]
             if portable:
                 options += [f"-DNVIMPORT_ISAL={static_library('isal')}"]

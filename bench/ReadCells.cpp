@@ -6,10 +6,13 @@
 // read-cells --numbers FILE [FORMAT]: does so, then takes every cell as a number.
 // read-cells --complete FILE [FORMAT]: reads it by NvImport Complete, as conversions do: without a
 // pass for the size where the reader can.
+// read-cells --import FILE...: imports each as hosts do, with all that it says of itself, into a
+// sheet in memory.
 
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -17,6 +20,8 @@
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/framework/SprFileFactory.h"
+#include "nvimport/hosting/import/Complete.h"
+#include "nvimport/hosting/import/Import.h"
 #include "nvimport/platform/Dialogs.h"
 #include "plugins/complete/CompleteFormats.h"
 
@@ -84,12 +89,33 @@ int StoreCells(const char* path, int format, bool takes_numbers) {
   return good ? 0 : 1;
 }
 
+int ImportEach(std::span<char*> paths) {
+  if (UseComplete()) return 3;
+  double last = 0;
+  for (const char* const path : paths) {
+    MemorySheet sheet;
+    ImportRequest request;
+    request.files = {path};
+    request.describing = Describing::kAll;
+    const ImportResult result = ImportFile(request, sheet);
+    if (result.failure) {
+      std::fprintf(stderr, "%s: %s\n", path, result.failure->text.c_str());
+      return 1;
+    }
+    last += sheet.GetCell(result.columns, result.rows).exact();
+  }
+  std::printf("files=%zu last=%g\n", paths.size(), last);
+  return 0;
+}
+
 }  // namespace
 
 }  // namespace nvimport
 
 int main(int count, char** arguments) {
   using namespace nvimport;
+  if (count > 1 && std::string_view(arguments[1]) == "--import")
+    return ImportEach(std::span(arguments, static_cast<std::size_t>(count)).subspan(2));
   const bool takes_numbers = count > 1 && std::string_view(arguments[1]) == "--numbers";
   const bool whole = count > 1 && std::string_view(arguments[1]) == "--whole";
   const bool is_complete = count > 1 && std::string_view(arguments[1]) == "--complete";

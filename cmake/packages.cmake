@@ -1,4 +1,4 @@
-# Three Debian packages, and those of the window and its dialogs, for Python and of the formats that are HDF5 where these are built, made by cpack in a build
+# Three Debian packages, and those of the window and its dialogs, for Python, for R and of the formats that are HDF5 where these are built, made by cpack in a build
 # of the preset "package".
 set(NVIMPORT_MAINTAINER "The NvImport developers <developers@nvimport.invalid>" CACHE STRING
   "Who answers for the Debian packages")
@@ -18,6 +18,9 @@ if(TARGET nvimport-hdf5)
 endif()
 if(TARGET nvimport-python)
   list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
+if(TARGET nvimport-r)
+  list(APPEND CPACK_COMPONENTS_ALL r)
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
@@ -121,6 +124,19 @@ if command -v py3clean >/dev/null; then py3clean -p python3-nvimport; fi
   file(CHMOD ${scripts}/postinst ${scripts}/prerm PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE
     GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${scripts}/postinst ${scripts}/prerm)
+endif()
+
+# R has made it by its own flags.
+if(TARGET nvimport-r)
+  set(CPACK_DEBIAN_R_PACKAGE_NAME r-cran-nvimport)
+  set(CPACK_DEBIAN_R_PACKAGE_SECTION gnu-r)
+  set(CPACK_DEBIAN_R_PACKAGE_DEPENDS
+    "${library_package} (= ${full_version}), r-api-4.0, r-base-core (>= 4.1.0)")
+  set(CPACK_DEBIAN_R_PACKAGE_RECOMMENDS r-cran-tibble)
+  set(CPACK_DEBIAN_R_PACKAGE_SUGGESTS r-cran-pls)
+  set(CPACK_DEBIAN_R_DESCRIPTION "tables and spectra from many file formats in R
+${what}This package holds the R package, which gives sheets as data frames and spectra
+as matrices.")
 endif()
 
 # What programs that use the library depend on, and the loader's list of libraries brought up to date.

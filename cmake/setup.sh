@@ -7,9 +7,13 @@ desktop_packages="$run_packages qt6-base-dev qt6-svg-dev libqcustomplot-dev"
 python_packages="$run_packages pybind11-dev python3-dask python3-dev python3-distributed
   python3-ipykernel python3-matplotlib python3-mypy python3-nbclient python3-nbformat python3-numpy python3-olefile python3-openpyxl python3-pandas python3-pytest python3-setuptools python3-venv
   python3-wheel python3-xarray python3-xlrd"
+r_packages="$run_packages pkg-config r-base-core r-base-dev r-cran-cpp11 r-cran-testthat
+  r-cran-knitr r-cran-pls r-cran-tibble"
+# What the peers of bench/run --r and R/check need besides.
+r_check_packages="$r_packages r-cran-data.table r-cran-readr r-cran-readxl r-cran-rmarkdown r-cran-roxygen2"
 test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib pkg-config
   libgsf-1-dev libsqliteodbc"
-ci_packages="$test_packages $desktop_packages $python_packages ccache openbox xauth xvfb clang clang-format clang-tidy cppcheck doxygen dpkg-dev
+ci_packages="$test_packages $desktop_packages $python_packages $r_packages ccache openbox xauth xvfb clang clang-format clang-tidy cppcheck doxygen dpkg-dev
   fish groff-base libclang-rt-14-dev libmatio11 lintian mariadb-server octave odbc-mariadb odbc-postgresql postgresql python3 python3-h5py python3-netcdf4 python3-scipy valgrind zsh"
 
 # Installs those of the packages named that are missing; says nothing when there are none.

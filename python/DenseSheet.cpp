@@ -214,11 +214,6 @@ bool DenseSheet::Extend(int column, int row) {
   return true;
 }
 
-void DenseSheet::Finish(int columns, int rows) {
-  aside_.SetDataSize(columns, rows);
-  Extend(width_, rows);
-}
-
 void DenseSheet::GetCells(int column, int row, std::span<MemoryCell> cells) const {
   aside_.GetCells(column, row, cells);
   for (std::size_t i = 0; i < cells.size(); ++i) {

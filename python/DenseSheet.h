@@ -11,7 +11,7 @@
 
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/framework/SpectraAxis.h"
-#include "nvimport/hosting/import/Sheets.h"
+#include "nvimport/hosting/calls/Calls.h"
 
 namespace nvimport {
 
@@ -20,7 +20,7 @@ bool IsSame(const MemoryCell& a, const MemoryCell& b);
 
 // A sheet whose numbers lie in one matrix, row by row, so that an array can show them where they
 // are. Texts, and numbers that the matrix has no room for, lie in a MemorySheet beside it.
-class DenseSheet final : public ReadOnlySheet {
+class DenseSheet final : public CallSheet {
  public:
   // A size announced that needs more bytes than that gets no matrix: it is a file's claim.
   explicit DenseSheet(std::uint64_t most_bytes) : most_bytes_(most_bytes) {}
@@ -43,8 +43,8 @@ class DenseSheet final : public ReadOnlySheet {
   }
   void SetExact(int column, int row, long long value) override;
   void SetDataSize(int columns, int rows) override { aside_.SetDataSize(columns, rows); }
-  // Sets the size when all cells are there.
-  void Finish(int columns, int rows);
+  // All cells are there; the last rows and columns may have none.
+  void Finish() { Extend(width_, Rows()); }
   int GetNumberOfColumns() override { return aside_.GetNumberOfColumns(); }
   int GetNumberOfRows() override { return aside_.GetNumberOfRows(); }
 
@@ -53,10 +53,6 @@ class DenseSheet final : public ReadOnlySheet {
 
   // The cells of a row from a column on, as many as there is room for.
   void GetCells(int column, int row, std::span<MemoryCell> cells) const;
-
-  // Wants no rows behind that one of the file.
-  void EndBehind(int row) { last_wanted_ = row; }
-  int GetNextIndex(int previous) override { return previous < last_wanted_ ? previous + 1 : -1; }
 
   // Whether some number is more than a float, from a row on and in these columns.
   bool IsWide(int first_column, int first_row, int last_column) const;
@@ -168,7 +164,6 @@ class DenseSheet final : public ReadOnlySheet {
   bool has_large_ = false;
   MemorySheet aside_;
   int last_text_column_ = 0;  // below the first row
-  int last_wanted_ = std::numeric_limits<int>::max();
 };
 
 }  // namespace nvimport

@@ -644,9 +644,11 @@ PYBIND11_MODULE(_nvimport, module) {
 
   module.attr("version") = NVIMPORT_VERSION;
   module.def("has_encoding", [](const std::string& name) { return TextDecoder(name).ok(); });
-  module.def("read_sheet", &ReadSheet);
-  module.def("detect_sheet", &DetectSheet);
-  module.def("list_formats", &ListFormats);
+  module.def("read_sheet", [](const Request& request, bool with_cells) {
+    return ReadSheet(request, with_cells);
+  });
+  module.def("detect_sheet", &DetectSheet, py::call_guard<py::gil_scoped_release>());
+  module.def("list_formats", &ListFormats, py::call_guard<py::gil_scoped_release>());
   module.def("write_cells",
              [](const DenseSheet& cells, const std::string& path, const std::string& format,
                 bool overwrite, const std::string& pairs) {

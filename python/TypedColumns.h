@@ -87,8 +87,4 @@ class TypedColumns {
   std::unique_ptr<Value[]> values_;
 };
 
-// The nanoseconds since 1970 of "2024-05-06", "2024-05-06 07:08", with seconds and their fraction
-// if any, or with a T in the place of the blank.
-std::optional<std::int64_t> ParseTime(std::string_view text);
-
 }  // namespace nvimport

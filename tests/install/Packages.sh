@@ -90,6 +90,15 @@ assert nvimport.read(nvimport.samples("tanks.wk1")).cells[4, 1] == 310' ||
     fail "the Python package does not read"
 fi
 
+# Where r-base-dev and r-cran-cpp11 are installed.
+if ls r-cran-nvimport_*.deb >/dev/null 2>&1; then
+  dpkg-deb -x r-cran-nvimport_*.deb root
+  LD_LIBRARY_PATH=root/$lib R_LIBS=root/usr/lib/R/site-library R -s --vanilla -e '
+library(nvimport)
+stopifnot(grepl("/root/", find.package("nvimport")), nv_read(nv_sample("tanks.wk1"))[[2]][4] == 310)' ||
+    fail "the R package does not read"
+fi
+
 sum=$(LD_LIBRARY_PATH=root/$lib NVIMPORT_PLUGIN_PATH='' XDG_CONFIG_HOME=/nowhere root/usr/bin/nvimport \
   convert "$root/samples/tanks.wk1" -o - 2>/dev/null | tail -n 1)
 [ "$sum" = "Sum,310" ] || fail "the command does not read through NvImport Complete: $sum"

@@ -1,0 +1,4 @@
+library(testthat)
+library(nvimport)
+
+test_check("nvimport")
