@@ -130,7 +130,7 @@ std::optional<Refusal> SurveySheets(const Request& request, const ColumnRules& r
   ImportRequest asked;
   if (auto refusal = PrepareFormats(request.kept_rules)) return refusal;
   if (auto refusal = TakeRequest(request, Words(), asked)) return refusal;
-  if (const auto failure = CheckFiles(request.paths)) return WhyNot(*failure);
+  if (const auto failure = CheckFiles(asked.files)) return WhyNot(*failure);
   Signals signals;
   asked.progress = [&](const ImportProgress&) { return signals.GoOn(); };
   Survey survey = SurveyFile(asked, rules);

@@ -78,6 +78,13 @@ void AddFormatOptions(CLI::App& command, Settings& settings) {
       ->excludes(password);
   command.add_flag("--allow-query", settings.allow_query,
                    "Runs the query of a database that a file holds");
+  auto* const query = command
+                          .add_option("--query", settings.query,
+                                      "What the database named as odbc:DSN=NAME is asked")
+                          ->type_name("SQL");
+  command.add_option("--table", settings.table, "The table of it that is taken")
+      ->type_name("NAME")
+      ->excludes(query);
   command.add_flag("--together", settings.together,
                    "Makes one sheet of all files, in formats that take several");
   command.add_option("--files", settings.chosen_files, "Which of the files --together takes: 1,3")

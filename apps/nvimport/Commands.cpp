@@ -206,9 +206,26 @@ std::string InfoJson(FileTurn& turn, const ImportResult& result, bool with_notes
   return Dumped(json);
 }
 
+// What a file has to choose from, where no answer is usual.
+bool PrintChoice(FileTurn& turn, const ImportResult& result) {
+  const Failure& failure = *result.failure;
+  if (failure.kind != Failure::kChoice || turn.plan().import.answers.sheets || turn.plan().json)
+    return false;
+  std::string text = turn.input().shown + "\n  format     " + FormatName(result.format) + "\n";
+  std::size_t number = 0;
+  for (const std::string& candidate : failure.candidates) {
+    std::string name = ++number == 1 ? failure.question : "";
+    name.resize(std::max<std::size_t>(name.size(), 10), ' ');
+    text += "  " + name + " " + std::to_string(number) + "  " + candidate + "\n";
+  }
+  turn.Print(text);
+  return true;
+}
+
 void Info(FileTurn& turn, bool with_notes) {
   NoSheet nothing;
   const ImportResult result = with_notes ? turn.Read(nothing) : turn.Measure();
+  if (result.failure && PrintChoice(turn, result)) return;
   if (result.failure) return turn.Fail(*result.failure);
   turn.Print(turn.plan().json ? InfoJson(turn, result, with_notes) : InfoText(turn, result));
   turn.CountNotes(result);

@@ -28,6 +28,8 @@ struct Settings {
   std::optional<std::string> password;
   std::string password_file;
   bool allow_query = false;
+  std::optional<std::string> query;  // of a database that is named in place of a file
+  std::optional<std::string> table;
   std::vector<std::string> options;        // KEY=VALUE
   std::vector<std::string> write_options;  // likewise
   bool together = false;

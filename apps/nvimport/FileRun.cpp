@@ -16,6 +16,7 @@
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/hosting/import/Complete.h"
+#include "nvimport/hosting/import/DatabaseSource.h"
 #include "nvimport/hosting/import/Delimiters.h"
 #include "nvimport/hosting/import/Detecting.h"
 #include "nvimport/hosting/import/Formats.h"
@@ -376,12 +377,17 @@ std::optional<Failure> FileRun::TakeFiles() {
     if (auto failure = take(name)) return failure;
   if (auto failure = TakeList(settings_.files_from, '\n', take)) return failure;
   if (auto failure = TakeList(settings_.files_from0, '\0', take)) return failure;
+  if ((settings_.query || settings_.table) && !plan_.import.database)
+    return WrongUsage("There is no database to ask.", "odbc:DSN=NAME in place of a file names one");
+  if (plan_.import.database && (plan_.inputs.size() > 1 || !folders_.empty()))
+    return WrongUsage("A database is read by itself.", "leave out what else is to be read");
   if (plan_.inputs.size() == 0 && folders_.empty())
     return WrongUsage("There is no file to read.", "give FILE, or - to read standard input");
   return settings_.together ? JoinFiles() : std::nullopt;
 }
 
 std::optional<Failure> FileRun::TakeName(const std::string& name) {
+  if (DatabaseSource::IsOne(name)) return TakeDatabase(name);
   if (name != kStandardInput) {
     if (IsFolderOfFiles(name))
       TakeFolder(name);
@@ -398,6 +404,15 @@ std::optional<Failure> FileRun::TakeName(const std::string& name) {
   spooled_.emplace(settings_.stdin_name);
   if (spooled_->failure()) return spooled_->failure();
   plan_.inputs.Add({{spooled_->path()}, settings_.stdin_name, ShownName(settings_.stdin_name)});
+  return std::nullopt;
+}
+
+std::optional<Failure> FileRun::TakeDatabase(const std::string& name) {
+  auto failure = DatabaseSource::Take(name, settings_.query.value_or(""), {}, plan_.import);
+  if (failure) return failure;
+  if (settings_.table) plan_.import.answers.sheets = settings_.table;
+  const std::string& shown = plan_.import.name;
+  plan_.inputs.Add({plan_.import.files, shown, shown});
   return std::nullopt;
 }
 

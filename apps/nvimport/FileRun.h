@@ -149,6 +149,7 @@ class FileRun {
   std::optional<Failure> TakeOptions();
   std::optional<Failure> TakeFiles();
   std::optional<Failure> TakeName(const std::string& name);
+  std::optional<Failure> TakeDatabase(const std::string& name);
   // Settles how the rest of standard input is read.
   std::optional<Failure> SettleInput(bool in_workers);
   void TakeFolder(const std::string& folder);

@@ -194,12 +194,13 @@ std::optional<std::size_t> AskFileType(QuestionWindow& window, const FileTypeQue
 std::optional<ItemsChoice> AskItems(QuestionWindow& window, const ItemsQuestion& question,
                                     const std::vector<std::size_t>& before) {
   Question dialog(window, FromBytes(question.title), FromBytes(question.prompt));
+  using Kind = ItemsQuestion::Kind;
   QStringList headings{FromBytes(question.heading)};
-  if (!question.details.empty()) headings.push_back(QObject::tr("Size"));
+  if (!question.details.empty())
+    headings.push_back(question.kind == Kind::kTables ? QObject::tr("Columns") : QObject::tr("Size"));
   auto* const list = AddList(dialog, headings);
   // One worksheet is what is mostly wanted, of others what the format says. Files are asked for
   // when not all can be.
-  using Kind = ItemsQuestion::Kind;
   const bool takes_first = question.kind == Kind::kWorksheets;
   const bool takes_usual = question.kind == Kind::kBlocks || question.kind == Kind::kMatrices ||
                            question.kind == Kind::kVariables;

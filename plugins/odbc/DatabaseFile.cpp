@@ -62,6 +62,32 @@ void SetDecimal(ReadSpreadSheetData& sink, int column, int row, const std::strin
     sink.Set(column, row, text.c_str(), text.size());
 }
 
+// A parameter as it is written: NULL, a number, or a text, which may stand behind an apostrophe.
+QueryParameter ParameterOf(const std::string& text) {
+  if (text == "NULL") return {};
+  const char* const end = text.data() + text.size();
+  std::int64_t whole = 0;
+  if (const auto parsed = std::from_chars(text.data(), end, whole);
+      parsed.ec == std::errc() && parsed.ptr == end)
+    return whole;
+  double value = 0;
+  if (const auto parsed = std::from_chars(text.data(), end, value);
+      parsed.ec == std::errc() && parsed.ptr == end && std::isfinite(value))
+    return value;
+  return text.starts_with('\'') ? text.substr(1) : text;
+}
+
+// "a view: id, name".
+std::string DetailOf(const DatabaseTable& table) {
+  constexpr std::size_t kMost = 12;
+  std::string text = table.kind == "VIEW" ? "a view" : "a table";
+  for (std::size_t i = 0; i < std::min(table.columns.size(), kMost); ++i)
+    text += (i == 0 ? ": " : ", ") + table.columns[i];
+  if (table.columns.size() > kMost)
+    text += " and " + std::to_string(table.columns.size() - kMost) + " more";
+  return text;
+}
+
 // Without a fraction of zeros.
 void ShortenTime(std::string& text) {
   if (text.find('.') == std::string::npos) return;
@@ -137,6 +163,7 @@ void DatabaseFile::Close() {
   session_.reset();
   spool_.reset();
   query_ = {};
+  parameters_.clear();
   leaves_size_open_ = has_run_ = false;
 }
 
@@ -154,6 +181,9 @@ int DatabaseFile::Open(bool read, const char* path, NvImportOpenOptions* options
   if (numbers.size() == 1) seconds = numbers.front();
   std::vector<std::string> tables;
   if (!given.TakeNames("table", tables)) return Fail(kInvalidOptions);
+  std::vector<std::string> parameters;
+  if (given.Find("params") && !given.TakeNames("params", parameters)) return Fail(kInvalidOptions);
+  for (const std::string& parameter : parameters) parameters_.push_back(ParameterOf(parameter));
   if (!query_.table.empty()) query_.statement = "SELECT * FROM " + query_.table;
   if (HasSeveralStatements(query_.statement)) return Fail(kQuerySeveral);
 
@@ -162,7 +192,7 @@ int DatabaseFile::Open(bool read, const char* path, NvImportOpenOptions* options
   if (query_.statement.empty() &&
       ChooseTable(options, tables.empty() ? std::string_view() : tables.front()) != kGood)
     return status_;
-  if (const auto outcome = session_->Prepare(query_.statement);
+  if (const auto outcome = session_->Prepare(query_.statement, parameters_);
       outcome != OdbcSession::Outcome::kDone)
     return FailOf(outcome, kQueryWrong);
   if (session_->columns().empty()) return Fail(kQueryNoRows);
@@ -217,7 +247,7 @@ int DatabaseFile::ChooseTable(const NvImportOpenOptions*, std::string_view given
     question.only_one = true;
     for (const DatabaseTable& one : tables) {
       question.items.push_back(one.name);
-      question.details.push_back(one.kind == "VIEW" ? "a view" : "a table");
+      question.details.push_back(DetailOf(one));
     }
     if (tables.size() == 1) question.usual = {0};
     const auto answer = Dialogs::Current().SelectItems(question);
@@ -282,7 +312,7 @@ int DatabaseFile::Read(ReadSpreadSheetData* sink) {
   const bool is_open = num_rows_ == kOpenSize;
   if (has_run_ && spool_ == nullptr) {
     // Once more.
-    if (const auto outcome = session_->Prepare(query_.statement);
+    if (const auto outcome = session_->Prepare(query_.statement, parameters_);
         outcome != OdbcSession::Outcome::kDone)
       return FailOf(outcome, kQueryWrong);
     has_run_ = false;
@@ -384,10 +414,11 @@ void DatabaseFile::GetErrorMessage(char* buffer, unsigned int size) {
 }
 
 DatabaseFileFactory::DatabaseFileFactory()
-    : SprFileFactory({.name = "Database Query",
-                      .read_filter = "Database Queries (*.dqy; *.odc)",
-                      .extensions = {".dqy", ".odc"},
-                      .options = {{"table", "NAME", true}, {"timeout", "SECONDS"}}}) {}
+    : SprFileFactory(
+          {.name = "Database Query",
+           .read_filter = "Database Queries (*.dqy; *.odc)",
+           .extensions = {".dqy", ".odc"},
+           .options = {{"table", "NAME", true}, {"timeout", "SECONDS"}, {"params", "VALUES"}}}) {}
 
 int DatabaseFileFactory::IsCorrectFileType(const char* path) {
   return ReadQuery(path) ? kCertain : kNotThis;

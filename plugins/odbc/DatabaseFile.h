@@ -60,6 +60,7 @@ class DatabaseFile final : public SpreadsheetFile {
   void SetRow(ReadSpreadSheetData& sink, int row, const RowBlock& block, std::size_t at);
 
   SavedQuery query_;
+  std::vector<QueryParameter> parameters_;
   std::unique_ptr<OdbcSession> session_;
   std::unique_ptr<Spool> spool_;  // of the rows that could only be counted by taking them
   std::vector<unsigned char> chosen_;

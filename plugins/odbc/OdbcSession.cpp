@@ -7,6 +7,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstring>
+#include <map>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -75,6 +76,17 @@ struct Handle {
 };
 
 using Statement = Handle<SQL_HANDLE_STMT>;
+
+// A text of the row that a statement has come to.
+std::string TextOf(const Statement& statement, SQLUSMALLINT column) {
+  std::array<SQLWCHAR, 512> wide{};
+  SQLLEN bytes = 0;
+  const SQLRETURN status = SQLGetData(statement.handle, column, SQL_C_WCHAR, wide.data(),
+                                      static_cast<SQLLEN>(sizeof(SQLWCHAR) * wide.size()), &bytes);
+  if (!IsGood(status) || bytes < 0) return {};
+  return ToUtf8(wide.data(),
+                std::min<std::size_t>(static_cast<std::size_t>(bytes) / 2, wide.size() - 1));
+}
 
 // What the driver said last, "[08001] connection refused".
 std::string WordsOf(SQLSMALLINT kind, SQLHANDLE handle) {
@@ -190,6 +202,37 @@ std::string QuotedName(const std::string& name, const std::string& quote) {
 
 }  // namespace
 
+// A parameter where the driver finds it.
+struct BoundParameter {
+  explicit BoundParameter(const QueryParameter& given) {
+    if (const auto* const number = std::get_if<std::int64_t>(&given)) {
+      whole = *number;
+      length = sizeof whole;
+      type = SQL_BIGINT;
+      held_as = SQL_C_SBIGINT;
+    } else if (const auto* const real = std::get_if<double>(&given)) {
+      value = *real;
+      length = sizeof value;
+      type = SQL_DOUBLE;
+      held_as = SQL_C_DOUBLE;
+    } else if (const auto* const words = std::get_if<std::string>(&given)) {
+      text = ToWide(*words);
+      length = static_cast<SQLLEN>(sizeof(SQLWCHAR) * (text.size() - 1));
+    }
+  }
+  void* place() {
+    if (held_as == SQL_C_SBIGINT) return &whole;
+    return held_as == SQL_C_DOUBLE ? static_cast<void*>(&value) : text.data();
+  }
+
+  SQLBIGINT whole = 0;
+  double value = 0;
+  Wide text{0};
+  SQLLEN length = SQL_NULL_DATA;
+  SQLSMALLINT type = SQL_WVARCHAR;
+  SQLSMALLINT held_as = SQL_C_WCHAR;
+};
+
 // What the worker has to do with alone while it works.
 struct OdbcSession::Handles {
   Handles() = default;
@@ -211,6 +254,7 @@ struct OdbcSession::Handles {
   bool ListTables();
   bool Prepare(const std::string& sql);
   bool Count(const std::string& sql);
+  bool BindParameters(SQLHSTMT stmt);
   bool DescribeColumns(int count);
   bool Bind();
   bool FetchAhead();
@@ -241,6 +285,7 @@ struct OdbcSession::Handles {
   SQLLEN offset = 0;  // of the block from the place that is bound
   char* bound = nullptr;
   bool is_at_end = false;
+  std::vector<BoundParameter> parameters;
   RowBlock ahead;
   std::size_t text_bytes = 0;  // of its long ones
 };
@@ -304,26 +349,29 @@ bool OdbcSession::Handles::ListTables() {
   if (!IsGood(SQLTablesW(list.handle, nullptr, 0, nullptr, 0, nullptr, 0, types.data(), SQL_NTS)))
     return Fail(SQL_HANDLE_STMT, list.handle);
   const std::string quote = InfoOf(connection.handle, SQL_IDENTIFIER_QUOTE_CHAR);
-  const auto text = [&](SQLUSMALLINT column) {
-    std::array<SQLWCHAR, 512> wide{};
-    SQLLEN bytes = 0;
-    const SQLRETURN status =
-        SQLGetData(list.handle, column, SQL_C_WCHAR, wide.data(),
-                   static_cast<SQLLEN>(sizeof(SQLWCHAR) * wide.size()), &bytes);
-    return IsGood(status) && bytes >= 0
-               ? ToUtf8(wide.data(),
-                        std::min<std::size_t>(static_cast<std::size_t>(bytes) / 2, wide.size() - 1))
-               : std::string();
-  };
   constexpr std::size_t kMostTables = 100'000;
+  std::map<std::pair<std::string, std::string>, std::size_t> places;
   tables.clear();
   while (tables.size() < kMostTables && IsGood(SQLFetch(list.handle))) {
-    const std::string schema = text(2);
-    const std::string name = text(3);
-    const std::string kind = text(4);
+    // Drivers want them in this order.
+    const std::string schema = TextOf(list, 2);
+    const std::string name = TextOf(list, 3);
+    const std::string kind = TextOf(list, 4);
     const bool is_apart = !schema.empty() && schema != "public" && schema != "main";
+    places.emplace(std::pair(schema, name), tables.size());
     tables.push_back(
-        {(is_apart ? QuotedName(schema, quote) + "." : "") + QuotedName(name, quote), kind});
+        {(is_apart ? QuotedName(schema, quote) + "." : "") + QuotedName(name, quote), kind, {}});
+  }
+  // A driver that does not tell the columns of all tables at once tells none.
+  Statement all;
+  if (!all.Make(connection.handle) ||
+      !IsGood(SQLColumnsW(all.handle, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0)))
+    return true;
+  for (std::size_t i = 0; i < kMostTables && IsGood(SQLFetch(all.handle)); ++i) {
+    const std::string schema = TextOf(all, 2);
+    const std::string table = TextOf(all, 3);
+    if (const auto found = places.find({schema, table}); found != places.end())
+      tables[found->second].columns.push_back(TextOf(all, 4));
   }
   return true;
 }
@@ -339,7 +387,8 @@ bool OdbcSession::Handles::Count(const std::string& sql) {
     Wide wide = ToWide("SELECT COUNT(*) FROM (" + sql.substr(0, end) + "\n) nvimport_rows");
     SQLBIGINT rows = 0;
     SQLLEN length = 0;
-    if (IsGood(SQLExecDirectW(count.handle, wide.data(), SQL_NTS)) &&
+    if (BindParameters(count.handle) &&
+        IsGood(SQLExecDirectW(count.handle, wide.data(), SQL_NTS)) &&
         IsGood(SQLFetch(count.handle)) &&
         IsGood(SQLGetData(count.handle, 1, SQL_C_SBIGINT, &rows, sizeof rows, &length))) {
       counted = rows;
@@ -355,13 +404,30 @@ bool OdbcSession::Handles::Prepare(const std::string& sql) {
   if (!statement.Make(connection.handle)) return Fail(SQL_HANDLE_DBC, connection.handle);
   running = statement.handle;
   SQLSetStmtAttrW(statement.handle, SQL_ATTR_CURSOR_TYPE,
-                  reinterpret_cast<void*>(std::uintptr_t{SQL_CURSOR_FORWARD_ONLY}), SQL_IS_UINTEGER);
+                  reinterpret_cast<void*>(std::uintptr_t{SQL_CURSOR_FORWARD_ONLY}),
+                  SQL_IS_UINTEGER);
   Wide wide = ToWide(sql);
   SQLSMALLINT count = 0;
-  if (!IsGood(SQLPrepareW(statement.handle, wide.data(), SQL_NTS)) ||
-      !IsGood(SQLNumResultCols(statement.handle, &count)))
+  if (!IsGood(SQLPrepareW(statement.handle, wide.data(), SQL_NTS))) return FailStatement();
+  SQLSMALLINT wanted = 0;
+  if (IsGood(SQLNumParams(statement.handle, &wanted)) &&
+      static_cast<std::size_t>(wanted) != parameters.size()) {
+    said = "the statement has " + std::to_string(wanted) + " parameters, and " +
+           std::to_string(parameters.size()) + " are given";
+    return false;
+  }
+  if (!BindParameters(statement.handle) || !IsGood(SQLNumResultCols(statement.handle, &count)))
     return FailStatement();
   return DescribeColumns(count);
+}
+
+bool OdbcSession::Handles::BindParameters(SQLHSTMT stmt) {
+  SQLUSMALLINT number = 0;
+  return std::ranges::all_of(parameters, [&](BoundParameter& one) {
+    const auto size = static_cast<SQLULEN>(std::max<std::size_t>(one.text.size() - 1, 1));
+    return IsGood(SQLBindParameter(stmt, ++number, SQL_PARAM_INPUT, one.held_as, one.type, size, 0,
+                                   one.place(), 0, &one.length));
+  });
 }
 
 bool OdbcSession::Handles::DescribeColumns(int count) {
@@ -636,8 +702,14 @@ OdbcSession::Outcome OdbcSession::ListTables(std::vector<DatabaseTable>& tables)
   return outcome;
 }
 
-OdbcSession::Outcome OdbcSession::Prepare(const std::string& statement) {
-  const Outcome outcome = Do([statement](Handles& handles) { return handles.Prepare(statement); });
+OdbcSession::Outcome OdbcSession::Prepare(const std::string& statement,
+                                          const std::vector<QueryParameter>& parameters) {
+  const Outcome outcome = Do([statement, parameters](Handles& handles) {
+    // They are not to be moved while the statement before has them.
+    handles.statement.Free();
+    handles.parameters = {parameters.begin(), parameters.end()};
+    return handles.Prepare(statement);
+  });
   if (outcome != Outcome::kDone) return outcome;
   columns_ = worker_->handles().columns;
   row_bytes_ = worker_->handles().row_bytes;

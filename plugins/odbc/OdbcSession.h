@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace nvimport {
@@ -25,10 +26,14 @@ struct QueryColumn {
   std::size_t place = 0;  // of its value in a row's bytes; its length stands before that
 };
 
+// What a question mark of a statement stands for: none for NULL.
+using QueryParameter = std::variant<std::monostate, std::int64_t, double, std::string>;
+
 // A table or a view.
 struct DatabaseTable {
   std::string name;  // as a statement names it, in the database's quotes where it needs them
   std::string kind;  // "TABLE", "VIEW"
+  std::vector<std::string> columns;  // their names
 };
 
 // Rows as they come: so many of `row_bytes` each, and the texts that are longer than their place.
@@ -54,7 +59,7 @@ class OdbcSession {
   // Those that are the user's, in order.
   Outcome ListTables(std::vector<DatabaseTable>& tables);
   // Settles what the statement gives, without running it.
-  Outcome Prepare(const std::string& statement);
+  Outcome Prepare(const std::string& statement, const std::vector<QueryParameter>& parameters);
   // How many rows it gives, or -1 where the database does not count them.
   Outcome Count(const std::string& statement, std::int64_t& rows);
   Outcome Execute();

@@ -54,7 +54,7 @@ tar -xzf "$work"/sdist/*.tar.gz -C "$work/sdist"
 (cd "$work"/sdist/*/ && while read -r file; do [ -f "$file" ] || echo "$file"; done) <"$work/files" >"$work/lacking"
 [ ! -s "$work/lacking" ] || fail "the source distribution lacks $(cat "$work/lacking")"
 quiet "$cmake" -S "$work"/sdist/*/ -B "$work/configured" -DNVIMPORT_TESTS=OFF -DNVIMPORT_BENCH=OFF \
-  -DNVIMPORT_CLI=OFF -DNVIMPORT_DESKTOP=OFF
+  -DNVIMPORT_CLI=OFF -DNVIMPORT_DESKTOP=OFF -DNVIMPORT_R=OFF
 
 quiet "$python" -m venv --system-site-packages "$work/venv"
 quiet "$work/venv/bin/pip" wheel --no-deps --no-index --no-build-isolation -w "$work/wheels" \

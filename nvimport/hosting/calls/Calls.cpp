@@ -16,6 +16,7 @@
 #include "nvimport/hosting/export/OutputTarget.h"
 #include "nvimport/hosting/export/ShapedSheet.h"
 #include "nvimport/hosting/import/Complete.h"
+#include "nvimport/hosting/import/DatabaseSource.h"
 #include "nvimport/hosting/import/Delimiters.h"
 #include "nvimport/hosting/import/Detecting.h"
 #include "nvimport/hosting/import/FileKinds.h"
@@ -33,6 +34,19 @@ Refusal RefuseArgument(std::string text) {
   refusal.kind = Refusal::Kind::kArgument;
   refusal.text = std::move(text);
   return refusal;
+}
+
+// A database in place of a file, where one is named.
+std::optional<Refusal> TakeDatabase(const Request& request, ImportRequest& import) {
+  if (std::ranges::none_of(request.paths, DatabaseSource::IsOne)) {
+    if (!request.query && request.parameters.empty()) return std::nullopt;
+    return RefuseArgument("There is no database to ask.");
+  }
+  if (request.paths.size() > 1) return RefuseArgument("A database is read by itself.");
+  const auto failure = DatabaseSource::Take(request.paths.front(), request.query.value_or(""),
+                                            request.parameters, import);
+  if (failure) return WhyNot(*failure, ImportResult());
+  return std::nullopt;
 }
 
 // The numbers of the columns that are wanted by number or by name.
@@ -132,6 +146,7 @@ std::optional<Refusal> TakeRequest(const Request& request, const HostWords& word
   answers.password = request.password;
   answers.allow_query = request.allow_query;
   import.words = words;
+  if (auto refusal = TakeDatabase(request, import)) return refusal;
   if (request.range) {
     answers.range = ParseRange(*request.range);
     if (!answers.range) return RefuseArgument("\"" + ShownName(*request.range) + "\" is no range.");
@@ -177,7 +192,7 @@ ReadResult ReadSheet(const Request& request, const CallHost& host, CallSheet* sh
   ImportRequest asked;
   if ((read.refusal = PrepareFormats(request.kept_rules))) return read;
   if ((read.refusal = TakeRequest(request, host.words, asked))) return read;
-  if (const auto failure = CheckFiles(request.paths)) {
+  if (const auto failure = CheckFiles(asked.files)) {
     read.refusal = WhyNot(*failure);
     return read;
   }
@@ -197,9 +212,10 @@ ReadResult ReadSheet(const Request& request, const CallHost& host, CallSheet* sh
   if (!result.failure)
     result = sheet != nullptr ? ReadShaped(request, asked, shape, *sheet) : MeasureFile(asked);
   if (sheet != nullptr && !result.failure && shape.columns.CountOf(result.columns) == 0)
-    result.failure = Failure{.kind = Failure::kArgument,
-                             .text = "There is no column " + ShownName(*request.columns) + ".",
-                             .advice = "the sheet has " + std::to_string(result.columns) + " columns"};
+    result.failure =
+        Failure{.kind = Failure::kArgument,
+                .text = "There is no column " + ShownName(*request.columns) + ".",
+                .advice = "the sheet has " + std::to_string(result.columns) + " columns"};
   if (result.failure) {
     read.refusal = WhyNot(*result.failure, result);
     return read;

@@ -48,6 +48,10 @@ struct Request {
   std::optional<bool> kept_rules{};
   std::optional<std::string> password{};
   bool allow_query = false;  // that a file holds
+  // What a database named in place of a file is asked, and what its question marks stand for, as
+  // the option "params" of database queries has that.
+  std::optional<std::string> query{};
+  std::vector<std::string> parameters{};
   std::optional<std::string> columns{};  // as ColumnChoice has them
   int skipped_rows = 0;
   int most_rows = 0;  // that are wanted behind those skipped, 0 for all

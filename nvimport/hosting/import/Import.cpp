@@ -490,6 +490,7 @@ class Session {
     const HostWords& words = request_.words;
     Failure failure = Because(std::move(text));
     std::string& advice = failure.advice;
+    if (request_.database) return advice = result_.log_entry, failure;
     advice = "taken for \"" + FormatName(result_.format) + "\"";
     advice += request_.format != 0 ? ", " + std::string(words.format_given)
                                    : "; " + std::string(words.other_format);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,6 +34,7 @@ enum class Describing {
   kAll  // everything that it says of itself
 };
 
+class DatabaseSource;
 struct ImportResult;
 
 // What is to be read, and how.
@@ -61,6 +63,7 @@ struct ImportRequest {
   HostWords words{};                             // how failures call the ways out of them
   std::optional<bool> kept_rules{};  // reads as years ago, numbers of 32 bits included; not said:
                                      // as the options do, else as the environment says
+  std::shared_ptr<const DatabaseSource> database{};  // whose query the one file holds
 };
 
 // What came of it.
