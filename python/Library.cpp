@@ -12,6 +12,7 @@
 #include "nvimport/hosting/CellText.h"
 #include "nvimport/hosting/export/Combination.h"
 #include "nvimport/hosting/export/OutputTarget.h"
+#include "nvimport/hosting/import/DatabaseSource.h"
 #include "nvimport/hosting/import/Import.h"
 
 namespace nvimport {
@@ -101,7 +102,9 @@ Import ReadSheet(const Request& request, bool with_cells) {
   CallHost host;
   host.words = Words();
   host.goes_on = [&] { return signals.GoOn(); };
-  import.cells = std::make_shared<DenseSheet>(MatrixBytes(request.paths));
+  // A database claims nothing: its rows come as they are.
+  const bool is_file = std::ranges::none_of(request.paths, DatabaseSource::IsOne);
+  import.cells = std::make_shared<DenseSheet>(is_file ? MatrixBytes(request.paths) : UINT64_MAX);
   static_cast<ReadResult&>(import) =
       ReadSheet(request, host, with_cells ? import.cells.get() : nullptr);
   if (signals.IsCancelled()) import.refusal = Cancelled();

@@ -15,6 +15,7 @@
 #include "nvimport/framework/FormatList.h"
 #include "nvimport/framework/Version.h"
 #include "nvimport/hosting/CellText.h"
+#include "nvimport/hosting/import/DatabaseSource.h"
 #include "nvimport/platform/NumberText.h"
 #include "nvimport/platform/Utf8.h"
 #include "python/ArrowTable.h"
@@ -597,6 +598,8 @@ PYBIND11_MODULE(_nvimport, module) {
       .def_readwrite("kept_rules", &Request::kept_rules)
       .def_readwrite("password", &Request::password)
       .def_readwrite("allow_query", &Request::allow_query)
+      .def_readwrite("query", &Request::query)
+      .def_readwrite("parameters", &Request::parameters)
       .def_readwrite("columns", &Request::columns)
       .def_readwrite("skipped_rows", &Request::skipped_rows)
       .def_readwrite("most_rows", &Request::most_rows);
@@ -648,6 +651,7 @@ PYBIND11_MODULE(_nvimport, module) {
     return ReadSheet(request, with_cells);
   });
   module.def("detect_sheet", &DetectSheet, py::call_guard<py::gil_scoped_release>());
+  module.def("shown_database", [](const std::string& name) { return DatabaseSource::Shown(name); });
   module.def("list_formats", &ListFormats, py::call_guard<py::gil_scoped_release>());
   module.def("write_cells",
              [](const DenseSheet& cells, const std::string& path, const std::string& format,

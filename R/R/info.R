@@ -17,14 +17,14 @@ nv_info <- function(path, ..., encoding = NULL) {
   paths <- plain_paths(path)
   request <- do.call(make_request, c(list(paths), list(...)))
   found <- .Call(nvimport_read, request, make_typing(encoding), FALSE)
-  check(found$refusal, paths[1])
+  check(found$refusal, shown(paths)[1])
   sheets <- character()
   for (one in found$choices) {
     if (length(sheets) == 0 && one$argument %in% c("sheet", "blocks"))
       sheets <- told_apart(one$names)
   }
   statements <- statements_of(found)
-  list(path = path, format = found$format, rows = found$rows, columns = found$columns,
+  list(path = shown(path), format = found$format, rows = found$rows, columns = found$columns,
        sheets = sheets, choices = choices_of(found), options = found$pairs,
        description = keyed(statements[statements$row == 0, ]), statements = statements,
        x = found$x, x_unit = found$x_axis[2], y_unit = found$y_axis[2])

@@ -39,6 +39,10 @@
 #'   [nv_details()] has them.
 #' @param merge Of several worksheets, `"side"` by side or one `"below"` the other.
 #' @param password Of an encrypted workbook.
+#' @param allow_query Whether the query of a database that a file holds is run.
+#' @param query,params What a database is asked that is named as `"odbc:DSN=lab"` in place of a path, and
+#'   what the question marks of that stand for: `list(5, "wheat", NA)`. Without a query a table of it is
+#'   read, and `sheet` says which.
 #' @param kept_rules Reads as years ago, without the cells that were left out then.
 #' @param on_question `"usual"` as above; `"error"` makes every open question an error; a function of
 #'   the question (a list of `argument`, `answer`, `source` and `entries`) returns the value of the
@@ -65,7 +69,7 @@ nv_read <- function(path, sheet = "usual", blocks = NULL, range = NULL, files = 
                     na = character(), decimal = ".", encoding = NULL, delimiter = NULL,
                     ignore_consecutive = FALSE, format = NULL, options = NULL, merge = NULL,
                     password = NULL, kept_rules = NULL, on_question = "usual", set = FALSE,
-                    recursive = FALSE, pattern = NULL, on_error = "stop", workers = 1) {
+                    allow_query = FALSE, query = NULL, params = NULL, recursive = FALSE, pattern = NULL, on_error = "stop", workers = 1) {
   typing <- make_typing(encoding, decimal, na, types, header)
   if (!is.function(on_question) && !(on_question %in% c("usual", "error")))
     refuse_argument('on_question= is "usual", "error" or a function.')
@@ -74,7 +78,8 @@ nv_read <- function(path, sheet = "usual", blocks = NULL, range = NULL, files = 
   choices <- list(format = format, sheet = if (!is_open) sheet, blocks = blocks, files = files,
                   range = range, columns = columns, nrows = nrows, skiprows = skiprows,
                   delimiter = delimiter, ignore_consecutive = ignore_consecutive,
-                  options = options, merge = merge, password = password, kept_rules = kept_rules)
+                  options = options, merge = merge, password = password, kept_rules = kept_rules,
+                  allow_query = allow_query, query = query, params = params)
   read_one <- function(paths) {
     if (is_open || (!is.null(sheet) && (length(sheet) == 1 || !is.null(merge))))
       return(read_sheet(paths, choices, typing, on_question))
@@ -96,7 +101,7 @@ nv_read <- function(path, sheet = "usual", blocks = NULL, range = NULL, files = 
   errors <- lapply(done, `[[`, "error")
   good <- vapply(errors, is.null, NA)
   made <- lapply(done[good], `[[`, "made")
-  names(made) <- paths[good]
+  names(made) <- shown(paths[good])
   attr(made, "report") <- report_of(paths, errors)
   made
 }
@@ -115,12 +120,12 @@ read_sheet <- function(paths, choices, typing, on_question) {
   if (!identical(on_question, "usual")) choices <- answered(paths, choices, on_question)
   request <- do.call(make_request, c(list(paths), choices))
   found <- .Call(nvimport_read, request, typing, TRUE)
-  check(found$refusal, paths[1])
+  check(found$refusal, shown(paths)[1])
   frame <- make_frame(found$cells, found$names, found$height)
   notes <- c(found$notes, unneeded(found, choices))
-  tell(notes, found$warnings, paths[1])
+  tell(notes, found$warnings, shown(paths)[1])
   attr(frame, "nvimport") <- list(
-    path = paths, format = found$format, options = found$options, choices = choices_of(found),
+    path = shown(paths), format = found$format, options = found$options, choices = choices_of(found),
     notes = notes, warnings = found$warnings, kept_rules = found$kept_rules, x = found$x,
     x_unit = found$x_axis[2], y_unit = found$y_axis[2], statements = statements_of(found))
   frame
@@ -146,7 +151,7 @@ unneeded <- function(found, choices) {
 measure <- function(paths, choices) {
   request <- do.call(make_request, c(list(paths), choices))
   found <- .Call(nvimport_read, request, make_typing(), FALSE)
-  check(found$refusal, paths[1])
+  check(found$refusal, shown(paths)[1])
   found
 }
 
@@ -162,7 +167,7 @@ each_sheet <- function(paths, choices, wanted) {
         at <- if (is.character(item)) match(item, names) else as.integer(item)
         if (!is.na(at) && at >= 1 && at <= length(names)) return(at)
         stop(choice_needed(paste0('"', item, '" is not among the ', one$name, "."), argument,
-                           one$entries, path = paths[1], format = found$format))
+                           one$entries, path = shown(paths)[1], format = found$format))
       }, 0L)
       each <- lapply(positions, function(position) {
         choices[[argument]] <- position
@@ -173,7 +178,7 @@ each_sheet <- function(paths, choices, wanted) {
     }
   }
   each <- list(choices)
-  names(each) <- tools::file_path_sans_ext(basename(paths[1]))
+  names(each) <- tools::file_path_sans_ext(basename(shown(paths)[1]))
   each
 }
 
@@ -194,7 +199,7 @@ answered <- function(paths, choices, on_question) {
     one <- open[[1]]
     if (!is.function(on_question))
       stop(choice_needed(paste0("The ", one$argument, " was not given."), one$argument,
-                         one$entries, path = paths[1]))
+                         one$entries, path = shown(paths)[1]))
     asked <- c(asked, one$argument)
     answer <- on_question(one)
     if (is.null(answer)) next

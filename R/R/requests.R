@@ -6,6 +6,14 @@ plain_paths <- function(path) {
   enc2native(path.expand(path))
 }
 
+is_database <- function(path) startsWith(path, "odbc:")
+
+# Paths as they are told: what connects to a database may be secret.
+shown <- function(paths) {
+  paths[is_database(paths)] <- .Call(nvimport_shown, paths[is_database(paths)])
+  paths
+}
+
 is_whole <- function(value) is.numeric(value) && all(is.finite(value)) && all(value == round(value))
 
 as_count <- function(argument, value, least) {
@@ -52,17 +60,30 @@ as_range <- function(range) {
   paste(format(range, scientific = FALSE, trim = TRUE), collapse = ",")
 }
 
+# What the question marks of a query stand for, texts behind an apostrophe.
+as_parameters <- function(params) {
+  one <- function(value) {
+    if (length(value) != 1) refuse_argument("params= has one value for each question mark.")
+    if (is.na(value)) return("NULL")
+    if (is.logical(value)) value <- as.integer(value)
+    if (is.numeric(value)) return(format(value, digits = 17, scientific = NA))
+    paste0("'", enc2utf8(as.character(value)))
+  }
+  if (length(params) > 0) vapply(as.list(params), one, "", USE.NAMES = FALSE)
+}
+
 # What the calls of the library take.
 make_request <- function(paths, format = NULL, sheet = NULL, blocks = NULL, files = NULL,
                          range = NULL, columns = NULL, nrows = NULL, skiprows = 0,
                          delimiter = NULL, ignore_consecutive = FALSE, options = NULL,
-                         merge = NULL, password = NULL, kept_rules = NULL) {
+                         merge = NULL, password = NULL, kept_rules = NULL, allow_query = FALSE,
+                         query = NULL, params = NULL) {
   if (!is.null(files)) {
     if (is.raw(options)) refuse_argument("Stored options say which files are taken; files= can't.")
     options <- paste(c(if (length(options) > 0) as_pairs(options), paste0("files=", as_items(files))),
                      collapse = ";")
   }
-  list(paths = paths, name = paths[1], format = if (is.null(format)) "" else as.character(format),
+  list(paths = paths, name = shown(paths)[1], format = if (is.null(format)) "" else as.character(format),
        sheet = as_items(sheet), blocks = as_items(blocks), range = as_range(range),
        columns = as_columns(columns),
        nrows = if (is.null(nrows)) 0L else as_count("nrows", nrows, 1),
@@ -71,6 +92,8 @@ make_request <- function(paths, format = NULL, sheet = NULL, blocks = NULL, file
        options = if (is.raw(options)) options, pairs = if (is.raw(options)) "" else as_pairs(options),
        merge = if (is.null(merge)) "" else merge,
        password = if (!is.null(password)) enc2utf8(password),
+       allow_query = as_flag("allow_query", allow_query),
+       query = if (!is.null(query)) enc2utf8(query), parameters = as_parameters(params),
        kept_rules = if (!is.null(kept_rules)) as_flag("kept_rules", kept_rules))
 }
 
@@ -88,6 +111,7 @@ make_typing <- function(encoding = NULL, decimal = ".", na = character(), types 
 
 # Files and folders as the files that they stand for.
 expand <- function(path, recursive, pattern, kept_rules) {
+  if (any(is_database(plain_paths(path)))) return(path)
   given <- list(paths = plain_paths(path), include = pattern, kept_rules = kept_rules)
   found <- .Call(nvimport_expand, given, as_flag("recursive", recursive))
   if (is.list(found)) check(found, path[1])

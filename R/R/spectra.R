@@ -11,7 +11,7 @@
 #' @param path Files, or folders of files.
 #' @param ... Further arguments of [nv_read()] that choose: `sheet`, `blocks`, `files`, `range`,
 #'   `columns`, `nrows`, `skiprows`, `delimiter`, `ignore_consecutive`, `format`, `options`, `merge`,
-#'   `password`, `kept_rules`.
+#'   `password`, `kept_rules`, `allow_query`, `query`, `params`.
 #' @inheritParams nv_read
 #' @param on_error `"stop"` ends with the first file that is refused, `"skip"` leaves it out; the
 #'   report tells of all.
@@ -56,6 +56,7 @@ nv_spectra <- function(path, ..., encoding = NULL, decimal = ".", na = character
 
 # What one call of the library gave. Conditions of files that were skipped are in the report.
 spectra_of <- function(found, paths, skips) {
+  paths <- shown(paths)
   for (i in seq_along(found$refusals)) {
     refusal <- found$refusals[[i]]
     if (!is.null(refusal) && (!skips || refusal$kind == "cancelled")) check(refusal, paths[i])

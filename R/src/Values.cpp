@@ -20,7 +20,8 @@ namespace {
 
 // The argument that makes a choice, by the name that the choice has in the library.
 std::string ArgumentOf(const std::string& choice) {
-  if (choice == "worksheets" || choice == "matrices" || choice == "variables") return "sheet";
+  if (choice == "worksheets" || choice == "matrices" || choice == "variables" || choice == "tables")
+    return "sheet";
   return choice == "reference series" ? "options$reference" : choice;
 }
 
@@ -77,6 +78,9 @@ Request RequestOf(SEXP given) {
   request.merge = GivenText(given, "merge").value_or("");
   request.kept_rules = GivenFlag(given, "kept_rules");
   request.password = GivenText(given, "password");
+  request.allow_query = GivenFlag(given, "allow_query").value_or(false);
+  request.query = GivenText(given, "query");
+  request.parameters = GivenTexts(given, "parameters");
   request.columns = GivenText(given, "columns");
   request.skipped_rows = GivenCount(given, "skiprows");
   request.most_rows = GivenCount(given, "nrows");
@@ -193,6 +197,7 @@ CallHost HostOf(Interrupts& interrupts) {
   words.choose_format = "format= chooses one";
   words.choose_among = "format= chooses among: ";
   words.password = "password= gives it";
+  words.allow_query = "allow_query=TRUE runs it";
   words.replace = "overwrite=TRUE replaces it";
   words.other_output = "format= writes it as another";
   words.reads = [](std::string_view format) {

@@ -19,6 +19,7 @@
 #include "nvimport/hosting/batch/FileWalk.h"
 #include "nvimport/hosting/export/SheetWriters.h"
 #include "nvimport/hosting/import/Complete.h"
+#include "nvimport/hosting/import/DatabaseSource.h"
 #include "nvimport/hosting/import/Detecting.h"
 
 namespace nvimport {
@@ -228,6 +229,13 @@ SEXP Spectra(SEXP given, SEXP given_typing, SEXP skips) {
   return SpectraMade(table, files);
 }
 
+SEXP ShownDatabases(SEXP paths) {
+  std::vector<std::string> shown;
+  for (R_xlen_t i = 0; i < Rf_xlength(paths); ++i)
+    shown.push_back(DatabaseSource::Shown(CHAR(STRING_ELT(paths, i))));
+  return TextsOf(shown);
+}
+
 SEXP Detect(SEXP given) {
   const Request request = RequestOf(given);
   const Detected found = DetectSheet(request.paths.front(), request.kept_rules);
@@ -358,6 +366,12 @@ SEXP nvimport_spectra(SEXP request, SEXP typing, SEXP skips) {
   END_CPP11
 }
 
+SEXP nvimport_shown(SEXP paths) {
+  BEGIN_CPP11
+  return nvimport::ShownDatabases(paths);
+  END_CPP11
+}
+
 SEXP nvimport_detect(SEXP request) {
   BEGIN_CPP11
   return nvimport::Detect(request);
@@ -391,6 +405,7 @@ SEXP nvimport_has_encoding(SEXP name) {
 static const R_CallMethodDef kCalls[] = {
     {"nvimport_read", reinterpret_cast<DL_FUNC>(&nvimport_read), 3},
     {"nvimport_spectra", reinterpret_cast<DL_FUNC>(&nvimport_spectra), 3},
+    {"nvimport_shown", reinterpret_cast<DL_FUNC>(&nvimport_shown), 1},
     {"nvimport_detect", reinterpret_cast<DL_FUNC>(&nvimport_detect), 1},
     {"nvimport_formats", reinterpret_cast<DL_FUNC>(&nvimport_formats), 0},
     {"nvimport_expand", reinterpret_cast<DL_FUNC>(&nvimport_expand), 2},

@@ -412,8 +412,8 @@ bool OdbcSession::Handles::Prepare(const std::string& sql) {
   SQLSMALLINT wanted = 0;
   if (IsGood(SQLNumParams(statement.handle, &wanted)) &&
       static_cast<std::size_t>(wanted) != parameters.size()) {
-    said = "the statement has " + std::to_string(wanted) + " parameters, and " +
-           std::to_string(parameters.size()) + " are given";
+    said = "parameters of the statement: " + std::to_string(wanted) +
+           ", given: " + std::to_string(parameters.size());
     return false;
   }
   if (!BindParameters(statement.handle) || !IsGood(SQLNumResultCols(statement.handle, &count)))

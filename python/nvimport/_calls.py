@@ -157,6 +157,8 @@ def read(
     ignore_consecutive: bool = ...,
     password: str | None = ...,
     allow_query: bool = ...,
+    query: str | None = ...,
+    params: Sequence[Any] = ...,
     encoding: str | None = ...,
     decimal: str = ...,
     name: str | None = ...,
@@ -207,6 +209,8 @@ def read(  # type: ignore[misc]
     ignore_consecutive: bool = False,
     password: str | None = None,
     allow_query: bool = False,
+    query: str | None = None,
+    params: Sequence[Any] = (),
     encoding: str | None = None,
     decimal: str = ".",
     name: str | None = None,
@@ -231,6 +235,9 @@ def read(  # type: ignore[misc]
     ignore_consecutive: a run of delimiters is one.
     password: of an encrypted workbook; no option of the import keeps it.
     allow_query: runs the query of a database that the file holds.
+    query, params: what a database is asked that is named as "odbc:DSN=lab" in place of a path, and what
+        the question marks of that stand for: numbers, texts, None for NULL. Without a query a table of
+        it is read, sheet= says which.
     options: the options of an earlier import (Sheet.options), or pairs for this format.
     header, index: as for Sheet.to_pandas.
     dtype: of the columns of a data frame, one for all or a mapping by name; of arrays if it is one.
@@ -275,6 +282,8 @@ def read(  # type: ignore[misc]
         "ignore_consecutive": ignore_consecutive,
         "password": password,
         "allow_query": allow_query,
+        "query": query,
+        "params": params,
         "kept_rules": kept_rules,
     }
     with on_disk(path_or_paths, data, name) as (paths, shown):

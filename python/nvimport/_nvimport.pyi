@@ -126,6 +126,8 @@ class Request:
     kept_rules: Optional[bool]
     password: Optional[str]
     allow_query: bool
+    query: Optional[str]
+    parameters: list[str]
     columns: Optional[str]
     skipped_rows: int
     most_rows: int
@@ -175,6 +177,7 @@ class ListedFormat:
 def has_encoding(name: str) -> bool: ...
 def read_sheet(request: Request, with_cells: bool) -> Import: ...
 def detect_sheet(path: bytes, kept_rules: Optional[bool]) -> Detected: ...
+def shown_database(name: bytes) -> str: ...
 def list_formats() -> list[ListedFormat]: ...
 def write_cells(
     cells: Cells, path: bytes, format: str, overwrite: bool, pairs: str

@@ -45,6 +45,8 @@ def make_request(
     kept_rules: bool | None = None,
     password: str | None = None,
     allow_query: bool = False,
+    query: str | None = None,
+    params: Sequence[Any] = (),
     columns: Columns | None = None,
     nrows: int | None = None,
     skiprows: int = 0,
@@ -63,6 +65,8 @@ def make_request(
     request.kept_rules = kept_rules
     request.password = password
     request.allow_query = allow_query
+    request.query = query
+    request.parameters = [_parameter(value) for value in params]
     request.columns = _columns(columns)
     request.skipped_rows = _count("skiprows", skiprows, 0)
     request.most_rows = 0 if nrows is None else _count("nrows", nrows, 1)
@@ -78,6 +82,17 @@ def make_request(
     elif options is not None:
         request.options = bytes(options)
     return request
+
+
+def _parameter(value: Any) -> str:
+    """What a question mark of a query stands for, texts behind an apostrophe."""
+    if value is None:
+        return "NULL"
+    if isinstance(value, numbers.Integral):
+        return str(int(value))
+    if isinstance(value, numbers.Real):
+        return repr(float(value))
+    return f"'{value}"
 
 
 def option_pairs(options: Mapping[str, Any]) -> str:

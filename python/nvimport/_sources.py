@@ -11,6 +11,7 @@ import tempfile
 from collections.abc import Iterator, Sequence
 from typing import IO, Any, Union
 
+from nvimport import _nvimport
 from nvimport._errors import ArgumentError
 
 Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
@@ -72,6 +73,8 @@ def on_disk(
 def _place(source: Any, name: str | None, stack: contextlib.ExitStack) -> tuple[bytes, str]:
     """A path to read, and what it is called."""
     if isinstance(source, (str, bytes, os.PathLike)):
+        if isinstance(source, (str, bytes)) and os.fsencode(source).startswith(b"odbc:"):
+            return os.fsencode(source), _nvimport.shown_database(os.fsencode(source))
         path = plain_path(source)
         return path, shown(path)
     if not hasattr(source, "read"):
