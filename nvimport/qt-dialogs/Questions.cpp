@@ -197,7 +197,8 @@ std::optional<ItemsChoice> AskItems(QuestionWindow& window, const ItemsQuestion&
   using Kind = ItemsQuestion::Kind;
   QStringList headings{FromBytes(question.heading)};
   if (!question.details.empty())
-    headings.push_back(question.kind == Kind::kTables ? QObject::tr("Columns") : QObject::tr("Size"));
+    headings.push_back(question.kind == Kind::kTables ? QObject::tr("Columns")
+                                                      : QObject::tr("Size"));
   auto* const list = AddList(dialog, headings);
   // One worksheet is what is mostly wanted, of others what the format says. Files are asked for
   // when not all can be.

@@ -28,8 +28,9 @@ class OpenText : public TextFile {
 };
 
 void ExpectAsReference(const std::string& bytes, const std::string& delimiter, bool ignore) {
-  SCOPED_TRACE(testing::PrintToString(bytes.substr(bytes.size() - std::min<std::size_t>(bytes.size(), 30))) +
-               testing::PrintToString(delimiter));
+  SCOPED_TRACE(
+      testing::PrintToString(bytes.substr(bytes.size() - std::min<std::size_t>(bytes.size(), 30))) +
+      testing::PrintToString(delimiter));
   const TempFile file(bytes);
   TextFile reader;
   ASSERT_EQ(reader.Open(true, file.path(), By(delimiter, ignore).get()), 0);
