@@ -6,6 +6,7 @@ import pathlib
 import pickle
 import resource
 import shutil
+import sqlite3
 import subprocess
 import sys
 import threading
@@ -270,3 +271,33 @@ def test_ctrl_c_cancels(folder: pathlib.Path) -> None:
         env={**os.environ, "PYTHONPATH": os.pathsep.join(p for p in sys.path if p)},
     )
     assert done.stdout == "(4, 102)\n", done.stderr
+
+
+def test_databases_are_named_in_place_of_paths(tmp_path: pathlib.Path) -> None:
+    path = tmp_path / "lab.db"
+    with sqlite3.connect(path) as made:
+        made.execute("CREATE TABLE wheat (sample TEXT, moisture DOUBLE)")
+        made.executemany("INSERT INTO wheat VALUES (?, ?)", [("a;b", 12.5), ("NULL", 13.25), ("7", None)])
+        made.execute("CREATE VIEW names AS SELECT sample FROM wheat")
+    lab = f"odbc:DRIVER=SQLite3;Database={path};PWD=secret"
+    try:
+        assert nvimport.read(lab, sheet="wheat").shape == (4, 2)
+    except nvimport.Error as error:
+        if "no plug-in" in str(error) or "[01000]" in str(error):
+            pytest.skip("neither the plug-in nor SQLite's driver may be there")
+        raise
+    query = "SELECT moisture FROM wheat WHERE sample = ?"
+    for value, wanted in (("a;b", 12.5), ("NULL", 13.25), ("7", None)):
+        assert nvimport.read(lab, query=query, params=[value]).cells[1, 0] == wanted
+    found = nvimport.read(lab, query="SELECT ? AS a, ? AS b", params=[None, 2.5])
+    assert (found.path, found.shape) == ("odbc:DRIVER=SQLite3", (2, 2))
+    with pytest.raises(nvimport.ChoiceNeeded, match="sheet=") as needed:
+        nvimport.read(lab)
+    assert needed.value.candidates == ["wheat (a table: sample, moisture)", "names (a view: sample)"]
+    for arguments in ({"query": "SELECT ?"}, {"query": "DROP TABLE wheat"}, {"sheet": "none"}):
+        with pytest.raises(nvimport.Error) as refused:
+            nvimport.read(lab, **arguments)
+        assert "secret" not in str(refused.value)
+    for sources in (["a.csv", lab], "a.csv"):
+        with pytest.raises(nvimport.ArgumentError, match="atabase"):
+            nvimport.read(sources, query=query)

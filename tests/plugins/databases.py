@@ -45,6 +45,14 @@ class Database:
         result = self.run(statement, *options)
         check(f"{self.name}: {statement[:70]}", result.stdout or result.stderr, wanted)
 
+    def named(self, wanted, subcommand, *options):
+        """The same without a file."""
+        arguments = [COMMAND, subcommand, "--no-config", f"odbc:{self.connection};Token=secret", *options]
+        result = subprocess.run(arguments, text=True, capture_output=True, stdin=subprocess.DEVNULL,
+                                timeout=100)
+        check(f"{self.name}: {arguments[4:]}", wanted in result.stdout or result, True)
+        check(f"{self.name} tells no password", "secret" in result.stdout + result.stderr, False)
+
     def refuses(self, statement, words, *options, **more):
         result = self.run(statement, *options, **more)
         said = result.stderr.lower()
@@ -69,6 +77,11 @@ class Database:
         self.gives("SELECT note FROM kinds WHERE id = 2", "note\n" + "x" * 30000 + "\n")
         self.gives("SELECT a FROM none", "a\n")
         self.gives("", "id,whole\n1,9223372036854775807\n", "--sheet", "wholes")
+        self.named("  kinds (a table: id, name, value", "info")
+        self.named("id,whole\n1,9223372036854775807\n", "convert", "--table", "wholes", "-o", "-")
+        self.named("id\n2\n3\n", "convert", "--query", "SELECT id FROM kinds WHERE id = ? OR name = ? "
+                   "ORDER BY id", "--option", "params=2,'", "-o", "-")
+        self.refuses("SELECT id FROM kinds WHERE id = ?", ["parameters of the statement: 1, given: 0"])
         self.refuses("SELECT 1", ["nobody allowed it", "--allow-query"], allowed=False)
         self.refuses("SELECT * FROM nosuch", ["does not take the query", "nosuch", "["])
         self.refuses("SELECT 1; SELECT 2", ["more than one statement"])

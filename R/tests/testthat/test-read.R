@@ -106,3 +106,12 @@ test_that("an interrupt ends a read at once", {
   expect_s3_class(ended, "interrupt")
   expect_lt(taken, 1) # 0.2 s where nothing else runs
 })
+
+test_that("parameters of queries are as they were given", {
+  expect_identical(nvimport:::as_parameters(list(5L, 2.5, "7", NA, TRUE, "NULL", 1e300)),
+                   c("5", "2.5", "'7", "NULL", "1", "'NULL", "1.0000000000000001e+300"))
+  expect_error(nvimport:::as_parameters(list(1:2)), class = "nvimport_argument_error")
+  refused <- condition_of(nv_read("odbc:DSN=nosuch;PWD=secret", query = "SELECT 1"))
+  expect_s3_class(refused, "nvimport_error")
+  expect_false(grepl("secret", conditionMessage(refused)))
+})
