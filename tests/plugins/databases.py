@@ -4,18 +4,17 @@ The servers are the test's own, on sockets in a temporary folder. One that is no
 skipped, with a word.
 """
 
-import contextlib
 import glob
 import os
 import pathlib
-import pwd
-import shutil
 import signal
 import sqlite3
 import subprocess
 import sys
 import tempfile
 import time
+
+import servers
 
 COMMAND = sys.argv[1]
 failures = []
@@ -127,56 +126,9 @@ def on_sqlite(folder):
     database.refuses("SELECT 1", ["no connection", "["], connection="DSN=nosuch")
 
 
-@contextlib.contextmanager
-def server(user, start):
-    """One that another user runs where root may not."""
-    options = {}
-    if os.getuid() == 0:
-        account = pwd.getpwnam(user)
-        options = {"user": account.pw_uid, "group": account.pw_gid, "extra_groups": []}
-    process = start(options)
-    try:
-        yield process
-    finally:
-        process.send_signal(signal.SIGINT if user == "postgres" else signal.SIGTERM)
-        process.wait(timeout=60)
-
-
-def give_to(user, folder):
-    folder.mkdir()
-    if os.getuid() == 0:
-        shutil.chown(folder, user)
-
-
-def until(works):
-    for _ in range(300):
-        if works():
-            return
-        time.sleep(0.1)
-    raise TimeoutError
-
-
 def on_postgresql(folder):
-    programs = pathlib.Path(max(glob.glob("/usr/lib/postgresql/*/bin")))
     home = folder / "postgresql"
-    give_to("postgres", home)
-    quiet = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL, "cwd": home}
-    data = str(home / "data")
-
-    def start(options):
-        subprocess.run([programs / "initdb", "-A", "trust", "-U", "postgres", "-E", "UTF8", "-D", data],
-                       check=True, **quiet, **options)
-        hba = home / "data/pg_hba.conf"
-        hba.write_text("local all reader scram-sha-256\nlocal all all trust\n")
-        return subprocess.Popen([programs / "postgres", "-D", data, "-k", str(home), "-c", "fsync=off",
-                                 "-c", "listen_addresses="], **quiet, **options)
-
-    def sql(statement):
-        return subprocess.run([programs / "psql", "-q", "-v", "ON_ERROR_STOP=1", "-h", str(home), "-U", "postgres", "-c",
-                               statement], **quiet).returncode == 0
-
-    with server("postgres", start) as process:
-        until(lambda: sql("SELECT 1"))
+    with servers.postgresql(home) as (process, sql):
         for statement in (
             "CREATE TABLE kinds (id integer, name varchar(20), value double precision, small real, "
             "price numeric(30,10), made timestamp, day date, note text, picture bytea, yes boolean)",
@@ -189,7 +141,7 @@ def on_postgresql(folder):
             "CREATE ROLE reader LOGIN PASSWORD 'a;b}c'", "GRANT SELECT ON kinds TO reader",
         ):
             check("PostgreSQL: " + statement[:60], sql(statement), True)
-        connection = f"DRIVER=PostgreSQL Unicode;Servername={home};Database=postgres;UID="
+        connection = servers.POSTGRESQL.format(home)
         database = Database("PostgreSQL", folder, connection + "postgres")
         database.everywhere("SELECT i, i / 2.0::float8, 'name ' || i FROM generate_series(1, 1000000) i")
         database.gives("SELECT id, value, small, price, made, day, picture, yes FROM kinds ORDER BY id",
@@ -222,23 +174,7 @@ def on_postgresql(folder):
 
 def on_mariadb(folder):
     home = folder / "mariadb"
-    give_to("mysql", home)
-    quiet = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL, "cwd": home}
-    socket = home / "socket"
-
-    def start(options):
-        subprocess.run(["mysql_install_db", "--no-defaults", f"--datadir={home}/data",
-                        "--auth-root-authentication-method=normal", "--skip-test-db"],
-                       check=True, **quiet, **options)
-        return subprocess.Popen(["mariadbd", "--no-defaults", f"--datadir={home}/data", "--skip-networking",
-                                 f"--socket={socket}", "--innodb-flush-log-at-trx-commit=0"], **quiet, **options)
-
-    def sql(statement, database="lab"):
-        return subprocess.run(["mariadb", "--no-defaults", "-u", "root", f"--socket={socket}", "--default-character-set=utf8mb4",
-                               "-e", statement, database], **quiet).returncode == 0
-
-    with server("mysql", start):
-        until(lambda: sql("CREATE DATABASE IF NOT EXISTS lab CHARACTER SET utf8mb4", "mysql"))
+    with servers.mariadb(home) as sql:
         for statement in (
             "CREATE TABLE kinds (id INT, name VARCHAR(20), value DOUBLE, small FLOAT, price DECIMAL(30,10), "
             "big BIGINT UNSIGNED, made DATETIME(3), day DATE, note TEXT, picture BLOB)",
@@ -250,7 +186,7 @@ def on_mariadb(folder):
             "CREATE TABLE wholes AS SELECT 1 AS id, 9223372036854775807 AS whole",
         ):
             check("MariaDB: " + statement[:60], sql(statement), True)
-        connection = f"DRIVER=MariaDB Unicode;SOCKET={socket};DATABASE=lab;UID=root"
+        connection = f"DRIVER=MariaDB Unicode;SOCKET={home}/socket;DATABASE=lab;UID=root"
         database = Database("MariaDB", folder, connection)
         # Its driver keeps all rows, whatever it is told.
         database.everywhere()
