@@ -62,6 +62,7 @@ same "$("$host" "$source/samples/barley.spc" range=1,3 | tail -n 1)" \
   "GalacticSPC File: 4 rows, 5 columns, 15 numbers, 5 texts"
 same "$("$host" "$source/samples/batches.txt" ';' | tail -n 1)" \
   "Text File: 9 rows, 5 columns, 0 numbers, 38 texts"
+same "$("$work/examples/host/c/sheets-c" "$source/samples/ovens.xls" | paste -sd ,)" "Runs,Settings"
 if command -v pkg-config >/dev/null; then
   export PKG_CONFIG_PATH="$libraries/pkgconfig"
   # shellcheck disable=SC2046,SC2086 # lists of words
