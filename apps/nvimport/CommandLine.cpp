@@ -35,7 +35,7 @@ std::string AlignedTerms(std::span<const Term> terms) {
 void AddRules(CLI::App& command, Settings& settings) {
   command.add_flag(
       "--kept-rules", settings.kept_rules,
-      "Reads as years ago: with the cells that were left out then, and with numbers of "
+      "Reads as years ago: without the cells that were left out then, and with numbers of "
       "32 bits");
   // What it asked for is so.
   command.add_flag_function(

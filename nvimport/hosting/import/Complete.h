@@ -7,8 +7,8 @@
 
 namespace nvimport {
 
-// Hosts of this layer read by NvImport Complete: the library whose formats leave out no cells for
-// old habits' sake. It lies in a folder of its own. The built-in readers, with their kept rules,
+// Hosts of this layer read by NvImport Complete: the library whose formats leave out no cells by
+// the kept rules. It lies in a folder of its own. The built-in readers, which have those rules,
 // stand beside it for whoever wants a file as it was read years ago.
 
 // Has its readers serve, to be called when a host begins. Unless `kept_rules` are asked for it is a

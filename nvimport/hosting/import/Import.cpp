@@ -44,7 +44,7 @@ constexpr struct {
     {"GalacticSPC File", 2568},  // spectra with x values of their own
 };
 
-// Encrypted workbooks, which old rules refuse.
+// Encrypted workbooks, which the kept rules refuse.
 constexpr struct {
   std::string_view format;
   int status;
