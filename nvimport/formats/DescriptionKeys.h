@@ -416,7 +416,7 @@ inline constexpr KeySource kNetcdfKeys[] = {
     {"ms_template_revision", "template-revision"},
 };
 
-// All of them: docs/descriptions.md has a row for each.
+// All of them: docs/descriptions-keys.md has a row for each.
 inline constexpr FormatKeys kFormatKeys[] = {
     {"JCAMP-DX", kJcampKeys},
     {"GalacticSPC", kSpcKeys},

@@ -43,7 +43,7 @@ struct NvImportWholeData {
 struct NvImportDescription {
   size_t size; /* of this record in bytes */
   /* A statement about the row of the sheet, 0 for the whole file: the file's own label, a
-   * normalised key (docs/descriptions.md) or "", and the value with its length. */
+   * normalised key (docs/descriptions-keys.md) or "", and the value with its length. */
   void (*state)(NvImportDescription* description, int row, const char* label, const char* key,
                 const char* value, size_t length);
   /* What an axis ('x', 'y' or 'z') shows and its unit, "" each where the file does not say. */

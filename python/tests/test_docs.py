@@ -23,7 +23,7 @@ def test_docstrings_of(name: str) -> None:
     assert result.attempted > 0 and result.failed == 0
 
 
-@pytest.mark.parametrize("page", ["python.md", "scale.md"])
+@pytest.mark.parametrize("page", ["python.md", "python-sheets.md", "scale.md"])
 def test_page(page: str) -> None:
     pytest.importorskip("dask.dataframe")
     result = doctest.testfile(str(DOCS / page), module_relative=False)

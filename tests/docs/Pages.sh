@@ -1,5 +1,5 @@
 #!/bin/sh
-# What the pages show is what the installed package does.
+# What the pages show and list is what the installed package does and has.
 # Pages.sh BUILD
 set -eu
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -9,3 +9,4 @@ trap 'rm -rf "$PREFIX"' EXIT
 cmake --install "$1" --prefix "$PREFIX" >"$PREFIX/log"
 shift
 "$root/tests/docs/check-pages" "$PREFIX/bin/nvimport" "$@" "$root/README.md" "$root"/docs/*.md
+"$root/tests/docs/check-contents" "$PREFIX/bin/nvimport"

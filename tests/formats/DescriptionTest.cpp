@@ -446,7 +446,7 @@ TEST(Description, EachKeyOfTheTablesComesFromAFile) {
     for (const Statement& statement : description.statements())
       if (!statement.key.empty()) seen.emplace(statement.label, statement.key);
   }
-  const std::string page = Contents(NVIMPORT_TEST_SCHEMAS "/../descriptions.md");
+  const std::string page = Contents(NVIMPORT_TEST_SCHEMAS "/../descriptions-keys.md");
   std::size_t told = 0;
   for (const FormatKeys& keys : kFormatKeys) {
 #if defined(HAS_COMPOUND_FILES) && defined(NVIMPORT_HAS_PACKAGES) && defined(NVIMPORT_HAS_HTML)
