@@ -7,7 +7,9 @@ import sys
 
 what, *files = sys.argv[1:]
 package = what.removeprefix("start-")
-if package in ("spectra", "numbers", "frame", "rows"):
+if package in ("spectra", "numbers", "frame", "rows", "in-turn", "in-threads"):
+    import concurrent.futures
+
     import nvimport
 if package in ("frame", "pandas"):
     import pandas
@@ -21,7 +23,12 @@ if package == "floats":
 if not what.startswith("start-"):
     path = files[0]
     if what == "spectra":
-        print(nvimport.read(path).spectra().matrix[-1, -1])
+        print(sum(nvimport.read(file).spectra().matrix[-1, -1] for file in files))
+    elif what == "in-turn":
+        print(sum(len(sheet) for sheet in map(nvimport.read, files)))
+    elif what == "in-threads":
+        with concurrent.futures.ThreadPoolExecutor(len(files)) as threads:
+            print(sum(len(sheet) for sheet in threads.map(nvimport.read, files)))
     elif what == "numbers":
         print(nvimport.read(path, delimiter="tab").to_numpy(numbers=True)[-1, -1])
     elif what == "frame":

@@ -464,7 +464,10 @@ bool OdbcSession::Handles::DescribeColumns(int count) {
     constexpr std::size_t kSignAndPoint = 3;
     const std::size_t units_of_text =
         size == 0 ? kShortText : std::min<std::size_t>(size + kSignAndPoint, kShortText);
-    has_long |= is_text && (size == 0 || size > kShortText);
+    const bool is_long = is_text && (size == 0 || size > kShortText);
+    has_long |= is_long;
+    // That driver reads on behind a text that it has cut.
+    column.is_apart = is_long && driver.find("maodbc") != std::string::npos;
     column.width = is_text ? (sizeof(SQLWCHAR) * (units_of_text + 1) + 7) / 8 * 8 : 8;
     column.place = row_bytes + sizeof(SQLLEN);
     row_bytes = column.place + column.width;
@@ -498,7 +501,7 @@ bool OdbcSession::Handles::Bind() {
   }
   for (std::size_t i = 0; i < columns.size(); ++i) {
     const QueryColumn& column = columns[i];
-    if (column.width == 0) continue;
+    if (column.width == 0 || column.is_apart) continue;
     char* const place = bound + column.place;
     if (!IsGood(SQLBindCol(stmt, static_cast<SQLUSMALLINT>(i + 1), BoundAs(column.kind), place,
                            static_cast<SQLLEN>(column.width),
@@ -542,7 +545,8 @@ bool OdbcSession::Handles::TakeLongTexts(std::size_t first, std::size_t count) {
       SQLLEN length = 0;
       std::memcpy(&length, at, sizeof length);
       const auto room = static_cast<SQLLEN>(column.width - sizeof(SQLWCHAR));
-      if (length == SQL_NULL_DATA || (length >= 0 && length <= room)) continue;
+      if (!column.is_apart && (length == SQL_NULL_DATA || (length >= 0 && length <= room)))
+        continue;
       if (rows_at_once > 1 && !std::exchange(is_placed, true) &&
           !IsGood(SQLSetPos(statement.handle, static_cast<SQLSETPOSIROW>(row + 1), SQL_POSITION,
                             SQL_LOCK_NO_CHANGE)))
@@ -564,6 +568,10 @@ bool OdbcSession::Handles::TakeLongText(std::size_t column, SQLLEN& length) {
                    piece.data(), static_cast<SQLLEN>(sizeof(SQLWCHAR) * piece.size()), &left);
     if (status == SQL_NO_DATA) break;
     if (!IsGood(status)) return FailStatement();
+    if (left == SQL_NULL_DATA) {
+      length = SQL_NULL_DATA;
+      return true;
+    }
     const std::size_t most = sizeof(SQLWCHAR) * (piece.size() - 1);
     const bool is_last = left >= 0 && static_cast<std::size_t>(left) <= most;
     text.append(reinterpret_cast<const char*>(piece.data()),
@@ -572,7 +580,7 @@ bool OdbcSession::Handles::TakeLongText(std::size_t column, SQLLEN& length) {
       said = "a text is too long";
       return false;
     }
-    if (is_last || left == SQL_NULL_DATA) break;
+    if (is_last) break;
   }
   text_bytes += text.size();
   constexpr SQLLEN kFirst = 16;  // which no indicator is minus of
@@ -604,9 +612,16 @@ class OdbcSession::Worker {
   }
   // Tells the driver to stop, which may itself have to wait for the driver.
   void Cancel(const std::shared_ptr<Worker>& self) {
+    {
+      const std::lock_guard lock(mutex_);
+      ++cancelling_;
+    }
     std::thread([self] {
       SQLHANDLE const running = self->handles_.running;
       if (running != SQL_NULL_HANDLE) SQLCancel(running);
+      const std::lock_guard lock(self->mutex_);
+      --self->cancelling_;
+      self->changed_.notify_all();
     }).detach();
   }
   void End() {
@@ -636,6 +651,8 @@ class OdbcSession::Worker {
       is_busy_ = false;
       changed_.notify_all();
     }
+    // Who tells the driver to stop still has the handles.
+    changed_.wait(lock, [this] { return cancelling_ == 0; });
     lock.unlock();
     handles_.Close();
     lock.lock();
@@ -650,6 +667,7 @@ class OdbcSession::Worker {
   bool succeeded_ = false;
   bool ends_ = false;
   bool has_ended_ = false;
+  int cancelling_ = 0;  // threads that do
   Handles handles_;
 };
 

@@ -24,6 +24,7 @@ struct QueryColumn {
   Kind kind = Kind::kText;
   std::size_t width = 0;  // in bytes, of its values in a row
   std::size_t place = 0;  // of its value in a row's bytes; its length stands before that
+  bool is_apart = false;  // its texts never have that place
 };
 
 // What a question mark of a statement stands for: none for NULL.

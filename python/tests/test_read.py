@@ -79,8 +79,10 @@ def test_spectra_of_the_layouts_that_formats_have() -> None:
     assert np.array_equal(gaps.matrix, np.array([[1, np.nan, 3], [np.nan, 5, 6]]), equal_nan=True)
     comma = nvimport.read(data=b"s;1,5;2,5;3,5\na;0,1;0,2;0,3\n", name="t.csv", decimal=",").spectra()
     assert comma.x.tolist() == [1.5, 2.5, 3.5] and comma.matrix[0, 2] == 0.3
-    with pytest.raises(nvimport.ArgumentError, match="no column 90-.*has 12 columns"):
-        nvimport.read("wheat.txt", columns="90-")
+    for columns in ("90-", [1, 90]):
+        with pytest.raises(nvimport.ArgumentError, match="no column 90.*has 12 columns"):
+            nvimport.read("wheat.txt", columns=columns)
+    assert nvimport.read("wheat.txt", columns="11-90").shape == (13, 2)
     with pytest.raises(nvimport.Error, match="no columns that are named by x values"):
         nvimport.read("tanks.wk1").spectra()
 

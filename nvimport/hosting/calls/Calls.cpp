@@ -203,6 +203,7 @@ ReadResult ReadSheet(const Request& request, const CallHost& host, CallSheet* sh
   ImportResult result;
   SheetShape shape;
   if (request.columns) result.failure = TakeColumns(request, asked, shape, result);
+  const NumberRanges wanted = shape.columns;
   if (host.begins) {
     asked.begins = [&](const ImportResult& begun) {
       TakeSize(begun, shape, read);
@@ -211,10 +212,10 @@ ReadResult ReadSheet(const Request& request, const CallHost& host, CallSheet* sh
   }
   if (!result.failure)
     result = sheet != nullptr ? ReadShaped(request, asked, shape, *sheet) : MeasureFile(asked);
-  if (sheet != nullptr && !result.failure && shape.columns.CountOf(result.columns) == 0)
+  if (const int lacking = wanted.FirstBeyond(result.columns); !result.failure && lacking > 0)
     result.failure =
         Failure{.kind = Failure::kArgument,
-                .text = "There is no column " + ShownName(*request.columns) + ".",
+                .text = "There is no column " + std::to_string(lacking) + ".",
                 .advice = "the sheet has " + std::to_string(result.columns) + " columns"};
   if (result.failure) {
     read.refusal = WhyNot(*result.failure, result);

@@ -61,6 +61,13 @@ bool IsLarge(const ImportRequest& import, const ImportResult& begun) {
   return cells > kFew && cells / kMostPerByte < bytes;
 }
 
+void NoteLacking(const ConversionRequest& request, const ImportResult& import) {
+  const int lacking = request.shape.columns.FirstBeyond(import.columns);
+  if (lacking > 0 && request.output.note)
+    request.output.note("there is no column " + std::to_string(lacking) + ", the sheet has " +
+                        std::to_string(import.columns) + " columns");
+}
+
 // Reads all before it is written.
 std::optional<Failure> WriteHeld(const ConversionRequest& request, OutputTarget& target,
                                  ConversionResult& result) {
@@ -85,6 +92,7 @@ std::optional<Failure> WriteHeld(const ConversionRequest& request, OutputTarget&
   if (tiled) held = &*tiled;
   if (held->GetNumberOfColumns() == 0 || held->GetNumberOfRows() == 0)
     return NothingWanted(target, result.import);
+  NoteLacking(request, result.import);
   ExportRequest output = request.output;
   output.kept_rules = result.import.kept_rules;
   if (request.head) output.head = request.head(result.import);
@@ -117,6 +125,7 @@ class Streaming {
       }
       stream_.Close();
       NoteBroken(sheet_->broken(), request_.output);
+      NoteLacking(request_, result.import);
       NoteWidened();
       result.failure = target_.Commit();
       return true;

@@ -75,6 +75,12 @@ int NumberRanges::CountOf(int count) const {
   return wanted;
 }
 
+int NumberRanges::FirstBeyond(int count) const {
+  const auto beyond =
+      std::ranges::find_if(ranges_, [&](auto& range) { return range.first > count; });
+  return beyond == ranges_.end() ? 0 : beyond->first;
+}
+
 int ShapedSheet::Begin(int columns, int rows, const Description& description) {
   if (!shape_.columns.are_rising()) shape_.columns.FitTo(columns);
   if (!shape_.rows.are_rising()) shape_.rows.FitTo(std::max(rows - shape_.skipped_rows, 0));

@@ -24,6 +24,8 @@ class NVIMPORT_API NumberRanges {
   int PositionOf(int number) const;
   // How many are wanted of so many.
   int CountOf(int count) const;
+  // Where a range begins that has none of so many, 0 for no such range.
+  int FirstBeyond(int count) const;
   bool are_all() const { return ranges_.empty(); }
   // Each range begins behind the one before it.
   bool are_rising() const;

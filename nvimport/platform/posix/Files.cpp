@@ -75,8 +75,8 @@ bool ListFolder(const char* path, const std::function<bool(const FileIdentity&)>
     entry.name = next->d_name;
     if (entry.name == "." || entry.name == "..") continue;
     entry.number = next->d_ino;
-    entry.kind =
-        next->d_type == DT_UNKNOWN ? std::nullopt : std::optional(KindOf(DTTOIF(next->d_type)));
+    entry.kind = next->d_type == DT_UNKNOWN ? std::nullopt
+                                            : std::optional(KindOf(DTTOIF(::mode_t{next->d_type})));
     take(entry);
   }
   return errno == 0;
