@@ -6,6 +6,7 @@
 #include <sqlucode.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
@@ -17,6 +18,11 @@ void Check(SQLRETURN status, const char* what) {
   if (SQL_SUCCEEDED(status)) return;
   std::fprintf(stderr, "fetch-rows: %s failed\n", what);
   std::exit(1);
+}
+
+// As the interface takes numbers.
+void* AsPointer(std::uintptr_t number) {
+  return reinterpret_cast<void*>(number);  // NOLINT(performance-no-int-to-ptr)
 }
 
 SQLCHAR* Text(char* text) { return reinterpret_cast<SQLCHAR*>(text); }
@@ -32,16 +38,16 @@ int main(int count, char** arguments) {
   SQLHDBC connection = nullptr;
   SQLHSTMT statement = nullptr;
   SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment);
-  SQLSetEnvAttr(environment, SQL_ATTR_ODBC_VERSION, reinterpret_cast<void*>(SQL_OV_ODBC3), 0);
+  SQLSetEnvAttr(environment, SQL_ATTR_ODBC_VERSION, AsPointer(SQL_OV_ODBC3), 0);
   SQLAllocHandle(SQL_HANDLE_DBC, environment, &connection);
   Check(SQLDriverConnect(connection, nullptr, Text(arguments[1]), SQL_NTS, nullptr, 0, nullptr,
                          SQL_DRIVER_NOPROMPT),
         "connecting");
-  SQLSetConnectAttr(connection, SQL_ATTR_AUTOCOMMIT,
-                    reinterpret_cast<void*>(std::uintptr_t{SQL_AUTOCOMMIT_OFF}), SQL_IS_UINTEGER);
+  SQLSetConnectAttr(connection, SQL_ATTR_AUTOCOMMIT, AsPointer(SQL_AUTOCOMMIT_OFF),
+                    SQL_IS_UINTEGER);
   SQLAllocHandle(SQL_HANDLE_STMT, connection, &statement);
   SQLULEN fetched = 0;
-  SQLSetStmtAttr(statement, SQL_ATTR_ROW_ARRAY_SIZE, reinterpret_cast<void*>(kRows), 0);
+  SQLSetStmtAttr(statement, SQL_ATTR_ROW_ARRAY_SIZE, AsPointer(kRows), 0);
   SQLSetStmtAttr(statement, SQL_ATTR_ROWS_FETCHED_PTR, &fetched, 0);
   Check(SQLExecDirect(statement, Text(arguments[2]), SQL_NTS), "the statement");
   SQLSMALLINT columns = 0;

@@ -216,7 +216,8 @@ bool PrintChoice(FileTurn& turn, const ImportResult& result) {
   for (const std::string& candidate : failure.candidates) {
     std::string name = ++number == 1 ? failure.question : "";
     name.resize(std::max<std::size_t>(name.size(), 10), ' ');
-    text += "  " + name + " " + std::to_string(number) + "  " + candidate + "\n";
+    text.append("  ").append(name).append(" ").append(std::to_string(number));
+    text.append("  ").append(candidate).append("\n");
   }
   turn.Print(text);
   return true;

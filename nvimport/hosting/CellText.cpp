@@ -57,10 +57,10 @@ bool Conversion::ok() const {
   return converted == ascii;
 }
 
-void Conversion::Convert(std::string_view text, std::string& out,
+bool Conversion::Convert(std::string_view text, std::string& out,
                          std::string_view replacement) const {
   out.clear();
-  tables_->Append(out, text, replacement);
+  return tables_->Append(out, text, replacement);
 }
 
 TextDecoder::TextDecoder(const std::string& encoding)

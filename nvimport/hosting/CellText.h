@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -25,7 +26,8 @@ class NVIMPORT_API Conversion {
   bool ok() const;
 
   // `out` becomes `text` in the other encoding. What can't be converted becomes `replacement`.
-  void Convert(std::string_view text, std::string& out, std::string_view replacement) const;
+  // Whether there was nothing of that.
+  bool Convert(std::string_view text, std::string& out, std::string_view replacement) const;
 
  private:
   std::unique_ptr<const TextTables> tables_;
@@ -58,12 +60,15 @@ class NVIMPORT_API TextEncoder {
   // `text` itself or `scratch`.
   std::string_view Encode(std::string_view text, std::string& scratch) const {
     if (conversion_ == nullptr || IsAscii(text)) return text;
-    conversion_->Convert(text, scratch, "?");
+    if (!conversion_->Convert(text, scratch, "?")) *has_lost_ = true;
     return scratch;
   }
+  // Whether characters became question marks since this was asked last.
+  bool TakeLoss() const { return has_lost_->exchange(false); }
 
  private:
   std::shared_ptr<const Conversion> conversion_;
+  std::shared_ptr<std::atomic<bool>> has_lost_ = std::make_shared<std::atomic<bool>>(false);
 };
 
 // `utf8` with control characters as \x1b, and those that turn round the text behind them as \u202e,

@@ -20,7 +20,7 @@ class EndHeld {
 
  private:
   static constexpr std::size_t kRoom = 128;
-  alignas(std::max_align_t) unsigned char before_[kRoom];
+  alignas(std::max_align_t) unsigned char before_[kRoom] = {};
 };
 
 // The paths to be removed, which have fixed memory: who removes them may neither allocate nor wait.

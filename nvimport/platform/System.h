@@ -38,6 +38,7 @@ struct FileIdentity {
   std::uint64_t device = 0;
   std::uint64_t number = 0;
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): the comparisons that it makes hold a 0
   auto operator<=>(const FileIdentity&) const = default;
 };
 std::optional<FileIdentity> IdentityOf(int file);

@@ -14,8 +14,9 @@ class TextTables {
 
   bool is_known() const { return handle_ != nullptr; }
 
-  // Appends `text` in the other encoding; what can't be converted becomes `replacement`.
-  void Append(std::string& out, std::string_view text, std::string_view replacement) const;
+  // Appends `text` in the other encoding; what can't be converted becomes `replacement`. Whether
+  // there was nothing of that.
+  bool Append(std::string& out, std::string_view text, std::string_view replacement) const;
 
  private:
   struct Close {

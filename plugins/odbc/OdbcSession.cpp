@@ -56,6 +56,11 @@ std::string ToUtf8(const SQLWCHAR* wide, std::size_t count) {
 
 bool IsGood(SQLRETURN status) { return SQL_SUCCEEDED(status); }
 
+// As the interface takes numbers.
+void* AsPointer(std::uintptr_t number) {
+  return reinterpret_cast<void*>(number);  // NOLINT(performance-no-int-to-ptr)
+}
+
 // A handle of some kind, freed at the end.
 template <SQLSMALLINT kKind>
 struct Handle {
@@ -293,12 +298,11 @@ struct OdbcSession::Handles {
 bool OdbcSession::Handles::Open(const std::string& words) {
   if (std::exchange(is_connected, false)) SQLDisconnect(connection.handle);
   if (environment.handle == SQL_NULL_HANDLE && !environment.Make(SQL_NULL_HANDLE)) return false;
-  SQLSetEnvAttr(environment.handle, SQL_ATTR_ODBC_VERSION, reinterpret_cast<void*>(SQL_OV_ODBC3),
-                0);
+  SQLSetEnvAttr(environment.handle, SQL_ATTR_ODBC_VERSION, AsPointer(SQL_OV_ODBC3), 0);
   if (!connection.Make(environment.handle)) return Fail(SQL_HANDLE_ENV, environment.handle);
   SQLHDBC dbc = connection.handle;
   const auto set = [&](SQLINTEGER attribute, std::uintptr_t value) {
-    SQLSetConnectAttrW(dbc, attribute, reinterpret_cast<void*>(value), SQL_IS_UINTEGER);
+    SQLSetConnectAttrW(dbc, attribute, AsPointer(value), SQL_IS_UINTEGER);
   };
   set(SQL_ATTR_LOGIN_TIMEOUT, login_seconds);
   set(SQL_ATTR_ACCESS_MODE, SQL_MODE_READ_ONLY);
@@ -326,8 +330,7 @@ bool OdbcSession::Handles::Connect(const std::string& words) {
   // Which would have SQLite's driver keep all rows.
   const bool has_transaction = !server.starts_with("SQLite");
   if (has_transaction)
-    SQLSetConnectAttrW(connection.handle, SQL_ATTR_AUTOCOMMIT,
-                       reinterpret_cast<void*>(std::uintptr_t{SQL_AUTOCOMMIT_OFF}),
+    SQLSetConnectAttrW(connection.handle, SQL_ATTR_AUTOCOMMIT, AsPointer(SQL_AUTOCOMMIT_OFF),
                        SQL_IS_UINTEGER);
   return BeginReadOnly();
 }
@@ -403,8 +406,7 @@ bool OdbcSession::Handles::Count(const std::string& sql) {
 bool OdbcSession::Handles::Prepare(const std::string& sql) {
   if (!statement.Make(connection.handle)) return Fail(SQL_HANDLE_DBC, connection.handle);
   running = statement.handle;
-  SQLSetStmtAttrW(statement.handle, SQL_ATTR_CURSOR_TYPE,
-                  reinterpret_cast<void*>(std::uintptr_t{SQL_CURSOR_FORWARD_ONLY}),
+  SQLSetStmtAttrW(statement.handle, SQL_ATTR_CURSOR_TYPE, AsPointer(SQL_CURSOR_FORWARD_ONLY),
                   SQL_IS_UINTEGER);
   Wide wide = ToWide(sql);
   SQLSMALLINT count = 0;
@@ -491,13 +493,12 @@ bool OdbcSession::Handles::Bind() {
   const auto set = [&](SQLINTEGER attribute, const void* value) {
     return IsGood(SQLSetStmtAttrW(stmt, attribute, const_cast<void*>(value), 0));
   };
-  const auto number = [](std::size_t value) { return reinterpret_cast<const void*>(value); };
-  if (!set(SQL_ATTR_ROW_BIND_TYPE, number(std::max<std::size_t>(row_bytes, 1))) ||
+  if (!set(SQL_ATTR_ROW_BIND_TYPE, AsPointer(std::max<std::size_t>(row_bytes, 1))) ||
       !set(SQL_ATTR_ROW_BIND_OFFSET_PTR, &offset) || !set(SQL_ATTR_ROWS_FETCHED_PTR, &fetched))
     return FailStatement();
-  if (!set(SQL_ATTR_ROW_ARRAY_SIZE, number(rows_at_once))) {
+  if (!set(SQL_ATTR_ROW_ARRAY_SIZE, AsPointer(rows_at_once))) {
     rows_at_once = 1;
-    if (!set(SQL_ATTR_ROW_ARRAY_SIZE, number(rows_at_once))) return FailStatement();
+    if (!set(SQL_ATTR_ROW_ARRAY_SIZE, AsPointer(rows_at_once))) return FailStatement();
   }
   for (std::size_t i = 0; i < columns.size(); ++i) {
     const QueryColumn& column = columns[i];

@@ -567,7 +567,7 @@ std::optional<Failure> CombinedFile::Finish() {
   const std::string thrown = Thrown([&] { is_finished = sheet_->Finish(); });
   if (!thrown.empty() || !is_finished) return WhyGivenUp();
   stream_.Close();
-  NoteBroken(sheet_->broken(), output_);
+  NoteChanges(sheet_->broken(), output_);
   return target_.Commit();
 }
 

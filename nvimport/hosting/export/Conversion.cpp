@@ -124,7 +124,7 @@ class Streaming {
         return true;
       }
       stream_.Close();
-      NoteBroken(sheet_->broken(), request_.output);
+      NoteChanges(sheet_->broken(), request_.output);
       NoteLacking(request_, result.import);
       NoteWidened();
       result.failure = target_.Commit();

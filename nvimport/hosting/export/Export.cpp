@@ -143,7 +143,7 @@ std::optional<Failure> Export(Sheet& sheet, const ExportRequest& request, Output
       return target.Because(OneLine(thrown));
     }
     stream.Close();
-    NoteBroken(quoted, request);
+    NoteChanges(quoted, request);
     const auto rows = static_cast<std::uint64_t>(sheet.GetNumberOfRows());
     if (!told.Advance(rows, rows)) return cancelled();
   } else {
@@ -154,6 +154,7 @@ std::optional<Failure> Export(Sheet& sheet, const ExportRequest& request, Output
     auto failure = WriteRegistered(request, path, target, source);
     Progress::InstallForThread(before);
     if (failure) return told.Advance(0, 0) ? failure : cancelled();
+    NoteChanges(0, request);
   }
   return target.Commit();
 }
@@ -189,7 +190,9 @@ std::vector<OutputFormat> OutputFormats() {
   return formats;
 }
 
-void NoteBroken(std::size_t cells, const ExportRequest& request) {
+void NoteChanges(std::size_t cells, const ExportRequest& request) {
+  if (request.conversion.encoder.TakeLoss() && request.note)
+    request.note("characters that the encoding of the output lacks are written as ?");
   if (cells == 0 || !request.note) return;
   if (request.format.own == SheetFormat::kXlsx)
     request.note(std::to_string(cells) + (cells == 1 ? " text is" : " texts are") +

@@ -58,7 +58,8 @@ NVIMPORT_API std::optional<Failure> ExportSheet(MemorySheet& sheet, const Export
 NVIMPORT_API std::optional<Failure> ExportSheet(MemorySheet& sheet, const ExportRequest& request,
                                                 OutputTarget& target);
 
-// Tells the host of so many cells of TSV that stand in quotes, or texts of a workbook that are cut.
-NVIMPORT_API void NoteBroken(std::size_t cells, const ExportRequest& request);
+// Tells the host of so many cells of TSV that stand in quotes, or texts of a workbook that are cut,
+// and of characters that the output's encoding lacks.
+NVIMPORT_API void NoteChanges(std::size_t cells, const ExportRequest& request);
 
 }  // namespace nvimport

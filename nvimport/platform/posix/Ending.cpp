@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <memory>
 #include <new>
 
 namespace nvimport {
@@ -43,7 +44,7 @@ EndHeld::EndHeld() {
   ::sigset_t held;
   ::sigemptyset(&held);
   for (const int signal : kEndingSignals) ::sigaddset(&held, signal);
-  ::sigprocmask(SIG_BLOCK, &held, new (before_)::sigset_t);
+  ::sigprocmask(SIG_BLOCK, &held, std::construct_at(reinterpret_cast<::sigset_t*>(before_)));
 }
 
 EndHeld::~EndHeld() {

@@ -20,12 +20,13 @@ TextTables::TextTables(const std::string& to, const std::string& from)
   if (reinterpret_cast<std::intptr_t>(handle) != -1) handle_.reset(handle);
 }
 
-void TextTables::Append(std::string& out, std::string_view text,
+bool TextTables::Append(std::string& out, std::string_view text,
                         std::string_view replacement) const {
   std::array<char, 1024> buffer;
   char* in = const_cast<char*>(text.data());  // NOLINT: iconv's signature; it writes nothing there
   std::size_t left = text.size();
   bool ended = false;
+  bool has_all = true;
   while (!ended) {
     ended = left == 0;
     char* to = buffer.data();
@@ -37,11 +38,13 @@ void TextTables::Append(std::string& out, std::string_view text,
     out.append(buffer.data(), to);
     if (error == 0 || error == E2BIG) continue;
     out += replacement;
+    has_all = false;
     std::size_t skipped = from_utf8_ ? std::max<std::size_t>(CharacterSize({in, left}), 1) : 1;
     skipped = std::min(skipped, left);
     in += skipped;
     left -= skipped;
   }
+  return has_all;
 }
 
 }  // namespace nvimport

@@ -86,15 +86,15 @@ TextTables::TextTables(const std::string& to, const std::string& from)
 }
 
 // What is wrong is looked for only where something is.
-void TextTables::Append(std::string& out, std::string_view text,
+bool TextTables::Append(std::string& out, std::string_view text,
                         std::string_view replacement) const {
   const unsigned page = *static_cast<const unsigned*>(handle_.get());
-  if (text.empty()) return;
+  if (text.empty()) return true;
   if (from_utf8_) {
     if (IsUtf8(text)) {
       if (const auto whole = Encoded(page, text)) {
         out += *whole;
-        return;
+        return true;
       }
     }
     while (!text.empty()) {
@@ -104,11 +104,11 @@ void TextTables::Append(std::string& out, std::string_view text,
       out += converted ? std::string_view(*converted) : replacement;
       text.remove_prefix(size);
     }
-    return;
+    return false;
   }
   if (const auto whole = Decoded(page, text)) {
     out += Narrow(*whole);
-    return;
+    return true;
   }
   constexpr std::size_t kLongest = 4;
   while (!text.empty()) {
@@ -120,6 +120,7 @@ void TextTables::Append(std::string& out, std::string_view text,
     out += one ? Narrow(*one) : std::string(replacement);
     text.remove_prefix(size);
   }
+  return false;
 }
 
 }  // namespace nvimport
