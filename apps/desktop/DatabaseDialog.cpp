@@ -18,6 +18,7 @@
 #include "apps/desktop/Jobs.h"
 #include "apps/desktop/SheetText.h"
 #include "apps/desktop/SheetView.h"
+#include "apps/desktop/WindowDialogs.h"
 #include "nvimport/hosting/import/DatabaseSource.h"
 #include "nvimport/platform/Connections.h"
 
@@ -83,7 +84,7 @@ void DatabaseDialog::MakeLists() {
   parts->addWidget(Labelled(tr("&Tables and views:"), tables_, list_));
   parts->addWidget(Labelled(tr("&Query:"), statement_, preview_));
   parts->addWidget(Labelled(tr("&First rows:"), head_));
-  parts->setSizes({2, 1, 2});
+  parts->setSizes({220, 110, 220});
   layout->addWidget(parts, 1);
   said_ = new QLabel;
   said_->setTextFormat(Qt::PlainText);
@@ -119,7 +120,7 @@ void DatabaseDialog::MakeButtons() {
     button->setAutoDefault(false);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(save_, &QPushButton::clicked, this, &DatabaseDialog::Save);
-  connect(stop_, &QPushButton::clicked, this, [this] { jobs_.library().progress().Stop(); });
+  connect(stop_, &QPushButton::clicked, this, &DatabaseDialog::Stop);
   connect(import_, &QPushButton::clicked, this, [this] {
     const DatabaseQuery wanted = query();
     RememberConnection(connection_->currentText());
@@ -157,6 +158,11 @@ void DatabaseDialog::Look(bool lists_tables) {
   jobs_.Run(
       label, [this, asked] { return LookAt(asked, dialogs_, jobs_.library().progress()); },
       [this, asked](DatabaseLook look) { Show(asked, std::move(look)); });
+}
+
+void DatabaseDialog::Stop() {
+  jobs_.library().progress().Stop();
+  dialogs_.Cancel();
 }
 
 void DatabaseDialog::Show(const DatabaseQuery& query, DatabaseLook look) {
@@ -207,7 +213,7 @@ void DatabaseDialog::SaveTo(const QString& path) {
 }
 
 void DatabaseDialog::done(int result) {
-  if (looks_) jobs_.library().progress().Stop();
+  if (looks_) Stop();
   password_.reset();
   known_as_.clear();
   QDialog::done(result);

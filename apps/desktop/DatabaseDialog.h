@@ -44,6 +44,7 @@ class DatabaseDialog : public QDialog {
   void Update();
   // Lists the tables, or shows the first rows of the query.
   void Look(bool lists_tables);
+  void Stop();
   void Show(const DatabaseQuery& query, DatabaseLook look);
   void TakeTable();
   void Save();

@@ -46,7 +46,7 @@ std::optional<Failure> DatabaseSource::Take(std::string_view name, std::string_v
                                             ImportRequest& import) {
   const std::string_view connection = name.substr(kScheme.size());
   if (connection.empty() ||
-      connection.find_first_of(std::string_view("\r\n", 3)) != std::string_view::npos)
+      connection.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos)
     return Failure{Failure::kArgument, "\"" + Shown(name) + "\" names no database.",
                    "odbc:DSN=NAME does, with more such pairs behind semicolons"};
   import.format = QueryFormat();
