@@ -200,7 +200,8 @@ OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress&
   }
   // A question that the user cancelled is no trouble, nor is a format that was not chosen.
   const Failure& failure = *read.failure;
-  if (progress.stopped() || failure.kind == Failure::kStopped || !failure.candidates.empty())
+  if (progress.stopped() || failure.kind == Failure::kStopped || !failure.candidates.empty() ||
+      dialogs.refused())
     return result;
   if (request.database) {
     result.trouble = DatabaseTrouble(failure);

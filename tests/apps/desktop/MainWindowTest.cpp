@@ -805,6 +805,21 @@ class MainWindowTest : public QObject {
     QVERIFY(Import(window, [&] { window.ImportAgain(); }));
     QCOMPARE(window.sheet().model()->rowCount(), 3);
     QVERIFY(!Contents(folder_.filePath("nvimport/desktop.ini")).contains("secret"));
+    // What was saved is asked for when it is opened; whoever does not want it is told nothing more.
+    dialog.SaveTo(saved);
+    NextDialog next;
+    next.Expect([](QDialog& question) { Press(question, {Qt::Key_Return}); });
+    QVERIFY(!Open(window, {saved}));
+    next.Expect([](QDialog& question) {
+      auto& box = dynamic_cast<QMessageBox&>(question);
+      QVERIFY(box.informativeText().endsWith("SELECT * FROM few"));
+      for (QAbstractButton* button : box.buttons())
+        if (box.buttonRole(button) == QMessageBox::AcceptRole) button->click();
+    });
+    QVERIFY(Open(window, {saved}));
+    QCOMPARE(CellOf(window, 3, 1), "1");
+    QVERIFY(next.all_came());
+    QCOMPARE(next.unexpected(), 0);
   }
 
   // What is written of a selection has the digits that it came with.
