@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "apps/desktop/SheetText.h"
+#include "nvimport/hosting/import/DatabaseSource.h"
 
 namespace nvimport {
 
@@ -27,7 +28,10 @@ std::string PathBytes(const QString& path) {
 }  // namespace
 
 QString NameOf(const std::vector<std::string>& files) {
-  const QString first = QFileInfo(FromBytes(files.front())).fileName();
+  // What a database is called may have slashes.
+  const QString first = DatabaseSource::IsOne(files.front())
+                            ? FromBytes(files.front())
+                            : QFileInfo(FromBytes(files.front())).fileName();
   return files.size() == 1
              ? first
              : QObject::tr("%1 and %2 more").arg(first, QString::number(files.size() - 1));

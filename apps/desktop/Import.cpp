@@ -149,6 +149,14 @@ OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress&
     if (now.begins) dialogs.SettleFormat(now.format);
     return progress.Advance(now.position, now.size);
   };
+  if (request.database) {
+    // A password is asked for again.
+    again.database->password.reset();
+    if (const auto failure = TakeDatabase(*request.database, reading)) {
+      result.trouble = DatabaseTrouble(*failure);
+      return result;
+    }
+  }
   if (request.chooses) {
     const auto text =
         dialogs.AskReading(request.files.front(), request.text.value_or(TextReading()));
@@ -165,7 +173,7 @@ OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress&
     read = ImportFile(reading, *sheet);
   }
   if (read.format > 0) again.format = read.format;
-  if (!read.files.empty()) again.files = read.files;
+  if (!read.files.empty() && !again.database) again.files = read.files;
   result.format = FromBytes(FormatName(read.format));
   result.kept_rules = read.kept_rules;
   result.warnings = Lines(read.warnings);
@@ -192,8 +200,14 @@ OpenResult Open(const OpenRequest& request, WindowDialogs& dialogs, JobProgress&
   }
   // A question that the user cancelled is no trouble, nor is a format that was not chosen.
   const Failure& failure = *read.failure;
-  if (progress.stopped() || failure.kind == Failure::kStopped || !failure.candidates.empty())
+  if (progress.stopped() || failure.kind == Failure::kStopped || !failure.candidates.empty() ||
+      dialogs.refused())
     return result;
+  if (request.database) {
+    result.trouble = DatabaseTrouble(failure);
+    result.trouble->file = Files(request.files);
+    return result;
+  }
   result.trouble = {FromBytes(failure.text), FromBytes(failure.detail), Files(request.files),
                     Advice(request, failure, FormatName(read.format), FromBytes(read.log_entry))};
   return result;

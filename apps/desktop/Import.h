@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/desktop/Databases.h"
 #include "apps/desktop/Trouble.h"
 #include "nvimport/framework/MemorySheet.h"
 #include "nvimport/hosting/export/Export.h"
@@ -20,12 +21,13 @@ class WindowDialogs;
 // What is to be read.
 struct OpenRequest {
   std::vector<std::string> files;
-  int filter = 1;                      // position in the open dialog
-  int format = 0;                      // position in the list of formats, once it is known
-  std::vector<unsigned char> options;  // of the import that is repeated, or none
-  std::optional<TextReading> text;     // what the user said of a delimited text
-  bool chooses = false;                // how a text is read that would not be asked
-  std::optional<bool> kept_rules;      // else those of the import that is repeated
+  int filter = 1;                         // position in the open dialog
+  int format = 0;                         // position in the list of formats, once it is known
+  std::vector<unsigned char> options;     // of the import that is repeated, or none
+  std::optional<TextReading> text;        // what the user said of a delimited text
+  bool chooses = false;                   // how a text is read that would not be asked
+  std::optional<bool> kept_rules;         // else those of the import that is repeated
+  std::optional<DatabaseQuery> database;  // in place of a file: `files` is what it is called
 };
 
 // What came of it.

@@ -146,7 +146,7 @@ void MainWindow::Connect() {
 }
 
 void MainWindow::Show(OpenResult result) {
-  Page& page = pages_->For(result.again.files);
+  Page& page = pages_->For(result.again);
   page.Show(std::move(result));
   pages_->Show(page);
   ShowPage();

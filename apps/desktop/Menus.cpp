@@ -20,6 +20,7 @@
 #include "apps/desktop/Plotter.h"
 #include "apps/desktop/RecentFiles.h"
 #include "apps/desktop/SheetWork.h"
+#include "nvimport/hosting/import/DatabaseSource.h"
 
 namespace nvimport {
 
@@ -107,6 +108,13 @@ void Menus::MakeFile() {
       tr("Open &recent"), [this](const QStringList& files) { parts_.opener.OpenFiles(files, {}); });
   recent_->setParent(&file, recent_->windowFlags());
   file.addMenu(recent_);
+  QAction* const database =
+      Add(file, tr("Import from &database..."), {}, [this] { parts_.opener.ChooseDatabase(); });
+  if (!DatabaseSource::IsServed()) {
+    database->setEnabled(false);
+    database->setToolTip(tr("The package nvimport-odbc reads databases"));
+    file.setToolTipsVisible(true);
+  }
   again_ = Add(file, tr("&Import again"), Qt::Key_F5,
                [this] { parts_.opener.ReadAgain(page().read()); });
   again_->setIcon(window_.style()->standardIcon(QStyle::SP_BrowserReload));

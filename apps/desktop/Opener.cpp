@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "apps/desktop/DatabaseDialog.h"
 #include "apps/desktop/FileDialogs.h"
 #include "apps/desktop/FileNames.h"
 #include "apps/desktop/Jobs.h"
@@ -13,6 +14,7 @@
 #include "apps/desktop/WindowDialogs.h"
 #include "nvimport/hosting/batch/FileWalk.h"
 #include "nvimport/hosting/import/Complete.h"
+#include "nvimport/hosting/import/DatabaseSource.h"
 #include "nvimport/hosting/import/Detecting.h"
 
 namespace nvimport {
@@ -98,6 +100,23 @@ void Opener::OpenDropped(const QStringList& paths) {
       });
 }
 
+void Opener::ChooseDatabase() {
+  if (databases_ == nullptr) {
+    databases_ = new DatabaseDialog(&window_, jobs_, dialogs_);
+    connect(databases_, &DatabaseDialog::Wanted, this, &Opener::OpenDatabase);
+  }
+  databases_->show();
+  databases_->activateWindow();
+}
+
+void Opener::OpenDatabase(const DatabaseQuery& query) {
+  OpenRequest request;
+  request.files = {DatabaseSource::Shown(query.name)};
+  request.kept_rules = kept_rules_;
+  request.database = query;
+  Start(request, false);
+}
+
 void Opener::OpenNext() {
   if (queue_.empty() || jobs_.busy()) return;
   const QString path = queue_.front();
@@ -117,6 +136,7 @@ void Opener::ChooseAgain(const OpenResult& last) {
   request.format = last.again.format;
   request.kept_rules = last.again.kept_rules;
   request.text = last.again.text;
+  request.database = last.again.database;
   request.chooses = last.reads_unasked;
   Start(request, false);
 }
@@ -144,7 +164,7 @@ void Opener::Take(OpenResult result, bool remembers) {
     const bool any = again.filter == 1 || again.filter == OpenFilters(first).size();
     RememberFormat(any ? 0 : again.format);
   }
-  RecentFiles::Remember(again.files);
+  if (!again.database) RecentFiles::Remember(again.files);
   shows_(std::move(result));
 }
 

@@ -10,6 +10,7 @@
 
 namespace nvimport {
 
+class DatabaseDialog;
 class Jobs;
 class WindowDialogs;
 
@@ -30,6 +31,9 @@ class Opener : public QObject {
   void OpenFiles(const QStringList& paths, std::optional<int> filter = std::nullopt);
   void OpenEach(const QStringList& paths);
   void OpenDropped(const QStringList& paths);
+  // Shows the dialog that asks for a database, as it was left.
+  void ChooseDatabase();
+  void OpenDatabase(const DatabaseQuery& query);
   // The same once more, asking nothing; or asking everything.
   void ReadAgain(const OpenResult& last);
   void ChooseAgain(const OpenResult& last);
@@ -49,6 +53,7 @@ class Opener : public QObject {
   WindowDialogs& dialogs_;
   std::function<void(OpenResult)> shows_;
   bool kept_rules_;
+  DatabaseDialog* databases_ = nullptr;  // once it was asked for
   std::deque<QString> queue_;
 };
 

@@ -27,7 +27,7 @@ Page::Page() {
 
 void Page::Show(OpenResult result) {
   read_ = std::move(result);
-  choice_ = KeptChoice(read_.again.files.front());
+  choice_ = read_.again.database ? PlotChoice() : KeptChoice(read_.again.files.front());
   written_.clear();
   rows_ = {};
   others_.clear();
@@ -46,7 +46,7 @@ void Page::SetCurves(const Plotted& plotted) {
 void Page::Choose(const PlotChoice& choice) {
   choice_ = choice;
   curves_.reset();
-  KeepChoice(read_.again.files.front(), choice);
+  if (!read_.again.database) KeepChoice(read_.again.files.front(), choice);
 }
 
 std::function<Page::Plotted(const Report& report)> Page::MakingCurves() const {

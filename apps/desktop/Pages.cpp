@@ -3,6 +3,7 @@
 #include "apps/desktop/FileNames.h"
 #include "apps/desktop/Page.h"
 #include "apps/desktop/Settings.h"
+#include "apps/desktop/SheetText.h"
 
 namespace nvimport {
 
@@ -34,9 +35,10 @@ std::vector<Page*> Pages::all() const {
   return pages;
 }
 
-Page& Pages::For(const std::vector<std::string>& files) {
+Page& Pages::For(const OpenRequest& read) {
   for (Page* page : all()) {
-    if (page->read().again.files != files) continue;
+    const OpenRequest& shown = page->read().again;
+    if (shown.files != read.files || shown.database != read.database) continue;
     setCurrentWidget(page);
     return *page;
   }
@@ -50,7 +52,10 @@ Page& Pages::For(const std::vector<std::string>& files) {
 void Pages::Show(Page& page) {
   if (indexOf(&page) >= 0) return;
   const int made = addTab(&page, page.name().replace('&', "&&"));
-  setTabToolTip(made, ShownPath(page.read().again.files.front()));
+  const OpenRequest& read = page.read().again;
+  // Of a database there may be several.
+  setTabToolTip(
+      made, read.database ? FromBytes(read.database->statement) : ShownPath(read.files.front()));
   setCurrentIndex(made);
 }
 

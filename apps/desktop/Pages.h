@@ -1,11 +1,11 @@
 #pragma once
 
 #include <QTabWidget>
-#include <string>
 #include <vector>
 
 namespace nvimport {
 
+struct OpenRequest;
 class Page;
 
 // What is open, a tab for each.
@@ -17,8 +17,8 @@ class Pages : public QTabWidget {
   // The one that is seen, null for none.
   Page* current() const;
   std::vector<Page*> all() const;
-  // The one for a selection of files; where there is none a new one, which Show gives its tab.
-  Page& For(const std::vector<std::string>& files);
+  // The one for what was read; where there is none a new one, which Show gives its tab.
+  Page& For(const OpenRequest& read);
   void Show(Page& page);
   void Close(int index);
   // How its parts are sized, for those that come.

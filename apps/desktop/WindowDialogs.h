@@ -16,14 +16,22 @@ class WindowDialogs : public QtDialogs {
   void Begin(std::string path, bool repeated) {
     QtDialogs::Begin(std::move(path));
     repeated_ = repeated;
+    refused_ = false;
   }
+  // Whether the user would not have the query of a file run.
+  bool refused() const { return refused_; }
 
   int ShowMessage(const MessageBoxQuestion& message) override {
     return repeated_ ? int{MessageBoxQuestion::kOkAnswer} : QtDialogs::ShowMessage(message);
   }
+  bool AllowQuery(const QueryQuestion& question) override {
+    refused_ = !QtDialogs::AllowQuery(question);
+    return !refused_;
+  }
 
  private:
   bool repeated_ = false;
+  bool refused_ = false;
 };
 
 }  // namespace nvimport

@@ -252,6 +252,10 @@ std::optional<std::string> QtDialogs::AskPassword(const PasswordQuestion& questi
   return state_->Ask([&](const auto&) { return AskSecret(state_->window, question); });
 }
 
+bool QtDialogs::AllowQuery(const QueryQuestion& question) {
+  return state_->Ask([&](const auto&) { return AskQuery(state_->window, question); });
+}
+
 std::optional<std::vector<std::string>> QtDialogs::OrderFiles(const FileOrderQuestion& question) {
   return state_->Ask([&](const auto&) { return AskFileOrder(state_->window, question.files); });
 }

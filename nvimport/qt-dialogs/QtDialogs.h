@@ -60,6 +60,7 @@ class NVIMPORT_QT_API QtDialogs : public Dialogs {
   std::optional<RangeChoice> SelectRange(const RangeQuestion& question) override;
   std::optional<std::vector<std::string>> OrderFiles(const FileOrderQuestion& question) override;
   std::optional<std::string> AskPassword(const PasswordQuestion& question) override;
+  bool AllowQuery(const QueryQuestion& question) override;
   int ShowMessage(const MessageBoxQuestion& message) override;
   void ShowDetails(const DetailMessage& message) override;
   std::unique_ptr<Progress> OpenProgress(const ProgressWindow& window) override;

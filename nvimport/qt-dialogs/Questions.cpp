@@ -295,8 +295,10 @@ std::optional<std::vector<std::string>> AskFileOrder(QuestionWindow& window,
 }
 
 std::optional<std::string> AskSecret(QuestionWindow& window, const PasswordQuestion& question) {
+  // A database's connection may have slashes.
+  const QFileInfo file(FromBytes(question.path));
   const QString title =
-      QObject::tr("Password of \"%1\"").arg(QFileInfo(FromBytes(question.path)).fileName());
+      QObject::tr("Password of \"%1\"").arg(file.exists() ? file.fileName() : file.filePath());
   const QString label = question.is_again ? QObject::tr("That password does not open it. &Another:")
                                           : QObject::tr("&Password:");
   QInputDialog dialog(window.window());
@@ -306,6 +308,29 @@ std::optional<std::string> AskSecret(QuestionWindow& window, const PasswordQuest
   if (window.Answer(dialog) != QDialog::Accepted || dialog.textValue().isEmpty())
     return std::nullopt;
   return dialog.textValue().toStdString();
+}
+
+bool AskQuery(QuestionWindow& window, const QueryQuestion& question) {
+  constexpr qsizetype kMost = 1000;
+  const QString statement = FromBytes(question.statement);
+  QMessageBox box(QMessageBox::Question, QObject::tr("Run Query"),
+                  QObject::tr("\"%1\" asks a database. Such a file may come from anywhere: run "
+                              "its query only if you know what it asks for.")
+                      .arg(QFileInfo(FromBytes(question.path)).fileName()),
+                  QMessageBox::Cancel, window.window());
+  QString shown = statement.isEmpty() ? QObject::tr("A list of its tables") : statement;
+  if (shown.size() > kMost) {
+    box.setDetailedText(statement);
+    shown = shown.left(kMost) + QChar(0x2026);
+  }
+  box.setInformativeText(FromBytes(question.source) + "\n\n" + shown);
+  // What the file has must not look like anything else.
+  for (QLabel* label : box.findChildren<QLabel*>()) label->setTextFormat(Qt::PlainText);
+  const QAbstractButton* const run =
+      box.addButton(QObject::tr("&Run query"), QMessageBox::AcceptRole);
+  box.setDefaultButton(QMessageBox::Cancel);
+  window.Answer(box);
+  return box.clickedButton() == run;
 }
 
 int AskMessage(QuestionWindow& window, const MessageBoxQuestion& message) {

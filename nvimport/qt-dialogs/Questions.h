@@ -81,6 +81,9 @@ std::optional<std::vector<std::string>> AskFileOrder(QuestionWindow& window,
 // The field shows no character of it.
 std::optional<std::string> AskSecret(QuestionWindow& window, const PasswordQuestion& question);
 
+// Whether to run it: not unless that is said.
+bool AskQuery(QuestionWindow& window, const QueryQuestion& question);
+
 // The MessageBoxQuestion::Answer.
 int AskMessage(QuestionWindow& window, const MessageBoxQuestion& message);
 

@@ -13,6 +13,7 @@
 #include "nvimport/framework/Description.h"
 #include "nvimport/framework/OptionPairs.h"
 #include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/Connections.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/InputFile.h"
 #include "nvimport/platform/Log.h"

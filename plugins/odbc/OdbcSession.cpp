@@ -12,6 +12,7 @@
 #include <thread>
 #include <utility>
 
+#include "nvimport/platform/Connections.h"
 #include "nvimport/platform/Progress.h"
 #include "nvimport/platform/Utf16.h"
 #include "nvimport/platform/Utf8.h"

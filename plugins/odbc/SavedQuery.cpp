@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "nvimport/platform/InputFile.h"
+#include "nvimport/platform/Paths.h"
 #include "nvimport/platform/Utf16.h"
 #include "nvimport/platform/Utf8.h"
 
@@ -16,12 +17,6 @@ namespace nvimport {
 namespace {
 
 constexpr std::size_t kLargest = std::size_t{1} << 20;
-
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool IsSame(std::string_view a, std::string_view b) {
-  return std::ranges::equal(a, b, {}, Lower, Lower);
-}
 
 std::string_view Trimmed(std::string_view text) {
   constexpr std::string_view kBlank = " \t\r\n";
@@ -133,7 +128,7 @@ std::optional<SavedQuery> ParseXml(std::string_view text) {
     return element ? std::string(Trimmed(WithoutEntities(*element))) : std::string();
   };
   SavedQuery query{.connection = value("ConnectionString")};
-  const bool is_table = IsSame(value("CommandType"), "Table");
+  const bool is_table = EqualIgnoringCase(value("CommandType"), "Table");
   (is_table ? query.table : query.statement) = value("CommandText");
   return query;
 }
@@ -171,29 +166,6 @@ bool HasSeveralStatements(std::string_view sql, const Dialect& dialect) {
   return false;
 }
 
-// The keys and values of a connection; a value in braces may hold semicolons.
-std::vector<std::pair<std::string_view, std::string_view>> PairsOf(std::string_view connection) {
-  std::vector<std::pair<std::string_view, std::string_view>> pairs;
-  while (!connection.empty()) {
-    const std::size_t equals = connection.find('=');
-    if (equals == std::string_view::npos) break;
-    const std::string_view key = Trimmed(connection.substr(0, equals));
-    connection.remove_prefix(equals + 1);
-    std::size_t end = 0;
-    if (connection.starts_with('{')) {
-      for (end = 1; end < connection.size(); ++end)
-        if (connection[end] == '}' && !connection.substr(end).starts_with("}}"))
-          break;
-        else if (connection[end] == '}')
-          ++end;
-    }
-    end = std::min(connection.find(';', std::min(end, connection.size())), connection.size());
-    pairs.emplace_back(key, Trimmed(connection.substr(0, end)));
-    connection.remove_prefix(std::min(end + 1, connection.size()));
-  }
-  return pairs;
-}
-
 }  // namespace
 
 std::optional<SavedQuery> ParseQuery(std::string_view bytes) {
@@ -224,25 +196,6 @@ bool HasSeveralStatements(std::string_view statement) {
                              Dialect{(i & 1) != 0, (i & 2) != 0, (i & 4) != 0, (i & 8) != 0}))
       return true;
   return false;
-}
-
-std::string ConnectionValue(std::string_view connection, std::string_view key) {
-  for (const auto& [name, value] : PairsOf(connection))
-    if (IsSame(name, key)) return std::string(value);
-  return {};
-}
-
-std::string WithoutSecrets(std::string_view connection) {
-  std::string shown;
-  for (const auto& [name, value] : PairsOf(connection)) {
-    std::string lower(name);
-    std::ranges::transform(lower, lower.begin(), Lower);
-    const bool is_secret = lower == "pwd" || lower.find("pass") != std::string::npos ||
-                           lower.find("secret") != std::string::npos ||
-                           lower.find("token") != std::string::npos;
-    if (!is_secret) shown.append(shown.empty() ? "" : ";").append(name).append("=").append(value);
-  }
-  return shown;
 }
 
 }  // namespace nvimport

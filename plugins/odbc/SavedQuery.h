@@ -24,10 +24,4 @@ std::optional<SavedQuery> ReadQuery(const char* path);
 // Whether a statement is followed by another, by the rules of some database.
 bool HasSeveralStatements(std::string_view statement);
 
-// The value of a key of a connection, whatever its case; empty for none.
-std::string ConnectionValue(std::string_view connection, std::string_view key);
-
-// The connection as it may be shown: without passwords.
-std::string WithoutSecrets(std::string_view connection);
-
 }  // namespace nvimport

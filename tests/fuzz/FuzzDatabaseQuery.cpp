@@ -1,5 +1,6 @@
 // The input as the file of a query, and as a statement and a connection of one.
 
+#include "nvimport/platform/Connections.h"
 #include "plugins/odbc/SavedQuery.h"
 #include "tests/fuzz/Fuzz.h"
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "nvimport/framework/SpreadsheetFile.h"
+#include "nvimport/platform/Connections.h"
 #include "nvimport/platform/Dialogs.h"
 #include "plugins/odbc/DatabaseFile.h"
 #include "plugins/odbc/SavedQuery.h"
@@ -74,6 +75,8 @@ TEST(SavedQuery, HasOneStatementForEveryDatabase) {
 
 TEST(SavedQuery, ShowsNoSecret) {
   EXPECT_EQ(WithoutSecrets("DSN=l;pwd={a;b}}c};UID=r; Password = x;SSLToken=y"), "DSN=l;UID=r");
+  EXPECT_EQ(WithoutSecrets("DSN=l;x;PWD=s;y={1}"), "DSN=l;y={1}");
+  EXPECT_EQ(WithoutSecrets("DSN=l;y={1;PWD=s"), "DSN=l");
   EXPECT_EQ(ConnectionValue("dsn=l;Driver={A;B};x", "DRIVER"), "{A;B}");
 }
 

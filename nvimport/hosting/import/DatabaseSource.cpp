@@ -26,7 +26,12 @@ std::string Escaped(std::string_view text) {
   return xml;
 }
 
+// Its position, 0 where no plug-in has it.
+int QueryFormat() { return FindFormat("Database Query", /*for_writing=*/false); }
+
 }  // namespace
+
+bool DatabaseSource::IsServed() { return QueryFormat() != 0; }
 
 std::string DatabaseSource::Shown(std::string_view name) {
   const std::string_view connection = name.substr(kScheme.size());
@@ -44,7 +49,7 @@ std::optional<Failure> DatabaseSource::Take(std::string_view name, std::string_v
       connection.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos)
     return Failure{Failure::kArgument, "\"" + Shown(name) + "\" names no database.",
                    "odbc:DSN=NAME does, with more such pairs behind semicolons"};
-  import.format = FindFormat("Database Query", /*for_writing=*/false);
+  import.format = QueryFormat();
   if (import.format == 0)
     return Failure{.text = "There is no plug-in that reads databases.",
                    .advice = "the package nvimport-odbc has one"};

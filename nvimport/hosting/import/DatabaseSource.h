@@ -18,6 +18,12 @@ namespace nvimport {
 class NVIMPORT_API DatabaseSource {
  public:
   static bool IsOne(std::string_view name) { return name.starts_with(kScheme); }
+  // What is connected to by `connection`, "DSN=lab;UID=reader".
+  static std::string Named(std::string_view connection) {
+    return std::string(kScheme).append(connection);
+  }
+  // Whether a plug-in reads databases.
+  static bool IsServed();
   // The data source alone: what else connects to it may be secret.
   static std::string Shown(std::string_view name);
 

@@ -62,6 +62,7 @@ class HeadSheet final : public ReadOnlySheet {
   }
 
   const MemorySheet& head() const { return head_; }
+  MemorySheet& head() { return head_; }
   int head_columns() { return head_.GetNumberOfColumns(); }
   int head_rows() { return head_.GetNumberOfRows(); }
 

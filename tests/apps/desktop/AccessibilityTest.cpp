@@ -16,6 +16,7 @@
 #include "apps/desktop/RangePlot.h"
 #include "apps/desktop/ReadableColors.h"
 #include "apps/desktop/Trouble.h"
+#include "nvimport/hosting/import/DatabaseSource.h"
 #include "tests/apps/desktop/Measures.h"
 #include "tests/apps/desktop/NextDialog.h"
 
@@ -198,6 +199,10 @@ class AccessibilityTest : public QObject {
     dialogs.OrderFiles({{"/x/c.spc", "/y/a.spc"}});
     Look("password");
     dialogs.AskPassword({.path = "/x/locked.xlsx"});
+    Look("query");
+    dialogs.AllowQuery({.path = "/x/wheat.dqy",
+                        .source = "DSN=lab;UID=reader",
+                        .statement = "SELECT sample, moisture FROM wheat"});
     Look("message");
     dialogs.ShowMessage({.text = "Half of it is missing.", .title = "Warning", .type = 1});
     Look("detail");
@@ -230,6 +235,11 @@ class AccessibilityTest : public QObject {
     see("banner-and-find");
     Look("plot-settings");
     trigger("Plot settings...");
+    if (DatabaseSource::IsServed()) {
+      Look("database");
+      trigger("Import from database...");
+      QTRY_VERIFY_WITH_TIMEOUT(next_.all_came(), kPatience);
+    }
     Look("go-to");
     trigger("Go to cell...");
     Look("only-rows");

@@ -11,6 +11,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QPlainTextEdit>
 #include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -23,11 +24,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "apps/desktop/DatabaseDialog.h"
 #include "apps/desktop/DescriptionPanel.h"
 #include "apps/desktop/MainWindow.h"
 #include "apps/desktop/SheetText.h"
 #include "apps/desktop/SheetView.h"
 #include "apps/desktop/SpectraPlot.h"
+#include "nvimport/hosting/import/DatabaseSource.h"
 #include "tests/apps/desktop/NextDialog.h"
 
 namespace nvimport {
@@ -728,6 +731,93 @@ class MainWindowTest : public QObject {
       const double size = static_cast<double>(QFileInfo(to).size());
       QVERIFY2(std::abs(estimate->bytes / size - 1) < 0.25, name);
     }
+    QVERIFY(next.all_came());
+    QCOMPARE(next.unexpected(), 0);
+  }
+
+  // From the list of tables to a page and a saved query, none of which keeps the password.
+  void DatabasesAreImported() {
+    const QString database = folder_.filePath("lab.db");
+    const char* const make =
+        "import sqlite3, sys\n"
+        "made = sqlite3.connect(sys.argv[1])\n"
+        "made.execute('CREATE TABLE wheat (id INTEGER, name TEXT)')\n"
+        "made.executemany('INSERT INTO wheat VALUES (?, ?)', ((i, 'w') for i in range(100)))\n"
+        "made.execute('CREATE VIEW few AS SELECT id FROM wheat WHERE id < 2')\n"
+        "made.commit()\n";
+    if (!DatabaseSource::IsServed() || !Contents("/etc/odbcinst.ini").contains("[SQLite3]") ||
+        QProcess::execute("python3", {"-c", make, database}) != 0)
+      QSKIP("nvimport-odbc, the driver SQLite3 or python3 is missing");
+    const QString sources = folder_.filePath("odbc.ini");
+    Write(sources, "[ODBC Data Sources]\n[lab]\nDriver=SQLite3\nDatabase=" + database.toUtf8());
+    qputenv("ODBCINI", sources.toLocal8Bit());
+    MainWindow window;
+    window.show();
+    ActionOf(window, "Import from database...")->trigger();
+    auto& dialog = *window.findChild<DatabaseDialog*>();
+    const auto press = [&](const char* text) {
+      for (QPushButton* button : dialog.findChildren<QPushButton*>())
+        if (button->text().remove('&') == text) button->click();
+    };
+    auto& connection = *dialog.findChild<QComboBox*>();
+    QVERIFY(connection.findText("DSN=lab") >= 0 &&
+            connection.findText("DSN=ODBC Data Sources") < 0);
+    connection.setEditText("DSN=lab;PWD=secret");
+    press("Show tables");
+    auto& tables = *dialog.findChild<QTreeWidget*>();
+    QTRY_COMPARE(tables.topLevelItemCount(), 2);
+    const auto wheat = tables.findItems("wheat", Qt::MatchExactly);
+    QCOMPARE(wheat.front()->text(1), "a table: id, name");
+    tables.setCurrentItem(wheat.front());
+    auto& statement = *dialog.findChild<QPlainTextEdit*>();
+    QCOMPARE(statement.toPlainText(), "SELECT * FROM wheat");
+    press("Preview");
+    const auto& head = *dialog.findChild<SheetView*>();
+    QTRY_COMPARE(head.model()->rowCount(), 21);
+    statement.setPlainText("SELECT nosuch\n\nFROM wheat");
+    press("Preview");
+    const auto said = [&] {
+      QString all;
+      for (const QLabel* label : dialog.findChildren<QLabel*>()) all += label->text();
+      return all;
+    };
+    QTRY_VERIFY2(said().contains("no such column"), qPrintable(said()));
+    statement.setPlainText(
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) SELECT MAX(i) FROM n");
+    press("Preview");
+    QTest::qWait(100);
+    QVERIFY(window.library().busy());
+    press("Stop");
+    QTRY_VERIFY2(said().contains("Cancelled."), qPrintable(said()));
+    statement.setPlainText("SELECT nosuch\n\nFROM wheat");
+    const QString saved = folder_.filePath("wheat.dqy");
+    dialog.SaveTo(saved);
+    QCOMPARE(Contents(saved), "XLODBC\r\n1\r\nDSN=lab\r\nSELECT nosuch\r\nFROM wheat\r\n\r\n");
+    for (const char* table : {"wheat", "few"}) {
+      ActionOf(window, "Import from database...")->trigger();
+      statement.setPlainText(QString("SELECT * FROM ") + table);
+      QVERIFY(Import(window, [&] { press("Import"); }));
+      QVERIFY(!dialog.isVisible());
+    }
+    QCOMPARE(window.pages().count(), 2);
+    QCOMPARE(window.page()->name(), "odbc:DSN=lab");
+    QCOMPARE(CellOf(window, 3, 1), "1");
+    QVERIFY(Import(window, [&] { window.ImportAgain(); }));
+    QCOMPARE(window.sheet().model()->rowCount(), 3);
+    QVERIFY(!Contents(folder_.filePath("nvimport/desktop.ini")).contains("secret"));
+    // What was saved is asked for when it is opened; whoever does not want it is told nothing more.
+    dialog.SaveTo(saved);
+    NextDialog next;
+    next.Expect([](QDialog& question) { Press(question, {Qt::Key_Return}); });
+    QVERIFY(!Open(window, {saved}));
+    next.Expect([](QDialog& question) {
+      auto& box = dynamic_cast<QMessageBox&>(question);
+      QVERIFY(box.informativeText().endsWith("SELECT * FROM few"));
+      for (QAbstractButton* button : box.buttons())
+        if (box.buttonRole(button) == QMessageBox::AcceptRole) button->click();
+    });
+    QVERIFY(Open(window, {saved}));
+    QCOMPARE(CellOf(window, 3, 1), "1");
     QVERIFY(next.all_came());
     QCOMPARE(next.unexpected(), 0);
   }

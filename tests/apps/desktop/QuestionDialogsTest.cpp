@@ -320,6 +320,39 @@ class QuestionDialogsTest : public QObject {
     QCOMPARE(dialogs_.AskPassword(question), "p\xc3\xa4ss");
     next.Expect([](QDialog& dialog) { PressOk(dialog); });
     QCOMPARE(dialogs_.AskPassword(question), std::nullopt);
+    next.Expect([](QDialog& dialog) {
+      QVERIFY(dialog.windowTitle().contains("Database=/a/b"));
+      dialog.reject();
+    });
+    QCOMPARE(dialogs_.AskPassword({.path = "Driver=d;Database=/a/b"}), std::nullopt);
+  }
+
+  void QueriesAreRunOnlyIfThatIsSaid() {
+    const QueryQuestion question{
+        .path = "/x/wheat.dqy",
+        .source = "DSN=lab<!--;UID=reader",
+        .statement = "SELECT '<b>'" + std::string(2000, ' ') + "FROM wheat"};
+    const struct {
+      std::function<void(QDialog&)> answer;
+      bool runs;
+    } kCases[] = {{[](QDialog& dialog) { Press(dialog, {Qt::Key_Return}); }, false},
+                  {[](QDialog& dialog) { dialog.close(); }, false},
+                  {[](QDialog& dialog) { ButtonOf(dialog, "Run query")->click(); }, true}};
+    for (const auto& c : kCases) {
+      NextDialog next;
+      next.Expect([&](QDialog& dialog) {
+        const auto& box = dynamic_cast<QMessageBox&>(dialog);
+        QVERIFY(box.text().contains("wheat.dqy"));
+        QVERIFY(box.informativeText().startsWith("DSN=lab<!--;UID=reader\n\nSELECT '<b>'"));
+        for (const QLabel* label : dialog.findChildren<QLabel*>())
+          QCOMPARE(label->textFormat(), Qt::PlainText);
+        // However much stands before it.
+        QVERIFY(box.detailedText().endsWith("FROM wheat"));
+        c.answer(dialog);
+      });
+      QCOMPARE(dialogs_.AllowQuery(question), c.runs);
+      QVERIFY(next.all_came());
+    }
   }
 
   void WarningsAndTroublesSayEverything() {
