@@ -79,7 +79,8 @@ def test_spectra_of_the_layouts_that_formats_have() -> None:
     assert np.array_equal(gaps.matrix, np.array([[1, np.nan, 3], [np.nan, 5, 6]]), equal_nan=True)
     comma = nvimport.read(data=b"s;1,5;2,5;3,5\na;0,1;0,2;0,3\n", name="t.csv", decimal=",").spectra()
     assert comma.x.tolist() == [1.5, 2.5, 3.5] and comma.matrix[0, 2] == 0.3
-    for columns in ("90-", [1, 90]):
+    wanted: tuple[Any, ...] = ("90-", [1, 90])
+    for columns in wanted:
         with pytest.raises(nvimport.ArgumentError, match="no column 90.*has 12 columns"):
             nvimport.read("wheat.txt", columns=columns)
     assert nvimport.read("wheat.txt", columns="11-90").shape == (13, 2)
@@ -296,7 +297,8 @@ def test_databases_are_named_in_place_of_paths(tmp_path: pathlib.Path) -> None:
     with pytest.raises(nvimport.ChoiceNeeded, match="sheet=") as needed:
         nvimport.read(lab)
     assert needed.value.candidates == ["wheat (a table: sample, moisture)", "names (a view: sample)"]
-    for arguments in ({"query": "SELECT ?"}, {"query": "DROP TABLE wheat"}, {"sheet": "none"}):
+    refusals: list[dict[str, Any]] = [{"query": "SELECT ?"}, {"query": "DROP TABLE wheat"}, {"sheet": "none"}]
+    for arguments in refusals:
         with pytest.raises(nvimport.Error) as refused:
             nvimport.read(lab, **arguments)
         assert "secret" not in str(refused.value)
