@@ -1,4 +1,4 @@
-# What run, test and .ci/run share: installing what is missing, and building.
+# What the scripts share: the version, installing what is missing, and building.
 # Sourced by sh with $root set to the project's folder.
 
 run_packages="g++ cmake make ninja-build libcli11-dev libexpat1-dev libhdf5-dev libisal-dev libxml2-dev nettle-dev
@@ -46,6 +46,12 @@ need_packages() {
     exit 1
   }
   installed_some=yes
+}
+
+# The version, from its only place.
+version() {
+  sed -n 's/^#define NVIMPORT_VERSION_\(MAJOR\|MINOR\|PATCH\) //p' "$root/nvimport/framework/Version.h" |
+    paste -sd .
 }
 
 # What was compiled before, in whichever folder, is not compiled again where ccache is installed.
