@@ -1,6 +1,6 @@
 #!/bin/sh
 # Packages.sh: makes the Debian packages in build/package, lets lintian judge them and looks into
-# them. Nothing is installed (docs/packaging.md tells how to try that on a clean system).
+# them. Nothing is installed.
 set -eu
 root=$(cd "$(dirname "$0")/../.." && pwd)
 . "$root/cmake/setup.sh"
