@@ -65,7 +65,7 @@ while(parts)
   endif()
   list(APPEND names ${name})
   set(version)
-  if(PKG_CONFIG_EXECUTABLE)
+  if(PKG_CONFIG_EXECUTABLE AND NOT CMAKE_CROSSCOMPILING)
     execute_process(COMMAND ${PKG_CONFIG_EXECUTABLE} --modversion ${module}
       OUTPUT_VARIABLE version OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
   endif()
