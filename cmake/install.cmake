@@ -8,7 +8,7 @@ if(NOT NVIMPORT_SHARED)
   list(APPEND libraries nvimport-complete)
 endif()
 if(WIN32)
-  install(FILES LICENSE RENAME LICENSE.txt DESTINATION . COMPONENT runtime)
+  install(FILES LICENSES/Apache-2.0.txt RENAME LICENSE.txt DESTINATION . COMPONENT runtime)
 endif()
 install(TARGETS ${libraries} EXPORT NvImportTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development

@@ -154,14 +154,13 @@ file(WRITE ${control}/dialogs/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_DIALOGS_PACKAGE_CONTROL_EXTRA ${control}/dialogs/shlibs
   ${control}/dialogs/triggers ${control}/dialogs/postinst ${control}/dialogs/postrm)
 
-string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
-configure_file(cmake/debian/changelog.in ${control}/changelog.Debian @ONLY)
+configure_file(debian/changelog ${control}/changelog.Debian COPYONLY)
 configure_file(CHANGELOG.md ${control}/changelog COPYONLY)
 execute_process(COMMAND gzip -9nf changelog.Debian changelog
   WORKING_DIRECTORY ${control} COMMAND_ERROR_IS_FATAL ANY)
 foreach(component ${CPACK_COMPONENTS_ALL})
   string(TOUPPER ${component} upper)
-  install(FILES ${control}/changelog.Debian.gz ${control}/changelog.gz cmake/debian/copyright
+  install(FILES ${control}/changelog.Debian.gz ${control}/changelog.gz debian/copyright
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}
     COMPONENT ${component})
 endforeach()

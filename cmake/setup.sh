@@ -1,4 +1,4 @@
-# What run, test and .ci/run share: installing what is missing, and building.
+# What the scripts share: the version, installing what is missing, and building.
 # Sourced by sh with $root set to the project's folder.
 
 run_packages="g++ cmake make ninja-build libcli11-dev libexpat1-dev libhdf5-dev libisal-dev libxml2-dev nettle-dev
@@ -13,8 +13,8 @@ r_packages="$run_packages pkg-config r-base-core r-base-dev r-cran-cpp11 r-cran-
 r_check_packages="$r_packages r-cran-data.table r-cran-readr r-cran-readxl r-cran-rmarkdown r-cran-roxygen2"
 test_packages="$run_packages libgtest-dev libbenchmark-dev locales g++-multilib pkg-config
   libgsf-1-dev libsqliteodbc"
-ci_packages="$test_packages $desktop_packages $python_packages $r_packages ccache openbox xauth xvfb clang clang-format clang-tidy cppcheck doxygen dpkg-dev
-  fish groff-base libclang-rt-14-dev libmatio11 lintian mariadb-server octave odbc-mariadb odbc-postgresql postgresql python3 python3-h5py python3-netcdf4 python3-scipy valgrind zsh"
+ci_packages="$test_packages $desktop_packages $python_packages $r_packages abigail-tools appstream ccache openbox xauth xvfb clang clang-format clang-tidy cppcheck doxygen dpkg-dev
+  fish groff-base libclang-rt-14-dev libmatio11 lintian mariadb-server octave odbc-mariadb odbc-postgresql postgresql python3 python3-h5py python3-netcdf4 python3-scipy reuse valgrind zsh"
 
 # Installs those of the packages named that are missing; says nothing when there are none.
 need_packages() {
@@ -46,6 +46,12 @@ need_packages() {
     exit 1
   }
   installed_some=yes
+}
+
+# The version, from its only place.
+version() {
+  sed -n 's/^#define NVIMPORT_VERSION_\(MAJOR\|MINOR\|PATCH\) //p' "$root/nvimport/framework/Version.h" |
+    paste -sd .
 }
 
 # What was compiled before, in whichever folder, is not compiled again where ccache is installed.

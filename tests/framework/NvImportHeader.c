@@ -1,15 +1,30 @@
 /* The C interface from plain C99: one small file through its functions. With NVIMPORT_TEST_32BIT
  * it is only compiled, for the sizes that plug-ins of 32-bit hosts are built against. */
+#include <stddef.h>
 #include <stdio.h>
 #include <string.h>
 
 #include "nvimport/framework/NvImportMore.h"
 
+/* What is compiled in plug-ins and hosts, for pointers of 4 and of 8 bytes. */
+#define IS(name, value, of_4, of_8) \
+  typedef char name[(value) == (sizeof(void*) == 4 ? (of_4) : (of_8)) ? 1 : -1]
+IS(read_data, sizeof(NvImportReadData), 28, 48);
+IS(read_data_rows, offsetof(NvImportReadData, rows), 12, 24);
+IS(read_data_next_index, offsetof(NvImportReadData, next_index), 24, 40);
+IS(write_data, sizeof(NvImportWriteData), 24, 40);
+IS(write_data_rows, offsetof(NvImportWriteData, rows), 16, 32);
+IS(open_options, sizeof(NvImportOpenOptions), 8, 16);
+IS(open_options_data, offsetof(NvImportOpenOptions, data), 4, 8);
+IS(format_info, sizeof(NvImportFormatInfo), 28, 48);
+IS(format_info_extensions, offsetof(NvImportFormatInfo, extensions), 16, 32);
+IS(format_info_can_write, offsetof(NvImportFormatInfo, can_write), 20, 40);
+IS(format_info_flag5, offsetof(NvImportFormatInfo, flag5), 24, 44);
+IS(whole_data, sizeof(NvImportWholeData), 36, 64);
+IS(whole_data_rows, offsetof(NvImportWholeData, rows), 28, 56);
+IS(description, sizeof(NvImportDescription), 20, 40);
 #ifdef NVIMPORT_TEST_32BIT
 typedef char pointers_have_4_bytes[sizeof(void*) == 4 ? 1 : -1];
-typedef char read_data_has_28_bytes[sizeof(NvImportReadData) == 28 ? 1 : -1];
-typedef char write_data_has_24_bytes[sizeof(NvImportWriteData) == 24 ? 1 : -1];
-typedef char open_options_have_8_bytes[sizeof(NvImportOpenOptions) == 8 ? 1 : -1];
 #endif
 
 struct sheet {

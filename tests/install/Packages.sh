@@ -1,6 +1,6 @@
 #!/bin/sh
 # Packages.sh: makes the Debian packages in build/package, lets lintian judge them and looks into
-# them. Nothing is installed (docs/packaging.md tells how to try that on a clean system).
+# them. Nothing is installed.
 set -eu
 root=$(cd "$(dirname "$0")/../.." && pwd)
 . "$root/cmake/setup.sh"
@@ -78,6 +78,7 @@ $lib/libnvimport-qt-dialogs.so"
   qt="libqcustomplot2.1-qt6, libqt6core6, libqt6gui6, libqt6printsupport6, libqt6svg6, libqt6widgets6"
   holds nvimport-desktop "libnvimport1 (= $version), $dialogs (= $version), libc6, libgcc-s1, $qt, libstdc++6" "usr/bin/nvimport-desktop
 $lib/nvimport/nvimport-draw.so"
+  quiet appstreamcli validate --no-net root/usr/share/metainfo/*.xml
 fi
 
 # Where python3-dev and pybind11-dev are installed.
