@@ -1,6 +1,7 @@
 #ifdef NVIMPORT_HAS_PACKAGES
 
 #include "nvimport/formats/workbook/OpenDocumentFile.h"
+#include "nvimport/platform/NvApp.h"
 #include "tests/support/Cases.h"
 #include "tests/support/OpenDocumentFixture.h"
 
@@ -99,6 +100,7 @@ TEST(OpenDocumentFile, TakesTheSheetsChosenEachInItsPlace) {
 }
 
 TEST(OpenDocumentFile, RefusesWhatItCannotRead) {
+  NvApp::SetName("");
   const OpenDocumentFixture document{{{"<r><c v='float' o:value='1'/></r>"}}};
   const std::string flat = document.Flat();
   std::vector<ZipPart> encrypted = document.Parts();
