@@ -257,6 +257,7 @@ struct OdbcSession::Handles {
   bool Connect(const std::string& words);
   bool Open(const std::string& words);
   bool BeginReadOnly();
+  bool Run(const char* sql);
   bool ListTables();
   bool Prepare(const std::string& sql);
   bool Count(const std::string& sql);
@@ -328,6 +329,8 @@ bool OdbcSession::Handles::Connect(const std::string& words) {
     return false;
   driver = name + " " + InfoOf(connection.handle, SQL_DRIVER_VER);
   server = InfoOf(connection.handle, SQL_DBMS_NAME) + " " + InfoOf(connection.handle, SQL_DBMS_VER);
+  // So that the server notices where this process ends meanwhile; older ones don't know it.
+  if (server.starts_with("PostgreSQL")) Run("SET client_connection_check_interval = 1000");
   // Which would have SQLite's driver keep all rows.
   const bool has_transaction = !server.starts_with("SQLite");
   if (has_transaction)
@@ -338,12 +341,15 @@ bool OdbcSession::Handles::Connect(const std::string& words) {
 
 bool OdbcSession::Handles::BeginReadOnly() {
   const char* const sql = ReadOnlyFor(server);
-  if (sql == nullptr) return true;
-  Statement begin;
-  if (!begin.Make(connection.handle)) return Fail(SQL_HANDLE_DBC, connection.handle);
+  return sql == nullptr || Run(sql);
+}
+
+bool OdbcSession::Handles::Run(const char* sql) {
+  Statement one;
+  if (!one.Make(connection.handle)) return Fail(SQL_HANDLE_DBC, connection.handle);
   Wide wide = ToWide(sql);
-  return IsGood(SQLExecDirectW(begin.handle, wide.data(), SQL_NTS)) ||
-         Fail(SQL_HANDLE_STMT, begin.handle);
+  return IsGood(SQLExecDirectW(one.handle, wide.data(), SQL_NTS)) ||
+         Fail(SQL_HANDLE_STMT, one.handle);
 }
 
 bool OdbcSession::Handles::ListTables() {
