@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <future>
 #include <limits>
 
 #include "nvimport/hosting/calls/TextValues.h"
@@ -10,7 +11,8 @@ namespace nvimport {
 
 namespace {
 
-constexpr int kPiece = 64;  // columns that are gone through at once
+constexpr std::size_t kPiece = 64;             // columns that are gone through at once
+constexpr std::size_t kCellsForTwo = 100'000;  // that are worth a second processor
 constexpr std::int64_t kNoTime = std::numeric_limits<std::int64_t>::min();
 
 }  // namespace
@@ -20,18 +22,30 @@ TypedColumns::TypedColumns(const DenseSheet& sheet, int first_column, int first_
     : rows_(static_cast<std::size_t>(std::max(sheet.rows() - first_row + 1, 0))),
       columns_(static_cast<std::size_t>(std::max(last_column - first_column + 1, 0))),
       values_(std::make_unique_for_overwrite<Value[]>(rows_ * columns_.size())) {
+  const std::size_t count = columns_.size();
+  const std::size_t half = rows_ * count < kCellsForTwo ? count : (count + 1) / 2;
+  const auto take = [&](std::size_t begin, std::size_t end) {
+    TakeColumns(sheet, first_column, first_row, begin, end, rules);
+  };
+  std::future<void> others;
+  // Where no thread is to be had they wait for get().
+  if (half < count) others = std::async(take, half, count);
+  take(0, half);
+  if (half < count) others.get();
+}
+
+void TypedColumns::TakeColumns(const DenseSheet& sheet, int first_column, int first_row,
+                               std::size_t begin, std::size_t end, const TypingRules& rules) {
   std::array<MemoryCell, kPiece> cells;
-  const auto count = static_cast<int>(columns_.size());
-  for (int at = 0; at < count; at += kPiece) {
-    const auto piece =
-        std::span(cells).first(static_cast<std::size_t>(std::min(kPiece, count - at)));
+  for (std::size_t at = begin; at < end; at += kPiece) {
+    const auto piece = std::span(cells).first(std::min(kPiece, end - at));
     for (std::size_t row = 0; row < rows_; ++row) {
-      sheet.GetCells(first_column + at, first_row + static_cast<int>(row), piece);
-      auto column = static_cast<std::size_t>(at);
+      sheet.GetCells(first_column + static_cast<int>(at), first_row + static_cast<int>(row), piece);
+      std::size_t column = at;
       for (const MemoryCell& cell : piece) Take(column++, row, cell, rules);
     }
   }
-  for (std::size_t at = 0; at < columns_.size(); ++at) {
+  for (std::size_t at = begin; at < end; ++at) {
     Column& column = columns_[at];
     const auto cell_in = [&](std::size_t row) {
       MemoryCell cell;

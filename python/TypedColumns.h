@@ -71,6 +71,9 @@ class TypedColumns {
     std::vector<std::uint8_t> missing{};
   };
 
+  // Those from `begin` to before `end`, which may be done beside others.
+  void TakeColumns(const DenseSheet& sheet, int first_column, int first_row, std::size_t begin,
+                   std::size_t end, const TypingRules& rules);
   void Take(std::size_t at, std::size_t row, const MemoryCell& cell, const TypingRules& rules);
   void TakeText(std::size_t at, std::size_t row, std::string_view text, const TypingRules& rules);
   void SetMissing(std::size_t at, std::size_t row);

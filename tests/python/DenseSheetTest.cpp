@@ -121,6 +121,24 @@ TEST(TypedColumns, TextsAreWhatTheyReadAs) {
   }
 }
 
+// Large ones are halved by columns, each half for a processor of its own.
+TEST(TypedColumns, AColumnOfALargeSheetIsWhatItIsAlone) {
+  constexpr int kRows = 21'000;
+  const char* const kLast[] = {"1", "word", "2024-05-06", "2.5", ""};
+  DenseSheet sheet(kMostBytes);
+  for (int row = 1; row <= kRows; ++row)
+    for (int column = 1; column <= 5; ++column)
+      sheet.Set(column, row, row == kRows ? kLast[column - 1] : column == 3 ? "1970-01-02" : "7");
+  const TypedColumns all(sheet, 1, 1, 5, {});
+  for (int column = 1; column <= 5; ++column) {
+    const TypedColumns alone(sheet, column, 1, column, {});
+    const auto at = static_cast<std::size_t>(column - 1);
+    EXPECT_EQ(all.type(at), alone.type(0));
+    EXPECT_TRUE(std::ranges::equal(all.missing(at), alone.missing(0)));
+    EXPECT_TRUE(std::equal(all.wholes(at), all.wholes(at) + kRows, alone.wholes(0)));
+  }
+}
+
 TEST(ArrowTable, AConsumerOfItsOwnFindsEveryCell) {
   DenseSheet sheet(kMostBytes);
   Fill(sheet);
