@@ -1,3 +1,4 @@
+# shellcheck shell=sh disable=SC2154 # $root and $cross are of those who source it
 # What the scripts share that build for another system or processor, after setup.sh: $cross is the preset,
 # whose libraries that this system has no packages of are in $libraries.
 libraries=$root/build/$cross-libraries
