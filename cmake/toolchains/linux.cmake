@@ -15,7 +15,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(system /usr/${CMAKE_LIBRARY_ARCHITECTURE})
 set(own /usr/lib/gcc-cross/${CMAKE_LIBRARY_ARCHITECTURE}/12)
 set(CMAKE_C_FLAGS_INIT "-nostdinc")
-foreach(folder ${own}/include ${system}/include
+foreach(folder ${own}/include ${system}/include ${NVIMPORT_PROCESSOR_ROOT}/usr/include
     ${NVIMPORT_PROCESSOR_ROOT}/usr/include/${CMAKE_LIBRARY_ARCHITECTURE})
   string(APPEND CMAKE_C_FLAGS_INIT " -isystem ${folder}")
 endforeach()
