@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "nvimport/platform/ByteWriter.h"
 #include "nvimport/platform/NumberText.h"
 
 // The digits by the method of R. Giulietti, "The Schubfach way to render doubles" (2020): of the
@@ -195,7 +196,7 @@ void Spell(const Decimal& decimal, Characters& characters) {
   char* const text = characters.text.data();
   const auto put = [&](std::uint64_t eight, int at) {
     eight += 0x3030'3030'3030'3030;
-    std::memcpy(text + at, &eight, sizeof eight);
+    StoreLittle(text + at, eight);
   };
   const std::uint64_t high = decimal.digits / kPiece;
   const std::uint64_t last = EightDigits(static_cast<std::uint32_t>(decimal.digits % kPiece));

@@ -29,6 +29,7 @@
 
 #include "nvimport/framework/FormatDetection.h"
 #include "nvimport/framework/SpreadsheetData.h"
+#include "nvimport/platform/ByteWriter.h"
 #include "nvimport/platform/Dialogs.h"
 #include "nvimport/platform/Log.h"
 #include "plugins/complete/CompleteFormats.h"
@@ -99,7 +100,7 @@ class DigestSink final : public ReadSpreadSheetData {
   }
   void Set(int column, int row, float value) override {
     Add(column, row);
-    Add({reinterpret_cast<const char*>(&value), sizeof value});
+    AddNumber(value);
   }
   void SetDataSize(int columns, int rows) override { told_ = {columns, rows}; }
   int GetNumberOfColumns() override { return 0; }
@@ -126,7 +127,15 @@ class DigestSink final : public ReadSpreadSheetData {
     ++cells_;
     const std::array<int, 2> place = {column, row};
     for (const std::size_t i : {0U, 1U}) last_[i] = std::max(last_[i], place[i]);
-    Add({reinterpret_cast<const char*>(place.data()), sizeof place});
+    AddNumber(column);
+    AddNumber(row);
+  }
+  // The same whatever the processor's byte order.
+  template <typename T>
+  void AddNumber(T value) {
+    char bytes[sizeof value];
+    StoreLittle(bytes, value);
+    Add({bytes, sizeof bytes});
   }
   // FNV-1a.
   void Add(std::string_view bytes) {

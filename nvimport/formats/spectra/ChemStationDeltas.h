@@ -22,7 +22,7 @@ bool HasWord(const char* words, std::size_t count, std::int16_t wanted) {
   const auto same = Load<std::uint16_t>(&wanted, kOrder);
   unsigned found = 0;
   for (std::size_t i = 0; i < count; ++i)
-    found |= LoadLittle<std::uint16_t>(words + kDeltaSize * i) == same ? 1U : 0U;
+    found |= Load<std::uint16_t>(words + kDeltaSize * i, std::endian::native) == same ? 1U : 0U;
   return found != 0;
 }
 

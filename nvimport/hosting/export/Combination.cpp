@@ -12,6 +12,7 @@
 #include "nvimport/hosting/import/EachSheet.h"
 #include "nvimport/hosting/import/Sheets.h"
 #include "nvimport/platform/ByteReader.h"
+#include "nvimport/platform/ByteWriter.h"
 #include "nvimport/platform/Files.h"
 #include "nvimport/platform/NumberText.h"
 
@@ -129,9 +130,7 @@ SurveyedSheet SurveyOne(ImportRequest request, const ColumnRules& rules, ImportR
   return surveyed;
 }
 
-void PutNumber(std::string& bytes, std::int64_t value) {
-  bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
-}
+void PutNumber(std::string& bytes, std::int64_t value) { AppendLittle(bytes, value); }
 
 void PutText(std::string& bytes, std::string_view text) {
   PutNumber(bytes, static_cast<std::int64_t>(text.size()));

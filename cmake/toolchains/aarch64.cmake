@@ -1,0 +1,3 @@
+# ARM of 64 bits.
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+include(${CMAKE_CURRENT_LIST_DIR}/linux.cmake)
