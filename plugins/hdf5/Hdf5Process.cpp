@@ -54,6 +54,8 @@ std::string& Program() {
 std::unique_ptr<Hdf5Process> Hdf5Process::Start(const char* path, Shows shows, int& status) {
   const InputFile file(path);
   status = !file.is_open() ? kHdf5NoFile : !IsHdf5(path) ? kHdf5NotHdf5 : kHdf5NoProcess;
+  // The process reaches the file by no other way.
+  if (status == kHdf5NoProcess && ::access("/proc/self/fd", X_OK) != 0) status = kHdf5NoProc;
   int ends[2];
   if (status != kHdf5NoProcess || ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
     return nullptr;

@@ -16,6 +16,7 @@ enum Hdf5Status : int {
   kHdf5Damaged,
   kHdf5NoProcess,
   kHdf5NotMat,
+  kHdf5NoProc,
 };
 
 // An HDF5 file shown as one of another format by a process of its own, in which alone the HDF5
