@@ -131,9 +131,8 @@ class AccessibilityTest : public QObject {
  private:
   void See(QWidget& window, const QString& name) {
     // The window manager finds a place for it.
-    static_cast<void>(QTest::qWaitFor(
-        [&] { return window.screen()->availableGeometry().contains(window.frameGeometry()); },
-        QGuiApplication::platformName() == "xcb" ? 1000 : 0));
+    static_cast<void>(QTest::qWaitFor([&] { return IsOnScreen(window); },
+                                      QGuiApplication::platformName() == "xcb" ? kPatience : 0));
     seen_.push_back(name + ": " + Faults(window));
     if (seen_.back().endsWith(": ")) seen_.pop_back();
     Keep(name);

@@ -13,15 +13,20 @@
 
 namespace nvimport {
 
+// With the frame that a window manager gives it, which at times is known late and empty until then.
+inline bool IsOnScreen(const QWidget& window) {
+  const QRect frame = window.frameGeometry().united(window.geometry());
+  return window.screen()->availableGeometry().contains(frame);
+}
+
 // What of a window can't be read as it is shown.
 class Measures {
  public:
   Measures(const QWidget& window, QSize most) : window_(window) {
     if (!QRect({}, most).contains(QRect({}, window.size())))
       Fault(QStringLiteral("%1 x %2 is too large").arg(window.width()).arg(window.height()));
-    // A window manager's frame too.
-    if (!window.screen()->availableGeometry().contains(window.frameGeometry()) &&
-        window.windowFlags() & Qt::Window && QGuiApplication::platformName() == "xcb")
+    if (!IsOnScreen(window) && window.windowFlags() & Qt::Window &&
+        QGuiApplication::platformName() == "xcb")
       Fault("it reaches beyond the screen");
     for (const QWidget* widget : window.findChildren<QWidget*>()) {
       if (!widget->isVisible() || widget->window() != &window) continue;
